@@ -1,0 +1,15 @@
+#pragma once
+
+// What the shared library shows to its consumers. Everything else is hidden. Objects that are
+// linked without the shared library (the unit tests) are compiled with YOX_STATIC.
+#if defined(YOX_STATIC)
+#define YOX_API
+#elif defined(_WIN32)
+#if defined(YOX_BUILDING)
+#define YOX_API __declspec(dllexport)
+#else
+#define YOX_API __declspec(dllimport)
+#endif
+#else
+#define YOX_API __attribute__((visibility("default")))
+#endif

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "yox/clientbase/Export.h"
+#include "yox/clientbase/WString.h"
+
+namespace YOX {
+
+// Operations on 16-bit text. All are pure, safe from any thread, independent of the process's
+// locale, and accept any code units, embedded zeros and lone surrogates included.
+class YOX_API String {
+ public:
+  String() = delete;
+
+  // Blank, tab, line feed, carriage return, vertical tab, form feed.
+  static constexpr WStringView kWhiteSpace = operator""_wv<" \t\n\r\v\f">();
+
+  // Conversion never fails: a lone surrogate or a malformed byte sequence becomes U+FFFD (one for
+  // each maximal malformed part).
+  static std::string UTF16ToUTF8(WStringView text);
+  static WString UTF8ToUTF16(std::string_view text);
+  // Whether the bytes are well-formed UTF-8 (no surrogates, no overlong forms).
+  static bool IsValidUTF8(std::string_view text);
+
+  static bool IsEmptyOrWhiteSpace(WStringView text);
+
+  // Every piece is kept, empty ones at the ends and inside included; the empty text has no piece.
+  static std::vector<WString> Split(WStringView text, WChar separator);
+  // Two pieces around the first separator, or the text alone when it has none.
+  static std::vector<WString> SplitOnce(WStringView text, WChar separator);
+
+  // Delete the characters of `set` from the ends, in place, and return the result.
+  static WString trim(WString& text, WStringView set);
+  static WString trimStart(WString& text, WStringView set);
+  static WString trimEnd(WString& text, WStringView set);
+  // The same as a view of the text.
+  static WStringView Trimmed(WStringView text, WStringView set = kWhiteSpace);
+
+  static WString Replace(WStringView text, WStringView what, WStringView with);
+
+  static bool StartsWith(WStringView text, WStringView prefix);
+  static bool EndsWith(WStringView text, WStringView suffix);
+
+  // Letter case is ignored by Unicode's simple case folding of each code unit: a text of surrogate
+  // pairs is compared as it stands, and lengths never change. An empty needle is found everywhere.
+  static bool CaseInsesitiveEqual(WStringView left, WStringView right);
+  static bool CaseInsesitiveFind(WStringView haystack, WStringView needle);
+  static bool CaseInsensitiveStartsWith(WStringView text, WStringView prefix);
+  static bool CaseInsensitiveEndsWith(WStringView text, WStringView suffix);
+  static WChar FoldCase(WChar unit);
+
+  // Unicode's simple upper- and lower-case mapping of each code unit.
+  static WString ToUpper(WStringView text);
+  static WString ToLower(WStringView text);
+
+  // Decimal integer at the start of the text: leading white space skipped, a sign allowed, digits
+  // 0-9, the rest ignored. Throws std::invalid_argument("invalid stoi argument") when there is no
+  // digit and std::out_of_range("stoi argument out of range") when it does not fit.
+  static int ToInteger(WStringView text);
+
+  enum class IntegerStatus { kOk, kInvalid, kOutOfRange };
+  // The same without exceptions; `value` is written only for kOk.
+  static IntegerStatus TryToInteger(WStringView text, int& value);
+};
+
+}  // namespace YOX

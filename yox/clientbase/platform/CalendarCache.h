@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdint>
+
+#include "yox/clientbase/platform/Clock.h"
+
+namespace YOX::platform {
+
+// Time zones change their offset on whole minutes, so the day of a moment is the day of its minute.
+// The C library takes a lock for every conversion; this remembers, per thread, the last minute
+// asked for.
+template <class Convert>
+LocalDate CachedLocalDate(std::int64_t moment, Convert convert) {
+  struct Entry {
+    std::int64_t minute = INT64_MIN;
+    LocalDate date;
+  };
+  thread_local Entry entry;
+  const std::int64_t minute = moment / 60 - (moment % 60 < 0);
+  if (entry.minute != minute) entry = {minute, convert(moment)};
+  return entry.date;
+}
+
+// The same for the start of a day. Several, since a list names several days; kept no longer than
+// the minute in which they were computed, for a zone may be changed under a running process.
+template <class Convert>
+std::int64_t CachedStartOfDay(std::int64_t now, int year, int month, int day, Convert convert) {
+  struct Entry {
+    std::int64_t minute = INT64_MIN;
+    int year = 0, month = 0, day = 0;
+    std::int64_t start = 0;
+  };
+  thread_local Entry entries[16];
+  const std::int64_t minute = now / 60;
+  Entry& entry = entries[static_cast<unsigned>(year * 372 + month * 31 + day) % 16];
+  if (entry.minute != minute || entry.year != year || entry.month != month || entry.day != day) {
+    entry = {minute, year, month, day, convert(year, month, day)};
+  }
+  return entry.start;
+}
+
+}  // namespace YOX::platform

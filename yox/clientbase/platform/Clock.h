@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+namespace YOX::platform {
+
+struct LocalDate {
+  int year = 1970;
+  int month = 1;  // 1 to 12
+  int day = 1;    // 1 to 31
+
+  friend bool operator==(const LocalDate&, const LocalDate&) = default;
+};
+
+// What time it is, in three senses. Every operation is safe from any thread.
+class Clock {
+ public:
+  virtual ~Clock() = default;
+
+  // Seconds since 1970-01-01T00:00:00 UTC.
+  virtual std::int64_t Now() const = 0;
+
+  // The calendar day, in the device's time zone, of a moment given as `Now` gives it.
+  virtual LocalDate ToLocalDate(std::int64_t moment) const = 0;
+
+  // The moment at which a calendar day begins in the device's time zone. A month or day out of its
+  // range carries over, as in mktime. A day before 1970 gives -1; a year or month that the calendar
+  // cannot hold (below INT_MIN + 1900, or a month of INT_MIN) gives nothing.
+  virtual std::optional<std::int64_t> StartOfLocalDay(int year, int month, int day) const = 0;
+
+  // Milliseconds since some moment in the past; never goes back, stands still while the device
+  // sleeps.
+  virtual std::int64_t SteadyMilliseconds() const = 0;
+
+  // Seconds since the device started, sleep included.
+  virtual std::int64_t UptimeSeconds() const = 0;
+};
+
+}  // namespace YOX::platform

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "yox/clientbase/Export.h"
+#include "yox/clientbase/platform/Applications.h"
+#include "yox/clientbase/platform/Clock.h"
+#include "yox/clientbase/platform/Firmware.h"
+#include "yox/clientbase/platform/Locale.h"
+#include "yox/clientbase/platform/OperatingSystem.h"
+#include "yox/clientbase/platform/Users.h"
+
+namespace YOX::platform {
+
+// One of each thing that an operating system knows. Three implementations: Linux, Windows, and a
+// simulated device.
+class YOX_API Platform {
+ public:
+  virtual ~Platform() = default;
+
+  virtual Clock& clock() = 0;
+  virtual Firmware& firmware() = 0;
+  virtual OperatingSystem& operating_system() = 0;
+  virtual Locale& locale() = 0;
+  virtual Users& users() = 0;
+  virtual Applications& applications() = 0;
+
+  // The platform in use: the machine's own, unless another is installed.
+  static Platform& Get();
+  // The machine's own; lives until the process ends.
+  static Platform& Native();
+};
+
+// Puts a platform in the place of the machine's own for its lifetime. Guards nest; install before
+// other threads ask for the platform, and outlive their use of it.
+class YOX_API ScopedPlatform {
+ public:
+  explicit ScopedPlatform(Platform& platform);
+  ~ScopedPlatform();
+  ScopedPlatform(const ScopedPlatform&) = delete;
+  ScopedPlatform& operator=(const ScopedPlatform&) = delete;
+
+ private:
+  Platform* former_;
+};
+
+}  // namespace YOX::platform

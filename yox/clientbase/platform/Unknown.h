@@ -1,0 +1,43 @@
+#pragma once
+
+#include "yox/clientbase/platform/Platform.h"
+
+// What a system answers where it has no source of a kind.
+namespace YOX::platform {
+
+class UnknownFirmware final : public Firmware {
+ public:
+  const FirmwareFacts* Facts() override { return nullptr; }
+  void Reread() override {}
+};
+
+class UnknownOperatingSystem final : public OperatingSystem {
+ public:
+  WString ProductName() override { return {}; }
+  WString EditionId() override { return {}; }
+  WString Version() override { return {}; }
+  WString Caption() override { return {}; }
+  bool IsSMode() override { return false; }
+  std::uint32_t Architecture() override { return 65535; }
+  std::uint32_t UpdateServiceStartType() override { return 0; }
+  std::vector<OperatingSystemUpdate> UpdateHistory() override { return {}; }
+};
+
+class UnknownLocale final : public Locale {
+ public:
+  LocaleFacts Facts() override { return {}; }
+};
+
+class UnknownUsers final : public Users {
+ public:
+  WString LoggedInUserSid() override { return {}; }
+  bool IsSystemProcess() override { return false; }
+};
+
+class NoApplications final : public Applications {
+ public:
+  std::map<WString, InstalledApplication> Installed() override { return {}; }
+  std::map<WString, WString> Store() override { return {}; }
+};
+
+}  // namespace YOX::platform

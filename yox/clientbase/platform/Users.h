@@ -1,0 +1,19 @@
+#pragma once
+
+#include "yox/clientbase/WString.h"
+
+namespace YOX::platform {
+
+class Users {
+ public:
+  virtual ~Users() = default;
+
+  // The security identifier of the user who is logged on at the console ("S-1-5-21-..."); empty
+  // when nobody is. On Linux a user's identifier is built from the user number.
+  virtual WString LoggedInUserSid() = 0;
+
+  // Whether this process runs as the system's own account.
+  virtual bool IsSystemProcess() = 0;
+};
+
+}  // namespace YOX::platform

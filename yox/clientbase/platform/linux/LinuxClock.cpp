@@ -1,0 +1,52 @@
+#include "yox/clientbase/platform/linux/LinuxClock.h"
+
+#include <time.h>
+
+#include <algorithm>
+#include <limits>
+
+#include "yox/clientbase/platform/CalendarCache.h"
+
+namespace YOX::platform {
+namespace {
+
+std::int64_t Seconds(clockid_t clock) {
+  timespec time{};
+  clock_gettime(clock, &time);
+  return time.tv_sec;
+}
+
+}  // namespace
+
+std::int64_t LinuxClock::Now() const { return Seconds(CLOCK_REALTIME); }
+
+LocalDate LinuxClock::ToLocalDate(std::int64_t moment) const {
+  return CachedLocalDate(moment, [](std::int64_t seconds) {
+    tm fields{};
+    localtime_r(&seconds, &fields);
+    return LocalDate{fields.tm_year + 1900, fields.tm_mon + 1, fields.tm_mday};
+  });
+}
+
+std::optional<std::int64_t> LinuxClock::StartOfLocalDay(int year, int month, int day) const {
+  constexpr int kLowest = std::numeric_limits<int>::min();
+  if (year < kLowest + 1900 || month == kLowest) return std::nullopt;
+  return CachedStartOfDay(Now(), year, month, day, [](int y, int m, int d) {
+    tm fields{};
+    fields.tm_year = y - 1900;
+    fields.tm_mon = m - 1;
+    fields.tm_mday = d;
+    fields.tm_isdst = -1;
+    return std::max<std::int64_t>(mktime(&fields), -1);
+  });
+}
+
+std::int64_t LinuxClock::SteadyMilliseconds() const {
+  timespec time{};
+  clock_gettime(CLOCK_MONOTONIC, &time);
+  return std::int64_t{time.tv_sec} * 1000 + time.tv_nsec / 1'000'000;
+}
+
+std::int64_t LinuxClock::UptimeSeconds() const { return Seconds(CLOCK_BOOTTIME); }
+
+}  // namespace YOX::platform

@@ -1,0 +1,33 @@
+#include "yox/clientbase/platform/Platform.h"
+#include "yox/clientbase/platform/Unknown.h"
+#include "yox/clientbase/platform/linux/LinuxClock.h"
+
+namespace YOX::platform {
+namespace {
+
+class LinuxPlatform final : public Platform {
+ public:
+  Clock& clock() override { return clock_; }
+  Firmware& firmware() override { return firmware_; }
+  OperatingSystem& operating_system() override { return operating_system_; }
+  Locale& locale() override { return locale_; }
+  Users& users() override { return users_; }
+  Applications& applications() override { return applications_; }
+
+ private:
+  LinuxClock clock_;
+  UnknownFirmware firmware_;
+  UnknownOperatingSystem operating_system_;
+  UnknownLocale locale_;
+  UnknownUsers users_;
+  NoApplications applications_;
+};
+
+}  // namespace
+
+Platform& Platform::Native() {
+  static auto* const native = new LinuxPlatform;
+  return *native;
+}
+
+}  // namespace YOX::platform

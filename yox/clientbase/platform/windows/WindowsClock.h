@@ -1,0 +1,17 @@
+#pragma once
+
+#include "yox/clientbase/platform/Clock.h"
+
+namespace YOX::platform {
+
+// The system's clocks, and the zone of the C runtime.
+class WindowsClock final : public Clock {
+ public:
+  std::int64_t Now() const override;
+  LocalDate ToLocalDate(std::int64_t moment) const override;
+  std::optional<std::int64_t> StartOfLocalDay(int year, int month, int day) const override;
+  std::int64_t SteadyMilliseconds() const override;
+  std::int64_t UptimeSeconds() const override;
+};
+
+}  // namespace YOX::platform
