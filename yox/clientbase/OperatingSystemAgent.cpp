@@ -1,0 +1,16 @@
+#include "yox/clientbase/OperatingSystemAgent.h"
+
+#include "yox/clientbase/platform/Platform.h"
+
+using YOX::WString;
+using YOX::platform::Platform;
+
+WString OperatingSystemAgent::GetOperatingSystemProductName() {
+  return Platform::Get().operating_system().ProductName();
+}
+
+WString OperatingSystemAgent::GetOperatingSystemVersion() {
+  return Platform::Get().operating_system().Version();
+}
+
+bool OperatingSystemAgent::IsSMode() { return Platform::Get().operating_system().IsSMode(); }

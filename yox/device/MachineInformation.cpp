@@ -1,0 +1,96 @@
+#include "yox/device/MachineInformation.h"
+
+#include "yox/clientbase/Log.h"
+#include "yox/clientbase/MTMAgent.h"
+#include "yox/clientbase/OperatingSystemAgent.h"
+#include "yox/clientbase/SMBiosInformationRetriever.h"
+#include "yox/clientbase/platform/Platform.h"
+
+using YOX::g_log;
+using YOX::WString;
+
+constinit std::atomic<MachineInformation*> MachineInformation::machine_information_{nullptr};
+std::mutex MachineInformation::instance_mutex_;
+
+MachineInformation* MachineInformation::GetInstance() {
+  if (auto* const instance = machine_information_.load(std::memory_order_acquire)) return instance;
+
+  constexpr const char* kName = "MachineInformation::GetInstance";
+  g_log.d("%s Acquring lock for first time object creatin of machine info", kName);
+  const std::lock_guard lock(instance_mutex_);
+  if (machine_information_.load(std::memory_order_relaxed) == nullptr) {
+    g_log.d("%s Creating object of machine info", kName);
+    auto* const instance = new MachineInformation;
+    machine_information_.store(instance, std::memory_order_release);
+    instance->Initialize();
+  }
+  return machine_information_.load(std::memory_order_relaxed);
+}
+
+MachineInformation::MachineInformation() = default;
+
+MachineInformation::MachineInformation(const MachineInformation& other)
+    : texts_(other.texts_),
+      device_extension_keyvalue_(other.device_extension_keyvalue_),
+      gpu_names_(other.gpu_names_),
+      os_is_s_mode_(other.os_is_s_mode_),
+      initialized_(other.initialized_) {}
+
+MachineInformation& MachineInformation::operator=(const MachineInformation& other) {
+  if (this == &other) return *this;
+  texts_ = other.texts_;
+  device_extension_keyvalue_ = other.device_extension_keyvalue_;
+  gpu_names_ = other.gpu_names_;
+  os_is_s_mode_ = other.os_is_s_mode_;
+  initialized_ = other.initialized_;
+  return *this;
+}
+
+MachineInformation::~MachineInformation() {
+  g_log.d("%s Machine info destructor called", "MachineInformation::~MachineInformation");
+}
+
+void MachineInformation::Initialize() {
+  const std::lock_guard lock(lock_);
+  if (initialized_) return;
+  ReadMachineInformation(false);
+  initialized_ = true;
+}
+
+void MachineInformation::ReadMachineInformation(bool force) {
+  try {
+    auto* const firmware = SMBiosInformationRetriever::GetInstance();
+    if (firmware != nullptr) {
+      if (force) firmware->ReInitialize();
+      set_device_enclosuretype(firmware->GetEnclosureType());
+      set_device_family(firmware->GetFamily());
+      set_device_manufacturer(firmware->GetManufacturer());
+      set_device_bios_version(firmware->GetBiosVersion());
+      set_device_bios_version_short(firmware->GetBiosVersionShort());
+      set_device_bios_release_date(firmware->GetBiosReleaseDate());
+      set_device_ec_release_date(firmware->GetECReleaseDate());
+      set_device_smbios_version(firmware->GetSmBiosVersion());
+      set_device_ec_version(firmware->GetEcVersion());
+      set_device_model(MTMAgent::GetMTM(firmware->GetModelNumber()));
+      set_device_mt(MTMAgent::GetMTFromMTM(device_model()));
+      set_serial_number(firmware->GetSerialNumber());
+      set_baseboard_serial_number(firmware->GetOrlaSerialNumber());
+    }
+    auto& platform = YOX::platform::Platform::Get();
+    const YOX::platform::LocaleFacts locale = platform.locale().Facts();
+    set_os_region(locale.country_code);
+    set_os_language(locale.language_code);
+    set_os_name(OperatingSystemAgent::GetOperatingSystemProductName());
+    set_os_version(OperatingSystemAgent::GetOperatingSystemVersion());
+    set_os_is_s_mode(OperatingSystemAgent::IsSMode());
+    set_os_description(platform.operating_system().Caption());
+  } catch (...) {  // NOLINT(bugprone-empty-catch): the collection ends where its source failed
+  }
+}
+
+int MachineInformation::SanitizeString(std::string& /*text*/) { return 0; }
+
+void MachineInformation::Set(Text text, const WString& value) {
+  WString& member = texts_[static_cast<std::size_t>(text)];
+  if (&member != &value) member = value;
+}

@@ -1,0 +1,113 @@
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "yox/clientbase/Export.h"
+#include "yox/clientbase/WString.h"
+
+// The record's texts, in their order, but for the manufacturer, whose getter is virtual.
+// clang-format off
+#define YOX_MACHINE_TEXTS(X)    \
+  X(device_name)                \
+  X(device_brand)               \
+  X(device_subbrand)            \
+  X(device_family)              \
+  X(device_model)               \
+  X(device_mt)                  \
+  X(device_enclosuretype)       \
+  X(device_bios_version)        \
+  X(device_bios_release_date)   \
+  X(device_ec_release_date)     \
+  X(device_bios_version_short)  \
+  X(device_image_info)          \
+  X(device_ec_version)          \
+  X(device_smbios_version)      \
+  X(serial_number)              \
+  X(baseboard_serial_number)    \
+  X(os_name)                    \
+  X(os_version)                 \
+  X(os_language)                \
+  X(os_region)                  \
+  X(os_update_title)            \
+  X(os_update_description)      \
+  X(os_description)             \
+  X(device_info_datetime)       \
+  X(npu_exists)                 \
+  X(npu_mfr)                    \
+  X(npu_description)            \
+  X(device_tag)
+// clang-format on
+
+// The one record of what this device is: identity, firmware, operating system, region, language and
+// accelerators. A process-wide singleton that can be copied by value; a copy is a snapshot.
+//
+// Accessors take no lock, on purpose: a reader can see a refresh half way through, a torn text
+// included. Getters return copies. The pointer is published before the record is filled, so a
+// second thread that asks during the first collection reads whatever stands in the members at that
+// moment.
+class YOX_API MachineInformation {
+ public:
+#define YOX_ENUMERATOR(name) name,
+  enum class Text : std::size_t { device_manufacturer, YOX_MACHINE_TEXTS(YOX_ENUMERATOR) kCount };
+#undef YOX_ENUMERATOR
+
+  // Never null; created and filled by the first call, lives until the process ends.
+  static MachineInformation* GetInstance();
+
+  MachineInformation(const MachineInformation& other);
+  MachineInformation& operator=(const MachineInformation& other);
+  virtual ~MachineInformation();
+
+  // For each text a getter of its name, and a setter with set_ before it.
+  virtual YOX::WString device_manufacturer() const { return View(Text::device_manufacturer); }
+  void set_device_manufacturer(const YOX::WString& value) { Set(Text::device_manufacturer, value); }
+#define YOX_ACCESSORS(name)                              \
+  YOX::WString name() const { return View(Text::name); } \
+  void set_##name(const YOX::WString& value) { Set(Text::name, value); }
+  YOX_MACHINE_TEXTS(YOX_ACCESSORS)
+#undef YOX_ACCESSORS
+
+  // A text as it stands, without a copy; valid while nobody sets it.
+  const YOX::WString& View(Text text) const { return texts_[static_cast<std::size_t>(text)]; }
+
+  bool os_is_s_mode() const { return os_is_s_mode_; }
+  void set_os_is_s_mode(const bool& value) { os_is_s_mode_ = value; }
+
+  // Extension entries, each a text, for the host's use.
+  std::vector<YOX::WString> device_extension_keyvalue() const { return device_extension_keyvalue_; }
+  void device_extension_keyvalue(std::vector<YOX::WString> value) {
+    device_extension_keyvalue_ = std::move(value);
+  }
+
+  std::vector<YOX::WString> gpu_names() const { return gpu_names_; }
+
+ protected:
+  MachineInformation();
+
+  void Initialize();
+  // Fills the record from the device; `force` has the sources read anew. An exception of a source
+  // ends the collection there, without a word: what was assigned before it stays.
+  void ReadMachineInformation(bool force);
+
+  // Leaves the text as it is and answers 0.
+  int SanitizeString(std::string& text);
+
+ private:
+  void Set(Text text, const YOX::WString& value);
+
+  static std::atomic<MachineInformation*> machine_information_;
+  static std::mutex instance_mutex_;
+
+  std::array<YOX::WString, static_cast<std::size_t>(Text::kCount)> texts_;
+  std::vector<YOX::WString> device_extension_keyvalue_;
+  std::vector<YOX::WString> gpu_names_;
+  bool os_is_s_mode_ = false;
+  std::recursive_mutex lock_;  // one collection at a time; a copy has its own
+  bool initialized_ = false;
+};
