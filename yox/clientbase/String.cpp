@@ -33,11 +33,13 @@ consteval std::size_t CountPages(const CaseRun (&runs)[N]) {
   return count;
 }
 
+constexpr std::size_t kMostPages =
+    std::max({CountPages(kFolding), CountPages(kUpper), CountPages(kLower)});
+
 // Two steps: the high byte names a page of differences, page 0 is all zero.
-template <std::size_t kPages>
 struct CaseTable {
   std::array<std::uint8_t, kPageSize> page_of{};
-  std::array<std::array<std::uint16_t, kPageSize>, kPages + 1> pages{};
+  std::array<std::array<std::uint16_t, kPageSize>, kMostPages + 1> pages{};
 
   WChar operator[](WChar unit) const {
     const auto value = static_cast<std::uint16_t>(unit);
@@ -45,9 +47,9 @@ struct CaseTable {
   }
 };
 
-template <std::size_t kPages, std::size_t N>
-consteval CaseTable<kPages> MakeTable(const CaseRun (&runs)[N]) {
-  CaseTable<kPages> table;
+template <std::size_t N>
+consteval CaseTable MakeTable(const CaseRun (&runs)[N]) {
+  CaseTable table;
   std::uint8_t used = 0;
   for (const CaseRun& run : runs) {
     for (std::uint32_t unit = run.first; unit <= run.last; unit += run.step) {
@@ -59,9 +61,9 @@ consteval CaseTable<kPages> MakeTable(const CaseRun (&runs)[N]) {
   return table;
 }
 
-constexpr auto kFoldTable = MakeTable<CountPages(kFolding)>(kFolding);
-constexpr auto kUpperTable = MakeTable<CountPages(kUpper)>(kUpper);
-constexpr auto kLowerTable = MakeTable<CountPages(kLower)>(kLower);
+constexpr auto kFoldTable = MakeTable(kFolding);
+constexpr auto kUpperTable = MakeTable(kUpper);
+constexpr auto kLowerTable = MakeTable(kLower);
 
 inline WChar Fold(WChar unit) {
   if (static_cast<std::uint16_t>(unit) < 0x80) {
@@ -78,8 +80,7 @@ inline bool EqualFolded(const WChar* left, const WChar* right, std::size_t size)
   return true;
 }
 
-template <class Table>
-WString Mapped(WStringView text, const Table& table) {
+WString Mapped(WStringView text, const CaseTable& table) {
   WString mapped(text);
   for (WChar& unit : mapped) unit = table[unit];
   return mapped;
