@@ -6,6 +6,7 @@ endif()
 
 set(CMAKE_EXPORT_COMPILE_COMMANDS ${PROJECT_IS_TOP_LEVEL})
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
 
 find_program(YOX_CCACHE ccache)
 if(PROJECT_IS_TOP_LEVEL AND YOX_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
@@ -21,7 +22,8 @@ target_compile_features(yox_build INTERFACE cxx_std_20)
 set_target_properties(yox_build PROPERTIES EXPORT_NAME build)
 if(PROJECT_IS_TOP_LEVEL)
   if(MSVC)
-    target_compile_options(yox_build INTERFACE /W4 /permissive- /utf-8 /Zc:__cplusplus)
+    target_compile_options(yox_build INTERFACE /W4 /permissive- /utf-8 /Zc:__cplusplus
+                                            /wd4251 /wd4275) # exported classes hold private std types
   else()
     target_compile_options(
       yox_build INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow
