@@ -16,7 +16,7 @@ class YOX_API String {
   String() = delete;
 
   // Blank, tab, line feed, carriage return, vertical tab, form feed.
-  static constexpr WStringView kWhiteSpace = operator""_wv<" \t\n\r\v\f">();
+  static constexpr WStringView kWhiteSpace = " \t\n\r\v\f"_wv;
 
   // Conversion never fails: a lone surrogate or a malformed byte sequence becomes U+FFFD (one for
   // each maximal malformed part).

@@ -1,0 +1,92 @@
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "yox/applicability/Filter.h"
+#include "yox/clientbase/Export.h"
+#include "yox/clientbase/WString.h"
+#include "yox/foundation/KeyValuePair.h"
+#include "yox/foundation/LogThrottler.h"
+
+class AppAndTagCollection;
+class MachineInformation;
+
+// How many terms of a list of key and value terms must hold.
+enum class EvaluationModeForKVP : int { AllTerms = 0, AnyTerm = 1 };
+
+// Decides whether a piece of content, described by an ordered list of filters, applies to this
+// device, and if not, why not. The first filter that matches decides; a filter with `default`
+// decides unseen. A process-wide singleton whose decisions may be asked for from any thread.
+class YOX_API ApplicabilityEvaluator {
+ public:
+  using Pairs = std::vector<KeyValuePair<YOX::WString, YOX::WString>>;
+
+  // A reason that holds this text on entry is neither read nor written: the caller wants none.
+  static YOX::WString discard_reason_;
+
+  static ApplicabilityEvaluator* GetInstance();
+
+  virtual ~ApplicabilityEvaluator();
+  ApplicabilityEvaluator(const ApplicabilityEvaluator&) = delete;
+  ApplicabilityEvaluator& operator=(const ApplicabilityEvaluator&) = delete;
+
+  // The decision over inputs that the caller supplies. `tagCollection` and `targetVersion` may be
+  // null. `reason` is cleared and receives one part for each filter passed, such as "Filter [0]:
+  // country = false; Filter [1]: true; ". An empty list applies.
+  //
+  // `clientVersion` and the text behind `targetVersion` may come back without surrounding white
+  // space, constant or not, when a version criterion met them: do not pass an object that is stored
+  // in read-only memory or read by other threads unless it is trimmed already.
+  //
+  // Throws std::invalid_argument("machineInformation") for a null record.
+  bool EvaluateApplicability(std::shared_ptr<MachineInformation> machineInformation,
+                             const YOX::WString& clientVersion, const ApplicabilityFilter& filter,
+                             AppAndTagCollection* tagCollection, YOX::WString* targetVersion,
+                             const Pairs& extraTags, YOX::WString& reason);
+
+ protected:
+  ApplicabilityEvaluator();
+
+  bool DoesFilterMatch(Filter* filter, std::shared_ptr<MachineInformation> machineInformation,
+                       const YOX::WString& clientVersion, AppAndTagCollection* tagCollection,
+                       YOX::WString* targetVersion, const Pairs& extraTags, YOX::WString& reason);
+
+  // A requirement comes first, the device's value second; the languages are told in
+  // MatchOperators.h.
+  bool EvaluateStringFilter(const YOX::WString& required, const YOX::WString& actual);
+  // Trims `actual` as DoesVersionMatch does.
+  bool EvaluateVersionFilter(const YOX::WString& required, const YOX::WString& actual);
+  bool EvaluateKvpFilter(const YOX::WString& required, const Pairs& pairs,
+                         EvaluationModeForKVP mode);
+  bool DoesStringMatch(const YOX::WString& pattern, const YOX::WString& actual);
+  // These two trim what they are given, constant or not, where there is something to trim: the
+  // objects must not be constants of the program. DoesIntMatch throws std::invalid_argument and
+  // std::out_of_range.
+  bool DoesVersionMatch(const YOX::WString& pattern, const YOX::WString& actual);
+  bool DoesIntMatch(const YOX::WString& pattern, const YOX::WString& actual);
+  // An exception of a comparison is logged and counts as false.
+  bool DoesKvpMatch(const YOX::WString& term, const Pairs& pairs);
+
+  bool IsCurrentDateWithinRange(const YOX::WString& range);
+  bool DoesDateFunctionMatch(const YOX::WString& function, const YOX::WString* serialNumber,
+                             const YOX::WString* orgName);
+  bool EvaluateRegistryFilter(const YOX::WString& requirements);
+  bool EvaluateHardwareIdFilter(const YOX::WString& required);
+
+  // The salted hash of the text as hexadecimal text.
+  YOX::WString GetHashedSaltedString(YOX::WString text);
+
+ private:
+  class Decision;
+
+  void AddToReasonString(YOX::WString& reason, YOX::WString name, bool matched);
+  static YOX::WString& SetDiscardedReason();
+
+  static std::atomic<ApplicabilityEvaluator*> applicability_evaluator_;
+  static std::mutex instance_mutex_;
+
+  LogThrottler logThrottler;
+};

@@ -1,0 +1,66 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string_view>
+
+#include "yox/applicability/FilterFields.h"
+
+// How a failing criterion is logged.
+enum class Throttling : std::uint8_t {
+  kNone,           // always
+  kStatic,         // by key and message
+  kDynamic,        // by key, required text and the device's value
+  kDynamicByWord,  // by key, required text and a fixed word in the value's place
+};
+
+// What the message says behind the required text.
+enum class MessageEnd : std::uint8_t { kNothing, kActual, kNotFound };
+
+struct Criterion {
+  FilterField field;
+  std::string_view label;  // opens the message: label " filter is false. Required: " text
+  MessageEnd end;
+  Throttling throttling;
+  std::string_view throttle_key;
+  std::string_view actual_word = {};
+
+  constexpr std::string_view name() const {
+    return kFilterFieldNames[static_cast<std::size_t>(field)];
+  }
+};
+
+// The criteria in the order of their evaluation, which is not the order of the fields. It is part
+// of the behaviour: only the first failing criterion reaches the reason text.
+inline constexpr std::array kCriteria = [] {
+  using enum FilterField;
+  using enum MessageEnd;
+  using enum Throttling;
+  return std::to_array<Criterion>({
+      {country, "Country", kActual, kDynamic, "Country"},
+      {date_range, "Date range", kNothing, kDynamicByWord, "DateRange", "current_date"},
+      {date_function, "Date function", kNothing, kDynamicByWord, "DateFunction", "current_date"},
+      {device_subscription, "Device subscription", kNothing, kDynamicByWord, "DeviceSubscription",
+       "no_match"},
+      {enclosure, "Enclosure", kActual, kStatic, "EnclosureType"},
+      {family, "Family name", kActual, kStatic, "FamilyName"},
+      {hardware_id, "Hardware ID", kNothing, kNone, ""},
+      {language, "Language", kActual, kDynamic, "Language"},
+      {mfr, "Manufacturer", kActual, kStatic, "Manufacturer"},
+      {model, "Model", kActual, kStatic, "Model"},
+      {org_hash, "Org hash", kNothing, kDynamic, "OrgHash"},
+      {os, "Os", kActual, kStatic, "OS"},
+      {os_bitness, "Os bitness", kActual, kStatic, "OsBitness"},
+      {os_description, "Os description", kActual, kStatic, "OsDescription"},
+      {os_version, "Os version", kActual, kStatic, "OSVersion"},
+      {registry, "Registry", kNotFound, kDynamicByWord, "Registry", "not_found"},
+      {sku, "SKU", kActual, kStatic, "SKU"},
+      {sn_hash, "Sn hash", kNothing, kStatic, "SnHash"},
+      {target_version, "Target version", kActual, kDynamic, "TargetVersion"},
+      {version, "Version", kActual, kDynamic, "Version"},
+      {tag, "Tag", kNothing, kDynamicByWord, "Tag", "no_match"},
+      {installed_items, "Installed items", kNothing, kDynamicByWord, "InstalledItems", "no_match"},
+  });
+}();
+
+static_assert(kCriteria.size() == kFilterFieldCount - 2, "every field but the controls");

@@ -1,0 +1,6 @@
+#pragma once
+
+#include "yox/clientbase/Log.h"
+
+// The evaluator's own log, "ApplicabilityEvaluator.log" once it is opened.
+extern constinit YOX::Log g_evaluator_log;

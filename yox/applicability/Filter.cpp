@@ -1,0 +1,43 @@
+#include "yox/applicability/Filter.h"
+
+#include <utility>
+
+#include "yox/applicability/Criteria.h"
+#include "yox/clientbase/String.h"
+
+using YOX::WString;
+
+namespace {
+
+// By field: the bit of its criterion, none for the two controls.
+constexpr auto kCriterionBits = [] {
+  std::array<std::uint32_t, kFilterFieldCount> bits{};
+  for (std::size_t i = 0; i < kCriteria.size(); ++i) {
+    bits[static_cast<std::size_t>(kCriteria[i].field)] = std::uint32_t{1} << i;
+  }
+  return bits;
+}();
+
+}  // namespace
+
+void Filter::Set(FilterField field, const WString& text) {
+  WString& member = texts_[static_cast<std::size_t>(field)];
+  if (&member != &text) member = text;
+  const std::uint32_t criterion = kCriterionBits[static_cast<std::size_t>(field)];
+  if (YOX::String::IsEmptyOrWhiteSpace(member)) {
+    set_ &= ~Bit(field);
+    criteria_ &= ~criterion;
+  } else {
+    set_ |= Bit(field);
+    criteria_ |= criterion;
+  }
+}
+
+ApplicabilityFilter::ApplicabilityFilter() : ApplicabilityFilter(List{}) {}
+
+ApplicabilityFilter::ApplicabilityFilter(List filters)
+    : filters_(std::make_shared<const List>(std::move(filters))) {}
+
+void ApplicabilityFilter::set_filters(const List& filters) {
+  filters_ = std::make_shared<const List>(filters);
+}

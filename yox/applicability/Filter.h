@@ -1,0 +1,63 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "yox/applicability/FilterFields.h"
+#include "yox/clientbase/Export.h"
+#include "yox/clientbase/WString.h"
+
+// One filter: two controls (`default`, `value`) and 22 criteria, each a text as its author wrote
+// it. A text that is empty or white space only counts as not set. A plain value.
+class YOX_API Filter {
+ public:
+  YOX::WString default_() const { return View(FilterField::default_); }
+  void set_default(const YOX::WString& text) { Set(FilterField::default_, text); }
+#define YOX_ACCESSORS(name)                                     \
+  YOX::WString name() const { return View(FilterField::name); } \
+  void set_##name(const YOX::WString& text) { Set(FilterField::name, text); }
+  YOX_FILTER_FIELDS(YOX_ACCESSORS)
+#undef YOX_ACCESSORS
+
+  // A field's text without a copy; valid until the field is set.
+  const YOX::WString& View(FilterField field) const {
+    return texts_[static_cast<std::size_t>(field)];
+  }
+  void Set(FilterField field, const YOX::WString& text);
+
+  bool IsSet(FilterField field) const { return (set_ & Bit(field)) != 0; }
+
+  // The criteria that are set: bit n stands for the n-th criterion in the order of evaluation.
+  std::uint32_t criteria() const { return criteria_; }
+
+ private:
+  static constexpr std::uint32_t Bit(FilterField field) {
+    return std::uint32_t{1} << static_cast<unsigned>(field);
+  }
+
+  std::array<YOX::WString, kFilterFieldCount> texts_;
+  std::uint32_t set_ = 0;
+  std::uint32_t criteria_ = 0;
+};
+
+// An ordered list of filters: the first decisive one ends an evaluation. A value whose copies share
+// one unchanging list, so that a copy costs a reference count.
+class YOX_API ApplicabilityFilter {
+ public:
+  using List = std::vector<Filter>;
+
+  ApplicabilityFilter();
+  explicit ApplicabilityFilter(List filters);
+
+  List filters() const { return *filters_; }
+  void set_filters(const List& filters);
+
+  // The list as it stands now; what is pointed to never changes.
+  const std::shared_ptr<const List>& snapshot() const { return filters_; }
+
+ private:
+  std::shared_ptr<const List> filters_;  // never null
+};
