@@ -1,11 +1,16 @@
 #pragma once
 
 #include "yox/clientbase/Export.h"
+#include "yox/clientbase/platform/Accelerators.h"
 #include "yox/clientbase/platform/Applications.h"
 #include "yox/clientbase/platform/Clock.h"
+#include "yox/clientbase/platform/DisplayAdapters.h"
 #include "yox/clientbase/platform/Firmware.h"
+#include "yox/clientbase/platform/JoinState.h"
 #include "yox/clientbase/platform/Locale.h"
+#include "yox/clientbase/platform/ManagementQueries.h"
 #include "yox/clientbase/platform/OperatingSystem.h"
+#include "yox/clientbase/platform/Services.h"
 #include "yox/clientbase/platform/Users.h"
 
 namespace YOX::platform {
@@ -22,6 +27,11 @@ class YOX_API Platform {
   virtual Locale& locale() = 0;
   virtual Users& users() = 0;
   virtual Applications& applications() = 0;
+  virtual DisplayAdapters& display_adapters() = 0;
+  virtual Accelerators& accelerators() = 0;
+  virtual Services& services() = 0;
+  virtual JoinState& join_state() = 0;
+  virtual ManagementQueries& management_queries() = 0;
 
   // The platform in use: the machine's own, unless another is installed.
   static Platform& Get();

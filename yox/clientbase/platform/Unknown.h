@@ -40,4 +40,25 @@ class NoApplications final : public Applications {
   std::map<WString, WString> Store() override { return {}; }
 };
 
+class UnknownDisplayAdapters final : public DisplayAdapters {
+ public:
+  std::optional<std::vector<DisplayAdapter>> Enumerate() override { return std::nullopt; }
+};
+
+class UnknownAccelerators final : public Accelerators {
+ public:
+  std::optional<std::vector<Accelerator>> Enumerate() override { return std::nullopt; }
+};
+
+class UnknownServices final : public Services {
+ public:
+  bool IsRunning(WStringView) override { return false; }
+};
+
+class UnknownJoinState final : public JoinState {
+ public:
+  JoinAnswer Domain() override { return {}; }
+  JoinAnswer Cloud() override { return {}; }
+};
+
 }  // namespace YOX::platform

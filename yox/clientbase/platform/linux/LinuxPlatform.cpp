@@ -1,3 +1,4 @@
+#include "yox/clientbase/platform/FactQueries.h"
 #include "yox/clientbase/platform/Platform.h"
 #include "yox/clientbase/platform/Unknown.h"
 #include "yox/clientbase/platform/linux/LinuxClock.h"
@@ -13,6 +14,11 @@ class LinuxPlatform final : public Platform {
   Locale& locale() override { return locale_; }
   Users& users() override { return users_; }
   Applications& applications() override { return applications_; }
+  DisplayAdapters& display_adapters() override { return display_adapters_; }
+  Accelerators& accelerators() override { return accelerators_; }
+  Services& services() override { return services_; }
+  JoinState& join_state() override { return join_state_; }
+  ManagementQueries& management_queries() override { return management_queries_; }
 
  private:
   LinuxClock clock_;
@@ -21,6 +27,11 @@ class LinuxPlatform final : public Platform {
   UnknownLocale locale_;
   UnknownUsers users_;
   NoApplications applications_;
+  UnknownDisplayAdapters display_adapters_;
+  UnknownAccelerators accelerators_;
+  UnknownServices services_;
+  UnknownJoinState join_state_;
+  FactQueries management_queries_{operating_system_};
 };
 
 }  // namespace
