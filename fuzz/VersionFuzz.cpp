@@ -1,0 +1,34 @@
+#include <compare>
+
+#include "yox/foundation/Version.h"
+
+#include "fuzz/FuzzInput.h"
+
+// Three lines, each read as a version.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  yox_fuzz::FuzzInput input(data, size);
+  const YOX::WString texts[] = {input.Text(), input.Text(), input.Text()};
+  Version versions[3];
+  for (int i = 0; i < 3; ++i) {
+    const Version untouched(7, 7, 7, 7);
+    Version read = untouched;
+    const bool parsed = Version::TryParse(texts[i], read);
+    FUZZ_CHECK(parsed || read == untouched);
+    versions[i] = Version::Parse(texts[i]);
+    FUZZ_CHECK(versions[i] == (parsed ? read : Version()));
+    Version viewed = untouched;
+    FUZZ_CHECK(Version::TryParseVersion(texts[i], viewed) == parsed && viewed == read);
+    // Only digits and dots count.
+    FUZZ_CHECK(!parsed || texts[i].find(YOX::WChar{'.'}) != YOX::WString::npos);
+  }
+  // The order is total.
+  for (const Version& a : versions) {
+    for (const Version& b : versions) {
+      FUZZ_CHECK(a.CompareTo(b) == -b.CompareTo(a));
+      FUZZ_CHECK((a.CompareTo(b) == 0) == (a == b) && a.Equals(b) == (a == b));
+      FUZZ_CHECK((a.CompareTo(b) < 0) == (a < b));
+      for (const Version& c : versions) FUZZ_CHECK(!(a <= b && b <= c) || a <= c);
+    }
+  }
+  return 0;
+}
