@@ -1,0 +1,24 @@
+#pragma once
+
+#include "yox/applicability/ApplicabilityEvaluator.h"
+
+namespace yox_test {
+
+// Opens the evaluator's protected operations to tests.
+class TestEvaluator : public ApplicabilityEvaluator {
+ public:
+  TestEvaluator() = default;
+  using ApplicabilityEvaluator::DoesDateFunctionMatch;
+  using ApplicabilityEvaluator::DoesFilterMatch;
+  using ApplicabilityEvaluator::DoesIntMatch;
+  using ApplicabilityEvaluator::DoesKvpMatch;
+  using ApplicabilityEvaluator::DoesStringMatch;
+  using ApplicabilityEvaluator::DoesVersionMatch;
+  using ApplicabilityEvaluator::EvaluateKvpFilter;
+  using ApplicabilityEvaluator::EvaluateStringFilter;
+  using ApplicabilityEvaluator::EvaluateVersionFilter;
+  using ApplicabilityEvaluator::GetHashedSaltedString;
+  using ApplicabilityEvaluator::IsCurrentDateWithinRange;
+};
+
+}  // namespace yox_test
