@@ -1,0 +1,297 @@
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "yox/applicability/Filter.h"
+#include "yox/applicability/TestEvaluator.h"
+#include "yox/applicability/TestRecord.h"
+#include "yox/clientbase/String.h"
+
+#include "tests/CapturedLog.h"
+#include "tests/Rows.h"
+
+namespace {
+
+using namespace YOX::literals;
+using YOX::WString;
+using yox_test::CapturedLog;
+using yox_test::MakeRecord;
+using yox_test::TestEvaluator;
+
+using Field = FilterField;
+struct Setting {
+  Field field;
+  WString text;
+};
+using Settings = std::vector<Setting>;
+
+Filter MakeFilter(const Settings& settings) {
+  Filter filter;
+  for (const auto& [field, text] : settings) filter.Set(field, text);
+  return filter;
+}
+
+ApplicabilityFilter MakeList(const std::vector<Settings>& filters) {
+  ApplicabilityFilter::List list;
+  for (const Settings& settings : filters) list.push_back(MakeFilter(settings));
+  return ApplicabilityFilter(list);
+}
+
+struct Answer {
+  bool applies;
+  WString reason;
+};
+
+// A device in the US whose client is version 4.2.10.0.
+Answer Decide(const std::vector<Settings>& filters, WString reason = {}) {
+  const auto record = MakeRecord();
+  record->set_os_region("US"_w);
+  record->set_os_version("10.0.22631.4460"_w);
+  record->set_device_family("Falcon 14"_w);
+  TestEvaluator evaluator;
+  const bool applies = evaluator.EvaluateApplicability(record, "4.2.10.0"_w, MakeList(filters),
+                                                       nullptr, nullptr, {}, reason);
+  return {applies, reason};
+}
+
+struct WalkCase {
+  const char* name;
+  std::vector<Settings> filters;
+  bool applies;
+  WString reason;
+};
+
+void PrintTo(const WalkCase& row, std::ostream* out) { *out << row.name; }
+
+class Walk : public testing::TestWithParam<WalkCase> {};
+
+TEST_P(Walk, DecidesWithItsReason) {
+  const Answer answer = Decide(GetParam().filters);
+  EXPECT_EQ(answer.applies, GetParam().applies);
+  EXPECT_EQ(answer.reason, GetParam().reason);
+}
+
+TEST_P(Walk, DecidesTheSameWithoutAReason) {
+  const Answer answer = Decide(GetParam().filters, ApplicabilityEvaluator::discard_reason_);
+  EXPECT_EQ(answer.applies, GetParam().applies);
+  EXPECT_EQ(answer.reason, "discard_reason"_w);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , Walk,
+    testing::Values(
+        WalkCase{"EmptyListApplies", {}, true, ""_w},
+        WalkCase{"DefaultTrueAddsNothing", {{{Field::default_, "true"_w}}}, true, ""_w},
+        WalkCase{"DefaultIgnoresCase", {{{Field::default_, "TRUE"_w}}}, true, ""_w},
+        WalkCase{"DefaultOfAnyOtherTextIsFalse",
+                 {{{Field::default_, "yes"_w}}},
+                 false,
+                 "Filter [0]: default = false; "_w},
+        WalkCase{"DefaultIsComparedUntrimmed",
+                 {{{Field::default_, " true"_w}}},
+                 false,
+                 "Filter [0]: default = false; "_w},
+        WalkCase{
+            "BlankDefaultIsNotSet", {{{Field::default_, " "_w}}}, true, "Filter [0]: true; "_w},
+        WalkCase{"DefaultIsNeverMatchedAgainstTheDevice",
+                 {{{Field::default_, "true"_w}, {Field::country, "DE"_w}}},
+                 true,
+                 ""_w},
+        WalkCase{"DefaultEndsTheWalk",
+                 {{{Field::default_, "false"_w}}, {{Field::country, "US"_w}}},
+                 false,
+                 "Filter [0]: default = false; "_w},
+        WalkCase{"FilterWithoutCriterionMatches", {{}}, true, "Filter [0]: true; "_w},
+        WalkCase{"ValueFalseTurnsAMatch",
+                 {{{Field::value, "False"_w}}},
+                 false,
+                 "Filter [0]: value = false; "_w},
+        WalkCase{"ValueOfAnyOtherTextIsTrue",
+                 {{{Field::value, "no"_w}, {Field::country, "US"_w}}},
+                 true,
+                 "Filter [0]: true; "_w},
+        WalkCase{"ValueIsComparedUntrimmed",
+                 {{{Field::value, " false"_w}}},
+                 true,
+                 "Filter [0]: true; "_w},
+        WalkCase{"ValuePlaysNoPartWithoutAMatch",
+                 {{{Field::value, "false"_w}, {Field::country, "DE"_w}}},
+                 false,
+                 "Filter [0]: country = false; "_w},
+        WalkCase{
+            "TheFirstMatchDecides",
+            {{{Field::country, "DE"_w}},
+             {{Field::os_version, ">=11.0"_w}},
+             {{Field::family, "Falcon*"_w}},
+             {{Field::default_, "false"_w}}},
+            true,
+            "Filter [0]: country = false; Filter [1]: os_version = false; Filter [2]: true; "_w},
+        WalkCase{"OnlyTheFirstFailingCriterionIsNamed",
+                 {{{Field::family, "Eagle"_w}, {Field::country, "DE"_w}}},
+                 false,
+                 "Filter [0]: country = false; "_w},
+        WalkCase{"DefaultBehindFailuresKeepsTheirPrefixes",
+                 {{{Field::country, "DE"_w}}, {{Field::default_, "true"_w}}},
+                 true,
+                 "Filter [0]: country = false; "_w},
+        WalkCase{"MissingTargetVersionAddsOnlyThePrefix",
+                 {{{Field::target_version, ">=1.0"_w}}},
+                 false,
+                 "Filter [0]: "_w},
+        WalkCase{
+            "TenthFilterIsNumberedInDecimal",
+            {{{Field::country, "A"_w}},
+             {{Field::country, "B"_w}},
+             {{Field::country, "C"_w}},
+             {{Field::country, "D"_w}},
+             {{Field::country, "E"_w}},
+             {{Field::country, "F"_w}},
+             {{Field::country, "G"_w}},
+             {{Field::country, "H"_w}},
+             {{Field::country, "I"_w}},
+             {{Field::country, "J"_w}},
+             {}},
+            true,
+            "Filter [0]: country = false; Filter [1]: country = false; Filter [2]: country = "
+            "false; Filter [3]: country = false; Filter [4]: country = false; Filter [5]: "
+            "country = false; Filter [6]: country = false; Filter [7]: country = false; Filter "
+            "[8]: country = false; Filter [9]: country = false; Filter [10]: true; "_w}),
+    yox_test::RowName());
+
+TEST(DecisionWalkTest, AReasonLosesWhatItHeld) {
+  EXPECT_EQ(Decide({{}}, "something else"_w).reason, "Filter [0]: true; "_w);
+  EXPECT_EQ(Decide({}, "something else"_w).reason, ""_w);
+}
+
+TEST(DecisionWalkTest, TheSentinelIsComparedByContent) {
+  WString own = "discard_"_w;
+  own += "reason"_w;
+  EXPECT_EQ(Decide({{{Field::country, "DE"_w}}}, own).reason, "discard_reason"_w);
+  EXPECT_EQ(Decide({{}}, "Discard_reason"_w).reason, "Filter [0]: true; "_w);
+}
+
+TEST(DecisionWalkTest, ANullRecordIsRefusedBeforeTheReasonIsTouched) {
+  TestEvaluator evaluator;
+  WString reason = "kept"_w;
+  try {
+    evaluator.EvaluateApplicability(nullptr, "1.0"_w, MakeList({{}}), nullptr, nullptr, {}, reason);
+    FAIL() << "nothing was thrown";
+  } catch (const std::invalid_argument& exception) {
+    EXPECT_STREQ(exception.what(), "machineInformation");
+  }
+  EXPECT_EQ(reason, "kept"_w);
+}
+
+TEST(DecisionWalkTest, VersionCriteriaTrimTheCallersTexts) {
+  const auto record = MakeRecord();
+  TestEvaluator evaluator;
+  WString client = " 4.2 "_w;
+  WString target = "\t2.0\n"_w;
+  WString reason;
+  EXPECT_FALSE(evaluator.EvaluateApplicability(
+      record, client, MakeList({{{Field::version, ">=4"_w}}}), nullptr, &target, {}, reason));
+  EXPECT_EQ(client, "4.2"_w);
+  EXPECT_EQ(target, "\t2.0\n"_w);
+  EXPECT_TRUE(evaluator.EvaluateApplicability(record, client,
+                                              MakeList({{{Field::target_version, "2.0"_w}}}),
+                                              nullptr, &target, {}, reason));
+  EXPECT_EQ(target, "2.0"_w);
+}
+
+TEST(DecisionWalkTest, TheRecordIsNeverTrimmed) {
+  const auto record = MakeRecord();
+  record->set_os_version(" 10.0.1 "_w);
+  TestEvaluator evaluator;
+  WString reason;
+  EXPECT_TRUE(evaluator.EvaluateApplicability(
+      record, ""_w, MakeList({{{Field::os_version, ">=10.0"_w}}}), nullptr, nullptr, {}, reason));
+  EXPECT_EQ(record->os_version(), " 10.0.1 "_w);
+}
+
+TEST(DecisionWalkTest, DoesFilterMatchAppendsItsWords) {
+  const auto record = MakeRecord();
+  record->set_os_region("US"_w);
+  TestEvaluator evaluator;
+  WString reason = "before; "_w;
+  Filter filter = MakeFilter({{Field::country, "US"_w}});
+  EXPECT_TRUE(evaluator.DoesFilterMatch(&filter, record, ""_w, nullptr, nullptr, {}, reason));
+  EXPECT_EQ(reason, "before; "_w);
+  filter = MakeFilter({{Field::country, "DE"_w}});
+  EXPECT_FALSE(evaluator.DoesFilterMatch(&filter, record, ""_w, nullptr, nullptr, {}, reason));
+  EXPECT_EQ(reason, "before; country = false; "_w);
+}
+
+TEST(DecisionWalkTest, DecisionsRunOnManyThreads) {
+  const auto record = MakeRecord();
+  record->set_os_region("US"_w);
+  TestEvaluator evaluator;
+  const ApplicabilityFilter list =
+      MakeList({{{Field::country, "DE"_w}}, {{Field::country, "US"_w}}});
+  const CapturedLog log;
+  const WString client = "4.2.10.0"_w;
+  const auto decide = [&] {
+    for (int i = 0; i < 300; ++i) {
+      WString reason;
+      EXPECT_TRUE(
+          evaluator.EvaluateApplicability(record, client, list, nullptr, nullptr, {}, reason));
+      EXPECT_EQ(reason, "Filter [0]: country = false; Filter [1]: true; "_w);
+    }
+  };
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 3; ++i) threads.emplace_back(decide);
+  decide();
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(log.Lines().size(), 1U) << log.Text();
+}
+
+TEST(ApplicabilityFilterTest, ACopySharesTheListUntilOneOfThemIsSet) {
+  ApplicabilityFilter first = MakeList({{{Field::country, "US"_w}}});
+  ApplicabilityFilter second = first;
+  EXPECT_EQ(first.snapshot(), second.snapshot());
+  second.set_filters({MakeFilter({{Field::country, "DE"_w}}), Filter()});
+  EXPECT_EQ(first.filters().size(), 1U);
+  EXPECT_EQ(first.filters()[0].country(), "US"_w);
+  EXPECT_EQ(second.filters().size(), 2U);
+  EXPECT_EQ(ApplicabilityFilter().filters().size(), 0U);
+}
+
+TEST(FilterTest, AccessorsReadAndWriteTheirOwnField) {
+  Filter filter;
+  filter.set_default("d"_w);
+#define YOX_SET(name) filter.set_##name(#name##_w);
+  YOX_FILTER_FIELDS(YOX_SET)
+#undef YOX_SET
+  EXPECT_EQ(filter.default_(), "d"_w);
+#define YOX_GET(name) EXPECT_EQ(filter.name(), #name##_w);
+  YOX_FILTER_FIELDS(YOX_GET)
+#undef YOX_GET
+}
+
+TEST(FilterTest, ABlankFieldIsNotSet) {
+  Filter filter;
+  EXPECT_EQ(filter.criteria(), 0U);
+  filter.set_country("US"_w);
+  EXPECT_TRUE(filter.IsSet(Field::country));
+  EXPECT_NE(filter.criteria(), 0U);
+  filter.set_country(" \t"_w);
+  EXPECT_FALSE(filter.IsSet(Field::country));
+  EXPECT_EQ(filter.criteria(), 0U);
+  EXPECT_EQ(filter.country(), " \t"_w);
+  filter.set_value("x"_w);
+  EXPECT_TRUE(filter.IsSet(Field::value));
+  EXPECT_EQ(filter.criteria(), 0U);
+}
+
+TEST(FilterTest, GettersReturnCopies) {
+  Filter filter;
+  filter.set_mfr("Contoso"_w);
+  WString copy = filter.mfr();
+  copy.clear();
+  EXPECT_EQ(filter.mfr(), "Contoso"_w);
+}
+
+}  // namespace
