@@ -167,11 +167,14 @@ WString String::UTF8ToUTF16(std::string_view text) {
   return out;
 }
 
-bool String::IsValidUTF8(std::string_view text) {
-  for (std::size_t i = 0; i < text.size();) {
-    if (NextPoint(text, i) == kMalformed) return false;
+bool String::IsValidUTF8(std::string_view text) { return ValidUTF8Size(text) == text.size(); }
+
+std::size_t String::ValidUTF8Size(std::string_view text) {
+  std::size_t valid = 0;
+  for (std::size_t i = 0; i < text.size(); valid = i) {
+    if (NextPoint(text, i) == kMalformed) break;
   }
-  return true;
+  return valid;
 }
 
 bool String::IsEmptyOrWhiteSpace(WStringView text) {

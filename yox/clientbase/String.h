@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,6 +25,8 @@ class YOX_API String {
   static WString UTF8ToUTF16(std::string_view text);
   // Whether the bytes are well-formed UTF-8 (no surrogates, no overlong forms).
   static bool IsValidUTF8(std::string_view text);
+  // The length of the longest well-formed beginning.
+  static std::size_t ValidUTF8Size(std::string_view text);
 
   static bool IsEmptyOrWhiteSpace(WStringView text);
 

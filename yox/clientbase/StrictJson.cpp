@@ -1,0 +1,283 @@
+#include "yox/clientbase/StrictJson.h"
+
+#include <json/reader.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <system_error>
+
+#include "yox/clientbase/String.h"
+
+namespace YOX {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::size_t kMaxPrintedSize = 120;
+
+bool IsContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; }
+
+bool IsDigit(char letter) { return letter >= '0' && letter <= '9'; }
+
+std::string Place(std::string_view text, std::size_t at) {
+  const std::string_view before = text.substr(0, at);
+  const auto line = std::ranges::count(before, '\n') + 1;
+  const std::string_view on_line = before.substr(before.rfind('\n') + 1);
+  const auto column = std::ranges::count_if(on_line, std::not_fn(IsContinuation)) + 1;
+  return "line " + std::to_string(line) + ", column " + std::to_string(column) + ": ";
+}
+
+// Refuses what the JSON reader lets pass or answers by recursion: deep nesting, control characters
+// in texts, escaped lone surrogates, and numbers such as 01, 1. and -. What it takes for granted is
+// for the reader to refuse.
+class Lexer {
+ public:
+  explicit Lexer(std::string_view text) : text_(text) {}
+
+  void Check() {
+    while (at_ < text_.size()) {
+      const char letter = text_[at_];
+      if (letter == '"') {
+        CheckText();
+      } else if (letter == '-' || IsDigit(letter)) {
+        CheckNumber();
+      } else {
+        if (letter == '{' || letter == '[') {
+          if (++depth_ > kMaxDocumentDepth) {
+            Fail("deeper than " + std::to_string(kMaxDocumentDepth) + " values");
+          }
+        } else if (letter == '}' || letter == ']') {
+          --depth_;
+        }
+        ++at_;
+      }
+    }
+  }
+
+ private:
+  [[noreturn]] void Fail(const std::string& what) const {
+    throw DocumentError(Place(text_, at_) + what);
+  }
+
+  char Current() const { return at_ < text_.size() ? text_[at_] : '\0'; }
+
+  void CheckText() {
+    for (++at_; Current() != '"'; ++at_) {
+      if (at_ >= text_.size()) Fail("a text without an end");
+      if (static_cast<unsigned char>(Current()) < 0x20) Fail("a control character in a text");
+      if (Current() != '\\') continue;
+      if (text_.substr(at_).starts_with("\\u")) {
+        CheckEscapedUnit();
+      } else {
+        ++at_;
+      }
+    }
+    ++at_;
+  }
+
+  // Leaves `at_` on the last character of the escape.
+  void CheckEscapedUnit() {
+    const std::uint32_t unit = EscapedUnit(at_);
+    if (unit >= 0xDC00 && unit < 0xE000) Fail("half of a surrogate pair");
+    if (unit >= 0xD800 && unit < 0xDC00) {
+      const std::uint32_t next = EscapedUnit(at_ + kEscapeSize);
+      if (next < 0xDC00 || next >= 0xE000) Fail("half of a surrogate pair");
+      at_ += kEscapeSize;
+    }
+    at_ += kEscapeSize - 1;
+  }
+
+  // 0 when there is none.
+  std::uint32_t EscapedUnit(std::size_t at) const {
+    const std::string_view escape = text_.substr(std::min(at, text_.size()), kEscapeSize);
+    if (escape.size() < kEscapeSize || !escape.starts_with("\\u")) return 0;
+    std::uint32_t unit = 0;
+    for (const char letter : escape.substr(2)) {
+      const char lower = static_cast<char>(letter | 0x20);
+      if (IsDigit(letter)) {
+        unit = unit * 16 + static_cast<std::uint32_t>(letter - '0');
+      } else if (lower >= 'a' && lower <= 'f') {
+        unit = unit * 16 + static_cast<std::uint32_t>(lower - 'a' + 10);
+      } else {
+        Fail("a malformed escape");
+      }
+    }
+    return unit;
+  }
+
+  void CheckNumber() {
+    const std::size_t begin = at_;
+    const auto fail = [&] {
+      at_ = begin;
+      Fail("a malformed number");
+    };
+    if (Current() == '-') ++at_;
+    const bool zero = Current() == '0';
+    if (SkipDigits() == 0 || (zero && at_ - begin > (text_[begin] == '-' ? 2U : 1U))) fail();
+    if (Current() == '.') {
+      ++at_;
+      if (SkipDigits() == 0) fail();
+    }
+    if (Current() == 'e' || Current() == 'E') {
+      ++at_;
+      if (Current() == '+' || Current() == '-') ++at_;
+      if (SkipDigits() == 0) fail();
+    }
+  }
+
+  std::size_t SkipDigits() {
+    const std::size_t begin = at_;
+    while (IsDigit(Current())) ++at_;
+    return at_ - begin;
+  }
+
+  static constexpr std::size_t kEscapeSize = 6;
+
+  std::string_view text_;
+  std::size_t at_ = 0;
+  int depth_ = 0;
+};
+
+// The reader's first complaint, "* Line 1, Column 2\n  What is wrong.\nSee ...", as one line.
+std::string OneLine(std::string_view errors) {
+  const auto number_behind = [&](std::string_view word) {
+    const std::size_t at = errors.find(word);
+    int number = 0;
+    if (at == std::string_view::npos) return number;
+    for (std::size_t i = at + word.size(); i < errors.size() && IsDigit(errors[i]); ++i) {
+      number = number * 10 + (errors[i] - '0');
+    }
+    return number;
+  };
+  std::string_view what = errors.substr(std::min(errors.size(), errors.find('\n')));
+  what.remove_prefix(std::min(what.size(), what.find_first_not_of(" \n")));
+  const std::size_t next = std::min(what.find("\n* Line "), what.find("\nSee Line "));
+  what = what.substr(0, next);
+  what = what.substr(0, what.find_last_not_of(" \n.") + 1);
+  return "line " + std::to_string(number_behind("Line ")) + ", column " +
+         std::to_string(number_behind("Column ")) + ": " + Printable(what);
+}
+
+bool IsPlainWord(std::string_view key) {
+  return !key.empty() && std::ranges::all_of(key, [](char letter) {
+    return IsDigit(letter) || letter == '_' || (letter >= 'a' && letter <= 'z') ||
+           (letter >= 'A' && letter <= 'Z');
+  });
+}
+
+std::string_view KindOf(const Json::Value& value) {
+  switch (value.type()) {
+    case Json::nullValue:
+      return "null";
+    case Json::intValue:
+    case Json::uintValue:
+    case Json::realValue:
+      return "a number";
+    case Json::stringValue:
+      return "a text";
+    case Json::booleanValue:
+      return value.asBool() ? "true" : "false";
+    case Json::arrayValue:
+      return "an array";
+    case Json::objectValue:
+      return "an object";
+  }
+  return "a value";
+}
+
+}  // namespace
+
+std::string ReadDocumentFile(const fs::path& file) {
+  std::error_code error;
+  const fs::file_status status = fs::status(file, error);
+  if (status.type() == fs::file_type::not_found) throw DocumentError("no such file");
+  if (fs::is_directory(status)) throw DocumentError("is a directory");
+  if (error) throw DocumentError("cannot be opened");
+  if (!fs::is_regular_file(status)) throw DocumentError("is not a regular file");
+  const std::string too_long = "longer than " + std::to_string(kMaxDocumentSize >> 20) + " MiB";
+  if (const auto size = fs::file_size(file, error); !error && size > kMaxDocumentSize) {
+    throw DocumentError(too_long);
+  }
+
+  std::ifstream stream(file, std::ios::binary);
+  if (!stream) throw DocumentError("cannot be opened");
+  std::string bytes;
+  constexpr std::size_t kPiece = std::size_t{64} << 10;
+  while (stream && bytes.size() <= kMaxDocumentSize) {
+    const std::size_t before = bytes.size();
+    bytes.resize(before + kPiece);
+    stream.read(bytes.data() + before, kPiece);
+    bytes.resize(before + static_cast<std::size_t>(stream.gcount()));
+  }
+  if (stream.bad()) throw DocumentError("cannot be read");
+  if (bytes.size() > kMaxDocumentSize) throw DocumentError(too_long);
+  if (bytes.starts_with("\xEF\xBB\xBF")) bytes.erase(0, 3);
+  return bytes;
+}
+
+Json::Value ParseDocument(std::string_view utf8) {
+  if (utf8.size() > kMaxDocumentSize) {
+    throw DocumentError("longer than " + std::to_string(kMaxDocumentSize >> 20) + " MiB");
+  }
+  if (const std::size_t good = String::ValidUTF8Size(utf8); good != utf8.size()) {
+    throw DocumentError(Place(utf8, good) + "not well-formed UTF-8");
+  }
+  Lexer(utf8).Check();
+
+  static const Json::CharReaderBuilder builder = [] {
+    Json::CharReaderBuilder strict;
+    Json::CharReaderBuilder::strictMode(&strict.settings_);
+    strict["strictRoot"] = false;
+    strict["stackLimit"] = kMaxDocumentDepth + 8;
+    return strict;
+  }();
+  const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+  Json::Value document;
+  std::string errors;
+  try {
+    if (reader->parse(utf8.data(), utf8.data() + utf8.size(), &document, &errors)) return document;
+  } catch (const Json::Exception& exception) {
+    throw DocumentError(Printable(exception.what()));
+  }
+  throw DocumentError(OneLine(errors));
+}
+
+std::string Printable(std::string_view utf8) {
+  std::string line;
+  for (const char letter : utf8) {
+    if (line.size() >= kMaxPrintedSize && !IsContinuation(letter)) return line + "...";
+    const auto byte = static_cast<unsigned char>(letter);
+    if (byte >= 0x20 && byte != 0x7F) {
+      line += letter;
+      continue;
+    }
+    constexpr std::string_view kDigits = "0123456789abcdef";
+    line += "\\u00";
+    line += kDigits[byte >> 4];
+    line += kDigits[byte & 0xF];
+  }
+  return line;
+}
+
+void JsonNode::Require(bool condition, std::string_view kind) const {
+  if (condition) return;
+  Fail("expected " + std::string(kind) + ", found " + std::string(KindOf(value_)));
+}
+
+void JsonNode::Fail(std::string_view what) const {
+  const std::string path = Path();
+  throw DocumentError(path.empty() ? std::string(what) : path + ": " + std::string(what));
+}
+
+std::string JsonNode::Path() const {
+  if (parent_ == nullptr) return {};
+  std::string path = parent_->Path();
+  if (key_.data() == nullptr) return path + "[" + std::to_string(index_) + "]";
+  if (!IsPlainWord(key_)) return path + "[\"" + Printable(key_) + "\"]";
+  return path.empty() ? std::string(key_) : path + "." + std::string(key_);
+}
+
+}  // namespace YOX
