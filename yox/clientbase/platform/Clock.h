@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <memory>
 #include <optional>
 
 namespace YOX::platform {
@@ -35,6 +37,22 @@ class Clock {
 
   // Seconds since the device started, sleep included.
   virtual std::int64_t UptimeSeconds() const = 0;
+
+  // Whether time passes only when somebody moves this clock. Waits with a time limit then set an
+  // alarm; on a clock that goes by itself they leave the limit to the system.
+  virtual bool MovedByHand() const { return false; }
+
+  class Alarm {
+   public:
+    virtual ~Alarm() = default;
+  };
+  // Calls `ring` once, when SteadyMilliseconds reaches `moment`: on the thread that moves the
+  // clock, or at once if the moment has passed. Destroying the alarm disarms it, and waits for a
+  // ring that is under way. Null from a clock that goes by itself.
+  virtual std::unique_ptr<Alarm> RingAt([[maybe_unused]] std::int64_t moment,
+                                        [[maybe_unused]] std::function<void()> ring) {
+    return nullptr;
+  }
 };
 
 }  // namespace YOX::platform
