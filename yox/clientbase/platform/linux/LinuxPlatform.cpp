@@ -1,7 +1,15 @@
 #include "yox/clientbase/platform/FactQueries.h"
 #include "yox/clientbase/platform/Platform.h"
 #include "yox/clientbase/platform/Unknown.h"
+#include "yox/clientbase/platform/linux/LinuxAccelerators.h"
 #include "yox/clientbase/platform/linux/LinuxClock.h"
+#include "yox/clientbase/platform/linux/LinuxDisplayAdapters.h"
+#include "yox/clientbase/platform/linux/LinuxFirmware.h"
+#include "yox/clientbase/platform/linux/LinuxJoinState.h"
+#include "yox/clientbase/platform/linux/LinuxLocale.h"
+#include "yox/clientbase/platform/linux/LinuxOperatingSystem.h"
+#include "yox/clientbase/platform/linux/LinuxServices.h"
+#include "yox/clientbase/platform/linux/LinuxUsers.h"
 
 namespace YOX::platform {
 namespace {
@@ -22,15 +30,16 @@ class LinuxPlatform final : public Platform {
 
  private:
   LinuxClock clock_;
-  UnknownFirmware firmware_;
-  UnknownOperatingSystem operating_system_;
-  UnknownLocale locale_;
-  UnknownUsers users_;
+  SystemBus bus_;
+  LinuxFirmware firmware_;
+  LinuxOperatingSystem operating_system_;
+  LinuxLocale locale_;
+  LinuxUsers users_{bus_};
   NoApplications applications_;
-  UnknownDisplayAdapters display_adapters_;
-  UnknownAccelerators accelerators_;
-  UnknownServices services_;
-  UnknownJoinState join_state_;
+  LinuxDisplayAdapters display_adapters_;
+  LinuxAccelerators accelerators_;
+  LinuxServices services_{bus_};
+  LinuxJoinState join_state_{bus_};
   FactQueries management_queries_{operating_system_};
 };
 

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <filesystem>
+
+#include "yox/clientbase/platform/OperatingSystem.h"
+
+namespace YOX::platform {
+
+// os-release (NAME, VARIANT_ID, VERSION_ID, PRETTY_NAME), the kernel, and the package manager. Read
+// afresh at every call. Safe from any thread.
+class LinuxOperatingSystem final : public OperatingSystem {
+ public:
+  explicit LinuxOperatingSystem(std::filesystem::path root = "/") : root_(std::move(root)) {}
+
+  WString ProductName() override;
+  WString EditionId() override;
+  // VERSION_ID with at least two numbers: Debian's point release, else ".0", completes a lone one.
+  // A system without versions has its kernel's.
+  WString Version() override;
+  WString Caption() override;
+  bool IsSMode() override { return false; }
+  std::uint32_t Architecture() override;
+  // Of the timer that upgrades packages: enabled is automatic, masked disabled.
+  std::uint32_t UpdateServiceStartType() override;
+  // The upgrades of APT or pacman; each has the system's name as its category.
+  std::vector<OperatingSystemUpdate> UpdateHistory() override;
+
+ private:
+  std::string Release(std::string_view name) const;
+
+  const std::filesystem::path root_;
+};
+
+}  // namespace YOX::platform

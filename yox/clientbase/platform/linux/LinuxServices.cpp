@@ -1,0 +1,17 @@
+#include "yox/clientbase/platform/linux/LinuxServices.h"
+
+#include "yox/clientbase/String.h"
+
+namespace YOX::platform {
+
+bool LinuxServices::IsRunning(WStringView service) {
+  constexpr const char* kSystemd = "org.freedesktop.systemd1";
+  SystemBus::Conversation bus(bus_);
+  const auto unit =
+      bus.PathFor({kSystemd, "/org/freedesktop/systemd1", "org.freedesktop.systemd1.Manager"},
+                  "GetUnit", String::UTF16ToUTF8(service) + ".service");
+  return unit &&
+         bus.Text({kSystemd, *unit, "org.freedesktop.systemd1.Unit"}, "ActiveState") == "active";
+}
+
+}  // namespace YOX::platform

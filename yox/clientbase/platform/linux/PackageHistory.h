@@ -1,0 +1,18 @@
+#pragma once
+
+#include <string_view>
+#include <vector>
+
+#include "yox/clientbase/platform/OperatingSystem.h"
+
+// What package managers write down of their upgrades, newest first and without categories. Pure;
+// what cannot be read is passed over.
+namespace YOX::platform {
+
+// APT's history.log: the title is the command line, the description the upgraded packages.
+std::vector<OperatingSystemUpdate> ReadAptHistory(std::string_view log);
+
+// pacman.log: a transaction's upgraded packages, under the title "pacman".
+std::vector<OperatingSystemUpdate> ReadPacmanHistory(std::string_view log);
+
+}  // namespace YOX::platform
