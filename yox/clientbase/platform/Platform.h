@@ -10,6 +10,7 @@
 #include "yox/clientbase/platform/Locale.h"
 #include "yox/clientbase/platform/ManagementQueries.h"
 #include "yox/clientbase/platform/OperatingSystem.h"
+#include "yox/clientbase/platform/Registry.h"
 #include "yox/clientbase/platform/Services.h"
 #include "yox/clientbase/platform/Users.h"
 
@@ -32,6 +33,7 @@ class YOX_API Platform {
   virtual Services& services() = 0;
   virtual JoinState& join_state() = 0;
   virtual ManagementQueries& management_queries() = 0;
+  virtual Registry& registry() = 0;
 
   // The platform in use: the machine's own, unless another is installed.
   static Platform& Get();

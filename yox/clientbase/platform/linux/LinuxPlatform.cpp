@@ -10,6 +10,7 @@
 #include "yox/clientbase/platform/linux/LinuxOperatingSystem.h"
 #include "yox/clientbase/platform/linux/LinuxServices.h"
 #include "yox/clientbase/platform/linux/LinuxUsers.h"
+#include "yox/clientbase/platform/simulated/SimulatedRegistry.h"
 
 namespace YOX::platform {
 namespace {
@@ -27,6 +28,7 @@ class LinuxPlatform final : public Platform {
   Services& services() override { return services_; }
   JoinState& join_state() override { return join_state_; }
   ManagementQueries& management_queries() override { return management_queries_; }
+  Registry& registry() override { return registry_; }
 
  private:
   LinuxClock clock_;
@@ -41,6 +43,7 @@ class LinuxPlatform final : public Platform {
   LinuxServices services_{bus_};
   LinuxJoinState join_state_{bus_};
   FactQueries management_queries_{operating_system_};
+  SimulatedRegistry registry_;
 };
 
 }  // namespace

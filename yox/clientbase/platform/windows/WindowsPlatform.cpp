@@ -1,6 +1,7 @@
 #include "yox/clientbase/platform/FactQueries.h"
 #include "yox/clientbase/platform/Platform.h"
 #include "yox/clientbase/platform/Unknown.h"
+#include "yox/clientbase/platform/simulated/SimulatedRegistry.h"
 #include "yox/clientbase/platform/windows/WindowsClock.h"
 
 namespace YOX::platform {
@@ -19,6 +20,7 @@ class WindowsPlatform final : public Platform {
   Services& services() override { return services_; }
   JoinState& join_state() override { return join_state_; }
   ManagementQueries& management_queries() override { return management_queries_; }
+  Registry& registry() override { return registry_; }
 
  private:
   WindowsClock clock_;
@@ -32,6 +34,7 @@ class WindowsPlatform final : public Platform {
   UnknownServices services_;
   UnknownJoinState join_state_;
   FactQueries management_queries_{operating_system_};
+  SimulatedRegistry registry_;
 };
 
 }  // namespace

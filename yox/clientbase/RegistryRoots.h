@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstdint>
+
+// The registry's roots and key handles under the same names on every system. A handle is opaque:
+// it is compared with null and handed on. On Windows type and roots are those of windows.h, which
+// may be included before or after.
+struct HKEY__;
+using HKEY = HKEY__*;
+
+#ifndef HKEY_LOCAL_MACHINE
+inline const HKEY HKEY_CURRENT_USER =
+    reinterpret_cast<HKEY>(std::intptr_t{static_cast<std::int32_t>(0x80000001)});
+inline const HKEY HKEY_LOCAL_MACHINE =
+    reinterpret_cast<HKEY>(std::intptr_t{static_cast<std::int32_t>(0x80000002)});
+inline const HKEY HKEY_USERS =
+    reinterpret_cast<HKEY>(std::intptr_t{static_cast<std::int32_t>(0x80000003)});
+#endif
