@@ -169,7 +169,7 @@ struct JsonCodec<T> {
 
   // Without the members that are as in a fresh record.
   static Json::Value Write(const T& record) {
-    static const T fresh{};
+    const T fresh{};
     Json::Value object(Json::objectValue);
     ForEachField([&](const auto& field) {
       Json::Value value = WriteJson(record.*field.member);

@@ -4,19 +4,13 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <fstream>
 #include <functional>
 #include <memory>
-#include <system_error>
 
 #include "yox/clientbase/String.h"
 
 namespace YOX {
 namespace {
-
-namespace fs = std::filesystem;
-
-constexpr std::size_t kMaxPrintedSize = 120;
 
 bool IsContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; }
 
@@ -190,38 +184,8 @@ std::string_view KindOf(const Json::Value& value) {
 
 }  // namespace
 
-std::string ReadDocumentFile(const fs::path& file) {
-  std::error_code error;
-  const fs::file_status status = fs::status(file, error);
-  if (status.type() == fs::file_type::not_found) throw DocumentError("no such file");
-  if (fs::is_directory(status)) throw DocumentError("is a directory");
-  if (error) throw DocumentError("cannot be opened");
-  if (!fs::is_regular_file(status)) throw DocumentError("is not a regular file");
-  const std::string too_long = "longer than " + std::to_string(kMaxDocumentSize >> 20) + " MiB";
-  if (const auto size = fs::file_size(file, error); !error && size > kMaxDocumentSize) {
-    throw DocumentError(too_long);
-  }
-
-  std::ifstream stream(file, std::ios::binary);
-  if (!stream) throw DocumentError("cannot be opened");
-  std::string bytes;
-  constexpr std::size_t kPiece = std::size_t{64} << 10;
-  while (stream && bytes.size() <= kMaxDocumentSize) {
-    const std::size_t before = bytes.size();
-    bytes.resize(before + kPiece);
-    stream.read(bytes.data() + before, kPiece);
-    bytes.resize(before + static_cast<std::size_t>(stream.gcount()));
-  }
-  if (stream.bad()) throw DocumentError("cannot be read");
-  if (bytes.size() > kMaxDocumentSize) throw DocumentError(too_long);
-  if (bytes.starts_with("\xEF\xBB\xBF")) bytes.erase(0, 3);
-  return bytes;
-}
-
 Json::Value ParseDocument(std::string_view utf8) {
-  if (utf8.size() > kMaxDocumentSize) {
-    throw DocumentError("longer than " + std::to_string(kMaxDocumentSize >> 20) + " MiB");
-  }
+  if (utf8.size() > kMaxDocumentSize) throw DocumentError(kTooLongDocument);
   if (const std::size_t good = String::ValidUTF8Size(utf8); good != utf8.size()) {
     throw DocumentError(Place(utf8, good) + "not well-formed UTF-8");
   }
@@ -243,23 +207,6 @@ Json::Value ParseDocument(std::string_view utf8) {
     throw DocumentError(Printable(exception.what()));
   }
   throw DocumentError(OneLine(errors));
-}
-
-std::string Printable(std::string_view utf8) {
-  std::string line;
-  for (const char letter : utf8) {
-    if (line.size() >= kMaxPrintedSize && !IsContinuation(letter)) return line + "...";
-    const auto byte = static_cast<unsigned char>(letter);
-    if (byte >= 0x20 && byte != 0x7F) {
-      line += letter;
-      continue;
-    }
-    constexpr std::string_view kDigits = "0123456789abcdef";
-    line += "\\u00";
-    line += kDigits[byte >> 4];
-    line += kDigits[byte & 0xF];
-  }
-  return line;
 }
 
 void JsonNode::Require(bool condition, std::string_view kind) const {

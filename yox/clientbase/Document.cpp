@@ -1,0 +1,61 @@
+#include "yox/clientbase/Document.h"
+
+#include <fstream>
+#include <system_error>
+
+namespace YOX {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::size_t kMaxPrintedSize = 120;
+
+bool IsContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; }
+
+}  // namespace
+
+std::string ReadDocumentFile(const fs::path& file) {
+  std::error_code error;
+  const fs::file_status status = fs::status(file, error);
+  if (status.type() == fs::file_type::not_found) throw DocumentError("no such file");
+  if (fs::is_directory(status)) throw DocumentError("is a directory");
+  if (error) throw DocumentError("cannot be opened");
+  if (!fs::is_regular_file(status)) throw DocumentError("is not a regular file");
+  if (const auto size = fs::file_size(file, error); !error && size > kMaxDocumentSize) {
+    throw DocumentError(kTooLongDocument);
+  }
+
+  std::ifstream stream(file, std::ios::binary);
+  if (!stream) throw DocumentError("cannot be opened");
+  std::string bytes;
+  constexpr std::size_t kPiece = std::size_t{64} << 10;
+  while (stream && bytes.size() <= kMaxDocumentSize) {
+    const std::size_t before = bytes.size();
+    bytes.resize(before + kPiece);
+    stream.read(bytes.data() + before, kPiece);
+    bytes.resize(before + static_cast<std::size_t>(stream.gcount()));
+  }
+  if (stream.bad()) throw DocumentError("cannot be read");
+  if (bytes.size() > kMaxDocumentSize) throw DocumentError(kTooLongDocument);
+  if (bytes.starts_with("\xEF\xBB\xBF")) bytes.erase(0, 3);
+  return bytes;
+}
+
+std::string Printable(std::string_view utf8) {
+  std::string line;
+  for (const char letter : utf8) {
+    if (line.size() >= kMaxPrintedSize && !IsContinuation(letter)) return line + "...";
+    const auto byte = static_cast<unsigned char>(letter);
+    if (byte >= 0x20 && byte != 0x7F) {
+      line += letter;
+      continue;
+    }
+    constexpr std::string_view kDigits = "0123456789abcdef";
+    line += "\\u00";
+    line += kDigits[byte >> 4];
+    line += kDigits[byte & 0xF];
+  }
+  return line;
+}
+
+}  // namespace YOX

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstddef>
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+#include "yox/clientbase/Export.h"
+
+// The documents that people write are read strictly: what is not meant is refused, and the refusal
+// says where it stands.
+namespace YOX {
+
+// What is wrong with a document, and where: "filters[2].country: expected a text, found a number",
+// "line 3, column 7: Missing ',' or '}' in object declaration". One line without control
+// characters.
+class YOX_API DocumentError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// A document is at most 4 MiB long and 64 values deep.
+inline constexpr std::size_t kMaxDocumentSize = std::size_t{4} << 20;
+inline constexpr int kMaxDocumentDepth = 64;
+inline constexpr const char* kTooLongDocument = "longer than 4 MiB";
+
+// The bytes of a file, without a leading byte order mark. Throws DocumentError when there is none,
+// when it is not a regular file or cannot be read, and when it is too long, before it is read.
+YOX_API std::string ReadDocumentFile(const std::filesystem::path& file);
+
+// The text as one line: control characters are written as \u001b, and of a long text the beginning
+// stands for all of it.
+YOX_API std::string Printable(std::string_view utf8);
+
+}  // namespace YOX

@@ -1,0 +1,259 @@
+#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+
+#include <algorithm>
+#include <mutex>
+#include <shared_mutex>
+#include <stdexcept>
+#include <string_view>
+#include <utility>
+
+#include "yox/clientbase/Smbios.h"
+#include "yox/clientbase/String.h"
+#include "yox/clientbase/platform/FactQueries.h"
+#include "yox/clientbase/platform/RegistryPaths.h"
+
+namespace YOX::platform {
+namespace {
+
+class SharedProfile {
+ public:
+  explicit SharedProfile(const DeviceProfile& profile) : profile_(profile) {}
+
+  // A copy of what `part(profile)` names.
+  template <class Part>
+  auto Copy(Part part) const {
+    const std::shared_lock lock(mutex_);
+    return std::remove_cvref_t<std::invoke_result_t<Part, const DeviceProfile&>>(
+        std::invoke(part, profile_));
+  }
+
+  void Change(const std::function<void(DeviceProfile&)>& change) {
+    const std::unique_lock lock(mutex_);
+    change(profile_);
+  }
+
+ private:
+  mutable std::shared_mutex mutex_;
+  DeviceProfile profile_;
+};
+
+class SimulatedFirmware final : public Firmware {
+ public:
+  explicit SimulatedFirmware(const SharedProfile& profile) : profile_(profile) { Reread(); }
+
+  const FirmwareFacts* Facts() override { return facts_ ? &*facts_ : nullptr; }
+
+  void Reread() override {
+    const auto section = profile_.Copy(&DeviceProfile::firmware);
+    facts_.reset();
+    if (!section) return;
+    if (!section->smbios_table) {
+      facts_ = *section;
+      return;
+    }
+    const auto& table = *section->smbios_table;
+    facts_ = smbios::Read({reinterpret_cast<const char*>(table.data()), table.size()});
+  }
+
+ private:
+  const SharedProfile& profile_;
+  std::optional<FirmwareFacts> facts_;
+};
+
+class SimulatedOperatingSystem final : public OperatingSystem {
+ public:
+  explicit SimulatedOperatingSystem(const SharedProfile& profile) : profile_(profile) {}
+
+  WString ProductName() override { return Fact(&DeviceProfile::OsSection::product_name); }
+  WString EditionId() override { return Fact(&DeviceProfile::OsSection::edition_id); }
+  WString Version() override { return Fact(&DeviceProfile::OsSection::version); }
+  WString Caption() override { return Fact(&DeviceProfile::OsSection::caption); }
+  bool IsSMode() override { return Fact(&DeviceProfile::OsSection::s_mode); }
+  std::uint32_t Architecture() override { return Fact(&DeviceProfile::OsSection::architecture); }
+  std::uint32_t UpdateServiceStartType() override {
+    return Fact(&DeviceProfile::OsSection::update_service_start_type);
+  }
+  std::vector<OperatingSystemUpdate> UpdateHistory() override {
+    return Fact(&DeviceProfile::OsSection::updates);
+  }
+
+ private:
+  template <class Value>
+  Value Fact(Value DeviceProfile::OsSection::*fact) const {
+    return profile_.Copy([&](const DeviceProfile& profile) { return profile.os.*fact; });
+  }
+
+  const SharedProfile& profile_;
+};
+
+class SimulatedLocale final : public Locale {
+ public:
+  explicit SimulatedLocale(const SharedProfile& profile) : profile_(profile) {}
+  LocaleFacts Facts() override { return profile_.Copy(&DeviceProfile::region); }
+
+ private:
+  const SharedProfile& profile_;
+};
+
+class SimulatedUsers final : public Users {
+ public:
+  explicit SimulatedUsers(const SharedProfile& profile) : profile_(profile) {}
+  WString LoggedInUserSid() override { return profile_.Copy(&DeviceProfile::user).sid; }
+  bool IsSystemProcess() override { return profile_.Copy(&DeviceProfile::user).system_process; }
+
+ private:
+  const SharedProfile& profile_;
+};
+
+class SimulatedApplications final : public Applications {
+ public:
+  explicit SimulatedApplications(const SharedProfile& profile) : profile_(profile) {}
+
+  std::map<WString, InstalledApplication> Installed() override {
+    std::map<WString, InstalledApplication> installed;
+    for (auto& [key, name, version] : profile_.Copy(&DeviceProfile::installed_apps)) {
+      installed[key] = {name, {}, version};
+    }
+    return installed;
+  }
+  std::map<WString, WString> Store() override { return profile_.Copy(&DeviceProfile::store_apps); }
+
+ private:
+  const SharedProfile& profile_;
+};
+
+class SimulatedDisplayAdapters final : public DisplayAdapters {
+ public:
+  explicit SimulatedDisplayAdapters(const SharedProfile& profile) : profile_(profile) {}
+  std::optional<std::vector<DisplayAdapter>> Enumerate() override {
+    return profile_.Copy(&DeviceProfile::display_adapters);
+  }
+
+ private:
+  const SharedProfile& profile_;
+};
+
+class SimulatedAccelerators final : public Accelerators {
+ public:
+  explicit SimulatedAccelerators(const SharedProfile& profile) : profile_(profile) {}
+  std::optional<std::vector<Accelerator>> Enumerate() override {
+    return profile_.Copy(&DeviceProfile::accelerators);
+  }
+
+ private:
+  const SharedProfile& profile_;
+};
+
+class SimulatedServices final : public Services {
+ public:
+  explicit SimulatedServices(const SharedProfile& profile) : profile_(profile) {}
+  bool IsRunning(WStringView service) override {
+    const auto services = profile_.Copy(&DeviceProfile::services);
+    return std::ranges::any_of(services, [&](const auto& known) {
+      return known.second == DeviceProfile::ServiceState::kRunning &&
+             String::CaseInsesitiveEqual(known.first, service);
+    });
+  }
+
+ private:
+  const SharedProfile& profile_;
+};
+
+class SimulatedJoinState final : public JoinState {
+ public:
+  explicit SimulatedJoinState(const SharedProfile& profile) : profile_(profile) {}
+  JoinAnswer Domain() override { return Answer(profile_.Copy(&DeviceProfile::join).domain); }
+  JoinAnswer Cloud() override { return Answer(profile_.Copy(&DeviceProfile::join).cloud_device); }
+
+ private:
+  static JoinAnswer Answer(bool joined) { return {JoinAnswer::Outcome::kAsked, 0, joined}; }
+
+  const SharedProfile& profile_;
+};
+
+// Whose hive HKEY_CURRENT_USER is; the system's own account is the empty text.
+WString OwnUser(const DeviceProfile& profile) {
+  return profile.user.system_process ? WString() : profile.user.sid;
+}
+
+// Puts into the registry what the profile says of it: its own section, in which HKCU is the hive of
+// the user who is logged on, and the sections that the client keeps there.
+void FillRegistry(SimulatedRegistry& registry, const DeviceProfile& profile) {
+  std::vector<RegistryEdit> edits;
+  const auto set = [&](const RegistryKey& key, const WString& name, const RegistryValue& value) {
+    edits.push_back({RegistryAction::kSetValue, key, name, value});
+  };
+  const auto create = [&](WStringView path) {
+    RegistryKey key = ParseRegistryPath(path).value_or(RegistryKey());
+    if (key.root == HKEY_CURRENT_USER) key.user = profile.user.sid;
+    edits.push_back({RegistryAction::kCreateKey, key, {}, {}});
+    return key;
+  };
+  for (const auto& [path, values] : profile.registry) {
+    const RegistryKey key = create(path);
+    for (const auto& [name, value] : values) set(key, name, value);
+  }
+  if (const auto& organisation = profile.organisation) {
+    const RegistryKey key = create("HKLM\\SOFTWARE\\Tervan\\YOX\\Organisation"_wv);
+    set(key, "Realm"_w, RegistryValue::Text(organisation->realm));
+    set(key, "Subscriptions"_w, RegistryValue::MultiText(organisation->subscriptions));
+  }
+  if (const WString& model = profile.developer.device_model_override; !model.empty()) {
+    set(create("HKLM\\SOFTWARE\\Tervan\\YOX\\Developer"_wv), "DeviceModel"_w,
+        RegistryValue::Text(model));
+  }
+  if (registry.Apply(edits) != RegistryStatus::kOk) {
+    throw std::invalid_argument("a registry key or value of the profile is malformed");
+  }
+}
+
+}  // namespace
+
+struct SimulatedDevice::Parts {
+  explicit Parts(const DeviceProfile& device)
+      : profile(device), clock(device.clock, Native().clock()), registry(OwnUser(device)) {
+    FillRegistry(registry, device);
+  }
+
+  SharedProfile profile;
+  SimulatedClock clock;
+  SimulatedRegistry registry;
+  SimulatedFirmware firmware{profile};
+  SimulatedOperatingSystem operating_system{profile};
+  SimulatedLocale locale{profile};
+  SimulatedUsers users{profile};
+  SimulatedApplications applications{profile};
+  SimulatedDisplayAdapters display_adapters{profile};
+  SimulatedAccelerators accelerators{profile};
+  SimulatedServices services{profile};
+  SimulatedJoinState join_state{profile};
+  FactQueries management_queries{operating_system};
+};
+
+SimulatedDevice::SimulatedDevice(const DeviceProfile& profile)
+    : parts_(std::make_unique<Parts>(profile)) {}
+SimulatedDevice::~SimulatedDevice() = default;
+
+SimulatedClock& SimulatedDevice::clock() { return parts_->clock; }
+Firmware& SimulatedDevice::firmware() { return parts_->firmware; }
+OperatingSystem& SimulatedDevice::operating_system() { return parts_->operating_system; }
+Locale& SimulatedDevice::locale() { return parts_->locale; }
+Users& SimulatedDevice::users() { return parts_->users; }
+Applications& SimulatedDevice::applications() { return parts_->applications; }
+DisplayAdapters& SimulatedDevice::display_adapters() { return parts_->display_adapters; }
+Accelerators& SimulatedDevice::accelerators() { return parts_->accelerators; }
+Services& SimulatedDevice::services() { return parts_->services; }
+JoinState& SimulatedDevice::join_state() { return parts_->join_state; }
+ManagementQueries& SimulatedDevice::management_queries() { return parts_->management_queries; }
+SimulatedRegistry& SimulatedDevice::registry() { return parts_->registry; }
+
+DeviceProfile SimulatedDevice::profile() const { return parts_->profile.Copy(std::identity()); }
+
+void SimulatedDevice::Change(const std::function<void(DeviceProfile& profile)>& change) {
+  parts_->profile.Change([&](DeviceProfile& profile) {
+    change(profile);
+    parts_->registry.SetOwnUser(OwnUser(profile));
+  });
+}
+
+}  // namespace YOX::platform

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include "yox/clientbase/Export.h"
+#include "yox/clientbase/platform/Platform.h"
+#include "yox/clientbase/platform/simulated/DeviceProfile.h"
+#include "yox/clientbase/platform/simulated/SimulatedClock.h"
+#include "yox/clientbase/platform/simulated/SimulatedRegistry.h"
+
+namespace YOX::platform {
+
+// A whole device in memory. It answers what its profile says, reads and writes nothing of the
+// machine that it runs on, and can be changed while it runs:
+//
+//   SimulatedDevice device(ReadDeviceProfile(R"({"region": {"country_code": "US"}})"));
+//   const ScopedPlatform installed(device);
+//   device.Change([](DeviceProfile& profile) { profile.region.country_code = "DE"_w; });
+//   device.clock().Advance(3600);
+//
+// Every operation is safe from any thread.
+class YOX_API SimulatedDevice final : public Platform {
+ public:
+  explicit SimulatedDevice(const DeviceProfile& profile = {});
+  ~SimulatedDevice() override;
+  SimulatedDevice(const SimulatedDevice&) = delete;
+  SimulatedDevice& operator=(const SimulatedDevice&) = delete;
+
+  SimulatedClock& clock() override;
+  Firmware& firmware() override;
+  OperatingSystem& operating_system() override;
+  Locale& locale() override;
+  Users& users() override;
+  Applications& applications() override;
+  DisplayAdapters& display_adapters() override;
+  Accelerators& accelerators() override;
+  Services& services() override;
+  JoinState& join_state() override;
+  ManagementQueries& management_queries() override;
+  SimulatedRegistry& registry() override;
+
+  // The profile as it stands now. Clock and registry are asked for themselves.
+  DeviceProfile profile() const;
+
+  // Changes the profile in one step: readers see it before or after. The firmware's facts follow
+  // when they are read again, as on a real device. Clock and registry, and with it organisation and
+  // developer settings, have taken their sections at the start and are changed by their own
+  // operations. `change` must not call the device.
+  void Change(const std::function<void(DeviceProfile& profile)>& change);
+
+ private:
+  struct Parts;
+  std::unique_ptr<Parts> parts_;
+};
+
+}  // namespace YOX::platform
