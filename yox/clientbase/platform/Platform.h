@@ -5,6 +5,7 @@
 #include "yox/clientbase/platform/Applications.h"
 #include "yox/clientbase/platform/Clock.h"
 #include "yox/clientbase/platform/DisplayAdapters.h"
+#include "yox/clientbase/platform/Files.h"
 #include "yox/clientbase/platform/Firmware.h"
 #include "yox/clientbase/platform/JoinState.h"
 #include "yox/clientbase/platform/Locale.h"
@@ -23,6 +24,7 @@ class YOX_API Platform {
   virtual ~Platform() = default;
 
   virtual Clock& clock() = 0;
+  virtual Files& files() = 0;
   virtual Firmware& firmware() = 0;
   virtual OperatingSystem& operating_system() = 0;
   virtual Locale& locale() = 0;

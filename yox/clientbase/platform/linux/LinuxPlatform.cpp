@@ -4,6 +4,7 @@
 #include "yox/clientbase/platform/linux/LinuxAccelerators.h"
 #include "yox/clientbase/platform/linux/LinuxClock.h"
 #include "yox/clientbase/platform/linux/LinuxDisplayAdapters.h"
+#include "yox/clientbase/platform/linux/LinuxFiles.h"
 #include "yox/clientbase/platform/linux/LinuxFirmware.h"
 #include "yox/clientbase/platform/linux/LinuxJoinState.h"
 #include "yox/clientbase/platform/linux/LinuxLocale.h"
@@ -18,6 +19,7 @@ namespace {
 class LinuxPlatform final : public Platform {
  public:
   Clock& clock() override { return clock_; }
+  Files& files() override { return files_; }
   Firmware& firmware() override { return firmware_; }
   OperatingSystem& operating_system() override { return operating_system_; }
   Locale& locale() override { return locale_; }
@@ -32,6 +34,7 @@ class LinuxPlatform final : public Platform {
 
  private:
   LinuxClock clock_;
+  LinuxFiles files_;
   SystemBus bus_;
   LinuxFirmware firmware_;
   LinuxOperatingSystem operating_system_;

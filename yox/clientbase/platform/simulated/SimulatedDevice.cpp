@@ -210,13 +210,18 @@ void FillRegistry(SimulatedRegistry& registry, const DeviceProfile& profile) {
 }  // namespace
 
 struct SimulatedDevice::Parts {
-  explicit Parts(const DeviceProfile& device)
+  Parts(const DeviceProfile& device, const std::filesystem::path& folder)
       : profile(device), clock(device.clock, Native().clock()), registry(OwnUser(device)) {
+    if (!folder.empty())
+      files.emplace(folder);
+    else
+      files.emplace();
     FillRegistry(registry, device);
   }
 
   SharedProfile profile;
   SimulatedClock clock;
+  std::optional<SimulatedFiles> files;
   SimulatedRegistry registry;
   SimulatedFirmware firmware{profile};
   SimulatedOperatingSystem operating_system{profile};
@@ -230,11 +235,12 @@ struct SimulatedDevice::Parts {
   FactQueries management_queries{operating_system};
 };
 
-SimulatedDevice::SimulatedDevice(const DeviceProfile& profile)
-    : parts_(std::make_unique<Parts>(profile)) {}
+SimulatedDevice::SimulatedDevice(const DeviceProfile& profile, const std::filesystem::path& folder)
+    : parts_(std::make_unique<Parts>(profile, folder)) {}
 SimulatedDevice::~SimulatedDevice() = default;
 
 SimulatedClock& SimulatedDevice::clock() { return parts_->clock; }
+SimulatedFiles& SimulatedDevice::files() { return *parts_->files; }
 Firmware& SimulatedDevice::firmware() { return parts_->firmware; }
 OperatingSystem& SimulatedDevice::operating_system() { return parts_->operating_system; }
 Locale& SimulatedDevice::locale() { return parts_->locale; }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <functional>
 #include <memory>
 
@@ -7,12 +8,13 @@
 #include "yox/clientbase/platform/Platform.h"
 #include "yox/clientbase/platform/simulated/DeviceProfile.h"
 #include "yox/clientbase/platform/simulated/SimulatedClock.h"
+#include "yox/clientbase/platform/simulated/SimulatedFiles.h"
 #include "yox/clientbase/platform/simulated/SimulatedRegistry.h"
 
 namespace YOX::platform {
 
 // A whole device in memory. It answers what its profile says, reads and writes nothing of the
-// machine that it runs on, and can be changed while it runs:
+// machine that it runs on but a folder for its files, and can be changed while it runs:
 //
 //   SimulatedDevice device(ReadDeviceProfile(R"({"region": {"country_code": "US"}})"));
 //   const ScopedPlatform installed(device);
@@ -22,12 +24,15 @@ namespace YOX::platform {
 // Every operation is safe from any thread.
 class YOX_API SimulatedDevice final : public Platform {
  public:
-  explicit SimulatedDevice(const DeviceProfile& profile = {});
+  // Its files lie in `folder`, which stays; without one, in a temporary folder that goes with it.
+  explicit SimulatedDevice(const DeviceProfile& profile = {},
+                           const std::filesystem::path& folder = {});
   ~SimulatedDevice() override;
   SimulatedDevice(const SimulatedDevice&) = delete;
   SimulatedDevice& operator=(const SimulatedDevice&) = delete;
 
   SimulatedClock& clock() override;
+  SimulatedFiles& files() override;
   Firmware& firmware() override;
   OperatingSystem& operating_system() override;
   Locale& locale() override;

@@ -3,6 +3,7 @@
 #include "yox/clientbase/platform/Unknown.h"
 #include "yox/clientbase/platform/simulated/SimulatedRegistry.h"
 #include "yox/clientbase/platform/windows/WindowsClock.h"
+#include "yox/clientbase/platform/windows/WindowsFiles.h"
 
 namespace YOX::platform {
 namespace {
@@ -10,6 +11,7 @@ namespace {
 class WindowsPlatform final : public Platform {
  public:
   Clock& clock() override { return clock_; }
+  Files& files() override { return files_; }
   Firmware& firmware() override { return firmware_; }
   OperatingSystem& operating_system() override { return operating_system_; }
   Locale& locale() override { return locale_; }
@@ -24,6 +26,7 @@ class WindowsPlatform final : public Platform {
 
  private:
   WindowsClock clock_;
+  WindowsFiles files_;
   UnknownFirmware firmware_;
   UnknownOperatingSystem operating_system_;
   UnknownLocale locale_;

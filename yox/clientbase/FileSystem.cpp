@@ -1,0 +1,82 @@
+#include "yox/clientbase/FileSystem.h"
+
+#include <system_error>
+
+#include "yox/clientbase/String.h"
+#include "yox/clientbase/platform/Platform.h"
+
+using YOX::WString;
+
+namespace {
+
+YOX::platform::Files& Files() { return YOX::platform::Platform::Get().files(); }
+
+bool IsFile(const std::filesystem::path& path) {
+  std::error_code none;
+  return std::filesystem::is_regular_file(path, none);
+}
+
+}  // namespace
+
+WString FileSystem::GetCommonApplicationDataPath() { return Files().CommonApplicationDataPath(); }
+
+std::filesystem::path FileSystem::Locate(const WString& path) { return Files().Locate(path); }
+
+bool FileSystem::fileExists(const WString& path) { return IsFile(Locate(path)); }
+
+std::uint64_t FileSystem::fileSize(const WString& path) {
+  const std::filesystem::path file = Locate(path);
+  std::error_code error;
+  const auto size = IsFile(file) ? std::filesystem::file_size(file, error) : 0;
+  return error ? 0 : size;
+}
+
+bool FileSystem::createDirectory(const WString& path, bool with_parents) {
+  std::filesystem::path folder = Locate(path);
+  // A separator at the end would make the last name an empty one.
+  if (!folder.has_filename()) folder = folder.parent_path();
+  std::error_code error;
+  if (with_parents) {
+    std::filesystem::create_directories(folder, error);
+  } else {
+    std::filesystem::create_directory(folder, error);
+  }
+  return std::filesystem::is_directory(folder, error);
+}
+
+bool FileSystem::deleteFile(const WString& path) {
+  const std::filesystem::path file = Locate(path);
+  std::error_code error;
+  return IsFile(file) && std::filesystem::remove(file, error);
+}
+
+std::ifstream FileSystem::OpenToRead(const WString& path, std::ios::openmode mode) {
+  const std::filesystem::path file = Locate(path);
+  std::ifstream stream;
+  if (IsFile(file)) {
+    stream.open(file, mode);
+  } else {
+    stream.setstate(std::ios::failbit);
+  }
+  return stream;
+}
+
+std::ofstream FileSystem::OpenToWrite(const WString& path, std::ios::openmode mode) {
+  const std::filesystem::path file = Locate(path);
+  std::error_code none;
+  std::ofstream stream;
+  if (IsFile(file) || !std::filesystem::exists(file, none)) {
+    stream.open(file, mode);
+  } else {
+    stream.setstate(std::ios::failbit);
+  }
+  return stream;
+}
+
+int FileUtils::fileExist(const std::string& path) {
+  return FileSystem::fileExists(YOX::String::UTF8ToUTF16(path)) ? 0 : -1;
+}
+
+int FileUtils::removeFile(const std::string& path) {
+  return FileSystem::deleteFile(YOX::String::UTF8ToUTF16(path)) ? 0 : -1;
+}

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "yox/clientbase/Export.h"
+#include "yox/clientbase/WString.h"
+
+// Files by the library's paths (see platform/Files.h): texts with backslashes, located on this
+// machine by the platform in use. Only regular files count and are opened; a link to one is one.
+// Nothing here throws for what stands or fails to stand on the disk.
+class YOX_API FileSystem {
+ public:
+  FileSystem() = delete;
+
+  // The machine-wide folder for the data of all programs, without a separator at the end.
+  static YOX::WString GetCommonApplicationDataPath();
+
+  static bool fileExists(const YOX::WString& path);
+  // In bytes; 0 when there is no such file.
+  static std::uint64_t fileSize(const YOX::WString& path);
+  // True when the folder stands afterwards. `with_parents` creates what is missing on the way.
+  static bool createDirectory(const YOX::WString& path, bool with_parents);
+  // True when the file is gone by this call.
+  static bool deleteFile(const YOX::WString& path);
+
+  // Where the path lies on this machine.
+  static std::filesystem::path Locate(const YOX::WString& path);
+
+  // Streams that are not good when the file cannot be opened. Reading is binary unless `mode` says
+  // otherwise, writing is what `mode` says, and a missing file is created.
+  static std::ifstream OpenToRead(const YOX::WString& path,
+                                  std::ios::openmode mode = std::ios::in | std::ios::binary);
+  static std::ofstream OpenToWrite(const YOX::WString& path,
+                                   std::ios::openmode mode = std::ios::out | std::ios::trunc);
+};
+
+// The same by paths in UTF-8, answering like the C library.
+class YOX_API FileUtils {
+ public:
+  FileUtils() = delete;
+
+  // 0 when the file exists.
+  static int fileExist(const std::string& path);
+  // 0 when the file is gone by this call.
+  static int removeFile(const std::string& path);
+};

@@ -1,0 +1,192 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "yox/clientbase/FilePermissions.h"
+#include "yox/clientbase/FileSystem.h"
+#include "yox/clientbase/Paths.h"
+#include "yox/clientbase/String.h"
+#include "yox/clientbase/platform/PathText.h"
+#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+
+#include "tests/TemporaryFolder.h"
+
+namespace {
+
+using YOX::WString;
+using YOX::platform::Files;
+using YOX::platform::Platform;
+using YOX::platform::ToText;
+using namespace YOX::literals;
+
+class FileSystemTest : public testing::Test {
+ protected:
+  WString Text(const char* name) const { return ToText(device_.files().folder() / name); }
+  void Write(const WString& path, std::string_view content) {
+    FileSystem::OpenToWrite(path, std::ios::out | std::ios::binary) << content;
+  }
+  std::string Read(const WString& path) {
+    std::ifstream stream = FileSystem::OpenToRead(path);
+    return {std::istreambuf_iterator<char>(stream), {}};
+  }
+
+  YOX::platform::SimulatedDevice device_;
+  YOX::platform::ScopedPlatform installed_{device_};
+};
+
+TEST_F(FileSystemTest, MissingFileHasNoSizeAndCannotBeReadOrDeleted) {
+  const WString path = Text("none");
+  EXPECT_FALSE(FileSystem::fileExists(path));
+  EXPECT_EQ(FileSystem::fileSize(path), 0U);
+  EXPECT_FALSE(FileSystem::OpenToRead(path).good());
+  EXPECT_FALSE(FileSystem::deleteFile(path));
+  const std::string narrow = YOX::String::UTF16ToUTF8(path);
+  EXPECT_NE(FileUtils::fileExist(narrow), 0);
+  EXPECT_NE(FileUtils::removeFile(narrow), 0);
+}
+
+TEST_F(FileSystemTest, WrittenFileIsReadBackAndDeleted) {
+  const WString path = Text("größe \xF0\x9F\x94\x91.txt");
+  Write(path, std::string_view("a\r\nb\0c\x1A", 7));
+  EXPECT_TRUE(FileSystem::fileExists(path));
+  EXPECT_EQ(FileSystem::fileSize(path), 7U);
+  EXPECT_EQ(Read(path), std::string_view("a\r\nb\0c\x1A", 7));
+  const std::string narrow = YOX::String::UTF16ToUTF8(path);
+  EXPECT_EQ(FileUtils::fileExist(narrow), 0);
+  EXPECT_EQ(FileUtils::removeFile(narrow), 0);
+  EXPECT_FALSE(FileSystem::fileExists(path));
+}
+
+TEST_F(FileSystemTest, BackslashesSeparateFoldersOnEverySystem) {
+  const WString folder = ToText(device_.files().folder()) + "\\Shared\\Deep"_w;
+  EXPECT_FALSE(FileSystem::createDirectory(folder, false));
+  EXPECT_TRUE(FileSystem::createDirectory(folder, true));
+  EXPECT_TRUE(FileSystem::createDirectory(folder, true));
+  EXPECT_TRUE(FileSystem::createDirectory(folder + "\\"_w, false));
+  EXPECT_TRUE(std::filesystem::is_directory(device_.files().folder() / "Shared" / "Deep"));
+  Write(folder + "\\file"_w, "x");
+  EXPECT_TRUE(
+      std::filesystem::is_regular_file(device_.files().folder() / "Shared" / "Deep" / "file"));
+}
+
+TEST_F(FileSystemTest, FolderIsNoFile) {
+  const WString folder = Text("folder");
+  ASSERT_TRUE(FileSystem::createDirectory(folder, false));
+  EXPECT_FALSE(FileSystem::fileExists(folder));
+  EXPECT_EQ(FileSystem::fileSize(folder), 0U);
+  EXPECT_FALSE(FileSystem::OpenToRead(folder).good());
+  EXPECT_FALSE(FileSystem::OpenToWrite(folder).good());
+  EXPECT_FALSE(FileSystem::deleteFile(folder));
+  EXPECT_TRUE(std::filesystem::is_directory(device_.files().folder() / "folder"));
+}
+
+TEST_F(FileSystemTest, FileIsNoFolder) {
+  Write(Text("file"), "x");
+  EXPECT_FALSE(FileSystem::createDirectory(Text("file"), true));
+}
+
+TEST_F(FileSystemTest, RootDirectoryIsTheDevicesOwn) {
+  EXPECT_EQ(FileSystem::Locate("C:\\yox-provision.json"_w),
+            device_.files().folder() / "Root" / "yox-provision.json");
+}
+
+TEST_F(FileSystemTest, CertificateFilesLieInAFolderThatIsMade) {
+  std::string bridge;
+  std::string embedded;
+  ASSERT_TRUE(YOX::utility::getBridgeMqttPemFilePath(bridge));
+  ASSERT_TRUE(YOX::utility::getEmbeddedMqttPemFilePath(embedded));
+  const std::string combined = YOX::utility::getMqttPemFilePath();
+  EXPECT_NE(bridge, combined);
+  EXPECT_NE(embedded, combined);
+  EXPECT_TRUE(FileSystem::OpenToWrite(YOX::String::UTF8ToUTF16(bridge), std::ios::out).good());
+  EXPECT_TRUE(FileSystem::OpenToWrite(YOX::String::UTF8ToUTF16(combined), std::ios::out).good());
+}
+
+TEST_F(FileSystemTest, WithoutStateFolderThereAreNoPathsInIt) {
+  device_.files().SetStateFolder(false);
+  WString root = "kept"_w;
+  std::string bridge = "kept";
+  EXPECT_FALSE(YOX::utility::GetYoxAppDataRootPath(root));
+  EXPECT_FALSE(YOX::utility::getBridgeMqttPemFilePath(bridge));
+  EXPECT_EQ(root, "kept"_w);
+  EXPECT_EQ(bridge, "kept");
+  EXPECT_EQ(YOX::utility::getMqttPemFilePath(), "");
+}
+
+TEST_F(FileSystemTest, MalformedGrantsChangeNothing) {
+  Write(Text("file"), "x");
+  EXPECT_FALSE(YOX::utility::ApplyFilePermissions(Text("file"), "rubbish"_w, true));
+  EXPECT_TRUE(device_.files().Grants().empty());
+  EXPECT_EQ(Read(Text("file")), "x");
+}
+
+TEST(SimulatedFilesTest, TemporaryFolderGoesWithTheDevice) {
+  std::filesystem::path folder;
+  {
+    YOX::platform::SimulatedDevice device;
+    folder = device.files().folder();
+    EXPECT_TRUE(std::filesystem::is_directory(folder));
+    EXPECT_EQ(device.files().folder(), folder);
+    EXPECT_NE(YOX::platform::SimulatedDevice().files().folder(), folder);
+  }
+  EXPECT_FALSE(std::filesystem::exists(folder));
+}
+
+TEST(SimulatedFilesTest, NamedFolderStays) {
+  const yox_test::TemporaryFolder folder;
+  {
+    YOX::platform::SimulatedDevice device({}, folder.path());
+    EXPECT_EQ(device.files().folder(), folder.path());
+  }
+  EXPECT_TRUE(std::filesystem::is_directory(folder.path()));
+}
+
+// What every implementation keeps; the folder is a real one each time.
+class FilesContractTest : public testing::TestWithParam<const char*> {
+ protected:
+  Files& files() {
+    return GetParam() == std::string_view("Native") ? Platform::Native().files() : device_.files();
+  }
+  std::filesystem::path Path(const char* name) const { return device_.files().folder() / name; }
+
+  YOX::platform::SimulatedDevice device_;
+  YOX::platform::ScopedPlatform installed_{device_};
+};
+
+TEST_P(FilesContractTest, FoldersAreAbsoluteWithoutSeparatorAtTheEnd) {
+  for (const WString& folder : {files().CommonApplicationDataPath(), files().SystemDirectory(),
+                                files().ProductDirectory()}) {
+    const std::filesystem::path located = files().Locate(folder);
+    EXPECT_TRUE(located.is_absolute()) << located;
+    EXPECT_TRUE(located.has_filename()) << located;
+  }
+}
+
+TEST_P(FilesContractTest, PathOfThisMachineIsLocatedAsItIs) {
+  EXPECT_EQ(files().Locate(ToText(Path("file"))), Path("file"));
+}
+
+TEST_P(FilesContractTest, PrivateFileIsNewEmptyAndWritable) {
+  ASSERT_TRUE(files().CreatePrivate(Path("private")));
+  EXPECT_EQ(std::filesystem::file_size(Path("private")), 0U);
+  EXPECT_TRUE(std::ofstream(Path("private")) << "content" << std::flush);
+  EXPECT_FALSE(files().CreatePrivate(Path("private")));
+  EXPECT_EQ(std::filesystem::file_size(Path("private")), 7U);
+  EXPECT_FALSE(files().CreatePrivate(Path("no-folder/private")));
+}
+
+TEST_P(FilesContractTest, GrantsNeedAFileAndKnownAccounts) {
+  const YOX::AccessGrant full{"S-1-5-18"_w, true, true, true, true, true};
+  EXPECT_FALSE(files().Grant(Path("none"), std::span(&full, 1), true));
+  EXPECT_FALSE(files().Grant(Path("none"), std::span(&full, 1), false));
+  std::ofstream(Path("file")) << "x";
+  EXPECT_TRUE(files().Grant(Path("file"), std::span(&full, 1), true));
+  EXPECT_TRUE(files().Grant(Path("file"), std::span(&full, 1), false));
+  const YOX::AccessGrant nobody{"S-not-an-account"_w, false, false, true, true, true};
+  EXPECT_FALSE(files().Grant(Path("file"), std::span(&nobody, 1), true));
+}
+
+INSTANTIATE_TEST_SUITE_P(, FilesContractTest, testing::Values("Native", "Simulated"),
+                         [](const auto& row) { return std::string(row.param); });
+
+}  // namespace

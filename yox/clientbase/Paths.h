@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+
+#include "yox/clientbase/Export.h"
+#include "yox/clientbase/WString.h"
+
+// Where the client keeps what. Paths are texts with backslashes (see platform/Files.h), without a
+// separator at the end; asking creates nothing unless said.
+namespace YOX::utility {
+
+// The folder of the client's own state. False, and `path` untouched, when there is none.
+YOX_API bool GetYoxAppDataRootPath(WString& path);
+
+// The folder of the system's libraries; outside Windows that of this library.
+YOX_API WString GetSystemDirectoryW();
+
+// Certificate files, as UTF-8. The first two answer false, and leave `path` untouched, when there
+// is no such place; the third is then empty. The folder of the bridge file and the combined file is
+// created, if missing.
+//   bridge    the chain that the server sent
+//   embedded  the chain that ships with the product
+//   combined  what the MQTT client reads
+YOX_API bool getBridgeMqttPemFilePath(std::string& path);
+YOX_API bool getEmbeddedMqttPemFilePath(std::string& path);
+YOX_API std::string getMqttPemFilePath();
+
+}  // namespace YOX::utility
