@@ -21,7 +21,7 @@ using namespace YOX::literals;
 
 class FileSystemTest : public testing::Test {
  protected:
-  WString Text(const char* name) const { return ToText(device_.files().folder() / name); }
+  WString Text(const char* name) { return ToText(device_.files().folder() / name); }
   void Write(const WString& path, std::string_view content) {
     FileSystem::OpenToWrite(path, std::ios::out | std::ios::binary) << content;
   }
@@ -147,7 +147,7 @@ class FilesContractTest : public testing::TestWithParam<const char*> {
   Files& files() {
     return GetParam() == std::string_view("Native") ? Platform::Native().files() : device_.files();
   }
-  std::filesystem::path Path(const char* name) const { return device_.files().folder() / name; }
+  std::filesystem::path Path(const char* name) { return device_.files().folder() / name; }
 
   YOX::platform::SimulatedDevice device_;
   YOX::platform::ScopedPlatform installed_{device_};
