@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "yox/clientbase/WString.h"
@@ -10,9 +11,10 @@ namespace YOX::platform {
 // One entry of the update history.
 struct OperatingSystemUpdate {
   std::int32_t result_code = 0;  // 2 is success
-  WString title;
+  std::optional<WString> title;  // nothing when it cannot be read
   WString description;
-  std::vector<WString> categories;  // names
+  // Their names; nothing when they cannot be read, be it that there are some and none has a name.
+  std::optional<std::vector<WString>> categories = std::vector<WString>();
 };
 
 class OperatingSystem {

@@ -1,9 +1,17 @@
-#include "yox/clientbase/platform/FactQueries.h"
 #include "yox/clientbase/platform/Platform.h"
 #include "yox/clientbase/platform/Unknown.h"
 #include "yox/clientbase/platform/simulated/SimulatedRegistry.h"
+#include "yox/clientbase/platform/windows/WindowsAccelerators.h"
 #include "yox/clientbase/platform/windows/WindowsClock.h"
+#include "yox/clientbase/platform/windows/WindowsDisplayAdapters.h"
 #include "yox/clientbase/platform/windows/WindowsFiles.h"
+#include "yox/clientbase/platform/windows/WindowsFirmware.h"
+#include "yox/clientbase/platform/windows/WindowsJoinState.h"
+#include "yox/clientbase/platform/windows/WindowsLocale.h"
+#include "yox/clientbase/platform/windows/WindowsOperatingSystem.h"
+#include "yox/clientbase/platform/windows/WindowsQueries.h"
+#include "yox/clientbase/platform/windows/WindowsServices.h"
+#include "yox/clientbase/platform/windows/WindowsUsers.h"
 
 namespace YOX::platform {
 namespace {
@@ -27,16 +35,16 @@ class WindowsPlatform final : public Platform {
  private:
   WindowsClock clock_;
   WindowsFiles files_;
-  UnknownFirmware firmware_;
-  UnknownOperatingSystem operating_system_;
-  UnknownLocale locale_;
-  UnknownUsers users_;
+  WindowsFirmware firmware_;
+  WindowsQueries management_queries_;
+  WindowsOperatingSystem operating_system_{management_queries_};
+  WindowsLocale locale_;
+  WindowsUsers users_;
   NoApplications applications_;
-  UnknownDisplayAdapters display_adapters_;
-  UnknownAccelerators accelerators_;
-  UnknownServices services_;
-  UnknownJoinState join_state_;
-  FactQueries management_queries_{operating_system_};
+  WindowsDisplayAdapters display_adapters_;
+  WindowsAccelerators accelerators_;
+  WindowsServices services_;
+  WindowsJoinState join_state_;
   SimulatedRegistry registry_;
 };
 
