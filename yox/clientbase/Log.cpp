@@ -125,7 +125,7 @@ std::string Log::Format(std::string_view format, std::span<const LogArgument> ar
       out += format[i];
       continue;
     }
-    const std::size_t conversion = format.find_first_of("sdiuxX%", i + 1);
+    const std::size_t conversion = format.find_first_of("sSdiuxX%", i + 1);
     if (format[conversion] == '%') {
       out += '%';
     } else {

@@ -50,8 +50,8 @@ class LogArgument {
 namespace log_detail {
 void FormatDoesNotFitItsArguments();  // never defined: named by the compiler's error
 
-// Checks a printf-like literal against its arguments: %s takes a text, %d %i %u %x %X (with any of
-// the length words h, l, ll, z and a zero-padded width) an integer, %% none.
+// Checks a printf-like literal against its arguments: %s and %S take a text, %d %i %u %x %X (with
+// any of the length words h, l, ll, z and a zero-padded width) an integer, %% none.
 consteval void CheckFormat(std::string_view format, std::span<const bool> is_integer) {
   std::size_t next = 0;
   for (std::size_t i = 0; i < format.size(); ++i) {
@@ -62,7 +62,7 @@ consteval void CheckFormat(std::string_view format, std::span<const bool> is_int
     while (i < format.size() && (format[i] == 'l' || format[i] == 'z' || format[i] == 'h')) ++i;
     if (i == format.size() || next == is_integer.size()) FormatDoesNotFitItsArguments();
     const bool wants_integer = std::string_view("diuxX").find(format[i]) != std::string_view::npos;
-    if (!wants_integer && format[i] != 's') FormatDoesNotFitItsArguments();
+    if (!wants_integer && format[i] != 's' && format[i] != 'S') FormatDoesNotFitItsArguments();
     if (wants_integer != is_integer[next++]) FormatDoesNotFitItsArguments();
   }
   if (next != is_integer.size()) FormatDoesNotFitItsArguments();

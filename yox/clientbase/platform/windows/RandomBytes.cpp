@@ -1,0 +1,13 @@
+#include "yox/clientbase/platform/RandomBytes.h"
+
+#include <bcrypt.h>
+#include <windows.h>
+
+namespace YOX::platform {
+
+bool NativeFillRandom(std::span<unsigned char> bytes) {
+  return BCryptGenRandom(nullptr, bytes.data(), static_cast<ULONG>(bytes.size()),
+                         BCRYPT_USE_SYSTEM_PREFERRED_RNG) == 0;
+}
+
+}  // namespace YOX::platform
