@@ -11,7 +11,9 @@
 #include "yox/clientbase/platform/Event.h"
 #include "yox/clientbase/platform/Mutex.h"
 #include "yox/clientbase/platform/Semaphore.h"
+#include "yox/clientbase/platform/WaitUntil.h"
 #include "yox/clientbase/platform/Waits.h"
+#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
 
 #if defined(_WIN32)
 #include <windows.h>
@@ -335,6 +337,76 @@ TEST(WaitsTest, ALimitEndsTheWaitInRealTime) {
   const Event never;
   Semaphore none(0, 1);
   EXPECT_EQ(WaitForAny({never.handle(), none.handle()}, 1).kind, WaitResult::Kind::kTimedOut);
+}
+
+// A device whose time passes only when the test moves it.
+class SteppedWaitsTest : public testing::Test {
+ protected:
+  static YOX::platform::DeviceProfile Profile() {
+    YOX::platform::DeviceProfile profile;
+    profile.clock.emplace().now.emplace();
+    return profile;
+  }
+
+  YOX::platform::SimulatedDevice device_{Profile()};
+  YOX::platform::ScopedPlatform installed_{device_};
+};
+
+TEST_F(SteppedWaitsTest, ALimitEndsTheWaitWhenTheClockReachesIt) {
+  const Event never;
+  Semaphore none(0, 1);
+  WaitResult result;
+  const std::int64_t begin = device_.clock().SteadyMilliseconds();
+  {
+    const Helper sleeper([&] { result = WaitForAny({never.handle(), none.handle()}, 10'000); });
+    ASSERT_EQ(device_.clock().alarms().AwaitNext(kBound), begin + 10'000);
+    device_.clock().AdvanceMilliseconds(9'999);
+    ASSERT_EQ(device_.clock().alarms().AwaitNext(0), begin + 10'000);
+    device_.clock().AdvanceMilliseconds(1);
+  }
+  EXPECT_EQ(result.kind, WaitResult::Kind::kTimedOut);
+}
+
+TEST_F(SteppedWaitsTest, AHandleEndsTheWaitBeforeItsLimit) {
+  Event event;
+  WaitResult result;
+  {
+    const Helper sleeper([&] { result = WaitFor(event.handle(), 10'000); });
+    ASSERT_TRUE(device_.clock().alarms().AwaitNext(kBound));
+    event.Set();
+  }
+  EXPECT_TRUE(result.signalled());
+  EXPECT_EQ(device_.clock().alarms().AwaitNext(0), std::nullopt);
+}
+
+TEST_F(SteppedWaitsTest, SleepPassesWithTheClock) {
+  const Helper sleeper([] { YOX::platform::SleepFor(60'000); });
+  ASSERT_TRUE(device_.clock().alarms().AwaitNext(kBound));
+  device_.clock().AdvanceMilliseconds(60'000);
+}
+
+TEST_F(SteppedWaitsTest, AConditionIsWaitedForOnTheSameClock) {
+  std::mutex mutex;
+  std::condition_variable condition;
+  bool done = false;
+  for (const bool in_time : {false, true}) {
+    bool answer = !in_time;
+    {
+      const Helper sleeper([&] {
+        std::unique_lock lock(mutex);
+        answer = YOX::platform::WaitUntil(lock, condition, 5'000, [&] { return done; });
+      });
+      ASSERT_TRUE(device_.clock().alarms().AwaitNext(kBound));
+      if (in_time) {
+        const std::lock_guard lock(mutex);
+        done = true;
+        condition.notify_all();
+      } else {
+        device_.clock().AdvanceMilliseconds(5'000);
+      }
+    }
+    EXPECT_EQ(answer, in_time);
+  }
 }
 
 #if !defined(_WIN32)

@@ -1,7 +1,8 @@
 #include "yox/clientbase/platform/RandomBytes.h"
 
-#include <bcrypt.h>
 #include <windows.h>
+// bcrypt.h needs windows.h before it.
+#include <bcrypt.h>
 
 namespace YOX::platform {
 
