@@ -8,6 +8,7 @@
 #include "yox/applicability/Decision.h"
 #include "yox/applicability/EvaluatorLog.h"
 #include "yox/applicability/KvpTerms.h"
+#include "yox/applicability/TrimInPlace.h"
 #include "yox/clientbase/String.h"
 
 using YOX::String;
@@ -21,17 +22,6 @@ constinit std::atomic<ApplicabilityEvaluator*> ApplicabilityEvaluator::applicabi
     nullptr};
 std::mutex ApplicabilityEvaluator::instance_mutex_;
 WString ApplicabilityEvaluator::discard_reason_ = "discard_reason"_w;
-
-namespace {
-
-// Through the constant reference, on purpose. Writes only where there is something to trim, so that
-// threads can share a text that is trimmed already.
-void TrimInPlace(const WString& text) {
-  const WStringView trimmed = String::Trimmed(text);
-  if (trimmed.size() != text.size()) const_cast<WString&>(text) = WString(trimmed);
-}
-
-}  // namespace
 
 ApplicabilityEvaluator* ApplicabilityEvaluator::GetInstance() {
   if (auto* const instance = applicability_evaluator_.load(std::memory_order_acquire)) {
@@ -52,7 +42,7 @@ bool ApplicabilityEvaluator::EvaluateApplicability(
     const WString& clientVersion, const ApplicabilityFilter& filter,
     AppAndTagCollection* tagCollection, WString* targetVersion, const Pairs& extraTags,
     WString& reason) {
-  const std::shared_ptr<const ApplicabilityFilter::List> filters = filter.snapshot();
+  const std::shared_ptr<const CompiledList> list = filter.snapshot();
   if (machineInformation == nullptr) throw std::invalid_argument("machineInformation");
 
   const bool collect = reason != discard_reason_;
@@ -61,10 +51,10 @@ bool ApplicabilityEvaluator::EvaluateApplicability(
   Decision decision(*this, *machineInformation, clientVersion, tagCollection, targetVersion,
                     extraTags);
   WString prefix;
-  for (std::size_t index = 0; index < filters->size(); ++index) {
-    const Filter& candidate = (*filters)[index];
+  std::size_t index = 0;
+  for (const CompiledList::Program& program : list->programs()) {
     if (collect) {
-      const std::string number = std::to_string(index);
+      const std::string number = std::to_string(index++);
       prefix = "Filter ["_w;
       prefix.append(number.begin(), number.end()).append("]: "_wv);
     }
@@ -72,21 +62,16 @@ bool ApplicabilityEvaluator::EvaluateApplicability(
       if (collect) reason.append(prefix).append(words);
       return applies;
     };
-    if (candidate.IsSet(FilterField::default_)) {
-      if (String::CaseInsesitiveEqual(candidate.View(FilterField::default_), "true"_wv)) {
-        return true;
-      }
+    if (program.decides == CompiledList::Control::kTrue) return true;
+    if (program.decides == CompiledList::Control::kFalse) {
       return decide(false, "default = false; "_wv);
     }
-    if (decision.Matches(candidate, collect ? &prefix : nullptr)) {
-      if (String::CaseInsesitiveEqual(candidate.View(FilterField::value), "false"_wv)) {
-        return decide(false, "value = false; "_wv);
-      }
-      return decide(true, "true; "_wv);
+    if (decision.Matches(*list, program, collect ? &prefix : nullptr)) {
+      return program.value ? decide(true, "true; "_wv) : decide(false, "value = false; "_wv);
     }
     if (collect) reason += prefix;
   }
-  return filters->empty();
+  return list->programs().empty();
 }
 
 bool ApplicabilityEvaluator::DoesFilterMatch(
@@ -94,9 +79,10 @@ bool ApplicabilityEvaluator::DoesFilterMatch(
     std::shared_ptr<MachineInformation> machineInformation,  // NOLINT: kept alive for the call
     const WString& clientVersion, AppAndTagCollection* tagCollection, WString* targetVersion,
     const Pairs& extraTags, WString& reason) {
+  const CompiledList list({*filter});
   return Decision(*this, *machineInformation, clientVersion, tagCollection, targetVersion,
                   extraTags)
-      .Matches(*filter, &reason);
+      .Matches(list, list.programs().front(), &reason);
 }
 
 void ApplicabilityEvaluator::AddToReasonString(WString& reason, WString name, bool matched) {
@@ -112,35 +98,42 @@ bool ApplicabilityEvaluator::EvaluateStringFilter(const WString& required, const
 bool ApplicabilityEvaluator::EvaluateVersionFilter(const WString& required, const WString& actual) {
   YOX::match::VersionText text(actual);
   const bool matched = YOX::match::AnyVersion(required, text);
-  if (text.text().size() != actual.size()) TrimInPlace(actual);
+  if (text.text().size() != actual.size()) YOX::match::TrimInPlace(actual);
   return matched;
 }
 
 bool ApplicabilityEvaluator::EvaluateKvpFilter(const WString& required, const Pairs& pairs,
                                                EvaluationModeForKVP mode) {
-  return YOX::match::Terms(required, YOX::match::FindInPairs{pairs}, mode);
+  const bool all = mode == EvaluationModeForKVP::AllTerms;
+  if (!all && mode != EvaluationModeForKVP::AnyTerm) return false;
+  for (auto rest = YOX::match::Pieces(required); rest;) {
+    const auto term = YOX::match::KeyValueTerm::Parse(YOX::match::NextPiece(rest, ','));
+    if (YOX::match::LoggedMatch(term, YOX::match::FindInPairs{pairs}) != all) return !all;
+  }
+  return all;
 }
 
 bool ApplicabilityEvaluator::DoesStringMatch(const WString& pattern, const WString& actual) {
-  return YOX::match::Text(pattern, actual);
+  return YOX::match::TextPattern::Parse(pattern).Matches(String::Trimmed(actual));
 }
 
 bool ApplicabilityEvaluator::DoesVersionMatch(const WString& pattern, const WString& actual) {
   if (String::IsEmptyOrWhiteSpace(pattern) || String::IsEmptyOrWhiteSpace(actual)) return false;
-  TrimInPlace(pattern);
-  TrimInPlace(actual);
+  YOX::match::TrimInPlace(pattern);
+  YOX::match::TrimInPlace(actual);
   YOX::match::VersionText text(actual);
-  return YOX::match::MatchesVersion(pattern, text);
+  return YOX::match::VersionRequirement::Parse(pattern).Matches(text);
 }
 
 bool ApplicabilityEvaluator::DoesIntMatch(const WString& pattern, const WString& actual) {
-  TrimInPlace(pattern);
-  TrimInPlace(actual);
-  return YOX::match::Integer(pattern, actual);
+  YOX::match::TrimInPlace(pattern);
+  YOX::match::TrimInPlace(actual);
+  return YOX::match::IntegerRequirement::Parse(pattern).Matches(actual);
 }
 
 bool ApplicabilityEvaluator::DoesKvpMatch(const WString& term, const Pairs& pairs) {
-  return YOX::match::LoggedTerm(term, YOX::match::FindInPairs{pairs});
+  return YOX::match::LoggedMatch(YOX::match::KeyValueTerm::Parse(term),
+                                 YOX::match::FindInPairs{pairs});
 }
 
 // Nothing is known of the registry and of present devices yet: what requires them fails.

@@ -6,6 +6,9 @@
 
 #include "yox/applicability/FilterFields.h"
 
+// The language of a criterion's text.
+enum class Language : std::uint8_t { kText, kVersion, kTerms, kDateRange, kRollout, kOwn };
+
 // How a failing criterion is logged.
 enum class Throttling : std::uint8_t {
   kNone,           // always
@@ -19,6 +22,7 @@ enum class MessageEnd : std::uint8_t { kNothing, kActual, kNotFound };
 
 struct Criterion {
   FilterField field;
+  Language language;
   std::string_view label;  // opens the message: label " filter is false. Required: " text
   MessageEnd end;
   Throttling throttling;
@@ -34,32 +38,35 @@ struct Criterion {
 // of the behaviour: only the first failing criterion reaches the reason text.
 inline constexpr std::array kCriteria = [] {
   using enum FilterField;
+  using enum Language;
   using enum MessageEnd;
   using enum Throttling;
   return std::to_array<Criterion>({
-      {country, "Country", kActual, kDynamic, "Country"},
-      {date_range, "Date range", kNothing, kDynamicByWord, "DateRange", "current_date"},
-      {date_function, "Date function", kNothing, kDynamicByWord, "DateFunction", "current_date"},
-      {device_subscription, "Device subscription", kNothing, kDynamicByWord, "DeviceSubscription",
+      {country, kText, "Country", kActual, kDynamic, "Country"},
+      {date_range, kDateRange, "Date range", kNothing, kDynamicByWord, "DateRange", "current_date"},
+      {date_function, kRollout, "Date function", kNothing, kDynamicByWord, "DateFunction",
+       "current_date"},
+      {device_subscription, kText, "Device subscription", kNothing, kDynamicByWord,
+       "DeviceSubscription", "no_match"},
+      {enclosure, kText, "Enclosure", kActual, kStatic, "EnclosureType"},
+      {family, kText, "Family name", kActual, kStatic, "FamilyName"},
+      {hardware_id, kOwn, "Hardware ID", kNothing, kNone, ""},
+      {language, kText, "Language", kActual, kDynamic, "Language"},
+      {mfr, kText, "Manufacturer", kActual, kStatic, "Manufacturer"},
+      {model, kText, "Model", kActual, kStatic, "Model"},
+      {org_hash, kText, "Org hash", kNothing, kDynamic, "OrgHash"},
+      {os, kText, "Os", kActual, kStatic, "OS"},
+      {os_bitness, kText, "Os bitness", kActual, kStatic, "OsBitness"},
+      {os_description, kText, "Os description", kActual, kStatic, "OsDescription"},
+      {os_version, kVersion, "Os version", kActual, kStatic, "OSVersion"},
+      {registry, kOwn, "Registry", kNotFound, kDynamicByWord, "Registry", "not_found"},
+      {sku, kText, "SKU", kActual, kStatic, "SKU"},
+      {sn_hash, kText, "Sn hash", kNothing, kStatic, "SnHash"},
+      {target_version, kVersion, "Target version", kActual, kDynamic, "TargetVersion"},
+      {version, kVersion, "Version", kActual, kDynamic, "Version"},
+      {tag, kTerms, "Tag", kNothing, kDynamicByWord, "Tag", "no_match"},
+      {installed_items, kTerms, "Installed items", kNothing, kDynamicByWord, "InstalledItems",
        "no_match"},
-      {enclosure, "Enclosure", kActual, kStatic, "EnclosureType"},
-      {family, "Family name", kActual, kStatic, "FamilyName"},
-      {hardware_id, "Hardware ID", kNothing, kNone, ""},
-      {language, "Language", kActual, kDynamic, "Language"},
-      {mfr, "Manufacturer", kActual, kStatic, "Manufacturer"},
-      {model, "Model", kActual, kStatic, "Model"},
-      {org_hash, "Org hash", kNothing, kDynamic, "OrgHash"},
-      {os, "Os", kActual, kStatic, "OS"},
-      {os_bitness, "Os bitness", kActual, kStatic, "OsBitness"},
-      {os_description, "Os description", kActual, kStatic, "OsDescription"},
-      {os_version, "Os version", kActual, kStatic, "OSVersion"},
-      {registry, "Registry", kNotFound, kDynamicByWord, "Registry", "not_found"},
-      {sku, "SKU", kActual, kStatic, "SKU"},
-      {sn_hash, "Sn hash", kNothing, kStatic, "SnHash"},
-      {target_version, "Target version", kActual, kDynamic, "TargetVersion"},
-      {version, "Version", kActual, kDynamic, "Version"},
-      {tag, "Tag", kNothing, kDynamicByWord, "Tag", "no_match"},
-      {installed_items, "Installed items", kNothing, kDynamicByWord, "InstalledItems", "no_match"},
   });
 }();
 

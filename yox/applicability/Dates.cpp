@@ -1,58 +1,91 @@
 #include "yox/applicability/Dates.h"
 
-#include <array>
 #include <cmath>
 
 #include "yox/applicability/MatchOperators.h"
-#include "yox/clientbase/String.h"
 
 namespace YOX::match {
 namespace {
 
 constexpr std::int64_t kSecondsPerDay = 86400;
 
-// How a date stands to today, year before month before day; a number is read only when those before
-// it are equal. Nothing when the text has not three pieces or a number that is needed cannot be
-// read.
-std::optional<int> CompareToToday(WStringView date, const platform::LocalDate& today) {
-  std::array<WStringView, 3> pieces;
-  std::size_t count = 0;
-  for (auto rest = Pieces(date); rest; ++count) {
-    const WStringView piece = NextPiece(rest, '-');
-    if (count == pieces.size()) return std::nullopt;
-    pieces[count] = piece;
-  }
-  if (count != pieces.size()) return std::nullopt;
+constexpr std::array kGrowthWords = {"linear"_wv, "exponentialNormal"_wv, "exponentialSlow"_wv};
 
-  const std::array fields = {today.year, today.month, today.day};
-  for (std::size_t i = 0; i < pieces.size(); ++i) {
-    int number = 0;
-    if (String::TryToInteger(pieces[i], number) != String::IntegerStatus::kOk) return std::nullopt;
-    if (number != fields[i]) return number < fields[i] ? -1 : 1;
+std::optional<Growth> ParseGrowth(WStringView word) {
+  for (std::size_t i = 0; i < kGrowthWords.size(); ++i) {
+    if (String::CaseInsesitiveEqual(word, kGrowthWords[i])) return static_cast<Growth>(i);
   }
-  return 0;
+  return std::nullopt;
+}
+
+// The first pieces of a text, and how many it has in all.
+template <std::size_t N>
+std::size_t FirstPieces(WStringView text, WChar separator, std::array<WStringView, N>& pieces) {
+  std::size_t count = 0;
+  for (auto rest = Pieces(text); rest; ++count) {
+    const WStringView piece = NextPiece(rest, separator);
+    if (count < N) pieces[count] = piece;
+  }
+  return count;
 }
 
 }  // namespace
 
-bool DateWithinRange(WStringView range, const platform::LocalDate& today) {
-  const std::size_t bar = range.find('|');
-  if (bar == WStringView::npos) return false;
-  const WStringView start = range.substr(0, bar);
-  const WStringView end = range.substr(bar + 1);
-  if (end.find('|') != WStringView::npos) return false;
-
-  constexpr WStringView kOpen = "*"_wv;
-  if (start != kOpen && CompareToToday(start, today).value_or(1) > 0) return false;
-  return end == kOpen || CompareToToday(end, today).value_or(-1) >= 0;
+IntegerText IntegerText::Parse(WStringView text) {
+  IntegerText integer{text};
+  integer.status = String::TryToInteger(text, integer.number);
+  return integer;
 }
 
-std::optional<Growth> ParseGrowth(WStringView word) {
-  constexpr std::array kWords = {"linear"_wv, "exponentialNormal"_wv, "exponentialSlow"_wv};
-  for (std::size_t i = 0; i < kWords.size(); ++i) {
-    if (String::CaseInsesitiveEqual(word, kWords[i])) return static_cast<Growth>(i);
+DateText DateText::Parse(WStringView text) {
+  DateText date{text};
+  std::array<WStringView, 3> pieces;
+  date.has_three_pieces = FirstPieces(text, '-', pieces) == pieces.size();
+  if (!date.has_three_pieces) return date;
+  std::ranges::transform(pieces, date.fields.begin(), IntegerText::Parse);
+  return date;
+}
+
+std::optional<int> DateText::CompareTo(const platform::LocalDate& day) const {
+  if (!has_three_pieces) return std::nullopt;
+  const std::array numbers = {day.year, day.month, day.day};
+  for (std::size_t i = 0; i < fields.size(); ++i) {
+    if (fields[i].status != String::IntegerStatus::kOk) return std::nullopt;
+    if (fields[i].number != numbers[i]) return fields[i].number < numbers[i] ? -1 : 1;
   }
-  return std::nullopt;
+  return 0;
+}
+
+DateRange DateRange::Parse(WStringView range) {
+  DateRange parsed;
+  std::array<WStringView, 2> pieces;
+  parsed.has_two_pieces = FirstPieces(range, '|', pieces) == pieces.size();
+  if (!parsed.has_two_pieces) return parsed;
+  parsed.open_start = pieces[0] == "*"_wv;
+  parsed.open_end = pieces[1] == "*"_wv;
+  if (!parsed.open_start) parsed.start = DateText::Parse(pieces[0]);
+  if (!parsed.open_end) parsed.end = DateText::Parse(pieces[1]);
+  return parsed;
+}
+
+bool DateRange::Contains(const platform::LocalDate& day) const {
+  if (!has_two_pieces) return false;
+  if (!open_start && start.CompareTo(day).value_or(1) > 0) return false;
+  return open_end || end.CompareTo(day).value_or(-1) >= 0;
+}
+
+Rollout Rollout::Parse(WStringView text) {
+  Rollout rollout{text};
+  std::array<WStringView, 4> pieces;
+  const std::size_t count = FirstPieces(text, '|', pieces);
+  rollout.has_three_pieces = count >= 3;
+  if (!rollout.has_three_pieces) return rollout;
+  rollout.start = DateText::Parse(pieces[0]);
+  rollout.days = IntegerText::Parse(pieces[1]);
+  rollout.growth_word = pieces[2];
+  rollout.growth = ParseGrowth(pieces[2]);
+  rollout.by_tenant = count > 3 && String::CaseInsesitiveEqual(pieces[3], "tenant"_wv);
+  return rollout;
 }
 
 std::int64_t ElapsedDays(std::int64_t start, std::int64_t now) {
@@ -68,7 +101,7 @@ double RolloutShare(Growth growth, std::int64_t elapsed, int days) {
 int RolloutBucket(WStringView hash) {
   int bucket = 0;
   for (const WChar unit : hash.substr(0, 3)) {
-    const WChar lower = static_cast<WChar>(unit | 0x20);
+    const auto lower = static_cast<WChar>(unit | 0x20);
     if (unit >= '0' && unit <= '9') {
       bucket = bucket * 16 + (unit - '0');
     } else if (lower >= 'a' && lower <= 'f') {

@@ -1,21 +1,65 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <optional>
 
+#include "yox/clientbase/String.h"
 #include "yox/clientbase/WString.h"
 #include "yox/clientbase/platform/Clock.h"
 
-// Windows of days and growing roll-outs: pure functions.
+// Windows of days and growing roll-outs, in the same manner as MatchOperators.h.
 namespace YOX::match {
 
-// `start|end`, each YYYY-MM-DD or "*" for an open end, both inclusive. Compared field by field, so
-// that the texts need not be real dates; what is not of this form holds never.
-bool DateWithinRange(WStringView range, const platform::LocalDate& today);
+// A text that should be an integer.
+struct IntegerText {
+  WStringView text = {};
+  String::IntegerStatus status = String::IntegerStatus::kInvalid;
+  int number = 0;
+
+  static IntegerText Parse(WStringView text);
+};
+
+// YYYY-MM-DD; what stands there need not be a real day.
+struct DateText {
+  WStringView text = {};
+  bool has_three_pieces = false;
+  std::array<IntegerText, 3> fields = {};
+
+  static DateText Parse(WStringView text);
+
+  // Negative, 0 or positive: this date is before, on or after the day. A number counts only when
+  // those before it are equal; nothing when one that counts is no number, or there are not three.
+  std::optional<int> CompareTo(const platform::LocalDate& day) const;
+};
+
+// `start|end`, each a date or "*" for an open end, both inclusive. What is not of this form never
+// holds.
+struct DateRange {
+  bool has_two_pieces = false;
+  bool open_start = false;
+  bool open_end = false;
+  DateText start = {};
+  DateText end = {};
+
+  static DateRange Parse(WStringView range);
+  bool Contains(const platform::LocalDate& day) const;
+};
 
 enum class Growth : std::uint8_t { kLinear, kExponentialNormal, kExponentialSlow };
 
-std::optional<Growth> ParseGrowth(WStringView word);
+// `start|days|growth` or `start|days|growth|segment`.
+struct Rollout {
+  WStringView text = {};
+  bool has_three_pieces = false;
+  DateText start = {};
+  IntegerText days = {};
+  WStringView growth_word = {};
+  std::optional<Growth> growth = {};
+  bool by_tenant = false;
+
+  static Rollout Parse(WStringView text);
+};
 
 // Day 1 is the first day; `now` is not before `start`. Seconds.
 std::int64_t ElapsedDays(std::int64_t start, std::int64_t now);
@@ -25,7 +69,7 @@ double RolloutShare(Growth growth, std::int64_t elapsed, int days);
 
 inline constexpr int kLastBucket = 4095;
 
-// The bucket of a device or an organisation, 0 to 4095: the first three hexadecimal digits of the
+// The bucket of a device or an organisation, 0 to 4095: the first three hexadecimal digits of its
 // hash.
 int RolloutBucket(WStringView hash);
 

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "yox/applicability/CompiledList.h"
 #include "yox/applicability/Criteria.h"
 #include "yox/clientbase/String.h"
 
@@ -36,8 +37,10 @@ void Filter::Set(FilterField field, const WString& text) {
 ApplicabilityFilter::ApplicabilityFilter() : ApplicabilityFilter(List{}) {}
 
 ApplicabilityFilter::ApplicabilityFilter(List filters)
-    : filters_(std::make_shared<const List>(std::move(filters))) {}
+    : list_(std::make_shared<const CompiledList>(std::move(filters))) {}
+
+ApplicabilityFilter::List ApplicabilityFilter::filters() const { return list_->filters(); }
 
 void ApplicabilityFilter::set_filters(const List& filters) {
-  filters_ = std::make_shared<const List>(filters);
+  list_ = std::make_shared<const CompiledList>(filters);
 }

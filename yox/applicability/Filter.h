@@ -10,6 +10,8 @@
 #include "yox/clientbase/Export.h"
 #include "yox/clientbase/WString.h"
 
+class CompiledList;
+
 // One filter: two controls (`default`, `value`) and 22 criteria, each a text as its author wrote
 // it. A text that is empty or white space only counts as not set. A plain value.
 class YOX_API Filter {
@@ -52,12 +54,12 @@ class YOX_API ApplicabilityFilter {
   ApplicabilityFilter();
   explicit ApplicabilityFilter(List filters);
 
-  List filters() const { return *filters_; }
+  List filters() const;
   void set_filters(const List& filters);
 
-  // The list as it stands now; what is pointed to never changes.
-  const std::shared_ptr<const List>& snapshot() const { return filters_; }
+  // The list as it stands now, with its requirements parsed; never null, and never changes.
+  const std::shared_ptr<const CompiledList>& snapshot() const { return list_; }
 
  private:
-  std::shared_ptr<const List> filters_;  // never null
+  std::shared_ptr<const CompiledList> list_;
 };

@@ -1,10 +1,10 @@
 #include <algorithm>
-#include <bit>
-#include <map>
 
 #include "yox/applicability/Decision.h"
 #include "yox/applicability/EvaluatorLog.h"
+#include "yox/applicability/Fetched.h"
 #include "yox/applicability/KvpTerms.h"
+#include "yox/applicability/TrimInPlace.h"
 #include "yox/clientbase/SMBiosInformationRetriever.h"
 #include "yox/clientbase/String.h"
 #include "yox/clientbase/platform/Platform.h"
@@ -13,6 +13,8 @@
 using YOX::String;
 using YOX::WString;
 using YOX::WStringView;
+using YOX::match::AnyText;
+using YOX::match::AnyVersion;
 using YOX::match::PairView;
 using YOX::match::TextPattern;
 using YOX::match::VersionText;
@@ -37,13 +39,6 @@ struct FindInTags {
     return YOX::match::FindInPairs{extra}(key);
   }
 };
-
-// A fact fetched on first use.
-template <class Value, class Fetch>
-const Value& Fetched(std::optional<Value>& fact, Fetch fetch) {
-  if (!fact) fact.emplace(fetch());
-  return *fact;
-}
 
 WString Widen(std::string_view ascii) { return WString(ascii.begin(), ascii.end()); }
 
@@ -75,20 +70,31 @@ ApplicabilityEvaluator::Pairs InstalledItems() {
 
 }  // namespace
 
-bool ApplicabilityEvaluator::Decision::Matches(const Filter& filter, WString* reason) {
-  for (std::uint32_t left = filter.criteria(); left != 0; left &= left - 1) {
-    const Criterion& criterion = kCriteria[static_cast<std::size_t>(std::countr_zero(left))];
-    const WString& required = filter.View(criterion.field);
-    if (criterion.field == FilterField::target_version && target_version_ == nullptr) {
-      constexpr const char* kMessage =
-          "Target version filter is false. Target version pointer is null";
-      if (g_evaluator_log.Enabled(YOX::LogLevel::Debug) &&
-          evaluator_.logThrottler.ShouldLogStatic("TargetVersionNull"_w, Widen(kMessage))) {
-        g_evaluator_log.d("%s %s", kOrigin, kMessage);
-      }
+ApplicabilityEvaluator::Decision::Decision(ApplicabilityEvaluator& evaluator,
+                                           const MachineInformation& machine,
+                                           const WString& client_version, AppAndTagCollection* tags,
+                                           const WString* target_version, const Pairs& extra_tags)
+    : evaluator_(evaluator),
+      machine_(machine),
+      client_version_text_(client_version),
+      tags_(tags),
+      target_version_text_(target_version),
+      extra_tags_(extra_tags),
+      os_version_(machine.View(MachineInformation::Text::os_version)),
+      client_version_(client_version),
+      target_version_(target_version != nullptr ? WStringView(*target_version) : WStringView()) {}
+
+bool ApplicabilityEvaluator::Decision::Matches(const CompiledList& list,
+                                               const CompiledList::Program& program,
+                                               WString* reason) {
+  for (const Step& step : list.Steps(program)) {
+    const Criterion& criterion = kCriteria[step.criterion];
+    if (criterion.field == FilterField::target_version && target_version_text_ == nullptr) {
+      LogMissingTargetVersion();
       return false;
     }
-    const Outcome outcome = Hold(criterion.field, required);
+    const WString& required = program.filter->View(criterion.field);
+    const Outcome outcome = Hold(list, step, required);
     if (outcome.matched) continue;
     if (reason != nullptr) {
       evaluator_.AddToReasonString(*reason, Widen(criterion.name()), outcome.matched);
@@ -101,6 +107,113 @@ bool ApplicabilityEvaluator::Decision::Matches(const Filter& filter, WString* re
   return true;
 }
 
+ApplicabilityEvaluator::Decision::Outcome ApplicabilityEvaluator::Decision::Hold(
+    const CompiledList& list, const Step& step, const WString& required) {
+  using Text = MachineInformation::Text;
+  const auto hold_text = [&](WStringView actual) {
+    return Outcome{AnyText(list.Texts(step), actual), actual};
+  };
+  switch (kCriteria[step.criterion].field) {
+    case FilterField::default_:
+    case FilterField::value:
+      break;  // controls
+    case FilterField::country:
+      return hold_text(machine_.View(Text::os_region));
+    case FilterField::date_range:
+      return {HoldDateRange(list.Range(step))};
+    case FilterField::date_function:
+      return {HoldRollout(list.RolloutOf(step))};
+    case FilterField::device_subscription:
+      return {HoldSubscriptions(list, step)};
+    case FilterField::enclosure:
+      return hold_text(machine_.View(Text::device_enclosuretype));
+    case FilterField::family:
+      return hold_text(machine_.View(Text::device_family));
+    case FilterField::hardware_id:
+      return {evaluator_.EvaluateHardwareIdFilter(required)};
+    case FilterField::language:
+      return hold_text(machine_.View(Text::os_language));
+    case FilterField::mfr:
+      return hold_text(Fetched(manufacturer_, [&] { return machine_.device_manufacturer(); }));
+    case FilterField::model:
+      return hold_text(machine_.View(Text::device_model));
+    case FilterField::org_hash:
+      return hold_text(RealmHash());
+    case FilterField::os:
+      return hold_text("Windows"_wv);
+    case FilterField::os_bitness:
+      return hold_text(BitnessText(YOX::DeviceInfoProvider::GetInstance()->GetCPUArchitecture()));
+    case FilterField::os_description:
+      return hold_text(machine_.View(Text::os_description));
+    case FilterField::os_version: {
+      const bool matched = AnyVersion(list.Versions(step), os_version_);
+      return {matched, os_version_.text()};
+    }
+    case FilterField::registry:
+      return {evaluator_.EvaluateRegistryFilter(required)};
+    case FilterField::sku: {
+      auto* const firmware = SMBiosInformationRetriever::GetInstance();
+      if (firmware == nullptr) break;  // as if it were not set
+      return hold_text(Fetched(sku_, [&] { return firmware->GetSKU(); }));
+    }
+    case FilterField::sn_hash:
+      return hold_text(Fetched(serial_hash_, [&] {
+        return evaluator_.GetHashedSaltedString(machine_.View(Text::serial_number));
+      }));
+    case FilterField::target_version:
+      return HoldCallersVersion(list, step, *target_version_text_, target_version_);
+    case FilterField::version:
+      return HoldCallersVersion(list, step, client_version_text_, client_version_);
+    case FilterField::tag:
+      return {HoldTags(list, step)};
+    case FilterField::installed_items:
+      return {HoldInstalledItems(list, step)};
+  }
+  return {};
+}
+
+ApplicabilityEvaluator::Decision::Outcome ApplicabilityEvaluator::Decision::HoldCallersVersion(
+    const CompiledList& list, const Step& step, const WString& caller, VersionText& actual) {
+  const bool matched = AnyVersion(list.Versions(step), actual);
+  if (actual.text().size() != caller.size()) {
+    YOX::match::TrimInPlace(caller);
+    actual = VersionText(caller);
+  }
+  return {matched, caller};
+}
+
+bool ApplicabilityEvaluator::Decision::HoldTags(const CompiledList& list, const Step& step) {
+  static const Pairs none;
+  const FindInTags find{none, extra_tags_};
+  return std::ranges::all_of(list.Terms(step),
+                             [&](const auto& term) { return YOX::match::LoggedMatch(term, find); });
+}
+
+bool ApplicabilityEvaluator::Decision::HoldInstalledItems(const CompiledList& list,
+                                                          const Step& step) {
+  const YOX::match::FindInPairs find{Fetched(installed_, InstalledItems)};
+  return std::ranges::any_of(list.Terms(step),
+                             [&](const auto& term) { return YOX::match::LoggedMatch(term, find); });
+}
+
+// Every entry is looked at, also behind the first that holds.
+bool ApplicabilityEvaluator::Decision::HoldSubscriptions(const CompiledList& list,
+                                                         const Step& step) {
+  bool any = false;
+  for (const WString& subscription : std::vector<WString>{}) {
+    any |= AnyText(list.Texts(step), subscription);
+  }
+  return any;
+}
+
+const WString& ApplicabilityEvaluator::Decision::Realm() {
+  return Fetched(realm_, [] { return WString(); });
+}
+
+const WString& ApplicabilityEvaluator::Decision::RealmHash() {
+  return Fetched(realm_hash_, [&] { return evaluator_.GetHashedSaltedString(Realm()); });
+}
+
 void ApplicabilityEvaluator::Decision::LogFailure(const Criterion& criterion,
                                                   const WString& required,
                                                   WStringView actual) const {
@@ -110,116 +223,25 @@ void ApplicabilityEvaluator::Decision::LogFailure(const Criterion& criterion,
     return;
   }
   WString message = Widen(criterion.label) + " filter is false. Required: "_w + required;
-  if (criterion.end == MessageEnd::kActual) message += ", Actual: "_wv;
-  if (criterion.end == MessageEnd::kActual) message += actual;
+  if (criterion.end == MessageEnd::kActual) message.append(", Actual: "_wv).append(actual);
   if (criterion.end == MessageEnd::kNotFound) message += " not found"_wv;
 
   LogThrottler& throttler = evaluator_.logThrottler;
   const WString key = Widen(criterion.throttle_key);
+  const auto dynamic = [&](const WString& word) {
+    return throttler.ShouldLogDynamic(key, required, word, message);
+  };
   const bool write =
-      criterion.throttling == Throttling::kStatic ? throttler.ShouldLogStatic(key, message)
-      : criterion.throttling == Throttling::kDynamic
-          ? throttler.ShouldLogDynamic(key, required, WString(actual), message)
-          : throttler.ShouldLogDynamic(key, required, Widen(criterion.actual_word), message);
+      criterion.throttling == Throttling::kStatic    ? throttler.ShouldLogStatic(key, message)
+      : criterion.throttling == Throttling::kDynamic ? dynamic(WString(actual))
+                                                     : dynamic(Widen(criterion.actual_word));
   if (write) g_evaluator_log.d("%s %s", kOrigin, message);
 }
 
-ApplicabilityEvaluator::Decision::Outcome ApplicabilityEvaluator::Decision::Hold(
-    FilterField criterion, const WString& required) {
-  using Text = MachineInformation::Text;
-  const auto hold_text = [&](WStringView actual) {
-    return Outcome{YOX::match::AnyText(required, actual), actual};
-  };
-  switch (criterion) {
-    case FilterField::default_:
-    case FilterField::value:
-      break;  // controls
-    case FilterField::country:
-      return HoldRecord(required, Text::os_region);
-    case FilterField::date_range:
-      return {evaluator_.IsCurrentDateWithinRange(required)};
-    case FilterField::date_function:
-      return {evaluator_.DoesDateFunctionMatch(required, &machine_.View(Text::serial_number),
-                                               &Realm())};
-    case FilterField::device_subscription:
-      return HoldSubscriptions(required);
-    case FilterField::enclosure:
-      return HoldRecord(required, Text::device_enclosuretype);
-    case FilterField::family:
-      return HoldRecord(required, Text::device_family);
-    case FilterField::hardware_id:
-      return {evaluator_.EvaluateHardwareIdFilter(required)};
-    case FilterField::language:
-      return HoldRecord(required, Text::os_language);
-    case FilterField::mfr:
-      return hold_text(Fetched(manufacturer_, [&] { return machine_.device_manufacturer(); }));
-    case FilterField::model:
-      return HoldRecord(required, Text::device_model);
-    case FilterField::org_hash:
-      return hold_text(
-          Fetched(realm_hash_, [&] { return evaluator_.GetHashedSaltedString(Realm()); }));
-    case FilterField::os:
-      return hold_text("Windows"_wv);
-    case FilterField::os_bitness:
-      return hold_text(BitnessText(YOX::DeviceInfoProvider::GetInstance()->GetCPUArchitecture()));
-    case FilterField::os_description:
-      return HoldRecord(required, Text::os_description);
-    case FilterField::os_version: {
-      const bool matched = YOX::match::AnyVersion(required, os_version_);
-      return {matched, os_version_.text()};
-    }
-    case FilterField::registry:
-      return {evaluator_.EvaluateRegistryFilter(required)};
-    case FilterField::sku:
-      return HoldSku(required);
-    case FilterField::sn_hash:
-      return hold_text(Fetched(serial_hash_, [&] {
-        return evaluator_.GetHashedSaltedString(machine_.View(Text::serial_number));
-      }));
-    case FilterField::target_version:
-      return {evaluator_.EvaluateVersionFilter(required, *target_version_), *target_version_};
-    case FilterField::version:
-      return {evaluator_.EvaluateVersionFilter(required, client_version_), client_version_};
-    case FilterField::tag:
-      return HoldTags(required);
-    case FilterField::installed_items:
-      return {evaluator_.EvaluateKvpFilter(required, Fetched(installed_, InstalledItems),
-                                           EvaluationModeForKVP::AnyTerm)};
+void ApplicabilityEvaluator::Decision::LogMissingTargetVersion() const {
+  constexpr const char* kMessage = "Target version filter is false. Target version pointer is null";
+  if (g_evaluator_log.Enabled(YOX::LogLevel::Debug) &&
+      evaluator_.logThrottler.ShouldLogStatic("TargetVersionNull"_w, Widen(kMessage))) {
+    g_evaluator_log.d("%s %s", kOrigin, kMessage);
   }
-  return {};
-}
-
-ApplicabilityEvaluator::Decision::Outcome ApplicabilityEvaluator::Decision::HoldRecord(
-    const WString& required, MachineInformation::Text text) const {
-  const WString& actual = machine_.View(text);
-  return {YOX::match::AnyText(required, actual), actual};
-}
-
-ApplicabilityEvaluator::Decision::Outcome ApplicabilityEvaluator::Decision::HoldSku(
-    const WString& required) {
-  auto* const firmware = SMBiosInformationRetriever::GetInstance();
-  if (firmware == nullptr) return {};
-  const WString& actual = Fetched(sku_, [&] { return firmware->GetSKU(); });
-  return {YOX::match::AnyText(required, actual), actual};
-}
-
-ApplicabilityEvaluator::Decision::Outcome ApplicabilityEvaluator::Decision::HoldTags(
-    const WString& required) const {
-  static const Pairs none;
-  return {
-      YOX::match::Terms(required, FindInTags{none, extra_tags_}, EvaluationModeForKVP::AllTerms)};
-}
-
-// Every entry is looked at, also behind the first that holds.
-ApplicabilityEvaluator::Decision::Outcome ApplicabilityEvaluator::Decision::HoldSubscriptions(
-    const WString& required) {
-  bool any = false;
-  for (const WString& subscription : std::vector<WString>{}) {
-    any |= YOX::match::AnyText(required, subscription);
-  }
-  return {any};
-}
-
-const WString& ApplicabilityEvaluator::Decision::Realm() {
-  return Fetched(realm_, [] { return WString(); });
 }

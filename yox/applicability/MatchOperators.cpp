@@ -1,18 +1,34 @@
 #include "yox/applicability/MatchOperators.h"
 
+#include <array>
+
 namespace YOX::match {
 namespace {
 
-// Tried in this order, so that ">=" wins over ">" and "<=" over "<".
 struct Operator {
   WStringView text;
   Comparison comparison;
 };
-constexpr Operator kOperators[] = {
-    {"!"_wv, Comparison::kNotEqual}, {">="_wv, Comparison::kAtLeast},
-    {">"_wv, Comparison::kGreater},  {"<="_wv, Comparison::kAtMost},
-    {"<"_wv, Comparison::kLess},
+
+// Tried in this order, so that ">=" wins over ">" and "<=" over "<".
+constexpr std::array kOperators = {
+    Operator{"!"_wv, Comparison::kNotEqual}, Operator{">="_wv, Comparison::kAtLeast},
+    Operator{">"_wv, Comparison::kGreater},  Operator{"<="_wv, Comparison::kAtMost},
+    Operator{"<"_wv, Comparison::kLess},
 };
+
+struct ComparedOperand {
+  Comparison comparison;
+  WStringView operand;
+};
+
+// The operator's characters go from both ends of the operand.
+ComparedOperand SplitComparison(WStringView trimmed) {
+  for (const auto& [text, comparison] : kOperators) {
+    if (trimmed.starts_with(text)) return {comparison, String::Trimmed(trimmed, text)};
+  }
+  return {Comparison::kNone, trimmed};
+}
 
 template <class T>
 bool Holds(Comparison comparison, const T& actual, const T& required) {
@@ -45,9 +61,8 @@ TextPattern TextPattern::Parse(WStringView pattern) {
   const bool opens = pattern.front() == '*';
   const bool closes = pattern.back() == '*';
   if (!opens && !closes) return {};
-  constexpr WStringView kStar = "*"_wv;
-  if (opens) pattern.remove_prefix(std::min(pattern.size(), pattern.find_first_not_of(kStar)));
-  if (closes) pattern.remove_suffix(pattern.size() - (pattern.find_last_not_of(kStar) + 1));
+  while (opens && pattern.starts_with('*')) pattern.remove_prefix(1);
+  while (closes && pattern.ends_with('*')) pattern.remove_suffix(1);
   const Form form = opens && closes ? Form::kContains
                     : closes        ? Form::kStartsWith
                                     : Form::kEndsWith;
@@ -70,8 +85,81 @@ bool TextPattern::Matches(WStringView actual) const {
   return false;
 }
 
-bool Text(WStringView pattern, WStringView actual) {
-  return TextPattern::Parse(pattern).Matches(String::Trimmed(actual));
+const Version* VersionText::Parsed() {
+  if (state_ == State::kUnread) {
+    state_ = Version::TryParseVersion(text_, version_) ? State::kGood : State::kBad;
+  }
+  return state_ == State::kGood ? &version_ : nullptr;
+}
+
+VersionRequirement VersionRequirement::Parse(WStringView pattern) {
+  VersionRequirement requirement;
+  requirement.text = String::Trimmed(pattern);
+  const auto [comparison, operand] = SplitComparison(requirement.text);
+  requirement.comparison = comparison;
+  requirement.valid = Version::TryParseVersion(operand, requirement.version);
+  return requirement;
+}
+
+bool VersionRequirement::Matches(VersionText& actual) const {
+  const WStringView trimmed = String::Trimmed(actual.text());
+  if (text.empty() || trimmed.empty()) return false;
+  actual.set_text(trimmed);
+  if (!valid) return false;
+  if (comparison == Comparison::kNone) return String::CaseInsesitiveEqual(text, actual.text());
+  const Version* const other = actual.Parsed();
+  return other != nullptr && Holds(comparison, *other, version);
+}
+
+IntegerRequirement IntegerRequirement::Parse(WStringView pattern) {
+  IntegerRequirement requirement;
+  const auto [comparison, operand] = SplitComparison(String::Trimmed(pattern));
+  requirement.comparison = comparison;
+  requirement.operand = operand;
+  requirement.status = String::TryToInteger(operand, requirement.number);
+  return requirement;
+}
+
+bool IntegerRequirement::Matches(WStringView actual) const {
+  const int value = String::ToInteger(actual);
+  if (status != String::IntegerStatus::kOk) String::ToInteger(operand);  // throws
+  return Holds(comparison, value, number);
+}
+
+KeyValueTerm KeyValueTerm::Parse(WStringView term) {
+  const std::size_t bar = term.find('|');
+  if (bar == WStringView::npos) {
+    WStringView key = String::Trimmed(term);
+    const bool negated = key.starts_with('!');
+    if (negated) key = String::Trimmed(key, "!"_wv);
+    return {TextPattern::Parse(key), negated};
+  }
+  const WStringView behind = term.substr(bar + 1);
+  const WStringView value = String::Trimmed(behind.substr(0, behind.find('|')));
+  KeyValueTerm parsed{TextPattern::Parse(term.substr(0, bar))};
+  if (value.empty()) return parsed;
+  if (value.front() != '<' && value.front() != '>') {
+    parsed.value = TextPattern::Parse(value);
+  } else if (value.find('.') != WStringView::npos) {
+    parsed.value = VersionRequirement::Parse(value);
+  } else {
+    parsed.value = IntegerRequirement::Parse(value);
+  }
+  return parsed;
+}
+
+bool KeyValueTerm::HoldsValue(WStringView actual) const {
+  if (const auto* const pattern = std::get_if<TextPattern>(&value)) {
+    return pattern->Matches(String::Trimmed(actual));
+  }
+  if (const auto* const version = std::get_if<VersionRequirement>(&value)) {
+    VersionText text(actual);
+    return version->Matches(text);
+  }
+  if (const auto* const integer = std::get_if<IntegerRequirement>(&value)) {
+    return integer->Matches(actual);
+  }
+  return true;
 }
 
 bool AnyText(WStringView required, WStringView actual) {
@@ -82,46 +170,11 @@ bool AnyText(WStringView required, WStringView actual) {
   return false;
 }
 
-ComparedOperand SplitComparison(WStringView pattern) {
-  for (const auto& [text, comparison] : kOperators) {
-    if (pattern.starts_with(text)) return {comparison, String::Trimmed(pattern, text)};
-  }
-  return {Comparison::kNone, pattern};
-}
-
-const Version* VersionText::Parsed() {
-  if (state_ == State::kUnread) {
-    state_ = Version::TryParseVersion(text_, version_) ? State::kGood : State::kBad;
-  }
-  return state_ == State::kGood ? &version_ : nullptr;
-}
-
-bool MatchesVersion(WStringView pattern, VersionText& actual) {
-  pattern = String::Trimmed(pattern);
-  if (pattern.empty() || String::IsEmptyOrWhiteSpace(actual.text())) return false;
-  actual.Trim();
-  const auto [comparison, operand] = SplitComparison(pattern);
-  if (comparison == Comparison::kNone && !String::CaseInsesitiveEqual(pattern, actual.text())) {
-    return false;
-  }
-  Version required;
-  if (!Version::TryParseVersion(operand, required)) return false;
-  if (comparison == Comparison::kNone) return true;
-  const Version* const version = actual.Parsed();
-  return version != nullptr && Holds(comparison, *version, required);
-}
-
 bool AnyVersion(WStringView required, VersionText& actual) {
   for (auto rest = Pieces(required); rest;) {
-    if (MatchesVersion(NextPiece(rest, ','), actual)) return true;
+    if (VersionRequirement::Parse(NextPiece(rest, ',')).Matches(actual)) return true;
   }
   return false;
-}
-
-bool Integer(WStringView pattern, WStringView actual) {
-  const int number = String::ToInteger(actual);
-  const auto [comparison, operand] = SplitComparison(String::Trimmed(pattern));
-  return Holds(comparison, number, String::ToInteger(operand));
 }
 
 }  // namespace YOX::match

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstdint>
 #include <optional>
+#include <span>
+#include <variant>
 #include <vector>
 
 #include "yox/clientbase/String.h"
@@ -10,13 +12,14 @@
 #include "yox/foundation/KeyValuePair.h"
 #include "yox/foundation/Version.h"
 
-// The small languages in which a filter states what it requires: pure functions over views that
-// allocate nothing. The requirement comes first, the device's value second.
+// The small languages in which a filter states what it requires. Each has a parsed form that keeps
+// views of the requirement's text and can be held against any number of values; parsing cannot
+// fail, and neither parsing nor holding allocates. A requirement comes first, the device's value
+// second.
 namespace YOX::match {
 
-// The text up to the separator, which goes with it. Call as long as `rest` holds something:
-//   for (std::optional<WStringView> rest = Begin(list); rest;) ... NextPiece(rest, ',')
-// Every piece counts, empty ones included; the empty text has none.
+// Every piece of a text counts, empty ones included; the empty text has none.
+//   for (auto rest = Pieces(text); rest;) { const WStringView piece = NextPiece(rest, ','); ... }
 inline std::optional<WStringView> Pieces(WStringView text) {
   return text.empty() ? std::nullopt : std::optional(text);
 }
@@ -39,41 +42,23 @@ struct TextPattern {
 
   Form form = Form::kEverything;
   bool negated = false;
-  WStringView text;  // a view of the pattern
+  WStringView text = {};
 
   static TextPattern Parse(WStringView pattern);
   // `actual` without surrounding white space.
   bool Matches(WStringView actual) const;
 };
 
-// DoesStringMatch and EvaluateStringFilter: one pattern, and a comma list of alternatives.
-bool Text(WStringView pattern, WStringView actual);
-bool AnyText(WStringView required, WStringView actual);
+enum class Comparison : std::uint8_t { kNone, kNotEqual, kAtLeast, kGreater, kAtMost, kLess };
 
-enum class Comparison : std::uint8_t {
-  kNone,
-  kNotEqual,
-  kAtLeast,
-  kGreater,
-  kAtMost,
-  kLess,
-};
-
-// The operator before a number or version, and the operand: the rest without the operator's
-// characters at either end. `pattern` without surrounding white space.
-struct ComparedOperand {
-  Comparison comparison;
-  WStringView operand;
-};
-ComparedOperand SplitComparison(WStringView pattern);
-
-// A device's version, read at most once however many requirements are held against it.
+// A device's version text, read as a version at most once however many requirements are held
+// against it.
 class VersionText {
  public:
   explicit VersionText(WStringView text) : text_(text) {}
 
   WStringView text() const { return text_; }
-  void Trim() { text_ = String::Trimmed(text_); }
+  void set_text(WStringView trimmed) { text_ = trimmed; }
   // Null when the text is no version.
   const Version* Parsed();
 
@@ -85,43 +70,70 @@ class VersionText {
   Version version_;
 };
 
-// DoesVersionMatch and EvaluateVersionFilter. `actual` is trimmed when a requirement that is not
-// blank meets a value that is not blank, and the caller's text is to be trimmed then as well.
-bool MatchesVersion(WStringView pattern, VersionText& actual);
-bool AnyVersion(WStringView required, VersionText& actual);
+// An operator and a version, or a plain text that must be a version and is compared as text.
+struct VersionRequirement {
+  WStringView text = {};  // trimmed, the operator included; empty matches nothing
+  Comparison comparison = Comparison::kNone;
+  bool valid = false;
+  Version version = {};
 
-// DoesIntMatch. Throws std::invalid_argument or std::out_of_range, for `actual` before the pattern.
-bool Integer(WStringView pattern, WStringView actual);
+  static VersionRequirement Parse(WStringView pattern);
+  // Trims `actual` when neither side is blank; the caller's text is to be trimmed then as well.
+  bool Matches(VersionText& actual) const;
+};
+
+// An operator and an integer.
+struct IntegerRequirement {
+  WStringView operand = {};
+  Comparison comparison = Comparison::kNone;
+  String::IntegerStatus status = String::IntegerStatus::kInvalid;
+  int number = 0;
+
+  static IntegerRequirement Parse(WStringView pattern);
+  // Throws std::invalid_argument or std::out_of_range: for a bad `actual` first, then for a bad
+  // operand.
+  bool Matches(WStringView actual) const;
+};
 
 struct PairView {
   WStringView key;
   WStringView value;
 };
 
-// DoesKvpMatch without its handler: throws what `Integer` throws. `find(pattern)` gives the first
-// pair whose key the pattern matches, as an optional PairView.
-template <class Find>
-bool Term(WStringView term, const Find& find) {
-  const std::size_t bar = term.find('|');
-  if (bar == WStringView::npos) {
-    WStringView key = String::Trimmed(term);
-    const bool negated = key.starts_with('!');
-    if (negated) key = String::Trimmed(key, "!"_wv);
-    return find(TextPattern::Parse(key)).has_value() != negated;
+// `key`, `!key`, `key|` or `key|value`, the value a text pattern, or a comparison of versions when
+// it holds a dot and of integers when not. Only the first pair whose key matches counts.
+struct KeyValueTerm {
+  TextPattern key;
+  bool negated = false;  // of the form without a value
+  std::variant<std::monostate, TextPattern, VersionRequirement, IntegerRequirement> value = {};
+
+  static KeyValueTerm Parse(WStringView term);
+
+  // `find(pattern)` gives the first pair whose key the pattern matches, as an optional PairView.
+  // Throws what IntegerRequirement throws.
+  template <class Find>
+  bool Matches(const Find& find) const {
+    const std::optional<PairView> pair = find(key);
+    if (!pair) return negated;
+    return HoldsValue(pair->value) != negated;
   }
-  const WStringView behind = term.substr(bar + 1);
-  const WStringView required = String::Trimmed(behind.substr(0, behind.find('|')));
-  const std::optional<PairView> pair =
-      find(TextPattern::Parse(String::Trimmed(term.substr(0, bar))));
-  if (!pair) return false;
-  if (required.empty()) return true;
-  if (required.front() == '<' || required.front() == '>') {
-    if (required.find('.') == WStringView::npos) return Integer(required, pair->value);
-    VersionText value(pair->value);
-    return MatchesVersion(required, value);
-  }
-  return Text(required, pair->value);
+
+ private:
+  bool HoldsValue(WStringView actual) const;
+};
+
+// Alternatives, of which one must hold: none holds of an empty list.
+inline bool AnyText(std::span<const TextPattern> alternatives, WStringView actual) {
+  actual = String::Trimmed(actual);
+  return std::ranges::any_of(alternatives, [&](const auto& a) { return a.Matches(actual); });
 }
+inline bool AnyVersion(std::span<const VersionRequirement> alternatives, VersionText& actual) {
+  return std::ranges::any_of(alternatives, [&](const auto& a) { return a.Matches(actual); });
+}
+
+// The same over a comma list as it is written.
+bool AnyText(WStringView required, WStringView actual);
+bool AnyVersion(WStringView required, VersionText& actual);
 
 using Pairs = std::vector<KeyValuePair<WString, WString>>;
 
@@ -130,10 +142,10 @@ struct FindInPairs {
   const Pairs& pairs;
 
   std::optional<PairView> operator()(const TextPattern& key) const {
-    const auto pair = std::ranges::find_if(
-        pairs, [&](const auto& p) { return key.Matches(String::Trimmed(p.key())); });
-    if (pair == pairs.end()) return std::nullopt;
-    return PairView{pair->key(), pair->value()};
+    for (const auto& pair : pairs) {
+      if (key.Matches(String::Trimmed(pair.key()))) return PairView{pair.key(), pair.value()};
+    }
+    return std::nullopt;
   }
 };
 

@@ -1,41 +1,112 @@
-#include <array>
 #include <exception>
 #include <new>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 
-#include "yox/applicability/ApplicabilityEvaluator.h"
 #include "yox/applicability/Dates.h"
+#include "yox/applicability/Decision.h"
 #include "yox/applicability/EvaluatorLog.h"
-#include "yox/applicability/MatchOperators.h"
+#include "yox/applicability/Fetched.h"
 #include "yox/clientbase/SaltedHash.h"
 #include "yox/clientbase/String.h"
 #include "yox/clientbase/platform/Platform.h"
 
 using YOX::String;
 using YOX::WString;
-using YOX::WStringView;
+using YOX::match::DateRange;
+using YOX::match::Rollout;
 using YOX::platform::Clock;
+using YOX::platform::LocalDate;
 using YOX::platform::Platform;
-using namespace YOX::literals;
 
 namespace {
 
 constexpr const char* kOrigin = "ApplicabilityEvaluator::DoesDateFunctionMatch";
 
-// The pieces of a text; `count` counts all of them, also those that found no room.
-template <std::size_t N>
-struct PieceArray {
-  std::array<WStringView, N> pieces;
-  std::size_t count = 0;
+template <class Today>
+bool ContainsToday(const DateRange& range, Today today) {
+  try {
+    return range.Contains(today());
+  } catch (const std::exception& exception) {
+    g_evaluator_log.d("%s : Exception occured - %s",
+                      "ApplicabilityEvaluator::IsCurrentDateWithinRange", exception.what());
+    return false;
+  }
+}
 
-  PieceArray(WStringView text, YOX::WChar separator) {
-    for (auto rest = YOX::match::Pieces(text); rest; ++count) {
-      const WStringView piece = YOX::match::NextPiece(rest, separator);
-      if (count < N) pieces[count] = piece;
+bool ReadStart(const Rollout& rollout, std::optional<std::int64_t>& start) {
+  const auto& fields = rollout.start.fields;
+  for (const auto& field : fields) {
+    if (field.status == String::IntegerStatus::kInvalid) {
+      g_evaluator_log.e("%s Invalid integer value. Year: %s Month: %s Day: %s", kOrigin,
+                        fields[0].text, fields[1].text, fields[2].text);
+      return false;
+    }
+    if (field.status == String::IntegerStatus::kOutOfRange) {
+      g_evaluator_log.e("%s Out of range exception!", kOrigin);
+      return false;
     }
   }
-};
+  start =
+      Platform::Get().clock().StartOfLocalDay(fields[0].number, fields[1].number, fields[2].number);
+  return start.has_value();
+}
+
+bool ReadDays(const Rollout& rollout) {
+  switch (rollout.days.status) {
+    case String::IntegerStatus::kInvalid:
+      g_evaluator_log.e("%s Invalid days count: %s", kOrigin, rollout.days.text);
+      return false;
+    case String::IntegerStatus::kOutOfRange:
+      g_evaluator_log.e("%s Out of range exception on days count!", kOrigin);
+      return false;
+    case String::IntegerStatus::kOk:
+      break;
+  }
+  if (rollout.days.number == 0) g_evaluator_log.d("%s Days count is zero", kOrigin);
+  return rollout.days.number != 0;
+}
+
+// `now()` is asked when the start is known, `bucket(by_tenant)` when the share counts; no bucket
+// means that there is nobody to count.
+template <class Now, class Bucket>
+bool HasReached(const Rollout& rollout, Now now_of, Bucket bucket_of) {
+  YOX::Log& log = g_evaluator_log;
+  if (!rollout.has_three_pieces) {
+    log.e("%s Invalid date function string: %s", kOrigin, rollout.text);
+    return false;
+  }
+  if (!rollout.start.has_three_pieces) {
+    log.e("%s Invalid date format: %s", kOrigin, rollout.start.text);
+    return false;
+  }
+  std::optional<std::int64_t> start;
+  if (!ReadStart(rollout, start)) return false;
+  const std::int64_t now = now_of();
+  if (now < *start) {
+    log.d("%s Filter date is after current date. currentDateUTCTime: %ld dateUTCTime: %ld", kOrigin,
+          now, *start);
+    return false;
+  }
+  if (!ReadDays(rollout)) return false;
+  const std::int64_t elapsed = YOX::match::ElapsedDays(*start, now);
+  if (elapsed >= rollout.days.number) return true;
+  if (!rollout.growth) {
+    log.e("%s Unknown growth type: %s", kOrigin, rollout.growth_word);
+    return false;
+  }
+  try {
+    const std::optional<int> bucket = bucket_of(rollout.by_tenant);
+    const double share = YOX::match::RolloutShare(*rollout.growth, elapsed, rollout.days.number);
+    return bucket && YOX::match::BucketIsIn(*bucket, share);
+  } catch (const std::bad_alloc&) {
+    log.e("%s Bad alloc on seed hash.", kOrigin);
+  } catch (const std::out_of_range&) {
+    log.e("%s Out of range on seed hash", kOrigin);
+  }
+  return false;
+}
 
 }  // namespace
 
@@ -44,97 +115,52 @@ WString ApplicabilityEvaluator::GetHashedSaltedString(WString text) {
 }
 
 bool ApplicabilityEvaluator::IsCurrentDateWithinRange(const WString& range) {
-  try {
+  return ContainsToday(DateRange::Parse(range), [] {
     const Clock& clock = Platform::Get().clock();
-    return YOX::match::DateWithinRange(range, clock.ToLocalDate(clock.Now()));
-  } catch (const std::exception& exception) {
-    g_evaluator_log.d("%s : Exception occured - %s",
-                      "ApplicabilityEvaluator::IsCurrentDateWithinRange", exception.what());
-    return false;
-  }
+    return clock.ToLocalDate(clock.Now());
+  });
 }
 
 bool ApplicabilityEvaluator::DoesDateFunctionMatch(const WString& function,
                                                    const WString* serialNumber,
                                                    const WString* orgName) {
-  using enum String::IntegerStatus;
-  YOX::Log& log = g_evaluator_log;
+  return HasReached(
+      Rollout::Parse(function), [] { return Platform::Get().clock().Now(); },
+      [&](bool by_tenant) -> std::optional<int> {
+        if (by_tenant && orgName == nullptr) {
+          g_evaluator_log.e("%s No org/tenant name", kOrigin);
+          return std::nullopt;
+        }
+        if (!by_tenant && serialNumber == nullptr) {
+          g_evaluator_log.e("%s No serial number", kOrigin);
+          return std::nullopt;
+        }
+        return YOX::match::RolloutBucket(
+            GetHashedSaltedString(by_tenant ? *orgName : *serialNumber));
+      });
+}
 
-  const PieceArray<4> parts(function, '|');
-  if (parts.count < 3) {
-    log.e("%s Invalid date function string: %s", kOrigin, function);
-    return false;
-  }
-  const auto& [start_text, days_text, growth_word, segment] = parts.pieces;
+std::int64_t ApplicabilityEvaluator::Decision::Now() {
+  return Fetched(now_, [] { return Platform::Get().clock().Now(); });
+}
 
-  const PieceArray<3> date(start_text, '-');
-  if (date.count != 3) {
-    log.e("%s Invalid date format: %s", kOrigin, start_text);
-    return false;
-  }
-  std::array<int, 3> numbers{};
-  for (std::size_t i = 0; i < numbers.size(); ++i) {
-    switch (String::TryToInteger(date.pieces[i], numbers[i])) {
-      case kOk:
-        break;
-      case kInvalid:
-        log.e("%s Invalid integer value. Year: %s Month: %s Day: %s", kOrigin, date.pieces[0],
-              date.pieces[1], date.pieces[2]);
-        return false;
-      case kOutOfRange:
-        log.e("%s Out of range exception!", kOrigin);
-        return false;
-    }
-  }
+bool ApplicabilityEvaluator::Decision::HoldDateRange(const DateRange& range) {
+  return ContainsToday(range, [this]() -> const LocalDate& {
+    return Fetched(today_, [this] { return Platform::Get().clock().ToLocalDate(Now()); });
+  });
+}
 
-  const Clock& clock = Platform::Get().clock();
-  const auto start = clock.StartOfLocalDay(numbers[0], numbers[1], numbers[2]);
-  if (!start) return false;
-  const std::int64_t now = clock.Now();
-  if (now < *start) {
-    log.d("%s Filter date is after current date. currentDateUTCTime: %ld dateUTCTime: %ld", kOrigin,
-          now, *start);
-    return false;
-  }
-  const std::int64_t elapsed = YOX::match::ElapsedDays(*start, now);
-
-  int days = 0;
-  switch (String::TryToInteger(days_text, days)) {
-    case kOk:
-      break;
-    case kInvalid:
-      log.e("%s Invalid days count: %s", kOrigin, days_text);
-      return false;
-    case kOutOfRange:
-      log.e("%s Out of range exception on days count!", kOrigin);
-      return false;
-  }
-  if (days == 0) {
-    log.d("%s Days count is zero", kOrigin);
-    return false;
-  }
-  if (elapsed >= days) return true;
-
-  const auto growth = YOX::match::ParseGrowth(growth_word);
-  if (!growth) {
-    log.e("%s Unknown growth type: %s", kOrigin, growth_word);
-    return false;
-  }
-  const bool by_tenant = parts.count > 3 && String::CaseInsesitiveEqual(segment, "tenant"_wv);
-  const WString* const seed = by_tenant ? orgName : serialNumber;
-  if (seed == nullptr) {
-    log.e(by_tenant ? YOX::LogFormat<const char*>("%s No org/tenant name")
-                    : YOX::LogFormat<const char*>("%s No serial number"),
-          kOrigin);
-    return false;
-  }
-  try {
-    const int bucket = YOX::match::RolloutBucket(GetHashedSaltedString(*seed));
-    return YOX::match::BucketIsIn(bucket, YOX::match::RolloutShare(*growth, elapsed, days));
-  } catch (const std::bad_alloc&) {
-    log.e("%s Bad alloc on seed hash.", kOrigin);
-  } catch (const std::out_of_range&) {
-    log.e("%s Out of range on seed hash", kOrigin);
-  }
-  return false;
+bool ApplicabilityEvaluator::Decision::HoldRollout(const Rollout& rollout) {
+  return HasReached(
+      rollout, [this] { return Now(); },
+      [this](bool by_tenant) -> std::optional<int> {
+        if (by_tenant) return YOX::match::RolloutBucket(RealmHash());
+        int bucket = machine_.serial_number_bucket();
+        if (bucket < 0) {
+          bucket = YOX::match::RolloutBucket(evaluator_.GetHashedSaltedString(
+              machine_.View(MachineInformation::Text::serial_number)));
+          machine_.remember_serial_number_bucket(bucket);
+        }
+        return bucket;
+      });
 }

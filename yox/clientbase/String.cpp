@@ -74,20 +74,11 @@ inline WChar Fold(WChar unit) {
   return kFoldTable[unit];
 }
 
-inline bool EqualFolded(const WChar* left, const WChar* right, std::size_t size) {
-  for (std::size_t i = 0; i < size; ++i) {
-    if (left[i] != right[i] && Fold(left[i]) != Fold(right[i])) return false;
-  }
-  return true;
-}
-
 WString Mapped(WStringView text, const CaseTable& table) {
   WString mapped(text);
   for (WChar& unit : mapped) unit = table[unit];
   return mapped;
 }
-
-constexpr bool IsWhiteSpace(WChar unit) { return unit == ' ' || (unit >= '\t' && unit <= '\r'); }
 
 constexpr char32_t kReplacement = 0xFFFD;
 
@@ -234,10 +225,6 @@ bool String::StartsWith(WStringView text, WStringView prefix) { return text.star
 
 bool String::EndsWith(WStringView text, WStringView suffix) { return text.ends_with(suffix); }
 
-bool String::CaseInsesitiveEqual(WStringView left, WStringView right) {
-  return left.size() == right.size() && EqualFolded(left.data(), right.data(), left.size());
-}
-
 bool String::CaseInsesitiveFind(WStringView haystack, WStringView needle) {
   if (needle.empty()) return true;
   const WChar first = Fold(needle.front());
@@ -250,13 +237,11 @@ bool String::CaseInsesitiveFind(WStringView haystack, WStringView needle) {
   return false;
 }
 
-bool String::CaseInsensitiveStartsWith(WStringView text, WStringView prefix) {
-  return text.size() >= prefix.size() && EqualFolded(text.data(), prefix.data(), prefix.size());
-}
-
-bool String::CaseInsensitiveEndsWith(WStringView text, WStringView suffix) {
-  return text.size() >= suffix.size() &&
-         EqualFolded(text.data() + (text.size() - suffix.size()), suffix.data(), suffix.size());
+bool String::EqualFolded(const WChar* left, const WChar* right, std::size_t size) {
+  for (std::size_t i = 0; i < size; ++i) {
+    if (left[i] != right[i] && Fold(left[i]) != Fold(right[i])) return false;
+  }
+  return true;
 }
 
 WChar String::FoldCase(WChar unit) { return Fold(unit); }

@@ -28,6 +28,9 @@ class YOX_API String {
   // The length of the longest well-formed beginning.
   static std::size_t ValidUTF8Size(std::string_view text);
 
+  static constexpr bool IsWhiteSpace(WChar unit) {
+    return unit == ' ' || (unit >= '\t' && unit <= '\r');
+  }
   static bool IsEmptyOrWhiteSpace(WStringView text);
 
   // Every piece is kept, empty ones at the ends and inside included; the empty text has no piece.
@@ -40,7 +43,12 @@ class YOX_API String {
   static WString trimStart(WString& text, WStringView set);
   static WString trimEnd(WString& text, WStringView set);
   // The same as a view of the text.
-  static WStringView Trimmed(WStringView text, WStringView set = kWhiteSpace);
+  static WStringView Trimmed(WStringView text, WStringView set);
+  static constexpr WStringView Trimmed(WStringView text) {
+    while (!text.empty() && IsWhiteSpace(text.front())) text.remove_prefix(1);
+    while (!text.empty() && IsWhiteSpace(text.back())) text.remove_suffix(1);
+    return text;
+  }
 
   static WString Replace(WStringView text, WStringView what, WStringView with);
 
@@ -49,10 +57,17 @@ class YOX_API String {
 
   // Letter case is ignored by Unicode's simple case folding of each code unit: a text of surrogate
   // pairs is compared as it stands, and lengths never change. An empty needle is found everywhere.
-  static bool CaseInsesitiveEqual(WStringView left, WStringView right);
+  static bool CaseInsesitiveEqual(WStringView left, WStringView right) {
+    return left.size() == right.size() && EqualFolded(left.data(), right.data(), left.size());
+  }
   static bool CaseInsesitiveFind(WStringView haystack, WStringView needle);
-  static bool CaseInsensitiveStartsWith(WStringView text, WStringView prefix);
-  static bool CaseInsensitiveEndsWith(WStringView text, WStringView suffix);
+  static bool CaseInsensitiveStartsWith(WStringView text, WStringView prefix) {
+    return text.size() >= prefix.size() && EqualFolded(text.data(), prefix.data(), prefix.size());
+  }
+  static bool CaseInsensitiveEndsWith(WStringView text, WStringView suffix) {
+    return text.size() >= suffix.size() &&
+           EqualFolded(text.data() + (text.size() - suffix.size()), suffix.data(), suffix.size());
+  }
   static WChar FoldCase(WChar unit);
 
   // Unicode's simple upper- and lower-case mapping of each code unit.
@@ -67,6 +82,9 @@ class YOX_API String {
   enum class IntegerStatus { kOk, kInvalid, kOutOfRange };
   // The same without exceptions; `value` is written only for kOk.
   static IntegerStatus TryToInteger(WStringView text, int& value);
+
+ private:
+  static bool EqualFolded(const WChar* left, const WChar* right, std::size_t size);
 };
 
 }  // namespace YOX

@@ -41,6 +41,7 @@ MachineInformation& MachineInformation::operator=(const MachineInformation& othe
   texts_ = other.texts_;
   device_extension_keyvalue_ = other.device_extension_keyvalue_;
   gpu_names_ = other.gpu_names_;
+  serial_number_bucket_ = -1;
   os_is_s_mode_ = other.os_is_s_mode_;
   initialized_ = other.initialized_;
   return *this;
@@ -93,4 +94,5 @@ int MachineInformation::SanitizeString(std::string& /*text*/) { return 0; }
 void MachineInformation::Set(Text text, const WString& value) {
   WString& member = texts_[static_cast<std::size_t>(text)];
   if (&member != &value) member = value;
+  if (text == Text::serial_number) remember_serial_number_bucket(-1);
 }

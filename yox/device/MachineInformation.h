@@ -3,6 +3,7 @@
 #include <array>
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <mutex>
 #include <string>
 #include <utility>
@@ -76,6 +77,15 @@ class YOX_API MachineInformation {
   // A text as it stands, without a copy; valid while nobody sets it.
   const YOX::WString& View(Text text) const { return texts_[static_cast<std::size_t>(text)]; }
 
+  // A number that is derived from the serial number and costly to derive, kept beside it: -1 until
+  // it is remembered, and again when the serial number is set. A copy starts without.
+  std::int32_t serial_number_bucket() const {
+    return serial_number_bucket_.load(std::memory_order_relaxed);
+  }
+  void remember_serial_number_bucket(std::int32_t bucket) const {
+    serial_number_bucket_.store(bucket, std::memory_order_relaxed);
+  }
+
   bool os_is_s_mode() const { return os_is_s_mode_; }
   void set_os_is_s_mode(const bool& value) { os_is_s_mode_ = value; }
 
@@ -107,6 +117,7 @@ class YOX_API MachineInformation {
   std::array<YOX::WString, static_cast<std::size_t>(Text::kCount)> texts_;
   std::vector<YOX::WString> device_extension_keyvalue_;
   std::vector<YOX::WString> gpu_names_;
+  mutable std::atomic<std::int32_t> serial_number_bucket_{-1};
   bool os_is_s_mode_ = false;
   std::recursive_mutex lock_;  // one collection at a time; a copy has its own
   bool initialized_ = false;

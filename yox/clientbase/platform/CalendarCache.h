@@ -30,9 +30,9 @@ std::int64_t CachedStartOfDay(std::int64_t now, int year, int month, int day, Co
     int year = 0, month = 0, day = 0;
     std::int64_t start = 0;
   };
-  thread_local Entry entries[16];
+  thread_local Entry entries[64];
   const std::int64_t minute = now / 60;
-  Entry& entry = entries[static_cast<unsigned>(year * 372 + month * 31 + day) % 16];
+  Entry& entry = entries[static_cast<unsigned>(year * 372 + month * 31 + day) % 64];
   if (entry.minute != minute || entry.year != year || entry.month != month || entry.day != day) {
     entry = {minute, year, month, day, convert(year, month, day)};
   }

@@ -1,0 +1,62 @@
+#include "yox/applicability/CompiledList.h"
+
+#include <bit>
+#include <utility>
+
+#include "yox/applicability/Criteria.h"
+#include "yox/clientbase/String.h"
+
+using YOX::String;
+using YOX::WStringView;
+using namespace YOX::literals;
+
+CompiledList::CompiledList(std::vector<Filter> filters) : filters_(std::move(filters)) {
+  programs_.reserve(filters_.size());
+  for (const Filter& filter : filters_) Compile(filter);
+}
+
+void CompiledList::Compile(const Filter& filter) {
+  Program program{&filter, Control::kNotSet, true, static_cast<std::uint32_t>(steps_.size()), 0};
+  if (filter.IsSet(FilterField::default_)) {
+    const bool applies = String::CaseInsesitiveEqual(filter.View(FilterField::default_), "true"_wv);
+    program.decides = applies ? Control::kTrue : Control::kFalse;
+  }
+  program.value = !String::CaseInsesitiveEqual(filter.View(FilterField::value), "false"_wv);
+
+  for (std::uint32_t left = filter.criteria(); left != 0; left &= left - 1) {
+    const auto criterion = static_cast<std::uint32_t>(std::countr_zero(left));
+    const WStringView required = filter.View(kCriteria[criterion].field);
+    Step step{criterion, 0, 0};
+    const auto add = [&step](auto& all, const auto& requirement) {
+      if (step.count++ == 0) step.first = static_cast<std::uint32_t>(all.size());
+      all.push_back(requirement);
+    };
+    const auto add_pieces = [&](auto& all, auto parse) {
+      for (auto rest = YOX::match::Pieces(required); rest;) {
+        add(all, parse(YOX::match::NextPiece(rest, ',')));
+      }
+    };
+    switch (kCriteria[criterion].language) {
+      case Language::kText:
+        add_pieces(texts_, YOX::match::TextPattern::Parse);
+        break;
+      case Language::kVersion:
+        add_pieces(versions_, YOX::match::VersionRequirement::Parse);
+        break;
+      case Language::kTerms:
+        add_pieces(terms_, YOX::match::KeyValueTerm::Parse);
+        break;
+      case Language::kDateRange:
+        add(ranges_, YOX::match::DateRange::Parse(required));
+        break;
+      case Language::kRollout:
+        add(rollouts_, YOX::match::Rollout::Parse(required));
+        break;
+      case Language::kOwn:
+        break;
+    }
+    steps_.push_back(step);
+    ++program.step_count;
+  }
+  programs_.push_back(program);
+}

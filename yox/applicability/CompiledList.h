@@ -1,0 +1,66 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "yox/applicability/Dates.h"
+#include "yox/applicability/Filter.h"
+#include "yox/applicability/MatchOperators.h"
+
+// A list of filters with every requirement parsed, so that a decision reads no requirement's text.
+// Never changes once built: shared by all copies of an ApplicabilityFilter and by all threads.
+class CompiledList {
+ public:
+  enum class Control : std::uint8_t { kNotSet, kTrue, kFalse };
+
+  // One criterion that is set: its row in kCriteria, and its requirements in the list of their
+  // kind.
+  struct Step {
+    std::uint32_t criterion;
+    std::uint32_t first;
+    std::uint32_t count;
+  };
+
+  struct Program {
+    const Filter* filter;
+    Control decides;  // `default`
+    bool value;       // what a match answers
+    std::uint32_t first_step;
+    std::uint32_t step_count;
+  };
+
+  explicit CompiledList(std::vector<Filter> filters);
+  CompiledList(const CompiledList&) = delete;
+  CompiledList& operator=(const CompiledList&) = delete;
+
+  const std::vector<Filter>& filters() const { return filters_; }
+  const std::vector<Program>& programs() const { return programs_; }
+
+  std::span<const Step> Steps(const Program& program) const {
+    return std::span(steps_).subspan(program.first_step, program.step_count);
+  }
+  std::span<const YOX::match::TextPattern> Texts(const Step& step) const {
+    return std::span(texts_).subspan(step.first, step.count);
+  }
+  std::span<const YOX::match::VersionRequirement> Versions(const Step& step) const {
+    return std::span(versions_).subspan(step.first, step.count);
+  }
+  std::span<const YOX::match::KeyValueTerm> Terms(const Step& step) const {
+    return std::span(terms_).subspan(step.first, step.count);
+  }
+  const YOX::match::DateRange& Range(const Step& step) const { return ranges_[step.first]; }
+  const YOX::match::Rollout& RolloutOf(const Step& step) const { return rollouts_[step.first]; }
+
+ private:
+  void Compile(const Filter& filter);
+
+  const std::vector<Filter> filters_;
+  std::vector<Program> programs_;
+  std::vector<Step> steps_;
+  std::vector<YOX::match::TextPattern> texts_;
+  std::vector<YOX::match::VersionRequirement> versions_;
+  std::vector<YOX::match::KeyValueTerm> terms_;
+  std::vector<YOX::match::DateRange> ranges_;
+  std::vector<YOX::match::Rollout> rollouts_;
+};

@@ -1,0 +1,15 @@
+#pragma once
+
+#include "yox/clientbase/String.h"
+#include "yox/clientbase/WString.h"
+
+namespace YOX::match {
+
+// Trims the caller's text through the constant reference, on purpose. Writes only where there is
+// something to trim, so that threads can share a text that is trimmed already.
+inline void TrimInPlace(const WString& text) {
+  const WStringView trimmed = String::Trimmed(text);
+  if (trimmed.size() != text.size()) const_cast<WString&>(text) = WString(trimmed);
+}
+
+}  // namespace YOX::match
