@@ -1,0 +1,86 @@
+#include "host/yoxctl/CommandLine.h"
+
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <algorithm>
+#include <exception>
+
+#include "yox/clientbase/Document.h"
+
+#include "host/yoxctl/Output.h"
+
+namespace yoxctl {
+namespace {
+
+constexpr const char* kFooter = R"(Exit codes:
+  0  done; for evaluate: the list applies
+  1  done, with a negative answer
+  2  wrong usage, or input that cannot be read: one line on standard error says what and where)";
+
+constexpr const char* kSeeHelp = " (yoxctl --help tells the usage)";
+
+int Parse(CLI::App& app, std::vector<std::string> arguments) {
+  std::ranges::reverse(arguments);  // as the parser wants them
+  try {
+    app.parse(std::move(arguments));
+    return kDone;
+  } catch (const CLI::CallForVersion& version) {
+    Print(std::string(version.what()) + "\n");
+  } catch (const CLI::Success&) {
+    Print(app.help());  // of the command, if there is one
+  } catch (const CLI::ParseError& error) {
+    throw Refusal(std::string(error.what()) + kSeeHelp);
+  }
+  return kNegative;
+}
+
+int RunOrThrow(std::vector<std::string> arguments) {
+  GlobalOptions options;
+  std::string format = "text";
+  Action action;
+
+  CLI::App app("Answers what this device, or the device of a profile, is and what applies to it.",
+               "yoxctl");
+  app.allow_windows_style_options(false);
+  app.set_version_flag("--version", "yoxctl " YOXCTL_VERSION);
+  app.add_option("--device", options.device, "Speak of the device in this profile document")
+      ->type_name("PROFILE.json");
+  app.add_option("--state-dir", options.state_dir, "Keep state in this directory")
+      ->type_name("DIR");
+  app.add_option("--format", format, "Form of the answer on standard output")
+      ->type_name("text|json")
+      ->default_str("text")
+      ->check(CLI::IsMember({"text", "json"}).description(""));
+  app.footer(kFooter);
+  app.fallthrough();  // options of the program may stand behind the command, too
+  AddEvaluateCommand(app, action);
+
+  if (Parse(app, std::move(arguments)) != kDone) return kDone;
+  if (!action) throw Refusal(std::string("a command is missing") + kSeeHelp);
+  options.json = format == "json";
+  return action(options);
+}
+
+}  // namespace
+
+int Run(std::vector<std::string> arguments) {
+  try {
+    return RunOrThrow(std::move(arguments));
+  } catch (const std::exception& error) {
+    Complain(error.what());
+  } catch (...) {
+    Complain("failed without a word");
+  }
+  return kRefused;
+}
+
+std::filesystem::path PathOf(const std::string& argument) {
+  return std::filesystem::path(std::u8string(argument.begin(), argument.end()));
+}
+
+std::string NameOf(const std::string& argument) {
+  return argument.empty() ? "\"\"" : YOX::Printable(argument);
+}
+
+}  // namespace yoxctl

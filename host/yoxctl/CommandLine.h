@@ -1,0 +1,39 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+}
+
+namespace yoxctl {
+
+// What stands before the command.
+struct GlobalOptions {
+  std::optional<std::string> device;     // a profile's file; absent: this machine
+  std::optional<std::string> state_dir;  // absent: the system's own place
+  bool json = false;
+};
+
+// What the chosen command does, and answers as exit code. Set while the command line is read.
+using Action = std::function<int(const GlobalOptions&)>;
+
+// One function per command adds it to the command line.
+void AddEvaluateCommand(CLI::App& app, Action& action);
+
+// Runs the program; the arguments are UTF-8, without the program's name. Never throws.
+int Run(std::vector<std::string> arguments);
+
+// Sets a variable of this process's environment; UTF-8.
+void SetVariable(const std::string& name, const std::string& value);
+
+// The path that a UTF-8 argument names.
+std::filesystem::path PathOf(const std::string& argument);
+// The argument as messages show it.
+std::string NameOf(const std::string& argument);
+
+}  // namespace yoxctl

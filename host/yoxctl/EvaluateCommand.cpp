@@ -1,0 +1,98 @@
+#include <json/writer.h>
+
+#include <CLI/App.hpp>
+#include <memory>
+#include <optional>
+
+#include "yox/applicability/ApplicabilityEvaluator.h"
+#include "yox/applicability/FilterDocument.h"
+#include "yox/clientbase/String.h"
+#include "yox/device/MachineInformation.h"
+
+#include "host/yoxctl/ChosenDevice.h"
+#include "host/yoxctl/CommandLine.h"
+#include "host/yoxctl/Output.h"
+
+namespace yoxctl {
+namespace {
+
+struct EvaluateOptions {
+  std::string filters;
+  std::optional<std::string> target_version;
+  std::vector<std::string> tags;
+};
+
+YOX::WString Widened(const std::string& name, const std::string& text) {
+  if (!YOX::String::IsValidUTF8(text)) throw Refusal(name + ": not well-formed UTF-8");
+  return YOX::String::UTF8ToUTF16(text);
+}
+
+ApplicabilityEvaluator::Pairs TagsOf(const std::vector<std::string>& arguments) {
+  ApplicabilityEvaluator::Pairs tags;
+  for (const std::string& argument : arguments) {
+    const std::size_t equals = argument.find('=');
+    if (equals == std::string::npos || equals == 0) {
+      throw Refusal("--tag: expected KEY=VALUE, found \"" + YOX::Printable(argument) + "\"");
+    }
+    tags.emplace_back(Widened("--tag", argument.substr(0, equals)),
+                      Widened("--tag", argument.substr(equals + 1)));
+  }
+  return tags;
+}
+
+std::string AnswerText(bool applies, const std::string& reason) {
+  return std::string(applies ? "applies" : "does not apply") + "\n" + reason + "\n";
+}
+
+std::string AnswerJson(bool applies, const std::string& reason) {
+  Json::Value answer;
+  answer["applies"] = applies;
+  answer["reason"] = reason;
+  Json::StreamWriterBuilder builder;
+  builder["indentation"] = "  ";
+  return Json::writeString(builder, answer) + "\n";
+}
+
+int Evaluate(const GlobalOptions& global, const EvaluateOptions& options) {
+  const ApplicabilityEvaluator::Pairs tags = TagsOf(options.tags);
+  std::optional<YOX::WString> target_version;
+  if (options.target_version) {
+    target_version = Widened("--target-version", *options.target_version);
+  }
+  const ApplicabilityFilter filter = ReadNamed(options.filters, ReadFilterDocument);
+  const ChosenDevice device(global);
+
+  // The record lives as long as the process: nobody deletes it.
+  const std::shared_ptr<MachineInformation> record(MachineInformation::GetInstance(),
+                                                   [](MachineInformation*) {});
+  YOX::WString reason;
+  const bool applies = ApplicabilityEvaluator::GetInstance()->EvaluateApplicability(
+      record, device.ClientVersion(), filter, nullptr, target_version ? &*target_version : nullptr,
+      tags, reason);
+
+  Print((global.json ? AnswerJson : AnswerText)(applies, YOX::String::UTF16ToUTF8(reason)));
+  return applies ? kDone : kNegative;
+}
+
+}  // namespace
+
+void AddEvaluateCommand(CLI::App& app, Action& action) {
+  const auto options = std::make_shared<EvaluateOptions>();
+  CLI::App* const command =
+      app.add_subcommand("evaluate", "Whether a filter list applies to the device, and why");
+  command->add_option("FILTERS.json", options->filters, "The filter list")
+      ->required()
+      ->type_name(" ");
+  command
+      ->add_option("--target-version", options->target_version,
+                   "The version that the content is for")
+      ->type_name("V");
+  command->add_option("--tag", options->tags, "A tag of the device; may be given several times")
+      ->type_name("KEY=VALUE")
+      ->allow_extra_args(false);
+  command->callback([&action, options] {
+    action = [options](const GlobalOptions& global) { return Evaluate(global, *options); };
+  });
+}
+
+}  // namespace yoxctl

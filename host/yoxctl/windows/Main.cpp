@@ -1,0 +1,32 @@
+#include <fcntl.h>
+#include <io.h>
+#include <shellapi.h>
+#include <stdio.h>
+#include <windows.h>
+
+#include "yox/clientbase/String.h"
+
+#include "host/yoxctl/CommandLine.h"
+
+namespace yoxctl {
+
+void SetVariable(const std::string& name, const std::string& value) {
+  SetEnvironmentVariableW(YOX::String::UTF8ToUTF16(name).c_str(),
+                          YOX::String::UTF8ToUTF16(value).c_str());
+}
+
+}  // namespace yoxctl
+
+int main() {
+  // Text goes out as UTF-8 with plain line feeds, to consoles and files alike.
+  SetConsoleOutputCP(CP_UTF8);
+  _setmode(_fileno(stdout), _O_BINARY);
+  _setmode(_fileno(stderr), _O_BINARY);
+
+  int count = 0;
+  LPWSTR* const wide = CommandLineToArgvW(GetCommandLineW(), &count);
+  std::vector<std::string> arguments;
+  for (int i = 1; i < count; ++i) arguments.push_back(YOX::String::UTF16ToUTF8(wide[i]));
+  LocalFree(wide);
+  return yoxctl::Run(std::move(arguments));
+}

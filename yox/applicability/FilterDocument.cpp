@@ -1,0 +1,69 @@
+#include "yox/applicability/FilterDocument.h"
+
+#include <json/writer.h>
+
+#include <algorithm>
+#include <iterator>
+#include <optional>
+#include <utility>
+
+#include "yox/clientbase/StrictJson.h"
+#include "yox/clientbase/String.h"
+
+using YOX::JsonNode;
+
+namespace {
+
+Filter ReadFilter(const JsonNode& node) {
+  Filter filter;
+  node.ForEachMember([&](std::string_view key, const JsonNode& member) {
+    const auto* const name = std::ranges::find(kFilterFieldNames, key);
+    if (name == std::end(kFilterFieldNames)) member.Fail("unknown key");
+    member.Require(member.value().isString(), "a text");
+    filter.Set(static_cast<FilterField>(name - std::begin(kFilterFieldNames)),
+               YOX::String::UTF8ToUTF16(member.value().asString()));
+  });
+  return filter;
+}
+
+ApplicabilityFilter ReadList(const JsonNode& node) {
+  node.Require(node.value().isArray(), "an array");
+  ApplicabilityFilter::List filters;
+  filters.reserve(node.value().size());
+  for (Json::ArrayIndex i = 0; i < node.value().size(); ++i) {
+    filters.push_back(ReadFilter(node.Element(i)));
+  }
+  return ApplicabilityFilter(std::move(filters));
+}
+
+}  // namespace
+
+ApplicabilityFilter ReadFilterDocument(std::string_view utf8) {
+  const Json::Value document = YOX::ParseDocument(utf8);
+  const JsonNode root(document);
+  if (document.isArray()) return ReadList(root);
+  root.Require(document.isObject(), "an object or an array");
+  std::optional<ApplicabilityFilter> filter;
+  root.ForEachMember([&](std::string_view key, const JsonNode& member) {
+    if (key != "filters") member.Fail("unknown key");
+    filter = ReadList(member);
+  });
+  if (!filter) root.Fail("the key \"filters\" is missing");
+  return *std::move(filter);
+}
+
+std::string WriteFilterDocument(const ApplicabilityFilter& filter) {
+  Json::Value filters(Json::arrayValue);
+  for (const Filter& one : *filter.snapshot()) {
+    Json::Value& object = filters.append(Json::objectValue);
+    for (std::size_t i = 0; i < kFilterFieldCount; ++i) {
+      const YOX::WString& text = one.View(static_cast<FilterField>(i));
+      if (!text.empty()) object[std::string(kFilterFieldNames[i])] = YOX::String::UTF16ToUTF8(text);
+    }
+  }
+  Json::Value document(Json::objectValue);
+  document["filters"] = std::move(filters);
+  Json::StreamWriterBuilder builder;
+  builder["indentation"] = "  ";
+  return Json::writeString(builder, document) + "\n";
+}

@@ -1,0 +1,102 @@
+#include <gtest/gtest.h>
+
+#include "yox/applicability/FilterDocument.h"
+
+#include "tests/Rows.h"
+
+using namespace YOX::literals;
+
+namespace {
+
+TEST(ReadFilterDocument, TakesAnObjectOrABareArray) {
+  for (const char* document : {R"({"filters": [{"country": "US,CA"}, {"default": "false"}]})",
+                               R"([{"country": "US,CA"}, {"default": "false"}])"}) {
+    const ApplicabilityFilter::List filters = ReadFilterDocument(document).filters();
+    ASSERT_EQ(filters.size(), 2U);
+    EXPECT_EQ(filters[0].country(), "US,CA"_w);
+    EXPECT_EQ(filters[0].default_(), ""_w);
+    EXPECT_EQ(filters[1].default_(), "false"_w);
+  }
+}
+
+TEST(ReadFilterDocument, TakesAnEmptyListAndEmptyFilters) {
+  EXPECT_TRUE(ReadFilterDocument("[]").filters().empty());
+  EXPECT_EQ(ReadFilterDocument("[{}, {\"os\": \"\"}]").filters().size(), 2U);
+}
+
+TEST(ReadFilterDocument, EveryFieldHasItsKey) {
+  for (std::size_t i = 0; i < kFilterFieldCount; ++i) {
+    const std::string name(kFilterFieldNames[i]);
+    const auto field = static_cast<FilterField>(i);
+    const std::string document = R"([{")" + name + R"(": "te\u0000x\u00e9"}])";
+    const ApplicabilityFilter filter = ReadFilterDocument(document);
+    for (std::size_t other = 0; other < kFilterFieldCount; ++other) {
+      EXPECT_EQ(filter.filters()[0].View(static_cast<FilterField>(other)),
+                other == i ? YOX::WString("te"_w) + YOX::WChar{0} + "x\u00e9"_w : ""_w)
+          << name;
+    }
+    EXPECT_EQ(ReadFilterDocument(WriteFilterDocument(filter)).filters()[0].View(field),
+              filter.filters()[0].View(field));
+  }
+}
+
+TEST(WriteFilterDocument, LeavesEmptyFieldsOut) {
+  Filter filter;
+  filter.set_value("true"_w);
+  filter.set_country(" "_w);
+  EXPECT_EQ(WriteFilterDocument(ApplicabilityFilter({filter, Filter()})), R"({
+  "filters" : 
+  [
+    {
+      "country" : " ",
+      "value" : "true"
+    },
+    {}
+  ]
+}
+)");
+}
+
+struct RefusalRow {
+  const char* name;
+  const char* document;
+  const char* error;
+};
+
+class RefusedFilterDocument : public testing::TestWithParam<RefusalRow> {};
+
+TEST_P(RefusedFilterDocument, NamesTheFilterAndTheKey) {
+  try {
+    ReadFilterDocument(GetParam().document);
+    FAIL() << "was read";
+  } catch (const YOX::DocumentError& error) {
+    EXPECT_STREQ(error.what(), GetParam().error);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , RefusedFilterDocument,
+    testing::Values(
+        RefusalRow{"Text", R"("filters")", "expected an object or an array, found a text"},
+        RefusalRow{"NoFilters", "{}", "the key \"filters\" is missing"},
+        RefusalRow{"NoList", R"({"filters": {}})", "filters: expected an array, found an object"},
+        RefusalRow{"OtherKeyBeside", R"({"filters": [], "version": 1})", "version: unknown key"},
+        RefusalRow{"FilterIsNoObject", R"({"filters": [{}, "US"]})",
+                   "filters[1]: expected an object, found a text"},
+        RefusalRow{"UnknownKey", R"({"filters": [{}, {}, {"contry": "US"}]})",
+                   "filters[2].contry: unknown key"},
+        RefusalRow{"UnknownKeyInBareArray", R"([{"Country": "US"}])", "[0].Country: unknown key"},
+        RefusalRow{"Number", R"({"filters": [{"version": 4}]})",
+                   "filters[0].version: expected a text, found a number"},
+        RefusalRow{"Boolean", R"({"filters": [{"value": true}]})",
+                   "filters[0].value: expected a text, found true"},
+        RefusalRow{"List", R"([{"country": ["US"]}])",
+                   "[0].country: expected a text, found an array"},
+        RefusalRow{"Null", R"([{"country": null}])", "[0].country: expected a text, found null"},
+        RefusalRow{"KeyTwice", R"([{"country": "US", "country": "CA"}])",
+                   "line 1, column 20: Duplicate key: 'country'"},
+        RefusalRow{"NoJson", "country=US",
+                   "line 1, column 1: Syntax error: value, object or array expected"}),
+    yox_test::RowName());
+
+}  // namespace
