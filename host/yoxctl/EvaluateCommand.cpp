@@ -55,10 +55,7 @@ std::string AnswerJson(bool applies, const std::string& reason) {
 
 int Evaluate(const GlobalOptions& global, const EvaluateOptions& options) {
   const ApplicabilityEvaluator::Pairs tags = TagsOf(options.tags);
-  std::optional<YOX::WString> target_version;
-  if (options.target_version) {
-    target_version = Widened("--target-version", *options.target_version);
-  }
+  YOX::WString target_version = Widened("--target-version", options.target_version.value_or(""));
   const ApplicabilityFilter filter = ReadNamed(options.filters, ReadFilterDocument);
   const ChosenDevice device(global);
 
@@ -67,8 +64,8 @@ int Evaluate(const GlobalOptions& global, const EvaluateOptions& options) {
                                                    [](MachineInformation*) {});
   YOX::WString reason;
   const bool applies = ApplicabilityEvaluator::GetInstance()->EvaluateApplicability(
-      record, device.ClientVersion(), filter, nullptr, target_version ? &*target_version : nullptr,
-      tags, reason);
+      record, device.ClientVersion(), filter, nullptr,
+      options.target_version ? &target_version : nullptr, tags, reason);
 
   Print((global.json ? AnswerJson : AnswerText)(applies, YOX::String::UTF16ToUTF8(reason)));
   return applies ? kDone : kNegative;
