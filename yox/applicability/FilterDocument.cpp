@@ -54,7 +54,7 @@ ApplicabilityFilter ReadFilterDocument(std::string_view utf8) {
 
 std::string WriteFilterDocument(const ApplicabilityFilter& filter) {
   Json::Value filters(Json::arrayValue);
-  for (const Filter& one : *filter.snapshot()) {
+  for (const Filter& one : filter.filters()) {
     Json::Value& object = filters.append(Json::objectValue);
     for (std::size_t i = 0; i < kFilterFieldCount; ++i) {
       const YOX::WString& text = one.View(static_cast<FilterField>(i));
