@@ -1,0 +1,277 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+
+#include "yox/applicability/Dates.h"
+#include "yox/applicability/TestEvaluator.h"
+#include "yox/clientbase/SaltedHash.h"
+#include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
+#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+
+#include "tests/CapturedLog.h"
+#include "tests/Rows.h"
+
+namespace {
+
+using namespace YOX::literals;
+using YOX::String;
+using YOX::WString;
+using YOX::platform::ScopedPlatform;
+using YOX::platform::SimulatedDevice;
+using yox_test::CapturedLog;
+using yox_test::TestEvaluator;
+
+// A device at a moment of its local time.
+struct At {
+  explicit At(const std::string& now, const std::string& zone = "UTC")
+      : device(YOX::platform::ReadDeviceProfile(R"({"clock": {"now": ")" + now +
+                                                R"(", "time_zone": ")" + zone + R"("}})")),
+        installed(device) {}
+
+  SimulatedDevice device;
+  ScopedPlatform installed;
+};
+
+struct RangeCase {
+  const char* name;
+  WString range;
+  bool holds;
+};
+
+void PrintTo(const RangeCase& row, std::ostream* out) { *out << row.name; }
+
+class DateWindow : public testing::TestWithParam<RangeCase> {};
+
+// 2026-03-15
+TEST_P(DateWindow, HoldsAsTold) {
+  const At now("2026-03-15T23:59:59");
+  const CapturedLog log;
+  EXPECT_EQ(TestEvaluator().IsCurrentDateWithinRange(GetParam().range), GetParam().holds);
+  EXPECT_EQ(log.Text(), "");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , DateWindow,
+    testing::Values(
+        RangeCase{"OpenAtBothEnds", "*|*"_w, true},
+        RangeCase{"StartIsIncluded", "2026-03-15|*"_w, true},
+        RangeCase{"StartTomorrow", "2026-03-16|*"_w, false},
+        RangeCase{"StartLastYear", "2025-12-31|*"_w, true},
+        RangeCase{"StartNextYear", "2027-01-01|*"_w, false},
+        RangeCase{"StartNextMonth", "2026-04-01|*"_w, false},
+        RangeCase{"StartLastMonthLaterDay", "2026-02-28|*"_w, true},
+        RangeCase{"EndIsIncluded", "*|2026-03-15"_w, true},
+        RangeCase{"EndYesterday", "*|2026-03-14"_w, false},
+        RangeCase{"EndLastYearLaterMonth", "*|2025-12-31"_w, false},
+        RangeCase{"EndNextYearEarlierMonth", "*|2027-01-01"_w, true},
+        RangeCase{"EndNextMonth", "*|2026-04-01"_w, true},
+        RangeCase{"EndLastMonth", "*|2026-02-28"_w, false},
+        RangeCase{"WithinOneDay", "2026-03-15|2026-03-15"_w, true},
+        RangeCase{"EndBeforeStart", "2026-03-16|2026-03-14"_w, false},
+        RangeCase{"OnePiece", "2026-03-15"_w, false}, RangeCase{"ThreePieces", "*|*|*"_w, false},
+        RangeCase{"TwoNumbers", "2026-03|*"_w, false},
+        RangeCase{"FourNumbers", "2026-03-15-1|*"_w, false}, RangeCase{"EmptyStart", "|*"_w, false},
+        RangeCase{"EmptyEnd", "*|"_w, false}, RangeCase{"SpacedStarIsNoOpenEnd", "* |*"_w, false},
+        RangeCase{"NoNumber", "abc-1-1|*"_w, false},
+        RangeCase{"OutOfRangeNumber", "99999999999-1-1|*"_w, false},
+        RangeCase{"NotADateComparesFieldByField", "2024-13-45|*"_w, true},
+        RangeCase{"NotADateInTheFuture", "2026-13-45|*"_w, false},
+        RangeCase{"LaterPiecesAreNotReadWhenTheYearDecides", "2025-x-y|2027-x-y"_w, true},
+        RangeCase{"TheDayIsNotReadWhenTheMonthDecides", "2026-02-x|2026-04-y"_w, true},
+        RangeCase{"TheMonthIsReadWhenTheYearIsEqual", "2026-x-1|*"_w, false},
+        RangeCase{"NumbersEndAtTheFirstLetter", "2026x-3y-15z|*"_w, true}),
+    yox_test::RowName());
+
+TEST(DateWindowTest, TheDayIsTheDevicesOwn) {
+  // One moment, four minutes before midnight in Berlin.
+  At berlin("2026-03-15T23:56:00", "Europe/Berlin");
+  EXPECT_TRUE(TestEvaluator().IsCurrentDateWithinRange("*|2026-03-15"_w));
+  berlin.device.clock().Advance(4 * 60);
+  EXPECT_FALSE(TestEvaluator().IsCurrentDateWithinRange("*|2026-03-15"_w));
+}
+
+const WString kSerial = "C0FFEE12"_w;
+const WString kOrg = "contoso"_w;
+
+int BucketOf(const WString& text) {
+  return YOX::match::RolloutBucket(TestEvaluator().GetHashedSaltedString(text));
+}
+
+TEST(RolloutTest, TheHashIsSaltedHexadecimalText) {
+  EXPECT_EQ(TestEvaluator().GetHashedSaltedString("größe"_w),
+            String::UTF8ToUTF16(YOX::utility::SHA256WithSalt("größe")));
+}
+
+struct FunctionCase {
+  const char* name;
+  const char* now;
+  WString function;
+  bool holds;
+  std::string log;
+};
+
+void PrintTo(const FunctionCase& row, std::ostream* out) { *out << row.name; }
+
+class DateFunction : public testing::TestWithParam<FunctionCase> {};
+
+TEST_P(DateFunction, HoldsAndLogsAsTold) {
+  At now(GetParam().now);
+  const CapturedLog log;
+  EXPECT_EQ(TestEvaluator().DoesDateFunctionMatch(GetParam().function, &kSerial, &kOrg),
+            GetParam().holds);
+  EXPECT_EQ(log.Text(), GetParam().log);
+}
+
+std::string Line(const char* level, const std::string& text) {
+  return std::string("ApplicabilityEvaluator ") + level +
+         " ApplicabilityEvaluator::DoesDateFunctionMatch" + text + "\n";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , DateFunction,
+    testing::Values(
+        FunctionCase{"TwoPieces", "2026-01-05T00:00:00", "2026-01-05|28"_w, false,
+                     Line("E", " Invalid date function string: 2026-01-05|28")},
+        FunctionCase{"NoPiece", "2026-01-05T00:00:00", ""_w, false,
+                     Line("E", " Invalid date function string: ")},
+        FunctionCase{"DateOfTwoNumbers", "2026-01-05T00:00:00", "2026-01|28|linear"_w, false,
+                     Line("E", " Invalid date format: 2026-01")},
+        FunctionCase{"DateOfFourNumbers", "2026-01-05T00:00:00", "2026-01-05-1|28|linear"_w, false,
+                     Line("E", " Invalid date format: 2026-01-05-1")},
+        FunctionCase{"DateWithoutNumber", "2026-01-05T00:00:00", "2026-x-05|28|linear"_w, false,
+                     Line("E", " Invalid integer value. Year: 2026 Month: x Day: 05")},
+        FunctionCase{"DateOutOfRange", "2026-01-05T00:00:00", "99999999999-1-5|28|linear"_w, false,
+                     Line("E", " Out of range exception!")},
+        FunctionCase{"DateEndsAtTheFirstLetter", "2026-01-05T00:00:00", "2024x-1-1|1|linear"_w,
+                     true, ""},
+        FunctionCase{"StartInTheFuture", "2026-01-04T23:59:59", "2026-01-05|28|linear"_w, false,
+                     Line("D",
+                          " Filter date is after current date. currentDateUTCTime: 1767571199 "
+                          "dateUTCTime: 1767571200")},
+        FunctionCase{"StartInTheFutureOnAnyGrowth", "2026-01-04T23:59:59",
+                     "2026-01-05|1|nonsense"_w, false,
+                     Line("D",
+                          " Filter date is after current date. currentDateUTCTime: 1767571199 "
+                          "dateUTCTime: 1767571200")},
+        FunctionCase{"DaysWithoutNumber", "2026-01-05T00:00:00", "2026-01-05|x|linear"_w, false,
+                     Line("E", " Invalid days count: x")},
+        FunctionCase{"DaysOutOfRange", "2026-01-05T00:00:00", "2026-01-05|99999999999|linear"_w,
+                     false, Line("E", " Out of range exception on days count!")},
+        FunctionCase{"NoDays", "2026-01-05T00:00:00", "2026-01-05|0|linear"_w, false,
+                     Line("D", " Days count is zero")},
+        FunctionCase{"NegativeDaysAreOver", "2026-01-05T00:00:00", "2026-01-05|-3|linear"_w, true,
+                     ""},
+        FunctionCase{"OneDayIsWholeFromTheFirst", "2026-01-05T00:00:00", "2026-01-05|1|linear"_w,
+                     true, ""},
+        FunctionCase{"UnknownGrowthBeforeTheLastDay", "2026-01-31T23:59:59",
+                     "2026-01-05|28|cubic"_w, false, Line("E", " Unknown growth type: cubic")},
+        FunctionCase{"UnknownGrowthFromTheLastDay", "2026-02-01T00:00:00", "2026-01-05|28|cubic"_w,
+                     true, ""},
+        FunctionCase{"TheLastDayIsWhole", "2026-02-01T00:00:00", "2026-01-05|28|linear"_w, true,
+                     ""},
+        FunctionCase{"LongAfterTheEnd", "2031-02-01T00:00:00", "2026-01-05|28|linear"_w, true, ""},
+        FunctionCase{"StartBeforeTheEpochIsOver", "2026-01-05T00:00:00", "1960-01-01|28|linear"_w,
+                     true, ""},
+        FunctionCase{"FarFutureYear", "2026-01-05T00:00:00", "2147483647-01-01|28|linear"_w, false,
+                     Line("D",
+                          " Filter date is after current date. currentDateUTCTime: 1767571200 "
+                          "dateUTCTime: 67767976201996800")},
+        FunctionCase{"YearThatDoesNotFit", "2026-01-05T00:00:00", "-2147483648|28|linear"_w, false,
+                     Line("E", " Invalid date format: -2147483648")},
+        FunctionCase{"FurtherPiecesAreIgnored", "2026-02-01T00:00:00",
+                     "2026-01-05|28|linear|tenant|x|y"_w, true, ""}),
+    yox_test::RowName());
+
+// Day 1 to the last: who is in and since when, against the share computed anew.
+TEST(RolloutTest, TheBucketIsInOnceTheShareReachesIt) {
+  const int bucket = BucketOf(kSerial);
+  for (const char* growth : {"linear", "exponentialNormal", "exponentialSlow", "LINEAR"}) {
+    const double base = std::string(growth) == "exponentialNormal" ? 1.2
+                        : std::string(growth) == "exponentialSlow" ? 1.8
+                                                                   : 0.0;
+    const WString function = "2026-01-01|100|"_w + String::UTF8ToUTF16(growth);
+    At now("2026-01-01T12:00:00");
+    bool was_in = false;
+    for (int day = 1; day <= 100; ++day) {
+      const double share = day == 100    ? 1.0
+                           : base == 0.0 ? day / 100.0
+                                         : std::pow(base, (day - 100) / 5.0);
+      const bool is_in = TestEvaluator().DoesDateFunctionMatch(function, &kSerial, nullptr);
+      EXPECT_EQ(is_in, bucket <= share * 4095.0) << growth << " day " << day;
+      EXPECT_TRUE(is_in || !was_in) << growth << " day " << day << ": left again";
+      was_in = is_in;
+      now.device.clock().Advance(86400);
+    }
+    EXPECT_TRUE(was_in) << growth;
+  }
+}
+
+TEST(RolloutTest, BucketsUpTo40AreInOnTheFirstOfAHundredLinearDays) {
+  const double share = YOX::match::RolloutShare(YOX::match::Growth::kLinear, 1, 100);
+  EXPECT_DOUBLE_EQ(share, 0.01);
+  EXPECT_TRUE(YOX::match::BucketIsIn(40, share));
+  EXPECT_FALSE(YOX::match::BucketIsIn(41, share));
+}
+
+TEST(RolloutTest, ExponentialCurvesBeginLowAndEndWhole) {
+  using YOX::match::Growth;
+  using YOX::match::RolloutShare;
+  for (const int days : {20, 100, 365}) {
+    EXPECT_NEAR(RolloutShare(Growth::kExponentialNormal, 0, days), 0.026084, 1e-6);
+    EXPECT_NEAR(RolloutShare(Growth::kExponentialSlow, 0, days), 7.84e-6, 1e-7);
+    EXPECT_DOUBLE_EQ(RolloutShare(Growth::kExponentialNormal, days, days), 1.0);
+    EXPECT_DOUBLE_EQ(RolloutShare(Growth::kExponentialSlow, days, days), 1.0);
+  }
+}
+
+TEST(RolloutTest, TheBucketIsReadOffTheFirstThreeDigits) {
+  EXPECT_EQ(YOX::match::RolloutBucket("fff0"_w), 4095);
+  EXPECT_EQ(YOX::match::RolloutBucket("0aB9"_w), 0x0AB);
+  EXPECT_EQ(YOX::match::RolloutBucket("1f"_w), 0x1F);
+  EXPECT_EQ(YOX::match::RolloutBucket("xyz"_w), 0);
+  EXPECT_EQ(YOX::match::RolloutBucket("1xz"_w), 1);
+  EXPECT_EQ(YOX::match::RolloutBucket(""_w), 0);
+}
+
+// Which of two seeds decides is told by a day on which one is in and the other is not.
+TEST(RolloutTest, TheFourthPieceChoosesTheOrganisation) {
+  WString low = "a"_w;
+  WString high = "a"_w;
+  while (BucketOf(low) > 400) low += 'a';
+  while (BucketOf(high) < 3600) high += 'b';
+  const At now("2026-02-19T12:00:00");  // day 50 of 100
+  TestEvaluator evaluator;
+  EXPECT_TRUE(evaluator.DoesDateFunctionMatch("2026-01-01|100|linear"_w, &low, &high));
+  EXPECT_FALSE(evaluator.DoesDateFunctionMatch("2026-01-01|100|linear"_w, &high, &low));
+  EXPECT_TRUE(evaluator.DoesDateFunctionMatch("2026-01-01|100|linear|tenant"_w, &high, &low));
+  EXPECT_FALSE(evaluator.DoesDateFunctionMatch("2026-01-01|100|linear|Tenant"_w, &low, &high));
+  EXPECT_TRUE(evaluator.DoesDateFunctionMatch("2026-01-01|100|linear| tenant"_w, &low, &high));
+  EXPECT_TRUE(evaluator.DoesDateFunctionMatch("2026-01-01|100|linear|device"_w, &low, &high));
+}
+
+TEST(RolloutTest, AMissingSeedIsLogged) {
+  const At now("2026-01-01T12:00:00");
+  const CapturedLog log;
+  TestEvaluator evaluator;
+  EXPECT_FALSE(evaluator.DoesDateFunctionMatch("2026-01-01|100|linear"_w, nullptr, &kOrg));
+  EXPECT_FALSE(
+      evaluator.DoesDateFunctionMatch("2026-01-01|100|linear|tenant"_w, &kSerial, nullptr));
+  EXPECT_EQ(log.Text(), Line("E", " No serial number") + Line("E", " No org/tenant name"));
+}
+
+TEST(RolloutTest, TheEmptySeedHashesLikeAnyOther) {
+  const WString empty;
+  At now("2026-04-09T12:00:00");  // day 99 of 100
+  EXPECT_EQ(TestEvaluator().DoesDateFunctionMatch("2026-01-01|100|linear"_w, &empty, nullptr),
+            BucketOf(empty) <= 0.99 * 4095.0);
+}
+
+TEST(RolloutTest, TheStartIsLocalMidnight) {
+  At berlin("2026-01-05T00:00:00", "Europe/Berlin");
+  EXPECT_TRUE(TestEvaluator().DoesDateFunctionMatch("2026-01-05|1|linear"_w, &kSerial, nullptr));
+  berlin.device.clock().Advance(-1);
+  EXPECT_FALSE(TestEvaluator().DoesDateFunctionMatch("2026-01-05|1|linear"_w, &kSerial, nullptr));
+}
+
+}  // namespace
