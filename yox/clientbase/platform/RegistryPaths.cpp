@@ -118,6 +118,13 @@ RegistryStatus RegistryPaths::Resolve(const RegistryKey& key, WString& name) con
   return RegistryStatus::kOk;
 }
 
+bool RegistryPaths::IsHive(WStringView name) const {
+  const auto equals = [name](WStringView hive) { return String::CaseInsesitiveEqual(name, hive); };
+  if (equals("HKLM"_wv) || equals("HKU"_wv)) return true;
+  const std::lock_guard lock(mutex_);
+  return equals("HKU\\"_w + own_user_);
+}
+
 HKEY RegistryPaths::OpenHandle(WString name) {
   const std::lock_guard lock(mutex_);
   // Like an address: never null, never a root.

@@ -33,6 +33,8 @@ class RegistryPaths {
 
   // kOk or kInvalid.
   RegistryStatus Resolve(const RegistryKey& key, WString& name) const;
+  // Whether the name is one of the two roots or the own user's hive, which are always there.
+  bool IsHive(WStringView name) const;
 
   HKEY OpenHandle(WString name);
   void CloseHandle(HKEY handle);

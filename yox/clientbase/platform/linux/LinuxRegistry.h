@@ -1,0 +1,66 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "yox/clientbase/platform/Registry.h"
+#include "yox/clientbase/platform/RegistryPaths.h"
+
+namespace YOX::platform {
+
+// The registry of a Linux device: one SQLite database in the client's state folder, which several
+// processes read and write at once. A process that is killed while it writes leaves everything it
+// has committed and nothing of what it has not. Only this account can open the files. A store that
+// nobody has written to yet does not exist, and reads as empty.
+//
+// A watch costs no time while nothing changes: the kernel wakes its thread when a process, living
+// or killed, lets go of the file that every writer holds open over its commit. What changed is read
+// from a log in the database.
+//
+// Not usable in a child after a fork; it has to outlive its watches.
+class LinuxRegistry final : public Registry {
+ public:
+  // `folder` is asked for at the first use. `own_user` is the security identifier behind
+  // HKEY_CURRENT_USER; an empty one is the system's own account.
+  LinuxRegistry(std::function<std::filesystem::path()> folder, WString own_user);
+  ~LinuxRegistry() override;
+
+  // "S-1-22-1-1000" for the user number 1000, empty (the system's account) for 0.
+  static WString UserIdentifier(unsigned user);
+
+  RegistryStatus Open(const RegistryKey& key, std::uint32_t access, HKEY& opened) override;
+  void Close(HKEY opened) override;
+  RegistryStatus Get(const RegistryKey& key, WStringView name, RegistryValue& value) override;
+  RegistryStatus Values(const RegistryKey& key, std::vector<RegistryEntry>& values,
+                        std::size_t longest_name) override;
+  RegistryStatus SubKeys(const RegistryKey& key, std::vector<WString>& names) override;
+  RegistryStatus Apply(std::span<const RegistryEdit> edits) override;
+  RegistryStatus Watch(const RegistryKey& key, Changed changed,
+                       std::unique_ptr<RegistryWatch>& watch) override;
+
+ private:
+  class Store;
+  class Transaction;
+  class Watcher;
+  class LinuxWatch;
+
+  struct Place;
+
+  Store* ForReading();
+  Store& ForWriting();
+  RegistryStatus Find(const RegistryKey& key, Place& place);
+  template <class Operation>
+  RegistryStatus Guarded(const char* name, Operation operation);
+
+  const std::function<std::filesystem::path()> folder_;
+  RegistryPaths paths_;
+  std::mutex mutex_;
+  // Guarded by mutex_: null until there is a store; there while a watch is.
+  std::unique_ptr<Store> store_;
+  std::weak_ptr<Watcher> watcher_;
+};
+
+}  // namespace YOX::platform
