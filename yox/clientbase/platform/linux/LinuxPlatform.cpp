@@ -1,3 +1,5 @@
+#include <unistd.h>
+
 #include "yox/clientbase/platform/FactQueries.h"
 #include "yox/clientbase/platform/Platform.h"
 #include "yox/clientbase/platform/Unknown.h"
@@ -9,12 +11,17 @@
 #include "yox/clientbase/platform/linux/LinuxJoinState.h"
 #include "yox/clientbase/platform/linux/LinuxLocale.h"
 #include "yox/clientbase/platform/linux/LinuxOperatingSystem.h"
+#include "yox/clientbase/platform/linux/LinuxRegistry.h"
 #include "yox/clientbase/platform/linux/LinuxServices.h"
 #include "yox/clientbase/platform/linux/LinuxUsers.h"
-#include "yox/clientbase/platform/simulated/SimulatedRegistry.h"
 
 namespace YOX::platform {
 namespace {
+
+std::filesystem::path StateFolder(const Files& files) {
+  const std::optional<WString> root = files.ApplicationDataRoot();
+  return root ? files.Locate(*root) : std::filesystem::path();
+}
 
 class LinuxPlatform final : public Platform {
  public:
@@ -46,7 +53,8 @@ class LinuxPlatform final : public Platform {
   LinuxServices services_{bus_};
   LinuxJoinState join_state_{bus_};
   FactQueries management_queries_{operating_system_};
-  SimulatedRegistry registry_;
+  LinuxRegistry registry_{[this] { return StateFolder(files_); },
+                          LinuxRegistry::UserIdentifier(geteuid())};
 };
 
 }  // namespace

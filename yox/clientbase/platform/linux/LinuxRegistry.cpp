@@ -151,6 +151,7 @@ class LinuxRegistry::Store {
  public:
   // Creates the store where it is missing.
   static std::unique_ptr<Store> Create(const std::filesystem::path& folder) {
+    if (folder.empty()) throw DatabaseError("no folder for it", true);
     MakePrivateFolder(folder);
     MakePrivateFile(folder / kWakeFile);
     MakePrivateFile(folder / kStoreFile);
@@ -170,6 +171,7 @@ class LinuxRegistry::Store {
 
   // Null where there is no store yet.
   static std::unique_ptr<Store> OpenExisting(const std::filesystem::path& folder) {
+    if (folder.empty()) return nullptr;
     struct stat status {};
     if (stat((folder / kStoreFile).c_str(), &status) != 0) {
       if (errno == EACCES || errno == EPERM) Descriptor().Checked(folder.c_str());

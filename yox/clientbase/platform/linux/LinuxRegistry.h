@@ -23,8 +23,9 @@ namespace YOX::platform {
 // Not usable in a child after a fork; it has to outlive its watches.
 class LinuxRegistry final : public Registry {
  public:
-  // `folder` is asked for at the first use. `own_user` is the security identifier behind
-  // HKEY_CURRENT_USER; an empty one is the system's own account.
+  // `folder` is asked for at the first use; empty where this account has no place for state:
+  // nothing can be written then. `own_user` is the security identifier behind HKEY_CURRENT_USER; an
+  // empty one is the system's own account.
   LinuxRegistry(std::function<std::filesystem::path()> folder, WString own_user);
   ~LinuxRegistry() override;
 

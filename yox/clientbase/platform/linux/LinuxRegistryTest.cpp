@@ -81,6 +81,13 @@ TEST(LinuxRegistryTest, AStoreThatNobodyWroteToReadsAsEmptyAndIsNotCreated) {
   EXPECT_FALSE(fs::exists(folder.path() / "state"));
 }
 
+TEST(LinuxRegistryTest, WithoutAFolderNothingCanBeWritten) {
+  LinuxRegistry registry = StoreIn({});
+  EXPECT_FALSE(registry.Exists(kKey));
+  EXPECT_TRUE(registry.Exists({HKEY_CURRENT_USER, {}, {}, {}}));
+  EXPECT_EQ(registry.CreateKey(kKey), RegistryStatus::kDenied);
+}
+
 TEST(LinuxRegistryTest, WhatOneWroteTheNextReads) {
   const TemporaryFolder folder;
   {
