@@ -1,0 +1,196 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "yox/clientbase/String.h"
+#include "yox/policy/PlatformPolicy.h"
+
+#include "tests/Rows.h"
+
+namespace {
+
+using YOX::String;
+using YOX::WString;
+using namespace YOX::literals;
+using List = PlatformPolicy::List;
+
+PlatformPolicy Flat(std::string_view json) {
+  return PlatformPolicy::DeSerialize(String::UTF8ToUTF16(json), false);
+}
+PlatformPolicy Wrapped(std::string_view fields) {
+  const std::string json = R"({"yox_config": {"platform_policy": )" + std::string(fields) + "}}";
+  return PlatformPolicy::DeSerialize(String::UTF8ToUTF16(json), true);
+}
+PlatformPolicy Response(std::string_view fields) {
+  const std::string json = R"({"yox_config": {"platform_policy": )" + std::string(fields) + "}}";
+  return PlatformPolicy::DeSerializePlatformPolicyResponse(String::UTF8ToUTF16(json));
+}
+
+constexpr const char* kFields = R"({
+  "config_pull_triggers": "pull",
+  "uri": {
+    "enterprise_auth_baseuri": "enterprise", "consumer_auth_baseuri": "consumer",
+    "api_baseuri": "api", "mqtt_baseuri": "mqtt", "api_mtls_uri": "api-mtls",
+    "api_geo_baseuri": "api-geo", "mqtt_mtls_uri": "mqtt-mtls", "discover_uri": "größe"
+  },
+  "validation": {
+    "mqtt_chain_pem64": "chain", "jws_pubkey": ["key 1", "key 2"],
+    "tls_rootca_thumbprint_list": ["thumb"], "tls_leaf_cn_list": ["leaf"],
+    "tls_thumbprint_list": ["response"], "allow_self_signed_cert": true
+  },
+  "device_subscription_list": ["subscription", "subscription"],
+  "device_auth_type": "type"
+})";
+
+void ExpectFilled(const PlatformPolicy& policy) {
+  EXPECT_EQ(policy.config_pull_triggers(), "pull"_w);
+  EXPECT_EQ(policy.enterprise_auth_baseuri(), "enterprise"_w);
+  EXPECT_EQ(policy.consumer_auth_baseuri(), "consumer"_w);
+  EXPECT_EQ(policy.api_baseuri(), "api"_w);
+  EXPECT_EQ(policy.discover_uri(), "größe"_w);
+  EXPECT_EQ(policy.mqtt_baseuri(), "mqtt"_w);
+  EXPECT_EQ(policy.api_mtls_uri(), "api-mtls"_w);
+  EXPECT_EQ(policy.api_geo_baseuri(), "api-geo"_w);
+  EXPECT_EQ(policy.mqtt_mtls_uri(), "mqtt-mtls"_w);
+  EXPECT_EQ(policy.mqtt_chain_pem64(), "chain"_w);
+  EXPECT_EQ(policy.device_auth_type(), "type"_w);
+  EXPECT_EQ(policy.jws_pubkey(), (List{"key 1"_w, "key 2"_w}));
+  EXPECT_EQ(policy.tls_rootca_thumbprint_list(), List{"thumb"_w});
+  EXPECT_EQ(policy.tls_leaf_cn_list(), List{"leaf"_w});
+  EXPECT_TRUE(policy.allow_self_signed_cert());
+}
+
+void ExpectEmpty(const PlatformPolicy& policy) {
+  for (const WString& text :
+       {policy.config_pull_triggers(), policy.enterprise_auth_baseuri(),
+        policy.consumer_auth_baseuri(), policy.api_baseuri(), policy.discover_uri(),
+        policy.mqtt_baseuri(), policy.api_mtls_uri(), policy.api_geo_baseuri(),
+        policy.mqtt_mtls_uri(), policy.mqtt_chain_pem64(), policy.device_auth_type()}) {
+    EXPECT_EQ(text, ""_w);
+  }
+  for (const List& list : {policy.jws_pubkey(), policy.tls_rootca_thumbprint_list(),
+                           policy.tls_leaf_cn_list(), policy.device_subscription_list()}) {
+    EXPECT_TRUE(list.empty());
+  }
+  EXPECT_FALSE(policy.allow_self_signed_cert());
+  EXPECT_EQ(policy.get_platform_policy_url(), "/configuration-service/v1/platform-policy"_w);
+}
+
+TEST(PolicyReadersTest, EmptyTextGivesADefaultRecordWithItsUrl) {
+  ExpectEmpty(Flat(""));
+  ExpectEmpty(PlatformPolicy::DeSerialize(""_w, true));
+  ExpectEmpty(PlatformPolicy::DeSerializePlatformPolicyResponse(""_w));
+}
+
+TEST(PolicyReadersTest, WrappedFormFillsEveryField) {
+  const PlatformPolicy policy = Wrapped(kFields);
+  ExpectFilled(policy);
+  EXPECT_EQ(policy.device_subscription_list(), (List{"subscription"_w, "subscription"_w}));
+}
+
+TEST(PolicyReadersTest, FlatFormIgnoresSubscriptionsInTheRoot) {
+  const PlatformPolicy policy = Flat(kFields);
+  ExpectFilled(policy);
+  EXPECT_TRUE(policy.device_subscription_list().empty());
+}
+
+TEST(PolicyReadersTest, FlatFormReadsSubscriptionsInTheWrappedPosition) {
+  const PlatformPolicy policy = Flat(R"({
+    "device_subscription_list": ["ignored"], "device_auth_type": "type",
+    "yox_config": {"platform_policy": {"device_subscription_list": ["a", "b"]}}})");
+  EXPECT_EQ(policy.device_subscription_list(), (List{"a"_w, "b"_w}));
+  EXPECT_EQ(policy.device_auth_type(), "type"_w);
+}
+
+TEST(PolicyReadersTest, WrappedReaderFindsNothingInAFlatDocument) {
+  ExpectEmpty(PlatformPolicy::DeSerialize(String::UTF8ToUTF16(kFields), true));
+}
+
+TEST(PolicyReadersTest, SelfSignedSettingIsTakenFromABooleanAlone) {
+  const auto setting = [](const std::string& value) {
+    return Flat(R"({"validation": {"allow_self_signed_cert": )" + value + "}}")
+        .allow_self_signed_cert();
+  };
+  EXPECT_TRUE(setting("true"));
+  EXPECT_FALSE(setting("false"));
+  EXPECT_FALSE(setting(R"("true")"));
+  EXPECT_FALSE(setting("1"));
+  EXPECT_FALSE(setting("null"));
+  EXPECT_FALSE(setting("[true]"));
+}
+
+TEST(PolicyReadersTest, ListThatIsNoArrayIsEmpty) {
+  EXPECT_TRUE(Flat(R"({"validation": {"jws_pubkey": "abc"}})").jws_pubkey().empty());
+  EXPECT_TRUE(Flat(R"({"validation": {"jws_pubkey": []}})").jws_pubkey().empty());
+  EXPECT_TRUE(Flat(R"({"validation": {"jws_pubkey": {"a": "b"}}})").jws_pubkey().empty());
+}
+
+TEST(PolicyReadersTest, NumbersAndBooleansBecomeText) {
+  const PlatformPolicy policy = Flat(
+      R"({"config_pull_triggers": 7, "device_auth_type": true, "uri": null,
+          "validation": {"tls_leaf_cn_list": ["a", 1, null]}})");
+  EXPECT_EQ(policy.config_pull_triggers(), "7"_w);
+  EXPECT_EQ(policy.device_auth_type(), "true"_w);
+  EXPECT_EQ(policy.tls_leaf_cn_list(), (List{"a"_w, "1"_w, ""_w}));
+}
+
+TEST(PolicyReadersTest, ValueThatCannotBeConvertedEndsTheReading) {
+  const PlatformPolicy number = Flat(R"({"config_pull_triggers": "read", "uri": 5,
+                                         "device_auth_type": "not reached"})");
+  EXPECT_EQ(number.config_pull_triggers(), "read"_w);
+  EXPECT_EQ(number.device_auth_type(), ""_w);
+  const PlatformPolicy object = Flat(R"({"uri": {"api_baseuri": "read", "mqtt_baseuri": {}},
+                                         "device_auth_type": "not reached"})");
+  EXPECT_EQ(object.api_baseuri(), "read"_w);
+  EXPECT_EQ(object.device_auth_type(), ""_w);
+}
+
+TEST(PolicyReadersTest, ResponseReadsItsOwnKeyAlone) {
+  const PlatformPolicy policy = Response(kFields);
+  EXPECT_EQ(policy.tls_rootca_thumbprint_list(), List{"response"_w});
+  EXPECT_EQ(policy.api_baseuri(), ""_w);
+  EXPECT_EQ(policy.mqtt_chain_pem64(), ""_w);
+  EXPECT_TRUE(policy.jws_pubkey().empty());
+  EXPECT_TRUE(policy.device_subscription_list().empty());
+  EXPECT_FALSE(policy.allow_self_signed_cert());
+}
+
+TEST(PolicyReadersTest, ResponseIgnoresTheKeyOfTheStoredDocument) {
+  ExpectEmpty(Response(R"({"validation": {"tls_rootca_thumbprint_list": ["thumb"]}})"));
+}
+
+TEST(PolicyReadersTest, ResponseIsReadInTheWrappedFormOnly) {
+  ExpectEmpty(PlatformPolicy::DeSerializePlatformPolicyResponse(
+      R"({"validation": {"tls_thumbprint_list": ["thumb"]}})"_w));
+}
+
+struct Hostile {
+  const char* name;
+  std::string json;
+};
+
+class HostilePolicyTest : public testing::TestWithParam<Hostile> {};
+
+TEST_P(HostilePolicyTest, GivesADefaultRecord) {
+  const WString json = String::UTF8ToUTF16(GetParam().json);
+  ExpectEmpty(PlatformPolicy::DeSerialize(json, false));
+  ExpectEmpty(PlatformPolicy::DeSerialize(json, true));
+  ExpectEmpty(PlatformPolicy::DeSerializePlatformPolicyResponse(json));
+}
+
+INSTANTIATE_TEST_SUITE_P(, HostilePolicyTest,
+                         testing::Values(Hostile{"CutShort", R"({"config_pull_triggers": "pull")"},
+                                         Hostile{"Number", "17"}, Hostile{"Text", R"("text")"},
+                                         Hostile{"Array", "[1]"}, Hostile{"Null", "null"},
+                                         Hostile{"WrapperIsANumber", R"({"yox_config": 1})"},
+                                         Hostile{"DeeplyNested", std::string(100000, '[')},
+                                         Hostile{"ManyObjects",
+                                                 [] {
+                                                   std::string deep;
+                                                   for (int i = 0; i < 5000; ++i)
+                                                     deep += R"({"uri":)";
+                                                   return deep;
+                                                 }()}),
+                         yox_test::RowName());
+
+}  // namespace
