@@ -1,0 +1,22 @@
+#include "yox/clientbase/InitLog.h"
+
+#include "yox/clientbase/FileSystem.h"
+#include "yox/clientbase/Paths.h"
+
+namespace YOX::utility {
+
+bool InitLog(Log& log, WStringView file_name, int verbosity) {
+  WString folder;
+  if (!GetYoxAppDataRootPath(folder)) return false;
+  folder += "\\Logs"_wv;
+  if (!FileSystem::createDirectory(folder, true)) return false;
+  WString path = folder + WChar{'\\'};
+  path += file_name;
+  if (!log.Open(FileSystem::Locate(path))) return false;
+  log.SetLevel(verbosity >= 4   ? LogLevel::Debug
+               : verbosity >= 2 ? LogLevel::Warning
+                                : LogLevel::Error);
+  return true;
+}
+
+}  // namespace YOX::utility

@@ -1,0 +1,213 @@
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <thread>
+
+#include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
+#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+#include "yox/status/YoxStatusManager.h"
+
+#include "tests/CapturedLog.h"
+
+namespace {
+
+using YOX::YoxStatusManager;
+using Gateway = YoxStatusManager::Gateway;
+
+constexpr std::int64_t kNoon = 1772366400;  // 2026-03-01T12:00:00 UTC
+
+class TestManager : public YoxStatusManager {
+ public:
+  TestManager() = default;
+};
+
+class YoxStatusManagerTest : public testing::Test {
+ protected:
+  void Register(Gateway gateway, int code, int times) {
+    for (int i = 0; i < times; ++i) manager_.RegisterError(gateway, code);
+  }
+
+  YOX::platform::SimulatedDevice device_{
+      YOX::platform::ReadDeviceProfile(R"({"clock": {"now": "2026-03-01T12:00:00"}})")};
+  YOX::platform::ScopedPlatform installed_{device_};
+  TestManager manager_;
+};
+
+TEST_F(YoxStatusManagerTest, FifthOccurrenceOfOneCodeIsCritical) {
+  Register(Gateway::HttpGateway, 17, 4);
+  EXPECT_FALSE(manager_.HasCriticalError());
+  Register(Gateway::HttpGateway, 17, 1);
+  EXPECT_TRUE(manager_.HasCriticalError());
+  Register(Gateway::HttpGateway, 17, 1);
+  EXPECT_TRUE(manager_.HasCriticalError());
+  EXPECT_EQ(manager_.GetErrors(Gateway::HttpGateway).at(0).count, 6);
+  EXPECT_TRUE(manager_.GetErrors(Gateway::HttpGateway).at(0).turnedCritical);
+}
+
+TEST_F(YoxStatusManagerTest, FiveDifferentCodesAreNotCritical) {
+  for (const int code : {5, -1, 3, 0, 4}) Register(Gateway::MqttGateway, code, 1);
+  EXPECT_FALSE(manager_.HasCriticalError());
+  const auto errors = manager_.GetErrors(Gateway::MqttGateway);
+  ASSERT_EQ(errors.size(), 5U);
+  const int codes[] = {5, -1, 3, 0, 4};
+  for (std::size_t i = 0; i < 5; ++i) {
+    EXPECT_EQ(errors[i].errorCode, codes[i]);
+    EXPECT_EQ(errors[i].count, 1);
+    EXPECT_FALSE(errors[i].turnedCritical);
+  }
+}
+
+TEST_F(YoxStatusManagerTest, OneErrorIsNamedWithoutBeingCritical) {
+  Register(Gateway::HttpGateway, 17, 1);
+  EXPECT_FALSE(manager_.HasCriticalError());
+  EXPECT_EQ(manager_.GetCriticalErrorMessage(), "Critical error in HttpGateway; ");
+}
+
+TEST_F(YoxStatusManagerTest, MessageNamesEveryGatewayWithErrorsByAscendingNumber) {
+  Register(Gateway::MqttGateway, 1, 1);
+  Register(Gateway::HttpGateway, 17, 5);
+  EXPECT_TRUE(manager_.HasCriticalError());
+  EXPECT_EQ(manager_.GetCriticalErrorMessage(),
+            "Critical error in HttpGateway; Critical error in MqttGateway; ");
+}
+
+TEST_F(YoxStatusManagerTest, ClearingTheCriticalGatewayLeavesTheOther) {
+  Register(Gateway::MqttGateway, 1, 3);
+  Register(Gateway::HttpGateway, 17, 5);
+  manager_.ClearErrors(Gateway::HttpGateway);
+  EXPECT_FALSE(manager_.HasCriticalError());
+  EXPECT_EQ(manager_.GetCriticalErrorMessage(), "Critical error in MqttGateway; ");
+  EXPECT_TRUE(manager_.GetErrors(Gateway::HttpGateway).empty());
+  Register(Gateway::HttpGateway, 17, 4);
+  EXPECT_FALSE(manager_.HasCriticalError());
+}
+
+TEST_F(YoxStatusManagerTest, ClearingAGatewayWithoutErrorsChangesNothing) {
+  Register(Gateway::HttpGateway, 17, 5);
+  manager_.ClearErrors(Gateway::Registration);
+  EXPECT_TRUE(manager_.HasCriticalError());
+  EXPECT_EQ(manager_.GetCriticalErrorMessage(), "Critical error in HttpGateway; ");
+}
+
+TEST_F(YoxStatusManagerTest, AskingForErrorsMakesNoEntry) {
+  EXPECT_TRUE(manager_.GetErrors(Gateway::Registration).empty());
+  Register(Gateway::HttpGateway, 17, 1);
+  EXPECT_EQ(manager_.GetCriticalErrorMessage(), "Critical error in HttpGateway; ");
+}
+
+TEST_F(YoxStatusManagerTest, UnknownGatewayIsOneLikeTheOthers) {
+  Register(Gateway::Unknown, 17, 5);
+  EXPECT_TRUE(manager_.HasCriticalError());
+  EXPECT_EQ(manager_.GetCriticalErrorMessage(), "Critical error in Unknown; ");
+}
+
+TEST_F(YoxStatusManagerTest, ClearingAllAndUninitResetEverything) {
+  Register(Gateway::HttpGateway, 17, 5);
+  manager_.ClearAllErrors();
+  EXPECT_FALSE(manager_.HasCriticalError());
+  EXPECT_EQ(manager_.GetCriticalErrorMessage(), "");
+  Register(Gateway::HttpGateway, 17, 5);
+  manager_.Uninit();
+  EXPECT_FALSE(manager_.HasCriticalError());
+  EXPECT_TRUE(manager_.GetErrors(Gateway::HttpGateway).empty());
+  Register(Gateway::HttpGateway, 17, 1);
+  EXPECT_EQ(manager_.GetErrors(Gateway::HttpGateway).at(0).count, 1);
+}
+
+TEST_F(YoxStatusManagerTest, LastOccurrenceIsRecordedAndDecidesNothing) {
+  Register(Gateway::HttpGateway, 17, 4);
+  device_.clock().Advance(365 * 86400);
+  Register(Gateway::HttpGateway, 17, 1);
+  EXPECT_TRUE(manager_.HasCriticalError());
+  EXPECT_EQ(manager_.GetErrors(Gateway::HttpGateway).at(0).lastOccurred,
+            std::chrono::system_clock::from_time_t(kNoon + 365 * 86400));
+}
+
+TEST_F(YoxStatusManagerTest, TextsOfGatewaysGoOneWayFurtherThanTheOther) {
+  EXPECT_EQ(YoxStatusManager::GatewayToString(Gateway::Registration), "Registration");
+  EXPECT_EQ(YoxStatusManager::GatewayToString(Gateway::HttpGateway), "HttpGateway");
+  EXPECT_EQ(YoxStatusManager::GatewayToString(Gateway::MqttGateway), "MqttGateway");
+  EXPECT_EQ(YoxStatusManager::GatewayToString(Gateway::Unknown), "Unknown");
+  EXPECT_EQ(YoxStatusManager::StringToGateway("Registration"), Gateway::Registration);
+  EXPECT_EQ(YoxStatusManager::StringToGateway("HttpGateway"), Gateway::HttpGateway);
+  EXPECT_EQ(YoxStatusManager::StringToGateway("MqttGateway"), Gateway::MqttGateway);
+  for (const char* const other : {"httpgateway", "Unknown", "", "HttpGateway "}) {
+    EXPECT_EQ(YoxStatusManager::StringToGateway(other), Gateway::Unknown) << other;
+  }
+}
+
+std::string OutOfRangeOf(auto call) {
+  try {
+    call();
+  } catch (const std::out_of_range& error) {
+    return error.what();
+  }
+  return "nothing was thrown";
+}
+
+TEST_F(YoxStatusManagerTest, NumberThatIsNoGatewayIsOutOfRange) {
+  const auto four = static_cast<Gateway>(4);
+  EXPECT_EQ(OutOfRangeOf([&] { YoxStatusManager::GatewayToString(four); }),
+            "invalid unordered_map<K, T> key");
+}
+
+TEST_F(YoxStatusManagerTest, ErrorOfAnUnknownNumberRaisesButIsCounted) {
+  const auto four = static_cast<Gateway>(4);
+  EXPECT_EQ(OutOfRangeOf([&] { manager_.RegisterError(four, 17); }),
+            "invalid unordered_map<K, T> key");
+  EXPECT_EQ(manager_.GetErrors(four).size(), 1U);
+  // The lock is free again, for another thread too.
+  std::thread([&] { manager_.ClearErrors(four); }).join();
+  EXPECT_TRUE(manager_.GetErrors(four).empty());
+}
+
+TEST_F(YoxStatusManagerTest, LogsWhatItCounts) {
+  const yox_test::CapturedLog log;
+  Register(Gateway::HttpGateway, 17, 5);
+  manager_.ClearErrors(Gateway::HttpGateway);
+  manager_.Uninit();
+  const std::string line = "YoxStatusManager D YOX::YoxStatusManager::RegisterError: ";
+  EXPECT_EQ(log.Text(), line + "gateway 1 error_code 17 tunredCritical 0 count 1\n" + line +
+                            "gateway 1 error_code 17\n" + line + "gateway 1 error_code 17\n" +
+                            line + "gateway 1 error_code 17\n" + line +
+                            "gateway 1 error_code 17\n" + line +
+                            "gateway 1 error_code 17 has turned critical, count : 5\n" + line +
+                            "gateway 1 error_code 17\n" +
+                            "YoxStatusManager D YOX::YoxStatusManager::Uninit: triggered\n");
+}
+
+TEST_F(YoxStatusManagerTest, InstanceIsMadeOnceAndSaysSo) {
+  const yox_test::CapturedLog log;
+  YoxStatusManager* const first = YoxStatusManager::GetInstance();
+  EXPECT_EQ(YoxStatusManager::GetInstance(), first);
+  EXPECT_EQ(log.Text(),
+            "YoxStatusManager D YOX::YoxStatusManager::GetInstance Acquring lock for first time "
+            "object creatin of YoxStatusManager\n"
+            "YoxStatusManager D YOX::YoxStatusManager::GetInstance Creating object of "
+            "YoxStatusManager\n"
+            "YoxStatusManager D YOX::YoxStatusManager::Init: triggered\n");
+}
+
+TEST_F(YoxStatusManagerTest, HasALogFileOfItsOwn) {
+  std::ifstream file(device_.files().folder() / "State" / "Logs" / "YoxStatusManager.log");
+  const std::string text{std::istreambuf_iterator<char>(file), {}};
+  EXPECT_NE(text.find("YOX::YoxStatusManager::Init: triggered"), std::string::npos);
+}
+
+TEST_F(YoxStatusManagerTest, ThreadsLoseNoCount) {
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&] {
+      for (int n = 0; n < 250; ++n) {
+        manager_.RegisterError(Gateway::HttpGateway, n % 5);
+        if (!manager_.GetCriticalErrorMessage().empty()) manager_.HasCriticalError();
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  for (const auto& error : manager_.GetErrors(Gateway::HttpGateway)) EXPECT_EQ(error.count, 200);
+}
+
+}  // namespace
