@@ -1,0 +1,73 @@
+#include <gtest/gtest.h>
+
+#include "yox/foundation/YOXHelperFactory.h"
+
+namespace {
+
+using yox::YOXHelperFactory;
+
+// The factory never looks into what it holds: a pointer to an int stands for any object.
+template <class T>
+std::shared_ptr<T> Object(const std::shared_ptr<int>& owner) {
+  return {owner, reinterpret_cast<T*>(owner.get())};
+}
+
+TEST(YOXHelperFactoryTest, ReleasingWithoutAnInstanceDoesNothing) {
+  YOXHelperFactory::ReleaseInstance();
+  YOXHelperFactory::ReleaseInstance();
+  EXPECT_NE(YOXHelperFactory::GetInstance(), nullptr);
+  YOXHelperFactory::ReleaseInstance();
+}
+
+TEST(YOXHelperFactoryTest, ThereIsOneInstance) {
+  EXPECT_EQ(YOXHelperFactory::GetInstance(), YOXHelperFactory::GetInstance());
+}
+
+TEST(YOXHelperFactoryTest, AnInstanceIsBornEmptyAlsoAfterARelease) {
+  const auto owner = std::make_shared<int>();
+  auto record = Object<MachineInformation>(owner);
+  YOXHelperFactory::GetInstance()->SetMachineInformationAgent(record);
+  YOXHelperFactory::ReleaseInstance();
+  YOXHelperFactory* const factory = YOXHelperFactory::GetInstance();
+  EXPECT_EQ(factory->GetMachineInformationAgent(), nullptr);
+  EXPECT_EQ(factory->GetDeviceInfoProviderAgent(), nullptr);
+  EXPECT_EQ(factory->GetApplicablilityEvaluatorAgent(), nullptr);
+  EXPECT_EQ(factory->GetYoxStatusManager(), nullptr);
+}
+
+template <class T>
+void ExpectSharedBy(void (YOXHelperFactory::*set)(std::shared_ptr<T>&),
+                    std::shared_ptr<T>& (YOXHelperFactory::*get)()) {
+  YOXHelperFactory* const factory = YOXHelperFactory::GetInstance();
+  const auto owner = std::make_shared<int>();
+  auto object = Object<T>(owner);
+  const long count = owner.use_count();
+  (factory->*set)(object);
+  EXPECT_EQ(owner.use_count(), count + 1);
+  EXPECT_EQ((factory->*get)(), object);
+  EXPECT_EQ(&(factory->*get)(), &(factory->*get)());
+  YOXHelperFactory::ReleaseInstance();
+  EXPECT_EQ(owner.use_count(), count);
+}
+
+TEST(YOXHelperFactoryTest, EachObjectIsSharedWithItsOwnerUntilTheRelease) {
+  using Factory = YOXHelperFactory;
+  ExpectSharedBy(&Factory::SetMachineInformationAgent, &Factory::GetMachineInformationAgent);
+  ExpectSharedBy(&Factory::SetDeviceInfoProviderAgent, &Factory::GetDeviceInfoProviderAgent);
+  ExpectSharedBy(&Factory::SetApplicablityEvaluatorAgent,
+                 &Factory::GetApplicablilityEvaluatorAgent);
+  ExpectSharedBy(&Factory::SetYoxStatusManager, &Factory::GetYoxStatusManager);
+}
+
+TEST(YOXHelperFactoryTest, ACopySharesTheObjects) {
+  const auto owner = std::make_shared<int>();
+  auto record = Object<MachineInformation>(owner);
+  YOXHelperFactory* const factory = YOXHelperFactory::GetInstance();
+  factory->SetMachineInformationAgent(record);
+  EXPECT_EQ(factory->GetMachineInformationAgent().use_count(), 3);
+  *factory = *factory;
+  EXPECT_EQ(factory->GetMachineInformationAgent(), record);
+  YOXHelperFactory::ReleaseInstance();
+}
+
+}  // namespace
