@@ -1,15 +1,20 @@
 #include "yox/clientbase/CGuid.h"
 
+#include <algorithm>
 #include <array>
+#include <string>
 
 #include "yox/clientbase/platform/RandomBytes.h"
+#include "yox/clientbase/platform/Sha1.h"
 
 namespace YOX::Utility {
 
-WString CGuid::NewGuid(bool plain) {
-  std::array<unsigned char, 16> bytes;
-  if (!platform::FillRandom(bytes)) return {};
-  bytes[6] = static_cast<unsigned char>((bytes[6] & 0x0F) | 0x40);  // version 4: random
+namespace {
+
+using Bytes = std::array<unsigned char, 16>;
+
+WString Written(Bytes bytes, int version, bool plain) {
+  bytes[6] = static_cast<unsigned char>((bytes[6] & 0x0F) | (version << 4));
   bytes[8] = static_cast<unsigned char>((bytes[8] & 0x3F) | 0x80);  // variant of RFC 4122
   constexpr WStringView kDigits = operator""_wv<"0123456789abcdef">();
   WString text;
@@ -22,6 +27,25 @@ WString CGuid::NewGuid(bool plain) {
   }
   if (!plain) text += WChar{'}'};
   return text;
+}
+
+}  // namespace
+
+WString CGuid::NewGuid(bool plain) {
+  constexpr int kRandom = 4;
+  Bytes bytes;
+  if (!platform::FillRandom(bytes)) return {};
+  return Written(bytes, kRandom, plain);
+}
+
+WString CGuid::FromName(const Bytes& name_space, std::string_view name) {
+  constexpr int kNamed = 5;
+  std::string hashed(name_space.begin(), name_space.end());
+  hashed += name;
+  const platform::Sha1Digest digest = platform::Sha1(hashed);
+  Bytes bytes;
+  std::copy_n(digest.begin(), bytes.size(), bytes.begin());
+  return Written(bytes, kNamed, true);
 }
 
 }  // namespace YOX::Utility

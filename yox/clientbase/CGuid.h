@@ -1,5 +1,8 @@
 #pragma once
 
+#include <array>
+#include <string_view>
+
 #include "yox/clientbase/Export.h"
 #include "yox/clientbase/WString.h"
 
@@ -12,6 +15,10 @@ class YOX_API CGuid {
   // A fresh random GUID as 36 lower-case characters, in braces unless `plain`; empty when the
   // system has no random numbers to give. Safe from any thread.
   static WString NewGuid(bool plain);
+
+  // The name-based GUID (version 5) of bytes within a name space, which is a GUID itself:
+  // "xxxxxxxx-xxxx-5xxx-yxxx-xxxxxxxxxxxx", digits in lower case. The same everywhere and always.
+  static WString FromName(const std::array<unsigned char, 16>& name_space, std::string_view name);
 };
 
 }  // namespace YOX::Utility

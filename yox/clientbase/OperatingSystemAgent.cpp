@@ -9,6 +9,10 @@ WString OperatingSystemAgent::GetOperatingSystemProductName() {
   return Platform::Get().operating_system().ProductName();
 }
 
+WString OperatingSystemAgent::GetOperatingSystemProductEditionID() {
+  return Platform::Get().operating_system().EditionId();
+}
+
 WString OperatingSystemAgent::GetOperatingSystemVersion() {
   return Platform::Get().operating_system().Version();
 }

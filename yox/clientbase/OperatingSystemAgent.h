@@ -9,6 +9,7 @@ class YOX_API OperatingSystemAgent {
   OperatingSystemAgent() = delete;
 
   static YOX::WString GetOperatingSystemProductName();
+  static YOX::WString GetOperatingSystemProductEditionID();
   static YOX::WString GetOperatingSystemVersion();
   static bool IsSMode();
 };

@@ -1,0 +1,52 @@
+#include "yox/clientbase/XMLConfigAgent.h"
+
+#include <iterator>
+#include <pugixml.hpp>
+#include <string>
+
+#include "yox/clientbase/FileSystem.h"
+#include "yox/clientbase/String.h"
+
+using namespace YOX::literals;
+using YOX::String;
+using YOX::WString;
+
+struct XMLConfigAgent::Element {
+  const char* name;
+  WString XMLConfigAgent::*text;
+};
+
+const XMLConfigAgent::Element XMLConfigAgent::kElements[] = {
+    {"MachineType", &XMLConfigAgent::machine_type_},
+    {"SerialNumber", &XMLConfigAgent::serial_number_},
+    {"BIOSVersion", &XMLConfigAgent::bios_version_},
+    {"MTM", &XMLConfigAgent::mtm_},
+    {"MachineModel", &XMLConfigAgent::machine_model_},
+};
+
+XMLConfigAgent XMLConfigAgent::Parse(std::string_view xml) {
+  XMLConfigAgent agent;
+  pugi::xml_document document;
+  if (!document.load_buffer(xml.data(), xml.size(), pugi::parse_default, pugi::encoding_auto)) {
+    return agent;
+  }
+  const pugi::xml_node configuration = document.child("configuration");
+  for (const Element& element : kElements) {
+    const WString text = String::UTF8ToUTF16(configuration.child_value(element.name));
+    agent.*element.text = WString(String::Trimmed(text));
+  }
+  return agent;
+}
+
+XMLConfigAgent& XMLConfigAgent::GetInstance(int /*unused*/) {
+  constexpr std::uint64_t kLargest = std::uint64_t{1} << 20;
+  thread_local XMLConfigAgent agent;
+  const WString path = FileSystem::GetCommonApplicationDataPath() + "\\yox-config.xml"_w;
+  std::string xml;
+  if (FileSystem::fileSize(path) <= kLargest) {
+    std::ifstream file = FileSystem::OpenToRead(path);
+    if (file) xml.assign(std::istreambuf_iterator<char>(file), {});
+  }
+  agent = Parse(xml);
+  return agent;
+}
