@@ -1,10 +1,6 @@
 #include "yox/device/MachineInformation.h"
 
 #include "yox/clientbase/Log.h"
-#include "yox/clientbase/MTMAgent.h"
-#include "yox/clientbase/OperatingSystemAgent.h"
-#include "yox/clientbase/SMBiosInformationRetriever.h"
-#include "yox/clientbase/platform/Platform.h"
 
 using YOX::g_log;
 using YOX::WString;
@@ -49,44 +45,6 @@ MachineInformation& MachineInformation::operator=(const MachineInformation& othe
 
 MachineInformation::~MachineInformation() {
   g_log.d("%s Machine info destructor called", "MachineInformation::~MachineInformation");
-}
-
-void MachineInformation::Initialize() {
-  const std::lock_guard lock(lock_);
-  if (initialized_) return;
-  ReadMachineInformation(false);
-  initialized_ = true;
-}
-
-void MachineInformation::ReadMachineInformation(bool force) {
-  try {
-    auto* const firmware = SMBiosInformationRetriever::GetInstance();
-    if (firmware != nullptr) {
-      if (force) firmware->ReInitialize();
-      set_device_enclosuretype(firmware->GetEnclosureType());
-      set_device_family(firmware->GetFamily());
-      set_device_manufacturer(firmware->GetManufacturer());
-      set_device_bios_version(firmware->GetBiosVersion());
-      set_device_bios_version_short(firmware->GetBiosVersionShort());
-      set_device_bios_release_date(firmware->GetBiosReleaseDate());
-      set_device_ec_release_date(firmware->GetECReleaseDate());
-      set_device_smbios_version(firmware->GetSmBiosVersion());
-      set_device_ec_version(firmware->GetEcVersion());
-      set_device_model(MTMAgent::GetMTM(firmware->GetModelNumber()));
-      set_device_mt(MTMAgent::GetMTFromMTM(device_model()));
-      set_serial_number(firmware->GetSerialNumber());
-      set_baseboard_serial_number(firmware->GetOrlaSerialNumber());
-    }
-    auto& platform = YOX::platform::Platform::Get();
-    const YOX::platform::LocaleFacts locale = platform.locale().Facts();
-    set_os_region(locale.country_code);
-    set_os_language(locale.language_code);
-    set_os_name(OperatingSystemAgent::GetOperatingSystemProductName());
-    set_os_version(OperatingSystemAgent::GetOperatingSystemVersion());
-    set_os_is_s_mode(OperatingSystemAgent::IsSMode());
-    set_os_description(platform.operating_system().Caption());
-  } catch (...) {  // NOLINT(bugprone-empty-catch): the collection ends where its source failed
-  }
 }
 
 int MachineInformation::SanitizeString(std::string& /*text*/) { return 0; }

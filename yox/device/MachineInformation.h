@@ -97,19 +97,48 @@ class YOX_API MachineInformation {
 
   std::vector<YOX::WString> gpu_names() const { return gpu_names_; }
 
+  // Collects everything anew and writes the cache file, under the record's lock; may take seconds.
+  // Without `force` it does nothing: nothing in the record decides by itself that it is stale.
+  void ReInitialize(bool force);
+
+  // The accelerators and graphics processors, which no cache file keeps. They take no lock.
+  // The last accelerator gives manufacturer and description; a text that cannot be read, and the
+  // texts of a device without accelerators, stay as they were.
+  void CollectNpuInfo();
+  // The names of real graphics hardware; a device that shows none keeps the former names.
+  void CollectGpuNames();
+  void CollectAdditionalInfo(bool with_npu);
+
  protected:
   MachineInformation();
 
+  // Fills the record once: from its cache file, or from the device when that cannot be opened. A
+  // file that can be opened is believed, even an empty one.
   void Initialize();
+  bool LoadMachineInformationFromFile();
+  // Replaces the file in place; false when it cannot be opened.
+  bool SaveMachineInformationToFile();
+  // The file's text; empty when it cannot be made.
+  std::string Serialize();
+  // Assigns key by key: where a value has the wrong shape, those behind it keep what they hold. A
+  // missing key empties its member; a text that is no JSON changes nothing.
+  void DeSerialize(const std::string& text);
+
   // Fills the record from the device; `force` has the sources read anew. An exception of a source
   // ends the collection there, without a word: what was assigned before it stays.
   void ReadMachineInformation(bool force);
+  // The device simulator's machine type, if its registry value is set, else that of the MTM.
+  void SetMachineType(YOX::WString mtm);
+  void SetSerialNumber(YOX::WString serial);
 
   // Leaves the text as it is and answers 0.
   int SanitizeString(std::string& text);
 
  private:
   void Set(Text text, const YOX::WString& value);
+
+  static const YOX::WStringView s_MachineInformationSharedFolderSubPath;
+  static const YOX::WStringView s_MachineInformationFileName;
 
   static std::atomic<MachineInformation*> machine_information_;
   static std::mutex instance_mutex_;

@@ -1,0 +1,51 @@
+#include "yox/device/CacheFile.h"
+
+#include <json/reader.h>
+#include <json/writer.h>
+
+#include <algorithm>
+#include <memory>
+
+#include "yox/clientbase/FileSystem.h"
+#include "yox/clientbase/Paths.h"
+
+namespace yox_device {
+
+using YOX::WString;
+
+WString CachePath(YOX::WStringView name) {
+  WString path;
+  YOX::utility::GetYoxAppDataRootPath(path);
+  return (path += kSharedFolder) += name;
+}
+
+std::optional<std::string> ReadCacheFile(const WString& path) {
+  std::ifstream file =
+      FileSystem::OpenToRead(path, std::ios::in | std::ios::binary | std::ios::ate);
+  if (!file.good()) return std::nullopt;
+  std::string text(static_cast<std::size_t>(file.tellg()), '\0');
+  file.seekg(0);
+  file.read(text.data(), static_cast<std::streamsize>(text.size()));
+  text.resize(std::min(text.size(), text.find('\0')));
+  return text;
+}
+
+bool WriteCacheFile(const WString& path, const std::string& text) {
+  std::ofstream file = FileSystem::OpenToWrite(path);
+  if (!file.good()) return false;
+  file << text;
+  return true;
+}
+
+std::string WriteCompact(const Json::Value& root) {
+  Json::StreamWriterBuilder builder;
+  builder["indentation"] = "";
+  return Json::writeString(builder, root);
+}
+
+bool ReadDocument(const std::string& text, Json::Value& root) {
+  const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+  return reader->parse(text.data(), text.data() + text.size(), &root, nullptr);
+}
+
+}  // namespace yox_device

@@ -1,0 +1,88 @@
+#include <optional>
+
+#include "yox/clientbase/FileSystem.h"
+#include "yox/clientbase/Paths.h"
+#include "yox/clientbase/String.h"
+#include "yox/device/CacheFile.h"
+#include "yox/device/CacheKeys.h"
+#include "yox/device/MachineInformation.h"
+
+using namespace YOX::literals;
+using YOX::String;
+using YOX::WString;
+
+constexpr YOX::WStringView MachineInformation::s_MachineInformationSharedFolderSubPath =
+    yox_device::kSharedFolder;
+constexpr YOX::WStringView MachineInformation::s_MachineInformationFileName =
+    "\\MachineInformationCached.json"_wv;
+
+void MachineInformation::Initialize() {
+  const std::lock_guard lock(lock_);
+  if (initialized_) return;
+  initialized_ = true;
+  FileSystem::createDirectory(yox_device::CachePath({}), true);
+  if (!LoadMachineInformationFromFile()) {
+    ReadMachineInformation(false);
+    SaveMachineInformationToFile();
+  }
+}
+
+void MachineInformation::ReInitialize(bool force) {
+  if (!force) return;
+  const std::lock_guard lock(lock_);
+  ReadMachineInformation(force);
+  SaveMachineInformationToFile();
+}
+
+bool MachineInformation::LoadMachineInformationFromFile() {
+  try {
+    const std::optional<std::string> text =
+        yox_device::ReadCacheFile(yox_device::CachePath(s_MachineInformationFileName));
+    if (text) DeSerialize(*text);
+    return text.has_value();
+  } catch (...) {
+    return false;
+  }
+}
+
+bool MachineInformation::SaveMachineInformationToFile() {
+  try {
+    return yox_device::WriteCacheFile(yox_device::CachePath(s_MachineInformationFileName),
+                                      Serialize());
+  } catch (...) {
+    return false;
+  }
+}
+
+std::string MachineInformation::Serialize() {
+  try {
+    Json::Value root;
+    for (const yox_device::CacheKey& key : yox_device::kCacheKeys) {
+      if (!key.text) {
+        root[key.name] = os_is_s_mode_;
+      } else if (*key.text == Text::device_manufacturer) {
+        root[key.name] = String::UTF16ToUTF8(device_manufacturer());  // may be overridden
+      } else {
+        root[key.name] = String::UTF16ToUTF8(View(*key.text));
+      }
+    }
+    return yox_device::WriteCompact(root);
+  } catch (...) {
+    return {};
+  }
+}
+
+void MachineInformation::DeSerialize(const std::string& text) {
+  try {
+    Json::Value root;
+    if (!yox_device::ReadDocument(text, root)) return;
+    for (const yox_device::CacheKey& key : yox_device::kCacheKeys) {
+      if (key.text) {
+        Set(*key.text, String::UTF8ToUTF16(root[key.name].asString()));
+      } else {
+        os_is_s_mode_ = root[key.name].asBool();
+      }
+    }
+  } catch (...) {  // NOLINT(bugprone-empty-catch): what was read so far stays
+  }
+}

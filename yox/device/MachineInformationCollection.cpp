@@ -1,0 +1,138 @@
+#include <algorithm>
+#include <optional>
+#include <utility>
+
+#include "yox/clientbase/BrandAgent.h"
+#include "yox/clientbase/Log.h"
+#include "yox/clientbase/MTMAgent.h"
+#include "yox/clientbase/OperatingSystemAgent.h"
+#include "yox/clientbase/SMBiosInformationRetriever.h"
+#include "yox/clientbase/String.h"
+#include "yox/clientbase/SubBrandAgent.h"
+#include "yox/clientbase/System.h"
+#include "yox/clientbase/platform/Platform.h"
+#include "yox/clientbase/platform/RegistryReads.h"
+#include "yox/device/Environment.h"
+#include "yox/device/MachineInformation.h"
+#include "yox/device/RegionInformation.h"
+#include "yox/device/UpdateHistory.h"
+
+using namespace YOX::literals;
+using YOX::g_log;
+using YOX::String;
+using YOX::WString;
+using YOX::platform::DisplayAdapter;
+using YOX::platform::Platform;
+
+namespace {
+
+// Three tests that each find most of what only looks like a graphics processor.
+bool IsGraphicsHardware(const DisplayAdapter& adapter) {
+  return !adapter.software &&
+         adapter.description.find("Microsoft Basic Render Driver"_wv) == WString::npos &&
+         (adapter.dedicated_video_memory != 0 || adapter.dedicated_system_memory != 0 ||
+          adapter.shared_system_memory != 0);
+}
+
+}  // namespace
+
+void MachineInformation::ReadMachineInformation(bool force) {
+  try {
+    if (auto* const firmware = SMBiosInformationRetriever::GetInstance()) {
+      if (force) firmware->ReInitialize();
+      set_device_enclosuretype(firmware->GetEnclosureType());
+      set_device_family(firmware->GetFamily());
+      set_device_manufacturer(firmware->GetManufacturer());
+      set_device_bios_version(firmware->GetBiosVersion());
+      set_device_bios_version_short(firmware->GetBiosVersionShort());
+      set_device_bios_release_date(firmware->GetBiosReleaseDate());
+      set_device_ec_release_date(firmware->GetECReleaseDate());
+      set_device_smbios_version(firmware->GetSmBiosVersion());
+      set_device_ec_version(firmware->GetEcVersion());
+      const WString mtm = MTMAgent::GetMTM(firmware->GetModelNumber());
+      set_device_model(mtm);
+      SetMachineType(mtm);
+      SetSerialNumber(firmware->GetSerialNumber());
+      set_baseboard_serial_number(firmware->GetOrlaSerialNumber());
+      const WString sku = firmware->GetSKU();
+      const WString family = firmware->GetFamily();
+      set_device_brand(BrandAgent::GetBrand(sku, family, firmware->GetManufacturer()));
+      set_device_subbrand(SubBrandAgent::GetSubBrand(sku, family));
+    }
+
+    RegionInformation* const region = RegionInformation::GetInstance();
+    if (force) region->Init(true);
+    set_os_region(region->country_code());
+    set_os_language(region->language_code());
+
+    set_os_name(OperatingSystemAgent::GetOperatingSystemProductName());
+    set_os_version(OperatingSystemAgent::GetOperatingSystemVersion());
+    set_os_is_s_mode(OperatingSystemAgent::IsSMode());
+    set_device_info_datetime(YOX::System::GetTime());
+
+    WString title, description;
+    yox_device::ReadNewestUpdate(Platform::Get().operating_system(), title, description);
+    set_os_update_title(title);
+    set_os_update_description(description);
+
+    std::string caption;
+    YOX::Environment::GetOsDescription(caption);
+    set_os_description(String::UTF8ToUTF16(caption));
+  } catch (...) {  // NOLINT(bugprone-empty-catch): the collection ends where its source failed
+  }
+}
+
+void MachineInformation::SetMachineType(WString mtm) {
+  const std::optional<WString> simulated =
+      YOX::platform::ReadMachineText("Software\\Tervan\\YOXDeviceSimulator"_wv, "MachineType"_wv);
+  set_device_mt(simulated && !simulated->empty() ? *simulated : MTMAgent::GetMTFromMTM(mtm));
+}
+
+void MachineInformation::SetSerialNumber(WString serial) { set_serial_number(serial); }
+
+void MachineInformation::CollectNpuInfo() {
+  constexpr const char* kName = "MachineInformation::CollectNpuInfo";
+  const auto accelerators = Platform::Get().accelerators().Enumerate();
+  if (!accelerators) {
+    g_log.d("%s Invalid class guid", kName);
+    return;
+  }
+  for (const YOX::platform::Accelerator& accelerator : *accelerators) {
+    if (accelerator.manufacturer) {
+      g_log.d("%s Manufacturer : %s", kName, *accelerator.manufacturer);
+      set_npu_mfr(*accelerator.manufacturer);
+    }
+    if (accelerator.description) {
+      g_log.d("%s Description : %s", kName, *accelerator.description);
+      set_npu_description(*accelerator.description);
+    }
+  }
+  if (accelerators->empty()) {
+    set_npu_exists("false"_w);
+    g_log.d("%s NPU doesnt exist, set to false", kName);
+  } else {
+    set_npu_exists("true"_w);
+    g_log.d("%s NPU exists, set to true", kName);
+  }
+  g_log.d("%s exiting", kName);
+}
+
+void MachineInformation::CollectGpuNames() {
+  constexpr const char* kName = "MachineInformation::CollectGpuNames";
+  std::vector<WString> names;
+  const auto adapters = Platform::Get().display_adapters().Enumerate();
+  for (const DisplayAdapter& adapter : adapters.value_or(std::vector<DisplayAdapter>())) {
+    if (IsGraphicsHardware(adapter)) names.push_back(adapter.description);
+  }
+  if (names.empty()) {
+    g_log.e("%s Failed to collect GPU names using DXGI", kName);
+    return;
+  }
+  gpu_names_ = std::move(names);
+  for (const WString& name : gpu_names_) g_log.d("%s GPU Name : %s", kName, name);
+}
+
+void MachineInformation::CollectAdditionalInfo(bool with_npu) {
+  if (with_npu) CollectNpuInfo();
+  CollectGpuNames();
+}

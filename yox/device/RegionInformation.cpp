@@ -1,0 +1,111 @@
+#include "yox/device/RegionInformation.h"
+
+#include "yox/clientbase/CountryCodeAgent.h"
+#include "yox/clientbase/FileSystem.h"
+#include "yox/clientbase/Paths.h"
+#include "yox/clientbase/String.h"
+#include "yox/clientbase/System.h"
+#include "yox/device/CacheFile.h"
+
+using namespace YOX::literals;
+using YOX::String;
+using YOX::System;
+using YOX::WString;
+
+namespace {
+
+constexpr YOX::WStringView kFile = "\\RegionInformationCached.json"_wv;
+
+}  // namespace
+
+struct RegionInformation::Field {
+  const char* key;
+  WString RegionInformation::*value;
+  WString (*read)();
+};
+
+// In the order of reading the system.
+const RegionInformation::Field RegionInformation::kFields[] = {
+    {"country_code", &RegionInformation::country_code_, CountryCodeAgent::GetCountryCode},
+    {"language_code", &RegionInformation::language_code_,
+     CountryCodeAgent::GetSystemDefaultLanguageCode},
+    {"country_name", &RegionInformation::country_name_, CountryCodeAgent::GetEnglishCountryName},
+    {"language_name", &RegionInformation::language_name_,
+     CountryCodeAgent::GetSystemDefaultLanguageName},
+    {"region_name", &RegionInformation::region_name_, CountryCodeAgent::GetEnglishRegionName},
+    {"region_info_datetime", &RegionInformation::region_info_datetime_, System::GetTime},
+};
+
+RegionInformation* RegionInformation::GetInstance() {
+  static RegionInformation* const instance = new RegionInformation;
+  return instance;
+}
+
+void RegionInformation::Init(bool force) {
+  if (!force && LoadRegionInformationFromFile()) return;
+  WString user;
+  System::GetLoggedInUserSID(user);
+  if (!user.empty()) {
+    InitValuesFromApis();
+    SaveRegionInformationToFile();
+  } else if (!LoadRegionInformationFromFile()) {
+    // What is read without a user must not reach the file.
+    InitValuesFromApis();
+  }
+}
+
+void RegionInformation::InitValuesFromApis() {
+  for (const Field& field : kFields) this->*field.value = field.read();
+}
+
+bool RegionInformation::LoadRegionInformationFromFile() {
+  try {
+    WString path;
+    if (YOX::utility::GetYoxAppDataRootPath(path)) path = yox_device::CachePath(kFile);
+    if (!FileSystem::fileExists(path)) {
+      path = FileSystem::GetCommonApplicationDataPath() + "\\tervan\\yox"_w +
+             WString(yox_device::kSharedFolder) + WString(kFile);
+    }
+    const std::optional<std::string> text = yox_device::ReadCacheFile(path);
+    if (text) DeSerialize(*text);
+    return text.has_value();
+  } catch (...) {
+    return false;
+  }
+}
+
+bool RegionInformation::SaveRegionInformationToFile() const {
+  try {
+    return yox_device::WriteCacheFile(yox_device::CachePath(kFile), Serialize());
+  } catch (...) {
+    return false;
+  }
+}
+
+std::string RegionInformation::Serialize() const {
+  try {
+    Json::Value root;
+    for (const Field& field : kFields) root[field.key] = String::UTF16ToUTF8(this->*field.value);
+    return yox_device::WriteCompact(root);
+  } catch (...) {
+    return {};
+  }
+}
+
+void RegionInformation::DeSerialize(const std::string& text) {
+  // In the order of reading the file: where one key raises, those behind it keep their values.
+  constexpr const char* kOrder[] = {"region_name",   "country_code",  "country_name",
+                                    "language_code", "language_name", "region_info_datetime"};
+  try {
+    Json::Value root;
+    if (!yox_device::ReadDocument(text, root)) return;
+    for (const std::string_view key : kOrder) {
+      for (const Field& field : kFields) {
+        if (key == field.key) {
+          this->*field.value = String::UTF8ToUTF16(root[field.key].asString());
+        }
+      }
+    }
+  } catch (...) {  // NOLINT(bugprone-empty-catch): what was read so far stays
+  }
+}
