@@ -1,8 +1,11 @@
+// clang-format off
+#include <windows.h>  // before the headers that need it
+#include <shellapi.h>
+// clang-format on
+
 #include <fcntl.h>
 #include <io.h>
-#include <shellapi.h>
 #include <stdio.h>
-#include <windows.h>
 
 #include "yox/clientbase/String.h"
 
