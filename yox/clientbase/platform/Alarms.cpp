@@ -32,7 +32,7 @@ class Alarms::Armed final : public Clock::Alarm {
 };
 
 std::unique_ptr<Clock::Alarm> Alarms::Set(std::int64_t moment, std::function<void()> ring) {
-  auto entry = std::make_shared<Entry>(std::move(ring));
+  auto entry = std::make_shared<Entry>(Entry{std::move(ring)});
   {
     const std::lock_guard lock(mutex_);
     if (moment > reached_) {
