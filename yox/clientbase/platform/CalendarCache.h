@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <iterator>
 
 #include "yox/clientbase/platform/Clock.h"
 
@@ -32,7 +33,10 @@ std::int64_t CachedStartOfDay(std::int64_t now, int year, int month, int day, Co
   };
   thread_local Entry entries[64];
   const std::int64_t minute = now / 60;
-  Entry& entry = entries[static_cast<unsigned>(year * 372 + month * 31 + day) % 64];
+  // Unsigned: the numbers are what a filter's author wrote.
+  const unsigned slot = static_cast<unsigned>(year) * 372 + static_cast<unsigned>(month) * 31 +
+                        static_cast<unsigned>(day);
+  Entry& entry = entries[slot % std::size(entries)];
   if (entry.minute != minute || entry.year != year || entry.month != month || entry.day != day) {
     entry = {minute, year, month, day, convert(year, month, day)};
   }
