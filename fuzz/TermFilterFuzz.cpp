@@ -1,0 +1,29 @@
+#include "yox/applicability/TestEvaluator.h"
+
+#include "fuzz/FuzzInput.h"
+#include "fuzz/PlainMatchers.h"
+
+// A list of key and value terms; behind it, keys and values in turn.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static yox_test::TestEvaluator evaluator;
+  yox_fuzz::FuzzInput input(data, size);
+  const YOX::WString required = input.Text();
+  yox_fuzz::plain::Pairs pairs;
+  while (!input.Rest().empty()) {
+    YOX::WString key = input.Text();
+    pairs.push_back({std::move(key), input.Text()});
+  }
+
+  bool all = true;
+  bool any = false;
+  for (const YOX::WString& term : YOX::String::Split(required, ',')) {
+    const bool matched = yox_fuzz::plain::DoesKvpMatch(term, pairs);
+    FUZZ_CHECK(evaluator.DoesKvpMatch(term, pairs) == matched);
+    all = all && matched;
+    any = any || matched;
+  }
+  FUZZ_CHECK(evaluator.EvaluateKvpFilter(required, pairs, EvaluationModeForKVP::AllTerms) == all);
+  FUZZ_CHECK(evaluator.EvaluateKvpFilter(required, pairs, EvaluationModeForKVP::AnyTerm) == any);
+  FUZZ_CHECK(!evaluator.EvaluateKvpFilter(required, pairs, static_cast<EvaluationModeForKVP>(2)));
+  return 0;
+}

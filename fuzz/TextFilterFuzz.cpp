@@ -1,0 +1,23 @@
+#include "yox/applicability/TestEvaluator.h"
+
+#include "fuzz/FuzzInput.h"
+#include "fuzz/PlainMatchers.h"
+
+// A list of text patterns, and the device's value.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static yox_test::TestEvaluator evaluator;
+  yox_fuzz::FuzzInput input(data, size);
+  const YOX::WString required = input.Text();
+  const YOX::WString actual = input.Text();
+
+  bool any = false;
+  for (const YOX::WString& piece : YOX::String::Split(required, ',')) {
+    const bool matched = yox_fuzz::plain::DoesStringMatch(piece, actual);
+    FUZZ_CHECK(evaluator.DoesStringMatch(piece, actual) == matched);
+    any = any || matched;
+  }
+  FUZZ_CHECK(evaluator.EvaluateStringFilter(required, actual) == any);
+  FUZZ_CHECK(evaluator.DoesStringMatch(required, actual) ==
+             yox_fuzz::plain::DoesStringMatch(required, actual));
+  return 0;
+}

@@ -1,0 +1,29 @@
+#include "yox/applicability/TestEvaluator.h"
+
+#include "fuzz/FuzzInput.h"
+#include "fuzz/PlainMatchers.h"
+
+// A list of version requirements, and the device's version.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static yox_test::TestEvaluator evaluator;
+  yox_fuzz::FuzzInput input(data, size);
+  const YOX::WString required = input.Text();
+  const YOX::WString actual = input.Text();
+
+  bool any = false;
+  for (const YOX::WString& piece : YOX::String::Split(required, ',')) {
+    const bool matched = yox_fuzz::plain::DoesVersionMatch(piece, actual);
+    // Both arguments come back trimmed, or as they were where one of them is blank.
+    YOX::WString pattern = piece;
+    YOX::WString value = actual;
+    FUZZ_CHECK(evaluator.DoesVersionMatch(pattern, value) == matched);
+    const bool blank =
+        YOX::String::IsEmptyOrWhiteSpace(piece) || YOX::String::IsEmptyOrWhiteSpace(actual);
+    FUZZ_CHECK(pattern == (blank ? piece : yox_fuzz::plain::Trimmed(piece)));
+    FUZZ_CHECK(value == (blank ? actual : yox_fuzz::plain::Trimmed(actual)));
+    any = any || matched;
+  }
+  YOX::WString value = actual;
+  FUZZ_CHECK(evaluator.EvaluateVersionFilter(required, value) == any);
+  return 0;
+}
