@@ -8,21 +8,31 @@
 
 namespace yoxctl {
 
+namespace {
+
+std::filesystem::path StateFolder(const std::string& argument) {
+  std::error_code error;
+  const std::filesystem::path folder = std::filesystem::absolute(PathOf(argument), error);
+  std::filesystem::create_directories(folder, error);
+  if (!std::filesystem::is_directory(folder, error)) {
+    throw Refusal(NameOf(argument) + ": is not a directory");
+  }
+  return folder;
+}
+
+}  // namespace
+
 ChosenDevice::ChosenDevice(const GlobalOptions& options) {
-  if (options.state_dir) {
-    // The platform's files look for their place when they are first asked.
-    const std::filesystem::path directory = std::filesystem::absolute(PathOf(*options.state_dir));
-    std::error_code error;
-    std::filesystem::create_directories(directory, error);
-    if (!std::filesystem::is_directory(directory, error)) {
-      throw Refusal(NameOf(*options.state_dir) + ": is not a directory");
-    }
-    const std::u8string text = directory.u8string();
+  std::filesystem::path folder;
+  if (options.state_dir) folder = StateFolder(*options.state_dir);
+  if (options.device) {
+    simulated_.emplace(ReadNamed(*options.device, YOX::platform::ReadDeviceProfile), folder);
+    installed_.emplace(*simulated_);
+  } else if (options.state_dir) {
+    // The machine's files look for their place when they are first asked.
+    const std::u8string text = folder.u8string();
     SetVariable("YOX_STATE_DIR", std::string(text.begin(), text.end()));
   }
-  if (!options.device) return;
-  simulated_.emplace(ReadNamed(*options.device, YOX::platform::ReadDeviceProfile));
-  installed_.emplace(*simulated_);
 }
 
 YOX::WString ChosenDevice::ClientVersion() const {

@@ -8,6 +8,7 @@
 #include "yox/applicability/FilterDocument.h"
 #include "yox/clientbase/String.h"
 #include "yox/device/MachineInformation.h"
+#include "yox/foundation/YOXHelperFactory.h"
 
 #include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/CommandLine.h"
@@ -60,8 +61,9 @@ int Evaluate(const GlobalOptions& global, const EvaluateOptions& options) {
   const ChosenDevice device(global);
 
   // The record lives as long as the process: nobody deletes it.
-  const std::shared_ptr<MachineInformation> record(MachineInformation::GetInstance(),
-                                                   [](MachineInformation*) {});
+  std::shared_ptr<MachineInformation> record(MachineInformation::GetInstance(),
+                                             [](MachineInformation*) {});
+  yox::YOXHelperFactory::GetInstance()->SetMachineInformationAgent(record);
   YOX::WString reason;
   const bool applies = ApplicabilityEvaluator::GetInstance()->EvaluateApplicability(
       record, device.ClientVersion(), filter, nullptr,

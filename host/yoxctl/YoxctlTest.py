@@ -110,8 +110,20 @@ class Evaluate(Yoxctl):
                             "Gerät 装置.json: no such file")
 
     def test_nothing_is_left_behind(self):
-        self.run_program(*self.evaluate([{"registry": "HKLM\\SOFTWARE\\Contoso:Level|1"}]))
-        self.assertEqual(sorted(os.listdir(self.folder)), ["device.json", "filters.json"])
+        (self.folder / "temporary").mkdir()
+        environment = {**os.environ, "TMPDIR": str(self.folder / "temporary"),
+                       "HOME": str(self.folder), "XDG_STATE_HOME": str(self.folder)}
+        self.run_program(*self.evaluate([{"registry": "HKLM\\SOFTWARE\\Contoso:Level|1"}]), env=environment)
+        self.assertEqual(sorted(os.listdir(self.folder)), ["device.json", "filters.json", "temporary"])
+        self.assertEqual(os.listdir(self.folder / "temporary"), [])
+
+    def test_state_is_kept_where_it_is_told(self):
+        for arguments in (self.evaluate([]), ["evaluate", "filters.json"]):
+            with self.subTest(arguments=arguments):
+                state = self.folder / f"state-{len(arguments)}"
+                done = self.run_program("--state-dir", state.name, *arguments)
+                self.assertEqual((done.stderr, done.returncode), (b"", 0))
+                self.assertTrue(list(state.rglob("MachineInformationCached.json")))
 
 
 class BadInput(Yoxctl):
