@@ -22,6 +22,28 @@ std::vector<std::uint8_t> LittleEndian(Number number) {
   return data;
 }
 
+template <class Number>
+std::optional<Number> FromLittleEndian(const RegistryValue& value, RegistryType type) {
+  if (value.type != type || value.data.size() != sizeof(Number)) return std::nullopt;
+  Number number = 0;
+  for (std::size_t i = 0; i < sizeof(Number); ++i) {
+    number |= static_cast<Number>(value.data[i]) << (8 * i);
+  }
+  return number;
+}
+
+// The text that starts at `offset`, which moves behind its terminator.
+WString NextText(std::span<const std::uint8_t> data, std::size_t& offset) {
+  WString text;
+  for (; offset + 1 < data.size(); offset += 2) {
+    const auto unit = static_cast<WChar>(data[offset] | (data[offset + 1] << 8));
+    if (unit == 0) break;
+    text += unit;
+  }
+  offset += 2;
+  return text;
+}
+
 }  // namespace
 
 RegistryValue RegistryValue::Text(WStringView text) {
@@ -53,6 +75,28 @@ RegistryValue RegistryValue::Qword(std::uint64_t number) {
 
 RegistryValue RegistryValue::Binary(std::vector<std::uint8_t> bytes) {
   return {RegistryType::kBinary, std::move(bytes)};
+}
+
+WString RegistryValue::FirstText() const {
+  std::size_t offset = 0;
+  return NextText(data, offset);
+}
+
+std::vector<WString> RegistryValue::Texts() const {
+  std::vector<WString> texts;
+  for (std::size_t offset = 0;;) {
+    WString text = NextText(data, offset);
+    if (text.empty()) return texts;
+    texts.push_back(std::move(text));
+  }
+}
+
+std::optional<std::uint32_t> RegistryValue::AsDword() const {
+  return FromLittleEndian<std::uint32_t>(*this, RegistryType::kDword);
+}
+
+std::optional<std::uint64_t> RegistryValue::AsQword() const {
+  return FromLittleEndian<std::uint64_t>(*this, RegistryType::kQword);
 }
 
 bool Registry::Exists(const RegistryKey& key) {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -37,6 +38,15 @@ struct YOX_API RegistryValue {
   static RegistryValue Dword(std::uint32_t number);
   static RegistryValue Qword(std::uint64_t number);
   static RegistryValue Binary(std::vector<std::uint8_t> bytes);
+
+  // The bytes as text, whatever the type: up to the first terminator, or to the end without it; an
+  // odd byte at the end does not count.
+  WString FirstText() const;
+  // The bytes as texts, up to the first empty one.
+  std::vector<WString> Texts() const;
+  // Nothing unless the type and the size are those of such a number.
+  std::optional<std::uint32_t> AsDword() const;
+  std::optional<std::uint64_t> AsQword() const;
 
   friend bool operator==(const RegistryValue&, const RegistryValue&) = default;
 };

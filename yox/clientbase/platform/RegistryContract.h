@@ -13,9 +13,12 @@
 
 #include "yox/clientbase/platform/Registry.h"
 
-// What every registry has to do, as one suite of tests: RegistryContractTest.cpp. An implementation
-// enters it with
-//   INSTANTIATE_TEST_SUITE_P(Simulated, RegistryContract, testing::Values(RegistryMaker{...}));
+#include "tests/Rows.h"
+
+// What every registry has to do, as one suite of tests: RegistryContractTest.cpp; and what stands
+// on a registry can be tried on each:
+//   class X : public testing::TestWithParam<yox_test::RegistryMaker> {};
+//   YOX_ON_EVERY_REGISTRY(X);
 namespace yox_test {
 
 // A registry to try, with keys of its own to write in.
@@ -30,6 +33,8 @@ class RegistryUnderTest {
   virtual YOX::WString own_user() = 0;
   // Whether edits that fail midway leave nothing behind.
   virtual bool is_atomic() const { return true; }
+  // Puts an empty HKEY_LOCAL_MACHINE, which has no 32-bit view, in the place of the machine's.
+  virtual void Isolate() {}
 
   // The name of a key below "SOFTWARE" of both HKEY_LOCAL_MACHINE and HKEY_CURRENT_USER that is
   // there while the object lives, empty at first.
@@ -45,6 +50,15 @@ struct RegistryMaker {
 
   friend void PrintTo(const RegistryMaker& maker, std::ostream* out) { *out << maker.name; }
 };
+
+RegistryMaker SimulatedRegistryMaker();
+RegistryMaker NativeRegistryMaker();  // the system's that the tests run on
+
+#define YOX_ON_EVERY_REGISTRY(Suite)                                                        \
+  INSTANTIATE_TEST_SUITE_P(                                                                 \
+      , Suite,                                                                              \
+      testing::Values(yox_test::SimulatedRegistryMaker(), yox_test::NativeRegistryMaker()), \
+      yox_test::RowName())
 
 class RegistryContract : public testing::TestWithParam<RegistryMaker> {
  protected:

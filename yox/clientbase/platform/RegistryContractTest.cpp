@@ -66,7 +66,7 @@ std::vector<std::string> RegistryReports::All() const {
 
 namespace {
 
-GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(RegistryContract);
+YOX_ON_EVERY_REGISTRY(RegistryContract);
 
 std::vector<std::string> SubKeysOf(Registry& registry, const RegistryKey& key) {
   std::vector<WString> names;

@@ -63,11 +63,6 @@ class LinuxUnderTest final : public RegistryUnderTest {
   LinuxRegistry other_ = StoreIn(folder_.path() / "state");
 };
 
-INSTANTIATE_TEST_SUITE_P(Linux, RegistryContract,
-                         testing::Values(RegistryMaker{
-                             "Linux", [] { return std::make_unique<LinuxUnderTest>(); }}),
-                         [](const auto& row) { return row.param.name; });
-
 TEST(LinuxRegistryTest, AStoreThatNobodyWroteToReadsAsEmptyAndIsNotCreated) {
   const TemporaryFolder folder;
   LinuxRegistry registry = StoreIn(folder.path() / "state");
@@ -444,4 +439,9 @@ TEST(LinuxRegistryProcessTest, AThousandKilledWritersLoseNothingAndTearNothing) 
 }
 
 }  // namespace
+
+RegistryMaker NativeRegistryMaker() {
+  return {"Linux", [] { return std::make_unique<LinuxUnderTest>(); }};
+}
+
 }  // namespace yox_test

@@ -29,11 +29,6 @@ class SimulatedUnderTest final : public RegistryUnderTest {
   SimulatedRegistry registry_{kUser};
 };
 
-INSTANTIATE_TEST_SUITE_P(Simulated, RegistryContract,
-                         testing::Values(RegistryMaker{
-                             "Simulated", [] { return std::make_unique<SimulatedUnderTest>(); }}),
-                         [](const auto& row) { return row.param.name; });
-
 TEST(SimulatedRegistryTest, ReadOnlyRefusesEditsAndOpeningForWriting) {
   SimulatedRegistry registry;
   const RegistryKey key{HKEY_LOCAL_MACHINE, "SOFTWARE"_w, {}, {}};
@@ -57,4 +52,9 @@ TEST(SimulatedRegistryTest, AnotherOwnUserHasAnotherHive) {
 }
 
 }  // namespace
+
+RegistryMaker SimulatedRegistryMaker() {
+  return {"Simulated", [] { return std::make_unique<SimulatedUnderTest>(); }};
+}
+
 }  // namespace yox_test

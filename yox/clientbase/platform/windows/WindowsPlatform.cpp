@@ -1,6 +1,5 @@
 #include "yox/clientbase/platform/Platform.h"
 #include "yox/clientbase/platform/Unknown.h"
-#include "yox/clientbase/platform/simulated/SimulatedRegistry.h"
 #include "yox/clientbase/platform/windows/WindowsAccelerators.h"
 #include "yox/clientbase/platform/windows/WindowsClock.h"
 #include "yox/clientbase/platform/windows/WindowsDisplayAdapters.h"
@@ -10,6 +9,7 @@
 #include "yox/clientbase/platform/windows/WindowsLocale.h"
 #include "yox/clientbase/platform/windows/WindowsOperatingSystem.h"
 #include "yox/clientbase/platform/windows/WindowsQueries.h"
+#include "yox/clientbase/platform/windows/WindowsRegistry.h"
 #include "yox/clientbase/platform/windows/WindowsServices.h"
 #include "yox/clientbase/platform/windows/WindowsUsers.h"
 
@@ -45,7 +45,7 @@ class WindowsPlatform final : public Platform {
   WindowsAccelerators accelerators_;
   WindowsServices services_;
   WindowsJoinState join_state_;
-  SimulatedRegistry registry_;
+  WindowsRegistry registry_;
 };
 
 }  // namespace

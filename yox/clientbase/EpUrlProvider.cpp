@@ -1,0 +1,47 @@
+#include "yox/clientbase/EpUrlProvider.h"
+
+#include "yox/clientbase/platform/Platform.h"
+
+namespace YOX {
+namespace {
+
+using platform::RegistryKey;
+using platform::RegistryStatus;
+using platform::RegistryType;
+using platform::RegistryValue;
+
+RegistryKey Organisation() {
+  return {HKEY_LOCAL_MACHINE,
+          "SOFTWARE\\Tervan\\YOX\\Organisation"_w,
+          platform::RegistryView::k64Bit,
+          {}};
+}
+
+bool Read(WStringView name, RegistryType type, RegistryValue& value) {
+  return platform::Platform::Get().registry().Get(Organisation(), name, value) ==
+             RegistryStatus::kOk &&
+         value.type == type;
+}
+
+}  // namespace
+
+EpUrlProvider* EpUrlProvider::GetInstance() {
+  static EpUrlProvider instance;
+  return platform::Platform::Get().registry().Exists(Organisation()) ? &instance : nullptr;
+}
+
+bool EpUrlProvider::GetRealm(WString& realm) const {
+  RegistryValue value;
+  const bool found = Read("Realm"_wv, RegistryType::kText, value);
+  realm = found ? value.FirstText() : WString();
+  return found;
+}
+
+bool EpUrlProvider::GetDeviceSubscriptionList(std::vector<WString>& subscriptions) const {
+  RegistryValue value;
+  const bool found = Read("Subscriptions"_wv, RegistryType::kMultiText, value);
+  subscriptions = found ? value.Texts() : std::vector<WString>();
+  return found;
+}
+
+}  // namespace YOX

@@ -1,0 +1,15 @@
+#pragma once
+
+#include "yox/clientbase/Export.h"
+
+namespace YOX {
+
+class YOX_API ProcessWrap {
+ public:
+  ProcessWrap() = delete;
+
+  // Whether this process runs as the system's own account. Safe from any thread.
+  static bool IsSystemProcess();
+};
+
+}  // namespace YOX
