@@ -30,6 +30,9 @@ struct JsonField {
   std::string_view key;
   Value Record::*member;
 };
+// clang deduces an aggregate's arguments by itself from version 17 on.
+template <class Record, class Value>
+JsonField(const char*, Value Record::*) -> JsonField<Record, Value>;
 
 template <class Record>
 struct JsonFields;

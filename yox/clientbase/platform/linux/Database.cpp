@@ -8,8 +8,8 @@
 namespace YOX::platform {
 namespace {
 
-// Waits for another process's transaction, a millisecond at a time and ten seconds at most. SQLite's
-// own handler soon waits a hundred, although transactions are short.
+// Waits for another process's transaction, a millisecond at a time and ten seconds at most.
+// SQLite's own handler soon waits a hundred, although transactions are short.
 int WaitWhileBusy(void*, int waited) {
   if (waited >= 10'000) return 0;
   const timespec millisecond{0, 1'000'000};

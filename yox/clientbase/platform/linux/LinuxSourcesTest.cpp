@@ -222,7 +222,8 @@ Upgrade: curl:amd64 (7, 8)
 std::string Written(const std::vector<OperatingSystemUpdate>& updates) {
   std::string text;
   for (const OperatingSystemUpdate& update : updates) {
-    text += std::to_string(update.result_code) + " " + String::UTF16ToUTF8(update.title.value_or(""_w)) + ": " +
+    text += std::to_string(update.result_code) + " " +
+            String::UTF16ToUTF8(update.title.value_or(""_w)) + ": " +
             String::UTF16ToUTF8(update.description) + "\n";
   }
   return text;
