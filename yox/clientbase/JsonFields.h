@@ -111,7 +111,7 @@ struct JsonCodec<T> {
 template <class T>
 struct JsonCodec<std::optional<T>> {
   static void Read(const JsonNode& node, std::optional<T>& value) {
-    ReadJson(node, value.emplace());
+    ReadJson(node, value.emplace(T{}));  // clang takes a nested T for not default-constructible
   }
   static Json::Value Write(const std::optional<T>& value) {
     return value ? WriteJson(*value) : Json::Value();
