@@ -1,10 +1,13 @@
 #include "yox/clientbase/platform/simulated/SimulatedDevice.h"
 
 #include <algorithm>
+#include <fstream>
 #include <mutex>
+#include <pugixml.hpp>
 #include <shared_mutex>
 #include <stdexcept>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "yox/clientbase/Smbios.h"
@@ -207,6 +210,37 @@ void FillRegistry(SimulatedRegistry& registry, const DeviceProfile& profile) {
   }
 }
 
+// The client reads its configuration from a file: writes that of the profile, and in a folder that
+// is `used` again empties the one that another profile left.
+void WriteConfiguration(const SimulatedFiles& files, bool used,
+                        const DeviceProfile::ConfigurationSection& configuration) {
+  struct Element {
+    const char* name;
+    WString DeviceProfile::ConfigurationSection::*text;
+  };
+  using Section = DeviceProfile::ConfigurationSection;
+  constexpr Element kElements[] = {{"MachineType", &Section::machine_type},
+                                   {"SerialNumber", &Section::serial_number},
+                                   {"BIOSVersion", &Section::bios_version},
+                                   {"MTM", &Section::mtm},
+                                   {"MachineModel", &Section::machine_model}};
+  pugi::xml_document document;
+  pugi::xml_node root = document.append_child("configuration");
+  for (const Element& element : kElements) {
+    const WString& text = configuration.*element.text;
+    if (text.empty()) continue;
+    root.append_child(element.name).text().set(String::UTF16ToUTF8(text).c_str());
+  }
+  if (!root.first_child() && !used) return;
+  std::error_code error;
+  const std::filesystem::path folder = files.folder() / "ProgramData";
+  const std::filesystem::path file = folder / "yox-config.xml";
+  if (!root.first_child() && !std::filesystem::exists(file, error)) return;
+  std::filesystem::create_directories(folder, error);
+  std::ofstream stream(file);
+  document.save(stream);
+}
+
 }  // namespace
 
 struct SimulatedDevice::Parts {
@@ -217,6 +251,7 @@ struct SimulatedDevice::Parts {
     else
       files.emplace();
     FillRegistry(registry, device);
+    WriteConfiguration(*files, !folder.empty(), device.configuration);
   }
 
   SharedProfile profile;

@@ -1,0 +1,101 @@
+#include <gtest/gtest.h>
+
+#include "yox/clientbase/BrandAgent.h"
+#include "yox/clientbase/String.h"
+#include "yox/clientbase/SubBrandAgent.h"
+#include "yox/clientbase/System.h"
+#include "yox/clientbase/XMLConfigAgent.h"
+#include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
+#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+
+#include "tests/Rows.h"
+
+namespace {
+
+using namespace YOX::literals;
+using YOX::String;
+using YOX::WString;
+
+struct BrandRow {
+  const char* name;
+  const char* sku;
+  const char* family;
+  const char* manufacturer;
+  const char* brand;
+  const char* sub_brand;
+};
+class BrandTest : public testing::TestWithParam<BrandRow> {};
+
+TEST_P(BrandTest, IsReadOffTheFirmwaresTexts) {
+  const WString sku = String::UTF8ToUTF16(GetParam().sku);
+  const WString family = String::UTF8ToUTF16(GetParam().family);
+  const WString manufacturer = String::UTF8ToUTF16(GetParam().manufacturer);
+  EXPECT_EQ(String::UTF16ToUTF8(BrandAgent::GetBrand(sku, family, manufacturer)), GetParam().brand);
+  EXPECT_EQ(String::UTF16ToUTF8(SubBrandAgent::GetSubBrand(sku, family)), GetParam().sub_brand);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , BrandTest,
+    testing::Values(BrandRow{"Nothing", "", "", "", "", ""},
+                    BrandRow{"Family", "FALCON14-16-512", "Falcon 14", "Contoso", "Falcon", "14"},
+                    BrandRow{"FamilyOfSeveralWords", "", " Falcon  X1 Carbon ", "Contoso", "Falcon",
+                             "X1 Carbon"},
+                    BrandRow{"FamilyOfOneWord", "", "Falcon", "Contoso", "Falcon", ""},
+                    BrandRow{"FieldsOfTheSku", "MT_20X1_BU_Falcon_FM_Falcon X1", "Other Family",
+                             "Contoso", "Falcon", "Falcon X1"},
+                    BrandRow{"ModelNameInTheSku", "SKU=0777;ModelName=Edge R777;X=1", "",
+                             "Contoso Inc.", "Edge", "R777"},
+                    BrandRow{"Manufacturer", "", "", "Contoso Computer Co., Ltd.", "Contoso", ""},
+                    BrandRow{"ManufacturerOfTwoWords", "", "", "Wide World Corporation",
+                             "Wide World", ""},
+                    BrandRow{"OnlyALegalForm", "", "", "Limited", "Limited", ""},
+                    BrandRow{"SkuWithoutFields", "ABC", " ", "Contoso Inc.", "Contoso", ""}),
+    yox_test::RowName());
+
+// "type|serial|bios|mtm|model"
+std::string Written(const XMLConfigAgent& agent) {
+  return String::UTF16ToUTF8(agent.GetMachineType() + "|"_w + agent.GetSerialNumber() + "|"_w +
+                             agent.GetBIOSVersion() + "|"_w + agent.GetMTM() + "|"_w +
+                             agent.GetMachineModel());
+}
+
+TEST(XMLConfigAgentTest, FiveElementsAreRead) {
+  EXPECT_EQ(Written(XMLConfigAgent::Parse(
+                "<?xml version='1.0' encoding='UTF-8'?>\n<configuration version='2'>\n"
+                "  <MachineType> 20X1\n</MachineType><!-- c --><SerialNumber>S&amp;1</SerialNumber>"
+                "<BIOSVersion>B</BIOSVersion><MTM><![CDATA[M<T>M]]></MTM>"
+                "<MachineModel>größe</MachineModel><Else>x</Else></configuration>")),
+            "20X1|S&1|B|M<T>M|größe");
+}
+
+TEST(XMLConfigAgentTest, WhatIsNotThereIsEmpty) {
+  constexpr char kNothing[] = "||||";
+  EXPECT_EQ(Written(XMLConfigAgent::Parse("<configuration><MTM/></configuration>")), kNothing);
+  EXPECT_EQ(Written(XMLConfigAgent::Parse("")), kNothing);
+  EXPECT_EQ(Written(XMLConfigAgent::Parse("<configuration><MTM>M</MTM>")), kNothing);
+  EXPECT_EQ(Written(XMLConfigAgent::Parse("<other><MTM>M</MTM></other>")), kNothing);
+  EXPECT_EQ(Written(XMLConfigAgent::Parse(std::string(3, '\0'))), kNothing);
+}
+
+TEST(XMLConfigAgentTest, TheSimulatedDeviceConfiguresItself) {
+  YOX::platform::SimulatedDevice device(YOX::platform::ReadDeviceProfile(
+      R"({"configuration": {"machine_type": "20X1", "serial_number": "S<1>", "bios_version": "B",
+                            "mtm": "M", "machine_model": "größe"}})"));
+  const YOX::platform::ScopedPlatform installed(device);
+  EXPECT_EQ(Written(XMLConfigAgent::GetInstance(0)), "20X1|S<1>|B|M|größe");
+}
+
+TEST(XMLConfigAgentTest, ADeviceWithoutConfigurationHasNone) {
+  YOX::platform::SimulatedDevice device;
+  const YOX::platform::ScopedPlatform installed(device);
+  EXPECT_EQ(Written(XMLConfigAgent::GetInstance(0)), "||||");
+}
+
+TEST(SystemTest, TheTimeIsWrittenInUtc) {
+  YOX::platform::SimulatedDevice device(YOX::platform::ReadDeviceProfile(
+      R"({"clock": {"now": "2026-03-01T00:30:05", "time_zone": "Asia/Tokyo"}})"));
+  const YOX::platform::ScopedPlatform installed(device);
+  EXPECT_EQ(YOX::System::GetTime(), "2026-02-28T15:30:05Z"_w);
+}
+
+}  // namespace

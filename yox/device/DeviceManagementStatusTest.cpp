@@ -1,0 +1,277 @@
+#include <gtest/gtest.h>
+
+#include "yox/device/DeviceManagementStatus.h"
+#include "yox/device/TestRecord.h"
+
+#include "tests/CapturedLog.h"
+#include "tests/Rows.h"
+#include "tests/SubstitutedPlatform.h"
+
+namespace {
+
+using namespace YOX::literals;
+using YOX::platform::DeviceProfile;
+using YOX::platform::JoinAnswer;
+using Outcome = JoinAnswer::Outcome;
+using yox_test::InstalledDevice;
+
+class Status : public DeviceManagementStatus {
+ public:
+  using DeviceManagementStatus::IsEnterpriseOrEducationEdition;
+  using DeviceManagementStatus::IsGroupPolicySetForManagedDevice;
+  using DeviceManagementStatus::IsJoinedToAadDomain;
+  using DeviceManagementStatus::IsJoinedToAnyDomain;
+  using DeviceManagementStatus::IsManagedBySCCM;
+};
+
+constexpr std::int64_t kHour = 3600;
+
+// A device that has been up for two hours, with `sections` of its profile.
+std::string Profile(const std::string& sections) {
+  return R"({"clock": {"now": "2026-03-01T12:00:00", "uptime_seconds": 7200})" +
+         (sections.empty() ? "" : ", " + sections) + "}";
+}
+
+// Counts what it is asked, and answers as it is told.
+class CountingJoin final : public YOX::platform::JoinState {
+ public:
+  JoinAnswer Domain() override {
+    ++domain_asked;
+    return domain;
+  }
+  JoinAnswer Cloud() override {
+    ++cloud_asked;
+    return cloud;
+  }
+  JoinAnswer domain{Outcome::kAsked, 0, false};
+  JoinAnswer cloud{Outcome::kAsked, 0, false};
+  int domain_asked = 0;
+  int cloud_asked = 0;
+};
+
+class CountingServices final : public YOX::platform::Services {
+ public:
+  bool IsRunning(YOX::WStringView service) override {
+    EXPECT_EQ(service, "ccmexec"_wv);
+    ++asked;
+    return running;
+  }
+  bool running = false;
+  int asked = 0;
+};
+
+class DeviceManagementStatusTest : public testing::Test {
+ protected:
+  DeviceManagementStatusTest() {
+    platform_.Set(join_);
+    platform_.Set(services_);
+  }
+
+  InstalledDevice device_{Profile("")};
+  yox_test::SubstitutedPlatform platform_{device_.device()};
+  CountingJoin join_;
+  CountingServices services_;
+  YOX::platform::ScopedPlatform installed_{platform_};
+};
+
+TEST_F(DeviceManagementStatusTest, ADomainJoinIsEnough) {
+  yox_test::Untouchable untouchable;
+  platform_.Set(static_cast<YOX::platform::OperatingSystem&>(untouchable));
+  join_.domain.joined = true;
+  EXPECT_TRUE(DeviceManagementStatus::IsDeviceManaged());
+  EXPECT_EQ(join_.cloud_asked, 0);
+  EXPECT_EQ(services_.asked, 0);
+}
+
+TEST_F(DeviceManagementStatusTest, ADeviceWithoutAnySignalIsAskedAllAndNotManaged) {
+  EXPECT_FALSE(DeviceManagementStatus::IsDeviceManaged());
+  EXPECT_EQ(join_.domain_asked, 1);
+  EXPECT_EQ(join_.cloud_asked, 1);
+  EXPECT_EQ(services_.asked, 1);
+}
+
+TEST_F(DeviceManagementStatusTest, ADomainAnswerIsRememberedForEverAnErrorIncluded) {
+  join_.domain = {Outcome::kAsked, 53, false};
+  const yox_test::CapturedLog captured;
+  EXPECT_FALSE(Status::IsJoinedToAnyDomain());
+  join_.domain = {Outcome::kAsked, 0, true};
+  device_->clock().Advance(100 * kHour);
+  EXPECT_FALSE(Status::IsJoinedToAnyDomain());
+  EXPECT_EQ(join_.domain_asked, 1);
+  ASSERT_EQ(captured.Lines().size(), 1U);
+  EXPECT_EQ(captured.Lines()[0].level, YOX::LogLevel::Error);
+  EXPECT_EQ(captured.Lines()[0].text,
+            "DeviceManagementStatus::IsJoinedToAnyDomain: NetGetJoinInformation return code 53");
+}
+
+struct FailedJoinRow {
+  const char* name;
+  JoinAnswer answer;
+  const char* log;  // behind the operation's name
+};
+class FailedJoinTest : public DeviceManagementStatusTest,
+                       public testing::WithParamInterface<FailedJoinRow> {};
+
+TEST_P(FailedJoinTest, IsLoggedAndAskedAgain) {
+  join_.domain = join_.cloud = GetParam().answer;
+  const auto logged = [](bool (*ask)()) {
+    const yox_test::CapturedLog captured;
+    EXPECT_FALSE(ask());
+    std::string text;
+    for (const auto& line : captured.Lines()) {
+      EXPECT_EQ(line.level, YOX::LogLevel::Error);
+      text += line.text;
+    }
+    return text;
+  };
+  const std::string log = GetParam().log;
+  EXPECT_EQ(logged(Status::IsJoinedToAnyDomain),
+            log.empty() ? "" : "DeviceManagementStatus::IsJoinedToAnyDomain" + log);
+  if (GetParam().answer.outcome != Outcome::kNoHostName) {
+    EXPECT_EQ(logged(Status::IsJoinedToAadDomain),
+              log.empty() ? "" : "DeviceManagementStatus::IsJoinedToAadDomain" + log);
+  }
+  join_.domain = join_.cloud = {Outcome::kAsked, 0, true};
+  EXPECT_TRUE(Status::IsJoinedToAnyDomain());
+  EXPECT_TRUE(Status::IsJoinedToAadDomain());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , FailedJoinTest,
+    testing::Values(
+        FailedJoinRow{
+            "HostName", {Outcome::kNoHostName, 10093, false}, ": gethostname error code 10093"},
+        FailedJoinRow{"Library", {Outcome::kNoLibrary, 0, false}, ": Failed to load Netapi32.dll"},
+        FailedJoinRow{
+            "Function", {Outcome::kNoFunction, 0, false}, ": Failed to get required function(s)"},
+        FailedJoinRow{"Unknown", {Outcome::kUnknown, 0, false}, ""}),
+    yox_test::RowName());
+
+TEST_F(DeviceManagementStatusTest, ACloudJoinIsAskedAtMostOnceAnHour) {
+  EXPECT_FALSE(Status::IsJoinedToAadDomain());
+  join_.cloud.joined = true;
+  device_->clock().Advance(kHour - 1);
+  EXPECT_FALSE(Status::IsJoinedToAadDomain());
+  EXPECT_EQ(join_.cloud_asked, 1);
+  device_->clock().Advance(1);
+  EXPECT_TRUE(Status::IsJoinedToAadDomain());
+  EXPECT_EQ(join_.cloud_asked, 2);
+}
+
+TEST_F(DeviceManagementStatusTest, TheManagementServiceIsAskedAtMostOnceAnHour) {
+  services_.running = true;
+  EXPECT_TRUE(Status::IsManagedBySCCM());
+  services_.running = false;
+  EXPECT_TRUE(Status::IsManagedBySCCM());
+  EXPECT_EQ(services_.asked, 1);
+  device_->clock().Advance(kHour);
+  EXPECT_FALSE(Status::IsManagedBySCCM());
+}
+
+TEST(DeviceManagementTest, InTheFirstHourOfTheDeviceNobodyIsAsked) {
+  InstalledDevice device(R"({"clock": {"now": "2026-03-01T12:00:00", "uptime_seconds": 3599},
+      "join": {"cloud_device": true}, "services": {"ccmexec": "running"}})");
+  EXPECT_FALSE(Status::IsJoinedToAadDomain());
+  EXPECT_FALSE(Status::IsManagedBySCCM());
+  device->clock().Advance(1);
+  EXPECT_TRUE(Status::IsJoinedToAadDomain());
+  EXPECT_TRUE(Status::IsManagedBySCCM());
+}
+
+// Each signal of its own makes the device managed; none does not.
+struct SignalRow {
+  const char* name;
+  std::string sections;
+  bool managed;
+};
+class ManagementSignalTest : public testing::TestWithParam<SignalRow> {};
+
+TEST_P(ManagementSignalTest, Decides) {
+  InstalledDevice device(Profile(GetParam().sections));
+  EXPECT_EQ(DeviceManagementStatus::IsDeviceManaged(), GetParam().managed);
+}
+
+std::string Policy(const char* value) {
+  return R"("registry": {"HKLM\\SOFTWARE\\Policies\\Tervan\\YOX": {"IsManagedDevice": )" +
+         std::string(value) + "}}";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , ManagementSignalTest,
+    testing::Values(
+        SignalRow{"None", "", false}, SignalRow{"Domain", R"("join": {"domain": true})", true},
+        SignalRow{"CloudDevice", R"("join": {"cloud_device": true})", true},
+        SignalRow{"EnterpriseEdition", R"("os": {"edition_id": "IoTENTERPRISES"})", true},
+        SignalRow{"EducationEdition", R"("os": {"edition_id": "Education"})", true},
+        SignalRow{"ProductNameHoldsEdu",
+                  R"("os": {"edition_id": "Core", "product_name": "Windows 11 SE EDU"})", true},
+        SignalRow{"EduInsideAWord", R"("os": {"product_name": "Reduced"})", true},
+        SignalRow{"OtherEdition",
+                  R"("os": {"edition_id": "Professional", "product_name": "Windows 11 Pro"})",
+                  false},
+        SignalRow{"PolicyOfOne", Policy(R"({"type": "REG_DWORD", "data": 1})"), true},
+        SignalRow{"PolicyOfSeven", Policy(R"({"type": "REG_DWORD", "data": 7})"), true},
+        SignalRow{"PolicyOfZero", Policy(R"({"type": "REG_DWORD", "data": 0})"), false},
+        SignalRow{"PolicyAsText", Policy(R"({"type": "REG_SZ", "data": "1"})"), false},
+        SignalRow{"Organisation", R"("organisation": {"subscriptions": ["1b4e28ba"]})", true},
+        SignalRow{"OrganisationWithoutSubscriptions", R"("organisation": {"realm": "contoso"})",
+                  false},
+        SignalRow{"ServiceRuns", R"("services": {"ccmexec": "running"})", true},
+        SignalRow{"ServiceStands", R"("services": {"ccmexec": "stopped"})", false}),
+    yox_test::RowName());
+
+struct SubscriptionRow {
+  const char* name;
+  const char* list;
+  bool commercial;
+};
+class CommercialOrganisationTest : public testing::TestWithParam<SubscriptionRow> {};
+
+TEST_P(CommercialOrganisationTest, IsToldByAllSubscriptions) {
+  InstalledDevice device(
+      Profile(std::string(R"("organisation": {"subscriptions": )") + GetParam().list + "}"));
+  EXPECT_EQ(DeviceManagementStatus::IsDeviceClaimedInCommercialOrg(), GetParam().commercial);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , CommercialOrganisationTest,
+    testing::Values(
+        SubscriptionRow{"Empty", "[]", false},
+        SubscriptionRow{"FirstOfTheTable", R"(["c915fedc-aab3-4509-a588-9d8365f31079"])", false},
+        SubscriptionRow{"SecondOfTheTable", R"(["f1e571bf-4b98-4463-832a-eaadc56f4c9d"])", false},
+        SubscriptionRow{"TableEntryInCapitals", R"(["C915FEDC-AAB3-4509-A588-9D8365F31079"])",
+                        false},
+        SubscriptionRow{"Unknown", R"(["1b4e28ba-2fa1-11d2-883f-0016d3cca427"])", true},
+        SubscriptionRow{"UnknownFirst", R"(["1b4e28ba", "c915fedc-aab3-4509-a588-9d8365f31079"])",
+                        false},
+        SubscriptionRow{"UnknownLast", R"(["c915fedc-aab3-4509-a588-9d8365f31079", "1b4e28ba"])",
+                        false}),
+    yox_test::RowName());
+
+TEST(DeviceManagementTest, PolicyAndSubscriptionsAreSeenAtOnce) {
+  InstalledDevice device(Profile(""));
+  EXPECT_FALSE(Status::IsGroupPolicySetForManagedDevice());
+  YOX::platform::RegistryKey key;
+  key.root = HKEY_LOCAL_MACHINE;
+  key.path = "SOFTWARE\\Policies\\Tervan\\YOX"_w;
+  device->registry().CreateKey(key);
+  device->registry().SetValue(key, "IsManagedDevice"_w, YOX::platform::RegistryValue::Dword(1));
+  EXPECT_TRUE(Status::IsGroupPolicySetForManagedDevice());
+
+  EXPECT_FALSE(DeviceManagementStatus::IsDeviceClaimedInCommercialOrg());
+  key.path = "SOFTWARE\\Tervan\\YOX\\Organisation"_w;
+  device->registry().CreateKey(key);
+  const std::vector list{"1b4e28ba"_w};
+  device->registry().SetValue(key, "Subscriptions"_w,
+                              YOX::platform::RegistryValue::MultiText(list));
+  EXPECT_TRUE(DeviceManagementStatus::IsDeviceClaimedInCommercialOrg());
+}
+
+TEST(DeviceManagementTest, TheEditionIsRememberedForEver) {
+  InstalledDevice device(Profile(R"("os": {"edition_id": "Core"})"));
+  EXPECT_FALSE(Status::IsEnterpriseOrEducationEdition());
+  device->Change([](DeviceProfile& profile) { profile.os.edition_id = "Enterprise"_w; });
+  EXPECT_FALSE(Status::IsEnterpriseOrEducationEdition());
+}
+
+}  // namespace

@@ -1,0 +1,228 @@
+#include <gtest/gtest.h>
+#include <json/reader.h>
+
+#include <memory>
+#include <set>
+
+#include "yox/device/CacheKeys.h"
+#include "yox/device/RegionInformation.h"
+#include "yox/device/TestRecord.h"
+
+#include "tests/CapturedLog.h"
+#include "tests/SubstitutedPlatform.h"
+
+namespace {
+
+using namespace YOX::literals;
+using yox_test::InstalledDevice;
+using yox_test::ReadFile;
+using yox_test::Record;
+using yox_test::WriteFile;
+
+constexpr char kFile[] = "MachineInformationCached.json";
+
+// What other versions of the client read and write: do not edit.
+constexpr char kGoldenFile[] =
+    R"({"device_bios_release_date":"2025-11-03","device_bios_version":"FAL14 v1.35",)"
+    R"("device_bios_version_short":"1.35","device_brand":"Falcon","device_ec_release_date":)"
+    R"("2025-10-01","device_ec_version":"1.20","device_enclosuretype":"Notebook",)"
+    R"("device_family":"Falcon 14","device_info_datetime":"2026-03-01T12:00:00Z",)"
+    R"("device_manufacturer":"Contoso","device_model":"FA14-2210","device_mt":"FA14",)"
+    R"("device_smbios_version":"3.4","device_subbrand":"14","device_tag":"",)"
+    R"("os_description":"Microsoft Windows 11 Pro","os_is_s_mode":true,"os_language":"en-US",)"
+    R"("os_name":"Windows 11 Pro","os_region":"US","os_update_description":"Fixes.",)"
+    R"("os_update_title":"2026-02 Cumulative Update","os_version":"10.0.22631.4460",)"
+    R"("serial_number":"C0FFEE12"})";
+
+TEST(MachineInformationCacheTest, TheFirstInstanceCollectsAndWritesAllKeys) {
+  InstalledDevice device;
+  ASSERT_FALSE(std::filesystem::exists(device.Shared("")));
+  MachineInformation* const record = MachineInformation::GetInstance();
+  EXPECT_EQ(record->serial_number(), "C0FFEE12"_w);
+  EXPECT_EQ(ReadFile(device.Shared(kFile)), kGoldenFile);
+}
+
+TEST(MachineInformationCacheTest, TheKeysAreTheMembersThatOutlastARestart) {
+  EXPECT_EQ(std::size(yox_device::kCacheKeys), 24U);
+  std::set<std::string> names;
+  for (const yox_device::CacheKey& key : yox_device::kCacheKeys) names.insert(key.name);
+  EXPECT_EQ(names.size(), 24U);
+  for (const char* const outside :
+       {"device_name", "device_image_info", "baseboard_serial_number", "npu_exists", "npu_mfr",
+        "npu_description", "device_extension_keyvalue", "gpu_names"}) {
+    EXPECT_FALSE(names.contains(outside)) << outside;
+  }
+}
+
+TEST(MachineInformationCacheTest, AStartFromTheFileAsksNothing) {
+  InstalledDevice device;
+  WriteFile(device.Shared(kFile), kGoldenFile);
+  yox_test::SubstitutedPlatform platform(device.device());
+  yox_test::Untouchable untouchable;
+  platform.Set(static_cast<YOX::platform::Firmware&>(untouchable));
+  platform.Set(static_cast<YOX::platform::OperatingSystem&>(untouchable));
+  platform.Set(static_cast<YOX::platform::ManagementQueries&>(untouchable));
+  platform.Set(static_cast<YOX::platform::Users&>(untouchable));
+  platform.Set(static_cast<YOX::platform::DisplayAdapters&>(untouchable));
+  const YOX::platform::ScopedPlatform installed(platform);
+
+  const MachineInformation* const record = MachineInformation::GetInstance();
+  EXPECT_EQ(record->device_manufacturer(), "Contoso"_w);
+  EXPECT_EQ(record->device_mt(), "FA14"_w);
+  EXPECT_TRUE(record->os_is_s_mode());
+  EXPECT_EQ(record->baseboard_serial_number(), ""_w);
+  EXPECT_EQ(record->npu_exists(), ""_w);
+  EXPECT_EQ(ReadFile(device.Shared(kFile)), kGoldenFile);
+}
+
+// A file that is read gives a record, and no collection, whatever it holds.
+struct BadFileRow {
+  const char* name;
+  std::string content;
+  const char* os_name;
+  const char* os_version;
+};
+class MachineInformationBadFileTest : public testing::TestWithParam<BadFileRow> {};
+
+TEST_P(MachineInformationBadFileTest, IsBelievedAndLeftAlone) {
+  const BadFileRow& row = GetParam();
+  InstalledDevice device;
+  WriteFile(device.Shared(kFile), row.content);
+  Record record;
+  record.Initialize();
+  EXPECT_EQ(YOX::String::UTF16ToUTF8(record.os_name()), row.os_name);
+  EXPECT_EQ(YOX::String::UTF16ToUTF8(record.os_version()), row.os_version);
+  EXPECT_EQ(record.serial_number(), ""_w);
+  EXPECT_EQ(record.device_manufacturer(), ""_w);
+  EXPECT_EQ(ReadFile(device.Shared(kFile)), row.content);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , MachineInformationBadFileTest,
+    testing::Values(
+        BadFileRow{"Empty", "", "", ""}, BadFileRow{"NotJson", "{\"os_name\":", "", ""},
+        BadFileRow{"FirstByteZero", std::string("\0{\"os_name\":\"A\"}", 16), "", ""},
+        BadFileRow{"ZeroBehindTheDocument", std::string("{\"os_name\":\"A\"}\0x", 17), "A", ""},
+        BadFileRow{"OneKey", R"({"os_name":"A"})", "A", ""},
+        BadFileRow{"Array", R"(["os_name"])", "", ""},
+        // The keys are read in their order: what comes before the one that raises is kept.
+        BadFileRow{"ObjectForAText", R"({"os_name":"A","os_version":{},"os_language":"B"})", "A",
+                   ""},
+        BadFileRow{"TextForTheFlag", R"({"os_version":"1.2","os_is_s_mode":"x","os_name":"A"})",
+                   "A", "1.2"},
+        BadFileRow{"NumberForAText", R"({"os_name":5})", "5", ""}),
+    [](const auto& row) { return std::string(row.param.name); });
+
+TEST(MachineInformationCacheTest, BehindAValueOfWrongShapeMembersKeepWhatTheyHold) {
+  Record record;
+  record.set_device_brand("kept"_w);
+  record.set_os_name("overwritten"_w);
+  record.DeSerialize(R"({"os_name":"A","os_version":[],"device_brand":"lost"})");
+  EXPECT_EQ(record.os_name(), "A"_w);
+  EXPECT_EQ(record.device_brand(), "kept"_w);
+}
+
+TEST(MachineInformationCacheTest, AMissingKeyEmptiesItsMember) {
+  Record record;
+  record.set_os_name("old"_w);
+  record.set_os_is_s_mode(true);
+  record.DeSerialize("{}");
+  EXPECT_EQ(record.os_name(), ""_w);
+  EXPECT_FALSE(record.os_is_s_mode());
+}
+
+TEST(MachineInformationCacheTest, ATextThatIsNoJsonChangesNothing) {
+  Record record;
+  record.set_os_name("old"_w);
+  record.DeSerialize("no");
+  EXPECT_EQ(record.os_name(), "old"_w);
+}
+
+TEST(MachineInformationCacheTest, AnUnforcedRefreshDoesNothing) {
+  InstalledDevice device;
+  Record record;
+  record.Initialize();
+  device->Change([](auto& profile) { profile.os.product_name = "Changed"_w; });
+  std::filesystem::remove(device.Shared(kFile));
+  record.ReInitialize(false);
+  EXPECT_EQ(record.os_name(), "Windows 11 Pro"_w);
+  EXPECT_FALSE(std::filesystem::exists(device.Shared(kFile)));
+}
+
+TEST(MachineInformationCacheTest, AForcedRefreshOverwritesTheFileAndKeepsTheTag) {
+  InstalledDevice device;
+  Record record;
+  record.Initialize();
+  record.set_device_tag("lab"_w);
+  device->Change([](auto& profile) {
+    profile.os.product_name = "Windows 12"_w;
+    profile.firmware->bios_version = "FAL14 v2.00"_w;
+    profile.region.country_code = "DE"_w;
+  });
+  record.ReInitialize(true);
+  EXPECT_EQ(record.os_name(), "Windows 12"_w);
+  EXPECT_EQ(record.device_bios_version(), "FAL14 v2.00"_w);
+  EXPECT_EQ(record.os_region(), "DE"_w);
+  Record restarted;
+  restarted.Initialize();
+  EXPECT_EQ(restarted.device_tag(), "lab"_w);
+  EXPECT_EQ(restarted.os_name(), "Windows 12"_w);
+}
+
+TEST(MachineInformationCacheTest, EveryCachedTextComesBackUnchanged) {
+  for (const yox_device::CacheKey& key : yox_device::kCacheKeys) {
+    Record record;
+    const std::string text = std::string(key.name) + " größe 漢字 \U0001F4BB \"\\\n\x01";
+    const std::string document = record.Serialize();
+    Json::Value root;
+    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+    ASSERT_TRUE(reader->parse(document.data(), document.data() + document.size(), &root, nullptr));
+    ASSERT_EQ(root.size(), 24U);
+    if (key.text) {
+      root[key.name] = text;
+    } else {
+      root[key.name] = true;
+    }
+    record.DeSerialize(root.toStyledString());
+    Record copy;
+    copy.DeSerialize(record.Serialize());
+    if (key.text) {
+      EXPECT_EQ(YOX::String::UTF16ToUTF8(copy.View(*key.text)), text);
+    } else {
+      EXPECT_TRUE(copy.os_is_s_mode());
+    }
+  }
+}
+
+TEST(MachineInformationCacheTest, TheFileHasNoLineBreaks) {
+  EXPECT_EQ(Record().Serialize().find('\n'), std::string::npos);
+}
+
+TEST(MachineInformationCacheTest, TheManufacturerIsWrittenThroughItsVirtualGetter) {
+  class Presented : public Record {
+   public:
+    YOX::WString device_manufacturer() const override { return "Presented"_w; }
+  } record;
+  record.set_device_manufacturer("Real"_w);
+  EXPECT_NE(record.Serialize().find(R"("device_manufacturer":"Presented")"), std::string::npos);
+}
+
+TEST(MachineInformationCacheTest, AFolderInThePlaceOfTheFileLeavesTheRecordCollected) {
+  InstalledDevice device;
+  std::filesystem::create_directories(device.Shared(kFile));
+  Record record;
+  record.Initialize();
+  EXPECT_EQ(record.os_name(), "Windows 11 Pro"_w);
+  EXPECT_TRUE(std::filesystem::is_directory(device.Shared(kFile)));
+}
+
+TEST(MachineInformationCacheTest, NothingIsLogged) {
+  InstalledDevice device;
+  WriteFile(device.Shared(kFile), "broken");
+  Record record;
+  const yox_test::CapturedLog captured;
+  record.Initialize();
+  EXPECT_EQ(captured.Text(), "");
+}
+
+}  // namespace

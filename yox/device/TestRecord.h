@@ -1,0 +1,115 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+#include "yox/clientbase/String.h"
+#include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
+#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+#include "yox/device/MachineInformation.h"
+
+namespace yox_test {
+
+// A record of the test's own, with its protected operations.
+class Record : public MachineInformation {
+ public:
+  Record() = default;
+  using MachineInformation::DeSerialize;
+  using MachineInformation::Initialize;
+  using MachineInformation::ReadMachineInformation;
+  using MachineInformation::SanitizeString;
+  using MachineInformation::Serialize;
+  using MachineInformation::SetMachineType;
+  using MachineInformation::SetSerialNumber;
+};
+
+inline constexpr char kLaptop[] = R"~({
+  "clock": {"now": "2026-03-01T12:00:00", "uptime_seconds": 7200},
+  "firmware": {"manufacturer": "Contoso", "family": "Falcon 14", "model_number": " FA14-2210 ",
+    "sku": "FALCON14-16-512", "serial_number": "C0FFEE12", "baseboard_serial_number": "BB-000417",
+    "enclosure_type": "Notebook", "bios_version": "FAL14 v1.35", "bios_version_short": "1.35",
+    "bios_release_date": "2025-11-03", "ec_version": "1.20", "ec_release_date": "2025-10-01",
+    "smbios_version": "3.4"},
+  "os": {"product_name": "Windows 11 Pro", "edition_id": "Professional",
+    "version": "10.0.22631.4460", "caption": "Microsoft Windows 11 Pro", "s_mode": true,
+    "architecture": 9, "update_service_start_type": 3,
+    "updates": [{"result_code": 2, "title": "2026-02 Cumulative Update",
+                 "description": "Fixes.", "categories": ["Windows 11"]}]},
+  "region": {"country_code": "US", "country_name": "United States", "region_name": "USA",
+    "language_code": "en-US", "language_name": "English (United States)"},
+  "user": {"sid": "S-1-5-21-1-2-3-1001"}
+})~";
+
+// A simulated device in the place of the machine's own, for a test's duration.
+class InstalledDevice {
+ public:
+  explicit InstalledDevice(std::string_view profile = kLaptop)
+      : device_(YOX::platform::ReadDeviceProfile(profile)), installed_(device_) {}
+
+  YOX::platform::SimulatedDevice* operator->() { return &device_; }
+  YOX::platform::SimulatedDevice& device() { return device_; }
+
+  // A file of the client's shared folder.
+  std::filesystem::path Shared(const std::string& name) {
+    return device_.files().Locate(*device_.files().ApplicationDataRoot()) / "Shared" / name;
+  }
+
+ private:
+  YOX::platform::SimulatedDevice device_;
+  YOX::platform::ScopedPlatform installed_;
+};
+
+inline void WriteFile(const std::filesystem::path& path, std::string_view content) {
+  std::filesystem::create_directories(path.parent_path());
+  std::ofstream(path, std::ios::binary) << content;
+}
+
+inline std::string ReadFile(const std::filesystem::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// The hardware and the system, for whoever must not ask them: every question is a failure.
+class Untouchable final : public YOX::platform::Firmware,
+                          public YOX::platform::OperatingSystem,
+                          public YOX::platform::ManagementQueries,
+                          public YOX::platform::Users,
+                          public YOX::platform::DisplayAdapters {
+ public:
+  const YOX::platform::FirmwareFacts* Facts() override { return Asked<nullptr_t>(); }
+  void Reread() override { Asked<int>(); }
+  YOX::WString ProductName() override { return Asked<YOX::WString>(); }
+  YOX::WString EditionId() override { return Asked<YOX::WString>(); }
+  YOX::WString Version() override { return Asked<YOX::WString>(); }
+  YOX::WString Caption() override { return Asked<YOX::WString>(); }
+  bool IsSMode() override { return Asked<bool>(); }
+  std::uint32_t Architecture() override { return Asked<std::uint32_t>(); }
+  std::uint32_t UpdateServiceStartType() override { return Asked<std::uint32_t>(); }
+  std::vector<YOX::platform::OperatingSystemUpdate> UpdateHistory() override {
+    return Asked<std::vector<YOX::platform::OperatingSystemUpdate>>();
+  }
+  YOX::platform::ManagementAnswer Ask(YOX::WStringView, YOX::WStringView,
+                                      YOX::WStringView) override {
+    return Asked<YOX::platform::ManagementAnswer>();
+  }
+  YOX::WString LoggedInUserSid() override { return Asked<YOX::WString>(); }
+  bool IsSystemProcess() override { return Asked<bool>(); }
+  std::optional<std::vector<YOX::platform::DisplayAdapter>> Enumerate() override {
+    return Asked<std::vector<YOX::platform::DisplayAdapter>>();
+  }
+
+ private:
+  using nullptr_t = YOX::platform::FirmwareFacts*;
+
+  template <class Answer>
+  Answer Asked() {
+    ADD_FAILURE() << "the device was asked";
+    return Answer();
+  }
+};
+
+}  // namespace yox_test
