@@ -1,8 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "yox/applicability/FilterDocument.h"
 
 #include "tests/Rows.h"
+#include "tests/SchemaPaths.h"
+#include "yox/applicability/Criteria.h"
 
 using namespace YOX::literals;
 
@@ -55,6 +59,35 @@ TEST(WriteFilterDocument, LeavesEmptyFieldsOut) {
   ]
 }
 )");
+}
+
+TEST(FilterListDocuments, TheSchemaHasTheFieldsOfAFilter) {
+  std::vector<std::string> expected = {"filters"};
+  for (const std::string_view name : kFilterFieldNames) {
+    expected.push_back("[*]." + std::string(name));
+    expected.push_back("filters[*]." + std::string(name));
+  }
+  std::ranges::sort(expected);
+  EXPECT_EQ(yox_test::SchemaPaths("schemas/filter-list.schema.json"), expected);
+}
+
+TEST(FilterListDocuments, ThePageNamesTheCriteriaInTheOrderOfEvaluation) {
+  const std::string page = yox_test::CheckoutFile("docs/filter-list.md");
+  std::size_t last = 0;
+  for (const Criterion& criterion : kCriteria) {
+    const std::size_t row = page.find("\n| `" + std::string(criterion.name()) + "` |");
+    ASSERT_NE(row, std::string::npos) << criterion.name();
+    EXPECT_LT(last, row) << criterion.name();
+    last = row;
+  }
+}
+
+TEST(FilterListDocuments, TheExamplesAreRead) {
+  for (const char* name : {"editor-8", "firmware-1.36", "pilot-ring"}) {
+    const std::string document =
+        yox_test::CheckoutFile("examples/lists/" + std::string(name) + ".json");
+    EXPECT_GE(ReadFilterDocument(document).filters().size(), 2U) << name;
+  }
 }
 
 struct RefusalRow {

@@ -1,8 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
 
 #include "tests/Rows.h"
+#include "tests/SchemaPaths.h"
 
 namespace YOX::platform {
 namespace {
@@ -165,6 +168,31 @@ TEST(WriteDeviceProfile, GivesADocumentThatReadsAsTheSameProfile) {
 }
 )");
   EXPECT_EQ(WriteDeviceProfile(ReadDeviceProfile(document)), document);
+}
+
+std::vector<std::string> SortedPaths() {
+  std::vector<std::string> paths = DeviceProfilePaths();
+  std::ranges::sort(paths);
+  return paths;
+}
+
+TEST(DeviceProfileDocuments, TheSchemaHasTheReadersKeys) {
+  EXPECT_EQ(yox_test::SchemaPaths("schemas/device-profile.schema.json"), SortedPaths());
+}
+
+TEST(DeviceProfileDocuments, ThePageNamesEveryKey) {
+  const std::string page = yox_test::CheckoutFile("docs/device-profile.md");
+  for (const std::string& path : DeviceProfilePaths()) {
+    EXPECT_NE(page.find('`' + path + '`'), std::string::npos) << path;
+  }
+}
+
+TEST(DeviceProfileDocuments, TheExamplesAreRead) {
+  for (const char* name : {"falcon-14", "kestrel-mini"}) {
+    const std::string document =
+        yox_test::CheckoutFile("examples/devices/" + std::string(name) + ".json");
+    EXPECT_FALSE(ReadDeviceProfile(document).region.country_code.empty()) << name;
+  }
 }
 
 struct RefusalRow {

@@ -1,0 +1,140 @@
+#include <gmock/gmock.h>
+
+#include <thread>
+
+#include "yox/clientbase/String.h"
+#include "yox/clientbase/platform/PlatformContract.h"
+
+namespace YOX::platform {
+namespace {
+
+using testing::AnyOf;
+
+class FirmwareContract : public yox_test::PlatformContract {};
+
+TEST_P(FirmwareContract, FactsStandStillUntilTheyAreReadAgain) {
+  Firmware& firmware = platform().firmware();
+  const FirmwareFacts* const facts = firmware.Facts();
+  EXPECT_EQ(firmware.Facts(), facts);
+  const WString serial = facts != nullptr ? facts->serial_number : WString();
+  firmware.Reread();
+  const FirmwareFacts* const again = firmware.Facts();
+  ASSERT_EQ(again != nullptr, facts != nullptr);
+  EXPECT_EQ(again != nullptr ? again->serial_number : WString(), serial);
+}
+
+class OperatingSystemContract : public yox_test::PlatformContract {};
+
+TEST_P(OperatingSystemContract, AnswersInTheNumbersThatThereAre) {
+  OperatingSystem& system = platform().operating_system();
+  EXPECT_THAT(system.Architecture(), AnyOf(0U, 5U, 6U, 9U, 12U, 65535U));
+  EXPECT_LE(system.UpdateServiceStartType(), 4U);
+}
+
+TEST_P(OperatingSystemContract, AnswersTheSameAgain) {
+  OperatingSystem& system = platform().operating_system();
+  EXPECT_EQ(system.ProductName(), system.ProductName());
+  EXPECT_EQ(system.EditionId(), system.EditionId());
+  EXPECT_EQ(system.Version(), system.Version());
+  EXPECT_EQ(system.Caption(), system.Caption());
+  EXPECT_EQ(system.IsSMode(), system.IsSMode());
+}
+
+class LocaleContract : public yox_test::PlatformContract {};
+
+TEST_P(LocaleContract, CodesAreCodesOrEmpty) {
+  const LocaleFacts facts = platform().locale().Facts();
+  const std::string country = String::UTF16ToUTF8(facts.country_code);
+  EXPECT_THAT(country, AnyOf("", testing::MatchesRegex("[A-Z][A-Z]"),
+                             testing::MatchesRegex("[0-9][0-9][0-9]")));
+  const std::string language = String::UTF16ToUTF8(facts.language_code);
+  EXPECT_THAT(language, AnyOf("", testing::MatchesRegex("[a-z][a-zA-Z0-9-]+")));
+}
+
+class UsersContract : public yox_test::PlatformContract {};
+
+TEST_P(UsersContract, AUserIsASecurityIdentifierOrNobody) {
+  const WString sid = platform().users().LoggedInUserSid();
+  EXPECT_TRUE(sid.empty() || String::StartsWith(sid, "S-1-"_wv)) << String::UTF16ToUTF8(sid);
+}
+
+class ApplicationsContract : public yox_test::PlatformContract {};
+
+TEST_P(ApplicationsContract, AnswersTheSameAgain) {
+  Applications& applications = platform().applications();
+  EXPECT_EQ(applications.Installed().size(), applications.Installed().size());
+  EXPECT_EQ(applications.Store(), applications.Store());
+}
+
+class DisplayAdaptersContract : public yox_test::PlatformContract {};
+
+TEST_P(DisplayAdaptersContract, EveryAdapterIsDescribed) {
+  const auto adapters = platform().display_adapters().Enumerate();
+  if (!adapters) return;  // the system cannot be asked
+  for (const DisplayAdapter& adapter : *adapters) EXPECT_FALSE(adapter.description.empty());
+}
+
+class ServicesContract : public yox_test::PlatformContract {};
+
+TEST_P(ServicesContract, AServiceThatIsNotThereDoesNotRun) {
+  EXPECT_FALSE(platform().services().IsRunning("yox-no-such-service-7f3a"_wv));
+  EXPECT_FALSE(platform().services().IsRunning(""_wv));
+}
+
+class JoinStateContract : public yox_test::PlatformContract {};
+
+TEST_P(JoinStateContract, OnlyASystemThatAnsweredIsJoined) {
+  for (const JoinAnswer& answer :
+       {platform().join_state().Domain(), platform().join_state().Cloud()}) {
+    if (!answer.joined) continue;
+    EXPECT_EQ(answer.outcome, JoinAnswer::Outcome::kAsked);
+    EXPECT_EQ(answer.code, 0U);
+  }
+}
+
+class ManagementQueriesContract : public yox_test::PlatformContract {};
+
+TEST_P(ManagementQueriesContract, AnObjectThatIsNotThereHasNoRows) {
+  const ManagementAnswer answer = platform().management_queries().Ask(
+      "ROOT\\CIMV2"_wv, "SELECT Nothing FROM Yox_NoSuchObject"_wv, "Nothing"_wv);
+  EXPECT_TRUE(answer.rows.empty());
+}
+
+class PlatformFactsContract : public yox_test::PlatformContract {};
+
+TEST_P(PlatformFactsContract, AreAskedFromSeveralThreads) {
+  const auto ask = [this] {
+    for (int i = 0; i < 5; ++i) {
+      platform().firmware().Facts();
+      platform().operating_system().Caption();
+      platform().locale().Facts();
+      platform().users().LoggedInUserSid();
+      platform().accelerators().Enumerate();
+      platform().display_adapters().Enumerate();
+      platform().services().IsRunning("ccmexec"_wv);
+      platform().join_state().Domain();
+    }
+  };
+  const WString caption = platform().operating_system().Caption();
+  std::thread other(ask);
+  ask();
+  other.join();
+  EXPECT_EQ(platform().operating_system().Caption(), caption);
+}
+
+#define YOX_EVERY_PLATFORM(Suite) \
+  INSTANTIATE_TEST_SUITE_P(, Suite, yox_test::kEveryPlatform, yox_test::RowName())
+YOX_EVERY_PLATFORM(FirmwareContract);
+YOX_EVERY_PLATFORM(OperatingSystemContract);
+YOX_EVERY_PLATFORM(LocaleContract);
+YOX_EVERY_PLATFORM(UsersContract);
+YOX_EVERY_PLATFORM(ApplicationsContract);
+YOX_EVERY_PLATFORM(DisplayAdaptersContract);
+YOX_EVERY_PLATFORM(ServicesContract);
+YOX_EVERY_PLATFORM(JoinStateContract);
+YOX_EVERY_PLATFORM(ManagementQueriesContract);
+YOX_EVERY_PLATFORM(PlatformFactsContract);
+#undef YOX_EVERY_PLATFORM
+
+}  // namespace
+}  // namespace YOX::platform
