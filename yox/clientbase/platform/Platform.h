@@ -17,6 +17,8 @@
 
 namespace YOX::platform {
 
+class DeviceTree;
+
 // One of each thing that an operating system knows. Three implementations: Linux, Windows, and a
 // simulated device.
 class YOX_API Platform {
@@ -36,6 +38,7 @@ class YOX_API Platform {
   virtual JoinState& join_state() = 0;
   virtual ManagementQueries& management_queries() = 0;
   virtual Registry& registry() = 0;
+  virtual DeviceTree& device_tree() = 0;  // platform/DeviceTree.h
 
   // The platform in use: the machine's own, unless another is installed.
   static Platform& Get();

@@ -5,6 +5,7 @@
 #include "yox/clientbase/platform/Unknown.h"
 #include "yox/clientbase/platform/linux/LinuxAccelerators.h"
 #include "yox/clientbase/platform/linux/LinuxClock.h"
+#include "yox/clientbase/platform/linux/LinuxDeviceTree.h"
 #include "yox/clientbase/platform/linux/LinuxDisplayAdapters.h"
 #include "yox/clientbase/platform/linux/LinuxFiles.h"
 #include "yox/clientbase/platform/linux/LinuxFirmware.h"
@@ -38,6 +39,7 @@ class LinuxPlatform final : public Platform {
   JoinState& join_state() override { return join_state_; }
   ManagementQueries& management_queries() override { return management_queries_; }
   Registry& registry() override { return registry_; }
+  DeviceTree& device_tree() override { return device_tree_; }
 
  private:
   LinuxClock clock_;
@@ -55,6 +57,7 @@ class LinuxPlatform final : public Platform {
   FactQueries management_queries_{operating_system_};
   LinuxRegistry registry_{[this] { return StateFolder(files_); },
                           LinuxRegistry::UserIdentifier(geteuid())};
+  LinuxDeviceTree device_tree_;
 };
 
 }  // namespace

@@ -241,6 +241,23 @@ void WriteConfiguration(const SimulatedFiles& files, bool used,
   document.save(stream);
 }
 
+using Devices = std::vector<DeviceProfile::Device>;
+
+// What one list has over the other goes and comes; a device whose hardware IDs differ does both.
+void PlugAndUnplug(SimulatedDeviceTree& tree, const Devices& before, const Devices& after) {
+  const auto has = [](const Devices& devices, const DeviceProfile::Device& wanted) {
+    return std::ranges::any_of(devices, [&](const DeviceProfile::Device& device) {
+      return device.instance_id == wanted.instance_id && device.hardware_ids == wanted.hardware_ids;
+    });
+  };
+  for (const auto& device : before) {
+    if (!has(after, device)) tree.Unplug(device.instance_id);
+  }
+  for (const auto& device : after) {
+    if (!has(before, device)) tree.Plug({device.instance_id, device.hardware_ids});
+  }
+}
+
 }  // namespace
 
 struct SimulatedDevice::Parts {
@@ -252,6 +269,7 @@ struct SimulatedDevice::Parts {
       files.emplace();
     FillRegistry(registry, device);
     WriteConfiguration(*files, !folder.empty(), device.configuration);
+    PlugAndUnplug(device_tree, {}, device.devices);
   }
 
   SharedProfile profile;
@@ -268,6 +286,7 @@ struct SimulatedDevice::Parts {
   SimulatedServices services{profile};
   SimulatedJoinState join_state{profile};
   FactQueries management_queries{operating_system};
+  SimulatedDeviceTree device_tree;
 };
 
 SimulatedDevice::SimulatedDevice(const DeviceProfile& profile, const std::filesystem::path& folder)
@@ -287,14 +306,20 @@ Services& SimulatedDevice::services() { return parts_->services; }
 JoinState& SimulatedDevice::join_state() { return parts_->join_state; }
 ManagementQueries& SimulatedDevice::management_queries() { return parts_->management_queries; }
 SimulatedRegistry& SimulatedDevice::registry() { return parts_->registry; }
+SimulatedDeviceTree& SimulatedDevice::device_tree() { return parts_->device_tree; }
 
 DeviceProfile SimulatedDevice::profile() const { return parts_->profile.Copy(std::identity()); }
 
 void SimulatedDevice::Change(const std::function<void(DeviceProfile& profile)>& change) {
+  Devices before;
+  Devices after;
   parts_->profile.Change([&](DeviceProfile& profile) {
+    before = profile.devices;
     change(profile);
+    after = profile.devices;
     parts_->registry.SetOwnUser(OwnUser(profile));
   });
+  PlugAndUnplug(parts_->device_tree, before, after);
 }
 
 }  // namespace YOX::platform

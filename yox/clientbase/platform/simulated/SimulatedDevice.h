@@ -8,6 +8,7 @@
 #include "yox/clientbase/platform/Platform.h"
 #include "yox/clientbase/platform/simulated/DeviceProfile.h"
 #include "yox/clientbase/platform/simulated/SimulatedClock.h"
+#include "yox/clientbase/platform/simulated/SimulatedDeviceTree.h"
 #include "yox/clientbase/platform/simulated/SimulatedFiles.h"
 #include "yox/clientbase/platform/simulated/SimulatedRegistry.h"
 
@@ -44,14 +45,16 @@ class YOX_API SimulatedDevice final : public Platform {
   JoinState& join_state() override;
   ManagementQueries& management_queries() override;
   SimulatedRegistry& registry() override;
+  SimulatedDeviceTree& device_tree() override;
 
-  // The profile as it stands now. Clock and registry are asked for themselves.
+  // The profile as it stands now. Clock, registry and device tree are asked for themselves.
   DeviceProfile profile() const;
 
   // Changes the profile in one step: readers see it before or after. The firmware's facts follow
   // when they are read again, as on a real device. Clock and registry, and with it organisation and
   // developer settings, have taken their sections at the start and are changed by their own
-  // operations. `change` must not call the device.
+  // operations. What comes to or goes from the list of devices is plugged or unplugged, the device
+  // tree's callbacks running in this call. `change` must not call the device.
   void Change(const std::function<void(DeviceProfile& profile)>& change);
 
  private:

@@ -2,6 +2,7 @@
 #include "yox/clientbase/platform/Unknown.h"
 #include "yox/clientbase/platform/windows/WindowsAccelerators.h"
 #include "yox/clientbase/platform/windows/WindowsClock.h"
+#include "yox/clientbase/platform/windows/WindowsDeviceTree.h"
 #include "yox/clientbase/platform/windows/WindowsDisplayAdapters.h"
 #include "yox/clientbase/platform/windows/WindowsFiles.h"
 #include "yox/clientbase/platform/windows/WindowsFirmware.h"
@@ -31,6 +32,7 @@ class WindowsPlatform final : public Platform {
   JoinState& join_state() override { return join_state_; }
   ManagementQueries& management_queries() override { return management_queries_; }
   Registry& registry() override { return registry_; }
+  DeviceTree& device_tree() override { return device_tree_; }
 
  private:
   WindowsClock clock_;
@@ -46,6 +48,7 @@ class WindowsPlatform final : public Platform {
   WindowsServices services_;
   WindowsJoinState join_state_;
   WindowsRegistry registry_;
+  WindowsDeviceTree device_tree_;
 };
 
 }  // namespace
