@@ -136,9 +136,7 @@ bool ApplicabilityEvaluator::DoesKvpMatch(const WString& term, const Pairs& pair
                                  YOX::match::FindInPairs{pairs});
 }
 
-// Nothing is known of the registry and of present devices yet: what requires them fails.
+// Nothing is known of the registry yet: what requires it fails.
 bool ApplicabilityEvaluator::EvaluateRegistryFilter(const WString& /*requirements*/) {
   return false;
 }
-
-bool ApplicabilityEvaluator::EvaluateHardwareIdFilter(const WString& /*required*/) { return false; }

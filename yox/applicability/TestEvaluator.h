@@ -14,6 +14,7 @@ class TestEvaluator : public ApplicabilityEvaluator {
   using ApplicabilityEvaluator::DoesKvpMatch;
   using ApplicabilityEvaluator::DoesStringMatch;
   using ApplicabilityEvaluator::DoesVersionMatch;
+  using ApplicabilityEvaluator::EvaluateHardwareIdFilter;
   using ApplicabilityEvaluator::EvaluateKvpFilter;
   using ApplicabilityEvaluator::EvaluateStringFilter;
   using ApplicabilityEvaluator::EvaluateVersionFilter;

@@ -1,0 +1,78 @@
+#include "yox/applicability/HardwareIdRepository.h"
+
+#include <utility>
+
+using YOX::WString;
+using YOX::WStringView;
+
+void HardwareIdRepository::Add(const WString& id) {
+  const std::lock_guard lock(mutex_);
+  if (const auto known = counts_.find(id); known != counts_.end()) {
+    ++known->second;
+    return;
+  }
+  counts_.emplace(id, 1);
+  index_.emplace(id, ids_.size());
+  ids_.push_back(id);
+  shared_.reset();
+  if (on_added_) on_added_(id);
+}
+
+void HardwareIdRepository::Remove(const WString& id) {
+  const std::lock_guard lock(mutex_);
+  const auto count = counts_.find(id);
+  if (count == counts_.end() || --count->second != 0) return;
+
+  // The last one takes the place of the one that goes.
+  if (const auto place = index_.find(id); place != index_.end()) {
+    const std::size_t hole = place->second;
+    if (hole + 1 != ids_.size()) {
+      std::swap(ids_[hole], ids_.back());
+      index_.find(ids_[hole])->second = hole;
+    }
+    ids_.pop_back();
+    index_.erase(place);
+  }
+  const auto gone = counts_.extract(count);
+  shared_.reset();
+  if (on_removed_) on_removed_(gone.key());
+}
+
+bool HardwareIdRepository::Contains(WStringView id) const {
+  const std::lock_guard lock(mutex_);
+  return counts_.find(id) != counts_.end();
+}
+
+std::size_t HardwareIdRepository::Size() const {
+  const std::lock_guard lock(mutex_);
+  return ids_.size();
+}
+
+HardwareIdRepository::Ids HardwareIdRepository::Snapshot() const {
+  const std::lock_guard lock(mutex_);
+  return ids_;
+}
+
+std::shared_ptr<const HardwareIdRepository::Ids> HardwareIdRepository::SharedSnapshot() const {
+  const std::lock_guard lock(mutex_);
+  if (shared_ == nullptr) shared_ = std::make_shared<const Ids>(ids_);
+  return shared_;
+}
+
+void HardwareIdRepository::Clear() {
+  const std::lock_guard lock(mutex_);
+  ids_.clear();
+  index_.clear();
+  counts_.clear();
+  shared_.reset();
+}
+
+void HardwareIdRepository::SetOnAdded(Callback on_added) {
+  const std::lock_guard lock(mutex_);
+  on_added_ = std::move(on_added);
+}
+
+void HardwareIdRepository::SetOnRemoved(Callback on_removed) {
+  const std::lock_guard lock(mutex_);
+  on_removed_ = std::move(on_removed);
+}

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "yox/clientbase/Export.h"
+#include "yox/clientbase/WString.h"
+
+// The hardware IDs that are present, each once however many devices claim it. IDs are compared
+// exactly as stored. Safe from any thread; adding, removing and looking up cost the same however
+// many there are.
+class YOX_API HardwareIdRepository {
+ public:
+  // Runs while the repository is locked: it must not call back into the repository.
+  using Callback = std::function<void(const YOX::WString& id)>;
+  using Ids = std::vector<YOX::WString>;
+
+  HardwareIdRepository() = default;
+  HardwareIdRepository(const HardwareIdRepository&) = delete;
+  HardwareIdRepository& operator=(const HardwareIdRepository&) = delete;
+
+  // One more claim; the first one makes the ID present.
+  void Add(const YOX::WString& id);
+  // One claim less; with the last one the ID goes. An unknown ID changes nothing.
+  void Remove(const YOX::WString& id);
+  bool Contains(YOX::WStringView id) const;
+  // The number of distinct IDs.
+  std::size_t Size() const;
+  // A copy of the IDs, in no particular order.
+  Ids Snapshot() const;
+  // The same without copying what another reader has copied since the last change. Never null.
+  std::shared_ptr<const Ids> SharedSnapshot() const;
+  // Drops every ID and claim; no callback runs.
+  void Clear();
+
+  // Replace what is called when an ID arrives for the first time, or its last claim goes. An empty
+  // function: nothing.
+  void SetOnAdded(Callback on_added);
+  void SetOnRemoved(Callback on_removed);
+
+ private:
+  struct Hash {
+    using is_transparent = void;
+    std::size_t operator()(YOX::WStringView id) const { return std::hash<YOX::WStringView>{}(id); }
+  };
+  template <class Value>
+  using ById = std::unordered_map<YOX::WString, Value, Hash, std::equal_to<>>;
+
+  mutable std::mutex mutex_;  // guards everything below
+  Ids ids_;
+  ById<std::size_t> index_;  // where each ID stands in ids_
+  ById<std::uint32_t> counts_;
+  Callback on_added_;
+  Callback on_removed_;
+  mutable std::shared_ptr<const Ids> shared_;  // null once ids_ has changed
+};

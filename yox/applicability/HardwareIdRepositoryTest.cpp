@@ -1,0 +1,140 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <thread>
+#include <vector>
+
+#include "yox/applicability/HardwareIdRepository.h"
+
+namespace {
+
+using namespace YOX::literals;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using YOX::WString;
+
+// A repository that writes down what its callbacks are told.
+struct Observed {
+  HardwareIdRepository repository;
+  std::vector<WString> added;
+  std::vector<WString> removed;
+
+  Observed() {
+    repository.SetOnAdded([this](const WString& id) { added.push_back(id); });
+    repository.SetOnRemoved([this](const WString& id) { removed.push_back(id); });
+  }
+};
+
+TEST(HardwareIdRepositoryTest, StaysPresentWhileOneOfTwoClaimsIsLeft) {
+  Observed observed;
+  observed.repository.Add("PCI\\A"_w);
+  observed.repository.Add("PCI\\A"_w);
+  observed.repository.Remove("PCI\\A"_w);
+  EXPECT_TRUE(observed.repository.Contains("PCI\\A"_w));
+  EXPECT_EQ(observed.repository.Size(), 1U);
+  EXPECT_THAT(observed.added, ElementsAre("PCI\\A"_w));
+  EXPECT_THAT(observed.removed, IsEmpty());
+}
+
+TEST(HardwareIdRepositoryTest, GoesWithItsLastClaim) {
+  Observed observed;
+  observed.repository.Add("PCI\\A"_w);
+  observed.repository.Add("PCI\\A"_w);
+  observed.repository.Remove("PCI\\A"_w);
+  observed.repository.Remove("PCI\\A"_w);
+  EXPECT_FALSE(observed.repository.Contains("PCI\\A"_w));
+  EXPECT_EQ(observed.repository.Size(), 0U);
+  EXPECT_THAT(observed.removed, ElementsAre("PCI\\A"_w));
+}
+
+TEST(HardwareIdRepositoryTest, RemovingAnUnknownIdChangesNothing) {
+  Observed observed;
+  observed.repository.Add("PCI\\A"_w);
+  observed.repository.Remove("PCI\\B"_w);
+  EXPECT_THAT(observed.repository.Snapshot(), ElementsAre("PCI\\A"_w));
+  EXPECT_THAT(observed.removed, IsEmpty());
+}
+
+TEST(HardwareIdRepositoryTest, TheLastIdFillsTheHoleOfTheOneThatGoes) {
+  HardwareIdRepository repository;
+  for (const WString& id : {"A"_w, "B"_w, "C"_w}) repository.Add(id);
+  repository.Remove("A"_w);
+  EXPECT_THAT(repository.Snapshot(), ElementsAre("C"_w, "B"_w));
+  // The one that moved is still found where it stands now.
+  repository.Remove("C"_w);
+  EXPECT_THAT(repository.Snapshot(), ElementsAre("B"_w));
+}
+
+TEST(HardwareIdRepositoryTest, RemovingTheMiddleOfThreeLeavesTheOtherTwo) {
+  HardwareIdRepository repository;
+  for (const WString& id : {"A"_w, "B"_w, "C"_w}) repository.Add(id);
+  repository.Remove("B"_w);
+  EXPECT_THAT(repository.Snapshot(), ElementsAre("A"_w, "C"_w));
+}
+
+TEST(HardwareIdRepositoryTest, ClearRunsNoCallback) {
+  Observed observed;
+  observed.repository.Add("A"_w);
+  observed.repository.Add("B"_w);
+  observed.repository.Clear();
+  EXPECT_EQ(observed.repository.Size(), 0U);
+  EXPECT_FALSE(observed.repository.Contains("A"_w));
+  EXPECT_THAT(observed.removed, IsEmpty());
+}
+
+TEST(HardwareIdRepositoryTest, IdsAreComparedAsStored) {
+  HardwareIdRepository repository;
+  repository.Add("pci\\a"_w);
+  EXPECT_FALSE(repository.Contains("PCI\\A"_w));
+  EXPECT_TRUE(repository.Contains("pci\\a"_w));
+}
+
+TEST(HardwareIdRepositoryTest, AnEmptyCallbackIsNoCallback) {
+  Observed observed;
+  observed.repository.SetOnAdded({});
+  observed.repository.SetOnRemoved({});
+  observed.repository.Add("A"_w);
+  observed.repository.Remove("A"_w);
+  EXPECT_THAT(observed.added, IsEmpty());
+  EXPECT_THAT(observed.removed, IsEmpty());
+}
+
+TEST(HardwareIdRepositoryTest, ASharedSnapshotIsCopiedOnlyAfterAChange) {
+  HardwareIdRepository repository;
+  EXPECT_THAT(*repository.SharedSnapshot(), IsEmpty());
+  repository.Add("A"_w);
+  const auto first = repository.SharedSnapshot();
+  repository.Add("A"_w);  // one more claim, the same IDs
+  EXPECT_EQ(repository.SharedSnapshot(), first);
+  repository.Add("B"_w);
+  EXPECT_THAT(*repository.SharedSnapshot(), ElementsAre("A"_w, "B"_w));
+  repository.Remove("A"_w);
+  repository.Remove("A"_w);
+  EXPECT_THAT(*repository.SharedSnapshot(), ElementsAre("B"_w));
+  EXPECT_THAT(*first, ElementsAre("A"_w));
+  repository.Clear();
+  EXPECT_THAT(*repository.SharedSnapshot(), IsEmpty());
+}
+
+TEST(HardwareIdRepositoryTest, ClaimsFromSeveralThreadsAddUp) {
+  HardwareIdRepository repository;
+  const auto claim = [&repository](int thread) {
+    for (int round = 0; round < 500; ++round) {
+      const WString own = WString(1, static_cast<YOX::WChar>('A' + thread));
+      repository.Add("SHARED"_w);
+      repository.Add(own);
+      (void)repository.SharedSnapshot();
+      repository.Remove(own);
+    }
+  };
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < 4; ++thread) threads.emplace_back(claim, thread);
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_THAT(repository.Snapshot(), ElementsAre("SHARED"_w));
+  for (int claimed = 1; claimed < 4 * 500; ++claimed) repository.Remove("SHARED"_w);
+  EXPECT_TRUE(repository.Contains("SHARED"_w));
+  repository.Remove("SHARED"_w);
+  EXPECT_EQ(repository.Size(), 0U);
+}
+
+}  // namespace
