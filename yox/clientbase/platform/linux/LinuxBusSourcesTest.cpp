@@ -14,6 +14,7 @@
 #include "yox/clientbase/platform/linux/LinuxServices.h"
 #include "yox/clientbase/platform/linux/LinuxUsers.h"
 
+#include "tests/Checkout.h"
 #include "tests/TemporaryFolder.h"
 
 namespace {
@@ -31,7 +32,7 @@ class MockedBus {
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, input[0], STDIN_FILENO);
     posix_spawn_file_actions_adddup2(&actions, output[1], STDOUT_FILENO);
-    services.insert(services.begin(), YOX_CHECKOUT "/tests/system-bus");
+    services.insert(services.begin(), (yox_test::Checkout() / "tests/system-bus").string());
     std::vector<char*> arguments;
     for (std::string& service : services) arguments.push_back(service.data());
     arguments.push_back(nullptr);
