@@ -26,7 +26,8 @@ class SubstitutedPlatform final : public YOX::platform::Platform {
   X(Services, services)                    \
   X(JoinState, join_state)                 \
   X(ManagementQueries, management_queries) \
-  X(Registry, registry)
+  X(Registry, registry)                    \
+  X(DeviceTree, device_tree)
   YOX_PARTS(YOX_PART)
 #undef YOX_PART
 
