@@ -148,32 +148,37 @@ std::size_t TaskPool::ThreadCount() const {
 
 void TaskPool::WakeOne() {
   if (searching_.load() > 0) return;
-  const bool may_run_more = running_.load() < progressing_ + blocked_.load();
-  if (may_run_more && idle_ > calls_) {
-    ++calls_;
-    searching_.fetch_add(1);
-    work_.notify_one();
-  } else if (may_run_more) {
-    StartThread();
-  } else if (!watching_) {
-    watching_ = true;
+  if (running_.load() < progressing_ + blocked_.load()) {
+    if (idle_ > calls_) {
+      ++calls_;
+      searching_.fetch_add(1);
+      work_.notify_one();
+      return;
+    }
+    if (StartThread()) return;
+  }
+  if (watching_) return;
+  try {
     if (!watcher_.joinable()) watcher_ = std::thread([this] { Watch(); });
+    watching_ = true;
     watched_.notify_one();
+  } catch (const std::system_error&) {
+    // The threads that there are come to it, or the next start tries again.
   }
 }
 
-void TaskPool::StartThread() {
+bool TaskPool::StartThread() {
   JoinEnded();
   Thread& thread = threads_.emplace_back();
   thread.self = std::prev(threads_.end());
   searching_.fetch_add(1);
   try {
     thread.thread = std::thread([this, &thread] { Body(thread); });
+    return true;
   } catch (const std::system_error&) {
     searching_.fetch_sub(1);
     threads_.pop_back();
-    // Those that there are will come to it, unless there is none at all.
-    if (threads_.empty()) throw;
+    return false;
   }
 }
 

@@ -65,7 +65,7 @@ class YOX_API TaskPool {
   void Watch();
   // Called with the lock held.
   void WakeOne();
-  void StartThread();
+  bool StartThread();
   void JoinEnded();
 
   const std::size_t progressing_;

@@ -34,6 +34,8 @@ class Clock {
   // Milliseconds since some moment in the past; never goes back, stands still while the device
   // sleeps.
   virtual std::int64_t SteadyMilliseconds() const = 0;
+  // The same clock as finely as it goes.
+  virtual std::int64_t SteadyNanoseconds() const { return SteadyMilliseconds() * 1'000'000; }
 
   // Seconds since the device started, sleep included.
   virtual std::int64_t UptimeSeconds() const = 0;

@@ -41,10 +41,12 @@ std::optional<std::int64_t> LinuxClock::StartOfLocalDay(int year, int month, int
   });
 }
 
-std::int64_t LinuxClock::SteadyMilliseconds() const {
+std::int64_t LinuxClock::SteadyMilliseconds() const { return SteadyNanoseconds() / 1'000'000; }
+
+std::int64_t LinuxClock::SteadyNanoseconds() const {
   timespec time{};
   clock_gettime(CLOCK_MONOTONIC, &time);
-  return std::int64_t{time.tv_sec} * 1000 + time.tv_nsec / 1'000'000;
+  return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
 }
 
 std::int64_t LinuxClock::UptimeSeconds() const { return Seconds(CLOCK_BOOTTIME); }

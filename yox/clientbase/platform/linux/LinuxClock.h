@@ -11,6 +11,7 @@ class LinuxClock final : public Clock {
   LocalDate ToLocalDate(std::int64_t moment) const override;
   std::optional<std::int64_t> StartOfLocalDay(int year, int month, int day) const override;
   std::int64_t SteadyMilliseconds() const override;
+  std::int64_t SteadyNanoseconds() const override;
   std::int64_t UptimeSeconds() const override;
 };
 

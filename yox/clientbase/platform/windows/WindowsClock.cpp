@@ -36,10 +36,12 @@ std::optional<std::int64_t> WindowsClock::StartOfLocalDay(int year, int month, i
   });
 }
 
-std::int64_t WindowsClock::SteadyMilliseconds() const {
+std::int64_t WindowsClock::SteadyMilliseconds() const { return SteadyNanoseconds() / 1'000'000; }
+
+std::int64_t WindowsClock::SteadyNanoseconds() const {
   ULONGLONG ticks = 0;
   QueryUnbiasedInterruptTime(&ticks);
-  return static_cast<std::int64_t>(ticks / 10'000);
+  return static_cast<std::int64_t>(ticks) * 100;
 }
 
 std::int64_t WindowsClock::UptimeSeconds() const {

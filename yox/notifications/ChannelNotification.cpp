@@ -1,0 +1,100 @@
+// The KXP channel's side of the notification record.
+#include <json/value.h>
+
+#include <initializer_list>
+#include <utility>
+
+#include "yox/clientbase/String.h"
+#include "yox/notifications/Json.h"
+#include "yox/notifications/YOXNotificationData.h"
+
+using namespace YOX::literals;
+using namespace YOX::notifications;
+using YOX::String;
+using YOX::WString;
+using YOX::WStringView;
+
+using FieldMap = std::map<WString, WString>;
+
+namespace {
+
+// Adds the entries of `more` whose keys are not in `map`. Always moves the smaller of the two, so
+// that a deep document costs no more than a wide one.
+void AddAbsent(FieldMap& map, FieldMap&& more) {
+  if (more.size() > map.size()) {
+    map.swap(more);
+    for (auto& [key, value] : more) map.insert_or_assign(key, std::move(value));
+  } else {
+    map.merge(more);
+  }
+}
+
+}  // namespace
+
+FieldMap YOXNotificationData::JSONtoMap(const Json::Value& value) {
+  FieldMap map;
+  if (!value.isObject()) return map;
+  for (auto member = value.begin(); member != value.end(); ++member) {
+    WString key = String::UTF8ToUTF16(member.name());
+    if (member->isObject()) {
+      // The empty value is how a reader tells an object from a text of the same name.
+      map.insert_or_assign(std::move(key), WString());
+      AddAbsent(map, JSONtoMap(*member));
+    } else if (member->isString()) {
+      map.insert_or_assign(std::move(key), ToText(*member));
+    }
+  }
+  return map;
+}
+
+void YOXNotificationData::DeserializeKXPNotification(const WString& text) {
+  try {
+    fieldMap.clear();
+    Json::Value root;
+    if (!ParseJson(text, root)) return;
+    fieldMap = JSONtoMap(root);
+
+    const auto field = [this](WStringView key) -> const WString* {
+      const auto found = fieldMap.find(WString(key));
+      return found != fieldMap.end() ? &found->second : nullptr;
+    };
+    const auto take = [](WString& into, const WString* value) {
+      if (value != nullptr) into = *value;
+    };
+    const WString* const alert = field("alert"_wv);
+    const WString* const action = field("action"_wv);
+    if (alert != nullptr && alert->empty() && action == nullptr) {
+      const WString* const notify = field("notify"_wv);
+      take(messageType, notify);
+      if (notify != nullptr && *notify == "deviceactionstate"_wv) {
+        take(deviceActionState, field("value"_wv));
+      }
+    }
+    if (action != nullptr && action->empty() && alert == nullptr) {
+      take(messageType, field("cmd"_wv));
+      take(actionType, field("cmd_type"_wv));
+      const WString* const status = field("Log"_wv);
+      const WString* const level = field("Loglevel"_wv);
+      if (status != nullptr && level != nullptr) {
+        logStatus = *status;
+        logLevel = *level;
+      }
+    }
+    messageForKXP = String::UTF8ToUTF16(root.toStyledString());
+  } catch (...) {
+    // What was set stays.
+  }
+}
+
+void YOXNotificationData::makeKXPpayload(const FieldMap& params) {
+  try {
+    Json::Value root;
+    Json::Value& alert = root["kxp-message"]["alert"];
+    alert["notify"] = ToJson(messageType);
+    for (const auto& [key, value] : params)
+      alert["param"][String::UTF16ToUTF8(key)] = ToJson(value);
+    messageForKXP = String::UTF8ToUTF16(WriteJson(root, JsonStyle::kDefault));
+  } catch (...) {
+    // The message stays as it was.
+  }
+}

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "yox/clientbase/platform/Mutex.h"
+
+namespace YOX::notifications {
+
+// Holds a mutex for its lifetime.
+class Hold {
+ public:
+  explicit Hold(platform::Mutex& mutex) : mutex_(mutex) { mutex_.Wait(); }
+  ~Hold() { mutex_.Release(); }
+  Hold(const Hold&) = delete;
+  Hold& operator=(const Hold&) = delete;
+
+ private:
+  platform::Mutex& mutex_;
+};
+
+}  // namespace YOX::notifications

@@ -1,0 +1,36 @@
+#include "yox/notifications/NotificationAlertUtility.h"
+
+#include <string>
+
+#include "yox/clientbase/String.h"
+#include "yox/notifications/Json.h"
+
+using namespace YOX::literals;
+using namespace YOX::notifications;
+using YOX::String;
+using YOX::WString;
+
+void NotificationAlertUtility::ConstructKXPPayload(const WString& notify, const Json::Value& param,
+                                                   YOXNotificationData& out) {
+  Json::Value root;
+  Json::Value& alert = root["kxp-message"]["alert"];
+  alert["notify"] = ToJson(notify);
+  alert["param"] = param;
+  out = YOXNotificationData(String::UTF8ToUTF16(WriteJson(root, JsonStyle::kDefault)), true);
+}
+
+void NotificationAlertUtility::ConstructKXPPayloadForDeviceActionState(
+    std::int32_t value, const WString& actionCmd, const WString& failureReason,
+    const WString& actionParam, const WString& at, YOXNotificationData& out) {
+  try {
+    Json::Value param;
+    param["value"] = std::to_string(value);
+    param["failure_reason"] = ToJson(failureReason);
+    param["action_cmd"] = ToJson(actionCmd);
+    param["action_param"] = ToJson(actionParam);
+    param["at"] = ToJson(at);
+    ConstructKXPPayload("deviceactionstate"_w, param, out);
+  } catch (...) {
+    // `out` stays as it was.
+  }
+}

@@ -1,0 +1,116 @@
+#include "yox/notifications/SendTelemetryCommandHandler.h"
+
+#include <json/value.h>
+
+#include <exception>
+
+#include "yox/clientbase/String.h"
+#include "yox/clientbase/platform/Platform.h"
+#include "yox/notifications/Json.h"
+
+namespace YOX {
+
+using notifications::ParseJson;
+using notifications::ToText;
+
+constinit std::atomic<std::int64_t> SendTelemetryCommandHandler::lastProcessedTick_{0};
+std::mutex SendTelemetryCommandHandler::tickMutex_;
+std::mutex SendTelemetryCommandHandler::mtx_;
+std::condition_variable SendTelemetryCommandHandler::cv_;
+bool SendTelemetryCommandHandler::isReady_ = false;
+bool SendTelemetryCommandHandler::isServiceStop_ = false;
+
+bool SendTelemetryCommandHandler::IsThrottled() {
+  const std::int64_t now = platform::Platform::Get().clock().SteadyNanoseconds();
+  const std::lock_guard lock(tickMutex_);
+  if (now - lastProcessedTick_ < std::chrono::nanoseconds(cooldown_).count()) return true;
+  lastProcessedTick_ = now;
+  return false;
+}
+
+void SendTelemetryCommandHandler::ResetThrottle() { lastProcessedTick_ = 0; }
+
+void SendTelemetryCommandHandler::ProcessCommand(const YOXNotificationData& notification) {
+  constexpr const char* kName = "YOX::SendTelemetryCommandHandler::ProcessCommand";
+  if (IsThrottled()) {
+    log_.d("%s Ignored sendTelemetry command because threshold not met", kName);
+    return;
+  }
+  SendTelemetryCommandParams params;
+  DeserializeSendTelemetryCommand(log_, notification.getPayload(), params);
+  if (!params.allDataSets) {
+    if (!params.dataSets.empty()) {
+      log_.d("%s ignore sendTelemetry command because specific datasets have been mentioned",
+             kName);
+    } else {
+      log_.d("%s ignore sendTelemetry command because dataSet is not defined ", kName);
+    }
+    return;
+  }
+  const Handler& handler = params.reCollect ? recollectHandler : duplicateHandler;
+  if (handler) handler(params);
+}
+
+void SendTelemetryCommandHandler::DeserializeSendTelemetryCommand(
+    Log& log, const WString& text, SendTelemetryCommandParams& params) {
+  constexpr const char* kName = "YOX::SendTelemetryCommandHandler::DeserializeSendTelemetryCommand";
+  params = {};
+  try {
+    Json::Value parsed;
+    if (!ParseJson(text, parsed)) return;
+    const Json::Value& root = parsed;
+    const Json::Value& command = root["yox-message"]["action"]["cmd_param"];
+
+    if (command.isMember("dataSet") && command["dataSet"].isArray()) {
+      for (const Json::Value& element : command["dataSet"]) {
+        WString name = ToText(element);
+        if (String::CaseInsesitiveEqual(name, operator""_wv<"all">())) {
+          params.allDataSets = true;
+        } else {
+          params.dataSets.push_back(std::move(name));
+        }
+      }
+    }
+    if (command.isMember("reCollect")) {
+      const Json::Value& collect = command["reCollect"];
+      if (collect.isBool()) {
+        params.reCollect = collect.asBool();
+      } else if (collect.isString()) {
+        const WString word = ToText(collect);
+        if (String::CaseInsesitiveEqual(word, operator""_wv<"true">())) {
+          params.reCollect = true;
+        } else if (String::CaseInsesitiveEqual(word, operator""_wv<"false">())) {
+          params.reCollect = false;
+        }
+      }
+    }
+  } catch (const std::exception& error) {
+    log.e("%s: failed to deserilaize sendTelemetry command %s", kName, error.what());
+  } catch (...) {
+    log.e("%s: Unknown error in deserilaize sendTelemetry command %s", kName, "");
+  }
+}
+
+void SendTelemetryCommandHandler::WaitForCollectionToComplete() {
+  std::unique_lock lock(mtx_);
+  cv_.wait(lock, [] { return isReady_ || isServiceStop_; });
+  isReady_ = false;
+}
+
+void SendTelemetryCommandHandler::Notify() {
+  {
+    const std::lock_guard lock(mtx_);
+    isReady_ = true;
+  }
+  cv_.notify_all();
+}
+
+void SendTelemetryCommandHandler::Cancel() {
+  {
+    const std::lock_guard lock(mtx_);
+    isServiceStop_ = true;
+  }
+  cv_.notify_all();
+}
+
+}  // namespace YOX

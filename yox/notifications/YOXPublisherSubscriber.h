@@ -1,0 +1,143 @@
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include "yox/clientbase/CriticalSection.h"
+#include "yox/clientbase/Export.h"
+#include "yox/clientbase/TaskPool.h"
+#include "yox/clientbase/WString.h"
+#include "yox/clientbase/platform/Mutex.h"
+#include "yox/clientbase/platform/Semaphore.h"
+#include "yox/notifications/YOXNotificationData.h"
+
+namespace YOX::notifications {
+class Subscriber;
+struct QueuedNotification;
+}  // namespace YOX::notifications
+
+// The process's bus for notifications. A publisher hands a record to Notify and returns at once;
+// one worker thread takes the records from a bounded queue in order and has each delivered to every
+// subscriber, as a copy of its own, on the process's task pool. A subscriber has at most one
+// delivery running. One that is still running after 10 seconds costs its subscriber the next
+// record, and nobody else more than the wait.
+//
+// One subscriber may have first place: the worker itself calls it before everybody else, and what
+// it changes in the record is what the others receive. It never gets deliveries besides.
+//
+// Records are delivered at most once, and to each subscriber in the order in which they were
+// queued. What is queued when the bus stops is lost; a stop is for good.
+//
+// Safe from any thread. Callbacks may call everything but Cleanup. No lock is held while one runs,
+// but Cleanup waits for deliveries with the subscribers' lock held. Locks are taken by explicit
+// calls: an exception in the worker while it readies a delivery (memory has run out) leaves the
+// subscribers' lock with the worker.
+class YOX_API YOXPublisherSubscriber {
+ public:
+  // Constructed by the first call, and cleaned up when the process ends.
+  static YOXPublisherSubscriber* GetInstance();
+
+  // Adds a subscriber and answers its id; empty when the callback is, or when the bus is stopped.
+  // First place goes to who asks for it while it is free; otherwise the subscriber is an ordinary
+  // one and is not told. The callback may be called from several threads, one after another.
+  YOX::WString Subscribe(std::function<void(YOXNotificationData&)> callback, bool wantsFirst);
+
+  // Removes a subscriber, and waits without limit until its running delivery has ended; what that
+  // threw goes to the log. It does not wait, and a delivery may go on behind it, when called from
+  // that delivery itself, and when the worker is just waiting for that delivery. The call of the
+  // first subscriber is not waited for.
+  void Unsubscribe(const YOX::WString& id);
+
+  // Queues a copy of the record for everybody but the subscriber `senderId`. Dropped while the
+  // queue holds 1024 or more; publishers that race at the limit may pass it by as many as they are.
+  void Notify(const YOXNotificationData& record, const YOX::WString& senderId);
+
+  // The event of the last record of a topic that reached the worker. False, with `event` untouched,
+  // when there was none, and for topic 0.
+  bool GetLastNotificationForTopic(const TopicId& topic, EventState& event);
+
+  // Stops the bus without waiting. The record in the worker's hands still reaches everybody.
+  void SetStopRequest();
+
+  // Stops the bus, waits for the worker and, without limit, for every delivery, and removes all
+  // subscribers. May be called again. Never from a callback: on the worker's own thread it ends the
+  // process.
+  void Cleanup();
+
+  // A flag for the hosts; the bus does not look at it. True at first.
+  void SetNotifyEnabled(bool enabled) { notifyEnabled = enabled; }
+  bool GetNotifyEnabled() const { return notifyEnabled; }
+
+  YOXPublisherSubscriber(const YOXPublisherSubscriber&) = delete;
+  YOXPublisherSubscriber& operator=(const YOXPublisherSubscriber&) = delete;
+
+ protected:
+  // Throws std::system_error when the worker cannot be started.
+  YOXPublisherSubscriber();
+  virtual ~YOXPublisherSubscriber();
+
+  // How many ids have had a delivery since the bus was built: their copies are kept.
+  std::size_t DeliveryCopyCount();
+
+ private:
+  using Subscriber = YOX::notifications::Subscriber;
+  using QueuedNotification = YOX::notifications::QueuedNotification;
+
+  // Who was there at one moment, in ascending order of the ids.
+  struct Snapshot {
+    std::vector<std::shared_ptr<Subscriber>> subscribers;
+    std::shared_ptr<Subscriber> first;  // null: nobody has first place
+  };
+
+  static constexpr std::size_t kLongestQueue = 1024;
+  // For a subscriber's previous delivery, before the next record is dropped for it.
+  static constexpr std::int64_t kBusyMilliseconds = 10'000;
+  // For a delivery during the clean-up, before it is called hanging.
+  static constexpr std::int64_t kHangingMilliseconds = 5'000;
+  // Records that are kept to be filled again, so that a steady flow allocates nothing.
+  static constexpr std::size_t kMostSpare = 64;
+
+  void NotifyWorker();
+  QueuedNotification* TakeNext();
+  void Deliver(QueuedNotification& queued);
+  void NotifyFirstSubscriber(const Subscriber& first, YOXNotificationData& record);
+  void NotifySubscriber(const std::shared_ptr<Subscriber>& subscriber, QueuedNotification& queued,
+                        bool& locked);
+  void StartPrepared();
+
+  // With the lock held.
+  std::shared_ptr<const Snapshot> CurrentSnapshot();
+
+  CriticalSection subscribersLock;
+  std::map<YOX::WString, std::shared_ptr<Subscriber>> subscribers;  // guarded by subscribersLock
+  std::shared_ptr<const Snapshot> snapshot_;  // the same; null since the last change
+  std::map<YOX::WString, std::shared_ptr<YOXNotificationData>> deliveryCopies;  // the same
+  YOX::WString firstSubscriberId;                                               // the same
+
+  std::atomic<bool> notifyEnabled{false};
+  std::atomic<bool> stopRequested{false};
+
+  CriticalSection lastEventLock;
+  std::map<std::int32_t, std::int32_t> lastEventByTopic;  // guarded by lastEventLock
+
+  YOX::platform::Mutex queueMutex;
+  std::deque<QueuedNotification*> notificationQueue;  // guarded by queueMutex
+  std::vector<QueuedNotification*> spare_;            // the same: to be filled again
+
+  YOX::platform::Semaphore semaphore_;
+  std::atomic<YOX::platform::Semaphore*> queueSemaphore{&semaphore_};  // null after Cleanup
+
+  // The worker's own.
+  std::vector<QueuedNotification*> delivering_;  // those that deliveries may still read
+  std::vector<YOX::TaskPool::Work*> prepared_;
+
+  CriticalSection cleanupLock_;
+  std::unique_ptr<std::thread> workerThread;  // guarded by cleanupLock_; null after Cleanup
+};

@@ -1,0 +1,880 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "yox/clientbase/Log.h"
+#include "yox/clientbase/String.h"
+#include "yox/clientbase/platform/RandomBytes.h"
+#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+#include "yox/notifications/YOXPublisherSubscriber.h"
+
+#include "tests/CapturedLog.h"
+#include "tests/Latch.h"
+
+namespace {
+
+using namespace YOX::literals;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using YOX::WString;
+using yox_test::CapturedLog;
+using yox_test::Latch;
+
+constexpr std::int64_t kBound = 30'000;
+
+class TestBus : public YOXPublisherSubscriber {
+ public:
+  TestBus() = default;
+  ~TestBus() override = default;
+  using YOXPublisherSubscriber::DeliveryCopyCount;
+};
+
+YOXNotificationData Record(int topic, int event) { return {topic, event, "payload"_w}; }
+
+// A subscriber that keeps the events it received.
+class Receiver {
+ public:
+  explicit Receiver(TestBus& bus, bool first = false) : bus_(bus) {
+    id_ = bus.Subscribe([this](YOXNotificationData& record) { Take(record); }, first);
+  }
+  ~Receiver() { Leave(); }
+  Receiver(const Receiver&) = delete;
+  Receiver& operator=(const Receiver&) = delete;
+
+  const WString& id() const { return id_; }
+
+  void Leave() {
+    if (!id_.empty()) bus_.Unsubscribe(id_);
+    id_.clear();
+  }
+
+  // Waits until this event has come; what was received by then.
+  std::vector<int> Until(int event) {
+    std::unique_lock lock(mutex_);
+    EXPECT_TRUE(
+        received_.wait_for(lock, std::chrono::milliseconds(kBound),
+                           [&] { return std::ranges::find(events_, event) != events_.end(); }))
+        << "event " << event << " did not come";
+    return events_;
+  }
+  std::vector<int> Events() const {
+    const std::lock_guard lock(mutex_);
+    return events_;
+  }
+
+ private:
+  void Take(const YOXNotificationData& record) {
+    const std::lock_guard lock(mutex_);
+    events_.push_back(record.getEventState());
+    received_.notify_all();
+  }
+
+  TestBus& bus_;
+  WString id_;
+  mutable std::mutex mutex_;
+  std::condition_variable received_;
+  std::vector<int> events_;
+};
+
+// Holds the worker in the first subscriber's call of the next record until it is released.
+class HeldWorker {
+ public:
+  explicit HeldWorker(TestBus& bus) : bus_(bus) {
+    id_ = bus.Subscribe(
+        [this](YOXNotificationData&) {
+          if (held_.exchange(true)) return;
+          begun_.CountDown();
+          EXPECT_TRUE(release_.Wait());
+        },
+        true);
+  }
+  ~HeldWorker() {
+    Release();
+    bus_.Unsubscribe(id_);
+  }
+  HeldWorker(const HeldWorker&) = delete;
+  HeldWorker& operator=(const HeldWorker&) = delete;
+
+  void AwaitHeld() { EXPECT_TRUE(begun_.Wait()); }
+  void Release() { release_.CountDown(); }
+
+ private:
+  TestBus& bus_;
+  WString id_;
+  std::atomic<bool> held_{false};
+  Latch begun_;
+  Latch release_;
+};
+
+std::vector<std::string> Texts(const CapturedLog& log) {
+  std::vector<std::string> texts;
+  for (const auto& line : log.Lines())
+    texts.push_back("DWE"[static_cast<int>(line.level)] + (" " + line.text));
+  return texts;
+}
+
+std::string Utf8(const WString& text) { return YOX::String::UTF16ToUTF8(text); }
+
+TEST(BusTest, ARecordReachesEverySubscriber) {
+  TestBus bus;
+  Receiver one(bus);
+  Receiver two(bus);
+  bus.Notify(Record(7, 1), ""_w);
+  EXPECT_THAT(one.Until(1), ElementsAre(1));
+  EXPECT_THAT(two.Until(1), ElementsAre(1));
+}
+
+TEST(BusTest, RecordsComeInTheOrderInWhichTheyWereQueued) {
+  TestBus bus;
+  Receiver one(bus);
+  std::vector<int> expected;
+  for (int i = 0; i < 500; ++i) {
+    bus.Notify(Record(7, i), ""_w);
+    expected.push_back(i);
+  }
+  EXPECT_EQ(one.Until(499), expected);
+}
+
+TEST(BusTest, EverySubscriberHasACopyOfItsOwn) {
+  TestBus bus;
+  std::mutex mutex;
+  std::vector<std::string> seen;
+  Latch both(2);
+  const auto spoil = [&](YOXNotificationData& record) {
+    {
+      const std::lock_guard lock(mutex);
+      seen.push_back(Utf8(record.getPayload()));
+    }
+    record.setPayload("spoilt"_w);
+    both.CountDown();
+  };
+  bus.Subscribe(spoil, false);
+  bus.Subscribe(spoil, false);
+  const YOXNotificationData record = Record(7, 1);
+  bus.Notify(record, ""_w);
+  ASSERT_TRUE(both.Wait());
+  EXPECT_THAT(seen, ElementsAre("payload", "payload"));
+  EXPECT_EQ(Utf8(record.getPayload()), "payload");
+}
+
+TEST(BusTest, WithoutSubscribersARecordStillBecomesTheLastEventOfItsTopic) {
+  TestBus bus;
+  bus.Notify(Record(7, 3), ""_w);
+  Receiver later(bus);
+  bus.Notify(Record(8, 4), ""_w);
+  later.Until(4);
+  EventState event = EventState::NotSet;
+  EXPECT_TRUE(bus.GetLastNotificationForTopic(static_cast<TopicId>(7), event));
+  EXPECT_EQ(static_cast<int>(event), 3);
+}
+
+TEST(BusTest, APublisherDoesNotReceiveWhatItSent) {
+  TestBus bus;
+  Receiver publisher(bus);
+  Receiver other(bus);
+  bus.Notify(Record(7, 1), publisher.id());
+  bus.Notify(Record(7, 2), ""_w);
+  EXPECT_THAT(other.Until(2), ElementsAre(1, 2));
+  EXPECT_THAT(publisher.Until(2), ElementsAre(2));
+}
+
+TEST(BusTest, AFirstSubscriberDoesNotReceiveWhatItSentAndTheOthersDo) {
+  TestBus bus;
+  Receiver first(bus, true);
+  Receiver other(bus);
+  bus.Notify(Record(7, 1), first.id());
+  bus.Notify(Record(7, 2), ""_w);
+  EXPECT_THAT(other.Until(2), ElementsAre(1, 2));
+  EXPECT_THAT(first.Until(2), ElementsAre(2));
+}
+
+// Marks the record so that the others can tell who had first place.
+auto Mark(const WString& mark) {
+  return [mark](YOXNotificationData& record) { record.setTopic(record.getTopic() + mark); };
+}
+
+std::string TopicSeen(TestBus& bus) {
+  Latch seen;
+  std::string topic;
+  const WString id = bus.Subscribe(
+      [&](YOXNotificationData& record) {
+        topic = Utf8(record.getTopic());
+        seen.CountDown();
+      },
+      false);
+  bus.Notify(Record(7, 1), ""_w);
+  EXPECT_TRUE(seen.Wait());
+  bus.Unsubscribe(id);
+  return topic;
+}
+
+TEST(BusTest, FirstPlaceGoesToTheFirstWhoAsksAndIsFreeAgainWhenItLeaves) {
+  TestBus bus;
+  EXPECT_EQ(TopicSeen(bus), "");
+  const WString first = bus.Subscribe(Mark("1"_w), true);
+  const WString second = bus.Subscribe(Mark("2"_w), true);
+  EXPECT_FALSE(second.empty());
+  EXPECT_EQ(TopicSeen(bus), "1");
+  bus.Unsubscribe(first);
+  EXPECT_EQ(TopicSeen(bus), "") << "who asked in vain has stayed an ordinary subscriber";
+  bus.Subscribe(Mark("3"_w), true);
+  EXPECT_EQ(TopicSeen(bus), "3");
+}
+
+TEST(BusTest, ASecondAskerForFirstPlaceReceivesAsAnOrdinarySubscriber) {
+  TestBus bus;
+  Receiver first(bus, true);
+  Receiver second(bus, true);
+  bus.Notify(Record(7, 1), ""_w);
+  EXPECT_THAT(second.Until(1), ElementsAre(1));
+  EXPECT_THAT(first.Until(1), ElementsAre(1));
+}
+
+TEST(BusTest, TheOthersReceiveWhatTheFirstSubscriberMadeOfTheRecord) {
+  TestBus bus;
+  bus.Subscribe([](YOXNotificationData& record) { record.setEventState(99); }, true);
+  Receiver other(bus);
+  bus.Notify(Record(7, 1), ""_w);
+  EXPECT_THAT(other.Until(99), ElementsAre(99));
+  EventState event = EventState::NotSet;
+  EXPECT_TRUE(bus.GetLastNotificationForTopic(static_cast<TopicId>(7), event));
+  EXPECT_EQ(static_cast<int>(event), 1) << "the event from before the change";
+}
+
+TEST(BusTest, AFirstSubscriberThatThrowsKeepsTheRecordFromNobody) {
+  const CapturedLog log;
+  TestBus bus;
+  bus.Subscribe([](YOXNotificationData&) { throw std::runtime_error("no"); }, true);
+  Receiver other(bus);
+  bus.Notify(Record(7, 1), ""_w);
+  EXPECT_THAT(other.Until(1), ElementsAre(1));
+  EXPECT_THAT(Texts(log), testing::Contains("D NotifyWorker: Inner Exception"));
+}
+
+TEST(BusTest, SomebodyWhoLeavesBeforeItsTurnIsNotCalled) {
+  TestBus bus;
+  auto leaving = std::make_unique<Receiver>(bus);
+  const WString id = leaving->id();
+  bus.Subscribe([&](YOXNotificationData&) { bus.Unsubscribe(id); }, true);
+  Receiver other(bus);
+  bus.Notify(Record(7, 1), ""_w);
+  other.Until(1);
+  EXPECT_THAT(leaving->Events(), IsEmpty());
+}
+
+TEST(BusTest, SomebodyWhoJoinsDuringADeliveryDoesNotReceiveThatRecord) {
+  TestBus bus;
+  std::unique_ptr<Receiver> joined;
+  bus.Subscribe(
+      [&](YOXNotificationData&) {
+        if (!joined) joined = std::make_unique<Receiver>(bus);
+      },
+      true);
+  bus.Notify(Record(7, 1), ""_w);
+  bus.Notify(Record(7, 2), ""_w);
+  Receiver other(bus);
+  bus.Notify(Record(7, 3), ""_w);
+  other.Until(3);
+  EXPECT_THAT(joined->Until(3), ElementsAre(2, 3));
+}
+
+TEST(BusTest, ACallbackMayPublish) {
+  TestBus bus;
+  Receiver other(bus);
+  bus.Subscribe(
+      [&](YOXNotificationData& record) {
+        if (record.getEventState() < 5) bus.Notify(Record(7, record.getEventState() + 1), ""_w);
+      },
+      false);
+  bus.Notify(Record(7, 1), ""_w);
+  EXPECT_THAT(other.Until(5), ElementsAre(1, 2, 3, 4, 5));
+}
+
+TEST(BusTest, ACallbackMaySubscribe) {
+  TestBus bus;
+  Latch subscribed;
+  bus.Subscribe(
+      [&](YOXNotificationData&) {
+        EXPECT_FALSE(bus.Subscribe([](YOXNotificationData&) {}, false).empty());
+        subscribed.CountDown();
+      },
+      false);
+  bus.Notify(Record(7, 1), ""_w);
+  EXPECT_TRUE(subscribed.Wait());
+}
+
+TEST(BusTest, UnsubscribeWaitsForTheRunningDelivery) {
+  std::atomic<bool> unsubscribed{false};
+  std::atomic<bool> unsubscribed_first{false};
+  Latch begun;
+  Latch entered;
+  TestBus bus;
+  const WString id = bus.Subscribe(
+      [&](YOXNotificationData&) {
+        begun.CountDown();
+        EXPECT_TRUE(entered.Wait());
+        unsubscribed_first = unsubscribed.load();
+      },
+      false);
+  bus.Notify(Record(7, 1), ""_w);
+  ASSERT_TRUE(begun.Wait());
+  YOX::Log::SetSink([&](std::string_view, YOX::LogLevel, std::string_view line) {
+    if (line.ends_with("exit")) entered.CountDown();
+  });
+  bus.Unsubscribe(id);
+  unsubscribed = true;
+  YOX::Log::SetSink({});
+  EXPECT_FALSE(unsubscribed_first);
+}
+
+TEST(BusTest, ASubscriberMayLeaveFromItsOwnDelivery) {
+  TestBus bus;
+  Receiver other(bus);
+  std::atomic<int> calls{0};
+  Latch left;
+  WString id;
+  id = bus.Subscribe(
+      [&](YOXNotificationData&) {
+        ++calls;
+        bus.Unsubscribe(id);
+        left.CountDown();
+      },
+      false);
+  bus.Notify(Record(7, 1), ""_w);
+  ASSERT_TRUE(left.Wait());
+  bus.Notify(Record(7, 2), ""_w);
+  other.Until(2);
+  EXPECT_EQ(calls, 1);
+}
+
+TEST(BusTest, AFirstSubscriberMayLeaveFromItsOwnCall) {
+  TestBus bus;
+  Receiver other(bus);
+  std::atomic<int> calls{0};
+  WString id;
+  id = bus.Subscribe(
+      [&](YOXNotificationData&) {
+        ++calls;
+        bus.Unsubscribe(id);
+      },
+      true);
+  bus.Notify(Record(7, 1), ""_w);
+  bus.Notify(Record(7, 2), ""_w);
+  EXPECT_THAT(other.Until(2), ElementsAre(1, 2));
+  EXPECT_EQ(calls, 1);
+}
+
+TEST(BusTest, UnsubscribeOfAnUnknownIdDisturbsNobody) {
+  TestBus bus;
+  const WString first = bus.Subscribe(Mark("1"_w), true);
+  const CapturedLog log;
+  bus.Unsubscribe("unknown"_w);
+  EXPECT_THAT(Texts(log),
+              ElementsAre("D YOXPublisherSubscriber::Unsubscribe Id = unknown size = 1 entry"));
+  EXPECT_EQ(TopicSeen(bus), "1");
+}
+
+TEST(BusTest, SubscribeAndUnsubscribeSayWhatTheyDo) {
+  const CapturedLog log;
+  TestBus bus;
+  Receiver first(bus);
+  const std::string id = Utf8(first.id());
+  first.Leave();
+  std::vector<std::string> texts = Texts(log);
+  std::erase(texts, "D NotifyWorker: Entry");
+  EXPECT_THAT(
+      texts,
+      ElementsAre("D YOXPublisherSubscriber::Subscribe: Added subscriber " + id + ", total: 1",
+                  "D YOXPublisherSubscriber::Unsubscribe Id = " + id + " size = 1 entry",
+                  "D YOXPublisherSubscriber::Unsubscribe Id = " + id + " found",
+                  "D YOXPublisherSubscriber::Unsubscribe Id = " + id + " size = 0 exit"));
+}
+
+// Publishes one record to a subscriber that throws, waits for it, and unsubscribes.
+template <class Throw>
+std::vector<std::string> LinesOfUnsubscribing(Throw thrown) {
+  TestBus bus;
+  Latch called;
+  const WString id = bus.Subscribe(
+      [&](YOXNotificationData&) {
+        called.CountDown();
+        thrown();
+      },
+      false);
+  bus.Notify(Record(7, 1), ""_w);
+  EXPECT_TRUE(called.Wait());
+  const CapturedLog log;
+  bus.Unsubscribe(id);
+  std::vector<std::string> errors;
+  for (const std::string& text : Texts(log)) {
+    if (text.starts_with("E")) errors.push_back(text);
+  }
+  return errors;
+}
+
+TEST(BusTest, UnsubscribeLogsWhatTheLastDeliveryThrew) {
+  EXPECT_THAT(LinesOfUnsubscribing([] { throw std::runtime_error("broken \xC3\xA9"); }),
+              ElementsAre("E YOXPublisherSubscriber::Unsubscribe: Exception in future.get(): "
+                          "broken \xC3\xA9"));
+  EXPECT_THAT(
+      LinesOfUnsubscribing([] { throw 5; }),
+      ElementsAre("E YOXPublisherSubscriber::Unsubscribe: Unknown exception in future.get()"));
+  EXPECT_THAT(LinesOfUnsubscribing([] {}), IsEmpty());
+}
+
+TEST(BusTest, WhatADeliveryThrewIsForgottenWithTheNextOne) {
+  TestBus bus;
+  Latch second;
+  const WString id = bus.Subscribe(
+      [&](YOXNotificationData& record) {
+        if (record.getEventState() == 1) throw std::runtime_error("forgotten");
+        second.CountDown();
+      },
+      false);
+  bus.Notify(Record(7, 1), ""_w);
+  bus.Notify(Record(7, 2), ""_w);
+  ASSERT_TRUE(second.Wait());
+  const CapturedLog log;
+  bus.Unsubscribe(id);
+  EXPECT_THAT(log.Text(), testing::Not(HasSubstr("forgotten")));
+}
+
+TEST(BusTest, ASubscriberThatThrowsReceivesOn) {
+  TestBus bus;
+  Latch calls(3);
+  bus.Subscribe(
+      [&](YOXNotificationData&) {
+        calls.CountDown();
+        throw std::runtime_error("again");
+      },
+      false);
+  for (int i = 0; i < 3; ++i) bus.Notify(Record(7, i), ""_w);
+  EXPECT_TRUE(calls.Wait());
+}
+
+TEST(BusTest, TheRecordBehindAFullQueueIsDroppedAndNotCounted) {
+  TestBus bus;
+  HeldWorker held(bus);
+  Receiver other(bus);
+  bus.Notify(Record(7, 0), ""_w);
+  held.AwaitHeld();
+  const CapturedLog log;
+  for (int i = 1; i <= 1024; ++i) bus.Notify(Record(7, i), ""_w);
+  EXPECT_THAT(Texts(log), IsEmpty());
+  bus.Notify(Record(7, 1025), ""_w);
+  EXPECT_THAT(Texts(log),
+              ElementsAre("D YOXPublisherSubscriber::Notify: Maxm Q size reached. Not notifying "
+                          "untill Q size is reduced"));
+  held.Release();
+  const std::vector<int> events = other.Until(1024);
+  EXPECT_EQ(events.size(), 1025U);
+  bus.Notify(Record(8, 2000), ""_w);
+  other.Until(2000);
+  EventState event = EventState::NotSet;
+  EXPECT_TRUE(bus.GetLastNotificationForTopic(static_cast<TopicId>(7), event));
+  EXPECT_EQ(static_cast<int>(event), 1024);
+}
+
+TEST(BusTest, AQueuedRecordIsNotYetTheLastEvent) {
+  TestBus bus;
+  HeldWorker held(bus);
+  bus.Notify(Record(7, 1), ""_w);
+  held.AwaitHeld();
+  bus.Notify(Record(7, 2), ""_w);
+  EventState event = EventState::NotSet;
+  EXPECT_TRUE(bus.GetLastNotificationForTopic(static_cast<TopicId>(7), event));
+  EXPECT_EQ(static_cast<int>(event), 1);
+}
+
+TEST(BusTest, TopicZeroHasNoLastEvent) {
+  TestBus bus;
+  Receiver other(bus);
+  bus.Notify(Record(0, 5), ""_w);
+  bus.Notify(Record(-1, 6), ""_w);
+  other.Until(6);
+  EventState event = EventState::TagsUpdated;
+  EXPECT_FALSE(bus.GetLastNotificationForTopic(TopicId::NoTopic, event));
+  EXPECT_EQ(event, EventState::TagsUpdated);
+  EXPECT_TRUE(bus.GetLastNotificationForTopic(TopicId::NotSet, event));
+  EXPECT_EQ(static_cast<int>(event), 6);
+}
+
+TEST(BusTest, ATopicNeverPublishedLeavesTheEventAlone) {
+  TestBus bus;
+  EventState event = EventState::TagsUpdated;
+  EXPECT_FALSE(bus.GetLastNotificationForTopic(static_cast<TopicId>(7), event));
+  EXPECT_EQ(event, EventState::TagsUpdated);
+}
+
+TEST(BusTest, AStoppedBusRefusesSubscribers) {
+  TestBus bus;
+  bus.SetStopRequest();
+  const CapturedLog log;
+  EXPECT_TRUE(bus.Subscribe([](YOXNotificationData&) {}, false).empty());
+  EXPECT_THAT(Texts(log), testing::Contains("D YOXPublisherSubscriber::Subscribe: Rejecting new "
+                                            "subscriber, cleanup in progress"));
+}
+
+TestBus* g_bus_to_stop = nullptr;
+
+TEST(BusTest, AStopThatComesDuringSubscribeRefusesItToo) {
+  TestBus bus;
+  g_bus_to_stop = &bus;
+  const YOX::platform::ScopedRandomSource stopping([](std::span<unsigned char> bytes) {
+    g_bus_to_stop->SetStopRequest();
+    return YOX::platform::NativeFillRandom(bytes);
+  });
+  const CapturedLog log;
+  EXPECT_TRUE(bus.Subscribe([](YOXNotificationData&) {}, false).empty());
+  EXPECT_THAT(Texts(log),
+              testing::Contains("D YOXPublisherSubscriber::Subscribe: Rejecting new subscriber, "
+                                "cleanup in progress (double-check)"));
+}
+
+TEST(BusTest, AnEmptyCallbackIsRefused) {
+  TestBus bus;
+  const CapturedLog log;
+  EXPECT_TRUE(bus.Subscribe({}, true).empty());
+  EXPECT_THAT(Texts(log), testing::Contains(
+                              "E YOXPublisherSubscriber::Subscribe: Invalid subscriber function"));
+}
+
+TEST(BusTest, WithoutAnIdThereIsNoSubscription) {
+  TestBus bus;
+  const YOX::platform::ScopedRandomSource none([](std::span<unsigned char>) { return false; });
+  const CapturedLog log;
+  EXPECT_TRUE(bus.Subscribe([](YOXNotificationData&) {}, true).empty());
+  EXPECT_THAT(Texts(log),
+              testing::Contains("E YOXPublisherSubscriber::Subscribe: Failed to generate GUID"));
+}
+
+TEST(BusTest, AStopLosesTheQueueButNotTheRecordInHand) {
+  TestBus bus;
+  Receiver other(bus);
+  HeldWorker held(bus);
+  bus.Notify(Record(7, 1), ""_w);
+  held.AwaitHeld();
+  bus.Notify(Record(7, 2), ""_w);
+  bus.SetStopRequest();
+  held.Release();
+  EXPECT_THAT(other.Until(1), ElementsAre(1));
+  bus.Cleanup();
+  EXPECT_THAT(other.Events(), ElementsAre(1));
+}
+
+TEST(BusTest, AStoppedBusTakesRecordsThatItNeverDelivers) {
+  TestBus bus;
+  Receiver other(bus);
+  bus.Cleanup();
+  const CapturedLog log;
+  for (int i = 0; i < 1024; ++i) bus.Notify(Record(7, i), ""_w);
+  EXPECT_THAT(Texts(log), IsEmpty());
+  bus.Notify(Record(7, 1024), ""_w);
+  EXPECT_EQ(Texts(log).size(), 1U);
+  EXPECT_THAT(other.Events(), IsEmpty());
+}
+
+TEST(BusTest, LastEventsAndUnsubscribeOutliveAStop) {
+  TestBus bus;
+  auto other = std::make_unique<Receiver>(bus);
+  bus.Notify(Record(7, 1), ""_w);
+  other->Until(1);
+  bus.SetStopRequest();
+  other = nullptr;
+  EventState event = EventState::NotSet;
+  EXPECT_TRUE(bus.GetLastNotificationForTopic(static_cast<TopicId>(7), event));
+}
+
+TEST(BusTest, ASemaphoreThatIsFullIsLogged) {
+  TestBus bus;
+  HeldWorker held(bus);
+  bus.Notify(Record(7, 0), ""_w);
+  held.AwaitHeld();
+  for (int i = 1; i <= 1024; ++i) bus.Notify(Record(7, i), ""_w);
+  const CapturedLog log;
+  bus.SetStopRequest();
+  EXPECT_THAT(Texts(log), ElementsAre("E ReleaseSempahore failed."));
+}
+
+TEST(BusTest, CleanupTwiceLogsTwiceAndDoesNothingMore) {
+  TestBus bus;
+  bus.Subscribe([](YOXNotificationData&) {}, false);
+  {
+    const CapturedLog log;
+    bus.Cleanup();
+    std::vector<std::string> texts = Texts(log);
+    std::erase(texts, "D NotifyWorker: Entry");
+    EXPECT_THAT(texts,
+                ElementsAre("D YOXPublisherSubscriber::Cleanup.Entry", "D NotifyWorker: Exit",
+                            "D YOXPublisherSubscriber::Cleanup: Cleaning up 1 subscribers",
+                            "D YOXPublisherSubscriber::Cleanup.Exit"));
+  }
+  const CapturedLog log;
+  bus.Cleanup();
+  EXPECT_THAT(Texts(log),
+              ElementsAre("D YOXPublisherSubscriber::Cleanup.Entry",
+                          "D YOXPublisherSubscriber::Cleanup: Cleaning up 0 subscribers",
+                          "D YOXPublisherSubscriber::Cleanup.Exit"));
+}
+
+TEST(BusTest, CleanupsMayRace) {
+  TestBus bus;
+  Receiver other(bus);
+  bus.Notify(Record(7, 1), ""_w);
+  std::thread second([&] { bus.Cleanup(); });
+  bus.Cleanup();
+  second.join();
+  EXPECT_TRUE(bus.Subscribe([](YOXNotificationData&) {}, false).empty());
+}
+
+TEST(BusTest, NotifyMayRaceWithCleanup) {
+  TestBus bus;
+  Receiver other(bus);
+  Latch some;
+  std::thread publisher([&] {
+    for (int i = 0; i < 2000; ++i) {
+      bus.Notify(Record(7, i), ""_w);
+      if (i == 100) some.CountDown();
+    }
+  });
+  EXPECT_TRUE(some.Wait());
+  bus.Cleanup();
+  publisher.join();
+  EXPECT_TRUE(std::ranges::is_sorted(other.Events()));
+}
+
+TEST(BusTest, TheEnabledFlagGatesNothing) {
+  TestBus bus;
+  EXPECT_TRUE(bus.GetNotifyEnabled());
+  bus.SetNotifyEnabled(false);
+  EXPECT_FALSE(bus.GetNotifyEnabled());
+  Receiver other(bus);
+  bus.Notify(Record(7, 1), ""_w);
+  EXPECT_THAT(other.Until(1), ElementsAre(1));
+}
+
+TEST(BusTest, EverySubscriberThatHadADeliveryLeavesACopyBehind) {
+  TestBus bus;
+  for (std::size_t i = 1; i <= 3; ++i) {
+    Receiver receiver(bus);
+    bus.Notify(Record(7, 1), ""_w);
+    receiver.Until(1);
+    receiver.Leave();
+    EXPECT_EQ(bus.DeliveryCopyCount(), i);
+  }
+  Receiver silent(bus);
+  silent.Leave();
+  bus.Cleanup();
+  EXPECT_EQ(bus.DeliveryCopyCount(), 3U);
+}
+
+TEST(BusTest, WhatACallbackHoldsIsLetGoWhenItsSubscriberHasLeft) {
+  TestBus bus;
+  Latch called;
+  auto held = std::make_shared<int>(0);
+  const std::weak_ptr<int> watched = held;
+  const WString id = bus.Subscribe(
+      [&called, held = std::move(held)](YOXNotificationData&) { called.CountDown(); }, false);
+  bus.Notify(Record(7, 1), ""_w);
+  ASSERT_TRUE(called.Wait());
+  bus.Unsubscribe(id);
+  bus.Cleanup();
+  // The thread that ran the delivery lets go of it last.
+  const auto limit = std::chrono::steady_clock::now() + std::chrono::milliseconds(kBound);
+  while (!watched.expired() && std::chrono::steady_clock::now() < limit) std::this_thread::yield();
+  EXPECT_TRUE(watched.expired());
+}
+
+TEST(BusTest, TheProcesssBusIsOne) {
+  EXPECT_EQ(YOXPublisherSubscriber::GetInstance(), YOXPublisherSubscriber::GetInstance());
+}
+
+// On a device whose time passes only when the test moves it.
+class SteppedBusTest : public testing::Test {
+ protected:
+  static YOX::platform::DeviceProfile Profile() {
+    YOX::platform::DeviceProfile profile;
+    profile.clock.emplace().now.emplace();
+    return profile;
+  }
+
+  YOX::platform::SimulatedClock& clock() { return device_.clock(); }
+  // Waits until somebody waits for the clock, then lets the time pass.
+  void Pass(std::int64_t milliseconds) {
+    ASSERT_TRUE(clock().alarms().AwaitNext(kBound));
+    clock().AdvanceMilliseconds(milliseconds);
+  }
+
+  YOX::platform::SimulatedDevice device_{Profile()};
+  YOX::platform::ScopedPlatform installed_{device_};
+};
+
+// A subscriber that hangs in its first delivery until it is released.
+class Hanging {
+ public:
+  explicit Hanging(TestBus& bus) : bus_(bus) {
+    id_ =
+        bus.Subscribe([this](YOXNotificationData& record) { Take(record.getEventState()); }, false);
+  }
+  ~Hanging() {
+    Release();
+    bus_.Unsubscribe(id_);
+  }
+  Hanging(const Hanging&) = delete;
+  Hanging& operator=(const Hanging&) = delete;
+
+  const WString& id() const { return id_; }
+  void AwaitHanging() { EXPECT_TRUE(begun_.Wait()); }
+  void Release() { release_.CountDown(); }
+  bool AwaitSecond() { return second_.Wait(); }
+  bool AwaitEnd() { return ended_.Wait(); }
+  std::vector<int> Events() const {
+    const std::lock_guard lock(mutex_);
+    return events_;
+  }
+
+ private:
+  void Take(int event) {
+    bool is_first = false;
+    {
+      const std::lock_guard lock(mutex_);
+      is_first = events_.empty();
+      events_.push_back(event);
+    }
+    if (is_first) {
+      begun_.CountDown();
+      EXPECT_TRUE(release_.Wait());
+      ended_.CountDown();
+    } else {
+      second_.CountDown();
+    }
+  }
+
+  TestBus& bus_;
+  WString id_;
+  mutable std::mutex mutex_;
+  std::vector<int> events_;
+  Latch begun_;
+  Latch release_;
+  Latch ended_;
+  Latch second_;
+};
+
+TEST_F(SteppedBusTest, ASubscriberThatHangsForThirtySecondsLosesWhatComesMeanwhile) {
+  TestBus bus;
+  Hanging hanging(bus);
+  // One whose turn comes behind the hanging one's.
+  std::vector<std::unique_ptr<Receiver>> others;
+  Receiver* behind = nullptr;
+  while (behind == nullptr) {
+    others.push_back(std::make_unique<Receiver>(bus));
+    if (hanging.id() < others.back()->id()) behind = others.back().get();
+    ASSERT_LT(others.size(), 200U);
+  }
+  const std::int64_t begin = clock().SteadyMilliseconds();
+  bus.Notify(Record(7, 1), ""_w);
+  hanging.AwaitHanging();
+  behind->Until(1);
+  for (int event = 2; event <= 4; ++event) bus.Notify(Record(7, event), ""_w);
+
+  ASSERT_EQ(clock().alarms().AwaitNext(kBound), begin + 10'000);
+  EXPECT_THAT(behind->Events(), ElementsAre(1)) << "behind by the wait";
+  clock().AdvanceMilliseconds(10'000);
+  behind->Until(2);
+  Pass(10'000);
+  behind->Until(3);
+  Pass(9'999);
+  hanging.Release();
+  ASSERT_TRUE(hanging.AwaitSecond());
+  EXPECT_THAT(behind->Until(4), ElementsAre(1, 2, 3, 4));
+  EXPECT_THAT(hanging.Events(), ElementsAre(1, 4));
+}
+
+TEST_F(SteppedBusTest, NothingIsLoggedWhenABusySubscriberLosesARecord) {
+  TestBus bus;
+  Hanging hanging(bus);
+  Receiver other(bus);
+  bus.Notify(Record(7, 1), ""_w);
+  hanging.AwaitHanging();
+  const CapturedLog log;
+  bus.Notify(Record(7, 2), ""_w);
+  Pass(10'000);
+  other.Until(2);
+  EXPECT_THAT(Texts(log), IsEmpty());
+}
+
+TEST_F(SteppedBusTest, UnsubscribeDoesNotWaitForADeliveryThatTheWorkerWaitsFor) {
+  TestBus bus;
+  Hanging hanging(bus);
+  Receiver other(bus);
+  bus.Notify(Record(7, 1), ""_w);
+  hanging.AwaitHanging();
+  bus.Notify(Record(7, 2), ""_w);
+  ASSERT_TRUE(clock().alarms().AwaitNext(kBound));
+  bus.Unsubscribe(hanging.id());
+  clock().AdvanceMilliseconds(10'000);
+  EXPECT_THAT(other.Until(2), ElementsAre(1, 2));
+  EXPECT_THAT(hanging.Events(), ElementsAre(1));
+  // The bus does not wait for its end any more.
+  hanging.Release();
+  EXPECT_TRUE(hanging.AwaitEnd());
+}
+
+TEST_F(SteppedBusTest, CleanupCallsADeliveryHangingAfterFiveSecondsAndWaitsOn) {
+  TestBus bus;
+  Hanging hanging(bus);
+  bus.Notify(Record(7, 1), ""_w);
+  hanging.AwaitHanging();
+  const CapturedLog log;
+  std::thread cleanup([&] { bus.Cleanup(); });
+  const std::int64_t begin = clock().SteadyMilliseconds();
+  EXPECT_EQ(clock().alarms().AwaitNext(kBound), begin + 5'000);
+  Latch logged;
+  YOX::Log::SetSink([&](std::string_view, YOX::LogLevel level, std::string_view line) {
+    EXPECT_EQ(level, YOX::LogLevel::Error);
+    EXPECT_EQ(line, "YOXPublisherSubscriber::Cleanup: Subscriber " + Utf8(hanging.id()) +
+                        " hanging during cleanup, forcing completion");
+    logged.CountDown();
+  });
+  clock().AdvanceMilliseconds(5'000);
+  EXPECT_TRUE(logged.Wait());
+  YOX::Log::SetSink({});
+  hanging.Release();
+  cleanup.join();
+  EXPECT_THAT(hanging.Events(), ElementsAre(1));
+}
+
+TEST_F(SteppedBusTest, HangingSubscribersDelayTheOthersByTenSecondsEach) {
+  TestBus bus;
+  Hanging one(bus);
+  Hanging two(bus);
+  std::vector<std::unique_ptr<Receiver>> others;
+  Receiver* behind = nullptr;
+  while (behind == nullptr) {
+    others.push_back(std::make_unique<Receiver>(bus));
+    if (std::max(one.id(), two.id()) < others.back()->id()) behind = others.back().get();
+    ASSERT_LT(others.size(), 400U);
+  }
+  const std::int64_t begin = clock().SteadyMilliseconds();
+  bus.Notify(Record(7, 1), ""_w);
+  one.AwaitHanging();
+  two.AwaitHanging();
+  bus.Notify(Record(7, 2), ""_w);
+  Pass(10'000);
+  Pass(10'000);
+  behind->Until(2);
+  EXPECT_EQ(clock().SteadyMilliseconds(), begin + 20'000);
+}
+
+}  // namespace
