@@ -6,6 +6,8 @@
 #include <limits>
 #include <stdexcept>
 
+#include "yox/clientbase/Base64.h"
+
 namespace YOX {
 namespace {
 
@@ -166,6 +168,13 @@ std::size_t String::ValidUTF8Size(std::string_view text) {
     if (NextPoint(text, i) == kMalformed) break;
   }
   return valid;
+}
+
+std::string String::Base64toString(const std::string& text) {
+  std::string digits = text;
+  std::erase_if(
+      digits, [](char c) { return kWhiteSpace.find(static_cast<WChar>(c)) != WStringView::npos; });
+  return FromBase64(digits).value_or(std::string());
 }
 
 bool String::IsEmptyOrWhiteSpace(WStringView text) {

@@ -31,6 +31,10 @@ class YOX_API String {
   static constexpr bool IsWhiteSpace(WChar unit) {
     return unit == ' ' || (unit >= '\t' && unit <= '\r');
   }
+  // The bytes that a base64 text stands for: white space is skipped, and a text that is otherwise
+  // malformed stands for nothing.
+  static std::string Base64toString(const std::string& text);
+
   static bool IsEmptyOrWhiteSpace(WStringView text);
 
   // Every piece is kept, empty ones at the ends and inside included; the empty text has no piece.

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <utility>
 
+#include "yox/clientbase/Base64.h"
 #include "yox/clientbase/JsonFields.h"
 #include "yox/clientbase/platform/RegistryPaths.h"
 
@@ -61,42 +62,6 @@ std::string DateText(const LocalDate& date) {
   AppendPadded(text, date.month, 2);
   text += '-';
   AppendPadded(text, date.day, 2);
-  return text;
-}
-
-constexpr std::string_view kBase64 =
-    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-
-std::optional<Bytes> FromBase64(std::string_view text) {
-  if (text.size() % 4 != 0) return std::nullopt;
-  const std::size_t padding = text.ends_with("==") ? 2 : text.ends_with('=') ? 1 : 0;
-  Bytes bytes;
-  std::uint32_t bits = 0;
-  int count = 0;
-  for (const char letter : text.substr(0, text.size() - padding)) {
-    const std::size_t digit = kBase64.find(letter);
-    if (digit == std::string_view::npos) return std::nullopt;
-    bits = (bits << 6) | static_cast<std::uint32_t>(digit);
-    count += 6;
-    if (count >= 8) {
-      count -= 8;
-      bytes.push_back(static_cast<std::uint8_t>(bits >> count));
-    }
-  }
-  if ((bits & ((1U << count) - 1)) != 0) return std::nullopt;  // bits that stand for nothing
-  return bytes;
-}
-
-std::string ToBase64(const Bytes& bytes) {
-  std::string text;
-  for (std::size_t i = 0; i < bytes.size(); i += 3) {
-    const std::size_t left = std::min<std::size_t>(3, bytes.size() - i);
-    std::uint32_t bits = 0;
-    for (std::size_t k = 0; k < 3; ++k) bits = (bits << 8) | (k < left ? bytes[i + k] : 0U);
-    for (std::size_t k = 0; k < 4; ++k) {
-      text += k <= left ? kBase64[(bits >> (18 - 6 * k)) & 0x3F] : '=';
-    }
-  }
   return text;
 }
 
@@ -302,11 +267,13 @@ template <>
 struct JsonCodec<Bytes> : JsonLeaf {
   static void Read(const JsonNode& node, Bytes& bytes) {
     node.Require(node.value().isString(), "a text");
-    std::optional<Bytes> read = FromBase64(node.value().asString());
+    const std::optional<std::string> read = FromBase64(node.value().asString());
     if (!read) node.Fail("malformed base64");
-    bytes = *std::move(read);
+    bytes.assign(read->begin(), read->end());
   }
-  static Json::Value Write(const Bytes& bytes) { return ToBase64(bytes); }
+  static Json::Value Write(const Bytes& bytes) {
+    return ToBase64(std::string(bytes.begin(), bytes.end()));
+  }
 };
 
 template <>

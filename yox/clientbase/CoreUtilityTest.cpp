@@ -1,0 +1,251 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+
+#include "yox/clientbase/Base64.h"
+#include "yox/clientbase/CoreUtility.h"
+#include "yox/clientbase/FileSystem.h"
+#include "yox/clientbase/NewFile.h"
+#include "yox/clientbase/Pem.h"
+#include "yox/clientbase/PemCleaning.h"
+#include "yox/clientbase/String.h"
+#include "yox/clientbase/platform/Certificates.h"
+#include "yox/clientbase/platform/PathText.h"
+#include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
+#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+
+#include "tests/Rows.h"
+#include "tests/trust/Material.h"
+
+namespace {
+
+using YOX::CoreUtility;
+using YOX::WString;
+using namespace YOX::literals;
+using namespace yox_test;
+
+constexpr std::int64_t kNow = 1772366400;         // 2026-03-01T12:00:00Z
+constexpr std::int64_t kExpiredEnd = 1435665600;  // 2015-06-30T12:00:00Z
+
+const std::string kA = kRootACertificate;
+const std::string kB = kRootBCertificate;
+const std::string kOld = kExpiredCertificate;
+
+std::string DerOf(const std::string& pem) { return YOX::ReadPem(pem).value().at(0).der; }
+
+TEST(CertificatesTest, EndIsReadToTheSecond) {
+  EXPECT_EQ(YOX::platform::CertificateEnd(DerOf(kOld)), kExpiredEnd);
+  EXPECT_EQ(YOX::platform::CertificateEnd(DerOf(kA)), 2429913599);  // 2046-12-31T23:59:59Z
+}
+
+TEST(CertificatesTest, BytesThatAreNoCertificateHaveNoEnd) {
+  const std::string der = DerOf(kA);
+  for (const std::string& bytes :
+       {std::string(), std::string("\x30\x00", 2), der.substr(1), der.substr(0, der.size() - 1)}) {
+    EXPECT_EQ(YOX::platform::CertificateEnd(bytes), std::nullopt);
+  }
+}
+
+TEST(PemTest, BlocksAreFoundBetweenOtherText) {
+  const std::string text = "a chain\n" + kA + "\nsubject=B\n" + kB + "behind";
+  const auto blocks = YOX::ReadPem(text);
+  ASSERT_TRUE(blocks);
+  ASSERT_EQ(blocks->size(), 2U);
+  EXPECT_EQ(text.substr((*blocks)[0].begin, (*blocks)[0].end - (*blocks)[0].begin), kA);
+  EXPECT_EQ(text.substr((*blocks)[1].begin, (*blocks)[1].end - (*blocks)[1].begin), kB);
+  EXPECT_TRUE((*blocks)[0].IsCertificate());
+}
+
+TEST(PemTest, LineBreaksOfEitherKindAndNoneAtTheEnd) {
+  std::string windows;
+  for (const char c : kA) windows += c == '\n' ? std::string("\r\n") : std::string(1, c);
+  EXPECT_EQ(DerOf(windows), DerOf(kA));
+  EXPECT_EQ(DerOf(kA.substr(0, kA.size() - 1)), DerOf(kA));
+  EXPECT_TRUE(YOX::ReadPem("").value().empty());
+  EXPECT_TRUE(YOX::ReadPem("no block at all").value().empty());
+}
+
+std::string Block(const std::string& label, const std::string& body) {
+  return "-----BEGIN " + label + "-----\n" + body + "\n-----END " + label + "-----\n";
+}
+
+struct BadPem {
+  const char* name;
+  std::string text;
+};
+
+class BadPemTest : public testing::TestWithParam<BadPem> {};
+
+TEST_P(BadPemTest, IsRefusedAsAWholeAlone) {
+  EXPECT_FALSE(YOX::ReadPem(GetParam().text));
+  EXPECT_FALSE(YOX::ReadPem(kA + GetParam().text + kB));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , BadPemTest,
+    testing::Values(BadPem{"Unfinished", "-----BEGIN CERTIFICATE-----\nMAA=\n"},
+                    BadPem{"EndAlone", "-----END CERTIFICATE-----\n"},
+                    BadPem{"OtherLabelAtTheEnd",
+                           "-----BEGIN CERTIFICATE-----\nMAA=\n-----END X509 CERTIFICATE-----\n"},
+                    BadPem{"BorderCutShort", "-----BEGIN CERTIFICATE\nMAA=\n"},
+                    BadPem{"NotBase64", Block("CERTIFICATE", "M?A=")},
+                    BadPem{"Empty", Block("CERTIFICATE", "")},
+                    BadPem{"NotDer", Block("CERTIFICATE", "AAAA")},
+                    BadPem{"DerTooLong", Block("CERTIFICATE", "MAAA")},
+                    BadPem{"DerTooShort", Block("CERTIFICATE",
+                                                "MAEA"
+                                                "MAEA")},
+                    BadPem{"IndefiniteLength", Block("CERTIFICATE", "MIAAAA==")},
+                    BadPem{"LengthCutShort", Block("CERTIFICATE", "MII=")},
+                    BadPem{"HeadersInside",
+                           Block("RSA PRIVATE KEY", "Proc-Type: 4,ENCRYPTED\n\nMAA=")}),
+    yox_test::RowName());
+
+class CoreUtilityTest : public testing::Test {
+ protected:
+  void Write(std::string_view content) {
+    FileSystem::OpenToWrite(Wide(), std::ios::out | std::ios::binary) << content;
+  }
+  std::string Read() {
+    std::ifstream stream = FileSystem::OpenToRead(Wide());
+    return {std::istreambuf_iterator<char>(stream), {}};
+  }
+  std::string Path() { return YOX::String::UTF16ToUTF8(Wide()); }
+  WString Wide() { return YOX::platform::ToText(device_.files().folder() / "chain.pem"); }
+  bool Validates(std::string_view content) {
+    Write(content);
+    return CoreUtility::ValidatePemFile(Path());
+  }
+  // What cleaning leaves, or "false".
+  std::string Cleaned(std::string_view content) {
+    Write(content);
+    return CoreUtility::RemoveExpiredAndDuplicateCertsFromFile(Path()) ? Read() : "false";
+  }
+
+  YOX::platform::SimulatedDevice device_{
+      YOX::platform::ReadDeviceProfile(R"({"clock": {"now": "2026-03-01T12:00:00"}})")};
+  YOX::platform::ScopedPlatform installed_{device_};
+};
+
+TEST_F(CoreUtilityTest, UsableFileHoldsACertificateAndNothingBroken) {
+  EXPECT_TRUE(Validates(kA));
+  EXPECT_TRUE(Validates("# comment\n" + kA + kB));
+  EXPECT_TRUE(Validates(kA + kServerKey));
+  EXPECT_FALSE(Validates(""));
+  EXPECT_FALSE(Validates("garbage"));
+  EXPECT_FALSE(Validates(kServerKey));
+  EXPECT_FALSE(Validates(kA + Block("CERTIFICATE", "MAA=")));
+  EXPECT_FALSE(Validates(kA + Block("CERTIFICATE", "garbage")));
+  EXPECT_FALSE(Validates(kA.substr(0, kA.size() - 30)));
+}
+
+TEST_F(CoreUtilityTest, MissingFileIsNeitherUsableNorCleaned) {
+  EXPECT_FALSE(CoreUtility::ValidatePemFile(Path()));
+  EXPECT_FALSE(CoreUtility::RemoveExpiredAndDuplicateCertsFromFile(Path()));
+  EXPECT_FALSE(FileSystem::fileExists(Wide()));
+}
+
+TEST_F(CoreUtilityTest, ExpiredAndRepeatedOnesGoAndTheRestKeepsItsOrderAndBytes) {
+  EXPECT_EQ(Cleaned("1\n" + kA + "2\n" + kOld + "3\n" + kB + "4\n" + kA + "5"),
+            "1\n" + kA + "2\n" + "3\n" + kB + "4\n" + "5");
+}
+
+TEST_F(CoreUtilityTest, FileWithNothingToCleanStaysUntouched) {
+  const std::string content = kA + "\r\n \n" + kB + kServerKey + "rest without line break";
+  Write(content);
+  const auto before = std::filesystem::last_write_time(FileSystem::Locate(Wide()));
+  EXPECT_TRUE(CoreUtility::RemoveExpiredAndDuplicateCertsFromFile(Path()));
+  EXPECT_EQ(Read(), content);
+  EXPECT_EQ(std::filesystem::last_write_time(FileSystem::Locate(Wide())), before);
+  EXPECT_EQ(Cleaned(""), "");
+}
+
+TEST_F(CoreUtilityTest, RepeatsOfOtherBlocksStay) {
+  EXPECT_EQ(Cleaned(kA + kServerKey + kServerKey + kA), kA + kServerKey + kServerKey);
+}
+
+TEST_F(CoreUtilityTest, FileOfExpiredOnesValidatesAndIsEmptied) {
+  EXPECT_TRUE(Validates(kOld + kOld));
+  EXPECT_EQ(Cleaned(kOld + kOld), "");
+}
+
+TEST_F(CoreUtilityTest, CertificateIsGoodThroughItsLastSecond) {
+  EXPECT_EQ(YOX::CleanPem(kOld, kExpiredEnd), kOld);
+  EXPECT_EQ(YOX::CleanPem(kOld, kExpiredEnd + 1), "");
+  device_.clock().Set(kExpiredEnd);
+  EXPECT_EQ(Cleaned(kOld), kOld);
+  device_.clock().Set(kNow);
+  EXPECT_EQ(Cleaned(kOld), "");
+}
+
+TEST_F(CoreUtilityTest, FileThatCannotBeReadAsPemStaysUntouched) {
+  for (const std::string& broken :
+       {Block("CERTIFICATE", "MAA="), std::string("-----BEGIN CERTIFICATE-----\n")}) {
+    const std::string content = kOld + kA + kA + broken;
+    EXPECT_EQ(Cleaned(content), "false");
+    EXPECT_EQ(Read(), content);
+  }
+}
+
+TEST_F(CoreUtilityTest, NothingIsLeftBesideACleanedFile) {
+  EXPECT_EQ(Cleaned(kA + kA), kA);
+  std::size_t files = 0;
+  for ([[maybe_unused]] const auto& entry :
+       std::filesystem::directory_iterator(device_.files().folder())) {
+    ++files;
+  }
+  EXPECT_EQ(files, 1U);
+}
+
+TEST_F(CoreUtilityTest, FileThatIsTooLongIsRefused) {
+  std::string content = kA + kA;
+  content.resize((std::size_t{16} << 20) + 1, ' ');
+  EXPECT_EQ(Cleaned(content), "false");
+  EXPECT_FALSE(CoreUtility::ValidatePemFile(Path()));
+}
+
+class NewFileTest : public CoreUtilityTest {};
+
+TEST_F(NewFileTest, FormerFileStandsUntilTheNewOneIsComplete) {
+  Write("former");
+  {
+    YOX::NewFile file(Wide(), YOX::NewFile::Access::kPrivate, std::ios::binary);
+    file.Write("new");
+    EXPECT_EQ(Read(), "former");
+    file.Commit();
+    EXPECT_EQ(Read(), "new");
+  }
+  EXPECT_EQ(Read(), "new");
+  EXPECT_FALSE(FileSystem::fileExists(Wide() + ".new"_w));
+}
+
+TEST_F(NewFileTest, UnfinishedFileLeavesNothingBehind) {
+  Write("former");
+  {
+    YOX::NewFile file(Wide(), YOX::NewFile::Access::kAsBefore, std::ios::binary);
+    file.Write("new");
+    EXPECT_TRUE(FileSystem::fileExists(Wide() + ".new"_w));
+  }
+  EXPECT_EQ(Read(), "former");
+  EXPECT_FALSE(FileSystem::fileExists(Wide() + ".new"_w));
+}
+
+TEST_F(NewFileTest, LeftoverOfAFormerProcessIsReplaced) {
+  FileSystem::OpenToWrite(Wide() + ".new"_w) << "leftover, longer than what follows";
+  YOX::NewFile file(Wide(), YOX::NewFile::Access::kPrivate, std::ios::binary);
+  file.Write("new");
+  file.Commit();
+  EXPECT_EQ(Read(), "new");
+}
+
+TEST_F(NewFileTest, FolderIsNotReplaced) {
+  ASSERT_TRUE(FileSystem::createDirectory(Wide(), false));
+  EXPECT_THROW(YOX::NewFile(Wide(), YOX::NewFile::Access::kPrivate, std::ios::binary),
+               std::runtime_error);
+  EXPECT_THROW(
+      YOX::NewFile(Wide() + "\\no\\folder"_w, YOX::NewFile::Access::kPrivate, std::ios::binary),
+      std::runtime_error);
+}
+
+}  // namespace

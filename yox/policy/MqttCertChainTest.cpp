@@ -1,0 +1,235 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <sstream>
+#include <string>
+
+#include "yox/clientbase/Base64.h"
+#include "yox/clientbase/FileSystem.h"
+#include "yox/clientbase/Paths.h"
+#include "yox/clientbase/String.h"
+#include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
+#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+#include "yox/policy/PlatformPolicy.h"
+
+#include "tests/CapturedLog.h"
+#include "tests/trust/Material.h"
+
+namespace {
+
+using YOX::String;
+using YOX::WString;
+using namespace YOX::literals;
+using namespace yox_test;
+
+YOX::Log g_test_log{"test"};
+
+const std::string kA = kRootACertificate;
+const std::string kB = kRootBCertificate;
+const std::string kOld = kExpiredCertificate;
+
+class MqttCertChainTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(YOX::utility::getBridgeMqttPemFilePath(bridge_));
+    ASSERT_TRUE(YOX::utility::getEmbeddedMqttPemFilePath(embedded_));
+    combined_ = YOX::utility::getMqttPemFilePath();
+    ASSERT_TRUE(FileSystem::createDirectory(device_.files().ProductDirectory(), true));
+  }
+  static void Write(const std::string& path, std::string_view content) {
+    FileSystem::OpenToWrite(String::UTF8ToUTF16(path), std::ios::out | std::ios::binary) << content;
+  }
+  static std::string ReadBytes(const std::string& path) {
+    std::ifstream stream = FileSystem::OpenToRead(String::UTF8ToUTF16(path));
+    if (!stream) return "no file";
+    return {std::istreambuf_iterator<char>(stream), {}};
+  }
+  // The bridge file is written as text: its line breaks are the system's.
+  static std::string Read(const std::string& path) {
+    return String::UTF16ToUTF8(
+        String::Replace(String::UTF8ToUTF16(ReadBytes(path)), "\r\n"_wv, "\n"_wv));
+  }
+  static PlatformPolicy PolicyOf(std::string_view chain) {
+    PlatformPolicy policy(&g_test_log);
+    policy.set_mqtt_chain_pem64(String::UTF8ToUTF16(YOX::ToBase64(chain)));
+    return policy;
+  }
+
+  YOX::platform::SimulatedDevice device_{
+      YOX::platform::ReadDeviceProfile(R"({"clock": {"now": "2026-03-01T12:00:00"}})")};
+  YOX::platform::ScopedPlatform installed_{device_};
+  std::string bridge_;
+  std::string embedded_;
+  std::string combined_;
+};
+
+TEST_F(MqttCertChainTest, EmptyChainWithoutABridgeFileAnswersFalseAndWarns) {
+  const yox_test::CapturedLog log;
+  EXPECT_FALSE(PlatformPolicy(&g_test_log).updateMqttCertChain());
+  EXPECT_EQ(log.Text(),
+            "test D PlatformPolicy::updateMqttCertChain, mqtt chain pem is empty so delete the "
+            "file\n"
+            "test W PlatformPolicy::deleteMqttCertChain, mqtt ca pem file may not exist or failed "
+            "to delete it\n");
+}
+
+TEST_F(MqttCertChainTest, EmptyChainDeletesTheBridgeFileAndLeavesTheCombinedOne) {
+  ASSERT_TRUE(PolicyOf(kA).updateMqttCertChain());
+  const std::string combined = Read(combined_);
+  const yox_test::CapturedLog log;
+  EXPECT_TRUE(PlatformPolicy(&g_test_log).updateMqttCertChain());
+  EXPECT_EQ(Read(bridge_), "no file");
+  EXPECT_EQ(Read(combined_), combined);
+  EXPECT_EQ(log.Text(),
+            "test D PlatformPolicy::updateMqttCertChain, mqtt chain pem is empty so delete the "
+            "file\n");
+}
+
+TEST_F(MqttCertChainTest, BridgeComesBeforeEmbeddedWithALineBreakBehindEach) {
+  Write(embedded_, kB);
+  const yox_test::CapturedLog log;
+  EXPECT_TRUE(PolicyOf(kA).updateMqttCertChain());
+  EXPECT_EQ(Read(bridge_), kA);
+  EXPECT_EQ(Read(combined_), kA + "\n" + kB + "\n");
+  EXPECT_EQ(log.Text(),
+            "test D PlatformPolicy::updateMqttCertChain, mqtt chain pem is not empty so store it "
+            "to a file\n");
+}
+
+TEST_F(MqttCertChainTest, ChainsAreCopiedByteByByte) {
+  const std::string embedded = "# sep\r\n" + kB.substr(0, kB.size() - 1);
+  Write(embedded_, embedded);
+  EXPECT_TRUE(PolicyOf(kA).updateMqttCertChain());
+  EXPECT_EQ(ReadBytes(combined_), ReadBytes(bridge_) + "\n" + embedded + "\n");
+}
+
+TEST_F(MqttCertChainTest, BridgeFileIsWrittenInTextMode) {
+  EXPECT_TRUE(PolicyOf(kA).updateMqttCertChain());
+  const std::string sample = String::UTF16ToUTF8(device_.files().ProductDirectory()) + "\\sample";
+  FileSystem::OpenToWrite(String::UTF8ToUTF16(sample)) << kA;
+  EXPECT_EQ(ReadBytes(bridge_), ReadBytes(sample));
+}
+
+TEST_F(MqttCertChainTest, GarbageInTheBridgeLeavesTheEmbeddedChainAlone) {
+  Write(embedded_, kB);
+  EXPECT_TRUE(PolicyOf("garbage").updateMqttCertChain());
+  EXPECT_EQ(Read(bridge_), "garbage");
+  EXPECT_EQ(Read(combined_), kB + "\n");
+}
+
+TEST_F(MqttCertChainTest, ChainThatIsNotBase64LeavesTheEmbeddedChainAlone) {
+  Write(embedded_, kB);
+  PlatformPolicy policy(&g_test_log);
+  policy.set_mqtt_chain_pem64("not base64!"_w);
+  EXPECT_TRUE(policy.updateMqttCertChain());
+  EXPECT_EQ(Read(bridge_), "");
+  EXPECT_EQ(Read(combined_), kB + "\n");
+}
+
+TEST_F(MqttCertChainTest, WithoutUsableSourcesTheCombinedFileIsEmptyAndCleaned) {
+  Write(combined_, "former content");
+  const yox_test::CapturedLog log;
+  EXPECT_TRUE(PolicyOf("garbage").updateMqttCertChain());
+  EXPECT_EQ(Read(combined_), "");
+  EXPECT_EQ(log.Lines().size(), 1U);  // the cleaning had nothing to complain of
+}
+
+TEST_F(MqttCertChainTest, ExpiredAndRepeatedCertificatesGo) {
+  Write(embedded_, kA + kOld);
+  EXPECT_TRUE(PolicyOf(kOld + kA + kB).updateMqttCertChain());
+  EXPECT_EQ(Read(combined_), kA + kB + "\n\n");
+  EXPECT_EQ(Read(bridge_), kOld + kA + kB);
+}
+
+TEST_F(MqttCertChainTest, FailedCleaningIsLoggedAndDoesNotFailTheStore) {
+  Write(embedded_, kB + "-----BEGIN CERTIFICATE-----\nbroken");
+  const yox_test::CapturedLog log;
+  EXPECT_TRUE(PolicyOf(kOld + kA).updateMqttCertChain());
+  EXPECT_EQ(Read(combined_), kOld + kA + "\n" + kB + "-----BEGIN CERTIFICATE-----\nbroken\n");
+  EXPECT_EQ(log.Text(),
+            "test D PlatformPolicy::updateMqttCertChain, mqtt chain pem is not empty so store it "
+            "to a file\n"
+            "test E PlatformPolicy::AccumulateMqttCertChain, Issue occured while trying to remove "
+            "potential expired and duplicate certs.\n");
+}
+
+TEST_F(MqttCertChainTest, TwoStoresInARowGiveTheSameCombinedFile) {
+  Write(embedded_, kB);
+  EXPECT_TRUE(PolicyOf(kA).updateMqttCertChain());
+  const std::string once = Read(combined_);
+  EXPECT_TRUE(PolicyOf(kA).updateMqttCertChain());
+  EXPECT_EQ(Read(combined_), once);
+}
+
+TEST_F(MqttCertChainTest, RightsAreSetInOrderBeforeTheFileTakesItsPlace) {
+  EXPECT_TRUE(PolicyOf(kA).updateMqttCertChain());
+  const auto granted = device_.files().Grants();
+  ASSERT_EQ(granted.size(), 2U);
+  using Grants = std::vector<YOX::AccessGrant>;
+  EXPECT_EQ(granted[0].grants, (Grants{{"S-1-5-32-544"_w, true, true, true, true, true},
+                                       {"S-1-5-18"_w, true, true, true, true, true}}));
+  EXPECT_TRUE(granted[0].replace);
+  EXPECT_EQ(granted[1].grants, (Grants{{"S-1-5-32-544"_w, false, false, true, true, false},
+                                       {"S-1-5-18"_w, false, false, true, true, false}}));
+  EXPECT_FALSE(granted[1].replace);
+  const std::filesystem::path bridge = FileSystem::Locate(String::UTF8ToUTF16(bridge_));
+  for (const auto& call : granted) {
+    EXPECT_EQ(call.file.parent_path(), bridge.parent_path());
+    EXPECT_EQ(call.file.filename(), bridge.filename().concat(".new"));
+  }
+}
+
+TEST_F(MqttCertChainTest, WithoutABridgePathNothingIsTouched) {
+  ASSERT_TRUE(PolicyOf(kA).updateMqttCertChain());
+  const std::string combined = Read(combined_);
+  device_.files().SetStateFolder(false);
+  const yox_test::CapturedLog log;
+  EXPECT_FALSE(PolicyOf(kB).updateMqttCertChain());
+  EXPECT_FALSE(PlatformPolicy(&g_test_log).updateMqttCertChain());
+  device_.files().SetStateFolder(true);
+  EXPECT_EQ(Read(bridge_), kA);
+  EXPECT_EQ(Read(combined_), combined);
+  EXPECT_EQ(log.Text(),
+            "test D PlatformPolicy::updateMqttCertChain, mqtt chain pem is not empty so store it "
+            "to a file\n"
+            "test D PlatformPolicy::storeMqttCertChain, not able to get BridgeMqttPem file path \n"
+            "test D PlatformPolicy::updateMqttCertChain, mqtt chain pem is empty so delete the "
+            "file\n"
+            "test D PlatformPolicy::deleteMqttCertChain, not able to get mqtt ca pem file path\n");
+}
+
+TEST_F(MqttCertChainTest, BridgeFileThatCannotBeWrittenIsLoggedAndAnswersFalse) {
+  ASSERT_TRUE(FileSystem::createDirectory(String::UTF8ToUTF16(bridge_), false));
+  Write(combined_, "former content");
+  const yox_test::CapturedLog log;
+  EXPECT_FALSE(PolicyOf(kA).updateMqttCertChain());
+  EXPECT_EQ(Read(combined_), "former content");
+  EXPECT_EQ(log.Text(),
+            "test D PlatformPolicy::updateMqttCertChain, mqtt chain pem is not empty so store it "
+            "to a file\n"
+            "test E PlatformPolicy::storeMqttCertChain, Exception: what stands in the place of the "
+            "file is none\n");
+}
+
+TEST_F(MqttCertChainTest, CombinedFileThatCannotBeWrittenDoesNotFailTheStore) {
+  const WString combined = String::UTF8ToUTF16(combined_);
+  ASSERT_TRUE(FileSystem::createDirectory(combined, false));
+  ASSERT_TRUE(FileSystem::createDirectory(combined + "\\inside"_w, false));
+  const yox_test::CapturedLog log;
+  EXPECT_TRUE(PolicyOf(kA).updateMqttCertChain());
+  EXPECT_EQ(Read(bridge_), kA);
+  EXPECT_EQ(log.Lines().back().text,
+            "PlatformPolicy::AccumulateMqttCertChain, Issue occured while trying to remove "
+            "potential expired and duplicate certs.");
+}
+
+TEST_F(MqttCertChainTest, WithoutALogNothingIsLogged) {
+  const yox_test::CapturedLog log;
+  PlatformPolicy policy;
+  EXPECT_FALSE(policy.updateMqttCertChain());
+  policy.set_mqtt_chain_pem64("garbage"_w);
+  EXPECT_TRUE(policy.updateMqttCertChain());
+  EXPECT_EQ(log.Text(), "");
+}
+
+}  // namespace
