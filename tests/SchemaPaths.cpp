@@ -9,6 +9,8 @@
 
 #include "yox/clientbase/StrictJson.h"
 
+#include "tests/Checkout.h"
+
 namespace yox_test {
 namespace {
 
@@ -31,7 +33,7 @@ void Collect(const Json::Value& root, const Json::Value& schema, const std::stri
 }  // namespace
 
 std::string CheckoutFile(const std::string& name) {
-  std::ifstream file(std::filesystem::path(YOX_CHECKOUT) / name, std::ios::binary);
+  std::ifstream file(Checkout() / name, std::ios::binary);
   EXPECT_TRUE(file) << name;
   return {std::istreambuf_iterator<char>(file), {}};
 }

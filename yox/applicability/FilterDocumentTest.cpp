@@ -2,11 +2,11 @@
 
 #include <algorithm>
 
+#include "yox/applicability/Criteria.h"
 #include "yox/applicability/FilterDocument.h"
 
 #include "tests/Rows.h"
 #include "tests/SchemaPaths.h"
-#include "yox/applicability/Criteria.h"
 
 using namespace YOX::literals;
 
