@@ -29,7 +29,7 @@ std::int32_t Number(YoxStatusManager::Gateway gateway) {
 }  // namespace
 
 constinit std::atomic<YoxStatusManager*> YoxStatusManager::yoxStatusManager_{nullptr};
-constinit std::mutex YoxStatusManager::instance_mutex_;
+std::mutex YoxStatusManager::instance_mutex_;
 
 YoxStatusManager* YoxStatusManager::GetInstance() {
   constexpr const char* kFunction = "YOX::YoxStatusManager::GetInstance";
