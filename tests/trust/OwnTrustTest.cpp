@@ -1,0 +1,85 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "yox/clientbase/FileSystem.h"
+#include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
+#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+#include "yox/policy/BuiltInTrust.h"
+#include "yox/policy/ProvisionFileUtility.h"
+
+#include "tests/trust/Material.h"
+
+namespace {
+
+using namespace YOX::literals;
+
+class TestUtility : public ProvisionFileUtility {
+ public:
+  TestUtility() = default;
+  using ProvisionFileUtility::IsProvisionTokenValid;
+};
+
+class OwnTrustTest : public testing::Test {
+ protected:
+  static std::string Token(std::string_view name) {
+    for (const auto& token : yox_test::kTokens) {
+      if (name == token.name) return token.text;
+    }
+    return {};
+  }
+  void WriteFile(const std::string& token, const std::string& policy) {
+    FileSystem::createDirectory(
+        YOX::WString(FileSystem::GetCommonApplicationDataPath()) + "\\tervan\\YOX"_w, true);
+    FileSystem::OpenToWrite(FileSystem::GetCommonApplicationDataPath() +
+                            "\\tervan\\YOX\\yox-provision.json"_w)
+        << R"({"provision_token": ")" << token << R"(", "config_policy": ")" << policy << "\"}";
+  }
+
+  YOX::platform::SimulatedDevice device_{
+      YOX::platform::ReadDeviceProfile(R"({"clock": {"now": "2026-03-01T12:00:00"}})")};
+  YOX::platform::ScopedPlatform installed_{device_};
+  TestUtility utility_;
+};
+
+TEST_F(OwnTrustTest, KeyIsTheOneOfThisBuild) {
+  EXPECT_EQ(yox::policy::TrustedRoots()[1].thumbprint.back(), '1');
+  std::string key;
+  for (const auto unit : yox::policy::PublicKey()) key += static_cast<char>(unit);
+  EXPECT_EQ(key, yox_test::kEs256PublicKey);
+}
+
+TEST_F(OwnTrustTest, ValidTokenBringsThePolicy) {
+  WriteFile(Token("Valid"), "policy");
+  utility_.ExtractProvisionFileInfo();
+  utility_.PopulateProvisionInfo();
+  const DeviceProvisionInfo info = utility_.GetProvisionInfo();
+  EXPECT_TRUE(info.isTokenValid);
+  EXPECT_EQ(info.configPolicy, "policy"_w);
+  EXPECT_EQ(YOX::WString(info.provisionToken).size(), Token("Valid").size());
+}
+
+TEST_F(OwnTrustTest, TokenThatExpiresLaterKeepsThePolicyThatStood) {
+  WriteFile(Token("Valid"), "policy");
+  utility_.ExtractProvisionFileInfo();
+  utility_.PopulateProvisionInfo();
+  WriteFile(Token("Valid"), "another policy");
+  utility_.ExtractProvisionFileInfo();
+  device_.clock().Advance(2 * 3600);
+  utility_.PopulateProvisionInfo();
+  EXPECT_FALSE(utility_.GetProvisionInfo().isTokenValid);
+  EXPECT_EQ(utility_.GetProvisionInfo().configPolicy, "policy"_w);
+}
+
+TEST_F(OwnTrustTest, CheckedTextComesBackWithTheReason) {
+  YOX::WString valid;
+  for (const char c : Token("Valid")) valid += static_cast<YOX::WChar>(c);
+  YOX::WString checked = valid;
+  EXPECT_TRUE(utility_.IsProvisionTokenValid(checked));
+  EXPECT_EQ(checked, valid);
+  device_.clock().Advance(3600);
+  EXPECT_FALSE(utility_.IsProvisionTokenValid(checked));
+  EXPECT_EQ(checked, "it has expired"_w);
+}
+
+}  // namespace

@@ -1,0 +1,79 @@
+#include "yox/policy/CompactJws.h"
+
+#include <json/value.h>
+
+#include <optional>
+#include <utility>
+
+#include "yox/clientbase/Base64.h"
+#include "yox/clientbase/Document.h"
+#include "yox/clientbase/StrictJson.h"
+#include "yox/clientbase/platform/Signatures.h"
+
+namespace yox::policy {
+namespace {
+
+using YOX::platform::SignatureScheme;
+using YOX::platform::SignatureVerdict;
+
+struct Algorithm {
+  const char* name;
+  SignatureScheme scheme;
+};
+constexpr Algorithm kAlgorithms[] = {
+    {"ES256", SignatureScheme::kEs256},
+    {"RS256", SignatureScheme::kRs256},
+};
+
+// What a header must not say: keys of its own, and what has to be understood.
+constexpr const char* kRefusedParameters[] = {"jwk", "jku", "x5c", "x5u", "crit"};
+
+CheckedJws Refused(std::string reason) { return {std::move(reason), {}}; }
+
+std::optional<Json::Value> ParseObject(std::string_view json) {
+  try {
+    Json::Value value = YOX::ParseDocument(json);
+    if (value.isObject()) return value;
+  } catch (const YOX::DocumentError&) {
+    // Its message would show the text.
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+CheckedJws CheckCompactJws(std::string_view text, std::string_view public_key) {
+  if (text.empty()) return Refused("it is empty");
+  if (text.size() > kLongestJws) return Refused("it is too long");
+  const std::size_t first = text.find('.');
+  const std::size_t second = text.find('.', first + 1);
+  if (first == std::string_view::npos || second == std::string_view::npos ||
+      text.find('.', second + 1) != std::string_view::npos) {
+    return Refused("it does not have three parts");
+  }
+  const auto header = YOX::FromBase64Url(text.substr(0, first));
+  auto payload = YOX::FromBase64Url(text.substr(first + 1, second - first - 1));
+  const auto signature = YOX::FromBase64Url(text.substr(second + 1));
+  if (!header || !payload || !signature) return Refused("a part is not base64url");
+  const auto parameters = ParseObject(*header);
+  if (!parameters) return Refused("the header is not a JSON object");
+  for (const char* const name : kRefusedParameters) {
+    if (parameters->isMember(name))
+      return Refused("the header has the member " + std::string(name));
+  }
+  const Json::Value& algorithm = (*parameters)["alg"];
+  for (const auto& [name, scheme] : kAlgorithms) {
+    if (!algorithm.isString() || algorithm.asString() != name) continue;
+    const auto key = YOX::FromBase64(public_key);
+    const SignatureVerdict verdict = YOX::platform::VerifySignature(
+        scheme, key.value_or(std::string()), text.substr(0, second), *signature);
+    if (verdict == SignatureVerdict::kUnusableKey) {
+      return Refused("the key is not one for its algorithm");
+    }
+    if (verdict == SignatureVerdict::kInvalid) return Refused("the signature does not fit");
+    return {{}, *std::move(payload)};
+  }
+  return Refused("the algorithm is neither ES256 nor RS256");
+}
+
+}  // namespace yox::policy

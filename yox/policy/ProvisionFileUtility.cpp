@@ -1,0 +1,144 @@
+#include "yox/policy/ProvisionFileUtility.h"
+
+#include <json/reader.h>
+
+#include <iterator>
+#include <memory>
+
+#include "yox/clientbase/CriticalEventLogger.h"
+#include "yox/clientbase/FileSystem.h"
+#include "yox/clientbase/Log.h"
+#include "yox/clientbase/Paths.h"
+#include "yox/clientbase/String.h"
+#include "yox/clientbase/platform/Platform.h"
+#include "yox/policy/BuiltInTrust.h"
+
+using YOX::g_log;
+using YOX::String;
+using YOX::WString;
+using namespace YOX::literals;
+
+namespace {
+
+constexpr YOX::WStringView kFileName = "yox-provision.json"_wv;
+constexpr YOX::WStringView kRootDirectory = "C:\\"_wv;
+constexpr YOX::WStringView kDataDirectory = "\\tervan\\YOX\\"_wv;  // below the common data
+
+void LogUnreadableFile() { CriticalEventLogger::Log(1001, 86); }
+
+WString FileIn(const WString& folder) {
+  WString path = folder;
+  path += kFileName;
+  return path;
+}
+
+// Looking never adds a member; what is no text there is an empty one.
+WString TextOf(const Json::Value& content, const char* key) {
+  try {
+    return String::UTF8ToUTF16(content[key].asString());
+  } catch (const Json::Exception&) {
+    return {};
+  }
+}
+
+}  // namespace
+
+ProvisionFileUtility::ProvisionFileUtility() = default;
+ProvisionFileUtility::~ProvisionFileUtility() = default;
+
+ProvisionFileUtility* ProvisionFileUtility::GetInstance() {
+  static auto* const instance = new ProvisionFileUtility;
+  return instance;
+}
+
+WString ProvisionFileUtility::GetProvisionPath() {
+  const WString root(kRootDirectory);
+  WString data = FileSystem::GetCommonApplicationDataPath();
+  data += kDataDirectory;
+  if (FileSystem::fileExists(FileIn(root))) {
+    FileSystem::deleteFile(FileIn(data));
+    return root;
+  }
+  return FileSystem::fileExists(FileIn(data)) ? data : WString();
+}
+
+bool ProvisionFileUtility::GetYoxAppDataRootPath(WString& path) {
+  return YOX::utility::GetYoxAppDataRootPath(path);
+}
+
+void ProvisionFileUtility::ExtractProvisionFileInfo() {
+  ExtractProvisionContent(FileIn(GetProvisionPath()));
+}
+
+bool ProvisionFileUtility::IsFileSizeValid(const WString&, std::uint64_t size) const {
+  if (size <= kLargestFile) return true;
+  LogUnreadableFile();
+  g_log.d("%s: yox-provision.json bigger than 1MB", "ProvisionFileUtility::IsFileSizeValid");
+  return false;
+}
+
+void ProvisionFileUtility::ExtractProvisionContent(const WString& path) {
+  constexpr const char* kFunction = "ProvisionFileUtility::ExtractProvisionContent";
+  const std::uint64_t size = FileSystem::fileSize(path);
+  if (!IsFileSizeValid(path, size)) {
+    g_log.e("%s: Provision file size invalid %llu", kFunction, size);
+    return;
+  }
+  std::string text;
+  if (!ExtractProvisionJsonContent(path, text)) return;
+  bool parsed = false;
+  Json::Value content;
+  try {
+    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+    std::string errors;
+    parsed = reader->parse(text.data(), text.data() + text.size(), &content, &errors);
+  } catch (const Json::Exception&) {
+    // Nested too deeply.
+  }
+  if (parsed) {
+    content_ = std::move(content);
+    g_log.d("%s: Provision file extraction success", kFunction);
+  } else {
+    g_log.d("%s: Provision file extraction failed", kFunction);
+  }
+}
+
+bool ProvisionFileUtility::ExtractProvisionJsonContent(const WString& path,
+                                                       std::string& content) const {
+  std::ifstream stream = FileSystem::OpenToRead(path, std::ios::in);
+  if (!stream) {
+    LogUnreadableFile();
+    g_log.e("%s: Provision file Open failed : %d",
+            "ProvisionFileUtility::ExtractProvisionJsonContent", 2002);
+    return false;
+  }
+  WString text;
+  for (std::istreambuf_iterator<char> byte(stream), end; byte != end; ++byte) {
+    text += static_cast<YOX::WChar>(static_cast<unsigned char>(*byte));
+  }
+  content = String::UTF16ToUTF8(text);
+  return true;
+}
+
+bool ProvisionFileUtility::IsProvisionTokenValid(WString& token) const {
+  const std::string reason = yox::policy::RefusalOfToken(
+      String::UTF16ToUTF8(token), String::UTF16ToUTF8(yox::policy::PublicKey()),
+      YOX::platform::Platform::Get().clock().Now(), GetTokenType());
+  if (reason.empty()) return true;
+  token = String::UTF8ToUTF16(reason);
+  return false;
+}
+
+void ProvisionFileUtility::PopulateProvisionInfo() {
+  WString token = TextOf(content_, "provision_token");
+  info_.isTokenValid = IsProvisionTokenValid(token);
+  info_.provisionToken = TextOf(content_, "provision_token");
+  if (info_.isTokenValid) info_.configPolicy = TextOf(content_, "config_policy");
+}
+
+void ProvisionFileUtility::SetBaseUri(const WString& uri, bool manual_registration) {
+  info_.isManualRegistration = manual_registration;
+  if (!manual_registration) return;
+  g_log.d("%s Base Uri for manual registration: %s", "ProvisionFileUtility::SetBaseUri", uri);
+  info_.baseUri = uri;
+}

@@ -1,0 +1,211 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+
+#include "yox/clientbase/FileSystem.h"
+#include "yox/clientbase/String.h"
+#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+#include "yox/policy/ProvisionFileUtility.h"
+
+#include "tests/CapturedLog.h"
+
+namespace {
+
+using YOX::WString;
+using namespace YOX::literals;
+
+class TestUtility : public ProvisionFileUtility {
+ public:
+  TestUtility() = default;
+  using ProvisionFileUtility::GetTokenSource;
+  using ProvisionFileUtility::GetTokenType;
+  using ProvisionFileUtility::GetUserProvisionContent;
+};
+
+const WString kRootFile = "C:\\yox-provision.json"_w;
+
+class ProvisionFileUtilityTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    data_folder_ = FileSystem::GetCommonApplicationDataPath() + "\\tervan\\YOX\\"_w;
+    data_file_ = data_folder_ + "yox-provision.json"_w;
+    ASSERT_TRUE(FileSystem::createDirectory(data_folder_, true));
+    std::filesystem::create_directories(FileSystem::Locate(kRootFile).parent_path());
+    // The tests run in a process each, some of them without a file anywhere.
+    std::filesystem::current_path(device_.files().folder());
+  }
+  static void Write(const WString& path, std::string_view content) {
+    FileSystem::OpenToWrite(path, std::ios::out | std::ios::binary) << content;
+  }
+  WString TokenOf(std::string_view json) {
+    Write(data_file_, json);
+    utility_.ExtractProvisionFileInfo();
+    utility_.PopulateProvisionInfo();
+    return utility_.GetProvisionInfo().provisionToken;
+  }
+
+  YOX::platform::SimulatedDevice device_;
+  YOX::platform::ScopedPlatform installed_{device_};
+  WString data_folder_;
+  WString data_file_;
+  TestUtility utility_;
+};
+
+TEST_F(ProvisionFileUtilityTest, RootDirectoryWinsAndTheOtherFileIsDeleted) {
+  Write(kRootFile, "{}");
+  Write(data_file_, "{}");
+  EXPECT_EQ(utility_.GetProvisionPath(), "C:\\"_w);
+  EXPECT_TRUE(FileSystem::fileExists(kRootFile));
+  EXPECT_FALSE(FileSystem::fileExists(data_file_));
+}
+
+TEST_F(ProvisionFileUtilityTest, FileInTheDataDirectoryAloneStays) {
+  Write(data_file_, "{}");
+  EXPECT_EQ(utility_.GetProvisionPath(), data_folder_);
+  EXPECT_TRUE(FileSystem::fileExists(data_file_));
+}
+
+TEST_F(ProvisionFileUtilityTest, WithoutAFileThePathIsEmpty) {
+  EXPECT_EQ(utility_.GetProvisionPath(), ""_w);
+}
+
+TEST_F(ProvisionFileUtilityTest, WithoutAFileTheOpenFailsAndIsRecorded) {
+  const yox_test::CapturedLog log;
+  utility_.ExtractProvisionFileInfo();
+  EXPECT_EQ(log.Text(),
+            "CriticalEvents E critical event 1001, 86\n"
+            "yox E ProvisionFileUtility::ExtractProvisionJsonContent: Provision file Open failed : "
+            "2002\n");
+  EXPECT_TRUE(utility_.GetProvisionContent().isNull());
+}
+
+TEST_F(ProvisionFileUtilityTest, WithoutAFileTheWorkingDirectorysIsRead) {
+  Write("yox-provision.json"_w, R"({"provision_token": "local"})");
+  EXPECT_EQ(utility_.GetProvisionPath(), ""_w);
+  utility_.ExtractProvisionFileInfo();
+  EXPECT_EQ(utility_.GetProvisionContent()["provision_token"].asString(), "local");
+}
+
+TEST_F(ProvisionFileUtilityTest, LargestFileIsRead) {
+  std::string content = R"({"provision_token": "token"})";
+  content.resize(1'048'576, ' ');
+  Write(data_file_, content);
+  const yox_test::CapturedLog log;
+  utility_.ExtractProvisionFileInfo();
+  EXPECT_EQ(utility_.GetProvisionContent()["provision_token"].asString(), "token");
+  EXPECT_EQ(log.Text(),
+            "yox D ProvisionFileUtility::ExtractProvisionContent: Provision file extraction "
+            "success\n");
+}
+
+TEST_F(ProvisionFileUtilityTest, FileOneByteLongerIsRefused) {
+  std::string content = R"({"provision_token": "token"})";
+  content.resize(1'048'577, ' ');
+  Write(data_file_, content);
+  const yox_test::CapturedLog log;
+  utility_.ExtractProvisionFileInfo();
+  EXPECT_TRUE(utility_.GetProvisionContent().isNull());
+  EXPECT_EQ(log.Text(),
+            "CriticalEvents E critical event 1001, 86\n"
+            "yox D ProvisionFileUtility::IsFileSizeValid: yox-provision.json bigger than 1MB\n"
+            "yox E ProvisionFileUtility::ExtractProvisionContent: Provision file size invalid "
+            "1048577\n");
+}
+
+TEST_F(ProvisionFileUtilityTest, MalformedFileKeepsTheFormerContent) {
+  EXPECT_EQ(TokenOf(R"({"provision_token": "first", "other": 7})"), "first"_w);
+  const yox_test::CapturedLog log;
+  EXPECT_EQ(TokenOf(R"({"provision_token": "second")"), "first"_w);
+  EXPECT_EQ(TokenOf(std::string(100000, '[')), "first"_w);
+  EXPECT_EQ(utility_.GetProvisionContent()["other"].asInt(), 7);
+  const std::string line =
+      "yox D ProvisionFileUtility::ExtractProvisionContent: Provision file extraction failed\n";
+  EXPECT_EQ(log.Text(), line + line);
+}
+
+TEST_F(ProvisionFileUtilityTest, ContentIsNullBeforeAnyRead) {
+  EXPECT_TRUE(utility_.GetProvisionContent().isNull());
+  utility_.PopulateProvisionInfo();
+  EXPECT_TRUE(utility_.GetProvisionContent().isNull());
+  EXPECT_FALSE(utility_.GetProvisionInfo().isTokenValid);
+  EXPECT_EQ(utility_.GetProvisionInfo().provisionToken, ""_w);
+}
+
+TEST_F(ProvisionFileUtilityTest, AbsentTokenIsEmptyAndLookingAddsNoMember) {
+  EXPECT_EQ(TokenOf("{}"), ""_w);
+  EXPECT_EQ(utility_.GetProvisionContent().size(), 0U);
+}
+
+TEST_F(ProvisionFileUtilityTest, InvalidTokenIsStoredAndThePolicyIsNot) {
+  DeviceProvisionInfo former;
+  former.configPolicy = "former"_w;
+  utility_.SetProvisionInfo(former);
+  EXPECT_EQ(TokenOf(R"({"provision_token": "a.b.c", "config_policy": "policy"})"), "a.b.c"_w);
+  EXPECT_FALSE(utility_.GetProvisionInfo().isTokenValid);
+  EXPECT_EQ(utility_.GetProvisionInfo().configPolicy, "former"_w);
+}
+
+TEST_F(ProvisionFileUtilityTest, EachByteOfTheFileIsACodeUnit) {
+  EXPECT_EQ(TokenOf("{\"provision_token\": \"\xC3\xBC\xFF\"}"), "Ã¼ÿ"_w);
+}
+
+TEST_F(ProvisionFileUtilityTest, ByteOrderMarkMakesTheFileMalformed) {
+  EXPECT_EQ(TokenOf("\xEF\xBB\xBF{\"provision_token\": \"token\"}"), ""_w);
+}
+
+TEST_F(ProvisionFileUtilityTest, ContentOfAnotherShapeHasNoToken) {
+  for (const char* const json : {"[1]", "7", "\"text\"", R"({"provision_token": {"a": 1}})"}) {
+    EXPECT_EQ(TokenOf(json), ""_w) << json;
+  }
+  EXPECT_EQ(TokenOf(R"({"provision_token": 7})"), "7"_w);
+}
+
+TEST_F(ProvisionFileUtilityTest, BaseUriIsTakenForManualRegistrationAlone) {
+  const yox_test::CapturedLog log;
+  utility_.SetBaseUri("https://example.com"_w, true);
+  EXPECT_TRUE(utility_.GetProvisionInfo().isManualRegistration);
+  EXPECT_EQ(utility_.GetProvisionInfo().baseUri, "https://example.com"_w);
+  utility_.SetBaseUri("https://other.example.com"_w, false);
+  EXPECT_FALSE(utility_.GetProvisionInfo().isManualRegistration);
+  EXPECT_EQ(utility_.GetProvisionInfo().baseUri, "https://example.com"_w);
+  EXPECT_EQ(log.Text(),
+            "yox D ProvisionFileUtility::SetBaseUri Base Uri for manual registration: "
+            "https://example.com\n");
+}
+
+TEST_F(ProvisionFileUtilityTest, TokenIsNeverLogged) {
+  const yox_test::CapturedLog log;
+  TokenOf(R"({"provision_token": "SECRET.SECRET.SECRET", "config_policy": "SECRET"})");
+  EXPECT_EQ(log.Text().find("SECRET"), std::string::npos);
+  TokenOf(R"({"provision_token": "SECRET.SECRET.SECRET")");
+  EXPECT_EQ(log.Text().find("SECRET"), std::string::npos);
+}
+
+TEST_F(ProvisionFileUtilityTest, UserContentIsAlwaysEmpty) {
+  EXPECT_EQ(TestUtility::GetUserProvisionContent(), "");
+  EXPECT_EQ(TestUtility::GetTokenType(), yox::policy::TokenType::kProvision);
+  EXPECT_EQ(TestUtility::GetTokenSource(), yox::policy::TokenSource::kProvisionFile);
+}
+
+TEST_F(ProvisionFileUtilityTest, RecordIsReplacedWhole) {
+  const DeviceProvisionInfo fresh;
+  EXPECT_FALSE(fresh.isTokenValid);
+  EXPECT_FALSE(fresh.isManualRegistration);
+  utility_.SetProvisionInfo({"uri"_w, "token"_w, "policy"_w, true, true});
+  const DeviceProvisionInfo info = utility_.GetProvisionInfo();
+  EXPECT_EQ(info.baseUri, "uri"_w);
+  EXPECT_EQ(info.provisionToken, "token"_w);
+  EXPECT_EQ(info.configPolicy, "policy"_w);
+  EXPECT_TRUE(info.isTokenValid && info.isManualRegistration);
+}
+
+TEST_F(ProvisionFileUtilityTest, InstanceIsAlwaysTheSameAndKnowsTheStateFolder) {
+  ProvisionFileUtility* const instance = ProvisionFileUtility::GetInstance();
+  EXPECT_EQ(ProvisionFileUtility::GetInstance(), instance);
+  WString path;
+  EXPECT_TRUE(instance->GetYoxAppDataRootPath(path));
+  EXPECT_EQ(path, device_.files().ApplicationDataRoot());
+}
+
+}  // namespace

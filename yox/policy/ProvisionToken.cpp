@@ -1,0 +1,54 @@
+#include "yox/policy/ProvisionToken.h"
+
+#include <json/value.h>
+
+#include <optional>
+
+#include "yox/clientbase/Document.h"
+#include "yox/clientbase/StrictJson.h"
+#include "yox/policy/CompactJws.h"
+
+namespace yox::policy {
+namespace {
+
+const char* ClaimOf(TokenType type) {
+  switch (type) {
+    case TokenType::kProvision:
+      return "yox-provision";
+  }
+  return "";
+}
+
+std::optional<Json::Value> ParseClaims(std::string_view payload) {
+  try {
+    Json::Value claims = YOX::ParseDocument(payload);
+    if (claims.isObject()) return claims;
+  } catch (const YOX::DocumentError&) {
+    // Its message would show the token.
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+std::string RefusalOfToken(std::string_view token, std::string_view public_key, std::int64_t now,
+                           TokenType type) {
+  const CheckedJws jws = CheckCompactJws(token, public_key);
+  if (!jws.valid()) return jws.reason;
+  const auto claims = ParseClaims(jws.payload);
+  if (!claims) return "the payload is not a JSON object";
+  const Json::Value& claim = (*claims)["token_type"];
+  if (!claim.isString() || claim.asString() != ClaimOf(type)) return "it is of another type";
+  const auto moment = static_cast<double>(now);
+  const Json::Value& end = (*claims)["exp"];
+  if (!end.isNumeric()) return "it has no end";
+  if (moment >= end.asDouble()) return "it has expired";
+  if (claims->isMember("nbf")) {
+    const Json::Value& begin = (*claims)["nbf"];
+    if (!begin.isNumeric()) return "its beginning is not a moment";
+    if (moment < begin.asDouble()) return "it is not valid yet";
+  }
+  return {};
+}
+
+}  // namespace yox::policy
