@@ -2,6 +2,7 @@
 
 #include <thread>
 
+#include "yox/clientbase/XMLConfigAgent.h"
 #include "yox/clientbase/platform/RegistryPaths.h"
 #include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
 #include "yox/clientbase/platform/simulated/SimulatedDevice.h"
@@ -204,6 +205,16 @@ TEST_F(SimulatedRegistryOfDevice, HoldsOrganisationAndDeveloperSettings) {
   SimulatedDevice bare;
   EXPECT_FALSE(bare.registry().Exists(Key(organisation)));
   EXPECT_FALSE(bare.registry().Exists(Key(developer)));
+}
+
+TEST(SimulatedDevice, HasTheConfigurationFileThatTheProfileTells) {
+  SimulatedDevice device(
+      ReadDeviceProfile(R"({"configuration": {"machine_type": "FA14", "mtm": "<FA14> & é"}})"));
+  const ScopedPlatform installed(device);
+  XMLConfigAgent& agent = XMLConfigAgent::GetInstance(0);
+  EXPECT_EQ(agent.GetMachineType(), "FA14"_w);
+  EXPECT_EQ(agent.GetMTM(), "<FA14> & é"_w);
+  EXPECT_EQ(agent.GetSerialNumber(), ""_w);
 }
 
 TEST(SimulatedDevice, IsReadAndChangedFromSeveralThreads) {
