@@ -1,6 +1,6 @@
 #include "yox/clientbase/DeveloperSettings.h"
 
-#include "yox/clientbase/platform/RegistryReads.h"
+#include "yox/clientbase/CRegUtil.h"
 
 namespace YOX {
 
@@ -10,8 +10,10 @@ DeveloperSettings& DeveloperSettings::GetInstance() {
 }
 
 WString DeveloperSettings::OverrideDeviceModel() const {
-  return platform::ReadMachineText("SOFTWARE\\Tervan\\YOX\\Developer"_wv, "DeviceModel"_wv)
-      .value_or(WString());
+  WString model;
+  CRegUtil::GetRegValueOfStringTypeIn64BitView(
+      HKEY_LOCAL_MACHINE, "SOFTWARE\\Tervan\\YOX\\Developer"_w, "DeviceModel"_w, model);
+  return model;
 }
 
 }  // namespace YOX

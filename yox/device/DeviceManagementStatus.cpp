@@ -5,11 +5,12 @@
 #include <mutex>
 #include <optional>
 
+#include "yox/clientbase/CRegUtil.h"
+#include "yox/clientbase/EpUrlProvider.h"
 #include "yox/clientbase/Log.h"
 #include "yox/clientbase/OperatingSystemAgent.h"
 #include "yox/clientbase/String.h"
 #include "yox/clientbase/platform/Platform.h"
-#include "yox/clientbase/platform/RegistryReads.h"
 
 using namespace YOX::literals;
 using YOX::g_log;
@@ -134,14 +135,17 @@ bool DeviceManagementStatus::IsEnterpriseOrEducationEdition() {
 }
 
 bool DeviceManagementStatus::IsGroupPolicySetForManagedDevice() {
-  return YOX::platform::ReadMachineDword("SOFTWARE\\Policies\\Tervan\\YOX\\"_wv,
-                                         "IsManagedDevice"_wv)
-             .value_or(0) != 0;
+  std::uint32_t managed = 0;
+  YOX::CRegUtil::GetRegValueOfDwordType(HKEY_LOCAL_MACHINE, "SOFTWARE\\Policies\\Tervan\\YOX\\"_w,
+                                        "IsManagedDevice"_w, managed);
+  return managed != 0;
 }
 
 bool DeviceManagementStatus::IsDeviceClaimedInCommercialOrg() {
-  const std::vector<WString> subscriptions =
-      YOX::platform::ReadMachineTexts("SOFTWARE\\Tervan\\YOX\\Organisation"_wv, "Subscriptions"_wv);
+  std::vector<WString> subscriptions;
+  if (const auto* const provider = YOX::EpUrlProvider::GetInstance()) {
+    provider->GetDeviceSubscriptionList(subscriptions);
+  }
   return !subscriptions.empty() &&
          std::ranges::none_of(subscriptions, [](const WString& subscription) {
            const WString id = String::ToLower(subscription);

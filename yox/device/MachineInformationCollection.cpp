@@ -1,8 +1,8 @@
 #include <algorithm>
-#include <optional>
 #include <utility>
 
 #include "yox/clientbase/BrandAgent.h"
+#include "yox/clientbase/CRegUtil.h"
 #include "yox/clientbase/Log.h"
 #include "yox/clientbase/MTMAgent.h"
 #include "yox/clientbase/OperatingSystemAgent.h"
@@ -11,7 +11,6 @@
 #include "yox/clientbase/SubBrandAgent.h"
 #include "yox/clientbase/System.h"
 #include "yox/clientbase/platform/Platform.h"
-#include "yox/clientbase/platform/RegistryReads.h"
 #include "yox/device/Environment.h"
 #include "yox/device/MachineInformation.h"
 #include "yox/device/RegionInformation.h"
@@ -83,9 +82,11 @@ void MachineInformation::ReadMachineInformation(bool force) {
 }
 
 void MachineInformation::SetMachineType(WString mtm) {
-  const std::optional<WString> simulated =
-      YOX::platform::ReadMachineText("Software\\Tervan\\YOXDeviceSimulator"_wv, "MachineType"_wv);
-  set_device_mt(simulated && !simulated->empty() ? *simulated : MTMAgent::GetMTFromMTM(mtm));
+  WString simulated;
+  const bool read = YOX::CRegUtil::GetRegValueOfStringType(HKEY_LOCAL_MACHINE,
+                                                           "Software\\Tervan\\YOXDeviceSimulator"_w,
+                                                           "MachineType"_w, simulated) != 0;
+  set_device_mt(read && !simulated.empty() ? simulated : MTMAgent::GetMTFromMTM(mtm));
 }
 
 void MachineInformation::SetSerialNumber(WString serial) { set_serial_number(serial); }
