@@ -55,6 +55,8 @@ int RunOrThrow(std::vector<std::string> arguments) {
   app.footer(kFooter);
   app.fallthrough();  // options of the program may stand behind the command, too
   AddEvaluateCommand(app, action);
+  AddDeviceCommand(app, action);
+  AddCaptureCommand(app, action);
 
   if (Parse(app, std::move(arguments)) != kDone) return kDone;
   if (!action) throw Refusal(std::string("a command is missing") + kSeeHelp);

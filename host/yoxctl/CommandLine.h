@@ -23,6 +23,8 @@ struct GlobalOptions {
 using Action = std::function<int(const GlobalOptions&)>;
 
 // One function per command adds it to the command line.
+void AddCaptureCommand(CLI::App& app, Action& action);
+void AddDeviceCommand(CLI::App& app, Action& action);
 void AddEvaluateCommand(CLI::App& app, Action& action);
 
 // Runs the program; the arguments are UTF-8, without the program's name. Never throws.

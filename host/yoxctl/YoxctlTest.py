@@ -6,6 +6,7 @@
 import json
 import os
 import pathlib
+import socket
 import subprocess
 import sys
 import tempfile
@@ -124,6 +125,132 @@ class Evaluate(Yoxctl):
                 done = self.run_program("--state-dir", state.name, *arguments)
                 self.assertEqual((done.stderr, done.returncode), (b"", 0))
                 self.assertTrue(list(state.rglob("MachineInformationCached.json")))
+
+
+class Device(Yoxctl):
+    def device(self, *arguments):
+        done = self.run_program("--format", "json", *arguments)
+        self.assertEqual((done.stderr, done.returncode), (b"", 0))
+        return json.loads(done.stdout)
+
+    def test_facts_stand_in_groups_with_their_sources(self):
+        facts = self.device("--device", "device.json", "device")
+        self.assertEqual(sorted(facts), ["accelerators", "hardware", "identity", "management",
+                                         "operating_system", "region"])
+        self.assertEqual(facts["hardware"]["device_manufacturer"],
+                         {"value": "Contoso", "source": "firmware, system"})
+        self.assertEqual(facts["identity"]["system_serial_number"]["value"], "C0FFEE12")
+        self.assertEqual(facts["identity"]["architecture"]["value"], 9)
+        self.assertEqual(facts["region"]["country_code"]["value"], "US")
+        self.assertIs(facts["management"]["managed"]["value"], False)
+
+    def test_the_text_is_a_table(self):
+        done = self.run_program("--device", "device.json", "device")
+        self.assertEqual((done.stderr, done.returncode), (b"", 0))
+        lines = done.stdout.decode().splitlines()
+        self.assertEqual(lines[0], "Hardware and firmware")
+        self.assertRegex(lines[1], r"^  device_manufacturer +Contoso +\[firmware, system\]$")
+        self.assertIn("Management", lines)
+
+    def test_what_was_collected_is_kept_until_a_refresh(self):
+        state = ["--state-dir", "state", "--device", "device.json", "device"]
+        self.device(*state)
+        self.write("device.json", {**PROFILE, "os": {"caption": "Changed"}})
+        caption = lambda facts: facts["operating_system"]["os_description"]["value"]
+        self.assertEqual(caption(self.device(*state)), "Microsoft Windows 11 Pro")
+        self.assertEqual(caption(self.device(*state, "--refresh")), "Changed")
+        self.assertEqual(caption(self.device(*state)), "Changed")
+
+    def test_this_machine_answers(self):
+        facts = self.device("--state-dir", "state", "device")
+        self.assertNotEqual(facts["operating_system"]["os_name"]["value"], "")
+        self.assertIn(facts["identity"]["architecture"]["value"], [0, 5, 6, 9, 12])
+
+    @unittest.skipUnless(hasattr(socket, "AF_UNIX"), "needs Unix sockets")
+    def test_a_source_that_hangs_is_told_and_given_up(self):
+        if len(PROGRAM) > 1:
+            self.skipTest("the program's system has no message bus")
+        with socket.socket(socket.AF_UNIX) as bus:
+            bus.bind(str(self.folder / "bus"))
+            bus.listen()
+            address = f"unix:path={self.folder / 'bus'}"
+            done = self.run_program("--state-dir", "state", "device",
+                                    env={**os.environ, "DBUS_SYSTEM_BUS_ADDRESS": address})
+        self.assertEqual((done.stderr.decode(), done.returncode), ("yoxctl: still asking the device\n", 0))
+
+
+# For each criterion a text that a device is likely to match and one that it is not.
+EVERY_CRITERION = {
+    "mfr": ["", "Nobody"], "family": ["Falcon*", "Nothing"], "model": ["FA*", "!FA*"],
+    "sku": ["F14", "!F14"], "tag": ["Lab|yes", "!Lab|yes"], "country": ["US,DE,FR", "!US,DE,FR"],
+    "language": ["en-US", "!en-US"], "os": ["*Windows*,*Linux*", "BeOS"], "os_bitness": ["64", "ARM64"],
+    "enclosure": ["Notebook", "!Notebook"], "os_description": ["*Windows*", "*Linux*"],
+    "device_subscription": ["1b4e28ba*", "!1b4e28ba*"], "version": [">=0.1", ">=9.0"],
+    "os_version": [">=10.0", ">=99.0"], "target_version": [">=1.0", ">=3.0"], "sn_hash": ["0|50", "51|99"],
+    "org_hash": ["0|50", "51|99"], "date_range": ["2020-01-01|2099-01-01", "2020-01-01|2021-01-01"],
+    "date_function": ["2020-01-05|28|linear", "2098-01-05|28|linear"],
+    "installed_items": ["Contoso*|*", "!Contoso*|*"],
+    "registry": ["HKLM\\SOFTWARE\\Tervan\\YOX\\Organisation:Realm|contoso", "HKLM\\SOFTWARE\\None:A|b"],
+    "hardware_id": ["*VEN_*", "NOTHING"],
+}
+
+
+class Capture(Yoxctl):
+    def capture(self, *arguments):
+        done = self.run_program(*arguments, "capture")
+        self.assertEqual((done.stderr, done.returncode), (b"", 0))
+        return json.loads(done.stdout)
+
+    def decisions(self, *arguments):
+        answers = []
+        for criterion, texts in EVERY_CRITERION.items():
+            for text in texts:
+                self.write("filters.json", [{criterion: text, "value": "true"}])
+                done = self.run_program(*arguments, "evaluate", "filters.json", "--target-version", "2.0")
+                self.assertIn(done.returncode, (0, 1), done.stderr)
+                answers.append((criterion, text, done.returncode, done.stdout))
+        return answers
+
+    def test_a_profile_comes_back_whole(self):
+        profile = {**PROFILE, "organisation": {"realm": "contoso", "subscriptions": ["1b4e28ba-2fa1"]},
+                   "accelerators": [{"manufacturer": "Contoso", "description": "Contoso AI"}],
+                   "devices": [{"instance_id": "PCI\\A\\1", "hardware_ids": ["PCI\\VEN_8086&DEV_7D45"]}],
+                   "developer": {"device_model_override": "20X1ABCD"}, "join": {"domain": True},
+                   "configuration": {"mtm": "M"}, "services": {"ccmexec": "running"}}
+        self.write("device.json", profile)
+        captured = self.capture("--device", "device.json")
+        for section in profile:
+            if section not in ("clock",):
+                self.assertEqual(captured.get(section), profile[section], section)
+        self.assertEqual(captured["clock"], {"now": "2026-03-01T12:00:00", "time_zone": "+00:00",
+                                             "uptime_seconds": 86400})
+        self.write("device.json", captured)
+        self.assertEqual(self.capture("--device", "device.json"), captured)
+
+    def test_a_captured_profile_decides_as_the_device_does(self):
+        self.write("device.json", {**PROFILE, "organisation": {"realm": "contoso", "subscriptions": ["1b4e28ba"]},
+                                   "devices": [{"instance_id": "A\\1", "hardware_ids": ["PCI\\VEN_8086"]}]})
+        self.write("captured.json", self.capture("--device", "device.json"))
+        decisions = self.decisions("--device", "device.json")
+        self.assertEqual(decisions, self.decisions("--device", "captured.json"))
+        self.assertEqual({code for _, _, code, _ in decisions}, {0, 1})
+
+    def test_this_machine_captured_decides_as_it_does_itself(self):
+        self.write("captured.json", self.capture("--state-dir", "state"))
+        self.assertEqual(self.decisions("--state-dir", "state"), self.decisions("--device", "captured.json"))
+
+    def test_a_key_elsewhere_is_refused(self):
+        self.assert_refused(["--device", "device.json", "capture", "--registry", "HKCU\\A"],
+                            '--registry: expected a key such as HKLM\\SOFTWARE\\Contoso, found "HKCU\\A"')
+
+    def test_a_key_that_is_asked_for_comes_too(self):
+        key = "HKEY_LOCAL_MACHINE\\SOFTWARE\\Contoso"
+        values = {"Level": {"type": "REG_DWORD", "data": 10}}
+        self.write("device.json", {"registry": {key: values, key + "\\App": values,
+                                                "HKEY_LOCAL_MACHINE\\SOFTWARE\\Else": values}})
+        done = self.run_program("--device", "device.json", "capture", "--registry", "HKLM\\SOFTWARE\\Contoso")
+        self.assertEqual((done.stderr, done.returncode), (b"", 0))
+        self.assertEqual(json.loads(done.stdout)["registry"], {key: values, key + "\\App": values})
 
 
 class BadInput(Yoxctl):

@@ -1,5 +1,6 @@
 // clang-format off
-#include <windows.h>  // before the headers that need it
+#include <winsock2.h>  // before windows.h
+#include <windows.h>   // before the headers that need it
 #include <shellapi.h>
 // clang-format on
 
@@ -25,6 +26,11 @@ int main() {
   SetConsoleOutputCP(CP_UTF8);
   _setmode(_fileno(stdout), _O_BINARY);
   _setmode(_fileno(stderr), _O_BINARY);
+
+  // The device's name, for its join state, is asked through Windows Sockets; they end with the
+  // process.
+  WSADATA sockets;
+  WSAStartup(MAKEWORD(2, 2), &sockets);
 
   int count = 0;
   LPWSTR* const wide = CommandLineToArgvW(GetCommandLineW(), &count);

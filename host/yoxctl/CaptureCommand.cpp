@@ -1,0 +1,67 @@
+#include <CLI/App.hpp>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "yox/clientbase/String.h"
+#include "yox/clientbase/platform/RegistryPaths.h"
+#include "yox/clientbase/platform/simulated/CaptureDevice.h"
+#include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
+
+#include "host/yoxctl/ChosenDevice.h"
+#include "host/yoxctl/CommandLine.h"
+#include "host/yoxctl/Output.h"
+#include "host/yoxctl/ProgressLine.h"
+
+namespace yoxctl {
+namespace {
+
+using namespace YOX::literals;
+
+// What of the registry is the client's own, or decides about it.
+std::vector<YOX::WString> Keys(const std::vector<std::string>& arguments) {
+  std::vector<YOX::WString> keys = {"SOFTWARE\\Tervan"_w, "SOFTWARE\\Policies\\Tervan"_w};
+  for (const std::string& argument : arguments) {
+    const auto key = YOX::platform::ParseRegistryPath(YOX::String::UTF8ToUTF16(argument));
+    if (!YOX::String::IsValidUTF8(argument) || !key || key->root != HKEY_LOCAL_MACHINE) {
+      throw Refusal("--registry: expected a key such as HKLM\\SOFTWARE\\Contoso, found \"" +
+                    YOX::Printable(argument) + "\"");
+    }
+    keys.push_back(key->path);
+  }
+  return keys;
+}
+
+int Capture(const GlobalOptions& global, const std::vector<std::string>& registry) {
+  const std::vector<YOX::WString> keys = Keys(registry);
+  const ChosenDevice device(global);
+  std::string document;
+  {
+    const ProgressLine progress("still asking the device");
+    YOX::platform::DeviceProfile profile =
+        YOX::platform::CaptureDevice(YOX::platform::Platform::Get(), keys);
+    profile.client.version = device.ClientVersion();
+    document = YOX::platform::WriteDeviceProfile(profile);
+  }
+  if (!document.ends_with('\n')) document += '\n';
+  Print(document);
+  return kDone;
+}
+
+}  // namespace
+
+void AddCaptureCommand(CLI::App& app, Action& action) {
+  const auto registry = std::make_shared<std::vector<std::string>>();
+  CLI::App* const command =
+      app.add_subcommand("capture", "The device as a profile, on standard output");
+  command
+      ->add_option("--registry", *registry,
+                   "Take this key too, with all below it; may be given several times")
+      ->type_name("HKLM\\KEY")
+      ->allow_extra_args(false);
+  command->callback([&action, registry] {
+    action = [registry](const GlobalOptions& global) { return Capture(global, *registry); };
+  });
+}
+
+}  // namespace yoxctl
