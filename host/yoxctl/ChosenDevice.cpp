@@ -30,8 +30,7 @@ ChosenDevice::ChosenDevice(const GlobalOptions& options) {
     installed_.emplace(*simulated_);
   } else if (options.state_dir) {
     // The machine's files look for their place when they are first asked.
-    const std::u8string text = folder.u8string();
-    SetVariable("YOX_STATE_DIR", std::string(text.begin(), text.end()));
+    SetVariable("YOX_STATE_DIR", PathText(folder));
   }
 }
 

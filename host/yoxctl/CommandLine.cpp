@@ -57,6 +57,8 @@ int RunOrThrow(std::vector<std::string> arguments) {
   AddEvaluateCommand(app, action);
   AddDeviceCommand(app, action);
   AddCaptureCommand(app, action);
+  AddPolicyCommand(app, action);
+  AddProvisionCommand(app, action);
 
   if (Parse(app, std::move(arguments)) != kDone) return kDone;
   if (!action) throw Refusal(std::string("a command is missing") + kSeeHelp);
@@ -79,6 +81,11 @@ int Run(std::vector<std::string> arguments) {
 
 std::filesystem::path PathOf(const std::string& argument) {
   return std::filesystem::path(std::u8string(argument.begin(), argument.end()));
+}
+
+std::string PathText(const std::filesystem::path& path) {
+  const std::u8string text = path.u8string();
+  return {text.begin(), text.end()};
 }
 
 std::string NameOf(const std::string& argument) {

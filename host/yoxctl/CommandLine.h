@@ -26,6 +26,8 @@ using Action = std::function<int(const GlobalOptions&)>;
 void AddCaptureCommand(CLI::App& app, Action& action);
 void AddDeviceCommand(CLI::App& app, Action& action);
 void AddEvaluateCommand(CLI::App& app, Action& action);
+void AddPolicyCommand(CLI::App& app, Action& action);
+void AddProvisionCommand(CLI::App& app, Action& action);
 
 // Runs the program; the arguments are UTF-8, without the program's name. Never throws.
 int Run(std::vector<std::string> arguments);
@@ -35,6 +37,8 @@ void SetVariable(const std::string& name, const std::string& value);
 
 // The path that a UTF-8 argument names.
 std::filesystem::path PathOf(const std::string& argument);
+// The path as UTF-8.
+std::string PathText(const std::filesystem::path& path);
 // The argument as messages show it.
 std::string NameOf(const std::string& argument);
 

@@ -11,7 +11,7 @@ namespace YOX {
 
 // Reads JSON as RFC 8259 has it: well-formed UTF-8, no comments, no trailing commas, no key twice
 // in an object, one value and nothing behind it. Throws DocumentError.
-Json::Value ParseDocument(std::string_view utf8);
+YOX_API Json::Value ParseDocument(std::string_view utf8);
 
 // A value inside a document, which knows its place. A view: the document and the nodes above it
 // must outlive it.

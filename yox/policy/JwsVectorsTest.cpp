@@ -53,8 +53,9 @@ std::string PublicKey(const Json::Value& key) {
 }
 
 // Every published vector: those for ES256 and RS256 decide as published, all others are refused,
-// whatever their own algorithm would say. What a key says of its own use has no place in the form
-// in which the library takes keys.
+// whatever their own algorithm would say. Left out are those that turn on what a key says of its
+// own use or algorithm, which has no place in the form in which the library takes keys: keys for
+// encryption, and RS256 signatures by RSA keys that are marked for another algorithm.
 TEST(JwsVectorsTest, DecideAsPublishedForOurAlgorithmsAndAreRefusedForOthers) {
   const auto published = yox_test::PublishedData("jws/json_web_signature_test.json");
   if (!published) GTEST_SKIP() << "no published vectors beside the checkout";
@@ -72,6 +73,7 @@ TEST(JwsVectorsTest, DecideAsPublishedForOurAlgorithmsAndAreRefusedForOthers) {
     const std::string algorithm = key["alg"].asString();
     const bool is_ours = algorithm == "ES256" || algorithm == "RS256";
     for (const Json::Value& test : group["tests"]) {
+      if (!is_ours && test["comment"].asString() == "UsingRS256") continue;
       SCOPED_TRACE(comment + " " + std::to_string(test["tcId"].asInt()) + " " +
                    test["comment"].asString());
       const bool expected = is_ours && test["result"].asString() == "valid";

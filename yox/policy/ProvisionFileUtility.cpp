@@ -20,7 +20,6 @@ using namespace YOX::literals;
 
 namespace {
 
-constexpr YOX::WStringView kFileName = "yox-provision.json"_wv;
 constexpr YOX::WStringView kRootDirectory = "C:\\"_wv;
 constexpr YOX::WStringView kDataDirectory = "\\tervan\\YOX\\"_wv;  // below the common data
 
@@ -28,7 +27,7 @@ void LogUnreadableFile() { CriticalEventLogger::Log(1001, 86); }
 
 WString FileIn(const WString& folder) {
   WString path = folder;
-  path += kFileName;
+  path += ProvisionFileUtility::kFileName;
   return path;
 }
 
@@ -134,6 +133,11 @@ void ProvisionFileUtility::PopulateProvisionInfo() {
   info_.isTokenValid = IsProvisionTokenValid(token);
   info_.provisionToken = TextOf(content_, "provision_token");
   if (info_.isTokenValid) info_.configPolicy = TextOf(content_, "config_policy");
+}
+
+std::string ProvisionFileUtility::WhyTokenIsRefused() const {
+  WString token = TextOf(content_, "provision_token");
+  return IsProvisionTokenValid(token) ? std::string() : String::UTF16ToUTF8(token);
 }
 
 void ProvisionFileUtility::SetBaseUri(const WString& uri, bool manual_registration) {

@@ -26,6 +26,8 @@ struct DeviceProvisionInfo {
 class YOX_API ProvisionFileUtility {
  public:
   static constexpr std::uint64_t kLargestFile = 1'048'576;
+  static constexpr YOX::WStringView kFileName = YOX::literals::operator""_wv<
+      "yox-provision.json">();
 
   // Never null; lives until the process ends.
   static ProvisionFileUtility* GetInstance();
@@ -52,6 +54,10 @@ class YOX_API ProvisionFileUtility {
   void ExtractProvisionContent(const YOX::WString& path);
   // Fills the record: the token always, the policy when the token is valid.
   void PopulateProvisionInfo();
+
+  // Why the token of the content is refused now, in one line that shows nothing of it; empty when
+  // it is valid.
+  std::string WhyTokenIsRefused() const;
 
   DeviceProvisionInfo GetProvisionInfo() { return info_; }
   void SetProvisionInfo(const DeviceProvisionInfo& info) { info_ = info; }

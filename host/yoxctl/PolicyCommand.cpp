@@ -1,0 +1,179 @@
+#include <json/writer.h>
+
+#include <CLI/App.hpp>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "yox/clientbase/FileSystem.h"
+#include "yox/clientbase/Paths.h"
+#include "yox/clientbase/StrictJson.h"
+#include "yox/clientbase/String.h"
+#include "yox/policy/PlatformPolicy.h"
+
+#include "host/yoxctl/ChosenDevice.h"
+#include "host/yoxctl/CommandLine.h"
+#include "host/yoxctl/Output.h"
+
+namespace yoxctl {
+namespace {
+
+using YOX::String;
+using YOX::WString;
+
+struct PolicyOptions {
+  std::vector<std::string> documents;
+  std::string form = "wrapped";
+  bool override_uris = false;
+  bool built_in = false;
+};
+
+// What is shown, in the order of the record.
+struct TextRow {
+  const char* name;
+  WString (*get)(const PlatformPolicy&);
+};
+#define YOX_ROW(name) {#name, [](const PlatformPolicy& policy) { return WString(policy.name()); }},
+constexpr TextRow kTexts[] = {YOX_POLICY_TEXTS(YOX_ROW, YOX_ROW)};
+#undef YOX_ROW
+
+struct ListRow {
+  const char* name;
+  const PlatformPolicy::List& (PlatformPolicy::*get)() const;
+};
+#define YOX_ROW(name) {#name, &PlatformPolicy::name},
+constexpr ListRow kLists[] = {YOX_POLICY_LISTS(YOX_ROW)};
+#undef YOX_ROW
+
+Json::Value ToJson(const PlatformPolicy& policy) {
+  Json::Value json(Json::objectValue);
+  for (const auto& [name, get] : kTexts) json[name] = String::UTF16ToUTF8(get(policy));
+  for (const auto& [name, get] : kLists) {
+    Json::Value& list = json[name] = Json::Value(Json::arrayValue);
+    for (const WString& entry : (policy.*get)()) list.append(String::UTF16ToUTF8(entry));
+  }
+  json["allow_self_signed_cert"] = policy.allow_self_signed_cert();
+  json["platform_policy_url"] = String::UTF16ToUTF8(policy.get_platform_policy_url());
+  return json;
+}
+
+std::string ToText(const PlatformPolicy& policy) {
+  const Json::Value json = ToJson(policy);
+  std::string text;
+  const auto line = [&](const std::string& name, const std::string& value) {
+    if (!value.empty()) text += name + ": " + YOX::Printable(value) + "\n";
+  };
+  for (const auto& row : kTexts) line(row.name, json[row.name].asString());
+  for (const auto& row : kLists) {
+    for (const Json::Value& entry : json[row.name]) line(row.name, entry.asString());
+  }
+  line("allow_self_signed_cert", policy.allow_self_signed_cert() ? "true" : "false");
+  line("platform_policy_url", json["platform_policy_url"].asString());
+  return text;
+}
+
+void Show(const GlobalOptions& global, const PlatformPolicy& policy) {
+  if (!global.json) return Print(ToText(policy));
+  Json::StreamWriterBuilder builder;
+  builder["indentation"] = "  ";
+  Print(Json::writeString(builder, ToJson(policy)) + "\n");
+}
+
+// The readers take what they can and never complain, so a text that is no JSON is refused here.
+PlatformPolicy ReadPolicy(const std::string& file, const std::string& form) {
+  return ReadNamed(file, [&](const std::string& utf8) {
+    const Json::Value document = YOX::ParseDocument(utf8);
+    if (!document.isObject()) throw YOX::DocumentError("expected an object");
+    const WString text = String::UTF8ToUTF16(utf8);
+    if (form == "response") return PlatformPolicy::DeSerializePlatformPolicyResponse(text);
+    return PlatformPolicy::DeSerialize(text, form == "wrapped");
+  });
+}
+
+PlatformPolicy Accumulated(const PolicyOptions& options) {
+  PlatformPolicy effective;
+  for (std::size_t i = 0; i < options.documents.size(); ++i) {
+    // Nothing stands yet that the first document could override.
+    const bool first = i == 0;
+    effective.accumulatePlatformPolicy(ReadPolicy(options.documents[i], options.form),
+                                       first || options.override_uris);
+  }
+  if (options.built_in) effective.accumulateServerValidationConstants();
+  return effective;
+}
+
+int UpdateCertificates(const GlobalOptions& global, const PolicyOptions& options) {
+  if (options.form == "response") throw Refusal("--form: a response has no certificate chain");
+  const std::string chain =
+      String::UTF16ToUTF8(ReadPolicy(options.documents.at(0), options.form).mqtt_chain_pem64());
+  const ChosenDevice device(global);
+  PlatformPolicy policy(&YOX::g_log);
+  policy.set_mqtt_chain_pem64(String::UTF8ToUTF16(chain));
+  const bool done = policy.updateMqttCertChain();
+  const std::string path = YOX::utility::getMqttPemFilePath();
+  const std::string shown = PathText(FileSystem::Locate(String::UTF8ToUTF16(path)));
+  if (global.json) {
+    Json::Value answer;
+    answer["updated"] = done;
+    answer["stored"] = done && !chain.empty();
+    answer["combined_file"] = shown;
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = "  ";
+    Print(Json::writeString(builder, answer) + "\n");
+  } else if (!done) {
+    Print("not updated\n");
+  } else {
+    Print((chain.empty() ? "the stored chain is deleted: " : "built ") + shown + "\n");
+  }
+  return done ? kDone : kNegative;
+}
+
+CLI::App* AddDocument(CLI::App* command, PolicyOptions& options, bool several) {
+  auto* const documents =
+      command->add_option("POLICY.json", options.documents, "The policy document")->required();
+  documents->type_name(" ");
+  if (!several) documents->expected(1);
+  command
+      ->add_option("--form", options.form,
+                   "How the document is written: below \"yox_config\", \"platform_policy\", in the "
+                   "root, or a server's response")
+      ->type_name("wrapped|flat|response")
+      ->check(CLI::IsMember({"wrapped", "flat", "response"}).description(""));
+  return command;
+}
+
+}  // namespace
+
+void AddPolicyCommand(CLI::App& app, Action& action) {
+  CLI::App* const policy =
+      app.add_subcommand("policy", "Policy documents and what follows of them");
+  policy->require_subcommand(1);
+  const auto add = [&](const char* name, const char* help, bool several, auto run) {
+    const auto options = std::make_shared<PolicyOptions>();
+    CLI::App* const command = AddDocument(policy->add_subcommand(name, help), *options, several);
+    command->callback([&action, options, run] {
+      action = [options, run](const GlobalOptions& global) { return run(global, *options); };
+    });
+    return std::pair(command, options);
+  };
+  add("show", "What a document says", false,
+      [](const GlobalOptions& global, const PolicyOptions& options) {
+        Show(global, ReadPolicy(options.documents.at(0), options.form));
+        return kDone;
+      });
+  const auto [accumulate, options] =
+      add("accumulate", "The effective policy of several documents, the oldest first", true,
+          [](const GlobalOptions& global, const PolicyOptions& chosen) {
+            Show(global, Accumulated(chosen));
+            return kDone;
+          });
+  accumulate->add_flag("--override-uris", options->override_uris,
+                       "Each document replaces the addresses of those before it");
+  accumulate->add_flag("--built-in", options->built_in,
+                       "Add the trust that is built into the library");
+  add("update-certificates", "Bring the certificate files in line with a document's chain", false,
+      UpdateCertificates);
+}
+
+}  // namespace yoxctl

@@ -1,0 +1,76 @@
+#include <json/writer.h>
+
+#include <CLI/App.hpp>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "yox/clientbase/FileSystem.h"
+#include "yox/clientbase/String.h"
+#include "yox/policy/ProvisionFileUtility.h"
+
+#include "host/yoxctl/ChosenDevice.h"
+#include "host/yoxctl/CommandLine.h"
+#include "host/yoxctl/Output.h"
+
+namespace yoxctl {
+namespace {
+
+using YOX::String;
+using YOX::WString;
+
+struct ProvisionOptions {
+  std::optional<std::string> file;
+};
+
+int Check(const GlobalOptions& global, const ProvisionOptions& options) {
+  const ChosenDevice device(global);
+  ProvisionFileUtility& utility = *ProvisionFileUtility::GetInstance();
+  WString path;
+  if (options.file) {
+    path = String::UTF8ToUTF16(PathText(std::filesystem::absolute(PathOf(*options.file))));
+  } else {
+    path = utility.GetProvisionPath();
+    if (path.empty()) throw Refusal("there is no provision file");
+    path += ProvisionFileUtility::kFileName;
+  }
+  const std::string shown = PathText(FileSystem::Locate(path));
+  if (!FileSystem::fileExists(path)) throw Refusal(NameOf(shown) + ": is not a file");
+  utility.ExtractProvisionContent(path);
+  if (!utility.GetProvisionContent().isObject()) {
+    throw Refusal(NameOf(shown) + ": is not a JSON object of at most 1 MiB");
+  }
+  utility.PopulateProvisionInfo();
+  const DeviceProvisionInfo info = utility.GetProvisionInfo();
+  const std::string reason = utility.WhyTokenIsRefused();
+  if (global.json) {
+    Json::Value answer;
+    answer["file"] = shown;
+    answer["token_valid"] = info.isTokenValid;
+    answer["reason"] = reason;
+    answer["config_policy"] = info.isTokenValid && !info.configPolicy.empty();
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = "  ";
+    Print(Json::writeString(builder, answer) + "\n");
+  } else {
+    Print(shown + "\n" +
+          (info.isTokenValid ? "the token is valid\n" : "the token is refused: " + reason + "\n"));
+  }
+  return info.isTokenValid ? kDone : kNegative;
+}
+
+}  // namespace
+
+void AddProvisionCommand(CLI::App& app, Action& action) {
+  CLI::App* const provision = app.add_subcommand("provision", "The provision file of the device");
+  provision->require_subcommand(1);
+  const auto options = std::make_shared<ProvisionOptions>();
+  CLI::App* const check = provision->add_subcommand(
+      "check", "Find the file and check its token; a copy that another one hides is deleted");
+  check->add_option("FILE", options->file, "The file, instead of finding it")->type_name(" ");
+  check->callback([&action, options] {
+    action = [options](const GlobalOptions& global) { return Check(global, *options); };
+  });
+}
+
+}  // namespace yoxctl
