@@ -314,6 +314,84 @@ class BadInput(Yoxctl):
                             "device.json: is not a directory")
 
 
+class Policy(Yoxctl):
+    def policy(self, name, wrapped=True, **fields):
+        self.write(name, {"yox_config": {"platform_policy": fields}} if wrapped else fields)
+        return name
+
+    def shown(self, *arguments):
+        done = self.run_program("--format", "json", "policy", *arguments)
+        self.assertEqual((done.stderr, done.returncode), (b"", 0))
+        return json.loads(done.stdout)
+
+    def test_show_tells_what_stands(self):
+        self.assert_answer(["policy", "show", self.policy(
+            "p.json", uri={"api_baseuri": "https://größe"}, validation={"tls_leaf_cn_list": ["a\nb", "c"]})], 0,
+            "api_baseuri: https://größe\ntls_leaf_cn_list: a\\u000ab\ntls_leaf_cn_list: c\n"
+            "allow_self_signed_cert: false\n"
+            "platform_policy_url: /configuration-service/v1/platform-policy\n")
+
+    def test_forms(self):
+        self.assertEqual(self.shown("show", "--form", "flat", self.policy(
+            "p.json", wrapped=False, device_auth_type="type"))["device_auth_type"], "type")
+        self.assertEqual(self.shown("show", "--form", "response", self.policy(
+            "p.json", validation={"tls_thumbprint_list": ["aa"]}))["tls_rootca_thumbprint_list"], ["aa"])
+
+    def test_accumulate(self):
+        first = self.policy("1.json", uri={"api_baseuri": "one"}, validation={"tls_leaf_cn_list": ["a"]})
+        second = self.policy("2.json", uri={"api_baseuri": "two"}, validation={"tls_leaf_cn_list": ["a", "b"]})
+        merged = self.shown("accumulate", first, second)
+        self.assertEqual((merged["api_baseuri"], merged["tls_leaf_cn_list"]), ("one", ["a", "b"]))
+        merged = self.shown("accumulate", "--override-uris", "--built-in", first, second)
+        self.assertEqual((merged["api_baseuri"], len(merged["tls_rootca_thumbprint_list"])), ("two", 33))
+
+    def test_unreadable_policies(self):
+        self.write("list.json", [1])
+        self.assert_refused(["policy", "show", "list.json"], "list.json: expected an object")
+        self.assert_refused(["policy", "accumulate", "list.json"], "list.json: expected an object")
+        self.assert_refused(["policy", "show", "none.json"], "none.json: no such file")
+        self.assert_refused(["policy", "update-certificates", "--form", "response", self.policy("p.json")],
+                            "--form: a response has no certificate chain")
+
+    def test_certificates_of_a_simulated_device_stay_in_its_folder(self):
+        chain = self.policy("p.json", validation={"mqtt_chain_pem64": "Zm9v"})
+        done = self.run_program("--device", "device.json", "--state-dir", "state", "--format", "json",
+                                "policy", "update-certificates", chain)
+        answer = json.loads(done.stdout)
+        self.assertEqual((done.returncode, answer["updated"], answer["stored"]), (0, True, True))
+        self.assertEqual([path.read_bytes() for path in self.folder.rglob("mqtt-bridge.pem")], [b"foo"])
+        done = self.run_program("--device", "device.json", "--state-dir", "state", "policy",
+                                "update-certificates", self.policy("empty.json"))
+        self.assertEqual((done.returncode, list(self.folder.rglob("mqtt-bridge.pem"))), (0, []))
+        self.assert_answer(["--device", "device.json", "--state-dir", "state", "policy",
+                            "update-certificates", "empty.json"], 1, "not updated\n")
+
+
+class Provision(Yoxctl):
+    def test_a_refused_token_is_told_without_its_text(self):
+        self.write("provision.json", {"provision_token": "SECRET.SECRET.SECRET!", "config_policy": "SECRET"})
+        done = self.run_program("--device", "device.json", "provision", "check", "provision.json")
+        self.assertEqual((done.returncode, done.stderr), (1, b""))
+        self.assertIn(b"the token is refused: a part is not base64url\n", done.stdout)
+        done = self.run_program("--device", "device.json", "--format", "json", "provision", "check",
+                                "provision.json")
+        answer = json.loads(done.stdout)
+        self.assertEqual((done.returncode, answer["token_valid"], answer["reason"]),
+                         (1, False, "a part is not base64url"))
+        self.assertNotIn(b"SECRET", done.stdout + done.stderr)
+
+    def test_without_a_file(self):
+        self.assert_refused(["--device", "device.json", "provision", "check"], "there is no provision file")
+
+    def test_files_that_cannot_be_read(self):
+        for content in (b"[1]", b"{", b"{}" + b" " * MIB):
+            self.write("provision.json", content)
+            done = self.run_program("--device", "device.json", "provision", "check", "provision.json")
+            self.assertEqual((done.returncode, done.stdout), (2, b""))
+            self.assertRegex(done.stderr.decode(),
+                             r"\Ayoxctl: .*provision\.json: is not a JSON object of at most 1 MiB\n\Z")
+
+
 class Output(Yoxctl):
     def test_version_and_help(self):
         done = self.run_program("--version")
