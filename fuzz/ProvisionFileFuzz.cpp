@@ -1,0 +1,36 @@
+#include <string>
+
+#include "yox/clientbase/FileSystem.h"
+#include "yox/clientbase/platform/PathText.h"
+#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+#include "yox/policy/ProvisionFileUtility.h"
+
+#include "fuzz/FuzzInput.h"
+
+namespace {
+
+class Utility : public ProvisionFileUtility {
+ public:
+  Utility() = default;
+};
+
+}  // namespace
+
+// The content of a provision file.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static YOX::platform::SimulatedDevice device;
+  const YOX::platform::ScopedPlatform installed(device);
+  const YOX::WString path = YOX::platform::ToText(device.files().folder() / "provision.json");
+  FileSystem::OpenToWrite(path, std::ios::out | std::ios::binary)
+      .write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
+  Utility utility;
+  utility.ExtractProvisionContent(path);
+  const Json::Value content = utility.GetProvisionContent();
+  utility.PopulateProvisionInfo();
+  // Nobody holds the key that the library trusts.
+  FUZZ_CHECK(!utility.GetProvisionInfo().isTokenValid);
+  FUZZ_CHECK(utility.GetProvisionInfo().configPolicy.empty());
+  FUZZ_CHECK(!utility.WhyTokenIsRefused().empty());
+  FUZZ_CHECK(utility.GetProvisionContent() == content);
+  return 0;
+}
