@@ -1,0 +1,14 @@
+#include "yox/clientbase/XMLConfigAgent.h"
+
+#include "fuzz/FuzzInput.h"
+
+// The configuration file: whatever stands in it, answers are trimmed.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const XMLConfigAgent agent = XMLConfigAgent::Parse({reinterpret_cast<const char*>(data), size});
+  for (const YOX::WString& text :
+       {agent.GetMachineType(), agent.GetSerialNumber(), agent.GetBIOSVersion(), agent.GetMTM(),
+        agent.GetMachineModel()}) {
+    FUZZ_CHECK(YOX::String::Trimmed(text) == text);
+  }
+  return 0;
+}
