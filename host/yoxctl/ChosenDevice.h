@@ -29,6 +29,9 @@ class ChosenDevice {
 
   YOX::WString ClientVersion() const;
 
+  // Null when it is this machine.
+  YOX::platform::SimulatedDevice* simulated() { return simulated_ ? &*simulated_ : nullptr; }
+
  private:
   std::optional<YOX::platform::SimulatedDevice> simulated_;
   std::optional<YOX::platform::ScopedPlatform> installed_;

@@ -59,6 +59,7 @@ int RunOrThrow(std::vector<std::string> arguments) {
   AddCaptureCommand(app, action);
   AddPolicyCommand(app, action);
   AddProvisionCommand(app, action);
+  AddWatchCommand(app, action);
 
   if (Parse(app, std::move(arguments)) != kDone) return kDone;
   if (!action) throw Refusal(std::string("a command is missing") + kSeeHelp);

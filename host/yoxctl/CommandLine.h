@@ -28,6 +28,7 @@ void AddDeviceCommand(CLI::App& app, Action& action);
 void AddEvaluateCommand(CLI::App& app, Action& action);
 void AddPolicyCommand(CLI::App& app, Action& action);
 void AddProvisionCommand(CLI::App& app, Action& action);
+void AddWatchCommand(CLI::App& app, Action& action);
 
 // Runs the program; the arguments are UTF-8, without the program's name. Never throws.
 int Run(std::vector<std::string> arguments);

@@ -3,12 +3,13 @@
 #include <vector>
 
 #include "yox/clientbase/DeviceNotifications.h"
+#include "yox/clientbase/Export.h"
 #include "yox/clientbase/WString.h"
 
 namespace YOX::platform {
 
 // The data of one event of a device instance, in the form in which callbacks take it.
-class DeviceEvent {
+class YOX_API DeviceEvent {
  public:
   explicit DeviceEvent(WStringView instance_id);
 
