@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "yox/clientbase/String.h"
+#include "yox/clientbase/platform/Platform.h"
 #include "yox/device/DeviceInfoProvider.h"
 #include "yox/device/DeviceManagementStatus.h"
 #include "yox/device/MachineInformation.h"
@@ -14,6 +15,7 @@
 #include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/CommandLine.h"
 #include "host/yoxctl/Output.h"
+#include "host/yoxctl/PresentDevices.h"
 #include "host/yoxctl/ProgressLine.h"
 
 namespace yoxctl {
@@ -209,15 +211,26 @@ int Show(const GlobalOptions& global, bool refresh) {
   return kDone;
 }
 
+int ShowHardwareIds(const GlobalOptions& global) {
+  const ChosenDevice device(global);
+  Print(HardwareIdListing(YOX::platform::Platform::Get().device_tree(), global.json));
+  return kDone;
+}
+
 }  // namespace
 
 void AddDeviceCommand(CLI::App& app, Action& action) {
   const auto refresh = std::make_shared<bool>(false);
+  const auto hardware_ids = std::make_shared<bool>(false);
   CLI::App* const command = app.add_subcommand(
       "device", "What the device is, how it presents itself, and who manages it");
   command->add_flag("--refresh", *refresh, "Read the device again, and renew what is kept of it");
-  command->callback([&action, refresh] {
-    action = [refresh](const GlobalOptions& global) { return Show(global, *refresh); };
+  command->add_flag("--hardware-ids", *hardware_ids,
+                    "Instead of all that, the devices that are present, with their hardware IDs");
+  command->callback([&action, refresh, hardware_ids] {
+    action = [refresh, hardware_ids](const GlobalOptions& global) {
+      return *hardware_ids ? ShowHardwareIds(global) : Show(global, *refresh);
+    };
   });
 }
 

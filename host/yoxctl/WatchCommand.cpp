@@ -74,19 +74,19 @@ class StopSignals {
   static inline YOX::platform::WaitHandle handle_;
 };
 
-// Plugs and unplugs what an edit of the profile's file adds to or takes from its devices.
+// Plugs and unplugs what an edit of the profile's file adds to or takes from its devices. Made
+// before the profile is read, so that no edit is missed.
 class FollowedProfile {
  public:
-  FollowedProfile(std::string argument, YOX::platform::SimulatedDevice& device)
-      : argument_(std::move(argument)), device_(device), seen_(Look()) {}
+  explicit FollowedProfile(std::string argument) : argument_(std::move(argument)), seen_(Look()) {}
 
-  void Follow() {
+  void Follow(YOX::platform::SimulatedDevice& device) {
     const auto now = Look();
     if (now == seen_) return;
     seen_ = now;
     try {
       auto devices = ReadNamed(argument_, YOX::platform::ReadDeviceProfile).devices;
-      device_.Change([&](DeviceProfile& profile) { profile.devices = std::move(devices); });
+      device.Change([&](DeviceProfile& profile) { profile.devices = std::move(devices); });
     } catch (const Refusal& refusal) {
       Complain(refusal.what());  // it may be half written: the next change is looked at again
     }
@@ -101,11 +101,11 @@ class FollowedProfile {
   }
 
   const std::string argument_;
-  YOX::platform::SimulatedDevice& device_;
   std::pair<std::filesystem::file_time_type, std::uintmax_t> seen_;
 };
 
 int Watch(const GlobalOptions& global) {
+  FollowedProfile profile(global.device.value_or(""));
   ChosenDevice device(global);
   Event stop;
   const StopSignals signals(stop);
@@ -126,8 +126,7 @@ int Watch(const GlobalOptions& global) {
     Print(StartLine(watch.present(), global.json));
     if (auto* const simulated = device.simulated()) {
       // In real time, whatever the profile's clock says.
-      FollowedProfile profile(*global.device, *simulated);
-      for (; !stop.IsSet(); std::this_thread::sleep_for(kLook)) profile.Follow();
+      for (; !stop.IsSet(); std::this_thread::sleep_for(kLook)) profile.Follow(*simulated);
     } else {
       YOX::platform::WaitFor(stop.handle());
     }

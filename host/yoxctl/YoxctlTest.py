@@ -6,6 +6,7 @@
 import json
 import os
 import pathlib
+import signal
 import socket
 import subprocess
 import sys
@@ -193,6 +194,76 @@ EVERY_CRITERION = {
     "registry": ["HKLM\\SOFTWARE\\Tervan\\YOX\\Organisation:Realm|contoso", "HKLM\\SOFTWARE\\None:A|b"],
     "hardware_id": ["*VEN_*", "NOTHING"],
 }
+
+
+KEY = {"instance_id": "USB\\VID_1050&PID_0120\\1-2", "hardware_ids": ["USB\\VID_1050&PID_0120&REV_0512",
+                                                                       "USB\\VID_1050&PID_0120"]}
+
+
+class HardwareIds(Yoxctl):
+    def test_present_devices_are_listed_with_their_ids(self):
+        self.write("device.json", {"devices": [KEY]})
+        listing = ["--device", "device.json", "device", "--hardware-ids"]
+        self.assert_answer(listing, 0, "".join(
+            [KEY["instance_id"], "\n", *(f"    {name}\n" for name in KEY["hardware_ids"])]))
+        done = self.run_program(*listing, "--format", "json")
+        self.assertEqual(json.loads(done.stdout), {"devices": [KEY]})
+
+    def test_a_list_decides_against_them(self):
+        self.write("device.json", {"devices": [KEY]})
+        self.assert_answer(self.evaluate([{"hardware_id": "usb/vid_1050*"}]), 0,
+                           "applies\nFilter [0]: true; \n")
+        self.assert_answer(self.evaluate([{"hardware_id": "usb/vid_0bda*"}]), 1,
+                           "does not apply\nFilter [0]: hardware_id = false; \n")
+
+    def test_this_machine_answers(self):
+        done = self.run_program("device", "--hardware-ids", "--format", "json")
+        self.assertEqual((done.stderr, done.returncode), (b"", 0))
+        for device in json.loads(done.stdout)["devices"]:
+            self.assertTrue(device["instance_id"] and device["hardware_ids"])
+
+
+@unittest.skipIf(os.name == "nt" or len(sys.argv) > 2, "an emulated program cannot be sent the signal")
+class Watch(Yoxctl):
+    def watch(self, *options):
+        program = subprocess.Popen([*PROGRAM, "--device", "device.json", *options, "watch"], cwd=self.folder,
+                                   stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        self.addCleanup(program.communicate)
+        self.addCleanup(program.kill)
+        return program
+
+    def edit(self, devices):
+        # As editors do: never half written.
+        self.write("edited.json", {"devices": devices})
+        os.replace(self.folder / "edited.json", self.folder / "device.json")
+
+    def test_what_comes_and_goes_is_told_until_a_signal(self):
+        for number in (signal.SIGINT, signal.SIGTERM):
+            self.write("device.json", {"devices": []})
+            program = self.watch("--format", "json")
+            self.assertEqual(json.loads(program.stdout.readline()), {"event": "watching", "devices": 0})
+            self.edit([KEY])
+            self.assertEqual(json.loads(program.stdout.readline()), {"event": "arrived", **KEY})
+            self.edit([])
+            self.assertEqual(json.loads(program.stdout.readline()), {"event": "removed", **KEY})
+            program.send_signal(number)
+            self.assertEqual((program.communicate(timeout=60), program.returncode), ((b"", b""), 0))
+
+    def test_the_text_is_a_line_for_each(self):
+        self.write("device.json", {"devices": []})
+        program = self.watch()
+        self.assertEqual(program.stdout.readline(), b"watching 0 devices\n")
+        self.edit([KEY])
+        self.assertEqual(program.stdout.readline().decode(),
+                         "  ".join(["arrived " + KEY["instance_id"], *KEY["hardware_ids"]]) + "\n")
+
+    def test_a_profile_that_cannot_be_read_is_told_and_the_next_one_taken(self):
+        program = self.watch()
+        program.stdout.readline()
+        self.write("device.json", b"{")
+        self.assertTrue(program.stderr.readline().startswith(b"yoxctl: device.json: "))
+        self.edit([KEY])
+        self.assertTrue(program.stdout.readline().startswith(b"arrived "))
 
 
 class Capture(Yoxctl):
