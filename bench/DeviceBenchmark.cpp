@@ -41,13 +41,13 @@ void StartFromCacheFile(benchmark::State& state) {
 BENCHMARK(StartFromCacheFile)->UseRealTime()->Unit(benchmark::kMillisecond);
 
 void Command(benchmark::State& state, const std::string& command) {
-  const std::string quiet = command + " > /dev/null 2>&1";
-  for (auto _ : state) {
-    if (std::system(quiet.c_str()) != 0) {
-      state.SkipWithError("cannot be run");
-      return;
-    }
+  const std::string program = command.substr(0, command.find(' '));
+  if (std::system(("command -v " + program + " > /dev/null").c_str()) != 0) {
+    state.SkipWithError("is not installed");
+    return;
   }
+  const std::string quiet = command + " > /dev/null 2>&1";
+  for (auto _ : state) benchmark::DoNotOptimize(std::system(quiet.c_str()));
 }
 
 }  // namespace
