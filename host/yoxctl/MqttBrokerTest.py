@@ -147,7 +147,7 @@ class BeforeABroker(Chain):
 class Killed(Chain):
     """A store that is killed leaves the former chain or the new one, the owner's alone."""
 
-    ROUNDS = 60
+    ROUNDS = 25
 
     def test_the_stored_chain_is_whole_and_private_at_every_moment(self):
         certificates = Certificates(self.folder)
