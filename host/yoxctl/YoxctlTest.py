@@ -308,7 +308,13 @@ class Capture(Yoxctl):
 
     def test_this_machine_captured_decides_as_it_does_itself(self):
         self.write("captured.json", self.capture("--state-dir", "state"))
-        self.assertEqual(self.decisions("--state-dir", "state"), self.decisions("--device", "captured.json"))
+        here = self.decisions("--state-dir", "state")
+        there = self.decisions("--device", "captured.json")
+        if len(PROGRAM) > 1:
+            # The emulated system enumerates devices and takes no registration for them, without which
+            # the criterion never holds.
+            here, there = ([answer for answer in answers if answer[0] != "hardware_id"] for answers in (here, there))
+        self.assertEqual(here, there)
 
     def test_a_key_elsewhere_is_refused(self):
         self.assert_refused(["--device", "device.json", "capture", "--registry", "HKCU\\A"],
