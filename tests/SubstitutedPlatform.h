@@ -27,6 +27,7 @@ class SubstitutedPlatform final : public YOX::platform::Platform {
   X(JoinState, join_state)                 \
   X(ManagementQueries, management_queries) \
   X(Registry, registry)                    \
+  X(Client, client)                        \
   X(DeviceTree, device_tree)
   YOX_PARTS(YOX_PART)
 #undef YOX_PART

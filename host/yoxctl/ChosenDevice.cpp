@@ -3,7 +3,6 @@
 #include <filesystem>
 #include <system_error>
 
-#include "yox/clientbase/String.h"
 #include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
 
 namespace yoxctl {
@@ -32,11 +31,6 @@ ChosenDevice::ChosenDevice(const GlobalOptions& options) {
     // The machine's files look for their place when they are first asked.
     SetVariable("YOX_STATE_DIR", PathText(folder));
   }
-}
-
-YOX::WString ChosenDevice::ClientVersion() const {
-  if (simulated_) return simulated_->profile().client.version;
-  return YOX::String::UTF8ToUTF16(YOXCTL_VERSION);
 }
 
 }  // namespace yoxctl

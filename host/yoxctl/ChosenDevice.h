@@ -27,8 +27,6 @@ class ChosenDevice {
  public:
   explicit ChosenDevice(const GlobalOptions& options);
 
-  YOX::WString ClientVersion() const;
-
   // Null when it is this machine.
   YOX::platform::SimulatedDevice* simulated() { return simulated_ ? &*simulated_ : nullptr; }
 

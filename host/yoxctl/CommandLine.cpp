@@ -60,6 +60,8 @@ int RunOrThrow(std::vector<std::string> arguments) {
   AddPolicyCommand(app, action);
   AddProvisionCommand(app, action);
   AddWatchCommand(app, action);
+  AddTagsCommand(app, action);
+  AddRegistryCommand(app, action);
 
   if (Parse(app, std::move(arguments)) != kDone) return kDone;
   if (!action) throw Refusal(std::string("a command is missing") + kSeeHelp);

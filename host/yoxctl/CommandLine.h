@@ -29,6 +29,8 @@ void AddEvaluateCommand(CLI::App& app, Action& action);
 void AddPolicyCommand(CLI::App& app, Action& action);
 void AddProvisionCommand(CLI::App& app, Action& action);
 void AddWatchCommand(CLI::App& app, Action& action);
+void AddRegistryCommand(CLI::App& app, Action& action);
+void AddTagsCommand(CLI::App& app, Action& action);
 
 // Runs the program; the arguments are UTF-8, without the program's name. Never throws.
 int Run(std::vector<std::string> arguments);

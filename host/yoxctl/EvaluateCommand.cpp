@@ -65,9 +65,8 @@ int Evaluate(const GlobalOptions& global, const EvaluateOptions& options) {
                                              [](MachineInformation*) {});
   yox::YOXHelperFactory::GetInstance()->SetMachineInformationAgent(record);
   YOX::WString reason;
-  const bool applies = ApplicabilityEvaluator::GetInstance()->EvaluateApplicability(
-      record, device.ClientVersion(), filter, nullptr,
-      options.target_version ? &target_version : nullptr, tags, reason);
+  const bool applies = ApplicabilityEvaluator::GetInstance()->IsApplicable(
+      filter, options.target_version ? &target_version : nullptr, tags, reason);
 
   Print((global.json ? AnswerJson : AnswerText)(applies, YOX::String::UTF16ToUTF8(reason)));
   return applies ? kDone : kNegative;

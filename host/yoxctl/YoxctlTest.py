@@ -328,6 +328,98 @@ class Capture(Yoxctl):
         done = self.run_program("--device", "device.json", "capture", "--registry", "HKLM\\SOFTWARE\\Contoso")
         self.assertEqual((done.stderr, done.returncode), (b"", 0))
         self.assertEqual(json.loads(done.stdout)["registry"], {key: values, key + "\\App": values})
+class Registry(Yoxctl):
+    KEY = "HKCU\\Software\\YoxctlTest"
+
+    def setUp(self):
+        super().setUp()
+        self.state = ["--state-dir", "state", "registry"]
+
+    def tearDown(self):
+        self.run_program(*self.state, "delete", self.KEY)
+
+    def set(self, *arguments):
+        self.assert_answer([*self.state, "set", self.KEY, *arguments], 0, "")
+
+    def test_what_is_set_is_there_for_the_next_process(self):
+        for name, arguments, text in (
+            ("Text", ["größer \\ \"x\""], "größer \\ \"x\"\n"), ("", ["default"], "default\n"),
+            ("Number", ["0x10", "--type", "REG_DWORD"], "16\n"),
+            ("Big", ["5000000000", "--type", "REG_QWORD"], "5000000000\n"),
+            ("Bytes", ["01aB", "--type", "REG_BINARY"], "01ab\n"),
+            ("Several", ["a", "b", "--type", "REG_MULTI_SZ"], "a\nb\n"),
+        ):
+            with self.subTest(name=name):
+                self.set(name, *arguments)
+                self.assert_answer([*self.state, "get", self.KEY, name], 0, text)
+        self.assert_answer([*self.state, "list", self.KEY], 0,
+                           "@  REG_SZ  default\nBig  REG_QWORD  5000000000\nBytes  REG_BINARY  01ab\n"
+                           "Number  REG_DWORD  16\nSeveral  REG_MULTI_SZ  a|b\nText  REG_SZ  größer \\ \"x\"\n")
+        done = self.run_program("--format", "json", *self.state, "get", self.KEY, "Several")
+        self.assertEqual(json.loads(done.stdout), {"type": "REG_MULTI_SZ", "data": ["a", "b"]})
+
+    def test_what_is_not_there_is_told(self):
+        for arguments, what in ((["get", self.KEY, "Missing"], ":Missing"), (["list", self.KEY], ""),
+                                (["delete", self.KEY], ""), (["delete", self.KEY, "Missing"], ":Missing"),
+                                (["export", self.KEY], ""), (["watch", self.KEY], "")):
+            with self.subTest(arguments=arguments):
+                done = self.run_program(*self.state, *arguments)
+                self.assertEqual((done.stdout, done.returncode), (b"", 1))
+                self.assertEqual(done.stderr.decode(), f"yoxctl: {self.KEY}{what}: not found\n")
+
+    def test_what_is_exported_can_be_imported(self):
+        self.set("Name", "x")
+        for options in ([], ["--utf16"]):
+            with self.subTest(options=options):
+                self.assert_answer([*self.state, "export", self.KEY, "file.reg", *options], 0, "")
+                self.assert_answer([*self.state, "delete", self.KEY], 0, "")
+                self.assert_answer([*self.state, "import", "file.reg"], 0, "")
+                self.assert_answer([*self.state, "get", self.KEY, "Name"], 0, "x\n")
+
+    def test_a_malformed_file_changes_nothing(self):
+        self.write("bad.reg", f"Windows Registry Editor Version 5.00\n[{self.KEY}]\n\"N\"=\"x\"\n\"M\"=1\n".encode())
+        self.assert_refused([*self.state, "import", "bad.reg"],
+                            'bad.reg: line 4: expected a text, "dword:", "hex:", "hex(TYPE):" or "-"')
+        self.assertEqual(self.run_program(*self.state, "list", self.KEY).returncode, 1)
+        self.assert_refused([*self.state, "import", "missing.reg"], "missing.reg: cannot be read")
+
+    def test_malformed_arguments(self):
+        for arguments, message in (
+            (["get", "HKCR\\A"], 'KEY: expected HKLM\\..., HKCU\\... or HKU\\..., found "HKCR\\A"'),
+            (["set", self.KEY, "N", "x", "--type", "REG_DWORD"], 'DATA: expected a number of the type, found "x"'),
+            (["set", self.KEY, "N", "4294967296", "--type", "REG_DWORD"],
+             'DATA: expected a number of the type, found "4294967296"'),
+            (["set", self.KEY, "N", "abc", "--type", "REG_BINARY"], "DATA: expected two hexadecimal digits for each byte"),
+            (["set", self.KEY, "N", "a", "b"], "DATA: only REG_MULTI_SZ takes several texts"),
+            (["delete", "HKLM"], "HKLM: not possible in a registry"),
+        ):
+            with self.subTest(arguments=arguments):
+                self.assert_refused([*self.state, *arguments], message)
+
+    def test_a_watch_tells_what_another_process_changes(self):
+        self.set("Name", "1")
+        watch = subprocess.Popen([*PROGRAM, "--format", "json", *self.state, "watch", self.KEY, "--count", "2"],
+                                 cwd=self.folder, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        self.addCleanup(watch.kill)
+        self.assertEqual(watch.stderr.readline().decode().rstrip(), f"yoxctl: watching {self.KEY}")
+        self.set("Name", "2")
+        self.assertEqual(json.loads(watch.stdout.readline()), {"action": "set value", "key": "", "name": "Name"})
+        self.assert_answer([*self.state, "delete", self.KEY, "Name"], 0, "")
+        out, err = watch.communicate(timeout=30)
+        self.assertEqual(json.loads(out), {"action": "delete value", "key": "", "name": "Name"})
+        self.assertEqual((err, watch.returncode), (b"", 0))
+
+
+class Tags(Yoxctl):
+    def test_tags_stand_in_the_order_of_the_filters(self):
+        key = "HKLM\\SOFTWARE\\Tervan\\YOX\\Applicability\\Tags"
+        self.write("device.json", {"registry": {key: {"Channel": {"type": "REG_SZ", "data": "beta"}}},
+                                   "display_adapters": [{"description": "Intel(R) Arc(TM)"}]})
+        self.assert_answer(["--device", "device.json", "tags"], 0,
+                           "Channel=beta\nDevice.Hardware.Gpu.Exists=\nDevice.Hardware.Gpu.Intel=\n"
+                           "Device.Usage.IsManagedDevice=false\n")
+        self.assert_answer(self.evaluate([{"tag": "Channel|beta,Device.Hardware.Gpu.Intel"}]), 0,
+                           "applies\nFilter [0]: true; \n")
 
 
 class BadInput(Yoxctl):

@@ -10,6 +10,9 @@
 #include "yox/applicability/KvpTerms.h"
 #include "yox/applicability/TrimInPlace.h"
 #include "yox/clientbase/String.h"
+#include "yox/device/YoxInfo.h"
+#include "yox/foundation/YOXHelperFactory.h"
+#include "yox/tags/AppAndTagCollection.h"
 
 using YOX::String;
 using YOX::WString;
@@ -36,6 +39,21 @@ ApplicabilityEvaluator* ApplicabilityEvaluator::GetInstance() {
 
 ApplicabilityEvaluator::ApplicabilityEvaluator() = default;
 ApplicabilityEvaluator::~ApplicabilityEvaluator() = default;
+
+bool ApplicabilityEvaluator::IsApplicable(const ApplicabilityFilter& filter, WString* targetVersion,
+                                          const Pairs& extraTags, WString& reason) {
+  try {
+    AppAndTagCollection* const tags = AppAndTagCollection::GetInstance();
+    const WString version = YoxInfo::GetInstance()->GetYoxServiceVersion();
+    const std::shared_ptr<MachineInformation> record =
+        yox::YOXHelperFactory::GetInstance()->GetMachineInformationAgent();
+    return EvaluateApplicability(record, version, filter, tags, targetVersion, extraTags, reason);
+  } catch (const std::exception& error) {
+    g_evaluator_log.e("%s : Exception - %s", "ApplicabilityEvaluator::IsApplicable",
+                      String::UTF8ToUTF16(error.what()));
+    return true;
+  }
+}
 
 bool ApplicabilityEvaluator::EvaluateApplicability(
     std::shared_ptr<MachineInformation> machineInformation,  // NOLINT: kept alive for the call
@@ -134,9 +152,4 @@ bool ApplicabilityEvaluator::DoesIntMatch(const WString& pattern, const WString&
 bool ApplicabilityEvaluator::DoesKvpMatch(const WString& term, const Pairs& pairs) {
   return YOX::match::LoggedMatch(YOX::match::KeyValueTerm::Parse(term),
                                  YOX::match::FindInPairs{pairs});
-}
-
-// Nothing is known of the registry yet: what requires it fails.
-bool ApplicabilityEvaluator::EvaluateRegistryFilter(const WString& /*requirements*/) {
-  return false;
 }

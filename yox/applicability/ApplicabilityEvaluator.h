@@ -1,12 +1,14 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <vector>
 
 #include "yox/applicability/Filter.h"
 #include "yox/clientbase/Export.h"
+#include "yox/clientbase/RegistryRoots.h"
 #include "yox/clientbase/WString.h"
 #include "yox/foundation/KeyValuePair.h"
 #include "yox/foundation/LogThrottler.h"
@@ -32,6 +34,12 @@ class YOX_API ApplicabilityEvaluator {
   virtual ~ApplicabilityEvaluator();
   ApplicabilityEvaluator(const ApplicabilityEvaluator&) = delete;
   ApplicabilityEvaluator& operator=(const ApplicabilityEvaluator&) = delete;
+
+  // The decision over this device: its tags, its client's version, and the machine record that the
+  // helper factory holds; otherwise as EvaluateApplicability. An exception, which a missing record
+  // is, makes the list apply: it is logged, and `reason` keeps what it has.
+  virtual bool IsApplicable(const ApplicabilityFilter& filter, YOX::WString* targetVersion,
+                            const Pairs& extraTags, YOX::WString& reason);
 
   // The decision over inputs that the caller supplies. `tagCollection` and `targetVersion` may be
   // null. `reason` is cleared and receives one part for each filter passed, such as "Filter [0]:
@@ -73,7 +81,19 @@ class YOX_API ApplicabilityEvaluator {
   bool IsCurrentDateWithinRange(const YOX::WString& range);
   bool DoesDateFunctionMatch(const YOX::WString& function, const YOX::WString* serialNumber,
                              const YOX::WString* orgName);
+  // "HIVE\\Key:Value|Data,..." with the hive HKLM or HKCU; all have to hold. The data is a text
+  // pattern. Run by the system's account, HKCU is the hive of the user who is logged on.
   bool EvaluateRegistryFilter(const YOX::WString& requirements);
+  // One requirement of the list; `path` becomes what is looked up below the hive. The vector holds
+  // the value's name and the data.
+  virtual bool DoesRequirementPathandValueExistInRegistry(
+      YOX::WString& path, const std::vector<YOX::WString>& valueAndData);
+  // Null for a hive of another name, or when separators are missing or mixed. Letters of the hive's
+  // name that the key's name starts with are removed along with the hive, on purpose.
+  HKEY GetHKeyAndModifyRegistryPath(YOX::WString& path);
+  // The value as the data of a requirement sees it; reads no byte behind `size`.
+  YOX::WString ConvertRegValueToString(const std::uint8_t* data, std::uint32_t type,
+                                       std::uint32_t size);
   bool EvaluateHardwareIdFilter(const YOX::WString& required);
 
   // The salted hash of the text as hexadecimal text.

@@ -1,13 +1,16 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
+#include <vector>
 
 #include "yox/applicability/ApplicabilityEvaluator.h"
 #include "yox/applicability/CompiledList.h"
 #include "yox/applicability/Criteria.h"
 #include "yox/applicability/MatchOperators.h"
 #include "yox/device/MachineInformation.h"
+#include "yox/foundation/YOXTag.h"
 
 // One decision: what its filters are held against, each thing fetched when the first criterion asks
 // for it and at most once, the clock included. Lives on one thread's stack.
@@ -65,5 +68,6 @@ class ApplicabilityEvaluator::Decision {
   std::optional<YOX::WString> realm_;
   std::optional<YOX::WString> realm_hash_;
   std::optional<YOX::WString> serial_hash_;
+  std::optional<std::shared_ptr<const std::vector<YOXTag>>> stored_tags_;
   std::optional<Pairs> installed_;
 };

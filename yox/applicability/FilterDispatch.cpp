@@ -5,10 +5,12 @@
 #include "yox/applicability/Fetched.h"
 #include "yox/applicability/KvpTerms.h"
 #include "yox/applicability/TrimInPlace.h"
+#include "yox/clientbase/EpUrlProvider.h"
 #include "yox/clientbase/SMBiosInformationRetriever.h"
 #include "yox/clientbase/String.h"
 #include "yox/clientbase/platform/Platform.h"
 #include "yox/device/DeviceInfoProvider.h"
+#include "yox/tags/AppAndTagCollection.h"
 
 using YOX::String;
 using YOX::WString;
@@ -26,15 +28,15 @@ constexpr const char* kOrigin = "ApplicabilityEvaluator::DoesFilterMatch";
 
 // Stored tags, and behind them the caller's, which replace stored ones of the same key.
 struct FindInTags {
-  const ApplicabilityEvaluator::Pairs& stored;
+  const std::vector<YOXTag>& stored;
   const ApplicabilityEvaluator::Pairs& extra;
 
   std::optional<PairView> operator()(const TextPattern& key) const {
-    for (const auto& pair : stored) {
-      if (!key.Matches(String::Trimmed(pair.key()))) continue;
+    for (const YOXTag& tag : stored) {
+      if (!key.Matches(String::Trimmed(tag.key()))) continue;
       const bool replaced =
-          std::ranges::any_of(extra, [&](const auto& other) { return other.key() == pair.key(); });
-      if (!replaced) return PairView{pair.key(), pair.value()};
+          std::ranges::any_of(extra, [&](const auto& other) { return other.key() == tag.key(); });
+      if (!replaced) return PairView{tag.key(), tag.value()};
     }
     return YOX::match::FindInPairs{extra}(key);
   }
@@ -183,8 +185,8 @@ ApplicabilityEvaluator::Decision::Outcome ApplicabilityEvaluator::Decision::Hold
 }
 
 bool ApplicabilityEvaluator::Decision::HoldTags(const CompiledList& list, const Step& step) {
-  static const Pairs none;
-  const FindInTags find{none, extra_tags_};
+  const auto& stored = Fetched(stored_tags_, [&] { return AppAndTagCollection::Shared(tags_); });
+  const FindInTags find{*stored, extra_tags_};
   return std::ranges::all_of(list.Terms(step),
                              [&](const auto& term) { return YOX::match::LoggedMatch(term, find); });
 }
@@ -200,14 +202,22 @@ bool ApplicabilityEvaluator::Decision::HoldInstalledItems(const CompiledList& li
 bool ApplicabilityEvaluator::Decision::HoldSubscriptions(const CompiledList& list,
                                                          const Step& step) {
   bool any = false;
-  for (const WString& subscription : std::vector<WString>{}) {
+  std::vector<WString> subscriptions;
+  if (const auto* const provider = YOX::EpUrlProvider::GetInstance()) {
+    provider->GetDeviceSubscriptionList(subscriptions);
+  }
+  for (const WString& subscription : subscriptions) {
     any |= AnyText(list.Texts(step), subscription);
   }
   return any;
 }
 
 const WString& ApplicabilityEvaluator::Decision::Realm() {
-  return Fetched(realm_, [] { return WString(); });
+  return Fetched(realm_, [] {
+    WString realm;
+    if (const auto* const provider = YOX::EpUrlProvider::GetInstance()) provider->GetRealm(realm);
+    return realm;
+  });
 }
 
 const WString& ApplicabilityEvaluator::Decision::RealmHash() {

@@ -8,6 +8,7 @@ namespace yox_test {
 class TestEvaluator : public ApplicabilityEvaluator {
  public:
   TestEvaluator() = default;
+  using ApplicabilityEvaluator::ConvertRegValueToString;
   using ApplicabilityEvaluator::DoesDateFunctionMatch;
   using ApplicabilityEvaluator::DoesFilterMatch;
   using ApplicabilityEvaluator::DoesIntMatch;
@@ -16,9 +17,11 @@ class TestEvaluator : public ApplicabilityEvaluator {
   using ApplicabilityEvaluator::DoesVersionMatch;
   using ApplicabilityEvaluator::EvaluateHardwareIdFilter;
   using ApplicabilityEvaluator::EvaluateKvpFilter;
+  using ApplicabilityEvaluator::EvaluateRegistryFilter;
   using ApplicabilityEvaluator::EvaluateStringFilter;
   using ApplicabilityEvaluator::EvaluateVersionFilter;
   using ApplicabilityEvaluator::GetHashedSaltedString;
+  using ApplicabilityEvaluator::GetHKeyAndModifyRegistryPath;
   using ApplicabilityEvaluator::IsCurrentDateWithinRange;
 };
 

@@ -18,6 +18,10 @@ bool IsFile(const std::filesystem::path& path) {
 
 }  // namespace
 
+WString FileSystem::GetFileVersion(const WString& path) {
+  return YOX::platform::Platform::Get().client().FileVersion(path);
+}
+
 WString FileSystem::GetCommonApplicationDataPath() { return Files().CommonApplicationDataPath(); }
 
 std::filesystem::path FileSystem::Locate(const WString& path) { return Files().Locate(path); }

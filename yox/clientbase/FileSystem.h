@@ -26,6 +26,9 @@ class YOX_API FileSystem {
   // True when the file is gone by this call.
   static bool deleteFile(const YOX::WString& path);
 
+  // The version of the program at the path, "4.2.10.0"; empty when it has none.
+  static YOX::WString GetFileVersion(const YOX::WString& path);
+
   // Where the path lies on this machine.
   static std::filesystem::path Locate(const YOX::WString& path);
 

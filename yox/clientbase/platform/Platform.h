@@ -3,6 +3,7 @@
 #include "yox/clientbase/Export.h"
 #include "yox/clientbase/platform/Accelerators.h"
 #include "yox/clientbase/platform/Applications.h"
+#include "yox/clientbase/platform/Client.h"
 #include "yox/clientbase/platform/Clock.h"
 #include "yox/clientbase/platform/DisplayAdapters.h"
 #include "yox/clientbase/platform/Files.h"
@@ -38,6 +39,7 @@ class YOX_API Platform {
   virtual JoinState& join_state() = 0;
   virtual ManagementQueries& management_queries() = 0;
   virtual Registry& registry() = 0;
+  virtual Client& client() = 0;
   virtual DeviceTree& device_tree() = 0;  // platform/DeviceTree.h
 
   // The platform in use: the machine's own, unless another is installed.

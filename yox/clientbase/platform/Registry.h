@@ -92,8 +92,9 @@ enum class RegistryAction { kCreateKey, kDeleteKey, kSetValue, kDeleteValue };
 struct RegistryEdit {
   RegistryAction action = RegistryAction::kCreateKey;
   RegistryKey key;
-  WString name;         // of the value
-  RegistryValue value;  // for kSetValue
+  WString name;           // of the value
+  RegistryValue value;    // for kSetValue
+  bool if_there = false;  // deleting what is not there is no failure
 };
 
 // What became of a watched key or something below it.

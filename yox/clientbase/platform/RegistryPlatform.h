@@ -31,6 +31,7 @@ class RegistryPlatform final : public YOX::platform::Platform {
     return device_.management_queries();
   }
   YOX::platform::Registry& registry() override { return registry_; }
+  YOX::platform::Client& client() override { return device_.client(); }
   YOX::platform::DeviceTree& device_tree() override { return device_.device_tree(); }
 
  private:

@@ -4,6 +4,7 @@
 #include "yox/clientbase/platform/Platform.h"
 #include "yox/clientbase/platform/Unknown.h"
 #include "yox/clientbase/platform/linux/LinuxAccelerators.h"
+#include "yox/clientbase/platform/linux/LinuxClient.h"
 #include "yox/clientbase/platform/linux/LinuxClock.h"
 #include "yox/clientbase/platform/linux/LinuxDeviceTree.h"
 #include "yox/clientbase/platform/linux/LinuxDisplayAdapters.h"
@@ -39,6 +40,7 @@ class LinuxPlatform final : public Platform {
   JoinState& join_state() override { return join_state_; }
   ManagementQueries& management_queries() override { return management_queries_; }
   Registry& registry() override { return registry_; }
+  Client& client() override { return client_; }
   DeviceTree& device_tree() override { return device_tree_; }
 
  private:
@@ -57,6 +59,7 @@ class LinuxPlatform final : public Platform {
   FactQueries management_queries_{operating_system_};
   LinuxRegistry registry_{[this] { return StateFolder(files_); },
                           LinuxRegistry::UserIdentifier(geteuid())};
+  LinuxClient client_{files_, registry_};
   LinuxDeviceTree device_tree_;
 };
 

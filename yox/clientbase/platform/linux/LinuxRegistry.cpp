@@ -683,6 +683,7 @@ RegistryStatus LinuxRegistry::Apply(std::span<const RegistryEdit> edits) {
         if (paths_.IsHive(path)) transaction.CreateKey(path);
         status = transaction.Do(edit, path);
       }
+      if (status == RegistryStatus::kNotFound && edit.if_there) continue;
       if (status != RegistryStatus::kOk) return status;
     }
     transaction.Commit();

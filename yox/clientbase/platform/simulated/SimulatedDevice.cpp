@@ -174,6 +174,20 @@ class SimulatedJoinState final : public JoinState {
   const SharedProfile& profile_;
 };
 
+class SimulatedClient final : public Client {
+ public:
+  explicit SimulatedClient(const SharedProfile& profile) : profile_(profile) {}
+  WString FileVersion(const WString&) override {
+    return profile_.Copy(&DeviceProfile::client).version;
+  }
+  bool AnonymousMetrics() override {
+    return profile_.Copy(&DeviceProfile::client).anonymous_metrics;
+  }
+
+ private:
+  const SharedProfile& profile_;
+};
+
 // Whose hive HKEY_CURRENT_USER is; the system's own account is the empty text.
 WString OwnUser(const DeviceProfile& profile) {
   return profile.user.system_process ? WString() : profile.user.sid;
@@ -285,6 +299,7 @@ struct SimulatedDevice::Parts {
   SimulatedAccelerators accelerators{profile};
   SimulatedServices services{profile};
   SimulatedJoinState join_state{profile};
+  SimulatedClient client{profile};
   FactQueries management_queries{operating_system};
   SimulatedDeviceTree device_tree;
 };
@@ -306,6 +321,7 @@ Services& SimulatedDevice::services() { return parts_->services; }
 JoinState& SimulatedDevice::join_state() { return parts_->join_state; }
 ManagementQueries& SimulatedDevice::management_queries() { return parts_->management_queries; }
 SimulatedRegistry& SimulatedDevice::registry() { return parts_->registry; }
+Client& SimulatedDevice::client() { return parts_->client; }
 SimulatedDeviceTree& SimulatedDevice::device_tree() { return parts_->device_tree; }
 
 DeviceProfile SimulatedDevice::profile() const { return parts_->profile.Copy(std::identity()); }

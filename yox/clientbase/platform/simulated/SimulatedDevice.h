@@ -45,6 +45,7 @@ class YOX_API SimulatedDevice final : public Platform {
   JoinState& join_state() override;
   ManagementQueries& management_queries() override;
   SimulatedRegistry& registry() override;
+  Client& client() override;
   SimulatedDeviceTree& device_tree() override;
 
   // The profile as it stands now. Clock, registry and device tree are asked for themselves.

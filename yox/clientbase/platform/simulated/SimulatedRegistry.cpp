@@ -241,6 +241,7 @@ RegistryStatus SimulatedRegistry::Apply(std::span<const RegistryEdit> edits) {
       RegistryStatus status = paths_->Resolve(edit.key, path);
       if (!IsRegistryValueName(edit.name)) status = RegistryStatus::kInvalid;
       if (status == RegistryStatus::kOk) status = transaction.Do(edit, path);
+      if (status == RegistryStatus::kNotFound && edit.if_there) continue;
       if (status != RegistryStatus::kOk) {
         transaction.TakeBack();
         return status;

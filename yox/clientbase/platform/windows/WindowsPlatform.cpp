@@ -1,6 +1,7 @@
 #include "yox/clientbase/platform/Platform.h"
 #include "yox/clientbase/platform/Unknown.h"
 #include "yox/clientbase/platform/windows/WindowsAccelerators.h"
+#include "yox/clientbase/platform/windows/WindowsClient.h"
 #include "yox/clientbase/platform/windows/WindowsClock.h"
 #include "yox/clientbase/platform/windows/WindowsDeviceTree.h"
 #include "yox/clientbase/platform/windows/WindowsDisplayAdapters.h"
@@ -32,6 +33,7 @@ class WindowsPlatform final : public Platform {
   JoinState& join_state() override { return join_state_; }
   ManagementQueries& management_queries() override { return management_queries_; }
   Registry& registry() override { return registry_; }
+  Client& client() override { return client_; }
   DeviceTree& device_tree() override { return device_tree_; }
 
  private:
@@ -48,6 +50,7 @@ class WindowsPlatform final : public Platform {
   WindowsServices services_;
   WindowsJoinState join_state_;
   WindowsRegistry registry_;
+  WindowsClient client_{registry_};
   WindowsDeviceTree device_tree_;
 };
 

@@ -396,6 +396,7 @@ RegistryStatus WindowsRegistry::SubKeys(const RegistryKey& key, std::vector<WStr
 RegistryStatus WindowsRegistry::Apply(std::span<const RegistryEdit> edits) {
   for (const RegistryEdit& edit : edits) {
     const RegistryStatus status = Do(edit);
+    if (status == RegistryStatus::kNotFound && edit.if_there) continue;
     if (status != RegistryStatus::kOk) return status;
   }
   return RegistryStatus::kOk;

@@ -1,0 +1,83 @@
+// A look-up among a hundred thousand keys, beside the same among a hundred: in this system's own
+// registry, whose keys are deleted at the end (outside Windows YOX_STATE_DIR gives it another
+// place), and in memory.
+
+#include <benchmark/benchmark.h>
+
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "yox/clientbase/String.h"
+#include "yox/clientbase/platform/Platform.h"
+#include "yox/clientbase/platform/simulated/SimulatedRegistry.h"
+
+#include "bench/Ratios.h"
+
+namespace {
+
+using YOX::String;
+using YOX::WString;
+using YOX::platform::Registry;
+using YOX::platform::RegistryAction;
+using YOX::platform::RegistryEdit;
+using YOX::platform::RegistryKey;
+using YOX::platform::RegistryStatus;
+using YOX::platform::RegistryValue;
+
+constexpr std::uint32_t kFew = 100, kMany = 100'000;
+
+RegistryKey Key(std::uint32_t count, const std::string& name) {
+  return {HKEY_CURRENT_USER,
+          String::UTF8ToUTF16("Software\\YoxBenchmark\\" + std::to_string(count) + name),
+          {},
+          {}};
+}
+
+void Fill(Registry& registry, std::uint32_t count) {
+  std::vector<RegistryEdit> edits;
+  for (std::uint32_t i = 0; i < count; ++i) {
+    const RegistryKey key = Key(count, "\\" + std::to_string(i));
+    edits.push_back({RegistryAction::kCreateKey, key, {}, {}});
+    edits.push_back(
+        {RegistryAction::kSetValue, key, String::UTF8ToUTF16("Name"), RegistryValue::Dword(i)});
+  }
+  if (registry.Apply(edits) != RegistryStatus::kOk) std::abort();
+}
+
+void LookUp(benchmark::State& state, Registry& registry, std::uint32_t count) {
+  const WString name = String::UTF8ToUTF16("Name");
+  std::vector<RegistryKey> keys;
+  for (std::uint32_t i = 0; i < 64; ++i) {
+    keys.push_back(Key(count, "\\" + std::to_string(i * 7919 % count)));
+  }
+  RegistryValue value;
+  std::size_t next = 0;
+  for (auto _ : state) {
+    if (registry.Get(keys[next++ % keys.size()], name, value) != RegistryStatus::kOk) std::abort();
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Registry& native = YOX::platform::Platform::Native().registry();
+  YOX::platform::SimulatedRegistry simulated;
+  for (const std::uint32_t count : {kFew, kMany}) {
+    Fill(native, count);
+    Fill(simulated, count);
+    const auto add = [&](const std::string& name, Registry& registry) {
+      benchmark::RegisterBenchmark(
+          (name + "/" + std::to_string(count)).c_str(),
+          [&registry, count](benchmark::State& state) { LookUp(state, registry, count); });
+    };
+    add("Native", native);
+    add("Simulated", simulated);
+  }
+  const int result = yox_bench::RunWithRatios(
+      argc, argv,
+      {{"a look-up among 100,000 keys, to one among 100", "Native/100000", "Native/100"},
+       {"the same in memory", "Simulated/100000", "Simulated/100"}});
+  native.DeleteKey({HKEY_CURRENT_USER, String::UTF8ToUTF16("Software\\YoxBenchmark"), {}, {}});
+  return result;
+}

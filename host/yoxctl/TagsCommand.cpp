@@ -1,0 +1,51 @@
+#include <json/writer.h>
+
+#include <CLI/App.hpp>
+#include <memory>
+
+#include "yox/clientbase/String.h"
+#include "yox/device/MachineInformation.h"
+#include "yox/foundation/YOXHelperFactory.h"
+#include "yox/tags/AppAndTagCollection.h"
+
+#include "host/yoxctl/ChosenDevice.h"
+#include "host/yoxctl/CommandLine.h"
+#include "host/yoxctl/Output.h"
+
+namespace yoxctl {
+namespace {
+
+int Tags(const GlobalOptions& global) {
+  const ChosenDevice device(global);
+  // The record lives as long as the process: nobody deletes it.
+  std::shared_ptr<MachineInformation> record(MachineInformation::GetInstance(),
+                                             [](MachineInformation*) {});
+  yox::YOXHelperFactory::GetInstance()->SetMachineInformationAgent(record);
+
+  Json::Value document(Json::arrayValue);
+  std::string text;
+  for (const YOXTag& tag : AppAndTagCollection::GetInstance()->getTags()) {
+    const std::string key = YOX::String::UTF16ToUTF8(tag.key());
+    const std::string value = YOX::String::UTF16ToUTF8(tag.value());
+    Json::Value& member = document.append(Json::objectValue);
+    member["key"] = key;
+    member["value"] = value;
+    text += key + "=" + value + "\n";
+  }
+  if (global.json) {
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = "  ";
+    text = Json::writeString(builder, document) + "\n";
+  }
+  Print(text);
+  return kDone;
+}
+
+}  // namespace
+
+void AddTagsCommand(CLI::App& app, Action& action) {
+  app.add_subcommand("tags", "The device's tags, in the order in which a filter sees them")
+      ->callback([&action] { action = Tags; });
+}
+
+}  // namespace yoxctl

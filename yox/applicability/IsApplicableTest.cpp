@@ -1,0 +1,96 @@
+#include "yox/applicability/FilterDocument.h"
+#include "yox/applicability/TestEvaluator.h"
+#include "yox/clientbase/platform/RegistryPlatform.h"
+#include "yox/device/MachineInformation.h"
+#include "yox/foundation/YOXHelperFactory.h"
+#include "yox/tags/AppAndTagCollection.h"
+
+#include "tests/CapturedLog.h"
+
+namespace {
+
+using namespace YOX::literals;
+using YOX::WString;
+using YOX::platform::RegistryKey;
+using YOX::platform::RegistryStatus;
+using YOX::platform::RegistryValue;
+
+class IsApplicableTest : public testing::Test {
+ protected:
+  IsApplicableTest() {
+    device_.Change([](YOX::platform::DeviceProfile& profile) {
+      profile.client.version = "4.2.10.0"_w;
+      profile.region.country_code = "US"_w;
+    });
+    Store("Channel"_w, "beta"_w);
+    record_ = {MachineInformation::GetInstance(), [](MachineInformation*) {}};
+    yox::YOXHelperFactory::GetInstance()->SetMachineInformationAgent(record_);
+  }
+
+  void Store(const WString& name, const WString& text) {
+    const RegistryKey key{HKEY_LOCAL_MACHINE, AppAndTagCollection::szRegKeySubPath, {}, {}};
+    ASSERT_EQ(device_.registry().CreateKey(key), RegistryStatus::kOk);
+    ASSERT_EQ(device_.registry().SetValue(key, name, RegistryValue::Text(text)),
+              RegistryStatus::kOk);
+  }
+  bool Applies(const char* filters, const ApplicabilityEvaluator::Pairs& extra = {}) {
+    reason_.clear();
+    return ApplicabilityEvaluator::GetInstance()->IsApplicable(ReadFilterDocument(filters), nullptr,
+                                                               extra, reason_);
+  }
+
+  YOX::platform::SimulatedDevice device_;
+  YOX::platform::ScopedPlatform installed_{device_};
+  std::shared_ptr<MachineInformation> record_;
+  WString reason_;
+};
+
+TEST_F(IsApplicableTest, TheRegistrysTagsDecide) {
+  EXPECT_TRUE(Applies(R"([{"tag": "Channel|beta"}])"));
+  EXPECT_EQ(reason_, "Filter [0]: true; "_w);
+  EXPECT_FALSE(Applies(R"([{"tag": "Channel|stable"}])"));
+  EXPECT_EQ(reason_, "Filter [0]: tag = false; "_w);
+  EXPECT_TRUE(Applies(R"([{"tag": "Channel|beta,Device.Usage.IsManagedDevice|false"}])"));
+}
+
+TEST_F(IsApplicableTest, ExtraTagsReplaceStoredOnesOfTheSameKey) {
+  EXPECT_TRUE(Applies(R"([{"tag": "Channel|stable"}])", {{"Channel"_w, "stable"_w}}));
+  EXPECT_FALSE(Applies(R"([{"tag": "Channel|beta"}])", {{"Channel"_w, "stable"_w}}));
+  EXPECT_TRUE(Applies(R"([{"tag": "Channel|beta"}])", {{"channel"_w, "stable"_w}}))
+      << "only of the very same key";
+}
+
+TEST_F(IsApplicableTest, TheClientsVersionIsThatOfItsService) {
+  EXPECT_TRUE(Applies(R"([{"version": ">=4.2"}])"));
+  EXPECT_FALSE(Applies(R"([{"version": ">=4.3"}])"));
+}
+
+TEST_F(IsApplicableTest, TheRegistryDecides) {
+  EXPECT_TRUE(
+      Applies(R"([{"registry": "HKLM\\SOFTWARE\\Tervan\\YOX\\Applicability\\Tags:Channel|b*"}])"));
+  EXPECT_FALSE(
+      Applies(R"([{"registry": "HKLM\\SOFTWARE\\Tervan\\YOX\\Applicability\\Tags:Missing|*"}])"));
+  EXPECT_EQ(reason_, "Filter [0]: registry = false; "_w);
+}
+
+TEST_F(IsApplicableTest, TheOrganisationDecides) {
+  EXPECT_FALSE(Applies(R"([{"device_subscription": "one*"}])"));
+  const RegistryKey key{HKEY_LOCAL_MACHINE, "SOFTWARE\\Tervan\\YOX\\Organisation"_w, {}, {}};
+  const WString subscriptions[] = {"other"_w, "one-two"_w};
+  ASSERT_EQ(device_.registry().CreateKey(key), RegistryStatus::kOk);
+  device_.registry().SetValue(key, "Subscriptions"_w, RegistryValue::MultiText(subscriptions));
+  EXPECT_TRUE(Applies(R"([{"device_subscription": "one*"}])"));
+}
+
+TEST_F(IsApplicableTest, WithoutARecordEverythingApplies) {
+  std::shared_ptr<MachineInformation> none;
+  yox::YOXHelperFactory::GetInstance()->SetMachineInformationAgent(none);
+  const yox_test::CapturedLog log;
+  EXPECT_TRUE(Applies(R"([{"default": "false"}])"));
+  EXPECT_EQ(reason_, ""_w);
+  EXPECT_THAT(log.Text(), testing::HasSubstr("ApplicabilityEvaluator E "
+                                             "ApplicabilityEvaluator::IsApplicable : Exception - "
+                                             "machineInformation\n"));
+}
+
+}  // namespace

@@ -1,0 +1,177 @@
+#include <array>
+#include <cstddef>
+#include <span>
+
+#include "yox/applicability/ApplicabilityEvaluator.h"
+#include "yox/applicability/EvaluatorLog.h"
+#include "yox/clientbase/CRegUtil.h"
+#include "yox/clientbase/ProcessWrap.h"
+#include "yox/clientbase/String.h"
+#include "yox/clientbase/System.h"
+#include "yox/clientbase/platform/Registry.h"
+
+using YOX::CRegUtil;
+using YOX::String;
+using YOX::WChar;
+using YOX::WString;
+using YOX::platform::RegistryType;
+using namespace YOX::literals;
+
+namespace {
+
+constexpr std::uint32_t kKeyRead = 131097;
+constexpr std::uint32_t kLongestValue = 4096;  // bytes
+
+// The bytes up to `size`, and zeros behind them.
+class PaddedBytes {
+ public:
+  PaddedBytes(const std::uint8_t* data, std::uint32_t size) : bytes_(data, size) {}
+
+  std::size_t size() const { return bytes_.size(); }
+
+  template <class Number>
+  Number At(std::size_t offset) const {
+    Number number = 0;
+    for (std::size_t i = 0; i < sizeof(Number) && offset + i < bytes_.size(); ++i) {
+      number = static_cast<Number>(number | (Number{bytes_[offset + i]} << (8 * i)));
+    }
+    return number;
+  }
+
+ private:
+  std::span<const std::uint8_t> bytes_;
+};
+
+WString UpToTerminator(const PaddedBytes& bytes) {
+  WString text;
+  for (std::size_t i = 0; i < bytes.size(); i += 2) {
+    const auto unit = static_cast<WChar>(bytes.At<std::uint16_t>(i));
+    if (unit == 0) break;
+    text += unit;
+  }
+  return text;
+}
+
+WString Hexadecimal(const PaddedBytes& bytes) {
+  constexpr auto kDigits = "0123456789abcdef"_wv;
+  WString text;
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    if (i != 0) text += WChar{' '};
+    const auto byte = bytes.At<std::uint8_t>(i);
+    text += kDigits[byte >> 4];
+    text += kDigits[byte & 0xF];
+  }
+  return text;
+}
+
+WString Decimal(std::uint64_t number) { return String::UTF8ToUTF16(std::to_string(number)); }
+
+}  // namespace
+
+bool ApplicabilityEvaluator::EvaluateRegistryFilter(const WString& requirements) {
+  constexpr const char* kOrigin = "ApplicabilityEvaluator::EvaluateRegistryFilter";
+  for (const WString& requirement : String::Split(requirements, ',')) {
+    std::vector<WString> parts = String::SplitOnce(requirement, ':');
+    if (parts.size() != 2) {
+      g_evaluator_log.d("%s Registry filter failed due to invalid input", kOrigin);
+      return false;
+    }
+    const std::vector<WString> value_and_data = String::SplitOnce(parts[1], '|');
+    if (value_and_data.size() != 2) {
+      g_evaluator_log.d(
+          "%s Registry filter failed due to invalid input provided for required registry value and "
+          "data",
+          kOrigin);
+      return false;
+    }
+    WString& path = parts[0];
+    if (!DoesRequirementPathandValueExistInRegistry(path, value_and_data)) {
+      g_evaluator_log.d("%s Registry filter failed due to entry not found : : %s %s %s", kOrigin,
+                        path, value_and_data[0], value_and_data[1]);
+      return false;
+    }
+  }
+  return true;
+}
+
+bool ApplicabilityEvaluator::DoesRequirementPathandValueExistInRegistry(
+    WString& path, const std::vector<WString>& valueAndData) {
+  constexpr const char* kOrigin =
+      "ApplicabilityEvaluator::DoesRequirementPathandValueExistInRegistry";
+  const WString& name = valueAndData[0];
+  const WString& required = valueAndData[1];
+
+  HKEY const hive = GetHKeyAndModifyRegistryPath(path);
+  const bool system = YOX::ProcessWrap::IsSystemProcess();
+  WString sid;
+  if (system) YOX::System::GetLoggedInUserSID(sid);
+  if (hive == nullptr) {
+    g_evaluator_log.d("%s Registry filter failed due to invalid HKEY. Expected HKEY is HKLM/HKCU",
+                      kOrigin);
+    return false;
+  }
+  if (path.find("\\\\"_wv) != WString::npos) {
+    g_evaluator_log.d(
+        "%s Registry filter failed since registry path %s contains redundant / or \\ characters.",
+        kOrigin, path);
+    return false;
+  }
+  CRegUtil registry;
+  HKEY key = nullptr;
+  if (!registry.OpenKey(hive, path, key, system, sid, kKeyRead)) {
+    g_evaluator_log.d("%s Registry filter failed since registry path %s is not found in registry.",
+                      kOrigin, path);
+    return false;
+  }
+  std::array<std::uint8_t, kLongestValue> buffer{};
+  std::uint32_t size = kLongestValue;
+  std::uint32_t type = 0;
+  if (CRegUtil::GetKeyValue(hive, path, name, system, sid, buffer.data(), size, type, false) != 0) {
+    g_evaluator_log.d(
+        "%s Registry filter failed since the value name %s is not found in the given registry path "
+        "%s.",
+        kOrigin, name, path);
+    return false;
+  }
+  const WString actual = ConvertRegValueToString(buffer.data(), type, size);
+  if (!DoesStringMatch(required, actual)) {
+    g_evaluator_log.d(
+        "%s Registry filter failed since the actual data %s doesn't match with the required data "
+        "%s.",
+        kOrigin, actual, required);
+    return false;
+  }
+  return true;
+}
+
+HKEY ApplicabilityEvaluator::GetHKeyAndModifyRegistryPath(WString& path) {
+  const bool slash = path.find(WChar{'/'}) != WString::npos;
+  const bool backslash = path.find(WChar{'\\'}) != WString::npos;
+  if (slash == backslash) return nullptr;  // mixed, or the hive alone
+  if (slash) path = String::Replace(path, "/"_wv, "\\"_wv);
+  const WString hive = String::Split(path, '\\').front();
+  // A set of characters, on purpose: letters of the hive are eaten from the key's name, too.
+  String::trimStart(path, hive + "\\"_w);
+  if (hive == "HKCU"_wv) return HKEY_CURRENT_USER;
+  if (hive == "HKLM"_wv) return HKEY_LOCAL_MACHINE;
+  return nullptr;
+}
+
+WString ApplicabilityEvaluator::ConvertRegValueToString(const std::uint8_t* data,
+                                                        std::uint32_t type, std::uint32_t size) {
+  const PaddedBytes bytes(data, size);
+  switch (RegistryType{type}) {
+    case RegistryType::kText:
+    case RegistryType::kExpandableText:
+    case RegistryType::kMultiText:
+      return UpToTerminator(bytes);
+    case RegistryType::kBinary:
+      return Hexadecimal(bytes);
+    case RegistryType::kDword:
+      return Decimal(bytes.At<std::uint32_t>(0));
+    case RegistryType::kQword:
+      return Decimal(bytes.At<std::uint64_t>(0));
+    default:
+      return "[Unsupported Value Type]"_w;
+  }
+}

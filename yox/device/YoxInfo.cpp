@@ -1,0 +1,36 @@
+#include "yox/device/YoxInfo.h"
+
+#include "yox/clientbase/FileSystem.h"
+#include "yox/clientbase/Paths.h"
+#include "yox/clientbase/System.h"
+#include "yox/clientbase/ZeroDayUtil.h"
+
+using YOX::WString;
+using namespace YOX::literals;
+
+YoxInfo* YoxInfo::GetInstance() {
+  static YoxInfo instance;
+  return &instance;
+}
+
+void YoxInfo::GetYoxInfo() {
+  id_ = "0F9C839C-B366-47FC-9251-97B675DC39BB"_w;
+  name_ = "Tervan Yox Client Service"_w;
+  info_datetime_ = YOX::System::GetTime();
+  GetAnonymousDataCollectionPreference();
+  if (version_.empty()) version_ = GetYoxServiceVersion();
+}
+
+WString YoxInfo::GetYoxServiceVersion() {
+  if (service_version_.empty()) {
+    const WString path = YOX::utility::GetSystemDirectoryW() +
+                         "\\drivers\\tervan\\yox\\service\\yoxclientservice.exe"_w;
+    service_version_ = FileSystem::GetFileVersion(path);
+  }
+  return service_version_;
+}
+
+WString YoxInfo::GetAnonymousDataCollectionPreference() {
+  anonymous_preference_ = ZeroDayUtil::IsAnonymousMetricsEnabled(0) ? "On"_w : "Off"_w;
+  return anonymous_preference_;
+}

@@ -1,0 +1,66 @@
+#include <gtest/gtest.h>
+
+#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+#include "yox/device/YoxInfo.h"
+
+namespace {
+
+using namespace YOX::literals;
+
+class YoxInfoTest : public testing::Test {
+ protected:
+  void Change(const YOX::WString& version, bool metrics) {
+    device_.Change([&](YOX::platform::DeviceProfile& profile) {
+      profile.client.version = version;
+      profile.client.anonymous_metrics = metrics;
+    });
+  }
+
+  YOX::platform::SimulatedDevice device_;
+  YOX::platform::ScopedPlatform installed_{device_};
+};
+
+TEST_F(YoxInfoTest, IdAndNameAreFixedFromTheFirstCallOn) {
+  EXPECT_EQ(YoxInfo::GetInstance()->GetId(), "0F9C839C-B366-47FC-9251-97B675DC39BB"_w);
+  EXPECT_EQ(YoxInfo::GetInstance()->GetName(), "Tervan Yox Client Service"_w);
+  EXPECT_EQ(YoxInfo::GetInstance(), YoxInfo::GetInstance());
+}
+
+TEST_F(YoxInfoTest, ASetVersionSurvivesRefreshAndASetIdDoesNot) {
+  YoxInfo info = *YoxInfo::GetInstance();
+  info.SetVersion("9.9"_w);
+  info.SetId("other"_w);
+  info.SetName("other"_w);
+  info.Refresh();
+  EXPECT_EQ(info.GetVersion(), "9.9"_w);
+  EXPECT_EQ(info.GetId(), "0F9C839C-B366-47FC-9251-97B675DC39BB"_w);
+  EXPECT_EQ(info.GetName(), "Tervan Yox Client Service"_w);
+}
+
+TEST_F(YoxInfoTest, AMissingExecutableIsLookedForAgainAndAFoundOneIsNot) {
+  YoxInfo* const info = YoxInfo::GetInstance();
+  EXPECT_EQ(info->GetVersion(), ""_w);
+  EXPECT_EQ(info->GetYoxServiceVersion(), ""_w);
+  Change("4.2.10.0"_w, false);
+  info->Refresh();
+  EXPECT_EQ(info->GetVersion(), "4.2.10.0"_w);
+  Change("5.0.0.0"_w, false);
+  EXPECT_EQ(info->GetYoxServiceVersion(), "4.2.10.0"_w);
+}
+
+TEST_F(YoxInfoTest, ThePreferenceIsAskedAtEveryCall) {
+  YoxInfo info = *YoxInfo::GetInstance();
+  EXPECT_EQ(info.GetAnonymousDataCollectionPreference(), "Off"_w);
+  Change({}, true);
+  EXPECT_EQ(info.GetAnonymousDataCollectionPreference(), "On"_w);
+}
+
+TEST_F(YoxInfoTest, RefreshTellsTheTime) {
+  YoxInfo info = *YoxInfo::GetInstance();
+  info.SetInfoDatetime("never"_w);
+  EXPECT_EQ(info.GetInfoDatetime(), "never"_w);
+  info.Refresh();
+  EXPECT_EQ(info.GetInfoDatetime().size(), "2026-03-01T12:00:00Z"_wv.size());
+}
+
+}  // namespace

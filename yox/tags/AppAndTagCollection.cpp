@@ -1,0 +1,245 @@
+#include "yox/tags/AppAndTagCollection.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "yox/clientbase/CRegUtil.h"
+#include "yox/clientbase/Log.h"
+#include "yox/clientbase/String.h"
+#include "yox/clientbase/platform/Platform.h"
+#include "yox/device/DeviceManagementStatus.h"
+#include "yox/device/MachineInformation.h"
+#include "yox/foundation/YOXHelperFactory.h"
+#include "yox/tags/GpuTagGenerator.h"
+#include "yox/tags/Persona.h"
+
+using YOX::CRegUtil;
+using YOX::g_log;
+using YOX::WString;
+using YOX::WStringView;
+using namespace YOX::literals;
+
+namespace {
+
+constexpr std::uint32_t kFullAccess64Bit = 0xF013F;
+constexpr int kView64Bit = 1;
+constexpr std::size_t kLongestKey = 263;  // code units
+
+std::shared_ptr<MachineInformation> Record() {
+  return yox::YOXHelperFactory::GetInstance()->GetMachineInformationAgent();
+}
+
+// The last code unit is the terminator, without looking at it.
+WString ValueOf(const YOX::platform::RegistryValue& stored) {
+  const std::size_t units = stored.data.size() / 2;
+  WString text;
+  for (std::size_t i = 0; i + 1 < units; ++i) {
+    text += static_cast<YOX::WChar>(stored.data[2 * i] | (stored.data[2 * i + 1] << 8));
+  }
+  return text;
+}
+
+}  // namespace
+
+const WString AppAndTagCollection::szRegKeySubPath = "SOFTWARE\\Tervan\\YOX\\Applicability\\Tags"_w;
+const WString AppAndTagCollection::npuExistsTag = "Device.Hardware.Npu.Exists"_w;
+const WString AppAndTagCollection::npuMfrTag = "Device.Hardware.Npu.mfr"_w;
+const WString AppAndTagCollection::npuDescriptionTag = "Device.Hardware.Npu.description"_w;
+const WString AppAndTagCollection::oobeDateTag = "OobeDate"_w;
+const WString AppAndTagCollection::daysSinceOobe = "DaysSinceOobe"_w;
+const std::vector<WString> AppAndTagCollection::requiredRegistryTags = {npuExistsTag, oobeDateTag};
+
+AppAndTagCollection::AppAndTagCollection() : tags_(std::make_shared<const List>()) {}
+AppAndTagCollection::~AppAndTagCollection() = default;
+
+AppAndTagCollection* AppAndTagCollection::GetInstance() {
+  static AppAndTagCollection instance;
+  if (instance.Snapshot()->empty()) {
+    if (const auto record = Record()) record->CollectGpuNames();
+    List tags = instance.getTagsFromRegistryAndMemory();
+    const std::lock_guard lock(instance.lock_);
+    instance.Replace(std::move(tags));
+  }
+  instance.AddTags(instance.GetDynamicMemoryTags(), false, false);
+  return &instance;
+}
+
+std::shared_ptr<const AppAndTagCollection::List> AppAndTagCollection::Snapshot() const {
+  const std::lock_guard lock(snapshot_mutex_);
+  return tags_;
+}
+
+void AppAndTagCollection::Replace(List tags) {
+  auto replacement = std::make_shared<const List>(std::move(tags));
+  const std::lock_guard lock(snapshot_mutex_);
+  tags_.swap(replacement);
+}
+
+AppAndTagCollection::List AppAndTagCollection::getTags() {
+  const std::lock_guard lock(lock_);
+  return *Snapshot();
+}
+
+WString AppAndTagCollection::getTagsAsString() {
+  const std::lock_guard lock(lock_);
+  WString text;
+  for (const YOXTag& tag : *Snapshot()) {
+    text.append(tag.key()).append(":"_wv).append(tag.value()).append(", "_wv);
+  }
+  return text;
+}
+
+void AppAndTagCollection::setTags(const List& tags) {
+  const std::lock_guard lock(lock_);
+  Replace(tags);
+}
+
+AppAndTagCollection::List AppAndTagCollection::getTagsFromRegistryAndMemory() {
+  List tags;
+  ReadRegistryKeyTags(szRegKeySubPath, &tags);
+  yox::PersonaUtility utility;
+  yox::Persona::GeneratePersonaTagsInternal(tags, utility);
+  if (const auto record = Record()) {
+    for (const WString& name : GpuTagGenerator::GenerateGpuTags(record->gpu_names())) {
+      tags.emplace_back(name, WString());
+    }
+  }
+  for (YOXTag& tag : GetDynamicMemoryTags()) tags.push_back(std::move(tag));
+  return tags;
+}
+
+std::vector<KeyValuePair<WString, WString>> AppAndTagCollection::ExtractCollecitonOfKeys(
+    AppAndTagCollection* collection) {
+  std::vector<KeyValuePair<WString, WString>> pairs;
+  if (collection == nullptr) return pairs;
+  for (const YOXTag& tag : collection->getTags()) {
+    pairs.emplace_back(tag.getKey(), tag.getValue());
+  }
+  return pairs;
+}
+
+std::shared_ptr<const AppAndTagCollection::List> AppAndTagCollection::Shared(
+    AppAndTagCollection* collection) {
+  static const auto none = std::make_shared<const List>();
+  return collection == nullptr ? none : collection->Snapshot();
+}
+
+void AppAndTagCollection::AddTags(List tags, bool overwriteExisting, bool persistToRegistry) {
+  constexpr const char* kOrigin = "AppAndTagCollection::AddTags";
+  for (const YOXTag& tag : tags) {
+    if (tag.value().empty()) continue;
+    const std::shared_ptr<const List> current = Snapshot();
+    const auto existing = std::ranges::find(*current, tag.key(), &YOXTag::key);
+    if (existing == current->end()) {
+      g_log.d("%s Adding key to tag list %s %s", kOrigin, tag.key(), tag.value());
+      List changed = *current;
+      changed.push_back(tag);
+      Replace(std::move(changed));
+    } else if (existing->value() != tag.value()) {
+      List changed = *current;
+      changed[static_cast<std::size_t>(existing - current->begin())].setValue(tag.getValue());
+      g_log.d("%s Updated existing tag key: %s old value: %s new value: %s", kOrigin, tag.key(),
+              existing->value(), tag.value());
+      Replace(std::move(changed));
+    } else if (persistToRegistry) {
+      g_log.d("%s Tag list already contains tag: %s %s", kOrigin, tag.key(), tag.value());
+    }
+    if (!persistToRegistry) continue;
+
+    CRegUtil registry;
+    // Asks for a key, although tags are values: a stored tag does not keep it from being written.
+    if (!overwriteExisting && registry.DoesKeyExistsIn64BitRegView(
+                                  HKEY_LOCAL_MACHINE, szRegKeySubPath + "\\"_w + tag.getKey())) {
+      continue;
+    }
+    if (!registry.CreateKey(HKEY_LOCAL_MACHINE, szRegKeySubPath, kView64Bit)) continue;
+    if (registry.SetKeyValueIn64BitRegView(HKEY_LOCAL_MACHINE, szRegKeySubPath, tag.getKey(),
+                                           tag.getValue())) {
+      g_log.e("%s Added key to registry %s %s", kOrigin, tag.key(), tag.value());
+    } else {
+      g_log.e("%s Unable to add %s in registry", kOrigin, tag.value());
+    }
+  }
+}
+
+bool AppAndTagCollection::CheckIfTagsAlreadyExist() {
+  WString text;
+  for (const WString& name : requiredRegistryTags) {
+    if (CRegUtil::GetRegValueOfStringTypeIn64BitView(HKEY_LOCAL_MACHINE, szRegKeySubPath, name,
+                                                     text)) {
+      continue;
+    }
+    g_log.e("%s tag does not exist in 64 bit registry %s",
+            "AppAndTagCollection::CheckIfTagsAlreadyExist", name);
+    return false;
+  }
+  if (!CRegUtil::GetRegValueOfStringTypeIn64BitView(HKEY_LOCAL_MACHINE, szRegKeySubPath,
+                                                    npuExistsTag, text)) {
+    return false;
+  }
+  // A device without an accelerator needs no maker and no description of one.
+  if (!YOX::String::CaseInsesitiveEqual(text, "true"_wv)) return true;
+  return CRegUtil::GetRegValueOfStringType(HKEY_LOCAL_MACHINE, szRegKeySubPath, npuDescriptionTag,
+                                           text) != 0 &&
+         CRegUtil::GetRegValueOfStringType(HKEY_LOCAL_MACHINE, szRegKeySubPath, npuMfrTag, text) !=
+             0;
+}
+
+void AppAndTagCollection::ReadRegistryKeyTags(const WString& path, List* tags) {
+  CRegUtil registry;
+  HKEY key = nullptr;
+  // Full access, on purpose, although nothing is written.
+  if (!registry.OpenKey(HKEY_LOCAL_MACHINE, path, key, false, {}, kFullAccess64Bit)) return;
+  QueryRegistryValues(key, tags);
+}
+
+void AppAndTagCollection::QueryRegistryValues(HKEY key, List* tags) {
+  if (key == nullptr) return;
+  std::vector<YOX::platform::RegistryEntry> values;
+  YOX::platform::Platform::Get().registry().Values({key, {}, {}, {}}, values, kLongestKey);
+  for (const YOX::platform::RegistryEntry& entry : values) {
+    if (entry.value.type != YOX::platform::RegistryType::kText) continue;
+    tags->emplace_back(entry.name, ValueOf(entry.value));
+  }
+}
+
+void AppAndTagCollection::ReadFromRegAndSetTags() {
+  List tags;
+  ReadRegistryKeyTags(szRegKeySubPath, &tags);
+  const std::lock_guard lock(lock_);
+  Replace(std::move(tags));
+}
+
+void AppAndTagCollection::RefreshTags(YOX::platform::WaitHandle stopEvent, bool dateFlag) {
+  const std::lock_guard lock(lock_);
+  previousTags_ = Snapshot();
+  Replace(getTagsFromRegistryAndMemory());
+  CollectTags(stopEvent, dateFlag, false);
+}
+
+void AppAndTagCollection::RefreshPersonaTags() {
+  const std::lock_guard lock(lock_);
+  List tags = *Snapshot();
+  yox::Persona::RemovePersonaTags(tags);
+  yox::PersonaUtility utility;
+  yox::Persona::GeneratePersonaTagsInternal(tags, utility);
+  Replace(std::move(tags));
+}
+
+AppAndTagCollection::List AppAndTagCollection::GetDynamicMemoryTags() {
+  static std::mutex mutex;
+  static WString reported;
+  const WString value = DeviceManagementStatus::IsDeviceManaged() ? "true"_w : "false"_w;
+  List tags{{"Device.Usage.IsManagedDevice"_w, value}};
+  const std::lock_guard lock(mutex);
+  if (value != reported) {
+    g_log.d("%s: Device.Usage.IsManagedDevice %s", "AppAndTagCollection::GetDynamicMemoryTags",
+            value);
+    reported = value;
+  }
+  return tags;
+}
+
+// The tags of the first run and of the accelerators have no source yet.
+void AppAndTagCollection::CollectTags(YOX::platform::WaitHandle /*stopEvent*/, bool /*dateFlag*/,
+                                      bool /*waitAfterBoot*/) {}

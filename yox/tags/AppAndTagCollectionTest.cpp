@@ -1,0 +1,273 @@
+#include <thread>
+
+#include "yox/clientbase/String.h"
+#include "yox/clientbase/platform/RegistryPlatform.h"
+#include "yox/device/MachineInformation.h"
+#include "yox/foundation/YOXHelperFactory.h"
+#include "yox/tags/AppAndTagCollection.h"
+
+#include "tests/CapturedLog.h"
+
+namespace {
+
+using namespace YOX::literals;
+using testing::HasSubstr;
+using testing::Not;
+using YOX::String;
+using YOX::WString;
+using YOX::platform::RegistryKey;
+using YOX::platform::RegistryStatus;
+using YOX::platform::RegistryType;
+using YOX::platform::RegistryValue;
+
+class TestCollection : public AppAndTagCollection {
+ public:
+  TestCollection() = default;
+  ~TestCollection() = default;
+  using AppAndTagCollection::QueryRegistryValues;
+  using AppAndTagCollection::ReadFromRegAndSetTags;
+  using AppAndTagCollection::ReadRegistryKeyTags;
+};
+
+class AppAndTagCollectionTest : public yox_test::OnEveryRegistry {
+ protected:
+  void Store(const WString& name, const RegistryValue& value) { Set(key_, name, value); }
+  void Store(const WString& name, const WString& text) { Store(name, RegistryValue::Text(text)); }
+  // The text stored under the name, "-" for none.
+  std::string Stored(const WString& name) {
+    RegistryValue value;
+    if (registry().Get(key_, name, value) != RegistryStatus::kOk) return "-";
+    return String::UTF16ToUTF8(value.FirstText());
+  }
+  std::string Text() { return String::UTF16ToUTF8(tags_.getTagsAsString()); }
+  std::string TextOf(const AppAndTagCollection::List& list) {
+    TestCollection collection;
+    collection.setTags(list);
+    return String::UTF16ToUTF8(collection.getTagsAsString());
+  }
+  // What the last call logged of AddTags.
+  std::string LogOf(AppAndTagCollection::List list, bool overwrite, bool persist) {
+    const yox_test::CapturedLog log;
+    tags_.AddTags(std::move(list), overwrite, persist);
+    return log.Text();
+  }
+
+  const RegistryKey key_{HKEY_LOCAL_MACHINE, AppAndTagCollection::szRegKeySubPath, {}, {}};
+  TestCollection tags_;
+};
+YOX_ON_EVERY_REGISTRY(AppAndTagCollectionTest);
+
+TEST_P(AppAndTagCollectionTest, TheTextOfTheListKeepsItsLastSeparator) {
+  EXPECT_EQ(Text(), "");
+  tags_.setTags({{"a"_w, "1"_w}, {"b"_w, ""_w}});
+  EXPECT_EQ(Text(), "a:1, b:, ");
+}
+
+TEST_P(AppAndTagCollectionTest, ATagWithoutValueIsSkipped) {
+  tags_.setTags({{"a"_w, "1"_w}});
+  EXPECT_EQ(LogOf({{"a"_w, ""_w}, {"b"_w, ""_w}}, true, true), "");
+  EXPECT_EQ(Text(), "a:1, ");
+  EXPECT_FALSE(registry().Exists(key_));
+}
+
+TEST_P(AppAndTagCollectionTest, KeysThatDifferInLetterCaseAreTwoTags) {
+  EXPECT_EQ(LogOf({{"Key"_w, "1"_w}, {"key"_w, "2"_w}}, false, false),
+            "yox D AppAndTagCollection::AddTags Adding key to tag list Key 1\n"
+            "yox D AppAndTagCollection::AddTags Adding key to tag list key 2\n");
+  EXPECT_EQ(Text(), "Key:1, key:2, ");
+}
+
+TEST_P(AppAndTagCollectionTest, AnotherValueReplacesTheFirstOfTheKey) {
+  tags_.setTags({{"a"_w, "1"_w}, {"b"_w, "2"_w}, {"a"_w, "3"_w}});
+  EXPECT_EQ(LogOf({{"a"_w, "9"_w}}, false, false),
+            "yox D AppAndTagCollection::AddTags Updated existing tag key: a old value: 1 new value: "
+            "9\n");
+  EXPECT_EQ(Text(), "a:9, b:2, a:3, ");
+}
+
+TEST_P(AppAndTagCollectionTest, AnEqualValueIsStillWrittenToTheRegistry) {
+  tags_.setTags({{"a"_w, "1"_w}});
+  EXPECT_EQ(LogOf({{"a"_w, "1"_w}}, false, true),
+            "yox D AppAndTagCollection::AddTags Tag list already contains tag: a 1\n"
+            "yox E AppAndTagCollection::AddTags Added key to registry a 1\n");
+  EXPECT_EQ(Stored("a"_w), "1");
+  EXPECT_EQ(LogOf({{"a"_w, "1"_w}}, false, false), "");
+}
+
+TEST_P(AppAndTagCollectionTest, AStoredValueDoesNotKeepATagFromBeingWritten) {
+  Store("a"_w, "old"_w);
+  LogOf({{"a"_w, "new"_w}}, false, true);
+  EXPECT_EQ(Stored("a"_w), "new");
+}
+
+TEST_P(AppAndTagCollectionTest, AKeyOfTheTagsNameDoesUnlessItIsOverwritten) {
+  ASSERT_EQ(registry().CreateKey({HKEY_LOCAL_MACHINE, key_.path + "\\a"_w, {}, {}}),
+            RegistryStatus::kOk);
+  LogOf({{"a"_w, "1"_w}}, false, true);
+  EXPECT_EQ(Stored("a"_w), "-");
+  EXPECT_EQ(Text(), "a:1, ");
+  LogOf({{"a"_w, "1"_w}}, true, true);
+  EXPECT_EQ(Stored("a"_w), "1");
+}
+
+TEST_P(AppAndTagCollectionTest, WithoutPersistingNothingIsWritten) {
+  LogOf({{"a"_w, "1"_w}}, true, false);
+  EXPECT_FALSE(registry().Exists(key_));
+}
+
+TEST_P(AppAndTagCollectionTest, TagsAreTheTextsOfTheKey) {
+  Store("a"_w, "1"_w);
+  Store("Number"_w, RegistryValue::Dword(1));
+  Store("Expandable"_w, RegistryValue::ExpandableText("x"_w));
+  Store(WString(263, YOX::WChar{'n'}), "fits"_w);
+  Store(WString(264, YOX::WChar{'m'}), "too long"_w);
+  AppAndTagCollection::List list;
+  TestCollection::ReadRegistryKeyTags(key_.path, &list);
+  EXPECT_EQ(list.size(), 2U);
+  EXPECT_THAT(TextOf(list), HasSubstr("a:1, "));
+  EXPECT_THAT(TextOf(list), HasSubstr(std::string(263, 'n') + ":fits, "));
+}
+
+TEST_P(AppAndTagCollectionTest, TheLastCodeUnitIsDroppedUnseen) {
+  Store("Open"_w, RegistryValue{RegistryType::kText, {'a', 0, 'b', 0}});
+  Store("Byte"_w, RegistryValue{RegistryType::kText, {'a'}});
+  Store("Nothing"_w, RegistryValue{RegistryType::kText, {}});
+  Store("Empty"_w, ""_w);
+  AppAndTagCollection::List list;
+  TestCollection::ReadRegistryKeyTags(key_.path, &list);
+  EXPECT_EQ(list.size(), 4U);
+  EXPECT_THAT(TextOf(list), HasSubstr("Open:a, "));
+  EXPECT_THAT(TextOf(list), HasSubstr("Byte:, "));
+  EXPECT_THAT(TextOf(list), HasSubstr("Nothing:, "));
+  EXPECT_THAT(TextOf(list), HasSubstr("Empty:, "));
+}
+
+TEST_P(AppAndTagCollectionTest, AMissingKeyOrNullHandleGivesNoTagsAndNoLine) {
+  const yox_test::CapturedLog log;
+  AppAndTagCollection::List list{{"kept"_w, "1"_w}};
+  TestCollection::ReadRegistryKeyTags(key_.path, &list);
+  TestCollection::QueryRegistryValues(nullptr, &list);
+  EXPECT_EQ(TextOf(list), "kept:1, ");
+  EXPECT_EQ(log.Text(), "");
+}
+
+TEST_P(AppAndTagCollectionTest, TheListCanBeThatOfTheRegistryAlone) {
+  Store("a"_w, "1"_w);
+  tags_.setTags({{"b"_w, "2"_w}});
+  tags_.ReadFromRegAndSetTags();
+  EXPECT_EQ(Text(), "a:1, ");
+}
+
+TEST_P(AppAndTagCollectionTest, TheTagsThatAreWrittenOnceAreLookedForInTheRegistry) {
+  const auto missing = [&](const char* name) {
+    const yox_test::CapturedLog log;
+    EXPECT_FALSE(tags_.CheckIfTagsAlreadyExist());
+    EXPECT_EQ(
+        log.Text(),
+        std::string("yox E AppAndTagCollection::CheckIfTagsAlreadyExist tag does not exist in 64 "
+                    "bit registry ") +
+            name + "\n");
+  };
+  missing("Device.Hardware.Npu.Exists");
+  Store("Device.Hardware.Npu.Exists"_w, "FALSE"_w);
+  missing("OobeDate");
+  Store("OobeDate"_w, "2025-01-10"_w);
+  EXPECT_TRUE(tags_.CheckIfTagsAlreadyExist()) << "without accelerator nothing more is needed";
+  Store("Device.Hardware.Npu.Exists"_w, "TRUE"_w);
+  EXPECT_FALSE(tags_.CheckIfTagsAlreadyExist());
+  Store("Device.Hardware.Npu.description"_w, "AI Boost"_w);
+  EXPECT_FALSE(tags_.CheckIfTagsAlreadyExist());
+  Store("Device.Hardware.Npu.mfr"_w, "Contoso"_w);
+  EXPECT_TRUE(tags_.CheckIfTagsAlreadyExist());
+}
+
+TEST_P(AppAndTagCollectionTest, PairsAreThoseOfTheList) {
+  EXPECT_TRUE(AppAndTagCollection::ExtractCollecitonOfKeys(nullptr).empty());
+  EXPECT_TRUE(AppAndTagCollection::Shared(nullptr)->empty());
+  tags_.setTags({{"a"_w, "1"_w}, {"b"_w, "2"_w}});
+  const auto pairs = AppAndTagCollection::ExtractCollecitonOfKeys(&tags_);
+  ASSERT_EQ(pairs.size(), 2U);
+  EXPECT_EQ(pairs[1].getKey(), "b"_w);
+  EXPECT_EQ(pairs[1].getValue(), "2"_w);
+}
+
+TEST_P(AppAndTagCollectionTest, ASharedListStaysAsItWas) {
+  tags_.setTags({{"a"_w, "1"_w}});
+  const auto before = AppAndTagCollection::Shared(&tags_);
+  tags_.AddTags({{"a"_w, "2"_w}, {"b"_w, "3"_w}}, false, false);
+  EXPECT_EQ(TextOf(*before), "a:1, ");
+  EXPECT_EQ(Text(), "a:2, b:3, ");
+}
+
+TEST_P(AppAndTagCollectionTest, TheListIsThatOfRegistryAdaptersAndManagementInThisOrder) {
+  Store("a"_w, "1"_w);
+  Store("Device.Usage.IsManagedDevice"_w, "stored"_w);
+  EXPECT_EQ(TextOf(tags_.getTagsFromRegistryAndMemory()),
+            "a:1, Device.Usage.IsManagedDevice:stored, Device.Usage.IsManagedDevice:false, ")
+      << "without a record no adapters, and nothing is merged";
+
+  std::shared_ptr<MachineInformation> record(MachineInformation::GetInstance(),
+                                             [](MachineInformation*) {});
+  yox::YOXHelperFactory::GetInstance()->SetMachineInformationAgent(record);
+  device().Change([](YOX::platform::DeviceProfile& profile) {
+    profile.display_adapters.push_back({.description = "Intel(R) Arc(TM)"_w});
+  });
+  record->CollectGpuNames();
+  ASSERT_EQ(record->gpu_names().size(), 1U);
+  tags_.RefreshTags(nullptr, false);
+  EXPECT_EQ(Text(),
+            "a:1, Device.Usage.IsManagedDevice:stored, Device.Hardware.Gpu.Exists:, "
+            "Device.Hardware.Gpu.Intel:, Device.Usage.IsManagedDevice:false, ");
+}
+
+TEST_P(AppAndTagCollectionTest, PersonaTagsAreReplacedAlone) {
+  Store("stored"_w, "1"_w);
+  tags_.setTags({{"a"_w, "1"_w}, {"User.Usage.Detected.Gaming"_w, "Windows"_w}});
+  tags_.RefreshPersonaTags();
+  EXPECT_EQ(Text(), "a:1, ");
+}
+
+// Without a lock of its own: the last of two writers wins, and nobody reads half a list.
+TEST(AppAndTagCollectionThreadsTest, ReadersShareTheListWhileOthersAdd) {
+  YOX::platform::SimulatedDevice device;
+  const YOX::platform::ScopedPlatform installed(device);
+  TestCollection tags;
+  tags.setTags({{"a"_w, "0"_w}});
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 2; ++i) {
+    threads.emplace_back([&] {
+      for (int n = 1; n <= 200; ++n) {
+        tags.AddTags({{"a"_w, String::UTF8ToUTF16(std::to_string(n))}}, false, false);
+      }
+    });
+    threads.emplace_back([&] {
+      for (int n = 0; n < 200; ++n) EXPECT_EQ(AppAndTagCollection::Shared(&tags)->size(), 1U);
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(String::UTF16ToUTF8(tags.getTagsAsString()), "a:200, ");
+}
+
+TEST(AppAndTagCollectionSingletonTest, ItFillsAnEmptyListAndAsksForManagementEachTime) {
+  YOX::platform::SimulatedDevice device;
+  const YOX::platform::ScopedPlatform installed(device);
+  const RegistryKey key{HKEY_LOCAL_MACHINE, AppAndTagCollection::szRegKeySubPath, {}, {}};
+  ASSERT_EQ(device.registry().CreateKey(key), RegistryStatus::kOk);
+  device.registry().SetValue(key, "a"_w, RegistryValue::Text("1"_w));
+  AppAndTagCollection* const tags = AppAndTagCollection::GetInstance();
+  const auto text = [&] { return String::UTF16ToUTF8(tags->getTagsAsString()); };
+  EXPECT_EQ(text(), "a:1, Device.Usage.IsManagedDevice:false, ");
+
+  const RegistryKey policy{HKEY_LOCAL_MACHINE, "SOFTWARE\\Policies\\Tervan\\YOX"_w, {}, {}};
+  ASSERT_EQ(device.registry().CreateKey(policy), RegistryStatus::kOk);
+  device.registry().SetValue(policy, "IsManagedDevice"_w, RegistryValue::Dword(1));
+  EXPECT_EQ(text(), "a:1, Device.Usage.IsManagedDevice:false, ");
+  EXPECT_EQ(AppAndTagCollection::GetInstance(), tags);
+  EXPECT_EQ(text(), "a:1, Device.Usage.IsManagedDevice:true, ");
+
+  tags->setTags({});
+  AppAndTagCollection::GetInstance();
+  EXPECT_EQ(text(), "a:1, Device.Usage.IsManagedDevice:true, ");
+}
+
+}  // namespace

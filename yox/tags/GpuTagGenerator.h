@@ -1,0 +1,16 @@
+#pragma once
+
+#include <vector>
+
+#include "yox/clientbase/Export.h"
+#include "yox/clientbase/WString.h"
+
+// Safe from any thread.
+class YOX_API GpuTagGenerator {
+ public:
+  GpuTagGenerator() = delete;
+
+  // The names of the tags that the display adapters' names give: one that says that there is any,
+  // and behind it one for each adapter by its maker. Duplicates stay.
+  static std::vector<YOX::WString> GenerateGpuTags(const std::vector<YOX::WString>& gpu_names);
+};
