@@ -4,9 +4,11 @@
 #include <vector>
 
 #include "yox/clientbase/String.h"
+#include "yox/clientbase/ZeroDayUtil.h"
 #include "yox/clientbase/platform/RegistryPaths.h"
 #include "yox/clientbase/platform/simulated/CaptureDevice.h"
 #include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
+#include "yox/device/YoxInfo.h"
 
 #include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/CommandLine.h"
@@ -40,7 +42,8 @@ int Capture(const GlobalOptions& global, const std::vector<std::string>& registr
     const ProgressLine progress("still asking the device");
     YOX::platform::DeviceProfile profile =
         YOX::platform::CaptureDevice(YOX::platform::Platform::Get(), keys);
-    profile.client.version = device.ClientVersion();
+    profile.client.version = YoxInfo::GetInstance()->GetYoxServiceVersion();
+    profile.client.anonymous_metrics = ZeroDayUtil::IsAnonymousMetricsEnabled(0);
     document = YOX::platform::WriteDeviceProfile(profile);
   }
   if (!document.ends_with('\n')) document += '\n';

@@ -328,6 +328,8 @@ class Capture(Yoxctl):
         done = self.run_program("--device", "device.json", "capture", "--registry", "HKLM\\SOFTWARE\\Contoso")
         self.assertEqual((done.stderr, done.returncode), (b"", 0))
         self.assertEqual(json.loads(done.stdout)["registry"], {key: values, key + "\\App": values})
+
+
 class Registry(Yoxctl):
     KEY = "HKCU\\Software\\YoxctlTest"
 
@@ -414,7 +416,8 @@ class Tags(Yoxctl):
     def test_tags_stand_in_the_order_of_the_filters(self):
         key = "HKLM\\SOFTWARE\\Tervan\\YOX\\Applicability\\Tags"
         self.write("device.json", {"registry": {key: {"Channel": {"type": "REG_SZ", "data": "beta"}}},
-                                   "display_adapters": [{"description": "Intel(R) Arc(TM)"}]})
+                                   "display_adapters": [{"description": "Intel(R) Arc(TM)", "software": False,
+                                                         "dedicated_video_memory": 1 << 30}]})
         self.assert_answer(["--device", "device.json", "tags"], 0,
                            "Channel=beta\nDevice.Hardware.Gpu.Exists=\nDevice.Hardware.Gpu.Intel=\n"
                            "Device.Usage.IsManagedDevice=false\n")

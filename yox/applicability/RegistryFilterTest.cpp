@@ -1,4 +1,5 @@
 #include "yox/applicability/TestEvaluator.h"
+#include "yox/clientbase/String.h"
 #include "yox/clientbase/platform/RegistryPlatform.h"
 
 #include "tests/CapturedLog.h"

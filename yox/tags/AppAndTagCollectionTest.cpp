@@ -79,9 +79,10 @@ TEST_P(AppAndTagCollectionTest, KeysThatDifferInLetterCaseAreTwoTags) {
 
 TEST_P(AppAndTagCollectionTest, AnotherValueReplacesTheFirstOfTheKey) {
   tags_.setTags({{"a"_w, "1"_w}, {"b"_w, "2"_w}, {"a"_w, "3"_w}});
-  EXPECT_EQ(LogOf({{"a"_w, "9"_w}}, false, false),
-            "yox D AppAndTagCollection::AddTags Updated existing tag key: a old value: 1 new value: "
-            "9\n");
+  EXPECT_EQ(
+      LogOf({{"a"_w, "9"_w}}, false, false),
+      "yox D AppAndTagCollection::AddTags Updated existing tag key: a old value: 1 new value: "
+      "9\n");
   EXPECT_EQ(Text(), "a:9, b:2, a:3, ");
 }
 
@@ -210,7 +211,10 @@ TEST_P(AppAndTagCollectionTest, TheListIsThatOfRegistryAdaptersAndManagementInTh
                                              [](MachineInformation*) {});
   yox::YOXHelperFactory::GetInstance()->SetMachineInformationAgent(record);
   device().Change([](YOX::platform::DeviceProfile& profile) {
-    profile.display_adapters.push_back({.description = "Intel(R) Arc(TM)"_w});
+    YOX::platform::DisplayAdapter adapter;
+    adapter.description = "Intel(R) Arc(TM)"_w;
+    adapter.dedicated_video_memory = std::uint64_t{1} << 30;
+    profile.display_adapters.push_back(adapter);
   });
   record->CollectGpuNames();
   ASSERT_EQ(record->gpu_names().size(), 1U);

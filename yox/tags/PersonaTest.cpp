@@ -1,3 +1,4 @@
+#include "yox/clientbase/String.h"
 #include "yox/clientbase/platform/RegistryPlatform.h"
 #include "yox/tags/Persona.h"
 

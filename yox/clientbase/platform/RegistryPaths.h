@@ -17,7 +17,7 @@ YOX_API WString RegistryPathText(const RegistryKey& key);
 
 // Whether every name of the path is there, none is longer than a key's name may be, and none holds
 // a zero; one separator at the end is allowed.
-bool IsRegistryPath(WStringView path);
+YOX_API bool IsRegistryPath(WStringView path);
 // Whether a value can have this name.
 bool IsRegistryValueName(WStringView name);
 
