@@ -7,6 +7,7 @@
 #include <exception>
 
 #include "yox/clientbase/Document.h"
+#include "yox/clientbase/String.h"
 
 #include "host/yoxctl/Output.h"
 
@@ -62,6 +63,7 @@ int RunOrThrow(std::vector<std::string> arguments) {
   AddWatchCommand(app, action);
   AddTagsCommand(app, action);
   AddRegistryCommand(app, action);
+  AddNotificationCommand(app, action);
 
   if (Parse(app, std::move(arguments)) != kDone) return kDone;
   if (!action) throw Refusal(std::string("a command is missing") + kSeeHelp);
@@ -89,6 +91,11 @@ std::filesystem::path PathOf(const std::string& argument) {
 std::string PathText(const std::filesystem::path& path) {
   const std::u8string text = path.u8string();
   return {text.begin(), text.end()};
+}
+
+YOX::WString Widened(const std::string& name, const std::string& text) {
+  if (!YOX::String::IsValidUTF8(text)) throw Refusal(name + ": not well-formed UTF-8");
+  return YOX::String::UTF8ToUTF16(text);
 }
 
 std::string NameOf(const std::string& argument) {

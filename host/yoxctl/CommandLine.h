@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "yox/clientbase/WString.h"
+
 namespace CLI {
 class App;
 }
@@ -31,6 +33,7 @@ void AddProvisionCommand(CLI::App& app, Action& action);
 void AddWatchCommand(CLI::App& app, Action& action);
 void AddRegistryCommand(CLI::App& app, Action& action);
 void AddTagsCommand(CLI::App& app, Action& action);
+void AddNotificationCommand(CLI::App& app, Action& action);
 
 // Runs the program; the arguments are UTF-8, without the program's name. Never throws.
 int Run(std::vector<std::string> arguments);
@@ -42,6 +45,8 @@ void SetVariable(const std::string& name, const std::string& value);
 std::filesystem::path PathOf(const std::string& argument);
 // The path as UTF-8.
 std::string PathText(const std::filesystem::path& path);
+// The text of an argument. Throws Refusal, with the name, when it is not well-formed UTF-8.
+YOX::WString Widened(const std::string& name, const std::string& text);
 // The argument as messages show it.
 std::string NameOf(const std::string& argument);
 

@@ -23,11 +23,6 @@ struct EvaluateOptions {
   std::vector<std::string> tags;
 };
 
-YOX::WString Widened(const std::string& name, const std::string& text) {
-  if (!YOX::String::IsValidUTF8(text)) throw Refusal(name + ": not well-formed UTF-8");
-  return YOX::String::UTF8ToUTF16(text);
-}
-
 ApplicabilityEvaluator::Pairs TagsOf(const std::vector<std::string>& arguments) {
   ApplicabilityEvaluator::Pairs tags;
   for (const std::string& argument : arguments) {

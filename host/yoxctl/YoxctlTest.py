@@ -425,6 +425,77 @@ class Tags(Yoxctl):
                            "applies\nFilter [0]: true; \n")
 
 
+class Notification(Yoxctl):
+    def read(self, document, *arguments):
+        self.write("notification.json", document)
+        return ["notification", "read", "notification.json", *arguments]
+
+    def build(self, *arguments):
+        done = self.run_program("notification", "build", *arguments)
+        self.assertEqual((done.stderr, done.returncode), (b"", 0))
+        return done.stdout
+
+    def fields(self, *arguments):
+        done = self.run_program(*arguments)
+        self.assertEqual((done.stderr, done.returncode), (b"", 0))
+        return json.loads(done.stdout)
+
+    def test_an_envelope_is_read_with_its_payload(self):
+        payload = self.build("device-registration", "--success", "--device-id", "d1", "--delay", "30")
+        self.assertEqual(
+            self.fields(*self.read(self.build("envelope", "--topic", "7", "--event", "-3", "--payload",
+                                              payload.decode().strip()))),
+            {"topic_id": 7, "event_state": -3, "payload": payload.decode().strip(),
+             "fields": {"has_registration_attempted_success": True, "registration_trigger_type": "",
+                        "registration_trigger_source": "", "device_id": "d1", "delay": 30}})
+
+    def test_a_payload_may_be_any_text(self):
+        self.assertEqual(self.fields(*self.read({"topicId": 1, "payload": "caf\u00e9"})),
+                         {"topic_id": 1, "event_state": 0, "payload": "caf\u00e9"})
+
+    def test_an_alert_is_read_as_a_channel_document(self):
+        alert = self.build("device-action-state", "--value", "3", "--action-cmd", "reboot")
+        answer = self.fields(*self.read(alert, "--channel"))
+        self.assertEqual((answer["message_type"], answer["device_action_state"]), ("deviceactionstate", "3"))
+        self.assertEqual(answer["fields"]["action_cmd"], "reboot")
+
+    def test_every_builder_makes_json(self):
+        for arguments, document in (
+                (["policy-change", "--mqtt-scope-change", "--mqtt-scope-value", "s"],
+                 {"policy_change": {
+                     "device_path_change": False, "device_subscription_change": False, "mqtt_scope_change": True,
+                     "mqtt_connect_frequency_change": False, "device_path_value": "",
+                     "device_subscription_value": "", "mqtt_scope_value": "s",
+                     "mqtt_connect_frequency_value": ""}}),
+                (["config-change", "--startup"], {"config_change": {"is_trigger_source_startup": True}}),
+                (["config-fetch", "--minutes", "4294967295"],
+                 {"config_fetch": {"pull_trigger_in_minutes": 4294967295}}),
+                (["package-event", "--id", "i", "--type", "t", "--name", "n", "--version", "v", "--trigger", "g"],
+                 {"PackageId": "i", "PackageType": "t", "PackageName": "n", "PackageVersion": "v",
+                  "PackageTrigger": "g"}),
+                (["invoke-command", "--param", "a=1", "--param", "b=x=y"], {"a": "1", "b": "x=y"}),
+                (["alert", "--notify", "kind", "--param", "a=1"],
+                 {"kxp-message": {"alert": {"notify": "kind", "param": {"a": "1"}}}})):
+            with self.subTest(arguments):
+                self.assertEqual(json.loads(self.build(*arguments)), document)
+
+    def test_malformed_documents_are_refused_in_one_line(self):
+        for document in (b"", b"{", b"[1]", b'{"topicId": "5"}', b'{"topicId": 4294967296}', b'{"payload": 5}',
+                         b"[" * 100000, b'{"payload": "\\ud800"}', b'{"topicId": 1, "topicId": 2}', b"\xff"):
+            with self.subTest(document[:30]):
+                done = self.run_program(*self.read(document))
+                self.assertEqual((done.stdout, done.returncode), (b"", 2))
+                self.assertRegex(done.stderr.decode(), r"\Ayoxctl: [^\n]+\n\Z")
+
+    def test_arguments_are_checked(self):
+        for arguments in (["config-fetch"], ["config-fetch", "--minutes", "-1"], ["alert", "--param", "x"],
+                          ["envelope", "--topic", "1"], ["nothing"], []):
+            with self.subTest(arguments):
+                done = self.run_program("notification", "build", *arguments)
+                self.assertEqual((done.stdout, done.returncode), (b"", 2))
+                self.assertRegex(done.stderr.decode(), r"\Ayoxctl: [^\n]+\n\Z")
+
+
 class BadInput(Yoxctl):
     def test_every_kind_of_malformed_document_is_named_with_its_place(self):
         for document, message in (

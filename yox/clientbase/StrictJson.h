@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "yox/clientbase/Document.h"
+#include "yox/clientbase/Export.h"
 
 namespace YOX {
 
@@ -15,7 +16,7 @@ YOX_API Json::Value ParseDocument(std::string_view utf8);
 
 // A value inside a document, which knows its place. A view: the document and the nodes above it
 // must outlive it.
-class JsonNode {
+class YOX_API JsonNode {
  public:
   explicit JsonNode(const Json::Value& document) : value_(document) {}
 

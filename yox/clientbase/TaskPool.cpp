@@ -5,6 +5,8 @@
 #include <system_error>
 #include <utility>
 
+#include "yox/clientbase/Pause.h"
+
 namespace YOX {
 namespace {
 
@@ -14,14 +16,6 @@ constexpr std::chrono::milliseconds kLook{1};
 constexpr int kSpins = 400;
 // Keeps apart what different threads write.
 constexpr std::size_t kCacheLine = 64;
-
-void Pause() {
-#if defined(__x86_64__) || defined(_M_X64)
-  __builtin_ia32_pause();
-#else
-  std::this_thread::yield();
-#endif
-}
 
 }  // namespace
 

@@ -4,10 +4,13 @@
 #include <mutex>
 #include <utility>
 
+#include "yox/clientbase/Pause.h"
 #include "yox/clientbase/platform/WaitUntil.h"
 
 namespace YOX::notifications {
 namespace {
+
+constexpr int kSpins = 400;
 
 thread_local const Subscriber* t_current = nullptr;
 
@@ -28,6 +31,11 @@ Ends& AllEnds() {
 bool Subscriber::IsCurrent() const { return t_current == this; }
 
 bool Subscriber::WaitEnded(std::int64_t milliseconds) {
+  // A delivery takes some microseconds as a rule: no longer than going to sleep and waking.
+  for (int i = 0; i < kSpins; ++i) {
+    if (Ended()) return true;
+    Pause();
+  }
   State running = State::kRunning;
   state_.compare_exchange_strong(running, State::kAwaited);
   if (running == State::kEnded) return true;

@@ -11,6 +11,7 @@
 #include <optional>
 #include <thread>
 
+#include "yox/clientbase/Pause.h"
 #include "yox/clientbase/platform/linux/LinuxWaitable.h"
 
 namespace YOX::platform {
@@ -23,12 +24,6 @@ std::int64_t RealMilliseconds() {
   timespec time{};
   clock_gettime(CLOCK_MONOTONIC, &time);
   return std::int64_t{time.tv_sec} * 1000 + time.tv_nsec / 1'000'000;
-}
-
-void Pause() {
-#if defined(__x86_64__)
-  __builtin_ia32_pause();
-#endif
 }
 
 WaitResult Signalled(std::size_t index) {

@@ -1,0 +1,355 @@
+#include <json/value.h>
+#include <json/writer.h>
+
+#include <CLI/App.hpp>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "yox/clientbase/StrictJson.h"
+#include "yox/clientbase/String.h"
+#include "yox/notifications/NotificationAlertUtility.h"
+#include "yox/notifications/YOXNotificationData.h"
+
+#include "host/yoxctl/ChosenDevice.h"
+#include "host/yoxctl/CommandLine.h"
+#include "host/yoxctl/Output.h"
+
+namespace yoxctl {
+namespace {
+
+using YOX::WString;
+
+std::string Utf8(const WString& text) { return YOX::String::UTF16ToUTF8(text); }
+
+// The payload's own fields, if it is a document of a kind that has a reader.
+Json::Value FieldsOf(const YOXNotificationData& record) {
+  const std::string payload = Utf8(record.getPayload());
+  Json::Value document;
+  try {
+    document = YOX::ParseDocument(payload);
+  } catch (const YOX::DocumentError&) {
+    return {};  // a payload may be any text
+  }
+  Json::Value fields;
+  if (!document.isObject()) return fields;
+  if (document.isMember("policy_change")) {
+    bool path_change = false;
+    bool subscription_change = false;
+    WString path;
+    WString subscription;
+    record.deserializePayloadForYoxPolicy(record.getPayload(), path_change, subscription_change,
+                                          path, subscription);
+    fields["device_path_change"] = path_change;
+    fields["device_subscription_change"] = subscription_change;
+    fields["device_path_value"] = Utf8(path);
+    fields["device_subscription_value"] = Utf8(subscription);
+  } else if (document.isMember("device_registration")) {
+    bool success = false;
+    WString type;
+    WString source;
+    WString device;
+    std::int32_t delay = 0;
+    record.deserializePayloadForDeviceRegistration(success, type, source, device, delay);
+    fields["has_registration_attempted_success"] = success;
+    fields["registration_trigger_type"] = Utf8(type);
+    fields["registration_trigger_source"] = Utf8(source);
+    fields["device_id"] = Utf8(device);
+    fields["delay"] = delay;
+  } else if (document.isMember("config_change")) {
+    bool startup = false;
+    record.deserializePayloadForConfigChangeDuringStartup(startup);
+    fields["is_trigger_source_startup"] = startup;
+  } else if (document.isMember("config_fetch")) {
+    std::uint32_t minutes = 0;
+    record.deserializePayloadForForceConfigFetch(minutes);
+    fields["pull_trigger_in_minutes"] = minutes;
+  } else if (document.isMember("PackageId")) {
+    WString id;
+    WString type;
+    WString name;
+    WString version;
+    WString trigger;
+    record.deserializePayloadForPackageEvent(id, type, name, version, trigger);
+    fields["PackageId"] = Utf8(id);
+    fields["PackageType"] = Utf8(type);
+    fields["PackageName"] = Utf8(name);
+    fields["PackageVersion"] = Utf8(version);
+    fields["PackageTrigger"] = Utf8(trigger);
+  }
+  return fields;
+}
+
+Json::Value ReadInternal(const std::string& text) {
+  const Json::Value document = YOX::ParseDocument(text);
+  YOX::JsonNode(document).ForEachMember([](std::string_view key, const YOX::JsonNode& node) {
+    if (key == "topicId" || key == "eventState") node.Require(node.value().isInt(), "an integer");
+    if (key == "payload") node.Require(node.value().isString(), "a text");
+  });
+  const YOXNotificationData record(YOX::String::UTF8ToUTF16(text), false);
+  Json::Value answer;
+  answer["topic_id"] = record.getTopicId();
+  answer["event_state"] = record.getEventState();
+  answer["payload"] = Utf8(record.getPayload());
+  if (Json::Value fields = FieldsOf(record); !fields.isNull()) answer["fields"] = std::move(fields);
+  return answer;
+}
+
+void AddTextFields(const YOXNotificationData& record, const YOX::JsonNode& object,
+                   Json::Value& fields) {
+  object.ForEachMember([&](std::string_view key, const YOX::JsonNode& node) {
+    if (node.value().isObject()) {
+      AddTextFields(record, node, fields);
+    } else if (node.value().isString()) {
+      fields[std::string(key)] = Utf8(record.getFieldValue(YOX::String::UTF8ToUTF16(key)));
+    }
+  });
+}
+
+Json::Value ReadChannel(const std::string& text) {
+  const Json::Value document = YOX::ParseDocument(text);
+  const YOXNotificationData record(YOX::String::UTF8ToUTF16(text), true);
+  Json::Value answer;
+  answer["message_type"] = Utf8(record.getMessageType());
+  answer["action_type"] = Utf8(record.getActionType());
+  answer["log_status"] = Utf8(record.getLogStatus());
+  answer["log_level"] = Utf8(record.getLogLevel());
+  answer["device_action_state"] = Utf8(record.getDeviceActionState());
+  Json::Value fields(Json::objectValue);
+  AddTextFields(record, YOX::JsonNode(document), fields);
+  answer["fields"] = std::move(fields);
+  return answer;
+}
+
+int PrintJson(const Json::Value& answer) {
+  Json::StreamWriterBuilder builder;
+  builder["indentation"] = "  ";
+  builder["emitUTF8"] = true;
+  Print(Json::writeString(builder, answer) + "\n");
+  return kDone;
+}
+
+// The named arguments of one builder, and what it makes of them.
+struct Arguments {
+  std::map<std::string, std::string> texts;
+  std::map<std::string, bool> flags;
+  std::map<std::string, std::int32_t> integers;
+  std::uint32_t minutes = 0;
+  std::vector<std::string> params;
+
+  WString Text(const char* name) const {
+    const auto found = texts.find(name);
+    return Widened(std::string("--") + name, found != texts.end() ? found->second : "");
+  }
+  bool Flag(const char* name) const { return flags.at(name); }
+  std::int32_t Integer(const char* name) const { return integers.at(name); }
+  std::vector<std::pair<std::string, std::string>> Params() const {
+    std::vector<std::pair<std::string, std::string>> pairs;
+    for (const std::string& param : params) {
+      const std::size_t equals = param.find('=');
+      if (equals == std::string::npos || equals == 0) {
+        throw Refusal("--param: expected KEY=VALUE, found \"" + YOX::Printable(param) + "\"");
+      }
+      Widened("--param", param);
+      pairs.emplace_back(param.substr(0, equals), param.substr(equals + 1));
+    }
+    return pairs;
+  }
+};
+
+struct Builder {
+  const char* name;
+  const char* help;
+  std::vector<const char*> flags;
+  std::vector<const char*> texts;
+  std::vector<const char*> integers;
+  bool minutes;
+  bool params;
+  std::string (*build)(const Arguments& arguments);
+};
+
+const std::vector<Builder>& Builders() {
+  static const YOXNotificationData record;
+  static const std::vector<Builder> builders = {
+      {"envelope",
+       "An internal notification",
+       {},
+       {"payload"},
+       {"topic", "event"},
+       false,
+       false,
+       [](const Arguments& a) {
+         return Utf8(YOXNotificationData(a.Integer("topic"), a.Integer("event"), a.Text("payload"))
+                         .getJsonMessage());
+       }},
+      {"policy-change",
+       "The payload of a change of policy",
+       {"device-path-change", "device-subscription-change", "mqtt-scope-change",
+        "mqtt-connect-frequency-change"},
+       {"device-path-value", "device-subscription-value", "mqtt-scope-value",
+        "mqtt-connect-frequency-value"},
+       {},
+       false,
+       false,
+       [](const Arguments& a) {
+         return Utf8(record.constructPayloadOnYOXPolicyChange(
+             a.Flag("device-path-change"), a.Flag("device-subscription-change"),
+             a.Flag("mqtt-scope-change"), a.Flag("mqtt-connect-frequency-change"),
+             a.Text("device-path-value"), a.Text("device-subscription-value"),
+             a.Text("mqtt-scope-value"), a.Text("mqtt-connect-frequency-value")));
+       }},
+      {"device-registration",
+       "The payload of a registration",
+       {"success"},
+       {"trigger-type", "trigger-source", "device-id"},
+       {"delay"},
+       false,
+       false,
+       [](const Arguments& a) {
+         return Utf8(record.constructPayloadOnDeviceRegistration(
+             a.Flag("success"), a.Text("trigger-type"), a.Text("trigger-source"),
+             Utf8(a.Text("device-id")), a.Integer("delay")));
+       }},
+      {"config-change",
+       "The payload of a change of configuration",
+       {"startup"},
+       {},
+       {},
+       false,
+       false,
+       [](const Arguments& a) {
+         return Utf8(record.constructPayloadOnConfigChangeDuringStartup(a.Flag("startup")));
+       }},
+      {"config-fetch",
+       "The payload of a forced fetch of the configuration",
+       {},
+       {},
+       {},
+       true,
+       false,
+       [](const Arguments& a) {
+         return Utf8(record.constructPayloadForForceConfigFetch(a.minutes));
+       }},
+      {"package-event",
+       "The payload of a package's event",
+       {},
+       {"id", "type", "name", "version", "trigger"},
+       {},
+       false,
+       false,
+       [](const Arguments& a) {
+         return Utf8(record.serializePayloadForPackageEvent(
+             a.Text("id"), a.Text("type"), a.Text("name"), a.Text("version"), a.Text("trigger")));
+       }},
+      {"invoke-command",
+       "The payload of a command",
+       {},
+       {},
+       {},
+       false,
+       true,
+       [](const Arguments& a) {
+         const auto params = a.Params();
+         return record.constructPayloadForInvokeCommand({params.begin(), params.end()});
+       }},
+      {"alert",
+       "An alert for the channel, with texts as parameters",
+       {},
+       {"notify"},
+       {},
+       false,
+       true,
+       [](const Arguments& a) {
+         YOXNotificationData alert;
+         alert.setMessageType(a.Text("notify"));
+         std::map<WString, WString> params;
+         for (const auto& [key, value] : a.Params()) {
+           params.emplace(YOX::String::UTF8ToUTF16(key), YOX::String::UTF8ToUTF16(value));
+         }
+         alert.makeKXPpayload(params);
+         return Utf8(alert.getMessageForKXP());
+       }},
+      {"device-action-state",
+       "The alert of a device action's state",
+       {},
+       {"action-cmd", "failure-reason", "action-param", "at"},
+       {"value"},
+       false,
+       false,
+       [](const Arguments& a) {
+         YOXNotificationData alert;
+         NotificationAlertUtility::ConstructKXPPayloadForDeviceActionState(
+             a.Integer("value"), a.Text("action-cmd"), a.Text("failure-reason"),
+             a.Text("action-param"), a.Text("at"), alert);
+         return Utf8(alert.getPayload());
+       }},
+  };
+  return builders;
+}
+
+int Build(const Builder& builder, const Arguments& arguments) {
+  std::string text = builder.build(arguments);
+  if (!text.ends_with('\n')) text += '\n';
+  Print(text);
+  return kDone;
+}
+
+void AddBuilder(CLI::App& build, const Builder& builder, Action& action) {
+  const auto arguments = std::make_shared<Arguments>();
+  CLI::App* const command = build.add_subcommand(builder.name, builder.help);
+  const auto option = [](const char* name) { return std::string("--") + name; };
+  for (const char* name : builder.flags)
+    command->add_flag(option(name), arguments->flags[name], "");
+  for (const char* name : builder.texts) {
+    command->add_option(option(name), arguments->texts[name], "")->type_name("TEXT");
+  }
+  for (const char* name : builder.integers) {
+    command->add_option(option(name), arguments->integers[name], "")->required()->type_name("N");
+  }
+  if (builder.minutes) {
+    command->add_option("--minutes", arguments->minutes, "")->required()->type_name("N");
+  }
+  if (builder.params) {
+    command->add_option("--param", arguments->params, "A parameter; may be given several times")
+        ->type_name("KEY=VALUE")
+        ->allow_extra_args(false);
+  }
+  command->callback([&action, &builder, arguments] {
+    action = [&builder, arguments](const GlobalOptions&) { return Build(builder, *arguments); };
+  });
+}
+
+}  // namespace
+
+void AddNotificationCommand(CLI::App& app, Action& action) {
+  CLI::App* const notification =
+      app.add_subcommand("notification", "Read and build notification documents");
+  notification->require_subcommand(1);
+
+  struct ReadOptions {
+    std::string file;
+    bool channel = false;
+  };
+  const auto options = std::make_shared<ReadOptions>();
+  CLI::App* const read =
+      notification->add_subcommand("read", "The fields of a notification document, as JSON");
+  read->add_option("FILE.json", options->file, "An envelope, or a document of the channel")
+      ->required()
+      ->type_name(" ");
+  read->add_flag("--channel", options->channel, "It is a document of the channel");
+  read->callback([&action, options] {
+    action = [options](const GlobalOptions&) {
+      return PrintJson(ReadNamed(options->file, options->channel ? ReadChannel : ReadInternal));
+    };
+  });
+
+  CLI::App* const build = notification->add_subcommand("build", "A document from named arguments");
+  build->require_subcommand(1);
+  for (const Builder& builder : Builders()) AddBuilder(*build, builder, action);
+}
+
+}  // namespace yoxctl
