@@ -66,11 +66,6 @@ std::string TypeName(RegistryType type) {
   return std::to_string(static_cast<std::uint32_t>(type));
 }
 
-WString Widened(const std::string& what, const std::string& text) {
-  if (!String::IsValidUTF8(text)) throw Refusal(what + ": not well-formed UTF-8");
-  return String::UTF8ToUTF16(text);
-}
-
 RegistryKey KeyOf(const RegistryOptions& options) {
   std::optional<RegistryKey> key = platform::ParseRegistryPath(Widened("KEY", options.key));
   if (!key || !platform::IsRegistryPath(key->path)) {
