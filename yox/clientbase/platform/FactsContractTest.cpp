@@ -45,10 +45,21 @@ class LocaleContract : public yox_test::PlatformContract {};
 TEST_P(LocaleContract, CodesAreCodesOrEmpty) {
   const LocaleFacts facts = platform().locale().Facts();
   const std::string country = String::UTF16ToUTF8(facts.country_code);
-  EXPECT_THAT(country, AnyOf("", testing::MatchesRegex("[A-Z][A-Z]"),
-                             testing::MatchesRegex("[0-9][0-9][0-9]")));
+  // GoogleTest's own expressions, which it has on Windows, know no sets of characters.
+  const auto consists_of = [](const std::string& text, const char* characters) {
+    return text.find_first_not_of(characters) == std::string::npos;
+  };
+  EXPECT_TRUE(country.empty() ||
+              (country.size() == 2 && consists_of(country, "ABCDEFGHIJKLMNOPQRSTUVWXYZ")) ||
+              (country.size() == 3 && consists_of(country, "0123456789")))
+      << country;
   const std::string language = String::UTF16ToUTF8(facts.language_code);
-  EXPECT_THAT(language, AnyOf("", testing::MatchesRegex("[a-z][a-zA-Z0-9-]+")));
+  EXPECT_TRUE(language.empty() ||
+              (language.size() > 1 && language[0] >= 'a' && language[0] <= 'z' &&
+               consists_of(language,
+                           "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz"
+                           "0123456789-")))
+      << language;
 }
 
 class UsersContract : public yox_test::PlatformContract {};
