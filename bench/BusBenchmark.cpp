@@ -346,7 +346,8 @@ void NotifyAtAFullQueue(benchmark::State& state) {
   }
 }
 
-#define YOX_SUBSCRIBERS ->Arg(1)->Arg(8)->Arg(64)->UseRealTime()->MeasureProcessCPUTime()->Unit(benchmark::kMicrosecond)
+#define YOX_SUBSCRIBERS \
+  ->Arg(1)->Arg(8)->Arg(64)->UseRealTime()->MeasureProcessCPUTime()->Unit(benchmark::kMicrosecond)
 BENCHMARK(BusDelivery) YOX_SUBSCRIBERS;
 BENCHMARK(Signals2Delivery) YOX_SUBSCRIBERS;
 BENCHMARK(ZeroMqDelivery) YOX_SUBSCRIBERS;
