@@ -57,6 +57,8 @@ class YOX_API YOXPublisherSubscriber {
 
   // Queues a copy of the record for everybody but the subscriber `senderId`. Dropped while the
   // queue holds 1024 or more; publishers that race at the limit may pass it by as many as they are.
+  // Each record beyond the semaphore's 1024 tokens is logged, and from then on keeps the last one
+  // in the queue waiting until another is published.
   void Notify(const YOXNotificationData& record, const YOX::WString& senderId);
 
   // The event of the last record of a topic that reached the worker. False, with `event` untouched,
