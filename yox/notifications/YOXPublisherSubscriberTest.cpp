@@ -46,7 +46,7 @@ YOXNotificationData Record(int topic, int event) { return {topic, event, "payloa
 class Receiver {
  public:
   explicit Receiver(TestBus& bus, bool first = false) : bus_(bus) {
-    id_ = bus.Subscribe([this](YOXNotificationData& record) { Take(record); }, first);
+    id_ = bus.Subscribe([seen = seen_](YOXNotificationData& record) { seen->Take(record); }, first);
   }
   ~Receiver() { Leave(); }
   Receiver(const Receiver&) = delete;
@@ -61,30 +61,36 @@ class Receiver {
 
   // Waits until this event has come; what was received by then.
   std::vector<int> Until(int event) {
-    std::unique_lock lock(mutex_);
+    std::unique_lock lock(seen_->mutex);
+    const std::vector<int>& events = seen_->events;
     EXPECT_TRUE(
-        received_.wait_for(lock, std::chrono::milliseconds(kBound),
-                           [&] { return std::ranges::find(events_, event) != events_.end(); }))
+        seen_->received.wait_for(lock, std::chrono::milliseconds(kBound),
+                                 [&] { return std::ranges::find(events, event) != events.end(); }))
         << "event " << event << " did not come";
-    return events_;
+    return events;
   }
   std::vector<int> Events() const {
-    const std::lock_guard lock(mutex_);
-    return events_;
+    const std::lock_guard lock(seen_->mutex);
+    return seen_->events;
   }
 
  private:
-  void Take(const YOXNotificationData& record) {
-    const std::lock_guard lock(mutex_);
-    events_.push_back(record.getEventState());
-    received_.notify_all();
-  }
+  // Shared with the callback: Unsubscribe does not wait for a delivery that the worker waits for.
+  struct Seen {
+    void Take(const YOXNotificationData& record) {
+      const std::lock_guard lock(mutex);
+      events.push_back(record.getEventState());
+      received.notify_all();
+    }
+
+    std::mutex mutex;
+    std::condition_variable received;
+    std::vector<int> events;
+  };
 
   TestBus& bus_;
   WString id_;
-  mutable std::mutex mutex_;
-  std::condition_variable received_;
-  std::vector<int> events_;
+  const std::shared_ptr<Seen> seen_ = std::make_shared<Seen>();
 };
 
 // Holds the worker in the first subscriber's call of the next record until it is released.
@@ -92,10 +98,10 @@ class HeldWorker {
  public:
   explicit HeldWorker(TestBus& bus) : bus_(bus) {
     id_ = bus.Subscribe(
-        [this](YOXNotificationData&) {
-          if (held_.exchange(true)) return;
-          begun_.CountDown();
-          EXPECT_TRUE(release_.Wait());
+        [call = call_](YOXNotificationData&) {
+          if (call->held.exchange(true)) return;
+          call->begun.CountDown();
+          EXPECT_TRUE(call->release.Wait());
         },
         true);
   }
@@ -106,15 +112,20 @@ class HeldWorker {
   HeldWorker(const HeldWorker&) = delete;
   HeldWorker& operator=(const HeldWorker&) = delete;
 
-  void AwaitHeld() { EXPECT_TRUE(begun_.Wait()); }
-  void Release() { release_.CountDown(); }
+  void AwaitHeld() { EXPECT_TRUE(call_->begun.Wait()); }
+  void Release() { call_->release.CountDown(); }
 
  private:
+  // Shared with the callback: Unsubscribe does not wait for the first subscriber's call.
+  struct Call {
+    std::atomic<bool> held{false};
+    Latch begun;
+    Latch release;
+  };
+
   TestBus& bus_;
   WString id_;
-  std::atomic<bool> held_{false};
-  Latch begun_;
-  Latch release_;
+  const std::shared_ptr<Call> call_ = std::make_shared<Call>();
 };
 
 std::vector<std::string> Texts(const CapturedLog& log) {
@@ -725,7 +736,9 @@ class Hanging {
  public:
   explicit Hanging(TestBus& bus) : bus_(bus) {
     id_ =
-        bus.Subscribe([this](YOXNotificationData& record) { Take(record.getEventState()); }, false);
+        bus.Subscribe([delivery = delivery_](
+                          YOXNotificationData& record) { delivery->Take(record.getEventState()); },
+                      false);
   }
   ~Hanging() {
     Release();
@@ -735,40 +748,45 @@ class Hanging {
   Hanging& operator=(const Hanging&) = delete;
 
   const WString& id() const { return id_; }
-  void AwaitHanging() { EXPECT_TRUE(begun_.Wait()); }
-  void Release() { release_.CountDown(); }
-  bool AwaitSecond() { return second_.Wait(); }
-  bool AwaitEnd() { return ended_.Wait(); }
+  void AwaitHanging() { EXPECT_TRUE(delivery_->begun.Wait()); }
+  void Release() { delivery_->release.CountDown(); }
+  bool AwaitSecond() { return delivery_->second.Wait(); }
+  bool AwaitEnd() { return delivery_->ended.Wait(); }
   std::vector<int> Events() const {
-    const std::lock_guard lock(mutex_);
-    return events_;
+    const std::lock_guard lock(delivery_->mutex);
+    return delivery_->events;
   }
 
  private:
-  void Take(int event) {
-    bool is_first = false;
-    {
-      const std::lock_guard lock(mutex_);
-      is_first = events_.empty();
-      events_.push_back(event);
+  // Shared with the callback: Unsubscribe does not wait for a delivery that the worker waits for.
+  struct Delivery {
+    void Take(int event) {
+      bool is_first = false;
+      {
+        const std::lock_guard lock(mutex);
+        is_first = events.empty();
+        events.push_back(event);
+      }
+      if (is_first) {
+        begun.CountDown();
+        EXPECT_TRUE(release.Wait());
+        ended.CountDown();
+      } else {
+        second.CountDown();
+      }
     }
-    if (is_first) {
-      begun_.CountDown();
-      EXPECT_TRUE(release_.Wait());
-      ended_.CountDown();
-    } else {
-      second_.CountDown();
-    }
-  }
+
+    std::mutex mutex;
+    std::vector<int> events;
+    Latch begun;
+    Latch release;
+    Latch ended;
+    Latch second;
+  };
 
   TestBus& bus_;
   WString id_;
-  mutable std::mutex mutex_;
-  std::vector<int> events_;
-  Latch begun_;
-  Latch release_;
-  Latch ended_;
-  Latch second_;
+  const std::shared_ptr<Delivery> delivery_ = std::make_shared<Delivery>();
 };
 
 TEST_F(SteppedBusTest, ASubscriberThatHangsForThirtySecondsLosesWhatComesMeanwhile) {
