@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -18,18 +19,19 @@ class CapturedLog {
   };
 
   CapturedLog() {
-    YOX::Log::SetSink([this](std::string_view log, YOX::LogLevel level, std::string_view line) {
-      const std::lock_guard lock(mutex_);
-      lines_.push_back({std::string(log), level, std::string(line)});
-    });
+    YOX::Log::SetSink(
+        [taken = taken_](std::string_view log, YOX::LogLevel level, std::string_view line) {
+          const std::lock_guard lock(taken->mutex);
+          taken->lines.push_back({std::string(log), level, std::string(line)});
+        });
   }
   ~CapturedLog() { YOX::Log::SetSink({}); }
   CapturedLog(const CapturedLog&) = delete;
   CapturedLog& operator=(const CapturedLog&) = delete;
 
   std::vector<Line> Lines() const {
-    const std::lock_guard lock(mutex_);
-    return lines_;
+    const std::lock_guard lock(taken_->mutex);
+    return taken_->lines;
   }
 
   // "log D text\n" for each line, the letter being the level.
@@ -42,13 +44,18 @@ class CapturedLog {
   }
 
   void Clear() {
-    const std::lock_guard lock(mutex_);
-    lines_.clear();
+    const std::lock_guard lock(taken_->mutex);
+    taken_->lines.clear();
   }
 
  private:
-  mutable std::mutex mutex_;
-  std::vector<Line> lines_;
+  // Shared with the sink: a line that is under way on another thread may still come to it.
+  struct Taken {
+    std::mutex mutex;
+    std::vector<Line> lines;
+  };
+
+  const std::shared_ptr<Taken> taken_ = std::make_shared<Taken>();
 };
 
 }  // namespace yox_test

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -128,10 +129,12 @@ class HeldWorker {
   const std::shared_ptr<Call> call_ = std::make_shared<Call>();
 };
 
+// All but the worker's entry, which comes when its thread gets to run.
 std::vector<std::string> Texts(const CapturedLog& log) {
   std::vector<std::string> texts;
   for (const auto& line : log.Lines())
     texts.push_back("DWE"[static_cast<int>(line.level)] + (" " + line.text));
+  std::erase(texts, "D NotifyWorker: Entry");
   return texts;
 }
 
@@ -403,7 +406,6 @@ TEST(BusTest, SubscribeAndUnsubscribeSayWhatTheyDo) {
   const std::string id = Utf8(first.id());
   first.Leave();
   std::vector<std::string> texts = Texts(log);
-  std::erase(texts, "D NotifyWorker: Entry");
   EXPECT_THAT(
       texts,
       ElementsAre("D YOXPublisherSubscriber::Subscribe: Added subscriber " + id + ", total: 1",
@@ -625,7 +627,6 @@ TEST(BusTest, CleanupTwiceLogsTwiceAndDoesNothingMore) {
     const CapturedLog log;
     bus.Cleanup();
     std::vector<std::string> texts = Texts(log);
-    std::erase(texts, "D NotifyWorker: Entry");
     EXPECT_THAT(texts,
                 ElementsAre("D YOXPublisherSubscriber::Cleanup.Entry", "D NotifyWorker: Exit",
                             "D YOXPublisherSubscriber::Cleanup: Cleaning up 1 subscribers",
@@ -789,17 +790,32 @@ class Hanging {
   const std::shared_ptr<Delivery> delivery_ = std::make_shared<Delivery>();
 };
 
+// Subscribers that hang, and one whose turn comes behind theirs.
+template <std::size_t Count>
+struct Line {
+  std::array<std::unique_ptr<Hanging>, Count> hanging;
+  std::unique_ptr<Receiver> behind;
+};
+
+// The ids decide the order, and they are random: tried until they come out right.
+template <std::size_t Count>
+Line<Count> OneBehind(TestBus& bus) {
+  Line<Count> line;
+  bool in_order = false;
+  for (int i = 0; i < 200 && !in_order; ++i) {
+    for (auto& hanging : line.hanging) hanging = std::make_unique<Hanging>(bus);
+    line.behind = std::make_unique<Receiver>(bus);
+    in_order = std::ranges::all_of(
+        line.hanging, [&](const auto& hanging) { return hanging->id() < line.behind->id(); });
+  }
+  EXPECT_TRUE(in_order);
+  return line;
+}
+
 TEST_F(SteppedBusTest, ASubscriberThatHangsForThirtySecondsLosesWhatComesMeanwhile) {
   TestBus bus;
-  Hanging hanging(bus);
-  // One whose turn comes behind the hanging one's.
-  std::vector<std::unique_ptr<Receiver>> others;
-  Receiver* behind = nullptr;
-  while (behind == nullptr) {
-    others.push_back(std::make_unique<Receiver>(bus));
-    if (hanging.id() < others.back()->id()) behind = others.back().get();
-    ASSERT_LT(others.size(), 200U);
-  }
+  const auto [hangs, behind] = OneBehind<1>(bus);
+  Hanging& hanging = *hangs[0];
   const std::int64_t begin = clock().SteadyMilliseconds();
   bus.Notify(Record(7, 1), ""_w);
   hanging.AwaitHanging();
@@ -875,19 +891,10 @@ TEST_F(SteppedBusTest, CleanupCallsADeliveryHangingAfterFiveSecondsAndWaitsOn) {
 
 TEST_F(SteppedBusTest, HangingSubscribersDelayTheOthersByTenSecondsEach) {
   TestBus bus;
-  Hanging one(bus);
-  Hanging two(bus);
-  std::vector<std::unique_ptr<Receiver>> others;
-  Receiver* behind = nullptr;
-  while (behind == nullptr) {
-    others.push_back(std::make_unique<Receiver>(bus));
-    if (std::max(one.id(), two.id()) < others.back()->id()) behind = others.back().get();
-    ASSERT_LT(others.size(), 400U);
-  }
+  const auto [hanging, behind] = OneBehind<2>(bus);
   const std::int64_t begin = clock().SteadyMilliseconds();
   bus.Notify(Record(7, 1), ""_w);
-  one.AwaitHanging();
-  two.AwaitHanging();
+  for (const auto& one : hanging) one->AwaitHanging();
   bus.Notify(Record(7, 2), ""_w);
   Pass(10'000);
   Pass(10'000);
