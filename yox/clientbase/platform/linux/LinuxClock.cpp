@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <mutex>
 
 #include "yox/clientbase/platform/CalendarCache.h"
 
@@ -16,6 +17,9 @@ std::int64_t Seconds(clockid_t clock) {
   return time.tv_sec;
 }
 
+// The C library guards its zone with a lock that ThreadSanitizer does not see.
+constinit std::mutex g_zone_mutex;
+
 }  // namespace
 
 std::int64_t LinuxClock::Now() const { return time(nullptr); }
@@ -23,6 +27,7 @@ std::int64_t LinuxClock::Now() const { return time(nullptr); }
 LocalDate LinuxClock::ToLocalDate(std::int64_t moment) const {
   return CachedLocalDate(moment, [](std::int64_t seconds) {
     tm fields{};
+    const std::lock_guard lock(g_zone_mutex);
     localtime_r(&seconds, &fields);
     return LocalDate{fields.tm_year + 1900, fields.tm_mon + 1, fields.tm_mday};
   });
@@ -37,6 +42,7 @@ std::optional<std::int64_t> LinuxClock::StartOfLocalDay(int year, int month, int
     fields.tm_mon = m - 1;
     fields.tm_mday = d;
     fields.tm_isdst = -1;
+    const std::lock_guard lock(g_zone_mutex);
     return std::max<std::int64_t>(mktime(&fields), -1);
   });
 }

@@ -195,10 +195,12 @@ RegistryStatus Do(const RegistryEdit& edit) {
   if (edit.action == RegistryAction::kDeleteValue) {
     return StatusOf(RegDeleteValueW(opened.get(), edit.name.c_str()));
   }
-  const std::vector<BYTE>& data = edit.value.data;
+  // Windows looks behind a text without a terminator, and stores one that it happens to find there.
+  std::vector<BYTE> data = edit.value.data;
+  data.insert(data.end(), sizeof(WCHAR), 0xFF);
   return StatusOf(RegSetValueExW(opened.get(), edit.name.c_str(), 0,
                                  static_cast<DWORD>(edit.value.type), data.data(),
-                                 static_cast<DWORD>(data.size())));
+                                 static_cast<DWORD>(edit.value.data.size())));
 }
 
 // What is below a key, for comparing.
