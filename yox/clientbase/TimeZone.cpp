@@ -229,8 +229,9 @@ bool TimeZone::IsDaylight(std::int64_t moment) const {
 }
 
 platform::LocalDate TimeZone::ToLocalDate(std::int64_t moment) const {
-  // An offset is far smaller than a day and a bit; the ends of the range need no exact day.
-  constexpr std::int64_t kMargin = 1'000'000;
+  // The changes of the years around a moment are computed too; the ends of the range need no exact
+  // day.
+  constexpr std::int64_t kMargin = 100'000'000;
   moment = std::clamp(moment, std::numeric_limits<std::int64_t>::min() + kMargin,
                       std::numeric_limits<std::int64_t>::max() - kMargin);
   const CivilDay day = ToCivilDay(FloorDivide(moment + OffsetAt(moment), kSecondsPerDay));
