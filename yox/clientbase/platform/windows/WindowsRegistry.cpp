@@ -321,11 +321,17 @@ class WindowsWatch final : public RegistryWatch {
       has_begun_ = true;
     }
     begun_.notify_one();
+    DWORD limit = INFINITE;
     while (error_ == ERROR_SUCCESS) {
       const HANDLE handles[] = {ending_.get(), event_.get()};
-      if (WaitForMultipleObjects(2, handles, FALSE, INFINITE) != WAIT_OBJECT_0 + 1) return;
+      const DWORD woken = WaitForMultipleObjects(2, handles, FALSE, limit);
+      if (woken != WAIT_OBJECT_0 + 1 && woken != WAIT_TIMEOUT) return;
+      // Nobody may be told when the watched key goes right after something below it: one more look,
+      // when the changes have settled.
+      constexpr DWORD kSettling = 500;
+      limit = woken == WAIT_TIMEOUT ? INFINITE : kSettling;
       // Armed before it is read: what changes meanwhile is found by the next reading.
-      const bool lives = Arm() == ERROR_SUCCESS;
+      const bool lives = woken == WAIT_TIMEOUT || Arm() == ERROR_SUCCESS;
       Subtree after;
       if (!lives || after.Read(key_.get()) != ERROR_SUCCESS) {
         changed_({{RegistryAction::kDeleteKey, {}, {}}});
