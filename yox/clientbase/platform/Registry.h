@@ -145,9 +145,10 @@ class YOX_API Registry {
   // Reports what changes in the key and everything below it, from the moment of return on. Changes
   // close in time may come in one report, and a value changed twice may be named once; a write of
   // what already stands is not reported. Of keys deleted with all below them only the topmost is
-  // named. Deletion of the watched key is the last thing reported for certain. `changed` runs on a
-  // thread of the registry's choice (outside Windows that of the change, or one of its own), one
-  // call at a time, and must not destroy its own watch. kNotFound when there is no such key.
+  // named for certain; Windows, which deletes from below, may name others before it. Deletion of
+  // the watched key is the last thing reported for certain. `changed` runs on a thread of the
+  // registry's choice (outside Windows that of the change, or one of its own), one call at a time,
+  // and must not destroy its own watch. kNotFound when there is no such key.
   virtual RegistryStatus Watch(const RegistryKey& key, Changed changed,
                                std::unique_ptr<RegistryWatch>& watch) = 0;
 

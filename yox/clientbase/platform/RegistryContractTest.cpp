@@ -409,8 +409,11 @@ TEST_P(RegistryContract, AWatchNamesWhatChangedInItsSubtree) {
   EXPECT_TRUE(reports.WaitFor("create New\\Newer"));
   ASSERT_EQ(other.DeleteKey(Key("W\\Sub"_w)), kOk);
   EXPECT_TRUE(reports.WaitFor("delete Sub"));
-  EXPECT_THAT(reports.All(), ElementsAre("set :Name", "set Sub\\Deep:", "unset Sub:Gone",
-                                         "create New", "create New\\Newer", "delete Sub"));
+  // Windows deletes from below, and a watch may look in between.
+  auto all = reports.All();
+  std::erase(all, "delete Sub\\Deep");
+  EXPECT_THAT(all, ElementsAre("set :Name", "set Sub\\Deep:", "unset Sub:Gone", "create New",
+                               "create New\\Newer", "delete Sub"));
 }
 
 TEST_P(RegistryContract, AWatchSeesNothingBesideOrAboveItsKey) {
