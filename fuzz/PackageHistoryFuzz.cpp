@@ -9,7 +9,8 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view log(reinterpret_cast<const char*>(data), size);
   const auto lines = static_cast<std::size_t>(std::ranges::count(log, '\n')) + 1;
-  for (const auto read : {YOX::platform::ReadAptHistory, YOX::platform::ReadPacmanHistory}) {
+  for (const auto read : {YOX::platform::ReadAptHistory, YOX::platform::ReadDnfHistory,
+                          YOX::platform::ReadZypperHistory, YOX::platform::ReadPacmanHistory}) {
     const auto history = read(log);
     FUZZ_CHECK(history.size() <= lines);
     for (const YOX::platform::OperatingSystemUpdate& update : history) {

@@ -1,14 +1,43 @@
 #include <gmock/gmock.h>
 
+#include <optional>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "yox/clientbase/String.h"
 #include "yox/clientbase/platform/PlatformContract.h"
+#include "yox/clientbase/platform/simulated/CaptureDevice.h"
 
 namespace YOX::platform {
 namespace {
 
 using testing::AnyOf;
+
+// Everything that an answer holds, a line for each of its rows.
+std::string Written(const std::optional<std::vector<DisplayAdapter>>& adapters) {
+  if (!adapters) return "cannot be asked";
+  std::string text;
+  for (const DisplayAdapter& adapter : *adapters) {
+    text += String::UTF16ToUTF8(adapter.description) + (adapter.software ? " software " : " ") +
+            std::to_string(adapter.dedicated_video_memory) + " " +
+            std::to_string(adapter.dedicated_system_memory) + " " +
+            std::to_string(adapter.shared_system_memory) + "\n";
+  }
+  return text;
+}
+
+std::string Written(const std::optional<std::vector<Accelerator>>& accelerators) {
+  if (!accelerators) return "cannot be asked";
+  std::string text;
+  for (const Accelerator& accelerator : *accelerators) {
+    for (const auto& fact : {accelerator.manufacturer, accelerator.description}) {
+      text += fact ? "'" + String::UTF16ToUTF8(*fact) + "' " : "absent ";
+    }
+    text += "\n";
+  }
+  return text;
+}
 
 class FirmwareContract : public yox_test::PlatformContract {};
 
@@ -85,6 +114,32 @@ TEST_P(DisplayAdaptersContract, EveryAdapterIsDescribed) {
   for (const DisplayAdapter& adapter : *adapters) EXPECT_FALSE(adapter.description.empty());
 }
 
+TEST_P(DisplayAdaptersContract, AnswersTheSameAgain) {
+  DisplayAdapters& adapters = platform().display_adapters();
+  EXPECT_EQ(Written(adapters.Enumerate()), Written(adapters.Enumerate()));
+}
+
+TEST_P(DisplayAdaptersContract, ACapturedDeviceHasTheSameOnes) {
+  SimulatedDevice captured(CaptureDevice(platform(), {}));
+  const auto adapters = platform().display_adapters().Enumerate();
+  EXPECT_EQ(Written(captured.display_adapters().Enumerate()),
+            Written(adapters ? adapters : std::vector<DisplayAdapter>()));
+}
+
+class AcceleratorsContract : public yox_test::PlatformContract {};
+
+TEST_P(AcceleratorsContract, AnswersTheSameAgain) {
+  Accelerators& accelerators = platform().accelerators();
+  EXPECT_EQ(Written(accelerators.Enumerate()), Written(accelerators.Enumerate()));
+}
+
+TEST_P(AcceleratorsContract, ACapturedDeviceHasTheSameOnes) {
+  SimulatedDevice captured(CaptureDevice(platform(), {}));
+  const auto accelerators = platform().accelerators().Enumerate();
+  EXPECT_EQ(Written(captured.accelerators().Enumerate()),
+            Written(accelerators ? accelerators : std::vector<Accelerator>()));
+}
+
 class ServicesContract : public yox_test::PlatformContract {};
 
 TEST_P(ServicesContract, AServiceThatIsNotThereDoesNotRun) {
@@ -141,6 +196,7 @@ YOX_EVERY_PLATFORM(LocaleContract);
 YOX_EVERY_PLATFORM(UsersContract);
 YOX_EVERY_PLATFORM(ApplicationsContract);
 YOX_EVERY_PLATFORM(DisplayAdaptersContract);
+YOX_EVERY_PLATFORM(AcceleratorsContract);
 YOX_EVERY_PLATFORM(ServicesContract);
 YOX_EVERY_PLATFORM(JoinStateContract);
 YOX_EVERY_PLATFORM(ManagementQueriesContract);

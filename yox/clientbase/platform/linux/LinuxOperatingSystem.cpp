@@ -36,6 +36,8 @@ struct History {
 };
 constexpr History kHistories[] = {
     {"var/log/apt/history.log", ReadAptHistory},
+    {"var/log/dnf.rpm.log", ReadDnfHistory},
+    {"var/log/zypp/history", ReadZypperHistory},
     {"var/log/pacman.log", ReadPacmanHistory},
 };
 

@@ -22,7 +22,7 @@ class LinuxOperatingSystem final : public OperatingSystem {
   std::uint32_t Architecture() override;
   // Of the timer that upgrades packages: enabled is automatic, masked disabled.
   std::uint32_t UpdateServiceStartType() override;
-  // The upgrades of APT or pacman; each has the system's name as its category.
+  // The upgrades of APT, DNF, zypper or pacman; each has the system's name as its category.
   std::vector<OperatingSystemUpdate> UpdateHistory() override;
 
  private:

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <tuple>
 
 #include "yox/clientbase/String.h"
 #include "yox/clientbase/platform/linux/Assignments.h"
@@ -236,6 +237,37 @@ TEST(PackageHistoryTest, AptsUpgradesComeNewestFirst) {
             "2 /usr/bin/unattended-upgrade: libssl3:amd64 (3.0.1, 3.0.2)\n");
 }
 
+TEST(PackageHistoryTest, DnfsUpgradesAreGroupedByRun) {
+  EXPECT_EQ(Written(ReadDnfHistory(
+                "2025-11-01T06:00:00+0000 INFO --- logging initialized ---\n"
+                "2025-11-01T06:00:01+0000 SUBDEBUG Upgrade: bash-5.2.21-1.fc39.x86_64\n"
+                "2025-11-01T06:00:01+0000 SUBDEBUG Upgrade: curl-8.2.1-3.fc39.x86_64\n"
+                "2025-11-01T06:00:02+0000 SUBDEBUG Upgraded: bash-5.2.15-5.fc39.x86_64\n"
+                "2025-11-02T06:00:00+0000 INFO --- logging initialized ---\n"
+                "2025-11-02T06:00:01+0000 SUBDEBUG Installed: vim-9.0-1.fc39.x86_64\n"
+                "2025-11-03T06:00:00+0000 INFO --- logging initialized ---\n"
+                "2025-11-03T06:00:01+0000 SUBDEBUG Upgrade: zlib-1.3-1.fc39.x86_64\n"
+                "2025-11-03T06:00:01+0000 ERROR Error unpacking rpm package zlib-1.3\n")),
+            "4 dnf: zlib-1.3-1.fc39.x86_64\n"
+            "2 dnf: bash-5.2.21-1.fc39.x86_64, curl-8.2.1-3.fc39.x86_64\n");
+}
+
+TEST(PackageHistoryTest, ZyppersUpdateCommandsAreItsUpgrades) {
+  EXPECT_EQ(Written(ReadZypperHistory(
+                "# 2025-11-01 06:00:00 bash-5.2-1.1.x86_64.rpm installed ok\n"
+                "2025-11-01 06:00:00|install|before|1|x86_64||repo-oss|00|\n"
+                "2025-11-01 06:00:00|command|root@host|'zypper' '-n' 'up'|\n"
+                "2025-11-01 06:00:01|install|bash|5.2-1.1|x86_64||repo-oss|0123|\n"
+                "2025-11-01 06:00:01|install|curl|8.6-2.1|x86_64||repo-oss|4567|\n"
+                "2025-11-01 06:00:02|remove |old|1.0-1.1|x86_64|root@host|\n"
+                "2025-11-02 06:00:00|command|root@host|'zypper' 'in' 'vim'|\n"
+                "2025-11-02 06:00:01|install|vim|9.0-1.1|x86_64|root@host|repo-oss|89ab|\n"
+                "2025-11-03 06:00:00|command|root@host|'zypper' 'dup'|\n"
+                "2025-11-03 06:00:01|install|zlib|1.3-1.1|x86_64||repo-oss|cdef|")),
+            "2 'zypper' 'dup': zlib 1.3-1.1\n"
+            "2 'zypper' '-n' 'up': bash 5.2-1.1, curl 8.6-2.1\n");
+}
+
 TEST(PackageHistoryTest, PacmansUpgradesAreGroupedByTransaction) {
   EXPECT_EQ(Written(ReadPacmanHistory("[2025-11-01T06:00:00+0000] [ALPM] transaction started\n"
                                       "[2025-11-01T06:00:01+0000] [ALPM] upgraded bash (1 -> 2)\n"
@@ -255,6 +287,19 @@ TEST(LinuxOperatingSystemTest, TheUpdateHistoryBearsTheSystemsNameAsCategory) {
   ASSERT_EQ(history.size(), 3U);
   for (const OperatingSystemUpdate& update : history) {
     EXPECT_EQ(update.categories, std::vector{"Debian GNU/Linux"_w});
+  }
+}
+
+TEST(LinuxOperatingSystemTest, TheHistoryIsThatOfThePackageManagerThatKeepsOne) {
+  for (const auto& [file, log, description] :
+       {std::tuple{"dnf.rpm.log", "2025 SUBDEBUG Upgrade: bash-5\n", "bash-5"_w},
+        {"zypp/history", "2025|command|root|'zypper' 'up'|\n2025|install|bash|5|x|\n", "bash 5"_w},
+        {"pacman.log", "[2025] [ALPM] upgraded bash (4 -> 5)\n", "bash (4 -> 5)"_w}}) {
+    Root root;
+    root.File(std::string("var/log/") + file, log);
+    const auto history = LinuxOperatingSystem(root.path()).UpdateHistory();
+    ASSERT_EQ(history.size(), 1U) << file;
+    EXPECT_EQ(history[0].description, description);
   }
 }
 

@@ -13,16 +13,22 @@ constexpr std::int32_t kInProgress = 1;
 constexpr std::int32_t kSucceeded = 2;
 constexpr std::int32_t kFailed = 4;
 
-std::string_view TakeLine(std::string_view& text) {
-  const std::string_view line = text.substr(0, text.find('\n'));
-  text.remove_prefix(std::min(line.size() + 1, text.size()));
-  return line;
-}
-
 // What follows the word, if the text begins with it.
 std::optional<std::string_view> After(std::string_view text, std::string_view word) {
   if (!text.starts_with(word)) return std::nullopt;
   return text.substr(word.size());
+}
+
+// The text up to the mark, which goes with it; all of it where there is none.
+std::string_view TakeUpTo(std::string_view& text, char mark) {
+  const std::string_view piece = text.substr(0, text.find(mark));
+  text.remove_prefix(std::min(piece.size() + 1, text.size()));
+  return piece;
+}
+
+void AddPackage(OperatingSystemUpdate& update, std::string_view package) {
+  if (!update.description.empty()) update.description += ", "_w;
+  update.description += String::UTF8ToUTF16(package);
 }
 
 }  // namespace
@@ -37,7 +43,7 @@ std::vector<OperatingSystemUpdate> ReadAptHistory(std::string_view log) {
     upgraded = false;
   };
   while (!log.empty()) {
-    const std::string_view line = TakeLine(log);
+    const std::string_view line = TakeUpTo(log, '\n');
     if (After(line, "Start-Date:")) {
       finish();
       update.result_code = kInProgress;
@@ -57,6 +63,65 @@ std::vector<OperatingSystemUpdate> ReadAptHistory(std::string_view log) {
   return updates;
 }
 
+std::vector<OperatingSystemUpdate> ReadDnfHistory(std::string_view log) {
+  std::vector<OperatingSystemUpdate> updates;
+  OperatingSystemUpdate update;
+  const auto begin = [&] {
+    if (!update.description.empty()) updates.push_back(std::move(update));
+    update = {};
+    update.title = "dnf"_w;
+    update.result_code = kSucceeded;
+  };
+  begin();
+  while (!log.empty()) {
+    std::string_view line = TakeUpTo(log, '\n');
+    TakeUpTo(line, ' ');  // the moment
+    if (After(line, "INFO --- logging initialized ---")) {
+      begin();
+    } else if (const auto package = After(line, "SUBDEBUG Upgrade: ")) {
+      AddPackage(update, *package);
+    } else if (After(line, "ERROR ")) {
+      update.result_code = kFailed;
+    }
+  }
+  begin();
+  std::ranges::reverse(updates);
+  return updates;
+}
+
+std::vector<OperatingSystemUpdate> ReadZypperHistory(std::string_view log) {
+  constexpr std::string_view kUpdating[] = {"'up'",  "'update'",       "'patch'",
+                                            "'dup'", "'dist-upgrade'", "'full-upgrade'"};
+  std::vector<OperatingSystemUpdate> updates;
+  OperatingSystemUpdate update;
+  bool updating = false;
+  const auto finish = [&] {
+    if (!update.description.empty()) updates.push_back(std::move(update));
+    update = {};
+    update.result_code = kSucceeded;  // what is not installed in the end is not written down
+  };
+  finish();
+  while (!log.empty()) {
+    std::string_view line = TakeUpTo(log, '\n');
+    TakeUpTo(line, '|');  // the moment
+    const std::string_view event = TakeUpTo(line, '|');
+    if (event == "command") {
+      finish();
+      TakeUpTo(line, '|');  // who
+      const std::string_view command = TakeUpTo(line, '|');
+      updating = std::ranges::any_of(
+          kUpdating, [&](auto word) { return command.find(word) != std::string_view::npos; });
+      update.title = String::UTF8ToUTF16(command);
+    } else if (event == "install" && updating) {
+      const std::string package(TakeUpTo(line, '|'));
+      AddPackage(update, package + " " + std::string(TakeUpTo(line, '|')));
+    }
+  }
+  finish();
+  std::ranges::reverse(updates);
+  return updates;
+}
+
 std::vector<OperatingSystemUpdate> ReadPacmanHistory(std::string_view log) {
   std::vector<OperatingSystemUpdate> updates;
   OperatingSystemUpdate update;
@@ -69,14 +134,13 @@ std::vector<OperatingSystemUpdate> ReadPacmanHistory(std::string_view log) {
     update = {};
   };
   while (!log.empty()) {
-    const std::string_view line = TakeLine(log);
+    const std::string_view line = TakeUpTo(log, '\n');
     constexpr std::string_view kSource = "[ALPM] ";
     const std::size_t source = line.find(kSource);
     if (source == std::string_view::npos) continue;
     const std::string_view event = line.substr(source + kSource.size());
     if (const auto package = After(event, "upgraded ")) {
-      if (!update.description.empty()) update.description += ", "_w;
-      update.description += String::UTF8ToUTF16(*package);
+      AddPackage(update, *package);
     } else if (After(event, "transaction started")) {
       finish(kInProgress);
     } else if (After(event, "transaction completed")) {

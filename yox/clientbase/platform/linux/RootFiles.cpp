@@ -38,6 +38,7 @@ std::string ReadRootLine(const std::filesystem::path& path) {
   constexpr std::size_t kLongestLine = 4096;
   constexpr char kWhiteSpace[] = " \t\r\n";
   std::string line = ReadRootFile(path, kLongestLine).value_or("");
+  line.resize(std::min(line.find('\n'), line.size()));
   line.erase(line.find_last_not_of(kWhiteSpace) + 1);
   line.erase(0, line.find_first_not_of(kWhiteSpace));
   return line;

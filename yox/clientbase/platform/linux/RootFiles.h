@@ -16,8 +16,8 @@ namespace YOX::platform {
 std::optional<std::string> ReadRootFile(const std::filesystem::path& path,
                                         std::size_t limit = std::size_t{1} << 20);
 
-// A file of one line, as sysfs has them, without white space at its ends; empty when it cannot be
-// read.
+// The first line of a file, most of which in sysfs have one, without white space at its ends; empty
+// when it cannot be read.
 std::string ReadRootLine(const std::filesystem::path& path);
 
 // The number that a line holds ("0x8086", "17"); 0 when it holds none.

@@ -140,6 +140,15 @@ TEST(WindowsJoinStateTest, TheJoinLibraryIsAsked) {
   EXPECT_TRUE(cloud == JoinAnswer::Outcome::kAsked || cloud == JoinAnswer::Outcome::kNoFunction);
 }
 
+TEST(WindowsClientTest, AProgramHasTheVersionOfItsResource) {
+  const WString folder = Native().files().SystemDirectory();
+  const WString version = Native().client().FileVersion(folder + L"\\kernel32.dll");
+  EXPECT_EQ(std::ranges::count(version, L'.'), 3);
+  EXPECT_EQ(version.find_first_not_of(L"0123456789."), WString::npos);
+  EXPECT_EQ(Native().client().FileVersion(folder + L"\\yox-none.dll"), L"");
+  EXPECT_EQ(Native().client().FileVersion(folder), L"");
+}
+
 TEST(WindowsDisplayAdaptersTest, EveryAdapterHasADescription) {
   const auto adapters = Native().display_adapters().Enumerate();
   ASSERT_TRUE(adapters.has_value());
