@@ -91,7 +91,6 @@ void PnPDeviceTracker::Contribute(const WString& instance_id, const std::vector<
 std::vector<WString> PnPDeviceTracker::Normalised(std::vector<WString> ids) {
   for (WString& id : ids) id = YOX::String::ToUpper(id);
   std::ranges::sort(ids);
-  const auto repeated = std::ranges::unique(ids);
-  ids.erase(repeated.begin(), repeated.end());
+  ids.erase(std::unique(ids.begin(), ids.end()), ids.end());  // clang reads no subrange of GCC's
   return ids;
 }

@@ -1,11 +1,17 @@
 #include <gtest/gtest.h>
+#include <json/value.h>
 
+#include <algorithm>
+#include <set>
 #include <string>
+#include <vector>
 
+#include "yox/clientbase/StrictJson.h"
 #include "yox/clientbase/String.h"
 #include "yox/policy/PlatformPolicy.h"
 
 #include "tests/Rows.h"
+#include "tests/SchemaPaths.h"
 
 namespace {
 
@@ -60,18 +66,22 @@ void ExpectFilled(const PlatformPolicy& policy) {
   EXPECT_TRUE(policy.allow_self_signed_cert());
 }
 
+List Texts(const PlatformPolicy& policy) {
+  return {policy.config_pull_triggers(),  policy.enterprise_auth_baseuri(),
+          policy.consumer_auth_baseuri(), policy.api_baseuri(),
+          policy.discover_uri(),          policy.mqtt_baseuri(),
+          policy.api_mtls_uri(),          policy.api_geo_baseuri(),
+          policy.mqtt_mtls_uri(),         policy.mqtt_chain_pem64(),
+          policy.device_auth_type()};
+}
+std::vector<List> Lists(const PlatformPolicy& policy) {
+  return {policy.jws_pubkey(), policy.tls_rootca_thumbprint_list(), policy.tls_leaf_cn_list(),
+          policy.device_subscription_list()};
+}
+
 void ExpectEmpty(const PlatformPolicy& policy) {
-  for (const WString& text :
-       {policy.config_pull_triggers(), policy.enterprise_auth_baseuri(),
-        policy.consumer_auth_baseuri(), policy.api_baseuri(), policy.discover_uri(),
-        policy.mqtt_baseuri(), policy.api_mtls_uri(), policy.api_geo_baseuri(),
-        policy.mqtt_mtls_uri(), policy.mqtt_chain_pem64(), policy.device_auth_type()}) {
-    EXPECT_EQ(text, ""_w);
-  }
-  for (const List& list : {policy.jws_pubkey(), policy.tls_rootca_thumbprint_list(),
-                           policy.tls_leaf_cn_list(), policy.device_subscription_list()}) {
-    EXPECT_TRUE(list.empty());
-  }
+  for (const WString& text : Texts(policy)) EXPECT_EQ(text, ""_w);
+  for (const List& list : Lists(policy)) EXPECT_TRUE(list.empty());
   EXPECT_FALSE(policy.allow_self_signed_cert());
   EXPECT_EQ(policy.get_platform_policy_url(), "/configuration-service/v1/platform-policy"_w);
 }
@@ -162,6 +172,45 @@ TEST(PolicyReadersTest, ResponseIgnoresTheKeyOfTheStoredDocument) {
 TEST(PolicyReadersTest, ResponseIsReadInTheWrappedFormOnly) {
   ExpectEmpty(PlatformPolicy::DeSerializePlatformPolicyResponse(
       R"({"validation": {"tls_thumbprint_list": ["thumb"]}})"_w));
+}
+
+bool HoldsAnything(const PlatformPolicy& policy) {
+  const auto filled = [](const auto& value) { return !value.empty(); };
+  return std::ranges::any_of(Texts(policy), filled) || std::ranges::any_of(Lists(policy), filled) ||
+         policy.allow_self_signed_cert();
+}
+
+// The paths of the keys of kFields, which every field of a record comes from, that some reader
+// takes when they stand alone, and of what they stand in: with `prefix` before them.
+void AddPathsThatAreRead(const std::string& prefix, const Json::Value& fields,
+                         std::set<std::string>& paths) {
+  for (const std::string& key : fields.getMemberNames()) {
+    const std::string path = prefix + key;
+    if (fields[key].isObject()) {
+      AddPathsThatAreRead(path + ".", fields[key], paths);
+      continue;
+    }
+    Json::Value document;
+    Json::Path("." + path).make(document) = fields[key];
+    const WString json = String::UTF8ToUTF16(document.toStyledString());
+    if (HoldsAnything(PlatformPolicy::DeSerialize(json, true)) ||
+        HoldsAnything(PlatformPolicy::DeSerialize(json, false)) ||
+        HoldsAnything(PlatformPolicy::DeSerializePlatformPolicyResponse(json))) {
+      for (std::size_t end = 0; end != std::string::npos;) {
+        end = path.find('.', end + 1);
+        paths.insert(path.substr(0, end));
+      }
+    }
+  }
+}
+
+TEST(PolicyReadersTest, TheSchemaHasTheKeysThatAreRead) {
+  const Json::Value fields = YOX::ParseDocument(kFields);
+  std::set<std::string> paths;
+  AddPathsThatAreRead("", fields, paths);
+  AddPathsThatAreRead("yox_config.platform_policy.", fields, paths);
+  EXPECT_EQ(yox_test::SchemaPaths("schemas/policy.schema.json"),
+            std::vector<std::string>(paths.begin(), paths.end()));
 }
 
 struct Hostile {

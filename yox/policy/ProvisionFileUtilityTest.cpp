@@ -9,6 +9,7 @@
 #include "yox/policy/ProvisionFileUtility.h"
 
 #include "tests/CapturedLog.h"
+#include "tests/SchemaPaths.h"
 
 namespace {
 
@@ -172,6 +173,13 @@ TEST_F(ProvisionFileUtilityTest, BaseUriIsTakenForManualRegistrationAlone) {
   EXPECT_EQ(log.Text(),
             "yox D ProvisionFileUtility::SetBaseUri Base Uri for manual registration: "
             "https://example.com\n");
+}
+
+// Which of them the policy is needs a valid token to show: OwnTrustTest has one.
+TEST_F(ProvisionFileUtilityTest, TheSchemaHasTheKeysThatAreRead) {
+  EXPECT_EQ(yox_test::SchemaPaths("schemas/provision-file.schema.json"),
+            (std::vector<std::string>{"config_policy", "provision_token"}));
+  EXPECT_EQ(TokenOf(R"({"provision_token": "a.b.c"})"), "a.b.c"_w);
 }
 
 TEST_F(ProvisionFileUtilityTest, TokenIsNeverLogged) {

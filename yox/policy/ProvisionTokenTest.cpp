@@ -1,11 +1,14 @@
 #include <gtest/gtest.h>
+#include <json/value.h>
 
 #include <string>
 
+#include "yox/clientbase/StrictJson.h"
 #include "yox/policy/CompactJws.h"
 #include "yox/policy/ProvisionToken.h"
 
 #include "tests/Rows.h"
+#include "tests/SchemaPaths.h"
 #include "tests/trust/Material.h"
 
 namespace {
@@ -108,6 +111,13 @@ TEST(ProvisionTokenTest, LongestTokenIsBounded) {
   EXPECT_EQ(Refusal(std::string(yox::policy::kLongestJws, 'a')), "it does not have three parts");
   EXPECT_EQ(Refusal(std::string(yox::policy::kLongestJws + 1, 'a')), "it is too long");
   EXPECT_EQ(Refusal(std::string(100'000'000, '.')), "it is too long");
+}
+
+TEST(ProvisionTokenTest, TheSchemaHasTheSameBound) {
+  const Json::Value schema =
+      YOX::ParseDocument(yox_test::CheckoutFile("schemas/provision-file.schema.json"));
+  EXPECT_EQ(schema["properties"]["provision_token"]["maxLength"].asUInt64(),
+            yox::policy::kLongestJws);
 }
 
 TEST(ProvisionTokenTest, ReasonsShowNothingOfTheToken) {
