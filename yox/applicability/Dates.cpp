@@ -98,6 +98,12 @@ double RolloutShare(Growth growth, std::int64_t elapsed, int days) {
   return std::pow(base, static_cast<double>(elapsed - days) / (days / 20.0));
 }
 
+std::optional<double> ShareOnDay(const Rollout& rollout, std::int64_t elapsed) {
+  if (elapsed >= rollout.days.number) return 1.0;
+  if (!rollout.growth) return std::nullopt;
+  return RolloutShare(*rollout.growth, elapsed, rollout.days.number);
+}
+
 int RolloutBucket(WStringView hash) {
   int bucket = 0;
   for (const WChar unit : hash.substr(0, 3)) {

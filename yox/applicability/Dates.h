@@ -67,6 +67,10 @@ std::int64_t ElapsedDays(std::int64_t start, std::int64_t now);
 // The share of buckets that a roll-out of `days` days has reached on day `elapsed`; 1 on the last.
 double RolloutShare(Growth growth, std::int64_t elapsed, int days);
 
+// The share on day `elapsed`: all from the last day on, whatever the growth word, and nothing when
+// it is unknown before. The roll-out's days are a number and not 0.
+std::optional<double> ShareOnDay(const Rollout& rollout, std::int64_t elapsed);
+
 inline constexpr int kLastBucket = 4095;
 
 // The bucket of a device or an organisation, 0 to 4095: the first three hexadecimal digits of its

@@ -3,6 +3,7 @@
 #include "yox/applicability/Decision.h"
 #include "yox/applicability/EvaluatorLog.h"
 #include "yox/applicability/Fetched.h"
+#include "yox/applicability/KnownValues.h"
 #include "yox/applicability/KvpTerms.h"
 #include "yox/applicability/TrimInPlace.h"
 #include "yox/clientbase/EpUrlProvider.h"
@@ -43,19 +44,6 @@ struct FindInTags {
 };
 
 WString Widen(std::string_view ascii) { return WString(ascii.begin(), ascii.end()); }
-
-WStringView BitnessText(YOX::Architecture architecture) {
-  switch (architecture) {
-    case YOX::Architecture::x86:
-      return "32"_wv;
-    case YOX::Architecture::x64:
-      return "64"_wv;
-    case YOX::Architecture::ARM64:
-      return "ARM64"_wv;
-    default:
-      return "not supported"_wv;
-  }
-}
 
 // By either name of the application, sorted by key so that the answer is the same everywhere; store
 // applications behind.
@@ -142,9 +130,10 @@ ApplicabilityEvaluator::Decision::Outcome ApplicabilityEvaluator::Decision::Hold
     case FilterField::org_hash:
       return hold_text(RealmHash());
     case FilterField::os:
-      return hold_text("Windows"_wv);
+      return hold_text(YOX::kOsText);
     case FilterField::os_bitness:
-      return hold_text(BitnessText(YOX::DeviceInfoProvider::GetInstance()->GetCPUArchitecture()));
+      return hold_text(
+          YOX::BitnessText(YOX::DeviceInfoProvider::GetInstance()->GetCPUArchitecture()));
     case FilterField::os_description:
       return hold_text(machine_.View(Text::os_description));
     case FilterField::os_version: {

@@ -4,6 +4,8 @@
 
 #include "yox/applicability/ApplicabilityEvaluator.h"
 #include "yox/applicability/EvaluatorLog.h"
+#include "yox/applicability/MatchOperators.h"
+#include "yox/applicability/RegistryRequirement.h"
 #include "yox/clientbase/CRegUtil.h"
 #include "yox/clientbase/ProcessWrap.h"
 #include "yox/clientbase/String.h"
@@ -14,6 +16,7 @@ using YOX::CRegUtil;
 using YOX::String;
 using YOX::WChar;
 using YOX::WString;
+using YOX::match::RegistryRequirement;
 using YOX::platform::RegistryType;
 using namespace YOX::literals;
 
@@ -70,21 +73,21 @@ WString Decimal(std::uint64_t number) { return String::UTF8ToUTF16(std::to_strin
 
 bool ApplicabilityEvaluator::EvaluateRegistryFilter(const WString& requirements) {
   constexpr const char* kOrigin = "ApplicabilityEvaluator::EvaluateRegistryFilter";
-  for (const WString& requirement : String::Split(requirements, ',')) {
-    std::vector<WString> parts = String::SplitOnce(requirement, ':');
-    if (parts.size() != 2) {
+  for (auto rest = YOX::match::Pieces(requirements); rest;) {
+    const auto requirement = RegistryRequirement::Parse(YOX::match::NextPiece(rest, ','));
+    if (requirement.form == RegistryRequirement::Form::kNoName) {
       g_evaluator_log.d("%s Registry filter failed due to invalid input", kOrigin);
       return false;
     }
-    const std::vector<WString> value_and_data = String::SplitOnce(parts[1], '|');
-    if (value_and_data.size() != 2) {
+    if (requirement.form == RegistryRequirement::Form::kNoData) {
       g_evaluator_log.d(
           "%s Registry filter failed due to invalid input provided for required registry value and "
           "data",
           kOrigin);
       return false;
     }
-    WString& path = parts[0];
+    WString path(requirement.path);
+    const std::vector value_and_data = {WString(requirement.name), WString(requirement.data)};
     if (!DoesRequirementPathandValueExistInRegistry(path, value_and_data)) {
       g_evaluator_log.d("%s Registry filter failed due to entry not found : : %s %s %s", kOrigin,
                         path, value_and_data[0], value_and_data[1]);
@@ -110,7 +113,7 @@ bool ApplicabilityEvaluator::DoesRequirementPathandValueExistInRegistry(
                       kOrigin);
     return false;
   }
-  if (path.find("\\\\"_wv) != WString::npos) {
+  if (YOX::match::HasDoubledSeparator(path)) {
     g_evaluator_log.d(
         "%s Registry filter failed since registry path %s contains redundant / or \\ characters.",
         kOrigin, path);
@@ -145,16 +148,7 @@ bool ApplicabilityEvaluator::DoesRequirementPathandValueExistInRegistry(
 }
 
 HKEY ApplicabilityEvaluator::GetHKeyAndModifyRegistryPath(WString& path) {
-  const bool slash = path.find(WChar{'/'}) != WString::npos;
-  const bool backslash = path.find(WChar{'\\'}) != WString::npos;
-  if (slash == backslash) return nullptr;  // mixed, or the hive alone
-  if (slash) path = String::Replace(path, "/"_wv, "\\"_wv);
-  const WString hive = String::Split(path, '\\').front();
-  // A set of characters, on purpose: letters of the hive are eaten from the key's name, too.
-  String::trimStart(path, hive + "\\"_w);
-  if (hive == "HKCU"_wv) return HKEY_CURRENT_USER;
-  if (hive == "HKLM"_wv) return HKEY_LOCAL_MACHINE;
-  return nullptr;
+  return YOX::match::TakeHive(path);
 }
 
 WString ApplicabilityEvaluator::ConvertRegValueToString(const std::uint8_t* data,

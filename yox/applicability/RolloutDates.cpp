@@ -91,15 +91,15 @@ bool HasReached(const Rollout& rollout, Now now_of, Bucket bucket_of) {
   }
   if (!ReadDays(rollout)) return false;
   const std::int64_t elapsed = YOX::match::ElapsedDays(*start, now);
-  if (elapsed >= rollout.days.number) return true;
-  if (!rollout.growth) {
+  const std::optional<double> share = YOX::match::ShareOnDay(rollout, elapsed);
+  if (!share) {
     log.e("%s Unknown growth type: %s", kOrigin, rollout.growth_word);
     return false;
   }
+  if (*share >= 1) return true;
   try {
     const std::optional<int> bucket = bucket_of(rollout.by_tenant);
-    const double share = YOX::match::RolloutShare(*rollout.growth, elapsed, rollout.days.number);
-    return bucket && YOX::match::BucketIsIn(*bucket, share);
+    return bucket && YOX::match::BucketIsIn(*bucket, *share);
   } catch (const std::bad_alloc&) {
     log.e("%s Bad alloc on seed hash.", kOrigin);
   } catch (const std::out_of_range&) {

@@ -1,0 +1,32 @@
+#include "yox/applicability/RegistryRequirement.h"
+
+#include "yox/clientbase/String.h"
+
+namespace YOX::match {
+
+RegistryRequirement RegistryRequirement::Parse(WStringView requirement) {
+  const std::size_t colon = requirement.find(WChar{':'});
+  if (colon == WStringView::npos) return {Form::kNoName, requirement};
+  const WStringView path = requirement.substr(0, colon);
+  const WStringView behind = requirement.substr(colon + 1);
+  const std::size_t bar = behind.find(WChar{'|'});
+  if (bar == WStringView::npos) return {Form::kNoData, path, behind};
+  return {Form::kComplete, path, behind.substr(0, bar), behind.substr(bar + 1)};
+}
+
+HKEY TakeHive(WString& path) {
+  const bool slash = path.find(WChar{'/'}) != WString::npos;
+  const bool backslash = path.find(WChar{'\\'}) != WString::npos;
+  if (slash == backslash) return nullptr;  // mixed, or the hive alone
+  if (slash) path = String::Replace(path, "/"_wv, "\\"_wv);
+  const WString hive = String::Split(path, '\\').front();
+  // A set of characters, on purpose: letters of the hive are eaten from the key's name, too.
+  String::trimStart(path, hive + "\\"_w);
+  if (hive == "HKCU"_wv) return HKEY_CURRENT_USER;
+  if (hive == "HKLM"_wv) return HKEY_LOCAL_MACHINE;
+  return nullptr;
+}
+
+bool HasDoubledSeparator(WStringView path) { return path.find("\\\\"_wv) != WStringView::npos; }
+
+}  // namespace YOX::match
