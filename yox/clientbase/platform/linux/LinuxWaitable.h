@@ -33,8 +33,11 @@ class LinuxWaitable {
  private:
   virtual bool MoreToTake() const = 0;
 
+  void Announce();
+
   int descriptor_;
   std::atomic<int> waiters_{0};
+  std::atomic<bool> announced_{false};  // readable, and nobody has read it
 };
 
 }  // namespace YOX::platform
