@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
-#include <system_error>
+#include <exception>
 #include <utility>
 
 #include "yox/clientbase/Pause.h"
@@ -126,9 +126,8 @@ TaskPool& TaskPool::Process() {
   return *pool;
 }
 
-void TaskPool::Start(std::span<Work* const> pieces) {
-  if (pieces.empty()) return;
-  for (Work* const piece : pieces) queue_->Put(piece);
+void TaskPool::Start(Work& work) {
+  queue_->Put(&work);
   // A thread that stops searching looks at the queue once more: one of the two sees the other.
   if (searching_.load() > 0) return;
   const std::lock_guard lock(mutex_);
@@ -156,22 +155,24 @@ void TaskPool::WakeOne() {
     if (!watcher_.joinable()) watcher_ = std::thread([this] { Watch(); });
     watching_ = true;
     watched_.notify_one();
-  } catch (const std::system_error&) {
+  } catch (const std::exception&) {
     // The threads that there are come to it, or the next start tries again.
   }
 }
 
 bool TaskPool::StartThread() {
   JoinEnded();
-  Thread& thread = threads_.emplace_back();
-  thread.self = std::prev(threads_.end());
-  searching_.fetch_add(1);
+  auto thread = threads_.end();
   try {
-    thread.thread = std::thread([this, &thread] { Body(thread); });
+    thread = threads_.emplace(threads_.end());
+    thread->self = thread;
+    searching_.fetch_add(1);
+    thread->thread = std::thread([this, thread] { Body(*thread); });
     return true;
-  } catch (const std::system_error&) {
+  } catch (const std::exception&) {
+    if (thread == threads_.end()) return false;
     searching_.fetch_sub(1);
-    threads_.pop_back();
+    threads_.erase(thread);
     return false;
   }
 }

@@ -9,7 +9,6 @@
 #include <list>
 #include <memory>
 #include <mutex>
-#include <span>
 #include <thread>
 #include <vector>
 
@@ -45,12 +44,9 @@ class YOX_API TaskPool {
   // The process's pool; lives until the process ends.
   static TaskPool& Process();
 
-  // Runs each piece once, in no promised order, on threads of the pool.
-  void Start(std::span<Work* const> pieces);
-  void Start(Work& work) {
-    Work* const one = &work;
-    Start(std::span(&one, 1));
-  }
+  // Runs the piece once, on a thread of the pool; pieces come in no promised order. Throws
+  // std::bad_alloc, with nothing started, when very many wait already and memory has run out.
+  void Start(Work& work);
 
   // How many threads there are at the moment.
   std::size_t ThreadCount() const;

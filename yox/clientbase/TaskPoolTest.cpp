@@ -31,11 +31,9 @@ TEST(TaskPoolTest, EveryPieceRunsOnce) {
   std::deque<Task> tasks;
   {
     TaskPool pool;
-    std::vector<TaskPool::Work*> pieces;
     for (int i = 0; i < kPieces; ++i) {
-      pieces.push_back(&tasks.emplace_back([&runs, i] { ++runs[static_cast<std::size_t>(i)]; }));
+      pool.Start(tasks.emplace_back([&runs, i] { ++runs[static_cast<std::size_t>(i)]; }));
     }
-    pool.Start(pieces);
   }
   for (const auto& count : runs) EXPECT_EQ(count, 1);
 }

@@ -1,8 +1,8 @@
 #include "yox/notifications/Subscriber.h"
 
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
-#include <utility>
 
 #include "yox/clientbase/Pause.h"
 #include "yox/clientbase/platform/WaitUntil.h"
@@ -11,6 +11,9 @@ namespace YOX::notifications {
 namespace {
 
 constexpr int kSpins = 400;
+
+// What it costs to wake a thread, and somewhat more.
+constexpr std::chrono::microseconds kBrisk{20};
 
 thread_local const Subscriber* t_current = nullptr;
 
@@ -33,43 +36,61 @@ bool Subscriber::IsCurrent() const { return t_current == this; }
 bool Subscriber::WaitEnded(std::int64_t milliseconds) {
   // A delivery takes some microseconds as a rule: no longer than going to sleep and waking.
   for (int i = 0; i < kSpins; ++i) {
-    if (Ended()) return true;
+    if (!IsRunning()) return true;
     Pause();
   }
-  State running = State::kRunning;
-  state_.compare_exchange_strong(running, State::kAwaited);
-  if (running == State::kEnded) return true;
+  unsigned state = state_.load();
+  do {
+    if ((state & kRunning) == 0) return true;
+  } while (!state_.compare_exchange_weak(state, state | kAwaited));
   Ends& ends = AllEnds();
   std::unique_lock lock(ends.mutex);
-  return platform::WaitUntil(lock, ends.ended, milliseconds, [this] { return Ended(); });
+  return platform::WaitUntil(lock, ends.ended, milliseconds, [this] { return !IsRunning(); });
 }
 
-void Subscriber::Prepare(std::shared_ptr<Subscriber> self, QueuedNotification* source) {
+Subscriber::Begun Subscriber::TryBegin() {
+  unsigned state = kJoined;
+  if (!state_.compare_exchange_strong(state, kJoined | kRunning)) {
+    return (state & kJoined) != 0 ? Begun::kBusy : Begun::kLeft;
+  }
   failure_ = nullptr;
+  return Begun::kYes;
+}
+
+void Subscriber::Call() noexcept {
+  const Subscriber*& current = t_current;
+  const Subscriber* const outer = std::exchange(current, this);
+  try {
+    callback_(*copy);
+  } catch (...) {
+    failure_ = std::current_exception();
+  }
+  current = outer;
+  End();
+}
+
+void Subscriber::Start(std::shared_ptr<Subscriber> self) {
   self_ = std::move(self);
-  source_ = source;
-  delivered = true;
-  state_.store(State::kRunning, std::memory_order_relaxed);
+  try {
+    TaskPool::Process().Start(*this);
+  } catch (...) {
+    self_ = nullptr;
+    throw;
+  }
 }
 
 void Subscriber::Run() noexcept {
   const std::shared_ptr<Subscriber> self = std::move(self_);
-  QueuedNotification* const source = source_;
-  const Subscriber* const outer = std::exchange(t_current, this);
-  try {
-    YOXNotificationData& record = *copy;
-    record = source->record;
-    callback_(record);
-  } catch (...) {
-    failure_ = std::current_exception();
-  }
-  t_current = outer;
-  QueuedNotification::Drop(source);
-  if (state_.exchange(State::kEnded) == State::kAwaited) {
-    Ends& ends = AllEnds();
-    { const std::lock_guard lock(ends.mutex); }
-    ends.ended.notify_all();
-  }
+  const auto begin = std::chrono::steady_clock::now();
+  Call();
+  brisk_.store(std::chrono::steady_clock::now() - begin < kBrisk, std::memory_order_relaxed);
+}
+
+void Subscriber::End() {
+  if ((state_.fetch_and(~(kRunning | kAwaited)) & kAwaited) == 0) return;
+  Ends& ends = AllEnds();
+  { const std::lock_guard lock(ends.mutex); }
+  ends.ended.notify_all();
 }
 
 }  // namespace YOX::notifications

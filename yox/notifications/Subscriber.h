@@ -13,62 +13,64 @@
 
 namespace YOX::notifications {
 
-// A record in the queue, and behind it the record that deliveries copy from. Shared by count: the
-// bus has one use, each delivery that has not ended one more.
-struct QueuedNotification {
-  YOXNotificationData record;
-  WString sender_id;
-  std::atomic<std::uint32_t> uses{1};
-
-  // Drops one use, and the object with the last.
-  static void Drop(QueuedNotification* queued) {
-    if (queued->uses.fetch_sub(1, std::memory_order_acq_rel) == 1) delete queued;
-  }
-};
-
-// One subscriber and its latest delivery, of which there is at most one at a time. The bus's lock
-// guards what it says; the delivery's own state is safe from any thread.
+// One subscriber and its latest delivery, of which there is at most one at a time. Deliveries are
+// begun by whoever has the worker's role; the rest is safe from any thread.
 class Subscriber final : public TaskPool::Work {
  public:
   using Callback = std::function<void(YOXNotificationData&)>;
+  enum class Begun { kYes, kBusy, kLeft };
 
   Subscriber(WString id, Callback callback) : id_(std::move(id)), callback_(std::move(callback)) {}
 
   const WString& id() const { return id_; }
-  void Call(YOXNotificationData& record) const { callback_(record); }
+  void CallFirst(YOXNotificationData& record) const { callback_(record); }
 
-  // Whether the calling thread runs this subscriber's delivery at the moment.
+  // No delivery begins any more; one that is running goes on.
+  void Leave() { state_.fetch_and(~kJoined); }
+
+  // Whether the latest delivery is still running.
+  bool IsRunning() const { return (state_.load(std::memory_order_acquire) & kRunning) != 0; }
+  // Whether the calling thread is the one that runs it.
   bool IsCurrent() const;
-
-  // Whether no delivery is running.
-  bool Ended() const { return state_.load(std::memory_order_acquire) == State::kEnded; }
-  // Waits for it, on the platform's clock. False when the limit came first.
+  // Waits for its end, on the platform's clock. False when the limit came first.
   bool WaitEnded(std::int64_t milliseconds);
-  // What the latest delivery threw, once it has ended.
+  // What it threw, once it has ended.
   std::exception_ptr TakeFailure() { return std::exchange(failure_, nullptr); }
 
-  // Readies the delivery of `source`, whose use it takes over; the task pool then runs it, on the
-  // subscriber's copy. The former one has ended. `self` is this object, which lives until the
-  // delivery has ended.
-  void Prepare(std::shared_ptr<Subscriber> self, QueuedNotification* source);
-  void Run() noexcept override;
+  // Whether deliveries have been so short that handing them to a thread of their own would cost
+  // more than they do. Not so before the first has shown it.
+  bool IsBrisk() const { return brisk_.load(std::memory_order_relaxed); }
+  void NoLongerBrisk() { brisk_.store(false, std::memory_order_relaxed); }
 
-  // Guarded by the bus's lock.
-  bool joined = true;      // has not left
-  bool delivered = false;  // there was a delivery
-  bool held = false;       // the worker waits for it: nobody else does
-  // What its deliveries work on. Set before the first.
+  // The next delivery counts as running from here on. It is then run by Call, started by Start, or
+  // abandoned.
+  Begun TryBegin();
+  void Abandon() { End(); }
+  void Call() noexcept;
+  // Has it run by the task pool. `self` is this object, which lives until the delivery has ended.
+  void Start(std::shared_ptr<Subscriber> self);
+
+  // What deliveries work on; null before the first. Belongs to the delivery while one is running,
+  // and else to who has the worker's role.
   std::shared_ptr<YOXNotificationData> copy;
 
+  // Guarded by the bus's lock: the worker waits for the delivery, and nobody else does.
+  bool held = false;
+
  private:
-  enum class State { kEnded, kRunning, kAwaited };
+  static constexpr unsigned kJoined = 1;
+  static constexpr unsigned kRunning = 2;
+  static constexpr unsigned kAwaited = 4;
+
+  void Run() noexcept override;
+  void End();
 
   const WString id_;
   const Callback callback_;
-  std::atomic<State> state_{State::kEnded};
+  std::atomic<unsigned> state_{kJoined};
+  std::atomic<bool> brisk_{false};
   // The running delivery's.
   std::shared_ptr<Subscriber> self_;
-  QueuedNotification* source_ = nullptr;
   std::exception_ptr failure_;
 };
 

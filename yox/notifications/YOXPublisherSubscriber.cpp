@@ -7,7 +7,8 @@
 #include "yox/clientbase/Log.h"
 #include "yox/clientbase/platform/Process.h"
 #include "yox/notifications/Hold.h"
-#include "yox/notifications/Subscriber.h"
+#include "yox/notifications/LentRole.h"
+#include "yox/notifications/Round.h"
 
 using YOX::g_log;
 using YOX::WString;
@@ -30,6 +31,8 @@ YOXPublisherSubscriber* YOXPublisherSubscriber::GetInstance() {
 
 YOXPublisherSubscriber::YOXPublisherSubscriber()
     : semaphore_(0, static_cast<long>(kLongestQueue)),
+      round_(std::make_unique<Round>()),
+      role_(std::make_shared<LentRole>([this](LentRole& role) { BorrowRole(role); })),
       workerThread(std::make_unique<std::thread>([this] { NotifyWorker(); })) {
   notifyEnabled = true;
 }
@@ -45,10 +48,6 @@ YOXPublisherSubscriber::~YOXPublisherSubscriber() {
   } catch (...) {
     // There is nobody to tell.
   }
-  for (auto* list : {&spare_, &delivering_}) {
-    for (QueuedNotification* const queued : *list) QueuedNotification::Drop(queued);
-  }
-  for (QueuedNotification* const queued : notificationQueue) QueuedNotification::Drop(queued);
 }
 
 WString YOXPublisherSubscriber::Subscribe(std::function<void(YOXNotificationData&)> callback,
@@ -78,6 +77,7 @@ WString YOXPublisherSubscriber::Subscribe(std::function<void(YOXNotificationData
   if (firstSubscriberId.empty() && wantsFirst) firstSubscriberId = id;
   subscribers.emplace(id, std::move(subscriber));
   former.swap(snapshot_);
+  ++membership_;
   g_log.d("%s: Added subscriber %s, total: %zu", kName, id, subscribers.size());
   subscribersLock.ExitLock();
   return id;
@@ -96,9 +96,10 @@ void YOXPublisherSubscriber::Unsubscribe(const WString& id) {
     g_log.d("%s Id = %s found", kName, id);
     leaving = std::move(found->second);
     subscribers.erase(found);
-    leaving->joined = false;
-    collect = leaving->delivered && !leaving->held;
+    leaving->Leave();
+    collect = !leaving->held;
     former.swap(snapshot_);
+    ++membership_;
     g_log.d("%s Id = %s size = %d exit", kName, id, static_cast<int>(subscribers.size()));
   }
   subscribersLock.ExitLock();
@@ -117,16 +118,13 @@ void YOXPublisherSubscriber::Unsubscribe(const WString& id) {
 }
 
 void YOXPublisherSubscriber::Notify(const YOXNotificationData& record, const WString& senderId) {
-  struct Dropper {
-    void operator()(QueuedNotification* queued) const { QueuedNotification::Drop(queued); }
-  };
-  std::unique_ptr<QueuedNotification, Dropper> queued;
+  std::unique_ptr<QueuedNotification> queued;
   bool full = false;
   {
     const Hold hold(queueMutex);
     full = notificationQueue.size() >= kLongestQueue;
     if (!full && !spare_.empty()) {
-      queued.reset(spare_.back());
+      queued = std::move(spare_.back());
       spare_.pop_back();
     }
   }
@@ -136,13 +134,12 @@ void YOXPublisherSubscriber::Notify(const YOXNotificationData& record, const WSt
         "reduced");
     return;
   }
-  if (!queued) queued.reset(new QueuedNotification);
+  if (!queued) queued = std::make_unique<QueuedNotification>();
   queued->record = record;
   queued->sender_id = senderId;
   {
     const Hold hold(queueMutex);
-    notificationQueue.push_back(queued.get());
-    queued.release();
+    notificationQueue.push_back(std::move(queued));
   }
   ReleaseOne(queueSemaphore.load());
 }
@@ -181,13 +178,12 @@ void YOXPublisherSubscriber::Cleanup() {
   subscribersLock.EnterLock();
   g_log.d("%s: Cleaning up %zu subscribers", kName, subscribers.size());
   for (const auto& [id, subscriber] : subscribers) {
-    if (!subscriber->delivered) continue;
     if (!subscriber->WaitEnded(kHangingMilliseconds)) {
       g_log.e("%s: Subscriber %s hanging during cleanup, forcing completion", kName, id);
       subscriber->WaitEnded(kNoTimeLimit);
     }
   }
-  for (const auto& [id, subscriber] : subscribers) subscriber->joined = false;
+  for (const auto& [id, subscriber] : subscribers) subscriber->Leave();
   subscribers.clear();
   firstSubscriberId.clear();
   snapshot_ = nullptr;

@@ -12,15 +12,17 @@
 
 #include "yox/clientbase/CriticalSection.h"
 #include "yox/clientbase/Export.h"
-#include "yox/clientbase/TaskPool.h"
 #include "yox/clientbase/WString.h"
 #include "yox/clientbase/platform/Mutex.h"
 #include "yox/clientbase/platform/Semaphore.h"
 #include "yox/notifications/YOXNotificationData.h"
 
 namespace YOX::notifications {
+class LentRole;
 class Subscriber;
 struct QueuedNotification;
+struct Round;
+struct Snapshot;
 }  // namespace YOX::notifications
 
 // The process's bus for notifications. A publisher hands a record to Notify and returns at once;
@@ -89,14 +91,11 @@ class YOX_API YOXPublisherSubscriber {
   std::size_t DeliveryCopyCount();
 
  private:
-  using Subscriber = YOX::notifications::Subscriber;
+  using LentRole = YOX::notifications::LentRole;
   using QueuedNotification = YOX::notifications::QueuedNotification;
-
-  // Who was there at one moment, in ascending order of the ids.
-  struct Snapshot {
-    std::vector<std::shared_ptr<Subscriber>> subscribers;
-    std::shared_ptr<Subscriber> first;  // null: nobody has first place
-  };
+  using Round = YOX::notifications::Round;
+  using Snapshot = YOX::notifications::Snapshot;
+  using Subscriber = YOX::notifications::Subscriber;
 
   static constexpr std::size_t kLongestQueue = 1024;
   // For a subscriber's previous delivery, before the next record is dropped for it.
@@ -104,24 +103,35 @@ class YOX_API YOXPublisherSubscriber {
   // For a delivery during the clean-up, before it is called hanging.
   static constexpr std::int64_t kHangingMilliseconds = 5'000;
   // Records that are kept to be filled again, so that a steady flow allocates nothing.
-  static constexpr std::size_t kMostSpare = 64;
+  static constexpr std::size_t kMostSpare = 256;
+  // How long, in real time, a borrowed role is kept when there is nothing to do.
+  static constexpr std::int64_t kSoonMilliseconds = 2;
 
+  // The worker's thread.
   void NotifyWorker();
-  QueuedNotification* TakeNext();
-  void Deliver(QueuedNotification& queued);
+  void Serve();
+  void BeginRound();
   void NotifyFirstSubscriber(const Subscriber& first, YOXNotificationData& record);
-  void NotifySubscriber(const std::shared_ptr<Subscriber>& subscriber, QueuedNotification& queued,
-                        bool& locked);
-  void StartPrepared();
+  void NotifySubscriber(const std::shared_ptr<Subscriber>& subscriber);
+  void LendRole(Subscriber& next);
+  // With the subscribers' lock held.
+  std::shared_ptr<const Snapshot> MakeSnapshot();
 
-  // With the lock held.
-  std::shared_ptr<const Snapshot> CurrentSnapshot();
+  // The thread of the pool that has the worker's role.
+  void BorrowRole(LentRole& role);
+  bool BorrowRecord(LentRole& role);
+  bool CopyTo(Subscriber& subscriber);
+
+  // Either. False when there is no record.
+  bool TakeRecord();
 
   CriticalSection subscribersLock;
   std::map<YOX::WString, std::shared_ptr<Subscriber>> subscribers;  // guarded by subscribersLock
-  std::shared_ptr<const Snapshot> snapshot_;  // the same; null since the last change
   std::map<YOX::WString, std::shared_ptr<YOXNotificationData>> deliveryCopies;  // the same
   YOX::WString firstSubscriberId;                                               // the same
+  std::shared_ptr<const Snapshot> snapshot_;  // the same; null since the last change
+  // Counts the changes of who is there and who is first. Written with the lock held.
+  std::atomic<std::uint64_t> membership_{0};
 
   std::atomic<bool> notifyEnabled{false};
   std::atomic<bool> stopRequested{false};
@@ -130,15 +140,14 @@ class YOX_API YOXPublisherSubscriber {
   std::map<std::int32_t, std::int32_t> lastEventByTopic;  // guarded by lastEventLock
 
   YOX::platform::Mutex queueMutex;
-  std::deque<QueuedNotification*> notificationQueue;  // guarded by queueMutex
-  std::vector<QueuedNotification*> spare_;            // the same: to be filled again
+  std::deque<std::unique_ptr<QueuedNotification>> notificationQueue;  // guarded by queueMutex
+  std::vector<std::unique_ptr<QueuedNotification>> spare_;            // the same: to fill again
 
   YOX::platform::Semaphore semaphore_;
   std::atomic<YOX::platform::Semaphore*> queueSemaphore{&semaphore_};  // null after Cleanup
 
-  // The worker's own.
-  std::vector<QueuedNotification*> delivering_;  // those that deliveries may still read
-  std::vector<YOX::TaskPool::Work*> prepared_;
+  const std::unique_ptr<Round> round_;  // belongs to who has the worker's role
+  const std::shared_ptr<LentRole> role_;
 
   CriticalSection cleanupLock_;
   std::unique_ptr<std::thread> workerThread;  // guarded by cleanupLock_; null after Cleanup

@@ -8,6 +8,7 @@
 #include <condition_variable>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -33,6 +34,7 @@ using yox_test::CapturedLog;
 using yox_test::Latch;
 
 constexpr std::int64_t kBound = 30'000;
+constexpr int kSettling = 50;
 
 class TestBus : public YOXPublisherSubscriber {
  public:
@@ -706,6 +708,194 @@ TEST(BusTest, WhatACallbackHoldsIsLetGoWhenItsSubscriberHasLeft) {
   const auto limit = std::chrono::steady_clock::now() + std::chrono::milliseconds(kBound);
   while (!watched.expired() && std::chrono::steady_clock::now() < limit) std::this_thread::yield();
   EXPECT_TRUE(watched.expired());
+}
+
+// Publishes until these have had some deliveries behind them, so that the bus takes them for brisk.
+void Settle(TestBus& bus, Receiver& receiver) {
+  for (int event = 1; event <= kSettling; ++event) {
+    bus.Notify(Record(7, event), ""_w);
+    receiver.Until(event);
+  }
+}
+
+TEST(BusTest, DeliveriesRunOnThreadsOfThePoolAndTheFirstCallsOnOneOfTheBuss) {
+  struct Threads {
+    void Add() {
+      const std::lock_guard lock(mutex);
+      ids.insert(std::this_thread::get_id());
+    }
+    std::mutex mutex;
+    std::set<std::thread::id> ids;
+  };
+  Threads first;
+  Threads others;
+  {
+    TestBus bus;
+    bus.Subscribe([&](YOXNotificationData&) { first.Add(); }, true);
+    bus.Subscribe([&](YOXNotificationData&) { others.Add(); }, false);
+    Receiver receiver(bus);
+    Settle(bus, receiver);
+    bus.Cleanup();
+  }
+  EXPECT_EQ(first.ids.size(), 1U);
+  others.Add();
+  EXPECT_EQ(others.ids.count(*first.ids.begin()), 0U);
+  EXPECT_EQ(first.ids.count(std::this_thread::get_id()), 0U);
+}
+
+TEST(BusTest, ASubscriberThatHangsAfterManyShortDeliveriesHoldsBackNobody) {
+  for (int round = 0; round < 4; ++round) {  // on either side of its turn
+    TestBus bus;
+    Latch release;
+    Receiver one(bus);
+    const WString hanging = bus.Subscribe(
+        [&](YOXNotificationData& record) {
+          if (record.getEventState() == 1000) {
+            EXPECT_TRUE(release.Wait());
+          }
+        },
+        false);
+    Receiver two(bus);
+    Settle(bus, one);
+    bus.Notify(Record(7, 1000), ""_w);
+    one.Until(1000);
+    two.Until(1000);
+    release.CountDown();
+    bus.Unsubscribe(hanging);
+  }
+}
+
+TEST(BusTest, SubscribersMayWaitForEachOtherInDeliveriesOfOneRecord) {
+  Latch all(4);
+  TestBus bus;
+  for (int i = 0; i < 4; ++i) {
+    bus.Subscribe(
+        [&](YOXNotificationData& record) {
+          if (record.getEventState() != 1000) return;
+          all.CountDown();
+          EXPECT_TRUE(all.Wait());
+        },
+        false);
+  }
+  Receiver receiver(bus);
+  Settle(bus, receiver);
+  bus.Notify(Record(7, 1000), ""_w);
+  EXPECT_TRUE(all.Wait());
+}
+
+TEST(BusTest, UnsubscribeWaitsForADeliveryBehindManyShortOnes) {
+  std::atomic<bool> unsubscribed{false};
+  std::atomic<bool> unsubscribed_first{false};
+  Latch begun;
+  Latch entered;
+  TestBus bus;
+  const WString id = bus.Subscribe(
+      [&](YOXNotificationData& record) {
+        if (record.getEventState() != 1000) return;
+        begun.CountDown();
+        EXPECT_TRUE(entered.Wait());
+        unsubscribed_first = unsubscribed.load();
+      },
+      false);
+  Receiver receiver(bus);
+  Settle(bus, receiver);
+  bus.Notify(Record(7, 1000), ""_w);
+  ASSERT_TRUE(begun.Wait());
+  YOX::Log::SetSink([&](std::string_view, YOX::LogLevel, std::string_view line) {
+    if (line.ends_with("exit")) entered.CountDown();
+  });
+  bus.Unsubscribe(id);
+  unsubscribed = true;
+  YOX::Log::SetSink({});
+  EXPECT_FALSE(unsubscribed_first);
+}
+
+TEST(BusTest, ASubscriberMayLeaveFromItsOwnDeliveryBehindManyShortOnes) {
+  TestBus bus;
+  Receiver other(bus);
+  std::atomic<int> calls{0};
+  WString id;
+  id = bus.Subscribe(
+      [&](YOXNotificationData& record) {
+        ++calls;
+        if (record.getEventState() == kSettling) bus.Unsubscribe(id);
+      },
+      false);
+  Settle(bus, other);
+  bus.Notify(Record(7, 1000), ""_w);
+  other.Until(1000);
+  bus.Cleanup();
+  EXPECT_EQ(calls, kSettling);
+}
+
+TEST(BusTest, WhoeverPublishesEverySubscriberReceivesTheWholeRecord) {
+  TestBus bus;
+  struct Seen {
+    std::mutex mutex;
+    std::vector<std::string> payloads;
+  };
+  constexpr int kSubscribers = 5;
+  std::array<Seen, kSubscribers> seen;
+  std::array<WString, kSubscribers> ids;
+  for (std::size_t i = 0; i < kSubscribers; ++i) {
+    ids[i] = bus.Subscribe(
+        [&seen = seen[i]](YOXNotificationData& record) {
+          const std::lock_guard lock(seen.mutex);
+          seen.payloads.push_back(Utf8(record.getPayload()));
+          record.setPayload("spoilt"_w);
+        },
+        false);
+  }
+  Receiver receiver(bus);
+  Settle(bus, receiver);
+  for (std::size_t i = 0; i < kSubscribers; ++i) {
+    bus.Notify(Record(7, 1000 + static_cast<int>(i)), ids[i]);
+  }
+  bus.Notify(Record(7, 2000), ""_w);
+  receiver.Until(2000);
+  bus.Cleanup();
+  for (Seen& one : seen) {
+    EXPECT_THAT(one.payloads, testing::Each("payload"));
+    EXPECT_EQ(one.payloads.size(), static_cast<std::size_t>(kSettling + kSubscribers));
+  }
+}
+
+TEST(BusTest, AFirstSubscriberComesBeforeTheOthersHoweverManyRecordsThereAre) {
+  TestBus bus;
+  std::atomic<int> first_saw{0};
+  std::atomic<int> too_early{0};
+  bus.Subscribe([&](YOXNotificationData& record) { first_saw = record.getEventState(); }, true);
+  for (int i = 0; i < 3; ++i) {
+    bus.Subscribe(
+        [&](YOXNotificationData& record) {
+          if (first_saw < record.getEventState()) ++too_early;
+        },
+        false);
+  }
+  Receiver receiver(bus);
+  for (int event = 1; event <= 1000; ++event) bus.Notify(Record(7, event), ""_w);
+  receiver.Until(1000);
+  EXPECT_EQ(too_early, 0);
+}
+
+TEST(BusTest, ACallbackThatThrowsBehindManyShortDeliveriesIsLoggedByUnsubscribe) {
+  TestBus bus;
+  Latch called;
+  const WString id = bus.Subscribe(
+      [&](YOXNotificationData& record) {
+        if (record.getEventState() != 1000) return;
+        called.CountDown();
+        throw std::runtime_error("late");
+      },
+      false);
+  Receiver receiver(bus);
+  Settle(bus, receiver);
+  bus.Notify(Record(7, 1000), ""_w);
+  ASSERT_TRUE(called.Wait());
+  const CapturedLog log;
+  bus.Unsubscribe(id);
+  EXPECT_THAT(Texts(log), testing::Contains("E YOXPublisherSubscriber::Unsubscribe: Exception in "
+                                            "future.get(): late"));
 }
 
 TEST(BusTest, TheProcesssBusIsOne) {
