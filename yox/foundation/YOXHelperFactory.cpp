@@ -17,7 +17,9 @@ YOXHelperFactory* YOXHelperFactory::GetInstance() {
 void YOXHelperFactory::ReleaseInstance() {
   if (_YOXHelperFactory.load(std::memory_order_acquire) == nullptr) return;
   const std::lock_guard lock(mutex_);
-  delete _YOXHelperFactory.exchange(nullptr, std::memory_order_acq_rel);
+  // What is held may ask for the factory while it goes.
+  delete _YOXHelperFactory.load(std::memory_order_relaxed);
+  _YOXHelperFactory.store(nullptr, std::memory_order_release);
 }
 
 }  // namespace yox

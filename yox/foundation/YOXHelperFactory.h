@@ -16,13 +16,15 @@ class YoxStatusManager;
 namespace yox {
 
 // Where the library's parts find one another, and where the host puts in its own objects. It makes
-// nothing: the host fills it, and whoever asks must expect an empty pointer. Its four pointers are
-// unguarded on purpose: they are set before other threads read them.
+// nothing: the host fills it, and whoever asks must expect an empty pointer. The two static
+// operations are safe from any thread. The four pointers are unguarded on purpose: they are set
+// before other threads read them.
 class YOX_API YOXHelperFactory {
  public:
   // Never null; created by the first call, and anew by the first call after `ReleaseInstance`.
   static YOXHelperFactory* GetInstance();
-  // Deletes the object, which drops its references; at shutdown, when nobody else uses it.
+  // Deletes the object, which drops its references, the last one first; what goes with them still
+  // finds the factory. At shutdown: whoever holds the object's pointer must not use it again.
   static void ReleaseInstance();
 
   YOXHelperFactory(const YOXHelperFactory&) = default;

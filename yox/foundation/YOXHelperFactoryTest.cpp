@@ -59,6 +59,25 @@ TEST(YOXHelperFactoryTest, EachObjectIsSharedWithItsOwnerUntilTheRelease) {
   ExpectSharedBy(&Factory::SetYoxStatusManager, &Factory::GetYoxStatusManager);
 }
 
+// The destructor of what is held may still look for those that go behind it.
+TEST(YOXHelperFactoryTest, AnObjectThatGoesStillFindsTheFactoryAndThoseBeforeIt) {
+  YOXHelperFactory* const factory = YOXHelperFactory::GetInstance();
+  const auto owner = std::make_shared<int>();
+  auto record = Object<MachineInformation>(owner);
+  factory->SetMachineInformationAgent(record);
+  std::shared_ptr<MachineInformation> found;
+  {
+    const std::shared_ptr<int> held(new int, [&](const int* object) {
+      found = YOXHelperFactory::GetInstance()->GetMachineInformationAgent();
+      delete object;
+    });
+    auto manager = Object<YOX::YoxStatusManager>(held);
+    factory->SetYoxStatusManager(manager);
+  }
+  YOXHelperFactory::ReleaseInstance();
+  EXPECT_EQ(found, record);
+}
+
 TEST(YOXHelperFactoryTest, ACopySharesTheObjects) {
   const auto owner = std::make_shared<int>();
   auto record = Object<MachineInformation>(owner);
