@@ -25,6 +25,8 @@ ChosenDevice::ChosenDevice(const GlobalOptions& options) {
   std::filesystem::path folder;
   if (options.state_dir) folder = StateFolder(*options.state_dir);
   if (options.device) {
+    // Empty: the cryptography takes no settings from this machine.
+    SetVariable("OPENSSL_CONF", "");
     simulated_.emplace(ReadNamed(*options.device, YOX::platform::ReadDeviceProfile), folder);
     installed_.emplace(*simulated_);
   } else if (options.state_dir) {

@@ -6,6 +6,8 @@
 import json
 import os
 import pathlib
+import re
+import shutil
 import signal
 import socket
 import subprocess
@@ -118,6 +120,33 @@ class Evaluate(Yoxctl):
         self.run_program(*self.evaluate([{"registry": "HKLM\\SOFTWARE\\Contoso:Level|1"}]), env=environment)
         self.assertEqual(sorted(os.listdir(self.folder)), ["device.json", "filters.json", "temporary"])
         self.assertEqual(os.listdir(self.folder / "temporary"), [])
+
+    def test_a_device_is_read_from_its_profile_alone(self):
+        if len(PROGRAM) > 1 or not shutil.which("strace") or subprocess.call(["strace", "-o", os.devnull, "true"]):
+            self.skipTest("nobody tells what the program asks the system for")
+        self.write("device.json", {
+            **PROFILE, "organisation": {"realm": "contoso", "subscriptions": ["1b4e28ba-2fa1"]}, "devices": [KEY],
+            "installed_apps": [{"key": "{1}", "name": "Contoso Editor", "version": "7.1.0"}]})
+        filters = {criterion: "*" for criterion in EVERY_CRITERION}
+        filters.update({"date_range": "*|*", "date_function": "2020-01-05|28|linear", "version": "!0.0",
+                        "os_version": "!0.0", "target_version": "!0.0",
+                        "registry": "HKLM\\SOFTWARE\\Tervan\\YOX\\Organisation:Realm|contoso"})
+        arguments = self.evaluate([filters], "--target-version", "2.0")
+        (self.folder / "temporary").mkdir()
+        (self.folder / "openssl.cnf").touch()
+        done = subprocess.run(
+            ["strace", "-f", "-qq", "-e", "trace=%file,%network", "-o", "calls", *PROGRAM, *arguments],
+            cwd=self.folder, capture_output=True, timeout=60,
+            env={**os.environ, "TMPDIR": str(self.folder / "temporary"), "ASAN_OPTIONS": "detect_leaks=0",
+                 "OPENSSL_CONF": str(self.folder / "openssl.cnf")})
+        self.assertEqual((done.stderr, done.stdout), (b"", b"applies\nFilter [0]: true; \n"))
+        calls = (self.folder / "calls").read_text().splitlines()
+        own = re.compile(r'"(filters\.json|device\.json|%s/temporary[^"]*|/proc/self/[^"]*|State|Shared|\w+Cached\.json|)"'
+                         % re.escape(str(self.folder)))
+        begin = next(number for number, call in enumerate(calls) if '"filters.json", {' in call)
+        loaded = [call for call in calls[:begin] if re.search(r" open\w*\(|socket", call)
+                  and not re.search(r'\.so\b|/ld\.so|"/proc/self/', call)]
+        self.assertEqual(loaded + [call for call in calls[begin:] if "(" in call and not own.search(call)], [])
 
     def test_state_is_kept_where_it_is_told(self):
         for arguments in (self.evaluate([]), ["evaluate", "filters.json"]):
