@@ -1,9 +1,12 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <new>
+#include <stdexcept>
 #include <string>
 
 #include "yox/applicability/Dates.h"
+#include "yox/applicability/TestClock.h"
 #include "yox/applicability/TestEvaluator.h"
 #include "yox/clientbase/SaltedHash.h"
 #include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
@@ -11,6 +14,7 @@
 
 #include "tests/CapturedLog.h"
 #include "tests/Rows.h"
+#include "tests/SubstitutedPlatform.h"
 
 namespace {
 
@@ -91,6 +95,30 @@ TEST(DateWindowTest, TheDayIsTheDevicesOwn) {
   EXPECT_FALSE(TestEvaluator().IsCurrentDateWithinRange("*|2026-03-15"_w));
 }
 
+TEST(DateWindowTest, AnOpenWindowHoldsFromItsStartOnAndUntilItsEnd) {
+  At now("2019-12-01T12:00:00");
+  TestEvaluator evaluator;
+  for (int day = -31; day <= 31; ++day) {
+    EXPECT_TRUE(evaluator.IsCurrentDateWithinRange("*|*"_w)) << day;
+    EXPECT_EQ(evaluator.IsCurrentDateWithinRange("2020-01-01|*"_w), day >= 0) << day;
+    EXPECT_EQ(evaluator.IsCurrentDateWithinRange("*|2020-01-01"_w), day <= 0) << day;
+    now.device.clock().Advance(86400);
+  }
+}
+
+TEST(DateWindowTest, AClockThatFailsIsLoggedAndFalse) {
+  SimulatedDevice device;
+  yox_test::FailingClock clock;
+  yox_test::SubstitutedPlatform platform(device);
+  platform.Set(clock);
+  const ScopedPlatform installed(platform);
+  const CapturedLog log;
+  EXPECT_FALSE(TestEvaluator().IsCurrentDateWithinRange("2020-01-01|*"_w));
+  EXPECT_EQ(log.Text(),
+            "ApplicabilityEvaluator D ApplicabilityEvaluator::IsCurrentDateWithinRange : Exception "
+            "occured - the clock fällt aus\n");
+}
+
 const WString kSerial = "C0FFEE12"_w;
 const WString kOrg = "contoso"_w;
 
@@ -162,6 +190,13 @@ INSTANTIATE_TEST_SUITE_P(
                      Line("D", " Days count is zero")},
         FunctionCase{"NegativeDaysAreOver", "2026-01-05T00:00:00", "2026-01-05|-3|linear"_w, true,
                      ""},
+        FunctionCase{"NegativeDaysAreOverOnAnyDayBehind", "2026-09-05T00:00:00",
+                     "2026-01-05|-300|linear"_w, true, ""},
+        FunctionCase{"NegativeDaysStillBegin", "2026-01-04T23:59:59", "2026-01-05|-3|linear"_w,
+                     false,
+                     Line("D",
+                          " Filter date is after current date. currentDateUTCTime: 1767571199 "
+                          "dateUTCTime: 1767571200")},
         FunctionCase{"OneDayIsWholeFromTheFirst", "2026-01-05T00:00:00", "2026-01-05|1|linear"_w,
                      true, ""},
         FunctionCase{"UnknownGrowthBeforeTheLastDay", "2026-01-31T23:59:59",
@@ -207,6 +242,16 @@ TEST(RolloutTest, TheBucketIsInOnceTheShareReachesIt) {
   }
 }
 
+TEST(RolloutTest, AStartInTheFutureIsFalseForEveryGrowth) {
+  const At now("2026-01-04T23:59:59");
+  for (const WString& growth : {"linear"_w, "exponentialNormal"_w, "exponentialSlow"_w}) {
+    for (const WString& days : {"|1|"_w, "|100|"_w}) {
+      EXPECT_FALSE(
+          TestEvaluator().DoesDateFunctionMatch("2026-01-05"_w + days + growth, &kSerial, &kOrg));
+    }
+  }
+}
+
 TEST(RolloutTest, BucketsUpTo40AreInOnTheFirstOfAHundredLinearDays) {
   const double share = YOX::match::RolloutShare(YOX::match::Growth::kLinear, 1, 100);
   EXPECT_DOUBLE_EQ(share, 0.01);
@@ -248,6 +293,39 @@ TEST(RolloutTest, TheFourthPieceChoosesTheOrganisation) {
   EXPECT_FALSE(evaluator.DoesDateFunctionMatch("2026-01-01|100|linear|Tenant"_w, &low, &high));
   EXPECT_TRUE(evaluator.DoesDateFunctionMatch("2026-01-01|100|linear| tenant"_w, &low, &high));
   EXPECT_TRUE(evaluator.DoesDateFunctionMatch("2026-01-01|100|linear|device"_w, &low, &high));
+}
+
+TEST(RolloutTest, AllDevicesOfAnOrganisationAnswerAlike) {
+  At now("2026-01-01T12:00:00");
+  for (int day = 1; day <= 100; ++day) {
+    const bool is_in = BucketOf(kOrg) <= day / 100.0 * 4095.0;
+    for (const WString& serial : {"C0FFEE12"_w, "KM020417"_w, ""_w}) {
+      EXPECT_EQ(
+          TestEvaluator().DoesDateFunctionMatch("2026-01-01|100|linear|Tenant"_w, &serial, &kOrg),
+          is_in)
+          << day;
+    }
+    now.device.clock().Advance(86400);
+  }
+}
+
+// A log sink that throws while the seed is chosen stands for a hash that cannot be made.
+template <class Exception>
+void ExpectHashingLogs(const Exception& exception, const std::string& expected) {
+  const At now("2026-01-01T12:00:00");
+  std::vector<std::string> lines;
+  YOX::Log::SetSink([&](std::string_view, YOX::LogLevel level, std::string_view line) {
+    lines.push_back("DWE"[static_cast<int>(level)] + std::string(line));
+    if (line.ends_with("No serial number")) throw exception;
+  });
+  EXPECT_FALSE(TestEvaluator().DoesDateFunctionMatch("2026-01-01|100|linear"_w, nullptr, nullptr));
+  YOX::Log::SetSink({});
+  EXPECT_EQ(lines.back(), "EApplicabilityEvaluator::DoesDateFunctionMatch" + expected);
+}
+
+TEST(RolloutTest, ASeedThatCannotBeHashedIsLoggedAndFalse) {
+  ExpectHashingLogs(std::bad_alloc(), " Bad alloc on seed hash.");
+  ExpectHashingLogs(std::out_of_range("too far"), " Out of range on seed hash");
 }
 
 TEST(RolloutTest, AMissingSeedIsLogged) {

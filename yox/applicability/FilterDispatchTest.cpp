@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -89,6 +91,7 @@ struct CriterionCase {
   WString holds;
   WString fails;
   std::string message;
+  const char* profile = kProfile;
 
   std::string name() const {
     return std::string(kFilterFieldNames[static_cast<std::size_t>(field)]);
@@ -139,14 +142,27 @@ const std::vector<CriterionCase>& CriterionCases() {
       {Field::tag, "Ring|2"_w, "Ring|3"_w, "Tag filter is false. Required: Ring|3"},
       {Field::installed_items, "Contoso Editor|>=7.0"_w, "Contoso Editor|>7.1.0"_w,
        "Installed items filter is false. Required: Contoso Editor|>7.1.0"},
+      {Field::device_subscription, "one*"_w, "three"_w,
+       "Device subscription filter is false. Required: three",
+       R"({"organisation": {"subscriptions": ["one-two", "other"]}})"},
+      {Field::org_hash, "*"_w, "000*,!*"_w, "Org hash filter is false. Required: 000*,!*"},
+      {Field::registry, "HKLM\\SOFTWARE\\Contoso:Level|10"_w, "HKLM/SOFTWARE/Contoso:Level|11"_w,
+       "Registry filter is false. Required: HKLM/SOFTWARE/Contoso:Level|11 not found",
+       R"({"registry": {"HKLM\\SOFTWARE\\Contoso": {"Level": {"type": "REG_DWORD", "data": 10}}}})"},
   };
   return rows;
+}
+
+int FailureLines(const CapturedLog& log) {
+  return static_cast<int>(std::ranges::count_if(log.Lines(), [](const CapturedLog::Line& line) {
+    return line.text.find("filter is false") != std::string::npos;
+  }));
 }
 
 class CriterionTest : public testing::TestWithParam<CriterionCase> {};
 
 TEST_P(CriterionTest, HoldsWithoutAWord) {
-  Bench bench;
+  Bench bench(GetParam().profile);
   Filter filter;
   filter.Set(GetParam().field, GetParam().holds);
   WString target = "2.0"_w;
@@ -158,7 +174,7 @@ TEST_P(CriterionTest, HoldsWithoutAWord) {
 }
 
 TEST_P(CriterionTest, FailsWithItsWordAndItsLine) {
-  Bench bench;
+  Bench bench(GetParam().profile);
   Filter filter;
   filter.Set(GetParam().field, GetParam().fails);
   WString target = "2.0"_w;
@@ -172,27 +188,50 @@ TEST_P(CriterionTest, FailsWithItsWordAndItsLine) {
 }
 
 TEST_P(CriterionTest, AFailureIsLoggedOnceWhileNothingChanges) {
-  Bench bench;
+  Bench bench(GetParam().profile);
   Filter filter;
   filter.Set(GetParam().field, GetParam().fails);
   WString target = "2.0"_w;
   const CapturedLog log;
   for (int i = 0; i < 3; ++i) bench.Decide(filter, nullptr, &target, {{"Ring"_w, "2"_w}});
-  int lines = 0;
-  for (const auto& line : log.Lines()) {
-    lines += line.text.find("filter is false") != std::string::npos ? 1 : 0;
+  EXPECT_EQ(FailureLines(log), 1) << log.Text();
+}
+
+// What is logged under a fixed key is forgotten with the next line; otherwise each required text is
+// remembered by itself.
+TEST_P(CriterionTest, AlternatingTextsAreLoggedByTheFormOfTheThrottle) {
+  const std::set<Field> by_key = {
+      Field::enclosure, Field::family,     Field::mfr,        Field::model,
+      Field::os,        Field::os_bitness, Field::os_version, Field::os_description,
+      Field::sku,       Field::sn_hash};
+  Bench bench(GetParam().profile);
+  WString target = "2.0"_w;
+  const CapturedLog log;
+  const WString other = GetParam().fails + ","_w + GetParam().fails;
+  for (const WString& text : {GetParam().fails, other, GetParam().fails}) {
+    Filter filter;
+    filter.Set(GetParam().field, text);
+    EXPECT_FALSE(bench.Decide(filter, nullptr, &target, {{"Ring"_w, "2"_w}}));
   }
-  EXPECT_EQ(lines, 1) << log.Text();
+  EXPECT_EQ(FailureLines(log), by_key.contains(GetParam().field) ? 3 : 2) << log.Text();
 }
 
 TEST_P(CriterionTest, ABlankTextIsNotSet) {
-  Bench bench;
+  Bench bench(GetParam().profile);
   Filter filter;
   filter.Set(GetParam().field, " \t"_w);
   EXPECT_TRUE(bench.Decide(filter));
 }
 
 INSTANTIATE_TEST_SUITE_P(, CriterionTest, testing::ValuesIn(CriterionCases()), CriterionName());
+
+TEST(FilterDispatchTest, EveryCriterionWithAThrottleHasACase) {
+  for (const Criterion& criterion : kCriteria) {
+    EXPECT_EQ(std::ranges::count(CriterionCases(), criterion.field, &CriterionCase::field),
+              criterion.throttling == Throttling::kNone ? 0 : 1)
+        << criterion.name();
+  }
+}
 
 TEST(FilterDispatchTest, CriteriaAreEvaluatedInTheirOrder) {
   const std::vector<std::string> expected = {
@@ -264,7 +303,11 @@ TEST(FilterDispatchTest, ASerialNumberHashIsHeldWithItsPrefix) {
 
 TEST(FilterDispatchTest, WithoutFirmwareASkuIsNotAsked) {
   Bench bench(R"({})");
-  EXPECT_TRUE(bench.Decide(Field::sku, "anything"_w));
+  Filter filter;
+  filter.set_sku("anything"_w);
+  WString reason;
+  EXPECT_TRUE(bench.Decide(filter, &reason));
+  EXPECT_EQ(reason, "Filter [0]: true; "_w);
 }
 
 struct BitnessCase {
@@ -325,6 +368,22 @@ TEST(FilterDispatchTest, ADynamicLineIsWrittenAgainWhenTheValueChanges) {
   EXPECT_EQ(log.Text(), origin + "Required: US, Actual: DE\n" +  //
                             origin + "Required: US, Actual: FR\n" + origin +
                             "Required: JP, Actual: FR\n");
+}
+
+// Its hash is the value that counts, though the line does not show it.
+TEST(FilterDispatchTest, AnotherOrganisationIsLoggedAgainInTheSameWords) {
+  TestEvaluator evaluator;
+  Filter filter;
+  filter.set_org_hash("!*"_w);
+  const CapturedLog log;
+  for (const std::string realm : {"contoso", "contoso", "fabrikam"}) {
+    SimulatedDevice device(ReadDeviceProfile(R"({"organisation": {"realm": ")" + realm + R"("}})"));
+    const ScopedPlatform installed(device);
+    WString reason;
+    EXPECT_FALSE(
+        evaluator.DoesFilterMatch(&filter, ExampleRecord(), "1.0"_w, nullptr, nullptr, {}, reason));
+  }
+  EXPECT_EQ(FailureLines(log), 2) << log.Text();
 }
 
 TEST(FilterDispatchTest, AStaticLineIsWrittenAgainWhenTheMessageChanges) {

@@ -180,6 +180,36 @@ TEST_F(BareDevice, ListsWithoutTheCriterionRegisterNothing) {
   EXPECT_EQ(device.device_tree().enumerations(), 0U);
 }
 
+TEST_F(BareDevice, AFailingCountryNeverReachesTheRepository) {
+  const auto record = yox_test::MakeRecord();
+  Filter filter;
+  filter.set_country("US"_w);
+  filter.set_hardware_id("*"_w);
+  CapturedLog log;
+  WString reason;
+  EXPECT_FALSE(evaluator.EvaluateApplicability(record, "1.0"_w, ApplicabilityFilter({filter}),
+                                               nullptr, nullptr, {}, reason));
+  EXPECT_EQ(reason, "Filter [0]: country = false; "_w);
+  EXPECT_EQ(device.device_tree().enumerations(), 0U);
+  EXPECT_EQ(log.Text(),
+            "ApplicabilityEvaluator D ApplicabilityEvaluator::DoesFilterMatch Country filter is "
+            "false. Required: US, Actual: \n");
+}
+
+TEST_F(BareDevice, TheFailureOfTheCriterionIsLoggedEachTime) {
+  const auto record = yox_test::MakeRecord();
+  Filter filter;
+  filter.set_hardware_id("USB/A"_w);
+  for (int i = 0; i < 3; ++i) {
+    CapturedLog log;
+    WString reason;
+    EXPECT_FALSE(evaluator.DoesFilterMatch(&filter, record, "1.0"_w, nullptr, nullptr, {}, reason));
+    EXPECT_EQ(log.Lines().back().text,
+              "ApplicabilityEvaluator::DoesFilterMatch Hardware ID filter is false. Required "
+              "hardware ID: USB/A");
+  }
+}
+
 TEST_F(BareDevice, TheCriterionDecidesAListAndGivesItsReason) {
   Filter filter;
   filter.set_hardware_id("USB/A"_w);

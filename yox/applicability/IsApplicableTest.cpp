@@ -1,4 +1,5 @@
 #include "yox/applicability/FilterDocument.h"
+#include "yox/applicability/TestClock.h"
 #include "yox/applicability/TestEvaluator.h"
 #include "yox/clientbase/platform/RegistryPlatform.h"
 #include "yox/device/MachineInformation.h"
@@ -6,6 +7,7 @@
 #include "yox/tags/AppAndTagCollection.h"
 
 #include "tests/CapturedLog.h"
+#include "tests/SubstitutedPlatform.h"
 
 namespace {
 
@@ -91,6 +93,26 @@ TEST_F(IsApplicableTest, WithoutARecordEverythingApplies) {
   EXPECT_THAT(log.Text(), testing::HasSubstr("ApplicabilityEvaluator E "
                                              "ApplicabilityEvaluator::IsApplicable : Exception - "
                                              "machineInformation\n"));
+}
+
+TEST_F(IsApplicableTest, AnExceptionAppliesAndKeepsTheReasonSoFar) {
+  EXPECT_TRUE(Applies("[]"));  // whatever is made by the first decision stands
+  yox_test::FailingClock clock;
+  yox_test::SubstitutedPlatform platform(device_);
+  platform.Set(clock);
+  const YOX::platform::ScopedPlatform installed(platform);
+  constexpr const char* kList = R"([{"country": "DE"}, {"os": "Windows",
+      "date_function": "2026-01-05|28|linear"}, {"default": "false"}])";
+  const yox_test::CapturedLog log;
+  EXPECT_TRUE(Applies(kList));
+  EXPECT_EQ(reason_, "Filter [0]: country = false; "_w);
+  EXPECT_EQ(log.Lines().back().text,
+            "ApplicabilityEvaluator::IsApplicable : Exception - the clock fällt aus");
+
+  EXPECT_THROW(ApplicabilityEvaluator::GetInstance()->EvaluateApplicability(
+                   record_, "1.0"_w, ReadFilterDocument(kList), nullptr, nullptr, {}, reason_),
+               std::runtime_error);
+  EXPECT_EQ(reason_, "Filter [0]: country = false; "_w);
 }
 
 }  // namespace

@@ -43,6 +43,7 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(MatchCase{"EmptyPatternMatchesAnyValue", ""_w, "x"_w, true},
                     MatchCase{"EmptyPatternMatchesTheEmptyValue", ""_w, ""_w, true},
                     MatchCase{"BlankPatternMatchesAnyValue", " \t\r\n\v\f"_w, "x"_w, true},
+                    MatchCase{"BlankPatternMatchesTheEmptyValue", " \t"_w, ""_w, true},
                     MatchCase{"LoneNegationFailsTheEmptyValue", "!"_w, ""_w, false},
                     MatchCase{"LoneNegationMatchesAValue", "!"_w, "x"_w, true},
                     MatchCase{"CaseAndSurroundingBlanksAreIgnored", "ABC"_w, " abc "_w, true},
@@ -130,6 +131,11 @@ INSTANTIATE_TEST_SUITE_P(
                     MatchCase{"OperatorGoesFromBothEnds", ">=1.2=>"_w, "1.2"_w, true},
                     MatchCase{"EqualsSignAloneIsNoOperator", "=1.2"_w, "1.2"_w, false}),
     yox_test::RowName());
+
+TEST(VersionPatternTest, AnEmptyPatternFailsAsAVersionThoughItHoldsAsAText) {
+  EXPECT_FALSE(TestEvaluator().DoesVersionMatch(""_w, "1.0"_w));
+  EXPECT_TRUE(TestEvaluator().DoesStringMatch(""_w, "1.0"_w));
+}
 
 TEST(VersionPatternTest, TheCallersTextsComeBackTrimmed) {
   WString required = " >=1.2 "_w;

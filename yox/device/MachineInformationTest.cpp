@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "yox/device/MachineInformation.h"
+#include "yox/device/TestRecord.h"
 
 #include "tests/CapturedLog.h"
 
@@ -12,13 +13,7 @@ namespace {
 
 using namespace YOX::literals;
 using YOX::WString;
-
-class Record : public MachineInformation {
- public:
-  Record() = default;
-  using MachineInformation::Initialize;
-  using MachineInformation::SanitizeString;
-};
+using yox_test::Record;
 
 struct TextAccessors {
   const char* name;
@@ -92,6 +87,21 @@ TEST(MachineInformationTest, ACopyIsASnapshot) {
     EXPECT_EQ(snapshot->device_extension_keyvalue(), std::vector<WString>{"a=1"_w});
     EXPECT_TRUE(snapshot->os_is_s_mode());
   }
+}
+
+TEST(MachineInformationTest, ACopyOfAFilledRecordReportsWhatItHeld) {
+  const yox_test::InstalledDevice device;
+  Record source;
+  source.Initialize();
+  const MachineInformation copy(source);
+  EXPECT_EQ(source.serial_number(), "C0FFEE12"_w);
+  for (const TextAccessors& text : kTexts) {
+    const WString held = (source.*text.get)();
+    EXPECT_EQ((copy.*text.get)(), held) << text.name;
+    (source.*text.set)("another"_w);
+    EXPECT_EQ((copy.*text.get)(), held) << text.name;
+  }
+  EXPECT_TRUE(copy.os_is_s_mode());
 }
 
 TEST(MachineInformationTest, MovingCopies) {

@@ -25,7 +25,9 @@ class YOX_API LogThrottler {
   bool ShouldLogDynamic(const YOX::WString& key, const YOX::WString& required,
                         const YOX::WString& actual, const YOX::WString& message);
 
+  // Forgets everything: each line is written once more.
   void ClearCache();
+  // The number of entries.
   std::size_t GetCacheSize();
 
  private:

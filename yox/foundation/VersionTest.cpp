@@ -55,6 +55,7 @@ INSTANTIATE_TEST_SUITE_P(
                     TextCase{"ForeignDigitsAreNotDigits", "1.٢"_w, false, {}},
                     TextCase{"LargestInt", "2147483647.0"_w, true, {2147483647, 0}},
                     TextCase{"OutOfRange", "2147483648.0"_w, false, {}},
+                    TextCase{"OutOfRangeInFirstPiece", "99999999999.1"_w, false, {}},
                     TextCase{"FarOutOfRange", "99999999999999999999999.1"_w, false, {}},
                     TextCase{"OutOfRangeInLastPiece", "1.2.3.99999999999"_w, false, {}},
                     TextCase{"LeadingZerosDoNotCount", "000000000000001.02"_w, true, {1, 2}},
