@@ -105,6 +105,13 @@ class Evaluate(Yoxctl):
         self.write("filters.json", [{"country": "no such country"}])
         self.assert_answer(["evaluate", "filters.json"], 1, "does not apply\nFilter [0]: country = false; \n")
 
+    def test_the_first_decision_of_the_readme_is_the_programs(self):
+        root = pathlib.Path(__file__).resolve().parents[2]
+        readme = (root / "README.md").read_text(encoding="utf-8")
+        arguments, answer = re.search(r"^\$ scripts/run (.*)\n((?:.*\n)*?)```", readme, re.MULTILINE).groups()
+        done = subprocess.run([*PROGRAM, *arguments.split()], cwd=root, capture_output=True, timeout=60)
+        self.assertEqual((done.stderr, done.stdout.decode(), done.returncode), (b"", answer, 1))
+
     def test_names_of_files_are_unicode(self):
         self.write("Gerät 設備.json", PROFILE)
         self.write("filters.json", [{"country": "US"}])

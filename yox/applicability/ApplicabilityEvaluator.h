@@ -29,6 +29,7 @@ class YOX_API ApplicabilityEvaluator {
   // A reason that holds this text on entry is neither read nor written: the caller wants none.
   static YOX::WString discard_reason_;
 
+  // Never null; created by the first call, lives until the process ends.
   static ApplicabilityEvaluator* GetInstance();
 
   virtual ~ApplicabilityEvaluator();

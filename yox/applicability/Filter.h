@@ -46,7 +46,8 @@ class YOX_API Filter {
 };
 
 // An ordered list of filters: the first decisive one ends an evaluation. A value whose copies share
-// one unchanging list, so that a copy costs a reference count.
+// one unchanging list, so that a copy costs a reference count. One object may be decided on by
+// several threads while none sets its filters.
 class YOX_API ApplicabilityFilter {
  public:
   using List = std::vector<Filter>;

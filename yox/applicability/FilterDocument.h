@@ -9,7 +9,7 @@
 
 // The document that holds a filter list (docs/filter-list.md): {"filters": [FILTER, ...]} or the
 // bare array. A filter is an object whose keys are the names of the fields and whose values are
-// texts.
+// texts. Both operations are safe from any thread.
 
 // Throws YOX::DocumentError, which names the filter's index and the key, for everything else.
 YOX_API ApplicabilityFilter ReadFilterDocument(std::string_view utf8);
