@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "yox/clientbase/BrandAgent.h"
+#include "yox/clientbase/MTMAgent.h"
 #include "yox/clientbase/String.h"
 #include "yox/clientbase/SubBrandAgent.h"
 #include "yox/clientbase/System.h"
@@ -51,6 +52,17 @@ INSTANTIATE_TEST_SUITE_P(
                     BrandRow{"OnlyALegalForm", "", "", "Limited", "Limited", ""},
                     BrandRow{"SkuWithoutFields", "ABC", " ", "Contoso Inc.", "Contoso", ""}),
     yox_test::RowName());
+
+TEST(MTMAgentTest, TheMtmIsTheModelNumberWithoutWhiteSpaceAroundIt) {
+  EXPECT_EQ(MTMAgent::GetMTM(" \t20X1 ABCD\r\n"_w), "20X1 ABCD"_w);
+  EXPECT_EQ(MTMAgent::GetMTM(" \v\f"_w), ""_w);
+}
+
+TEST(MTMAgentTest, TheMachineTypeIsItsFirstFourCharacters) {
+  EXPECT_EQ(MTMAgent::GetMTFromMTM("20X1ABCD"_w), "20X1"_w);
+  EXPECT_EQ(MTMAgent::GetMTFromMTM("20X"_w), "20X"_w);
+  EXPECT_EQ(MTMAgent::GetMTFromMTM(""_w), ""_w);
+}
 
 // "type|serial|bios|mtm|model"
 std::string Written(const XMLConfigAgent& agent) {
