@@ -25,6 +25,14 @@ inline constexpr std::size_t kMaxDocumentSize = std::size_t{4} << 20;
 inline constexpr int kMaxDocumentDepth = 64;
 inline constexpr const char* kTooLongDocument = "longer than 4 MiB";
 
+// Where something stands in a document's text. Both count from 1; a column is a character.
+struct DocumentPlace {
+  std::size_t line = 1;
+  std::size_t column = 1;
+
+  friend bool operator==(const DocumentPlace&, const DocumentPlace&) = default;
+};
+
 // The bytes of a file, without a leading byte order mark. Throws DocumentError when there is none,
 // when it is not a regular file or cannot be read, and when it is too long, before it is read.
 YOX_API std::string ReadDocumentFile(const std::filesystem::path& file);

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <functional>
 #include <memory>
 
 #include "yox/clientbase/String.h"
@@ -12,15 +11,14 @@
 namespace YOX {
 namespace {
 
+constexpr std::size_t kEscapeSize = 6;  // of \u0041
+
 bool IsContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; }
 
 bool IsDigit(char letter) { return letter >= '0' && letter <= '9'; }
 
 std::string Place(std::string_view text, std::size_t at) {
-  const std::string_view before = text.substr(0, at);
-  const auto line = std::ranges::count(before, '\n') + 1;
-  const std::string_view on_line = before.substr(before.rfind('\n') + 1);
-  const auto column = std::ranges::count_if(on_line, std::not_fn(IsContinuation)) + 1;
+  const auto [line, column] = PlaceFinder(text).At(at);
   return "line " + std::to_string(line) + ", column " + std::to_string(column) + ": ";
 }
 
@@ -128,8 +126,6 @@ class Lexer {
     return at_ - begin;
   }
 
-  static constexpr std::size_t kEscapeSize = 6;
-
   std::string_view text_;
   std::size_t at_ = 0;
   int depth_ = 0;
@@ -207,6 +203,37 @@ Json::Value ParseDocument(std::string_view utf8) {
     throw DocumentError(Printable(exception.what()));
   }
   throw DocumentError(OneLine(errors));
+}
+
+DocumentPlace PlaceFinder::At(std::size_t byte) {
+  for (byte = std::min(byte, text_.size()); at_ < byte; ++at_) {
+    if (text_[at_] == '\n') {
+      place_ = {place_.line + 1, 1};
+    } else if (!IsContinuation(text_[at_])) {
+      ++place_.column;
+    }
+  }
+  return place_;
+}
+
+WrittenText::WrittenText(std::string_view utf8, const Json::Value& text)
+    : document_(utf8),
+      at_(static_cast<std::size_t>(text.getOffsetStart()) + 1),
+      end_(static_cast<std::size_t>(text.getOffsetLimit()) - 1) {}
+
+std::size_t WrittenText::ByteOf(std::size_t unit) {
+  while (unit_ < unit && at_ < end_) {
+    const auto lead = static_cast<unsigned char>(document_[at_]);
+    if (lead == '\\') {
+      at_ += document_[at_ + 1] == 'u' ? kEscapeSize : 2;
+      ++unit_;
+    } else {
+      const std::size_t bytes = lead < 0x80 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+      at_ += bytes;
+      unit_ += bytes == 4 ? 2 : 1;
+    }
+  }
+  return at_;
 }
 
 void JsonNode::Require(bool condition, std::string_view kind) const {

@@ -14,6 +14,37 @@ namespace YOX {
 // in an object, one value and nothing behind it. Throws DocumentError.
 YOX_API Json::Value ParseDocument(std::string_view utf8);
 
+// Goes through a document's text and tells the places of bytes, which are asked for in ascending
+// order. A view of the text.
+class YOX_API PlaceFinder {
+ public:
+  explicit PlaceFinder(std::string_view utf8) : text_(utf8) {}
+
+  DocumentPlace At(std::size_t byte);
+
+ private:
+  std::string_view text_;
+  std::size_t at_ = 0;
+  DocumentPlace place_;
+};
+
+// Goes through a text of a document as it is written there, escapes and all. A view of both.
+class YOX_API WrittenText {
+ public:
+  // `text` is a value of ParseDocument(`utf8`), and a text.
+  WrittenText(std::string_view utf8, const Json::Value& text);
+
+  // The byte of the document at which a unit of the text in UTF-16 begins; asked for in ascending
+  // order. Behind the text's end it is that of the closing quotation mark.
+  std::size_t ByteOf(std::size_t unit);
+
+ private:
+  std::string_view document_;
+  std::size_t at_;
+  std::size_t end_;
+  std::size_t unit_ = 0;
+};
+
 // A value inside a document, which knows its place. A view: the document and the nodes above it
 // must outlive it.
 class YOX_API JsonNode {

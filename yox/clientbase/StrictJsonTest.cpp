@@ -5,6 +5,7 @@
 
 #include "yox/clientbase/JsonFields.h"
 #include "yox/clientbase/StrictJson.h"
+#include "yox/clientbase/String.h"
 
 #include "tests/Rows.h"
 #include "tests/TemporaryFolder.h"
@@ -222,6 +223,22 @@ INSTANTIATE_TEST_SUITE_P(
         RefusalRow{"NumberForBoolean", R"({"parts": [{"good": 1}]})",
                    "parts[0].good: expected true or false, found a number"}),
     yox_test::RowName());
+
+TEST(WrittenText, TellsWhereEachUnitStandsInTheDocument) {
+  const std::string document = "{\n  \"ä\": \"aé\\n\\u0041\\ud83d\\ude00\xF0\x9F\x98\x80z\"}";
+  const Json::Value root = ParseDocument(document);
+  const Json::Value& text = root["ä"];
+  ASSERT_EQ(String::UTF8ToUTF16(text.asString()).size(), 9U);
+  WrittenText written(document, text);
+  PlaceFinder places(document);
+  std::vector<std::size_t> columns;
+  for (const std::size_t unit : {0U, 1U, 2U, 3U, 4U, 5U, 6U, 8U, 9U, 12U}) {
+    const DocumentPlace place = places.At(written.ByteOf(unit));
+    EXPECT_EQ(place.line, 2U);
+    columns.push_back(place.column);
+  }
+  EXPECT_EQ(columns, (std::vector<std::size_t>{9, 10, 11, 13, 19, 25, 31, 32, 33, 33}));
+}
 
 TEST(Printable, KeepsALongTextOnOneShortLine) {
   EXPECT_EQ(Printable("a\r\n\x1b[0m\x7f"), "a\\u000d\\u000a\\u001b[0m\\u007f");
