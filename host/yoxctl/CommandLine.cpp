@@ -16,7 +16,7 @@ namespace {
 
 constexpr const char* kFooter = R"(Exit codes:
   0  done; for evaluate: the list applies
-  1  done, with a negative answer
+  1  done, with a negative answer; for lint: an error was found
   2  wrong usage, or input that cannot be read: one line on standard error says what and where)";
 
 constexpr const char* kSeeHelp = " (yoxctl --help tells the usage)";
@@ -56,6 +56,7 @@ int RunOrThrow(std::vector<std::string> arguments) {
   app.footer(kFooter);
   app.fallthrough();  // options of the program may stand behind the command, too
   AddEvaluateCommand(app, action);
+  AddLintCommand(app, action);
   AddDeviceCommand(app, action);
   AddCaptureCommand(app, action);
   AddPolicyCommand(app, action);

@@ -28,6 +28,7 @@ using Action = std::function<int(const GlobalOptions&)>;
 void AddCaptureCommand(CLI::App& app, Action& action);
 void AddDeviceCommand(CLI::App& app, Action& action);
 void AddEvaluateCommand(CLI::App& app, Action& action);
+void AddLintCommand(CLI::App& app, Action& action);
 void AddPolicyCommand(CLI::App& app, Action& action);
 void AddProvisionCommand(CLI::App& app, Action& action);
 void AddWatchCommand(CLI::App& app, Action& action);

@@ -164,6 +164,52 @@ class Evaluate(Yoxctl):
                 self.assertTrue(list(state.rglob("MachineInformationCached.json")))
 
 
+class Lint(Yoxctl):
+    def lint(self, filters, *arguments):
+        self.write("list.json", filters)
+        return ["lint", "list.json", *arguments]
+
+    def test_a_good_list(self):
+        self.assert_answer(self.lint([{"country": "US"}, {"default": "false"}]), 0, "nothing found\n")
+
+    def test_findings_stand_at_their_places(self):
+        self.assert_answer(self.lint(b'[{"country": "US", "value": "false"},\n {"family": "a*b"}]'), 1,
+                           'list.json:2:14: error: filter [1]: family: "a*b": a `*` that is at no end matches '
+                           'every value [inner-star]\n'
+                           '    put `*` at the beginning or the end, or write the texts out\n'
+                           '1 error, 0 warnings\n')
+
+    def test_warnings_alone_are_no_failure(self):
+        done = self.run_program(*self.lint([{"family": "Falcon *"}]))
+        self.assertEqual((done.returncode, done.stderr), (0, b""))
+        self.assertTrue(done.stdout.endswith(b"\n0 errors, 1 warning\n"))
+        self.assertEqual(self.run_program(*self.lint([{"family": "Falcon *"}], "--strict")).returncode, 1)
+        self.assertEqual(self.run_program(*self.lint([{"family": "Falcon*"}], "--strict")).returncode, 0)
+
+    def test_json_names_file_filter_criterion_and_column(self):
+        self.write("good.json", [{"country": "US"}])
+        done = self.run_program("--format", "json", *self.lint([{"country": "US"}, {"tag": "a,b|<"}]), "good.json")
+        self.assertEqual((done.returncode, done.stderr), (1, b""))
+        answer = json.loads(done.stdout)
+        self.assertEqual((answer["errors"], answer["warnings"]), (1, 0))
+        finding, = answer["findings"]
+        self.assertEqual({key: finding[key] for key in finding if key not in ("message", "remedy")},
+                         {"file": "list.json", "filter": 1, "criterion": "tag", "line": 1, "column": 34,
+                          "offset": 4, "length": 1, "rule": "number-unreadable", "severity": "error"})
+
+    def test_today_is_the_devices(self):
+        filters = [{"date_range": "*|2026-02-28"}]
+        self.assertIn(b"[window-past]", self.run_program("--device", "device.json", *self.lint(filters)).stdout)
+        self.write("device.json", {"clock": {"now": "2026-02-28T23:00:00"}})
+        self.assert_answer(["--device", "device.json", *self.lint(filters)], 0, "nothing found\n")
+
+    def test_what_is_no_list_is_refused(self):
+        self.assert_refused(self.lint([{"contry": "US"}]), "list.json: [0].contry: unknown key")
+        self.assert_refused(["lint", "none.json"], "none.json: no such file")
+        self.write("good.json", [])
+        self.assert_refused(["lint", "good.json", "none.json"], "none.json: no such file")
+
+
 class Device(Yoxctl):
     def device(self, *arguments):
         done = self.run_program("--format", "json", *arguments)

@@ -1,0 +1,182 @@
+#include "yox/applicability/Lint.h"
+
+#include <json/value.h>
+
+#include <algorithm>
+#include <iterator>
+#include <optional>
+#include <utility>
+
+#include "yox/applicability/CompiledList.h"
+#include "yox/applicability/Criteria.h"
+#include "yox/applicability/FilterDocument.h"
+#include "yox/applicability/Implications.h"
+#include "yox/applicability/LintCriteria.h"
+#include "yox/clientbase/StrictJson.h"
+#include "yox/clientbase/String.h"
+
+using YOX::String;
+using YOX::WString;
+using YOX::match::Effort;
+using YOX::match::Holding;
+using YOX::match::HoldingOf;
+using YOX::match::Implies;
+using namespace YOX::literals;
+
+namespace {
+
+using enum LintRule;
+using Control = CompiledList::Control;
+using Program = CompiledList::Program;
+
+class ListLint {
+ public:
+  ListLint(const CompiledList& list, const YOX::platform::LocalDate& today)
+      : list_(list), today_(today) {}
+
+  std::vector<LintFinding> Run() {
+    for (const Program& program : list_.programs()) {
+      Controls(program);
+      Blanks(program);
+      for (const auto& step : list_.Steps(program)) {
+        YOX::match::LintCriterion(list_, program, step, index_, today_, effort_, findings_);
+      }
+      Follow(program);
+      ++index_;
+    }
+    // An empty list applies; one that nothing decides does not.
+    const bool falls_through = !decided_;
+    if (falls_through) (list_.programs().empty() ? may_apply_ : may_not_apply_) = true;
+    if (may_apply_ != may_not_apply_) {
+      findings_.push_back(
+          {kConstantList, {}, {}, 0, 0, {}, may_apply_ ? "it always applies" : "it never applies"});
+    }
+    return std::move(findings_);
+  }
+
+ private:
+  void Controls(const Program& program) {
+    for (const FilterField field : {FilterField::default_, FilterField::value}) {
+      const WString& text = program.filter->View(field);
+      if (!program.filter->IsSet(field) || String::CaseInsesitiveEqual(text, "true"_wv) ||
+          String::CaseInsesitiveEqual(text, "false"_wv)) {
+        continue;
+      }
+      const bool counts =
+          field == FilterField::default_ ? program.decides == Control::kTrue : program.value;
+      Whole(kControlWord, field, text, std::string("counts as ") + (counts ? "true" : "false"));
+    }
+    const bool more = program.step_count != 0 || program.filter->IsSet(FilterField::value);
+    if (program.decides != Control::kNotSet && more) {
+      findings_.push_back({kDefaultAndCriteria, index_, {}});
+    }
+  }
+
+  void Blanks(const Program& program) {
+    for (std::size_t i = 0; i < kFilterFieldCount; ++i) {
+      const auto field = static_cast<FilterField>(i);
+      const WString& text = program.filter->View(field);
+      if (!text.empty() && !program.filter->IsSet(field)) Whole(kBlankText, field, text);
+    }
+  }
+
+  void Whole(LintRule rule, FilterField field, const WString& text, std::string detail = {}) {
+    findings_.push_back(
+        {rule, index_, field, 0, text.size(), String::UTF16ToUTF8(text), std::move(detail)});
+  }
+
+  // What the filter adds to the answers that the list can give.
+  void Follow(const Program& program) {
+    if (decided_) return Unreachable(*decided_, "decides for every device");
+    if (program.decides != Control::kNotSet) {
+      (program.decides == Control::kTrue ? may_apply_ : may_not_apply_) = true;
+      decided_ = index_;
+      return;
+    }
+    const Holding holding = HoldingOf(list_, program, effort_);
+    if (holding == Holding::kNever) return;
+    for (const std::size_t earlier : reached_) {
+      if (effort_.spent()) break;
+      if (!Implies(list_, program, list_.programs()[earlier], effort_)) continue;
+      return Unreachable(earlier, "takes every device that this one matches");
+    }
+    (program.value ? may_apply_ : may_not_apply_) = true;
+    if (holding == Holding::kAlways) {
+      decided_ = index_;
+    } else {
+      reached_.push_back(index_);
+    }
+  }
+
+  void Unreachable(std::size_t earlier, const char* why) {
+    findings_.push_back(
+        {kUnreachable, index_, {}, 0, 0, {}, "filter [" + std::to_string(earlier) + "] " + why});
+  }
+
+  const CompiledList& list_;
+  const YOX::platform::LocalDate today_;
+  Effort effort_;
+  std::vector<LintFinding> findings_;
+  std::vector<std::size_t> reached_;  // filters that may match, but do not always
+  std::optional<std::size_t> decided_;
+  bool may_apply_ = false;
+  bool may_not_apply_ = false;
+  std::size_t index_ = 0;
+};
+
+// Fills in the places of findings, which are sorted by them.
+void Locate(std::string_view utf8, std::vector<LintFinding>& findings) {
+  const Json::Value document = YOX::ParseDocument(utf8);
+  const Json::Value& filters = document.isArray() ? document : document["filters"];
+  struct Located {
+    std::size_t byte;
+    std::size_t finding;
+  };
+  std::vector<Located> located;
+  const Json::Value* field_value = nullptr;
+  std::optional<YOX::WrittenText> written;
+  std::size_t last_unit = 0;
+  for (std::size_t i = 0; i < findings.size(); ++i) {
+    const LintFinding& finding = findings[i];
+    const Json::Value& filter =
+        finding.filter ? filters[static_cast<Json::ArrayIndex>(*finding.filter)] : filters;
+    if (!finding.field) {
+      located.push_back({static_cast<std::size_t>(filter.getOffsetStart()), i});
+      continue;
+    }
+    const auto name = kFilterFieldNames[static_cast<std::size_t>(*finding.field)];
+    const Json::Value& text = *filter.find(name.data(), name.data() + name.size());
+    if (&text != field_value || finding.offset < last_unit) written.emplace(utf8, text);
+    field_value = &text;
+    last_unit = finding.offset;
+    located.push_back({written->ByteOf(finding.offset), i});
+  }
+  std::ranges::stable_sort(located, {}, &Located::byte);
+  YOX::PlaceFinder places(utf8);
+  for (const auto& [byte, finding] : located) findings[finding].place = places.At(byte);
+}
+
+}  // namespace
+
+std::vector<LintFinding> Lint(const ApplicabilityFilter& list,
+                              const YOX::platform::LocalDate& today) {
+  return ListLint(*list.snapshot(), today).Run();
+}
+
+std::vector<LintFinding> LintDocument(std::string_view utf8,
+                                      const YOX::platform::LocalDate& today) {
+  std::vector<LintFinding> findings = Lint(ReadFilterDocument(utf8), today);
+  Locate(utf8, findings);
+  return findings;
+}
+
+std::string MessageOf(const LintFinding& finding) {
+  std::string message;
+  if (finding.field) {
+    message += kFilterFieldNames[static_cast<std::size_t>(*finding.field)];
+    message += ": \"" + YOX::Printable(finding.excerpt) + "\": ";
+  }
+  message += RowOf(finding.rule).finding;
+  if (!finding.detail.empty()) message += " (" + YOX::Printable(finding.detail) + ")";
+  return message;
+}

@@ -1,0 +1,155 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+// What the check of a filter list finds (docs/lint.md).
+
+enum class LintSeverity : std::uint8_t {
+  kWarning,  // does something, and hardly what was meant
+  kError,    // does not do what stands there
+};
+
+enum class LintRule : std::uint8_t {
+  kUnreachable,
+  kConstantList,
+  kDefaultAndCriteria,
+  kControlWord,
+  kBlankText,
+  kWhiteSpace,
+  kInnerStar,
+  kLiteralStar,
+  kEmptyAlternative,
+  kCoveringAlternatives,
+  kAlwaysHolds,
+  kNeverHolds,
+  kMalformed,
+  kExtraPieces,
+  kVersionUnreadable,
+  kVersionLetters,
+  kNumberUnreadable,
+  kNumberCut,
+  kComparisonInKey,
+  kNegatedKey,
+  kContradictingTerms,
+  kDateUnreadable,
+  kDateImpossible,
+  kWindowEmpty,
+  kWindowPast,
+  kRolloutDays,
+  kRolloutGrowth,
+  kRolloutSegment,
+  kRegistryHive,
+  kRegistrySeparators,
+  kRegistryBlank,
+  kRegistryEaten,
+  kRegistryNumber,
+};
+
+struct LintRuleRow {
+  LintRule rule;
+  std::string_view id;
+  LintSeverity severity;
+  std::string_view finding;  // what is wrong
+  std::string_view remedy;   // what to do, on one line
+};
+
+inline constexpr std::array kLintRules = [] {
+  using enum LintRule;
+  constexpr auto kWarning = LintSeverity::kWarning;
+  constexpr auto kError = LintSeverity::kError;
+  return std::to_array<LintRuleRow>({
+      {kUnreachable, "unreachable", kError, "the filter is never reached, or never first to match",
+       "move it before the filter that takes its devices, or remove it"},
+      {kConstantList, "constant-list", kWarning, "the list decides the same for every device",
+       "remove the list, or write the criterion that is missing"},
+      {kDefaultAndCriteria, "default-and-criteria", kWarning,
+       "beside `default`, `value` and criteria are not looked at",
+       "put `default` into a last filter of its own"},
+      {kControlWord, "control-word", kError, "is neither `true` nor `false`, letter for letter",
+       "write `true` or `false` without white space"},
+      {kBlankText, "blank-text", kWarning, "white space alone counts as not set",
+       "write the requirement, or remove the key"},
+      {kWhiteSpace, "white-space", kWarning,
+       "white space behind `!` or beside `*` belongs to the text",
+       "remove the white space, unless it is what is asked for"},
+      {kInnerStar, "inner-star", kError, "a `*` that is at no end matches every value",
+       "put `*` at the beginning or the end, or write the texts out"},
+      {kLiteralStar, "literal-star", kWarning, "the inner `*` is an ordinary character",
+       "keep `*` at the ends, or split the pattern into alternatives"},
+      {kEmptyAlternative, "empty-alternative", kError, "an empty alternative matches every value",
+       "remove the comma too many, or write the text that is missing"},
+      {kCoveringAlternatives, "covering-alternatives", kError,
+       "the alternatives together hold for every value, because one of them is enough",
+       "put what is to be excluded into a filter of its own with `value` `false` before this one"},
+      {kAlwaysHolds, "always-holds", kWarning, "holds for every value",
+       "remove the criterion, or narrow the pattern"},
+      {kNeverHolds, "never-holds", kError, "holds for no value", "correct the text, or remove it"},
+      {kMalformed, "malformed", kError, "is not of the criterion's form, and never holds",
+       "write all pieces: `START|END`, `START|DAYS|GROWTH`, `PATH:NAME|DATA`"},
+      {kExtraPieces, "extra-pieces", kWarning, "further pieces are ignored",
+       "remove what stands behind the last `|` that counts"},
+      {kVersionUnreadable, "version-unreadable", kError,
+       "no version of two to four numbers: never holds", "write it as in `>=1.2` or `1.2.3.4`"},
+      {kVersionLetters, "version-letters", kWarning,
+       "of a version only operator, digits and dots count; the rest is deleted",
+       "write the version in digits and dots, behind one of `!`, `>=`, `>`, `<=`, `<` or none"},
+      {kNumberUnreadable, "number-unreadable", kError,
+       "a comparison without a whole number never holds",
+       "write a whole number behind the operator, or a version with a dot"},
+      {kNumberCut, "number-cut", kWarning, "what follows the number is ignored",
+       "write the number in digits alone"},
+      {kComparisonInKey, "comparison-in-key", kWarning,
+       "without `|` the comparison is part of the key's name", "write `key|>=5`"},
+      {kNegatedKey, "negated-key", kWarning,
+       "a negated key with a value looks at the first other key",
+       "negate the value, `key|!text`, or the key alone, `!key`"},
+      {kContradictingTerms, "contradicting-terms", kError,
+       "the term and one before it never hold together",
+       "put the terms into filters of their own: within one filter all must hold"},
+      {kDateUnreadable, "date-unreadable", kError, "no date of three numbers, nor a lone `*`",
+       "write `YYYY-MM-DD`"},
+      {kDateImpossible, "date-impossible", kError, "no calendar has this day",
+       "write a day that exists"},
+      {kWindowEmpty, "window-empty", kError, "the window ends before it begins",
+       "exchange the two dates, or correct one"},
+      {kWindowPast, "window-past", kWarning, "the window has passed",
+       "remove the filter, or extend the window"},
+      {kRolloutDays, "rollout-days", kError, "a roll-out needs one day at least",
+       "write the number of days: with 0 it never begins, with less it is over at once"},
+      {kRolloutGrowth, "rollout-growth", kError,
+       "an unknown growth lets nobody in before the last day",
+       "write `linear`, `exponentialNormal` or `exponentialSlow`"},
+      {kRolloutSegment, "rollout-segment", kWarning,
+       "an unknown segment counts devices, not organisations",
+       "write `tenant`, or nothing for devices"},
+      {kRegistryHive, "registry-hive", kError,
+       "a path begins with `HKLM` or `HKCU` and a separator",
+       "write the hive in capitals and a key behind it"},
+      {kRegistrySeparators, "registry-separators", kError, "separators are mixed or doubled",
+       "write one `\\` between names, or one `/` throughout"},
+      {kRegistryBlank, "registry-blank", kError,
+       "white space belongs to the hive or to a name of the requirement",
+       "remove it: nothing is trimmed here"},
+      {kRegistryEaten, "registry-eaten", kError,
+       "the key's first letters belong to the hive's name and are eaten",
+       "ask for another key: this one cannot be reached"},
+      {kRegistryNumber, "registry-number", kWarning, "registry data is compared as text",
+       "write the number, or alternatives in filters of their own"},
+  });
+}();
+
+constexpr const LintRuleRow& RowOf(LintRule rule) {
+  return kLintRules[static_cast<std::size_t>(rule)];
+}
+
+static_assert(
+    [] {
+      for (std::size_t i = 0; i < kLintRules.size(); ++i) {
+        if (kLintRules[i].rule != static_cast<LintRule>(i)) return false;
+      }
+      return true;
+    }(),
+    "rows stand in the order of the rules");

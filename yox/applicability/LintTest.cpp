@@ -1,0 +1,515 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "yox/applicability/FilterDocument.h"
+#include "yox/applicability/Lint.h"
+#include "yox/applicability/TestEvaluator.h"
+#include "yox/applicability/TestRecord.h"
+#include "yox/clientbase/String.h"
+#include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
+#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+
+#include "tests/Generators.h"
+#include "tests/Rows.h"
+#include "tests/SchemaPaths.h"
+
+namespace yox_test {
+namespace {
+
+using YOX::String;
+using YOX::WString;
+using namespace YOX::literals;
+
+constexpr YOX::platform::LocalDate kToday{2026, 3, 1};
+
+// "rule excerpt" of each finding, with a comma between them.
+std::string Named(const std::vector<LintFinding>& findings) {
+  std::string names;
+  for (const LintFinding& finding : findings) {
+    if (!names.empty()) names += ", ";
+    names += RowOf(finding.rule).id;
+    if (finding.field) names += " \"" + finding.excerpt + "\"";
+  }
+  return names;
+}
+
+// What is found in a filter of one text, in a list that is in order otherwise.
+struct TextRow {
+  const char* name;
+  const char* field;
+  const char* text;
+  const char* found;
+};
+
+void PrintTo(const TextRow& row, std::ostream* out) { *out << row.name; }
+
+class LintedText : public testing::TestWithParam<TextRow> {};
+
+std::vector<LintFinding> FindingsIn(const TextRow& row) {
+  const auto* const field = std::ranges::find(kFilterFieldNames, std::string_view(row.field));
+  ApplicabilityFilter::List list(3);
+  list[0].set_country("QQ"_w);
+  list[1].set_country("Q1"_w);
+  list[1].set_value("false"_w);
+  list[2].Set(static_cast<FilterField>(field - std::begin(kFilterFieldNames)),
+              String::UTF8ToUTF16(row.text));
+  return Lint(ApplicabilityFilter(list), kToday);
+}
+
+TEST_P(LintedText, HasWhatIsToldAndNothingElse) {
+  EXPECT_EQ(Named(FindingsIn(GetParam())), GetParam().found);
+}
+
+// Behind each row that a rule finds, the close one that is in order.
+const TextRow kTextRows[] = {
+    {"DefaultNoWord", "default", "yes", "control-word \"yes\""},
+    {"DefaultTrue", "default", "TRUE", ""},
+    {"DefaultBlank", "default", "true ", "control-word \"true \""},
+    {"ValueNoWord", "value", "no", "control-word \"no\""},
+    {"ValueFalse", "value", "False", ""},
+    {"BlankAlone", "country", " \t", "blank-text \" \t\""},
+    {"BlankAround", "country", " US ", ""},
+    {"BlankBehindNegation", "country", "! US", "white-space \"! US\", always-holds \"! US\""},
+    {"Negation", "country", "!US", ""},
+    {"BlankBeforeStar", "family", "Falcon *", "white-space \"Falcon *\""},
+    {"Star", "family", "Falcon*", ""},
+    {"BlankBehindStar", "family", "* 14", "white-space \"* 14\""},
+    {"StarBefore", "family", "*14", ""},
+    {"InnerStar", "model", "FA*10", "inner-star \"FA*10\""},
+    {"NegatedInnerStar", "model", "!FA*10", "inner-star \"!FA*10\""},
+    {"StarsAtBothEnds", "model", "*A1*", ""},
+    {"LiteralStar", "model", "*A*10", "literal-star \"*A*10\""},
+    {"ManyStarsAtOneEnd", "model", "**A10", ""},
+    {"EmptyAlternative", "country", "US,,CA", "empty-alternative \"\""},
+    {"EmptyLastAlternative", "country", "US,", "empty-alternative \"\""},
+    {"Alternatives", "country", "US,CA", ""},
+    {"EmptyHardwareId", "hardware_id", "PCI\\VEN_8086, ", "empty-alternative \" \""},
+    {"HardwareIds", "hardware_id", "PCI\\VEN_8086*,USB\\*", ""},
+    {"EmptyTerm", "tag", "Ring|beta,", "empty-alternative \"\""},
+    {"EmptyKey", "tag", "|beta", "empty-alternative \"\""},
+    {"NoKey", "tag", "!", "empty-alternative \"!\""},
+    {"AnyTag", "tag", "*", ""},
+    {"NegatedAlternatives", "country", "!US,!CA", "covering-alternatives \"!CA\""},
+    {"OneNegated", "country", "!US,CA", ""},
+    {"NegatedAndItsPart", "model", "FA14*,!FA14-2210", "covering-alternatives \"!FA14-2210\""},
+    {"NegatedAndOther", "model", "FA16*,!FA14-2210", ""},
+    {"NegatedBeginnings", "model", "!FA14*,!FA16*", "covering-alternatives \"!FA16*\""},
+    {"NegatedNested", "model", "!FA14*,!FA14-2*", ""},
+    {"NegatedEnds", "model", "!*10,!*00", "covering-alternatives \"!*00\""},
+    {"NegatedEndInOther", "model", "!*210,!*10", ""},
+    {"NegatedVersions", "os_version", "!10.0,!10.1", "covering-alternatives \"!10.1\""},
+    {"NegatedVersion", "os_version", "!10.0", ""},
+    {"VersionsFromAndTo", "os_version", ">=10.0,<11.0", "covering-alternatives \"<11.0\""},
+    {"VersionsBelowAndAbove", "os_version", "<10.0,>=11.0", ""},
+    {"VersionsTouching", "version", "<2.0,>=2.0", "covering-alternatives \">=2.0\""},
+    {"VersionsWithoutOne", "version", "<2.0,>2.0", ""},
+    {"InstalledOrNot", "installed_items", "Editor,!editor", "covering-alternatives \"!editor\""},
+    {"InstalledAndOther", "installed_items", "Editor,!Viewer", ""},
+    {"EveryText", "mfr", "*", "always-holds \"*\""},
+    {"AnySubscription", "device_subscription", "*", ""},
+    {"EveryVersion", "version", ">=0.0", "always-holds \">=0.0\""},
+    {"EveryLaterVersion", "version", ">=0.0.0", ""},
+    {"EveryDay", "date_range", "*|*", "always-holds \"*|*\""},
+    {"NoText", "mfr", "!*", "never-holds \"!*\""},
+    {"NotEmpty", "mfr", "!", ""},
+    {"OtherSystem", "os", "Linux", "never-holds \"Linux\""},
+    {"TheSystem", "os", "windows", ""},
+    {"NotTheSystem", "os", "!Win*", "never-holds \"!Win*\""},
+    {"OtherBitness", "os_bitness", "x64", "never-holds \"x64\""},
+    {"Bitness", "os_bitness", "64,ARM64", ""},
+    {"ShortHash", "sn_hash", "c0ffee", "never-holds \"c0ffee\""},
+    {"BeginningOfHash", "sn_hash", "c0ffee*", ""},
+    {"NoHash", "org_hash", "xyz*", "never-holds \"xyz*\""},
+    {"VersionBelowAll", "version", "<0.0", "never-holds \"<0.0\""},
+    {"VersionsBelowOne", "version", "<0.1", ""},
+    {"VersionOfOneNumber", "version", ">=10", "version-unreadable \">=10\""},
+    {"VersionOfTwoNumbers", "version", ">=10.0", ""},
+    {"EmptyVersion", "version", "1.0,", "version-unreadable \"\""},
+    {"VersionOutOfRange", "version", ">=99999999999.1", "version-unreadable \">=99999999999.1\""},
+    {"VersionWithLetters", "version", ">=1.2.3-beta2", "version-letters \">=1.2.3-beta2\""},
+    {"VersionWithoutLetters", "version", ">= 1.2.3", ""},
+    {"VersionWithEqualSign", "version", "=1.2", "version-letters \"=1.2\""},
+    {"NoNumber", "tag", "Ring|<", "number-unreadable \"<\""},
+    {"Number", "tag", "Ring|<5", ""},
+    {"WordForNumber", "tag", "Ring|>beta", "number-unreadable \">beta\""},
+    {"NumberOutOfRange", "tag", "Ring|>99999999999", "number-unreadable \">99999999999\""},
+    {"VersionTerm", "tag", "Ring|>=1.x", "version-unreadable \">=1.x\""},
+    {"GoodVersionTerm", "tag", "Ring|>=1.0", ""},
+    {"NumberWithUnit", "tag", "Memory|>=16GB", "number-cut \"16GB\""},
+    {"NegativeNumber", "tag", "Memory|>-16", ""},
+    {"ComparisonInKey", "tag", "Ring>=5", "comparison-in-key \"Ring>=5\""},
+    {"ComparisonBehindBar", "tag", "Ring|>=5", ""},
+    {"NegatedKeyWithValue", "tag", "!Ring|beta", "negated-key \"!Ring\""},
+    {"NegatedKey", "tag", "!Ring", ""},
+    {"NegatedValue", "tag", "Ring|!beta", ""},
+    {"FurtherPieceOfTerm", "tag", "Ring|beta|gamma", "extra-pieces \"|gamma\""},
+    {"KeyAndBar", "tag", "Ring|", ""},
+    {"ContradictingNumbers", "tag", "Ring|>5,ring|<=5", "contradicting-terms \"ring|<=5\""},
+    {"NumbersThatMeet", "tag", "Ring|>=5,Ring|<=5", ""},
+    {"ContradictingVersions", "tag", "App|>=2.0,App|<1.0", "contradicting-terms \"App|<1.0\""},
+    {"VersionsThatMeet", "tag", "App|>=1.0,App|<2.0", ""},
+    {"ContradictingTexts", "tag", "Ring|beta,Ring|dev", "contradicting-terms \"Ring|dev\""},
+    {"TextsThatMeet", "tag", "Ring|beta*,Ring|*2", ""},
+    {"ThereAndNot", "tag", "!Ring,Ring|beta", "contradicting-terms \"Ring|beta\""},
+    {"OneThereOneNot", "tag", "!Rings,Ring|beta", ""},
+    {"EitherInstalled", "installed_items", "App|>=2.0,App|<1.0", ""},
+    {"WindowOfOnePiece", "date_range", "2026-03-01", "malformed \"2026-03-01\""},
+    {"WindowOfThreePieces", "date_range", "*|*|*", "malformed \"*|*|*\""},
+    {"OpenWindow", "date_range", "2026-03-01|*", ""},
+    {"NoDate", "date_range", "soon|*", "date-unreadable \"soon\""},
+    {"DateOfTwoNumbers", "date_range", "2026-03|*", "date-unreadable \"2026-03\""},
+    {"BlankBesideOpenEnd", "date_range", "2026-03-01| *", "date-unreadable \" *\""},
+    {"NoSuchMonth", "date_range", "2026-13-01|*", "date-impossible \"2026-13-01\""},
+    {"NoSuchDay", "date_range", "*|2027-02-29", "date-impossible \"2027-02-29\""},
+    {"LeapDay", "date_range", "*|2028-02-29", ""},
+    {"DateWithTime", "date_range", "2026-03-01T12|*", "number-cut \"01T12\""},
+    {"DateOfShortNumbers", "date_range", "2026-3-1|*", ""},
+    {"WindowThatEndsFirst", "date_range", "2026-05-01|2026-04-30",
+     "window-empty "
+     "\"2026-05-01|2026-04-30\""},
+    {"WindowOfOneDay", "date_range", "2026-05-01|2026-05-01", ""},
+    {"WindowThatHasPassed", "date_range", "*|2026-02-28", "window-past \"2026-02-28\""},
+    {"WindowThatEndsToday", "date_range", "*|2026-03-01", ""},
+    {"RolloutOfTwoPieces", "date_function", "2026-03-01|28", "malformed \"2026-03-01|28\""},
+    {"RolloutOfThreePieces", "date_function", "2026-03-01|28|linear", ""},
+    {"RolloutWithoutDays", "date_function", "2026-03-01|0|linear", "rollout-days \"0\""},
+    {"RolloutOfNegativeDays", "date_function", "2026-03-01|-1|linear", "rollout-days \"-1\""},
+    {"RolloutOfOneDay", "date_function", "2026-03-01|1|linear", ""},
+    {"DaysAreNoNumber", "date_function", "2026-03-01||linear", "number-unreadable \"\""},
+    {"DaysWithUnit", "date_function", "2026-03-01|28d|linear", "number-cut \"28d\""},
+    {"UnknownGrowth", "date_function", "2026-03-01|28|exponential",
+     "rollout-growth \"exponential\""},
+    {"BlankBehindGrowth", "date_function", "2026-03-01|28|linear ", "rollout-growth \"linear \""},
+    {"KnownGrowth", "date_function", "2026-03-01|28|EXPONENTIALSLOW", ""},
+    {"RolloutFromNoDay", "date_function", "2026-02-30|28|linear", "date-impossible \"2026-02-30\""},
+    {"RolloutFromNoDate", "date_function", "now|28|linear", "date-unreadable \"now\""},
+    {"UnknownSegment", "date_function", "2026-03-01|28|linear|tenants",
+     "rollout-segment \"tenants\""},
+    {"KnownSegment", "date_function", "2026-03-01|28|linear|Tenant", ""},
+    {"FurtherPieceOfRollout", "date_function", "2026-03-01|28|linear|tenant|x",
+     "extra-pieces \"|x\""},
+    {"RegistryWithoutName", "registry", "HKLM\\A", "malformed \"HKLM\\A\""},
+    {"RegistryWithoutData", "registry", "HKLM\\A:Name", "malformed \"HKLM\\A:Name\""},
+    {"RegistryWithEmptyData", "registry", "HKLM\\A:Name|", ""},
+    {"EmptyRequirement", "registry", "HKLM\\A:Name|,", "malformed \"\""},
+    {"LowerCaseHive", "registry", "hklm\\A:Name|", "registry-hive \"hklm\\A\""},
+    {"LongHive", "registry", "HKEY_LOCAL_MACHINE\\A:Name|",
+     "registry-hive \"HKEY_LOCAL_MACHINE\\A\""},
+    {"HiveAlone", "registry", "HKLM:Name|", "registry-hive \"HKLM\""},
+    {"UserHive", "registry", "HKCU/A:Name|", ""},
+    {"MixedSeparators", "registry", "HKLM\\A/B:Name|", "registry-separators \"HKLM\\A/B\""},
+    {"OneKindOfSeparator", "registry", "HKLM/A/B:Name|", ""},
+    {"DoubledSeparator", "registry", "HKLM\\A\\\\B:Name|", "registry-separators \"HKLM\\A\\\\B\""},
+    {"DoubledSlash", "registry", "HKLM/A//B:Name|", "registry-separators \"HKLM/A//B\""},
+    {"DoubledBehindHive", "registry", "HKLM\\\\A:Name|", "registry-separators \"HKLM\\\\A\""},
+    {"SeparatorAtTheEnd", "registry", "HKLM\\A\\:Name|", ""},
+    {"BlankBehindComma", "registry", "HKLM\\A:Name|, HKLM\\A:Other|",
+     "registry-blank \" HKLM\\A:Other\""},
+    {"NoBlankBehindComma", "registry", "HKLM\\A:Name|,HKLM\\A:Other|", ""},
+    {"BlankAroundName", "registry", "HKLM\\A:Name |x", "registry-blank \"HKLM\\A:Name \""},
+    {"BlankBesideSeparator", "registry", "HKLM\\A \\B:Name|",
+     "registry-blank \"HKLM\\A \\B:Name\""},
+    {"BlankInsideNames", "registry", "HKLM\\A B:My Name| x ", ""},
+    {"EatenLetters", "registry", "HKLM\\Machine:Name|", "registry-eaten \"HKLM\\Machine\""},
+    {"EatenKey", "registry", "HKLM\\HKLM\\A:Name|", "registry-eaten \"HKLM\\HKLM\\A\""},
+    {"OtherLetters", "registry", "HKCU\\Machine:Name|", ""},
+    {"NumberOfRegistry", "registry", "HKLM\\A:Level|>5", "registry-number \">5\""},
+    {"TextOfRegistry", "registry", "HKLM\\A:Level|5", ""},
+    {"InnerStarOfRegistry", "registry", "HKLM\\A:Level|a*b", "inner-star \"a*b\""},
+    {"StarOfRegistry", "registry", "HKLM\\A:Level|*", ""},
+};
+
+INSTANTIATE_TEST_SUITE_P(, LintedText, testing::ValuesIn(kTextRows), RowName());
+
+// Whole lists; texts with ' for ".
+struct ListRow {
+  const char* name;
+  std::string document;
+  const char* found;
+};
+
+void PrintTo(const ListRow& row, std::ostream* out) { *out << row.name; }
+
+class LintedList : public testing::TestWithParam<ListRow> {};
+
+// "[filter]:line:column rule (detail)" of each.
+std::string Placed(const std::vector<LintFinding>& findings) {
+  std::string all;
+  for (const LintFinding& finding : findings) {
+    if (!all.empty()) all += "; ";
+    if (finding.filter) all += "[" + std::to_string(*finding.filter) + "]";
+    all += ":" + std::to_string(finding.place.line) + ":" + std::to_string(finding.place.column) +
+           " " + std::string(RowOf(finding.rule).id);
+    if (!finding.detail.empty()) all += " (" + finding.detail + ")";
+  }
+  return all;
+}
+
+std::string Document(std::string text) {
+  std::ranges::replace(text, '\'', '"');
+  return text;
+}
+
+TEST_P(LintedList, HasWhatIsToldAtItsPlace) {
+  EXPECT_EQ(Placed(LintDocument(Document(GetParam().document), kToday)), GetParam().found);
+}
+
+const ListRow kListRows[] = {
+    {"Good", "[{'country': 'US'},\n {'default': 'false'}]", ""},
+    {"Empty", "{'filters':\n []}", ":2:2 constant-list (it always applies)"},
+    {"BehindDefault", "[{'country': 'US'}, {'default': 'false'},\n {'country': 'CA'}]",
+     "[2]:2:2 unreachable (filter [1] decides for every device)"},
+    {"BehindEmptyFilter", "[{'country': 'US', 'value': 'false'}, {},\n {'country': 'CA'}]",
+     "[2]:2:2 unreachable (filter [1] decides for every device)"},
+    {"BehindAlways", "[{'country': 'US', 'value': 'false'}, {'mfr': '*'}, {'country': 'CA'}]",
+     "[1]:1:48 always-holds; [2]:1:53 unreachable (filter [1] decides for every device)"},
+    {"BehindTheSame", "[{'country': 'US,CA'}, {'country': 'ca', 'mfr': 'Contoso'}]",
+     "[1]:1:24 unreachable (filter [0] takes every device that this one matches)"},
+    {"BehindAnother", "[{'country': 'US,CA'}, {'country': 'DE', 'mfr': 'Contoso'}]", ""},
+    {"BehindOneWithMore", "[{'country': 'US', 'mfr': 'Contoso'}, {'country': 'US'}]", ""},
+    {"BehindWiderText", "[{'model': 'FA*'}, {'model': 'FA14*'}]",
+     "[1]:1:20 unreachable (filter [0] takes every device that this one matches)"},
+    {"BehindNarrowerText", "[{'model': 'FA14*'}, {'model': 'FA*'}]", ""},
+    {"BehindWiderVersion", "[{'version': '>=1.0'}, {'version': '1.2.3,>2.0'}]",
+     "[1]:1:24 unreachable (filter [0] takes every device that this one matches)"},
+    {"BehindNarrowerVersion", "[{'version': '>1.0'}, {'version': '>=1.0'}]", ""},
+    {"BehindWiderDays", "[{'date_range': '2026-03-01|*'}, {'date_range': '2026-03-01|2027-01-01'}]",
+     "[1]:1:34 unreachable (filter [0] takes every device that this one matches)"},
+    {"BehindNarrowerDays", "[{'date_range': '2026-03-02|*'}, {'date_range': '2026-03-01|*'}]", ""},
+    {"BehindFewerTerms", "[{'tag': 'A'}, {'tag': 'B,A|x'}]",
+     "[1]:1:16 unreachable (filter [0] takes every device that this one matches)"},
+    {"BehindMoreTerms", "[{'tag': 'A,B'}, {'tag': 'A|x'}]", ""},
+    {"BehindMoreItems", "[{'installed_items': 'A,B'}, {'installed_items': 'A|>5'}]",
+     "[1]:1:30 unreachable (filter [0] takes every device that this one matches)"},
+    {"BehindFewerItems", "[{'installed_items': 'A|>5'}, {'installed_items': 'A,B'}]", ""},
+    {"BehindTheSameRollout",
+     "[{'date_function': '2026-03-01|9|linear'}, {'date_function': '2026-03-01|9|linear'}]",
+     "[1]:1:44 unreachable (filter [0] takes every device that this one matches)"},
+    {"AlwaysApplies", "[{'country': 'US'}, {'default': 'true'}]",
+     ":1:1 constant-list (it always applies)"},
+    {"NeverApplies", "[{'country': 'US', 'value': 'false'}]",
+     ":1:1 constant-list (it never applies)"},
+    {"NeverAppliesForNothingHolds", "[{'version': 'x'}]",
+     "[0]:1:15 version-unreadable; :1:1 constant-list (it never applies)"},
+    {"DefaultAndCriteria", "[{'country': 'US'}, {'country': 'CA', 'default': 'false'}]",
+     "[1]:1:21 default-and-criteria"},
+    {"DefaultAndValue", "[{'country': 'US'}, {'value': 'true', 'default': 'false'}]",
+     "[1]:1:21 default-and-criteria"},
+    {"DefaultAndBlank", "[{'country': 'US'}, {'country': ' ', 'default': 'false'}]",
+     "[1]:1:34 blank-text"},
+    {"DetailsOfRelations", "[{'country': '!US, !CA', 'value': 'false'}, {'country': 'US'}]",
+     "[0]:1:20 covering-alternatives (with \"!US\"); "
+     "[1]:1:45 unreachable (filter [0] decides for every device); "
+     ":1:1 constant-list (it never applies)"},
+    {"ColumnsBehindEscapes", "[{'country':\n  'Ä\\u00e4\\\\,a*b,c*d'}, {'default': 'false'}]",
+     "[0]:2:14 inner-star; [0]:2:18 inner-star; "
+     "[1]:2:25 unreachable (filter [0] decides for every device); "
+     ":1:1 constant-list (it always applies)"},
+};
+
+INSTANTIATE_TEST_SUITE_P(, LintedList, testing::ValuesIn(kListRows), RowName());
+
+TEST(LintRules, EachIsFoundInARowAndMissedInAnother) {
+  std::set<LintRule> found;
+  for (const TextRow& row : kTextRows) {
+    for (const LintFinding& finding : FindingsIn(row)) found.insert(finding.rule);
+  }
+  for (const ListRow& row : kListRows) {
+    for (const auto& finding : LintDocument(Document(row.document), kToday)) {
+      found.insert(finding.rule);
+    }
+  }
+  for (const LintRuleRow& rule : kLintRules) EXPECT_TRUE(found.contains(rule.rule)) << rule.id;
+}
+
+std::string InTable(std::string_view text) {
+  std::string cell;
+  for (const char letter : text)
+    cell += letter == '|' ? std::string("\\|") : std::string(1, letter);
+  return cell;
+}
+
+TEST(LintRules, ThePageHasTheRowsOfTheTable) {
+  const std::string page = CheckoutFile("docs/lint.md");
+  std::size_t last = 0;
+  for (const LintRuleRow& rule : kLintRules) {
+    const char* const severity = rule.severity == LintSeverity::kError ? "error" : "warning";
+    const std::string row = "\n| `" + std::string(rule.id) + "` | " + severity + " | " +
+                            InTable(rule.finding) + " | " + InTable(rule.remedy) + " |";
+    const std::size_t at = page.find(row);
+    ASSERT_NE(at, std::string::npos) << row;
+    EXPECT_GT(at, last) << rule.id;
+    last = at;
+  }
+}
+
+TEST(LintDocumentTest, IsRefusedAsTheListIs) {
+  EXPECT_THROW(LintDocument("[{'country': 1}]", kToday), YOX::DocumentError);
+}
+
+TEST(LintDocumentTest, AMessageIsOneLine) {
+  const auto findings = LintDocument(R"([{"country": "a\n*b"}])", kToday);
+  EXPECT_EQ(MessageOf(findings.at(0)),
+            "country: \"a\\u000a*b\": a `*` that is at no end matches every value");
+}
+
+// What is said of a list holds for generated devices, each a platform of its own.
+class LintProperties : public testing::Test {
+ protected:
+  static constexpr int kLists = 400;
+  static constexpr int kDevices = 60;
+
+  LintProperties() {
+    for (int i = 0; i < kDevices; ++i) {
+      Device& device = devices_.emplace_back();
+      device.made = MakeDevice(random_, Mix::kEverything);
+      device.made.hardware_ids.clear();  // one tracker for all devices would outlive them
+      device.simulated = std::make_unique<YOX::platform::SimulatedDevice>(
+          YOX::platform::ReadDeviceProfile(device.made.ToProfile()));
+      device.record = std::make_shared<TestRecord>();
+      device.made.Fill(*device.record);
+      device.arguments = MakeArguments(random_);
+      device.tags = ToPairs(device.made.tags);
+    }
+  }
+
+  struct Device {
+    GeneratedDevice made;
+    std::unique_ptr<YOX::platform::SimulatedDevice> simulated;
+    std::shared_ptr<TestRecord> record;
+    GeneratedArguments arguments;
+    ApplicabilityEvaluator::Pairs tags;
+  };
+
+  // A list in which filters follow narrower, wider and equal ones.
+  ApplicabilityFilter DrawList() {
+    ApplicabilityFilter::List drawn = MakeList(random_, Mix::kEverything, 4).ToFilters().filters();
+    for (Filter& filter : drawn) filter.set_hardware_id({});
+    ApplicabilityFilter::List list;
+    for (const Filter& filter : drawn) {
+      if (filter.criteria() == 0) continue;
+      list.push_back(filter);
+      if (random_.Percent(60)) list.push_back(Altered(filter));
+      if (random_.Percent(20)) list.push_back(Altered(list.back()));
+    }
+    if (random_.Percent(40)) {
+      for (Filter& filter : list) filter.set_value(random_.Percent(90) ? "false"_w : "true"_w);
+    }
+    if (random_.Percent(30))
+      list.emplace_back().set_default(random_.Percent(50) ? "true"_w : "x"_w);
+    return ApplicabilityFilter(list);
+  }
+
+  // With a criterion or an alternative more or less, or another letter case.
+  Filter Altered(const Filter& filter) {
+    Filter altered = filter;
+    for (std::size_t i = 2; i < kFilterFieldCount; ++i) {
+      const auto field = static_cast<FilterField>(i);
+      const WString text = altered.View(field);
+      if (!altered.IsSet(field) || random_.Percent(50)) continue;
+      switch (random_.Below(5)) {
+        case 0:
+          altered.Set(field, {});
+          break;
+        case 1:
+          altered.Set(field, text.substr(0, text.rfind(YOX::WChar{','})));
+          break;
+        case 2:
+          altered.Set(field, String::ToUpper(text));
+          break;
+        case 3:
+          altered.Set(field, text + "*"_w);
+          break;
+        default:
+          altered.set_language("en*,!de-DE"_w);
+      }
+    }
+    return altered;
+  }
+
+  struct Answer {
+    bool applies;
+    std::size_t decided;  // the number of filters when none did
+  };
+
+  Answer Decide(const ApplicabilityFilter& list, Device& device) {
+    const YOX::platform::ScopedPlatform installed(*device.simulated);
+    WString target = String::UTF8ToUTF16(device.arguments.target_version);
+    WString reason;
+    const bool applies = evaluator_.EvaluateApplicability(
+        device.record, String::UTF8ToUTF16(device.made.client_version), list, nullptr,
+        target.empty() ? nullptr : &target, device.tags, reason);
+    // Each filter is named, but for a default that applies.
+    std::size_t named = 0;
+    for (std::size_t at = 0; (at = reason.find("Filter ["_wv, at)) != WString::npos; ++at) ++named;
+    const bool last_decided = reason.ends_with("]: true; "_wv) ||
+                              reason.ends_with("value = false; "_wv) ||
+                              reason.ends_with("default = false; "_wv);
+    return {applies, named - (last_decided ? 1 : 0)};
+  }
+
+  Random random_{10};
+  std::vector<Device> devices_;
+  TestEvaluator evaluator_;
+};
+
+TEST_F(LintProperties, AnUnreachableFilterNeverDecidesAndAConstantListIsConstant) {
+  int unreachable = 0;
+  int constant = 0;
+  for (int i = 0; i < kLists; ++i) {
+    const ApplicabilityFilter list = DrawList();
+    const auto findings = Lint(list, kToday);
+    std::set<std::size_t> never;
+    std::optional<bool> always;
+    for (const LintFinding& finding : findings) {
+      if (finding.rule == LintRule::kUnreachable) never.insert(*finding.filter);
+      if (finding.rule == LintRule::kConstantList) always = finding.detail == "it always applies";
+    }
+    unreachable += static_cast<int>(never.size());
+    constant += always ? 1 : 0;
+    if (never.empty() && !always) continue;
+    for (Device& device : devices_) {
+      const auto [applies, decided] = Decide(list, device);
+      ASSERT_FALSE(never.contains(decided)) << decided << WriteFilterDocument(list);
+      ASSERT_EQ(applies, always.value_or(applies)) << WriteFilterDocument(list);
+    }
+  }
+  // The lists are such that there is something to hold.
+  EXPECT_GT(unreachable, kLists / 4);
+  EXPECT_GT(constant, kLists / 10);
+}
+
+// A criterion that is said to hold always or never does so on each device.
+TEST_F(LintProperties, WhatNeverOrAlwaysHoldsDoesSoOnEachDevice) {
+  int held = 0;
+  for (int i = 0; i < kLists; ++i) {
+    for (const Filter& filter : DrawList().filters()) {
+      if (filter.IsSet(FilterField::default_)) continue;
+      for (std::size_t field = 2; field < kFilterFieldCount; ++field) {
+        Filter one;
+        one.Set(static_cast<FilterField>(field), filter.View(static_cast<FilterField>(field)));
+        if (one.criteria() == 0) continue;
+        const ApplicabilityFilter list({one});
+        const auto findings = Lint(list, kToday);
+        const auto& last = findings.empty() ? LintFinding{} : findings.back();
+        if (last.rule != LintRule::kConstantList) continue;
+        ++held;
+        for (int k = 0; k < 10; ++k) {
+          ASSERT_EQ(Decide(list, devices_[random_.Below(kDevices)]).applies,
+                    last.detail == "it always applies")
+              << WriteFilterDocument(list);
+        }
+      }
+    }
+  }
+  EXPECT_GT(held, kLists / 4);
+}
+
+}  // namespace
+}  // namespace yox_test
