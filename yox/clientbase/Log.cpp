@@ -81,6 +81,11 @@ constinit std::atomic<bool> Log::sink_set_{false};
 
 constinit Log g_log{"yox"};
 
+const Log*& Log::SilencedHere() {
+  thread_local constinit const Log* silenced = nullptr;
+  return silenced;
+}
+
 bool Log::Open(const std::filesystem::path& path) {
   try {
     auto sink = std::make_shared<spdlog::sinks::rotating_file_sink_mt>(path.native(), kLargestFile,

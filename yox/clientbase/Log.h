@@ -112,8 +112,22 @@ class YOX_API Log {
   bool Enabled(LogLevel level) const {
     return level >= level_.load(std::memory_order_relaxed) &&
            (file_.load(std::memory_order_relaxed) != nullptr ||
-            sink_set_.load(std::memory_order_relaxed));
+            sink_set_.load(std::memory_order_relaxed)) &&
+           SilencedHere() != this;
   }
+
+  // While it lives, lines of the log that its own thread writes are read by nobody. One log for a
+  // thread at a time: of two, the later one counts.
+  class Silence {
+   public:
+    explicit Silence(const Log& log) : former_(SilencedHere()) { SilencedHere() = &log; }
+    ~Silence() { SilencedHere() = former_; }
+    Silence(const Silence&) = delete;
+    Silence& operator=(const Silence&) = delete;
+
+   private:
+    const Log* const former_;
+  };
 
   // Lines below `level` are dropped; the default writes all.
   void SetLevel(LogLevel level) { level_.store(level, std::memory_order_relaxed); }
@@ -147,6 +161,8 @@ class YOX_API Log {
     }
   }
   void Write(LogLevel level, std::string_view format, std::span<const LogArgument> arguments);
+
+  static const Log*& SilencedHere();
 
   static std::atomic<bool> sink_set_;
 

@@ -6,6 +6,7 @@
 #include <iterator>
 #include <limits>
 #include <string>
+#include <thread>
 
 #include "yox/clientbase/Log.h"
 
@@ -42,6 +43,25 @@ TEST(LogTest, IntegersKeepTheirFullWidth) {
              std::numeric_limits<std::size_t>::max(), static_cast<std::int32_t>(0x80004005));
   EXPECT_EQ(captured.Text(),
             "test D -9223372036854775808 1099511627776 18446744073709551615 80004005\n");
+}
+
+TEST(LogTest, ASilencedLogIsSilentOnItsOwnThreadAlone) {
+  constinit static Log other_log{"other"};
+  const CapturedLog captured;
+  {
+    const Log::Silence silence(test_log);
+    EXPECT_FALSE(test_log.Enabled(LogLevel::Error));
+    test_log.e("%s", "silenced");
+    other_log.d("%s", "another log");
+    std::thread([] { test_log.d("%s", "another thread"); }).join();
+    {
+      const Log::Silence inner(other_log);
+      other_log.d("%s", "silenced");
+    }
+    test_log.d("%s", "still silenced");
+  }
+  test_log.d("%s", "behind");
+  EXPECT_EQ(captured.Text(), "other D another log\ntest D another thread\ntest D behind\n");
 }
 
 TEST(LogTest, LinesBelowTheLevelAreDropped) {
