@@ -40,14 +40,24 @@ ApplicabilityEvaluator* ApplicabilityEvaluator::GetInstance() {
 ApplicabilityEvaluator::ApplicabilityEvaluator() = default;
 ApplicabilityEvaluator::~ApplicabilityEvaluator() = default;
 
+namespace {
+
+// What decisions over this device are made of, fetched in this order.
+struct ThisDevice {
+  AppAndTagCollection* const tags = AppAndTagCollection::GetInstance();
+  const WString client_version = YoxInfo::GetInstance()->GetYoxServiceVersion();
+  const std::shared_ptr<MachineInformation> record =
+      yox::YOXHelperFactory::GetInstance()->GetMachineInformationAgent();
+};
+
+}  // namespace
+
 bool ApplicabilityEvaluator::IsApplicable(const ApplicabilityFilter& filter, WString* targetVersion,
                                           const Pairs& extraTags, WString& reason) {
   try {
-    AppAndTagCollection* const tags = AppAndTagCollection::GetInstance();
-    const WString version = YoxInfo::GetInstance()->GetYoxServiceVersion();
-    const std::shared_ptr<MachineInformation> record =
-        yox::YOXHelperFactory::GetInstance()->GetMachineInformationAgent();
-    return EvaluateApplicability(record, version, filter, tags, targetVersion, extraTags, reason);
+    const ThisDevice device;
+    return EvaluateApplicability(device.record, device.client_version, filter, device.tags,
+                                 targetVersion, extraTags, reason);
   } catch (const std::exception& error) {
     g_evaluator_log.e("%s : Exception - %s", "ApplicabilityEvaluator::IsApplicable",
                       String::UTF8ToUTF16(error.what()));
@@ -65,31 +75,56 @@ bool ApplicabilityEvaluator::EvaluateApplicability(
 
   const bool collect = reason != discard_reason_;
   if (collect) reason.clear();
+  return Decision(*this, *machineInformation, clientVersion, tagCollection, targetVersion,
+                  extraTags)
+      .Decide(*list, collect ? &reason : nullptr, nullptr);
+}
 
-  Decision decision(*this, *machineInformation, clientVersion, tagCollection, targetVersion,
-                    extraTags);
+bool ApplicabilityEvaluator::Decision::Decide(const CompiledList& list, WString* reason,
+                                              DecisionTrace* trace) {
   WString prefix;
   std::size_t index = 0;
-  for (const CompiledList::Program& program : list->programs()) {
-    if (collect) {
-      const std::string number = std::to_string(index++);
+  for (const CompiledList::Program& program : list.programs()) {
+    if (reason != nullptr) {
+      const std::string number = std::to_string(index);
       prefix = "Filter ["_w;
       prefix.append(number.begin(), number.end()).append("]: "_wv);
     }
     const auto decide = [&](bool applies, WStringView words) {
-      if (collect) reason.append(prefix).append(words);
+      if (reason != nullptr) reason->append(prefix).append(words);
+      if (trace != nullptr) trace->decided_by = index;
       return applies;
     };
-    if (program.decides == CompiledList::Control::kTrue) return true;
+    if (program.decides == CompiledList::Control::kTrue) {
+      prefix.clear();
+      return decide(true, {});
+    }
     if (program.decides == CompiledList::Control::kFalse) {
       return decide(false, "default = false; "_wv);
     }
-    if (decision.Matches(*list, program, collect ? &prefix : nullptr)) {
+    const Criterion* const failing =
+        FirstFailing(list, program, reason != nullptr ? &prefix : nullptr);
+    if (failing == nullptr) {
       return program.value ? decide(true, "true; "_wv) : decide(false, "value = false; "_wv);
     }
-    if (collect) reason += prefix;
+    if (reason != nullptr) *reason += prefix;
+    if (trace != nullptr) trace->failed.push_back(failing->field);
+    ++index;
   }
-  return list->programs().empty();
+  return list.programs().empty();
+}
+
+Explanation ApplicabilityEvaluator::Explain(const ApplicabilityFilter& filter,
+                                            const WString* targetVersion, const Pairs& extraTags) {
+  const ThisDevice device;
+  return Explain(device.record, device.client_version, filter, device.tags, targetVersion,
+                 extraTags);
+}
+
+DecisionTrace ApplicabilityEvaluator::Trace(const ApplicabilityFilter& filter,
+                                            const WString* targetVersion, const Pairs& extraTags) {
+  const ThisDevice device;
+  return Trace(device.record, device.client_version, filter, device.tags, targetVersion, extraTags);
 }
 
 bool ApplicabilityEvaluator::DoesFilterMatch(
@@ -100,7 +135,7 @@ bool ApplicabilityEvaluator::DoesFilterMatch(
   const CompiledList list({*filter});
   return Decision(*this, *machineInformation, clientVersion, tagCollection, targetVersion,
                   extraTags)
-      .Matches(list, list.programs().front(), &reason);
+             .FirstFailing(list, list.programs().front(), &reason) == nullptr;
 }
 
 void ApplicabilityEvaluator::AddToReasonString(WString& reason, WString name, bool matched) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -15,6 +16,12 @@
 
 class AppAndTagCollection;
 class MachineInformation;
+struct DecisionTrace;
+struct Explanation;
+
+namespace YOX::match {
+struct RegistryRequirement;
+}
 
 // How many terms of a list of key and value terms must hold.
 enum class EvaluationModeForKVP : int { AllTerms = 0, AnyTerm = 1 };
@@ -55,6 +62,27 @@ class YOX_API ApplicabilityEvaluator {
                              const YOX::WString& clientVersion, const ApplicabilityFilter& filter,
                              AppAndTagCollection* tagCollection, YOX::WString* targetVersion,
                              const Pairs& extraTags, YOX::WString& reason);
+
+  // Why: the decision of IsApplicable, and what each criterion of the list required and met
+  // (Explanation.h). The list is decided as ever, and then each criterion by itself, on the same
+  // values. Leaves no trace: no line is logged, no throttle moved, no text of the caller trimmed;
+  // only what the criteria look at is fetched, which starts the tracking of devices for a
+  // `hardware_id`. Throws std::invalid_argument("machineInformation") without a machine record.
+  Explanation Explain(const ApplicabilityFilter& filter, const YOX::WString* targetVersion,
+                      const Pairs& extraTags);
+  Explanation Explain(const std::shared_ptr<MachineInformation>& machineInformation,
+                      const YOX::WString& clientVersion, const ApplicabilityFilter& filter,
+                      AppAndTagCollection* tagCollection, const YOX::WString* targetVersion,
+                      const Pairs& extraTags);
+
+  // The same decision with the first criterion that failed in each filter, and nothing else: as
+  // cheap as a decision. FlippedBy tells what lies between two of them.
+  DecisionTrace Trace(const ApplicabilityFilter& filter, const YOX::WString* targetVersion,
+                      const Pairs& extraTags);
+  DecisionTrace Trace(const std::shared_ptr<MachineInformation>& machineInformation,
+                      const YOX::WString& clientVersion, const ApplicabilityFilter& filter,
+                      AppAndTagCollection* tagCollection, const YOX::WString* targetVersion,
+                      const Pairs& extraTags);
 
  protected:
   ApplicabilityEvaluator();
@@ -102,6 +130,15 @@ class YOX_API ApplicabilityEvaluator {
 
  private:
   class Decision;
+  struct RegistryReading;
+
+  bool HoldsRegistryRequirement(const YOX::match::RegistryRequirement& requirement);
+  // `path` becomes what is looked up below the hive.
+  RegistryReading ReadRegistry(YOX::WString& path, const YOX::WString& name);
+  // EvaluateHardwareIdFilter, telling the present ID that matched unless `found` is null.
+  bool FindHardwareId(const YOX::WString& required, YOX::WString* found);
+  // How many hardware IDs are present; starts their tracking as EvaluateHardwareIdFilter does.
+  static std::size_t PresentHardwareIds();
 
   void AddToReasonString(YOX::WString& reason, YOX::WString name, bool matched);
   static YOX::WString& SetDiscardedReason();

@@ -23,7 +23,8 @@ enum class MessageEnd : std::uint8_t { kNothing, kActual, kNotFound };
 struct Criterion {
   FilterField field;
   Language language;
-  std::string_view label;  // opens the message: label " filter is false. Required: " text
+  std::string_view source;  // where the device's value comes from, for explanations
+  std::string_view label;   // opens the message: label " filter is false. Required: " text
   MessageEnd end;
   Throttling throttling;
   std::string_view throttle_key;
@@ -42,31 +43,33 @@ inline constexpr std::array kCriteria = [] {
   using enum MessageEnd;
   using enum Throttling;
   return std::to_array<Criterion>({
-      {country, kText, "Country", kActual, kDynamic, "Country"},
-      {date_range, kDateRange, "Date range", kNothing, kDynamicByWord, "DateRange", "current_date"},
-      {date_function, kRollout, "Date function", kNothing, kDynamicByWord, "DateFunction",
+      {country, kText, "region", "Country", kActual, kDynamic, "Country"},
+      {date_range, kDateRange, "clock", "Date range", kNothing, kDynamicByWord, "DateRange",
        "current_date"},
-      {device_subscription, kText, "Device subscription", kNothing, kDynamicByWord,
+      {date_function, kRollout, "clock, serial number", "Date function", kNothing, kDynamicByWord,
+       "DateFunction", "current_date"},
+      {device_subscription, kText, "organisation", "Device subscription", kNothing, kDynamicByWord,
        "DeviceSubscription", "no_match"},
-      {enclosure, kText, "Enclosure", kActual, kStatic, "EnclosureType"},
-      {family, kText, "Family name", kActual, kStatic, "FamilyName"},
-      {hardware_id, kOwn, "Hardware ID", kNothing, kNone, ""},
-      {language, kText, "Language", kActual, kDynamic, "Language"},
-      {mfr, kText, "Manufacturer", kActual, kStatic, "Manufacturer"},
-      {model, kText, "Model", kActual, kStatic, "Model"},
-      {org_hash, kText, "Org hash", kNothing, kDynamic, "OrgHash"},
-      {os, kText, "Os", kActual, kStatic, "OS"},
-      {os_bitness, kText, "Os bitness", kActual, kStatic, "OsBitness"},
-      {os_description, kText, "Os description", kActual, kStatic, "OsDescription"},
-      {os_version, kVersion, "Os version", kActual, kStatic, "OSVersion"},
-      {registry, kOwn, "Registry", kNotFound, kDynamicByWord, "Registry", "not_found"},
-      {sku, kText, "SKU", kActual, kStatic, "SKU"},
-      {sn_hash, kText, "Sn hash", kNothing, kStatic, "SnHash"},
-      {target_version, kVersion, "Target version", kActual, kDynamic, "TargetVersion"},
-      {version, kVersion, "Version", kActual, kDynamic, "Version"},
-      {tag, kTerms, "Tag", kNothing, kDynamicByWord, "Tag", "no_match"},
-      {installed_items, kTerms, "Installed items", kNothing, kDynamicByWord, "InstalledItems",
-       "no_match"},
+      {enclosure, kText, "firmware", "Enclosure", kActual, kStatic, "EnclosureType"},
+      {family, kText, "firmware", "Family name", kActual, kStatic, "FamilyName"},
+      {hardware_id, kOwn, "present devices", "Hardware ID", kNothing, kNone, ""},
+      {language, kText, "region", "Language", kActual, kDynamic, "Language"},
+      {mfr, kText, "firmware", "Manufacturer", kActual, kStatic, "Manufacturer"},
+      {model, kText, "firmware", "Model", kActual, kStatic, "Model"},
+      {org_hash, kText, "organisation's realm", "Org hash", kNothing, kDynamic, "OrgHash"},
+      {os, kText, "fixed", "Os", kActual, kStatic, "OS"},
+      {os_bitness, kText, "processor", "Os bitness", kActual, kStatic, "OsBitness"},
+      {os_description, kText, "operating system", "Os description", kActual, kStatic,
+       "OsDescription"},
+      {os_version, kVersion, "operating system", "Os version", kActual, kStatic, "OSVersion"},
+      {registry, kOwn, "registry", "Registry", kNotFound, kDynamicByWord, "Registry", "not_found"},
+      {sku, kText, "firmware", "SKU", kActual, kStatic, "SKU"},
+      {sn_hash, kText, "serial number", "Sn hash", kNothing, kStatic, "SnHash"},
+      {target_version, kVersion, "caller", "Target version", kActual, kDynamic, "TargetVersion"},
+      {version, kVersion, "client", "Version", kActual, kDynamic, "Version"},
+      {tag, kTerms, "tags", "Tag", kNothing, kDynamicByWord, "Tag", "no_match"},
+      {installed_items, kTerms, "applications", "Installed items", kNothing, kDynamicByWord,
+       "InstalledItems", "no_match"},
   });
 }();
 

@@ -1,6 +1,8 @@
 #include "yox/applicability/Dates.h"
 
+#include <algorithm>
 #include <cmath>
+#include <ranges>
 
 #include "yox/applicability/MatchOperators.h"
 
@@ -102,6 +104,13 @@ std::optional<double> ShareOnDay(const Rollout& rollout, std::int64_t elapsed) {
   if (elapsed >= rollout.days.number) return 1.0;
   if (!rollout.growth) return std::nullopt;
   return RolloutShare(*rollout.growth, elapsed, rollout.days.number);
+}
+
+std::int64_t FirstDayIn(const Rollout& rollout, int bucket) {
+  const auto days = std::views::iota(std::int64_t{1}, std::int64_t{rollout.days.number});
+  return *std::ranges::partition_point(days, [&](std::int64_t day) {
+    return !BucketIsIn(bucket, ShareOnDay(rollout, day).value_or(0));
+  });
 }
 
 int RolloutBucket(WStringView hash) {

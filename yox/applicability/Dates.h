@@ -61,6 +61,13 @@ struct Rollout {
   static Rollout Parse(WStringView text);
 };
 
+// How far the decision over a roll-out went, and what it met; the rest is unset.
+struct RolloutProgress {
+  std::optional<std::int64_t> start;  // seconds
+  std::optional<std::int64_t> elapsed;
+  std::optional<int> bucket;
+};
+
 // Day 1 is the first day; `now` is not before `start`. Seconds.
 std::int64_t ElapsedDays(std::int64_t start, std::int64_t now);
 
@@ -78,5 +85,8 @@ inline constexpr int kLastBucket = 4095;
 int RolloutBucket(WStringView hash);
 
 inline bool BucketIsIn(int bucket, double share) { return bucket <= share * kLastBucket; }
+
+// The first day on which a bucket is in. The roll-out has days, and a growth that is known.
+std::int64_t FirstDayIn(const Rollout& rollout, int bucket);
 
 }  // namespace YOX::match

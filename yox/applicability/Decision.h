@@ -3,11 +3,13 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "yox/applicability/ApplicabilityEvaluator.h"
 #include "yox/applicability/CompiledList.h"
 #include "yox/applicability/Criteria.h"
+#include "yox/applicability/Explanation.h"
 #include "yox/applicability/MatchOperators.h"
 #include "yox/device/MachineInformation.h"
 #include "yox/foundation/YOXTag.h"
@@ -20,10 +22,19 @@ class ApplicabilityEvaluator::Decision {
            const YOX::WString& client_version, AppAndTagCollection* tags,
            const YOX::WString* target_version, const Pairs& extra_tags);
 
+  // Walks the list up to the filter that decides; appends to `reason` what was passed, and notes in
+  // `trace` which criteria failed and which filter decided, unless they are null.
+  bool Decide(const CompiledList& list, YOX::WString* reason, DecisionTrace* trace);
+
   // Walks the criteria that are set, up to the first that fails; appends that one's word to
-  // `reason` unless it is null, and logs it.
-  bool Matches(const CompiledList& list, const CompiledList::Program& program,
-               YOX::WString* reason);
+  // `reason` unless it is null, and logs it. Null when the filter matches.
+  const Criterion* FirstFailing(const CompiledList& list, const CompiledList::Program& program,
+                                YOX::WString* reason);
+
+  // Decide without a line in the log.
+  DecisionTrace Trace(const CompiledList& list);
+  // The same, and each criterion by itself.
+  Explanation Explain(const CompiledList& list);
 
  private:
   using Step = CompiledList::Step;
@@ -38,16 +49,35 @@ class ApplicabilityEvaluator::Decision {
   Outcome HoldCallersVersion(const CompiledList& list, const Step& step, const YOX::WString& caller,
                              YOX::match::VersionText& actual);
   bool HoldDateRange(const YOX::match::DateRange& range);
-  bool HoldRollout(const YOX::match::Rollout& rollout);
+  bool HoldRollout(const YOX::match::Rollout& rollout, YOX::match::RolloutProgress& progress);
   bool HoldSubscriptions(const CompiledList& list, const Step& step);
   bool HoldTags(const CompiledList& list, const Step& step);
   bool HoldInstalledItems(const CompiledList& list, const Step& step);
 
+  // Fetches what stays, or is logged, when it is fetched for the first time.
+  void FetchLasting(const CompiledList& list);
+  ExplainedCriterion Describe(const CompiledList& list, const Step& step,
+                              const YOX::WString& required);
+  ExplainedFact DescribeRollout(const YOX::match::Rollout& rollout, const YOX::WString& required);
+  std::vector<ExplainedFact> DescribeRegistry(const YOX::WString& required);
+  ExplainedFact DescribeHardwareId(const YOX::WString& required);
+  std::vector<ExplainedFact> DescribeSubscriptions(const CompiledList& list, const Step& step,
+                                                   const YOX::WString& required);
+  // Why a text of this criterion is empty.
+  static std::string NoteOnEmpty(FilterField field);
+
+  bool LacksTargetVersion(const Criterion& criterion) const {
+    return criterion.field == FilterField::target_version && target_version_text_ == nullptr;
+  }
+  const Pairs& Installed();
+  static std::vector<YOX::WString> Subscriptions();
+  const std::vector<YOXTag>& StoredTags();
   void LogFailure(const Criterion& criterion, const YOX::WString& required,
                   YOX::WStringView actual) const;
   void LogMissingTargetVersion() const;
 
   std::int64_t Now();
+  const YOX::platform::LocalDate& Today();
   const YOX::WString& Realm();
   const YOX::WString& RealmHash();
 

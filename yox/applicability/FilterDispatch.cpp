@@ -18,30 +18,13 @@ using YOX::WString;
 using YOX::WStringView;
 using YOX::match::AnyText;
 using YOX::match::AnyVersion;
-using YOX::match::PairView;
-using YOX::match::TextPattern;
+using YOX::match::FindInTags;
 using YOX::match::VersionText;
 using namespace YOX::literals;
 
 namespace {
 
 constexpr const char* kOrigin = "ApplicabilityEvaluator::DoesFilterMatch";
-
-// Stored tags, and behind them the caller's, which replace stored ones of the same key.
-struct FindInTags {
-  const std::vector<YOXTag>& stored;
-  const ApplicabilityEvaluator::Pairs& extra;
-
-  std::optional<PairView> operator()(const TextPattern& key) const {
-    for (const YOXTag& tag : stored) {
-      if (!key.Matches(String::Trimmed(tag.key()))) continue;
-      const bool replaced =
-          std::ranges::any_of(extra, [&](const auto& other) { return other.key() == tag.key(); });
-      if (!replaced) return PairView{tag.key(), tag.value()};
-    }
-    return YOX::match::FindInPairs{extra}(key);
-  }
-};
 
 WString Widen(std::string_view ascii) { return WString(ascii.begin(), ascii.end()); }
 
@@ -74,14 +57,13 @@ ApplicabilityEvaluator::Decision::Decision(ApplicabilityEvaluator& evaluator,
       client_version_(client_version),
       target_version_(target_version != nullptr ? WStringView(*target_version) : WStringView()) {}
 
-bool ApplicabilityEvaluator::Decision::Matches(const CompiledList& list,
-                                               const CompiledList::Program& program,
-                                               WString* reason) {
+const Criterion* ApplicabilityEvaluator::Decision::FirstFailing(
+    const CompiledList& list, const CompiledList::Program& program, WString* reason) {
   for (const Step& step : list.Steps(program)) {
     const Criterion& criterion = kCriteria[step.criterion];
-    if (criterion.field == FilterField::target_version && target_version_text_ == nullptr) {
+    if (LacksTargetVersion(criterion)) {
       LogMissingTargetVersion();
-      return false;
+      return &criterion;
     }
     const WString& required = program.filter->View(criterion.field);
     const Outcome outcome = Hold(list, step, required);
@@ -92,9 +74,9 @@ bool ApplicabilityEvaluator::Decision::Matches(const CompiledList& list,
     if (g_evaluator_log.Enabled(YOX::LogLevel::Debug)) {
       LogFailure(criterion, required, outcome.actual);
     }
-    return false;
+    return &criterion;
   }
-  return true;
+  return nullptr;
 }
 
 ApplicabilityEvaluator::Decision::Outcome ApplicabilityEvaluator::Decision::Hold(
@@ -111,8 +93,10 @@ ApplicabilityEvaluator::Decision::Outcome ApplicabilityEvaluator::Decision::Hold
       return hold_text(machine_.View(Text::os_region));
     case FilterField::date_range:
       return {HoldDateRange(list.Range(step))};
-    case FilterField::date_function:
-      return {HoldRollout(list.RolloutOf(step))};
+    case FilterField::date_function: {
+      YOX::match::RolloutProgress progress;
+      return {HoldRollout(list.RolloutOf(step), progress)};
+    }
     case FilterField::device_subscription:
       return {HoldSubscriptions(list, step)};
     case FilterField::enclosure:
@@ -173,29 +157,40 @@ ApplicabilityEvaluator::Decision::Outcome ApplicabilityEvaluator::Decision::Hold
   return {matched, caller};
 }
 
+const std::vector<YOXTag>& ApplicabilityEvaluator::Decision::StoredTags() {
+  return *Fetched(stored_tags_, [&] { return AppAndTagCollection::Shared(tags_); });
+}
+
+const ApplicabilityEvaluator::Pairs& ApplicabilityEvaluator::Decision::Installed() {
+  return Fetched(installed_, InstalledItems);
+}
+
 bool ApplicabilityEvaluator::Decision::HoldTags(const CompiledList& list, const Step& step) {
-  const auto& stored = Fetched(stored_tags_, [&] { return AppAndTagCollection::Shared(tags_); });
-  const FindInTags find{*stored, extra_tags_};
+  const FindInTags find{StoredTags(), extra_tags_};
   return std::ranges::all_of(list.Terms(step),
                              [&](const auto& term) { return YOX::match::LoggedMatch(term, find); });
 }
 
 bool ApplicabilityEvaluator::Decision::HoldInstalledItems(const CompiledList& list,
                                                           const Step& step) {
-  const YOX::match::FindInPairs find{Fetched(installed_, InstalledItems)};
+  const YOX::match::FindInPairs find{Installed()};
   return std::ranges::any_of(list.Terms(step),
                              [&](const auto& term) { return YOX::match::LoggedMatch(term, find); });
+}
+
+std::vector<WString> ApplicabilityEvaluator::Decision::Subscriptions() {
+  std::vector<WString> subscriptions;
+  if (const auto* const provider = YOX::EpUrlProvider::GetInstance()) {
+    provider->GetDeviceSubscriptionList(subscriptions);
+  }
+  return subscriptions;
 }
 
 // Every entry is looked at, also behind the first that holds.
 bool ApplicabilityEvaluator::Decision::HoldSubscriptions(const CompiledList& list,
                                                          const Step& step) {
   bool any = false;
-  std::vector<WString> subscriptions;
-  if (const auto* const provider = YOX::EpUrlProvider::GetInstance()) {
-    provider->GetDeviceSubscriptionList(subscriptions);
-  }
-  for (const WString& subscription : subscriptions) {
+  for (const WString& subscription : Subscriptions()) {
     any |= AnyText(list.Texts(step), subscription);
   }
   return any;

@@ -48,12 +48,15 @@ WString Normalised(WStringView required) {
   return text;
 }
 
-bool HasExactly(const HardwareIdRepository& present, WStringView required) {
+bool HasExactly(const HardwareIdRepository& present, WStringView required, WString* found) {
   for (auto rest = Pieces(required); rest;) {
-    const bool matched = present.Contains(String::Trimmed(NextPiece(rest, ',')));
+    const WStringView alternative = NextPiece(rest, ',');
+    const bool matched = present.Contains(String::Trimmed(alternative));
     g_evaluator_log.d("%s Hardware ID exact match result: %s", kOrigin,
                       matched ? "MATCH" : "NO_MATCH");
-    if (matched) return true;
+    if (!matched) continue;
+    if (found != nullptr) *found = String::Trimmed(alternative);
+    return true;
   }
   return false;
 }
@@ -74,21 +77,31 @@ const WString* FindMatch(const std::vector<WString>& ids, WStringView required) 
 
 }  // namespace
 
+std::size_t ApplicabilityEvaluator::PresentHardwareIds() {
+  const HardwareIdRepository* const present = PresentIds();
+  return present != nullptr ? present->Size() : 0;
+}
+
 bool ApplicabilityEvaluator::EvaluateHardwareIdFilter(const WString& required) {
+  return FindHardwareId(required, nullptr);
+}
+
+bool ApplicabilityEvaluator::FindHardwareId(const WString& required, WString* found) {
   try {
     g_evaluator_log.d("%s Evaluating hardware ID filter: %s", kOrigin, required);
     const HardwareIdRepository* const present = PresentIds();
     if (present == nullptr) return false;
 
     const WString normalised = Normalised(required);
-    if (HasExactly(*present, normalised)) return true;
+    if (HasExactly(*present, normalised, found)) return true;
 
     const auto ids = present->SharedSnapshot();
     g_evaluator_log.d("%s Checking %zu device IDs against wildcard requirement", kOrigin,
                       ids->size());
-    if (const WString* const found = FindMatch(*ids, normalised)) {
+    if (const WString* const match = FindMatch(*ids, normalised)) {
       g_evaluator_log.d("%s Hardware ID filter matched: Required=%s, Found=%s", kOrigin, normalised,
-                        *found);
+                        *match);
+      if (found != nullptr) *found = *match;
       return true;
     }
     g_evaluator_log.d("%s Hardware ID filter result: NO_MATCH", kOrigin);

@@ -5,6 +5,7 @@
 #include "yox/applicability/ApplicabilityEvaluator.h"
 #include "yox/applicability/EvaluatorLog.h"
 #include "yox/applicability/MatchOperators.h"
+#include "yox/applicability/RegistryReading.h"
 #include "yox/applicability/RegistryRequirement.h"
 #include "yox/clientbase/CRegUtil.h"
 #include "yox/clientbase/ProcessWrap.h"
@@ -24,6 +25,7 @@ namespace {
 
 constexpr std::uint32_t kKeyRead = 131097;
 constexpr std::uint32_t kLongestValue = 4096;  // bytes
+constexpr long kMoreData = 234;
 
 // The bytes up to `size`, and zeros behind them.
 class PaddedBytes {
@@ -72,79 +74,94 @@ WString Decimal(std::uint64_t number) { return String::UTF8ToUTF16(std::to_strin
 }  // namespace
 
 bool ApplicabilityEvaluator::EvaluateRegistryFilter(const WString& requirements) {
-  constexpr const char* kOrigin = "ApplicabilityEvaluator::EvaluateRegistryFilter";
   for (auto rest = YOX::match::Pieces(requirements); rest;) {
     const auto requirement = RegistryRequirement::Parse(YOX::match::NextPiece(rest, ','));
-    if (requirement.form == RegistryRequirement::Form::kNoName) {
-      g_evaluator_log.d("%s Registry filter failed due to invalid input", kOrigin);
-      return false;
-    }
-    if (requirement.form == RegistryRequirement::Form::kNoData) {
-      g_evaluator_log.d(
-          "%s Registry filter failed due to invalid input provided for required registry value and "
-          "data",
-          kOrigin);
-      return false;
-    }
-    WString path(requirement.path);
-    const std::vector value_and_data = {WString(requirement.name), WString(requirement.data)};
-    if (!DoesRequirementPathandValueExistInRegistry(path, value_and_data)) {
-      g_evaluator_log.d("%s Registry filter failed due to entry not found : : %s %s %s", kOrigin,
-                        path, value_and_data[0], value_and_data[1]);
-      return false;
-    }
+    if (!HoldsRegistryRequirement(requirement)) return false;
   }
   return true;
 }
 
+bool ApplicabilityEvaluator::HoldsRegistryRequirement(const RegistryRequirement& requirement) {
+  constexpr const char* kOrigin = "ApplicabilityEvaluator::EvaluateRegistryFilter";
+  if (requirement.form == RegistryRequirement::Form::kNoName) {
+    g_evaluator_log.d("%s Registry filter failed due to invalid input", kOrigin);
+    return false;
+  }
+  if (requirement.form == RegistryRequirement::Form::kNoData) {
+    g_evaluator_log.d(
+        "%s Registry filter failed due to invalid input provided for required registry value and "
+        "data",
+        kOrigin);
+    return false;
+  }
+  WString path(requirement.path);
+  const std::vector value_and_data = {WString(requirement.name), WString(requirement.data)};
+  if (DoesRequirementPathandValueExistInRegistry(path, value_and_data)) return true;
+  g_evaluator_log.d("%s Registry filter failed due to entry not found : : %s %s %s", kOrigin, path,
+                    value_and_data[0], value_and_data[1]);
+  return false;
+}
+
+ApplicabilityEvaluator::RegistryReading ApplicabilityEvaluator::ReadRegistry(WString& path,
+                                                                             const WString& name) {
+  using Stage = RegistryReading::Stage;
+  HKEY const hive = GetHKeyAndModifyRegistryPath(path);
+  const bool system = YOX::ProcessWrap::IsSystemProcess();
+  WString sid;
+  if (system) YOX::System::GetLoggedInUserSID(sid);
+  if (hive == nullptr) return {Stage::kNoHive, {}};
+  if (YOX::match::HasDoubledSeparator(path)) return {Stage::kDoubledSeparator, {}};
+  CRegUtil registry;
+  HKEY key = nullptr;
+  if (!registry.OpenKey(hive, path, key, system, sid, kKeyRead)) return {Stage::kNoKey, {}};
+  std::array<std::uint8_t, kLongestValue> buffer{};
+  std::uint32_t size = kLongestValue;
+  std::uint32_t type = 0;
+  const long status =
+      CRegUtil::GetKeyValue(hive, path, name, system, sid, buffer.data(), size, type, false);
+  if (status != 0) return {status == kMoreData ? Stage::kTooLong : Stage::kNoValue, {}};
+  return {Stage::kRead, ConvertRegValueToString(buffer.data(), type, size)};
+}
+
 bool ApplicabilityEvaluator::DoesRequirementPathandValueExistInRegistry(
     WString& path, const std::vector<WString>& valueAndData) {
+  using Stage = RegistryReading::Stage;
   constexpr const char* kOrigin =
       "ApplicabilityEvaluator::DoesRequirementPathandValueExistInRegistry";
   const WString& name = valueAndData[0];
   const WString& required = valueAndData[1];
 
-  HKEY const hive = GetHKeyAndModifyRegistryPath(path);
-  const bool system = YOX::ProcessWrap::IsSystemProcess();
-  WString sid;
-  if (system) YOX::System::GetLoggedInUserSID(sid);
-  if (hive == nullptr) {
-    g_evaluator_log.d("%s Registry filter failed due to invalid HKEY. Expected HKEY is HKLM/HKCU",
-                      kOrigin);
-    return false;
+  const RegistryReading reading = ReadRegistry(path, name);
+  switch (reading.stage) {
+    case Stage::kNoHive:
+      g_evaluator_log.d("%s Registry filter failed due to invalid HKEY. Expected HKEY is HKLM/HKCU",
+                        kOrigin);
+      return false;
+    case Stage::kDoubledSeparator:
+      g_evaluator_log.d(
+          "%s Registry filter failed since registry path %s contains redundant / or \\ characters.",
+          kOrigin, path);
+      return false;
+    case Stage::kNoKey:
+      g_evaluator_log.d(
+          "%s Registry filter failed since registry path %s is not found in registry.", kOrigin,
+          path);
+      return false;
+    case Stage::kNoValue:
+    case Stage::kTooLong:
+      g_evaluator_log.d(
+          "%s Registry filter failed since the value name %s is not found in the given registry "
+          "path %s.",
+          kOrigin, name, path);
+      return false;
+    case Stage::kRead:
+      break;
   }
-  if (YOX::match::HasDoubledSeparator(path)) {
-    g_evaluator_log.d(
-        "%s Registry filter failed since registry path %s contains redundant / or \\ characters.",
-        kOrigin, path);
-    return false;
-  }
-  CRegUtil registry;
-  HKEY key = nullptr;
-  if (!registry.OpenKey(hive, path, key, system, sid, kKeyRead)) {
-    g_evaluator_log.d("%s Registry filter failed since registry path %s is not found in registry.",
-                      kOrigin, path);
-    return false;
-  }
-  std::array<std::uint8_t, kLongestValue> buffer{};
-  std::uint32_t size = kLongestValue;
-  std::uint32_t type = 0;
-  if (CRegUtil::GetKeyValue(hive, path, name, system, sid, buffer.data(), size, type, false) != 0) {
-    g_evaluator_log.d(
-        "%s Registry filter failed since the value name %s is not found in the given registry path "
-        "%s.",
-        kOrigin, name, path);
-    return false;
-  }
-  const WString actual = ConvertRegValueToString(buffer.data(), type, size);
-  if (!DoesStringMatch(required, actual)) {
-    g_evaluator_log.d(
-        "%s Registry filter failed since the actual data %s doesn't match with the required data "
-        "%s.",
-        kOrigin, actual, required);
-    return false;
-  }
-  return true;
+  if (DoesStringMatch(required, reading.text)) return true;
+  g_evaluator_log.d(
+      "%s Registry filter failed since the actual data %s doesn't match with the required data %s.",
+      kOrigin, reading.text, required);
+  return false;
 }
 
 HKEY ApplicabilityEvaluator::GetHKeyAndModifyRegistryPath(WString& path) {

@@ -16,6 +16,7 @@ using YOX::String;
 using YOX::WString;
 using YOX::match::DateRange;
 using YOX::match::Rollout;
+using YOX::match::RolloutProgress;
 using YOX::platform::Clock;
 using YOX::platform::LocalDate;
 using YOX::platform::Platform;
@@ -71,7 +72,7 @@ bool ReadDays(const Rollout& rollout) {
 // `now()` is asked when the start is known, `bucket(by_tenant)` when the share counts; no bucket
 // means that there is nobody to count.
 template <class Now, class Bucket>
-bool HasReached(const Rollout& rollout, Now now_of, Bucket bucket_of) {
+bool HasReached(const Rollout& rollout, Now now_of, Bucket bucket_of, RolloutProgress& progress) {
   YOX::Log& log = g_evaluator_log;
   if (!rollout.has_three_pieces) {
     log.e("%s Invalid date function string: %s", kOrigin, rollout.text);
@@ -81,7 +82,7 @@ bool HasReached(const Rollout& rollout, Now now_of, Bucket bucket_of) {
     log.e("%s Invalid date format: %s", kOrigin, rollout.start.text);
     return false;
   }
-  std::optional<std::int64_t> start;
+  std::optional<std::int64_t>& start = progress.start;
   if (!ReadStart(rollout, start)) return false;
   const std::int64_t now = now_of();
   if (now < *start) {
@@ -91,6 +92,7 @@ bool HasReached(const Rollout& rollout, Now now_of, Bucket bucket_of) {
   }
   if (!ReadDays(rollout)) return false;
   const std::int64_t elapsed = YOX::match::ElapsedDays(*start, now);
+  progress.elapsed = elapsed;
   const std::optional<double> share = YOX::match::ShareOnDay(rollout, elapsed);
   if (!share) {
     log.e("%s Unknown growth type: %s", kOrigin, rollout.growth_word);
@@ -98,7 +100,7 @@ bool HasReached(const Rollout& rollout, Now now_of, Bucket bucket_of) {
   }
   if (*share >= 1) return true;
   try {
-    const std::optional<int> bucket = bucket_of(rollout.by_tenant);
+    const std::optional<int>& bucket = progress.bucket = bucket_of(rollout.by_tenant);
     return bucket && YOX::match::BucketIsIn(*bucket, *share);
   } catch (const std::bad_alloc&) {
     log.e("%s Bad alloc on seed hash.", kOrigin);
@@ -124,6 +126,7 @@ bool ApplicabilityEvaluator::IsCurrentDateWithinRange(const WString& range) {
 bool ApplicabilityEvaluator::DoesDateFunctionMatch(const WString& function,
                                                    const WString* serialNumber,
                                                    const WString* orgName) {
+  RolloutProgress progress;
   return HasReached(
       Rollout::Parse(function), [] { return Platform::Get().clock().Now(); },
       [&](bool by_tenant) -> std::optional<int> {
@@ -137,20 +140,24 @@ bool ApplicabilityEvaluator::DoesDateFunctionMatch(const WString& function,
         }
         return YOX::match::RolloutBucket(
             GetHashedSaltedString(by_tenant ? *orgName : *serialNumber));
-      });
+      },
+      progress);
 }
 
 std::int64_t ApplicabilityEvaluator::Decision::Now() {
   return Fetched(now_, [] { return Platform::Get().clock().Now(); });
 }
 
-bool ApplicabilityEvaluator::Decision::HoldDateRange(const DateRange& range) {
-  return ContainsToday(range, [this]() -> const LocalDate& {
-    return Fetched(today_, [this] { return Platform::Get().clock().ToLocalDate(Now()); });
-  });
+const LocalDate& ApplicabilityEvaluator::Decision::Today() {
+  return Fetched(today_, [this] { return Platform::Get().clock().ToLocalDate(Now()); });
 }
 
-bool ApplicabilityEvaluator::Decision::HoldRollout(const Rollout& rollout) {
+bool ApplicabilityEvaluator::Decision::HoldDateRange(const DateRange& range) {
+  return ContainsToday(range, [this]() -> const LocalDate& { return Today(); });
+}
+
+bool ApplicabilityEvaluator::Decision::HoldRollout(const Rollout& rollout,
+                                                   RolloutProgress& progress) {
   return HasReached(
       rollout, [this] { return Now(); },
       [this](bool by_tenant) -> std::optional<int> {
@@ -162,5 +169,6 @@ bool ApplicabilityEvaluator::Decision::HoldRollout(const Rollout& rollout) {
           machine_.remember_serial_number_bucket(bucket);
         }
         return bucket;
-      });
+      },
+      progress);
 }
