@@ -1,3 +1,6 @@
+#include <thread>
+#include <vector>
+
 #include "yox/applicability/FilterDocument.h"
 #include "yox/applicability/TestClock.h"
 #include "yox/applicability/TestEvaluator.h"
@@ -7,6 +10,7 @@
 #include "yox/tags/AppAndTagCollection.h"
 
 #include "tests/CapturedLog.h"
+#include "tests/Latch.h"
 #include "tests/SubstitutedPlatform.h"
 
 namespace {
@@ -65,6 +69,33 @@ TEST_F(IsApplicableTest, ExtraTagsReplaceStoredOnesOfTheSameKey) {
 TEST_F(IsApplicableTest, TheClientsVersionIsThatOfItsService) {
   EXPECT_TRUE(Applies(R"([{"version": ">=4.2"}])"));
   EXPECT_FALSE(Applies(R"([{"version": ">=4.3"}])"));
+}
+
+TEST_F(IsApplicableTest, ManyThreadsMayDecideWhileTheServiceIsInstalled) {
+  const auto install = [this](const WString& version) {
+    device_.Change(
+        [&](YOX::platform::DeviceProfile& profile) { profile.client.version = version; });
+  };
+  install({});
+  const ApplicabilityFilter list =
+      ReadFilterDocument(R"([{"version": ">=4.2", "tag": "Channel"}])");
+  ApplicabilityEvaluator* const evaluator = ApplicabilityEvaluator::GetInstance();
+  WString reason;
+  EXPECT_FALSE(evaluator->IsApplicable(list, nullptr, {}, reason));
+  yox_test::Latch begun(4);
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&] {
+      WString reason_of_mine;
+      begun.CountDown();
+      while (!evaluator->IsApplicable(list, nullptr, {}, reason_of_mine)) {
+      }
+      EXPECT_EQ(reason_of_mine, "Filter [0]: true; "_w);
+    });
+  }
+  EXPECT_TRUE(begun.Wait());
+  install("4.2.10.0"_w);
+  for (std::thread& thread : threads) thread.join();
 }
 
 TEST_F(IsApplicableTest, TheRegistryDecides) {

@@ -1,5 +1,8 @@
 #include "yox/device/YoxInfo.h"
 
+#include <mutex>
+#include <utility>
+
 #include "yox/clientbase/FileSystem.h"
 #include "yox/clientbase/Paths.h"
 #include "yox/clientbase/System.h"
@@ -7,6 +10,13 @@
 
 using YOX::WString;
 using namespace YOX::literals;
+
+namespace {
+
+// Guards the service's version of every object: a lock as a member would end copying.
+constinit std::mutex g_service_version_mutex;
+
+}  // namespace
 
 YoxInfo* YoxInfo::GetInstance() {
   static YoxInfo instance;
@@ -22,11 +32,14 @@ void YoxInfo::GetYoxInfo() {
 }
 
 WString YoxInfo::GetYoxServiceVersion() {
-  if (service_version_.empty()) {
-    const WString path = YOX::utility::GetSystemDirectoryW() +
-                         "\\drivers\\tervan\\yox\\service\\yoxclientservice.exe"_w;
-    service_version_ = FileSystem::GetFileVersion(path);
-  }
+  std::unique_lock lock(g_service_version_mutex);
+  if (!service_version_.empty()) return service_version_;
+  lock.unlock();
+  WString version =
+      FileSystem::GetFileVersion(YOX::utility::GetSystemDirectoryW() +
+                                 "\\drivers\\tervan\\yox\\service\\yoxclientservice.exe"_w);
+  lock.lock();
+  if (service_version_.empty()) service_version_ = std::move(version);
   return service_version_;
 }
 

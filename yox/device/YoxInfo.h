@@ -4,8 +4,8 @@
 #include "yox/clientbase/WString.h"
 
 // What this client is. A process-wide singleton whose state can be copied by value. There is no
-// lock, on purpose: setters, `Refresh` and the two operations that store what they find race with
-// readers.
+// lock, on purpose: setters, `Refresh` and the preference, which is stored, race with readers. Only
+// the service's version, which every decision asks for, may be asked from any thread.
 class YOX_API YoxInfo {
  public:
   // Never null; created and filled by the first call.
