@@ -41,7 +41,7 @@ class LentRole final : private TaskPool::Work, public std::enable_shared_from_th
   }
   // The borrower, in front of a wait for more to do: there are few calls because there is little to
   // call.
-  void Pause() { word_.fetch_add(kFewCalls * kOneCall, std::memory_order_relaxed); }
+  void Idle() { word_.fetch_add(kFewCalls * kOneCall, std::memory_order_relaxed); }
   // The borrower has the role no longer, and nothing that it guards.
   void GiveBack();
 

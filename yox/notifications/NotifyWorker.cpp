@@ -18,8 +18,7 @@ void YOXPublisherSubscriber::NotifyWorker() {
   g_log.d("NotifyWorker: Entry");
   while (!stopRequested) {
     try {
-      // Nobody who has left is kept while there is nothing to do.
-      round_->snapshot = nullptr;
+      Rest();
       if (Semaphore* const semaphore = queueSemaphore.load()) semaphore->Wait();
       if (stopRequested) break;
       if (TakeRecord()) Serve();
@@ -31,10 +30,20 @@ void YOXPublisherSubscriber::NotifyWorker() {
   g_log.d("NotifyWorker: Exit");
 }
 
+// Lets go of what is not needed while there is nothing to do: of subscribers who may have left, and
+// of records.
+void YOXPublisherSubscriber::Rest() {
+  round_->snapshot = nullptr;
+  std::vector<std::unique_ptr<QueuedNotification>> released;
+  const Hold hold(queueMutex);
+  if (!notificationQueue.empty() || spare_.size() <= kMostSpareAtRest) return;
+  released.swap(spare_);
+}
+
 bool YOXPublisherSubscriber::TakeRecord() {
   {
     const Hold hold(queueMutex);
-    if (round_->spent && spare_.size() < kMostSpare) spare_.push_back(std::move(round_->spent));
+    if (round_->spent && spare_.size() < kLongestQueue) spare_.push_back(std::move(round_->spent));
     if (notificationQueue.empty()) return false;
     round_->queued = std::move(notificationQueue.front());
     notificationQueue.pop_front();
@@ -185,7 +194,7 @@ bool YOXPublisherSubscriber::BorrowRecord(LentRole& role) {
   Round& round = *round_;
   Semaphore* const semaphore = queueSemaphore.load();
   if (semaphore == nullptr || stopRequested) return false;
-  role.Pause();
+  role.Idle();
   const WaitHandle token = semaphore->handle();
   if (!NativeWaitForAny({&token, 1}, kSoonMilliseconds).signalled() || stopRequested) return false;
   try {

@@ -41,6 +41,8 @@ YOXPublisherSubscriber::~YOXPublisherSubscriber() {
   // A library that is unloaded with its process finds its threads gone, perhaps with its locks.
   if (YOX::platform::OtherThreadsAreGone()) {
     if (workerThread) (void)workerThread.release();
+    // The worker may have gone while it waited there.
+    new std::shared_ptr<LentRole>(role_);
     return;
   }
   try {

@@ -102,13 +102,15 @@ class YOX_API YOXPublisherSubscriber {
   static constexpr std::int64_t kBusyMilliseconds = 10'000;
   // For a delivery during the clean-up, before it is called hanging.
   static constexpr std::int64_t kHangingMilliseconds = 5'000;
-  // Records that are kept to be filled again, so that a steady flow allocates nothing.
-  static constexpr std::size_t kMostSpare = 256;
+  // Records that are kept to be filled again while the bus has nothing to do. While it has, it
+  // keeps as many as the queue holds, so that a steady flow allocates nothing.
+  static constexpr std::size_t kMostSpareAtRest = 64;
   // How long, in real time, a borrowed role is kept when there is nothing to do.
   static constexpr std::int64_t kSoonMilliseconds = 2;
 
   // The worker's thread.
   void NotifyWorker();
+  void Rest();
   void Serve();
   void BeginRound();
   void NotifyFirstSubscriber(const Subscriber& first, YOXNotificationData& record);
