@@ -26,62 +26,135 @@ using YOX::WString;
 
 std::string Utf8(const WString& text) { return YOX::String::UTF16ToUTF8(text); }
 
-// The payload's own fields, if it is a document of a kind that has a reader.
+// Refuses a member that the library would pass over, because it is of another type than its field.
+void CheckMember(const YOX::JsonNode& member, const Json::Value& field) {
+  const Json::Value& value = member.value();
+  int number = 0;
+  switch (field.type()) {
+    case Json::booleanValue:
+      return member.Require(value.isBool(), "true or false");
+    case Json::stringValue:
+      return member.Require(value.isString(), "a text");
+    case Json::uintValue:
+      return member.Require(value.isUInt(), "an integer of 0 or more");
+    default:  // a delay, as a number or as the text of one
+      member.Require(value.isConvertibleTo(Json::stringValue) &&
+                         YOX::String::TryToInteger(YOX::String::UTF8ToUTF16(value.asString()),
+                                                   number) == YOX::String::IntegerStatus::kOk,
+                     "an integer");
+  }
+}
+
+// `wrapper` is the key of the object that holds the fields; null when the document does itself.
+void CheckFields(const Json::Value& document, const char* wrapper, const Json::Value& fields) {
+  const auto check = [&](std::string_view key, const YOX::JsonNode& member) {
+    if (fields.isMember(std::string(key))) CheckMember(member, fields[std::string(key)]);
+  };
+  try {
+    YOX::JsonNode(document).ForEachMember([&](std::string_view key, const YOX::JsonNode& member) {
+      if (wrapper == nullptr) {
+        check(key, member);
+      } else if (key == wrapper) {
+        member.ForEachMember(check);
+      }
+    });
+  } catch (const YOX::DocumentError& error) {
+    throw YOX::DocumentError(std::string("payload: ") + error.what());
+  }
+}
+
+Json::Value PolicyChange(const YOXNotificationData& record) {
+  bool path_change = false;
+  bool subscription_change = false;
+  WString path;
+  WString subscription;
+  record.deserializePayloadForYoxPolicy(record.getPayload(), path_change, subscription_change, path,
+                                        subscription);
+  Json::Value fields;
+  fields["device_path_change"] = path_change;
+  fields["device_subscription_change"] = subscription_change;
+  fields["device_path_value"] = Utf8(path);
+  fields["device_subscription_value"] = Utf8(subscription);
+  return fields;
+}
+
+Json::Value Registration(const YOXNotificationData& record) {
+  bool success = false;
+  WString type;
+  WString source;
+  WString device;
+  std::int32_t delay = 0;
+  record.deserializePayloadForDeviceRegistration(success, type, source, device, delay);
+  Json::Value fields;
+  fields["has_registration_attempted_success"] = success;
+  fields["registration_trigger_type"] = Utf8(type);
+  fields["registration_trigger_source"] = Utf8(source);
+  fields["device_id"] = Utf8(device);
+  fields["delay"] = delay;
+  return fields;
+}
+
+Json::Value ConfigChange(const YOXNotificationData& record) {
+  bool startup = false;
+  record.deserializePayloadForConfigChangeDuringStartup(startup);
+  Json::Value fields;
+  fields["is_trigger_source_startup"] = startup;
+  return fields;
+}
+
+Json::Value ConfigFetch(const YOXNotificationData& record) {
+  std::uint32_t minutes = 0;
+  record.deserializePayloadForForceConfigFetch(minutes);
+  Json::Value fields;
+  fields["pull_trigger_in_minutes"] = minutes;
+  return fields;
+}
+
+Json::Value PackageEvent(const YOXNotificationData& record) {
+  WString id;
+  WString type;
+  WString name;
+  WString version;
+  WString trigger;
+  record.deserializePayloadForPackageEvent(id, type, name, version, trigger);
+  Json::Value fields;
+  fields["PackageId"] = Utf8(id);
+  fields["PackageType"] = Utf8(type);
+  fields["PackageName"] = Utf8(name);
+  fields["PackageVersion"] = Utf8(version);
+  fields["PackageTrigger"] = Utf8(trigger);
+  return fields;
+}
+
+// A kind of document that has a reader: the key that tells it, whether its fields stand in the
+// object under that key, and the reader.
+struct PayloadKind {
+  const char* key;
+  bool is_wrapper;
+  Json::Value (*read)(const YOXNotificationData& record);
+};
+constexpr PayloadKind kPayloadKinds[] = {
+    {"policy_change", true, PolicyChange}, {"device_registration", true, Registration},
+    {"config_change", true, ConfigChange}, {"config_fetch", true, ConfigFetch},
+    {"PackageId", false, PackageEvent},
+};
+
+// The payload's own fields, if it is a document of such a kind; otherwise null.
 Json::Value FieldsOf(const YOXNotificationData& record) {
-  const std::string payload = Utf8(record.getPayload());
   Json::Value document;
   try {
-    document = YOX::ParseDocument(payload);
+    document = YOX::ParseDocument(Utf8(record.getPayload()));
   } catch (const YOX::DocumentError&) {
     return {};  // a payload may be any text
   }
-  Json::Value fields;
-  if (!document.isObject()) return fields;
-  if (document.isMember("policy_change")) {
-    bool path_change = false;
-    bool subscription_change = false;
-    WString path;
-    WString subscription;
-    record.deserializePayloadForYoxPolicy(record.getPayload(), path_change, subscription_change,
-                                          path, subscription);
-    fields["device_path_change"] = path_change;
-    fields["device_subscription_change"] = subscription_change;
-    fields["device_path_value"] = Utf8(path);
-    fields["device_subscription_value"] = Utf8(subscription);
-  } else if (document.isMember("device_registration")) {
-    bool success = false;
-    WString type;
-    WString source;
-    WString device;
-    std::int32_t delay = 0;
-    record.deserializePayloadForDeviceRegistration(success, type, source, device, delay);
-    fields["has_registration_attempted_success"] = success;
-    fields["registration_trigger_type"] = Utf8(type);
-    fields["registration_trigger_source"] = Utf8(source);
-    fields["device_id"] = Utf8(device);
-    fields["delay"] = delay;
-  } else if (document.isMember("config_change")) {
-    bool startup = false;
-    record.deserializePayloadForConfigChangeDuringStartup(startup);
-    fields["is_trigger_source_startup"] = startup;
-  } else if (document.isMember("config_fetch")) {
-    std::uint32_t minutes = 0;
-    record.deserializePayloadForForceConfigFetch(minutes);
-    fields["pull_trigger_in_minutes"] = minutes;
-  } else if (document.isMember("PackageId")) {
-    WString id;
-    WString type;
-    WString name;
-    WString version;
-    WString trigger;
-    record.deserializePayloadForPackageEvent(id, type, name, version, trigger);
-    fields["PackageId"] = Utf8(id);
-    fields["PackageType"] = Utf8(type);
-    fields["PackageName"] = Utf8(name);
-    fields["PackageVersion"] = Utf8(version);
-    fields["PackageTrigger"] = Utf8(trigger);
+  if (!document.isObject()) return {};
+  for (const PayloadKind& kind : kPayloadKinds) {
+    if (!document.isMember(kind.key)) continue;
+    Json::Value fields = kind.read(record);
+    CheckFields(document, kind.is_wrapper ? kind.key : nullptr, fields);
+    return fields;
   }
-  return fields;
+  return {};
 }
 
 Json::Value ReadInternal(const std::string& text) {

@@ -569,6 +569,23 @@ class Notification(Yoxctl):
                 self.assertEqual((done.stdout, done.returncode), (b"", 2))
                 self.assertRegex(done.stderr.decode(), r"\Ayoxctl: [^\n]+\n\Z")
 
+    def test_a_payload_of_a_known_kind_is_read_as_strictly(self):
+        for payload, message in (
+            ('{"device_registration": {"delay": "soon"}}', "device_registration.delay: expected an integer, found a text"),
+            ('{"device_registration": {"device_id": 5}}', "device_registration.device_id: expected a text, found a number"),
+            ('{"policy_change": 5}', "policy_change: expected an object, found a number"),
+            ('{"config_change": {"is_trigger_source_startup": "true"}}',
+             "config_change.is_trigger_source_startup: expected true or false, found a text"),
+            ('{"config_fetch": {"pull_trigger_in_minutes": -1}}',
+             "config_fetch.pull_trigger_in_minutes: expected an integer of 0 or more, found a number"),
+            ('{"PackageId": "i", "PackageName": []}', "PackageName: expected a text, found an array"),
+        ):
+            with self.subTest(message=message):
+                self.assert_refused(self.read({"payload": payload}), f"notification.json: payload: {message}")
+        for payload in ('{"device_registration": {"delay": "-30"}}', '{"policy_change": {"mqtt_scope_value": 5}}'):
+            with self.subTest(payload=payload):
+                self.assertIn("fields", self.fields(*self.read({"payload": payload})))
+
     def test_arguments_are_checked(self):
         for arguments in (["config-fetch"], ["config-fetch", "--minutes", "-1"], ["alert", "--param", "x"],
                           ["envelope", "--topic", "1"], ["nothing"], []):
