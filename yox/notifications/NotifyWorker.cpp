@@ -27,6 +27,7 @@ void YOXPublisherSubscriber::NotifyWorker() {
       g_log.d("NotifyWorker: Exception");
     }
   }
+  round_->snapshot = nullptr;
   g_log.d("NotifyWorker: Exit");
 }
 

@@ -693,6 +693,12 @@ TEST(BusTest, EverySubscriberThatHadADeliveryLeavesACopyBehind) {
   EXPECT_EQ(bus.DeliveryCopyCount(), 3U);
 }
 
+bool Expires(const std::weak_ptr<int>& watched) {
+  const auto limit = std::chrono::steady_clock::now() + std::chrono::milliseconds(kBound);
+  while (!watched.expired() && std::chrono::steady_clock::now() < limit) std::this_thread::yield();
+  return watched.expired();
+}
+
 TEST(BusTest, WhatACallbackHoldsIsLetGoWhenItsSubscriberHasLeft) {
   TestBus bus;
   Latch called;
@@ -705,9 +711,22 @@ TEST(BusTest, WhatACallbackHoldsIsLetGoWhenItsSubscriberHasLeft) {
   bus.Unsubscribe(id);
   bus.Cleanup();
   // The thread that ran the delivery lets go of it last.
-  const auto limit = std::chrono::steady_clock::now() + std::chrono::milliseconds(kBound);
-  while (!watched.expired() && std::chrono::steady_clock::now() < limit) std::this_thread::yield();
-  EXPECT_TRUE(watched.expired());
+  EXPECT_TRUE(Expires(watched));
+}
+
+TEST(BusTest, ABusThatStoppedWithARecordInHandHoldsNobodyWhoHasLeft) {
+  TestBus bus;
+  auto held = std::make_shared<int>(0);
+  const std::weak_ptr<int> watched = held;
+  bus.Subscribe([held = std::move(held)](YOXNotificationData&) {}, false);
+  {
+    HeldWorker worker(bus);
+    bus.Notify(Record(7, 1), ""_w);
+    worker.AwaitHeld();
+    bus.SetStopRequest();
+  }
+  bus.Cleanup();
+  EXPECT_TRUE(Expires(watched));
 }
 
 // Publishes until these have had some deliveries behind them, so that the bus takes them for brisk.
