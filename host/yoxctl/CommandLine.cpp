@@ -57,6 +57,7 @@ int RunOrThrow(std::vector<std::string> arguments) {
   app.fallthrough();  // options of the program may stand behind the command, too
   AddEvaluateCommand(app, action);
   AddLintCommand(app, action);
+  AddRolloutCommand(app, action);
   AddDeviceCommand(app, action);
   AddCaptureCommand(app, action);
   AddPolicyCommand(app, action);

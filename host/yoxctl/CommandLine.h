@@ -31,6 +31,7 @@ void AddEvaluateCommand(CLI::App& app, Action& action);
 void AddLintCommand(CLI::App& app, Action& action);
 void AddPolicyCommand(CLI::App& app, Action& action);
 void AddProvisionCommand(CLI::App& app, Action& action);
+void AddRolloutCommand(CLI::App& app, Action& action);
 void AddWatchCommand(CLI::App& app, Action& action);
 void AddRegistryCommand(CLI::App& app, Action& action);
 void AddTagsCommand(CLI::App& app, Action& action);

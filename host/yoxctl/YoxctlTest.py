@@ -14,6 +14,7 @@ import subprocess
 import sys
 import tempfile
 import unittest
+import xml.etree.ElementTree
 
 PROGRAM = []
 MIB = 1 << 20
@@ -208,6 +209,128 @@ class Lint(Yoxctl):
         self.assert_refused(["lint", "none.json"], "none.json: no such file")
         self.write("good.json", [])
         self.assert_refused(["lint", "good.json", "none.json"], "none.json: no such file")
+
+
+class Rollout(Yoxctl):
+    FUNCTION = "2026-02-20|10|linear"
+
+    def rollout(self, *arguments):
+        return ["--device", "device.json", "rollout", *arguments]
+
+    def answer(self, *arguments):
+        done = self.run_program("--format", "json", *self.rollout(*arguments))
+        self.assertEqual((done.stderr, done.returncode), (b"", 0))
+        return json.loads(done.stdout)
+
+    def test_the_share_of_each_day_and_today(self):
+        self.assert_answer(self.rollout("--function", "2026-03-01|2|linear"), 0,
+                           "2026-03-01|2|linear\n2 days, by device; is at day 1, 50.00 %\n\n"
+                           "  day  date           share  buckets\n"
+                           "    1  2026-03-01   50.00 %     2048  <- today\n"
+                           "    2  2026-03-02  100.00 %     4096\n")
+
+    def test_every_function_of_a_list(self):
+        self.write("list.json", [{"date_function": "2026-03-02|3|linear"}, {"country": "US"},
+                                 {"date_function": "2026-01-01|4|cubic|tenant"}])
+        first, second = self.answer("list.json")["rollouts"]
+        self.assertEqual((first["filter"], first["by"], first["today"], len(first["forecast"])), (0, "device", 0, 3))
+        self.assertEqual((second["filter"], second["by"], second["today"]), (2, "organisation", 60))
+        self.assertEqual([day["share"] for day in second["forecast"]], [0, 0, 0, 1])
+        only, = self.answer("list.json", "--filter", "2")["rollouts"]
+        self.assertEqual(only, second)
+        self.write("list.json", [{"country": "US"}])
+        self.assert_answer(self.rollout("list.json"), 1, "no roll-out in the list\n")
+
+    def test_the_first_day_is_that_of_the_decision(self):
+        for growth, option, changed in (("linear", "--serial-number", {"firmware": {"serial_number": "C0FFEE12"}}),
+                                        ("linear|tenant", "--organisation", {"organisation": {"realm": "C0FFEE12"}})):
+            function = f"2026-02-20|10|{growth}"
+            self.write("filters.json", [{"date_function": function}])
+            rollout, = self.answer("--function", function, option, "C0FFEE12")["rollouts"]
+            first = rollout["first_day"]
+            self.assertEqual(rollout["forecast"][first["day"] - 1]["date"], first["date"])
+            for day in rollout["forecast"]:
+                self.write("now.json", {**changed, "clock": {"now": day["date"] + "T12:00:00"}})
+                done = self.run_program("--device", "now.json", "evaluate", "filters.json")
+                self.assertEqual(done.returncode, 0 if day["day"] >= first["day"] else 1, day)
+
+    def test_profiles_are_counted_as_they_are_decided(self):
+        (self.folder / "fleet").mkdir()
+        fleet = [{"firmware": {"serial_number": f"SN{number}"}} for number in range(5)]
+        fleet.append({"organisation": {"realm": "contoso"}})
+        for number, profile in enumerate(fleet):
+            self.write(f"fleet/{number}.json", profile)
+        self.write("fleet/notes.txt", b"no profile")
+        self.write("filters.json", [{"date_function": self.FUNCTION}])
+        answer = self.answer("--function", self.FUNCTION, "--profiles", "fleet")
+        self.assertEqual(answer["profiles"], len(fleet))
+        for day in answer["rollouts"][0]["forecast"][::3]:
+            counted = 0
+            for profile in fleet:
+                self.write("now.json", {**profile, "clock": {"now": day["date"] + "T12:00:00"}})
+                counted += self.run_program("--device", "now.json", "evaluate", "filters.json").returncode == 0
+            self.assertEqual(day["profiles"], counted, day)
+
+    def plot(self, *arguments):
+        self.assertEqual(self.run_program(*self.rollout(*arguments, "--plot", "plot.svg")).returncode, 0)
+        return xml.etree.ElementTree.fromstring((self.folder / "plot.svg").read_bytes())
+
+    def test_a_plot_is_well_formed_and_shows_days_share_and_today(self):
+        (self.folder / "fleet").mkdir()
+        self.write("fleet/one.json", PROFILE)
+        svg = self.plot("--function", self.FUNCTION, "--serial-number", "<&\">\x7f\uffff", "--profiles", "fleet")
+        self.assertEqual(svg.get("viewBox"), "0 0 720 400")
+        texts = [text.text for text in svg.iter("{http://www.w3.org/2000/svg}text")]
+        for text in (self.FUNCTION, "0 %", "100 %", "2026-02-20", "day 1", "day 9", "dotted: 1 profiles",
+                     "today, 2026-03-01: 100.00 %"):
+            self.assertIn(text, texts)
+        self.assertTrue([text for text in texts if text.startswith('<&">\\u007f')], texts)
+        # The curve goes from the left to the right and never back or down.
+        curve = [path.get("d") for path in svg.iter("{http://www.w3.org/2000/svg}path")][1]
+        across = [float(x) for x in re.findall(r"[MH]([\d.]+)", curve)]
+        up = [float(y) for y in re.findall(r"(?:M[\d.]+ |V)([\d.]+)", curve)]
+        self.assertEqual((across, up), (sorted(across), sorted(up, reverse=True)))
+        self.assertEqual((len(up), across[0], across[-1], up[-1]), (10, 60, 696, 112))
+
+    def test_a_plot_says_when_today_is_outside(self):
+        for function, words in (("2026-03-02|5|linear", "today, 2026-03-01: begins in 1 day"),
+                                ("2025-03-02|5|linear", "today, 2026-03-01: complete")):
+            self.assertIn(words, [text.text for text in self.plot("--function", function).iter()])
+
+    def test_a_plots_colours_stand_out_on_white_and_on_dark_pages(self):
+        self.plot("--function", self.FUNCTION, "--serial-number", "C0FFEE12", "--profiles", ".")
+        colours = set(re.findall(rb"#[0-9a-f]{6}", (self.folder / "plot.svg").read_bytes()))
+        self.assertEqual(len(colours), 5)
+
+        def luminance(colour):
+            parts = [int(colour[i:i + 2], 16) / 255 for i in (1, 3, 5)]
+            linear = [c / 12.92 if c <= 0.04045 else ((c + 0.055) / 1.055) ** 2.4 for c in parts]
+            return 0.2126 * linear[0] + 0.7152 * linear[1] + 0.0722 * linear[2]
+
+        for colour in colours:
+            light = 1.05 / (luminance(colour) + 0.05)
+            dark = (luminance(colour) + 0.05) / (luminance(b"#0d1117") + 0.05)
+            self.assertGreater(min(light, dark), 4, colour)
+
+    def test_what_cannot_be_forecast_is_refused(self):
+        self.write("list.json", [{}, {"date_function": "2026-01-01|0|linear"}])
+        self.write("two.json", [{"date_function": self.FUNCTION}, {"date_function": self.FUNCTION}])
+        (self.folder / "empty").mkdir()
+        for arguments, message in (
+                ([], "expected either a LIST.json or --function"),
+                (["list.json", "--function", self.FUNCTION], "expected either a LIST.json or --function"),
+                (["--function", "soon|2|linear"],
+                 "--function: expected a first day YYYY-MM-DD, found \"soon\""),
+                (["list.json"], "list.json: filter [1]: date_function: expected a number of days, found \"0\""),
+                (["two.json", "--plot", "p.svg"],
+                 "--plot: the list has 2 roll-outs: choose one with --filter"),
+                (["two.json", "--filter", "2"], "--filter: the list has no date_function in filter 2"),
+                (["--function", self.FUNCTION, "--filter", "2"], "--filter: there is no list"),
+                (["--function", self.FUNCTION, "--profiles", "empty"], "empty: has no profile, *.json"),
+                (["--function", self.FUNCTION, "--plot", "none/p.svg"], "none/p.svg: cannot be written"),
+                (["none.json"], "none.json: no such file")):
+            with self.subTest(arguments=arguments):
+                self.assert_refused(self.rollout(*arguments), message)
 
 
 class Device(Yoxctl):

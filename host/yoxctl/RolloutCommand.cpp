@@ -1,0 +1,332 @@
+#include <json/writer.h>
+
+#include <CLI/App.hpp>
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <optional>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "yox/applicability/FilterDocument.h"
+#include "yox/applicability/RolloutForecast.h"
+#include "yox/clientbase/EpUrlProvider.h"
+#include "yox/clientbase/SMBiosInformationRetriever.h"
+#include "yox/clientbase/String.h"
+#include "yox/clientbase/platform/Platform.h"
+#include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
+#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+
+#include "host/yoxctl/ChosenDevice.h"
+#include "host/yoxctl/CommandLine.h"
+#include "host/yoxctl/Output.h"
+#include "host/yoxctl/RolloutPlot.h"
+
+namespace yoxctl {
+namespace {
+
+using YOX::String;
+using YOX::WString;
+
+struct RolloutOptions {
+  std::optional<std::string> list;
+  std::optional<std::string> function;
+  std::optional<std::size_t> filter;
+  std::optional<std::string> serial_number;
+  std::optional<std::string> organisation;
+  std::optional<std::string> profiles;
+  std::optional<std::string> plot;
+};
+
+// Somebody's buckets: which of them counts is the function's choice.
+struct Buckets {
+  int device = 0;
+  int organisation = 0;
+
+  int Of(const RolloutForecast& forecast) const {
+    return forecast.by_organisation() ? organisation : device;
+  }
+};
+
+struct Rollout {
+  std::optional<std::size_t> filter;  // of a list
+  std::string function;
+  RolloutForecast forecast;
+};
+
+// The first day of the one whom the caller asks for.
+struct Asked {
+  std::string name;
+  int bucket = 0;
+  int day = 1;
+};
+
+RolloutForecast ForecastOf(const std::string& place, const WString& function) {
+  try {
+    return RolloutForecast(function);
+  } catch (const YOX::DocumentError& error) {
+    throw Refusal(place + ": " + error.what());
+  }
+}
+
+std::vector<Rollout> RolloutsOf(const RolloutOptions& options) {
+  std::vector<Rollout> rollouts;
+  if (options.function) {
+    rollouts.push_back({{},
+                        *options.function,
+                        ForecastOf("--function", Widened("--function", *options.function))});
+    return rollouts;
+  }
+  const auto filters = ReadNamed(*options.list, ReadFilterDocument).filters();
+  for (std::size_t i = 0; i < filters.size(); ++i) {
+    if (!filters[i].IsSet(FilterField::date_function)) continue;
+    if (options.filter && *options.filter != i) continue;
+    const WString function = filters[i].date_function();
+    const std::string place =
+        NameOf(*options.list) + ": filter [" + std::to_string(i) + "]: date_function";
+    rollouts.push_back({i, String::UTF16ToUTF8(function), ForecastOf(place, function)});
+  }
+  if (options.filter && rollouts.empty()) {
+    throw Refusal("--filter: the list has no date_function in filter " +
+                  std::to_string(*options.filter));
+  }
+  return rollouts;
+}
+
+// Of the device of a profile, as a decision on it sees them.
+Buckets BucketsOf(const YOX::platform::DeviceProfile& profile) {
+  YOX::platform::SimulatedDevice device(profile);
+  const YOX::platform::ScopedPlatform installed(device);
+  WString serial_number;
+  if (const auto* const firmware = SMBiosInformationRetriever::GetInstance()) {
+    serial_number = firmware->GetSerialNumber();
+  }
+  WString realm;
+  if (const auto* const provider = YOX::EpUrlProvider::GetInstance()) provider->GetRealm(realm);
+  return {RolloutForecast::BucketOf(serial_number), RolloutForecast::BucketOf(realm)};
+}
+
+std::vector<Buckets> BucketsIn(const std::string& argument) {
+  std::error_code error;
+  std::vector<std::filesystem::path> files;
+  for (std::filesystem::directory_iterator entry(PathOf(argument), error), end;
+       !error && entry != end; entry.increment(error)) {
+    if (entry->path().extension() == ".json") files.push_back(entry->path());
+  }
+  if (error) throw Refusal(NameOf(argument) + ": " + error.message());
+  if (files.empty()) throw Refusal(NameOf(argument) + ": has no profile, *.json");
+  std::ranges::sort(files);
+  std::vector<Buckets> buckets;
+  buckets.reserve(files.size());
+  for (const auto& file : files) {
+    buckets.push_back(BucketsOf(ReadNamed(PathText(file), YOX::platform::ReadDeviceProfile)));
+  }
+  return buckets;
+}
+
+// How many are in on each day.
+std::vector<std::size_t> CountsOf(const RolloutForecast& forecast,
+                                  const std::vector<Buckets>& devices) {
+  std::vector<std::size_t> counts;
+  if (devices.empty()) return counts;
+  counts.resize(static_cast<std::size_t>(forecast.days()));
+  for (const Buckets& device : devices) {
+    ++counts[static_cast<std::size_t>(forecast.FirstDayOf(device.Of(forecast)) - 1)];
+  }
+  for (std::size_t day = 1; day < counts.size(); ++day) counts[day] += counts[day - 1];
+  return counts;
+}
+
+std::optional<Asked> AskedOf(const RolloutForecast& forecast, const RolloutOptions& options) {
+  const bool by_organisation = forecast.by_organisation();
+  const auto& name = by_organisation ? options.organisation : options.serial_number;
+  if (!name) return std::nullopt;
+  const char* const option = by_organisation ? "--organisation" : "--serial-number";
+  const int bucket = RolloutForecast::BucketOf(Widened(option, *name));
+  return Asked{*name, bucket, forecast.FirstDayOf(bucket)};
+}
+
+std::string Units(const RolloutForecast& forecast) {
+  return forecast.by_organisation() ? "organisations" : "devices";
+}
+
+std::string Counted(std::int64_t count, const std::string& what) {
+  return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
+std::string TodayText(const RolloutForecast& forecast, std::int64_t day) {
+  if (day == 0) return "has not begun";
+  if (day > forecast.days()) return "is complete";
+  return "is at day " + std::to_string(day) + ", " +
+         PercentText(static_cast<std::size_t>(forecast.BucketsOn(day)), RolloutForecast::kBuckets);
+}
+
+std::string RightAligned(const std::string& text, std::size_t size) {
+  return std::string(size - std::min(size, text.size()), ' ') + text;
+}
+
+std::string ToText(const Rollout& rollout, const RolloutOptions& options,
+                   const std::vector<std::size_t>& counts, std::int64_t today) {
+  const RolloutForecast& forecast = rollout.forecast;
+  const std::optional<Asked> asked = AskedOf(forecast, options);
+  std::string text;
+  if (rollout.filter) text += "filter [" + std::to_string(*rollout.filter) + "]: ";
+  text += YOX::Printable(rollout.function) + "\n" + Counted(forecast.days(), "day") + ", by " +
+          (forecast.by_organisation() ? "organisation" : "device") + "; " +
+          TodayText(forecast, today) + "\n";
+  if (!forecast.has_known_growth()) {
+    text += "the growth is unknown: nobody is in before the last day\n";
+  }
+  if (asked) {
+    text += YOX::Printable(asked->name) + ": bucket " + std::to_string(asked->bucket) +
+            ", in from " + DateText(forecast.DateOf(asked->day)) + " on (day " +
+            std::to_string(asked->day) + ")\n";
+  } else if (options.serial_number || options.organisation) {
+    text += std::string(forecast.by_organisation() ? "the serial number" : "the organisation") +
+            " does not count here\n";
+  }
+  text += "\n  day  date           share  buckets";
+  if (!counts.empty()) text += "  profiles";
+  text += "\n";
+  for (int day = 1; day <= forecast.days(); ++day) {
+    const int buckets = forecast.BucketsOn(day);
+    text +=
+        RightAligned(std::to_string(day), 5) + "  " + DateText(forecast.DateOf(day)) + "  " +
+        RightAligned(PercentText(static_cast<std::size_t>(buckets), RolloutForecast::kBuckets), 8) +
+        RightAligned(std::to_string(buckets), 9);
+    if (!counts.empty()) {
+      text += RightAligned(std::to_string(counts[static_cast<std::size_t>(day - 1)]), 10);
+    }
+    if (day == today) text += "  <- today";
+    if (asked && asked->day == day) text += "  <- " + YOX::Printable(asked->name);
+    text += "\n";
+  }
+  return text;
+}
+
+Json::Value ToJson(const Rollout& rollout, const RolloutOptions& options,
+                   const std::vector<std::size_t>& counts, std::int64_t today) {
+  const RolloutForecast& forecast = rollout.forecast;
+  Json::Value json;
+  if (rollout.filter) json["filter"] = Json::UInt64{*rollout.filter};
+  json["function"] = rollout.function;
+  json["by"] = forecast.by_organisation() ? "organisation" : "device";
+  json["days"] = forecast.days();
+  json["today"] = Json::Int64{today};
+  if (const std::optional<Asked> asked = AskedOf(forecast, options)) {
+    Json::Value& first = json["first_day"];
+    first["name"] = asked->name;
+    first["bucket"] = asked->bucket;
+    first["day"] = asked->day;
+    first["date"] = DateText(forecast.DateOf(asked->day));
+  }
+  Json::Value& rows = json["forecast"] = Json::Value(Json::arrayValue);
+  for (int day = 1; day <= forecast.days(); ++day) {
+    Json::Value& row = rows.append(Json::objectValue);
+    const int buckets = forecast.BucketsOn(day);
+    row["day"] = day;
+    row["date"] = DateText(forecast.DateOf(day));
+    row["buckets"] = buckets;
+    row["share"] = static_cast<double>(buckets) / RolloutForecast::kBuckets;
+    if (!counts.empty()) {
+      row["profiles"] = Json::UInt64{counts[static_cast<std::size_t>(day - 1)]};
+    }
+  }
+  return json;
+}
+
+void Plot(const Rollout& rollout, const RolloutOptions& options,
+          const std::vector<std::size_t>& counts, std::int64_t now) {
+  const RolloutForecast& forecast = rollout.forecast;
+  RolloutPlot plot{forecast,
+                   "Roll-out to " + Units(forecast) + " from " + DateText(forecast.DateOf(1)) +
+                       " on, " + Counted(forecast.days(), "day"),
+                   rollout.function,
+                   now,
+                   {},
+                   counts,
+                   counts.empty() ? 0 : counts.back()};
+  if (const std::optional<Asked> asked = AskedOf(forecast, options)) {
+    plot.mark = {YOX::Printable(asked->name) + ": from " + DateText(forecast.DateOf(asked->day)) +
+                     " on (day " + std::to_string(asked->day) + ")",
+                 asked->day};
+  }
+  std::ofstream file(PathOf(*options.plot), std::ios::binary);
+  file << ToSvg(plot);
+  file.close();
+  if (!file) throw Refusal(NameOf(*options.plot) + ": cannot be written");
+}
+
+int Forecast(const GlobalOptions& global, const RolloutOptions& options) {
+  if (options.list.has_value() == options.function.has_value()) {
+    throw Refusal("expected either a LIST.json or --function");
+  }
+  if (options.function && options.filter) throw Refusal("--filter: there is no list");
+  const ChosenDevice device(global);
+  const std::vector<Rollout> rollouts = RolloutsOf(options);
+  if (options.plot && rollouts.size() > 1) {
+    throw Refusal("--plot: the list has " + std::to_string(rollouts.size()) +
+                  " roll-outs: choose one with --filter");
+  }
+  const std::vector<Buckets> devices =
+      options.profiles ? BucketsIn(*options.profiles) : std::vector<Buckets>();
+  const std::int64_t now = YOX::platform::Platform::Get().clock().Now();
+
+  std::string text;
+  Json::Value json;
+  json["rollouts"] = Json::Value(Json::arrayValue);
+  if (options.profiles) json["profiles"] = Json::UInt64{devices.size()};
+  for (const Rollout& rollout : rollouts) {
+    const std::vector<std::size_t> counts = CountsOf(rollout.forecast, devices);
+    const std::int64_t today = rollout.forecast.DayAt(now);
+    if (options.plot) Plot(rollout, options, counts, now);
+    if (global.json) {
+      json["rollouts"].append(ToJson(rollout, options, counts, today));
+    } else {
+      text += (text.empty() ? "" : "\n") + ToText(rollout, options, counts, today);
+    }
+  }
+  if (global.json) {
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = "  ";
+    Print(Json::writeString(builder, json) + "\n");
+  } else {
+    Print(text.empty() ? "no roll-out in the list\n" : text);
+  }
+  return rollouts.empty() ? kNegative : kDone;
+}
+
+}  // namespace
+
+void AddRolloutCommand(CLI::App& app, Action& action) {
+  const auto options = std::make_shared<RolloutOptions>();
+  CLI::App* const command =
+      app.add_subcommand("rollout", "How a roll-out grows day by day, and who is in when");
+  command->add_option("LIST.json", options->list, "Every date_function of this filter list")
+      ->type_name(" ");
+  command->add_option("--function", options->function, "This date function instead of a list's")
+      ->type_name("START|DAYS|GROWTH");
+  command->add_option("--filter", options->filter, "Only that of this filter, from 0")
+      ->type_name("N");
+  command
+      ->add_option("--serial-number", options->serial_number,
+                   "The first day of the device with this serial number")
+      ->type_name("TEXT");
+  command
+      ->add_option("--organisation", options->organisation,
+                   "The first day of the organisation with this realm")
+      ->type_name("REALM");
+  command
+      ->add_option("--profiles", options->profiles,
+                   "Count the devices of the profiles, *.json, in this directory")
+      ->type_name("DIR");
+  command->add_option("--plot", options->plot, "Draw the curve into this file")
+      ->type_name("FILE.svg");
+  command->callback([&action, options] {
+    action = [options](const GlobalOptions& global) { return Forecast(global, *options); };
+  });
+}
+
+}  // namespace yoxctl
