@@ -75,6 +75,7 @@ void AppendInteger(std::string& out, std::string_view spec, char conversion,
 
 struct Log::File {
   std::shared_ptr<spdlog::logger> logger;
+  File* former;  // stays allocated: another thread may be writing to it
 };
 
 constinit std::atomic<bool> Log::sink_set_{false};
@@ -93,8 +94,9 @@ bool Log::Open(const std::filesystem::path& path) {
     auto logger = std::make_shared<spdlog::logger>(name_, std::move(sink));
     logger->set_level(spdlog::level::debug);
     logger->flush_on(spdlog::level::debug);
-    // The former file, if any, stays allocated: another thread may be writing to it.
-    file_.store(new File{std::move(logger)}, std::memory_order_release);
+    auto file = std::make_unique<File>(File{std::move(logger), file_.load()});
+    while (!file_.compare_exchange_weak(file->former, file.get())) {}
+    file.release();
     return true;
   } catch (const std::exception&) {
     return false;

@@ -352,14 +352,20 @@ TEST_P(RegistryContract, AUsersSoftwareIsTheSameInBothViews) {
   EXPECT_THAT(ValueNamesOf(*registry_, large), ElementsAre("Name"));
 }
 
+// One row of a list of edits.
+RegistryEdit Edit(RegistryAction action, RegistryKey key, WString name = {},
+                  RegistryValue value = {}) {
+  return {action, std::move(key), std::move(name), std::move(value)};
+}
+
 TEST_P(RegistryContract, EditsAreDoneInOrder) {
-  const RegistryEdit edits[] = {
-      {RegistryAction::kCreateKey, Key("A"_w), {}, {}},
-      {RegistryAction::kSetValue, Key("A"_w), "One"_w, RegistryValue::Dword(1)},
-      {RegistryAction::kSetValue, Key("A"_w), "Two"_w, RegistryValue::Dword(2)},
-      {RegistryAction::kDeleteValue, Key("A"_w), "One"_w, {}},
-      {RegistryAction::kCreateKey, Key("B"_w), {}, {}},
-      {RegistryAction::kDeleteKey, Key("B"_w), {}, {}},
+  const std::vector<RegistryEdit> edits{
+      Edit(RegistryAction::kCreateKey, Key("A"_w)),
+      Edit(RegistryAction::kSetValue, Key("A"_w), "One"_w, RegistryValue::Dword(1)),
+      Edit(RegistryAction::kSetValue, Key("A"_w), "Two"_w, RegistryValue::Dword(2)),
+      Edit(RegistryAction::kDeleteValue, Key("A"_w), "One"_w),
+      Edit(RegistryAction::kCreateKey, Key("B"_w)),
+      Edit(RegistryAction::kDeleteKey, Key("B"_w)),
   };
   ASSERT_EQ(registry_->Apply(edits), kOk);
   EXPECT_THAT(ValueNamesOf(*registry_, Key("A"_w)), ElementsAre("Two"));
@@ -370,14 +376,14 @@ TEST_P(RegistryContract, EditsStopAtTheFirstThatFails) {
   ASSERT_EQ(registry_->CreateKey(Key("Full\\Sub"_w)), kOk);
   ASSERT_EQ(registry_->SetValue(Key("Full\\Sub"_w), "Name"_w, RegistryValue::Dword(1)), kOk);
   ASSERT_EQ(registry_->SetValue(Key("Full"_w), "Name"_w, RegistryValue::Dword(1)), kOk);
-  const RegistryEdit edits[] = {
-      {RegistryAction::kCreateKey, Key("New\\Sub"_w), {}, {}},
-      {RegistryAction::kSetValue, Key("Full"_w), "Name"_w, RegistryValue::Dword(2)},
-      {RegistryAction::kSetValue, Key("Full"_w), "Other"_w, RegistryValue::Dword(2)},
-      {RegistryAction::kDeleteValue, Key("Full\\Sub"_w), "Name"_w, {}},
-      {RegistryAction::kDeleteKey, Key("Full"_w), {}, {}},
-      {RegistryAction::kDeleteValue, Key("Full"_w), "Name"_w, {}},
-      {RegistryAction::kCreateKey, Key("Never"_w), {}, {}},
+  const std::vector<RegistryEdit> edits{
+      Edit(RegistryAction::kCreateKey, Key("New\\Sub"_w)),
+      Edit(RegistryAction::kSetValue, Key("Full"_w), "Name"_w, RegistryValue::Dword(2)),
+      Edit(RegistryAction::kSetValue, Key("Full"_w), "Other"_w, RegistryValue::Dword(2)),
+      Edit(RegistryAction::kDeleteValue, Key("Full\\Sub"_w), "Name"_w),
+      Edit(RegistryAction::kDeleteKey, Key("Full"_w)),
+      Edit(RegistryAction::kDeleteValue, Key("Full"_w), "Name"_w),
+      Edit(RegistryAction::kCreateKey, Key("Never"_w)),
   };
   EXPECT_EQ(registry_->Apply(edits), kNotFound);
   EXPECT_FALSE(registry_->Exists(Key("Never"_w)));
@@ -446,9 +452,9 @@ TEST_P(RegistryContract, FailedEditsAreNotReported) {
   RegistryReports reports;
   std::unique_ptr<RegistryWatch> watch;
   ASSERT_EQ(registry_->Watch(Key(), reports.Callback(), watch), kOk);
-  const RegistryEdit edits[] = {
-      {RegistryAction::kCreateKey, Key("New"_w), {}, {}},
-      {RegistryAction::kDeleteValue, Key("New"_w), "Missing"_w, {}},
+  const std::vector<RegistryEdit> edits{
+      Edit(RegistryAction::kCreateKey, Key("New"_w)),
+      Edit(RegistryAction::kDeleteValue, Key("New"_w), "Missing"_w),
   };
   ASSERT_EQ(registry_->Apply(edits), kNotFound);
   ASSERT_EQ(registry_->SetValue(Key(), "Then"_w, RegistryValue::Dword(1)), kOk);
