@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """yoxctl as a person at a prompt meets it: what goes in, what comes out, and the exit code.
 
-  YoxctlTest.py [EMULATOR...] YOXCTL
+  YoxctlTest.py [--cases CLASS] [EMULATOR...] YOXCTL
 """
 import json
 import os
@@ -887,7 +887,11 @@ class Output(Yoxctl):
 
 
 if __name__ == "__main__":
+    cases = []
+    if sys.argv[1:2] == ["--cases"]:
+        cases = sys.argv[2:3]
+        del sys.argv[1:3]
     PROGRAM = sys.argv[1:]
     if not PROGRAM:
         sys.exit(__doc__)
-    unittest.main(argv=sys.argv[:1])
+    unittest.main(argv=[*sys.argv[:1], *cases])

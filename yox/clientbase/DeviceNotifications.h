@@ -20,7 +20,7 @@
 
 using DWORD = std::uint32_t;
 
-struct HCMNOTIFICATION__;
+struct HCMNOTIFICATION__;  // NOLINT(bugprone-reserved-identifier): as cfgmgr32.h names it
 using HCMNOTIFICATION = HCMNOTIFICATION__*;
 
 enum CM_NOTIFY_FILTER_TYPE {

@@ -5,7 +5,7 @@
 // The registry's roots and key handles under the same names on every system. A handle is opaque:
 // it is compared with null and handed on. On Windows type and roots are those of windows.h, which
 // may be included before or after.
-struct HKEY__;
+struct HKEY__;  // NOLINT(bugprone-reserved-identifier): as windows.h names it
 using HKEY = HKEY__*;
 
 #ifndef HKEY_LOCAL_MACHINE
