@@ -57,6 +57,14 @@ constexpr int Weekday(std::int64_t days) {  // Sunday is 0, and 1970 began on a 
   return static_cast<int>(days + 4 - FloorDivide(days + 4, 7) * 7);
 }
 
+// The changes of the years around a moment are computed too; the ends of the range need no exact
+// day.
+std::int64_t AwayFromTheEnds(std::int64_t moment) {
+  constexpr std::int64_t kMargin = 100'000'000;
+  return std::clamp(moment, std::numeric_limits<std::int64_t>::min() + kMargin,
+                    std::numeric_limits<std::int64_t>::max() - kMargin);
+}
+
 }  // namespace
 
 // Reads a zone's text from the front. Each operation answers whether it found what it looks for.
@@ -221,6 +229,7 @@ std::int64_t TimeZone::Change::InYear(std::int64_t year) const {
 
 bool TimeZone::IsDaylight(std::int64_t moment) const {
   if (!changes_) return false;
+  moment = AwayFromTheEnds(moment);
   const std::int64_t year = ToCivilDay(FloorDivide(moment, kSecondsPerDay)).year;
   const std::int64_t begin = to_daylight_.InYear(year) - standard_;
   const std::int64_t end = to_standard_.InYear(year) - daylight_;
@@ -229,11 +238,7 @@ bool TimeZone::IsDaylight(std::int64_t moment) const {
 }
 
 platform::LocalDate TimeZone::ToLocalDate(std::int64_t moment) const {
-  // The changes of the years around a moment are computed too; the ends of the range need no exact
-  // day.
-  constexpr std::int64_t kMargin = 100'000'000;
-  moment = std::clamp(moment, std::numeric_limits<std::int64_t>::min() + kMargin,
-                      std::numeric_limits<std::int64_t>::max() - kMargin);
+  moment = AwayFromTheEnds(moment);
   const CivilDay day = ToCivilDay(FloorDivide(moment + OffsetAt(moment), kSecondsPerDay));
   return {static_cast<int>(std::clamp<std::int64_t>(day.year, std::numeric_limits<int>::min(),
                                                     std::numeric_limits<int>::max())),
