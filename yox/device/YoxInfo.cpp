@@ -14,7 +14,7 @@ using namespace YOX::literals;
 namespace {
 
 // Guards the service's version of every object: a lock as a member would end copying.
-constinit std::mutex g_service_version_mutex;
+std::mutex g_service_version_mutex;
 
 }  // namespace
 
