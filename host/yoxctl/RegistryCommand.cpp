@@ -6,12 +6,12 @@
 #include <charconv>
 #include <condition_variable>
 #include <fstream>
-#include <iterator>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <utility>
 
+#include "yox/clientbase/Document.h"
 #include "yox/clientbase/RegFile.h"
 #include "yox/clientbase/String.h"
 #include "yox/clientbase/platform/RegistryPaths.h"
@@ -315,12 +315,10 @@ int Watch(const GlobalOptions& global, const RegistryOptions& options) {
 }
 
 int Import(const GlobalOptions&, const RegistryOptions& options) {
-  std::ifstream stream(PathOf(options.file), std::ios::binary);
-  const std::string bytes{std::istreambuf_iterator<char>(stream), {}};
-  if (!stream) throw Refusal(NameOf(options.file) + ": cannot be read");
+  constexpr std::size_t kLongestFile = std::size_t{256} << 20;
   std::vector<RegistryEdit> edits;
   try {
-    edits = YOX::ReadRegFile(bytes);
+    edits = YOX::ReadRegFile(YOX::ReadDocumentFile(PathOf(options.file), kLongestFile));
   } catch (const YOX::DocumentError& error) {
     throw Refusal(NameOf(options.file) + ": " + error.what());
   }

@@ -588,7 +588,8 @@ class Registry(Yoxctl):
         self.assert_refused([*self.state, "import", "bad.reg"],
                             'bad.reg: line 4: expected a text, "dword:", "hex:", "hex(TYPE):" or "-"')
         self.assertEqual(self.run_program(*self.state, "list", self.KEY).returncode, 1)
-        self.assert_refused([*self.state, "import", "missing.reg"], "missing.reg: cannot be read")
+        self.assert_refused([*self.state, "import", "missing.reg"], "missing.reg: no such file")
+        self.assert_refused([*self.state, "import", "."], ".: is a directory")
 
     def test_malformed_arguments(self):
         for arguments, message in (

@@ -33,9 +33,11 @@ struct DocumentPlace {
   friend bool operator==(const DocumentPlace&, const DocumentPlace&) = default;
 };
 
-// The bytes of a file, without a leading byte order mark. Throws DocumentError when there is none,
-// when it is not a regular file or cannot be read, and when it is too long, before it is read.
-YOX_API std::string ReadDocumentFile(const std::filesystem::path& file);
+// The bytes of a file, without a leading byte order mark of UTF-8. Throws DocumentError when there
+// is none, when it is not a regular file or cannot be read, and when it is longer than so many
+// bytes, a whole number of MiB, before it is read.
+YOX_API std::string ReadDocumentFile(const std::filesystem::path& file,
+                                     std::size_t longest = kMaxDocumentSize);
 
 // The text as one line: control characters are written as \u001b, and of a long text the beginning
 // stands for all of it.

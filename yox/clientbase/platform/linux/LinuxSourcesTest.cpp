@@ -224,7 +224,7 @@ std::string Written(const std::vector<OperatingSystemUpdate>& updates) {
   std::string text;
   for (const OperatingSystemUpdate& update : updates) {
     text += std::to_string(update.result_code) + " " +
-            String::UTF16ToUTF8(update.title.value_or(""_w)) + ": " +
+            String::UTF16ToUTF8(update.title.value_or("no title"_w)) + ": " +
             String::UTF16ToUTF8(update.description) + "\n";
   }
   return text;
@@ -235,6 +235,15 @@ TEST(PackageHistoryTest, AptsUpgradesComeNewestFirst) {
             "1 : curl:amd64 (7, 8)\n"
             "4 apt-get upgrade: bash:amd64 (5.1, 5.2)\n"
             "2 /usr/bin/unattended-upgrade: libssl3:amd64 (3.0.1, 3.0.2)\n");
+}
+
+TEST(PackageHistoryTest, AnEntryOfAptThatLacksItsBeginningIsPassedOver) {
+  EXPECT_EQ(Written(ReadAptHistory("Commandline: apt upgrade\nUpgrade: bash:amd64 (5.1, 5.2)\n"
+                                   "End-Date: 2025-11-01  06:00:09\n\n"
+                                   "Start-Date: 2025-11-02  06:00:00\n"
+                                   "Upgrade: curl:amd64 (7, 8)\n"
+                                   "End-Date: 2025-11-02  06:00:09\n")),
+            "2 : curl:amd64 (7, 8)\n");
 }
 
 TEST(PackageHistoryTest, DnfsUpgradesAreGroupedByRun) {

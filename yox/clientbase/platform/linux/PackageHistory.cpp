@@ -34,6 +34,8 @@ void AddPackage(OperatingSystemUpdate& update, std::string_view package) {
 }  // namespace
 
 std::vector<OperatingSystemUpdate> ReadAptHistory(std::string_view log) {
+  constexpr std::string_view kStart = "Start-Date:";
+  log.remove_prefix(std::min(log.find(kStart), log.size()));  // an entry that lacks its beginning
   std::vector<OperatingSystemUpdate> updates;
   OperatingSystemUpdate update;
   bool upgraded = false;
@@ -44,9 +46,10 @@ std::vector<OperatingSystemUpdate> ReadAptHistory(std::string_view log) {
   };
   while (!log.empty()) {
     const std::string_view line = TakeUpTo(log, '\n');
-    if (After(line, "Start-Date:")) {
+    if (After(line, kStart)) {
       finish();
       update.result_code = kInProgress;
+      update.title.emplace();  // not every front end tells its command line
     } else if (const auto command = After(line, "Commandline: ")) {
       update.title = String::UTF8ToUTF16(*command);
     } else if (const auto packages = After(line, "Upgrade: ")) {
