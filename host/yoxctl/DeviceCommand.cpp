@@ -1,7 +1,6 @@
 #include <json/writer.h>
 
 #include <CLI/App.hpp>
-#include <algorithm>
 #include <functional>
 #include <memory>
 
@@ -17,6 +16,7 @@
 #include "host/yoxctl/Output.h"
 #include "host/yoxctl/PresentDevices.h"
 #include "host/yoxctl/ProgressLine.h"
+#include "host/yoxctl/Table.h"
 
 namespace yoxctl {
 namespace {
@@ -158,16 +158,6 @@ std::string Line(const Json::Value& value) {
     line = YOX::Printable(value.asString());
   }
   return line.empty() ? "-" : line;
-}
-
-// The columns that a text takes in a terminal, near enough: one for each code point.
-std::size_t Columns(const std::string& text) {
-  return static_cast<std::size_t>(std::ranges::count_if(
-      text, [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0) != 0x80; }));
-}
-
-std::string Padded(std::string text, std::size_t columns) {
-  return text.append(columns - std::min(columns, Columns(text)), ' ');
 }
 
 std::string AsText(const std::vector<Group>& groups) {

@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "yox/applicability/ApplicabilityEvaluator.h"
+#include "yox/applicability/Explanation.h"
 #include "yox/applicability/FilterDocument.h"
 #include "yox/clientbase/String.h"
 #include "yox/device/MachineInformation.h"
@@ -12,7 +13,9 @@
 
 #include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/CommandLine.h"
+#include "host/yoxctl/ExplanationText.h"
 #include "host/yoxctl/Output.h"
+#include "host/yoxctl/Paint.h"
 
 namespace yoxctl {
 namespace {
@@ -21,6 +24,7 @@ struct EvaluateOptions {
   std::string filters;
   std::optional<std::string> target_version;
   std::vector<std::string> tags;
+  bool explain = false;
 };
 
 ApplicabilityEvaluator::Pairs TagsOf(const std::vector<std::string>& arguments) {
@@ -36,14 +40,12 @@ ApplicabilityEvaluator::Pairs TagsOf(const std::vector<std::string>& arguments) 
   return tags;
 }
 
-std::string AnswerText(bool applies, const std::string& reason) {
-  return std::string(applies ? "applies" : "does not apply") + "\n" + reason + "\n";
+std::string AnswerText(bool applies, const YOX::WString& reason, const Painter& paint) {
+  return paint(applies ? Paint::kGood : Paint::kBad, AnswerWord(applies)) + "\n" +
+         YOX::String::UTF16ToUTF8(reason) + "\n";
 }
 
-std::string AnswerJson(bool applies, const std::string& reason) {
-  Json::Value answer;
-  answer["applies"] = applies;
-  answer["reason"] = reason;
+std::string Written(const Json::Value& answer) {
   Json::StreamWriterBuilder builder;
   builder["indentation"] = "  ";
   return Json::writeString(builder, answer) + "\n";
@@ -59,11 +61,27 @@ int Evaluate(const GlobalOptions& global, const EvaluateOptions& options) {
   std::shared_ptr<MachineInformation> record(MachineInformation::GetInstance(),
                                              [](MachineInformation*) {});
   yox::YOXHelperFactory::GetInstance()->SetMachineInformationAgent(record);
-  YOX::WString reason;
-  const bool applies = ApplicabilityEvaluator::GetInstance()->IsApplicable(
-      filter, options.target_version ? &target_version : nullptr, tags, reason);
+  ApplicabilityEvaluator* const evaluator = ApplicabilityEvaluator::GetInstance();
+  YOX::WString* const target = options.target_version ? &target_version : nullptr;
 
-  Print((global.json ? AnswerJson : AnswerText)(applies, YOX::String::UTF16ToUTF8(reason)));
+  if (options.explain) {
+    const Explanation explanation = evaluator->Explain(filter, target, tags);
+    const Painter paint = PainterOfOutput();
+    Print(global.json ? Written(ExplanationJson(explanation))
+                      : AnswerText(explanation.applies, explanation.reason, paint) +
+                            ExplanationText(explanation, paint));
+    return explanation.applies ? kDone : kNegative;
+  }
+  YOX::WString reason;
+  const bool applies = evaluator->IsApplicable(filter, target, tags, reason);
+  if (global.json) {
+    Json::Value answer;
+    answer["applies"] = applies;
+    answer["reason"] = YOX::String::UTF16ToUTF8(reason);
+    Print(Written(answer));
+  } else {
+    Print(AnswerText(applies, reason, Painter(false)));
+  }
   return applies ? kDone : kNegative;
 }
 
@@ -83,6 +101,8 @@ void AddEvaluateCommand(CLI::App& app, Action& action) {
   command->add_option("--tag", options->tags, "A tag of the device; may be given several times")
       ->type_name("KEY=VALUE")
       ->allow_extra_args(false);
+  command->add_flag("--explain", options->explain,
+                    "Tell of every filter and criterion what was required and what the device has");
   command->callback([&action, options] {
     action = [options](const GlobalOptions& global) { return Evaluate(global, *options); };
   });

@@ -8,9 +8,6 @@
 #include "yox/clientbase/String.h"
 
 namespace yoxctl {
-namespace {
-
-// Well-formed whatever stands in it: it may show an argument.
 std::string OneLine(std::string_view text) {
   std::string line = YOX::String::UTF16ToUTF8(YOX::String::UTF8ToUTF16(text));
   for (char& letter : line) {
@@ -19,8 +16,6 @@ std::string OneLine(std::string_view text) {
   }
   return line;
 }
-
-}  // namespace
 
 void Print(std::string_view text) {
   errno = 0;

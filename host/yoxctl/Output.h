@@ -1,6 +1,7 @@
 #pragma once
 
 #include <stdexcept>
+#include <string>
 #include <string_view>
 
 namespace yoxctl {
@@ -20,6 +21,10 @@ class Refusal : public std::runtime_error {
 // Writes UTF-8 to standard output, all of it. Throws Refusal when it cannot: the disk is full, or
 // nobody reads the other end.
 void Print(std::string_view text);
+
+// The text with a blank for each control character, well-formed whatever stands in it: it may show
+// an argument.
+std::string OneLine(std::string_view text);
 
 // Writes "yoxctl: MESSAGE" to standard error, as one line.
 void Complain(std::string_view message);

@@ -887,12 +887,16 @@ class Output(Yoxctl):
         self.assertRegex(done.stderr.decode(), r"\Ayoxctl: standard output: .*\n\Z")
 
 
-if __name__ == "__main__":
+def run(usage):
     cases = []
     if sys.argv[1:2] == ["--cases"]:
         cases = sys.argv[2:3]
         del sys.argv[1:3]
-    PROGRAM = sys.argv[1:]
+    PROGRAM[:] = sys.argv[1:]
     if not PROGRAM:
-        sys.exit(__doc__)
+        sys.exit(usage)
     unittest.main(argv=[*sys.argv[:1], *cases])
+
+
+if __name__ == "__main__":
+    run(__doc__)

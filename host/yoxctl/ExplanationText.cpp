@@ -1,0 +1,254 @@
+#include "host/yoxctl/ExplanationText.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+#include <utility>
+
+#include "yox/clientbase/String.h"
+
+#include "host/yoxctl/Output.h"
+#include "host/yoxctl/Table.h"
+
+namespace yoxctl {
+namespace {
+
+using Outcome = ExplainedFilter::Outcome;
+
+struct Word {
+  const char* text;
+  Paint paint;
+};
+
+constexpr std::array kResults = {Word{"held", Paint::kGood}, Word{"differs", Paint::kBad},
+                                 Word{"missing", Paint::kOdd}};
+constexpr std::array kOutcomes = {
+    Word{"matched", Paint::kStrong}, Word{"not matched", Paint::kPlain},
+    Word{"default", Paint::kStrong}, Word{"not reached", Paint::kFaint}};
+
+const Word& Of(CriterionResult result) { return kResults[static_cast<std::size_t>(result)]; }
+const Word& Of(Outcome outcome) { return kOutcomes[static_cast<std::size_t>(outcome)]; }
+
+std::string NameOf(FilterField field) {
+  return std::string(kFilterFieldNames[static_cast<std::size_t>(field)]);
+}
+
+// A hash tells enough by its beginning.
+constexpr std::size_t kHashDigits = 16;
+
+std::string Shown(FilterField field, const YOX::WString& text) {
+  const bool hash = field == FilterField::org_hash || field == FilterField::sn_hash;
+  std::string shown = OneLine(YOX::String::UTF16ToUTF8(text));
+  if (hash && shown.size() > kHashDigits) shown = shown.substr(0, kHashDigits) + "...";
+  return shown;
+}
+
+// What the device has, or why it has nothing.
+std::string ShownActual(FilterField field, const ExplainedFact& fact) {
+  return fact.actual.empty() ? "(" + fact.note + ")" : Shown(field, fact.actual);
+}
+
+std::string Origin(const ExplainedFact& fact) {
+  const bool told = fact.note.empty() || fact.actual.empty();
+  return OneLine(told ? fact.source : fact.source + ": " + fact.note);
+}
+
+// Where the columns of a filter's criteria begin.
+struct Layout {
+  static constexpr std::size_t kResult = 2;
+  static constexpr std::size_t kName = 11;
+  static constexpr std::size_t kPart = 13;  // the result of one of several facts
+  std::size_t required = kPart + 9;
+  std::size_t actual = 0;
+  std::size_t origin = 0;
+
+  explicit Layout(const ExplainedFilter& filter) {
+    constexpr std::size_t kWidestRequired = 26;
+    constexpr std::size_t kWidestActual = 18;
+    std::size_t widest_required = 0;
+    std::size_t widest_actual = 0;
+    for (const ExplainedCriterion& criterion : filter.criteria) {
+      required = std::max(required, kName + NameOf(criterion.field).size() + 2);
+      for (const ExplainedFact& fact : criterion.facts) {
+        widest_required = std::max(widest_required, Columns(Shown(criterion.field, fact.required)));
+        widest_actual = std::max(widest_actual, Columns(ShownActual(criterion.field, fact)));
+      }
+    }
+    actual = required + std::min(widest_required, kWidestRequired) + 2;
+    origin = actual + std::min(widest_actual, kWidestActual) + 2;
+  }
+};
+
+// On one line if it fits; what does not goes below, at the place of what is before it.
+void WriteFact(Lines& lines, const Layout& layout, FilterField field, const ExplainedFact& fact) {
+  constexpr std::size_t kIndent = 2;
+  constexpr std::size_t kNarrow = 24;  // for words
+  const std::string required = Shown(field, fact.required);
+  const std::string actual = ShownActual(field, fact);
+  const std::string origin = Origin(fact);
+
+  lines.To(layout.required).Write(Paint::kPlain, required);
+  const bool aligned =
+      lines.column() + 2 <= layout.actual && layout.actual + Columns(actual) <= kLineColumns;
+  const std::size_t below = aligned ? layout.actual : layout.required + kIndent;
+  if (!aligned) lines.NewLine();
+  lines.To(below).Write(Of(fact.result).paint, actual);
+  const std::size_t behind = lines.column() + 2;
+  const std::size_t column = aligned ? std::max(behind, layout.origin) : behind;
+  if (column + Columns(origin) <= kLineColumns) {
+    lines.To(column);
+  } else if (behind + Columns(origin) <= kLineColumns) {
+    lines.To(behind);
+  } else {
+    lines.NewLine().To(below + kNarrow <= kLineColumns ? below : layout.required + kIndent);
+  }
+  lines.WriteWords(Paint::kFaint, origin).NewLine();
+}
+
+std::string CriterionText(const ExplainedCriterion& criterion, const Layout& layout,
+                          const Painter& paint) {
+  const Word& result = Of(criterion.result);
+  Lines lines(paint);
+  lines.To(Layout::kResult).Write(result.paint, result.text);
+  lines.To(Layout::kName).Write(Paint::kPlain, NameOf(criterion.field));
+  if (criterion.facts.size() > 1) lines.NewLine();
+  for (const ExplainedFact& fact : criterion.facts) {
+    const Word& part = Of(fact.result);
+    if (criterion.facts.size() > 1) lines.To(Layout::kPart).Write(part.paint, part.text);
+    WriteFact(lines, layout, criterion.field, fact);
+  }
+  return std::move(lines).Take();
+}
+
+std::ptrdiff_t CountFailing(const ExplainedFilter& filter) {
+  return std::ranges::count_if(filter.criteria, [](const auto& criterion) {
+    return criterion.result != CriterionResult::kHeld;
+  });
+}
+
+// What would have to change, a line for each fact that fails.
+std::string ChangesText(const ExplainedCriterion& criterion, const Painter& paint) {
+  // Of these one part is enough.
+  const bool any = criterion.field == FilterField::installed_items ||
+                   criterion.field == FilterField::device_subscription;
+  Lines lines(paint);
+  bool first = true;
+  for (const ExplainedFact& fact : criterion.facts) {
+    if (fact.result == CriterionResult::kHeld) continue;
+    std::string line = (any && !first ? "or " : "") + NameOf(criterion.field);
+    line += fact.actual.empty() ? " is missing" : " is " + Shown(criterion.field, fact.actual);
+    if (!fact.note.empty()) line += " (" + OneLine(fact.note) + ")";
+    line += ", required " + Shown(criterion.field, fact.required);
+    lines.To(2).WriteWords(Of(fact.result).paint, line, 2).NewLine();
+    first = false;
+  }
+  return std::move(lines).Take();
+}
+
+Json::Value Utf8(const YOX::WString& text) { return YOX::String::UTF16ToUTF8(text); }
+
+Json::Value FactJson(const ExplainedFact& fact) {
+  Json::Value json;
+  json["required"] = Utf8(fact.required);
+  json["actual"] = Utf8(fact.actual);
+  json["matched"] = fact.result == CriterionResult::kHeld;
+  json["result"] = Of(fact.result).text;
+  json["source"] = fact.source;
+  if (!fact.note.empty()) json["note"] = fact.note;
+  return json;
+}
+
+// As its one fact; of several, `parts` has each.
+Json::Value CriterionJson(const ExplainedCriterion& criterion) {
+  Json::Value json = FactJson(criterion.facts.front());
+  json["criterion"] = NameOf(criterion.field);
+  json["required"] = Utf8(criterion.required);
+  json["matched"] = criterion.result == CriterionResult::kHeld;
+  json["result"] = Of(criterion.result).text;
+  if (criterion.facts.size() == 1) return json;
+  std::string actual;
+  json.removeMember("note");
+  for (const ExplainedFact& fact : criterion.facts) {
+    if (!fact.actual.empty()) {
+      actual += (actual.empty() ? "" : ", ") + YOX::String::UTF16ToUTF8(fact.actual);
+    }
+    json["parts"].append(FactJson(fact));
+  }
+  json["actual"] = actual;
+  return json;
+}
+
+Json::Value IndexJson(const std::optional<std::size_t>& index) {
+  return index ? Json::Value(Json::UInt64{*index}) : Json::Value();
+}
+
+}  // namespace
+
+std::string AnswerWord(bool applies) { return applies ? "applies" : "does not apply"; }
+
+std::string FilterText(const Explanation& explanation, std::size_t index, const Painter& paint) {
+  const ExplainedFilter& filter = explanation.filters[index];
+  const Layout layout(filter);
+  std::string head = "Filter [" + std::to_string(index) + "]: " + Of(filter.outcome).text;
+  if (explanation.decided_by == index) head += ", decides: " + AnswerWord(filter.answer);
+  if (filter.outcome == Outcome::kNotMatched && filter.criteria.size() > 1) {
+    head += ", " + std::to_string(CountFailing(filter)) + " of " +
+            std::to_string(filter.criteria.size()) + " fail";
+  }
+  std::string text = paint(Of(filter.outcome).paint, head) + "\n";
+  for (const ExplainedCriterion& criterion : filter.criteria) {
+    text += CriterionText(criterion, layout, paint);
+  }
+  return text;
+}
+
+std::string NearestMissText(const Explanation& explanation, const Painter& paint) {
+  if (!explanation.nearest_miss) return "";
+  const ExplainedFilter& filter = explanation.filters[*explanation.nearest_miss];
+  std::string text =
+      paint(Paint::kStrong, "Nearest miss: filter [" + std::to_string(*explanation.nearest_miss) +
+                                "], which would decide: " + AnswerWord(filter.answer)) +
+      "\n";
+  for (const ExplainedCriterion& criterion : filter.criteria) {
+    text += ChangesText(criterion, paint);
+  }
+  return text;
+}
+
+std::string ExplanationText(const Explanation& explanation, const Painter& paint) {
+  std::string text;
+  for (std::size_t i = 0; i < explanation.filters.size(); ++i) {
+    text += "\n" + FilterText(explanation, i, paint);
+  }
+  if (explanation.nearest_miss) text += "\n" + NearestMissText(explanation, paint);
+  return text;
+}
+
+Json::Value ExplanationJson(const Explanation& explanation) {
+  Json::Value json;
+  json["applies"] = explanation.applies;
+  json["reason"] = Utf8(explanation.reason);
+  json["decided_by"] = IndexJson(explanation.decided_by);
+  json["explain"] = Json::Value(Json::arrayValue);
+  for (std::size_t i = 0; i < explanation.filters.size(); ++i) {
+    Json::Value& filter = json["explain"].append(Json::objectValue);
+    filter["filter"] = Json::UInt64{i};
+    filter["outcome"] = Of(explanation.filters[i].outcome).text;
+    filter["criteria"] = Json::Value(Json::arrayValue);
+    for (const ExplainedCriterion& criterion : explanation.filters[i].criteria) {
+      filter["criteria"].append(CriterionJson(criterion));
+    }
+  }
+  Json::Value& nearest = json["nearest_miss"];
+  if (!explanation.nearest_miss) return json;
+  nearest["filter"] = Json::UInt64{*explanation.nearest_miss};
+  for (const ExplainedCriterion& criterion :
+       explanation.filters[*explanation.nearest_miss].criteria) {
+    if (criterion.result != CriterionResult::kHeld) {
+      nearest["criteria"].append(NameOf(criterion.field));
+    }
+  }
+  return json;
+}
+
+}  // namespace yoxctl
