@@ -3,6 +3,7 @@
 #include <stdio.h>
 #include <umockdev.h>
 
+#include <filesystem>
 #include <map>
 #include <regex>
 #include <set>
@@ -14,7 +15,9 @@
 #include "yox/applicability/TestEvaluator.h"
 #include "yox/clientbase/String.h"
 #include "yox/clientbase/platform/DeviceTreeContract.h"
+#include "yox/clientbase/platform/linux/LinuxAccelerators.h"
 #include "yox/clientbase/platform/linux/LinuxDeviceTree.h"
+#include "yox/clientbase/platform/linux/LinuxDisplayAdapters.h"
 #include "yox/clientbase/platform/simulated/SimulatedDevice.h"
 
 #include "tests/PublishedData.h"
@@ -72,6 +75,18 @@ class Testbed {
     umockdev_testbed_uevent(testbed_, path.c_str(), action);
   }
   void Remove(const std::string& path) { umockdev_testbed_remove_device(testbed_, path.c_str()); }
+  // As the kernel links a class's device to the one behind it.
+  void LinkDevice(const std::string& path, const std::string& device) {
+    const std::string link = std::filesystem::path(device).lexically_relative(path).string();
+    umockdev_testbed_set_attribute_link(testbed_, path.c_str(), "device", link.c_str());
+  }
+  // Where the machine's files stand.
+  std::filesystem::path Root() const {
+    char* const root = umockdev_testbed_get_root_dir(testbed_);
+    std::filesystem::path path = root;
+    g_free(root);
+    return path;
+  }
   void SetBinary(const std::string& path, const char* attribute, std::string bytes) {
     umockdev_testbed_set_attribute_binary(testbed_, path.c_str(), attribute,
                                           reinterpret_cast<guint8*>(bytes.data()),
@@ -227,6 +242,30 @@ TEST_F(MockedDevices, AMonitorIsToldWhenItsAdapterReportsAChange) {
   testbed.SetBinary(connector, "edid", "");
   testbed.Tell(event, "change");
   EXPECT_TRUE(events.Wait({kRemoved, "DISPLAY\\DEL40A9\\CARD0-DP-1"_w}));
+}
+
+TEST_F(MockedDevices, AdaptersAndAcceleratorsAreThoseOfTheirPciDevices) {
+  const auto add = [&](const char* name, const char* device, const char* place, const char* id) {
+    const std::string behind =
+        testbed.Add("pci", place, "", {{"vendor", "0x10de"}, {"device", id}});
+    testbed.LinkDevice(testbed.Add(device, name, behind, {}), behind);
+  };
+  add("card0", "drm", "0000:01:00.0", "0x2684");
+  add("accel0", "accel", "0000:02:00.0", "0x1234");
+
+  YOX::platform::LinuxDisplayAdapters adapters(testbed.Root());
+  const auto cards = adapters.Enumerate();
+  ASSERT_TRUE(cards.has_value());
+  ASSERT_EQ(cards->size(), 1U);
+  EXPECT_EQ((*cards)[0].description, "NVIDIA 10de:2684"_w);
+  EXPECT_FALSE((*cards)[0].software);
+
+  YOX::platform::LinuxAccelerators accelerators(testbed.Root());
+  const auto units = accelerators.Enumerate();
+  ASSERT_TRUE(units.has_value());
+  ASSERT_EQ(units->size(), 1U);
+  EXPECT_EQ((*units)[0].manufacturer, "NVIDIA"_w);
+  EXPECT_EQ((*units)[0].description, "10de:1234"_w);
 }
 
 // --- the tracker over the kernel's devices
