@@ -17,6 +17,8 @@ struct OperatingSystemUpdate {
   std::optional<std::vector<WString>> categories = std::vector<WString>();
 };
 
+// The system that runs on the device; texts are empty where it does not say. Safe from any thread;
+// the update history may take seconds.
 class OperatingSystem {
  public:
   virtual ~OperatingSystem() = default;

@@ -4,6 +4,7 @@
 
 namespace YOX::platform {
 
+// Who is logged on. Safe from any thread; answers within seconds.
 class Users {
  public:
   virtual ~Users() = default;
