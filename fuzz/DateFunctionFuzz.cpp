@@ -1,7 +1,9 @@
 #include <cmath>
 
 #include "yox/applicability/Dates.h"
+#include "yox/applicability/RolloutForecast.h"
 #include "yox/applicability/TestEvaluator.h"
+#include "yox/clientbase/platform/Platform.h"
 
 #include "fuzz/FuzzInput.h"
 
@@ -20,6 +22,23 @@ void CheckShares(const std::optional<Growth>& growth, int days, int elapsed) {
   FUZZ_CHECK(RolloutShare(*growth, elapsed + 1, days) >= share);
   FUZZ_CHECK(RolloutShare(*growth, days, days) == 1);
   FUZZ_CHECK(BucketIsIn(0, share) && BucketIsIn(kLastBucket, 1));
+}
+
+// A forecast says of now what the evaluator says; one is refused when nobody would ever be in.
+void CheckForecast(const WString& function, const WString& seed, bool matched) {
+  try {
+    const RolloutForecast forecast(function);
+    const std::int64_t day = forecast.DayAt(YOX::platform::Platform::Get().clock().Now());
+    const int bucket = RolloutForecast::BucketOf(seed);
+    FUZZ_CHECK((bucket < forecast.BucketsOn(day)) == matched);
+    FUZZ_CHECK((forecast.FirstDayOf(bucket) <= day) == matched);
+    for (int later = 2; later <= forecast.days(); ++later) {
+      FUZZ_CHECK(forecast.BucketsOn(later) >= forecast.BucketsOn(later - 1));
+    }
+    FUZZ_CHECK(forecast.BucketsOn(forecast.days()) == RolloutForecast::kBuckets);
+  } catch (const YOX::DocumentError&) {
+    FUZZ_CHECK(!matched || Rollout::Parse(function).days.number > RolloutForecast::kMostDays);
+  }
 }
 
 }  // namespace
@@ -46,6 +65,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   // Without it, only a roll-out that is over counts.
   const bool over = evaluator.DoesDateFunctionMatch(function, nullptr, nullptr);
   FUZZ_CHECK(!over || matched);
+
+  CheckForecast(function, by_tenant ? organisation : serial_number, matched);
 
   int elapsed = 0;
   String::TryToInteger(input.Text(), elapsed);

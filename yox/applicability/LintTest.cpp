@@ -353,6 +353,13 @@ TEST(LintDocumentTest, IsRefusedAsTheListIs) {
   EXPECT_THROW(LintDocument("[{'country': 1}]", kToday), YOX::DocumentError);
 }
 
+TEST(LintDocumentTest, FindsNothingInTheExamples) {
+  for (const char* name : {"editor-8", "firmware-1.36", "pilot-ring"}) {
+    const std::string list = CheckoutFile("examples/lists/" + std::string(name) + ".json");
+    EXPECT_EQ(Placed(LintDocument(list, kToday)), "") << name;
+  }
+}
+
 TEST(LintDocumentTest, AMessageIsOneLine) {
   const auto findings = LintDocument(R"([{"country": "a\n*b"}])", kToday);
   EXPECT_EQ(MessageOf(findings.at(0)),
