@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <ranges>
 
 #include "yox/applicability/MatchOperators.h"
 
@@ -107,9 +106,8 @@ std::optional<double> ShareOnDay(const Rollout& rollout, std::int64_t elapsed) {
 }
 
 std::int64_t FirstDayIn(const Rollout& rollout, int bucket) {
-  const auto days = std::views::iota(std::int64_t{1}, std::int64_t{rollout.days.number});
-  return *std::ranges::partition_point(days, [&](std::int64_t day) {
-    return !BucketIsIn(bucket, ShareOnDay(rollout, day).value_or(0));
+  return FirstWhere(std::int64_t{1}, std::int64_t{rollout.days.number}, [&](std::int64_t day) {
+    return BucketIsIn(bucket, ShareOnDay(rollout, day).value_or(0));
   });
 }
 

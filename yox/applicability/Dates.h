@@ -86,6 +86,21 @@ int RolloutBucket(WStringView hash);
 
 inline bool BucketIsIn(int bucket, double share) { return bucket <= share * kLastBucket; }
 
+// The first number before `end` for which `holds` answers true, as it does for all behind it; `end`
+// when there is none.
+template <class Number, class Holds>
+Number FirstWhere(Number begin, Number end, Holds holds) {
+  while (begin < end) {
+    const Number middle = begin + (end - begin) / 2;
+    if (holds(middle)) {
+      end = middle;
+    } else {
+      begin = middle + 1;
+    }
+  }
+  return begin;
+}
+
 // The first day on which a bucket is in. The roll-out has days, and a growth that is known.
 std::int64_t FirstDayIn(const Rollout& rollout, int bucket);
 

@@ -50,7 +50,6 @@ class CriterionLint {
                 const CompiledList::Step& step, std::size_t filter, Effort& effort,
                 std::vector<LintFinding>& findings)
       : list_(list),
-        program_(program),
         step_(step),
         field_(kCriteria[step.criterion].field),
         text_(program.filter->View(field_)),
@@ -320,7 +319,6 @@ class CriterionLint {
   }
 
   const CompiledList& list_;
-  const CompiledList::Program& program_;
   const CompiledList::Step& step_;
   const FilterField field_;
   const WStringView text_;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <optional>
-#include <ranges>
 #include <string>
 
 #include "yox/applicability/Dates.h"
@@ -53,9 +52,9 @@ int DaysOf(const Rollout& rollout) {
 int BucketsIn(const Rollout& rollout, int day) {
   const std::optional<double> share = YOX::match::ShareOnDay(rollout, day);
   if (!share) return 0;
-  const auto buckets = std::views::iota(0, RolloutForecast::kBuckets);
-  const auto is_in = [&](int bucket) { return YOX::match::BucketIsIn(bucket, *share); };
-  return static_cast<int>(std::ranges::partition_point(buckets, is_in) - buckets.begin());
+  return YOX::match::FirstWhere(0, RolloutForecast::kBuckets, [&](int bucket) {
+    return !YOX::match::BucketIsIn(bucket, *share);
+  });
 }
 
 }  // namespace
