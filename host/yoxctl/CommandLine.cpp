@@ -64,6 +64,7 @@ int RunOrThrow(std::vector<std::string> arguments) {
   AddProvisionCommand(app, action);
   AddWatchCommand(app, action);
   AddTagsCommand(app, action);
+  AddTestCommand(app, action);
   AddRegistryCommand(app, action);
   AddNotificationCommand(app, action);
 

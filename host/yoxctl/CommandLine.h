@@ -35,6 +35,7 @@ void AddRolloutCommand(CLI::App& app, Action& action);
 void AddWatchCommand(CLI::App& app, Action& action);
 void AddRegistryCommand(CLI::App& app, Action& action);
 void AddTagsCommand(CLI::App& app, Action& action);
+void AddTestCommand(CLI::App& app, Action& action);
 void AddNotificationCommand(CLI::App& app, Action& action);
 
 // Runs the program; the arguments are UTF-8, without the program's name. Never throws.

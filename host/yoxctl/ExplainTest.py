@@ -5,6 +5,8 @@
 """
 import json
 import os
+import pathlib
+import shutil
 import subprocess
 
 import YoxctlTest
@@ -43,7 +45,8 @@ Filter [3]: default, decides: does not apply
 Nearest miss: filter [2], which would decide: applies
   registry is missing (no such key), required
     HKLM\\SOFTWARE\\Contoso\\App:Channel|beta*
-  registry is missing (no such key), required HKLM\\SOFTWARE\\Contoso\\App:Level|10
+  registry is missing (no such key), required
+    HKLM\\SOFTWARE\\Contoso\\App:Level|10
 """
 
 
@@ -67,7 +70,7 @@ class Explain(Yoxctl):
         self.assertGreater(len(lines), 12)
         for line in lines[2:]:
             self.assertTrue(len(line) <= 80 or "DE,DE" in line, line)
-        self.assertRegex(done.stdout.decode(), r"sn_hash +0\* +[0-9a-f]{16}\.\.\.\s+serial number\n")
+        self.assertRegex(done.stdout.decode(), r"sn_hash +0\*\s+[0-9a-f]{16}\.\.\.\s+serial number\n")
 
     def test_the_answer_is_that_of_the_evaluation(self):
         for filters in (LIST, [], [{}], [{"default": "true"}], [{"country": "US"}], [{"target_version": "1.0"}]):
@@ -128,6 +131,114 @@ class Explain(Yoxctl):
         self.assertEqual(shown(TERM="xterm", NO_COLOR=""), TEXT)
         self.assertEqual(shown(TERM="xterm", NO_COLOR="1"), TEXT)
         self.assertEqual(shown(TERM="dumb"), TEXT)
+
+
+FAILURE = """\
+list.test.json
+  ok    [0] here
+  FAIL  [1] there
+        expected: applies, by filter [0]
+        found:    does not apply, by filter [1]
+    Filter [0]: not matched, 1 of 2 fail
+      differs  country    US       DE       region
+      held     mfr        Contoso  Contoso  firmware
+    Filter [1]: default, decides: does not apply
+    Nearest miss: filter [0], which would decide: applies
+      country is DE, required US
+1 passed, 1 failed
+"""
+
+
+class ListTests(Yoxctl):
+    LIST = [{"country": "US", "mfr": "Contoso"}, {"default": "false"}]
+    CASES = [{"name": "here", "profile": "device.json", "applies": True, "decided_by": 0},
+             {"name": "there", "profile": "device.json", "changes": {"region": {"country_code": "DE"}},
+              "applies": True, "decided_by": 0}]
+
+    def write_test(self, cases, **document):
+        self.write("list.json", self.LIST)
+        self.write("list.test.json", {**document, "cases": cases})
+
+    def test_the_summary_tells_why_a_case_failed(self):
+        self.write_test(self.CASES)
+        self.assert_answer(["test", "list.test.json"], 1, FAILURE)
+        self.write_test(self.CASES[:1])
+        self.assert_answer(["test", "list.test.json"], 0,
+                           "list.test.json\n  ok    [0] here\n1 passed, 0 failed\n")
+
+    def test_every_case_meets_its_own_device_time_version_and_tags(self):
+        self.write("list.json", [{"mfr": "Fabrikam"}, {"date_range": "2027-01-01|*"}, {"target_version": "2.0"},
+                                 {"tag": "Ring|beta"}, {"hardware_id": "USB*"}, {"sku": "none"}])
+        device = {"profile": "device.json", "applies": True}
+        usb = [{"instance_id": "USB\\1", "hardware_ids": ["USB\\VID_1050"]}]
+        self.write("list.test.json", {"cases": [
+            {"profile": "device.json", "applies": False},
+            {**device, "decided_by": 0, "changes": {"firmware": {"manufacturer": "Fabrikam"}}},
+            {**device, "decided_by": 1, "now": "2027-01-01T00:00:00"},
+            {**device, "decided_by": 2, "target_version": "2.0"},
+            {**device, "decided_by": 3, "tags": {"Ring": "beta"}},
+            {**device, "decided_by": 4, "changes": {"devices": usb}},
+            {**device, "decided_by": 5, "changes": {"firmware": None}},
+            {"applies": True, "decided_by": 5},
+            {"profile": "device.json", "applies": False}]})
+        done = self.run_program("--format", "json", "test", "list.test.json")
+        document = json.loads(done.stdout)
+        self.assertEqual([one["passed"] for one in document["files"][0]["cases"]], [True] * 9, document)
+        self.assertEqual((done.stderr, done.returncode, document["passed"], document["failed"]), (b"", 0, 9, 0))
+
+    def test_json_has_the_explanation_of_what_failed(self):
+        self.write_test(self.CASES)
+        done = self.run_program("test", "list.test.json", "--format", "json")
+        self.assertEqual((done.stderr, done.returncode), (b"", 1))
+        (file,) = json.loads(done.stdout)["files"]
+        good, bad = file["cases"]
+        self.assertEqual(good, {"case": 0, "name": "here", "passed": True, "applies": True, "decided_by": 0,
+                                "expected": {"applies": True, "decided_by": 0}, "reason": "Filter [0]: true; "})
+        self.assertEqual((bad["passed"], bad["applies"], bad["decided_by"]), (False, False, 1))
+        self.assertEqual(bad["explain"][0]["criteria"][0]["actual"], "DE")
+        self.assertEqual(bad["nearest_miss"], {"filter": 0, "criteria": ["country"]})
+
+    def test_files_are_found_from_the_documents_folder(self):
+        folder = self.folder / "Prüfung"
+        folder.mkdir()
+        self.write("list.json", self.LIST)
+        self.write("Prüfung/other name.json", {"list": "../list.json", "cases": [
+            {"profile": "../device.json", "applies": True}]})
+        self.write_test(self.CASES[:1])
+        self.assert_answer(["test", "Prüfung/other name.json", "list.test.json"], 0,
+                           "Prüfung/other name.json\n  ok    [0] \nlist.test.json\n  ok    [0] here\n"
+                           "2 passed, 0 failed\n")
+
+    def test_bad_input_is_told_with_its_place_before_any_case_is_run(self):
+        good = {"profile": "device.json", "applies": True}
+        self.write("bad.json", {"country": "US"})
+        for case, message in (
+                ({"applies": 1}, "list.test.json: cases[1].applies: expected true or false, found a number"),
+                ({**good, "changes": {"region": {"country": "US"}}},
+                 "list.test.json: cases[1].changes: region.country: unknown key"),
+                ({**good, "now": "noon"},
+                 "list.test.json: cases[1].now: clock.now: expected a local time YYYY-MM-DDThh:mm:ss"),
+                ({**good, "profile": "none.json"}, "list.test.json: cases[1].profile: none.json: no such file"),
+                ({**good, "profile": "bad.json"}, "list.test.json: cases[1].profile: country: unknown key")):
+            self.write_test([good, case])
+            self.assert_refused(["test", "list.test.json"], message)
+        self.write_test([good])
+        self.write("list.json", [{"contry": "US"}])
+        self.assert_refused(["test", "list.test.json"], "list.json: [0].contry: unknown key")
+        self.assert_refused(["test", "list.json"],
+                            "list.json: expected an object, found an array")
+        self.write("other.json", {"cases": [good]})
+        self.assert_refused(["test", "other.json"],
+                            "other.json: its name does not end in .test.json, and it names no list")
+        self.assert_refused(["test", "list.test.json", "--device", "device.json"],
+                            "test: the cases name their devices: --device and --state-dir are not for it")
+
+    def test_the_example_passes(self):
+        example = pathlib.Path(YoxctlTest.__file__).parents[2] / "examples/lists/editor-8.test.json"
+        shutil.copytree(example.parents[1], self.folder / "examples")
+        done = self.run_program("test", "examples/lists/editor-8.test.json")
+        self.assertEqual((done.stderr, done.returncode), (b"", 0), done.stdout)
+        self.assertTrue(done.stdout.endswith(b"5 passed, 0 failed\n"))
 
 
 if __name__ == "__main__":

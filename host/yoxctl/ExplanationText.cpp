@@ -64,7 +64,7 @@ struct Layout {
 
   explicit Layout(const ExplainedFilter& filter) {
     constexpr std::size_t kWidestRequired = 26;
-    constexpr std::size_t kWidestActual = 18;
+    constexpr std::size_t kWidestActual = 16;
     std::size_t widest_required = 0;
     std::size_t widest_actual = 0;
     for (const ExplainedCriterion& criterion : filter.criteria) {

@@ -12,6 +12,7 @@ class Painter {
  public:
   explicit Painter(bool colours) : colours_(colours) {}
 
+  bool colours() const { return colours_; }
   std::string operator()(Paint paint, std::string_view text) const;
 
  private:

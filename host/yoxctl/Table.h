@@ -7,8 +7,9 @@
 
 namespace yoxctl {
 
-// What is written for people fits into this many columns, where its words allow.
-inline constexpr std::size_t kLineColumns = 80;
+// What is written for people fits into this many columns, where its words allow: indented, too,
+// into a terminal's 80.
+inline constexpr std::size_t kLineColumns = 76;
 
 // The columns that a text takes in a terminal, near enough: one for each code point.
 std::size_t Columns(const std::string& text);

@@ -1,0 +1,264 @@
+#include <json/writer.h>
+
+#include <CLI/App.hpp>
+#include <algorithm>
+#include <memory>
+#include <optional>
+#include <utility>
+
+#include "yox/applicability/ApplicabilityEvaluator.h"
+#include "yox/applicability/Explanation.h"
+#include "yox/applicability/FilterDocument.h"
+#include "yox/applicability/ListTest.h"
+#include "yox/clientbase/StrictJson.h"
+#include "yox/clientbase/String.h"
+#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+#include "yox/device/MachineInformation.h"
+#include "yox/foundation/YOXHelperFactory.h"
+
+#include "host/yoxctl/ChosenDevice.h"
+#include "host/yoxctl/CommandLine.h"
+#include "host/yoxctl/ExplanationText.h"
+#include "host/yoxctl/Output.h"
+#include "host/yoxctl/OwnProgram.h"
+#include "host/yoxctl/Paint.h"
+#include "host/yoxctl/Table.h"
+
+namespace yoxctl {
+namespace {
+
+using YOX::platform::DeviceProfile;
+
+struct TestOptions {
+  std::vector<std::string> files;
+  // For the processes that decide a case each: singletons know one device.
+  std::optional<std::size_t> only;
+  bool colours = false;
+};
+
+struct Case {
+  ListTestCase test;
+  DeviceProfile device;
+};
+
+// A document of cases with all that it names, read.
+struct TestFile {
+  std::string name;
+  ApplicabilityFilter list;
+  std::vector<Case> cases;
+};
+
+constexpr std::string_view kEnding = ".test.json";
+
+// The list beside NAME.test.json is NAME.json.
+std::string ListBeside(const std::string& file) {
+  if (!file.ends_with(kEnding)) {
+    throw Refusal(YOX::Printable(file) +
+                  ": its name does not end in .test.json, and it names no list");
+  }
+  return file.substr(0, file.size() - kEnding.size()) + ".json";
+}
+
+TestFile ReadTestFile(const std::string& name) {
+  const ListTest test = ReadNamed(name, ReadListTest);
+  const std::filesystem::path folder = PathOf(name).parent_path();
+  const auto beside = [&](const YOX::WString& file) {
+    return PathText(folder / PathOf(YOX::String::UTF16ToUTF8(file)));
+  };
+  TestFile file;
+  file.name = name;
+  file.list =
+      ReadNamed(test.list.empty() ? ListBeside(name) : beside(test.list), ReadFilterDocument);
+  for (const ListTestCase& one : test.cases) {
+    const std::string place = NameOf(name) + ": cases[" + std::to_string(file.cases.size()) + "]";
+    std::string profile = "{}";
+    if (!one.profile.empty()) {
+      try {
+        profile = ReadNamed(beside(one.profile), [](std::string text) { return text; });
+      } catch (const Refusal& refusal) {
+        throw Refusal(place + ".profile: " + refusal.what());
+      }
+    }
+    try {
+      file.cases.push_back({one, DeviceOfCase(one, profile)});
+    } catch (const YOX::DocumentError& error) {
+      throw Refusal(place + "." + error.what());
+    }
+  }
+  return file;
+}
+
+Explanation Decide(const ApplicabilityFilter& list, const Case& one) {
+  YOX::platform::SimulatedDevice device(one.device);
+  const YOX::platform::ScopedPlatform installed(device);
+  ApplicabilityEvaluator::Pairs tags;
+  for (const auto& [key, value] : one.test.tags) tags.emplace_back(key, value);
+  // The record lives as long as the process: nobody deletes it.
+  std::shared_ptr<MachineInformation> record(MachineInformation::GetInstance(),
+                                             [](MachineInformation*) {});
+  yox::YOXHelperFactory::GetInstance()->SetMachineInformationAgent(record);
+  const auto& target = one.test.target_version;
+  return ApplicabilityEvaluator::GetInstance()->Explain(list, target ? &*target : nullptr, tags);
+}
+
+bool Passed(const ListTestCase& test, const Explanation& found) {
+  return found.applies == *test.applies &&
+         (!test.decided_by || found.decided_by == std::size_t{*test.decided_by});
+}
+
+std::string ByFilter(const Json::Value& index) {
+  return index.isNull() ? "no filter" : "filter [" + index.asString() + "]";
+}
+
+// The filters of an explanation that tell why a case failed: the one that was to decide, the one
+// that did, and else the nearest miss.
+std::string RelevantText(const ListTestCase& test, const Explanation& found, const Painter& paint) {
+  std::vector<std::size_t> filters;
+  if (found.decided_by) filters.push_back(*found.decided_by);
+  if (test.decided_by && *test.decided_by < found.filters.size()) {
+    filters.push_back(*test.decided_by);
+  }
+  std::ranges::sort(filters);
+  filters.erase(std::ranges::unique(filters).begin(), filters.end());
+  std::string text;
+  for (const std::size_t filter : filters) text += FilterText(found, filter, paint);
+  if (found.applies != *test.applies) text += NearestMissText(found, paint);
+  return text;
+}
+
+// What a case's own process answers.
+Json::Value CaseJson(std::size_t index, const Case& one, const Explanation& found) {
+  Json::Value json = ExplanationJson(found);
+  const bool passed = Passed(one.test, found);
+  if (passed) {
+    json.removeMember("explain");
+    json.removeMember("nearest_miss");
+  }
+  json["case"] = Json::UInt64{index};
+  json["name"] = YOX::String::UTF16ToUTF8(one.test.name);
+  json["passed"] = passed;
+  json["expected"]["applies"] = *one.test.applies;
+  if (one.test.decided_by) json["expected"]["decided_by"] = *one.test.decided_by;
+  return json;
+}
+
+std::string Written(const Json::Value& document) {
+  Json::StreamWriterBuilder builder;
+  builder["indentation"] = "  ";
+  return Json::writeString(builder, document) + "\n";
+}
+
+std::string Expectation(const Json::Value& answer) {
+  std::string text = AnswerWord(answer["applies"].asBool());
+  if (answer.isMember("decided_by")) text += ", by " + ByFilter(answer["decided_by"]);
+  return text;
+}
+
+std::string CaseText(const Json::Value& result, const Painter& paint) {
+  const bool passed = result["passed"].asBool();
+  std::string text = passed ? paint(Paint::kGood, "  ok    ") : paint(Paint::kBad, "  FAIL  ");
+  text += "[" + result["case"].asString() + "] " + OneLine(result["name"].asString()) + "\n";
+  if (passed) return text;
+  text += "        expected: " + Expectation(result["expected"]) + "\n";
+  return text + "        found:    " + Expectation(result) + "\n";
+}
+
+std::string Indented(const std::string& text) {
+  constexpr const char* kIndent = "    ";
+  std::string indented;
+  for (std::size_t at = 0; at < text.size();) {
+    const std::size_t end = text.find('\n', at) + 1;
+    indented += kIndent + text.substr(at, end - at);
+    at = end;
+  }
+  return indented;
+}
+
+int AnswerCase(const TestFile& file, const TestOptions& options) {
+  const std::size_t index = *options.only;
+  if (index >= file.cases.size()) throw Refusal("--case: there is no such case");
+  const Case& one = file.cases[index];
+  const Explanation found = Decide(file.list, one);
+  Json::StreamWriterBuilder builder;
+  builder["indentation"] = "";
+  std::string answer = Json::writeString(builder, CaseJson(index, one, found)) + "\n";
+  if (!Passed(one.test, found)) {
+    answer += RelevantText(one.test, found, Painter(options.colours));
+  }
+  Print(answer);
+  return kDone;
+}
+
+// The answer of the process that decides one case: its document, and the lines for people behind
+// it.
+struct CaseAnswer {
+  Json::Value result;
+  std::string text;
+};
+
+CaseAnswer AskForCase(const TestFile& file, std::size_t index, bool colours) {
+  const std::string number = std::to_string(index);
+  std::vector<std::string> arguments = {"test", "--case", number};
+  if (colours) arguments.emplace_back("--colours");
+  arguments.insert(arguments.end(), {"--", file.name});
+  const Ended ended = RunOwnProgram(arguments);
+  const std::size_t end = ended.output.find('\n');
+  if (ended.code != kDone || end == std::string::npos) {
+    throw Refusal(NameOf(file.name) + ": cases[" + number + "]: was not decided");
+  }
+  return {YOX::ParseDocument(ended.output.substr(0, end)), ended.output.substr(end + 1)};
+}
+
+int Test(const GlobalOptions& global, const TestOptions& options) {
+  if (global.device || global.state_dir) {
+    throw Refusal("test: the cases name their devices: --device and --state-dir are not for it");
+  }
+  std::vector<TestFile> files;
+  for (const std::string& name : options.files) files.push_back(ReadTestFile(name));
+
+  if (options.only) return AnswerCase(files.front(), options);
+
+  const Painter paint = PainterOfOutput();
+  Json::Value document;
+  std::size_t passed = 0;
+  std::size_t failed = 0;
+  for (const TestFile& file : files) {
+    Json::Value& entry = document["files"].append(Json::objectValue);
+    entry["file"] = file.name;
+    if (!global.json) Print(OneLine(file.name) + "\n");
+    for (std::size_t i = 0; i < file.cases.size(); ++i) {
+      CaseAnswer answer = AskForCase(file, i, paint.colours());
+      ++(answer.result["passed"].asBool() ? passed : failed);
+      if (!global.json) Print(CaseText(answer.result, paint) + Indented(answer.text));
+      entry["cases"].append(std::move(answer.result));
+    }
+  }
+  if (global.json) {
+    document["passed"] = Json::UInt64{passed};
+    document["failed"] = Json::UInt64{failed};
+    Print(Written(document));
+  } else {
+    const std::string counts =
+        std::to_string(passed) + " passed, " + std::to_string(failed) + " failed";
+    Print(paint(failed == 0 ? Paint::kGood : Paint::kBad, counts) + "\n");
+  }
+  return failed == 0 ? kDone : kNegative;
+}
+
+}  // namespace
+
+void AddTestCommand(CLI::App& app, Action& action) {
+  const auto options = std::make_shared<TestOptions>();
+  CLI::App* const command =
+      app.add_subcommand("test", "Whether filter lists decide as their test files expect");
+  command->add_option("LIST.test.json", options->files, "The test files")
+      ->required()
+      ->type_name(" ");
+  command->add_option("--case", options->only)->group("");
+  command->add_flag("--colours", options->colours)->group("");
+  command->callback([&action, options] {
+    action = [options](const GlobalOptions& global) { return Test(global, *options); };
+  });
+}
+
+}  // namespace yoxctl

@@ -1,0 +1,101 @@
+#include "yox/applicability/ListTest.h"
+
+#include <json/writer.h>
+
+#include <tuple>
+
+#include "yox/clientbase/JsonFields.h"
+#include "yox/clientbase/StrictJson.h"
+#include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
+
+namespace YOX {
+
+// Any object: what stands in it is held to what it changes.
+template <>
+struct JsonCodec<Json::Value> {
+  static void Read(const JsonNode& node, Json::Value& value) {
+    node.Require(node.value().isObject(), "an object");
+    value = node.value();
+  }
+  static void List(const std::string&, std::vector<std::string>&) {}
+};
+
+template <>
+struct JsonFields<ListTestCase> {
+  static constexpr std::tuple kTable{JsonField{"name", &ListTestCase::name},
+                                     JsonField{"profile", &ListTestCase::profile},
+                                     JsonField{"changes", &ListTestCase::changes},
+                                     JsonField{"now", &ListTestCase::now},
+                                     JsonField{"target_version", &ListTestCase::target_version},
+                                     JsonField{"tags", &ListTestCase::tags},
+                                     JsonField{"applies", &ListTestCase::applies},
+                                     JsonField{"decided_by", &ListTestCase::decided_by}};
+};
+
+template <>
+struct JsonFields<ListTest> {
+  static constexpr std::tuple kTable{JsonField{"list", &ListTest::list},
+                                     JsonField{"cases", &ListTest::cases}};
+};
+
+}  // namespace YOX
+
+namespace {
+
+// What a patch holds takes the place of what was there, objects member by member; null removes.
+void Merge(Json::Value& target, const Json::Value& patch) {
+  if (!patch.isObject()) {
+    target = patch;
+    return;
+  }
+  if (!target.isObject()) target = Json::Value(Json::objectValue);
+  for (const std::string& key : patch.getMemberNames()) {
+    if (patch[key].isNull()) {
+      target.removeMember(key);
+    } else {
+      Merge(target[key], patch[key]);
+    }
+  }
+}
+
+YOX::platform::DeviceProfile ReadChanged(const Json::Value& document, const char* changed_by) {
+  try {
+    return YOX::platform::ReadDeviceProfile(
+        Json::writeString(Json::StreamWriterBuilder(), document));
+  } catch (const YOX::DocumentError& error) {
+    throw YOX::DocumentError(std::string(changed_by) + ": " + error.what());
+  }
+}
+
+}  // namespace
+
+ListTest ReadListTest(std::string_view utf8) {
+  const Json::Value document = YOX::ParseDocument(utf8);
+  const YOX::JsonNode root(document);
+  ListTest test;
+  YOX::ReadJson(root, test);
+  root.ForEachMember([&](std::string_view key, const YOX::JsonNode& cases) {
+    if (key != "cases") return;
+    for (Json::ArrayIndex i = 0; i < cases.value().size(); ++i) {
+      if (!test.cases[i].applies) cases.Element(i).Fail("the key \"applies\" is missing");
+    }
+  });
+  if (test.cases.empty()) root.Fail("there are no cases");
+  return test;
+}
+
+YOX::platform::DeviceProfile DeviceOfCase(const ListTestCase& test, std::string_view profile) {
+  Json::Value document = YOX::ParseDocument(profile);
+  YOX::platform::DeviceProfile device = ReadChanged(document, "profile");
+  if (test.changes) {
+    Merge(document, *test.changes);
+    device = ReadChanged(document, "changes");
+  }
+  if (test.now) {
+    document["clock"]["now"] = YOX::String::UTF16ToUTF8(*test.now);
+    device = ReadChanged(document, "now");
+  }
+  return device;
+}
+
+std::vector<std::string> ListTestPaths() { return YOX::JsonPaths<ListTest>(); }

@@ -1,0 +1,152 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "yox/applicability/FilterDocument.h"
+#include "yox/applicability/ListTest.h"
+#include "yox/clientbase/String.h"
+
+#include "tests/Rows.h"
+#include "tests/SchemaPaths.h"
+
+namespace {
+
+using namespace YOX::literals;
+
+TEST(ListTestDocuments, TheSchemaHasTheReadersKeys) {
+  std::vector<std::string> paths = ListTestPaths();
+  std::ranges::sort(paths);
+  EXPECT_EQ(yox_test::SchemaPaths("schemas/list-test.schema.json"), paths);
+}
+
+TEST(ListTestDocuments, ThePageNamesEveryKey) {
+  const std::string page = yox_test::CheckoutFile("docs/list-tests.md");
+  for (const std::string& path : ListTestPaths()) {
+    const std::string key = path.substr(path.rfind('.') + 1);
+    EXPECT_NE(page.find("| `" + key + "` |"), std::string::npos) << path;
+  }
+}
+
+TEST(ListTestDocuments, TheExampleIsRead) {
+  const ListTest test = ReadListTest(yox_test::CheckoutFile("examples/lists/editor-8.test.json"));
+  EXPECT_EQ(test.cases.size(), 5U);
+  for (const ListTestCase& one : test.cases) {
+    const std::string profile =
+        yox_test::CheckoutFile("examples/lists/" + YOX::String::UTF16ToUTF8(one.profile));
+    EXPECT_FALSE(DeviceOfCase(one, profile).os.version.empty());
+  }
+}
+
+TEST(ListTestDocuments, EveryKeyIsRead) {
+  const ListTest test = ReadListTest(R"({"list": "a.json", "cases": [{"applies": false}, {
+      "name": "second", "profile": "b.json", "changes": {"os": null}, "now": "2026-03-01T12:00:00",
+      "target_version": "", "tags": {"Ring": "beta"}, "applies": true, "decided_by": 3}]})");
+  EXPECT_EQ(test.list, "a.json"_w);
+  ASSERT_EQ(test.cases.size(), 2U);
+  EXPECT_EQ(test.cases[0].applies, false);
+  EXPECT_EQ(test.cases[0].target_version, std::nullopt);
+  EXPECT_EQ(test.cases[0].decided_by, std::nullopt);
+  EXPECT_EQ(test.cases[0].changes, std::nullopt);
+  const ListTestCase& second = test.cases[1];
+  EXPECT_EQ(second.name, "second"_w);
+  EXPECT_EQ(second.profile, "b.json"_w);
+  EXPECT_TRUE(second.changes.has_value());
+  EXPECT_EQ(second.now, "2026-03-01T12:00:00"_w);
+  EXPECT_EQ(second.target_version, ""_w);
+  EXPECT_EQ(second.tags.at("Ring"_w), "beta"_w);
+  EXPECT_EQ(second.applies, true);
+  EXPECT_EQ(second.decided_by, 3U);
+}
+
+TEST(ListTestDevice, ChangesAreMergedAndTheTimeComesLast) {
+  const ListTest test = ReadListTest(R"({"cases": [{"applies": true, "now": "2027-01-02T03:04:05",
+      "changes": {"region": {"country_code": "DE"}, "firmware": null, "devices": [],
+                  "clock": {"now": "2026-01-01T00:00:00", "time_zone": "+02:00"}}}]})");
+  const auto device = DeviceOfCase(test.cases[0], R"({
+      "region": {"country_code": "US", "language_code": "en-US"}, "firmware": {"sku": "X"},
+      "devices": [{"instance_id": "A\\1", "hardware_ids": ["B"]}], "client": {"version": "1.0"}})");
+  EXPECT_EQ(device.region.country_code, "DE"_w);
+  EXPECT_EQ(device.region.language_code, "en-US"_w);
+  EXPECT_FALSE(device.firmware.has_value());
+  EXPECT_TRUE(device.devices.empty());
+  EXPECT_EQ(device.client.version, "1.0"_w);
+  ASSERT_TRUE(device.clock && device.clock->now);
+  EXPECT_EQ(device.clock->now->date.year, 2027);
+  EXPECT_EQ(device.clock->time_zone.text, "+02:00"_w);
+}
+
+struct RefusalRow {
+  const char* name;
+  const char* document;
+  const char* error;
+};
+
+void PrintTo(const RefusalRow& row, std::ostream* out) { *out << row.name; }
+
+class RefusedListTest : public testing::TestWithParam<RefusalRow> {};
+
+TEST_P(RefusedListTest, NamesThePlace) {
+  try {
+    ReadListTest(GetParam().document);
+    FAIL() << "was read";
+  } catch (const YOX::DocumentError& error) {
+    EXPECT_STREQ(error.what(), GetParam().error);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , RefusedListTest,
+    testing::Values(RefusalRow{"NoObject", "[]", "expected an object, found an array"},
+                    RefusalRow{"NoCases", "{}", "there are no cases"},
+                    RefusalRow{"EmptyCases", R"({"cases": []})", "there are no cases"},
+                    RefusalRow{"UnknownKey", R"({"cases": [{"applies": true, "profil": ""}]})",
+                               "cases[0].profil: unknown key"},
+                    RefusalRow{"NoAnswer", R"({"cases": [{"applies": true}, {}]})",
+                               "cases[1]: the key \"applies\" is missing"},
+                    RefusalRow{"AnswerIsNoAnswer", R"({"cases": [{"applies": "yes"}]})",
+                               "cases[0].applies: expected true or false, found a text"},
+                    RefusalRow{"NoIndex", R"({"cases": [{"applies": true, "decided_by": -1}]})",
+                               "cases[0].decided_by: expected a whole number from 0 to 4294967295"},
+                    RefusalRow{"Tags", R"({"cases": [{"applies": true, "tags": {"a": 1}}]})",
+                               "cases[0].tags.a: expected a text, found a number"},
+                    RefusalRow{"Changes", R"({"cases": [{"applies": true, "changes": []}]})",
+                               "cases[0].changes: expected an object, found an array"},
+                    RefusalRow{"KeyTwice", R"({"cases": [], "cases": []})",
+                               "line 1, column 15: Duplicate key: 'cases'"}),
+    yox_test::RowName());
+
+struct DeviceRefusalRow {
+  const char* name;
+  const char* test;
+  const char* profile;
+  const char* error;
+};
+
+void PrintTo(const DeviceRefusalRow& row, std::ostream* out) { *out << row.name; }
+
+class RefusedDeviceOfCase : public testing::TestWithParam<DeviceRefusalRow> {};
+
+TEST_P(RefusedDeviceOfCase, NamesTheKeyToBlame) {
+  const ListTest test =
+      ReadListTest(R"({"cases": [{"applies": true, )" + std::string(GetParam().test) + "}]}");
+  try {
+    DeviceOfCase(test.cases[0], GetParam().profile);
+    FAIL() << "was read";
+  } catch (const YOX::DocumentError& error) {
+    EXPECT_STREQ(error.what(), GetParam().error);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , RefusedDeviceOfCase,
+    testing::Values(DeviceRefusalRow{"Profile", R"("name": "")", R"({"country": "US"})",
+                                     "profile: country: unknown key"},
+                    DeviceRefusalRow{"Changes", R"("changes": {"region": {"country": "US"}})", "{}",
+                                     "changes: region.country: unknown key"},
+                    DeviceRefusalRow{"Now", R"("now": "noon")", "{}",
+                                     "now: clock.now: expected a local time YYYY-MM-DDThh:mm:ss"}),
+    yox_test::RowName());
+
+}  // namespace
