@@ -68,7 +68,7 @@ inline constexpr std::array kLintRules = [] {
       {kDefaultAndCriteria, "default-and-criteria", kWarning,
        "beside `default`, `value` and criteria are not looked at",
        "put `default` into a last filter of its own"},
-      {kControlWord, "control-word", kError, "is neither `true` nor `false`, letter for letter",
+      {kControlWord, "control-word", kError, "is neither `true` nor `false`; white space counts",
        "write `true` or `false` without white space"},
       {kBlankText, "blank-text", kWarning, "white space alone counts as not set",
        "write the requirement, or remove the key"},

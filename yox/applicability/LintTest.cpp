@@ -315,7 +315,7 @@ const ListRow kListRows[] = {
 
 INSTANTIATE_TEST_SUITE_P(, LintedList, testing::ValuesIn(kListRows), RowName());
 
-TEST(LintRules, EachIsFoundInARowAndMissedInAnother) {
+TEST(LintRules, EachIsFoundByARow) {
   std::set<LintRule> found;
   for (const TextRow& row : kTextRows) {
     for (const LintFinding& finding : FindingsIn(row)) found.insert(finding.rule);
