@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include "yox/clientbase/BrandAgent.h"
+#include "yox/clientbase/DeveloperSettings.h"
+#include "yox/clientbase/FileSystem.h"
 #include "yox/clientbase/MTMAgent.h"
 #include "yox/clientbase/String.h"
 #include "yox/clientbase/SubBrandAgent.h"
@@ -101,6 +103,34 @@ TEST(XMLConfigAgentTest, ADeviceWithoutConfigurationHasNone) {
   YOX::platform::SimulatedDevice device;
   const YOX::platform::ScopedPlatform installed(device);
   EXPECT_EQ(Written(XMLConfigAgent::GetInstance(0)), "||||");
+}
+
+TEST(XMLConfigAgentTest, AFileLargerThanAMebibyteConfiguresNothing) {
+  constexpr std::size_t kMebibyte = std::size_t{1} << 20;
+  YOX::platform::SimulatedDevice device;
+  const YOX::platform::ScopedPlatform installed(device);
+  const WString path = FileSystem::GetCommonApplicationDataPath() + "\\yox-config.xml"_w;
+  ASSERT_TRUE(FileSystem::createDirectory(FileSystem::GetCommonApplicationDataPath(), true));
+  std::string xml = "<configuration><MTM>M</MTM></configuration>";
+  xml.resize(kMebibyte, ' ');
+  FileSystem::OpenToWrite(path) << xml;
+  EXPECT_EQ(Written(XMLConfigAgent::GetInstance(0)), "|||M|");
+  FileSystem::OpenToWrite(path) << xml << ' ';
+  EXPECT_EQ(Written(XMLConfigAgent::GetInstance(0)), "||||");
+}
+
+TEST(DeveloperSettingsTest, TheOverrideIsAValueOfTheRegistryAndSeenAtOnce) {
+  YOX::platform::SimulatedDevice device;
+  const YOX::platform::ScopedPlatform installed(device);
+  const YOX::DeveloperSettings& settings = YOX::DeveloperSettings::GetInstance();
+  EXPECT_EQ(settings.OverrideDeviceModel(), ""_w);
+  const YOX::platform::RegistryKey key{
+      HKEY_LOCAL_MACHINE, "SOFTWARE\\Tervan\\YOX\\Developer"_w, {}, {}};
+  device.registry().CreateKey(key);
+  device.registry().SetValue(key, "DeviceModel"_w, YOX::platform::RegistryValue::Text("20X1AB"_w));
+  EXPECT_EQ(settings.OverrideDeviceModel(), "20X1AB"_w);
+  device.registry().SetValue(key, "DeviceModel"_w, YOX::platform::RegistryValue::Dword(20));
+  EXPECT_EQ(settings.OverrideDeviceModel(), ""_w);
 }
 
 TEST(SystemTest, TheTimeIsWrittenInUtc) {

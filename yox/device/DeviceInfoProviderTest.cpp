@@ -57,6 +57,24 @@ TEST(DeviceInfoProviderTest, WithoutOverrideAndConfigurationAllComesFromTheRecor
   EXPECT_EQ(provider->GetDeviceCategory(), "PC"_w);
 }
 
+TEST(DeviceInfoProviderTest, WhatFailsToBeReadIsSuppliedByTheRecord) {
+  InstalledDevice device("{}");
+  Configure(device,
+            "<MachineType>conf</MachineType><SerialNumber>CONF1</SerialNumber><MTM>M</MTM>");
+  yox_test::SubstitutedPlatform platform(device.device());
+  yox_test::ToldRegistry registry([] { throw std::runtime_error("no registry"); });
+  platform.Set(registry);
+  const YOX::platform::ScopedPlatform installed(platform);
+  DeviceInfoProvider* const provider = DeviceInfoProvider::GetInstance();
+  const yox_test::CapturedLog captured;
+  EXPECT_EQ(provider->Init(MakeRecord()), 0U);
+  // What was read before the override stays.
+  EXPECT_EQ(provider->GetMT(), "conf"_w);
+  EXPECT_EQ(provider->GetSystemSerialNumber(), "CONF1"_w);
+  EXPECT_EQ(provider->GetMTM(), "FA14-2210"_w);
+  EXPECT_EQ(captured.Text().find("registry"), std::string::npos);
+}
+
 TEST(DeviceInfoProviderTest, WhatIsConfiguredComesBeforeTheRecord) {
   InstalledDevice device("{}");
   Configure(device,
@@ -249,6 +267,33 @@ TEST_F(ArchitectureTest, AnExceptionIsLogged) {
   EXPECT_EQ(captured.Lines()[0].text,
             "YOX::DeviceInfoProvider::GetCPUArchitecture: Exception in wmi query for "
             "win32_processor");
+}
+
+class Presented : public DeviceInfoProvider {
+ public:
+  Presented() = default;
+  Architecture GetCPUArchitecture() override {
+    ++asked;
+    return DeviceInfoProvider::GetCPUArchitecture();
+  }
+  int asked = 0;
+};
+
+TEST(DeviceInfoProviderTest, InitHasTheArchitectureReadyThroughItsVirtualOperation) {
+  InstalledDevice device("{}");
+  Presented provider;
+  provider.Init(MakeRecord());
+  EXPECT_EQ(provider.asked, 1);
+  provider.Init(MakeRecord());
+  EXPECT_EQ(provider.asked, 1);
+}
+
+TEST(DeviceInfoProviderTest, TheEndIsLogged) {
+  const yox_test::CapturedLog captured;
+  { const Presented provider; }
+  EXPECT_EQ(captured.Text(),
+            "yox D YOX::DeviceInfoProvider::~DeviceInfoProvider destructor of DeviceInfoProvider "
+            "called\n");
 }
 
 TEST(DeviceInfoProviderTest, CreationIsLoggedOnce) {

@@ -77,9 +77,22 @@ class DeviceManagementStatusTest : public testing::Test {
 TEST_F(DeviceManagementStatusTest, ADomainJoinIsEnough) {
   yox_test::Untouchable untouchable;
   platform_.Set(static_cast<YOX::platform::OperatingSystem&>(untouchable));
+  yox_test::ToldRegistry registry([] { ADD_FAILURE() << "policy or subscriptions were asked"; });
+  platform_.Set(registry);
   join_.domain.joined = true;
   EXPECT_TRUE(DeviceManagementStatus::IsDeviceManaged());
   EXPECT_EQ(join_.cloud_asked, 0);
+  EXPECT_EQ(services_.asked, 0);
+}
+
+TEST_F(DeviceManagementStatusTest, ACloudJoinKeepsTheSignalsBehindItFromBeingAsked) {
+  yox_test::Untouchable untouchable;
+  platform_.Set(static_cast<YOX::platform::OperatingSystem&>(untouchable));
+  yox_test::ToldRegistry registry([] { ADD_FAILURE() << "policy or subscriptions were asked"; });
+  platform_.Set(registry);
+  join_.cloud.joined = true;
+  EXPECT_TRUE(DeviceManagementStatus::IsDeviceManaged());
+  EXPECT_EQ(join_.domain_asked, 1);
   EXPECT_EQ(services_.asked, 0);
 }
 

@@ -3,12 +3,15 @@
 
 #include <memory>
 #include <set>
+#include <stdexcept>
+#include <thread>
 
 #include "yox/device/CacheKeys.h"
 #include "yox/device/RegionInformation.h"
 #include "yox/device/TestRecord.h"
 
 #include "tests/CapturedLog.h"
+#include "tests/Latch.h"
 #include "tests/SubstitutedPlatform.h"
 
 namespace {
@@ -64,6 +67,13 @@ TEST(MachineInformationCacheTest, AStartFromTheFileAsksNothing) {
   platform.Set(static_cast<YOX::platform::ManagementQueries&>(untouchable));
   platform.Set(static_cast<YOX::platform::Users&>(untouchable));
   platform.Set(static_cast<YOX::platform::DisplayAdapters&>(untouchable));
+  yox_test::UntouchableSurroundings surroundings;
+  platform.Set(static_cast<YOX::platform::Locale&>(surroundings));
+  platform.Set(static_cast<YOX::platform::Accelerators&>(surroundings));
+  platform.Set(static_cast<YOX::platform::Services&>(surroundings));
+  platform.Set(static_cast<YOX::platform::JoinState&>(surroundings));
+  yox_test::ToldRegistry registry([] { ADD_FAILURE() << "the registry was asked"; });
+  platform.Set(registry);
   const YOX::platform::ScopedPlatform installed(platform);
 
   const MachineInformation* const record = MachineInformation::GetInstance();
@@ -147,6 +157,68 @@ TEST(MachineInformationCacheTest, AnUnforcedRefreshDoesNothing) {
   record.ReInitialize(false);
   EXPECT_EQ(record.os_name(), "Windows 11 Pro"_w);
   EXPECT_FALSE(std::filesystem::exists(device.Shared(kFile)));
+}
+
+// Firmware whose tables take long to read.
+class SlowFirmware final : public YOX::platform::Firmware {
+ public:
+  explicit SlowFirmware(Firmware& base) : base_(base) {}
+  const YOX::platform::FirmwareFacts* Facts() override { return base_.Facts(); }
+  void Reread() override {
+    reading.CountDown();
+    EXPECT_TRUE(go_on.Wait());
+    base_.Reread();
+  }
+  yox_test::Latch reading, go_on;
+
+ private:
+  Firmware& base_;
+};
+
+TEST(MachineInformationCacheTest, AnUnforcedRefreshDoesNotWaitForACollection) {
+  InstalledDevice device;
+  yox_test::SubstitutedPlatform platform(device.device());
+  SlowFirmware firmware(device->firmware());
+  platform.Set(firmware);
+  const YOX::platform::ScopedPlatform installed(platform);
+  Record record;
+  record.Initialize();
+  yox_test::Latch returned;
+  std::thread collecting([&] { record.ReInitialize(true); });
+  std::thread unforced([&] {
+    EXPECT_TRUE(firmware.reading.Wait());
+    record.ReInitialize(false);
+    returned.CountDown();
+  });
+  EXPECT_TRUE(returned.Wait());  // while the collection still holds the record's lock
+  firmware.go_on.CountDown();
+  collecting.join();
+  unforced.join();
+}
+
+TEST(MachineInformationCacheTest, ARecordIsFilledOnce) {
+  InstalledDevice device;
+  Record record;
+  record.Initialize();
+  device->Change([](auto& profile) { profile.os.product_name = "Changed"_w; });
+  std::filesystem::remove(device.Shared(kFile));
+  record.Initialize();
+  EXPECT_EQ(record.os_name(), "Windows 11 Pro"_w);
+  EXPECT_FALSE(std::filesystem::exists(device.Shared(kFile)));
+}
+
+TEST(MachineInformationCacheTest, ARecordThatCannotBeWrittenDownLeavesAnEmptyFile) {
+  class Unwritable : public Record {
+   public:
+    YOX::WString device_manufacturer() const override { throw std::runtime_error("none"); }
+  };
+  InstalledDevice device;
+  WriteFile(device.Shared(kFile), kGoldenFile);
+  Unwritable record;
+  EXPECT_EQ(record.Serialize(), "");
+  record.ReInitialize(true);
+  EXPECT_EQ(record.serial_number(), "C0FFEE12"_w);
+  EXPECT_EQ(ReadFile(device.Shared(kFile)), "");
 }
 
 TEST(MachineInformationCacheTest, AForcedRefreshOverwritesTheFileAndKeepsTheTag) {

@@ -80,6 +80,17 @@ TEST(RegionInformationTest, ARefreshWithoutAUserReloadsTheFile) {
   EXPECT_EQ(ReadFile(device.Shared(kFile)), kOtherFile);
 }
 
+TEST(RegionInformationTest, ARefreshWithoutAUserAndAFileIsKeptInMemoryOnly) {
+  InstalledDevice device;
+  MakeSharedFolder(device);
+  LogOff(device);
+  RegionInformation* const region = RegionInformation::GetInstance();
+  device->Change([](DeviceProfile& profile) { profile.region.country_code = "JP"_w; });
+  region->ReInitialize();
+  EXPECT_EQ(region->country_code(), "JP"_w);
+  EXPECT_FALSE(std::filesystem::exists(device.Shared(kFile)));
+}
+
 TEST(RegionInformationTest, ARefreshWithAUserOverwritesTheFile) {
   InstalledDevice device;
   WriteFile(device.Shared(kFile), kOtherFile);

@@ -4,8 +4,13 @@
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
+#include <memory>
+#include <span>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "yox/clientbase/String.h"
 #include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
@@ -73,12 +78,19 @@ inline std::string ReadFile(const std::filesystem::path& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
+// The answer of what must not be asked: a failure.
+template <class Answer>
+Answer Asked() {
+  ADD_FAILURE() << "the device was asked";
+  return Answer();
+}
+
 // The hardware and the system, for whoever must not ask them: every question is a failure.
-class Untouchable final : public YOX::platform::Firmware,
-                          public YOX::platform::OperatingSystem,
-                          public YOX::platform::ManagementQueries,
-                          public YOX::platform::Users,
-                          public YOX::platform::DisplayAdapters {
+class Untouchable : public YOX::platform::Firmware,
+                    public YOX::platform::OperatingSystem,
+                    public YOX::platform::ManagementQueries,
+                    public YOX::platform::Users,
+                    public YOX::platform::DisplayAdapters {
  public:
   const YOX::platform::FirmwareFacts* Facts() override { return Asked<nullptr_t>(); }
   void Reread() override { Asked<int>(); }
@@ -104,12 +116,51 @@ class Untouchable final : public YOX::platform::Firmware,
 
  private:
   using nullptr_t = YOX::platform::FirmwareFacts*;
+};
 
-  template <class Answer>
-  Answer Asked() {
-    ADD_FAILURE() << "the device was asked";
-    return Answer();
+// What is around them, likewise.
+class UntouchableSurroundings final : public YOX::platform::Locale,
+                                      public YOX::platform::Accelerators,
+                                      public YOX::platform::Services,
+                                      public YOX::platform::JoinState {
+ public:
+  YOX::platform::LocaleFacts Facts() override { return Asked<YOX::platform::LocaleFacts>(); }
+  std::optional<std::vector<YOX::platform::Accelerator>> Enumerate() override {
+    return Asked<std::vector<YOX::platform::Accelerator>>();
   }
+  bool IsRunning(YOX::WStringView) override { return Asked<bool>(); }
+  YOX::platform::JoinAnswer Domain() override { return Asked<YOX::platform::JoinAnswer>(); }
+  YOX::platform::JoinAnswer Cloud() override { return Asked<YOX::platform::JoinAnswer>(); }
+};
+
+// A registry that holds nothing and tells `asked` of every question.
+class ToldRegistry final : public YOX::platform::Registry {
+ public:
+  explicit ToldRegistry(std::function<void()> asked) : asked_(std::move(asked)) {}
+
+  using Key = YOX::platform::RegistryKey;
+  using Status = YOX::platform::RegistryStatus;
+  Status Open(const Key&, std::uint32_t, HKEY&) override { return Nothing(); }
+  void Close(HKEY) override {}
+  Status Get(const Key&, YOX::WStringView, YOX::platform::RegistryValue&) override {
+    return Nothing();
+  }
+  Status Values(const Key&, std::vector<YOX::platform::RegistryEntry>&, std::size_t) override {
+    return Nothing();
+  }
+  Status SubKeys(const Key&, std::vector<YOX::WString>&) override { return Nothing(); }
+  Status Apply(std::span<const YOX::platform::RegistryEdit>) override { return Nothing(); }
+  Status Watch(const Key&, Changed, std::unique_ptr<YOX::platform::RegistryWatch>&) override {
+    return Nothing();
+  }
+
+ private:
+  Status Nothing() {
+    asked_();
+    return Status::kNotFound;
+  }
+
+  std::function<void()> asked_;
 };
 
 }  // namespace yox_test
