@@ -37,27 +37,30 @@ bool IsGraphicsHardware(const DisplayAdapter& adapter) {
 
 void MachineInformation::ReadMachineInformation(bool force) {
   try {
-    if (auto* const firmware = SMBiosInformationRetriever::GetInstance()) {
-      if (force) firmware->ReInitialize();
-      set_device_enclosuretype(firmware->GetEnclosureType());
-      set_device_family(firmware->GetFamily());
-      set_device_manufacturer(firmware->GetManufacturer());
-      set_device_bios_version(firmware->GetBiosVersion());
-      set_device_bios_version_short(firmware->GetBiosVersionShort());
-      set_device_bios_release_date(firmware->GetBiosReleaseDate());
-      set_device_ec_release_date(firmware->GetECReleaseDate());
-      set_device_smbios_version(firmware->GetSmBiosVersion());
-      set_device_ec_version(firmware->GetEcVersion());
-      const WString mtm = MTMAgent::GetMTM(firmware->GetModelNumber());
-      set_device_model(mtm);
-      SetMachineType(mtm);
-      SetSerialNumber(firmware->GetSerialNumber());
-      set_baseboard_serial_number(firmware->GetOrlaSerialNumber());
-      const WString sku = firmware->GetSKU();
-      const WString family = firmware->GetFamily();
-      set_device_brand(BrandAgent::GetBrand(sku, family, firmware->GetManufacturer()));
-      set_device_subbrand(SubBrandAgent::GetSubBrand(sku, family));
-    }
+    using Firmware = SMBiosInformationRetriever;
+    Firmware* const firmware = Firmware::GetInstance();
+    if (firmware != nullptr && force) firmware->ReInitialize();
+    const auto text = [firmware](WString (Firmware::*get)() const) {
+      return firmware != nullptr ? (firmware->*get)() : WString();
+    };
+    set_device_enclosuretype(text(&Firmware::GetEnclosureType));
+    set_device_family(text(&Firmware::GetFamily));
+    set_device_manufacturer(text(&Firmware::GetManufacturer));
+    set_device_bios_version(text(&Firmware::GetBiosVersion));
+    set_device_bios_version_short(text(&Firmware::GetBiosVersionShort));
+    set_device_bios_release_date(text(&Firmware::GetBiosReleaseDate));
+    set_device_ec_release_date(text(&Firmware::GetECReleaseDate));
+    set_device_smbios_version(text(&Firmware::GetSmBiosVersion));
+    set_device_ec_version(text(&Firmware::GetEcVersion));
+    const WString mtm = MTMAgent::GetMTM(text(&Firmware::GetModelNumber));
+    set_device_model(mtm);
+    SetMachineType(mtm);
+    SetSerialNumber(text(&Firmware::GetSerialNumber));
+    set_baseboard_serial_number(text(&Firmware::GetOrlaSerialNumber));
+    const WString sku = text(&Firmware::GetSKU);
+    const WString family = text(&Firmware::GetFamily);
+    set_device_brand(BrandAgent::GetBrand(sku, family, text(&Firmware::GetManufacturer)));
+    set_device_subbrand(SubBrandAgent::GetSubBrand(sku, family));
 
     RegionInformation* const region = RegionInformation::GetInstance();
     if (force) region->Init(true);

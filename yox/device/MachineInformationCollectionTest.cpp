@@ -73,6 +73,38 @@ TEST(MachineInformationCollectionTest, WithoutFirmwareTablesTheRestIsStillCollec
   EXPECT_NE(record.device_info_datetime(), ""_w);
 }
 
+TEST(MachineInformationCollectionTest, WithoutFirmwareTablesNothingFallsBackToAnOldValue) {
+  InstalledDevice device("{}");
+  Record record;
+  record.set_device_manufacturer("old"_w);
+  record.set_device_brand("old"_w);
+  record.set_device_mt("old"_w);
+  record.set_serial_number("old"_w);
+  record.ReadMachineInformation(true);
+  EXPECT_EQ(record.device_manufacturer(), ""_w);
+  EXPECT_EQ(record.device_brand(), ""_w);
+  EXPECT_EQ(record.device_mt(), ""_w);
+  EXPECT_EQ(record.serial_number(), ""_w);
+}
+
+TEST(MachineInformationCollectionTest, TheSimulatorsMachineTypeNeedsNoFirmwareTables) {
+  InstalledDevice device("{}");
+  SetSimulatedType(device, "20N0"_w);
+  Record record;
+  record.ReadMachineInformation(false);
+  EXPECT_EQ(record.device_mt(), "20N0"_w);
+  EXPECT_EQ(record.device_model(), ""_w);
+}
+
+TEST(MachineInformationCollectionTest, TheCaptionOutlastsAForcedCollection) {
+  InstalledDevice device;
+  Record record;
+  record.ReadMachineInformation(false);
+  device->Change([](DeviceProfile& profile) { profile.os.caption = "Changed"_w; });
+  record.ReadMachineInformation(true);
+  EXPECT_EQ(record.os_description(), "Microsoft Windows 11 Pro"_w);
+}
+
 TEST(MachineInformationCollectionTest, OnlyAForcedCollectionReadsTheFirmwareAnew) {
   InstalledDevice device;
   Record record;
@@ -146,6 +178,16 @@ TEST(MachineInformationCollectionTest, ADisabledUpdateServiceEmptiesTheUpdateMem
   EXPECT_EQ(record.os_update_description(), ""_w);
 }
 
+TEST(MachineInformationCollectionTest, ADisabledUpdateServiceIsAskedForNoHistory) {
+  class Disabled final : public yox_test::Untouchable {
+   public:
+    std::uint32_t UpdateServiceStartType() override { return 4; }
+  } disabled;
+  WString title, description;
+  yox_device::ReadNewestUpdate(disabled, title, description);
+  EXPECT_EQ(title + description, ""_w);
+}
+
 struct UpdateRow {
   const char* name;
   std::vector<OperatingSystemUpdate> history;
@@ -217,6 +259,15 @@ TEST(MachineInformationCollectionTest, TheLastOfSeveralAcceleratorsWins) {
             "MachineInformation::CollectNpuInfo Description : Second\n"
             "MachineInformation::CollectNpuInfo NPU exists, set to true\n"
             "MachineInformation::CollectNpuInfo exiting\n");
+}
+
+TEST(MachineInformationCollectionTest, TheLastAcceleratorWinsMemberByMember) {
+  InstalledDevice device(R"({"accelerators": [
+      {"manufacturer": "Contoso", "description": "First"}, {"description": "Second"}]})");
+  Record record;
+  record.CollectNpuInfo();
+  EXPECT_EQ(record.npu_mfr(), "Contoso"_w);
+  EXPECT_EQ(record.npu_description(), "Second"_w);
 }
 
 TEST(MachineInformationCollectionTest, AnAcceleratorThatCannotBeDescribedExistsAllTheSame) {
