@@ -11,6 +11,10 @@ namespace yox_test {
 // Builds firmware tables byte by byte.
 class SmbiosTable {
  public:
+  SmbiosTable() = default;
+  // Structures as they were captured.
+  explicit SmbiosTable(std::string structures) : structures_(std::move(structures)) {}
+
   // A structure of `length` bytes whose bytes are zero but for `bytes` (offset, value), followed by
   // its strings.
   SmbiosTable& Add(std::uint8_t type, std::uint8_t length,

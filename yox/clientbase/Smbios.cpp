@@ -310,6 +310,8 @@ WString WithoutPlaceholder(WStringView text) {
   return placeholder ? WString() : WString(trimmed);
 }
 
+std::span<const WStringView> Placeholders() { return kPlaceholders; }
+
 WString EnclosureName(unsigned type) {
   const unsigned number = type & 0x7F;
   return number < kEnclosures.size() ? String::UTF8ToUTF16(kEnclosures[number]) : WString();

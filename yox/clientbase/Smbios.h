@@ -1,6 +1,7 @@
 #pragma once
 
 #include <optional>
+#include <span>
 #include <string_view>
 
 #include "yox/clientbase/WString.h"
@@ -26,10 +27,15 @@ std::optional<platform::FirmwareFacts> Read(std::string_view entry_point,
 // where they filled nothing in ("To Be Filled By O.E.M.", "Default string", "0000000").
 WString WithoutPlaceholder(WStringView text);
 
+// The texts of that kind, in the letter case in which they are met most; beside them, a text that
+// repeats one character names nothing.
+std::span<const WStringView> Placeholders();
+
 // "Notebook" for 10. The lock bit (128) is ignored; a number without a name gives the empty text.
 WString EnclosureName(unsigned type);
 
-// "2025-11-03" for the firmware's "11/03/2025" and "11/03/25"; any other text comes back unchanged.
+// "2025-11-03" for the firmware's "11/03/2025", "1999-11-03" for its "11/03/99"; any other text
+// comes back unchanged.
 WString IsoDate(WStringView text);
 
 }  // namespace YOX::smbios

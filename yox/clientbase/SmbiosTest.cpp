@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <set>
 #include <string>
 
 #include "yox/clientbase/Smbios.h"
@@ -169,6 +170,21 @@ INSTANTIATE_TEST_SUITE_P(
                     PlaceholderRow{"DigitsThatGoOn", "01234567891", "01234567891"},
                     PlaceholderRow{"VirtualMachine", "Virtual Machine", "Virtual Machine"}),
     yox_test::RowName());
+
+TEST(SmbiosTest, EveryPlaceholderReadsAsEmptyInAnyLetterCase) {
+  std::set<YOX::WString> seen;
+  for (const YOX::WStringView text : YOX::smbios::Placeholders()) {
+    const std::string shown = String::UTF16ToUTF8(text);
+    const YOX::WString upper = String::ToUpper(YOX::WString(text));
+    EXPECT_TRUE(seen.insert(upper).second) << shown << " stands twice";
+    EXPECT_EQ(YOX::smbios::WithoutPlaceholder(text), ""_w) << shown;
+    EXPECT_EQ(YOX::smbios::WithoutPlaceholder(upper), ""_w) << shown;
+    EXPECT_EQ(YOX::smbios::WithoutPlaceholder(String::ToLower(YOX::WString(text))), ""_w) << shown;
+    EXPECT_EQ(YOX::smbios::WithoutPlaceholder(" "_w + YOX::WString(text) + " "_w), ""_w) << shown;
+    // Not even the longest keeps a longer text from being a name.
+    EXPECT_NE(YOX::smbios::WithoutPlaceholder(YOX::WString(text) + " 15q"_w), ""_w) << shown;
+  }
+}
 
 TEST(SmbiosTest, OnlyTheFirmwaresDateFormIsRewritten) {
   EXPECT_EQ(YOX::smbios::IsoDate("11/03/2025"_w), "2025-11-03"_w);
