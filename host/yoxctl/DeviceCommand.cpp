@@ -64,7 +64,7 @@ std::vector<Group> Groups() {
     return Fact{name, source, [=] { return text((region->*get)()); }};
   };
   const auto of_provider = [=](const char* name, const char* source,
-                               WString (YOX::DeviceInfoProvider::*get)()) {
+                               WString (YOX::DeviceInfoProvider::*get)() const) {
     return Fact{name, source, [=] { return text((provider->*get)()); }};
   };
   const auto signal = [](const char* name, const char* source, bool (*ask)()) {

@@ -121,7 +121,7 @@ Architecture DeviceInfoProvider::GetCPUArchitecture() {
   return architecture == kUnknown ? Architecture::x64 : Architecture{architecture};
 }
 
-std::uint32_t DeviceInfoProvider::GetLegacyDeviceID(WString& id) {
+std::uint32_t DeviceInfoProvider::GetLegacyDeviceID(WString& id) const {
   // The client's own identifier is the name space.
   constexpr std::array<unsigned char, 16> kClient = {0x0F, 0x9C, 0x83, 0x9C, 0xB3, 0x66,
                                                      0x47, 0xFC, 0x92, 0x51, 0x97, 0xB6,

@@ -29,14 +29,14 @@ class YOX_API DeviceInfoProvider {
   // therefore needs a pointer that is already held.
   static DeviceInfoProvider* GetInstance();
 
-  virtual WString GetMTM() { return mtm_; }
-  virtual WString GetSystemSerialNumber() { return system_serial_number_; }  // as configured
-  virtual WString GetRealSerialNumber() { return real_serial_number_; }      // as recorded
-  virtual WString GetDeviceManufacturer() { return manufacturer_; }
-  virtual WString GetDeviceCategory() { return category_; }  // "HUB" or "PC"
-  virtual WString GetDeviceEnclosureType() { return enclosure_type_; }
-  virtual WString GetDeviceFamily() { return family_; }
-  virtual WString GetMT() { return mt_; }
+  virtual WString GetMTM() const { return mtm_; }
+  virtual WString GetSystemSerialNumber() const { return system_serial_number_; }  // as configured
+  virtual WString GetRealSerialNumber() const { return real_serial_number_; }      // as recorded
+  virtual WString GetDeviceManufacturer() const { return manufacturer_; }
+  virtual WString GetDeviceCategory() const { return category_; }  // "HUB" or "PC"
+  virtual WString GetDeviceEnclosureType() const { return enclosure_type_; }
+  virtual WString GetDeviceFamily() const { return family_; }
+  virtual WString GetMT() const { return mt_; }
   // Needs no record; x64 when nothing is known. A success is remembered, a failure is not.
   virtual Architecture GetCPUArchitecture();
 
@@ -51,7 +51,7 @@ class YOX_API DeviceInfoProvider {
 
   // A name-based UUID of the serial number in upper case, "XXXXXXXX-XXXX-5XXX-XXXX-XXXXXXXXXXXX".
   // kFailure, and `id` untouched, when there is no serial number.
-  std::uint32_t GetLegacyDeviceID(WString& id);
+  std::uint32_t GetLegacyDeviceID(WString& id) const;
 
  protected:
   DeviceInfoProvider() = default;

@@ -44,9 +44,9 @@ void Configure(InstalledDevice& device, const std::string& elements) {
 
 TEST(DeviceInfoProviderTest, WithoutOverrideAndConfigurationAllComesFromTheRecord) {
   InstalledDevice device("{}");
-  DeviceInfoProvider* const provider = DeviceInfoProvider::GetInstance();
-  EXPECT_EQ(provider->GetMTM(), ""_w);
-  EXPECT_EQ(provider->Init(MakeRecord()), 0U);
+  EXPECT_EQ(DeviceInfoProvider::GetInstance()->GetMTM(), ""_w);
+  EXPECT_EQ(DeviceInfoProvider::GetInstance()->Init(MakeRecord()), 0U);
+  const DeviceInfoProvider* const provider = DeviceInfoProvider::GetInstance();
   EXPECT_EQ(provider->GetMTM(), "FA14-2210"_w);
   EXPECT_EQ(provider->GetMT(), "FA14"_w);
   EXPECT_EQ(provider->GetSystemSerialNumber(), "C0FFEE12"_w);
