@@ -95,7 +95,8 @@ bool Log::Open(const std::filesystem::path& path) {
     logger->set_level(spdlog::level::debug);
     logger->flush_on(spdlog::level::debug);
     auto file = std::make_unique<File>(File{std::move(logger), file_.load()});
-    while (!file_.compare_exchange_weak(file->former, file.get())) {}
+    while (!file_.compare_exchange_weak(file->former, file.get())) {
+    }
     file.release();
     return true;
   } catch (const std::exception&) {
