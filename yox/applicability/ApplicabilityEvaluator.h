@@ -9,6 +9,7 @@
 
 #include "yox/applicability/Filter.h"
 #include "yox/clientbase/Export.h"
+#include "yox/clientbase/InstalledApps.h"
 #include "yox/clientbase/RegistryRoots.h"
 #include "yox/clientbase/WString.h"
 #include "yox/foundation/KeyValuePair.h"
@@ -143,8 +144,18 @@ class YOX_API ApplicabilityEvaluator {
   void AddToReasonString(YOX::WString& reason, YOX::WString name, bool matched);
   static YOX::WString& SetDiscardedReason();
 
+  // Asks the device anew what is installed; installedAppsLock is held.
+  void UpdateInstalledAppsMap();
+  // Both names of each installed application with its version, sorted by key. Asks the device when
+  // nothing is known, or when what is known is old without anybody having told.
+  std::shared_ptr<const Pairs> InstalledItems();
+
   static std::atomic<ApplicabilityEvaluator*> applicability_evaluator_;
   static std::mutex instance_mutex_;
 
+  YOX::utility::AppMap installedAppsMap;         // guarded by installedAppsLock
+  std::shared_ptr<const Pairs> installedItems_;  // the same: made of the map
+  std::uint64_t installedGeneration_ = 0;        // the same
+  std::mutex installedAppsLock;
   LogThrottler logThrottler;
 };

@@ -39,6 +39,17 @@ class ApplicabilityEvaluator::Decision {
  private:
   using Step = CompiledList::Step;
 
+  // Store applications stand behind the installed ones.
+  struct FindInItems {
+    const Pairs& installed;
+    const Pairs& store;
+
+    std::optional<YOX::match::PairView> operator()(const YOX::match::TextPattern& key) const {
+      const auto found = YOX::match::FindInPairs{installed}(key);
+      return found ? found : YOX::match::FindInPairs{store}(key);
+    }
+  };
+
   // The result of one criterion, and the device's value for the message and the throttle.
   struct Outcome {
     bool matched = true;
@@ -69,7 +80,7 @@ class ApplicabilityEvaluator::Decision {
   bool LacksTargetVersion(const Criterion& criterion) const {
     return criterion.field == FilterField::target_version && target_version_text_ == nullptr;
   }
-  const Pairs& Installed();
+  FindInItems Installed();
   static std::vector<YOX::WString> Subscriptions();
   const std::vector<YOXTag>& StoredTags();
   void LogFailure(const Criterion& criterion, const YOX::WString& required,
@@ -99,5 +110,6 @@ class ApplicabilityEvaluator::Decision {
   std::optional<YOX::WString> realm_hash_;
   std::optional<YOX::WString> serial_hash_;
   std::optional<std::shared_ptr<const std::vector<YOXTag>>> stored_tags_;
-  std::optional<Pairs> installed_;
+  std::optional<std::shared_ptr<const Pairs>> installed_;
+  std::optional<Pairs> store_;
 };

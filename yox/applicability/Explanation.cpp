@@ -17,7 +17,6 @@
 using YOX::String;
 using YOX::WString;
 using YOX::WStringView;
-using YOX::match::FindInPairs;
 using YOX::match::FindInTags;
 using YOX::match::KeyValueTerm;
 using YOX::match::PairView;
@@ -220,7 +219,7 @@ ExplainedCriterion ApplicabilityEvaluator::Decision::Describe(const CompiledList
     }
     case FilterField::installed_items:
       facts = DescribeTerms(
-          list.Terms(step), required, FindInPairs{Installed()},
+          list.Terms(step), required, Installed(),
           [](const PairView& pair) { return "application " + String::UTF16ToUTF8(pair.key); },
           criterion.source, "no such application");
       break;

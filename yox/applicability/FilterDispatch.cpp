@@ -7,9 +7,9 @@
 #include "yox/applicability/KvpTerms.h"
 #include "yox/applicability/TrimInPlace.h"
 #include "yox/clientbase/EpUrlProvider.h"
+#include "yox/clientbase/MSStorePackageEnumerator.h"
 #include "yox/clientbase/SMBiosInformationRetriever.h"
 #include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/Platform.h"
 #include "yox/device/DeviceInfoProvider.h"
 #include "yox/tags/AppAndTagCollection.h"
 
@@ -28,16 +28,12 @@ constexpr const char* kOrigin = "ApplicabilityEvaluator::DoesFilterMatch";
 
 WString Widen(std::string_view ascii) { return WString(ascii.begin(), ascii.end()); }
 
-// By either name of the application, sorted by key so that the answer is the same everywhere; store
-// applications behind.
-ApplicabilityEvaluator::Pairs InstalledItems() {
+ApplicabilityEvaluator::Pairs StoreItems() {
   ApplicabilityEvaluator::Pairs pairs;
-  auto& applications = YOX::platform::Platform::Get().applications();
-  for (const auto& [key, application] : applications.Installed()) {
-    pairs.emplace_back(key, application.version);
-    pairs.emplace_back(application.name, application.version);
+  for (const auto& [name, version] :
+       YOX::MSStorePackageEnumerator::GetInstance()->GetAllMSStoreAppsDetails()) {
+    pairs.emplace_back(name, version);
   }
-  for (const auto& [name, version] : applications.Store()) pairs.emplace_back(name, version);
   return pairs;
 }
 
@@ -161,8 +157,9 @@ const std::vector<YOXTag>& ApplicabilityEvaluator::Decision::StoredTags() {
   return *Fetched(stored_tags_, [&] { return AppAndTagCollection::Shared(tags_); });
 }
 
-const ApplicabilityEvaluator::Pairs& ApplicabilityEvaluator::Decision::Installed() {
-  return Fetched(installed_, InstalledItems);
+ApplicabilityEvaluator::Decision::FindInItems ApplicabilityEvaluator::Decision::Installed() {
+  const auto& installed = Fetched(installed_, [&] { return evaluator_.InstalledItems(); });
+  return {*installed, Fetched(store_, StoreItems)};
 }
 
 bool ApplicabilityEvaluator::Decision::HoldTags(const CompiledList& list, const Step& step) {
@@ -173,7 +170,7 @@ bool ApplicabilityEvaluator::Decision::HoldTags(const CompiledList& list, const 
 
 bool ApplicabilityEvaluator::Decision::HoldInstalledItems(const CompiledList& list,
                                                           const Step& step) {
-  const YOX::match::FindInPairs find{Installed()};
+  const FindInItems find = Installed();
   return std::ranges::any_of(list.Terms(step),
                              [&](const auto& term) { return YOX::match::LoggedMatch(term, find); });
 }

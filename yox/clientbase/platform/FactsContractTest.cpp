@@ -102,8 +102,24 @@ class ApplicationsContract : public yox_test::PlatformContract {};
 
 TEST_P(ApplicationsContract, AnswersTheSameAgain) {
   Applications& applications = platform().applications();
-  EXPECT_EQ(applications.Installed().size(), applications.Installed().size());
+  const std::uint64_t generation = applications.Generation();
+  for (const ApplicationSource source : kApplicationSources) {
+    const Applications::ByKey installed = applications.Installed(source);
+    EXPECT_EQ(installed, applications.Installed(source));
+  }
   EXPECT_EQ(applications.Store(), applications.Store());
+  EXPECT_EQ(applications.Generation(), generation);
+}
+
+TEST_P(ApplicationsContract, WhatIsInstalledHasAKeyAndAName) {
+  Applications& applications = platform().applications();
+  for (const ApplicationSource source : kApplicationSources) {
+    for (const auto& [key, application] : applications.Installed(source)) {
+      EXPECT_NE(key, WString());
+      EXPECT_NE(application.name, WString()) << String::UTF16ToUTF8(key);
+    }
+  }
+  for (const auto& [name, version] : applications.Store()) EXPECT_NE(name, WString());
 }
 
 class DisplayAdaptersContract : public yox_test::PlatformContract {};

@@ -34,12 +34,6 @@ class UnknownUsers final : public Users {
   bool IsSystemProcess() override { return false; }
 };
 
-class NoApplications final : public Applications {
- public:
-  std::map<WString, InstalledApplication> Installed() override { return {}; }
-  std::map<WString, WString> Store() override { return {}; }
-};
-
 class UnknownDisplayAdapters final : public DisplayAdapters {
  public:
   std::optional<std::vector<DisplayAdapter>> Enumerate() override { return std::nullopt; }

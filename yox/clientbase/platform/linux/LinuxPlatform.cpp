@@ -2,8 +2,8 @@
 
 #include "yox/clientbase/platform/FactQueries.h"
 #include "yox/clientbase/platform/Platform.h"
-#include "yox/clientbase/platform/Unknown.h"
 #include "yox/clientbase/platform/linux/LinuxAccelerators.h"
+#include "yox/clientbase/platform/linux/LinuxApplications.h"
 #include "yox/clientbase/platform/linux/LinuxClient.h"
 #include "yox/clientbase/platform/linux/LinuxClock.h"
 #include "yox/clientbase/platform/linux/LinuxDeviceTree.h"
@@ -51,7 +51,7 @@ class LinuxPlatform final : public Platform {
   LinuxOperatingSystem operating_system_;
   LinuxLocale locale_;
   LinuxUsers users_{bus_};
-  NoApplications applications_;
+  LinuxApplications applications_;
   LinuxDisplayAdapters display_adapters_;
   LinuxAccelerators accelerators_;
   LinuxServices services_{bus_};

@@ -109,7 +109,11 @@ DeviceProfile CaptureDevice(Platform& device, const std::vector<WString>& regist
   profile.accelerators = device.accelerators().Enumerate().value_or(std::vector<Accelerator>());
   profile.display_adapters =
       device.display_adapters().Enumerate().value_or(std::vector<DisplayAdapter>());
-  for (auto& [key, application] : device.applications().Installed()) {
+  Applications::ByKey installed;
+  for (const ApplicationSource source : kApplicationSources) {
+    installed.merge(device.applications().Installed(source));
+  }
+  for (const auto& [key, application] : installed) {
     profile.installed_apps.push_back({key, application.name, application.version});
   }
   profile.store_apps = device.applications().Store();

@@ -1,6 +1,7 @@
 #include "yox/clientbase/platform/simulated/SimulatedDevice.h"
 
 #include <algorithm>
+#include <atomic>
 #include <fstream>
 #include <mutex>
 #include <pugixml.hpp>
@@ -22,6 +23,9 @@ class SharedProfile {
  public:
   explicit SharedProfile(const DeviceProfile& profile) : profile_(profile) {}
 
+  // Another number after each change, and for each device of the process.
+  std::uint64_t generation() const { return generation_; }
+
   // A copy of what `part(profile)` names.
   template <class Part>
   auto Copy(Part part) const {
@@ -33,11 +37,18 @@ class SharedProfile {
   void Change(const std::function<void(DeviceProfile&)>& change) {
     const std::unique_lock lock(mutex_);
     change(profile_);
+    generation_ = Next();
   }
 
  private:
+  static std::uint64_t Next() {
+    static constinit std::atomic<std::uint64_t> last{0};
+    return ++last;
+  }
+
   mutable std::shared_mutex mutex_;
   DeviceProfile profile_;
+  std::atomic<std::uint64_t> generation_{Next()};
 };
 
 class SimulatedFirmware final : public Firmware {
@@ -112,14 +123,16 @@ class SimulatedApplications final : public Applications {
  public:
   explicit SimulatedApplications(const SharedProfile& profile) : profile_(profile) {}
 
-  std::map<WString, InstalledApplication> Installed() override {
-    std::map<WString, InstalledApplication> installed;
+  ByKey Installed(ApplicationSource source) override {
+    ByKey installed;
+    if (source != ApplicationSource::kMachine) return installed;
     for (auto& [key, name, version] : profile_.Copy(&DeviceProfile::installed_apps)) {
       installed[key] = {name, {}, version};
     }
     return installed;
   }
   std::map<WString, WString> Store() override { return profile_.Copy(&DeviceProfile::store_apps); }
+  std::uint64_t Generation() override { return profile_.generation(); }
 
  private:
   const SharedProfile& profile_;

@@ -113,8 +113,10 @@ TEST(SimulatedDevice, AnswersWhatTheProfileSays) {
   EXPECT_EQ(device.accelerators().Enumerate()->at(0).description, "NPU"_w);
   EXPECT_EQ(device.accelerators().Enumerate()->at(0).manufacturer, std::nullopt);
   EXPECT_EQ(device.display_adapters().Enumerate()->at(0).dedicated_video_memory, 5'000'000'000U);
-  EXPECT_EQ(device.applications().Installed().at("{1}"_w).name, "Editor"_w);
-  EXPECT_EQ(device.applications().Installed().at("{1}"_w).version, "7.1"_w);
+  EXPECT_EQ(device.applications().Installed(ApplicationSource::kMachine).at("{1}"_w).name,
+            "Editor"_w);
+  EXPECT_EQ(device.applications().Installed(ApplicationSource::kMachine).at("{1}"_w).version,
+            "7.1"_w);
   EXPECT_EQ(device.applications().Store().at("Notes"_w), "2.0"_w);
   EXPECT_TRUE(device.services().IsRunning("CcmExec"_wv));
   EXPECT_FALSE(device.services().IsRunning("other"_wv));

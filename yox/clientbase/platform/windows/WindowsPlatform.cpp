@@ -1,5 +1,5 @@
 #include "yox/clientbase/platform/Platform.h"
-#include "yox/clientbase/platform/Unknown.h"
+#include "yox/clientbase/platform/RegistryApplications.h"
 #include "yox/clientbase/platform/windows/WindowsAccelerators.h"
 #include "yox/clientbase/platform/windows/WindowsClient.h"
 #include "yox/clientbase/platform/windows/WindowsClock.h"
@@ -44,12 +44,12 @@ class WindowsPlatform final : public Platform {
   WindowsOperatingSystem operating_system_{management_queries_};
   WindowsLocale locale_;
   WindowsUsers users_;
-  NoApplications applications_;
   WindowsDisplayAdapters display_adapters_;
   WindowsAccelerators accelerators_;
   WindowsServices services_;
   WindowsJoinState join_state_;
   WindowsRegistry registry_;
+  RegistryApplications applications_{registry_, users_};
   WindowsClient client_{registry_};
   WindowsDeviceTree device_tree_;
 };

@@ -1,0 +1,42 @@
+#include <algorithm>
+
+#include "yox/applicability/ApplicabilityEvaluator.h"
+#include "yox/applicability/EvaluatorLog.h"
+#include "yox/clientbase/MSStorePackageEnumerator.h"
+#include "yox/clientbase/platform/Platform.h"
+
+using YOX::utility::GetInstalledApps;
+
+void ApplicabilityEvaluator::UpdateInstalledAppsMap() {
+  installedGeneration_ = YOX::platform::Platform::Get().applications().Generation();
+  installedAppsMap.clear();
+  GetInstalledApps(installedAppsMap, true, false);
+  GetInstalledApps(installedAppsMap, false, false);
+  GetInstalledApps(installedAppsMap, true, true);
+
+  std::vector<const YOX::utility::AppMap::value_type*> sorted;
+  sorted.reserve(installedAppsMap.size());
+  for (const auto& entry : installedAppsMap) sorted.push_back(&entry);
+  std::ranges::sort(sorted, {}, [](const auto* entry) { return entry->first; });
+  auto items = std::make_shared<Pairs>();
+  items->reserve(2 * sorted.size());
+  for (const auto* const entry : sorted) {
+    const auto& [key, application] = *entry;
+    items->emplace_back(key, application.version);
+    items->emplace_back(application.name, application.version);
+  }
+  installedItems_ = std::move(items);
+}
+
+std::shared_ptr<const ApplicabilityEvaluator::Pairs> ApplicabilityEvaluator::InstalledItems() {
+  auto* const store = YOX::MSStorePackageEnumerator::GetInstance();
+  auto& applications = YOX::platform::Platform::Get().applications();
+  const std::lock_guard lock(installedAppsLock);
+  if (installedAppsMap.empty() || installedGeneration_ != applications.Generation()) {
+    UpdateInstalledAppsMap();
+    store->Initialize(g_evaluator_log);
+    g_evaluator_log.d("%s Updated installed apps list its size is now: %d",
+                      "ApplicabilityEvaluator::DoesFilterMatch", installedAppsMap.size());
+  }
+  return installedItems_;
+}

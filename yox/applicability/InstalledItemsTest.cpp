@@ -1,0 +1,108 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "yox/applicability/TestEvaluator.h"
+#include "yox/applicability/TestRecord.h"
+#include "yox/clientbase/String.h"
+#include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
+#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+
+#include "tests/CapturedLog.h"
+#include "tests/SubstitutedPlatform.h"
+
+namespace {
+
+using namespace YOX::literals;
+using YOX::WString;
+using YOX::platform::ApplicationSource;
+
+// Tells what it was asked for, in order.
+class Observed final : public YOX::platform::Applications {
+ public:
+  ByKey Installed(ApplicationSource source) override {
+    asked += "mu3"[static_cast<int>(source)];
+    return installed;
+  }
+  std::map<WString, WString> Store() override {
+    asked += 's';
+    return {{"Contoso.Notes"_w, "2.0"_w}};
+  }
+  std::uint64_t Generation() override { return generation; }
+
+  ByKey installed{{"{1}"_w, {"Contoso Editor"_w, {}, "7.1"_w}}};
+  std::uint64_t generation = 0;
+  std::string asked;
+};
+
+class InstalledItemsTest : public testing::Test {
+ protected:
+  InstalledItemsTest() { platform_.Set(applications_); }
+
+  bool Decide(const WString& required) {
+    Filter filter;
+    filter.set_installed_items(required);
+    WString reason;
+    return evaluator_.EvaluateApplicability(
+        yox_test::MakeRecord(), {}, ApplicabilityFilter({filter}), nullptr, nullptr, {}, reason);
+  }
+
+  YOX::platform::SimulatedDevice device_;
+  Observed applications_;
+  yox_test::SubstitutedPlatform platform_{device_};
+  YOX::platform::ScopedPlatform installed_{platform_};
+  yox_test::TestEvaluator evaluator_;
+};
+
+TEST_F(InstalledItemsTest, AreAskedForOnceInTheOrderOfTheirSourcesAndTheStoreEachTime) {
+  const yox_test::CapturedLog log;
+  EXPECT_TRUE(Decide("Contoso Editor|7.1"_w));
+  EXPECT_EQ(applications_.asked, "mu3s");
+  EXPECT_NE(log.Text().find("ApplicabilityEvaluator D ApplicabilityEvaluator::DoesFilterMatch "
+                            "Updated installed apps list its size is now: 1\n"),
+            std::string::npos)
+      << log.Text();
+  EXPECT_TRUE(Decide("{1}|7.1"_w));
+  EXPECT_TRUE(Decide("Contoso.Notes|2.0"_w));
+  EXPECT_EQ(applications_.asked, "mu3sss");
+}
+
+TEST_F(InstalledItemsTest, AreAskedForAgainWhileThereAreNone) {
+  applications_.installed.clear();
+  EXPECT_FALSE(Decide("Contoso Editor"_w));
+  EXPECT_FALSE(Decide("Contoso Editor"_w));
+  EXPECT_EQ(applications_.asked, "mu3smu3s");
+}
+
+TEST_F(InstalledItemsTest, AnotherGenerationIsAskedForAgain) {
+  EXPECT_FALSE(Decide("Contoso Viewer"_w));
+  applications_.installed["{2}"_w] = {"Contoso Viewer"_w, {}, "1"_w};
+  EXPECT_FALSE(Decide("Contoso Viewer"_w)) << "nobody told";
+  applications_.generation = 1;
+  EXPECT_TRUE(Decide("Contoso Viewer"_w));
+}
+
+TEST_F(InstalledItemsTest, AnInstalledOneComesBeforeTheStores) {
+  applications_.installed["Contoso.Notes"_w] = {"Notes"_w, {}, "1.0"_w};
+  EXPECT_TRUE(Decide("Contoso.Notes|1.0"_w));
+  EXPECT_FALSE(Decide("Contoso.Notes|2.0"_w));
+}
+
+TEST(InstalledItemsOfADevice, FollowItsChanges) {
+  YOX::platform::SimulatedDevice device(YOX::platform::ReadDeviceProfile(
+      R"({"installed_apps": [{"key": "{1}", "name": "Editor", "version": "7.1"}]})"));
+  const YOX::platform::ScopedPlatform installed(device);
+  yox_test::TestEvaluator evaluator;
+  Filter filter;
+  filter.set_installed_items("Editor|>=8"_w);
+  const auto decide = [&] {
+    WString reason;
+    return evaluator.EvaluateApplicability(
+        yox_test::MakeRecord(), {}, ApplicabilityFilter({filter}), nullptr, nullptr, {}, reason);
+  };
+  EXPECT_FALSE(decide());
+  device.Change([](auto& profile) { profile.installed_apps[0].version = "8.0"_w; });
+  EXPECT_TRUE(decide());
+}
+
+}  // namespace

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <unordered_map>
+
+#include "yox/clientbase/Export.h"
+#include "yox/clientbase/WString.h"
+#include "yox/clientbase/platform/Applications.h"
+
+namespace YOX::utility {
+
+// Name, publisher and version, in this order.
+using AppInfo = platform::InstalledApplication;
+using AppMap = std::unordered_map<WString, AppInfo>;
+
+// Adds the applications of one source to the map: those of the machine or of the user who is logged
+// on; with `view32` those that 32-bit installers have installed, of which a user has none of his
+// own. Of a key that the map has, what it has stays. False when there is no such source.
+YOX_API bool GetInstalledApps(AppMap& apps, bool machine, bool view32);
+
+}  // namespace YOX::utility
