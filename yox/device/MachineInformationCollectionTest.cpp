@@ -127,6 +127,7 @@ TEST(MachineInformationCollectionTest, ASourceThatThrowsEndsTheCollectionThere) 
     std::uint32_t Architecture() override { return 9; }
     std::uint32_t UpdateServiceStartType() override { return 0; }
     std::vector<OperatingSystemUpdate> UpdateHistory() override { return {}; }
+    std::optional<YOX::platform::LocalDate> FirstRunDate() override { return std::nullopt; }
   } failing;
   InstalledDevice device;
   yox_test::SubstitutedPlatform platform(device.device());

@@ -104,6 +104,9 @@ class Untouchable : public YOX::platform::Firmware,
   std::vector<YOX::platform::OperatingSystemUpdate> UpdateHistory() override {
     return Asked<std::vector<YOX::platform::OperatingSystemUpdate>>();
   }
+  std::optional<YOX::platform::LocalDate> FirstRunDate() override {
+    return Asked<std::optional<YOX::platform::LocalDate>>();
+  }
   YOX::platform::ManagementAnswer Ask(YOX::WStringView, YOX::WStringView,
                                       YOX::WStringView) override {
     return Asked<YOX::platform::ManagementAnswer>();

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "yox/clientbase/CRegUtil.h"
+#include "yox/clientbase/DateTimeUtility.h"
 #include "yox/clientbase/Log.h"
 #include "yox/clientbase/String.h"
 #include "yox/clientbase/platform/Platform.h"
@@ -240,6 +241,56 @@ AppAndTagCollection::List AppAndTagCollection::GetDynamicMemoryTags() {
   return tags;
 }
 
-// The tags of the first run and of the accelerators have no source yet.
-void AppAndTagCollection::CollectTags(YOX::platform::WaitHandle /*stopEvent*/, bool /*dateFlag*/,
-                                      bool /*waitAfterBoot*/) {}
+void AppAndTagCollection::CollectTags(YOX::platform::WaitHandle stopEvent, bool dateFlag,
+                                      bool waitAfterBoot) {
+  constexpr const char* kOrigin = "AppAndTagCollection::CollectTags";
+  using YOX::platform::WaitResult;
+  constexpr std::int64_t kMinute = 60;
+  g_log.d("%s: Enter", kOrigin);
+  if (waitAfterBoot && YOX::platform::Platform::Get().clock().UptimeSeconds() < kMinute) {
+    g_log.d("%s: Waiting for a minute before collecting tags", kOrigin);
+    // A whole minute, not what is left of the first one.
+    if (YOX::platform::WaitFor(stopEvent, kMinute * 1000).kind != WaitResult::Kind::kTimedOut) {
+      return;
+    }
+  }
+  const std::shared_ptr<MachineInformation> record = Record();
+  if (record == nullptr) return;
+  const bool written = CheckIfTagsAlreadyExist();
+  if (!written) record->CollectNpuInfo();
+  record->CollectGpuNames();
+
+  const WString days = YOX::DateTimeUtility::GetDaysSinceOobe(dateFlag);
+  g_log.d("%s:DaysSinceOobe %s", kOrigin, days);
+  AddTags({{daysSinceOobe, days}}, true, true);
+
+  if (written) {
+    g_log.d("%s: Npu tags already generated and saved in registry", kOrigin);
+    WString text;
+    if (CRegUtil::GetRegValueOfStringType(HKEY_LOCAL_MACHINE, szRegKeySubPath, npuMfrTag, text)) {
+      record->set_npu_mfr(text);
+    } else {
+      g_log.d("%s: Npu mfr not found in registry", kOrigin);
+    }
+    if (CRegUtil::GetRegValueOfStringType(HKEY_LOCAL_MACHINE, szRegKeySubPath, npuDescriptionTag,
+                                          text)) {
+      record->set_npu_description(text);
+    } else {
+      g_log.d("%s: Npu description not found in registry", kOrigin);
+    }
+  } else {
+    g_log.d("%s: Npu exists %s , NPU mfr %s NPU desc %s", kOrigin, record->npu_exists(),
+            record->npu_mfr(), record->npu_description());
+    const std::lock_guard lock(lock_);
+    List tags{{npuExistsTag, record->npu_exists()},
+              {npuMfrTag, record->npu_mfr()},
+              {npuDescriptionTag, record->npu_description()}};
+    const WString first = YOX::DateTimeUtility::GetFirstRunDate(dateFlag);
+    g_log.d("%s:OobeDate %s", kOrigin, first);
+    tags.emplace_back(oobeDateTag, first);
+    AddTags(std::move(tags), false, true);
+  }
+  for (const WString& tag : GpuTagGenerator::GenerateGpuTags(record->gpu_names())) {
+    g_log.d("%s: Gpu tag: %s", kOrigin, tag);
+  }
+}

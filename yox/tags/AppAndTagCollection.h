@@ -60,6 +60,14 @@ class YOX_API AppAndTagCollection {
   // Whether the registry holds the tags that are written once.
   bool CheckIfTagsAlreadyExist();
 
+  // Makes the tags that the device gives of itself: the days since it was first put to use, each
+  // time; its accelerator and the day of its first use once, which the registry tells; otherwise
+  // the machine record gets the accelerator's texts from there. Nothing without a machine record.
+  // With `waitAfterBoot` it waits for a whole minute first when the device has been up for less
+  // than one: do not call it so with a lock that others need. A stop that is signalled meanwhile,
+  // and a null `stopEvent`, end it there. `dateFlag` is told in DateTimeUtility.h.
+  void CollectTags(YOX::platform::WaitHandle stopEvent, bool dateFlag, bool waitAfterBoot);
+
   // Builds the list anew, the collection's lock held throughout.
   void RefreshTags(YOX::platform::WaitHandle stopEvent, bool dateFlag);
   // Replaces the tags of the user's persona alone, the collection's lock held throughout.
@@ -78,7 +86,6 @@ class YOX_API AppAndTagCollection {
 
  private:
   List GetDynamicMemoryTags();
-  void CollectTags(YOX::platform::WaitHandle stopEvent, bool dateFlag, bool waitAfterBoot);
 
   std::shared_ptr<const List> Snapshot() const;
   void Replace(List tags);

@@ -69,6 +69,14 @@ TEST_P(OperatingSystemContract, AnswersTheSameAgain) {
   EXPECT_EQ(system.IsSMode(), system.IsSMode());
 }
 
+TEST_P(OperatingSystemContract, TheFirstDayIsADayOfTheCalendar) {
+  OperatingSystem& system = platform().operating_system();
+  const auto date = system.FirstRunDate();
+  EXPECT_EQ(system.FirstRunDate(), date);
+  if (!date) return;  // the system cannot tell
+  EXPECT_TRUE(date->month >= 1 && date->month <= 12 && date->day >= 1 && date->day <= 31);
+}
+
 class LocaleContract : public yox_test::PlatformContract {};
 
 TEST_P(LocaleContract, CodesAreCodesOrEmpty) {

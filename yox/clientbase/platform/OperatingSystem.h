@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "yox/clientbase/WString.h"
+#include "yox/clientbase/platform/Clock.h"
 
 namespace YOX::platform {
 
@@ -36,6 +37,10 @@ class OperatingSystem {
   virtual std::uint32_t UpdateServiceStartType() = 0;
   // Newest first.
   virtual std::vector<OperatingSystemUpdate> UpdateHistory() = 0;
+
+  // The day, in the device's time zone, on which the device was first put to use; nothing when the
+  // system cannot tell.
+  virtual std::optional<LocalDate> FirstRunDate() = 0;
 };
 
 }  // namespace YOX::platform

@@ -21,6 +21,7 @@ class UnknownOperatingSystem final : public OperatingSystem {
   std::uint32_t Architecture() override { return 65535; }
   std::uint32_t UpdateServiceStartType() override { return 0; }
   std::vector<OperatingSystemUpdate> UpdateHistory() override { return {}; }
+  std::optional<LocalDate> FirstRunDate() override { return std::nullopt; }
 };
 
 class UnknownLocale final : public Locale {

@@ -1,5 +1,6 @@
 #include "yox/clientbase/platform/linux/LinuxOperatingSystem.h"
 
+#include <sys/stat.h>
 #include <sys/utsname.h>
 
 #include <string>
@@ -7,6 +8,7 @@
 
 #include "yox/clientbase/String.h"
 #include "yox/clientbase/platform/linux/Assignments.h"
+#include "yox/clientbase/platform/linux/LinuxClock.h"
 #include "yox/clientbase/platform/linux/PackageHistory.h"
 #include "yox/clientbase/platform/linux/RootFiles.h"
 
@@ -114,6 +116,16 @@ std::vector<OperatingSystemUpdate> LinuxOperatingSystem::UpdateHistory() {
     return updates;
   }
   return {};
+}
+
+std::optional<LocalDate> LinuxOperatingSystem::FirstRunDate() {
+  struct stat status {};
+  // An image that has not been started yet carries an empty machine-id.
+  const bool known =
+      (stat((root_ / "etc/machine-id").c_str(), &status) == 0 && status.st_size > 0) ||
+      stat((root_ / "lost+found").c_str(), &status) == 0;
+  if (!known) return std::nullopt;
+  return LinuxClock().ToLocalDate(status.st_mtim.tv_sec);
 }
 
 }  // namespace YOX::platform

@@ -24,6 +24,8 @@ class LinuxOperatingSystem final : public OperatingSystem {
   std::uint32_t UpdateServiceStartType() override;
   // The upgrades of APT, DNF, zypper or pacman; each has the system's name as its category.
   std::vector<OperatingSystemUpdate> UpdateHistory() override;
+  // When the system got its machine-id, else when the file system of its root was made.
+  std::optional<LocalDate> FirstRunDate() override;
 
  private:
   std::string Release(std::string_view name) const;

@@ -1,4 +1,6 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <fstream>
@@ -196,6 +198,27 @@ TEST(LinuxOperatingSystemTest, AMaskedUpgradeTimerIsDisabled) {
   root.File("lib/systemd/system/apt-daily-upgrade.timer", "");
   root.Link("etc/systemd/system/apt-daily-upgrade.timer", "/dev/null");
   EXPECT_EQ(LinuxOperatingSystem(root.path()).UpdateServiceStartType(), 4U);
+}
+
+TEST(LinuxOperatingSystemTest, TheFirstDayIsThatOfTheMachineId) {
+  Root root;
+  LinuxOperatingSystem system(root.path());
+  EXPECT_EQ(system.FirstRunDate(), std::nullopt);
+  const auto touch = [&](const char* path, std::int64_t moment) {
+    const std::string file = root.path() / path;
+    const timespec times[] = {{moment, 0}, {moment, 0}};
+    ASSERT_EQ(utimensat(AT_FDCWD, file.c_str(), times, 0), 0);
+  };
+  constexpr std::int64_t kNoon = 1736510400;  // 2025-01-10
+  root.File("lost+found", "");
+  touch("lost+found", kNoon - 86400 * 3);
+  EXPECT_EQ(system.FirstRunDate(), (LocalDate{2025, 1, 7}));
+  root.File("etc/machine-id", "");
+  touch("etc/machine-id", kNoon);
+  EXPECT_EQ(system.FirstRunDate(), (LocalDate{2025, 1, 7})) << "not started yet";
+  root.File("etc/machine-id", "0123456789abcdef0123456789abcdef\n");
+  touch("etc/machine-id", kNoon);
+  EXPECT_EQ(system.FirstRunDate(), (LocalDate{2025, 1, 10}));
 }
 
 constexpr char kAptLog[] = R"(

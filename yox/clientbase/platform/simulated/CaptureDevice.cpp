@@ -96,6 +96,7 @@ DeviceProfile CaptureDevice(Platform& device, const std::vector<WString>& regist
     static_cast<FirmwareFacts&>(*profile.firmware) = *facts;
   }
   profile.os = Capture(device.operating_system());
+  profile.first_run_date = device.operating_system().FirstRunDate();
   profile.region = device.locale().Facts();
   profile.user = {device.users().LoggedInUserSid(), device.users().IsSystemProcess()};
   for (const WString& path : registry_keys) {

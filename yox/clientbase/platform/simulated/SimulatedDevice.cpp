@@ -90,6 +90,9 @@ class SimulatedOperatingSystem final : public OperatingSystem {
   std::vector<OperatingSystemUpdate> UpdateHistory() override {
     return Fact(&DeviceProfile::OsSection::updates);
   }
+  std::optional<LocalDate> FirstRunDate() override {
+    return profile_.Copy(&DeviceProfile::first_run_date);
+  }
 
  private:
   template <class Value>

@@ -7,6 +7,7 @@
 #include <variant>
 
 #include "yox/clientbase/platform/windows/ServiceHandle.h"
+#include "yox/clientbase/platform/windows/WindowsClock.h"
 
 namespace YOX::platform {
 namespace {
@@ -112,6 +113,26 @@ std::uint32_t WindowsOperatingSystem::UpdateServiceStartType() {
                  QueryServiceConfigW(service.get(), configuration, size, &size) != FALSE
              ? configuration->dwStartType
              : 0;
+}
+
+std::optional<LocalDate> WindowsOperatingSystem::FirstRunDate() {
+  std::optional<DWORD> first = RegistryNumber(kCurrentVersion, L"InstallDate");
+  // An upgrade begins a new installation and keeps account of the former ones.
+  const WString setup = L"SYSTEM\\Setup";
+  HKEY key = nullptr;
+  if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, setup.c_str(), 0, KEY_READ, &key) == ERROR_SUCCESS) {
+    wchar_t name[256];
+    for (DWORD i = 0, length = 256;
+         RegEnumKeyExW(key, i, name, &length, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
+         ++i, length = 256) {
+      if (!WStringView(name).starts_with(L"Source OS")) continue;
+      const auto former = RegistryNumber((setup + L"\\" + name).c_str(), L"InstallDate");
+      if (former && (!first || *former < *first)) first = former;
+    }
+    RegCloseKey(key);
+  }
+  if (!first || *first == 0) return std::nullopt;
+  return WindowsClock().ToLocalDate(*first);
 }
 
 }  // namespace YOX::platform

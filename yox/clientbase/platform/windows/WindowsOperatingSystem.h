@@ -21,6 +21,8 @@ class WindowsOperatingSystem final : public OperatingSystem {
   std::uint32_t Architecture() override;
   std::uint32_t UpdateServiceStartType() override;
   std::vector<OperatingSystemUpdate> UpdateHistory() override;
+  // Of the first installation that the registry knows of.
+  std::optional<LocalDate> FirstRunDate() override;
 
  private:
   ManagementQueries& queries_;

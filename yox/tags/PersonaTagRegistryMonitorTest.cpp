@@ -1,0 +1,132 @@
+#include <functional>
+
+#include "yox/clientbase/String.h"
+#include "yox/clientbase/platform/Event.h"
+#include "yox/clientbase/platform/RegistryPlatform.h"
+#include "yox/tags/Persona.h"
+#include "yox/tags/PersonaTagRegistryMonitor.h"
+
+#include "tests/AwaitedLog.h"
+
+namespace {
+
+using namespace YOX::literals;
+using YOX::String;
+using YOX::WString;
+using YOX::platform::Event;
+using YOX::platform::RegistryKey;
+using YOX::platform::RegistryStatus;
+using YOX::platform::RegistryValue;
+using YOX::platform::WaitFor;
+
+constexpr std::int64_t kHalfAMinute = 30'000;
+constexpr const char* kWatching = "MonitorLoop Monitoring subkey path";
+
+class PersonaTagRegistryMonitorTest : public yox_test::OnEveryRegistry {
+ protected:
+  PersonaTagRegistryMonitorTest() {
+    device().Change([&](YOX::platform::DeviceProfile& profile) { profile.user.sid = own_user(); });
+  }
+  ~PersonaTagRegistryMonitorTest() override { registry().DeleteKey(Intent()); }
+
+  RegistryKey Intent(const WString& below = {}) {
+    return {HKEY_USERS, own_user() + "\\"_w + yox::Persona::kIntentRegistryPath + below, {}, {}};
+  }
+  void Answer(std::uint32_t number) {
+    Set(Intent("\\gaming"_w), "Intent"_w, RegistryValue::Dword(number));
+  }
+
+  Event changed_;
+  yox::PersonaTagRegistryMonitor monitor_;
+};
+YOX_ON_EVERY_REGISTRY(PersonaTagRegistryMonitorTest);
+
+TEST_P(PersonaTagRegistryMonitorTest, AnAnswerBelowTheIntentKeySetsTheEvent) {
+  ASSERT_EQ(registry().CreateKey(Intent("\\gaming"_w)), RegistryStatus::kOk);
+  yox_test::AwaitedLog log;
+  monitor_.SetChangeEvent(changed_.handle());
+  monitor_.Start();
+  // Windows watches from the moment of return on; the line comes before.
+  for (std::uint32_t number = 1; !changed_.IsSet() && number < 300; ++number) {
+    Answer(number);
+    WaitFor(changed_.handle(), 100);
+  }
+  EXPECT_TRUE(changed_.IsSet());
+  monitor_.Stop();
+  const std::string text = log.Text();
+  EXPECT_NE(text.find("yox D yox::PersonaTagRegistryMonitor::MonitorLoop Monitoring subkey path " +
+                      String::UTF16ToUTF8(Intent().path) + "\n"),
+            std::string::npos);
+  EXPECT_NE(text.find("yox D yox::PersonaTagRegistryMonitor::MonitorLoop Persona tags changed\n"),
+            std::string::npos);
+}
+
+TEST_P(PersonaTagRegistryMonitorTest, WithoutAnEventAnAnswerIsLoggedAlone) {
+  ASSERT_EQ(registry().CreateKey(Intent("\\gaming"_w)), RegistryStatus::kOk);
+  yox_test::AwaitedLog log;
+  monitor_.Start();
+  bool told = false;
+  for (std::uint32_t number = 1; !told && number < 300; ++number) {
+    Answer(number);
+    told = log.Await("Persona tags changed", 100);
+  }
+  EXPECT_TRUE(told);
+}
+
+TEST_P(PersonaTagRegistryMonitorTest, AKeyThatIsNotThereEndsTheThread) {
+  yox_test::AwaitedLog log;
+  monitor_.SetChangeEvent(changed_.handle());
+  monitor_.Start();
+  EXPECT_TRUE(log.Await(
+      "yox E yox::PersonaTagRegistryMonitor::MonitorLoop AddMonitorKey failed for persona tags"));
+  monitor_.Stop();
+  EXPECT_FALSE(changed_.IsSet());
+}
+
+TEST_P(PersonaTagRegistryMonitorTest, WithoutAUserThePathBeginsWithNothing) {
+  device().Change([](YOX::platform::DeviceProfile& profile) { profile.user.sid.clear(); });
+  yox_test::AwaitedLog log;
+  monitor_.Start();
+  EXPECT_TRUE(log.Await(
+      "yox D yox::PersonaTagRegistryMonitor::MonitorLoop Monitoring subkey path \\Software\\"));
+  EXPECT_TRUE(log.Await("AddMonitorKey failed for persona tags"));
+}
+
+TEST_P(PersonaTagRegistryMonitorTest, StopWithoutStartReturnsAtOnce) {
+  monitor_.Stop();
+  monitor_.Stop();
+}
+
+TEST_P(PersonaTagRegistryMonitorTest, AStopAnywhereInTheStartEndsTheThread) {
+  ASSERT_EQ(registry().CreateKey(Intent()), RegistryStatus::kOk);
+  for (int i = 0; i < 100; ++i) {
+    yox::PersonaTagRegistryMonitor monitor;
+    monitor.SetChangeEvent(changed_.handle());
+    monitor.Start();
+    if (i % 2 == 0) monitor.Stop();
+  }
+  EXPECT_FALSE(changed_.IsSet());
+}
+
+TEST_P(PersonaTagRegistryMonitorTest, AStoppedMonitorCanBeStartedAgain) {
+  ASSERT_EQ(registry().CreateKey(Intent()), RegistryStatus::kOk);
+  for (int i = 0; i < 3; ++i) {
+    yox_test::AwaitedLog log;
+    monitor_.Start();
+    EXPECT_TRUE(log.Await(kWatching));
+    monitor_.Stop();
+  }
+}
+
+TEST_P(PersonaTagRegistryMonitorTest, SeveralThreadsMayStopIt) {
+  ASSERT_EQ(registry().CreateKey(Intent()), RegistryStatus::kOk);
+  for (int i = 0; i < 50; ++i) {
+    yox::PersonaTagRegistryMonitor monitor;
+    monitor.Start();
+    std::thread other([&] { monitor.Stop(); });
+    monitor.Stop();
+    other.join();
+  }
+}
+
+}  // namespace

@@ -1,0 +1,242 @@
+#include <future>
+
+#include "yox/clientbase/String.h"
+#include "yox/clientbase/platform/Event.h"
+#include "yox/clientbase/platform/RegistryPlatform.h"
+#include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
+#include "yox/device/MachineInformation.h"
+#include "yox/foundation/YOXHelperFactory.h"
+#include "yox/tags/AppAndTagCollection.h"
+
+#include "tests/AwaitedLog.h"
+#include "tests/CapturedLog.h"
+#include "tests/Rows.h"
+
+namespace {
+
+using namespace YOX::literals;
+using YOX::String;
+using YOX::WString;
+using YOX::platform::Event;
+using YOX::platform::ReadDeviceProfile;
+using YOX::platform::RegistryKey;
+using YOX::platform::RegistryStatus;
+using YOX::platform::RegistryValue;
+using YOX::platform::SimulatedDevice;
+
+constexpr const char* kWithAccelerator = R"json({
+  "clock": {"now": "2026-03-01T12:00:00"},
+  "accelerators": [{"manufacturer": "Contoso", "description": "Contoso AI Boost"}],
+  "display_adapters": [{"description": "Intel(R) Arc(TM)", "dedicated_video_memory": 1073741824}],
+  "first_run_date": "2025-01-10"})json";
+constexpr const char* kPlain =
+    R"({"clock": {"now": "2026-03-01T12:00:00"}, "first_run_date": "2025-01-10"})";
+constexpr const char* kJustStarted =
+    R"({"clock": {"now": "2026-03-01T12:00:00", "uptime_seconds": 59},
+        "first_run_date": "2025-01-10"})";
+
+class TestCollection : public AppAndTagCollection {
+ public:
+  TestCollection() = default;
+  ~TestCollection() = default;
+};
+
+class FreshRecord : public MachineInformation {
+ public:
+  FreshRecord() = default;
+};
+
+// A device with a machine record of its own and a collection of its own.
+class Setting {
+ public:
+  explicit Setting(const char* profile) : device(ReadDeviceProfile(profile)) {
+    yox::YOXHelperFactory::GetInstance()->SetMachineInformationAgent(record);
+  }
+  ~Setting() { RemoveRecord(); }
+  void RemoveRecord() {
+    std::shared_ptr<MachineInformation> none;
+    yox::YOXHelperFactory::GetInstance()->SetMachineInformationAgent(none);
+  }
+
+  void Store(const char* name, const char* text) {
+    ASSERT_EQ(device.registry().CreateKey(key), RegistryStatus::kOk);
+    device.registry().SetValue(key, String::UTF8ToUTF16(name),
+                               RegistryValue::Text(String::UTF8ToUTF16(text)));
+  }
+  // The tags' key, "name=text;" for each value.
+  std::string Stored() {
+    std::vector<YOX::platform::RegistryEntry> values;
+    static_cast<YOX::platform::Registry&>(device.registry()).Values(key, values);
+    std::string text;
+    for (const auto& entry : values) {
+      text += String::UTF16ToUTF8(entry.name + "="_w + entry.value.FirstText() + ";"_w);
+    }
+    return text;
+  }
+  std::string Collect() {
+    const yox_test::CapturedLog log;
+    tags.CollectTags(nullptr, false, false);
+    std::string text;
+    for (const auto& line : log.Lines()) {
+      if (line.text.starts_with("MachineInformation::")) continue;  // has tests of its own
+      text += line.log + " " + "DWE"[static_cast<int>(line.level)] + " " + line.text + "\n";
+    }
+    return text;
+  }
+  std::string Text() { return String::UTF16ToUTF8(tags.getTagsAsString()); }
+
+  SimulatedDevice device;
+  const YOX::platform::ScopedPlatform installed{device};
+  const RegistryKey key{HKEY_LOCAL_MACHINE, AppAndTagCollection::szRegKeySubPath, {}, {}};
+  std::shared_ptr<MachineInformation> record = std::make_shared<FreshRecord>();
+  TestCollection tags;
+};
+
+TEST(TagGenerationTest, TheFirstTimeWritesTheTagsThatLastInTheirOrder) {
+  Setting setting(kWithAccelerator);
+  EXPECT_EQ(setting.Collect(),
+            "yox D AppAndTagCollection::CollectTags: Enter\n"
+            "yox E AppAndTagCollection::CheckIfTagsAlreadyExist tag does not exist in 64 bit "
+            "registry Device.Hardware.Npu.Exists\n"
+            "yox D AppAndTagCollection::CollectTags:DaysSinceOobe 415\n"
+            "yox D AppAndTagCollection::AddTags Adding key to tag list DaysSinceOobe 415\n"
+            "yox E AppAndTagCollection::AddTags Added key to registry DaysSinceOobe 415\n"
+            "yox D AppAndTagCollection::CollectTags: Npu exists true , NPU mfr Contoso NPU desc "
+            "Contoso AI Boost\n"
+            "yox D AppAndTagCollection::CollectTags:OobeDate 2025-01-10\n"
+            "yox D AppAndTagCollection::AddTags Adding key to tag list Device.Hardware.Npu.Exists "
+            "true\n"
+            "yox E AppAndTagCollection::AddTags Added key to registry Device.Hardware.Npu.Exists "
+            "true\n"
+            "yox D AppAndTagCollection::AddTags Adding key to tag list Device.Hardware.Npu.mfr "
+            "Contoso\n"
+            "yox E AppAndTagCollection::AddTags Added key to registry Device.Hardware.Npu.mfr "
+            "Contoso\n"
+            "yox D AppAndTagCollection::AddTags Adding key to tag list "
+            "Device.Hardware.Npu.description Contoso AI Boost\n"
+            "yox E AppAndTagCollection::AddTags Added key to registry "
+            "Device.Hardware.Npu.description Contoso AI Boost\n"
+            "yox D AppAndTagCollection::AddTags Adding key to tag list OobeDate 2025-01-10\n"
+            "yox E AppAndTagCollection::AddTags Added key to registry OobeDate 2025-01-10\n"
+            "yox D AppAndTagCollection::CollectTags: Gpu tag: Device.Hardware.Gpu.Exists\n"
+            "yox D AppAndTagCollection::CollectTags: Gpu tag: Device.Hardware.Gpu.Intel\n");
+  EXPECT_EQ(setting.Text(),
+            "DaysSinceOobe:415, Device.Hardware.Npu.Exists:true, Device.Hardware.Npu.mfr:Contoso, "
+            "Device.Hardware.Npu.description:Contoso AI Boost, OobeDate:2025-01-10, ")
+      << "adapters' tags are not merged";
+}
+
+TEST(TagGenerationTest, LaterTheDaysAloneAreWrittenAndTheRecordIsFilledWithoutProbing) {
+  Setting setting(kPlain);
+  setting.Store("Device.Hardware.Npu.Exists", "true");
+  setting.Store("Device.Hardware.Npu.mfr", "Fabrikam");
+  setting.Store("Device.Hardware.Npu.description", "AI");
+  setting.Store("OobeDate", "2020-02-02");
+  setting.Store("DaysSinceOobe", "3");
+  EXPECT_EQ(setting.Collect(),
+            "yox D AppAndTagCollection::CollectTags: Enter\n"
+            "yox D AppAndTagCollection::CollectTags:DaysSinceOobe 415\n"
+            "yox D AppAndTagCollection::AddTags Adding key to tag list DaysSinceOobe 415\n"
+            "yox E AppAndTagCollection::AddTags Added key to registry DaysSinceOobe 415\n"
+            "yox D AppAndTagCollection::CollectTags: Npu tags already generated and saved in "
+            "registry\n");
+  EXPECT_EQ(setting.record->npu_mfr(), "Fabrikam"_w);
+  EXPECT_EQ(setting.record->npu_description(), "AI"_w);
+  EXPECT_EQ(setting.record->npu_exists(), ""_w) << "nobody has probed";
+  EXPECT_NE(setting.Stored().find("OobeDate=2020-02-02;"), std::string::npos);
+  EXPECT_NE(setting.Stored().find("DaysSinceOobe=415;"), std::string::npos);
+}
+
+TEST(TagGenerationTest, ADeviceWithoutAcceleratorWritesThatAndTheDayAlone) {
+  Setting setting(kPlain);
+  setting.Collect();
+  EXPECT_EQ(setting.Text(),
+            "DaysSinceOobe:415, Device.Hardware.Npu.Exists:false, OobeDate:2025-01-10, ");
+  EXPECT_EQ(setting.Stored().find("Npu.mfr"), std::string::npos);
+  EXPECT_EQ(setting.Stored().find("Npu.description"), std::string::npos);
+  const std::string again = setting.Collect();
+  EXPECT_NE(again.find("CollectTags: Npu mfr not found in registry\n"), std::string::npos);
+  EXPECT_NE(again.find("CollectTags: Npu description not found in registry\n"), std::string::npos);
+}
+
+TEST(TagGenerationTest, WhatIsDeletedFromTheRegistryIsProbedAndWrittenAgain) {
+  Setting setting(kWithAccelerator);
+  setting.Collect();
+  const std::string all = setting.Stored();
+  for (const WString& name : {"OobeDate"_w, "Device.Hardware.Npu.Exists"_w}) {
+    ASSERT_EQ(setting.device.registry().DeleteValue(setting.key, name), RegistryStatus::kOk);
+    EXPECT_NE(setting.Stored(), all);
+    setting.Collect();
+    EXPECT_EQ(setting.Stored().size(), all.size());
+  }
+}
+
+TEST(TagGenerationTest, WithoutARecordNothingIsCollected) {
+  Setting setting(kPlain);
+  setting.RemoveRecord();
+  EXPECT_EQ(setting.Collect(), "yox D AppAndTagCollection::CollectTags: Enter\n");
+  EXPECT_EQ(setting.Stored(), "");
+}
+
+TEST(TagGenerationTest, ADeviceThatCannotTellItsFirstDayHasNoDateTags) {
+  Setting setting(R"({"clock": {"now": "2026-03-01T12:00:00"}})");
+  setting.Collect();
+  EXPECT_EQ(setting.Text(), "Device.Hardware.Npu.Exists:false, ");
+}
+
+TEST(TagGenerationTest, ARefreshCollectsBehindTheNewList) {
+  Setting setting(kPlain);
+  setting.Store("a", "1");
+  setting.tags.RefreshTags(nullptr, true);
+  EXPECT_EQ(setting.Text(),
+            "a:1, Device.Usage.IsManagedDevice:false, DaysSinceOobe:415, "
+            "Device.Hardware.Npu.Exists:false, OobeDate:2025-01-10, ");
+}
+
+TEST(TagGenerationTest, AMinuteAfterTheStartNobodyWaits) {
+  Setting setting(
+      R"({"clock": {"now": "2026-03-01T12:00:00", "uptime_seconds": 60},
+          "first_run_date": "2025-01-10"})");
+  const yox_test::CapturedLog log;
+  setting.tags.CollectTags(nullptr, false, true);
+  EXPECT_NE(setting.Text(), "");
+  EXPECT_EQ(log.Text().find("Waiting"), std::string::npos);
+}
+
+TEST(TagGenerationTest, InTheFirstMinuteANullHandleEndsTheWaitAtOnce) {
+  Setting setting(kJustStarted);
+  const yox_test::CapturedLog log;
+  setting.tags.CollectTags(nullptr, false, true);
+  EXPECT_EQ(setting.Text(), "");
+  EXPECT_EQ(log.Text(),
+            "yox D AppAndTagCollection::CollectTags: Enter\n"
+            "yox D AppAndTagCollection::CollectTags: Waiting for a minute before collecting "
+            "tags\n");
+}
+
+TEST(TagGenerationTest, InTheFirstMinuteAStopEndsTheWait) {
+  Setting setting(kJustStarted);
+  Event stop;
+  yox_test::AwaitedLog log;
+  auto collecting =
+      std::async(std::launch::async, [&] { setting.tags.CollectTags(stop.handle(), false, true); });
+  EXPECT_TRUE(log.Await("Waiting for a minute before collecting tags"));
+  stop.Set();
+  collecting.get();
+  EXPECT_EQ(setting.Text(), "");
+}
+
+TEST(TagGenerationTest, InTheFirstMinuteAWholeMinuteIsWaited) {
+  Setting setting(kJustStarted);
+  Event stop;
+  auto collecting =
+      std::async(std::launch::async, [&] { setting.tags.CollectTags(stop.handle(), false, true); });
+  const auto alarm = setting.device.clock().alarms().AwaitNext(30'000);
+  ASSERT_TRUE(alarm.has_value());
+  EXPECT_EQ(*alarm, 59'000 + 60'000);
+  setting.device.clock().AdvanceMilliseconds(60'000);
+  collecting.get();
+  EXPECT_NE(setting.Text(), "");
+}
+
+}  // namespace
