@@ -472,8 +472,10 @@ struct World {
 
   bool Decide(std::size_t list, std::size_t device, WString& reason) const {
     const Device& d = devices[device];
-    return ApplicabilityEvaluator::GetInstance()->EvaluateApplicability(
-        d.record, d.client_version, lists[list], nullptr, nullptr, d.tags, reason);
+    struct Deciding : ApplicabilityEvaluator {};  // nothing but decisions: no thread, no watch
+    static Deciding evaluator;
+    return evaluator.EvaluateApplicability(d.record, d.client_version, lists[list], nullptr,
+                                           nullptr, d.tags, reason);
   }
 };
 

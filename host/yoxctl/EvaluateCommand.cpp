@@ -13,6 +13,7 @@
 
 #include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/CommandLine.h"
+#include "host/yoxctl/DecidingEvaluator.h"
 #include "host/yoxctl/ExplanationText.h"
 #include "host/yoxctl/Output.h"
 #include "host/yoxctl/Paint.h"
@@ -61,7 +62,8 @@ int Evaluate(const GlobalOptions& global, const EvaluateOptions& options) {
   std::shared_ptr<MachineInformation> record(MachineInformation::GetInstance(),
                                              [](MachineInformation*) {});
   yox::YOXHelperFactory::GetInstance()->SetMachineInformationAgent(record);
-  ApplicabilityEvaluator* const evaluator = ApplicabilityEvaluator::GetInstance();
+  DecidingEvaluator deciding;
+  ApplicabilityEvaluator* const evaluator = &deciding;
   YOX::WString* const target = options.target_version ? &target_version : nullptr;
 
   if (options.explain) {

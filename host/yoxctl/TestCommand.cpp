@@ -18,6 +18,7 @@
 
 #include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/CommandLine.h"
+#include "host/yoxctl/DecidingEvaluator.h"
 #include "host/yoxctl/ExplanationText.h"
 #include "host/yoxctl/Output.h"
 #include "host/yoxctl/OwnProgram.h"
@@ -98,7 +99,7 @@ Explanation Decide(const ApplicabilityFilter& list, const Case& one) {
                                              [](MachineInformation*) {});
   yox::YOXHelperFactory::GetInstance()->SetMachineInformationAgent(record);
   const auto& target = one.test.target_version;
-  return ApplicabilityEvaluator::GetInstance()->Explain(list, target ? &*target : nullptr, tags);
+  return DecidingEvaluator().Explain(list, target ? &*target : nullptr, tags);
 }
 
 bool Passed(const ListTestCase& test, const Explanation& found) {

@@ -5,55 +5,41 @@
 #include <chrono>
 #include <exception>
 #include <filesystem>
+#include <memory>
+#include <mutex>
+#include <optional>
 #include <system_error>
 #include <thread>
 #include <utility>
 
+#include "yox/applicability/ApplicabilityEvaluator.h"
+#include "yox/applicability/FilterDocument.h"
 #include "yox/clientbase/String.h"
 #include "yox/clientbase/platform/Event.h"
 #include "yox/clientbase/platform/Platform.h"
 #include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
+#include "yox/device/MachineInformation.h"
+#include "yox/foundation/YOXHelperFactory.h"
+#include "yox/notifications/YOXPublisherSubscriber.h"
+#include "yox/tags/AppAndTagCollection.h"
 
 #include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/CommandLine.h"
+#include "host/yoxctl/FollowedProfile.h"
 #include "host/yoxctl/Output.h"
 #include "host/yoxctl/PresentDevices.h"
+#include "host/yoxctl/WatchLines.h"
 
 namespace yoxctl {
 namespace {
 
-using YOX::platform::DeviceProfile;
 using YOX::platform::Event;
 using YOX::platform::PresentDevice;
 
 // How long a change of a profile's file may stay unseen.
 constexpr auto kLook = std::chrono::milliseconds(100);
-
-std::string OneLine(const Json::Value& document) {
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "";
-  return Json::writeString(builder, document) + "\n";
-}
-
-std::string StartLine(std::size_t devices, bool json) {
-  if (!json) return "watching " + std::to_string(devices) + " devices\n";
-  Json::Value document;
-  document["event"] = "watching";
-  document["devices"] = static_cast<Json::UInt64>(devices);
-  return OneLine(document);
-}
-
-std::string ChangeLine(DeviceWatch::Change change, const PresentDevice& device, bool json) {
-  const char* const word = change == DeviceWatch::Change::kArrived ? "arrived" : "removed";
-  if (json) {
-    Json::Value document = DeviceJson(device);
-    document["event"] = word;
-    return OneLine(document);
-  }
-  std::string line = std::string(word) + " " + YOX::String::UTF16ToUTF8(device.instance_id);
-  for (const YOX::WString& id : device.hardware_ids) line += "  " + YOX::String::UTF16ToUTF8(id);
-  return line + "\n";
-}
+// How long what nobody tells of may: the date, a value that a registry criterion asks for.
+constexpr std::int64_t kDecideMilliseconds = 1'000;
 
 // Interrupting or terminating the program sets the event for as long as this lives.
 class StopSignals {
@@ -74,74 +60,155 @@ class StopSignals {
   static inline YOX::platform::WaitHandle handle_;
 };
 
-// Plugs and unplugs what an edit of the profile's file adds to or takes from its devices. Made
-// before the profile is read, so that no edit is missed.
-class FollowedProfile {
+// Prints lines of several threads; when that fails, sets the event and keeps why.
+class Printer {
  public:
-  explicit FollowedProfile(std::string argument) : argument_(std::move(argument)), seen_(Look()) {}
+  explicit Printer(Event& stop) : stop_(stop) {}
 
-  void Follow(YOX::platform::SimulatedDevice& device) {
-    const auto now = Look();
-    if (now == seen_) return;
-    seen_ = now;
-    try {
-      auto devices = ReadNamed(argument_, YOX::platform::ReadDeviceProfile).devices;
-      device.Change([&](DeviceProfile& profile) { profile.devices = std::move(devices); });
-    } catch (const Refusal& refusal) {
-      Complain(refusal.what());  // it may be half written: the next change is looked at again
-    }
-  }
-
- private:
-  std::pair<std::filesystem::file_time_type, std::uintmax_t> Look() const {
-    std::error_code error;
-    const std::filesystem::path path = PathOf(argument_);
-    const auto written = std::filesystem::last_write_time(path, error);
-    return {written, std::filesystem::file_size(path, error)};
-  }
-
-  const std::string argument_;
-  std::pair<std::filesystem::file_time_type, std::uintmax_t> seen_;
-};
-
-int Watch(const GlobalOptions& global) {
-  FollowedProfile profile(global.device.value_or(""));
-  ChosenDevice device(global);
-  Event stop;
-  const StopSignals signals(stop);
-  std::exception_ptr failed;  // written before `stop` is set
-  const auto print = [&](const std::string& line) {
+  void Line(const std::string& line) {
+    const std::lock_guard lock(mutex_);
+    if (failed_) return;
     try {
       Print(line);
     } catch (const Refusal&) {
-      if (!stop.IsSet()) failed = std::current_exception();
-      stop.Set();
-    }
-  };
-  {
-    DeviceWatch watch(YOX::platform::Platform::Get().device_tree(),
-                      [&](DeviceWatch::Change change, const PresentDevice& changed) {
-                        print(ChangeLine(change, changed, global.json));
-                      });
-    Print(StartLine(watch.present(), global.json));
-    if (auto* const simulated = device.simulated()) {
-      // In real time, whatever the profile's clock says.
-      for (; !stop.IsSet(); std::this_thread::sleep_for(kLook)) profile.Follow(*simulated);
-    } else {
-      YOX::platform::WaitFor(stop.handle());
+      failed_ = std::current_exception();
+      stop_.Set();
     }
   }
-  if (failed) std::rethrow_exception(failed);
+  void RethrowFailure() {
+    const std::lock_guard lock(mutex_);
+    if (failed_) std::rethrow_exception(failed_);
+  }
+
+ private:
+  Event& stop_;
+  std::mutex mutex_;
+  std::exception_ptr failed_;
+};
+
+// The evaluator at work, as a host has it: started here, and ended with the object.
+class Running {
+ public:
+  Running(Event& stop, Event& changed) : stop_(stop) {
+    // The record lives as long as the process: nobody deletes it.
+    std::shared_ptr<MachineInformation> record(MachineInformation::GetInstance(),
+                                               [](MachineInformation*) {});
+    yox::YOXHelperFactory::GetInstance()->SetMachineInformationAgent(record);
+    subscriber_ = YOXPublisherSubscriber::GetInstance()->Subscribe(
+        [&changed](YOXNotificationData& record_of_tags) {
+          if (record_of_tags.getTopicId() == static_cast<int>(TopicId::TagsUpdated)) changed.Set();
+        },
+        false);
+    ApplicabilityEvaluator::SetYoxIsStoppingHandle(stop.handle());
+    evaluator_ = ApplicabilityEvaluator::GetInstance();
+  }
+  ~Running() {
+    stop_.Set();
+    evaluator_->Uninit();
+    YOXPublisherSubscriber::GetInstance()->Unsubscribe(subscriber_);
+    ApplicabilityEvaluator::SetYoxIsStoppingHandle({});
+  }
+  Running(const Running&) = delete;
+  Running& operator=(const Running&) = delete;
+
+  Decision Decide(const ApplicabilityFilter& filter) {
+    YOX::WString reason;
+    const bool applies = evaluator_->IsApplicable(filter, nullptr, {}, reason);
+    return {applies, YOX::String::UTF16ToUTF8(reason)};
+  }
+
+ private:
+  Event& stop_;
+  YOX::WString subscriber_;
+  ApplicabilityEvaluator* evaluator_ = nullptr;
+};
+
+std::vector<Tag> TagsNow() {
+  std::vector<Tag> tags;
+  for (const YOXTag& tag : AppAndTagCollection::GetInstance()->getTags()) {
+    tags.push_back({YOX::String::UTF16ToUTF8(tag.key()), YOX::String::UTF16ToUTF8(tag.value())});
+  }
+  return tags;
+}
+
+std::unique_ptr<DeviceWatch> WatchDevices(Printer& printer, Event& changed, bool json) {
+  try {
+    return std::make_unique<DeviceWatch>(
+        YOX::platform::Platform::Get().device_tree(),
+        [&printer, &changed, json](DeviceWatch::Change change, const PresentDevice& device) {
+          printer.Line(DeviceLine(change, device, json));
+          changed.Set();
+        });
+  } catch (const Refusal& refusal) {
+    Complain(refusal.what());  // tags and decisions are watched all the same
+    return nullptr;
+  }
+}
+
+int Watch(const GlobalOptions& global, const std::optional<std::string>& filters) {
+  std::optional<ApplicabilityFilter> filter;
+  if (filters) filter = ReadNamed(*filters, ReadFilterDocument);
+  FollowedProfile profile(global.device.value_or(""));
+  ChosenDevice device(global);
+  Event stop, changed;
+  const StopSignals signals(stop);
+  Printer printer(stop);
+  {
+    Running running(stop, changed);
+    const auto devices = WatchDevices(printer, changed, global.json);
+    std::vector<Tag> tags = TagsNow();
+    std::optional<Decision> decision;
+    const auto look = [&] {
+      std::vector<Tag> now = TagsNow();
+      for (const std::string& line : TagLines(tags, now, global.json)) printer.Line(line);
+      tags = std::move(now);
+      if (!filter) return;
+      Decision next = running.Decide(*filter);
+      if (!decision || decision->applies != next.applies) {
+        printer.Line(DecisionLine(decision, next, global.json));
+      }
+      decision = std::move(next);
+    };
+    printer.Line(StartLine(devices ? devices->present() : 0, global.json));
+    look();
+    if (auto* const simulated = device.simulated()) {
+      // In real time, which the profile's clock goes along with.
+      for (int round = 1; !stop.IsSet(); ++round, std::this_thread::sleep_for(kLook)) {
+        if (simulated->clock().MovedByHand()) {
+          simulated->clock().AdvanceMilliseconds(kLook.count());
+        }
+        const bool followed = profile.Follow(*simulated);
+        if (followed || changed.IsSet() || round % 10 == 0) {
+          changed.Clear();
+          look();
+        }
+      }
+    } else {
+      while (
+          YOX::platform::WaitForAny({stop.handle(), changed.handle()}, kDecideMilliseconds).index !=
+              0 ||
+          !stop.IsSet()) {
+        changed.Clear();
+        look();
+      }
+    }
+  }
+  printer.RethrowFailure();
   return kDone;
 }
 
 }  // namespace
 
 void AddWatchCommand(CLI::App& app, Action& action) {
+  const auto filters = std::make_shared<std::optional<std::string>>();
   CLI::App* const command = app.add_subcommand(
       "watch",
-      "Print devices as they come and go, until interrupted; of a profile, as it is edited");
-  command->callback([&action] { action = Watch; });
+      "Print tags, devices and the decision as they change, until interrupted; of a profile, as it "
+      "is edited");
+  command->add_option("FILTERS.json", *filters, "The filter list to decide")->type_name(" ");
+  command->callback([&action, filters] {
+    action = [filters](const GlobalOptions& global) { return Watch(global, *filters); };
+  });
 }
 
 }  // namespace yoxctl

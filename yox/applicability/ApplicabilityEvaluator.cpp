@@ -26,20 +26,6 @@ constinit std::atomic<ApplicabilityEvaluator*> ApplicabilityEvaluator::applicabi
 std::mutex ApplicabilityEvaluator::instance_mutex_;
 WString ApplicabilityEvaluator::discard_reason_ = "discard_reason"_w;
 
-ApplicabilityEvaluator* ApplicabilityEvaluator::GetInstance() {
-  if (auto* const instance = applicability_evaluator_.load(std::memory_order_acquire)) {
-    return instance;
-  }
-  const std::lock_guard lock(instance_mutex_);
-  if (applicability_evaluator_.load(std::memory_order_relaxed) == nullptr) {
-    applicability_evaluator_.store(new ApplicabilityEvaluator, std::memory_order_release);
-  }
-  return applicability_evaluator_.load(std::memory_order_relaxed);
-}
-
-ApplicabilityEvaluator::ApplicabilityEvaluator() = default;
-ApplicabilityEvaluator::~ApplicabilityEvaluator() = default;
-
 namespace {
 
 // What decisions over this device are made of, fetched in this order.

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <future>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -12,13 +13,24 @@
 #include "yox/clientbase/InstalledApps.h"
 #include "yox/clientbase/RegistryRoots.h"
 #include "yox/clientbase/WString.h"
+#include "yox/clientbase/platform/Event.h"
+#include "yox/clientbase/platform/Waits.h"
 #include "yox/foundation/KeyValuePair.h"
 #include "yox/foundation/LogThrottler.h"
 
 class AppAndTagCollection;
 class MachineInformation;
+class YOXNotificationData;
 struct DecisionTrace;
 struct Explanation;
+
+namespace YOX {
+class CRegMonitor;
+}
+
+namespace yox {
+class PersonaTagRegistryMonitor;
+}
 
 namespace YOX::match {
 struct RegistryRequirement;
@@ -30,6 +42,12 @@ enum class EvaluationModeForKVP : int { AllTerms = 0, AnyTerm = 1 };
 // Decides whether a piece of content, described by an ordered list of filters, applies to this
 // device, and if not, why not. The first filter that matches decides; a filter with `default`
 // decides unseen. A process-wide singleton whose decisions may be asked for from any thread.
+//
+// The running singleton keeps what it decides by fresh. One task watches the registry: an uninstall
+// key that changes has the installed applications asked for anew at once; a change of the tags'
+// key, like one of the user's persona, is held back for a minute, and then a second task refreshes
+// the tag collection once and publishes topic 30, event 307. The host sets the stop handle, asks
+// for the instance, and at the end signals the handle and then calls Uninit.
 class YOX_API ApplicabilityEvaluator {
  public:
   using Pairs = std::vector<KeyValuePair<YOX::WString, YOX::WString>>;
@@ -37,8 +55,25 @@ class YOX_API ApplicabilityEvaluator {
   // A reason that holds this text on entry is neither read nor written: the caller wants none.
   static YOX::WString discard_reason_;
 
-  // Never null; created by the first call, lives until the process ends.
+  // Never null; created by the first call, which opens the evaluator's log and starts both tasks.
+  // Lives until the process ends. Throws std::future_error or std::system_error when a task cannot
+  // be started; the instance is there nevertheless.
   static ApplicabilityEvaluator* GetInstance();
+
+  // The host's event, which it signals to stop the tasks; not owned. On Linux an eventfd will do.
+  // The tag task looks at it once, a second after the start; without one it gives up after six
+  // failures, about a second apart.
+  static void SetYoxIsStoppingHandle(YOX::platform::WaitHandle handle);
+  static YOX::platform::WaitHandle GetYoxIsStoppingHandle();
+
+  // Ends both tasks and the watches; the first call counts. The stop handle has to be signalled
+  // before, or this does not return. Decisions can still be asked for afterwards, with nothing kept
+  // fresh. The destructor does it too.
+  void Uninit();
+
+  // For the host at a log-on: watches the persona of who is logged on now, and refreshes its tags.
+  // Does nothing before the watches are there.
+  void RefreshPersonaTagMonitoring();
 
   virtual ~ApplicabilityEvaluator();
   ApplicabilityEvaluator(const ApplicabilityEvaluator&) = delete;
@@ -87,6 +122,8 @@ class YOX_API ApplicabilityEvaluator {
 
  protected:
   ApplicabilityEvaluator();
+  // Once, by GetInstance.
+  void Init();
 
   bool DoesFilterMatch(Filter* filter, std::shared_ptr<MachineInformation> machineInformation,
                        const YOX::WString& clientVersion, AppAndTagCollection* tagCollection,
@@ -153,9 +190,32 @@ class YOX_API ApplicabilityEvaluator {
   static std::atomic<ApplicabilityEvaluator*> applicability_evaluator_;
   static std::mutex instance_mutex_;
 
+  void RunRegMonitor();
+  void NotifyTagUpdatesThread();
+  // The bus wants a callback of who wants an id.
+  void OnYOXNotification(YOXNotificationData& record);
+  void StartPersonaMonitor();
+  std::shared_ptr<yox::PersonaTagRegistryMonitor> PersonaMonitor();
+  static YOX::platform::WaitHandle TagsChangedHandle();
+
+  static std::mutex handles_mutex_;                   // guards the two that follow
+  static YOX::platform::Event* tagsRegistryChanged_;  // of the evaluator that made it
+  static YOX::platform::WaitHandle yoxIsStopping_;    // the host's
+
   YOX::utility::AppMap installedAppsMap;         // guarded by installedAppsLock
   std::shared_ptr<const Pairs> installedItems_;  // the same: made of the map
   std::uint64_t installedGeneration_ = 0;        // the same
   std::mutex installedAppsLock;
   LogThrottler logThrottler;
+
+  std::mutex monitors_mutex_;                                      // guards the two that follow
+  std::shared_ptr<YOX::CRegMonitor> regMonitor;                    // made by its task
+  std::shared_ptr<yox::PersonaTagRegistryMonitor> personaMonitor;  // the same, replaced at log-on
+  YOX::platform::Event hurry_;  // set by the end: ends the first second
+  bool owns_event_ = false;
+  YOX::WString subscriberId;
+  std::atomic<bool> initialized{false};
+  std::atomic<bool> uninitialized{false};
+  std::future<void> regMonitorTask;
+  std::future<void> tagUpdateTask;
 };

@@ -39,10 +39,12 @@ class IsApplicableTest : public testing::Test {
     ASSERT_EQ(device_.registry().SetValue(key, name, RegistryValue::Text(text)),
               RegistryStatus::kOk);
   }
+
+  yox_test::TestEvaluator evaluator_;
+
   bool Applies(const char* filters, const ApplicabilityEvaluator::Pairs& extra = {}) {
     reason_.clear();
-    return ApplicabilityEvaluator::GetInstance()->IsApplicable(ReadFilterDocument(filters), nullptr,
-                                                               extra, reason_);
+    return evaluator_.IsApplicable(ReadFilterDocument(filters), nullptr, extra, reason_);
   }
 
   YOX::platform::SimulatedDevice device_;
@@ -79,7 +81,7 @@ TEST_F(IsApplicableTest, ManyThreadsMayDecideWhileTheServiceIsInstalled) {
   install({});
   const ApplicabilityFilter list =
       ReadFilterDocument(R"([{"version": ">=4.2", "tag": "Channel"}])");
-  ApplicabilityEvaluator* const evaluator = ApplicabilityEvaluator::GetInstance();
+  ApplicabilityEvaluator* const evaluator = &evaluator_;
   WString reason;
   EXPECT_FALSE(evaluator->IsApplicable(list, nullptr, {}, reason));
   yox_test::Latch begun(4);
@@ -140,8 +142,8 @@ TEST_F(IsApplicableTest, AnExceptionAppliesAndKeepsTheReasonSoFar) {
   EXPECT_EQ(log.Lines().back().text,
             "ApplicabilityEvaluator::IsApplicable : Exception - the clock fällt aus");
 
-  EXPECT_THROW(ApplicabilityEvaluator::GetInstance()->EvaluateApplicability(
-                   record_, "1.0"_w, ReadFilterDocument(kList), nullptr, nullptr, {}, reason_),
+  EXPECT_THROW(evaluator_.EvaluateApplicability(record_, "1.0"_w, ReadFilterDocument(kList),
+                                                nullptr, nullptr, {}, reason_),
                std::runtime_error);
   EXPECT_EQ(reason_, "Filter [0]: country = false; "_w);
 }

@@ -1,0 +1,95 @@
+#!/usr/bin/env python3
+"""A watch of yoxctl over tags and decisions, with another process at work.
+
+  WatchTest.py [--cases CLASS] [EMULATOR...] YOXCTL
+"""
+import json
+import os
+import signal
+import subprocess
+
+import YoxctlTest
+from YoxctlTest import Yoxctl
+
+TAGS = "HKLM\\SOFTWARE\\Tervan\\YOX\\Applicability\\Tags"
+
+
+class Watcher:
+    def watch(self, *arguments):
+        program = subprocess.Popen([*YoxctlTest.PROGRAM, "--format", "json", *arguments], cwd=self.folder,
+                                   stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        self.addCleanup(program.communicate)
+        self.addCleanup(program.kill)
+        return program
+
+    def until(self, program, event, **fields):
+        """The first document of the event with these fields; the process's end fails."""
+        for line in program.stdout:
+            document = json.loads(line)
+            if document["event"] == event and fields.items() <= document.items():
+                return document
+        self.fail(f"no {event} {fields}: {program.stderr.read()}")
+
+
+class WatchProfile(Yoxctl):
+    until, watch = Watcher.until, Watcher.watch
+
+    def edit(self, profile):
+        self.write("edited.json", profile)
+        os.replace(self.folder / "edited.json", self.folder / "device.json")
+
+    def test_an_edit_flips_the_decision_and_the_criterion_is_named(self):
+        self.write("device.json", {"installed_apps": []})
+        self.write("filters.json", [{"os": "Linux"}, {"installed_items": "Contoso Editor|>=8.0"}])
+        program = self.watch("--device", "device.json", "watch", "filters.json")
+        self.assertEqual(self.until(program, "decision"), {
+            "event": "decision", "applies": False,
+            "reason": "Filter [0]: os = false; Filter [1]: installed_items = false; "})
+        self.edit({"installed_apps": [{"key": "{1}", "name": "Contoso Editor", "version": "8.1"}]})
+        self.assertEqual(self.until(program, "decision"), {
+            "event": "decision", "applies": True, "criterion": "installed_items", "filter": 1,
+            "reason": "Filter [0]: os = false; Filter [1]: true; "})
+        self.edit({})
+        self.assertEqual(self.until(program, "decision", applies=False)["criterion"], "installed_items")
+        program.send_signal(signal.SIGTERM)
+        self.assertEqual((program.communicate(timeout=60)[1], program.returncode), (b"", 0))
+
+    def test_a_registry_value_flips_it_too(self):
+        self.write("device.json", {})
+        self.write("filters.json", [{"registry": "HKLM\\SOFTWARE\\Contoso:Ring|beta"}])
+        program = self.watch("--device", "device.json", "watch", "filters.json")
+        self.assertFalse(self.until(program, "decision")["applies"])
+        self.edit({"registry": {"HKLM\\SOFTWARE\\Contoso": {"Ring": {"type": "REG_SZ", "data": "beta"}}}})
+        self.assertEqual(self.until(program, "decision", applies=True)["criterion"], "registry")
+        program.send_signal(signal.SIGINT)
+        self.assertEqual((program.communicate(timeout=60)[1], program.returncode), (b"", 0))
+
+    def test_a_list_that_is_none_is_refused(self):
+        self.write("filters.json", {"filters": 1})
+        self.assertEqual(self.run_program("--device", "device.json", "watch", "filters.json").returncode, 2)
+
+
+class WatchMachine(Yoxctl):
+    until, watch = Watcher.until, Watcher.watch
+
+    # In real time: the change is held back for a minute.
+    def test_a_tag_that_another_process_writes_flips_the_decision(self):
+        state = ["--state-dir", str(self.folder / "state")]
+        value = "beta" + str(os.getpid())
+        self.write("filters.json", [{"tag": "YoxWatchTest|" + value}])
+        set_tag = [*state, "registry", "set", TAGS, "YoxWatchTest"]
+        self.assertEqual(self.run_program(*set_tag, "stable").returncode, 0)
+        program = self.watch(*state, "watch", "filters.json")
+        self.assertFalse(self.until(program, "decision")["applies"])
+        self.assertEqual(self.run_program(*set_tag, value).returncode, 0)
+        self.until(program, "tag", key="YoxWatchTest", value=value)
+        flipped = self.until(program, "decision")
+        self.assertEqual((flipped["applies"], flipped["criterion"], flipped["filter"]), (True, "tag", 0))
+        self.run_program(*state, "registry", "delete", TAGS, "YoxWatchTest")
+        if os.name == "posix" and len(YoxctlTest.PROGRAM) == 1:
+            program.send_signal(signal.SIGTERM)
+            self.assertEqual(program.wait(timeout=60), 0)
+
+
+if __name__ == "__main__":
+    YoxctlTest.run(__doc__)

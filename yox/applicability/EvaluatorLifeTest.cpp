@@ -1,0 +1,393 @@
+#include <chrono>
+#include <future>
+
+#include "yox/applicability/TestEvaluator.h"
+#include "yox/clientbase/String.h"
+#include "yox/clientbase/platform/Event.h"
+#include "yox/clientbase/platform/RegistryPlatform.h"
+#include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
+#include "yox/device/MachineInformation.h"
+#include "yox/foundation/YOXHelperFactory.h"
+#include "yox/notifications/YOXPublisherSubscriber.h"
+#include "yox/tags/AppAndTagCollection.h"
+#include "yox/tags/Persona.h"
+
+#include "tests/AwaitedLog.h"
+#include "tests/Latch.h"
+#include "tests/Rows.h"
+
+namespace {
+
+using namespace YOX::literals;
+using YOX::String;
+using YOX::WString;
+using YOX::platform::Event;
+using YOX::platform::ReadDeviceProfile;
+using YOX::platform::RegistryKey;
+using YOX::platform::RegistryStatus;
+using YOX::platform::RegistryValue;
+using YOX::platform::SimulatedDevice;
+using YOX::platform::WaitHandle;
+
+constexpr std::int64_t kRealHalfMinute = 30'000;
+constexpr const char* kProfile = R"({
+  "clock": {"now": "2026-03-01T12:00:00"}, "os": {"architecture": 9},
+  "user": {"sid": "S-1-5-21-1-2-3-1001"}, "first_run_date": "2025-01-10"})";
+const WString kUninstall = "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall"_w;
+const RegistryKey kTags{HKEY_LOCAL_MACHINE, "SOFTWARE\\Tervan\\YOX\\Applicability\\Tags"_w, {}, {}};
+
+class LivingEvaluator : public yox_test::TestEvaluator {
+ public:
+  using ApplicabilityEvaluator::Init;
+};
+
+// Counts the notifications of updated tags, and lets a test wait for one.
+class Listener {
+ public:
+  Listener() {
+    id_ = YOXPublisherSubscriber::GetInstance()->Subscribe(
+        [this](YOXNotificationData& record) {
+          const std::lock_guard lock(mutex_);
+          if (record.getTopicId() == 30 && record.getEventState() == 307 &&
+              record.getPayload().empty()) {
+            ++count_;
+          }
+          came_.notify_all();
+        },
+        false);
+  }
+  ~Listener() { YOXPublisherSubscriber::GetInstance()->Unsubscribe(id_); }
+  Listener(const Listener&) = delete;
+  Listener& operator=(const Listener&) = delete;
+
+  bool Await(int count) {
+    std::unique_lock lock(mutex_);
+    return came_.wait_for(lock, std::chrono::seconds(30), [&] { return count_ >= count; });
+  }
+  int count() const {
+    const std::lock_guard lock(mutex_);
+    return count_;
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  std::condition_variable came_;
+  int count_ = 0;
+  WString id_;
+};
+
+// A device with its record, and the host's stop handle.
+class EvaluatorLifeTest : public testing::Test {
+ protected:
+  explicit EvaluatorLifeTest(const char* profile = kProfile) : device_(ReadDeviceProfile(profile)) {
+    std::shared_ptr<MachineInformation> record(MachineInformation::GetInstance(),
+                                               [](MachineInformation*) {});
+    yox::YOXHelperFactory::GetInstance()->SetMachineInformationAgent(record);
+    for (const WString& key : {kUninstall, yox::Persona::kIntentRegistryPath}) {
+      EXPECT_EQ(device_.registry().CreateKey({HKEY_CURRENT_USER, key, {}, {}}),
+                RegistryStatus::kOk);
+    }
+    ApplicabilityEvaluator::SetYoxIsStoppingHandle(stop_.handle());
+  }
+  ~EvaluatorLifeTest() override {
+    stop_.Set();
+    if (evaluator_) evaluator_->Uninit();
+    ApplicabilityEvaluator::SetYoxIsStoppingHandle({});
+  }
+
+  void Start() {
+    evaluator_ = std::make_unique<LivingEvaluator>();
+    evaluator_->Init();
+  }
+  // To the end of the first second, with everything watched.
+  void Run() {
+    Start();
+    ASSERT_TRUE(log_.Await("MonitorLoop Monitoring subkey path"));
+    PassTheFirstSecond();
+  }
+  void PassTheFirstSecond() { PassTheNextAlarm(); }
+  // Moves the clock to the alarm that somebody has set.
+  void PassTheNextAlarm() {
+    const auto alarm = device_.clock().alarms().AwaitNext(kRealHalfMinute);
+    ASSERT_TRUE(alarm.has_value());
+    device_.clock().AdvanceMilliseconds(*alarm - device_.clock().SteadyMilliseconds());
+  }
+  void Write(const RegistryKey& key, const WString& name, const WString& text) {
+    ASSERT_EQ(device_.registry().CreateKey(key), RegistryStatus::kOk);
+    ASSERT_EQ(device_.registry().SetValue(key, name, RegistryValue::Text(text)),
+              RegistryStatus::kOk);
+  }
+  bool AwaitHold() {
+    return log_.Await("Received registry tags updated event. Waiting one minute");
+  }
+  // Milliseconds of real time that the end takes.
+  std::int64_t End() {
+    const auto start = std::chrono::steady_clock::now();
+    stop_.Set();
+    evaluator_->Uninit();
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() -
+                                                                 start)
+        .count();
+  }
+  std::size_t Refreshes() { return log_.Count("NotifyTagUpdatesThread: YOX Tags after update"); }
+
+  SimulatedDevice device_;
+  const YOX::platform::ScopedPlatform installed_{device_};
+  Event stop_;
+  yox_test::AwaitedLog log_;
+  std::unique_ptr<LivingEvaluator> evaluator_;
+};
+
+constexpr std::int64_t kPromptly = 1'000;  // on a machine that does other things too
+
+TEST_F(EvaluatorLifeTest, AChangeIsHeldForAMinuteRefreshedAndPublishedOnce) {
+  Listener listener;
+  ASSERT_NO_FATAL_FAILURE(Run());
+  Write(kTags, "Channel"_w, "beta"_w);
+  ASSERT_TRUE(AwaitHold());
+  const auto alarm = device_.clock().alarms().AwaitNext(kRealHalfMinute);
+  ASSERT_EQ(alarm, device_.clock().SteadyMilliseconds() + 60'000);
+  device_.clock().AdvanceMilliseconds(59'999);
+  Write(kTags, "Channel"_w, "gamma"_w);
+  EXPECT_EQ(listener.count(), 0);
+  device_.clock().AdvanceMilliseconds(1);
+  ASSERT_TRUE(listener.Await(1));
+  const std::string tags =
+      String::UTF16ToUTF8(AppAndTagCollection::GetInstance()->getTagsAsString());
+  EXPECT_NE(tags.find("Channel:gamma, "), std::string::npos) << tags;
+  EXPECT_TRUE(log_.Await("NotifyTagUpdatesThread: YOX Tags before update: "));
+  EXPECT_EQ(Refreshes(), 1U);
+}
+
+TEST_F(EvaluatorLifeTest, AThousandWritesCostOneRefreshAndOneNotification) {
+  for (const char* const text : {"Device.Hardware.Npu.Exists", "OobeDate", "DaysSinceOobe"}) {
+    Write(kTags, String::UTF8ToUTF16(text), "false"_w);
+  }
+  Listener listener;
+  ASSERT_NO_FATAL_FAILURE(Run());
+  for (int i = 0; i < 1'000; ++i) {
+    Write(kTags, "Tag"_w + String::UTF8ToUTF16(std::to_string(i)), "1"_w);
+  }
+  ASSERT_TRUE(AwaitHold());
+  ASSERT_NO_FATAL_FAILURE(PassTheNextAlarm());
+  ASSERT_TRUE(listener.Await(1));
+  EXPECT_LT(End(), kPromptly);
+  EXPECT_EQ(listener.count(), 1);
+  EXPECT_EQ(Refreshes(), 1U);
+}
+
+// The refresh writes the days, which is a change of the tags: it costs one more pass, whose write
+// of what already stands is none.
+TEST_F(EvaluatorLifeTest, WhatTheRefreshWritesIsNoticedOnce) {
+  Listener listener;
+  ASSERT_NO_FATAL_FAILURE(Run());
+  Write(kTags, "Channel"_w, "beta"_w);
+  ASSERT_TRUE(AwaitHold());
+  ASSERT_NO_FATAL_FAILURE(PassTheNextAlarm());
+  ASSERT_TRUE(listener.Await(1));
+  ASSERT_NO_FATAL_FAILURE(PassTheNextAlarm());
+  ASSERT_TRUE(listener.Await(2));
+  EXPECT_LT(End(), kPromptly);
+  EXPECT_EQ(Refreshes(), 2U);
+}
+
+TEST_F(EvaluatorLifeTest, AChangeOfTheTagsLeavesTheApplicationsAlone) {
+  Listener listener;
+  ASSERT_NO_FATAL_FAILURE(Run());
+  Write(kTags, "Channel"_w, "beta"_w);
+  ASSERT_TRUE(AwaitHold());
+  EXPECT_EQ(log_.Count("Updated installed apps list"), 0U);
+}
+
+TEST_F(EvaluatorLifeTest, AChangeOfAnUninstallKeyLeavesTheTagsAlone) {
+  ASSERT_NO_FATAL_FAILURE(Run());
+  Write({HKEY_CURRENT_USER, kUninstall + "\\{1}"_w, {}, {}}, "DisplayName"_w, "Editor"_w);
+  EXPECT_TRUE(log_.Await(
+      "ApplicabilityEvaluator D ApplicabilityEvaluator::RunRegMonitor Updated installed apps list "
+      "its size is now: 0\n"));
+  End();
+  EXPECT_EQ(log_.Count("Received registry tags updated event"), 0U);
+}
+
+TEST_F(EvaluatorLifeTest, WatchesThatFailAreNamedAndTheTagsKeyIsMade) {
+  ASSERT_NO_FATAL_FAILURE(Run());
+  EXPECT_TRUE(device_.registry().Exists(kTags));
+  const std::string text = log_.Text();
+  const std::string origin = "ApplicabilityEvaluator E ApplicabilityEvaluator::RunRegMonitor ";
+  EXPECT_NE(text.find(origin + "AddMonitorKey failed\n"), std::string::npos);
+  EXPECT_EQ(text.find("AddMonitorKey failed for HKEY_CURRENT_USER"), std::string::npos);
+  EXPECT_NE(text.find(origin + "AddMonitorKey failed for HKEY_LOCAL_MACHINE SOFTWARE WOW6432Node "
+                               "\n"),
+            std::string::npos);
+  EXPECT_EQ(text.find("AddMonitorKey failed for Tags registry"), std::string::npos);
+}
+
+TEST_F(EvaluatorLifeTest, StartAndEndAreLoggedAndASecondEndIsNone) {
+  ASSERT_NO_FATAL_FAILURE(Run());
+  End();
+  evaluator_->Uninit();
+  evaluator_.reset();
+  for (const char* const line :
+       {"Init :enter", "Init :exit", "Uninit :enter", "Uninit :exit", "RunRegMonitor enter",
+        "RunRegMonitor exit", "NotifyTagUpdatesThread enter",
+        "NotifyTagUpdatesThread: Received ServiceStop event", "NotifyTagUpdatesThread exit",
+        "~ApplicabilityEvaluator :destructor of ApplicableEvaluator"}) {
+    EXPECT_EQ(log_.Count(std::string("ApplicabilityEvaluator::") + line + "\n"), 1U) << line;
+  }
+}
+
+TEST_F(EvaluatorLifeTest, StopsPromptlyInTheFirstSecond) {
+  Start();
+  EXPECT_LT(End(), kPromptly);
+}
+
+TEST_F(EvaluatorLifeTest, StopsPromptlyInTheMinute) {
+  ASSERT_NO_FATAL_FAILURE(Run());
+  Write(kTags, "Channel"_w, "beta"_w);
+  ASSERT_TRUE(AwaitHold());
+  EXPECT_LT(End(), kPromptly);
+  EXPECT_EQ(Refreshes(), 0U);
+}
+
+TEST_F(EvaluatorLifeTest, StopsPromptlyWhileItWaits) {
+  ASSERT_NO_FATAL_FAILURE(Run());
+  EXPECT_LT(End(), kPromptly);
+}
+
+TEST_F(EvaluatorLifeTest, AStopInTheRefreshLetsItEnd) {
+  ASSERT_NO_FATAL_FAILURE(Run());
+  Write(kTags, "Channel"_w, "beta"_w);
+  ASSERT_TRUE(AwaitHold());
+  ASSERT_NO_FATAL_FAILURE(PassTheNextAlarm());
+  ASSERT_TRUE(log_.Await("AppAndTagCollection::CollectTags: Enter"));
+  EXPECT_LT(End(), kPromptly);
+  EXPECT_EQ(Refreshes(), 1U);
+}
+
+TEST_F(EvaluatorLifeTest, WithoutAStopHandleTheTagTaskFailsSixTimes) {
+  ApplicabilityEvaluator::SetYoxIsStoppingHandle({});
+  ASSERT_NO_FATAL_FAILURE(Run());
+  for (int second = 1; second <= 5; ++second) ASSERT_NO_FATAL_FAILURE(PassTheNextAlarm());
+  ASSERT_TRUE(log_.Await("ApplicabilityEvaluator::NotifyTagUpdatesThread exit"));
+  EXPECT_EQ(log_.Count("ApplicabilityEvaluator E ApplicabilityEvaluator::NotifyTagUpdatesThread: "
+                       "Unexpected WaitForMultipleObjects return value: -1 GetLastError: 6\n"),
+            6U);
+}
+
+TEST_F(EvaluatorLifeTest, AStopHandleSetInTheFirstSecondIsSeen) {
+  ApplicabilityEvaluator::SetYoxIsStoppingHandle({});
+  Start();
+  ASSERT_TRUE(device_.clock().alarms().AwaitNext(kRealHalfMinute).has_value());
+  ApplicabilityEvaluator::SetYoxIsStoppingHandle(stop_.handle());
+  ASSERT_NO_FATAL_FAILURE(PassTheFirstSecond());
+  EXPECT_LT(End(), kPromptly);
+  EXPECT_EQ(log_.Count("Unexpected WaitForMultipleObjects"), 0U);
+}
+
+TEST_F(EvaluatorLifeTest, OnArm64TheTagsAreWatchedInThe64BitView) {
+  device_.Change([](auto& profile) { profile.os.architecture = 12; });
+  Listener listener;
+  ASSERT_NO_FATAL_FAILURE(Run());
+  Write(kTags, "Channel"_w, "beta"_w);
+  ASSERT_TRUE(AwaitHold());
+  ASSERT_NO_FATAL_FAILURE(PassTheNextAlarm());
+  EXPECT_TRUE(listener.Await(1));
+}
+
+TEST_F(EvaluatorLifeTest, ALogOnBeforeTheStartDoesNothing) {
+  LivingEvaluator evaluator;
+  evaluator.RefreshPersonaTagMonitoring();
+  EXPECT_NE(log_.Text().find(
+                "ApplicabilityEvaluator D ApplicabilityEvaluator::RefreshPersonaTagMonitoring "
+                "Initialisation is not completed or registry moniter is not yet started\n"),
+            std::string::npos);
+}
+
+TEST_F(EvaluatorLifeTest, ALogOnThatChangesNothingSetsNoEvent) {
+  ASSERT_NO_FATAL_FAILURE(Run());
+  AppAndTagCollection::GetInstance()->RefreshPersonaTags();
+  log_.Clear();
+  evaluator_->RefreshPersonaTagMonitoring();
+  ASSERT_TRUE(log_.Await("MonitorLoop Monitoring subkey path")) << "the monitor is another";
+  EXPECT_EQ(log_.Count("RefreshPersonaTagMonitoring No tag changes detected\n"), 1U);
+  EXPECT_EQ(log_.Count("RefreshPersonaTagMonitoring Refresh completed\n"), 1U);
+  End();
+  EXPECT_EQ(log_.Count("Received registry tags updated event"), 0U);
+}
+
+TEST_F(EvaluatorLifeTest, ALogOnOfAnotherUserRefreshesThePersona) {
+  ASSERT_NO_FATAL_FAILURE(Run());
+  AppAndTagCollection::GetInstance();
+  const WString other = "S-1-5-21-1-2-3-1002"_w;
+  const RegistryKey key{
+      HKEY_USERS, other + "\\"_w + yox::Persona::kIntentRegistryPath + "\\gaming"_w, {}, {}};
+  ASSERT_EQ(device_.registry().CreateKey(key), RegistryStatus::kOk);
+  device_.registry().SetValue(key, "Intent"_w, RegistryValue::Dword(1));
+  device_.Change([&](auto& profile) { profile.user.sid = other; });
+  evaluator_->RefreshPersonaTagMonitoring();
+  EXPECT_EQ(log_.Count("ApplicabilityEvaluator D ApplicabilityEvaluator::"
+                       "RefreshPersonaTagMonitoring Tags changed on user switch "
+                       "\xC3\xA2\xE2\x82\xAC\xE2\x80\x9D signaling update\n"),
+            1U);
+  EXPECT_TRUE(AwaitHold());
+  EXPECT_NE(AppAndTagCollection::GetInstance()->getTagsAsString().find(
+                "User.Usage.Detected.Gaming:Windows"_w),
+            WString::npos);
+}
+
+TEST_F(EvaluatorLifeTest, APersonaAnswerIsHeldLikeATag) {
+  ASSERT_NO_FATAL_FAILURE(Run());
+  const RegistryKey key{
+      HKEY_CURRENT_USER, yox::Persona::kIntentRegistryPath + "\\gaming"_w, {}, {}};
+  for (std::uint32_t i = 2; i < 300; ++i) {  // until the watch is there, behind its line
+    ASSERT_EQ(device_.registry().CreateKey(key), RegistryStatus::kOk);
+    device_.registry().SetValue(key, "Intent"_w, RegistryValue::Dword(i));
+    if (log_.Await("Received registry tags updated event", 100)) break;
+  }
+  EXPECT_EQ(log_.Count("Received registry tags updated event"), 1U);
+}
+
+TEST_F(EvaluatorLifeTest, StartsAndStopsAThousandTimes) {
+  for (int i = 0; i < 1'000; ++i) {
+    Event stop;
+    ApplicabilityEvaluator::SetYoxIsStoppingHandle(stop.handle());
+    LivingEvaluator evaluator;
+    evaluator.Init();
+    if (i % 3 == 1) evaluator.RefreshPersonaTagMonitoring();
+    if (i % 3 == 2) std::this_thread::yield();
+    stop.Set();
+    if (i % 2 == 0) evaluator.Uninit();
+  }
+  EXPECT_EQ(log_.Count("ApplicabilityEvaluator::Uninit :exit"), 1'000U);
+}
+
+TEST(EvaluatorSingletonTest, OpensItsLogStartsOnceAndStaysAfterItsEnd) {
+  SimulatedDevice device(ReadDeviceProfile(kProfile));
+  const YOX::platform::ScopedPlatform installed(device);
+  Event stop;
+  yox_test::AwaitedLog log;
+  ApplicabilityEvaluator::SetYoxIsStoppingHandle(stop.handle());
+  EXPECT_EQ(ApplicabilityEvaluator::GetYoxIsStoppingHandle(), stop.handle());
+  ApplicabilityEvaluator* const evaluator = ApplicabilityEvaluator::GetInstance();
+  const std::string origin = "ApplicabilityEvaluator D ApplicabilityEvaluator::";
+  EXPECT_EQ(
+      log.Text().rfind(origin + "GetInstance acquring lock for first time object creatin of AE\n" +
+                           origin +
+                           "GetInstance first time creating object of "
+                           "applicabiltyevaluator\n" +
+                           origin + "GetInstance: Log Intialize OK!\n" + origin + "Init :enter\n",
+                       0),
+      0U)
+      << log.Text();
+  EXPECT_TRUE(
+      std::filesystem::exists(device.files().folder() / "State/Logs/ApplicabilityEvaluator.log"));
+  log.Clear();
+  EXPECT_EQ(ApplicabilityEvaluator::GetInstance(), evaluator);
+  EXPECT_EQ(log.Count("GetInstance"), 0U);
+  stop.Set();
+  evaluator->Uninit();
+  EXPECT_EQ(ApplicabilityEvaluator::GetInstance(), evaluator);
+  EXPECT_EQ(log.Count("Init :enter"), 0U) << log.Text();
+}
+
+}  // namespace
