@@ -27,6 +27,7 @@ void Print(std::string_view text) {
 void Complain(std::string_view message) {
   const std::string line = "yoxctl: " + OneLine(message) + "\n";
   std::fwrite(line.data(), 1, line.size(), stderr);
+  std::fflush(stderr);  // kept back on Windows where nobody sits in front of it
 }
 
 }  // namespace yoxctl
