@@ -23,6 +23,7 @@ using YOX::String;
 using YOX::WString;
 using YOX::platform::ScopedPlatform;
 using YOX::platform::SimulatedDevice;
+using yox_test::AnyEvaluator;
 using yox_test::CapturedLog;
 using yox_test::TestEvaluator;
 
@@ -51,7 +52,7 @@ class DateWindow : public testing::TestWithParam<RangeCase> {};
 TEST_P(DateWindow, HoldsAsTold) {
   const At now("2026-03-15T23:59:59");
   const CapturedLog log;
-  EXPECT_EQ(TestEvaluator().IsCurrentDateWithinRange(GetParam().range), GetParam().holds);
+  EXPECT_EQ(AnyEvaluator().IsCurrentDateWithinRange(GetParam().range), GetParam().holds);
   EXPECT_EQ(log.Text(), "");
 }
 
@@ -90,9 +91,9 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(DateWindowTest, TheDayIsTheDevicesOwn) {
   // One moment, four minutes before midnight in Berlin.
   At berlin("2026-03-15T23:56:00", "Europe/Berlin");
-  EXPECT_TRUE(TestEvaluator().IsCurrentDateWithinRange("*|2026-03-15"_w));
+  EXPECT_TRUE(AnyEvaluator().IsCurrentDateWithinRange("*|2026-03-15"_w));
   berlin.device.clock().Advance(4 * 60);
-  EXPECT_FALSE(TestEvaluator().IsCurrentDateWithinRange("*|2026-03-15"_w));
+  EXPECT_FALSE(AnyEvaluator().IsCurrentDateWithinRange("*|2026-03-15"_w));
 }
 
 TEST(DateWindowTest, AnOpenWindowHoldsFromItsStartOnAndUntilItsEnd) {
@@ -113,7 +114,7 @@ TEST(DateWindowTest, AClockThatFailsIsLoggedAndFalse) {
   platform.Set(clock);
   const ScopedPlatform installed(platform);
   const CapturedLog log;
-  EXPECT_FALSE(TestEvaluator().IsCurrentDateWithinRange("2020-01-01|*"_w));
+  EXPECT_FALSE(AnyEvaluator().IsCurrentDateWithinRange("2020-01-01|*"_w));
   EXPECT_EQ(log.Text(),
             "ApplicabilityEvaluator D ApplicabilityEvaluator::IsCurrentDateWithinRange : Exception "
             "occured - the clock fällt aus\n");
@@ -123,11 +124,11 @@ const WString kSerial = "C0FFEE12"_w;
 const WString kOrg = "contoso"_w;
 
 int BucketOf(const WString& text) {
-  return YOX::match::RolloutBucket(TestEvaluator().GetHashedSaltedString(text));
+  return YOX::match::RolloutBucket(AnyEvaluator().GetHashedSaltedString(text));
 }
 
 TEST(RolloutTest, TheHashIsSaltedHexadecimalText) {
-  EXPECT_EQ(TestEvaluator().GetHashedSaltedString("größe"_w),
+  EXPECT_EQ(AnyEvaluator().GetHashedSaltedString("größe"_w),
             String::UTF8ToUTF16(YOX::utility::SHA256WithSalt("größe")));
 }
 
@@ -146,7 +147,7 @@ class DateFunction : public testing::TestWithParam<FunctionCase> {};
 TEST_P(DateFunction, HoldsAndLogsAsTold) {
   At now(GetParam().now);
   const CapturedLog log;
-  EXPECT_EQ(TestEvaluator().DoesDateFunctionMatch(GetParam().function, &kSerial, &kOrg),
+  EXPECT_EQ(AnyEvaluator().DoesDateFunctionMatch(GetParam().function, &kSerial, &kOrg),
             GetParam().holds);
   EXPECT_EQ(log.Text(), GetParam().log);
 }
@@ -232,7 +233,7 @@ TEST(RolloutTest, TheBucketIsInOnceTheShareReachesIt) {
       const double share = day == 100    ? 1.0
                            : base == 0.0 ? day / 100.0
                                          : std::pow(base, (day - 100) / 5.0);
-      const bool is_in = TestEvaluator().DoesDateFunctionMatch(function, &kSerial, nullptr);
+      const bool is_in = AnyEvaluator().DoesDateFunctionMatch(function, &kSerial, nullptr);
       EXPECT_EQ(is_in, bucket <= share * 4095.0) << growth << " day " << day;
       EXPECT_TRUE(is_in || !was_in) << growth << " day " << day << ": left again";
       was_in = is_in;
@@ -247,7 +248,7 @@ TEST(RolloutTest, AStartInTheFutureIsFalseForEveryGrowth) {
   for (const WString& growth : {"linear"_w, "exponentialNormal"_w, "exponentialSlow"_w}) {
     for (const WString& days : {"|1|"_w, "|100|"_w}) {
       EXPECT_FALSE(
-          TestEvaluator().DoesDateFunctionMatch("2026-01-05"_w + days + growth, &kSerial, &kOrg));
+          AnyEvaluator().DoesDateFunctionMatch("2026-01-05"_w + days + growth, &kSerial, &kOrg));
     }
   }
 }
@@ -301,7 +302,7 @@ TEST(RolloutTest, AllDevicesOfAnOrganisationAnswerAlike) {
     const bool is_in = BucketOf(kOrg) <= day / 100.0 * 4095.0;
     for (const WString& serial : {"C0FFEE12"_w, "KM020417"_w, ""_w}) {
       EXPECT_EQ(
-          TestEvaluator().DoesDateFunctionMatch("2026-01-01|100|linear|Tenant"_w, &serial, &kOrg),
+          AnyEvaluator().DoesDateFunctionMatch("2026-01-01|100|linear|Tenant"_w, &serial, &kOrg),
           is_in)
           << day;
     }
@@ -318,7 +319,7 @@ void ExpectHashingLogs(const Exception& exception, const std::string& expected) 
     lines.push_back("DWE"[static_cast<int>(level)] + std::string(line));
     if (line.ends_with("No serial number")) throw exception;
   });
-  EXPECT_FALSE(TestEvaluator().DoesDateFunctionMatch("2026-01-01|100|linear"_w, nullptr, nullptr));
+  EXPECT_FALSE(AnyEvaluator().DoesDateFunctionMatch("2026-01-01|100|linear"_w, nullptr, nullptr));
   YOX::Log::SetSink({});
   EXPECT_EQ(lines.back(), "EApplicabilityEvaluator::DoesDateFunctionMatch" + expected);
 }
@@ -341,15 +342,15 @@ TEST(RolloutTest, AMissingSeedIsLogged) {
 TEST(RolloutTest, TheEmptySeedHashesLikeAnyOther) {
   const WString empty;
   At now("2026-04-09T12:00:00");  // day 99 of 100
-  EXPECT_EQ(TestEvaluator().DoesDateFunctionMatch("2026-01-01|100|linear"_w, &empty, nullptr),
+  EXPECT_EQ(AnyEvaluator().DoesDateFunctionMatch("2026-01-01|100|linear"_w, &empty, nullptr),
             BucketOf(empty) <= 0.99 * 4095.0);
 }
 
 TEST(RolloutTest, TheStartIsLocalMidnight) {
   At berlin("2026-01-05T00:00:00", "Europe/Berlin");
-  EXPECT_TRUE(TestEvaluator().DoesDateFunctionMatch("2026-01-05|1|linear"_w, &kSerial, nullptr));
+  EXPECT_TRUE(AnyEvaluator().DoesDateFunctionMatch("2026-01-05|1|linear"_w, &kSerial, nullptr));
   berlin.device.clock().Advance(-1);
-  EXPECT_FALSE(TestEvaluator().DoesDateFunctionMatch("2026-01-05|1|linear"_w, &kSerial, nullptr));
+  EXPECT_FALSE(AnyEvaluator().DoesDateFunctionMatch("2026-01-05|1|linear"_w, &kSerial, nullptr));
 }
 
 }  // namespace

@@ -25,6 +25,7 @@ using YOX::WString;
 using YOX::platform::ReadDeviceProfile;
 using YOX::platform::ScopedPlatform;
 using YOX::platform::SimulatedDevice;
+using yox_test::AnyEvaluator;
 using yox_test::CapturedLog;
 using yox_test::MakeRecord;
 using yox_test::TestEvaluator;
@@ -106,7 +107,7 @@ struct CriterionName {
   }
 };
 
-std::string RealmHash() { return String::UTF16ToUTF8(TestEvaluator().GetHashedSaltedString(""_w)); }
+std::string RealmHash() { return String::UTF16ToUTF8(AnyEvaluator().GetHashedSaltedString(""_w)); }
 
 const std::vector<CriterionCase>& CriterionCases() {
   static const std::vector<CriterionCase> rows = {
@@ -294,7 +295,7 @@ TEST(FilterDispatchTest, WithoutAnOrganisationTheHashIsThatOfTheEmptyText) {
 
 TEST(FilterDispatchTest, ASerialNumberHashIsHeldWithItsPrefix) {
   Bench bench;
-  const WString hash = TestEvaluator().GetHashedSaltedString("C0FFEE12"_w);
+  const WString hash = AnyEvaluator().GetHashedSaltedString("C0FFEE12"_w);
   EXPECT_TRUE(bench.Decide(Field::sn_hash, "zzz*,"_w + hash.substr(0, 4) + "*"_w));
   EXPECT_TRUE(bench.Decide(Field::sn_hash, hash));
   EXPECT_FALSE(bench.Decide(Field::sn_hash, hash.substr(0, 4)));
@@ -439,7 +440,7 @@ TEST(FilterDispatchTest, AnInstalledItemIsFoundByEitherName) {
 TEST(FilterDispatchTest, ARolloutFollowsTheSerialNumber) {
   Bench bench(R"({"clock": {"now": "2026-02-19T12:00:00"}})");
   const auto bucket = [](const WString& serial) {
-    return YOX::match::RolloutBucket(TestEvaluator().GetHashedSaltedString(serial));
+    return YOX::match::RolloutBucket(AnyEvaluator().GetHashedSaltedString(serial));
   };
   WString early = "a"_w;
   WString late = "a"_w;

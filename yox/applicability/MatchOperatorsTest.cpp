@@ -14,6 +14,7 @@ namespace {
 
 using namespace YOX::literals;
 using YOX::WString;
+using yox_test::AnyEvaluator;
 using yox_test::CapturedLog;
 using yox_test::TestEvaluator;
 using Pairs = ApplicabilityEvaluator::Pairs;
@@ -33,7 +34,7 @@ TEST_P(StringPattern, MatchesAsToldAndLeavesItsArgumentsAlone) {
   const MatchCase& row = GetParam();
   const WString required = row.required;
   const WString actual = row.actual;
-  EXPECT_EQ(TestEvaluator().DoesStringMatch(required, actual), row.matches);
+  EXPECT_EQ(AnyEvaluator().DoesStringMatch(required, actual), row.matches);
   EXPECT_EQ(required, row.required);
   EXPECT_EQ(actual, row.actual);
 }
@@ -79,7 +80,7 @@ INSTANTIATE_TEST_SUITE_P(
 class StringList : public testing::TestWithParam<MatchCase> {};
 
 TEST_P(StringList, HoldsWhenOneAlternativeDoes) {
-  EXPECT_EQ(TestEvaluator().EvaluateStringFilter(GetParam().required, GetParam().actual),
+  EXPECT_EQ(AnyEvaluator().EvaluateStringFilter(GetParam().required, GetParam().actual),
             GetParam().matches);
 }
 
@@ -99,7 +100,7 @@ class VersionPattern : public testing::TestWithParam<MatchCase> {};
 TEST_P(VersionPattern, MatchesAsTold) {
   WString required = GetParam().required;
   WString actual = GetParam().actual;
-  EXPECT_EQ(TestEvaluator().DoesVersionMatch(required, actual), GetParam().matches);
+  EXPECT_EQ(AnyEvaluator().DoesVersionMatch(required, actual), GetParam().matches);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -133,14 +134,14 @@ INSTANTIATE_TEST_SUITE_P(
     yox_test::RowName());
 
 TEST(VersionPatternTest, AnEmptyPatternFailsAsAVersionThoughItHoldsAsAText) {
-  EXPECT_FALSE(TestEvaluator().DoesVersionMatch(""_w, "1.0"_w));
-  EXPECT_TRUE(TestEvaluator().DoesStringMatch(""_w, "1.0"_w));
+  EXPECT_FALSE(AnyEvaluator().DoesVersionMatch(""_w, "1.0"_w));
+  EXPECT_TRUE(AnyEvaluator().DoesStringMatch(""_w, "1.0"_w));
 }
 
 TEST(VersionPatternTest, TheCallersTextsComeBackTrimmed) {
   WString required = " >=1.2 "_w;
   WString actual = "\t1.3\n"_w;
-  EXPECT_TRUE(TestEvaluator().DoesVersionMatch(required, actual));
+  EXPECT_TRUE(AnyEvaluator().DoesVersionMatch(required, actual));
   EXPECT_EQ(required, ">=1.2"_w);
   EXPECT_EQ(actual, "1.3"_w);
 }
@@ -148,7 +149,7 @@ TEST(VersionPatternTest, TheCallersTextsComeBackTrimmed) {
 TEST(VersionPatternTest, ABlankPartnerLeavesTheOtherTextAlone) {
   WString required = " "_w;
   WString actual = " 1.3 "_w;
-  EXPECT_FALSE(TestEvaluator().DoesVersionMatch(required, actual));
+  EXPECT_FALSE(AnyEvaluator().DoesVersionMatch(required, actual));
   EXPECT_EQ(required, " "_w);
   EXPECT_EQ(actual, " 1.3 "_w);
 }
@@ -164,14 +165,14 @@ TEST(VersionListTest, HoldsWhenOneAlternativeDoes) {
 TEST(VersionListTest, TrimsTheValueButNotTheRequirement) {
   const WString required = " >=1.0 , 3.0"_w;
   WString actual = " 1.5 "_w;
-  EXPECT_TRUE(TestEvaluator().EvaluateVersionFilter(required, actual));
+  EXPECT_TRUE(AnyEvaluator().EvaluateVersionFilter(required, actual));
   EXPECT_EQ(required, " >=1.0 , 3.0"_w);
   EXPECT_EQ(actual, "1.5"_w);
 }
 
 TEST(VersionListTest, AListOfBlanksTrimsNothing) {
   WString actual = " 1.5 "_w;
-  EXPECT_FALSE(TestEvaluator().EvaluateVersionFilter(" , "_w, actual));
+  EXPECT_FALSE(AnyEvaluator().EvaluateVersionFilter(" , "_w, actual));
   EXPECT_EQ(actual, " 1.5 "_w);
 }
 
@@ -191,7 +192,7 @@ class IntegerPattern : public testing::TestWithParam<MatchCase> {};
 TEST_P(IntegerPattern, MatchesAsTold) {
   WString required = GetParam().required;
   WString actual = GetParam().actual;
-  EXPECT_EQ(TestEvaluator().DoesIntMatch(required, actual), GetParam().matches);
+  EXPECT_EQ(AnyEvaluator().DoesIntMatch(required, actual), GetParam().matches);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -214,7 +215,7 @@ INSTANTIATE_TEST_SUITE_P(
 template <class Exception>
 void ExpectIntegerThrows(WString required, WString actual, const char* message) {
   try {
-    TestEvaluator().DoesIntMatch(required, actual);
+    AnyEvaluator().DoesIntMatch(required, actual);
     ADD_FAILURE() << "nothing was thrown";
   } catch (const Exception& exception) {
     EXPECT_STREQ(exception.what(), message);
@@ -235,7 +236,7 @@ TEST(IntegerPatternTest, TheValueIsReadBeforeThePattern) {
 TEST(IntegerPatternTest, TheCallersTextsComeBackTrimmed) {
   WString required = " >=5 "_w;
   WString actual = " 7 "_w;
-  EXPECT_TRUE(TestEvaluator().DoesIntMatch(required, actual));
+  EXPECT_TRUE(AnyEvaluator().DoesIntMatch(required, actual));
   EXPECT_EQ(required, ">=5"_w);
   EXPECT_EQ(actual, "7"_w);
 }
@@ -259,7 +260,7 @@ class KeyValueTerm : public testing::TestWithParam<TermCase> {};
 
 TEST_P(KeyValueTerm, HoldsAsTold) {
   const CapturedLog log;
-  EXPECT_EQ(TestEvaluator().DoesKvpMatch(GetParam().term, kPairs), GetParam().holds);
+  EXPECT_EQ(AnyEvaluator().DoesKvpMatch(GetParam().term, kPairs), GetParam().holds);
   EXPECT_EQ(log.Text(), "");
 }
 
@@ -318,7 +319,7 @@ TEST(KeyValueTermTest, ABadNumberIsLoggedAndFalse) {
 TEST(KeyValueTermTest, TheTermAndThePairsAreLeftAlone) {
   const WString term = " Spaced | >5 "_w;
   const Pairs pairs = {{" Spaced "_w, " 7 "_w}};
-  EXPECT_TRUE(TestEvaluator().DoesKvpMatch(term, pairs));
+  EXPECT_TRUE(AnyEvaluator().DoesKvpMatch(term, pairs));
   EXPECT_EQ(term, " Spaced | >5 "_w);
   EXPECT_EQ(pairs[0].getValue(), " 7 "_w);
 }
@@ -341,13 +342,13 @@ TEST(KeyValueListTest, AnyTermNeedsOneTerm) {
 
 TEST(KeyValueListTest, AnUnknownModeHoldsNever) {
   EXPECT_FALSE(
-      TestEvaluator().EvaluateKvpFilter("Level"_w, kPairs, static_cast<EvaluationModeForKVP>(2)));
+      AnyEvaluator().EvaluateKvpFilter("Level"_w, kPairs, static_cast<EvaluationModeForKVP>(2)));
 }
 
 TEST(KeyValueListTest, TheFirstFailureEndsAllTerms) {
   const CapturedLog log;
-  EXPECT_FALSE(TestEvaluator().EvaluateKvpFilter("Missing,Level|>abc"_w, kPairs,
-                                                 EvaluationModeForKVP::AllTerms));
+  EXPECT_FALSE(AnyEvaluator().EvaluateKvpFilter("Missing,Level|>abc"_w, kPairs,
+                                                EvaluationModeForKVP::AllTerms));
   EXPECT_EQ(log.Text(), "");
 }
 

@@ -221,7 +221,8 @@ TEST_P(AppAndTagCollectionTest, TheListIsThatOfRegistryAdaptersAndManagementInTh
   tags_.RefreshTags(nullptr, false);
   EXPECT_EQ(Text(),
             "a:1, Device.Usage.IsManagedDevice:stored, Device.Hardware.Gpu.Exists:, "
-            "Device.Hardware.Gpu.Intel:, Device.Usage.IsManagedDevice:false, ");
+            "Device.Hardware.Gpu.Intel:, Device.Usage.IsManagedDevice:false, "
+            "Device.Hardware.Npu.Exists:false, ");
 }
 
 TEST_P(AppAndTagCollectionTest, PersonaTagsAreReplacedAlone) {
