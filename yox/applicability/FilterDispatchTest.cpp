@@ -319,7 +319,9 @@ struct BitnessCase {
 
 void PrintTo(const BitnessCase& row, std::ostream* out) { *out << row.name; }
 
-class Bitness : public testing::TestWithParam<BitnessCase> {};
+class Bitness : public testing::TestWithParam<BitnessCase> {
+  // A singleton remembers: each row has a process of its own.
+};
 
 TEST_P(Bitness, IsTheArchitecturesText) {
   const std::string profile =

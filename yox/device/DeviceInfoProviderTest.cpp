@@ -112,7 +112,9 @@ struct HubRow {
   const char* bios;
   const char* category;
 };
-class DeviceCategoryTest : public testing::TestWithParam<HubRow> {};
+class DeviceCategoryTest : public testing::TestWithParam<HubRow> {
+  // A singleton remembers: each row has a process of its own.
+};
 
 TEST_P(DeviceCategoryTest, IsToldByTypeAndBios) {
   InstalledDevice device("{}");

@@ -197,7 +197,9 @@ struct SignalRow {
   std::string sections;
   bool managed;
 };
-class ManagementSignalTest : public testing::TestWithParam<SignalRow> {};
+class ManagementSignalTest : public testing::TestWithParam<SignalRow> {
+  // A singleton remembers: each row has a process of its own.
+};
 
 TEST_P(ManagementSignalTest, Decides) {
   InstalledDevice device(Profile(GetParam().sections));

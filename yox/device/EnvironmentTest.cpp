@@ -39,7 +39,9 @@ struct CaptionRow {
   const char* out;
   const char* log;  // level and text
 };
-class EnvironmentTest : public testing::TestWithParam<CaptionRow> {};
+class EnvironmentTest : public testing::TestWithParam<CaptionRow> {
+  // A singleton remembers: each row has a process of its own.
+};
 
 TEST_P(EnvironmentTest, TellsWhatCameOfTheQuery) {
   yox_test::InstalledDevice device;
