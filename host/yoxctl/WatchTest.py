@@ -6,7 +6,6 @@
 import json
 import os
 import signal
-import subprocess
 
 import YoxctlTest
 from YoxctlTest import Yoxctl
@@ -16,11 +15,7 @@ TAGS = "HKLM\\SOFTWARE\\Tervan\\YOX\\Applicability\\Tags"
 
 class Watcher:
     def watch(self, *arguments):
-        program = subprocess.Popen([*YoxctlTest.PROGRAM, "--format", "json", *arguments], cwd=self.folder,
-                                   stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
-        self.addCleanup(program.communicate)
-        self.addCleanup(program.kill)
-        return program
+        return self.start_program("--format", "json", *arguments)
 
     def until(self, program, event, **fields):
         """The first document of the event with these fields; the process's end fails."""
@@ -28,18 +23,10 @@ class Watcher:
             document = json.loads(line)
             if document["event"] == event and fields.items() <= document.items():
                 return document
-        self.fail(f"no {event} {fields}: {program.stderr.read()}")
-
-    def end(self, program, how):
-        if len(YoxctlTest.PROGRAM) > 1:
-            return  # a signal would reach the emulator alone
-        program.send_signal(how)
-        self.assertEqual((program.communicate(timeout=60)[1], program.returncode), (b"", 0))
+        self.fail(f"no {event} {fields}: {self.errors()}")
 
 
-class WatchProfile(Yoxctl):
-    watch, until, end = Watcher.watch, Watcher.until, Watcher.end
-
+class WatchProfile(Watcher, Yoxctl):
     def edit(self, profile):
         self.write("edited.json", profile)
         os.replace(self.folder / "edited.json", self.folder / "device.json")
@@ -73,9 +60,7 @@ class WatchProfile(Yoxctl):
         self.assertEqual(self.run_program("--device", "device.json", "watch", "filters.json").returncode, 2)
 
 
-class WatchMachine(Yoxctl):
-    watch, until, end = Watcher.watch, Watcher.until, Watcher.end
-
+class WatchMachine(Watcher, Yoxctl):
     # In real time: the change is held back for a minute.
     def test_a_tag_that_another_process_writes_flips_the_decision(self):
         state = ["--state-dir", str(self.folder / "state")]

@@ -24,9 +24,9 @@ void CompiledList::Compile(const Filter& filter) {
   program.value = !String::CaseInsesitiveEqual(filter.View(FilterField::value), "false"_wv);
 
   for (std::uint32_t left = filter.criteria(); left != 0; left &= left - 1) {
-    const auto criterion = static_cast<std::uint32_t>(std::countr_zero(left));
-    const WStringView required = filter.View(kCriteria[criterion].field);
-    Step step{criterion, 0, 0};
+    const auto criterion = static_cast<std::uint8_t>(std::countr_zero(left));
+    Step step{kCriteria[criterion].field, criterion, 0, 0};
+    const WStringView required = filter.View(step.field);
     const auto add = [&step](auto& all, const auto& requirement) {
       if (step.count++ == 0) step.first = static_cast<std::uint32_t>(all.size());
       all.push_back(requirement);

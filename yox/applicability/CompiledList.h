@@ -17,7 +17,8 @@ class CompiledList {
   // One criterion that is set: its row in kCriteria, and its requirements in the list of their
   // kind.
   struct Step {
-    std::uint32_t criterion;
+    FilterField field;
+    std::uint8_t criterion;
     std::uint32_t first;
     std::uint32_t count;
   };

@@ -77,8 +77,8 @@ class ApplicabilityEvaluator::Decision {
   // Why a text of this criterion is empty.
   static std::string NoteOnEmpty(FilterField field);
 
-  bool LacksTargetVersion(const Criterion& criterion) const {
-    return criterion.field == FilterField::target_version && target_version_text_ == nullptr;
+  bool LacksTargetVersion(FilterField field) const {
+    return field == FilterField::target_version && target_version_text_ == nullptr;
   }
   FindInItems Installed();
   static std::vector<YOX::WString> Subscriptions();

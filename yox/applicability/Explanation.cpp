@@ -157,7 +157,7 @@ Explanation ApplicabilityEvaluator::Decision::Explain(const CompiledList& list) 
         decides_unseen ? program.decides == CompiledList::Control::kTrue : program.value;
     for (const Step& step : list.Steps(program)) {
       filter.criteria.push_back(
-          Describe(list, step, program.filter->View(kCriteria[step.criterion].field)));
+          Describe(list, step, program.filter->View(step.field)));
     }
   }
   explanation.nearest_miss = NearestMiss(explanation);
@@ -168,7 +168,7 @@ ExplainedCriterion ApplicabilityEvaluator::Decision::Describe(const CompiledList
                                                               const Step& step,
                                                               const WString& required) {
   const Criterion& criterion = kCriteria[step.criterion];
-  const bool lacking = LacksTargetVersion(criterion);
+  const bool lacking = LacksTargetVersion(step.field);
   const Outcome outcome = lacking ? Outcome{false} : Hold(list, step, required);
   const auto plain = [&](WStringView actual) {
     const bool missing = String::IsEmptyOrWhiteSpace(actual);

@@ -57,11 +57,11 @@ const Criterion* ApplicabilityEvaluator::Decision::FirstFailing(
     const CompiledList& list, const CompiledList::Program& program, WString* reason) {
   for (const Step& step : list.Steps(program)) {
     const Criterion& criterion = kCriteria[step.criterion];
-    if (LacksTargetVersion(criterion)) {
+    if (LacksTargetVersion(step.field)) {
       LogMissingTargetVersion();
       return &criterion;
     }
-    const WString& required = program.filter->View(criterion.field);
+    const WString& required = program.filter->View(step.field);
     const Outcome outcome = Hold(list, step, required);
     if (outcome.matched) continue;
     if (reason != nullptr) {
@@ -81,7 +81,7 @@ ApplicabilityEvaluator::Decision::Outcome ApplicabilityEvaluator::Decision::Hold
   const auto hold_text = [&](WStringView actual) {
     return Outcome{AnyText(list.Texts(step), actual), actual};
   };
-  switch (kCriteria[step.criterion].field) {
+  switch (step.field) {
     case FilterField::default_:
     case FilterField::value:
       break;  // controls

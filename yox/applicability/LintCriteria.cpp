@@ -51,7 +51,7 @@ class CriterionLint {
                 std::vector<LintFinding>& findings)
       : list_(list),
         step_(step),
-        field_(kCriteria[step.criterion].field),
+        field_(step.field),
         text_(program.filter->View(field_)),
         filter_(filter),
         effort_(effort),
@@ -347,7 +347,7 @@ void LintCriterion(const CompiledList& list, const CompiledList::Program& progra
     case Language::kRollout:
       return lint.Growth();
     case Language::kOwn:
-      return kCriteria[step.criterion].field == FilterField::registry ? lint.Registry()
+      return step.field == FilterField::registry ? lint.Registry()
                                                                       : lint.Patterns();
   }
 }
