@@ -453,8 +453,6 @@ class HardwareIds(Yoxctl):
             self.assertTrue(device["instance_id"] and device["hardware_ids"])
 
 
-@unittest.skipIf(os.name == "nt" or len(sys.argv) > (4 if "--cases" in sys.argv else 2),
-                 "an emulated program cannot be sent the signal")
 class Watch(Yoxctl):
     def watch(self, *options):
         return self.start_program("--device", "device.json", *options, "watch")
