@@ -2,32 +2,40 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <memory>
 #include <mutex>
 
 namespace yox_test {
 
-// Opens when it has been counted down to zero; threads wait for it, for half a minute at most.
+// Opens when it has been counted down to zero; threads wait for it, for half a minute at most. It
+// may end as soon as Wait has returned, while the thread that opened it is still in CountDown.
 class Latch {
  public:
-  explicit Latch(int count = 1) : count_(count) {}
+  explicit Latch(int count = 1) { state_->count = count; }
   Latch(const Latch&) = delete;
   Latch& operator=(const Latch&) = delete;
 
   void CountDown() {
-    const std::lock_guard lock(mutex_);
-    if (--count_ <= 0) open_.notify_all();
+    const auto state = state_;
+    const std::lock_guard lock(state->mutex);
+    if (--state->count <= 0) state->open.notify_all();
   }
 
   // False when it did not open in time.
   [[nodiscard]] bool Wait() {
-    std::unique_lock lock(mutex_);
-    return open_.wait_for(lock, std::chrono::seconds(30), [this] { return count_ <= 0; });
+    const auto state = state_;
+    std::unique_lock lock(state->mutex);
+    return state->open.wait_for(lock, std::chrono::seconds(30), [&] { return state->count <= 0; });
   }
 
  private:
-  std::mutex mutex_;
-  std::condition_variable open_;
-  int count_;
+  struct State {
+    std::mutex mutex;
+    std::condition_variable open;
+    int count = 0;
+  };
+
+  const std::shared_ptr<State> state_ = std::make_shared<State>();
 };
 
 }  // namespace yox_test

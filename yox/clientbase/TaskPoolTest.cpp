@@ -4,6 +4,7 @@
 #include <chrono>
 #include <deque>
 #include <functional>
+#include <optional>
 #include <thread>
 #include <vector>
 
@@ -58,10 +59,12 @@ TEST(TaskPoolTest, StartersMayRace) {
 
 TEST(TaskPoolTest, BlockedPiecesHoldBackNoOther) {
   constexpr int kBlocked = 20;
-  TaskPool pool(2);
   Latch all_blocked(kBlocked);
   Latch release;
+  Latch ran;
+  Task other([&] { ran.CountDown(); });
   std::deque<Task> blocked;
+  TaskPool pool(2);
   for (int i = 0; i < kBlocked; ++i) {
     blocked.emplace_back([&] {
       all_blocked.CountDown();
@@ -70,8 +73,6 @@ TEST(TaskPoolTest, BlockedPiecesHoldBackNoOther) {
     pool.Start(blocked.back());
   }
   EXPECT_TRUE(all_blocked.Wait());
-  Latch ran;
-  Task other([&] { ran.CountDown(); });
   pool.Start(other);
   EXPECT_TRUE(ran.Wait());
   release.CountDown();
@@ -79,9 +80,9 @@ TEST(TaskPoolTest, BlockedPiecesHoldBackNoOther) {
 
 TEST(TaskPoolTest, PiecesThatMakeProgressShareTheThreads) {
   constexpr int kPieces = 3000;
-  TaskPool pool(2);
   Latch all(kPieces);
   Task task([&] { all.CountDown(); });
+  TaskPool pool(2);
   for (int i = 0; i < kPieces; ++i) pool.Start(task);
   EXPECT_TRUE(all.Wait());
   // A thread that the system held up for some milliseconds may have counted as blocked.
@@ -89,31 +90,33 @@ TEST(TaskPoolTest, PiecesThatMakeProgressShareTheThreads) {
 }
 
 TEST(TaskPoolTest, APieceMayStartAnother) {
-  TaskPool pool(1);
+  std::optional<TaskPool> pool(std::in_place, 1);
   Latch ran;
   Task second([&] { ran.CountDown(); });
-  Task first([&] { pool.Start(second); });
-  pool.Start(first);
+  Task first([&] { pool->Start(second); });
+  pool->Start(first);
   EXPECT_TRUE(ran.Wait());
+  pool.reset();  // its pieces go next
 }
 
 TEST(TaskPoolTest, APieceMayWaitForAnotherThatItStarted) {
-  TaskPool pool(1);
+  std::optional<TaskPool> pool(std::in_place, 1);
   Latch ran;
   Latch done;
   Task second([&] { ran.CountDown(); });
   Task first([&] {
-    pool.Start(second);
+    pool->Start(second);
     EXPECT_TRUE(ran.Wait());
     done.CountDown();
   });
-  pool.Start(first);
+  pool->Start(first);
   EXPECT_TRUE(done.Wait());
+  pool.reset();  // its pieces go next
 }
 
 TEST(TaskPoolTest, ThreadsThatFindNothingToDoEnd) {
-  TaskPool pool(2, std::chrono::milliseconds(1));
   Task task([] {});
+  TaskPool pool(2, std::chrono::milliseconds(1));
   const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(30);
   for (int round = 0; round < 3; ++round) {
     pool.Start(task);
