@@ -9,7 +9,6 @@
 #include <mutex>
 #include <optional>
 #include <system_error>
-#include <thread>
 #include <utility>
 
 #include "yox/applicability/ApplicabilityEvaluator.h"
@@ -17,6 +16,7 @@
 #include "yox/clientbase/String.h"
 #include "yox/clientbase/platform/Event.h"
 #include "yox/clientbase/platform/Platform.h"
+#include "yox/clientbase/platform/Waits.h"
 #include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
 #include "yox/device/MachineInformation.h"
 #include "yox/foundation/YOXHelperFactory.h"
@@ -37,7 +37,7 @@ using YOX::platform::Event;
 using YOX::platform::PresentDevice;
 
 // How long a change of a profile's file may stay unseen.
-constexpr auto kLook = std::chrono::milliseconds(100);
+constexpr std::int64_t kLookMilliseconds = 100;
 // How long what nobody tells of may: the date, a value that a registry criterion asks for.
 constexpr std::int64_t kDecideMilliseconds = 1'000;
 
@@ -171,26 +171,27 @@ int Watch(const GlobalOptions& global, const std::optional<std::string>& filters
     };
     printer.Line(StartLine(devices ? devices->present() : 0, global.json));
     look();
-    if (auto* const simulated = device.simulated()) {
-      // In real time, which the profile's clock goes along with.
-      for (int round = 1; !stop.IsSet(); ++round, std::this_thread::sleep_for(kLook)) {
-        if (simulated->clock().MovedByHand()) {
-          simulated->clock().AdvanceMilliseconds(kLook.count());
-        }
-        const bool followed = profile.Follow(*simulated);
-        if (followed || changed.IsSet() || round % 10 == 0) {
-          changed.Clear();
-          look();
-        }
+    // In real time, which the clock of a profile goes along with.
+    auto* const simulated = device.simulated();
+    auto passed = std::chrono::steady_clock::now();
+    auto looked = passed;
+    while (true) {
+      const bool told =
+          YOX::platform::NativeWaitForAny({stop.handle(), changed.handle()},
+                                          simulated ? kLookMilliseconds : kDecideMilliseconds)
+              .signalled();
+      if (stop.IsSet()) break;
+      if (simulated) {
+        const auto now = std::chrono::steady_clock::now();
+        const auto step = std::chrono::floor<std::chrono::milliseconds>(now - passed);
+        passed += step;
+        if (simulated->clock().MovedByHand()) simulated->clock().AdvanceMilliseconds(step.count());
+        const bool due = now - looked >= std::chrono::milliseconds(kDecideMilliseconds);
+        if (!profile.Follow(*simulated) && !told && !due) continue;
+        looked = now;
       }
-    } else {
-      while (
-          YOX::platform::WaitForAny({stop.handle(), changed.handle()}, kDecideMilliseconds).index !=
-              0 ||
-          !stop.IsSet()) {
-        changed.Clear();
-        look();
-      }
+      changed.Clear();
+      look();
     }
   }
   printer.RethrowFailure();

@@ -83,7 +83,11 @@ YOX_API bool ClearEvent(WaitHandle event);
 // Lets the time pass on the platform's clock.
 YOX_API void SleepFor(std::int64_t milliseconds);
 
-// The system's own wait, whose limit is real time.
-WaitResult NativeWaitForAny(std::span<const WaitHandle> handles, std::int64_t milliseconds);
+// As WaitForAny, for one handle or more that are not null; its limit is real time on every clock.
+YOX_API WaitResult NativeWaitForAny(std::span<const WaitHandle> handles, std::int64_t milliseconds);
+inline WaitResult NativeWaitForAny(std::initializer_list<WaitHandle> handles,
+                                   std::int64_t milliseconds) {
+  return NativeWaitForAny(std::span(handles.begin(), handles.size()), milliseconds);
+}
 
 }  // namespace YOX::platform
