@@ -70,19 +70,13 @@ TextPattern TextPattern::Parse(WStringView pattern) {
 }
 
 bool TextPattern::Matches(WStringView actual) const {
-  switch (form) {
-    case Form::kEverything:
-      return true;
-    case Form::kEqual:
-      return String::CaseInsesitiveEqual(actual, text) != negated;
-    case Form::kContains:
-      return String::CaseInsesitiveFind(actual, text) != negated;
-    case Form::kStartsWith:
-      return String::CaseInsensitiveStartsWith(actual, text) != negated;
-    case Form::kEndsWith:
-      return String::CaseInsensitiveEndsWith(actual, text) != negated;
-  }
-  return false;
+  if (form == Form::kEverything) return true;
+  if (form == Form::kContains) return String::CaseInsesitiveFind(actual, text) != negated;
+  if (actual.size() < text.size()) return negated;
+  const std::size_t more = actual.size() - text.size();
+  if (form == Form::kEqual && more != 0) return negated;
+  if (form == Form::kEndsWith) actual.remove_prefix(more);
+  return String::CaseInsensitiveStartsWith(actual, text) != negated;
 }
 
 const Version* VersionText::Parsed() {
@@ -160,6 +154,15 @@ bool KeyValueTerm::HoldsValue(WStringView actual) const {
     return integer->Matches(actual);
   }
   return true;
+}
+
+bool AnyText(std::span<const TextPattern> alternatives, WStringView actual) {
+  actual = String::Trimmed(actual);
+  return std::ranges::any_of(alternatives, [&](const auto& a) { return a.Matches(actual); });
+}
+
+bool AnyVersion(std::span<const VersionRequirement> alternatives, VersionText& actual) {
+  return std::ranges::any_of(alternatives, [&](const auto& a) { return a.Matches(actual); });
 }
 
 bool AnyText(WStringView required, WStringView actual) {

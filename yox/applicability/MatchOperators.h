@@ -123,13 +123,8 @@ struct KeyValueTerm {
 };
 
 // Alternatives, of which one must hold: none holds of an empty list.
-inline bool AnyText(std::span<const TextPattern> alternatives, WStringView actual) {
-  actual = String::Trimmed(actual);
-  return std::ranges::any_of(alternatives, [&](const auto& a) { return a.Matches(actual); });
-}
-inline bool AnyVersion(std::span<const VersionRequirement> alternatives, VersionText& actual) {
-  return std::ranges::any_of(alternatives, [&](const auto& a) { return a.Matches(actual); });
-}
+bool AnyText(std::span<const TextPattern> alternatives, WStringView actual);
+bool AnyVersion(std::span<const VersionRequirement> alternatives, VersionText& actual);
 
 // The same over a comma list as it is written.
 bool AnyText(WStringView required, WStringView actual);

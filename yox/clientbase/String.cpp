@@ -68,14 +68,6 @@ constexpr auto kFoldTable = MakeTable(kFolding);
 constexpr auto kUpperTable = MakeTable(kUpper);
 constexpr auto kLowerTable = MakeTable(kLower);
 
-inline WChar Fold(WChar unit) {
-  if (static_cast<std::uint16_t>(unit) < 0x80) {
-    const bool capital = static_cast<std::uint16_t>(unit - 'A') < 26;
-    return static_cast<WChar>(unit | (capital ? 0x20 : 0));
-  }
-  return kFoldTable[unit];
-}
-
 WString Mapped(WStringView text, const CaseTable& table) {
   WString mapped(text);
   for (WChar& unit : mapped) unit = table[unit];
@@ -236,9 +228,9 @@ bool String::EndsWith(WStringView text, WStringView suffix) { return text.ends_w
 
 bool String::CaseInsesitiveFind(WStringView haystack, WStringView needle) {
   if (needle.empty()) return true;
-  const WChar first = Fold(needle.front());
+  const WChar first = FoldCase(needle.front());
   for (std::size_t i = 0; i + needle.size() <= haystack.size(); ++i) {
-    if (Fold(haystack[i]) == first &&
+    if (FoldCase(haystack[i]) == first &&
         EqualFolded(haystack.data() + i + 1, needle.data() + 1, needle.size() - 1)) {
       return true;
     }
@@ -246,14 +238,7 @@ bool String::CaseInsesitiveFind(WStringView haystack, WStringView needle) {
   return false;
 }
 
-bool String::EqualFolded(const WChar* left, const WChar* right, std::size_t size) {
-  for (std::size_t i = 0; i < size; ++i) {
-    if (left[i] != right[i] && Fold(left[i]) != Fold(right[i])) return false;
-  }
-  return true;
-}
-
-WChar String::FoldCase(WChar unit) { return Fold(unit); }
+WChar String::FoldBeyondAscii(WChar unit) { return kFoldTable[unit]; }
 
 WString String::ToUpper(WStringView text) { return Mapped(text, kUpperTable); }
 

@@ -72,7 +72,12 @@ class YOX_API String {
     return text.size() >= suffix.size() &&
            EqualFolded(text.data() + (text.size() - suffix.size()), suffix.data(), suffix.size());
   }
-  static WChar FoldCase(WChar unit);
+  static WChar FoldCase(WChar unit) {
+    const auto value = static_cast<std::uint16_t>(unit);
+    if (value >= 0x80) return FoldBeyondAscii(unit);
+    const bool capital = static_cast<std::uint16_t>(value - 'A') < 26;
+    return static_cast<WChar>(value | (capital ? 0x20 : 0));
+  }
 
   // Unicode's simple upper- and lower-case mapping of each code unit.
   static WString ToUpper(WStringView text);
@@ -88,7 +93,13 @@ class YOX_API String {
   static IntegerStatus TryToInteger(WStringView text, int& value);
 
  private:
-  static bool EqualFolded(const WChar* left, const WChar* right, std::size_t size);
+  static WChar FoldBeyondAscii(WChar unit);
+  static bool EqualFolded(const WChar* left, const WChar* right, std::size_t size) {
+    for (std::size_t i = 0; i < size; ++i) {
+      if (left[i] != right[i] && FoldCase(left[i]) != FoldCase(right[i])) return false;
+    }
+    return true;
+  }
 };
 
 }  // namespace YOX
