@@ -1,7 +1,6 @@
 #include "yox/applicability/ApplicabilityEvaluator.h"
 
 #include <exception>
-#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -56,14 +55,11 @@ bool ApplicabilityEvaluator::EvaluateApplicability(
     const WString& clientVersion, const ApplicabilityFilter& filter,
     AppAndTagCollection* tagCollection, WString* targetVersion, const Pairs& extraTags,
     WString& reason) {
-  const std::shared_ptr<const CompiledList> list = filter.snapshot();
-  if (machineInformation == nullptr) throw std::invalid_argument("machineInformation");
-
+  Decision decision(*this, machineInformation.get(), clientVersion, tagCollection, targetVersion,
+                    extraTags);
   const bool collect = reason != discard_reason_;
   if (collect) reason.clear();
-  return Decision(*this, *machineInformation, clientVersion, tagCollection, targetVersion,
-                  extraTags)
-      .Decide(*list, collect ? &reason : nullptr, nullptr);
+  return decision.Decide(*filter.snapshot(), collect ? &reason : nullptr, nullptr);
 }
 
 bool ApplicabilityEvaluator::Decision::Decide(const CompiledList& list, WString* reason,
@@ -119,7 +115,7 @@ bool ApplicabilityEvaluator::DoesFilterMatch(
     const WString& clientVersion, AppAndTagCollection* tagCollection, WString* targetVersion,
     const Pairs& extraTags, WString& reason) {
   const CompiledList list({*filter});
-  return Decision(*this, *machineInformation, clientVersion, tagCollection, targetVersion,
+  return Decision(*this, machineInformation.get(), clientVersion, tagCollection, targetVersion,
                   extraTags)
              .FirstFailing(list, list.programs().front(), &reason) == nullptr;
 }

@@ -18,7 +18,8 @@
 // for it and at most once, the clock included. Lives on one thread's stack.
 class ApplicabilityEvaluator::Decision {
  public:
-  Decision(ApplicabilityEvaluator& evaluator, const MachineInformation& machine,
+  // Throws std::invalid_argument("machineInformation") when `machine` is null.
+  Decision(ApplicabilityEvaluator& evaluator, const MachineInformation* machine,
            const YOX::WString& client_version, AppAndTagCollection* tags,
            const YOX::WString* target_version, const Pairs& extra_tags);
 

@@ -1,7 +1,6 @@
 #include "yox/applicability/Explanation.h"
 
 #include <algorithm>
-#include <stdexcept>
 #include <utility>
 
 #include "yox/applicability/Decision.h"
@@ -87,6 +86,18 @@ std::optional<std::size_t> NearestMiss(const Explanation& explanation) {
   return nearest;
 }
 
+// Copies of the caller's texts, which criteria trim.
+struct CallersVersions {
+  CallersVersions(const WString& client_version, const WString* target_version)
+      : client(client_version) {
+    if (target_version != nullptr) given_target = *target_version;
+  }
+  const WString* target() const { return given_target ? &*given_target : nullptr; }
+
+  const WString client;
+  std::optional<WString> given_target;
+};
+
 }  // namespace
 
 std::optional<DecisionFlip> FlippedBy(const DecisionTrace& before, const DecisionTrace& after) {
@@ -100,12 +111,9 @@ Explanation ApplicabilityEvaluator::Explain(
     const std::shared_ptr<MachineInformation>& machineInformation, const WString& clientVersion,
     const ApplicabilityFilter& filter, AppAndTagCollection* tagCollection,
     const WString* targetVersion, const Pairs& extraTags) {
-  if (machineInformation == nullptr) throw std::invalid_argument("machineInformation");
-  // Of the texts that criteria trim, copies.
-  const WString client_version = clientVersion;
-  const WString target_version = targetVersion != nullptr ? *targetVersion : WString();
-  return Decision(*this, *machineInformation, client_version, tagCollection,
-                  targetVersion != nullptr ? &target_version : nullptr, extraTags)
+  const CallersVersions versions(clientVersion, targetVersion);
+  return Decision(*this, machineInformation.get(), versions.client, tagCollection,
+                  versions.target(), extraTags)
       .Explain(*filter.snapshot());
 }
 
@@ -113,11 +121,9 @@ DecisionTrace ApplicabilityEvaluator::Trace(
     const std::shared_ptr<MachineInformation>& machineInformation, const WString& clientVersion,
     const ApplicabilityFilter& filter, AppAndTagCollection* tagCollection,
     const WString* targetVersion, const Pairs& extraTags) {
-  if (machineInformation == nullptr) throw std::invalid_argument("machineInformation");
-  const WString client_version = clientVersion;
-  const WString target_version = targetVersion != nullptr ? *targetVersion : WString();
-  return Decision(*this, *machineInformation, client_version, tagCollection,
-                  targetVersion != nullptr ? &target_version : nullptr, extraTags)
+  const CallersVersions versions(clientVersion, targetVersion);
+  return Decision(*this, machineInformation.get(), versions.client, tagCollection,
+                  versions.target(), extraTags)
       .Trace(*filter.snapshot());
 }
 
@@ -156,8 +162,7 @@ Explanation ApplicabilityEvaluator::Decision::Explain(const CompiledList& list) 
     filter.answer =
         decides_unseen ? program.decides == CompiledList::Control::kTrue : program.value;
     for (const Step& step : list.Steps(program)) {
-      filter.criteria.push_back(
-          Describe(list, step, program.filter->View(step.field)));
+      filter.criteria.push_back(Describe(list, step, program.filter->View(step.field)));
     }
   }
   explanation.nearest_miss = NearestMiss(explanation);

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <stdexcept>
 
 #include "yox/applicability/Decision.h"
 #include "yox/applicability/EvaluatorLog.h"
@@ -37,19 +38,24 @@ ApplicabilityEvaluator::Pairs StoreItems() {
   return pairs;
 }
 
+const MachineInformation& Given(const MachineInformation* machine) {
+  if (machine == nullptr) throw std::invalid_argument("machineInformation");
+  return *machine;
+}
+
 }  // namespace
 
 ApplicabilityEvaluator::Decision::Decision(ApplicabilityEvaluator& evaluator,
-                                           const MachineInformation& machine,
+                                           const MachineInformation* machine,
                                            const WString& client_version, AppAndTagCollection* tags,
                                            const WString* target_version, const Pairs& extra_tags)
     : evaluator_(evaluator),
-      machine_(machine),
+      machine_(Given(machine)),
       client_version_text_(client_version),
       tags_(tags),
       target_version_text_(target_version),
       extra_tags_(extra_tags),
-      os_version_(machine.View(MachineInformation::Text::os_version)),
+      os_version_(machine_.View(MachineInformation::Text::os_version)),
       client_version_(client_version),
       target_version_(target_version != nullptr ? WStringView(*target_version) : WStringView()) {}
 
