@@ -347,8 +347,7 @@ void LintCriterion(const CompiledList& list, const CompiledList::Program& progra
     case Language::kRollout:
       return lint.Growth();
     case Language::kOwn:
-      return step.field == FilterField::registry ? lint.Registry()
-                                                                      : lint.Patterns();
+      return step.field == FilterField::registry ? lint.Registry() : lint.Patterns();
   }
 }
 
