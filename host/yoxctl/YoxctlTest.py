@@ -3,6 +3,7 @@
 
   YoxctlTest.py [--cases CLASS] [EMULATOR...] YOXCTL
 """
+import errno
 import json
 import os
 import pathlib
@@ -902,6 +903,17 @@ class Output(Yoxctl):
             os.close(writer)
         self.assertEqual(done.returncode, 2)
         self.assertRegex(done.stderr.decode(), r"\Ayoxctl: standard output: .*\n\Z")
+
+    def test_what_is_closed_is_told_and_no_file_takes_its_place(self):
+        if len(PROGRAM) > 1:
+            self.skipTest("the emulator opens what is closed")
+        closed = os.strerror(errno.EBADF)
+        for arguments in (self.evaluate([{"default": "true"}]), ["--device", "device.json", "watch"]):
+            with self.subTest(arguments=arguments):
+                done = subprocess.run(["sh", "-c", 'exec "$@" >&-', "sh", *PROGRAM, *arguments],
+                                      cwd=self.folder, capture_output=True, timeout=60)
+                self.assertEqual((done.stderr.decode(), done.returncode),
+                                 (f"yoxctl: standard output: {closed}\n", 2))
 
 
 def run(usage):
