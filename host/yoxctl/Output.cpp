@@ -9,12 +9,11 @@
 
 namespace yoxctl {
 std::string OneLine(std::string_view text) {
-  std::string line = YOX::String::UTF16ToUTF8(YOX::String::UTF8ToUTF16(text));
-  for (char& letter : line) {
-    const auto byte = static_cast<unsigned char>(letter);
-    if (byte < 0x20 || byte == 0x7F) letter = ' ';
+  YOX::WString line = YOX::String::UTF8ToUTF16(text);
+  for (YOX::WChar& unit : line) {
+    if (unit < 0x20 || (unit >= 0x7F && unit < 0xA0)) unit = ' ';
   }
-  return line;
+  return YOX::String::UTF16ToUTF8(line);
 }
 
 void Print(std::string_view text) {

@@ -34,8 +34,10 @@ std::string HardwareIdListing(YOX::platform::DeviceTree& tree, bool json) {
       document["devices"].append(DeviceJson(device));
       return;
     }
-    text += String::UTF16ToUTF8(device.instance_id) + "\n";
-    for (const WString& id : device.hardware_ids) text += "    " + String::UTF16ToUTF8(id) + "\n";
+    text += OneLine(String::UTF16ToUTF8(device.instance_id)) + "\n";
+    for (const WString& id : device.hardware_ids) {
+      text += "    " + OneLine(String::UTF16ToUTF8(id)) + "\n";
+    }
   });
   if (!json) return text;
   Json::StreamWriterBuilder builder;

@@ -85,11 +85,11 @@ bool Found(RegistryStatus status, const std::string& what) {
     case RegistryStatus::kNotFound:
       return false;
     case RegistryStatus::kDenied:
-      throw Refusal(what + ": access denied");
+      throw Refusal(YOX::Printable(what) + ": access denied");
     case RegistryStatus::kInvalid:
-      throw Refusal(what + ": not possible in a registry");
+      throw Refusal(YOX::Printable(what) + ": not possible in a registry");
     case RegistryStatus::kFailed:
-      throw Refusal(what + ": the registry's store failed");
+      throw Refusal(YOX::Printable(what) + ": the registry's store failed");
   }
   return false;
 }
@@ -198,7 +198,10 @@ void PrintJson(const Json::Value& document) {
 
 platform::Registry& TheRegistry() { return platform::Platform::Get().registry(); }
 
-std::string ValuePlace(const RegistryOptions& options) { return options.key + ":" + options.name; }
+// As messages show it; of the default value it is the key's.
+std::string ValuePlace(const RegistryOptions& options) {
+  return options.name.empty() ? options.key : options.key + ":" + options.name;
+}
 
 int Get(const GlobalOptions& global, const RegistryOptions& options) {
   RegistryValue value;
@@ -248,15 +251,16 @@ int List(const GlobalOptions& global, const RegistryOptions& options) {
   std::string text;
   for (const WString& name : names) {
     document["keys"].append(String::UTF16ToUTF8(name));
-    text += String::UTF16ToUTF8(name) + "\\\n";
+    text += OneLine(String::UTF16ToUTF8(name)) + "\\\n";
   }
   for (const auto& [name, value] : values) {
     document["values"][String::UTF16ToUTF8(name)] = ValueJson(value);
     std::string data = DataText(value);
     data.pop_back();
     std::ranges::replace(data, '\n', '|');
-    text += (name.empty() ? "@" : String::UTF16ToUTF8(name)) + "  " + TypeName(value.type) + "  " +
-            data + "\n";
+    text += OneLine((name.empty() ? "@" : String::UTF16ToUTF8(name)) + "  " + TypeName(value.type) +
+                    "  " + data) +
+            "\n";
   }
   if (global.json) {
     PrintJson(document);
@@ -275,7 +279,7 @@ std::string ChangeText(const RegistryChange& change, bool json) {
   const bool has_name =
       change.action == RegistryAction::kSetValue || change.action == RegistryAction::kDeleteValue;
   const std::string key = String::UTF16ToUTF8(change.key), name = String::UTF16ToUTF8(change.name);
-  if (!json) return std::string(action) + " " + key + (has_name ? ":" + name : "") + "\n";
+  if (!json) return OneLine(std::string(action) + " " + key + (has_name ? ":" + name : "")) + "\n";
   Json::Value document;
   document["action"] = action;
   document["key"] = key;

@@ -30,7 +30,7 @@ int Tags(const GlobalOptions& global) {
     Json::Value& member = document.append(Json::objectValue);
     member["key"] = key;
     member["value"] = value;
-    text += key + "=" + value + "\n";
+    text += OneLine(key + "=" + value) + "\n";
   }
   if (global.json) {
     Json::StreamWriterBuilder builder;

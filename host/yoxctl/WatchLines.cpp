@@ -6,12 +6,14 @@
 
 #include "yox/clientbase/String.h"
 
+#include "host/yoxctl/Output.h"
+
 namespace yoxctl {
 namespace {
 
 using YOX::String;
 
-std::string OneLine(const Json::Value& document) {
+std::string JsonLine(const Json::Value& document) {
   Json::StreamWriterBuilder builder;
   builder["indentation"] = "";
   return Json::writeString(builder, document) + "\n";
@@ -68,11 +70,12 @@ std::optional<Flip> FindFlip(const Decision& before, const Decision& now) {
 }  // namespace
 
 std::string StartLine(std::size_t devices, bool json) {
-  if (!json) return "watching " + std::to_string(devices) + " devices\n";
+  if (!json)
+    return "watching " + std::to_string(devices) + (devices == 1 ? " device\n" : " devices\n");
   Json::Value document;
   document["event"] = "watching";
   document["devices"] = static_cast<Json::UInt64>(devices);
-  return OneLine(document);
+  return JsonLine(document);
 }
 
 std::string DeviceLine(DeviceWatch::Change change, const YOX::platform::PresentDevice& device,
@@ -81,11 +84,11 @@ std::string DeviceLine(DeviceWatch::Change change, const YOX::platform::PresentD
   if (json) {
     Json::Value document = DeviceJson(device);
     document["event"] = word;
-    return OneLine(document);
+    return JsonLine(document);
   }
   std::string line = std::string(word) + " " + String::UTF16ToUTF8(device.instance_id);
   for (const YOX::WString& id : device.hardware_ids) line += "  " + String::UTF16ToUTF8(id);
-  return line + "\n";
+  return OneLine(line) + "\n";
 }
 
 std::vector<std::string> TagLines(const std::vector<Tag>& before, const std::vector<Tag>& now,
@@ -93,7 +96,7 @@ std::vector<std::string> TagLines(const std::vector<Tag>& before, const std::vec
   std::vector<std::string> lines;
   const auto add = [&](const char* change, const std::string& key, const std::string& value) {
     if (!json) {
-      lines.push_back("tag " + std::string(change) + " " + key + "=" + value + "\n");
+      lines.push_back(OneLine("tag " + std::string(change) + " " + key + "=" + value) + "\n");
       return;
     }
     Json::Value document;
@@ -101,7 +104,7 @@ std::vector<std::string> TagLines(const std::vector<Tag>& before, const std::vec
     document["change"] = change;
     document["key"] = key;
     document["value"] = value;
-    lines.push_back(OneLine(document));
+    lines.push_back(JsonLine(document));
   };
   if (before == now) return lines;
   const auto former = ByKey(before), present = ByKey(now);
@@ -134,7 +137,7 @@ std::string DecisionLine(const std::optional<Decision>& before, const Decision& 
     document["criterion"] = flip->criterion;
     document["filter"] = static_cast<Json::UInt64>(flip->filter);
   }
-  return OneLine(document);
+  return JsonLine(document);
 }
 
 }  // namespace yoxctl

@@ -649,6 +649,30 @@ class Tags(Yoxctl):
                            "applies\nFilter [0]: true; \n")
 
 
+class ControlCharacters(Yoxctl):
+    TEXT = "a\x1b[31m\nb\x9b0m"
+    SHOWN = "a [31m b 0m"
+
+    def test_a_line_of_text_stays_one_and_tells_the_terminal_nothing(self):
+        key = "HKLM\\SOFTWARE\\Tervan\\YOX\\Applicability\\Tags"
+        self.write("device.json", {
+            "registry": {key: {self.TEXT: {"type": "REG_SZ", "data": self.TEXT}}, f"{key}\\{self.TEXT}": {}},
+            "devices": [{"instance_id": self.TEXT, "hardware_ids": [self.TEXT]}]})
+        for arguments, answer in (
+            (["tags"], f"{self.SHOWN}={self.SHOWN}\nDevice.Usage.IsManagedDevice=false\n"),
+            (["registry", "list", key], f"{self.SHOWN}\\\n{self.SHOWN}  REG_SZ  {self.SHOWN.replace('m b', 'm|b')}\n"),
+            (["device", "--hardware-ids"], f"{self.SHOWN}\n    {self.SHOWN}\n"),
+        ):
+            with self.subTest(arguments=arguments):
+                self.assert_answer(["--device", "device.json", *arguments], 0, answer)
+
+    def test_a_complaint_shows_them_as_escapes(self):
+        self.assert_refused(self.evaluate([{self.TEXT: "x"}]),
+                            'filters.json: [0]["a\\u001b[31m\\u000ab\\u009b0m"]: unknown key')
+        self.assert_refused(["evaluate", "filters.json", "--tag", self.TEXT],
+                            '--tag: expected KEY=VALUE, found "a\\u001b[31m\\u000ab\\u009b0m"')
+
+
 class Notification(Yoxctl):
     def read(self, document, *arguments):
         self.write("notification.json", document)
