@@ -773,6 +773,8 @@ class BadInput(Yoxctl):
             ("filters", "expected an object or an array, found a text"),
             ({"filters": [{}, {"contry": "US"}]}, "filters[1].contry: unknown key"),
             ([{"country": 7}], "[0].country: expected a text, found a number"),
+            ([{"k" * 1000: "x"}], f"[0].{'k' * 120}...: unknown key"),
+            (b"[" + b"9" * 1000 + b"]", f"line 1, column 2: '{'9' * 119}...' is not a number"),
         ):
             with self.subTest(message=message):
                 self.assert_refused(self.evaluate(document), f"filters.json: {message}")

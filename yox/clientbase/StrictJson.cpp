@@ -147,8 +147,11 @@ std::string OneLine(std::string_view errors) {
   const std::size_t next = std::min(what.find("\n* Line "), what.find("\nSee Line "));
   what = what.substr(0, next);
   what = what.substr(0, what.find_last_not_of(" \n.") + 1);
+  // Of a long number the text is cut, not what is said of it: "'1e999' is not a number".
+  const std::size_t quoted = what.starts_with('\'') ? what.rfind('\'') : what.size();
   return "line " + std::to_string(number_behind("Line ")) + ", column " +
-         std::to_string(number_behind("Column ")) + ": " + Printable(what);
+         std::to_string(number_behind("Column ")) + ": " + Printable(what.substr(0, quoted)) +
+         std::string(what.substr(quoted));
 }
 
 bool IsPlainWord(std::string_view key) {
@@ -251,7 +254,7 @@ std::string JsonNode::Path() const {
   std::string path = parent_->Path();
   if (key_.data() == nullptr) return path + "[" + std::to_string(index_) + "]";
   if (!IsPlainWord(key_)) return path + "[\"" + Printable(key_) + "\"]";
-  return path.empty() ? std::string(key_) : path + "." + std::string(key_);
+  return path.empty() ? Printable(key_) : path + "." + Printable(key_);
 }
 
 }  // namespace YOX
