@@ -2,6 +2,7 @@
 #include <json/writer.h>
 
 #include <CLI/App.hpp>
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -17,6 +18,7 @@
 
 #include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/CommandLine.h"
+#include "host/yoxctl/DecimalNumber.h"
 #include "host/yoxctl/Output.h"
 
 namespace yoxctl {
@@ -228,7 +230,12 @@ struct Arguments {
         throw Refusal("--param: expected KEY=VALUE, found \"" + YOX::Printable(param) + "\"");
       }
       Widened("--param", param);
-      pairs.emplace_back(param.substr(0, equals), param.substr(equals + 1));
+      std::string key = param.substr(0, equals);
+      const auto has_key = [&](const auto& pair) { return pair.first == key; };
+      if (std::ranges::any_of(pairs, has_key)) {
+        throw Refusal("--param: \"" + YOX::Printable(key) + "\" is given twice");
+      }
+      pairs.emplace_back(std::move(key), param.substr(equals + 1));
     }
     return pairs;
   }
@@ -381,10 +388,16 @@ void AddBuilder(CLI::App& build, const Builder& builder, Action& action) {
     command->add_option(option(name), arguments->texts[name], "")->type_name("TEXT");
   }
   for (const char* name : builder.integers) {
-    command->add_option(option(name), arguments->integers[name], "")->required()->type_name("N");
+    command->add_option(option(name), arguments->integers[name], "")
+        ->required()
+        ->type_name("N")
+        ->transform(DecimalNumber<std::int32_t>());
   }
   if (builder.minutes) {
-    command->add_option("--minutes", arguments->minutes, "")->required()->type_name("N");
+    command->add_option("--minutes", arguments->minutes, "")
+        ->required()
+        ->type_name("N")
+        ->transform(DecimalNumber<std::uint32_t>());
   }
   if (builder.params) {
     command->add_option("--param", arguments->params, "A parameter; may be given several times")

@@ -18,6 +18,7 @@
 
 #include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/CommandLine.h"
+#include "host/yoxctl/DecimalNumber.h"
 #include "host/yoxctl/Output.h"
 
 namespace yoxctl {
@@ -402,7 +403,8 @@ void AddRegistryCommand(CLI::App& app, Action& action) {
   takes_key(add("list", "Print what a key holds", List));
   takes_key(add("watch", "Print what changes in a key and below, until interrupted", Watch))
       ->add_option("--count", options->count, "End after so many changes")
-      ->type_name("N");
+      ->type_name("N")
+      ->transform(DecimalNumber<std::size_t>());
   add("import", "Do what a registry file asks for, all of it or nothing", Import)
       ->add_option("FILE.reg", options->file, "UTF-16 or UTF-8, version 5.00")
       ->required()

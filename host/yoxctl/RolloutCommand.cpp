@@ -21,6 +21,7 @@
 
 #include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/CommandLine.h"
+#include "host/yoxctl/DecimalNumber.h"
 #include "host/yoxctl/Output.h"
 #include "host/yoxctl/RolloutPlot.h"
 
@@ -180,9 +181,9 @@ std::string ToText(const Rollout& rollout, const RolloutOptions& options,
     text += "the growth is unknown: nobody is in before the last day\n";
   }
   if (asked) {
-    text += YOX::Printable(asked->name) + ": bucket " + std::to_string(asked->bucket) +
-            ", in from " + DateText(forecast.DateOf(asked->day)) + " on (day " +
-            std::to_string(asked->day) + ")\n";
+    text += NameOf(asked->name) + ": bucket " + std::to_string(asked->bucket) + ", in from " +
+            DateText(forecast.DateOf(asked->day)) + " on (day " + std::to_string(asked->day) +
+            ")\n";
   } else if (options.serial_number || options.organisation) {
     text += std::string(forecast.by_organisation() ? "the serial number" : "the organisation") +
             " does not count here\n";
@@ -200,7 +201,7 @@ std::string ToText(const Rollout& rollout, const RolloutOptions& options,
       text += RightAligned(std::to_string(counts[static_cast<std::size_t>(day - 1)]), 10);
     }
     if (day == today) text += "  <- today";
-    if (asked && asked->day == day) text += "  <- " + YOX::Printable(asked->name);
+    if (asked && asked->day == day) text += "  <- " + NameOf(asked->name);
     text += "\n";
   }
   return text;
@@ -249,7 +250,7 @@ void Plot(const Rollout& rollout, const RolloutOptions& options,
                    counts,
                    counts.empty() ? 0 : counts.back()};
   if (const std::optional<Asked> asked = AskedOf(forecast, options)) {
-    plot.mark = {YOX::Printable(asked->name) + ": from " + DateText(forecast.DateOf(asked->day)) +
+    plot.mark = {NameOf(asked->name) + ": from " + DateText(forecast.DateOf(asked->day)) +
                      " on (day " + std::to_string(asked->day) + ")",
                  asked->day};
   }
@@ -309,7 +310,8 @@ void AddRolloutCommand(CLI::App& app, Action& action) {
   command->add_option("--function", options->function, "This date function instead of a list's")
       ->type_name("START|DAYS|GROWTH");
   command->add_option("--filter", options->filter, "Only that of this filter, from 0")
-      ->type_name("N");
+      ->type_name("N")
+      ->transform(DecimalNumber<std::size_t>());
   command
       ->add_option("--serial-number", options->serial_number,
                    "The first day of the device with this serial number")

@@ -19,6 +19,7 @@
 #include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/CommandLine.h"
 #include "host/yoxctl/DecidingEvaluator.h"
+#include "host/yoxctl/DecimalNumber.h"
 #include "host/yoxctl/ExplanationText.h"
 #include "host/yoxctl/Output.h"
 #include "host/yoxctl/OwnProgram.h"
@@ -255,7 +256,7 @@ void AddTestCommand(CLI::App& app, Action& action) {
   command->add_option("LIST.test.json", options->files, "The test files")
       ->required()
       ->type_name(" ");
-  command->add_option("--case", options->only)->group("");
+  command->add_option("--case", options->only)->transform(DecimalNumber<std::size_t>())->group("");
   command->add_flag("--colours", options->colours)->group("");
   command->callback([&action, options] {
     action = [options](const GlobalOptions& global) { return Test(global, *options); };

@@ -818,6 +818,26 @@ class BadInput(Yoxctl):
             with self.subTest(arguments=arguments):
                 self.assert_refused(arguments, message)
 
+    def test_numbers(self):
+        usage = " (yoxctl --help tells the usage)"
+        whole = "expected a whole number from"
+        for number in ("-1", "", "18446744073709551616", "1.5", "0x1", "1 "):
+            for arguments, option in ((["rollout", "a.json", "--filter", number], "--filter"),
+                                      (["registry", "watch", "HKLM\\A", "--count", number], "--count")):
+                with self.subTest(arguments=arguments):
+                    self.assert_refused(
+                        arguments, f'{option}: {whole} 0 to 18446744073709551615, found "{number}"' + usage)
+        for number in ("-18446744073709551615", "4294967296", ""):
+            self.assert_refused(["notification", "build", "config-fetch", "--minutes", number],
+                                f'--minutes: {whole} 0 to 4294967295, found "{number}"' + usage)
+        done = self.run_program("notification", "build", "config-fetch", "--minutes", "010")
+        self.assertEqual(json.loads(done.stdout), {"config_fetch": {"pull_trigger_in_minutes": 10}})
+
+    def test_a_parameter_given_twice(self):
+        for kind in ("alert", "invoke-command"):
+            self.assert_refused(["notification", "build", kind, "--param", "a=1", "--param", "a=2"],
+                                '--param: "a" is given twice')
+
     def test_the_state_directory_has_to_be_one(self):
         self.write("filters.json", [])
         self.assert_refused(["--state-dir", "device.json", "evaluate", "filters.json"],
