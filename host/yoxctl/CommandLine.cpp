@@ -31,6 +31,14 @@ int Parse(CLI::App& app, std::vector<std::string> arguments) {
   } catch (const CLI::Success&) {
     Print(app.help());  // of the command, if there is one
   } catch (const CLI::ParseError& error) {
+    // A misspelt command or option is what is wrong, not what is missing without it.
+    if (const std::vector<std::string> unknown = app.remaining(true);
+        !unknown.empty() &&
+        (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::ExtrasError) ||
+         error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError))) {
+      throw Refusal("The following argument was not expected: " + NameOf(unknown.front()) +
+                    kSeeHelp);
+    }
     throw Refusal(std::string(error.what()) + kSeeHelp);
   }
   return kNegative;
