@@ -1,7 +1,6 @@
 #pragma once
 
 #include <algorithm>
-#include <exception>
 #include <optional>
 #include <vector>
 
@@ -28,16 +27,15 @@ struct FindInTags {
   }
 };
 
-// Whether a term holds; an exception of a comparison is logged and counts as false.
+// Whether a term holds; integers that cannot be compared are logged and count as false.
 template <class Find>
 bool LoggedMatch(const KeyValueTerm& term, const Find& find) {
-  try {
-    return term.Matches(find);
-  } catch (const std::exception& exception) {
-    g_evaluator_log.e("%s : Exception - %s", "ApplicabilityEvaluator::DoesKvpMatch",
-                      String::UTF8ToUTF16(exception.what()));
-    return false;
-  }
+  bool holds = false;
+  const String::IntegerStatus status = term.TryMatch(find, holds);
+  if (status == String::IntegerStatus::kOk) return holds;
+  g_evaluator_log.e("%s : Exception - %s", "ApplicabilityEvaluator::DoesKvpMatch",
+                    String::IntegerError(status));
+  return false;
 }
 
 }  // namespace YOX::match

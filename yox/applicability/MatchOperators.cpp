@@ -114,10 +114,21 @@ IntegerRequirement IntegerRequirement::Parse(WStringView pattern) {
   return requirement;
 }
 
+String::IntegerStatus IntegerRequirement::TryMatch(WStringView actual, bool& holds) const {
+  int value = 0;
+  const auto read = String::TryToInteger(actual, value);
+  if (read != String::IntegerStatus::kOk) return read;
+  if (status == String::IntegerStatus::kOk) holds = Holds(comparison, value, number);
+  return status;
+}
+
 bool IntegerRequirement::Matches(WStringView actual) const {
-  const int value = String::ToInteger(actual);
-  if (status != String::IntegerStatus::kOk) String::ToInteger(operand);  // throws
-  return Holds(comparison, value, number);
+  bool holds = false;
+  if (TryMatch(actual, holds) != String::IntegerStatus::kOk) {
+    String::ToInteger(actual);  // one of the two throws
+    String::ToInteger(operand);
+  }
+  return holds;
 }
 
 KeyValueTerm KeyValueTerm::Parse(WStringView term) {
@@ -142,18 +153,16 @@ KeyValueTerm KeyValueTerm::Parse(WStringView term) {
   return parsed;
 }
 
-bool KeyValueTerm::HoldsValue(WStringView actual) const {
+String::IntegerStatus KeyValueTerm::TryValue(WStringView actual, bool& holds) const {
   if (const auto* const pattern = std::get_if<TextPattern>(&value)) {
-    return pattern->Matches(String::Trimmed(actual));
-  }
-  if (const auto* const version = std::get_if<VersionRequirement>(&value)) {
+    holds = pattern->Matches(String::Trimmed(actual));
+  } else if (const auto* const version = std::get_if<VersionRequirement>(&value)) {
     VersionText text(actual);
-    return version->Matches(text);
+    holds = version->Matches(text);
+  } else if (const auto* const integer = std::get_if<IntegerRequirement>(&value)) {
+    return integer->TryMatch(actual, holds);
   }
-  if (const auto* const integer = std::get_if<IntegerRequirement>(&value)) {
-    return integer->Matches(actual);
-  }
-  return true;
+  return String::IntegerStatus::kOk;
 }
 
 bool AnyText(std::span<const TextPattern> alternatives, WStringView actual) {

@@ -93,6 +93,8 @@ struct IntegerRequirement {
   // Throws std::invalid_argument or std::out_of_range: for a bad `actual` first, then for a bad
   // operand.
   bool Matches(WStringView actual) const;
+  // The same without exceptions; `holds` is written only for kOk.
+  String::IntegerStatus TryMatch(WStringView actual, bool& holds) const;
 };
 
 struct PairView {
@@ -110,16 +112,18 @@ struct KeyValueTerm {
   static KeyValueTerm Parse(WStringView term);
 
   // `find(pattern)` gives the first pair whose key the pattern matches, as an optional PairView.
-  // Throws what IntegerRequirement throws.
+  // `holds` counts only for kOk: integers may be none that can be compared.
   template <class Find>
-  bool Matches(const Find& find) const {
+  String::IntegerStatus TryMatch(const Find& find, bool& holds) const {
     const std::optional<PairView> pair = find(key);
-    if (!pair) return negated;
-    return HoldsValue(pair->value) != negated;
+    holds = pair.has_value();
+    const auto status = holds ? TryValue(pair->value, holds) : String::IntegerStatus::kOk;
+    holds = holds != negated;
+    return status;
   }
 
  private:
-  bool HoldsValue(WStringView actual) const;
+  String::IntegerStatus TryValue(WStringView actual, bool& holds) const;
 };
 
 // Alternatives, of which one must hold: none holds of an empty list.

@@ -246,15 +246,22 @@ WString String::ToLower(WStringView text) { return Mapped(text, kLowerTable); }
 
 int String::ToInteger(WStringView text) {
   int value = 0;
-  switch (TryToInteger(text, value)) {
+  const IntegerStatus status = TryToInteger(text, value);
+  if (status == IntegerStatus::kInvalid) throw std::invalid_argument(IntegerError(status));
+  if (status == IntegerStatus::kOutOfRange) throw std::out_of_range(IntegerError(status));
+  return value;
+}
+
+const char* String::IntegerError(IntegerStatus status) {
+  switch (status) {
     case IntegerStatus::kInvalid:
-      throw std::invalid_argument("invalid stoi argument");
+      return "invalid stoi argument";
     case IntegerStatus::kOutOfRange:
-      throw std::out_of_range("stoi argument out of range");
+      return "stoi argument out of range";
     case IntegerStatus::kOk:
       break;
   }
-  return value;
+  return "";
 }
 
 String::IntegerStatus String::TryToInteger(WStringView text, int& value) {

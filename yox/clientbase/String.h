@@ -91,6 +91,8 @@ class YOX_API String {
   enum class IntegerStatus { kOk, kInvalid, kOutOfRange };
   // The same without exceptions; `value` is written only for kOk.
   static IntegerStatus TryToInteger(WStringView text, int& value);
+  // What the exception says that ToInteger throws in that case; kOk has none.
+  static const char* IntegerError(IntegerStatus status);
 
  private:
   static WChar FoldBeyondAscii(WChar unit);
