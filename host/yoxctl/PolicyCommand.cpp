@@ -1,8 +1,11 @@
 #include <json/writer.h>
 
 #include <CLI/App.hpp>
+#include <algorithm>
+#include <iterator>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -80,11 +83,55 @@ void Show(const GlobalOptions& global, const PlatformPolicy& policy) {
   Print(Json::writeString(builder, ToJson(policy)) + "\n");
 }
 
-// The readers take what they can and never complain, so a text that is no JSON is refused here.
+template <class Rows>
+bool Names(const Rows& rows, std::string_view key) {
+  return std::ranges::any_of(rows, [&](const auto& row) { return row.name == key; });
+}
+
+// What holds fields, in one form or another.
+constexpr std::string_view kSections[] = {"yox_config", "platform_policy", "uri", "validation"};
+
+// Refuses a known key whose value the readers would convert, pass over or stumble at.
+void CheckFields(const YOX::JsonNode& fields) {
+  fields.ForEachMember([](std::string_view key, const YOX::JsonNode& field) {
+    const Json::Value& value = field.value();
+    if (std::ranges::find(kSections, key) != std::end(kSections)) {
+      CheckFields(field);
+    } else if (key == "allow_self_signed_cert") {
+      field.Require(value.isBool(), "true or false");
+    } else if (Names(kTexts, key)) {
+      field.Require(value.isString(), "a text");
+    } else if (Names(kLists, key) || key == "tls_thumbprint_list") {
+      field.Require(value.isArray(), "an array");
+      for (Json::ArrayIndex i = 0; i < value.size(); ++i) {
+        const YOX::JsonNode element = field.Element(i);
+        element.Require(element.value().isString(), "a text");
+      }
+    }
+  });
+}
+
+// Without its wrapper a wrapped document would read as an empty one.
+void CheckWrapper(const YOX::JsonNode& document) {
+  const auto only = [](const YOX::JsonNode& node, std::string_view wrapper, const auto& visit) {
+    bool found = false;
+    node.ForEachMember([&](std::string_view key, const YOX::JsonNode& member) {
+      if (key != wrapper) return;
+      found = true;
+      visit(member);
+    });
+    if (!found) node.Fail("has no \"" + std::string(wrapper) + "\" (see --form)");
+  };
+  only(document, "yox_config",
+       [&](const YOX::JsonNode& config) { only(config, "platform_policy", CheckFields); });
+}
+
+// The readers take what they can and never complain, so what is no policy is refused here.
 PlatformPolicy ReadPolicy(const std::string& file, const std::string& form) {
   return ReadNamed(file, [&](const std::string& utf8) {
     const Json::Value document = YOX::ParseDocument(utf8);
-    if (!document.isObject()) throw YOX::DocumentError("expected an object");
+    const YOX::JsonNode root(document);
+    form == "flat" ? CheckFields(root) : CheckWrapper(root);
     const WString text = String::UTF8ToUTF16(utf8);
     if (form == "response") return PlatformPolicy::DeSerializePlatformPolicyResponse(text);
     return PlatformPolicy::DeSerialize(text, form == "wrapped");

@@ -881,11 +881,44 @@ class Policy(Yoxctl):
 
     def test_unreadable_policies(self):
         self.write("list.json", [1])
-        self.assert_refused(["policy", "show", "list.json"], "list.json: expected an object")
-        self.assert_refused(["policy", "accumulate", "list.json"], "list.json: expected an object")
+        for command in ("show", "accumulate"):
+            self.assert_refused(["policy", command, "list.json"],
+                                "list.json: expected an object, found an array")
         self.assert_refused(["policy", "show", "none.json"], "none.json: no such file")
         self.assert_refused(["policy", "update-certificates", "--form", "response", self.policy("p.json")],
                             "--form: a response has no certificate chain")
+
+    def test_a_document_that_is_no_policy_deletes_no_chain(self):
+        update = ["--device", "device.json", "--state-dir", "state", "policy", "update-certificates"]
+        chain = self.policy("p.json", validation={"mqtt_chain_pem64": "Zm9v"})
+        self.assertEqual(self.run_program(*update, chain).returncode, 0)
+        wrapper = "yox_config.platform_policy"
+        for document, message in (
+            (PROFILE, 'has no "yox_config" (see --form)'),
+            ({"yox_config": {}}, 'yox_config: has no "platform_policy" (see --form)'),
+            ({"yox_config": 5}, "yox_config: expected an object, found a number"),
+            ({"yox_config": {"platform_policy": []}}, f"{wrapper}: expected an object, found an array"),
+            ({"yox_config": {"platform_policy": {"uri": 5}}}, f"{wrapper}.uri: expected an object, found a number"),
+            ({"yox_config": {"platform_policy": {"uri": {"api_baseuri": {}}}}},
+             f"{wrapper}.uri.api_baseuri: expected a text, found an object"),
+            ({"yox_config": {"platform_policy": {"validation": {"jws_pubkey": ["a", 1]}}}},
+             f"{wrapper}.validation.jws_pubkey[1]: expected a text, found a number"),
+            ({"yox_config": {"platform_policy": {"validation": {"allow_self_signed_cert": "true"}}}},
+             f"{wrapper}.validation.allow_self_signed_cert: expected true or false, found a text"),
+        ):
+            with self.subTest(message=message):
+                self.write("bad.json", document)
+                self.assert_refused([*update, "bad.json"], f"bad.json: {message}")
+        for document, message in (
+            ({"validation": {"tls_leaf_cn_list": "x"}},
+             "validation.tls_leaf_cn_list: expected an array, found a text"),
+            ({"yox_config": {"platform_policy": {"device_subscription_list": [1]}}},
+             f"{wrapper}.device_subscription_list[0]: expected a text, found a number"),
+        ):
+            with self.subTest(message=message):
+                self.write("bad.json", document)
+                self.assert_refused([*update, "--form", "flat", "bad.json"], f"bad.json: {message}")
+        self.assertEqual([path.read_bytes() for path in self.folder.rglob("mqtt-bridge.pem")], [b"foo"])
 
     def test_certificates_of_a_simulated_device_stay_in_its_folder(self):
         chain = self.policy("p.json", validation={"mqtt_chain_pem64": "Zm9v"})
