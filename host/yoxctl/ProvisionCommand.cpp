@@ -1,11 +1,15 @@
 #include <json/writer.h>
 
 #include <CLI/App.hpp>
+#include <cstddef>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
 
+#include "yox/clientbase/Document.h"
 #include "yox/clientbase/FileSystem.h"
+#include "yox/clientbase/StrictJson.h"
 #include "yox/clientbase/String.h"
 #include "yox/policy/ProvisionFileUtility.h"
 
@@ -23,23 +27,33 @@ struct ProvisionOptions {
   std::optional<std::string> file;
 };
 
+// The library only says that there is no content. The file's own reading says why.
+[[noreturn]] void RefuseMalformed(const std::string& utf8) {
+  const Json::Value document = YOX::ParseDocument(utf8);
+  YOX::JsonNode(document).Require(document.isObject(), "an object");
+  throw YOX::DocumentError("cannot be read (a byte order mark is not allowed)");
+}
+
 int Check(const GlobalOptions& global, const ProvisionOptions& options) {
   const ChosenDevice device(global);
   ProvisionFileUtility& utility = *ProvisionFileUtility::GetInstance();
   WString path;
-  if (options.file) {
-    path = String::UTF8ToUTF16(PathText(std::filesystem::absolute(PathOf(*options.file))));
-  } else {
+  if (!options.file) {
     path = utility.GetProvisionPath();
     if (path.empty()) throw Refusal("there is no provision file");
     path += ProvisionFileUtility::kFileName;
   }
-  const std::string shown = PathText(FileSystem::Locate(path));
-  if (!FileSystem::fileExists(path)) throw Refusal(NameOf(shown) + ": is not a file");
-  utility.ExtractProvisionContent(path);
-  if (!utility.GetProvisionContent().isObject()) {
-    throw Refusal(NameOf(shown) + ": is not a JSON object of at most 1 MiB");
+  const std::string name = options.file.value_or(PathText(FileSystem::Locate(path)));
+  try {
+    const std::string utf8 =
+        YOX::ReadDocumentFile(PathOf(name), std::size_t{ProvisionFileUtility::kLargestFile});
+    if (options.file) path = String::UTF8ToUTF16(PathText(std::filesystem::absolute(PathOf(name))));
+    utility.ExtractProvisionContent(path);
+    if (!utility.GetProvisionContent().isObject()) RefuseMalformed(utf8);
+  } catch (const YOX::DocumentError& error) {
+    throw Refusal(NameOf(name) + ": " + error.what());
   }
+  const std::string shown = PathText(FileSystem::Locate(path));
   utility.PopulateProvisionInfo();
   const DeviceProvisionInfo info = utility.GetProvisionInfo();
   const std::string reason = utility.WhyTokenIsRefused();
@@ -53,7 +67,7 @@ int Check(const GlobalOptions& global, const ProvisionOptions& options) {
     builder["indentation"] = "  ";
     Print(Json::writeString(builder, answer) + "\n");
   } else {
-    Print(shown + "\n" +
+    Print(OneLine(shown) + "\n" +
           (info.isTokenValid ? "the token is valid\n" : "the token is refused: " + reason + "\n"));
   }
   return info.isTokenValid ? kDone : kNegative;

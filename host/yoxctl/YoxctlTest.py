@@ -951,12 +951,20 @@ class Provision(Yoxctl):
         self.assert_refused(["--device", "device.json", "provision", "check"], "there is no provision file")
 
     def test_files_that_cannot_be_read(self):
-        for content in (b"[1]", b"{", b"{}" + b" " * MIB):
-            self.write("provision.json", content)
-            done = self.run_program("--device", "device.json", "provision", "check", "provision.json")
-            self.assertEqual((done.returncode, done.stdout), (2, b""))
-            self.assertRegex(done.stderr.decode(),
-                             r"\Ayoxctl: .*provision\.json: is not a JSON object of at most 1 MiB\n\Z")
+        check = ["--device", "device.json", "provision", "check"]
+        for content, message in (
+            (b"[1]", "expected an object, found an array"),
+            (b'{\n"provision_token": ', "line 2, column 20: Syntax error: value, object or array expected"),
+            (b"", "line 1, column 1: Syntax error: value, object or array expected"),
+            (b"\xef\xbb\xbf{}", "cannot be read (a byte order mark is not allowed)"),
+            (b"{}" + b" " * MIB, "longer than 1 MiB"),
+        ):
+            with self.subTest(message=message):
+                self.write("provision.json", content)
+                self.assert_refused([*check, "provision.json"], f"provision.json: {message}")
+        self.assert_refused([*check, "absent.json"], "absent.json: no such file")
+        self.assert_refused([*check, ""], '"": no such file')
+        self.assert_refused([*check, "."], ".: is a directory")
 
 
 class Output(Yoxctl):
