@@ -13,10 +13,12 @@ std::filesystem::path StateFolder(const std::string& argument) {
   std::error_code error;
   const std::filesystem::path folder = std::filesystem::absolute(PathOf(argument), error);
   std::filesystem::create_directories(folder, error);
-  if (!std::filesystem::is_directory(folder, error)) {
-    throw Refusal(NameOf(argument) + ": is not a directory");
+  std::error_code ignored;
+  if (std::filesystem::is_directory(folder, ignored)) return folder;
+  if (!argument.empty() && !std::filesystem::exists(folder, ignored)) {
+    throw Refusal(NameOf(argument) + ": cannot be made: " + error.message());
   }
-  return folder;
+  throw Refusal(NameOf(argument) + ": is not a directory");
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <CLI/Formatter.hpp>
 #include <algorithm>
 #include <exception>
+#include <filesystem>
 
 #include "yox/clientbase/Document.h"
 #include "yox/clientbase/String.h"
@@ -87,6 +88,10 @@ int RunOrThrow(std::vector<std::string> arguments) {
 int Run(std::vector<std::string> arguments) {
   try {
     return RunOrThrow(std::move(arguments));
+  } catch (const std::filesystem::filesystem_error& error) {
+    const std::string path = PathText(error.path1());
+    Complain((path.empty() ? "the folder of temporary files" : NameOf(path)) + ": " +
+             error.code().message());
   } catch (const std::exception& error) {
     Complain(error.what());
   } catch (...) {

@@ -846,6 +846,18 @@ class BadInput(Yoxctl):
         self.write("filters.json", [])
         self.assert_refused(["--state-dir", "device.json", "evaluate", "filters.json"],
                             "device.json: is not a directory")
+        done = self.run_program("--state-dir", "device.json/state", "evaluate", "filters.json")
+        self.assertEqual((done.stdout, done.returncode), (b"", 2))
+        self.assertRegex(done.stderr.decode(), r"\Ayoxctl: device\.json/state: cannot be made: [^\n]+\n\Z")
+
+    def test_the_folder_of_temporary_files_has_to_be_there(self):
+        if len(PROGRAM) > 1:
+            self.skipTest("the emulator has a folder of its own")
+        done = self.run_program("--device", "device.json", "device",
+                                env={**os.environ, "TMPDIR": str(self.folder / "absent")})
+        self.assertEqual((done.stdout, done.returncode), (b"", 2))
+        self.assertEqual(done.stderr.decode(),
+                         f"yoxctl: the folder of temporary files: {os.strerror(errno.ENOENT)}\n")
 
 
 class Policy(Yoxctl):
