@@ -64,6 +64,9 @@ struct Asked {
   int day = 1;
 };
 
+// A list may name a century in every filter; the answer has a row for each day.
+constexpr std::int64_t kMostDays = 1'000'000;
+
 RolloutForecast ForecastOf(const std::string& place, const WString& function) {
   try {
     return RolloutForecast(function);
@@ -81,6 +84,7 @@ std::vector<Rollout> RolloutsOf(const RolloutOptions& options) {
     return rollouts;
   }
   const auto filters = ReadNamed(*options.list, ReadFilterDocument).filters();
+  std::int64_t days = 0;
   for (std::size_t i = 0; i < filters.size(); ++i) {
     if (!filters[i].IsSet(FilterField::date_function)) continue;
     if (options.filter && *options.filter != i) continue;
@@ -88,6 +92,11 @@ std::vector<Rollout> RolloutsOf(const RolloutOptions& options) {
     const std::string place =
         NameOf(*options.list) + ": filter [" + std::to_string(i) + "]: date_function";
     rollouts.push_back({i, String::UTF16ToUTF8(function), ForecastOf(place, function)});
+    days += rollouts.back().forecast.days();
+    if (days > kMostDays) {
+      throw Refusal(NameOf(*options.list) + ": the roll-outs take more than " +
+                    std::to_string(kMostDays) + " days together: choose one with --filter");
+    }
   }
   if (options.filter && rollouts.empty()) {
     throw Refusal("--filter: the list has no date_function in filter " +

@@ -341,8 +341,11 @@ class Rollout(Yoxctl):
     def test_what_cannot_be_forecast_is_refused(self):
         self.write("list.json", [{}, {"date_function": "2026-01-01|0|linear"}])
         self.write("two.json", [{"date_function": self.FUNCTION}, {"date_function": self.FUNCTION}])
+        self.write("long.json", [{"date_function": "2026-01-01|36525|linear"}] * 28)
         (self.folder / "empty").mkdir()
         for arguments, message in (
+                (["long.json"], "long.json: the roll-outs take more than 1000000 days together: "
+                                "choose one with --filter"),
                 ([], "expected either a LIST.json or --function"),
                 (["list.json", "--function", self.FUNCTION], "expected either a LIST.json or --function"),
                 (["--function", "soon|2|linear"],
