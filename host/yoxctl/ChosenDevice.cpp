@@ -10,6 +10,7 @@ namespace yoxctl {
 namespace {
 
 std::filesystem::path StateFolder(const std::string& argument) {
+  Widened("--state-dir", argument);  // the library keeps it as UTF-16
   std::error_code error;
   const std::filesystem::path folder = std::filesystem::absolute(PathOf(argument), error);
   std::filesystem::create_directories(folder, error);

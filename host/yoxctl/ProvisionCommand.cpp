@@ -43,6 +43,7 @@ int Check(const GlobalOptions& global, const ProvisionOptions& options) {
     if (path.empty()) throw Refusal("there is no provision file");
     path += ProvisionFileUtility::kFileName;
   }
+  if (options.file) Widened("FILE", *options.file);  // the library keeps it as UTF-16
   const std::string name = options.file.value_or(PathText(FileSystem::Locate(path)));
   try {
     const std::string utf8 =

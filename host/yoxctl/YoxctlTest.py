@@ -849,6 +849,9 @@ class BadInput(Yoxctl):
         self.write("filters.json", [])
         self.assert_refused(["--state-dir", "device.json", "evaluate", "filters.json"],
                             "device.json: is not a directory")
+        if len(PROGRAM) == 1:  # the emulator's arguments are text
+            self.assert_refused(["--state-dir", b"\xff", "tags"], "--state-dir: not well-formed UTF-8")
+            self.assert_refused(["provision", "check", b"\xff.json"], "FILE: not well-formed UTF-8")
         done = self.run_program("--state-dir", "device.json/state", "evaluate", "filters.json")
         self.assertEqual((done.stdout, done.returncode), (b"", 2))
         self.assertRegex(done.stderr.decode(), r"\Ayoxctl: device\.json/state: cannot be made: [^\n]+\n\Z")
