@@ -227,6 +227,8 @@ class ListTests(Yoxctl):
         self.assert_refused(["test", "list.test.json"], "list.json: [0].contry: unknown key")
         self.assert_refused(["test", "list.json"],
                             "list.json: expected an object, found an array")
+        self.write("other.json", {"list": "none.json", "cases": [good]})
+        self.assert_refused(["test", "other.json"], "other.json: list: none.json: no such file")
         self.write("other.json", {"cases": [good]})
         self.assert_refused(["test", "other.json"],
                             "other.json: its name does not end in .test.json, and it names no list")

@@ -61,6 +61,16 @@ std::string ListBeside(const std::string& file) {
   return file.substr(0, file.size() - kEnding.size()) + ".json";
 }
 
+// A document that another one names, in the place that messages begin with.
+template <class Read>
+auto ReadBeside(const std::string& place, const std::string& file, Read read) {
+  try {
+    return ReadNamed(file, read);
+  } catch (const Refusal& refusal) {
+    throw Refusal(place + refusal.what());
+  }
+}
+
 TestFile ReadTestFile(const std::string& name) {
   const ListTest test = ReadNamed(name, ReadListTest);
   const std::filesystem::path folder = PathOf(name).parent_path();
@@ -69,17 +79,17 @@ TestFile ReadTestFile(const std::string& name) {
   };
   TestFile file;
   file.name = name;
-  file.list =
-      ReadNamed(test.list.empty() ? ListBeside(name) : beside(test.list), ReadFilterDocument);
+  if (test.list.empty()) {
+    file.list = ReadNamed(ListBeside(name), ReadFilterDocument);
+  } else {
+    file.list = ReadBeside(NameOf(name) + ": list: ", beside(test.list), ReadFilterDocument);
+  }
   for (const ListTestCase& one : test.cases) {
     const std::string place = NameOf(name) + ": cases[" + std::to_string(file.cases.size()) + "]";
     std::string profile = "{}";
     if (!one.profile.empty()) {
-      try {
-        profile = ReadNamed(beside(one.profile), [](std::string text) { return text; });
-      } catch (const Refusal& refusal) {
-        throw Refusal(place + ".profile: " + refusal.what());
-      }
+      profile = ReadBeside(place + ".profile: ", beside(one.profile),
+                           [](std::string text) { return text; });
     }
     try {
       file.cases.push_back({one, DeviceOfCase(one, profile)});
