@@ -6,14 +6,10 @@
 #include <iterator>
 #include <string>
 
-#include "yox/clientbase/Base64.h"
 #include "yox/clientbase/CoreUtility.h"
 #include "yox/clientbase/FileSystem.h"
-#include "yox/clientbase/Paths.h"
 #include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
-#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
-#include "yox/policy/PlatformPolicy.h"
+#include "yox/policy/MqttChainFiles.h"
 
 #include "tests/CapturedLog.h"
 #include "tests/trust/Material.h"
@@ -22,8 +18,6 @@ namespace {
 
 using YOX::String;
 using namespace yox_test;
-
-YOX::Log g_test_log{"test"};
 
 const std::string kA = kRootACertificate;
 const std::string kB = kRootBCertificate;
@@ -49,39 +43,15 @@ class FileSizeLimit {
   void (*handler_)(int);
 };
 
-class FullDiskTest : public testing::Test {
+class FullDiskTest : public MqttChainFiles {
  protected:
-  void SetUp() override {
-    ASSERT_TRUE(YOX::utility::getBridgeMqttPemFilePath(bridge_));
-    ASSERT_TRUE(YOX::utility::getEmbeddedMqttPemFilePath(embedded_));
-    combined_ = YOX::utility::getMqttPemFilePath();
-    ASSERT_TRUE(FileSystem::createDirectory(device_.files().ProductDirectory(), true));
-  }
-  static void Write(const std::string& path, std::string_view content) {
-    FileSystem::OpenToWrite(String::UTF8ToUTF16(path), std::ios::out | std::ios::binary) << content;
-  }
-  static std::string Read(const std::string& path) {
-    std::ifstream stream = FileSystem::OpenToRead(String::UTF8ToUTF16(path));
-    if (!stream) return "no file";
-    return {std::istreambuf_iterator<char>(stream), {}};
-  }
-  static bool Store(const std::string& chain) {
-    PlatformPolicy policy(&g_test_log);
-    policy.set_mqtt_chain_pem64(String::UTF8ToUTF16(YOX::ToBase64(chain)));
-    return policy.updateMqttCertChain();
-  }
+  static bool Store(const std::string& chain) { return PolicyOf(chain).updateMqttCertChain(); }
   std::size_t FilesBesideTheBridge() const {
     const auto folder = FileSystem::Locate(String::UTF8ToUTF16(bridge_)).parent_path();
     const std::filesystem::directory_iterator files(folder);
     return static_cast<std::size_t>(std::distance(begin(files), end(files)));
   }
 
-  YOX::platform::SimulatedDevice device_{
-      YOX::platform::ReadDeviceProfile(R"({"clock": {"now": "2026-03-01T12:00:00"}})")};
-  YOX::platform::ScopedPlatform installed_{device_};
-  std::string bridge_;
-  std::string embedded_;
-  std::string combined_;
   CapturedLog log_;
 };
 

@@ -4,12 +4,9 @@
 #include <sstream>
 #include <string>
 
-#include "yox/clientbase/Base64.h"
 #include "yox/clientbase/FileSystem.h"
-#include "yox/clientbase/Paths.h"
 #include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
-#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+#include "yox/policy/MqttChainFiles.h"
 #include "yox/policy/PlatformPolicy.h"
 
 #include "tests/CapturedLog.h"
@@ -22,50 +19,15 @@ using YOX::WString;
 using namespace YOX::literals;
 using namespace yox_test;
 
-YOX::Log g_test_log{"test"};
-
 const std::string kA = kRootACertificate;
 const std::string kB = kRootBCertificate;
 const std::string kOld = kExpiredCertificate;
 
-class MqttCertChainTest : public testing::Test {
- protected:
-  void SetUp() override {
-    ASSERT_TRUE(YOX::utility::getBridgeMqttPemFilePath(bridge_));
-    ASSERT_TRUE(YOX::utility::getEmbeddedMqttPemFilePath(embedded_));
-    combined_ = YOX::utility::getMqttPemFilePath();
-    ASSERT_TRUE(FileSystem::createDirectory(device_.files().ProductDirectory(), true));
-  }
-  static void Write(const std::string& path, std::string_view content) {
-    FileSystem::OpenToWrite(String::UTF8ToUTF16(path), std::ios::out | std::ios::binary) << content;
-  }
-  static std::string ReadBytes(const std::string& path) {
-    std::ifstream stream = FileSystem::OpenToRead(String::UTF8ToUTF16(path));
-    if (!stream) return "no file";
-    return {std::istreambuf_iterator<char>(stream), {}};
-  }
-  // The bridge file is written as text: its line breaks are the system's.
-  static std::string Read(const std::string& path) {
-    return String::UTF16ToUTF8(
-        String::Replace(String::UTF8ToUTF16(ReadBytes(path)), "\r\n"_wv, "\n"_wv));
-  }
-  static PlatformPolicy PolicyOf(std::string_view chain) {
-    PlatformPolicy policy(&g_test_log);
-    policy.set_mqtt_chain_pem64(String::UTF8ToUTF16(YOX::ToBase64(chain)));
-    return policy;
-  }
-
-  YOX::platform::SimulatedDevice device_{
-      YOX::platform::ReadDeviceProfile(R"({"clock": {"now": "2026-03-01T12:00:00"}})")};
-  YOX::platform::ScopedPlatform installed_{device_};
-  std::string bridge_;
-  std::string embedded_;
-  std::string combined_;
-};
+class MqttCertChainTest : public MqttChainFiles {};
 
 TEST_F(MqttCertChainTest, EmptyChainWithoutABridgeFileAnswersFalseAndWarns) {
   const yox_test::CapturedLog log;
-  EXPECT_FALSE(PlatformPolicy(&g_test_log).updateMqttCertChain());
+  EXPECT_FALSE(PlatformPolicy(&test_log_).updateMqttCertChain());
   EXPECT_EQ(log.Text(),
             "test D PlatformPolicy::updateMqttCertChain, mqtt chain pem is empty so delete the "
             "file\n"
@@ -77,7 +39,7 @@ TEST_F(MqttCertChainTest, EmptyChainDeletesTheBridgeFileAndLeavesTheCombinedOne)
   ASSERT_TRUE(PolicyOf(kA).updateMqttCertChain());
   const std::string combined = Read(combined_);
   const yox_test::CapturedLog log;
-  EXPECT_TRUE(PlatformPolicy(&g_test_log).updateMqttCertChain());
+  EXPECT_TRUE(PlatformPolicy(&test_log_).updateMqttCertChain());
   EXPECT_EQ(Read(bridge_), "no file");
   EXPECT_EQ(Read(combined_), combined);
   EXPECT_EQ(log.Text(),
@@ -119,7 +81,7 @@ TEST_F(MqttCertChainTest, GarbageInTheBridgeLeavesTheEmbeddedChainAlone) {
 
 TEST_F(MqttCertChainTest, ChainThatIsNotBase64LeavesTheEmbeddedChainAlone) {
   Write(embedded_, kB);
-  PlatformPolicy policy(&g_test_log);
+  PlatformPolicy policy(&test_log_);
   policy.set_mqtt_chain_pem64("not base64!"_w);
   EXPECT_TRUE(policy.updateMqttCertChain());
   EXPECT_EQ(Read(bridge_), "");
@@ -185,7 +147,7 @@ TEST_F(MqttCertChainTest, WithoutABridgePathNothingIsTouched) {
   device_.files().SetStateFolder(false);
   const yox_test::CapturedLog log;
   EXPECT_FALSE(PolicyOf(kB).updateMqttCertChain());
-  EXPECT_FALSE(PlatformPolicy(&g_test_log).updateMqttCertChain());
+  EXPECT_FALSE(PlatformPolicy(&test_log_).updateMqttCertChain());
   device_.files().SetStateFolder(true);
   EXPECT_EQ(Read(bridge_), kA);
   EXPECT_EQ(Read(combined_), combined);

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <string_view>
+
+#include "yox/clientbase/Base64.h"
+#include "yox/clientbase/FileSystem.h"
+#include "yox/clientbase/Log.h"
+#include "yox/clientbase/Paths.h"
+#include "yox/clientbase/String.h"
+#include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
+#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+#include "yox/policy/PlatformPolicy.h"
+
+namespace yox_test {
+
+// A simulated device on a day on which the certificates of tests/trust hold, and the files in which
+// its MQTT client finds its certificates.
+class MqttChainFiles : public testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(YOX::utility::getBridgeMqttPemFilePath(bridge_));
+    ASSERT_TRUE(YOX::utility::getEmbeddedMqttPemFilePath(embedded_));
+    combined_ = YOX::utility::getMqttPemFilePath();
+    ASSERT_TRUE(FileSystem::createDirectory(device_.files().ProductDirectory(), true));
+  }
+  static void Write(const std::string& path, std::string_view content) {
+    FileSystem::OpenToWrite(YOX::String::UTF8ToUTF16(path), std::ios::out | std::ios::binary)
+        << content;
+  }
+  static std::string ReadBytes(const std::string& path) {
+    std::ifstream stream = FileSystem::OpenToRead(YOX::String::UTF8ToUTF16(path));
+    if (!stream) return "no file";
+    return {std::istreambuf_iterator<char>(stream), {}};
+  }
+  // The bridge file is written as text: its line breaks are the system's.
+  static std::string Read(const std::string& path) {
+    using namespace YOX::literals;
+    return YOX::String::UTF16ToUTF8(
+        YOX::String::Replace(YOX::String::UTF8ToUTF16(ReadBytes(path)), "\r\n"_wv, "\n"_wv));
+  }
+  static PlatformPolicy PolicyOf(std::string_view chain) {
+    PlatformPolicy policy(&test_log_);
+    policy.set_mqtt_chain_pem64(YOX::String::UTF8ToUTF16(YOX::ToBase64(chain)));
+    return policy;
+  }
+
+  static inline YOX::Log test_log_{"test"};
+  YOX::platform::SimulatedDevice device_{
+      YOX::platform::ReadDeviceProfile(R"({"clock": {"now": "2026-03-01T12:00:00"}})")};
+  YOX::platform::ScopedPlatform installed_{device_};
+  std::string bridge_;
+  std::string embedded_;
+  std::string combined_;
+};
+
+}  // namespace yox_test
