@@ -1,4 +1,5 @@
-// A look-up among a hundred thousand keys, beside the same among a hundred: in this system's own
+// A look-up among a hundred thousand keys, beside the same among a hundred, and by two threads at
+// once: in this system's own
 // registry, whose keys are deleted at the end (outside Windows YOX_STATE_DIR gives it another
 // place), and in memory.
 
@@ -69,15 +70,22 @@ int main(int argc, char** argv) {
     const auto add = [&](const std::string& name, Registry& registry) {
       benchmark::RegisterBenchmark(
           (name + "/" + std::to_string(count)).c_str(),
-          [&registry, count](benchmark::State& state) { LookUp(state, registry, count); });
+          [&registry, count](benchmark::State& state) { LookUp(state, registry, count); })
+          ->Threads(1)
+          ->Threads(2)
+          ->UseRealTime();
     };
     add("Native", native);
     add("Simulated", simulated);
   }
   const int result = yox_bench::RunWithRatios(
       argc, argv,
-      {{"a look-up among 100,000 keys, to one among 100", "Native/100000", "Native/100"},
-       {"the same in memory", "Simulated/100000", "Simulated/100"}});
+      {{"a look-up among 100,000 keys, to one among 100", "Native/100000/real_time/threads:1",
+        "Native/100/real_time/threads:1"},
+       {"the same in memory", "Simulated/100000/real_time/threads:1",
+        "Simulated/100/real_time/threads:1"},
+       {"two threads' time per look-up, to one's", "Native/100/real_time/threads:2",
+        "Native/100/real_time/threads:1"}});
   native.DeleteKey({HKEY_CURRENT_USER, String::UTF8ToUTF16("Software\\YoxBenchmark"), {}, {}});
   return result;
 }

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <exception>
 #include <string>
 #include <system_error>
 #include <thread>
@@ -30,6 +31,8 @@ constexpr const char* kWakeFile = "registry.changed";
 constexpr std::int64_t kSchemaVersion = 1;
 // How many changes are remembered for watchers that were not quick enough.
 constexpr std::int64_t kKeptChanges = 10'000;
+// How many connections are kept for the next who read at once.
+constexpr std::size_t kMostIdle = 16;
 // In the log: more changed at once than is remembered.
 constexpr std::int64_t kLost = -1;
 
@@ -572,7 +575,9 @@ class LinuxRegistry::LinuxWatch final : public RegistryWatch {
 };
 
 LinuxRegistry::LinuxRegistry(std::function<std::filesystem::path()> folder, WString own_user)
-    : folder_(std::move(folder)), paths_(std::move(own_user)) {}
+    : folder_(std::move(folder)), paths_(std::move(own_user)) {
+  idle_.reserve(kMostIdle);
+}
 
 LinuxRegistry::~LinuxRegistry() = default;
 
@@ -580,21 +585,49 @@ WString LinuxRegistry::UserIdentifier(unsigned user) {
   return user == 0 ? WString() : "S-1-22-1-"_w + String::UTF8ToUTF16(std::to_string(user));
 }
 
-LinuxRegistry::Store* LinuxRegistry::ForReading() {
-  if (store_ == nullptr) store_ = Store::OpenExisting(folder_());
-  return store_.get();
-}
+// One operation's connection: an idle one, or a new one where all are in use.
+class LinuxRegistry::Session {
+ public:
+  explicit Session(LinuxRegistry& registry) : registry_(registry) {}
+  ~Session() {
+    // An operation that failed may have left something in it.
+    if (store_ == nullptr || std::uncaught_exceptions() > exceptions_) return;
+    const std::lock_guard lock(registry_.mutex_);
+    if (registry_.idle_.size() < kMostIdle) registry_.idle_.push_back(std::move(store_));
+  }
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
 
-LinuxRegistry::Store& LinuxRegistry::ForWriting() {
-  if (store_ == nullptr) store_ = Store::Create(folder_());
-  return *store_;
-}
+  // Null where there is no store yet.
+  Store* ForReading() {
+    if (!HasStore()) store_ = Store::OpenExisting(registry_.folder_());
+    return store_.get();
+  }
+  Store& ForWriting() {
+    if (!HasStore()) store_ = Store::Create(registry_.folder_());
+    return *store_;
+  }
+
+ private:
+  bool HasStore() {
+    if (store_ != nullptr) return true;
+    const std::lock_guard lock(registry_.mutex_);
+    if (registry_.idle_.empty()) return false;
+    store_ = std::move(registry_.idle_.back());
+    registry_.idle_.pop_back();
+    return true;
+  }
+
+  LinuxRegistry& registry_;
+  const int exceptions_ = std::uncaught_exceptions();
+  std::unique_ptr<Store> store_;
+};
 
 template <class Operation>
 RegistryStatus LinuxRegistry::Guarded(const char* name, Operation operation) {
   try {
-    const std::lock_guard lock(mutex_);
-    return operation();
+    Session session(*this);
+    return operation(session);
   } catch (const DatabaseError& error) {
     g_log.e("%s registry store in %s: %s", name, folder_().native(), error.what());
     return error.denied() ? RegistryStatus::kDenied : RegistryStatus::kFailed;
@@ -610,22 +643,22 @@ struct LinuxRegistry::Place {
   std::int64_t key = 0;
 };
 
-RegistryStatus LinuxRegistry::Find(const RegistryKey& key, Place& place) {
+RegistryStatus LinuxRegistry::Find(Session& session, const RegistryKey& key, Place& place) {
   const RegistryStatus status = paths_.Resolve(key, place.path);
   if (status != RegistryStatus::kOk) return status;
   place.folded = ToBytes(FoldRegistryName(place.path));
-  place.store = ForReading();
+  place.store = session.ForReading();
   if (place.store != nullptr) place.key = place.store->KeyId(place.folded);
   const bool found = place.key != 0 || paths_.IsHive(place.path);
   return found ? RegistryStatus::kOk : RegistryStatus::kNotFound;
 }
 
 RegistryStatus LinuxRegistry::Open(const RegistryKey& key, std::uint32_t access, HKEY& opened) {
-  return Guarded("LinuxRegistry::Open", [&] {
+  return Guarded("LinuxRegistry::Open", [&](Session& session) {
     Place place;
-    const RegistryStatus status = Find(key, place);
+    const RegistryStatus status = Find(session, key, place);
     if (status != RegistryStatus::kOk) return status;
-    if (AsksToWrite(access) && ForWriting().database().IsReadOnly()) {
+    if (AsksToWrite(access) && session.ForWriting().database().IsReadOnly()) {
       return RegistryStatus::kDenied;
     }
     opened = paths_.OpenHandle(std::move(place.path));
@@ -636,11 +669,11 @@ RegistryStatus LinuxRegistry::Open(const RegistryKey& key, std::uint32_t access,
 void LinuxRegistry::Close(HKEY opened) { paths_.CloseHandle(opened); }
 
 RegistryStatus LinuxRegistry::Get(const RegistryKey& key, WStringView name, RegistryValue& value) {
-  return Guarded("LinuxRegistry::Get", [&] {
+  return Guarded("LinuxRegistry::Get", [&](Session& session) {
     WString path;
     const RegistryStatus status = paths_.Resolve(key, path);
     if (status != RegistryStatus::kOk) return status;
-    Store* const store = ForReading();
+    Store* const store = session.ForReading();
     const bool found = store != nullptr && store->GetValue(ToBytes(FoldRegistryName(path)),
                                                            ToBytes(FoldRegistryName(name)), value);
     return found ? RegistryStatus::kOk : RegistryStatus::kNotFound;
@@ -649,9 +682,9 @@ RegistryStatus LinuxRegistry::Get(const RegistryKey& key, WStringView name, Regi
 
 RegistryStatus LinuxRegistry::Values(const RegistryKey& key, std::vector<RegistryEntry>& values,
                                      std::size_t longest_name) {
-  return Guarded("LinuxRegistry::Values", [&] {
+  return Guarded("LinuxRegistry::Values", [&](Session& session) {
     Place place;
-    const RegistryStatus status = Find(key, place);
+    const RegistryStatus status = Find(session, key, place);
     if (status != RegistryStatus::kOk) return status;
     values.clear();
     if (place.key != 0) values = place.store->Values(place.key, longest_name);
@@ -660,9 +693,9 @@ RegistryStatus LinuxRegistry::Values(const RegistryKey& key, std::vector<Registr
 }
 
 RegistryStatus LinuxRegistry::SubKeys(const RegistryKey& key, std::vector<WString>& names) {
-  return Guarded("LinuxRegistry::SubKeys", [&] {
+  return Guarded("LinuxRegistry::SubKeys", [&](Session& session) {
     Place place;
-    const RegistryStatus status = Find(key, place);
+    const RegistryStatus status = Find(session, key, place);
     if (status != RegistryStatus::kOk) return status;
     names.clear();
     if (place.key == 0) return RegistryStatus::kOk;
@@ -673,8 +706,9 @@ RegistryStatus LinuxRegistry::SubKeys(const RegistryKey& key, std::vector<WStrin
 }
 
 RegistryStatus LinuxRegistry::Apply(std::span<const RegistryEdit> edits) {
-  return Guarded("LinuxRegistry::Apply", [&] {
-    Transaction transaction(ForWriting());
+  return Guarded("LinuxRegistry::Apply", [&](Session& session) {
+    const std::lock_guard lock(writing_);
+    Transaction transaction(session.ForWriting());
     for (const RegistryEdit& edit : edits) {
       WString path;
       RegistryStatus status = paths_.Resolve(edit.key, path);
@@ -691,20 +725,26 @@ RegistryStatus LinuxRegistry::Apply(std::span<const RegistryEdit> edits) {
   });
 }
 
+std::shared_ptr<LinuxRegistry::Watcher> LinuxRegistry::WatcherOfAll() {
+  const std::lock_guard lock(mutex_);
+  std::shared_ptr<Watcher> watcher = watcher_.lock();
+  if (watcher == nullptr) watcher_ = watcher = std::make_shared<Watcher>(folder_());
+  return watcher;
+}
+
 RegistryStatus LinuxRegistry::Watch(const RegistryKey& key, Changed changed,
                                     std::unique_ptr<RegistryWatch>& watch) {
-  return Guarded("LinuxRegistry::Watch", [&] {
+  return Guarded("LinuxRegistry::Watch", [&](Session& session) {
     Place place;
-    RegistryStatus status = Find(key, place);
+    RegistryStatus status = Find(session, key, place);
     if (status != RegistryStatus::kOk) return status;
-    std::shared_ptr<Watcher> watcher = watcher_.lock();
-    if (watcher == nullptr) watcher_ = watcher = std::make_shared<Watcher>(folder_());
+    std::shared_ptr<Watcher> watcher = WatcherOfAll();
     auto watched = std::make_shared<Watcher::Watch>();
     watched->folded = FoldRegistryName(place.path);
     watched->changed = std::move(changed);
-    watched->seen = ForWriting().LastChange();
+    watched->seen = session.ForWriting().LastChange();
     // Again, as of then: a deletion before that would not be reported.
-    status = Find(key, place);
+    status = Find(session, key, place);
     if (status != RegistryStatus::kOk) return status;
     watcher->Add(watched);
     watch = std::make_unique<LinuxWatch>(std::move(watcher), std::move(watched));

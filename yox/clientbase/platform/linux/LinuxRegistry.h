@@ -20,6 +20,8 @@ namespace YOX::platform {
 // or killed, lets go of the file that every writer holds open over its commit. What changed is read
 // from a log in the database.
 //
+// Threads read at once, each over a connection that it borrows for one operation.
+//
 // Not usable in a child after a fork; it has to outlive its watches.
 class LinuxRegistry final : public Registry {
  public:
@@ -44,23 +46,25 @@ class LinuxRegistry final : public Registry {
 
  private:
   class Store;
+  class Session;
   class Transaction;
   class Watcher;
   class LinuxWatch;
 
   struct Place;
 
-  Store* ForReading();
-  Store& ForWriting();
-  RegistryStatus Find(const RegistryKey& key, Place& place);
+  RegistryStatus Find(Session& session, const RegistryKey& key, Place& place);
   template <class Operation>
   RegistryStatus Guarded(const char* name, Operation operation);
+  std::shared_ptr<Watcher> WatcherOfAll();
 
   const std::function<std::filesystem::path()> folder_;
   RegistryPaths paths_;
+  // The writers of this process queue here; those of others meet in the database.
+  std::mutex writing_;
   std::mutex mutex_;
-  // Guarded by mutex_: null until there is a store; there while a watch is.
-  std::unique_ptr<Store> store_;
+  // Guarded by mutex_: connections that no session uses at the moment; there while a watch is.
+  std::vector<std::unique_ptr<Store>> idle_;
   std::weak_ptr<Watcher> watcher_;
 };
 

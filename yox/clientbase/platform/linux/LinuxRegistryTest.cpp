@@ -6,11 +6,15 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <random>
+#include <system_error>
+#include <thread>
 #include <utility>
+#include <vector>
 
 #include "yox/clientbase/String.h"
 #include "yox/clientbase/platform/RegistryContract.h"
@@ -95,6 +99,37 @@ TEST(LinuxRegistryTest, WhatOneWroteTheNextReads) {
   RegistryValue value;
   ASSERT_EQ(registry.Get(kKey, "name"_w, value), RegistryStatus::kOk);
   EXPECT_EQ(value, RegistryValue::Text("kept"_w));
+}
+
+std::ptrdiff_t OpenDescriptorsOf(const fs::path& file) {
+  return std::ranges::count_if(fs::directory_iterator("/proc/self/fd"), [&](const auto& entry) {
+    std::error_code gone;  // the descriptor of this very walk, and those that other threads close
+    return fs::read_symlink(entry.path(), gone) == file;
+  });
+}
+
+TEST(LinuxRegistryTest, ThreadsReadAndWriteAtOnceOverFewConnections) {
+  constexpr int kThreads = 24;
+  constexpr int kRounds = 25;
+  const TemporaryFolder folder;
+  LinuxRegistry registry = StoreIn(folder.path());
+  ASSERT_EQ(registry.CreateKey(kKey), RegistryStatus::kOk);
+  std::atomic<int> right{0};
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([&, name = String::UTF8ToUTF16("Name" + std::to_string(t))] {
+      for (std::uint32_t round = 0; round < kRounds; ++round) {
+        RegistryValue value;
+        right +=
+            registry.SetValue(kKey, name, RegistryValue::Dword(round)) == RegistryStatus::kOk &&
+            registry.Get(kKey, name, value) == RegistryStatus::kOk &&
+            value == RegistryValue::Dword(round);
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(right, kThreads * kRounds);
+  EXPECT_LE(OpenDescriptorsOf(fs::canonical(folder.path()) / "registry.db"), 16);
 }
 
 TEST(LinuxRegistryTest, TheSystemsOwnHiveBelongsToItsAccount) {
