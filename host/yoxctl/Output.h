@@ -22,6 +22,10 @@ class Refusal : public std::runtime_error {
 // nobody reads the other end.
 void Print(std::string_view text);
 
+// Writes the file that an argument names: all of it, or it stays as it was. What stands there and
+// is no file, such as a device, is written to. Throws Refusal when it cannot.
+void WriteFile(const std::string& argument, std::string_view bytes);
+
 // The text with a blank for each control character, well-formed whatever stands in it: it may show
 // an argument.
 std::string OneLine(std::string_view text);

@@ -5,7 +5,6 @@
 #include <array>
 #include <charconv>
 #include <condition_variable>
-#include <fstream>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -343,9 +342,7 @@ int Export(const GlobalOptions&, const RegistryOptions& options) {
     Print(bytes);
     return kDone;
   }
-  std::ofstream stream(PathOf(options.file), std::ios::binary | std::ios::trunc);
-  stream.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-  if (!stream.flush()) throw Refusal(NameOf(options.file) + ": cannot be written");
+  WriteFile(options.file, bytes);
   return kDone;
 }
 

@@ -3,7 +3,6 @@
 #include <CLI/App.hpp>
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <optional>
 #include <string>
@@ -263,10 +262,7 @@ void Plot(const Rollout& rollout, const RolloutOptions& options,
                      " on (day " + std::to_string(asked->day) + ")",
                  asked->day};
   }
-  std::ofstream file(PathOf(*options.plot), std::ios::binary);
-  file << ToSvg(plot);
-  file.close();
-  if (!file) throw Refusal(NameOf(*options.plot) + ": cannot be written");
+  WriteFile(*options.plot, ToSvg(plot));
 }
 
 int Forecast(const GlobalOptions& global, const RolloutOptions& options) {

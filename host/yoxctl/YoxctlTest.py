@@ -8,6 +8,7 @@ import json
 import os
 import pathlib
 import re
+import resource
 import shutil
 import signal
 import socket
@@ -76,6 +77,19 @@ class Yoxctl(unittest.TestCase):
         done = self.run_program(*arguments)
         self.assertEqual((done.stderr.decode(), done.stdout, done.returncode),
                          (f"yoxctl: {message}\n", b"", 2))
+
+    def assert_former_file_stays(self, name, room, arguments):
+        """The command would write more into the file than there is room on the disk."""
+        if len(PROGRAM) > 1:
+            self.skipTest("the emulator writes files of its own")
+        self.write(name, b"former")
+        before = sorted(self.folder.iterdir())
+        done = self.run_program(*arguments, restore_signals=False,
+                                preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (room, room)))
+        self.assertEqual((done.stderr.decode(), done.stdout, done.returncode),
+                         (f"yoxctl: {name}: cannot be written\n", b"", 2))
+        self.assertEqual((self.folder / name).read_bytes(), b"former")
+        self.assertEqual(sorted(self.folder.iterdir()), before)
 
     def evaluate(self, filters, *arguments):
         self.write("filters.json", filters)
@@ -317,6 +331,10 @@ class Rollout(Yoxctl):
         up = [float(y) for y in re.findall(r"(?:M[\d.]+ |V)([\d.]+)", curve)]
         self.assertEqual((across, up), (sorted(across), sorted(up, reverse=True)))
         self.assertEqual((len(up), across[0], across[-1], up[-1]), (10, 60, 696, 112))
+
+    def test_a_plot_that_does_not_fit_leaves_the_former_file(self):
+        self.assert_former_file_stays("plot.svg", 1024, self.rollout("--function", "2026-03-01|28|linear",
+                                                                         "--plot", "plot.svg"))
 
     def test_a_plot_says_when_today_is_outside(self):
         for function, words in (("2026-03-02|5|linear", "today, 2026-03-01: begins in 1 day"),
@@ -605,6 +623,24 @@ class Registry(Yoxctl):
                 self.assert_answer([*self.state, "delete", self.KEY], 0, "")
                 self.assert_answer([*self.state, "import", "file.reg"], 0, "")
                 self.assert_answer([*self.state, "get", self.KEY, "Name"], 0, "x\n")
+
+    def test_an_export_that_does_not_fit_leaves_the_former_file(self):
+        self.set("Name", "x" * 100_000)
+        self.assert_former_file_stays("file.reg", 65536, [*self.state, "export", self.KEY, "file.reg"])
+
+    def test_an_export_goes_through_a_link_and_into_what_is_no_file(self):
+        self.set("Name", "x")
+        self.assert_refused([*self.state, "export", self.KEY, "."], ".: cannot be written")
+        self.assert_refused([*self.state, "export", self.KEY, "no/file.reg"], "no/file.reg: cannot be written")
+        if len(PROGRAM) > 1:
+            return  # what follows is of this system
+        self.write("file.reg", b"former")
+        (self.folder / "link.reg").symlink_to("file.reg")
+        self.assert_answer([*self.state, "export", self.KEY, "link.reg"], 0, "")
+        self.assertTrue((self.folder / "link.reg").is_symlink())
+        exported = (self.folder / "file.reg").read_bytes().decode()
+        self.assertIn('"Name"="x"', exported)
+        self.assert_answer([*self.state, "export", self.KEY, "/dev/stdout"], 0, exported)
 
     def test_a_malformed_file_changes_nothing(self):
         self.write("bad.reg", f"Windows Registry Editor Version 5.00\n[{self.KEY}]\n\"N\"=\"x\"\n\"M\"=1\n".encode())
