@@ -1,7 +1,6 @@
-// A look-up among a hundred thousand keys, beside the same among a hundred, and by two threads at
-// once: in this system's own
-// registry, whose keys are deleted at the end (outside Windows YOX_STATE_DIR gives it another
-// place), and in memory.
+// A look-up among a hundred thousand keys, beside the same among a thousand, one that was asked for
+// before, and by two threads at once: in this system's own registry, whose keys are deleted at the
+// end (outside Windows YOX_STATE_DIR gives it another place), and in memory.
 
 #include <benchmark/benchmark.h>
 
@@ -26,7 +25,9 @@ using YOX::platform::RegistryKey;
 using YOX::platform::RegistryStatus;
 using YOX::platform::RegistryValue;
 
-constexpr std::uint32_t kFew = 100, kMany = 100'000;
+constexpr std::uint32_t kFew = 1'000, kMany = 100'000;
+// So many that none is remembered from the last time.
+constexpr std::uint32_t kAsked = 300;
 
 RegistryKey Key(std::uint32_t count, const std::string& name) {
   return {HKEY_CURRENT_USER,
@@ -46,10 +47,10 @@ void Fill(Registry& registry, std::uint32_t count) {
   if (registry.Apply(edits) != RegistryStatus::kOk) std::abort();
 }
 
-void LookUp(benchmark::State& state, Registry& registry, std::uint32_t count) {
+void LookUp(benchmark::State& state, Registry& registry, std::uint32_t count, std::uint32_t asked) {
   const WString name = String::UTF8ToUTF16("Name");
   std::vector<RegistryKey> keys;
-  for (std::uint32_t i = 0; i < 64; ++i) {
+  for (std::uint32_t i = 0; i < asked; ++i) {
     keys.push_back(Key(count, "\\" + std::to_string(i * 7919 % count)));
   }
   RegistryValue value;
@@ -64,28 +65,32 @@ void LookUp(benchmark::State& state, Registry& registry, std::uint32_t count) {
 int main(int argc, char** argv) {
   Registry& native = YOX::platform::Platform::Native().registry();
   YOX::platform::SimulatedRegistry simulated;
+  const auto add = [](const std::string& name, Registry& registry, std::uint32_t count,
+                      std::uint32_t asked) {
+    return benchmark::RegisterBenchmark(name.c_str(),
+                                        [&registry, count, asked](benchmark::State& state) {
+                                          LookUp(state, registry, count, asked);
+                                        })
+        ->UseRealTime();
+  };
   for (const std::uint32_t count : {kFew, kMany}) {
     Fill(native, count);
     Fill(simulated, count);
-    const auto add = [&](const std::string& name, Registry& registry) {
-      benchmark::RegisterBenchmark(
-          (name + "/" + std::to_string(count)).c_str(),
-          [&registry, count](benchmark::State& state) { LookUp(state, registry, count); })
-          ->Threads(1)
-          ->Threads(2)
-          ->UseRealTime();
-    };
-    add("Native", native);
-    add("Simulated", simulated);
+    add("Native/" + std::to_string(count), native, count, kAsked)->Threads(1)->Threads(2);
+    add("Simulated/" + std::to_string(count), simulated, count, kAsked);
   }
+  add("AskedBefore", native, kFew, 1)->Threads(1)->Threads(2);
   const int result = yox_bench::RunWithRatios(
       argc, argv,
-      {{"a look-up among 100,000 keys, to one among 100", "Native/100000/real_time/threads:1",
-        "Native/100/real_time/threads:1"},
-       {"the same in memory", "Simulated/100000/real_time/threads:1",
-        "Simulated/100/real_time/threads:1"},
-       {"two threads' time per look-up, to one's", "Native/100/real_time/threads:2",
-        "Native/100/real_time/threads:1"}});
+      {{"a look-up among 100,000 keys, to one among 1,000", "Native/100000/real_time/threads:1",
+        "Native/1000/real_time/threads:1"},
+       {"the same in memory", "Simulated/100000/real_time", "Simulated/1000/real_time"},
+       {"one that was asked for before, to one that was not", "AskedBefore/real_time/threads:1",
+        "Native/1000/real_time/threads:1"},
+       {"two threads' time per look-up, to one's", "Native/1000/real_time/threads:2",
+        "Native/1000/real_time/threads:1"},
+       {"the same for one that was asked for before", "AskedBefore/real_time/threads:2",
+        "AskedBefore/real_time/threads:1"}});
   native.DeleteKey({HKEY_CURRENT_USER, String::UTF8ToUTF16("Software\\YoxBenchmark"), {}, {}});
   return result;
 }

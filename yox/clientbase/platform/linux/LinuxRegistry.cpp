@@ -5,16 +5,20 @@
 #include <sys/eventfd.h>
 #include <sys/file.h>
 #include <sys/inotify.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <exception>
+#include <optional>
 #include <string>
 #include <system_error>
 #include <thread>
+#include <unordered_map>
 #include <utility>
 
 #include "yox/clientbase/Log.h"
@@ -31,8 +35,11 @@ constexpr const char* kWakeFile = "registry.changed";
 constexpr std::int64_t kSchemaVersion = 1;
 // How many changes are remembered for watchers that were not quick enough.
 constexpr std::int64_t kKeptChanges = 10'000;
+constexpr const char* kCountFile = "registry.count";
 // How many connections are kept for the next who read at once.
 constexpr std::size_t kMostIdle = 16;
+// How many answers a connection remembers.
+constexpr std::size_t kMostRecent = 256;
 // In the log: more changed at once than is remembered.
 constexpr std::int64_t kLost = -1;
 
@@ -147,6 +154,89 @@ struct StoredChange {
   RegistryChange change;
 };
 
+// Counts the commits of all processes in a word that they share: odd while one is under way, and
+// when its writer was killed over it until the next is made.
+class CommitCount {
+ public:
+  // Makes the file where it is missing; one process at a time.
+  static void Make(const std::filesystem::path& folder) {
+    const std::filesystem::path file = folder / kCountFile;
+    MakePrivateFile(file);
+    const Descriptor opened(open(file.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW));
+    struct stat status {};
+    // Where nothing can be written, nothing has to be counted.
+    if (fstat(opened.number(), &status) != 0 || status.st_size != 0) return;
+    constexpr Word kNone{0};
+    if (pwrite(opened.number(), &kNone, sizeof kNone, 0) != ssize_t{sizeof kNone}) {
+      Descriptor().Checked(file.c_str());
+    }
+  }
+
+  explicit CommitCount(const std::filesystem::path& folder) {
+    const Descriptor opened(open((folder / kCountFile).c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW));
+    struct stat status {};
+    if (fstat(opened.number(), &status) != 0 || status.st_size < ssize_t{sizeof(Word)}) return;
+    void* const shared =
+        mmap(nullptr, sizeof(Word), PROT_READ | PROT_WRITE, MAP_SHARED, opened.number(), 0);
+    if (shared != MAP_FAILED) word_ = static_cast<Word*>(shared);
+  }
+  ~CommitCount() {
+    if (word_ != nullptr) munmap(word_, sizeof(Word));
+  }
+  CommitCount(const CommitCount&) = delete;
+  CommitCount& operator=(const CommitCount&) = delete;
+
+  bool IsThere() const { return word_ != nullptr; }
+  // Nothing while it cannot be told: what is read now may be of before or after a commit.
+  std::optional<std::uint64_t> Now() const {
+    if (word_ == nullptr) return std::nullopt;
+    const std::uint64_t count = word_->load();
+    return count % 2 == 0 ? std::optional(count) : std::nullopt;
+  }
+
+  // A commit: made while the database is held, and ended when it is done.
+  class Commit {
+   public:
+    explicit Commit(const CommitCount& count) : word_(*count.word_), odd_(word_.load()) {
+      std::uint64_t former = odd_;
+      do {
+        odd_ = former + 1 + former % 2;
+      } while (!word_.compare_exchange_weak(former, odd_));
+    }
+    // Unless the next has begun.
+    ~Commit() { word_.compare_exchange_strong(odd_, odd_ + 1); }
+    Commit(const Commit&) = delete;
+    Commit& operator=(const Commit&) = delete;
+
+   private:
+    std::atomic<std::uint64_t>& word_;
+    std::uint64_t odd_;
+  };
+
+ private:
+  using Word = std::atomic<std::uint64_t>;
+  static_assert(Word::is_always_lock_free, "shared by processes");
+
+  Word* word_ = nullptr;
+};
+
+// What was read since the last commit, by what was asked for.
+template <class Answer>
+class Recent {
+ public:
+  template <class Read>
+  const Answer& Find(std::string asked, Read read) {
+    const auto known = answers_.find(asked);
+    if (known != answers_.end()) return known->second;
+    if (answers_.size() >= kMostRecent) answers_.clear();
+    return answers_.emplace(std::move(asked), read()).first->second;
+  }
+  void Clear() { answers_.clear(); }
+
+ private:
+  std::unordered_map<std::string, Answer> answers_;
+};
+
 }  // namespace
 
 // One connection to the database, with its statements. One thread at a time.
@@ -159,9 +249,10 @@ class LinuxRegistry::Store {
     MakePrivateFile(folder / kWakeFile);
     MakePrivateFile(folder / kStoreFile);
     const Descriptor wake = OpenWakeFile(folder, O_RDONLY);
-    // One process at a time makes the schema.
+    // One process at a time makes what follows.
     while (flock(wake.number(), LOCK_EX) != 0 && errno == EINTR) {
     }
+    CommitCount::Make(folder);
     Database database(folder / kStoreFile);
     if (Version(database) == 0) {
       database.Run("PRAGMA journal_mode = WAL");
@@ -186,29 +277,39 @@ class LinuxRegistry::Store {
   }
 
   Store(const std::filesystem::path& folder, Database opened)
-      : folder_(folder), database_(std::move(opened)) {
+      : folder_(folder), database_(std::move(opened)), commits_(folder) {
     // A commit outlives its process at once, and a power failure once the system has written it.
     database_.Run("PRAGMA synchronous = NORMAL");
+    // As much of it, in KiB, as keeps a look-up's cost the same among very many keys.
+    database_.Run("PRAGMA cache_size = -16384");
   }
 
   const std::filesystem::path& folder() const { return folder_; }
   Database& database() { return database_; }
 
   // 0 when there is no such key.
-  std::int64_t KeyId(std::string_view folded) {
-    find_key_.Bind(1, folded);
-    const std::int64_t id = find_key_.Step() ? find_key_.Number(0) : 0;
-    find_key_.Reset();
-    return id;
+  std::int64_t KeyId(const std::string& folded) {
+    return Remembered(keys_, folded, [&] {
+      find_key_.Bind(1, folded);
+      const std::int64_t id = find_key_.Step() ? find_key_.Number(0) : 0;
+      find_key_.Reset();
+      return id;
+    });
   }
 
-  bool GetValue(std::string_view key, std::string_view name, RegistryValue& value) {
-    get_value_.Bind(1, key).Bind(2, name);
-    const bool found = get_value_.Step();
-    if (found) value = {Type(get_value_.Number(0)), AsData(get_value_.Bytes(1))};
-    get_value_.Reset();
-    return found;
+  // Nothing when there is no such value.
+  const std::optional<RegistryValue>& Value(const std::string& key, const std::string& name) {
+    return Remembered(values_, std::to_string(key.size()) + ":" + key + name, [&] {
+      get_value_.Bind(1, key).Bind(2, name);
+      std::optional<RegistryValue> value;
+      if (get_value_.Step()) value = {Type(get_value_.Number(0)), AsData(get_value_.Bytes(1))};
+      get_value_.Reset();
+      return value;
+    });
   }
+
+  // Without it others would not learn of a commit.
+  bool CountsCommits() const { return commits_.IsThere(); }
 
   std::vector<RegistryEntry> Values(std::int64_t key, std::size_t longest_name) {
     std::vector<RegistryEntry> values;
@@ -272,8 +373,25 @@ class LinuxRegistry::Store {
     return number;
   }
 
+  template <class Answer, class Read>
+  const Answer& Remembered(Recent<Answer>& answers, std::string asked, Read read) {
+    const std::optional<std::uint64_t> now = commits_.Now();
+    if (!now || now != remembered_) {
+      keys_.Clear();
+      values_.Clear();
+      remembered_ = now;
+    }
+    const Answer& answer = answers.Find(std::move(asked), read);
+    if (commits_.Now() != remembered_) remembered_.reset();
+    return answer;
+  }
+
   std::filesystem::path folder_;
   Database database_;
+  CommitCount commits_;
+  std::optional<std::uint64_t> remembered_;  // the commits before what the two that follow hold
+  Recent<std::int64_t> keys_;
+  Recent<std::optional<RegistryValue>> values_;
 
   Statement find_key_ = database_.Prepare("SELECT id, path FROM key WHERE folded = ?");
   Statement get_value_ = database_.Prepare(
@@ -370,6 +488,7 @@ class LinuxRegistry::Transaction {
       }
     }
     store_.forget_changes_.Bind(1, kKeptChanges).Run();
+    const CommitCount::Commit commit(store_.commits_);  // ended before watchers are told
     store_.database_.Run("COMMIT");
     committed_ = true;
   }
@@ -604,7 +723,10 @@ class LinuxRegistry::Session {
     return store_.get();
   }
   Store& ForWriting() {
-    if (!HasStore()) store_ = Store::Create(registry_.folder_());
+    if (!HasStore() || !store_->CountsCommits()) store_ = Store::Create(registry_.folder_());
+    if (!store_->CountsCommits()) {
+      throw DatabaseError("commits cannot be counted", store_->database().IsReadOnly());
+    }
     return *store_;
   }
 
@@ -674,9 +796,12 @@ RegistryStatus LinuxRegistry::Get(const RegistryKey& key, WStringView name, Regi
     const RegistryStatus status = paths_.Resolve(key, path);
     if (status != RegistryStatus::kOk) return status;
     Store* const store = session.ForReading();
-    const bool found = store != nullptr && store->GetValue(ToBytes(FoldRegistryName(path)),
-                                                           ToBytes(FoldRegistryName(name)), value);
-    return found ? RegistryStatus::kOk : RegistryStatus::kNotFound;
+    if (store == nullptr) return RegistryStatus::kNotFound;
+    const auto& stored =
+        store->Value(ToBytes(FoldRegistryName(path)), ToBytes(FoldRegistryName(name)));
+    if (!stored) return RegistryStatus::kNotFound;
+    value = *stored;
+    return RegistryStatus::kOk;
   });
 }
 
@@ -742,7 +867,9 @@ RegistryStatus LinuxRegistry::Watch(const RegistryKey& key, Changed changed,
     auto watched = std::make_shared<Watcher::Watch>();
     watched->folded = FoldRegistryName(place.path);
     watched->changed = std::move(changed);
-    watched->seen = session.ForWriting().LastChange();
+    Store* const store = session.ForReading();
+    if (store == nullptr) return RegistryStatus::kFailed;  // the watcher has just made it
+    watched->seen = store->LastChange();
     // Again, as of then: a deletion before that would not be reported.
     status = Find(session, key, place);
     if (status != RegistryStatus::kOk) return status;

@@ -20,7 +20,8 @@ namespace YOX::platform {
 // or killed, lets go of the file that every writer holds open over its commit. What changed is read
 // from a log in the database.
 //
-// Threads read at once, each over a connection that it borrows for one operation.
+// Threads read at once, each over a connection that it borrows for one operation. A connection
+// remembers what it read until the next commit of any process.
 //
 // Not usable in a child after a fork; it has to outlive its watches.
 class LinuxRegistry final : public Registry {

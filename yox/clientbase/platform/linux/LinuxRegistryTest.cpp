@@ -132,6 +132,42 @@ TEST(LinuxRegistryTest, ThreadsReadAndWriteAtOnceOverFewConnections) {
   EXPECT_LE(OpenDescriptorsOf(fs::canonical(folder.path()) / "registry.db"), 16);
 }
 
+TEST(LinuxRegistryTest, AReadSeesWhatAnotherHasWrittenHoweverOftenItReadBefore) {
+  const TemporaryFolder folder;
+  LinuxRegistry writer = StoreIn(folder.path());
+  LinuxRegistry reader = StoreIn(folder.path());
+  for (std::uint32_t round = 0; round < 100; ++round) {
+    ASSERT_EQ(writer.CreateKey(kKey), RegistryStatus::kOk);
+    ASSERT_TRUE(reader.Exists(kKey));
+    RegistryValue value;
+    ASSERT_EQ(reader.Get(kKey, "Name"_w, value), RegistryStatus::kNotFound);
+    ASSERT_EQ(writer.SetValue(kKey, "Name"_w, RegistryValue::Dword(round)), RegistryStatus::kOk);
+    for (int again = 0; again < 2; ++again) {
+      ASSERT_EQ(reader.Get(kKey, "Name"_w, value), RegistryStatus::kOk);
+      ASSERT_EQ(value, RegistryValue::Dword(round));
+    }
+    ASSERT_EQ(writer.DeleteKey(kKey), RegistryStatus::kOk);
+    ASSERT_FALSE(reader.Exists(kKey));
+  }
+}
+
+TEST(LinuxRegistryTest, MoreCanBeReadThanIsRemembered) {
+  constexpr std::uint32_t kValues = 1000;
+  const auto name = [](std::uint32_t i) { return String::UTF8ToUTF16(std::to_string(i)); };
+  const TemporaryFolder folder;
+  LinuxRegistry registry = StoreIn(folder.path());
+  std::vector<RegistryEdit> edits{{RegistryAction::kCreateKey, kKey, {}, {}}};
+  for (std::uint32_t i = 0; i < kValues; ++i) {
+    edits.push_back({RegistryAction::kSetValue, kKey, name(i), RegistryValue::Dword(i)});
+  }
+  ASSERT_EQ(registry.Apply(edits), RegistryStatus::kOk);
+  for (std::uint32_t i = 0; i < 2 * kValues; ++i) {
+    RegistryValue value;
+    ASSERT_EQ(registry.Get(kKey, name(i % kValues), value), RegistryStatus::kOk);
+    ASSERT_EQ(value, RegistryValue::Dword(i % kValues));
+  }
+}
+
 TEST(LinuxRegistryTest, TheSystemsOwnHiveBelongsToItsAccount) {
   const TemporaryFolder folder;
   LinuxRegistry registry = StoreIn(folder.path(), 0);
@@ -151,7 +187,8 @@ TEST(LinuxRegistryTest, OnlyTheOwnerCanOpenTheFiles) {
     names.push_back(file.path().filename());
     EXPECT_EQ(file.status().permissions(), fs::perms::owner_read | fs::perms::owner_write) << file;
   }
-  EXPECT_THAT(names, testing::IsSupersetOf({"registry.db", "registry.db-wal", "registry.changed"}));
+  EXPECT_THAT(names, testing::IsSupersetOf(
+                         {"registry.db", "registry.db-wal", "registry.changed", "registry.count"}));
   EXPECT_EQ(fs::status(folder.path() / "deep" / "state").permissions(), fs::perms::owner_all);
 }
 
