@@ -39,8 +39,8 @@ struct DocumentPlace {
 YOX_API std::string ReadDocumentFile(const std::filesystem::path& file,
                                      std::size_t longest = kMaxDocumentSize);
 
-// The text as one line: control characters, those of a terminal from U+0080 on included, are written
-// as \u001b, and of a long text the beginning stands for all of it.
+// The text as one line: control characters, those of a terminal from U+0080 on included, are
+// written as \u001b, and of a long text the beginning stands for all of it.
 YOX_API std::string Printable(std::string_view utf8);
 
 }  // namespace YOX
