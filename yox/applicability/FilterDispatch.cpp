@@ -14,7 +14,6 @@
 #include "yox/device/DeviceInfoProvider.h"
 #include "yox/tags/AppAndTagCollection.h"
 
-using YOX::String;
 using YOX::WString;
 using YOX::WStringView;
 using YOX::match::AnyText;

@@ -60,8 +60,8 @@ class YOX_API YOXHelperFactory {
   YOXHelperFactory() = default;
   ~YOXHelperFactory() = default;
 
-  static std::atomic<YOXHelperFactory*> _YOXHelperFactory;
-  static std::mutex mutex_;  // creation and deletion
+  static std::atomic<YOXHelperFactory*> _YOXHelperFactory;  // NOLINT: its known name
+  static std::mutex mutex_;                                 // creation and deletion
 
   std::shared_ptr<MachineInformation> machine_information_;
   std::shared_ptr<YOX::DeviceInfoProvider> device_info_provider_;

@@ -52,7 +52,7 @@ class Clock {
   // clock, or at once if the moment has passed. Destroying the alarm disarms it, and waits for a
   // ring that is under way. Null from a clock that goes by itself.
   virtual std::unique_ptr<Alarm> RingAt([[maybe_unused]] std::int64_t moment,
-                                        [[maybe_unused]] std::function<void()> ring) {
+                                        [[maybe_unused]] std::function<void()> ring) {  // NOLINT
     return nullptr;
   }
 };
