@@ -32,14 +32,15 @@ constexpr WChar kSeparator = '\\';
 constexpr const char* kStoreFile = "registry.db";
 // Every writer opens it before it commits and closes it afterwards.
 constexpr const char* kWakeFile = "registry.changed";
+constexpr const char* kCountFile = "registry.count";
 constexpr std::int64_t kSchemaVersion = 1;
 // How many changes are remembered for watchers that were not quick enough.
 constexpr std::int64_t kKeptChanges = 10'000;
-constexpr const char* kCountFile = "registry.count";
 // How many connections are kept for the next who read at once.
 constexpr std::size_t kMostIdle = 16;
-// How many answers a connection remembers.
+// How many answers a connection remembers, and how long, in bytes, a value may be to be one.
 constexpr std::size_t kMostRecent = 256;
+constexpr std::size_t kLongestRecent = 4096;
 // In the log: more changed at once than is remembered.
 constexpr std::int64_t kLost = -1;
 
@@ -299,13 +300,15 @@ class LinuxRegistry::Store {
 
   // Nothing when there is no such value.
   const std::optional<RegistryValue>& Value(const std::string& key, const std::string& name) {
-    return Remembered(values_, std::to_string(key.size()) + ":" + key + name, [&] {
+    const auto& found = Remembered(values_, std::to_string(key.size()) + ":" + key + name, [&] {
       get_value_.Bind(1, key).Bind(2, name);
       std::optional<RegistryValue> value;
       if (get_value_.Step()) value = {Type(get_value_.Number(0)), AsData(get_value_.Bytes(1))};
       get_value_.Reset();
       return value;
     });
+    if (found && found->data.size() > kLongestRecent) remembered_.reset();
+    return found;
   }
 
   // Without it others would not learn of a commit.
