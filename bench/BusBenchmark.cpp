@@ -27,15 +27,15 @@
 #include <vector>
 #include <zmq.hpp>
 
-#include "yox/clientbase/WString.h"
+#include "yox/base/WString.h"
 #include "yox/notifications/YOXPublisherSubscriber.h"
 
 #include "bench/Ratios.h"
 
 namespace {
 
-using namespace YOX::literals;
-using YOX::WString;
+using namespace yox::literals;
+using yox::WString;
 
 constexpr int kRecords = 512;  // published in a row; the bus's queue holds them
 constexpr std::size_t kTexts = 6;
@@ -44,7 +44,7 @@ constexpr std::size_t kLength = 40;
 WString Text(std::size_t number) {
   WString text = "A text of forty characters, numbered __. "_w;
   text.resize(kLength);
-  text[37] = static_cast<YOX::WChar>('0' + number);
+  text[37] = static_cast<yox::WChar>('0' + number);
   return text;
 }
 
@@ -196,7 +196,7 @@ struct Packed {
   std::int32_t topic = 7;
   WString texts[kTexts];
 
-  static constexpr std::size_t kTextBytes = kLength * sizeof(YOX::WChar);
+  static constexpr std::size_t kTextBytes = kLength * sizeof(yox::WChar);
   static constexpr std::size_t kBytes = sizeof(std::int32_t) + kTexts * kTextBytes;
 
   void Pack(void* bytes) const {

@@ -10,19 +10,19 @@
 #include <vector>
 
 #include "yox/applicability/ApplicabilityEvaluator.h"
-#include "yox/clientbase/Log.h"
-#include "yox/clientbase/String.h"
+#include "yox/base/Log.h"
+#include "yox/base/String.h"
 #include "yox/device/MachineInformation.h"
 
 #include "bench/AllocationCounter.h"
 #include "bench/DecisionByHand.h"
 #include "bench/Ratios.h"
-#include "tests/Generators.h"
+#include "tests/support/Generators.h"
 
 namespace {
 
 using YOX::String;
-using YOX::WString;
+using yox::WString;
 
 constexpr int kDevices = 1000;
 constexpr int kLists = 64;

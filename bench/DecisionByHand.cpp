@@ -8,13 +8,13 @@
 #include <string>
 #include <utility>
 
+#include "yox/base/SaltedHash.h"
+#include "yox/base/String.h"
 #include "yox/clientbase/EpUrlProvider.h"
-#include "yox/clientbase/SaltedHash.h"
-#include "yox/clientbase/String.h"
 
 using YOX::String;
-using YOX::WChar;
-using namespace YOX::literals;
+using yox::WChar;
+using namespace yox::literals;
 
 namespace by_hand {
 namespace {
@@ -63,7 +63,7 @@ Pattern ParsePattern(WString text) {
 }
 
 std::pair<Operator, WString> ParseOperator(const WString& text) {
-  constexpr std::pair<YOX::WStringView, Operator> kOperators[] = {
+  constexpr std::pair<yox::WStringView, Operator> kOperators[] = {
       {"!"_wv, {true, false, true}},  {">="_wv, {false, true, true}},
       {">"_wv, {false, false, true}}, {"<="_wv, {true, true, false}},
       {"<"_wv, {true, false, false}}, {""_wv, {false, true, false}},

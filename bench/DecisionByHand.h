@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "yox/applicability/ApplicabilityEvaluator.h"
-#include "yox/clientbase/WString.h"
+#include "yox/base/WString.h"
 #include "yox/device/MachineInformation.h"
 #include "yox/foundation/Version.h"
 
@@ -17,7 +17,7 @@
 // requirements only.
 namespace by_hand {
 
-using YOX::WString;
+using yox::WString;
 
 struct Pattern {
   enum Form { kAny, kEqual, kInfix, kPrefix, kSuffix } form = kAny;

@@ -11,7 +11,7 @@
 #include "yox/device/MachineInformation.h"
 
 #include "bench/Ratios.h"
-#include "tests/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace {
 

@@ -12,17 +12,18 @@
 
 #include "yox/applicability/HardwareIdRepository.h"
 #include "yox/applicability/TestEvaluator.h"
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/Platform.h"
-#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+#include "yox/base/String.h"
+#include "yox/platform/Platform.h"
+#include "yox/platform/devices/DeviceTree.h"
+#include "yox/platform/simulated/SimulatedDevice.h"
 
 #include "bench/Ratios.h"
 
 namespace {
 
 using YOX::String;
-using YOX::WString;
-using YOX::WStringView;
+using yox::WString;
+using yox::WStringView;
 
 constexpr std::uint32_t kFew = 100, kMany = 100'000, kPresent = 10'000;
 
@@ -124,8 +125,8 @@ struct Present {
     }
   }
 
-  YOX::platform::SimulatedDevice device;
-  YOX::platform::ScopedPlatform installed{device};
+  yox::platform::SimulatedDevice device;
+  yox::platform::ScopedPlatform installed{device};
   std::vector<WString> ids;
   std::vector<FoldedAlternative> alternatives;
   WString filter = String::UTF8ToUTF16(FilterText());

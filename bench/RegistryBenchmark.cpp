@@ -8,22 +8,23 @@
 #include <string>
 #include <vector>
 
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/Platform.h"
-#include "yox/clientbase/platform/simulated/SimulatedRegistry.h"
+#include "yox/base/String.h"
+#include "yox/platform/Platform.h"
+#include "yox/platform/registry/Registry.h"
+#include "yox/platform/simulated/SimulatedRegistry.h"
 
 #include "bench/Ratios.h"
 
 namespace {
 
 using YOX::String;
-using YOX::WString;
-using YOX::platform::Registry;
-using YOX::platform::RegistryAction;
-using YOX::platform::RegistryEdit;
-using YOX::platform::RegistryKey;
-using YOX::platform::RegistryStatus;
-using YOX::platform::RegistryValue;
+using yox::WString;
+using yox::platform::Registry;
+using yox::platform::RegistryAction;
+using yox::platform::RegistryEdit;
+using yox::platform::RegistryKey;
+using yox::platform::RegistryStatus;
+using yox::platform::RegistryValue;
 
 constexpr std::uint32_t kFew = 1'000, kMany = 100'000;
 // So many that none is remembered from the last time.
@@ -63,8 +64,8 @@ void LookUp(benchmark::State& state, Registry& registry, std::uint32_t count, st
 }  // namespace
 
 int main(int argc, char** argv) {
-  Registry& native = YOX::platform::Platform::Native().registry();
-  YOX::platform::SimulatedRegistry simulated;
+  Registry& native = yox::platform::Platform::Native().registry();
+  yox::platform::SimulatedRegistry simulated;
   const auto add = [](const std::string& name, Registry& registry, std::uint32_t count,
                       std::uint32_t asked) {
     return benchmark::RegisterBenchmark(name.c_str(),

@@ -16,20 +16,21 @@
 #include <mutex>
 #include <string>
 
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/Platform.h"
+#include "yox/base/String.h"
+#include "yox/platform/Platform.h"
+#include "yox/platform/registry/Registry.h"
 
 #include "bench/Ratios.h"
-#include "tests/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace {
 
 using YOX::String;
-using YOX::platform::Registry;
-using YOX::platform::RegistryKey;
-using YOX::platform::RegistryStatus;
-using YOX::platform::RegistryValue;
-using YOX::platform::RegistryWatch;
+using yox::platform::Registry;
+using yox::platform::RegistryKey;
+using yox::platform::RegistryStatus;
+using yox::platform::RegistryValue;
+using yox::platform::RegistryWatch;
 
 RegistryKey Key(const char* name) {
   return {HKEY_CURRENT_USER,
@@ -61,7 +62,7 @@ std::unique_ptr<RegistryWatch> Watch(Registry& registry, const char* name,
 
 // The other process. It says when it watches, and ends when its input does.
 [[noreturn]] void Answer(int input, int output) {
-  Registry& registry = YOX::platform::Platform::Native().registry();
+  Registry& registry = yox::platform::Platform::Native().registry();
   registry.CreateKey(Key("Answer"));
   const auto watch = Watch(registry, "Question", [&] { Set(registry, Key("Answer")); });
   char word = '!';
@@ -72,7 +73,7 @@ std::unique_ptr<RegistryWatch> Watch(Registry& registry, const char* name,
 }
 
 void ThereAndBack(benchmark::State& state) {
-  Registry& registry = YOX::platform::Platform::Native().registry();
+  Registry& registry = yox::platform::Platform::Native().registry();
   std::mutex mutex;
   std::condition_variable told;
   std::uint32_t answers = 0;
@@ -94,7 +95,7 @@ void ThereAndBack(benchmark::State& state) {
 BENCHMARK(ThereAndBack)->UseRealTime()->Unit(benchmark::kMicrosecond);
 
 void TwoChanges(benchmark::State& state) {
-  Registry& registry = YOX::platform::Platform::Native().registry();
+  Registry& registry = yox::platform::Platform::Native().registry();
   for (const char* const name : {"One", "Two"}) registry.CreateKey(Key(name));
   for (auto _ : state) {
     Set(registry, Key("One"));

@@ -1,10 +1,10 @@
-#include "yox/clientbase/platform/linux/Assignments.h"
+#include "yox/platform/system/linux/Assignments.h"
 
 #include "fuzz/FuzzInput.h"
 
 // An os-release file. Quoted and written again, every value is read as it was.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const auto values = YOX::platform::ReadAssignments({reinterpret_cast<const char*>(data), size});
+  const auto values = yox::platform::ReadAssignments({reinterpret_cast<const char*>(data), size});
   std::string written;
   for (const auto& [name, value] : values) {
     FUZZ_CHECK(!name.empty() && value.find('\n') == std::string::npos);
@@ -15,6 +15,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     written += "\"\n";
   }
-  FUZZ_CHECK(YOX::platform::ReadAssignments(written) == values);
+  FUZZ_CHECK(yox::platform::ReadAssignments(written) == values);
   return 0;
 }

@@ -3,14 +3,15 @@
 #include "yox/applicability/Dates.h"
 #include "yox/applicability/RolloutForecast.h"
 #include "yox/applicability/TestEvaluator.h"
-#include "yox/clientbase/platform/Platform.h"
+#include "yox/platform/Platform.h"
+#include "yox/platform/clock/Clock.h"
 
 #include "fuzz/FuzzInput.h"
 
 using YOX::String;
-using YOX::WString;
-using namespace YOX::literals;
-using namespace YOX::match;
+using yox::WString;
+using namespace yox::literals;
+using namespace yox::decision;
 
 namespace {
 
@@ -28,7 +29,7 @@ void CheckShares(const std::optional<Growth>& growth, int days, int elapsed) {
 void CheckForecast(const WString& function, const WString& seed, bool matched) {
   try {
     const RolloutForecast forecast(function);
-    const std::int64_t day = forecast.DayAt(YOX::platform::Platform::Get().clock().Now());
+    const std::int64_t day = forecast.DayAt(yox::platform::Platform::Get().clock().Now());
     const int bucket = RolloutForecast::BucketOf(seed);
     FUZZ_CHECK((bucket < forecast.BucketsOn(day)) == matched);
     FUZZ_CHECK((forecast.FirstDayOf(bucket) <= day) == matched);
@@ -36,7 +37,7 @@ void CheckForecast(const WString& function, const WString& seed, bool matched) {
       FUZZ_CHECK(forecast.BucketsOn(later) >= forecast.BucketsOn(later - 1));
     }
     FUZZ_CHECK(forecast.BucketsOn(forecast.days()) == RolloutForecast::kBuckets);
-  } catch (const YOX::DocumentError&) {
+  } catch (const yox::DocumentError&) {
     FUZZ_CHECK(!matched || Rollout::Parse(function).days.number > RolloutForecast::kMostDays);
   }
 }
@@ -59,7 +60,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   // Only the one seed that the segment names counts.
   const bool by_tenant = pieces.size() > 3 && String::CaseInsesitiveEqual(pieces[3], "tenant"_wv);
   WString other = serial_number;
-  other.append(organisation).push_back(YOX::WChar{'x'});
+  other.append(organisation).push_back(yox::WChar{'x'});
   FUZZ_CHECK(evaluator.DoesDateFunctionMatch(function, by_tenant ? &other : &serial_number,
                                              by_tenant ? &organisation : &other) == matched);
   // Without it, only a roll-out that is over counts.

@@ -5,10 +5,10 @@
 
 #include "fuzz/FuzzInput.h"
 
+using yox::LocalDate;
 using YOX::String;
-using YOX::WString;
-using YOX::platform::LocalDate;
-using namespace YOX::literals;
+using yox::WString;
+using namespace yox::literals;
 
 namespace {
 
@@ -45,7 +45,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   String::TryToInteger(input.Text(), today.year);
   String::TryToInteger(input.Text(), today.month);
   String::TryToInteger(input.Text(), today.day);
-  FUZZ_CHECK(YOX::match::DateRange::Parse(range).Contains(today) == Expected(range, today));
+  FUZZ_CHECK(yox::decision::DateRange::Parse(range).Contains(today) == Expected(range, today));
   evaluator.IsCurrentDateWithinRange(range);
   return 0;
 }

@@ -1,13 +1,13 @@
 #include <string>
 
-#include "yox/clientbase/platform/BusIdentifiers.h"
-#include "yox/clientbase/platform/MultiString.h"
+#include "yox/platform/devices/BusIdentifiers.h"
+#include "yox/platform/registry/MultiString.h"
 
 #include "fuzz/FuzzInput.h"
 
 namespace {
 
-namespace bus = YOX::platform::bus;
+namespace bus = yox::platform::bus;
 
 // Names have an instance part and IDs, none of them empty, or nothing.
 void CheckNames(const bus::Names& names) {
@@ -33,9 +33,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   CheckNames(bus::Storage({"SCSI", 0, text, rest, text}));
   CheckNames(bus::Monitor(rest));
 
-  const auto texts = YOX::platform::ReadMultiString(YOX::platform::kMultiStringType, rest);
-  const std::string written = YOX::platform::WriteMultiString(texts);
-  FUZZ_CHECK(YOX::platform::ReadMultiString(YOX::platform::kMultiStringType, written) == texts);
-  FUZZ_CHECK(YOX::platform::ReadMultiString(1, rest).empty());
+  const auto texts = yox::platform::ReadMultiString(yox::platform::kMultiStringType, rest);
+  const std::string written = yox::platform::WriteMultiString(texts);
+  FUZZ_CHECK(yox::platform::ReadMultiString(yox::platform::kMultiStringType, written) == texts);
+  FUZZ_CHECK(yox::platform::ReadMultiString(1, rest).empty());
   return 0;
 }

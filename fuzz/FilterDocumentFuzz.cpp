@@ -9,7 +9,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string_view document(reinterpret_cast<const char*>(data), size);
     const std::string written = WriteFilterDocument(ReadFilterDocument(document));
     FUZZ_CHECK(WriteFilterDocument(ReadFilterDocument(written)) == written);
-  } catch (const YOX::DocumentError& error) {
+  } catch (const yox::DocumentError& error) {
     FUZZ_CHECK(error.what()[0] != '\0');
     FUZZ_CHECK(std::string_view(error.what()).find('\n') == std::string_view::npos);
   }

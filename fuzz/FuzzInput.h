@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "yox/clientbase/String.h"
+#include "yox/base/String.h"
 
 // A property that holds for every input. The program ends where it does not, which the fuzzer keeps
 // as a finding and the replay reports as a failure.
@@ -38,14 +38,14 @@ class FuzzInput {
 
   // The next line, read as UTF-8. A line that starts with the byte FF holds code units instead, two
   // bytes each, so that lone surrogates and embedded zeros are reached.
-  YOX::WString Text() {
+  yox::WString Text() {
     std::string_view line = Line();
     if (!line.starts_with('\xFF')) return YOX::String::UTF8ToUTF16(line);
-    YOX::WString text;
+    yox::WString text;
     for (line.remove_prefix(1); line.size() >= 2; line.remove_prefix(2)) {
       const auto low = static_cast<unsigned char>(line[0]);
       const auto high = static_cast<unsigned char>(line[1]);
-      text.push_back(static_cast<YOX::WChar>(high << 8 | low));
+      text.push_back(static_cast<yox::WChar>(high << 8 | low));
     }
     return text;
   }

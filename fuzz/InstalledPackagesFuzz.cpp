@@ -1,6 +1,6 @@
 #include <algorithm>
 
-#include "yox/clientbase/platform/linux/InstalledPackages.h"
+#include "yox/platform/apps/linux/InstalledPackages.h"
 
 #include "fuzz/FuzzInput.h"
 
@@ -11,19 +11,19 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const auto stands_there = [&](const std::string& text) {
     return written.find(text) != std::string_view::npos;
   };
-  const auto check = [&](const YOX::platform::InstalledPackage& package) {
+  const auto check = [&](const yox::platform::InstalledPackage& package) {
     FUZZ_CHECK(!package.name.empty());
     FUZZ_CHECK(stands_there(package.name) && stands_there(package.version) &&
                stands_there(package.architecture) && stands_there(package.publisher));
   };
-  const auto packages = YOX::platform::ReadDpkgStatus(written);
+  const auto packages = yox::platform::ReadDpkgStatus(written);
   FUZZ_CHECK(packages.size() <= static_cast<std::size_t>(std::ranges::count(written, '\n')) + 1);
   std::ranges::for_each(packages, check);
-  if (const auto package = YOX::platform::ReadRpmHeader(written)) {
+  if (const auto package = yox::platform::ReadRpmHeader(written)) {
     check(*package);
     FUZZ_CHECK(!package->architecture.empty());
   }
-  if (const auto snap = YOX::platform::ReadSnapYaml(written)) check(*snap);
-  YOX::platform::ReadMetainfoVersion(written);  // entities and encodings stand otherwise
+  if (const auto snap = yox::platform::ReadSnapYaml(written)) check(*snap);
+  yox::platform::ReadMetainfoVersion(written);  // entities and encodings stand otherwise
   return 0;
 }

@@ -10,8 +10,8 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static yox_test::TestEvaluator evaluator;
   yox_fuzz::FuzzInput input(data, size);
-  YOX::WString required = input.Text();
-  YOX::WString actual = input.Text();
+  yox::WString required = input.Text();
+  yox::WString actual = input.Text();
   const std::optional<bool> expected = yox_fuzz::plain::DoesIntMatch(required, actual);
   std::optional<bool> matched;
   try {

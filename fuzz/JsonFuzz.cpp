@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <string>
 
-#include "yox/clientbase/StrictJson.h"
+#include "yox/base/StrictJson.h"
 
 #include "fuzz/FuzzInput.h"
 
@@ -14,11 +14,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
            });
   };
   try {
-    YOX::ParseDocument(text);
+    yox::ParseDocument(text);
     FUZZ_CHECK(YOX::String::IsValidUTF8(text));
-  } catch (const YOX::DocumentError& error) {
+  } catch (const yox::DocumentError& error) {
     FUZZ_CHECK(error.what()[0] != '\0' && printable(error.what()));
   }
-  if (YOX::String::IsValidUTF8(text)) FUZZ_CHECK(printable(YOX::Printable(text)));
+  if (YOX::String::IsValidUTF8(text)) FUZZ_CHECK(printable(yox::Printable(text)));
   return 0;
 }

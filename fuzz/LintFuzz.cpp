@@ -6,14 +6,14 @@
 #include "yox/applicability/Lint.h"
 #include "yox/applicability/TestEvaluator.h"
 #include "yox/applicability/TestRecord.h"
-#include "yox/clientbase/Document.h"
-#include "yox/clientbase/String.h"
+#include "yox/base/Document.h"
+#include "yox/base/String.h"
 
 #include "fuzz/FuzzInput.h"
 
 using YOX::String;
-using YOX::WString;
-using namespace YOX::literals;
+using yox::WString;
+using namespace yox::literals;
 
 namespace {
 
@@ -76,7 +76,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     CheckDecision(list, findings, fact);
     CheckDecision(list, findings, {});
     CheckDecision(list, findings, "10.0.1"_w);
-  } catch (const YOX::DocumentError&) {
+  } catch (const yox::DocumentError&) {
   }
   return 0;
 }

@@ -15,7 +15,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       const auto device = DeviceOfCase(one, kProfile);
       if (!one.changes) FUZZ_CHECK(device.firmware.has_value());
     }
-  } catch (const YOX::DocumentError& error) {
+  } catch (const yox::DocumentError& error) {
     FUZZ_CHECK(error.what()[0] != '\0');
     FUZZ_CHECK(std::string_view(error.what()).find('\n') == std::string_view::npos);
   }

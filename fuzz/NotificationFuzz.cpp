@@ -6,7 +6,7 @@
 
 // The whole input as an envelope, as a document of the channel, and as each payload document.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  using YOX::WString;
+  using yox::WString;
   const std::string_view bytes(reinterpret_cast<const char*>(data), size);
   const WString text = YOX::String::UTF8ToUTF16(bytes);
 

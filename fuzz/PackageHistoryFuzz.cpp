@@ -1,6 +1,6 @@
 #include <algorithm>
 
-#include "yox/clientbase/platform/linux/PackageHistory.h"
+#include "yox/platform/system/linux/PackageHistory.h"
 
 #include "fuzz/FuzzInput.h"
 
@@ -9,13 +9,13 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view log(reinterpret_cast<const char*>(data), size);
   const auto lines = static_cast<std::size_t>(std::ranges::count(log, '\n')) + 1;
-  for (const auto read : {YOX::platform::ReadAptHistory, YOX::platform::ReadDnfHistory,
-                          YOX::platform::ReadZypperHistory, YOX::platform::ReadPacmanHistory}) {
+  for (const auto read : {yox::platform::ReadAptHistory, yox::platform::ReadDnfHistory,
+                          yox::platform::ReadZypperHistory, yox::platform::ReadPacmanHistory}) {
     const auto history = read(log);
     FUZZ_CHECK(history.size() <= lines);
-    for (const YOX::platform::OperatingSystemUpdate& update : history) {
+    for (const yox::platform::OperatingSystemUpdate& update : history) {
       FUZZ_CHECK(update.result_code >= 1 && update.result_code <= 4);
-      FUZZ_CHECK(update.title && update.title->find(YOX::WChar{'\n'}) == YOX::WString::npos);
+      FUZZ_CHECK(update.title && update.title->find(yox::WChar{'\n'}) == yox::WString::npos);
     }
   }
   return 0;

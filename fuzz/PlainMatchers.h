@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "yox/applicability/ApplicabilityEvaluator.h"
-#include "yox/clientbase/String.h"
+#include "yox/base/String.h"
 #include "yox/foundation/Version.h"
 
 // The matchers' rules once more, written plainly over copies of the texts: slow, and apart from the
@@ -14,10 +14,10 @@
 namespace yox_fuzz::plain {
 
 using YOX::String;
-using YOX::WChar;
-using YOX::WString;
-using YOX::WStringView;
-using namespace YOX::literals;
+using yox::WChar;
+using yox::WString;
+using yox::WStringView;
+using namespace yox::literals;
 
 using Pairs = ApplicabilityEvaluator::Pairs;
 

@@ -21,7 +21,7 @@ void CheckRecord(const PlatformPolicy& policy) {
 
 // A policy document or a response, in UTF-8.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const YOX::WString json = YOX::String::UTF8ToUTF16({reinterpret_cast<const char*>(data), size});
+  const yox::WString json = YOX::String::UTF8ToUTF16({reinterpret_cast<const char*>(data), size});
   CheckRecord(PlatformPolicy::DeSerialize(json, true));
   CheckRecord(PlatformPolicy::DeSerialize(json, false));
   const PlatformPolicy response = PlatformPolicy::DeSerializePlatformPolicyResponse(json);

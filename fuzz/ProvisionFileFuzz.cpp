@@ -1,8 +1,9 @@
 #include <string>
 
 #include "yox/clientbase/FileSystem.h"
-#include "yox/clientbase/platform/PathText.h"
-#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+#include "yox/platform/files/Files.h"
+#include "yox/platform/files/PathText.h"
+#include "yox/platform/simulated/SimulatedDevice.h"
 #include "yox/policy/ProvisionFileUtility.h"
 
 #include "fuzz/FuzzInput.h"
@@ -18,9 +19,9 @@ class Utility : public ProvisionFileUtility {
 
 // The content of a provision file.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static YOX::platform::SimulatedDevice device;
-  const YOX::platform::ScopedPlatform installed(device);
-  const YOX::WString path = YOX::platform::ToText(device.files().folder() / "provision.json");
+  static yox::platform::SimulatedDevice device;
+  const yox::platform::ScopedPlatform installed(device);
+  const yox::WString path = yox::platform::ToText(device.files().folder() / "provision.json");
   FileSystem::OpenToWrite(path, std::ios::out | std::ios::binary)
       .write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
   Utility utility;

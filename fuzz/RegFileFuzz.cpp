@@ -5,11 +5,11 @@
 // A registry file. What is read is written, in either encoding, so that it reads as the same; a
 // refusal names a line.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  using YOX::RegFileEncoding;
+  using yox::RegFileEncoding;
   try {
-    const auto edits = YOX::ReadRegFile({reinterpret_cast<const char*>(data), size});
-    const std::string wide = YOX::WriteRegFile(edits, RegFileEncoding::kUtf16);
-    const auto again = YOX::ReadRegFile(wide);
+    const auto edits = yox::ReadRegFile({reinterpret_cast<const char*>(data), size});
+    const std::string wide = yox::WriteRegFile(edits, RegFileEncoding::kUtf16);
+    const auto again = yox::ReadRegFile(wide);
     FUZZ_CHECK(again.size() == edits.size());
     for (std::size_t i = 0; i < edits.size(); ++i) {
       FUZZ_CHECK(again[i].action == edits[i].action);
@@ -19,8 +19,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       FUZZ_CHECK(again[i].value == edits[i].value);
     }
     // Names may hold lone surrogates, which UTF-8 cannot: it stays readable.
-    YOX::ReadRegFile(YOX::WriteRegFile(edits, RegFileEncoding::kUtf8));
-  } catch (const YOX::DocumentError& error) {
+    yox::ReadRegFile(yox::WriteRegFile(edits, RegFileEncoding::kUtf8));
+  } catch (const yox::DocumentError& error) {
     FUZZ_CHECK(std::string_view(error.what()).starts_with("line "));
     FUZZ_CHECK(std::string_view(error.what()).find('\n') == std::string_view::npos);
   }

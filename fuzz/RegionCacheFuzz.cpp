@@ -1,7 +1,8 @@
 #include <fstream>
 
-#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
 #include "yox/device/RegionInformation.h"
+#include "yox/platform/files/Files.h"
+#include "yox/platform/simulated/SimulatedDevice.h"
 
 #include "fuzz/FuzzInput.h"
 
@@ -9,8 +10,8 @@ namespace {
 
 // A device without a user, so that every refresh reads the file.
 struct Device {
-  YOX::platform::SimulatedDevice device;
-  YOX::platform::ScopedPlatform installed{device};
+  yox::platform::SimulatedDevice device;
+  yox::platform::ScopedPlatform installed{device};
   std::filesystem::path file = device.files().Locate(*device.files().ApplicationDataRoot()) /
                                "Shared" / "RegionInformationCached.json";
 
@@ -27,7 +28,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       .write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
   RegionInformation* const region = RegionInformation::GetInstance();
   region->ReInitialize();
-  const YOX::WString country = region->country_code();
+  const yox::WString country = region->country_code();
   region->ReInitialize();
   FUZZ_CHECK(region->country_code() == country);
   return 0;

@@ -13,14 +13,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::size_t count = size - 1;
   const auto bytes = std::make_unique<std::uint8_t[]>(count);
   std::copy_n(data + 1, count, bytes.get());
-  const YOX::WString text =
+  const yox::WString text =
       evaluator.ConvertRegValueToString(bytes.get(), data[0], static_cast<std::uint32_t>(count));
   switch (data[0]) {
     case 1:
     case 2:
     case 7:
       FUZZ_CHECK(text.size() <= (count + 1) / 2);
-      FUZZ_CHECK(text.find(YOX::WChar{0}) == YOX::WString::npos);
+      FUZZ_CHECK(text.find(yox::WChar{0}) == yox::WString::npos);
       break;
     case 3:
       FUZZ_CHECK(text.size() == (count == 0 ? 0 : 3 * count - 1));

@@ -6,12 +6,12 @@
 
 // The whole input as a sendTelemetry command.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const YOX::WString text =
+  const yox::WString text =
       YOX::String::UTF8ToUTF16(std::string_view(reinterpret_cast<const char*>(data), size));
   YOX::SendTelemetryCommandParams params;
   YOX::SendTelemetryCommandHandler::DeserializeSendTelemetryCommand(YOX::g_log, text, params);
   // The word itself never stands among the names.
-  FUZZ_CHECK(std::ranges::none_of(params.dataSets, [](const YOX::WString& name) {
+  FUZZ_CHECK(std::ranges::none_of(params.dataSets, [](const yox::WString& name) {
     return YOX::String::CaseInsesitiveEqual(name, YOX::operator""_wv<"all">());
   }));
   return 0;

@@ -4,9 +4,9 @@
 #include "fuzz/FuzzInput.h"
 
 using YOX::String;
-using YOX::WChar;
-using YOX::WString;
-using YOX::WStringView;
+using yox::WChar;
+using yox::WString;
+using yox::WStringView;
 
 namespace {
 

@@ -7,16 +7,16 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static yox_test::TestEvaluator evaluator;
   yox_fuzz::FuzzInput input(data, size);
-  const YOX::WString required = input.Text();
+  const yox::WString required = input.Text();
   yox_fuzz::plain::Pairs pairs;
   while (!input.Rest().empty()) {
-    YOX::WString key = input.Text();
+    yox::WString key = input.Text();
     pairs.push_back({std::move(key), input.Text()});
   }
 
   bool all = true;
   bool any = false;
-  for (const YOX::WString& term : YOX::String::Split(required, ',')) {
+  for (const yox::WString& term : YOX::String::Split(required, ',')) {
     const bool matched = yox_fuzz::plain::DoesKvpMatch(term, pairs);
     FUZZ_CHECK(evaluator.DoesKvpMatch(term, pairs) == matched);
     all = all && matched;

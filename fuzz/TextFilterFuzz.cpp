@@ -7,11 +7,11 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static yox_test::TestEvaluator evaluator;
   yox_fuzz::FuzzInput input(data, size);
-  const YOX::WString required = input.Text();
-  const YOX::WString actual = input.Text();
+  const yox::WString required = input.Text();
+  const yox::WString actual = input.Text();
 
   bool any = false;
-  for (const YOX::WString& piece : YOX::String::Split(required, ',')) {
+  for (const yox::WString& piece : YOX::String::Split(required, ',')) {
     const bool matched = yox_fuzz::plain::DoesStringMatch(piece, actual);
     FUZZ_CHECK(evaluator.DoesStringMatch(piece, actual) == matched);
     any = any || matched;

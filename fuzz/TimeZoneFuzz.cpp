@@ -1,13 +1,13 @@
 #include <cstdint>
 
-#include "yox/clientbase/TimeZone.h"
+#include "yox/base/TimeZone.h"
 
 #include "fuzz/FuzzInput.h"
 
 // The text of a time zone; a moment of eight bytes behind it.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   yox_fuzz::FuzzInput input(data, size);
-  const std::optional<YOX::TimeZone> zone = YOX::TimeZone::Parse(input.Line());
+  const std::optional<yox::TimeZone> zone = yox::TimeZone::Parse(input.Line());
   if (!zone) return 0;
   FUZZ_CHECK(*zone == *zone);
   std::uint64_t bits = 0;
@@ -15,7 +15,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     bits = bits << 8 | static_cast<unsigned char>(byte);
   const auto moment = static_cast<std::int64_t>(bits);
   zone->OffsetAt(moment);
-  const YOX::platform::LocalDate date = zone->ToLocalDate(moment);
+  const yox::LocalDate date = zone->ToLocalDate(moment);
   FUZZ_CHECK(date.month >= 1 && date.month <= 12 && date.day >= 1 && date.day <= 31);
 
   // Within the years that people write, a day begins on itself.

@@ -7,15 +7,15 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static yox_test::TestEvaluator evaluator;
   yox_fuzz::FuzzInput input(data, size);
-  const YOX::WString required = input.Text();
-  const YOX::WString actual = input.Text();
+  const yox::WString required = input.Text();
+  const yox::WString actual = input.Text();
 
   bool any = false;
-  for (const YOX::WString& piece : YOX::String::Split(required, ',')) {
+  for (const yox::WString& piece : YOX::String::Split(required, ',')) {
     const bool matched = yox_fuzz::plain::DoesVersionMatch(piece, actual);
     // Both arguments come back trimmed, or as they were where one of them is blank.
-    YOX::WString pattern = piece;
-    YOX::WString value = actual;
+    yox::WString pattern = piece;
+    yox::WString value = actual;
     FUZZ_CHECK(evaluator.DoesVersionMatch(pattern, value) == matched);
     const bool blank =
         YOX::String::IsEmptyOrWhiteSpace(piece) || YOX::String::IsEmptyOrWhiteSpace(actual);
@@ -23,7 +23,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     FUZZ_CHECK(value == (blank ? actual : yox_fuzz::plain::Trimmed(actual)));
     any = any || matched;
   }
-  YOX::WString value = actual;
+  yox::WString value = actual;
   FUZZ_CHECK(evaluator.EvaluateVersionFilter(required, value) == any);
   return 0;
 }

@@ -7,7 +7,7 @@
 // Three lines, each read as a version.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   yox_fuzz::FuzzInput input(data, size);
-  const YOX::WString texts[] = {input.Text(), input.Text(), input.Text()};
+  const yox::WString texts[] = {input.Text(), input.Text(), input.Text()};
   Version versions[3];
   for (int i = 0; i < 3; ++i) {
     const Version untouched(7, 7, 7, 7);
@@ -19,7 +19,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Version viewed = untouched;
     FUZZ_CHECK(Version::TryParseVersion(texts[i], viewed) == parsed && viewed == read);
     // Only digits and dots count.
-    FUZZ_CHECK(!parsed || texts[i].find(YOX::WChar{'.'}) != YOX::WString::npos);
+    FUZZ_CHECK(!parsed || texts[i].find(yox::WChar{'.'}) != yox::WString::npos);
   }
   // The order is total.
   for (const Version& a : versions) {

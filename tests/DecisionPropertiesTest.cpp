@@ -4,17 +4,17 @@
 
 #include "yox/applicability/TestEvaluator.h"
 #include "yox/applicability/TestRecord.h"
-#include "yox/clientbase/String.h"
+#include "yox/base/String.h"
 
-#include "tests/Generators.h"
+#include "tests/support/Generators.h"
 
 // What holds for every list and device, tried on generated ones. The platform is the machine's own:
 // criteria that ask it answer whatever they answer, the same at each asking.
 namespace yox_test {
 namespace {
 
-using YOX::WString;
-using namespace YOX::literals;
+using yox::WString;
+using namespace yox::literals;
 
 class DecisionProperties : public testing::Test {
  protected:

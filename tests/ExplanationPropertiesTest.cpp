@@ -11,23 +11,23 @@
 #include "yox/applicability/Explanation.h"
 #include "yox/applicability/TestEvaluator.h"
 #include "yox/applicability/TestRecord.h"
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
-#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+#include "yox/base/String.h"
+#include "yox/platform/simulated/DeviceProfileReader.h"
+#include "yox/platform/simulated/SimulatedDevice.h"
 #include "yox/tags/AppAndTagCollection.h"
 
-#include "tests/Generators.h"
+#include "tests/support/Generators.h"
 
 // What holds for the explanation of every list on every device, tried on generated ones.
 namespace yox_test {
 namespace {
 
 using YOX::String;
-using YOX::WString;
-using YOX::platform::ReadDeviceProfile;
-using YOX::platform::ScopedPlatform;
-using YOX::platform::SimulatedDevice;
-using namespace YOX::literals;
+using yox::WString;
+using yox::platform::ReadDeviceProfile;
+using yox::platform::ScopedPlatform;
+using yox::platform::SimulatedDevice;
+using namespace yox::literals;
 
 // The filter that the reason names as the deciding one: nothing when it names none.
 std::optional<std::size_t> DecidingFilter(const WString& reason) {

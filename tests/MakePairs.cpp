@@ -11,7 +11,7 @@
 #include <iostream>
 #include <string>
 
-#include "tests/Generators.h"
+#include "tests/support/Generators.h"
 
 namespace {
 

@@ -3,12 +3,12 @@
 #include <string>
 #include <vector>
 
-#include "yox/clientbase/String.h"
+#include "yox/base/String.h"
+#include "yox/clientbase/CaptureDevice.h"
 #include "yox/clientbase/ZeroDayUtil.h"
-#include "yox/clientbase/platform/RegistryPaths.h"
-#include "yox/clientbase/platform/simulated/CaptureDevice.h"
-#include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
 #include "yox/device/YoxInfo.h"
+#include "yox/platform/registry/RegistryPaths.h"
+#include "yox/platform/simulated/DeviceProfileReader.h"
 
 #include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/CommandLine.h"
@@ -18,16 +18,16 @@
 namespace yoxctl {
 namespace {
 
-using namespace YOX::literals;
+using namespace yox::literals;
 
 // What of the registry is the client's own, or decides about it.
-std::vector<YOX::WString> Keys(const std::vector<std::string>& arguments) {
-  std::vector<YOX::WString> keys = {"SOFTWARE\\Tervan"_w, "SOFTWARE\\Policies\\Tervan"_w};
+std::vector<yox::WString> Keys(const std::vector<std::string>& arguments) {
+  std::vector<yox::WString> keys = {"SOFTWARE\\Tervan"_w, "SOFTWARE\\Policies\\Tervan"_w};
   for (const std::string& argument : arguments) {
-    const auto key = YOX::platform::ParseRegistryPath(YOX::String::UTF8ToUTF16(argument));
+    const auto key = yox::platform::ParseRegistryPath(YOX::String::UTF8ToUTF16(argument));
     if (!YOX::String::IsValidUTF8(argument) || !key || key->root != HKEY_LOCAL_MACHINE) {
       throw Refusal("--registry: expected a key such as HKLM\\SOFTWARE\\Contoso, found \"" +
-                    YOX::Printable(argument) + "\"");
+                    yox::Printable(argument) + "\"");
     }
     keys.push_back(key->path);
   }
@@ -35,16 +35,16 @@ std::vector<YOX::WString> Keys(const std::vector<std::string>& arguments) {
 }
 
 int Capture(const GlobalOptions& global, const std::vector<std::string>& registry) {
-  const std::vector<YOX::WString> keys = Keys(registry);
+  const std::vector<yox::WString> keys = Keys(registry);
   const ChosenDevice device(global);
   std::string document;
   {
     const ProgressLine progress("still asking the device");
-    YOX::platform::DeviceProfile profile =
-        YOX::platform::CaptureDevice(YOX::platform::Platform::Get(), keys);
+    yox::platform::DeviceProfile profile =
+        yox::platform::CaptureDevice(yox::platform::Platform::Get(), keys);
     profile.client.version = YoxInfo::GetInstance()->GetYoxServiceVersion();
     profile.client.anonymous_metrics = ZeroDayUtil::IsAnonymousMetricsEnabled(0);
-    document = YOX::platform::WriteDeviceProfile(profile);
+    document = yox::platform::WriteDeviceProfile(profile);
   }
   if (!document.ends_with('\n')) document += '\n';
   Print(document);

@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <system_error>
 
-#include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
+#include "yox/platform/simulated/DeviceProfileReader.h"
 
 namespace yoxctl {
 
@@ -30,7 +30,7 @@ ChosenDevice::ChosenDevice(const GlobalOptions& options) {
   if (options.device) {
     // Empty: the cryptography takes no settings from this machine.
     SetVariable("OPENSSL_CONF", "");
-    simulated_.emplace(ReadNamed(*options.device, YOX::platform::ReadDeviceProfile), folder);
+    simulated_.emplace(ReadNamed(*options.device, yox::platform::ReadDeviceProfile), folder);
     installed_.emplace(*simulated_);
   } else if (options.state_dir) {
     // The machine's files look for their place when they are first asked.

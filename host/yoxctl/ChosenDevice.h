@@ -3,8 +3,8 @@
 #include <optional>
 #include <string>
 
-#include "yox/clientbase/Document.h"
-#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+#include "yox/base/Document.h"
+#include "yox/platform/simulated/SimulatedDevice.h"
 
 #include "host/yoxctl/CommandLine.h"
 #include "host/yoxctl/Output.h"
@@ -16,8 +16,8 @@ namespace yoxctl {
 template <class Read>
 auto ReadNamed(const std::string& argument, Read read) {
   try {
-    return read(YOX::ReadDocumentFile(PathOf(argument)));
-  } catch (const YOX::DocumentError& error) {
+    return read(yox::ReadDocumentFile(PathOf(argument)));
+  } catch (const yox::DocumentError& error) {
     throw Refusal(NameOf(argument) + ": " + error.what());
   }
 }
@@ -28,11 +28,11 @@ class ChosenDevice {
   explicit ChosenDevice(const GlobalOptions& options);
 
   // Null when it is this machine.
-  YOX::platform::SimulatedDevice* simulated() { return simulated_ ? &*simulated_ : nullptr; }
+  yox::platform::SimulatedDevice* simulated() { return simulated_ ? &*simulated_ : nullptr; }
 
  private:
-  std::optional<YOX::platform::SimulatedDevice> simulated_;
-  std::optional<YOX::platform::ScopedPlatform> installed_;
+  std::optional<yox::platform::SimulatedDevice> simulated_;
+  std::optional<yox::platform::ScopedPlatform> installed_;
 };
 
 }  // namespace yoxctl

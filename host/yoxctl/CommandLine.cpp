@@ -7,8 +7,8 @@
 #include <exception>
 #include <filesystem>
 
-#include "yox/clientbase/Document.h"
-#include "yox/clientbase/String.h"
+#include "yox/base/Document.h"
+#include "yox/base/String.h"
 
 #include "host/yoxctl/Output.h"
 
@@ -109,13 +109,13 @@ std::string PathText(const std::filesystem::path& path) {
   return {text.begin(), text.end()};
 }
 
-YOX::WString Widened(const std::string& name, const std::string& text) {
+yox::WString Widened(const std::string& name, const std::string& text) {
   if (!YOX::String::IsValidUTF8(text)) throw Refusal(name + ": not well-formed UTF-8");
   return YOX::String::UTF8ToUTF16(text);
 }
 
 std::string NameOf(const std::string& argument) {
-  return argument.empty() ? "\"\"" : YOX::Printable(argument);
+  return argument.empty() ? "\"\"" : yox::Printable(argument);
 }
 
 }  // namespace yoxctl

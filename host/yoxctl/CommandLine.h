@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "yox/clientbase/WString.h"
+#include "yox/base/WString.h"
 
 namespace CLI {
 class App;
@@ -49,7 +49,7 @@ std::filesystem::path PathOf(const std::string& argument);
 // The path as UTF-8.
 std::string PathText(const std::filesystem::path& path);
 // The text of an argument. Throws Refusal, with the name, when it is not well-formed UTF-8.
-YOX::WString Widened(const std::string& name, const std::string& text);
+yox::WString Widened(const std::string& name, const std::string& text);
 // The argument as messages show it.
 std::string NameOf(const std::string& argument);
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <system_error>
 
-#include "yox/clientbase/Document.h"
+#include "yox/base/Document.h"
 
 namespace yoxctl {
 
@@ -23,7 +23,7 @@ CLI::Validator DecimalNumber() {
           return "expected a whole number from " +
                  std::to_string(std::numeric_limits<Number>::min()) + " to " +
                  std::to_string(std::numeric_limits<Number>::max()) + ", found \"" +
-                 YOX::Printable(text) + "\"";
+                 yox::Printable(text) + "\"";
         }
         text = std::to_string(number);
         return std::string();

@@ -4,12 +4,13 @@
 #include <functional>
 #include <memory>
 
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/Platform.h"
+#include "yox/base/String.h"
 #include "yox/device/DeviceInfoProvider.h"
 #include "yox/device/DeviceManagementStatus.h"
 #include "yox/device/MachineInformation.h"
 #include "yox/device/RegionInformation.h"
+#include "yox/platform/Platform.h"
+#include "yox/platform/devices/DeviceTree.h"
 
 #include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/CommandLine.h"
@@ -22,7 +23,7 @@ namespace yoxctl {
 namespace {
 
 using YOX::String;
-using YOX::WString;
+using yox::WString;
 
 // Each signal by itself.
 class Signals : public DeviceManagementStatus {
@@ -152,10 +153,10 @@ std::string Line(const Json::Value& value) {
   std::string line;
   if (value.isArray()) {
     for (const Json::Value& element : value) {
-      line += (line.empty() ? "" : ", ") + YOX::Printable(element.asString());
+      line += (line.empty() ? "" : ", ") + yox::Printable(element.asString());
     }
   } else {
-    line = YOX::Printable(value.asString());
+    line = yox::Printable(value.asString());
   }
   return line.empty() ? "-" : line;
 }
@@ -203,7 +204,7 @@ int Show(const GlobalOptions& global, bool refresh) {
 
 int ShowHardwareIds(const GlobalOptions& global) {
   const ChosenDevice device(global);
-  Print(HardwareIdListing(YOX::platform::Platform::Get().device_tree(), global.json));
+  Print(HardwareIdListing(yox::platform::Platform::Get().device_tree(), global.json));
   return kDone;
 }
 

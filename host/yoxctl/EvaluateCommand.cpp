@@ -7,7 +7,7 @@
 #include "yox/applicability/ApplicabilityEvaluator.h"
 #include "yox/applicability/Explanation.h"
 #include "yox/applicability/FilterDocument.h"
-#include "yox/clientbase/String.h"
+#include "yox/base/String.h"
 #include "yox/device/MachineInformation.h"
 #include "yox/foundation/YOXHelperFactory.h"
 
@@ -33,7 +33,7 @@ ApplicabilityEvaluator::Pairs TagsOf(const std::vector<std::string>& arguments) 
   for (const std::string& argument : arguments) {
     const std::size_t equals = argument.find('=');
     if (equals == std::string::npos || equals == 0) {
-      throw Refusal("--tag: expected KEY=VALUE, found \"" + YOX::Printable(argument) + "\"");
+      throw Refusal("--tag: expected KEY=VALUE, found \"" + yox::Printable(argument) + "\"");
     }
     tags.emplace_back(Widened("--tag", argument.substr(0, equals)),
                       Widened("--tag", argument.substr(equals + 1)));
@@ -41,7 +41,7 @@ ApplicabilityEvaluator::Pairs TagsOf(const std::vector<std::string>& arguments) 
   return tags;
 }
 
-std::string AnswerText(bool applies, const YOX::WString& reason, const Painter& paint) {
+std::string AnswerText(bool applies, const yox::WString& reason, const Painter& paint) {
   return paint(applies ? Paint::kGood : Paint::kBad, AnswerWord(applies)) + "\n" +
          YOX::String::UTF16ToUTF8(reason) + "\n";
 }
@@ -54,7 +54,7 @@ std::string Written(const Json::Value& answer) {
 
 int Evaluate(const GlobalOptions& global, const EvaluateOptions& options) {
   const ApplicabilityEvaluator::Pairs tags = TagsOf(options.tags);
-  YOX::WString target_version = Widened("--target-version", options.target_version.value_or(""));
+  yox::WString target_version = Widened("--target-version", options.target_version.value_or(""));
   const ApplicabilityFilter filter = ReadNamed(options.filters, ReadFilterDocument);
   const ChosenDevice device(global);
 
@@ -64,7 +64,7 @@ int Evaluate(const GlobalOptions& global, const EvaluateOptions& options) {
   yox::YOXHelperFactory::GetInstance()->SetMachineInformationAgent(record);
   DecidingEvaluator deciding;
   ApplicabilityEvaluator* const evaluator = &deciding;
-  YOX::WString* const target = options.target_version ? &target_version : nullptr;
+  yox::WString* const target = options.target_version ? &target_version : nullptr;
 
   if (options.explain) {
     const Explanation explanation = evaluator->Explain(filter, target, tags);
@@ -74,7 +74,7 @@ int Evaluate(const GlobalOptions& global, const EvaluateOptions& options) {
                             ExplanationText(explanation, paint));
     return explanation.applies ? kDone : kNegative;
   }
-  YOX::WString reason;
+  yox::WString reason;
   const bool applies = evaluator->IsApplicable(filter, target, tags, reason);
   if (global.json) {
     Json::Value answer;

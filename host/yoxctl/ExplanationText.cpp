@@ -5,7 +5,7 @@
 #include <string_view>
 #include <utility>
 
-#include "yox/clientbase/String.h"
+#include "yox/base/String.h"
 
 #include "host/yoxctl/Output.h"
 #include "host/yoxctl/Table.h"
@@ -36,7 +36,7 @@ std::string NameOf(FilterField field) {
 // A hash tells enough by its beginning.
 constexpr std::size_t kHashDigits = 16;
 
-std::string Shown(FilterField field, const YOX::WString& text) {
+std::string Shown(FilterField field, const yox::WString& text) {
   const bool hash = field == FilterField::org_hash || field == FilterField::sn_hash;
   std::string shown = OneLine(YOX::String::UTF16ToUTF8(text));
   if (hash && shown.size() > kHashDigits) shown = shown.substr(0, kHashDigits) + "...";
@@ -145,7 +145,7 @@ std::string ChangesText(const ExplainedCriterion& criterion, const Painter& pain
   return std::move(lines).Take();
 }
 
-Json::Value Utf8(const YOX::WString& text) { return YOX::String::UTF16ToUTF8(text); }
+Json::Value Utf8(const yox::WString& text) { return YOX::String::UTF16ToUTF8(text); }
 
 Json::Value FactJson(const ExplainedFact& fact) {
   Json::Value json;

@@ -3,8 +3,9 @@
 #include <system_error>
 #include <vector>
 
-#include "yox/clientbase/platform/RegistryPaths.h"
-#include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
+#include "yox/platform/registry/Registry.h"
+#include "yox/platform/registry/RegistryPaths.h"
+#include "yox/platform/simulated/DeviceProfileReader.h"
 
 #include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/Output.h"
@@ -12,16 +13,16 @@
 namespace yoxctl {
 namespace {
 
-using YOX::platform::DeviceProfile;
-using YOX::platform::RegistryAction;
-using YOX::platform::RegistryEdit;
-using YOX::platform::RegistryKey;
+using yox::platform::DeviceProfile;
+using yox::platform::RegistryAction;
+using yox::platform::RegistryEdit;
+using yox::platform::RegistryKey;
 
 // What makes the registry of one profile that of the other; what the client has written stays.
 std::vector<RegistryEdit> RegistryEdits(const DeviceProfile& before, const DeviceProfile& after) {
   std::vector<RegistryEdit> edits;
-  const auto key_of = [&](const YOX::WString& path) {
-    RegistryKey key = YOX::platform::ParseRegistryPath(path).value_or(RegistryKey());
+  const auto key_of = [&](const yox::WString& path) {
+    RegistryKey key = yox::platform::ParseRegistryPath(path).value_or(RegistryKey());
     if (key.root == HKEY_CURRENT_USER) key.user = after.user.sid;
     return key;
   };
@@ -53,12 +54,12 @@ FollowedProfile::State FollowedProfile::Look() const {
   return {written, std::filesystem::file_size(path, error)};
 }
 
-bool FollowedProfile::Follow(YOX::platform::SimulatedDevice& device) {
+bool FollowedProfile::Follow(yox::platform::SimulatedDevice& device) {
   const State now = Look();
   if (now == seen_) return false;
   seen_ = now;
   try {
-    DeviceProfile edited = ReadNamed(argument_, YOX::platform::ReadDeviceProfile);
+    DeviceProfile edited = ReadNamed(argument_, yox::platform::ReadDeviceProfile);
     device.registry().Apply(RegistryEdits(device.profile(), edited));
     device.Change([&](DeviceProfile& profile) { profile = std::move(edited); });
     return true;

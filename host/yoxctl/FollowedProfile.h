@@ -6,7 +6,7 @@
 #include <string>
 #include <utility>
 
-#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+#include "yox/platform/simulated/SimulatedDevice.h"
 
 namespace yoxctl {
 
@@ -17,7 +17,7 @@ class FollowedProfile {
   explicit FollowedProfile(std::string argument);
 
   // True when there was an edit. One that cannot be read is complained of, and the next looked at.
-  bool Follow(YOX::platform::SimulatedDevice& device);
+  bool Follow(yox::platform::SimulatedDevice& device);
 
  private:
   using State = std::pair<std::filesystem::file_time_type, std::uintmax_t>;

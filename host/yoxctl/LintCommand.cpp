@@ -8,7 +8,8 @@
 #include <vector>
 
 #include "yox/applicability/Lint.h"
-#include "yox/clientbase/platform/Platform.h"
+#include "yox/platform/Platform.h"
+#include "yox/platform/clock/Clock.h"
 
 #include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/CommandLine.h"
@@ -105,8 +106,8 @@ std::string ToJson(const std::vector<LintedFile>& files, const Counts& counts) {
 
 int Lint(const GlobalOptions& global, const LintOptions& options) {
   const ChosenDevice device(global);
-  const auto& clock = YOX::platform::Platform::Get().clock();
-  const YOX::platform::LocalDate today = clock.ToLocalDate(clock.Now());
+  const auto& clock = yox::platform::Platform::Get().clock();
+  const yox::LocalDate today = clock.ToLocalDate(clock.Now());
   std::vector<LintedFile> files;
   for (const std::string& name : options.lists) {
     files.push_back({name, ReadNamed(name, [&](const std::string& utf8) {

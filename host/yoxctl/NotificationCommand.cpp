@@ -11,8 +11,8 @@
 #include <unordered_map>
 #include <vector>
 
-#include "yox/clientbase/StrictJson.h"
-#include "yox/clientbase/String.h"
+#include "yox/base/StrictJson.h"
+#include "yox/base/String.h"
 #include "yox/notifications/NotificationAlertUtility.h"
 #include "yox/notifications/YOXNotificationData.h"
 
@@ -24,12 +24,12 @@
 namespace yoxctl {
 namespace {
 
-using YOX::WString;
+using yox::WString;
 
 std::string Utf8(const WString& text) { return YOX::String::UTF16ToUTF8(text); }
 
 // Refuses a member that the library would pass over, because it is of another type than its field.
-void CheckMember(const YOX::JsonNode& member, const Json::Value& field) {
+void CheckMember(const yox::JsonNode& member, const Json::Value& field) {
   const Json::Value& value = member.value();
   int number = 0;
   switch (field.type()) {
@@ -49,19 +49,19 @@ void CheckMember(const YOX::JsonNode& member, const Json::Value& field) {
 
 // `wrapper` is the key of the object that holds the fields; null when the document does itself.
 void CheckFields(const Json::Value& document, const char* wrapper, const Json::Value& fields) {
-  const auto check = [&](std::string_view key, const YOX::JsonNode& member) {
+  const auto check = [&](std::string_view key, const yox::JsonNode& member) {
     if (fields.isMember(std::string(key))) CheckMember(member, fields[std::string(key)]);
   };
   try {
-    YOX::JsonNode(document).ForEachMember([&](std::string_view key, const YOX::JsonNode& member) {
+    yox::JsonNode(document).ForEachMember([&](std::string_view key, const yox::JsonNode& member) {
       if (wrapper == nullptr) {
         check(key, member);
       } else if (key == wrapper) {
         member.ForEachMember(check);
       }
     });
-  } catch (const YOX::DocumentError& error) {
-    throw YOX::DocumentError(std::string("payload: ") + error.what());
+  } catch (const yox::DocumentError& error) {
+    throw yox::DocumentError(std::string("payload: ") + error.what());
   }
 }
 
@@ -145,8 +145,8 @@ constexpr PayloadKind kPayloadKinds[] = {
 Json::Value FieldsOf(const YOXNotificationData& record) {
   Json::Value document;
   try {
-    document = YOX::ParseDocument(Utf8(record.getPayload()));
-  } catch (const YOX::DocumentError&) {
+    document = yox::ParseDocument(Utf8(record.getPayload()));
+  } catch (const yox::DocumentError&) {
     return {};  // a payload may be any text
   }
   if (!document.isObject()) return {};
@@ -160,8 +160,8 @@ Json::Value FieldsOf(const YOXNotificationData& record) {
 }
 
 Json::Value ReadInternal(const std::string& text) {
-  const Json::Value document = YOX::ParseDocument(text);
-  YOX::JsonNode(document).ForEachMember([](std::string_view key, const YOX::JsonNode& node) {
+  const Json::Value document = yox::ParseDocument(text);
+  yox::JsonNode(document).ForEachMember([](std::string_view key, const yox::JsonNode& node) {
     if (key == "topicId" || key == "eventState") node.Require(node.value().isInt(), "an integer");
     if (key == "payload") node.Require(node.value().isString(), "a text");
   });
@@ -174,9 +174,9 @@ Json::Value ReadInternal(const std::string& text) {
   return answer;
 }
 
-void AddTextFields(const YOXNotificationData& record, const YOX::JsonNode& object,
+void AddTextFields(const YOXNotificationData& record, const yox::JsonNode& object,
                    Json::Value& fields) {
-  object.ForEachMember([&](std::string_view key, const YOX::JsonNode& node) {
+  object.ForEachMember([&](std::string_view key, const yox::JsonNode& node) {
     if (node.value().isObject()) {
       AddTextFields(record, node, fields);
     } else if (node.value().isString()) {
@@ -186,7 +186,7 @@ void AddTextFields(const YOXNotificationData& record, const YOX::JsonNode& objec
 }
 
 Json::Value ReadChannel(const std::string& text) {
-  const Json::Value document = YOX::ParseDocument(text);
+  const Json::Value document = yox::ParseDocument(text);
   const YOXNotificationData record(YOX::String::UTF8ToUTF16(text), true);
   Json::Value answer;
   answer["message_type"] = Utf8(record.getMessageType());
@@ -195,7 +195,7 @@ Json::Value ReadChannel(const std::string& text) {
   answer["log_level"] = Utf8(record.getLogLevel());
   answer["device_action_state"] = Utf8(record.getDeviceActionState());
   Json::Value fields(Json::objectValue);
-  AddTextFields(record, YOX::JsonNode(document), fields);
+  AddTextFields(record, yox::JsonNode(document), fields);
   answer["fields"] = std::move(fields);
   return answer;
 }
@@ -227,13 +227,13 @@ struct Arguments {
     for (const std::string& param : params) {
       const std::size_t equals = param.find('=');
       if (equals == std::string::npos || equals == 0) {
-        throw Refusal("--param: expected KEY=VALUE, found \"" + YOX::Printable(param) + "\"");
+        throw Refusal("--param: expected KEY=VALUE, found \"" + yox::Printable(param) + "\"");
       }
       Widened("--param", param);
       std::string key = param.substr(0, equals);
       const auto has_key = [&](const auto& pair) { return pair.first == key; };
       if (std::ranges::any_of(pairs, has_key)) {
-        throw Refusal("--param: \"" + YOX::Printable(key) + "\" is given twice");
+        throw Refusal("--param: \"" + yox::Printable(key) + "\" is given twice");
       }
       pairs.emplace_back(std::move(key), param.substr(equals + 1));
     }

@@ -7,7 +7,7 @@
 #include <string>
 #include <system_error>
 
-#include "yox/clientbase/String.h"
+#include "yox/base/String.h"
 
 #include "host/yoxctl/CommandLine.h"
 
@@ -43,8 +43,8 @@ bool Replace(const fs::path& file, std::string_view bytes) {
 }  // namespace
 
 std::string OneLine(std::string_view text) {
-  YOX::WString line = YOX::String::UTF8ToUTF16(text);
-  for (YOX::WChar& unit : line) {
+  yox::WString line = YOX::String::UTF8ToUTF16(text);
+  for (yox::WChar& unit : line) {
     if (unit < 0x20 || (unit >= 0x7F && unit < 0xA0)) unit = ' ';
   }
   return YOX::String::UTF16ToUTF8(line);

@@ -9,10 +9,10 @@
 #include <utility>
 #include <vector>
 
+#include "yox/base/StrictJson.h"
+#include "yox/base/String.h"
 #include "yox/clientbase/FileSystem.h"
 #include "yox/clientbase/Paths.h"
-#include "yox/clientbase/StrictJson.h"
-#include "yox/clientbase/String.h"
 #include "yox/policy/PlatformPolicy.h"
 
 #include "host/yoxctl/ChosenDevice.h"
@@ -23,7 +23,7 @@ namespace yoxctl {
 namespace {
 
 using YOX::String;
-using YOX::WString;
+using yox::WString;
 
 struct PolicyOptions {
   std::vector<std::string> documents;
@@ -65,7 +65,7 @@ std::string ToText(const PlatformPolicy& policy) {
   const Json::Value json = ToJson(policy);
   std::string text;
   const auto line = [&](const std::string& name, const std::string& value) {
-    if (!value.empty()) text += name + ": " + YOX::Printable(value) + "\n";
+    if (!value.empty()) text += name + ": " + yox::Printable(value) + "\n";
   };
   for (const auto& row : kTexts) line(row.name, json[row.name].asString());
   for (const auto& row : kLists) {
@@ -92,8 +92,8 @@ bool Names(const Rows& rows, std::string_view key) {
 constexpr std::string_view kSections[] = {"yox_config", "platform_policy", "uri", "validation"};
 
 // Refuses a known key whose value the readers would convert, pass over or stumble at.
-void CheckFields(const YOX::JsonNode& fields) {
-  fields.ForEachMember([](std::string_view key, const YOX::JsonNode& field) {
+void CheckFields(const yox::JsonNode& fields) {
+  fields.ForEachMember([](std::string_view key, const yox::JsonNode& field) {
     const Json::Value& value = field.value();
     if (std::ranges::find(kSections, key) != std::end(kSections)) {
       CheckFields(field);
@@ -104,7 +104,7 @@ void CheckFields(const YOX::JsonNode& fields) {
     } else if (Names(kLists, key) || key == "tls_thumbprint_list") {
       field.Require(value.isArray(), "an array");
       for (Json::ArrayIndex i = 0; i < value.size(); ++i) {
-        const YOX::JsonNode element = field.Element(i);
+        const yox::JsonNode element = field.Element(i);
         element.Require(element.value().isString(), "a text");
       }
     }
@@ -112,10 +112,10 @@ void CheckFields(const YOX::JsonNode& fields) {
 }
 
 // Without its wrapper a wrapped document would read as an empty one.
-void CheckWrapper(const YOX::JsonNode& document) {
-  const auto only = [](const YOX::JsonNode& node, std::string_view wrapper, const auto& visit) {
+void CheckWrapper(const yox::JsonNode& document) {
+  const auto only = [](const yox::JsonNode& node, std::string_view wrapper, const auto& visit) {
     bool found = false;
-    node.ForEachMember([&](std::string_view key, const YOX::JsonNode& member) {
+    node.ForEachMember([&](std::string_view key, const yox::JsonNode& member) {
       if (key != wrapper) return;
       found = true;
       visit(member);
@@ -123,14 +123,14 @@ void CheckWrapper(const YOX::JsonNode& document) {
     if (!found) node.Fail("has no \"" + std::string(wrapper) + "\" (see --form)");
   };
   only(document, "yox_config",
-       [&](const YOX::JsonNode& config) { only(config, "platform_policy", CheckFields); });
+       [&](const yox::JsonNode& config) { only(config, "platform_policy", CheckFields); });
 }
 
 // The readers take what they can and never complain, so what is no policy is refused here.
 PlatformPolicy ReadPolicy(const std::string& file, const std::string& form) {
   return ReadNamed(file, [&](const std::string& utf8) {
-    const Json::Value document = YOX::ParseDocument(utf8);
-    const YOX::JsonNode root(document);
+    const Json::Value document = yox::ParseDocument(utf8);
+    const yox::JsonNode root(document);
     form == "flat" ? CheckFields(root) : CheckWrapper(root);
     const WString text = String::UTF8ToUTF16(utf8);
     if (form == "response") return PlatformPolicy::DeSerializePlatformPolicyResponse(text);

@@ -4,16 +4,16 @@
 
 #include <utility>
 
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/DeviceEvent.h"
+#include "yox/base/String.h"
+#include "yox/platform/devices/DeviceEvent.h"
 
 #include "host/yoxctl/Output.h"
 
 namespace yoxctl {
 
 using YOX::String;
-using YOX::WString;
-using YOX::platform::PresentDevice;
+using yox::WString;
+using yox::platform::PresentDevice;
 
 Json::Value DeviceJson(const PresentDevice& device) {
   Json::Value document;
@@ -25,7 +25,7 @@ Json::Value DeviceJson(const PresentDevice& device) {
   return document;
 }
 
-std::string HardwareIdListing(YOX::platform::DeviceTree& tree, bool json) {
+std::string HardwareIdListing(yox::platform::DeviceTree& tree, bool json) {
   std::string text;
   Json::Value document;
   document["devices"] = Json::arrayValue;
@@ -45,7 +45,7 @@ std::string HardwareIdListing(YOX::platform::DeviceTree& tree, bool json) {
   return Json::writeString(builder, document) + "\n";
 }
 
-DeviceWatch::DeviceWatch(YOX::platform::DeviceTree& tree, Tell tell)
+DeviceWatch::DeviceWatch(yox::platform::DeviceTree& tree, Tell tell)
     : tree_(tree), tell_(std::move(tell)) {
   // Events wait until what is present is known.
   const std::lock_guard lock(mutex_);
@@ -66,7 +66,7 @@ std::size_t DeviceWatch::present() const {
 DWORD DeviceWatch::OnEvent(HCMNOTIFICATION /*notification*/, void* context, CM_NOTIFY_ACTION action,
                            PCM_NOTIFY_EVENT_DATA data, DWORD size) {
   auto* const watch = static_cast<DeviceWatch*>(context);
-  const WString instance_id(YOX::platform::DeviceEvent::InstanceId(data, size));
+  const WString instance_id(yox::platform::DeviceEvent::InstanceId(data, size));
   if (instance_id.empty()) return 0;
   if (action == CM_NOTIFY_ACTION_DEVICEINSTANCEENUMERATED) watch->Arrived(instance_id);
   if (action == CM_NOTIFY_ACTION_DEVICEINSTANCEREMOVED) watch->Removed(instance_id);

@@ -10,27 +10,27 @@
 #include <string_view>
 #include <vector>
 
-#include "yox/clientbase/platform/DeviceTree.h"
+#include "yox/platform/devices/DeviceTree.h"
 
 namespace yoxctl {
 
 // What `device --hardware-ids` prints: every present device and, indented, its hardware IDs; or
 // {"devices": [{"instance_id": ..., "hardware_ids": [...]}]}.
-std::string HardwareIdListing(YOX::platform::DeviceTree& tree, bool json);
+std::string HardwareIdListing(yox::platform::DeviceTree& tree, bool json);
 
 // {"instance_id": ..., "hardware_ids": [...]}
-Json::Value DeviceJson(const YOX::platform::PresentDevice& device);
+Json::Value DeviceJson(const yox::platform::PresentDevice& device);
 
 // Tells of devices that come and go, each once, on the threads that the platform uses.
 class DeviceWatch {
  public:
   enum class Change { kArrived, kRemoved };
   // One call at a time. Must not throw, and must not end the watch.
-  using Tell = std::function<void(Change, const YOX::platform::PresentDevice&)>;
+  using Tell = std::function<void(Change, const yox::platform::PresentDevice&)>;
 
   // Listens from now on. What is present already is not told. Throws Refusal when the system takes
   // no registration.
-  DeviceWatch(YOX::platform::DeviceTree& tree, Tell tell);
+  DeviceWatch(yox::platform::DeviceTree& tree, Tell tell);
   ~DeviceWatch();
   DeviceWatch(const DeviceWatch&) = delete;
   DeviceWatch& operator=(const DeviceWatch&) = delete;
@@ -40,14 +40,14 @@ class DeviceWatch {
  private:
   static DWORD OnEvent(HCMNOTIFICATION notification, void* context, CM_NOTIFY_ACTION action,
                        PCM_NOTIFY_EVENT_DATA data, DWORD size);
-  void Arrived(const YOX::WString& instance_id);
-  void Removed(const YOX::WString& instance_id);
+  void Arrived(const yox::WString& instance_id);
+  void Removed(const yox::WString& instance_id);
 
-  YOX::platform::DeviceTree& tree_;
+  yox::platform::DeviceTree& tree_;
   const Tell tell_;
   mutable std::mutex mutex_;  // guards what follows, and the calls of tell_
-  std::map<YOX::WString, std::vector<YOX::WString>> present_;
-  std::unique_ptr<YOX::platform::DeviceRegistration> registration_;
+  std::map<yox::WString, std::vector<yox::WString>> present_;
+  std::unique_ptr<yox::platform::DeviceRegistration> registration_;
 };
 
 }  // namespace yoxctl

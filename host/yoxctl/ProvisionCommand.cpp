@@ -7,10 +7,10 @@
 #include <optional>
 #include <string>
 
-#include "yox/clientbase/Document.h"
+#include "yox/base/Document.h"
+#include "yox/base/StrictJson.h"
+#include "yox/base/String.h"
 #include "yox/clientbase/FileSystem.h"
-#include "yox/clientbase/StrictJson.h"
-#include "yox/clientbase/String.h"
 #include "yox/policy/ProvisionFileUtility.h"
 
 #include "host/yoxctl/ChosenDevice.h"
@@ -21,7 +21,7 @@ namespace yoxctl {
 namespace {
 
 using YOX::String;
-using YOX::WString;
+using yox::WString;
 
 struct ProvisionOptions {
   std::optional<std::string> file;
@@ -29,9 +29,9 @@ struct ProvisionOptions {
 
 // The library only says that there is no content. The file's own reading says why.
 [[noreturn]] void RefuseMalformed(const std::string& utf8) {
-  const Json::Value document = YOX::ParseDocument(utf8);
-  YOX::JsonNode(document).Require(document.isObject(), "an object");
-  throw YOX::DocumentError("cannot be read (a byte order mark is not allowed)");
+  const Json::Value document = yox::ParseDocument(utf8);
+  yox::JsonNode(document).Require(document.isObject(), "an object");
+  throw yox::DocumentError("cannot be read (a byte order mark is not allowed)");
 }
 
 int Check(const GlobalOptions& global, const ProvisionOptions& options) {
@@ -47,11 +47,11 @@ int Check(const GlobalOptions& global, const ProvisionOptions& options) {
   const std::string name = options.file.value_or(PathText(FileSystem::Locate(path)));
   try {
     const std::string utf8 =
-        YOX::ReadDocumentFile(PathOf(name), std::size_t{ProvisionFileUtility::kLargestFile});
+        yox::ReadDocumentFile(PathOf(name), std::size_t{ProvisionFileUtility::kLargestFile});
     if (options.file) path = String::UTF8ToUTF16(PathText(std::filesystem::absolute(PathOf(name))));
     utility.ExtractProvisionContent(path);
     if (!utility.GetProvisionContent().isObject()) RefuseMalformed(utf8);
-  } catch (const YOX::DocumentError& error) {
+  } catch (const yox::DocumentError& error) {
     throw Refusal(NameOf(name) + ": " + error.what());
   }
   const std::string shown = PathText(FileSystem::Locate(path));

@@ -10,10 +10,11 @@
 #include <optional>
 #include <utility>
 
-#include "yox/clientbase/Document.h"
+#include "yox/base/Document.h"
+#include "yox/base/String.h"
 #include "yox/clientbase/RegFile.h"
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/RegistryPaths.h"
+#include "yox/platform/registry/Registry.h"
+#include "yox/platform/registry/RegistryPaths.h"
 
 #include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/CommandLine.h"
@@ -23,7 +24,7 @@
 namespace yoxctl {
 namespace {
 
-namespace platform = YOX::platform;
+namespace platform = yox::platform;
 using platform::RegistryAction;
 using platform::RegistryChange;
 using platform::RegistryEdit;
@@ -33,8 +34,8 @@ using platform::RegistryStatus;
 using platform::RegistryType;
 using platform::RegistryValue;
 using YOX::String;
-using YOX::WString;
-using YOX::WStringView;
+using yox::WString;
+using yox::WStringView;
 
 struct RegistryOptions {
   std::string key;
@@ -70,7 +71,7 @@ RegistryKey KeyOf(const RegistryOptions& options) {
   std::optional<RegistryKey> key = platform::ParseRegistryPath(Widened("KEY", options.key));
   if (!key || !platform::IsRegistryPath(key->path)) {
     throw Refusal("KEY: expected HKLM\\..., HKCU\\... or HKU\\..., found \"" +
-                  YOX::Printable(options.key) + "\"");
+                  yox::Printable(options.key) + "\"");
   }
   if (options.view == "32") key->view = platform::RegistryView::k32Bit;
   if (options.view == "64") key->view = platform::RegistryView::k64Bit;
@@ -85,17 +86,17 @@ bool Found(RegistryStatus status, const std::string& what) {
     case RegistryStatus::kNotFound:
       return false;
     case RegistryStatus::kDenied:
-      throw Refusal(YOX::Printable(what) + ": access denied");
+      throw Refusal(yox::Printable(what) + ": access denied");
     case RegistryStatus::kInvalid:
-      throw Refusal(YOX::Printable(what) + ": not possible in a registry");
+      throw Refusal(yox::Printable(what) + ": not possible in a registry");
     case RegistryStatus::kFailed:
-      throw Refusal(YOX::Printable(what) + ": the registry's store failed");
+      throw Refusal(yox::Printable(what) + ": the registry's store failed");
   }
   return false;
 }
 
 int NotFound(const std::string& what) {
-  Complain(YOX::Printable(what) + ": not found");
+  Complain(yox::Printable(what) + ": not found");
   return kNegative;
 }
 
@@ -107,7 +108,7 @@ Number NumberOf(const std::string& text) {
   const auto [stop, error] =
       std::from_chars(text.data() + (hexadecimal ? 2 : 0), end, number, hexadecimal ? 16 : 10);
   if (error != std::errc() || stop != end) {
-    throw Refusal("DATA: expected a number of the type, found \"" + YOX::Printable(text) + "\"");
+    throw Refusal("DATA: expected a number of the type, found \"" + yox::Printable(text) + "\"");
   }
   return number;
 }
@@ -303,7 +304,7 @@ int Watch(const GlobalOptions& global, const RegistryOptions& options) {
       },
       watch);
   if (!Found(status, options.key)) return NotFound(options.key);
-  Complain("watching " + YOX::Printable(options.key));
+  Complain("watching " + yox::Printable(options.key));
   for (std::size_t left = options.count; options.count == 0 || left > 0;) {
     std::unique_lock lock(mutex);
     changed.wait(lock, [&] { return !changes.empty(); });
@@ -322,8 +323,8 @@ int Import(const GlobalOptions&, const RegistryOptions& options) {
   constexpr std::size_t kLongestFile = std::size_t{256} << 20;
   std::vector<RegistryEdit> edits;
   try {
-    edits = YOX::ReadRegFile(YOX::ReadDocumentFile(PathOf(options.file), kLongestFile));
-  } catch (const YOX::DocumentError& error) {
+    edits = yox::ReadRegFile(yox::ReadDocumentFile(PathOf(options.file), kLongestFile));
+  } catch (const yox::DocumentError& error) {
     throw Refusal(NameOf(options.file) + ": " + error.what());
   }
   if (!Found(TheRegistry().Apply(edits), NameOf(options.file))) return NotFound(options.file);
@@ -332,11 +333,11 @@ int Import(const GlobalOptions&, const RegistryOptions& options) {
 
 int Export(const GlobalOptions&, const RegistryOptions& options) {
   std::vector<RegistryEdit> edits;
-  if (!Found(YOX::EditsThatMake(TheRegistry(), KeyOf(options), edits), options.key)) {
+  if (!Found(yox::EditsThatMake(TheRegistry(), KeyOf(options), edits), options.key)) {
     return NotFound(options.key);
   }
-  const std::string bytes = YOX::WriteRegFile(
-      edits, options.utf16 ? YOX::RegFileEncoding::kUtf16 : YOX::RegFileEncoding::kUtf8);
+  const std::string bytes = yox::WriteRegFile(
+      edits, options.utf16 ? yox::RegFileEncoding::kUtf16 : yox::RegFileEncoding::kUtf8);
   if (options.file.empty()) {
     if (options.utf16) throw Refusal("--utf16: needs a FILE.reg");
     Print(bytes);

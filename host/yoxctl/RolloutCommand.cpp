@@ -11,12 +11,13 @@
 
 #include "yox/applicability/FilterDocument.h"
 #include "yox/applicability/RolloutForecast.h"
+#include "yox/base/String.h"
 #include "yox/clientbase/EpUrlProvider.h"
 #include "yox/clientbase/SMBiosInformationRetriever.h"
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/Platform.h"
-#include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
-#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+#include "yox/platform/Platform.h"
+#include "yox/platform/clock/Clock.h"
+#include "yox/platform/simulated/DeviceProfileReader.h"
+#include "yox/platform/simulated/SimulatedDevice.h"
 
 #include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/CommandLine.h"
@@ -28,7 +29,7 @@ namespace yoxctl {
 namespace {
 
 using YOX::String;
-using YOX::WString;
+using yox::WString;
 
 struct RolloutOptions {
   std::optional<std::string> list;
@@ -69,7 +70,7 @@ constexpr std::int64_t kMostDays = 1'000'000;
 RolloutForecast ForecastOf(const std::string& place, const WString& function) {
   try {
     return RolloutForecast(function);
-  } catch (const YOX::DocumentError& error) {
+  } catch (const yox::DocumentError& error) {
     throw Refusal(place + ": " + error.what());
   }
 }
@@ -105,9 +106,9 @@ std::vector<Rollout> RolloutsOf(const RolloutOptions& options) {
 }
 
 // Of the device of a profile, as a decision on it sees them.
-Buckets BucketsOf(const YOX::platform::DeviceProfile& profile) {
-  YOX::platform::SimulatedDevice device(profile);
-  const YOX::platform::ScopedPlatform installed(device);
+Buckets BucketsOf(const yox::platform::DeviceProfile& profile) {
+  yox::platform::SimulatedDevice device(profile);
+  const yox::platform::ScopedPlatform installed(device);
   WString serial_number;
   if (const auto* const firmware = SMBiosInformationRetriever::GetInstance()) {
     serial_number = firmware->GetSerialNumber();
@@ -130,7 +131,7 @@ std::vector<Buckets> BucketsIn(const std::string& argument) {
   std::vector<Buckets> buckets;
   buckets.reserve(files.size());
   for (const auto& file : files) {
-    buckets.push_back(BucketsOf(ReadNamed(PathText(file), YOX::platform::ReadDeviceProfile)));
+    buckets.push_back(BucketsOf(ReadNamed(PathText(file), yox::platform::ReadDeviceProfile)));
   }
   return buckets;
 }
@@ -182,7 +183,7 @@ std::string ToText(const Rollout& rollout, const RolloutOptions& options,
   const std::optional<Asked> asked = AskedOf(forecast, options);
   std::string text;
   if (rollout.filter) text += "filter [" + std::to_string(*rollout.filter) + "]: ";
-  text += YOX::Printable(rollout.function) + "\n" + Counted(forecast.days(), "day") + ", by " +
+  text += yox::Printable(rollout.function) + "\n" + Counted(forecast.days(), "day") + ", by " +
           (forecast.by_organisation() ? "organisation" : "device") + "; " +
           TodayText(forecast, today) + "\n";
   if (!forecast.has_known_growth()) {
@@ -278,7 +279,7 @@ int Forecast(const GlobalOptions& global, const RolloutOptions& options) {
   }
   const std::vector<Buckets> devices =
       options.profiles ? BucketsIn(*options.profiles) : std::vector<Buckets>();
-  const std::int64_t now = YOX::platform::Platform::Get().clock().Now();
+  const std::int64_t now = yox::platform::Platform::Get().clock().Now();
 
   std::string text;
   Json::Value json;

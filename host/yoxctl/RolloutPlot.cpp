@@ -7,8 +7,9 @@
 #include <string_view>
 #include <utility>
 
-#include "yox/clientbase/Document.h"
-#include "yox/clientbase/platform/Platform.h"
+#include "yox/base/Document.h"
+#include "yox/platform/Platform.h"
+#include "yox/platform/clock/Clock.h"
 
 namespace yoxctl {
 namespace {
@@ -46,7 +47,7 @@ std::string Number(double value) {
 // What XML takes for text. Of Unicode it refuses two characters, EF BF BE and EF BF BF.
 std::string Escaped(std::string_view utf8) {
   std::string escaped;
-  for (const char letter : YOX::Printable(utf8)) {
+  for (const char letter : yox::Printable(utf8)) {
     switch (letter) {
       case '&':
         escaped += "&amp;";
@@ -207,7 +208,7 @@ class Drawing {
   }
 
   void Today() {
-    const auto& clock = YOX::platform::Platform::Get().clock();
+    const auto& clock = yox::platform::Platform::Get().clock();
     const std::string today = "today, " + DateText(clock.ToLocalDate(plot_.now)) + ": ";
     const double days = forecast_.DaysUntil(plot_.now);
     const double row = plot_.mark ? kUpperRow : kLowerRow;
@@ -249,7 +250,7 @@ std::string Padded(int number, std::size_t size) {
 
 std::string ToSvg(const RolloutPlot& plot) { return Drawing(plot).Run(); }
 
-std::string DateText(const YOX::platform::LocalDate& date) {
+std::string DateText(const yox::LocalDate& date) {
   return Padded(date.year, 4) + "-" + Padded(date.month, 2) + "-" + Padded(date.day, 2);
 }
 

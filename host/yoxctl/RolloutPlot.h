@@ -32,7 +32,7 @@ struct RolloutPlot {
 std::string ToSvg(const RolloutPlot& plot);
 
 // "2026-03-01"
-std::string DateText(const YOX::platform::LocalDate& date);
+std::string DateText(const yox::LocalDate& date);
 // Hundredths of a percent, rounded: "3.59 %".
 std::string PercentText(std::size_t part, std::size_t whole);
 

@@ -3,7 +3,7 @@
 #include <CLI/App.hpp>
 #include <memory>
 
-#include "yox/clientbase/String.h"
+#include "yox/base/String.h"
 #include "yox/device/MachineInformation.h"
 #include "yox/foundation/YOXHelperFactory.h"
 #include "yox/tags/AppAndTagCollection.h"

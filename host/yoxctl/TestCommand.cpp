@@ -10,11 +10,11 @@
 #include "yox/applicability/Explanation.h"
 #include "yox/applicability/FilterDocument.h"
 #include "yox/applicability/ListTest.h"
-#include "yox/clientbase/StrictJson.h"
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+#include "yox/base/StrictJson.h"
+#include "yox/base/String.h"
 #include "yox/device/MachineInformation.h"
 #include "yox/foundation/YOXHelperFactory.h"
+#include "yox/platform/simulated/SimulatedDevice.h"
 
 #include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/CommandLine.h"
@@ -29,7 +29,7 @@
 namespace yoxctl {
 namespace {
 
-using YOX::platform::DeviceProfile;
+using yox::platform::DeviceProfile;
 
 struct TestOptions {
   std::vector<std::string> files;
@@ -55,7 +55,7 @@ constexpr std::string_view kEnding = ".test.json";
 // The list beside NAME.test.json is NAME.json.
 std::string ListBeside(const std::string& file) {
   if (!file.ends_with(kEnding)) {
-    throw Refusal(YOX::Printable(file) +
+    throw Refusal(yox::Printable(file) +
                   ": its name does not end in .test.json, and it names no list");
   }
   return file.substr(0, file.size() - kEnding.size()) + ".json";
@@ -74,7 +74,7 @@ auto ReadBeside(const std::string& place, const std::string& file, Read read) {
 TestFile ReadTestFile(const std::string& name) {
   const ListTest test = ReadNamed(name, ReadListTest);
   const std::filesystem::path folder = PathOf(name).parent_path();
-  const auto beside = [&](const YOX::WString& file) {
+  const auto beside = [&](const yox::WString& file) {
     return PathText(folder / PathOf(YOX::String::UTF16ToUTF8(file)));
   };
   TestFile file;
@@ -93,7 +93,7 @@ TestFile ReadTestFile(const std::string& name) {
     }
     try {
       file.cases.push_back({one, DeviceOfCase(one, profile)});
-    } catch (const YOX::DocumentError& error) {
+    } catch (const yox::DocumentError& error) {
       throw Refusal(place + "." + error.what());
     }
   }
@@ -101,8 +101,8 @@ TestFile ReadTestFile(const std::string& name) {
 }
 
 Explanation Decide(const ApplicabilityFilter& list, const Case& one) {
-  YOX::platform::SimulatedDevice device(one.device);
-  const YOX::platform::ScopedPlatform installed(device);
+  yox::platform::SimulatedDevice device(one.device);
+  const yox::platform::ScopedPlatform installed(device);
   ApplicabilityEvaluator::Pairs tags;
   for (const auto& [key, value] : one.test.tags) tags.emplace_back(key, value);
   // The record lives as long as the process: nobody deletes it.
@@ -218,7 +218,7 @@ CaseAnswer AskForCase(const TestFile& file, std::size_t index, bool colours) {
   if (ended.code != kDone || end == std::string::npos) {
     throw Refusal(NameOf(file.name) + ": cases[" + number + "]: was not decided");
   }
-  return {YOX::ParseDocument(ended.output.substr(0, end)), ended.output.substr(end + 1)};
+  return {yox::ParseDocument(ended.output.substr(0, end)), ended.output.substr(end + 1)};
 }
 
 int Test(const GlobalOptions& global, const TestOptions& options) {

@@ -13,14 +13,16 @@
 
 #include "yox/applicability/ApplicabilityEvaluator.h"
 #include "yox/applicability/FilterDocument.h"
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/Event.h"
-#include "yox/clientbase/platform/Platform.h"
-#include "yox/clientbase/platform/Waits.h"
-#include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
+#include "yox/base/String.h"
 #include "yox/device/MachineInformation.h"
 #include "yox/foundation/YOXHelperFactory.h"
 #include "yox/notifications/YOXPublisherSubscriber.h"
+#include "yox/platform/Platform.h"
+#include "yox/platform/clock/Clock.h"
+#include "yox/platform/devices/DeviceTree.h"
+#include "yox/platform/simulated/DeviceProfileReader.h"
+#include "yox/platform/waits/Event.h"
+#include "yox/platform/waits/Waits.h"
 #include "yox/tags/AppAndTagCollection.h"
 
 #include "host/yoxctl/ChosenDevice.h"
@@ -33,8 +35,8 @@
 namespace yoxctl {
 namespace {
 
-using YOX::platform::Event;
-using YOX::platform::PresentDevice;
+using yox::platform::Event;
+using yox::platform::PresentDevice;
 
 // How long a change of a profile's file may stay unseen.
 constexpr std::int64_t kLookMilliseconds = 100;
@@ -56,8 +58,8 @@ class StopSignals {
 
  private:
   static constexpr int kNumbers[] = {SIGINT, SIGTERM};
-  static void OnSignal(int /*number*/) { YOX::platform::SignalEvent(handle_); }
-  static inline YOX::platform::WaitHandle handle_;
+  static void OnSignal(int /*number*/) { yox::platform::SignalEvent(handle_); }
+  static inline yox::platform::WaitHandle handle_;
 };
 
 // Prints lines of several threads; when that fails, sets the event and keeps why.
@@ -112,14 +114,14 @@ class Running {
   Running& operator=(const Running&) = delete;
 
   Decision Decide(const ApplicabilityFilter& filter) {
-    YOX::WString reason;
+    yox::WString reason;
     const bool applies = evaluator_->IsApplicable(filter, nullptr, {}, reason);
     return {applies, YOX::String::UTF16ToUTF8(reason)};
   }
 
  private:
   Event& stop_;
-  YOX::WString subscriber_;
+  yox::WString subscriber_;
   ApplicabilityEvaluator* evaluator_ = nullptr;
 };
 
@@ -134,7 +136,7 @@ std::vector<Tag> TagsNow() {
 std::unique_ptr<DeviceWatch> WatchDevices(Printer& printer, Event& changed, bool json) {
   try {
     return std::make_unique<DeviceWatch>(
-        YOX::platform::Platform::Get().device_tree(),
+        yox::platform::Platform::Get().device_tree(),
         [&printer, &changed, json](DeviceWatch::Change change, const PresentDevice& device) {
           printer.Line(DeviceLine(change, device, json));
           changed.Set();
@@ -177,7 +179,7 @@ int Watch(const GlobalOptions& global, const std::optional<std::string>& filters
     auto looked = passed;
     while (true) {
       const bool told =
-          YOX::platform::NativeWaitForAny({stop.handle(), changed.handle()},
+          yox::platform::NativeWaitForAny({stop.handle(), changed.handle()},
                                           simulated ? kLookMilliseconds : kDecideMilliseconds)
               .signalled();
       if (stop.IsSet()) break;

@@ -4,7 +4,7 @@
 
 #include <map>
 
-#include "yox/clientbase/String.h"
+#include "yox/base/String.h"
 
 #include "host/yoxctl/Output.h"
 
@@ -78,7 +78,7 @@ std::string StartLine(std::size_t devices, bool json) {
   return JsonLine(document);
 }
 
-std::string DeviceLine(DeviceWatch::Change change, const YOX::platform::PresentDevice& device,
+std::string DeviceLine(DeviceWatch::Change change, const yox::platform::PresentDevice& device,
                        bool json) {
   const char* const word = change == DeviceWatch::Change::kArrived ? "arrived" : "removed";
   if (json) {
@@ -87,7 +87,7 @@ std::string DeviceLine(DeviceWatch::Change change, const YOX::platform::PresentD
     return JsonLine(document);
   }
   std::string line = std::string(word) + " " + String::UTF16ToUTF8(device.instance_id);
-  for (const YOX::WString& id : device.hardware_ids) line += "  " + String::UTF16ToUTF8(id);
+  for (const yox::WString& id : device.hardware_ids) line += "  " + String::UTF16ToUTF8(id);
   return OneLine(line) + "\n";
 }
 

@@ -23,7 +23,7 @@ struct Decision {
 };
 
 std::string StartLine(std::size_t devices, bool json);
-std::string DeviceLine(DeviceWatch::Change change, const YOX::platform::PresentDevice& device,
+std::string DeviceLine(DeviceWatch::Change change, const yox::platform::PresentDevice& device,
                        bool json);
 // Of a key that stands there several times the first counts, as in a filter.
 std::vector<std::string> TagLines(const std::vector<Tag>& before, const std::vector<Tag>& now,

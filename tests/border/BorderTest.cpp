@@ -8,15 +8,15 @@
 #include <thread>
 #include <typeinfo>
 
-#include "yox/clientbase/Log.h"
-#include "yox/clientbase/String.h"
+#include "yox/base/Log.h"
+#include "yox/base/String.h"
 #include "yox/foundation/Version.h"
 
 #include "tests/border/Probe.h"
 
 namespace {
 
-using namespace YOX::literals;
+using namespace yox::literals;
 
 TEST(BorderTest, StandardExceptionOfTheLibraryIsCaughtByItsTypeInTheProgram) {
   try {
@@ -149,7 +149,7 @@ TEST(BorderTest, ExceptionOfTheProductIsCaughtWithItsText) {
 }
 
 TEST(BorderTest, TextsAndValuesOfTheProductBelongToTheProgram) {
-  std::vector<YOX::WString> pieces =
+  std::vector<yox::WString> pieces =
       YOX::String::Split("a text too long for the object itself,b"_w, ',');
   pieces.push_back("c"_w);
   pieces.front() += "!"_w;

@@ -6,7 +6,7 @@
 #include <string>
 #include <system_error>
 
-#include "yox/clientbase/Export.h"
+#include "yox/base/Export.h"
 
 // A shared library linked as the product's is. Its functions do, on their side of the border, what
 // the product's do here and there.

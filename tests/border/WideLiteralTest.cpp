@@ -5,17 +5,17 @@
 #include <type_traits>
 #include <vector>
 
-#include "yox/clientbase/String.h"
+#include "yox/base/String.h"
 #include "yox/foundation/Version.h"
 #include "yox/foundation/YOXTag.h"
 
 namespace {
 
-static_assert(std::is_same_v<YOX::WString, std::wstring>);
-static_assert(std::is_same_v<YOX::WStringView, std::wstring_view>);
+static_assert(std::is_same_v<yox::WString, std::wstring>);
+static_assert(std::is_same_v<yox::WStringView, std::wstring_view>);
 
 TEST(WideLiteralTest, WideLiteralsAreTexts) {
-  using namespace YOX::literals;
+  using namespace yox::literals;
   EXPECT_EQ("caf\u00e9 \U0001F600"_w, L"caf\u00e9 \U0001F600");
   EXPECT_TRUE(Version::Parse(L"10.0.19041") == Version(10, 0, 19041));
   EXPECT_TRUE(YOX::String::CaseInsesitiveEqual(L"\u00c4RGER", L"\u00e4rger"));

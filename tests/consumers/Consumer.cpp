@@ -6,7 +6,7 @@
 
 #include "yox/applicability/ApplicabilityEvaluator.h"
 #include "yox/applicability/FilterDocument.h"
-#include "yox/clientbase/String.h"
+#include "yox/base/String.h"
 #include "yox/device/DeviceInfoProvider.h"
 #include "yox/device/DeviceManagementStatus.h"
 #include "yox/device/Environment.h"
@@ -20,12 +20,12 @@
 #include "yox/policy/PlatformPolicy.h"
 #include "yox/status/YoxStatusManager.h"
 
-using namespace YOX::literals;
+using namespace yox::literals;
 
 namespace {
 
 struct Record : MachineInformation {
-  YOX::WString device_manufacturer() const override { return "Contoso"_w; }
+  yox::WString device_manufacturer() const override { return "Contoso"_w; }
 };
 
 struct Evaluator : ApplicabilityEvaluator {};
@@ -40,7 +40,7 @@ bool Decides() {
   record->set_os_region("DE"_w);
   const ApplicabilityFilter filter = ReadFilterDocument(
       R"([{"country": "US"}, {"country": "DE", "mfr": "con*", "version": ">=4.2", "tag": "Ring|beta"}])");
-  YOX::WString reason;
+  yox::WString reason;
   Evaluator evaluator;
   const bool applies = evaluator.EvaluateApplicability(record, "4.2.10.0"_w, filter, nullptr,
                                                        nullptr, {{"Ring"_w, "beta"_w}}, reason);
@@ -51,7 +51,7 @@ bool Decides() {
 bool Refuses() {
   try {
     ReadFilterDocument("{");
-  } catch (const YOX::DocumentError&) {
+  } catch (const yox::DocumentError&) {
     return true;
   }
   return false;

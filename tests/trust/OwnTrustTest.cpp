@@ -3,8 +3,9 @@
 #include <string>
 
 #include "yox/clientbase/FileSystem.h"
-#include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
-#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+#include "yox/platform/clock/Clock.h"
+#include "yox/platform/simulated/DeviceProfileReader.h"
+#include "yox/platform/simulated/SimulatedDevice.h"
 #include "yox/policy/BuiltInTrust.h"
 #include "yox/policy/ProvisionFileUtility.h"
 
@@ -12,7 +13,7 @@
 
 namespace {
 
-using namespace YOX::literals;
+using namespace yox::literals;
 
 class TestUtility : public ProvisionFileUtility {
  public:
@@ -30,15 +31,15 @@ class OwnTrustTest : public testing::Test {
   }
   void WriteFile(const std::string& token, const std::string& policy) {
     FileSystem::createDirectory(
-        YOX::WString(FileSystem::GetCommonApplicationDataPath()) + "\\tervan\\YOX"_w, true);
+        yox::WString(FileSystem::GetCommonApplicationDataPath()) + "\\tervan\\YOX"_w, true);
     FileSystem::OpenToWrite(FileSystem::GetCommonApplicationDataPath() +
                             "\\tervan\\YOX\\yox-provision.json"_w)
         << R"({"provision_token": ")" << token << R"(", "config_policy": ")" << policy << "\"}";
   }
 
-  YOX::platform::SimulatedDevice device_{
-      YOX::platform::ReadDeviceProfile(R"({"clock": {"now": "2026-03-01T12:00:00"}})")};
-  YOX::platform::ScopedPlatform installed_{device_};
+  yox::platform::SimulatedDevice device_{
+      yox::platform::ReadDeviceProfile(R"({"clock": {"now": "2026-03-01T12:00:00"}})")};
+  yox::platform::ScopedPlatform installed_{device_};
   TestUtility utility_;
 };
 
@@ -56,7 +57,7 @@ TEST_F(OwnTrustTest, ValidTokenBringsThePolicy) {
   const DeviceProvisionInfo info = utility_.GetProvisionInfo();
   EXPECT_TRUE(info.isTokenValid);
   EXPECT_EQ(info.configPolicy, "policy"_w);
-  EXPECT_EQ(YOX::WString(info.provisionToken).size(), Token("Valid").size());
+  EXPECT_EQ(yox::WString(info.provisionToken).size(), Token("Valid").size());
 }
 
 TEST_F(OwnTrustTest, TokenThatExpiresLaterKeepsThePolicyThatStood) {
@@ -72,9 +73,9 @@ TEST_F(OwnTrustTest, TokenThatExpiresLaterKeepsThePolicyThatStood) {
 }
 
 TEST_F(OwnTrustTest, CheckedTextComesBackWithTheReason) {
-  YOX::WString valid;
-  for (const char c : Token("Valid")) valid += static_cast<YOX::WChar>(c);
-  YOX::WString checked = valid;
+  yox::WString valid;
+  for (const char c : Token("Valid")) valid += static_cast<yox::WChar>(c);
+  yox::WString checked = valid;
   EXPECT_TRUE(utility_.IsProvisionTokenValid(checked));
   EXPECT_EQ(checked, valid);
   device_.clock().Advance(3600);

@@ -13,27 +13,28 @@
 #include "yox/applicability/HardwareIdRepository.h"
 #include "yox/applicability/PnPDeviceTracker.h"
 #include "yox/applicability/TestEvaluator.h"
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/DeviceTreeContract.h"
-#include "yox/clientbase/platform/linux/LinuxAccelerators.h"
-#include "yox/clientbase/platform/linux/LinuxDeviceTree.h"
-#include "yox/clientbase/platform/linux/LinuxDisplayAdapters.h"
-#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+#include "yox/base/String.h"
+#include "yox/platform/devices/DeviceTree.h"
+#include "yox/platform/devices/DeviceTreeContract.h"
+#include "yox/platform/devices/linux/LinuxAccelerators.h"
+#include "yox/platform/devices/linux/LinuxDeviceTree.h"
+#include "yox/platform/devices/linux/LinuxDisplayAdapters.h"
+#include "yox/platform/simulated/SimulatedDevice.h"
 
-#include "tests/PublishedData.h"
-#include "tests/Rows.h"
-#include "tests/SubstitutedPlatform.h"
+#include "tests/support/PublishedData.h"
+#include "tests/support/Rows.h"
+#include "tests/support/SubstitutedPlatform.h"
 
 namespace {
 
-using namespace YOX::literals;
+using namespace yox::literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 using YOX::String;
-using YOX::WString;
-using YOX::platform::LinuxDeviceTree;
-using YOX::platform::PresentDevice;
+using yox::WString;
+using yox::platform::LinuxDeviceTree;
+using yox::platform::PresentDevice;
 using yox_test::HeardEvents;
 
 constexpr auto kArrived = CM_NOTIFY_ACTION_DEVICEINSTANCEENUMERATED;
@@ -103,7 +104,7 @@ class Keys {
   explicit Keys(Testbed& testbed) : testbed_(testbed) {}
 
   static WString Instance(int place) {
-    return "USB\\VID_1050&PID_0120\\1-"_w + static_cast<YOX::WChar>('0' + place);
+    return "USB\\VID_1050&PID_0120\\1-"_w + static_cast<yox::WChar>('0' + place);
   }
   void Plug(int place) {
     const std::string name = "1-" + std::to_string(place);
@@ -132,7 +133,7 @@ class Keys {
 
 class MockedTree final : public yox_test::DeviceTreeUnderTest {
  public:
-  YOX::platform::DeviceTree& tree() override { return tree_; }
+  yox::platform::DeviceTree& tree() override { return tree_; }
   void Plug(int place) override { keys_.Plug(place); }
   void Unplug(int place) override { keys_.Unplug(place); }
 
@@ -253,14 +254,14 @@ TEST_F(MockedDevices, AdaptersAndAcceleratorsAreThoseOfTheirPciDevices) {
   add("card0", "drm", "0000:01:00.0", "0x2684");
   add("accel0", "accel", "0000:02:00.0", "0x1234");
 
-  YOX::platform::LinuxDisplayAdapters adapters(testbed.Root());
+  yox::platform::LinuxDisplayAdapters adapters(testbed.Root());
   const auto cards = adapters.Enumerate();
   ASSERT_TRUE(cards.has_value());
   ASSERT_EQ(cards->size(), 1U);
   EXPECT_EQ((*cards)[0].description, "NVIDIA 10de:2684"_w);
   EXPECT_FALSE((*cards)[0].software);
 
-  YOX::platform::LinuxAccelerators accelerators(testbed.Root());
+  yox::platform::LinuxAccelerators accelerators(testbed.Root());
   const auto units = accelerators.Enumerate();
   ASSERT_TRUE(units.has_value());
   ASSERT_EQ(units->size(), 1U);
@@ -347,12 +348,12 @@ TEST_F(MockedTracker, StopKeepsWhatWasSeen) {
 }
 
 TEST_F(MockedTracker, TheCriterionFollowsTheLiveSet) {
-  YOX::platform::SimulatedDevice rest;
+  yox::platform::SimulatedDevice rest;
   yox_test::SubstitutedPlatform platform(rest);
   // The evaluator's tracker asks it until the process ends.
   static LinuxDeviceTree lasting(LinuxDeviceTree::Source::kDaemon);
-  platform.Set(static_cast<YOX::platform::DeviceTree&>(lasting));
-  const YOX::platform::ScopedPlatform installed(platform);
+  platform.Set(static_cast<yox::platform::DeviceTree&>(lasting));
+  const yox::platform::ScopedPlatform installed(platform);
   yox_test::TestEvaluator evaluator;
   EXPECT_FALSE(evaluator.EvaluateHardwareIdFilter("usb/vid_1050*"_w));
 

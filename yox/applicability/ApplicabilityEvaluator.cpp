@@ -8,15 +8,15 @@
 #include "yox/applicability/EvaluatorLog.h"
 #include "yox/applicability/KvpTerms.h"
 #include "yox/applicability/TrimInPlace.h"
-#include "yox/clientbase/String.h"
+#include "yox/base/String.h"
 #include "yox/device/YoxInfo.h"
 #include "yox/foundation/YOXHelperFactory.h"
 #include "yox/tags/AppAndTagCollection.h"
 
 using YOX::String;
-using YOX::WString;
-using YOX::WStringView;
-using namespace YOX::literals;
+using yox::WString;
+using yox::WStringView;
+using namespace yox::literals;
 
 constinit YOX::Log g_evaluator_log{"ApplicabilityEvaluator"};
 
@@ -127,13 +127,13 @@ void ApplicabilityEvaluator::AddToReasonString(WString& reason, WString name, bo
 WString& ApplicabilityEvaluator::SetDiscardedReason() { return discard_reason_; }
 
 bool ApplicabilityEvaluator::EvaluateStringFilter(const WString& required, const WString& actual) {
-  return YOX::match::AnyText(required, actual);
+  return yox::decision::AnyText(required, actual);
 }
 
 bool ApplicabilityEvaluator::EvaluateVersionFilter(const WString& required, const WString& actual) {
-  YOX::match::VersionText text(actual);
-  const bool matched = YOX::match::AnyVersion(required, text);
-  if (text.text().size() != actual.size()) YOX::match::TrimInPlace(actual);
+  yox::decision::VersionText text(actual);
+  const bool matched = yox::decision::AnyVersion(required, text);
+  if (text.text().size() != actual.size()) yox::decision::TrimInPlace(actual);
   return matched;
 }
 
@@ -141,32 +141,32 @@ bool ApplicabilityEvaluator::EvaluateKvpFilter(const WString& required, const Pa
                                                EvaluationModeForKVP mode) {
   const bool all = mode == EvaluationModeForKVP::AllTerms;
   if (!all && mode != EvaluationModeForKVP::AnyTerm) return false;
-  for (auto rest = YOX::match::Pieces(required); rest;) {
-    const auto term = YOX::match::KeyValueTerm::Parse(YOX::match::NextPiece(rest, ','));
-    if (YOX::match::LoggedMatch(term, YOX::match::FindInPairs{pairs}) != all) return !all;
+  for (auto rest = yox::decision::Pieces(required); rest;) {
+    const auto term = yox::decision::KeyValueTerm::Parse(yox::decision::NextPiece(rest, ','));
+    if (yox::decision::LoggedMatch(term, yox::decision::FindInPairs{pairs}) != all) return !all;
   }
   return all;
 }
 
 bool ApplicabilityEvaluator::DoesStringMatch(const WString& pattern, const WString& actual) {
-  return YOX::match::TextPattern::Parse(pattern).Matches(String::Trimmed(actual));
+  return yox::decision::TextPattern::Parse(pattern).Matches(String::Trimmed(actual));
 }
 
 bool ApplicabilityEvaluator::DoesVersionMatch(const WString& pattern, const WString& actual) {
   if (String::IsEmptyOrWhiteSpace(pattern) || String::IsEmptyOrWhiteSpace(actual)) return false;
-  YOX::match::TrimInPlace(pattern);
-  YOX::match::TrimInPlace(actual);
-  YOX::match::VersionText text(actual);
-  return YOX::match::VersionRequirement::Parse(pattern).Matches(text);
+  yox::decision::TrimInPlace(pattern);
+  yox::decision::TrimInPlace(actual);
+  yox::decision::VersionText text(actual);
+  return yox::decision::VersionRequirement::Parse(pattern).Matches(text);
 }
 
 bool ApplicabilityEvaluator::DoesIntMatch(const WString& pattern, const WString& actual) {
-  YOX::match::TrimInPlace(pattern);
-  YOX::match::TrimInPlace(actual);
-  return YOX::match::IntegerRequirement::Parse(pattern).Matches(actual);
+  yox::decision::TrimInPlace(pattern);
+  yox::decision::TrimInPlace(actual);
+  return yox::decision::IntegerRequirement::Parse(pattern).Matches(actual);
 }
 
 bool ApplicabilityEvaluator::DoesKvpMatch(const WString& term, const Pairs& pairs) {
-  return YOX::match::LoggedMatch(YOX::match::KeyValueTerm::Parse(term),
-                                 YOX::match::FindInPairs{pairs});
+  return yox::decision::LoggedMatch(yox::decision::KeyValueTerm::Parse(term),
+                                    yox::decision::FindInPairs{pairs});
 }

@@ -9,14 +9,14 @@
 #include <vector>
 
 #include "yox/applicability/Filter.h"
-#include "yox/clientbase/Export.h"
+#include "yox/base/Export.h"
+#include "yox/base/WString.h"
 #include "yox/clientbase/InstalledApps.h"
-#include "yox/clientbase/RegistryRoots.h"
-#include "yox/clientbase/WString.h"
-#include "yox/clientbase/platform/Event.h"
-#include "yox/clientbase/platform/Waits.h"
 #include "yox/foundation/KeyValuePair.h"
 #include "yox/foundation/LogThrottler.h"
+#include "yox/platform/registry/RegistryRoots.h"
+#include "yox/platform/waits/Event.h"
+#include "yox/platform/waits/Waits.h"
 
 class AppAndTagCollection;
 class MachineInformation;
@@ -32,7 +32,7 @@ namespace yox {
 class PersonaTagRegistryMonitor;
 }
 
-namespace YOX::match {
+namespace yox::decision {
 struct RegistryRequirement;
 }
 
@@ -50,10 +50,10 @@ enum class EvaluationModeForKVP : int { AllTerms = 0, AnyTerm = 1 };
 // for the instance, and at the end signals the handle and then calls Uninit.
 class YOX_API ApplicabilityEvaluator {
  public:
-  using Pairs = std::vector<KeyValuePair<YOX::WString, YOX::WString>>;
+  using Pairs = std::vector<KeyValuePair<yox::WString, yox::WString>>;
 
   // A reason that holds this text on entry is neither read nor written: the caller wants none.
-  static YOX::WString discard_reason_;
+  static yox::WString discard_reason_;
 
   // Never null; created by the first call, which opens the evaluator's log and starts both tasks.
   // Lives until the process ends. Throws std::future_error or std::system_error when a task cannot
@@ -63,8 +63,8 @@ class YOX_API ApplicabilityEvaluator {
   // The host's event, which it signals to stop the tasks; not owned. On Linux an eventfd will do.
   // The tag task looks at it once, a second after the start; without one it gives up after six
   // failures, about a second apart.
-  static void SetYoxIsStoppingHandle(YOX::platform::WaitHandle handle);
-  static YOX::platform::WaitHandle GetYoxIsStoppingHandle();
+  static void SetYoxIsStoppingHandle(yox::platform::WaitHandle handle);
+  static yox::platform::WaitHandle GetYoxIsStoppingHandle();
 
   // Ends both tasks and the watches; the first call counts. The stop handle has to be signalled
   // before, or this does not return. Decisions can still be asked for afterwards, with nothing kept
@@ -82,8 +82,8 @@ class YOX_API ApplicabilityEvaluator {
   // The decision over this device: its tags, its client's version, and the machine record that the
   // helper factory holds; otherwise as EvaluateApplicability. An exception, which a missing record
   // is, makes the list apply: it is logged, and `reason` keeps what it has.
-  virtual bool IsApplicable(const ApplicabilityFilter& filter, YOX::WString* targetVersion,
-                            const Pairs& extraTags, YOX::WString& reason);
+  virtual bool IsApplicable(const ApplicabilityFilter& filter, yox::WString* targetVersion,
+                            const Pairs& extraTags, yox::WString& reason);
 
   // The decision over inputs that the caller supplies. `tagCollection` and `targetVersion` may be
   // null. `reason` is cleared and receives one part for each filter passed, such as "Filter [0]:
@@ -95,29 +95,29 @@ class YOX_API ApplicabilityEvaluator {
   //
   // Throws std::invalid_argument("machineInformation") for a null record.
   bool EvaluateApplicability(std::shared_ptr<MachineInformation> machineInformation,
-                             const YOX::WString& clientVersion, const ApplicabilityFilter& filter,
-                             AppAndTagCollection* tagCollection, YOX::WString* targetVersion,
-                             const Pairs& extraTags, YOX::WString& reason);
+                             const yox::WString& clientVersion, const ApplicabilityFilter& filter,
+                             AppAndTagCollection* tagCollection, yox::WString* targetVersion,
+                             const Pairs& extraTags, yox::WString& reason);
 
   // Why: the decision of IsApplicable, and what each criterion of the list required and met
   // (Explanation.h). The list is decided as ever, and then each criterion by itself, on the same
   // values. Leaves no trace: no line is logged, no throttle moved, no text of the caller trimmed;
   // only what the criteria look at is fetched, which starts the tracking of devices for a
   // `hardware_id`. Throws std::invalid_argument("machineInformation") without a machine record.
-  Explanation Explain(const ApplicabilityFilter& filter, const YOX::WString* targetVersion,
+  Explanation Explain(const ApplicabilityFilter& filter, const yox::WString* targetVersion,
                       const Pairs& extraTags);
   Explanation Explain(const std::shared_ptr<MachineInformation>& machineInformation,
-                      const YOX::WString& clientVersion, const ApplicabilityFilter& filter,
-                      AppAndTagCollection* tagCollection, const YOX::WString* targetVersion,
+                      const yox::WString& clientVersion, const ApplicabilityFilter& filter,
+                      AppAndTagCollection* tagCollection, const yox::WString* targetVersion,
                       const Pairs& extraTags);
 
   // The same decision with the first criterion that failed in each filter, and nothing else: as
   // cheap as a decision. FlippedBy tells what lies between two of them.
-  DecisionTrace Trace(const ApplicabilityFilter& filter, const YOX::WString* targetVersion,
+  DecisionTrace Trace(const ApplicabilityFilter& filter, const yox::WString* targetVersion,
                       const Pairs& extraTags);
   DecisionTrace Trace(const std::shared_ptr<MachineInformation>& machineInformation,
-                      const YOX::WString& clientVersion, const ApplicabilityFilter& filter,
-                      AppAndTagCollection* tagCollection, const YOX::WString* targetVersion,
+                      const yox::WString& clientVersion, const ApplicabilityFilter& filter,
+                      AppAndTagCollection* tagCollection, const yox::WString* targetVersion,
                       const Pairs& extraTags);
 
  protected:
@@ -126,60 +126,60 @@ class YOX_API ApplicabilityEvaluator {
   void Init();
 
   bool DoesFilterMatch(Filter* filter, std::shared_ptr<MachineInformation> machineInformation,
-                       const YOX::WString& clientVersion, AppAndTagCollection* tagCollection,
-                       YOX::WString* targetVersion, const Pairs& extraTags, YOX::WString& reason);
+                       const yox::WString& clientVersion, AppAndTagCollection* tagCollection,
+                       yox::WString* targetVersion, const Pairs& extraTags, yox::WString& reason);
 
   // A requirement comes first, the device's value second; the languages are told in
   // MatchOperators.h.
-  bool EvaluateStringFilter(const YOX::WString& required, const YOX::WString& actual);
+  bool EvaluateStringFilter(const yox::WString& required, const yox::WString& actual);
   // Trims `actual` as DoesVersionMatch does.
-  bool EvaluateVersionFilter(const YOX::WString& required, const YOX::WString& actual);
-  bool EvaluateKvpFilter(const YOX::WString& required, const Pairs& pairs,
+  bool EvaluateVersionFilter(const yox::WString& required, const yox::WString& actual);
+  bool EvaluateKvpFilter(const yox::WString& required, const Pairs& pairs,
                          EvaluationModeForKVP mode);
-  bool DoesStringMatch(const YOX::WString& pattern, const YOX::WString& actual);
+  bool DoesStringMatch(const yox::WString& pattern, const yox::WString& actual);
   // These two trim what they are given, constant or not, where there is something to trim: the
   // objects must not be constants of the program. DoesIntMatch throws std::invalid_argument and
   // std::out_of_range.
-  bool DoesVersionMatch(const YOX::WString& pattern, const YOX::WString& actual);
-  bool DoesIntMatch(const YOX::WString& pattern, const YOX::WString& actual);
+  bool DoesVersionMatch(const yox::WString& pattern, const yox::WString& actual);
+  bool DoesIntMatch(const yox::WString& pattern, const yox::WString& actual);
   // An exception of a comparison is logged and counts as false.
-  bool DoesKvpMatch(const YOX::WString& term, const Pairs& pairs);
+  bool DoesKvpMatch(const yox::WString& term, const Pairs& pairs);
 
-  bool IsCurrentDateWithinRange(const YOX::WString& range);
-  bool DoesDateFunctionMatch(const YOX::WString& function, const YOX::WString* serialNumber,
-                             const YOX::WString* orgName);
+  bool IsCurrentDateWithinRange(const yox::WString& range);
+  bool DoesDateFunctionMatch(const yox::WString& function, const yox::WString* serialNumber,
+                             const yox::WString* orgName);
   // "HIVE\\Key:Value|Data,..." with the hive HKLM or HKCU; all have to hold. The data is a text
   // pattern. Run by the system's account, HKCU is the hive of the user who is logged on.
-  bool EvaluateRegistryFilter(const YOX::WString& requirements);
+  bool EvaluateRegistryFilter(const yox::WString& requirements);
   // One requirement of the list; `path` becomes what is looked up below the hive. The vector holds
   // the value's name and the data.
   virtual bool DoesRequirementPathandValueExistInRegistry(
-      YOX::WString& path, const std::vector<YOX::WString>& valueAndData);
+      yox::WString& path, const std::vector<yox::WString>& valueAndData);
   // Null for a hive of another name, or when separators are missing or mixed. Letters of the hive's
   // name that the key's name starts with are removed along with the hive, on purpose.
-  HKEY GetHKeyAndModifyRegistryPath(YOX::WString& path);
+  HKEY GetHKeyAndModifyRegistryPath(yox::WString& path);
   // The value as the data of a requirement sees it; reads no byte behind `size`.
-  YOX::WString ConvertRegValueToString(const std::uint8_t* data, std::uint32_t type,
+  yox::WString ConvertRegValueToString(const std::uint8_t* data, std::uint32_t type,
                                        std::uint32_t size);
-  bool EvaluateHardwareIdFilter(const YOX::WString& required);
+  bool EvaluateHardwareIdFilter(const yox::WString& required);
 
   // The salted hash of the text as hexadecimal text.
-  YOX::WString GetHashedSaltedString(YOX::WString text);
+  yox::WString GetHashedSaltedString(yox::WString text);
 
  private:
   class Decision;
   struct RegistryReading;
 
-  bool HoldsRegistryRequirement(const YOX::match::RegistryRequirement& requirement);
+  bool HoldsRegistryRequirement(const yox::decision::RegistryRequirement& requirement);
   // `path` becomes what is looked up below the hive.
-  RegistryReading ReadRegistry(YOX::WString& path, const YOX::WString& name);
+  RegistryReading ReadRegistry(yox::WString& path, const yox::WString& name);
   // EvaluateHardwareIdFilter, telling the present ID that matched unless `found` is null.
-  bool FindHardwareId(const YOX::WString& required, YOX::WString* found);
+  bool FindHardwareId(const yox::WString& required, yox::WString* found);
   // How many hardware IDs are present; starts their tracking as EvaluateHardwareIdFilter does.
   static std::size_t PresentHardwareIds();
 
-  void AddToReasonString(YOX::WString& reason, YOX::WString name, bool matched);
-  static YOX::WString& SetDiscardedReason();
+  void AddToReasonString(yox::WString& reason, yox::WString name, bool matched);
+  static yox::WString& SetDiscardedReason();
 
   // Asks the device anew what is installed; installedAppsLock is held.
   void UpdateInstalledAppsMap();
@@ -196,11 +196,11 @@ class YOX_API ApplicabilityEvaluator {
   void OnYOXNotification(YOXNotificationData& record);
   void StartPersonaMonitor();
   std::shared_ptr<yox::PersonaTagRegistryMonitor> PersonaMonitor();
-  static YOX::platform::WaitHandle TagsChangedHandle();
+  static yox::platform::WaitHandle TagsChangedHandle();
 
   static std::mutex handles_mutex_;                   // guards the two that follow
-  static YOX::platform::Event* tagsRegistryChanged_;  // of the evaluator that made it
-  static YOX::platform::WaitHandle yoxIsStopping_;    // the host's
+  static yox::platform::Event* tagsRegistryChanged_;  // of the evaluator that made it
+  static yox::platform::WaitHandle yoxIsStopping_;    // the host's
 
   YOX::utility::AppMap installedAppsMap;         // guarded by installedAppsLock
   std::shared_ptr<const Pairs> installedItems_;  // the same: made of the map
@@ -211,9 +211,9 @@ class YOX_API ApplicabilityEvaluator {
   std::mutex monitors_mutex_;                                      // guards the two that follow
   std::shared_ptr<YOX::CRegMonitor> regMonitor;                    // made by its task
   std::shared_ptr<yox::PersonaTagRegistryMonitor> personaMonitor;  // the same, replaced at log-on
-  YOX::platform::Event hurry_;  // set by the end: ends the first second
+  yox::platform::Event hurry_;  // set by the end: ends the first second
   bool owns_event_ = false;
-  YOX::WString subscriberId;
+  yox::WString subscriberId;
   std::atomic<bool> initialized{false};
   std::atomic<bool> uninitialized{false};
   std::future<void> regMonitorTask;

@@ -4,11 +4,11 @@
 #include <utility>
 
 #include "yox/applicability/Criteria.h"
-#include "yox/clientbase/String.h"
+#include "yox/base/String.h"
 
 using YOX::String;
-using YOX::WStringView;
-using namespace YOX::literals;
+using yox::WStringView;
+using namespace yox::literals;
 
 CompiledList::CompiledList(std::vector<Filter> filters) : filters_(std::move(filters)) {
   programs_.reserve(filters_.size());
@@ -32,25 +32,25 @@ void CompiledList::Compile(const Filter& filter) {
       all.push_back(requirement);
     };
     const auto add_pieces = [&](auto& all, auto parse) {
-      for (auto rest = YOX::match::Pieces(required); rest;) {
-        add(all, parse(YOX::match::NextPiece(rest, ',')));
+      for (auto rest = yox::decision::Pieces(required); rest;) {
+        add(all, parse(yox::decision::NextPiece(rest, ',')));
       }
     };
     switch (kCriteria[criterion].language) {
       case Language::kText:
-        add_pieces(texts_, YOX::match::TextPattern::Parse);
+        add_pieces(texts_, yox::decision::TextPattern::Parse);
         break;
       case Language::kVersion:
-        add_pieces(versions_, YOX::match::VersionRequirement::Parse);
+        add_pieces(versions_, yox::decision::VersionRequirement::Parse);
         break;
       case Language::kTerms:
-        add_pieces(terms_, YOX::match::KeyValueTerm::Parse);
+        add_pieces(terms_, yox::decision::KeyValueTerm::Parse);
         break;
       case Language::kDateRange:
-        add(ranges_, YOX::match::DateRange::Parse(required));
+        add(ranges_, yox::decision::DateRange::Parse(required));
         break;
       case Language::kRollout:
-        add(rollouts_, YOX::match::Rollout::Parse(required));
+        add(rollouts_, yox::decision::Rollout::Parse(required));
         break;
       case Language::kOwn:
         break;

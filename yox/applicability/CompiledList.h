@@ -41,17 +41,17 @@ class CompiledList {
   std::span<const Step> Steps(const Program& program) const {
     return std::span(steps_).subspan(program.first_step, program.step_count);
   }
-  std::span<const YOX::match::TextPattern> Texts(const Step& step) const {
+  std::span<const yox::decision::TextPattern> Texts(const Step& step) const {
     return std::span(texts_).subspan(step.first, step.count);
   }
-  std::span<const YOX::match::VersionRequirement> Versions(const Step& step) const {
+  std::span<const yox::decision::VersionRequirement> Versions(const Step& step) const {
     return std::span(versions_).subspan(step.first, step.count);
   }
-  std::span<const YOX::match::KeyValueTerm> Terms(const Step& step) const {
+  std::span<const yox::decision::KeyValueTerm> Terms(const Step& step) const {
     return std::span(terms_).subspan(step.first, step.count);
   }
-  const YOX::match::DateRange& Range(const Step& step) const { return ranges_[step.first]; }
-  const YOX::match::Rollout& RolloutOf(const Step& step) const { return rollouts_[step.first]; }
+  const yox::decision::DateRange& Range(const Step& step) const { return ranges_[step.first]; }
+  const yox::decision::Rollout& RolloutOf(const Step& step) const { return rollouts_[step.first]; }
 
  private:
   void Compile(const Filter& filter);
@@ -59,9 +59,9 @@ class CompiledList {
   const std::vector<Filter> filters_;
   std::vector<Program> programs_;
   std::vector<Step> steps_;
-  std::vector<YOX::match::TextPattern> texts_;
-  std::vector<YOX::match::VersionRequirement> versions_;
-  std::vector<YOX::match::KeyValueTerm> terms_;
-  std::vector<YOX::match::DateRange> ranges_;
-  std::vector<YOX::match::Rollout> rollouts_;
+  std::vector<yox::decision::TextPattern> texts_;
+  std::vector<yox::decision::VersionRequirement> versions_;
+  std::vector<yox::decision::KeyValueTerm> terms_;
+  std::vector<yox::decision::DateRange> ranges_;
+  std::vector<yox::decision::Rollout> rollouts_;
 };

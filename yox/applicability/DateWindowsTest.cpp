@@ -8,21 +8,22 @@
 #include "yox/applicability/Dates.h"
 #include "yox/applicability/TestClock.h"
 #include "yox/applicability/TestEvaluator.h"
-#include "yox/clientbase/SaltedHash.h"
-#include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
-#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+#include "yox/base/SaltedHash.h"
+#include "yox/platform/clock/Clock.h"
+#include "yox/platform/simulated/DeviceProfileReader.h"
+#include "yox/platform/simulated/SimulatedDevice.h"
 
-#include "tests/CapturedLog.h"
-#include "tests/Rows.h"
-#include "tests/SubstitutedPlatform.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/Rows.h"
+#include "tests/support/SubstitutedPlatform.h"
 
 namespace {
 
-using namespace YOX::literals;
+using namespace yox::literals;
 using YOX::String;
-using YOX::WString;
-using YOX::platform::ScopedPlatform;
-using YOX::platform::SimulatedDevice;
+using yox::WString;
+using yox::platform::ScopedPlatform;
+using yox::platform::SimulatedDevice;
 using yox_test::AnyEvaluator;
 using yox_test::CapturedLog;
 using yox_test::TestEvaluator;
@@ -30,7 +31,7 @@ using yox_test::TestEvaluator;
 // A device at a moment of its local time.
 struct At {
   explicit At(const std::string& now, const std::string& zone = "UTC")
-      : device(YOX::platform::ReadDeviceProfile(R"({"clock": {"now": ")" + now +
+      : device(yox::platform::ReadDeviceProfile(R"({"clock": {"now": ")" + now +
                                                 R"(", "time_zone": ")" + zone + R"("}})")),
         installed(device) {}
 
@@ -124,7 +125,7 @@ const WString kSerial = "C0FFEE12"_w;
 const WString kOrg = "contoso"_w;
 
 int BucketOf(const WString& text) {
-  return YOX::match::RolloutBucket(AnyEvaluator().GetHashedSaltedString(text));
+  return yox::decision::RolloutBucket(AnyEvaluator().GetHashedSaltedString(text));
 }
 
 TEST(RolloutTest, TheHashIsSaltedHexadecimalText) {
@@ -254,15 +255,15 @@ TEST(RolloutTest, AStartInTheFutureIsFalseForEveryGrowth) {
 }
 
 TEST(RolloutTest, BucketsUpTo40AreInOnTheFirstOfAHundredLinearDays) {
-  const double share = YOX::match::RolloutShare(YOX::match::Growth::kLinear, 1, 100);
+  const double share = yox::decision::RolloutShare(yox::decision::Growth::kLinear, 1, 100);
   EXPECT_DOUBLE_EQ(share, 0.01);
-  EXPECT_TRUE(YOX::match::BucketIsIn(40, share));
-  EXPECT_FALSE(YOX::match::BucketIsIn(41, share));
+  EXPECT_TRUE(yox::decision::BucketIsIn(40, share));
+  EXPECT_FALSE(yox::decision::BucketIsIn(41, share));
 }
 
 TEST(RolloutTest, ExponentialCurvesBeginLowAndEndWhole) {
-  using YOX::match::Growth;
-  using YOX::match::RolloutShare;
+  using yox::decision::Growth;
+  using yox::decision::RolloutShare;
   for (const int days : {20, 100, 365}) {
     EXPECT_NEAR(RolloutShare(Growth::kExponentialNormal, 0, days), 0.026084, 1e-6);
     EXPECT_NEAR(RolloutShare(Growth::kExponentialSlow, 0, days), 7.84e-6, 1e-7);
@@ -272,12 +273,12 @@ TEST(RolloutTest, ExponentialCurvesBeginLowAndEndWhole) {
 }
 
 TEST(RolloutTest, TheBucketIsReadOffTheFirstThreeDigits) {
-  EXPECT_EQ(YOX::match::RolloutBucket("fff0"_w), 4095);
-  EXPECT_EQ(YOX::match::RolloutBucket("0aB9"_w), 0x0AB);
-  EXPECT_EQ(YOX::match::RolloutBucket("1f"_w), 0x1F);
-  EXPECT_EQ(YOX::match::RolloutBucket("xyz"_w), 0);
-  EXPECT_EQ(YOX::match::RolloutBucket("1xz"_w), 1);
-  EXPECT_EQ(YOX::match::RolloutBucket(""_w), 0);
+  EXPECT_EQ(yox::decision::RolloutBucket("fff0"_w), 4095);
+  EXPECT_EQ(yox::decision::RolloutBucket("0aB9"_w), 0x0AB);
+  EXPECT_EQ(yox::decision::RolloutBucket("1f"_w), 0x1F);
+  EXPECT_EQ(yox::decision::RolloutBucket("xyz"_w), 0);
+  EXPECT_EQ(yox::decision::RolloutBucket("1xz"_w), 1);
+  EXPECT_EQ(yox::decision::RolloutBucket(""_w), 0);
 }
 
 // Which of two seeds decides is told by a day on which one is in and the other is not.

@@ -5,7 +5,7 @@
 
 #include "yox/applicability/MatchOperators.h"
 
-namespace YOX::match {
+namespace yox::decision {
 namespace {
 
 constexpr std::int64_t kSecondsPerDay = 86400;
@@ -126,4 +126,4 @@ int RolloutBucket(WStringView hash) {
   return bucket;
 }
 
-}  // namespace YOX::match
+}  // namespace yox::decision

@@ -4,12 +4,12 @@
 #include <cstdint>
 #include <optional>
 
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/WString.h"
-#include "yox/clientbase/platform/Clock.h"
+#include "yox/base/String.h"
+#include "yox/base/WString.h"
+#include "yox/platform/clock/Clock.h"
 
 // Windows of days and growing roll-outs, in the same manner as MatchOperators.h.
-namespace YOX::match {
+namespace yox::decision {
 
 // A text that should be an integer.
 struct IntegerText {
@@ -104,4 +104,4 @@ Number FirstWhere(Number begin, Number end, Holds holds) {
 // The first day on which a bucket is in. The roll-out has days, and a growth that is known.
 std::int64_t FirstDayIn(const Rollout& rollout, int bucket);
 
-}  // namespace YOX::match
+}  // namespace yox::decision

@@ -20,17 +20,17 @@ class ApplicabilityEvaluator::Decision {
  public:
   // Throws std::invalid_argument("machineInformation") when `machine` is null.
   Decision(ApplicabilityEvaluator& evaluator, const MachineInformation* machine,
-           const YOX::WString& client_version, AppAndTagCollection* tags,
-           const YOX::WString* target_version, const Pairs& extra_tags);
+           const yox::WString& client_version, AppAndTagCollection* tags,
+           const yox::WString* target_version, const Pairs& extra_tags);
 
   // Walks the list up to the filter that decides; appends to `reason` what was passed, and notes in
   // `trace` which criteria failed and which filter decided, unless they are null.
-  bool Decide(const CompiledList& list, YOX::WString* reason, DecisionTrace* trace);
+  bool Decide(const CompiledList& list, yox::WString* reason, DecisionTrace* trace);
 
   // Walks the criteria that are set, up to the first that fails; appends that one's word to
   // `reason` unless it is null, and logs it. Null when the filter matches.
   const Criterion* FirstFailing(const CompiledList& list, const CompiledList::Program& program,
-                                YOX::WString* reason);
+                                yox::WString* reason);
 
   // Decide without a line in the log.
   DecisionTrace Trace(const CompiledList& list);
@@ -45,23 +45,23 @@ class ApplicabilityEvaluator::Decision {
     const Pairs& installed;
     const Pairs& store;
 
-    std::optional<YOX::match::PairView> operator()(const YOX::match::TextPattern& key) const {
-      const auto found = YOX::match::FindInPairs{installed}(key);
-      return found ? found : YOX::match::FindInPairs{store}(key);
+    std::optional<yox::decision::PairView> operator()(const yox::decision::TextPattern& key) const {
+      const auto found = yox::decision::FindInPairs{installed}(key);
+      return found ? found : yox::decision::FindInPairs{store}(key);
     }
   };
 
   // The result of one criterion, and the device's value for the message and the throttle.
   struct Outcome {
     bool matched = true;
-    YOX::WStringView actual = {};
+    yox::WStringView actual = {};
   };
 
-  Outcome Hold(const CompiledList& list, const Step& step, const YOX::WString& required);
-  Outcome HoldCallersVersion(const CompiledList& list, const Step& step, const YOX::WString& caller,
-                             YOX::match::VersionText& actual);
-  bool HoldDateRange(const YOX::match::DateRange& range);
-  bool HoldRollout(const YOX::match::Rollout& rollout, YOX::match::RolloutProgress& progress);
+  Outcome Hold(const CompiledList& list, const Step& step, const yox::WString& required);
+  Outcome HoldCallersVersion(const CompiledList& list, const Step& step, const yox::WString& caller,
+                             yox::decision::VersionText& actual);
+  bool HoldDateRange(const yox::decision::DateRange& range);
+  bool HoldRollout(const yox::decision::Rollout& rollout, yox::decision::RolloutProgress& progress);
   bool HoldSubscriptions(const CompiledList& list, const Step& step);
   bool HoldTags(const CompiledList& list, const Step& step);
   bool HoldInstalledItems(const CompiledList& list, const Step& step);
@@ -69,12 +69,13 @@ class ApplicabilityEvaluator::Decision {
   // Fetches what stays, or is logged, when it is fetched for the first time.
   void FetchLasting(const CompiledList& list);
   ExplainedCriterion Describe(const CompiledList& list, const Step& step,
-                              const YOX::WString& required);
-  ExplainedFact DescribeRollout(const YOX::match::Rollout& rollout, const YOX::WString& required);
-  std::vector<ExplainedFact> DescribeRegistry(const YOX::WString& required);
-  ExplainedFact DescribeHardwareId(const YOX::WString& required);
+                              const yox::WString& required);
+  ExplainedFact DescribeRollout(const yox::decision::Rollout& rollout,
+                                const yox::WString& required);
+  std::vector<ExplainedFact> DescribeRegistry(const yox::WString& required);
+  ExplainedFact DescribeHardwareId(const yox::WString& required);
   std::vector<ExplainedFact> DescribeSubscriptions(const CompiledList& list, const Step& step,
-                                                   const YOX::WString& required);
+                                                   const yox::WString& required);
   // Why a text of this criterion is empty.
   static std::string NoteOnEmpty(FilterField field);
 
@@ -82,34 +83,34 @@ class ApplicabilityEvaluator::Decision {
     return field == FilterField::target_version && target_version_text_ == nullptr;
   }
   FindInItems Installed();
-  static std::vector<YOX::WString> Subscriptions();
+  static std::vector<yox::WString> Subscriptions();
   const std::vector<YOXTag>& StoredTags();
-  void LogFailure(const Criterion& criterion, const YOX::WString& required,
-                  YOX::WStringView actual) const;
+  void LogFailure(const Criterion& criterion, const yox::WString& required,
+                  yox::WStringView actual) const;
   void LogMissingTargetVersion() const;
 
   std::int64_t Now();
-  const YOX::platform::LocalDate& Today();
-  const YOX::WString& Realm();
-  const YOX::WString& RealmHash();
+  const yox::LocalDate& Today();
+  const yox::WString& Realm();
+  const yox::WString& RealmHash();
 
   ApplicabilityEvaluator& evaluator_;
   const MachineInformation& machine_;
-  const YOX::WString& client_version_text_;
+  const yox::WString& client_version_text_;
   AppAndTagCollection* const tags_;
-  const YOX::WString* const target_version_text_;
+  const yox::WString* const target_version_text_;
   const Pairs& extra_tags_;
 
-  YOX::match::VersionText os_version_;
-  YOX::match::VersionText client_version_;
-  YOX::match::VersionText target_version_;
+  yox::decision::VersionText os_version_;
+  yox::decision::VersionText client_version_;
+  yox::decision::VersionText target_version_;
   std::optional<std::int64_t> now_;
-  std::optional<YOX::platform::LocalDate> today_;
-  std::optional<YOX::WString> manufacturer_;
-  std::optional<YOX::WString> sku_;
-  std::optional<YOX::WString> realm_;
-  std::optional<YOX::WString> realm_hash_;
-  std::optional<YOX::WString> serial_hash_;
+  std::optional<yox::LocalDate> today_;
+  std::optional<yox::WString> manufacturer_;
+  std::optional<yox::WString> sku_;
+  std::optional<yox::WString> realm_;
+  std::optional<yox::WString> realm_hash_;
+  std::optional<yox::WString> serial_hash_;
   std::optional<std::shared_ptr<const std::vector<YOXTag>>> stored_tags_;
   std::optional<std::shared_ptr<const Pairs>> installed_;
   std::optional<Pairs> store_;

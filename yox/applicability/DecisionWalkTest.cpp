@@ -9,15 +9,15 @@
 #include "yox/applicability/Filter.h"
 #include "yox/applicability/TestEvaluator.h"
 #include "yox/applicability/TestRecord.h"
-#include "yox/clientbase/String.h"
+#include "yox/base/String.h"
 
-#include "tests/CapturedLog.h"
-#include "tests/Rows.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/Rows.h"
 
 namespace {
 
-using namespace YOX::literals;
-using YOX::WString;
+using namespace yox::literals;
+using yox::WString;
 using yox_test::CapturedLog;
 using yox_test::MakeRecord;
 using yox_test::TestEvaluator;

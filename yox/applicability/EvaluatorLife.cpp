@@ -4,27 +4,27 @@
 
 #include "yox/applicability/ApplicabilityEvaluator.h"
 #include "yox/applicability/EvaluatorLog.h"
+#include "yox/base/String.h"
 #include "yox/clientbase/CRegMonitor.h"
 #include "yox/clientbase/CRegUtil.h"
 #include "yox/clientbase/InitLog.h"
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/Event.h"
 #include "yox/device/DeviceInfoProvider.h"
 #include "yox/notifications/YOXNotificationData.h"
 #include "yox/notifications/YOXPublisherSubscriber.h"
+#include "yox/platform/waits/Event.h"
 #include "yox/tags/AppAndTagCollection.h"
 #include "yox/tags/PersonaTagRegistryMonitor.h"
 
 using YOX::CRegMonitor;
 using YOX::String;
-using YOX::WString;
-using YOX::platform::Event;
-using YOX::platform::SignalEvent;
-using YOX::platform::WaitFor;
-using YOX::platform::WaitForAny;
-using YOX::platform::WaitHandle;
-using YOX::platform::WaitResult;
-using namespace YOX::literals;
+using yox::WString;
+using yox::platform::Event;
+using yox::platform::SignalEvent;
+using yox::platform::WaitFor;
+using yox::platform::WaitForAny;
+using yox::platform::WaitHandle;
+using yox::platform::WaitResult;
+using namespace yox::literals;
 
 namespace {
 
@@ -231,7 +231,7 @@ void ApplicabilityEvaluator::NotifyTagUpdatesThread() {
       g_evaluator_log.d("%s: YOX Tags before update: %s", kOrigin,
                         AppAndTagCollection::GetInstance()->getTagsAsString());
       // Before the refresh, so that a change that comes meanwhile is not lost.
-      YOX::platform::ClearEvent(changed);
+      yox::platform::ClearEvent(changed);
       AppAndTagCollection::GetInstance()->RefreshTags(nullptr, is_arm64);
       g_evaluator_log.d(
           "%s: YOX Tags after update (this may be identical to YOX tags before update if the "

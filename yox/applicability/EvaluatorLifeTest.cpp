@@ -2,32 +2,35 @@
 #include <future>
 
 #include "yox/applicability/TestEvaluator.h"
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/Event.h"
-#include "yox/clientbase/platform/RegistryPlatform.h"
-#include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
+#include "yox/base/String.h"
 #include "yox/device/MachineInformation.h"
 #include "yox/foundation/YOXHelperFactory.h"
 #include "yox/notifications/YOXPublisherSubscriber.h"
+#include "yox/platform/clock/Clock.h"
+#include "yox/platform/files/Files.h"
+#include "yox/platform/registry/Registry.h"
+#include "yox/platform/registry/RegistryPlatform.h"
+#include "yox/platform/simulated/DeviceProfileReader.h"
+#include "yox/platform/waits/Event.h"
 #include "yox/tags/AppAndTagCollection.h"
 #include "yox/tags/Persona.h"
 
-#include "tests/AwaitedLog.h"
-#include "tests/Latch.h"
-#include "tests/Rows.h"
+#include "tests/support/AwaitedLog.h"
+#include "tests/support/Latch.h"
+#include "tests/support/Rows.h"
 
 namespace {
 
-using namespace YOX::literals;
+using namespace yox::literals;
 using YOX::String;
-using YOX::WString;
-using YOX::platform::Event;
-using YOX::platform::ReadDeviceProfile;
-using YOX::platform::RegistryKey;
-using YOX::platform::RegistryStatus;
-using YOX::platform::RegistryValue;
-using YOX::platform::SimulatedDevice;
-using YOX::platform::WaitHandle;
+using yox::WString;
+using yox::platform::Event;
+using yox::platform::ReadDeviceProfile;
+using yox::platform::RegistryKey;
+using yox::platform::RegistryStatus;
+using yox::platform::RegistryValue;
+using yox::platform::SimulatedDevice;
+using yox::platform::WaitHandle;
 
 constexpr std::int64_t kRealHalfMinute = 30'000;
 constexpr const char* kProfile = R"({
@@ -132,7 +135,7 @@ class EvaluatorLifeTest : public testing::Test {
   std::size_t Refreshes() { return log_.Count("NotifyTagUpdatesThread: YOX Tags after update"); }
 
   SimulatedDevice device_;
-  const YOX::platform::ScopedPlatform installed_{device_};
+  const yox::platform::ScopedPlatform installed_{device_};
   Event stop_;
   yox_test::AwaitedLog log_;
   std::unique_ptr<LivingEvaluator> evaluator_;
@@ -363,7 +366,7 @@ TEST_F(EvaluatorLifeTest, StartsAndStopsAThousandTimes) {
 
 TEST(EvaluatorSingletonTest, OpensItsLogStartsOnceAndStaysAfterItsEnd) {
   SimulatedDevice device(ReadDeviceProfile(kProfile));
-  const YOX::platform::ScopedPlatform installed(device);
+  const yox::platform::ScopedPlatform installed(device);
   Event stop;
   yox_test::AwaitedLog log;
   ApplicabilityEvaluator::SetYoxIsStoppingHandle(stop.handle());

@@ -8,19 +8,19 @@
 #include "yox/applicability/KvpTerms.h"
 #include "yox/applicability/RegistryReading.h"
 #include "yox/applicability/RegistryRequirement.h"
+#include "yox/base/String.h"
 #include "yox/clientbase/EpUrlProvider.h"
 #include "yox/clientbase/SMBiosInformationRetriever.h"
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/Platform.h"
+#include "yox/platform/Platform.h"
 
+using yox::LocalDate;
 using YOX::String;
-using YOX::WString;
-using YOX::WStringView;
-using YOX::match::FindInTags;
-using YOX::match::KeyValueTerm;
-using YOX::match::PairView;
-using YOX::match::RegistryRequirement;
-using YOX::platform::LocalDate;
+using yox::WString;
+using yox::WStringView;
+using yox::decision::FindInTags;
+using yox::decision::KeyValueTerm;
+using yox::decision::PairView;
+using yox::decision::RegistryRequirement;
 using Facts = std::vector<ExplainedFact>;
 using FilterOutcome = ExplainedFilter::Outcome;
 using Result = CriterionResult;
@@ -52,13 +52,13 @@ template <class Find, class Source>
 Facts DescribeTerms(std::span<const KeyValueTerm> terms, WStringView required, const Find& find,
                     Source source, std::string_view sources, const char* none) {
   Facts facts;
-  auto rest = YOX::match::Pieces(required);
+  auto rest = yox::decision::Pieces(required);
   for (const KeyValueTerm& term : terms) {
     ExplainedFact& fact = facts.emplace_back();
-    fact.required = YOX::match::NextPiece(rest, ',');
+    fact.required = yox::decision::NextPiece(rest, ',');
     fact.source = sources;
     const std::optional<PairView> pair = find(term.key);
-    fact.result = ResultOf(YOX::match::LoggedMatch(term, find), !pair);
+    fact.result = ResultOf(yox::decision::LoggedMatch(term, find), !pair);
     if (pair) {
       fact.actual = pair->value;
       fact.source = source(*pair);
@@ -260,9 +260,9 @@ std::string ApplicabilityEvaluator::Decision::NoteOnEmpty(FilterField field) {
   }
 }
 
-ExplainedFact ApplicabilityEvaluator::Decision::DescribeRollout(const YOX::match::Rollout& rollout,
-                                                                const WString& required) {
-  YOX::match::RolloutProgress progress;
+ExplainedFact ApplicabilityEvaluator::Decision::DescribeRollout(
+    const yox::decision::Rollout& rollout, const WString& required) {
+  yox::decision::RolloutProgress progress;
   const bool held = HoldRollout(rollout, progress);
   ExplainedFact fact{required, String::UTF8ToUTF16(DateWords(Today())), "clock", "",
                      ResultOf(held, false)};
@@ -277,14 +277,14 @@ ExplainedFact ApplicabilityEvaluator::Decision::DescribeRollout(const YOX::match
       if (!held) fact.note += ", unknown growth";
       return fact;
     }
-    const std::int64_t first = YOX::match::FirstDayIn(rollout, *progress.bucket);
+    const std::int64_t first = yox::decision::FirstDayIn(rollout, *progress.bucket);
     const bool nobody = rollout.by_tenant
                             ? Realm().empty()
                             : machine_.View(MachineInformation::Text::serial_number).empty();
     fact.source = rollout.by_tenant ? "clock, realm" : "clock, serial number";
     fact.result = ResultOf(held, nobody);
     fact.note += ", bucket " + std::to_string(*progress.bucket) + " of " +
-                 std::to_string(YOX::match::kLastBucket) + " is in from day " +
+                 std::to_string(yox::decision::kLastBucket) + " is in from day " +
                  std::to_string(first) + " on";
     if (nobody) fact.note += rollout.by_tenant ? ", no realm" : ", no serial number";
   }
@@ -301,8 +301,8 @@ std::vector<ExplainedFact> ApplicabilityEvaluator::Decision::DescribeRegistry(
                                     "longer than 4096 bytes",
                                     ""};
   Facts facts;
-  for (auto rest = YOX::match::Pieces(required); rest;) {
-    const WStringView piece = YOX::match::NextPiece(rest, ',');
+  for (auto rest = yox::decision::Pieces(required); rest;) {
+    const WStringView piece = yox::decision::NextPiece(rest, ',');
     const auto requirement = RegistryRequirement::Parse(piece);
     const bool held = evaluator_.HoldsRegistryRequirement(requirement);
     ExplainedFact& fact = facts.emplace_back(ExplainedFact{WString(piece), {}, "registry", {}, {}});
@@ -350,7 +350,7 @@ std::vector<ExplainedFact> ApplicabilityEvaluator::Decision::DescribeSubscriptio
                      subscription,
                      "organisation",
                      {},
-                     ResultOf(YOX::match::AnyText(list.Texts(step), subscription), false)});
+                     ResultOf(yox::decision::AnyText(list.Texts(step), subscription), false)});
   }
   return facts;
 }

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "yox/applicability/FilterFields.h"
-#include "yox/clientbase/Export.h"
-#include "yox/clientbase/WString.h"
+#include "yox/base/Export.h"
+#include "yox/base/WString.h"
 
 // Why a list decided as it did: what ApplicabilityEvaluator::Explain answers. Plain values. What is
 // the device's or the list's own is UTF-16 text; `source` and `note` are words for people, in
@@ -20,8 +20,8 @@ enum class CriterionResult : std::uint8_t { kHeld, kDiffers, kMissing };
 
 // One thing that a criterion was held against.
 struct ExplainedFact {
-  YOX::WString required;  // the criterion's text, or the one term of it that asks for this
-  YOX::WString actual;    // empty when the device has none
+  yox::WString required;  // the criterion's text, or the one term of it that asks for this
+  yox::WString actual;    // empty when the device has none
   std::string source;     // where it comes from: "region", "tag Ring"
   std::string note;       // what the two texts do not tell: "no such key"; often empty
   CriterionResult result = CriterionResult::kHeld;
@@ -29,7 +29,7 @@ struct ExplainedFact {
 
 struct ExplainedCriterion {
   FilterField field = FilterField::country;
-  YOX::WString required;
+  yox::WString required;
   // What a list of this criterion alone decides; kMissing when nothing but missing facts fail it.
   CriterionResult result = CriterionResult::kHeld;
   std::vector<ExplainedFact> facts;  // at least one; several where the text has terms
@@ -46,7 +46,7 @@ struct ExplainedFilter {
 
 struct Explanation {
   bool applies = false;
-  YOX::WString reason;                    // as EvaluateApplicability gives it
+  yox::WString reason;                    // as EvaluateApplicability gives it
   std::optional<std::size_t> decided_by;  // the filter's index; nothing: none decided
   std::vector<ExplainedFilter> filters;
   // Of the filters that were passed over and would have turned the answer, the first of those with
@@ -57,7 +57,7 @@ struct Explanation {
 // How a decision went, without the rest: cheap enough to be kept for each decision.
 struct DecisionTrace {
   bool applies = false;
-  YOX::WString reason;
+  yox::WString reason;
   std::optional<std::size_t> decided_by;
   std::vector<FilterField> failed;  // for each filter passed over, the first criterion that failed
 };

@@ -11,21 +11,21 @@
 #include "yox/applicability/FilterDocument.h"
 #include "yox/applicability/TestEvaluator.h"
 #include "yox/applicability/TestRecord.h"
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
-#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+#include "yox/base/String.h"
+#include "yox/platform/simulated/DeviceProfileReader.h"
+#include "yox/platform/simulated/SimulatedDevice.h"
 
-#include "tests/CapturedLog.h"
-#include "tests/Rows.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/Rows.h"
 
 namespace {
 
-using namespace YOX::literals;
+using namespace yox::literals;
 using YOX::String;
-using YOX::WString;
-using YOX::platform::ReadDeviceProfile;
-using YOX::platform::ScopedPlatform;
-using YOX::platform::SimulatedDevice;
+using yox::WString;
+using yox::platform::ReadDeviceProfile;
+using yox::platform::ScopedPlatform;
+using yox::platform::SimulatedDevice;
 using yox_test::AnyEvaluator;
 using yox_test::CapturedLog;
 using yox_test::MakeRecord;

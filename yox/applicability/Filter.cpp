@@ -4,9 +4,9 @@
 
 #include "yox/applicability/CompiledList.h"
 #include "yox/applicability/Criteria.h"
-#include "yox/clientbase/String.h"
+#include "yox/base/String.h"
 
-using YOX::WString;
+using yox::WString;
 
 namespace {
 

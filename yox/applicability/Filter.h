@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "yox/applicability/FilterFields.h"
-#include "yox/clientbase/Export.h"
-#include "yox/clientbase/WString.h"
+#include "yox/base/Export.h"
+#include "yox/base/WString.h"
 
 class CompiledList;
 
@@ -16,19 +16,19 @@ class CompiledList;
 // it. A text that is empty or white space only counts as not set. A plain value.
 class YOX_API Filter {
  public:
-  YOX::WString default_() const { return View(FilterField::default_); }
-  void set_default(const YOX::WString& text) { Set(FilterField::default_, text); }
+  yox::WString default_() const { return View(FilterField::default_); }
+  void set_default(const yox::WString& text) { Set(FilterField::default_, text); }
 #define YOX_ACCESSORS(name)                                     \
-  YOX::WString name() const { return View(FilterField::name); } \
-  void set_##name(const YOX::WString& text) { Set(FilterField::name, text); }
+  yox::WString name() const { return View(FilterField::name); } \
+  void set_##name(const yox::WString& text) { Set(FilterField::name, text); }
   YOX_FILTER_FIELDS(YOX_ACCESSORS)
 #undef YOX_ACCESSORS
 
   // A field's text without a copy; valid until the field is set.
-  const YOX::WString& View(FilterField field) const {
+  const yox::WString& View(FilterField field) const {
     return texts_[static_cast<std::size_t>(field)];
   }
-  void Set(FilterField field, const YOX::WString& text);
+  void Set(FilterField field, const yox::WString& text);
 
   bool IsSet(FilterField field) const { return (set_ & Bit(field)) != 0; }
 
@@ -40,7 +40,7 @@ class YOX_API Filter {
     return std::uint32_t{1} << static_cast<unsigned>(field);
   }
 
-  std::array<YOX::WString, kFilterFieldCount> texts_;
+  std::array<yox::WString, kFilterFieldCount> texts_;
   std::uint32_t set_ = 0;
   std::uint32_t criteria_ = 0;
 };

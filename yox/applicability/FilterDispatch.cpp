@@ -7,20 +7,20 @@
 #include "yox/applicability/KnownValues.h"
 #include "yox/applicability/KvpTerms.h"
 #include "yox/applicability/TrimInPlace.h"
+#include "yox/base/String.h"
 #include "yox/clientbase/EpUrlProvider.h"
 #include "yox/clientbase/MSStorePackageEnumerator.h"
 #include "yox/clientbase/SMBiosInformationRetriever.h"
-#include "yox/clientbase/String.h"
 #include "yox/device/DeviceInfoProvider.h"
 #include "yox/tags/AppAndTagCollection.h"
 
-using YOX::WString;
-using YOX::WStringView;
-using YOX::match::AnyText;
-using YOX::match::AnyVersion;
-using YOX::match::FindInTags;
-using YOX::match::VersionText;
-using namespace YOX::literals;
+using yox::WString;
+using yox::WStringView;
+using yox::decision::AnyText;
+using yox::decision::AnyVersion;
+using yox::decision::FindInTags;
+using yox::decision::VersionText;
+using namespace yox::literals;
 
 namespace {
 
@@ -95,7 +95,7 @@ ApplicabilityEvaluator::Decision::Outcome ApplicabilityEvaluator::Decision::Hold
     case FilterField::date_range:
       return {HoldDateRange(list.Range(step))};
     case FilterField::date_function: {
-      YOX::match::RolloutProgress progress;
+      yox::decision::RolloutProgress progress;
       return {HoldRollout(list.RolloutOf(step), progress)};
     }
     case FilterField::device_subscription:
@@ -115,10 +115,10 @@ ApplicabilityEvaluator::Decision::Outcome ApplicabilityEvaluator::Decision::Hold
     case FilterField::org_hash:
       return hold_text(RealmHash());
     case FilterField::os:
-      return hold_text(YOX::kOsText);
+      return hold_text(yox::kOsText);
     case FilterField::os_bitness:
       return hold_text(
-          YOX::BitnessText(YOX::DeviceInfoProvider::GetInstance()->GetCPUArchitecture()));
+          yox::BitnessText(YOX::DeviceInfoProvider::GetInstance()->GetCPUArchitecture()));
     case FilterField::os_description:
       return hold_text(machine_.View(Text::os_description));
     case FilterField::os_version: {
@@ -152,7 +152,7 @@ ApplicabilityEvaluator::Decision::Outcome ApplicabilityEvaluator::Decision::Hold
     const CompiledList& list, const Step& step, const WString& caller, VersionText& actual) {
   const bool matched = AnyVersion(list.Versions(step), actual);
   if (actual.text().size() != caller.size()) {
-    YOX::match::TrimInPlace(caller);
+    yox::decision::TrimInPlace(caller);
     actual = VersionText(caller);
   }
   return {matched, caller};
@@ -169,15 +169,15 @@ ApplicabilityEvaluator::Decision::FindInItems ApplicabilityEvaluator::Decision::
 
 bool ApplicabilityEvaluator::Decision::HoldTags(const CompiledList& list, const Step& step) {
   const FindInTags find{StoredTags(), extra_tags_};
-  return std::ranges::all_of(list.Terms(step),
-                             [&](const auto& term) { return YOX::match::LoggedMatch(term, find); });
+  return std::ranges::all_of(
+      list.Terms(step), [&](const auto& term) { return yox::decision::LoggedMatch(term, find); });
 }
 
 bool ApplicabilityEvaluator::Decision::HoldInstalledItems(const CompiledList& list,
                                                           const Step& step) {
   const FindInItems find = Installed();
-  return std::ranges::any_of(list.Terms(step),
-                             [&](const auto& term) { return YOX::match::LoggedMatch(term, find); });
+  return std::ranges::any_of(
+      list.Terms(step), [&](const auto& term) { return yox::decision::LoggedMatch(term, find); });
 }
 
 std::vector<WString> ApplicabilityEvaluator::Decision::Subscriptions() {

@@ -7,10 +7,10 @@
 #include <optional>
 #include <utility>
 
-#include "yox/clientbase/StrictJson.h"
-#include "yox/clientbase/String.h"
+#include "yox/base/StrictJson.h"
+#include "yox/base/String.h"
 
-using YOX::JsonNode;
+using yox::JsonNode;
 
 namespace {
 
@@ -39,7 +39,7 @@ ApplicabilityFilter ReadList(const JsonNode& node) {
 }  // namespace
 
 ApplicabilityFilter ReadFilterDocument(std::string_view utf8) {
-  const Json::Value document = YOX::ParseDocument(utf8);
+  const Json::Value document = yox::ParseDocument(utf8);
   const JsonNode root(document);
   if (document.isArray()) return ReadList(root);
   root.Require(document.isObject(), "an object or an array");
@@ -57,7 +57,7 @@ std::string WriteFilterDocument(const ApplicabilityFilter& filter) {
   for (const Filter& one : filter.filters()) {
     Json::Value& object = filters.append(Json::objectValue);
     for (std::size_t i = 0; i < kFilterFieldCount; ++i) {
-      const YOX::WString& text = one.View(static_cast<FilterField>(i));
+      const yox::WString& text = one.View(static_cast<FilterField>(i));
       if (!text.empty()) object[std::string(kFilterFieldNames[i])] = YOX::String::UTF16ToUTF8(text);
     }
   }

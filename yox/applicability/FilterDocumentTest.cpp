@@ -5,10 +5,10 @@
 #include "yox/applicability/Criteria.h"
 #include "yox/applicability/FilterDocument.h"
 
-#include "tests/Rows.h"
-#include "tests/SchemaPaths.h"
+#include "tests/support/Rows.h"
+#include "tests/support/SchemaPaths.h"
 
-using namespace YOX::literals;
+using namespace yox::literals;
 
 namespace {
 
@@ -36,7 +36,7 @@ TEST(ReadFilterDocument, EveryFieldHasItsKey) {
     const ApplicabilityFilter filter = ReadFilterDocument(document);
     for (std::size_t other = 0; other < kFilterFieldCount; ++other) {
       EXPECT_EQ(filter.filters()[0].View(static_cast<FilterField>(other)),
-                other == i ? YOX::WString("te"_w) + YOX::WChar{0} + "x\u00e9"_w : ""_w)
+                other == i ? yox::WString("te"_w) + yox::WChar{0} + "x\u00e9"_w : ""_w)
           << name;
     }
     EXPECT_EQ(ReadFilterDocument(WriteFilterDocument(filter)).filters()[0].View(field),
@@ -102,7 +102,7 @@ TEST_P(RefusedFilterDocument, NamesTheFilterAndTheKey) {
   try {
     ReadFilterDocument(GetParam().document);
     FAIL() << "was read";
-  } catch (const YOX::DocumentError& error) {
+  } catch (const yox::DocumentError& error) {
     EXPECT_STREQ(error.what(), GetParam().error);
   }
 }

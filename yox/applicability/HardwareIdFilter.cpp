@@ -9,14 +9,14 @@
 #include "yox/applicability/HardwareIdRepository.h"
 #include "yox/applicability/MatchOperators.h"
 #include "yox/applicability/PnPDeviceTracker.h"
-#include "yox/clientbase/String.h"
+#include "yox/base/String.h"
 
 using YOX::String;
-using YOX::WString;
-using YOX::WStringView;
-using YOX::match::NextPiece;
-using YOX::match::Pieces;
-using YOX::match::TextPattern;
+using yox::WString;
+using yox::WStringView;
+using yox::decision::NextPiece;
+using yox::decision::Pieces;
+using yox::decision::TextPattern;
 
 namespace {
 
@@ -44,7 +44,7 @@ const HardwareIdRepository* PresentIds() {
 
 WString Normalised(WStringView required) {
   WString text = String::ToUpper(required);
-  std::ranges::replace(text, YOX::WChar{'/'}, YOX::WChar{'\\'});
+  std::ranges::replace(text, yox::WChar{'/'}, yox::WChar{'\\'});
   return text;
 }
 

@@ -8,19 +8,20 @@
 #include "yox/applicability/Filter.h"
 #include "yox/applicability/TestEvaluator.h"
 #include "yox/applicability/TestRecord.h"
-#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+#include "yox/platform/devices/DeviceTree.h"
+#include "yox/platform/simulated/SimulatedDevice.h"
 
-#include "tests/CapturedLog.h"
-#include "tests/Rows.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/Rows.h"
 
 namespace {
 
-using namespace YOX::literals;
+using namespace yox::literals;
 using testing::HasSubstr;
 using testing::StartsWith;
-using YOX::WString;
-using YOX::platform::ScopedPlatform;
-using YOX::platform::SimulatedDevice;
+using yox::WString;
+using yox::platform::ScopedPlatform;
+using yox::platform::SimulatedDevice;
 using yox_test::CapturedLog;
 using yox_test::TestEvaluator;
 
@@ -145,7 +146,7 @@ TEST_F(BareDevice, TheLiveSetFollowsPlugAndUnplug) {
 }
 
 TEST_F(BareDevice, AChangeOfTheProfilePlugsAndUnplugs) {
-  using YOX::platform::DeviceProfile;
+  using yox::platform::DeviceProfile;
   EXPECT_FALSE(evaluator.EvaluateHardwareIdFilter("USB/A"_w));
   device.Change([](DeviceProfile& profile) {
     profile.devices = {{"USB\\A\\1"_w, {"USB\\A"_w}}, {"USB\\B\\1"_w, {"USB\\B"_w}}};

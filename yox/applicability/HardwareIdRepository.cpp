@@ -2,8 +2,8 @@
 
 #include <utility>
 
-using YOX::WString;
-using YOX::WStringView;
+using yox::WString;
+using yox::WStringView;
 
 void HardwareIdRepository::Add(const WString& id) {
   const std::lock_guard lock(mutex_);

@@ -9,8 +9,8 @@
 #include <unordered_map>
 #include <vector>
 
-#include "yox/clientbase/Export.h"
-#include "yox/clientbase/WString.h"
+#include "yox/base/Export.h"
+#include "yox/base/WString.h"
 
 // The hardware IDs that are present, each once however many devices claim it. IDs are compared
 // exactly as stored. Safe from any thread; adding, removing and looking up cost the same however
@@ -18,18 +18,18 @@
 class YOX_API HardwareIdRepository {
  public:
   // Runs while the repository is locked: it must not call back into the repository.
-  using Callback = std::function<void(const YOX::WString& id)>;
-  using Ids = std::vector<YOX::WString>;
+  using Callback = std::function<void(const yox::WString& id)>;
+  using Ids = std::vector<yox::WString>;
 
   HardwareIdRepository() = default;
   HardwareIdRepository(const HardwareIdRepository&) = delete;
   HardwareIdRepository& operator=(const HardwareIdRepository&) = delete;
 
   // One more claim; the first one makes the ID present.
-  void Add(const YOX::WString& id);
+  void Add(const yox::WString& id);
   // One claim less; with the last one the ID goes. An unknown ID changes nothing.
-  void Remove(const YOX::WString& id);
-  bool Contains(YOX::WStringView id) const;
+  void Remove(const yox::WString& id);
+  bool Contains(yox::WStringView id) const;
   // The number of distinct IDs.
   std::size_t Size() const;
   // A copy of the IDs, in no particular order.
@@ -47,10 +47,10 @@ class YOX_API HardwareIdRepository {
  private:
   struct Hash {
     using is_transparent = void;
-    std::size_t operator()(YOX::WStringView id) const { return std::hash<YOX::WStringView>{}(id); }
+    std::size_t operator()(yox::WStringView id) const { return std::hash<yox::WStringView>{}(id); }
   };
   template <class Value>
-  using ById = std::unordered_map<YOX::WString, Value, Hash, std::equal_to<>>;
+  using ById = std::unordered_map<yox::WString, Value, Hash, std::equal_to<>>;
 
   mutable std::mutex mutex_;  // guards everything below
   Ids ids_;

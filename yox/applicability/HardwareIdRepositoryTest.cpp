@@ -8,10 +8,10 @@
 
 namespace {
 
-using namespace YOX::literals;
+using namespace yox::literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using YOX::WString;
+using yox::WString;
 
 // A repository that writes down what its callbacks are told.
 struct Observed {
@@ -120,7 +120,7 @@ TEST(HardwareIdRepositoryTest, ClaimsFromSeveralThreadsAddUp) {
   HardwareIdRepository repository;
   const auto claim = [&repository](int thread) {
     for (int round = 0; round < 500; ++round) {
-      const WString own = WString(1, static_cast<YOX::WChar>('A' + thread));
+      const WString own = WString(1, static_cast<yox::WChar>('A' + thread));
       repository.Add("SHARED"_w);
       repository.Add(own);
       (void)repository.SharedSnapshot();

@@ -8,7 +8,7 @@
 #include "yox/applicability/KnownValues.h"
 #include "yox/applicability/RegistryRequirement.h"
 
-namespace YOX::match {
+namespace yox::decision {
 namespace {
 
 using Form = TextPattern::Form;
@@ -439,4 +439,4 @@ bool Implies(const CompiledList& list, const CompiledList::Program& one,
   });
 }
 
-}  // namespace YOX::match
+}  // namespace yox::decision

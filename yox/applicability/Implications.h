@@ -10,7 +10,7 @@
 // What follows of requirements before any device is known. Every "true", kAlways and kNever is
 // certain; the other answers say that nothing was found out. Requirements are held against each
 // other by their own Matches.
-namespace YOX::match {
+namespace yox::decision {
 
 enum class Holding : std::uint8_t { kSometimes, kAlways, kNever };
 
@@ -64,4 +64,4 @@ Holding HoldingOf(const CompiledList& list, const CompiledList::Program& program
 bool Implies(const CompiledList& list, const CompiledList::Program& one,
              const CompiledList::Program& other, Effort& effort);
 
-}  // namespace YOX::match
+}  // namespace yox::decision

@@ -3,12 +3,13 @@
 #include "yox/applicability/ApplicabilityEvaluator.h"
 #include "yox/applicability/EvaluatorLog.h"
 #include "yox/clientbase/MSStorePackageEnumerator.h"
-#include "yox/clientbase/platform/Platform.h"
+#include "yox/platform/Platform.h"
+#include "yox/platform/apps/Applications.h"
 
 using YOX::utility::GetInstalledApps;
 
 void ApplicabilityEvaluator::UpdateInstalledAppsMap() {
-  installedGeneration_ = YOX::platform::Platform::Get().applications().Generation();
+  installedGeneration_ = yox::platform::Platform::Get().applications().Generation();
   installedAppsMap.clear();
   GetInstalledApps(installedAppsMap, true, false);
   GetInstalledApps(installedAppsMap, false, false);
@@ -30,7 +31,7 @@ void ApplicabilityEvaluator::UpdateInstalledAppsMap() {
 
 std::shared_ptr<const ApplicabilityEvaluator::Pairs> ApplicabilityEvaluator::InstalledItems() {
   auto* const store = YOX::MSStorePackageEnumerator::GetInstance();
-  auto& applications = YOX::platform::Platform::Get().applications();
+  auto& applications = yox::platform::Platform::Get().applications();
   const std::lock_guard lock(installedAppsLock);
   if (installedAppsMap.empty() || installedGeneration_ != applications.Generation()) {
     UpdateInstalledAppsMap();

@@ -4,21 +4,21 @@
 
 #include "yox/applicability/TestEvaluator.h"
 #include "yox/applicability/TestRecord.h"
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
-#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+#include "yox/base/String.h"
+#include "yox/platform/simulated/DeviceProfileReader.h"
+#include "yox/platform/simulated/SimulatedDevice.h"
 
-#include "tests/CapturedLog.h"
-#include "tests/SubstitutedPlatform.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/SubstitutedPlatform.h"
 
 namespace {
 
-using namespace YOX::literals;
-using YOX::WString;
-using YOX::platform::ApplicationSource;
+using namespace yox::literals;
+using yox::WString;
+using yox::platform::ApplicationSource;
 
 // Tells what it was asked for, in order.
-class Observed final : public YOX::platform::Applications {
+class Observed final : public yox::platform::Applications {
  public:
   ByKey Installed(ApplicationSource source) override {
     asked += "mu3"[static_cast<int>(source)];
@@ -47,10 +47,10 @@ class InstalledItemsTest : public testing::Test {
         yox_test::MakeRecord(), {}, ApplicabilityFilter({filter}), nullptr, nullptr, {}, reason);
   }
 
-  YOX::platform::SimulatedDevice device_;
+  yox::platform::SimulatedDevice device_;
   Observed applications_;
   yox_test::SubstitutedPlatform platform_{device_};
-  YOX::platform::ScopedPlatform installed_{platform_};
+  yox::platform::ScopedPlatform installed_{platform_};
   yox_test::TestEvaluator evaluator_;
 };
 
@@ -89,9 +89,9 @@ TEST_F(InstalledItemsTest, AnInstalledOneComesBeforeTheStores) {
 }
 
 TEST(InstalledItemsOfADevice, FollowItsChanges) {
-  YOX::platform::SimulatedDevice device(YOX::platform::ReadDeviceProfile(
+  yox::platform::SimulatedDevice device(yox::platform::ReadDeviceProfile(
       R"({"installed_apps": [{"key": "{1}", "name": "Editor", "version": "7.1"}]})"));
-  const YOX::platform::ScopedPlatform installed(device);
+  const yox::platform::ScopedPlatform installed(device);
   yox_test::TestEvaluator evaluator;
   Filter filter;
   filter.set_installed_items("Editor|>=8"_w);

@@ -4,27 +4,28 @@
 #include "yox/applicability/FilterDocument.h"
 #include "yox/applicability/TestClock.h"
 #include "yox/applicability/TestEvaluator.h"
-#include "yox/clientbase/platform/RegistryPlatform.h"
 #include "yox/device/MachineInformation.h"
 #include "yox/foundation/YOXHelperFactory.h"
+#include "yox/platform/registry/Registry.h"
+#include "yox/platform/registry/RegistryPlatform.h"
 #include "yox/tags/AppAndTagCollection.h"
 
-#include "tests/CapturedLog.h"
-#include "tests/Latch.h"
-#include "tests/SubstitutedPlatform.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/Latch.h"
+#include "tests/support/SubstitutedPlatform.h"
 
 namespace {
 
-using namespace YOX::literals;
-using YOX::WString;
-using YOX::platform::RegistryKey;
-using YOX::platform::RegistryStatus;
-using YOX::platform::RegistryValue;
+using namespace yox::literals;
+using yox::WString;
+using yox::platform::RegistryKey;
+using yox::platform::RegistryStatus;
+using yox::platform::RegistryValue;
 
 class IsApplicableTest : public testing::Test {
  protected:
   IsApplicableTest() {
-    device_.Change([](YOX::platform::DeviceProfile& profile) {
+    device_.Change([](yox::platform::DeviceProfile& profile) {
       profile.client.version = "4.2.10.0"_w;
       profile.region.country_code = "US"_w;
     });
@@ -47,8 +48,8 @@ class IsApplicableTest : public testing::Test {
     return evaluator_.IsApplicable(ReadFilterDocument(filters), nullptr, extra, reason_);
   }
 
-  YOX::platform::SimulatedDevice device_;
-  YOX::platform::ScopedPlatform installed_{device_};
+  yox::platform::SimulatedDevice device_;
+  yox::platform::ScopedPlatform installed_{device_};
   std::shared_ptr<MachineInformation> record_;
   WString reason_;
 };
@@ -76,7 +77,7 @@ TEST_F(IsApplicableTest, TheClientsVersionIsThatOfItsService) {
 TEST_F(IsApplicableTest, ManyThreadsMayDecideWhileTheServiceIsInstalled) {
   const auto install = [this](const WString& version) {
     device_.Change(
-        [&](YOX::platform::DeviceProfile& profile) { profile.client.version = version; });
+        [&](yox::platform::DeviceProfile& profile) { profile.client.version = version; });
   };
   install({});
   const ApplicabilityFilter list =
@@ -133,7 +134,7 @@ TEST_F(IsApplicableTest, AnExceptionAppliesAndKeepsTheReasonSoFar) {
   yox_test::FailingClock clock;
   yox_test::SubstitutedPlatform platform(device_);
   platform.Set(clock);
-  const YOX::platform::ScopedPlatform installed(platform);
+  const yox::platform::ScopedPlatform installed(platform);
   constexpr const char* kList = R"([{"country": "DE"}, {"os": "Windows",
       "date_function": "2026-01-05|28|linear"}, {"default": "false"}])";
   const yox_test::CapturedLog log;

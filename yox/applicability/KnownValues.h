@@ -5,19 +5,19 @@
 
 #include "yox/applicability/FilterFields.h"
 #include "yox/applicability/MatchOperators.h"
-#include "yox/clientbase/WString.h"
+#include "yox/base/WString.h"
 #include "yox/device/DeviceInfoProvider.h"
 
-namespace YOX {
+namespace yox {
 
 // What `os_bitness` is held against.
-constexpr WStringView BitnessText(Architecture architecture) {
+constexpr WStringView BitnessText(YOX::Architecture architecture) {
   switch (architecture) {
-    case Architecture::x86:
+    case YOX::Architecture::x86:
       return "32"_wv;
-    case Architecture::x64:
+    case YOX::Architecture::x64:
       return "64"_wv;
-    case Architecture::ARM64:
+    case YOX::Architecture::ARM64:
       return "ARM64"_wv;
     default:
       return "not supported"_wv;
@@ -28,8 +28,8 @@ constexpr WStringView BitnessText(Architecture architecture) {
 inline constexpr WStringView kOsText = "Windows"_wv;
 
 inline constexpr std::array kBitnessTexts = {
-    BitnessText(Architecture::x86), BitnessText(Architecture::x64),
-    BitnessText(Architecture::ARM64), BitnessText(Architecture::ARM)};
+    BitnessText(YOX::Architecture::x86), BitnessText(YOX::Architecture::x64),
+    BitnessText(YOX::Architecture::ARM64), BitnessText(YOX::Architecture::ARM)};
 
 // All values that a criterion is ever held against; empty when they are not known beforehand.
 constexpr std::span<const WStringView> KnownValues(FilterField field) {
@@ -44,14 +44,14 @@ constexpr bool IsHash(FilterField field) {
 }
 
 // False when the pattern holds for no salted hash, which has 64 hexadecimal digits.
-inline bool CanBeHash(const match::TextPattern& pattern) {
+inline bool CanBeHash(const decision::TextPattern& pattern) {
   constexpr std::size_t kDigits = 64;
-  if (pattern.negated || pattern.form == match::TextPattern::Form::kEverything) return true;
-  if (pattern.form == match::TextPattern::Form::kEqual && pattern.text.size() != kDigits) {
+  if (pattern.negated || pattern.form == decision::TextPattern::Form::kEverything) return true;
+  if (pattern.form == decision::TextPattern::Form::kEqual && pattern.text.size() != kDigits) {
     return false;
   }
   return pattern.text.size() <= kDigits &&
          pattern.text.find_first_not_of("0123456789abcdefABCDEF"_wv) == WStringView::npos;
 }
 
-}  // namespace YOX
+}  // namespace yox

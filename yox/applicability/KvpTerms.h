@@ -8,7 +8,7 @@
 #include "yox/applicability/MatchOperators.h"
 #include "yox/foundation/YOXTag.h"
 
-namespace YOX::match {
+namespace yox::decision {
 
 // Stored tags, and behind them the caller's, which replace stored ones of the same key.
 struct FindInTags {
@@ -38,4 +38,4 @@ bool LoggedMatch(const KeyValueTerm& term, const Find& find) {
   return false;
 }
 
-}  // namespace YOX::match
+}  // namespace yox::decision

@@ -12,16 +12,16 @@
 #include "yox/applicability/FilterDocument.h"
 #include "yox/applicability/Implications.h"
 #include "yox/applicability/LintCriteria.h"
-#include "yox/clientbase/StrictJson.h"
-#include "yox/clientbase/String.h"
+#include "yox/base/StrictJson.h"
+#include "yox/base/String.h"
 
 using YOX::String;
-using YOX::WString;
-using YOX::match::Effort;
-using YOX::match::Holding;
-using YOX::match::HoldingOf;
-using YOX::match::Implies;
-using namespace YOX::literals;
+using yox::WString;
+using yox::decision::Effort;
+using yox::decision::Holding;
+using yox::decision::HoldingOf;
+using yox::decision::Implies;
+using namespace yox::literals;
 
 namespace {
 
@@ -31,15 +31,14 @@ using Program = CompiledList::Program;
 
 class ListLint {
  public:
-  ListLint(const CompiledList& list, const YOX::platform::LocalDate& today)
-      : list_(list), today_(today) {}
+  ListLint(const CompiledList& list, const yox::LocalDate& today) : list_(list), today_(today) {}
 
   std::vector<LintFinding> Run() {
     for (const Program& program : list_.programs()) {
       Controls(program);
       Blanks(program);
       for (const auto& step : list_.Steps(program)) {
-        YOX::match::LintCriterion(list_, program, step, index_, today_, effort_, findings_);
+        yox::decision::LintCriterion(list_, program, step, index_, today_, effort_, findings_);
       }
       Follow(program);
       ++index_;
@@ -114,7 +113,7 @@ class ListLint {
   }
 
   const CompiledList& list_;
-  const YOX::platform::LocalDate today_;
+  const yox::LocalDate today_;
   Effort effort_;
   std::vector<LintFinding> findings_;
   std::vector<std::size_t> reached_;  // filters that may match, but do not always
@@ -126,7 +125,7 @@ class ListLint {
 
 // Fills in the places of findings, which are sorted by them.
 void Locate(std::string_view utf8, std::vector<LintFinding>& findings) {
-  const Json::Value document = YOX::ParseDocument(utf8);
+  const Json::Value document = yox::ParseDocument(utf8);
   const Json::Value& filters = document.isArray() ? document : document["filters"];
   struct Located {
     std::size_t byte;
@@ -134,7 +133,7 @@ void Locate(std::string_view utf8, std::vector<LintFinding>& findings) {
   };
   std::vector<Located> located;
   const Json::Value* field_value = nullptr;
-  std::optional<YOX::WrittenText> written;
+  std::optional<yox::WrittenText> written;
   std::size_t last_unit = 0;
   for (std::size_t i = 0; i < findings.size(); ++i) {
     const LintFinding& finding = findings[i];
@@ -152,19 +151,17 @@ void Locate(std::string_view utf8, std::vector<LintFinding>& findings) {
     located.push_back({written->ByteOf(finding.offset), i});
   }
   std::ranges::stable_sort(located, {}, &Located::byte);
-  YOX::PlaceFinder places(utf8);
+  yox::PlaceFinder places(utf8);
   for (const auto& [byte, finding] : located) findings[finding].place = places.At(byte);
 }
 
 }  // namespace
 
-std::vector<LintFinding> Lint(const ApplicabilityFilter& list,
-                              const YOX::platform::LocalDate& today) {
+std::vector<LintFinding> Lint(const ApplicabilityFilter& list, const yox::LocalDate& today) {
   return ListLint(*list.snapshot(), today).Run();
 }
 
-std::vector<LintFinding> LintDocument(std::string_view utf8,
-                                      const YOX::platform::LocalDate& today) {
+std::vector<LintFinding> LintDocument(std::string_view utf8, const yox::LocalDate& today) {
   std::vector<LintFinding> findings = Lint(ReadFilterDocument(utf8), today);
   Locate(utf8, findings);
   return findings;
@@ -174,9 +171,9 @@ std::string MessageOf(const LintFinding& finding) {
   std::string message;
   if (finding.field) {
     message += kFilterFieldNames[static_cast<std::size_t>(*finding.field)];
-    message += ": \"" + YOX::Printable(finding.excerpt) + "\": ";
+    message += ": \"" + yox::Printable(finding.excerpt) + "\": ";
   }
   message += RowOf(finding.rule).finding;
-  if (!finding.detail.empty()) message += " (" + YOX::Printable(finding.detail) + ")";
+  if (!finding.detail.empty()) message += " (" + yox::Printable(finding.detail) + ")";
   return message;
 }

@@ -8,9 +8,9 @@
 
 #include "yox/applicability/Filter.h"
 #include "yox/applicability/LintRules.h"
-#include "yox/clientbase/Document.h"
-#include "yox/clientbase/Export.h"
-#include "yox/clientbase/platform/Clock.h"
+#include "yox/base/Document.h"
+#include "yox/base/Export.h"
+#include "yox/platform/clock/Clock.h"
 
 // One thing that is wrong or suspicious in a filter list.
 struct LintFinding {
@@ -22,7 +22,7 @@ struct LintFinding {
   std::size_t length = 0;
   std::string excerpt = {};
   std::string detail = {};        // what exactly, in UTF-8; may be empty
-  YOX::DocumentPlace place = {};  // of a document that was read; line 1, column 1 otherwise
+  yox::DocumentPlace place = {};  // of a document that was read; line 1, column 1 otherwise
 };
 
 // What is wrong or suspicious in a list, whatever the device; in the order of the filters, the list
@@ -30,12 +30,10 @@ struct LintFinding {
 // never to hold, always to hold, to be unreachable or to be constant is so for every device and
 // day. Not everything that is so is found. Only a window that has passed depends on `today`. Safe
 // from any thread.
-YOX_API std::vector<LintFinding> Lint(const ApplicabilityFilter& list,
-                                      const YOX::platform::LocalDate& today);
+YOX_API std::vector<LintFinding> Lint(const ApplicabilityFilter& list, const yox::LocalDate& today);
 
-// The same for a filter document, with the places. Throws YOX::DocumentError as ReadFilterDocument.
-YOX_API std::vector<LintFinding> LintDocument(std::string_view utf8,
-                                              const YOX::platform::LocalDate& today);
+// The same for a filter document, with the places. Throws yox::DocumentError as ReadFilterDocument.
+YOX_API std::vector<LintFinding> LintDocument(std::string_view utf8, const yox::LocalDate& today);
 
 // "country: "a*b": a `*` that is at no end matches every value (DETAIL)", one line of UTF-8.
 YOX_API std::string MessageOf(const LintFinding& finding);

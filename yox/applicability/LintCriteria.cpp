@@ -8,9 +8,9 @@
 #include "yox/applicability/Criteria.h"
 #include "yox/applicability/KnownValues.h"
 #include "yox/applicability/RegistryRequirement.h"
-#include "yox/clientbase/String.h"
+#include "yox/base/String.h"
 
-namespace YOX::match {
+namespace yox::decision {
 namespace {
 
 using enum LintRule;
@@ -351,4 +351,4 @@ void LintCriterion(const CompiledList& list, const CompiledList::Program& progra
   }
 }
 
-}  // namespace YOX::match
+}  // namespace yox::decision

@@ -7,7 +7,7 @@
 #include "yox/applicability/Implications.h"
 #include "yox/applicability/Lint.h"
 
-namespace YOX::match {
+namespace yox::decision {
 
 // Adds what is wrong with one criterion of a filter, in the order of its text.
 void LintCriterion(const CompiledList& list, const CompiledList::Program& program,
@@ -15,4 +15,4 @@ void LintCriterion(const CompiledList& list, const CompiledList::Program& progra
                    const platform::LocalDate& today, Effort& effort,
                    std::vector<LintFinding>& findings);
 
-}  // namespace YOX::match
+}  // namespace yox::decision

@@ -11,22 +11,22 @@
 #include "yox/applicability/Lint.h"
 #include "yox/applicability/TestEvaluator.h"
 #include "yox/applicability/TestRecord.h"
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
-#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+#include "yox/base/String.h"
+#include "yox/platform/simulated/DeviceProfileReader.h"
+#include "yox/platform/simulated/SimulatedDevice.h"
 
-#include "tests/Generators.h"
-#include "tests/Rows.h"
-#include "tests/SchemaPaths.h"
+#include "tests/support/Generators.h"
+#include "tests/support/Rows.h"
+#include "tests/support/SchemaPaths.h"
 
 namespace yox_test {
 namespace {
 
 using YOX::String;
-using YOX::WString;
-using namespace YOX::literals;
+using yox::WString;
+using namespace yox::literals;
 
-constexpr YOX::platform::LocalDate kToday{2026, 3, 1};
+constexpr yox::LocalDate kToday{2026, 3, 1};
 
 // "rule excerpt" of each finding, with a comma between them.
 std::string Named(const std::vector<LintFinding>& findings) {
@@ -350,7 +350,7 @@ TEST(LintRules, ThePageHasTheRowsOfTheTable) {
 }
 
 TEST(LintDocumentTest, IsRefusedAsTheListIs) {
-  EXPECT_THROW(LintDocument("[{'country': 1}]", kToday), YOX::DocumentError);
+  EXPECT_THROW(LintDocument("[{'country': 1}]", kToday), yox::DocumentError);
 }
 
 TEST(LintDocumentTest, FindsNothingInTheExamples) {
@@ -377,8 +377,8 @@ class LintProperties : public testing::Test {
       Device& device = devices_.emplace_back();
       device.made = MakeDevice(random_, Mix::kEverything);
       device.made.hardware_ids.clear();  // one tracker for all devices would outlive them
-      device.simulated = std::make_unique<YOX::platform::SimulatedDevice>(
-          YOX::platform::ReadDeviceProfile(device.made.ToProfile()));
+      device.simulated = std::make_unique<yox::platform::SimulatedDevice>(
+          yox::platform::ReadDeviceProfile(device.made.ToProfile()));
       device.record = std::make_shared<TestRecord>();
       device.made.Fill(*device.record);
       device.arguments = MakeArguments(random_);
@@ -388,7 +388,7 @@ class LintProperties : public testing::Test {
 
   struct Device {
     GeneratedDevice made;
-    std::unique_ptr<YOX::platform::SimulatedDevice> simulated;
+    std::unique_ptr<yox::platform::SimulatedDevice> simulated;
     std::shared_ptr<TestRecord> record;
     GeneratedArguments arguments;
     ApplicabilityEvaluator::Pairs tags;
@@ -425,7 +425,7 @@ class LintProperties : public testing::Test {
           altered.Set(field, {});
           break;
         case 1:
-          altered.Set(field, text.substr(0, text.rfind(YOX::WChar{','})));
+          altered.Set(field, text.substr(0, text.rfind(yox::WChar{','})));
           break;
         case 2:
           altered.Set(field, String::ToUpper(text));
@@ -446,7 +446,7 @@ class LintProperties : public testing::Test {
   };
 
   Answer Decide(const ApplicabilityFilter& list, Device& device) {
-    const YOX::platform::ScopedPlatform installed(*device.simulated);
+    const yox::platform::ScopedPlatform installed(*device.simulated);
     WString target = String::UTF8ToUTF16(device.arguments.target_version);
     WString reason;
     const bool applies = evaluator_.EvaluateApplicability(

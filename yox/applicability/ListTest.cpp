@@ -4,11 +4,11 @@
 
 #include <tuple>
 
-#include "yox/clientbase/JsonFields.h"
-#include "yox/clientbase/StrictJson.h"
-#include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
+#include "yox/base/JsonFields.h"
+#include "yox/base/StrictJson.h"
+#include "yox/platform/simulated/DeviceProfileReader.h"
 
-namespace YOX {
+namespace yox {
 
 // Any object: what stands in it is held to what it changes.
 template <>
@@ -38,7 +38,7 @@ struct JsonFields<ListTest> {
                                      JsonField{"cases", &ListTest::cases}};
 };
 
-}  // namespace YOX
+}  // namespace yox
 
 namespace {
 
@@ -58,23 +58,23 @@ void Merge(Json::Value& target, const Json::Value& patch) {
   }
 }
 
-YOX::platform::DeviceProfile ReadChanged(const Json::Value& document, const char* changed_by) {
+yox::platform::DeviceProfile ReadChanged(const Json::Value& document, const char* changed_by) {
   try {
-    return YOX::platform::ReadDeviceProfile(
+    return yox::platform::ReadDeviceProfile(
         Json::writeString(Json::StreamWriterBuilder(), document));
-  } catch (const YOX::DocumentError& error) {
-    throw YOX::DocumentError(std::string(changed_by) + ": " + error.what());
+  } catch (const yox::DocumentError& error) {
+    throw yox::DocumentError(std::string(changed_by) + ": " + error.what());
   }
 }
 
 }  // namespace
 
 ListTest ReadListTest(std::string_view utf8) {
-  const Json::Value document = YOX::ParseDocument(utf8);
-  const YOX::JsonNode root(document);
+  const Json::Value document = yox::ParseDocument(utf8);
+  const yox::JsonNode root(document);
   ListTest test;
-  YOX::ReadJson(root, test);
-  root.ForEachMember([&](std::string_view key, const YOX::JsonNode& cases) {
+  yox::ReadJson(root, test);
+  root.ForEachMember([&](std::string_view key, const yox::JsonNode& cases) {
     if (key != "cases") return;
     for (Json::ArrayIndex i = 0; i < cases.value().size(); ++i) {
       if (!test.cases[i].applies) cases.Element(i).Fail("the key \"applies\" is missing");
@@ -84,9 +84,9 @@ ListTest ReadListTest(std::string_view utf8) {
   return test;
 }
 
-YOX::platform::DeviceProfile DeviceOfCase(const ListTestCase& test, std::string_view profile) {
-  Json::Value document = YOX::ParseDocument(profile);
-  YOX::platform::DeviceProfile device = ReadChanged(document, "profile");
+yox::platform::DeviceProfile DeviceOfCase(const ListTestCase& test, std::string_view profile) {
+  Json::Value document = yox::ParseDocument(profile);
+  yox::platform::DeviceProfile device = ReadChanged(document, "profile");
   if (test.changes) {
     Merge(document, *test.changes);
     device = ReadChanged(document, "changes");
@@ -98,4 +98,4 @@ YOX::platform::DeviceProfile DeviceOfCase(const ListTestCase& test, std::string_
   return device;
 }
 
-std::vector<std::string> ListTestPaths() { return YOX::JsonPaths<ListTest>(); }
+std::vector<std::string> ListTestPaths() { return yox::JsonPaths<ListTest>(); }

@@ -9,35 +9,35 @@
 #include <string_view>
 #include <vector>
 
-#include "yox/clientbase/Document.h"
-#include "yox/clientbase/Export.h"
-#include "yox/clientbase/WString.h"
-#include "yox/clientbase/platform/simulated/DeviceProfile.h"
+#include "yox/base/Document.h"
+#include "yox/base/Export.h"
+#include "yox/base/WString.h"
+#include "yox/platform/simulated/DeviceProfile.h"
 
 // What a filter list is expected to decide (docs/list-tests.md): plain values, UTF-16 text.
 struct ListTestCase {
-  YOX::WString name;
-  YOX::WString profile;  // a file, seen from the document's folder; empty: a bare device
+  yox::WString name;
+  yox::WString profile;  // a file, seen from the document's folder; empty: a bare device
   std::optional<Json::Value> changes;  // a merge patch of the profile (RFC 7386)
-  std::optional<YOX::WString> now;
-  std::optional<YOX::WString> target_version;
-  std::map<YOX::WString, YOX::WString> tags;
+  std::optional<yox::WString> now;
+  std::optional<yox::WString> target_version;
+  std::map<yox::WString, yox::WString> tags;
   std::optional<bool> applies;  // always there in a document that was read
   std::optional<std::uint32_t> decided_by;
 };
 
 struct ListTest {
-  YOX::WString list;  // a file, seen from the document's folder; empty: the one beside it
+  yox::WString list;  // a file, seen from the document's folder; empty: the one beside it
   std::vector<ListTestCase> cases;
 };
 
-// Reads a document of cases. Throws YOX::DocumentError, with the place, for everything that is not
+// Reads a document of cases. Throws yox::DocumentError, with the place, for everything that is not
 // as the format has it.
 YOX_API ListTest ReadListTest(std::string_view utf8);
 
 // The device of a case: the text of its profile, "{}" for a bare device, with its changes and its
-// time. Throws YOX::DocumentError with the key of the case that is to blame.
-YOX_API YOX::platform::DeviceProfile DeviceOfCase(const ListTestCase& test,
+// time. Throws yox::DocumentError with the key of the case that is to blame.
+YOX_API yox::platform::DeviceProfile DeviceOfCase(const ListTestCase& test,
                                                   std::string_view profile);
 
 // The paths of all keys that a document may hold, such as "cases[*].name".

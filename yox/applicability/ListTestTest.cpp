@@ -6,14 +6,14 @@
 
 #include "yox/applicability/FilterDocument.h"
 #include "yox/applicability/ListTest.h"
-#include "yox/clientbase/String.h"
+#include "yox/base/String.h"
 
-#include "tests/Rows.h"
-#include "tests/SchemaPaths.h"
+#include "tests/support/Rows.h"
+#include "tests/support/SchemaPaths.h"
 
 namespace {
 
-using namespace YOX::literals;
+using namespace yox::literals;
 
 TEST(ListTestDocuments, TheSchemaHasTheReadersKeys) {
   std::vector<std::string> paths = ListTestPaths();
@@ -91,7 +91,7 @@ TEST_P(RefusedListTest, NamesThePlace) {
   try {
     ReadListTest(GetParam().document);
     FAIL() << "was read";
-  } catch (const YOX::DocumentError& error) {
+  } catch (const yox::DocumentError& error) {
     EXPECT_STREQ(error.what(), GetParam().error);
   }
 }
@@ -134,7 +134,7 @@ TEST_P(RefusedDeviceOfCase, NamesTheKeyToBlame) {
   try {
     DeviceOfCase(test.cases[0], GetParam().profile);
     FAIL() << "was read";
-  } catch (const YOX::DocumentError& error) {
+  } catch (const yox::DocumentError& error) {
     EXPECT_STREQ(error.what(), GetParam().error);
   }
 }

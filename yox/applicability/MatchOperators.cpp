@@ -2,7 +2,7 @@
 
 #include <array>
 
-namespace YOX::match {
+namespace yox::decision {
 namespace {
 
 struct Operator {
@@ -189,4 +189,4 @@ bool AnyVersion(WStringView required, VersionText& actual) {
   return false;
 }
 
-}  // namespace YOX::match
+}  // namespace yox::decision

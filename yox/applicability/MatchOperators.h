@@ -7,8 +7,8 @@
 #include <variant>
 #include <vector>
 
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/WString.h"
+#include "yox/base/String.h"
+#include "yox/base/WString.h"
 #include "yox/foundation/KeyValuePair.h"
 #include "yox/foundation/Version.h"
 
@@ -16,7 +16,7 @@
 // views of the requirement's text and can be held against any number of values; parsing cannot
 // fail, and neither parsing nor holding allocates. A requirement comes first, the device's value
 // second.
-namespace YOX::match {
+namespace yox::decision {
 
 // Every piece of a text counts, empty ones included; the empty text has none.
 //   for (auto rest = Pieces(text); rest;) { const WStringView piece = NextPiece(rest, ','); ... }
@@ -148,4 +148,4 @@ struct FindInPairs {
   }
 };
 
-}  // namespace YOX::match
+}  // namespace yox::decision

@@ -7,13 +7,13 @@
 #include "yox/applicability/MatchOperators.h"
 #include "yox/applicability/TestEvaluator.h"
 
-#include "tests/CapturedLog.h"
-#include "tests/Rows.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/Rows.h"
 
 namespace {
 
-using namespace YOX::literals;
-using YOX::WString;
+using namespace yox::literals;
+using yox::WString;
 using yox_test::AnyEvaluator;
 using yox_test::CapturedLog;
 using yox_test::TestEvaluator;

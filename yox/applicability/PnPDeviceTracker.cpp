@@ -3,15 +3,16 @@
 #include <algorithm>
 #include <utility>
 
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/DeviceEvent.h"
-#include "yox/clientbase/platform/Platform.h"
+#include "yox/base/String.h"
+#include "yox/platform/Platform.h"
+#include "yox/platform/devices/DeviceEvent.h"
+#include "yox/platform/devices/DeviceTree.h"
 
-using YOX::WString;
-using YOX::platform::DeviceTree;
+using yox::WString;
+using yox::platform::DeviceTree;
 
 PnPDeviceTracker::PnPDeviceTracker(HardwareIdRepository& repository)
-    : PnPDeviceTracker(repository, YOX::platform::Platform::Get().device_tree()) {}
+    : PnPDeviceTracker(repository, yox::platform::Platform::Get().device_tree()) {}
 
 PnPDeviceTracker::PnPDeviceTracker(HardwareIdRepository& repository, DeviceTree& tree)
     : repository_(repository), tree_(tree) {}
@@ -33,7 +34,7 @@ void PnPDeviceTracker::Stop() {
 }
 
 void PnPDeviceTracker::SeedFromPresentDevices() {
-  tree_.Enumerate([this](YOX::platform::PresentDevice device) {
+  tree_.Enumerate([this](yox::platform::PresentDevice device) {
     const std::vector<WString> ids = Normalised(std::move(device.hardware_ids));
     if (!ids.empty() && !device.instance_id.empty()) Contribute(device.instance_id, ids);
   });
@@ -47,7 +48,7 @@ DWORD PnPDeviceTracker::StaticPnPCallback(HCMNOTIFICATION /*notification*/, void
 
 DWORD PnPDeviceTracker::OnPnPEvent(CM_NOTIFY_ACTION action, CM_NOTIFY_EVENT_DATA* data,
                                    DWORD size) {
-  const WString instance_id(YOX::platform::DeviceEvent::InstanceId(data, size));
+  const WString instance_id(yox::platform::DeviceEvent::InstanceId(data, size));
   if (instance_id.empty()) return 0;
   switch (action) {
     case CM_NOTIFY_ACTION_DEVICEINSTANCEENUMERATED:

@@ -6,10 +6,10 @@
 #include <vector>
 
 #include "yox/applicability/HardwareIdRepository.h"
-#include "yox/clientbase/DeviceNotifications.h"
-#include "yox/clientbase/Export.h"
-#include "yox/clientbase/WString.h"
-#include "yox/clientbase/platform/DeviceTree.h"
+#include "yox/base/Export.h"
+#include "yox/base/WString.h"
+#include "yox/platform/devices/DeviceNotifications.h"
+#include "yox/platform/devices/DeviceTree.h"
 
 // Keeps a repository true to the devices that are present: reads them all when it starts, then
 // follows arrivals and removals, on threads that the platform supplies. What each instance
@@ -24,7 +24,7 @@ class YOX_API PnPDeviceTracker {
   // The repository, and the platform's device tree or the one given, must outlive the tracker's
   // started state. Registers nothing yet.
   explicit PnPDeviceTracker(HardwareIdRepository& repository);
-  PnPDeviceTracker(HardwareIdRepository& repository, YOX::platform::DeviceTree& tree);
+  PnPDeviceTracker(HardwareIdRepository& repository, yox::platform::DeviceTree& tree);
   // Stops. The repository keeps its IDs.
   ~PnPDeviceTracker();
   PnPDeviceTracker(const PnPDeviceTracker&) = delete;
@@ -43,17 +43,17 @@ class YOX_API PnPDeviceTracker {
                                  CM_NOTIFY_ACTION action, CM_NOTIFY_EVENT_DATA* data, DWORD size);
 
   DWORD OnPnPEvent(CM_NOTIFY_ACTION action, CM_NOTIFY_EVENT_DATA* data, DWORD size);
-  void OnArrival(const YOX::WString& instance_id);
-  void OnRemoval(const YOX::WString& instance_id);
+  void OnArrival(const yox::WString& instance_id);
+  void OnRemoval(const yox::WString& instance_id);
   void SeedFromPresentDevices();
-  void Contribute(const YOX::WString& instance_id, const std::vector<YOX::WString>& hardware_ids);
+  void Contribute(const yox::WString& instance_id, const std::vector<yox::WString>& hardware_ids);
   // Upper-case, sorted, each once.
-  static std::vector<YOX::WString> Normalised(std::vector<YOX::WString> hardware_ids);
+  static std::vector<yox::WString> Normalised(std::vector<yox::WString> hardware_ids);
 
   HardwareIdRepository& repository_;
-  YOX::platform::DeviceTree& tree_;
-  std::unique_ptr<YOX::platform::DeviceRegistration> notification_;  // null until registered
+  yox::platform::DeviceTree& tree_;
+  std::unique_ptr<yox::platform::DeviceRegistration> notification_;  // null until registered
   bool started_ = false;
   std::mutex mutex_;  // guards instance_ids_; taken before the repository's
-  std::unordered_map<YOX::WString, std::vector<YOX::WString>> instance_ids_;
+  std::unordered_map<yox::WString, std::vector<yox::WString>> instance_ids_;
 };

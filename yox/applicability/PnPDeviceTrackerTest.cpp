@@ -6,21 +6,21 @@
 #include <vector>
 
 #include "yox/applicability/PnPDeviceTracker.h"
-#include "yox/clientbase/platform/DeviceEvent.h"
-#include "yox/clientbase/platform/simulated/SimulatedDeviceTree.h"
+#include "yox/platform/devices/DeviceEvent.h"
+#include "yox/platform/simulated/SimulatedDeviceTree.h"
 
 namespace {
 
-using namespace YOX::literals;
+using namespace yox::literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
-using YOX::WString;
-using YOX::platform::DeviceEvent;
-using YOX::platform::DeviceRegistration;
-using YOX::platform::DeviceTree;
-using YOX::platform::PresentDevice;
-using YOX::platform::SimulatedDeviceTree;
+using yox::WString;
+using yox::platform::DeviceEvent;
+using yox::platform::DeviceRegistration;
+using yox::platform::DeviceTree;
+using yox::platform::PresentDevice;
+using yox::platform::SimulatedDeviceTree;
 
 PresentDevice Key(const WString& place) {
   return {"USB\\VID_1050&PID_0120\\"_w + place,
@@ -289,8 +289,8 @@ TEST(PnPDeviceTrackerRaceTest, ArrivalsAndRemovalsDuringTheSeedLeaveWhatIsPresen
     HardwareIdRepository repository;
     PnPDeviceTracker tracker(repository, tree);
     const auto device = [](int thread, int number) {
-      const WString name = WString(1, static_cast<YOX::WChar>('A' + thread)) +
-                           WString(1, static_cast<YOX::WChar>('a' + number));
+      const WString name = WString(1, static_cast<yox::WChar>('A' + thread)) +
+                           WString(1, static_cast<yox::WChar>('a' + number));
       return PresentDevice{name, {"OWN\\"_w + name, "SHARED"_w}};
     };
     // Present before the start and never touched, so that the seed is busy.

@@ -7,19 +7,19 @@
 #include "yox/applicability/MatchOperators.h"
 #include "yox/applicability/RegistryReading.h"
 #include "yox/applicability/RegistryRequirement.h"
+#include "yox/base/String.h"
 #include "yox/clientbase/CRegUtil.h"
 #include "yox/clientbase/ProcessWrap.h"
-#include "yox/clientbase/String.h"
 #include "yox/clientbase/System.h"
-#include "yox/clientbase/platform/Registry.h"
+#include "yox/platform/registry/Registry.h"
 
 using YOX::CRegUtil;
 using YOX::String;
-using YOX::WChar;
-using YOX::WString;
-using YOX::match::RegistryRequirement;
-using YOX::platform::RegistryType;
-using namespace YOX::literals;
+using yox::WChar;
+using yox::WString;
+using yox::decision::RegistryRequirement;
+using yox::platform::RegistryType;
+using namespace yox::literals;
 
 namespace {
 
@@ -74,8 +74,8 @@ WString Decimal(std::uint64_t number) { return String::UTF8ToUTF16(std::to_strin
 }  // namespace
 
 bool ApplicabilityEvaluator::EvaluateRegistryFilter(const WString& requirements) {
-  for (auto rest = YOX::match::Pieces(requirements); rest;) {
-    const auto requirement = RegistryRequirement::Parse(YOX::match::NextPiece(rest, ','));
+  for (auto rest = yox::decision::Pieces(requirements); rest;) {
+    const auto requirement = RegistryRequirement::Parse(yox::decision::NextPiece(rest, ','));
     if (!HoldsRegistryRequirement(requirement)) return false;
   }
   return true;
@@ -110,7 +110,7 @@ ApplicabilityEvaluator::RegistryReading ApplicabilityEvaluator::ReadRegistry(WSt
   WString sid;
   if (system) YOX::System::GetLoggedInUserSID(sid);
   if (hive == nullptr) return {Stage::kNoHive, {}};
-  if (YOX::match::HasDoubledSeparator(path)) return {Stage::kDoubledSeparator, {}};
+  if (yox::decision::HasDoubledSeparator(path)) return {Stage::kDoubledSeparator, {}};
   CRegUtil registry;
   HKEY key = nullptr;
   if (!registry.OpenKey(hive, path, key, system, sid, kKeyRead)) return {Stage::kNoKey, {}};
@@ -165,7 +165,7 @@ bool ApplicabilityEvaluator::DoesRequirementPathandValueExistInRegistry(
 }
 
 HKEY ApplicabilityEvaluator::GetHKeyAndModifyRegistryPath(WString& path) {
-  return YOX::match::TakeHive(path);
+  return yox::decision::TakeHive(path);
 }
 
 WString ApplicabilityEvaluator::ConvertRegValueToString(const std::uint8_t* data,

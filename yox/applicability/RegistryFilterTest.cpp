@@ -1,16 +1,17 @@
 #include "yox/applicability/TestEvaluator.h"
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/RegistryPlatform.h"
+#include "yox/base/String.h"
+#include "yox/platform/registry/Registry.h"
+#include "yox/platform/registry/RegistryPlatform.h"
 
-#include "tests/CapturedLog.h"
+#include "tests/support/CapturedLog.h"
 
 namespace {
 
-using namespace YOX::literals;
-using YOX::WString;
-using YOX::platform::RegistryKey;
-using YOX::platform::RegistryType;
-using YOX::platform::RegistryValue;
+using namespace yox::literals;
+using yox::WString;
+using yox::platform::RegistryKey;
+using yox::platform::RegistryType;
+using yox::platform::RegistryValue;
 
 constexpr const char* kFilter =
     "ApplicabilityEvaluator D ApplicabilityEvaluator::EvaluateRegistryFilter ";
@@ -212,15 +213,15 @@ TEST_P(RegistryFilterTest, AnEmptiedPathIsTheHiveItself) {
 
 // The service runs as the system's account and asks for the user at the console.
 TEST(RegistryFilterUserTest, TheSystemsAccountReadsTheHiveOfTheUserWhoIsLoggedOn) {
-  YOX::platform::DeviceProfile profile;
+  yox::platform::DeviceProfile profile;
   profile.user = {"S-1-5-21-1-2-3-1001"_w, true};
-  YOX::platform::SimulatedDevice device(profile);
-  const YOX::platform::ScopedPlatform installed(device);
+  yox::platform::SimulatedDevice device(profile);
+  const yox::platform::ScopedPlatform installed(device);
   const RegistryKey his{HKEY_USERS, profile.user.sid + "\\Software\\Fabrikam"_w, {}, {}};
-  ASSERT_EQ(device.registry().CreateKey(his), YOX::platform::RegistryStatus::kOk);
+  ASSERT_EQ(device.registry().CreateKey(his), yox::platform::RegistryStatus::kOk);
   device.registry().SetValue(his, "Name"_w, RegistryValue::Text("his"_w));
   const RegistryKey own{HKEY_USERS, "S-1-5-18\\Software\\Contoso"_w, {}, {}};
-  ASSERT_EQ(device.registry().CreateKey(own), YOX::platform::RegistryStatus::kOk);
+  ASSERT_EQ(device.registry().CreateKey(own), yox::platform::RegistryStatus::kOk);
   device.registry().SetValue(own, "Name"_w, RegistryValue::Text("own"_w));
 
   yox_test::TestEvaluator evaluator;

@@ -1,8 +1,8 @@
 #include "yox/applicability/RegistryRequirement.h"
 
-#include "yox/clientbase/String.h"
+#include "yox/base/String.h"
 
-namespace YOX::match {
+namespace yox::decision {
 
 RegistryRequirement RegistryRequirement::Parse(WStringView requirement) {
   const std::size_t colon = requirement.find(WChar{':'});
@@ -29,4 +29,4 @@ HKEY TakeHive(WString& path) {
 
 bool HasDoubledSeparator(WStringView path) { return path.find("\\\\"_wv) != WStringView::npos; }
 
-}  // namespace YOX::match
+}  // namespace yox::decision

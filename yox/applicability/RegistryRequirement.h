@@ -2,11 +2,11 @@
 
 #include <cstdint>
 
-#include "yox/clientbase/RegistryRoots.h"
-#include "yox/clientbase/WString.h"
+#include "yox/base/WString.h"
+#include "yox/platform/registry/RegistryRoots.h"
 
 // The requirements of the registry criterion, in the same manner as MatchOperators.h.
-namespace YOX::match {
+namespace yox::decision {
 
 // `path:name|data`. The name runs from the first ":" to the first "|" behind it; nothing is
 // trimmed.
@@ -29,4 +29,4 @@ HKEY TakeHive(WString& path);
 // Whether a path without its hive has an empty key name inside, which no registry looks up.
 bool HasDoubledSeparator(WStringView path);
 
-}  // namespace YOX::match
+}  // namespace yox::decision

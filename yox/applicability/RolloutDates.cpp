@@ -8,18 +8,19 @@
 #include "yox/applicability/Decision.h"
 #include "yox/applicability/EvaluatorLog.h"
 #include "yox/applicability/Fetched.h"
-#include "yox/clientbase/SaltedHash.h"
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/Platform.h"
+#include "yox/base/SaltedHash.h"
+#include "yox/base/String.h"
+#include "yox/platform/Platform.h"
+#include "yox/platform/clock/Clock.h"
 
+using yox::LocalDate;
 using YOX::String;
-using YOX::WString;
-using YOX::match::DateRange;
-using YOX::match::Rollout;
-using YOX::match::RolloutProgress;
-using YOX::platform::Clock;
-using YOX::platform::LocalDate;
-using YOX::platform::Platform;
+using yox::WString;
+using yox::decision::DateRange;
+using yox::decision::Rollout;
+using yox::decision::RolloutProgress;
+using yox::platform::Clock;
+using yox::platform::Platform;
 
 namespace {
 
@@ -91,9 +92,9 @@ bool HasReached(const Rollout& rollout, Now now_of, Bucket bucket_of, RolloutPro
     return false;
   }
   if (!ReadDays(rollout)) return false;
-  const std::int64_t elapsed = YOX::match::ElapsedDays(*start, now);
+  const std::int64_t elapsed = yox::decision::ElapsedDays(*start, now);
   progress.elapsed = elapsed;
-  const std::optional<double> share = YOX::match::ShareOnDay(rollout, elapsed);
+  const std::optional<double> share = yox::decision::ShareOnDay(rollout, elapsed);
   if (!share) {
     log.e("%s Unknown growth type: %s", kOrigin, rollout.growth_word);
     return false;
@@ -101,7 +102,7 @@ bool HasReached(const Rollout& rollout, Now now_of, Bucket bucket_of, RolloutPro
   if (*share >= 1) return true;
   try {
     const std::optional<int>& bucket = progress.bucket = bucket_of(rollout.by_tenant);
-    return bucket && YOX::match::BucketIsIn(*bucket, *share);
+    return bucket && yox::decision::BucketIsIn(*bucket, *share);
   } catch (const std::bad_alloc&) {
     log.e("%s Bad alloc on seed hash.", kOrigin);
   } catch (const std::out_of_range&) {
@@ -138,7 +139,7 @@ bool ApplicabilityEvaluator::DoesDateFunctionMatch(const WString& function,
           g_evaluator_log.e("%s No serial number", kOrigin);
           return std::nullopt;
         }
-        return YOX::match::RolloutBucket(
+        return yox::decision::RolloutBucket(
             GetHashedSaltedString(by_tenant ? *orgName : *serialNumber));
       },
       progress);
@@ -161,10 +162,10 @@ bool ApplicabilityEvaluator::Decision::HoldRollout(const Rollout& rollout,
   return HasReached(
       rollout, [this] { return Now(); },
       [this](bool by_tenant) -> std::optional<int> {
-        if (by_tenant) return YOX::match::RolloutBucket(RealmHash());
+        if (by_tenant) return yox::decision::RolloutBucket(RealmHash());
         int bucket = machine_.serial_number_bucket();
         if (bucket < 0) {
-          bucket = YOX::match::RolloutBucket(evaluator_.GetHashedSaltedString(
+          bucket = yox::decision::RolloutBucket(evaluator_.GetHashedSaltedString(
               machine_.View(MachineInformation::Text::serial_number)));
           machine_.remember_serial_number_bucket(bucket);
         }

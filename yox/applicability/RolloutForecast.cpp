@@ -5,23 +5,24 @@
 #include <string>
 
 #include "yox/applicability/Dates.h"
-#include "yox/clientbase/SaltedHash.h"
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/Platform.h"
+#include "yox/base/SaltedHash.h"
+#include "yox/base/String.h"
+#include "yox/platform/Platform.h"
+#include "yox/platform/clock/Clock.h"
 
-using YOX::DocumentError;
+using yox::DocumentError;
+using yox::LocalDate;
 using YOX::String;
-using YOX::WStringView;
-using YOX::match::Rollout;
-using YOX::platform::LocalDate;
-using YOX::platform::Platform;
+using yox::WStringView;
+using yox::decision::Rollout;
+using yox::platform::Platform;
 
 namespace {
 
 constexpr std::int64_t kSecondsPerDay = 86400;
 
 [[noreturn]] void Refuse(const std::string& what, WStringView found) {
-  throw DocumentError(what + ", found \"" + YOX::Printable(String::UTF16ToUTF8(found)) + "\"");
+  throw DocumentError(what + ", found \"" + yox::Printable(String::UTF16ToUTF8(found)) + "\"");
 }
 
 std::int64_t StartOf(const Rollout& rollout) {
@@ -50,10 +51,10 @@ int DaysOf(const Rollout& rollout) {
 }
 
 int BucketsIn(const Rollout& rollout, int day) {
-  const std::optional<double> share = YOX::match::ShareOnDay(rollout, day);
+  const std::optional<double> share = yox::decision::ShareOnDay(rollout, day);
   if (!share) return 0;
-  return YOX::match::FirstWhere(0, RolloutForecast::kBuckets, [&](int bucket) {
-    return !YOX::match::BucketIsIn(bucket, *share);
+  return yox::decision::FirstWhere(0, RolloutForecast::kBuckets, [&](int bucket) {
+    return !yox::decision::BucketIsIn(bucket, *share);
   });
 }
 
@@ -81,7 +82,7 @@ int RolloutForecast::BucketsOn(std::int64_t day) const {
 }
 
 std::int64_t RolloutForecast::DayAt(std::int64_t moment) const {
-  return moment < start_ ? 0 : YOX::match::ElapsedDays(start_, moment);
+  return moment < start_ ? 0 : yox::decision::ElapsedDays(start_, moment);
 }
 
 double RolloutForecast::DaysUntil(std::int64_t moment) const {
@@ -95,5 +96,5 @@ int RolloutForecast::FirstDayOf(int bucket) const {
 
 int RolloutForecast::BucketOf(WStringView serial_number_or_realm) {
   const std::string utf8 = String::UTF16ToUTF8(serial_number_or_realm);
-  return YOX::match::RolloutBucket(String::UTF8ToUTF16(YOX::utility::SHA256WithSalt(utf8)));
+  return yox::decision::RolloutBucket(String::UTF8ToUTF16(YOX::utility::SHA256WithSalt(utf8)));
 }

@@ -4,10 +4,10 @@
 #include <cstdint>
 #include <vector>
 
-#include "yox/clientbase/Document.h"
-#include "yox/clientbase/Export.h"
-#include "yox/clientbase/WString.h"
-#include "yox/clientbase/platform/Clock.h"
+#include "yox/base/Document.h"
+#include "yox/base/Export.h"
+#include "yox/base/WString.h"
+#include "yox/platform/clock/Clock.h"
 
 // What a roll-out function will do: whom it lets in on which day. It is computed by what the
 // evaluator decides with. An immutable value.
@@ -17,9 +17,9 @@ class YOX_API RolloutForecast {
   static constexpr int kMostDays = 36525;
 
   // Reads `START|DAYS|GROWTH` or `START|DAYS|GROWTH|SEGMENT`; the start is a day of the platform's
-  // clock. Throws YOX::DocumentError, with what is wrong, for a function that never lets anybody
+  // clock. Throws yox::DocumentError, with what is wrong, for a function that never lets anybody
   // in, and for one of more than a hundred years.
-  explicit RolloutForecast(YOX::WStringView function);
+  explicit RolloutForecast(yox::WStringView function);
 
   // Whether organisations come in as a whole, by their realm; else devices by their serial number.
   bool by_organisation() const { return by_organisation_; }
@@ -30,7 +30,7 @@ class YOX_API RolloutForecast {
   int days() const { return static_cast<int>(buckets_.size()); }
   // The calendar day of a day from 1 on. Days follow each other after 24 hours, so that one begins
   // an hour beside midnight when clocks have been changed since the first.
-  YOX::platform::LocalDate DateOf(std::int64_t day) const;
+  yox::LocalDate DateOf(std::int64_t day) const;
   // How many buckets are in on a day, and which: those below this number. 0 before day 1.
   int BucketsOn(std::int64_t day) const;
 
@@ -42,7 +42,7 @@ class YOX_API RolloutForecast {
   // The first day of a bucket.
   int FirstDayOf(int bucket) const;
   // The bucket of a serial number or realm.
-  static int BucketOf(YOX::WStringView serial_number_or_realm);
+  static int BucketOf(yox::WStringView serial_number_or_realm);
 
  private:
   std::int64_t start_ = 0;

@@ -6,25 +6,26 @@
 #include "yox/applicability/Dates.h"
 #include "yox/applicability/RolloutForecast.h"
 #include "yox/applicability/TestEvaluator.h"
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
-#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+#include "yox/base/String.h"
+#include "yox/platform/clock/Clock.h"
+#include "yox/platform/simulated/DeviceProfileReader.h"
+#include "yox/platform/simulated/SimulatedDevice.h"
 
-#include "tests/Rows.h"
+#include "tests/support/Rows.h"
 
 namespace {
 
-using namespace YOX::literals;
+using namespace yox::literals;
+using yox::LocalDate;
 using YOX::String;
-using YOX::WString;
-using YOX::platform::LocalDate;
-using YOX::platform::ScopedPlatform;
-using YOX::platform::SimulatedDevice;
+using yox::WString;
+using yox::platform::ScopedPlatform;
+using yox::platform::SimulatedDevice;
 
 // A device at a moment of its local time.
 struct At {
   explicit At(const std::string& now, const std::string& zone = "UTC")
-      : device(YOX::platform::ReadDeviceProfile(R"({"clock": {"now": ")" + now +
+      : device(yox::platform::ReadDeviceProfile(R"({"clock": {"now": ")" + now +
                                                 R"(", "time_zone": ")" + zone + R"("}})")),
         installed(device) {}
 
@@ -54,7 +55,7 @@ TEST(RolloutBuckets, AHundredThousandSerialNumbersFillThemEvenly) {
 TEST(RolloutBuckets, AreThoseOfTheEvaluator) {
   for (const WString& text : {""_w, "C0FFEE12"_w, "Größe"_w}) {
     EXPECT_EQ(RolloutForecast::BucketOf(text),
-              YOX::match::RolloutBucket(yox_test::AnyEvaluator().GetHashedSaltedString(text)));
+              yox::decision::RolloutBucket(yox_test::AnyEvaluator().GetHashedSaltedString(text)));
   }
 }
 
@@ -130,7 +131,7 @@ TEST(RolloutForecastTest, GivesTheSharesOfTheBuckets) {
   EXPECT_EQ(forecast.FirstDayOf(1024), 2);
   EXPECT_EQ(forecast.FirstDayOf(4095), 4);
   EXPECT_EQ(forecast.DateOf(4), (LocalDate{2026, 1, 8}));
-  EXPECT_EQ(forecast.DaysUntil(YOX::platform::Platform::Get().clock().Now() + 43200), 0.5);
+  EXPECT_EQ(forecast.DaysUntil(yox::platform::Platform::Get().clock().Now() + 43200), 0.5);
 }
 
 struct RefusalRow {
@@ -147,7 +148,7 @@ TEST_P(RefusedForecast, SaysWhatIsWrong) {
   try {
     const RolloutForecast forecast(GetParam().function);
     FAIL() << "was read";
-  } catch (const YOX::DocumentError& error) {
+  } catch (const yox::DocumentError& error) {
     EXPECT_STREQ(error.what(), GetParam().error);
   }
 }

@@ -2,15 +2,15 @@
 
 #include <stdexcept>
 
-#include "yox/clientbase/platform/Clock.h"
+#include "yox/platform/clock/Clock.h"
 
 namespace yox_test {
 
 // A clock that cannot tell the time of day, which no clock of a system does.
-class FailingClock final : public YOX::platform::Clock {
+class FailingClock final : public yox::platform::Clock {
  public:
   std::int64_t Now() const override { throw std::runtime_error("the clock fällt aus"); }
-  YOX::platform::LocalDate ToLocalDate(std::int64_t) const override { return {}; }
+  yox::LocalDate ToLocalDate(std::int64_t) const override { return {}; }
   std::optional<std::int64_t> StartOfLocalDay(int, int, int) const override { return 0; }
   std::int64_t SteadyMilliseconds() const override { return 0; }
   std::int64_t UptimeSeconds() const override { return 0; }

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/WString.h"
+#include "yox/base/String.h"
+#include "yox/base/WString.h"
 
-namespace YOX::match {
+namespace yox::decision {
 
 // Trims the caller's text through the constant reference, on purpose. Writes only where there is
 // something to trim, so that threads can share a text that is trimmed already.
@@ -12,4 +12,4 @@ inline void TrimInPlace(const WString& text) {
   if (trimmed.size() != text.size()) const_cast<WString&>(text) = WString(trimmed);
 }
 
-}  // namespace YOX::match
+}  // namespace yox::decision

@@ -3,13 +3,13 @@
 #include <algorithm>
 #include <array>
 
-#include "yox/clientbase/String.h"
+#include "yox/base/String.h"
 #include "yox/clientbase/SubBrandAgent.h"
 
-using namespace YOX::literals;
+using namespace yox::literals;
 using YOX::String;
-using YOX::WString;
-using YOX::WStringView;
+using yox::WString;
+using yox::WStringView;
 
 namespace {
 

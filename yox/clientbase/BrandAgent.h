@@ -1,7 +1,7 @@
 #pragma once
 
-#include "yox/clientbase/Export.h"
-#include "yox/clientbase/WString.h"
+#include "yox/base/Export.h"
+#include "yox/base/WString.h"
 
 // The brand under which a device is sold, read off texts of its firmware. Pure, safe from any
 // thread. Which text gives it, and how, stands in docs/device.md.
@@ -10,6 +10,6 @@ class YOX_API BrandAgent {
   BrandAgent() = delete;
 
   // Empty when all three texts are.
-  static YOX::WString GetBrand(const YOX::WString& sku, const YOX::WString& family,
-                               const YOX::WString& manufacturer);
+  static yox::WString GetBrand(const yox::WString& sku, const yox::WString& family,
+                               const yox::WString& manufacturer);
 };

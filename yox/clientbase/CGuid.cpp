@@ -4,8 +4,8 @@
 #include <array>
 #include <string>
 
-#include "yox/clientbase/platform/RandomBytes.h"
-#include "yox/clientbase/platform/Sha1.h"
+#include "yox/platform/crypto/RandomBytes.h"
+#include "yox/platform/crypto/Sha1.h"
 
 namespace YOX::Utility {
 

@@ -3,8 +3,8 @@
 #include <array>
 #include <string_view>
 
-#include "yox/clientbase/Export.h"
-#include "yox/clientbase/WString.h"
+#include "yox/base/Export.h"
+#include "yox/base/WString.h"
 
 namespace YOX::Utility {
 

@@ -4,9 +4,9 @@
 #include <set>
 #include <string>
 
+#include "yox/base/String.h"
 #include "yox/clientbase/CGuid.h"
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/RandomBytes.h"
+#include "yox/platform/crypto/RandomBytes.h"
 
 namespace {
 
@@ -18,21 +18,21 @@ TEST(CGuidTest, AGuidIsThirtySixLowerCaseCharacters) {
 }
 
 TEST(CGuidTest, BracesAreOptional) {
-  const YOX::WString guid = CGuid::NewGuid(false);
+  const yox::WString guid = CGuid::NewGuid(false);
   ASSERT_EQ(guid.size(), 38U);
-  EXPECT_EQ(guid.front(), YOX::WChar{'{'});
-  EXPECT_EQ(guid.back(), YOX::WChar{'}'});
+  EXPECT_EQ(guid.front(), yox::WChar{'{'});
+  EXPECT_EQ(guid.back(), yox::WChar{'}'});
 }
 
 TEST(CGuidTest, NoTwoAreTheSame) {
-  std::set<YOX::WString> guids;
+  std::set<yox::WString> guids;
   for (int i = 0; i < 1000; ++i) guids.insert(CGuid::NewGuid(true));
   EXPECT_EQ(guids.size(), 1000U);
 }
 
 TEST(CGuidTest, WithoutRandomNumbersThereIsNone) {
-  const YOX::platform::ScopedRandomSource none([](std::span<unsigned char>) { return false; });
-  EXPECT_EQ(CGuid::NewGuid(true), YOX::WString());
+  const yox::platform::ScopedRandomSource none([](std::span<unsigned char>) { return false; });
+  EXPECT_EQ(CGuid::NewGuid(true), yox::WString());
 }
 
 }  // namespace

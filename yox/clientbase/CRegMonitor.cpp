@@ -6,8 +6,9 @@
 #include <mutex>
 #include <vector>
 
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/Platform.h"
+#include "yox/base/String.h"
+#include "yox/platform/Platform.h"
+#include "yox/platform/registry/Registry.h"
 
 namespace YOX {
 

@@ -1,16 +1,17 @@
 #include <future>
 
 #include "yox/clientbase/CRegMonitor.h"
-#include "yox/clientbase/platform/RegistryPlatform.h"
+#include "yox/platform/registry/Registry.h"
+#include "yox/platform/registry/RegistryPlatform.h"
 
 namespace {
 
-using namespace YOX::literals;
+using namespace yox::literals;
 using YOX::CRegMonitor;
-using YOX::WString;
-using YOX::platform::RegistryKey;
-using YOX::platform::RegistryStatus;
-using YOX::platform::RegistryValue;
+using yox::WString;
+using yox::platform::RegistryKey;
+using yox::platform::RegistryStatus;
+using yox::platform::RegistryValue;
 
 class CRegMonitorTest : public yox_test::OnEveryRegistry {
  protected:
@@ -121,8 +122,8 @@ TEST_P(CRegMonitorTest, StopBeforeInitMakesEveryWaitFalse) {
 }
 
 TEST(CRegMonitorLookTest, WithoutWaitingItTellsOnlyWhatHasChanged) {
-  YOX::platform::SimulatedDevice device;
-  const YOX::platform::ScopedPlatform installed(device);
+  yox::platform::SimulatedDevice device;
+  const yox::platform::ScopedPlatform installed(device);
   const RegistryKey key{HKEY_CURRENT_USER, "Software"_w, {}, {}};
   ASSERT_EQ(device.registry().CreateKey(key), RegistryStatus::kOk);
   CRegMonitor monitor;

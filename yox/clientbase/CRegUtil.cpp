@@ -4,7 +4,8 @@
 #include <optional>
 #include <utility>
 
-#include "yox/clientbase/platform/Platform.h"
+#include "yox/platform/Platform.h"
+#include "yox/platform/registry/Registry.h"
 
 namespace YOX {
 namespace {

@@ -3,9 +3,9 @@
 #include <cstdint>
 #include <vector>
 
-#include "yox/clientbase/Export.h"
-#include "yox/clientbase/RegistryRoots.h"
-#include "yox/clientbase/WString.h"
+#include "yox/base/Export.h"
+#include "yox/base/WString.h"
+#include "yox/platform/registry/RegistryRoots.h"
 
 namespace YOX {
 

@@ -1,17 +1,18 @@
 #include <array>
 
 #include "yox/clientbase/CRegUtil.h"
-#include "yox/clientbase/platform/RegistryPlatform.h"
+#include "yox/platform/registry/Registry.h"
+#include "yox/platform/registry/RegistryPlatform.h"
 
 namespace {
 
-using namespace YOX::literals;
+using namespace yox::literals;
 using YOX::CRegUtil;
-using YOX::WString;
-using YOX::platform::RegistryKey;
-using YOX::platform::RegistryType;
-using YOX::platform::RegistryValue;
-using YOX::platform::RegistryView;
+using yox::WString;
+using yox::platform::RegistryKey;
+using yox::platform::RegistryType;
+using yox::platform::RegistryValue;
+using yox::platform::RegistryView;
 
 constexpr std::uint32_t kRead = 131097;
 
@@ -121,11 +122,11 @@ TEST_P(CRegUtilTest, AValueLongerThanTheBufferFails) {
 
 // On Windows the hive of a user who is not logged on cannot be made.
 TEST(CRegUtilUserTest, TheSystemsAccountReadsTheHiveOfTheUserWhoIsLoggedOn) {
-  YOX::platform::SimulatedDevice device;
-  const YOX::platform::ScopedPlatform installed(device);
+  yox::platform::SimulatedDevice device;
+  const yox::platform::ScopedPlatform installed(device);
   const WString sid = "S-1-5-21-1-2-3-1001"_w, path = "Software\\Contoso"_w;
   const RegistryKey his{HKEY_USERS, sid + "\\"_w + path, {}, {}};
-  ASSERT_EQ(device.registry().CreateKey(his), YOX::platform::RegistryStatus::kOk);
+  ASSERT_EQ(device.registry().CreateKey(his), yox::platform::RegistryStatus::kOk);
   device.registry().SetValue(his, "Name"_w, RegistryValue::Dword(5));
 
   HKEY opened = nullptr;

@@ -3,26 +3,28 @@
 #include <filesystem>
 #include <string>
 
-#include "yox/clientbase/Base64.h"
+#include "yox/base/Base64.h"
+#include "yox/base/Pem.h"
+#include "yox/base/String.h"
 #include "yox/clientbase/CoreUtility.h"
 #include "yox/clientbase/FileSystem.h"
-#include "yox/clientbase/NewFile.h"
-#include "yox/clientbase/Pem.h"
-#include "yox/clientbase/PemCleaning.h"
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/Certificates.h"
-#include "yox/clientbase/platform/PathText.h"
-#include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
-#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+#include "yox/platform/clock/Clock.h"
+#include "yox/platform/crypto/Certificates.h"
+#include "yox/platform/crypto/PemCleaning.h"
+#include "yox/platform/files/Files.h"
+#include "yox/platform/files/NewFile.h"
+#include "yox/platform/files/PathText.h"
+#include "yox/platform/simulated/DeviceProfileReader.h"
+#include "yox/platform/simulated/SimulatedDevice.h"
 
-#include "tests/Rows.h"
+#include "tests/support/Rows.h"
 #include "tests/trust/Material.h"
 
 namespace {
 
 using YOX::CoreUtility;
-using YOX::WString;
-using namespace YOX::literals;
+using yox::WString;
+using namespace yox::literals;
 using namespace yox_test;
 
 constexpr std::int64_t kNow = 1772366400;         // 2026-03-01T12:00:00Z
@@ -32,24 +34,24 @@ const std::string kA = kRootACertificate;
 const std::string kB = kRootBCertificate;
 const std::string kOld = kExpiredCertificate;
 
-std::string DerOf(const std::string& pem) { return YOX::ReadPem(pem).value().at(0).der; }
+std::string DerOf(const std::string& pem) { return yox::ReadPem(pem).value().at(0).der; }
 
 TEST(CertificatesTest, EndIsReadToTheSecond) {
-  EXPECT_EQ(YOX::platform::CertificateEnd(DerOf(kOld)), kExpiredEnd);
-  EXPECT_EQ(YOX::platform::CertificateEnd(DerOf(kA)), 2429913599);  // 2046-12-31T23:59:59Z
+  EXPECT_EQ(yox::platform::CertificateEnd(DerOf(kOld)), kExpiredEnd);
+  EXPECT_EQ(yox::platform::CertificateEnd(DerOf(kA)), 2429913599);  // 2046-12-31T23:59:59Z
 }
 
 TEST(CertificatesTest, BytesThatAreNoCertificateHaveNoEnd) {
   const std::string der = DerOf(kA);
   for (const std::string& bytes :
        {std::string(), std::string("\x30\x00", 2), der.substr(1), der.substr(0, der.size() - 1)}) {
-    EXPECT_EQ(YOX::platform::CertificateEnd(bytes), std::nullopt);
+    EXPECT_EQ(yox::platform::CertificateEnd(bytes), std::nullopt);
   }
 }
 
 TEST(PemTest, BlocksAreFoundBetweenOtherText) {
   const std::string text = "a chain\n" + kA + "\nsubject=B\n" + kB + "behind";
-  const auto blocks = YOX::ReadPem(text);
+  const auto blocks = yox::ReadPem(text);
   ASSERT_TRUE(blocks);
   ASSERT_EQ(blocks->size(), 2U);
   EXPECT_EQ(text.substr((*blocks)[0].begin, (*blocks)[0].end - (*blocks)[0].begin), kA);
@@ -62,8 +64,8 @@ TEST(PemTest, LineBreaksOfEitherKindAndNoneAtTheEnd) {
   for (const char c : kA) windows += c == '\n' ? std::string("\r\n") : std::string(1, c);
   EXPECT_EQ(DerOf(windows), DerOf(kA));
   EXPECT_EQ(DerOf(kA.substr(0, kA.size() - 1)), DerOf(kA));
-  EXPECT_TRUE(YOX::ReadPem("").value().empty());
-  EXPECT_TRUE(YOX::ReadPem("no block at all").value().empty());
+  EXPECT_TRUE(yox::ReadPem("").value().empty());
+  EXPECT_TRUE(yox::ReadPem("no block at all").value().empty());
 }
 
 std::string Block(const std::string& label, const std::string& body) {
@@ -78,8 +80,8 @@ struct BadPem {
 class BadPemTest : public testing::TestWithParam<BadPem> {};
 
 TEST_P(BadPemTest, IsRefusedAsAWholeAlone) {
-  EXPECT_FALSE(YOX::ReadPem(GetParam().text));
-  EXPECT_FALSE(YOX::ReadPem(kA + GetParam().text + kB));
+  EXPECT_FALSE(yox::ReadPem(GetParam().text));
+  EXPECT_FALSE(yox::ReadPem(kA + GetParam().text + kB));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -112,7 +114,7 @@ class CoreUtilityTest : public testing::Test {
     return {std::istreambuf_iterator<char>(stream), {}};
   }
   std::string Path() { return YOX::String::UTF16ToUTF8(Wide()); }
-  WString Wide() { return YOX::platform::ToText(device_.files().folder() / "chain.pem"); }
+  WString Wide() { return yox::platform::ToText(device_.files().folder() / "chain.pem"); }
   bool Validates(std::string_view content) {
     Write(content);
     return CoreUtility::ValidatePemFile(Path());
@@ -123,9 +125,9 @@ class CoreUtilityTest : public testing::Test {
     return CoreUtility::RemoveExpiredAndDuplicateCertsFromFile(Path()) ? Read() : "false";
   }
 
-  YOX::platform::SimulatedDevice device_{
-      YOX::platform::ReadDeviceProfile(R"({"clock": {"now": "2026-03-01T12:00:00"}})")};
-  YOX::platform::ScopedPlatform installed_{device_};
+  yox::platform::SimulatedDevice device_{
+      yox::platform::ReadDeviceProfile(R"({"clock": {"now": "2026-03-01T12:00:00"}})")};
+  yox::platform::ScopedPlatform installed_{device_};
 };
 
 TEST_F(CoreUtilityTest, UsableFileHoldsACertificateAndNothingBroken) {
@@ -171,8 +173,8 @@ TEST_F(CoreUtilityTest, FileOfExpiredOnesValidatesAndIsEmptied) {
 }
 
 TEST_F(CoreUtilityTest, CertificateIsGoodThroughItsLastSecond) {
-  EXPECT_EQ(YOX::CleanPem(kOld, kExpiredEnd), kOld);
-  EXPECT_EQ(YOX::CleanPem(kOld, kExpiredEnd + 1), "");
+  EXPECT_EQ(yox::platform::CleanPem(kOld, kExpiredEnd), kOld);
+  EXPECT_EQ(yox::platform::CleanPem(kOld, kExpiredEnd + 1), "");
   device_.clock().Set(kExpiredEnd);
   EXPECT_EQ(Cleaned(kOld), kOld);
   device_.clock().Set(kNow);
@@ -210,7 +212,7 @@ class NewFileTest : public CoreUtilityTest {};
 TEST_F(NewFileTest, FormerFileStandsUntilTheNewOneIsComplete) {
   Write("former");
   {
-    YOX::NewFile file(Wide(), YOX::NewFile::Access::kPrivate, std::ios::binary);
+    yox::NewFile file(Wide(), yox::NewFile::Access::kPrivate, std::ios::binary);
     file.Write("new");
     EXPECT_EQ(Read(), "former");
     file.Commit();
@@ -223,7 +225,7 @@ TEST_F(NewFileTest, FormerFileStandsUntilTheNewOneIsComplete) {
 TEST_F(NewFileTest, UnfinishedFileLeavesNothingBehind) {
   Write("former");
   {
-    YOX::NewFile file(Wide(), YOX::NewFile::Access::kAsBefore, std::ios::binary);
+    yox::NewFile file(Wide(), yox::NewFile::Access::kAsBefore, std::ios::binary);
     file.Write("new");
     EXPECT_TRUE(FileSystem::fileExists(Wide() + ".new"_w));
   }
@@ -233,7 +235,7 @@ TEST_F(NewFileTest, UnfinishedFileLeavesNothingBehind) {
 
 TEST_F(NewFileTest, LeftoverOfAFormerProcessIsReplaced) {
   FileSystem::OpenToWrite(Wide() + ".new"_w) << "leftover, longer than what follows";
-  YOX::NewFile file(Wide(), YOX::NewFile::Access::kPrivate, std::ios::binary);
+  yox::NewFile file(Wide(), yox::NewFile::Access::kPrivate, std::ios::binary);
   file.Write("new");
   file.Commit();
   EXPECT_EQ(Read(), "new");
@@ -241,10 +243,10 @@ TEST_F(NewFileTest, LeftoverOfAFormerProcessIsReplaced) {
 
 TEST_F(NewFileTest, FolderIsNotReplaced) {
   ASSERT_TRUE(FileSystem::createDirectory(Wide(), false));
-  EXPECT_THROW(YOX::NewFile(Wide(), YOX::NewFile::Access::kPrivate, std::ios::binary),
+  EXPECT_THROW(yox::NewFile(Wide(), yox::NewFile::Access::kPrivate, std::ios::binary),
                std::runtime_error);
   EXPECT_THROW(
-      YOX::NewFile(Wide() + "\\no\\folder"_w, YOX::NewFile::Access::kPrivate, std::ios::binary),
+      yox::NewFile(Wide() + "\\no\\folder"_w, yox::NewFile::Access::kPrivate, std::ios::binary),
       std::runtime_error);
 }
 

@@ -1,12 +1,13 @@
 #include "yox/clientbase/CountryCodeAgent.h"
 
-#include "yox/clientbase/platform/Platform.h"
+#include "yox/platform/Platform.h"
+#include "yox/platform/system/Locale.h"
 
-using YOX::WString;
+using yox::WString;
 
 namespace {
 
-YOX::platform::LocaleFacts Facts() { return YOX::platform::Platform::Get().locale().Facts(); }
+yox::platform::LocaleFacts Facts() { return yox::platform::Platform::Get().locale().Facts(); }
 
 }  // namespace
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "yox/clientbase/Export.h"
-#include "yox/clientbase/WString.h"
+#include "yox/base/Export.h"
+#include "yox/base/WString.h"
 
 // Where the device is and what it speaks, asked of the system at every call. A text that it does
 // not know is empty. Safe from any thread.
@@ -9,9 +9,9 @@ class YOX_API CountryCodeAgent {
  public:
   CountryCodeAgent() = delete;
 
-  static YOX::WString GetCountryCode();                // "US"
-  static YOX::WString GetEnglishCountryName();         // "United States"
-  static YOX::WString GetEnglishRegionName();          // "United States"
-  static YOX::WString GetSystemDefaultLanguageCode();  // "en-US"
-  static YOX::WString GetSystemDefaultLanguageName();  // "English (United States)"
+  static yox::WString GetCountryCode();                // "US"
+  static yox::WString GetEnglishCountryName();         // "United States"
+  static yox::WString GetEnglishRegionName();          // "United States"
+  static yox::WString GetSystemDefaultLanguageCode();  // "en-US"
+  static yox::WString GetSystemDefaultLanguageName();  // "English (United States)"
 };

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "yox/clientbase/Export.h"
+#include "yox/base/Export.h"
 
 // Records what went badly wrong, as a pair of numbers that support knows, in a log of its own:
 // "CriticalEvents.log", the line "critical event 1001, 86". Safe from any thread.

@@ -5,8 +5,10 @@
 #include <cstdio>
 #include <string>
 
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/Platform.h"
+#include "yox/base/String.h"
+#include "yox/platform/Platform.h"
+#include "yox/platform/clock/Clock.h"
+#include "yox/platform/system/OperatingSystem.h"
 
 namespace YOX {
 namespace {

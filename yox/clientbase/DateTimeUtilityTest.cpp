@@ -1,19 +1,20 @@
 #include <gtest/gtest.h>
 
+#include "yox/base/String.h"
 #include "yox/clientbase/DateTimeUtility.h"
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
-#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+#include "yox/platform/clock/Clock.h"
+#include "yox/platform/simulated/DeviceProfileReader.h"
+#include "yox/platform/simulated/SimulatedDevice.h"
 
-#include "tests/Rows.h"
+#include "tests/support/Rows.h"
 
 namespace {
 
 using YOX::DateTimeUtility;
 using YOX::String;
-using YOX::platform::ReadDeviceProfile;
-using YOX::platform::ScopedPlatform;
-using YOX::platform::SimulatedDevice;
+using yox::platform::ReadDeviceProfile;
+using yox::platform::ScopedPlatform;
+using yox::platform::SimulatedDevice;
 
 struct FirstRunRow {
   const char* name;

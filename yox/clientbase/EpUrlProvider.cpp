@@ -1,6 +1,7 @@
 #include "yox/clientbase/EpUrlProvider.h"
 
-#include "yox/clientbase/platform/Platform.h"
+#include "yox/platform/Platform.h"
+#include "yox/platform/registry/Registry.h"
 
 namespace YOX {
 namespace {

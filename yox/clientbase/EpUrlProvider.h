@@ -2,8 +2,8 @@
 
 #include <vector>
 
-#include "yox/clientbase/Export.h"
-#include "yox/clientbase/WString.h"
+#include "yox/base/Export.h"
+#include "yox/base/WString.h"
 
 namespace YOX {
 

@@ -1,15 +1,15 @@
 #include "yox/clientbase/EpUrlProvider.h"
 #include "yox/clientbase/ProcessWrap.h"
-#include "yox/clientbase/platform/RegistryPlatform.h"
+#include "yox/platform/registry/RegistryPlatform.h"
 
 namespace {
 
-using namespace YOX::literals;
+using namespace yox::literals;
 using testing::ElementsAre;
 using YOX::EpUrlProvider;
-using YOX::WString;
-using YOX::platform::RegistryKey;
-using YOX::platform::RegistryValue;
+using yox::WString;
+using yox::platform::RegistryKey;
+using yox::platform::RegistryValue;
 
 class EpUrlProviderTest : public yox_test::OnEveryRegistry {
  protected:
@@ -19,9 +19,9 @@ YOX_ON_EVERY_REGISTRY(EpUrlProviderTest);
 
 TEST_P(EpUrlProviderTest, WithoutTheKeyThereIsNoProvider) {
   EXPECT_EQ(EpUrlProvider::GetInstance(), nullptr);
-  ASSERT_EQ(registry().CreateKey(key_), YOX::platform::RegistryStatus::kOk);
+  ASSERT_EQ(registry().CreateKey(key_), yox::platform::RegistryStatus::kOk);
   EXPECT_NE(EpUrlProvider::GetInstance(), nullptr);
-  ASSERT_EQ(registry().DeleteKey(key_), YOX::platform::RegistryStatus::kOk);
+  ASSERT_EQ(registry().DeleteKey(key_), yox::platform::RegistryStatus::kOk);
   EXPECT_EQ(EpUrlProvider::GetInstance(), nullptr);
 }
 
@@ -48,15 +48,15 @@ TEST_P(EpUrlProviderTest, MissingValuesEmptyTheOutputs) {
 }
 
 TEST(ProcessWrapTest, TheProfileSaysWhetherThisIsTheSystemsAccount) {
-  YOX::platform::DeviceProfile profile;
-  YOX::platform::SimulatedDevice user(profile);
+  yox::platform::DeviceProfile profile;
+  yox::platform::SimulatedDevice user(profile);
   profile.user.system_process = true;
-  YOX::platform::SimulatedDevice system(profile);
+  yox::platform::SimulatedDevice system(profile);
   {
-    const YOX::platform::ScopedPlatform installed(user);
+    const yox::platform::ScopedPlatform installed(user);
     EXPECT_FALSE(YOX::ProcessWrap::IsSystemProcess());
   }
-  const YOX::platform::ScopedPlatform installed(system);
+  const yox::platform::ScopedPlatform installed(system);
   EXPECT_TRUE(YOX::ProcessWrap::IsSystemProcess());
 }
 

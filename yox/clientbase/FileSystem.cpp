@@ -2,14 +2,16 @@
 
 #include <system_error>
 
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/Platform.h"
+#include "yox/base/String.h"
+#include "yox/platform/Platform.h"
+#include "yox/platform/files/Files.h"
+#include "yox/platform/system/Client.h"
 
-using YOX::WString;
+using yox::WString;
 
 namespace {
 
-YOX::platform::Files& Files() { return YOX::platform::Platform::Get().files(); }
+yox::platform::Files& Files() { return yox::platform::Platform::Get().files(); }
 
 bool IsFile(const std::filesystem::path& path) {
   std::error_code none;
@@ -19,7 +21,7 @@ bool IsFile(const std::filesystem::path& path) {
 }  // namespace
 
 WString FileSystem::GetFileVersion(const WString& path) {
-  return YOX::platform::Platform::Get().client().FileVersion(path);
+  return yox::platform::Platform::Get().client().FileVersion(path);
 }
 
 WString FileSystem::GetCommonApplicationDataPath() { return Files().CommonApplicationDataPath(); }

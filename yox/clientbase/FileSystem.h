@@ -5,8 +5,8 @@
 #include <fstream>
 #include <string>
 
-#include "yox/clientbase/Export.h"
-#include "yox/clientbase/WString.h"
+#include "yox/base/Export.h"
+#include "yox/base/WString.h"
 
 // Files by the library's paths (see platform/Files.h): texts with backslashes, located on this
 // machine by the platform in use. Only regular files count and are opened; a link to one is one.
@@ -16,27 +16,27 @@ class YOX_API FileSystem {
   FileSystem() = delete;
 
   // The machine-wide folder for the data of all programs, without a separator at the end.
-  static YOX::WString GetCommonApplicationDataPath();
+  static yox::WString GetCommonApplicationDataPath();
 
-  static bool fileExists(const YOX::WString& path);
+  static bool fileExists(const yox::WString& path);
   // In bytes; 0 when there is no such file.
-  static std::uint64_t fileSize(const YOX::WString& path);
+  static std::uint64_t fileSize(const yox::WString& path);
   // True when the folder stands afterwards. `with_parents` creates what is missing on the way.
-  static bool createDirectory(const YOX::WString& path, bool with_parents);
+  static bool createDirectory(const yox::WString& path, bool with_parents);
   // True when the file is gone by this call.
-  static bool deleteFile(const YOX::WString& path);
+  static bool deleteFile(const yox::WString& path);
 
   // The version of the program at the path, "4.2.10.0"; empty when it has none.
-  static YOX::WString GetFileVersion(const YOX::WString& path);
+  static yox::WString GetFileVersion(const yox::WString& path);
 
   // Where the path lies on this machine.
-  static std::filesystem::path Locate(const YOX::WString& path);
+  static std::filesystem::path Locate(const yox::WString& path);
 
   // Streams that are not good when the file cannot be opened. Reading is binary unless `mode` says
   // otherwise, writing is what `mode` says, and a missing file is created.
-  static std::ifstream OpenToRead(const YOX::WString& path,
+  static std::ifstream OpenToRead(const yox::WString& path,
                                   std::ios::openmode mode = std::ios::in | std::ios::binary);
-  static std::ofstream OpenToWrite(const YOX::WString& path,
+  static std::ofstream OpenToWrite(const yox::WString& path,
                                    std::ios::openmode mode = std::ios::out | std::ios::trunc);
 };
 

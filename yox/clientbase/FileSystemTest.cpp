@@ -2,22 +2,23 @@
 
 #include <string>
 
+#include "yox/base/String.h"
 #include "yox/clientbase/FilePermissions.h"
 #include "yox/clientbase/FileSystem.h"
 #include "yox/clientbase/Paths.h"
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/PathText.h"
-#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+#include "yox/platform/files/Files.h"
+#include "yox/platform/files/PathText.h"
+#include "yox/platform/simulated/SimulatedDevice.h"
 
-#include "tests/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace {
 
-using YOX::WString;
-using YOX::platform::Files;
-using YOX::platform::Platform;
-using YOX::platform::ToText;
-using namespace YOX::literals;
+using yox::WString;
+using yox::platform::Files;
+using yox::platform::Platform;
+using yox::platform::ToText;
+using namespace yox::literals;
 
 class FileSystemTest : public testing::Test {
  protected:
@@ -30,8 +31,8 @@ class FileSystemTest : public testing::Test {
     return {std::istreambuf_iterator<char>(stream), {}};
   }
 
-  YOX::platform::SimulatedDevice device_;
-  YOX::platform::ScopedPlatform installed_{device_};
+  yox::platform::SimulatedDevice device_;
+  yox::platform::ScopedPlatform installed_{device_};
 };
 
 TEST_F(FileSystemTest, MissingFileHasNoSizeAndCannotBeReadOrDeleted) {
@@ -123,11 +124,11 @@ TEST_F(FileSystemTest, MalformedGrantsChangeNothing) {
 TEST(SimulatedFilesTest, TemporaryFolderGoesWithTheDevice) {
   std::filesystem::path folder;
   {
-    YOX::platform::SimulatedDevice device;
+    yox::platform::SimulatedDevice device;
     folder = device.files().folder();
     EXPECT_TRUE(std::filesystem::is_directory(folder));
     EXPECT_EQ(device.files().folder(), folder);
-    EXPECT_NE(YOX::platform::SimulatedDevice().files().folder(), folder);
+    EXPECT_NE(yox::platform::SimulatedDevice().files().folder(), folder);
   }
   EXPECT_FALSE(std::filesystem::exists(folder));
 }
@@ -135,7 +136,7 @@ TEST(SimulatedFilesTest, TemporaryFolderGoesWithTheDevice) {
 TEST(SimulatedFilesTest, NamedFolderStays) {
   const yox_test::TemporaryFolder folder;
   {
-    YOX::platform::SimulatedDevice device({}, folder.path());
+    yox::platform::SimulatedDevice device({}, folder.path());
     EXPECT_EQ(device.files().folder(), folder.path());
   }
   EXPECT_TRUE(std::filesystem::is_directory(folder.path()));
@@ -149,8 +150,8 @@ class FilesContractTest : public testing::TestWithParam<const char*> {
   }
   std::filesystem::path Path(const char* name) { return device_.files().folder() / name; }
 
-  YOX::platform::SimulatedDevice device_;
-  YOX::platform::ScopedPlatform installed_{device_};
+  yox::platform::SimulatedDevice device_;
+  yox::platform::ScopedPlatform installed_{device_};
 };
 
 TEST_P(FilesContractTest, FoldersAreAbsoluteWithoutSeparatorAtTheEnd) {
@@ -176,13 +177,13 @@ TEST_P(FilesContractTest, PrivateFileIsNewEmptyAndWritable) {
 }
 
 TEST_P(FilesContractTest, GrantsNeedAFileAndKnownAccounts) {
-  const YOX::AccessGrant full{"S-1-5-18"_w, true, true, true, true, true};
+  const yox::AccessGrant full{"S-1-5-18"_w, true, true, true, true, true};
   EXPECT_FALSE(files().Grant(Path("none"), std::span(&full, 1), true));
   EXPECT_FALSE(files().Grant(Path("none"), std::span(&full, 1), false));
   std::ofstream(Path("file")) << "x";
   EXPECT_TRUE(files().Grant(Path("file"), std::span(&full, 1), true));
   EXPECT_TRUE(files().Grant(Path("file"), std::span(&full, 1), false));
-  const YOX::AccessGrant nobody{"S-not-an-account"_w, false, false, true, true, true};
+  const yox::AccessGrant nobody{"S-not-an-account"_w, false, false, true, true, true};
   EXPECT_FALSE(files().Grant(Path("file"), std::span(&nobody, 1), true));
 }
 

@@ -1,23 +1,24 @@
 #include <gtest/gtest.h>
 
+#include "yox/base/String.h"
 #include "yox/clientbase/BrandAgent.h"
 #include "yox/clientbase/DeveloperSettings.h"
 #include "yox/clientbase/FileSystem.h"
 #include "yox/clientbase/MTMAgent.h"
-#include "yox/clientbase/String.h"
 #include "yox/clientbase/SubBrandAgent.h"
 #include "yox/clientbase/System.h"
 #include "yox/clientbase/XMLConfigAgent.h"
-#include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
-#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+#include "yox/platform/registry/Registry.h"
+#include "yox/platform/simulated/DeviceProfileReader.h"
+#include "yox/platform/simulated/SimulatedDevice.h"
 
-#include "tests/Rows.h"
+#include "tests/support/Rows.h"
 
 namespace {
 
-using namespace YOX::literals;
+using namespace yox::literals;
 using YOX::String;
-using YOX::WString;
+using yox::WString;
 
 struct BrandRow {
   const char* name;
@@ -92,23 +93,23 @@ TEST(XMLConfigAgentTest, WhatIsNotThereIsEmpty) {
 }
 
 TEST(XMLConfigAgentTest, TheSimulatedDeviceConfiguresItself) {
-  YOX::platform::SimulatedDevice device(YOX::platform::ReadDeviceProfile(
+  yox::platform::SimulatedDevice device(yox::platform::ReadDeviceProfile(
       R"({"configuration": {"machine_type": "20X1", "serial_number": "S<1>", "bios_version": "B",
                             "mtm": "M", "machine_model": "größe"}})"));
-  const YOX::platform::ScopedPlatform installed(device);
+  const yox::platform::ScopedPlatform installed(device);
   EXPECT_EQ(Written(XMLConfigAgent::GetInstance(0)), "20X1|S<1>|B|M|größe");
 }
 
 TEST(XMLConfigAgentTest, ADeviceWithoutConfigurationHasNone) {
-  YOX::platform::SimulatedDevice device;
-  const YOX::platform::ScopedPlatform installed(device);
+  yox::platform::SimulatedDevice device;
+  const yox::platform::ScopedPlatform installed(device);
   EXPECT_EQ(Written(XMLConfigAgent::GetInstance(0)), "||||");
 }
 
 TEST(XMLConfigAgentTest, AFileLargerThanAMebibyteConfiguresNothing) {
   constexpr std::size_t kMebibyte = std::size_t{1} << 20;
-  YOX::platform::SimulatedDevice device;
-  const YOX::platform::ScopedPlatform installed(device);
+  yox::platform::SimulatedDevice device;
+  const yox::platform::ScopedPlatform installed(device);
   const WString path = FileSystem::GetCommonApplicationDataPath() + "\\yox-config.xml"_w;
   ASSERT_TRUE(FileSystem::createDirectory(FileSystem::GetCommonApplicationDataPath(), true));
   std::string xml = "<configuration><MTM>M</MTM></configuration>";
@@ -120,23 +121,23 @@ TEST(XMLConfigAgentTest, AFileLargerThanAMebibyteConfiguresNothing) {
 }
 
 TEST(DeveloperSettingsTest, TheOverrideIsAValueOfTheRegistryAndSeenAtOnce) {
-  YOX::platform::SimulatedDevice device;
-  const YOX::platform::ScopedPlatform installed(device);
+  yox::platform::SimulatedDevice device;
+  const yox::platform::ScopedPlatform installed(device);
   const YOX::DeveloperSettings& settings = YOX::DeveloperSettings::GetInstance();
   EXPECT_EQ(settings.OverrideDeviceModel(), ""_w);
-  const YOX::platform::RegistryKey key{
+  const yox::platform::RegistryKey key{
       HKEY_LOCAL_MACHINE, "SOFTWARE\\Tervan\\YOX\\Developer"_w, {}, {}};
   device.registry().CreateKey(key);
-  device.registry().SetValue(key, "DeviceModel"_w, YOX::platform::RegistryValue::Text("20X1AB"_w));
+  device.registry().SetValue(key, "DeviceModel"_w, yox::platform::RegistryValue::Text("20X1AB"_w));
   EXPECT_EQ(settings.OverrideDeviceModel(), "20X1AB"_w);
-  device.registry().SetValue(key, "DeviceModel"_w, YOX::platform::RegistryValue::Dword(20));
+  device.registry().SetValue(key, "DeviceModel"_w, yox::platform::RegistryValue::Dword(20));
   EXPECT_EQ(settings.OverrideDeviceModel(), ""_w);
 }
 
 TEST(SystemTest, TheTimeIsWrittenInUtc) {
-  YOX::platform::SimulatedDevice device(YOX::platform::ReadDeviceProfile(
+  yox::platform::SimulatedDevice device(yox::platform::ReadDeviceProfile(
       R"({"clock": {"now": "2026-03-01T00:30:05", "time_zone": "Asia/Tokyo"}})"));
-  const YOX::platform::ScopedPlatform installed(device);
+  const yox::platform::ScopedPlatform installed(device);
   EXPECT_EQ(YOX::System::GetTime(), "2026-02-28T15:30:05Z"_w);
 }
 

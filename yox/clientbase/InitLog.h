@@ -1,8 +1,8 @@
 #pragma once
 
-#include "yox/clientbase/Export.h"
-#include "yox/clientbase/Log.h"
-#include "yox/clientbase/WString.h"
+#include "yox/base/Export.h"
+#include "yox/base/Log.h"
+#include "yox/base/WString.h"
 
 namespace YOX::utility {
 

@@ -6,13 +6,14 @@
 
 #include "yox/clientbase/FileSystem.h"
 #include "yox/clientbase/InitLog.h"
-#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+#include "yox/platform/files/Files.h"
+#include "yox/platform/simulated/SimulatedDevice.h"
 
 namespace {
 
 using YOX::Log;
 using YOX::utility::InitLog;
-using namespace YOX::literals;
+using namespace yox::literals;
 
 class InitLogTest : public testing::Test {
  protected:
@@ -21,8 +22,8 @@ class InitLogTest : public testing::Test {
     return {std::istreambuf_iterator<char>(file), {}};
   }
 
-  YOX::platform::SimulatedDevice device_;
-  YOX::platform::ScopedPlatform installed_{device_};
+  yox::platform::SimulatedDevice device_;
+  yox::platform::ScopedPlatform installed_{device_};
 };
 
 TEST_F(InitLogTest, WritesEverythingBelowTheStateFolder) {

@@ -1,6 +1,7 @@
 #include "yox/clientbase/InstalledApps.h"
 
-#include "yox/clientbase/platform/Platform.h"
+#include "yox/platform/Platform.h"
+#include "yox/platform/apps/Applications.h"
 
 namespace YOX::utility {
 

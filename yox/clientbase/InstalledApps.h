@@ -2,9 +2,9 @@
 
 #include <unordered_map>
 
-#include "yox/clientbase/Export.h"
-#include "yox/clientbase/WString.h"
-#include "yox/clientbase/platform/Applications.h"
+#include "yox/base/Export.h"
+#include "yox/base/WString.h"
+#include "yox/platform/apps/Applications.h"
 
 namespace YOX::utility {
 

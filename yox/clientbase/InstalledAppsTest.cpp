@@ -4,24 +4,24 @@
 
 #include "yox/clientbase/InstalledApps.h"
 #include "yox/clientbase/MSStorePackageEnumerator.h"
-#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+#include "yox/platform/simulated/SimulatedDevice.h"
 
-#include "tests/CapturedLog.h"
-#include "tests/SubstitutedPlatform.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/SubstitutedPlatform.h"
 
 namespace {
 
-using namespace YOX::literals;
-using YOX::WString;
-using YOX::platform::ApplicationSource;
+using namespace yox::literals;
+using yox::WString;
+using yox::platform::ApplicationSource;
 using YOX::utility::AppMap;
 using YOX::utility::GetInstalledApps;
 
 // One application of its own in each source, and one that all have.
-class OneInEachSource final : public YOX::platform::Applications {
+class OneInEachSource final : public yox::platform::Applications {
  public:
   ByKey Installed(ApplicationSource source) override {
-    const WString number(1, static_cast<YOX::WChar>('1' + static_cast<int>(source)));
+    const WString number(1, static_cast<yox::WChar>('1' + static_cast<int>(source)));
     return {{"own "_w + number, {"Name"_w, {}, number}}, {"shared"_w, {"Name"_w, {}, number}}};
   }
   std::map<WString, WString> Store() override { throw std::runtime_error("store is closed"); }
@@ -32,10 +32,10 @@ class InstalledAppsTest : public testing::Test {
  protected:
   InstalledAppsTest() { platform_.Set(applications_); }
 
-  YOX::platform::SimulatedDevice device_;
+  yox::platform::SimulatedDevice device_;
   OneInEachSource applications_;
   yox_test::SubstitutedPlatform platform_{device_};
-  YOX::platform::ScopedPlatform installed_{platform_};
+  yox::platform::ScopedPlatform installed_{platform_};
 };
 
 TEST_F(InstalledAppsTest, TheFlagsNameTheSource) {

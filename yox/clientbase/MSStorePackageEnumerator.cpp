@@ -2,7 +2,8 @@
 
 #include <exception>
 
-#include "yox/clientbase/platform/Platform.h"
+#include "yox/platform/Platform.h"
+#include "yox/platform/apps/Applications.h"
 
 namespace YOX {
 

@@ -3,9 +3,9 @@
 #include <atomic>
 #include <map>
 
-#include "yox/clientbase/Export.h"
-#include "yox/clientbase/Log.h"
-#include "yox/clientbase/WString.h"
+#include "yox/base/Export.h"
+#include "yox/base/Log.h"
+#include "yox/base/WString.h"
 
 namespace YOX {
 

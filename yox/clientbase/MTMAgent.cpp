@@ -1,8 +1,8 @@
 #include "yox/clientbase/MTMAgent.h"
 
-#include "yox/clientbase/String.h"
+#include "yox/base/String.h"
 
-using YOX::WString;
+using yox::WString;
 
 WString MTMAgent::GetMTM(const WString& model_number) {
   return WString(YOX::String::Trimmed(model_number));

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "yox/clientbase/Export.h"
-#include "yox/clientbase/WString.h"
+#include "yox/base/Export.h"
+#include "yox/base/WString.h"
 
 // The machine-type-model text (MTM) and the machine type, from the firmware's model number.
 class YOX_API MTMAgent {
@@ -9,7 +9,7 @@ class YOX_API MTMAgent {
   MTMAgent() = delete;
 
   // The model number without surrounding white space.
-  static YOX::WString GetMTM(const YOX::WString& model_number);
+  static yox::WString GetMTM(const yox::WString& model_number);
   // The first four characters of the MTM, all of it when it is shorter.
-  static YOX::WString GetMTFromMTM(const YOX::WString& mtm);
+  static yox::WString GetMTFromMTM(const yox::WString& mtm);
 };

@@ -1,9 +1,10 @@
 #include "yox/clientbase/OperatingSystemAgent.h"
 
-#include "yox/clientbase/platform/Platform.h"
+#include "yox/platform/Platform.h"
+#include "yox/platform/system/OperatingSystem.h"
 
-using YOX::WString;
-using YOX::platform::Platform;
+using yox::WString;
+using yox::platform::Platform;
 
 WString OperatingSystemAgent::GetOperatingSystemProductName() {
   return Platform::Get().operating_system().ProductName();

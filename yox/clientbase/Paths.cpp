@@ -1,8 +1,9 @@
 #include "yox/clientbase/Paths.h"
 
+#include "yox/base/String.h"
 #include "yox/clientbase/FileSystem.h"
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/Platform.h"
+#include "yox/platform/Platform.h"
+#include "yox/platform/files/Files.h"
 
 namespace YOX::utility {
 namespace {

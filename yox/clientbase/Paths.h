@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "yox/clientbase/Export.h"
-#include "yox/clientbase/WString.h"
+#include "yox/base/Export.h"
+#include "yox/base/WString.h"
 
 // Where the client keeps what. Paths are texts with backslashes (see platform/Files.h), without a
 // separator at the end; asking creates nothing unless said.

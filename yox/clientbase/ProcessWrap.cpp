@@ -1,6 +1,7 @@
 #include "yox/clientbase/ProcessWrap.h"
 
-#include "yox/clientbase/platform/Platform.h"
+#include "yox/platform/Platform.h"
+#include "yox/platform/users/Users.h"
 
 namespace YOX {
 

@@ -4,10 +4,10 @@
 #include <optional>
 #include <utility>
 
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/RegistryPaths.h"
+#include "yox/base/String.h"
+#include "yox/platform/registry/RegistryPaths.h"
 
-namespace YOX {
+namespace yox {
 namespace {
 
 using platform::RegistryAction;
@@ -347,4 +347,4 @@ RegistryStatus EditsThatMake(platform::Registry& registry, const RegistryKey& ke
   return RegistryStatus::kOk;
 }
 
-}  // namespace YOX
+}  // namespace yox

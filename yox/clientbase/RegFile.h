@@ -5,13 +5,13 @@
 #include <string_view>
 #include <vector>
 
-#include "yox/clientbase/Document.h"
-#include "yox/clientbase/Export.h"
-#include "yox/clientbase/platform/Registry.h"
+#include "yox/base/Document.h"
+#include "yox/base/Export.h"
+#include "yox/platform/registry/Registry.h"
 
 // Registry files as Windows writes and reads them, version 5.00, in UTF-16 (little endian, with
 // byte order mark) or UTF-8.
-namespace YOX {
+namespace yox {
 
 // The edits that the file asks for, in its order; what it deletes need not be there. Throws
 // DocumentError with the line of what is malformed: "line 3: ...".
@@ -28,4 +28,4 @@ YOX_API platform::RegistryStatus EditsThatMake(platform::Registry& registry,
                                                const platform::RegistryKey& key,
                                                std::vector<platform::RegistryEdit>& edits);
 
-}  // namespace YOX
+}  // namespace yox

@@ -1,23 +1,23 @@
+#include "yox/base/String.h"
 #include "yox/clientbase/RegFile.h"
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/RegistryPlatform.h"
+#include "yox/platform/registry/RegistryPlatform.h"
 
-#include "tests/Rows.h"
+#include "tests/support/Rows.h"
 
 namespace {
 
-using namespace YOX::literals;
-using YOX::ReadRegFile;
-using YOX::RegFileEncoding;
+using namespace yox::literals;
+using yox::ReadRegFile;
+using yox::RegFileEncoding;
 using YOX::String;
-using YOX::WriteRegFile;
-using YOX::WString;
-using YOX::platform::RegistryAction;
-using YOX::platform::RegistryEdit;
-using YOX::platform::RegistryKey;
-using YOX::platform::RegistryStatus;
-using YOX::platform::RegistryType;
-using YOX::platform::RegistryValue;
+using yox::WriteRegFile;
+using yox::WString;
+using yox::platform::RegistryAction;
+using yox::platform::RegistryEdit;
+using yox::platform::RegistryKey;
+using yox::platform::RegistryStatus;
+using yox::platform::RegistryType;
+using yox::platform::RegistryValue;
 
 const std::string kHead = "Windows Registry Editor Version 5.00\n";
 const std::string kKey = kHead + "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Contoso]\n";
@@ -82,7 +82,7 @@ TEST_P(MalformedRegFile, IsRefusedWithItsLine) {
   try {
     ReadRegFile(GetParam().file);
     ADD_FAILURE() << "was read";
-  } catch (const YOX::DocumentError& error) {
+  } catch (const yox::DocumentError& error) {
     EXPECT_STREQ(error.what(), GetParam().message);
   }
 }
@@ -201,7 +201,7 @@ TEST_P(RegFileOnEveryRegistry, WhatIsExportedCanBeImported) {
   Set(key, "Name"_w, RegistryValue::Text("x"_w));
   Set(below, {}, RegistryValue::Binary({1, 2}));
   std::vector<RegistryEdit> edits;
-  ASSERT_EQ(YOX::EditsThatMake(registry(), key, edits), RegistryStatus::kOk);
+  ASSERT_EQ(yox::EditsThatMake(registry(), key, edits), RegistryStatus::kOk);
   const std::string file = WriteRegFile(edits, RegFileEncoding::kUtf16);
   ASSERT_EQ(registry().DeleteKey(key), RegistryStatus::kOk);
   ASSERT_EQ(registry().Apply(ReadRegFile(file)), RegistryStatus::kOk);

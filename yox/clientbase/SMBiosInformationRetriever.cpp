@@ -1,10 +1,11 @@
 #include "yox/clientbase/SMBiosInformationRetriever.h"
 
-#include "yox/clientbase/platform/Platform.h"
+#include "yox/platform/Platform.h"
+#include "yox/platform/firmware/Firmware.h"
 
-using YOX::WString;
-using YOX::platform::FirmwareFacts;
-using YOX::platform::Platform;
+using yox::WString;
+using yox::platform::FirmwareFacts;
+using yox::platform::Platform;
 
 namespace {
 

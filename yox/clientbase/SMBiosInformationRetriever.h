@@ -1,7 +1,7 @@
 #pragma once
 
-#include "yox/clientbase/Export.h"
-#include "yox/clientbase/WString.h"
+#include "yox/base/Export.h"
+#include "yox/base/WString.h"
 
 // The firmware's description of the device, field by field. A text that the firmware does not give
 // is empty. Safe from any thread but for `ReInitialize`.
@@ -13,19 +13,19 @@ class YOX_API SMBiosInformationRetriever {
   // Reads the tables again; no other thread may be asking meanwhile.
   void ReInitialize();
 
-  YOX::WString GetManufacturer() const;
-  YOX::WString GetFamily() const;
-  YOX::WString GetModelNumber() const;
-  YOX::WString GetSKU() const;
-  YOX::WString GetSerialNumber() const;
-  YOX::WString GetOrlaSerialNumber() const;  // the baseboard's
-  YOX::WString GetEnclosureType() const;
-  YOX::WString GetBiosVersion() const;
-  YOX::WString GetBiosVersionShort() const;
-  YOX::WString GetBiosReleaseDate() const;
-  YOX::WString GetEcVersion() const;
-  YOX::WString GetECReleaseDate() const;
-  YOX::WString GetSmBiosVersion() const;
+  yox::WString GetManufacturer() const;
+  yox::WString GetFamily() const;
+  yox::WString GetModelNumber() const;
+  yox::WString GetSKU() const;
+  yox::WString GetSerialNumber() const;
+  yox::WString GetOrlaSerialNumber() const;  // the baseboard's
+  yox::WString GetEnclosureType() const;
+  yox::WString GetBiosVersion() const;
+  yox::WString GetBiosVersionShort() const;
+  yox::WString GetBiosReleaseDate() const;
+  yox::WString GetEcVersion() const;
+  yox::WString GetECReleaseDate() const;
+  yox::WString GetSmBiosVersion() const;
 
  private:
   SMBiosInformationRetriever() = default;

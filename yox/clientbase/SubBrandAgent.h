@@ -1,7 +1,7 @@
 #pragma once
 
-#include "yox/clientbase/Export.h"
-#include "yox/clientbase/WString.h"
+#include "yox/base/Export.h"
+#include "yox/base/WString.h"
 
 // The line of products within the brand. Pure, safe from any thread.
 class YOX_API SubBrandAgent {
@@ -9,5 +9,5 @@ class YOX_API SubBrandAgent {
   SubBrandAgent() = delete;
 
   // Empty when neither text names one.
-  static YOX::WString GetSubBrand(const YOX::WString& sku, const YOX::WString& family);
+  static yox::WString GetSubBrand(const yox::WString& sku, const yox::WString& family);
 };

@@ -3,8 +3,10 @@
 #include <chrono>
 #include <cstdio>
 
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/Platform.h"
+#include "yox/base/String.h"
+#include "yox/platform/Platform.h"
+#include "yox/platform/clock/Clock.h"
+#include "yox/platform/users/Users.h"
 
 namespace YOX {
 

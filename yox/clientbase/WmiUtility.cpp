@@ -1,6 +1,7 @@
 #include "yox/clientbase/WmiUtility.h"
 
-#include "yox/clientbase/platform/Platform.h"
+#include "yox/platform/Platform.h"
+#include "yox/platform/system/ManagementQueries.h"
 
 namespace YOX {
 

@@ -2,9 +2,9 @@
 
 #include <vector>
 
-#include "yox/clientbase/Export.h"
-#include "yox/clientbase/WString.h"
-#include "yox/clientbase/platform/ManagementQueries.h"
+#include "yox/base/Export.h"
+#include "yox/base/WString.h"
+#include "yox/platform/system/ManagementQueries.h"
 
 namespace YOX {
 

@@ -4,12 +4,12 @@
 #include <pugixml.hpp>
 #include <string>
 
+#include "yox/base/String.h"
 #include "yox/clientbase/FileSystem.h"
-#include "yox/clientbase/String.h"
 
-using namespace YOX::literals;
+using namespace yox::literals;
 using YOX::String;
-using YOX::WString;
+using yox::WString;
 
 struct XMLConfigAgent::Element {
   const char* name;

@@ -2,8 +2,8 @@
 
 #include <string_view>
 
-#include "yox/clientbase/Export.h"
-#include "yox/clientbase/WString.h"
+#include "yox/base/Export.h"
+#include "yox/base/WString.h"
 
 // What is configured of the device's identity, in the file yox-config.xml of the machine's common
 // folder for application data:
@@ -25,19 +25,19 @@ class YOX_API XMLConfigAgent {
   // The same from the text of such a file.
   static XMLConfigAgent Parse(std::string_view xml);
 
-  YOX::WString GetMachineType() const { return machine_type_; }
-  YOX::WString GetSerialNumber() const { return serial_number_; }
-  YOX::WString GetBIOSVersion() const { return bios_version_; }
-  YOX::WString GetMTM() const { return mtm_; }
-  YOX::WString GetMachineModel() const { return machine_model_; }
+  yox::WString GetMachineType() const { return machine_type_; }
+  yox::WString GetSerialNumber() const { return serial_number_; }
+  yox::WString GetBIOSVersion() const { return bios_version_; }
+  yox::WString GetMTM() const { return mtm_; }
+  yox::WString GetMachineModel() const { return machine_model_; }
 
  private:
   struct Element;
   static const Element kElements[];
 
-  YOX::WString machine_type_;
-  YOX::WString serial_number_;
-  YOX::WString bios_version_;
-  YOX::WString mtm_;
-  YOX::WString machine_model_;
+  yox::WString machine_type_;
+  yox::WString serial_number_;
+  yox::WString bios_version_;
+  yox::WString mtm_;
+  yox::WString machine_model_;
 };

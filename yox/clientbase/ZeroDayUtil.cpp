@@ -1,7 +1,8 @@
 #include "yox/clientbase/ZeroDayUtil.h"
 
-#include "yox/clientbase/platform/Platform.h"
+#include "yox/platform/Platform.h"
+#include "yox/platform/system/Client.h"
 
 bool ZeroDayUtil::IsAnonymousMetricsEnabled(int /*reserved*/) {
-  return YOX::platform::Platform::Get().client().AnonymousMetrics();
+  return yox::platform::Platform::Get().client().AnonymousMetrics();
 }

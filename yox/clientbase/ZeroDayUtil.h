@@ -1,6 +1,6 @@
 #pragma once
 
-#include "yox/clientbase/Export.h"
+#include "yox/base/Export.h"
 
 class YOX_API ZeroDayUtil {
  public:

@@ -9,11 +9,11 @@
 #include "yox/clientbase/FileSystem.h"
 #include "yox/clientbase/Paths.h"
 
-namespace yox_device {
+namespace yox::device {
 
-using YOX::WString;
+using yox::WString;
 
-WString CachePath(YOX::WStringView name) {
+WString CachePath(yox::WStringView name) {
   WString path;
   YOX::utility::GetYoxAppDataRootPath(path);
   return (path += kSharedFolder) += name;
@@ -48,4 +48,4 @@ bool ReadDocument(const std::string& text, Json::Value& root) {
   return reader->parse(text.data(), text.data() + text.size(), &root, nullptr);
 }
 
-}  // namespace yox_device
+}  // namespace yox::device

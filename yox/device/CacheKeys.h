@@ -4,7 +4,7 @@
 
 #include "yox/device/MachineInformation.h"
 
-namespace yox_device {
+namespace yox::device {
 
 // A key of the record's cache file, and the member that it holds.
 struct CacheKey {
@@ -44,4 +44,4 @@ inline constexpr CacheKey kCacheKeys[] = {
 };
 #undef YOX_CACHED_TEXT
 
-}  // namespace yox_device
+}  // namespace yox::device

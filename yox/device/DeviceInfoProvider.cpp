@@ -6,10 +6,10 @@
 #include <variant>
 #include <vector>
 
+#include "yox/base/Log.h"
+#include "yox/base/String.h"
 #include "yox/clientbase/CGuid.h"
 #include "yox/clientbase/DeveloperSettings.h"
-#include "yox/clientbase/Log.h"
-#include "yox/clientbase/String.h"
 #include "yox/clientbase/WmiUtility.h"
 #include "yox/clientbase/XMLConfigAgent.h"
 #include "yox/device/MachineInformation.h"

@@ -5,8 +5,8 @@
 #include <memory>
 #include <mutex>
 
-#include "yox/clientbase/Export.h"
-#include "yox/clientbase/WString.h"
+#include "yox/base/Export.h"
+#include "yox/base/WString.h"
 
 class MachineInformation;
 

@@ -6,16 +6,17 @@
 #include "yox/device/DeviceInfoProvider.h"
 #include "yox/device/TestRecord.h"
 #include "yox/foundation/YOXHelperFactory.h"
+#include "yox/platform/files/Files.h"
 
-#include "tests/CapturedLog.h"
-#include "tests/SubstitutedPlatform.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/SubstitutedPlatform.h"
 
 namespace {
 
-using namespace YOX::literals;
+using namespace yox::literals;
 using YOX::Architecture;
 using YOX::DeviceInfoProvider;
-using YOX::WString;
+using yox::WString;
 using yox_test::InstalledDevice;
 using yox_test::Record;
 
@@ -64,7 +65,7 @@ TEST(DeviceInfoProviderTest, WhatFailsToBeReadIsSuppliedByTheRecord) {
   yox_test::SubstitutedPlatform platform(device.device());
   yox_test::ToldRegistry registry([] { throw std::runtime_error("no registry"); });
   platform.Set(registry);
-  const YOX::platform::ScopedPlatform installed(platform);
+  const yox::platform::ScopedPlatform installed(platform);
   DeviceInfoProvider* const provider = DeviceInfoProvider::GetInstance();
   const yox_test::CapturedLog captured;
   EXPECT_EQ(provider->Init(MakeRecord()), 0U);
@@ -212,17 +213,17 @@ TEST(DeviceInfoProviderTest, TheLegacyIdentifierFollowsFromTheSerialNumber) {
   EXPECT_EQ(YOX::String::UTF16ToUTF8(id), "1A00AD57-1D9D-5E3E-BCD7-A6C44957DF08");
 }
 
-class Answering final : public YOX::platform::ManagementQueries {
+class Answering final : public yox::platform::ManagementQueries {
  public:
-  YOX::platform::ManagementAnswer Ask(YOX::WStringView, YOX::WStringView query,
-                                      YOX::WStringView property) override {
+  yox::platform::ManagementAnswer Ask(yox::WStringView, yox::WStringView query,
+                                      yox::WStringView property) override {
     ++asked;
     EXPECT_EQ(query, "SELECT Architecture FROM Win32_Processor"_wv);
     EXPECT_EQ(property, "Architecture"_wv);
     if (throwing) throw std::runtime_error("no service");
     return answer;
   }
-  YOX::platform::ManagementAnswer answer;
+  yox::platform::ManagementAnswer answer;
   bool throwing = false;
   int asked = 0;
 };
@@ -234,7 +235,7 @@ class ArchitectureTest : public testing::Test {
   InstalledDevice device_{"{}"};
   yox_test::SubstitutedPlatform platform_{device_.device()};
   Answering queries_;
-  YOX::platform::ScopedPlatform installed_{platform_};
+  yox::platform::ScopedPlatform installed_{platform_};
   DeviceInfoProvider* provider_ = DeviceInfoProvider::GetInstance();
 };
 

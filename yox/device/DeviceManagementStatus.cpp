@@ -5,20 +5,23 @@
 #include <mutex>
 #include <optional>
 
+#include "yox/base/Log.h"
+#include "yox/base/String.h"
 #include "yox/clientbase/CRegUtil.h"
 #include "yox/clientbase/EpUrlProvider.h"
-#include "yox/clientbase/Log.h"
 #include "yox/clientbase/OperatingSystemAgent.h"
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/Platform.h"
+#include "yox/platform/Platform.h"
+#include "yox/platform/clock/Clock.h"
+#include "yox/platform/system/JoinState.h"
+#include "yox/platform/system/Services.h"
 
-using namespace YOX::literals;
+using namespace yox::literals;
 using YOX::g_log;
 using YOX::String;
-using YOX::WString;
-using YOX::platform::JoinAnswer;
-using YOX::platform::Platform;
-using Outcome = YOX::platform::JoinAnswer::Outcome;
+using yox::WString;
+using yox::platform::JoinAnswer;
+using yox::platform::Platform;
+using Outcome = yox::platform::JoinAnswer::Outcome;
 
 namespace {
 

@@ -2,8 +2,8 @@
 
 #include <vector>
 
-#include "yox/clientbase/Export.h"
-#include "yox/clientbase/WString.h"
+#include "yox/base/Export.h"
+#include "yox/base/WString.h"
 
 // Whether an organisation manages this device: any of six signals, asked in the order below until
 // one is true. Answers false, and throws nothing of its own, when a signal cannot be had. Safe from
@@ -33,5 +33,5 @@ class YOX_API DeviceManagementStatus {
   static bool IsManagedBySCCM();
 
  private:
-  static const std::vector<YOX::WString> nonCommercialOrgIds;
+  static const std::vector<yox::WString> nonCommercialOrgIds;
 };

@@ -2,16 +2,19 @@
 
 #include "yox/device/DeviceManagementStatus.h"
 #include "yox/device/TestRecord.h"
+#include "yox/platform/clock/Clock.h"
+#include "yox/platform/registry/Registry.h"
+#include "yox/platform/system/OperatingSystem.h"
 
-#include "tests/CapturedLog.h"
-#include "tests/Rows.h"
-#include "tests/SubstitutedPlatform.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/Rows.h"
+#include "tests/support/SubstitutedPlatform.h"
 
 namespace {
 
-using namespace YOX::literals;
-using YOX::platform::DeviceProfile;
-using YOX::platform::JoinAnswer;
+using namespace yox::literals;
+using yox::platform::DeviceProfile;
+using yox::platform::JoinAnswer;
 using Outcome = JoinAnswer::Outcome;
 using yox_test::InstalledDevice;
 
@@ -33,7 +36,7 @@ std::string Profile(const std::string& sections) {
 }
 
 // Counts what it is asked, and answers as it is told.
-class CountingJoin final : public YOX::platform::JoinState {
+class CountingJoin final : public yox::platform::JoinState {
  public:
   JoinAnswer Domain() override {
     ++domain_asked;
@@ -49,9 +52,9 @@ class CountingJoin final : public YOX::platform::JoinState {
   int cloud_asked = 0;
 };
 
-class CountingServices final : public YOX::platform::Services {
+class CountingServices final : public yox::platform::Services {
  public:
-  bool IsRunning(YOX::WStringView service) override {
+  bool IsRunning(yox::WStringView service) override {
     EXPECT_EQ(service, "ccmexec"_wv);
     ++asked;
     return running;
@@ -71,12 +74,12 @@ class DeviceManagementStatusTest : public testing::Test {
   yox_test::SubstitutedPlatform platform_{device_.device()};
   CountingJoin join_;
   CountingServices services_;
-  YOX::platform::ScopedPlatform installed_{platform_};
+  yox::platform::ScopedPlatform installed_{platform_};
 };
 
 TEST_F(DeviceManagementStatusTest, ADomainJoinIsEnough) {
   yox_test::Untouchable untouchable;
-  platform_.Set(static_cast<YOX::platform::OperatingSystem&>(untouchable));
+  platform_.Set(static_cast<yox::platform::OperatingSystem&>(untouchable));
   yox_test::ToldRegistry registry([] { ADD_FAILURE() << "policy or subscriptions were asked"; });
   platform_.Set(registry);
   join_.domain.joined = true;
@@ -87,7 +90,7 @@ TEST_F(DeviceManagementStatusTest, ADomainJoinIsEnough) {
 
 TEST_F(DeviceManagementStatusTest, ACloudJoinKeepsTheSignalsBehindItFromBeingAsked) {
   yox_test::Untouchable untouchable;
-  platform_.Set(static_cast<YOX::platform::OperatingSystem&>(untouchable));
+  platform_.Set(static_cast<yox::platform::OperatingSystem&>(untouchable));
   yox_test::ToldRegistry registry([] { ADD_FAILURE() << "policy or subscriptions were asked"; });
   platform_.Set(registry);
   join_.cloud.joined = true;
@@ -266,11 +269,11 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(DeviceManagementTest, PolicyAndSubscriptionsAreSeenAtOnce) {
   InstalledDevice device(Profile(""));
   EXPECT_FALSE(Status::IsGroupPolicySetForManagedDevice());
-  YOX::platform::RegistryKey key;
+  yox::platform::RegistryKey key;
   key.root = HKEY_LOCAL_MACHINE;
   key.path = "SOFTWARE\\Policies\\Tervan\\YOX"_w;
   device->registry().CreateKey(key);
-  device->registry().SetValue(key, "IsManagedDevice"_w, YOX::platform::RegistryValue::Dword(1));
+  device->registry().SetValue(key, "IsManagedDevice"_w, yox::platform::RegistryValue::Dword(1));
   EXPECT_TRUE(Status::IsGroupPolicySetForManagedDevice());
 
   EXPECT_FALSE(DeviceManagementStatus::IsDeviceClaimedInCommercialOrg());
@@ -278,7 +281,7 @@ TEST(DeviceManagementTest, PolicyAndSubscriptionsAreSeenAtOnce) {
   device->registry().CreateKey(key);
   const std::vector list{"1b4e28ba"_w};
   device->registry().SetValue(key, "Subscriptions"_w,
-                              YOX::platform::RegistryValue::MultiText(list));
+                              yox::platform::RegistryValue::MultiText(list));
   EXPECT_TRUE(DeviceManagementStatus::IsDeviceClaimedInCommercialOrg());
 }
 

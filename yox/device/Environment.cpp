@@ -3,9 +3,10 @@
 #include <cstdint>
 #include <variant>
 
-#include "yox/clientbase/Log.h"
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/Platform.h"
+#include "yox/base/Log.h"
+#include "yox/base/String.h"
+#include "yox/platform/Platform.h"
+#include "yox/platform/system/ManagementQueries.h"
 
 namespace YOX {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "yox/clientbase/Export.h"
+#include "yox/base/Export.h"
 
 namespace YOX {
 

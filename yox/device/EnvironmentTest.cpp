@@ -3,23 +3,23 @@
 #include "yox/device/Environment.h"
 #include "yox/device/TestRecord.h"
 
-#include "tests/CapturedLog.h"
-#include "tests/Rows.h"
-#include "tests/SubstitutedPlatform.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/Rows.h"
+#include "tests/support/SubstitutedPlatform.h"
 
 namespace {
 
-using namespace YOX::literals;
+using namespace yox::literals;
 using YOX::Environment;
-using YOX::platform::ManagementAnswer;
-using YOX::platform::ManagementRow;
+using yox::platform::ManagementAnswer;
+using yox::platform::ManagementRow;
 using Step = ManagementAnswer::Step;
 
-class Answering final : public YOX::platform::ManagementQueries {
+class Answering final : public yox::platform::ManagementQueries {
  public:
   explicit Answering(ManagementAnswer answer) : answer_(std::move(answer)) {}
-  ManagementAnswer Ask(YOX::WStringView name_space, YOX::WStringView query,
-                       YOX::WStringView property) override {
+  ManagementAnswer Ask(yox::WStringView name_space, yox::WStringView query,
+                       yox::WStringView property) override {
     ++asked;
     EXPECT_EQ(name_space, "ROOT\\CIMV2"_wv);
     EXPECT_EQ(query, "SELECT Caption FROM Win32_OperatingSystem"_wv);
@@ -48,7 +48,7 @@ TEST_P(EnvironmentTest, TellsWhatCameOfTheQuery) {
   yox_test::SubstitutedPlatform platform(device.device());
   Answering answering(GetParam().answer);
   platform.Set(answering);
-  const YOX::platform::ScopedPlatform installed(platform);
+  const yox::platform::ScopedPlatform installed(platform);
   const yox_test::CapturedLog captured;
   std::string out = "before";
   Environment::GetOsDescription(out);
@@ -109,7 +109,7 @@ TEST(EnvironmentCaptionTest, ASuccessIsRememberedAndAFailureIsNot) {
   yox_test::SubstitutedPlatform platform(device.device());
   Answering failing({Step::kConnect, 5, {}});
   platform.Set(failing);
-  const YOX::platform::ScopedPlatform installed(platform);
+  const yox::platform::ScopedPlatform installed(platform);
   std::string out;
   Environment::GetOsDescription(out);
   Environment::GetOsDescription(out);

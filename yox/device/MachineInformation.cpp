@@ -1,9 +1,9 @@
 #include "yox/device/MachineInformation.h"
 
-#include "yox/clientbase/Log.h"
+#include "yox/base/Log.h"
 
 using YOX::g_log;
-using YOX::WString;
+using yox::WString;
 
 constinit std::atomic<MachineInformation*> MachineInformation::machine_information_{nullptr};
 std::mutex MachineInformation::instance_mutex_;

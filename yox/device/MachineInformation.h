@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
-#include "yox/clientbase/Export.h"
-#include "yox/clientbase/WString.h"
+#include "yox/base/Export.h"
+#include "yox/base/WString.h"
 
 // The record's texts, in their order, but for the manufacturer, whose getter is virtual.
 // clang-format off
@@ -66,16 +66,16 @@ class YOX_API MachineInformation {
   virtual ~MachineInformation();
 
   // For each text a getter of its name, and a setter with set_ before it.
-  virtual YOX::WString device_manufacturer() const { return View(Text::device_manufacturer); }
-  void set_device_manufacturer(const YOX::WString& value) { Set(Text::device_manufacturer, value); }
+  virtual yox::WString device_manufacturer() const { return View(Text::device_manufacturer); }
+  void set_device_manufacturer(const yox::WString& value) { Set(Text::device_manufacturer, value); }
 #define YOX_ACCESSORS(name)                              \
-  YOX::WString name() const { return View(Text::name); } \
-  void set_##name(const YOX::WString& value) { Set(Text::name, value); }
+  yox::WString name() const { return View(Text::name); } \
+  void set_##name(const yox::WString& value) { Set(Text::name, value); }
   YOX_MACHINE_TEXTS(YOX_ACCESSORS)
 #undef YOX_ACCESSORS
 
   // A text as it stands, without a copy; valid while nobody sets it.
-  const YOX::WString& View(Text text) const { return texts_[static_cast<std::size_t>(text)]; }
+  const yox::WString& View(Text text) const { return texts_[static_cast<std::size_t>(text)]; }
 
   // A number that is derived from the serial number and costly to derive, kept beside it: -1 until
   // it is remembered, and again when the serial number is set. A copy starts without.
@@ -90,12 +90,12 @@ class YOX_API MachineInformation {
   void set_os_is_s_mode(const bool& value) { os_is_s_mode_ = value; }
 
   // Extension entries, each a text, for the host's use.
-  std::vector<YOX::WString> device_extension_keyvalue() const { return device_extension_keyvalue_; }
-  void device_extension_keyvalue(std::vector<YOX::WString> value) {
+  std::vector<yox::WString> device_extension_keyvalue() const { return device_extension_keyvalue_; }
+  void device_extension_keyvalue(std::vector<yox::WString> value) {
     device_extension_keyvalue_ = std::move(value);
   }
 
-  std::vector<YOX::WString> gpu_names() const { return gpu_names_; }
+  std::vector<yox::WString> gpu_names() const { return gpu_names_; }
 
   // Collects everything anew and writes the cache file, under the record's lock; may take seconds.
   // Without `force` it does nothing: nothing in the record decides by itself that it is stale.
@@ -128,24 +128,24 @@ class YOX_API MachineInformation {
   // ends the collection there, without a word: what was assigned before it stays.
   void ReadMachineInformation(bool force);
   // The device simulator's machine type, if its registry value is set, else that of the MTM.
-  void SetMachineType(YOX::WString mtm);
-  void SetSerialNumber(YOX::WString serial);
+  void SetMachineType(yox::WString mtm);
+  void SetSerialNumber(yox::WString serial);
 
   // Leaves the text as it is and answers 0.
   int SanitizeString(std::string& text);
 
  private:
-  void Set(Text text, const YOX::WString& value);
+  void Set(Text text, const yox::WString& value);
 
-  static const YOX::WStringView s_MachineInformationSharedFolderSubPath;
-  static const YOX::WStringView s_MachineInformationFileName;
+  static const yox::WStringView s_MachineInformationSharedFolderSubPath;
+  static const yox::WStringView s_MachineInformationFileName;
 
   static std::atomic<MachineInformation*> machine_information_;
   static std::mutex instance_mutex_;
 
-  std::array<YOX::WString, static_cast<std::size_t>(Text::kCount)> texts_;
-  std::vector<YOX::WString> device_extension_keyvalue_;
-  std::vector<YOX::WString> gpu_names_;
+  std::array<yox::WString, static_cast<std::size_t>(Text::kCount)> texts_;
+  std::vector<yox::WString> device_extension_keyvalue_;
+  std::vector<yox::WString> gpu_names_;
   mutable std::atomic<std::int32_t> serial_number_bucket_{-1};
   bool os_is_s_mode_ = false;
   std::recursive_mutex lock_;  // one collection at a time; a copy has its own

@@ -1,26 +1,26 @@
 #include <optional>
 
+#include "yox/base/String.h"
 #include "yox/clientbase/FileSystem.h"
 #include "yox/clientbase/Paths.h"
-#include "yox/clientbase/String.h"
 #include "yox/device/CacheFile.h"
 #include "yox/device/CacheKeys.h"
 #include "yox/device/MachineInformation.h"
 
-using namespace YOX::literals;
+using namespace yox::literals;
 using YOX::String;
-using YOX::WString;
+using yox::WString;
 
-constexpr YOX::WStringView MachineInformation::s_MachineInformationSharedFolderSubPath =
-    yox_device::kSharedFolder;
-constexpr YOX::WStringView MachineInformation::s_MachineInformationFileName =
+constexpr yox::WStringView MachineInformation::s_MachineInformationSharedFolderSubPath =
+    yox::device::kSharedFolder;
+constexpr yox::WStringView MachineInformation::s_MachineInformationFileName =
     "\\MachineInformationCached.json"_wv;
 
 void MachineInformation::Initialize() {
   const std::lock_guard lock(lock_);
   if (initialized_) return;
   initialized_ = true;
-  FileSystem::createDirectory(yox_device::CachePath({}), true);
+  FileSystem::createDirectory(yox::device::CachePath({}), true);
   if (!LoadMachineInformationFromFile()) {
     ReadMachineInformation(false);
     SaveMachineInformationToFile();
@@ -37,7 +37,7 @@ void MachineInformation::ReInitialize(bool force) {
 bool MachineInformation::LoadMachineInformationFromFile() {
   try {
     const std::optional<std::string> text =
-        yox_device::ReadCacheFile(yox_device::CachePath(s_MachineInformationFileName));
+        yox::device::ReadCacheFile(yox::device::CachePath(s_MachineInformationFileName));
     if (text) DeSerialize(*text);
     return text.has_value();
   } catch (...) {
@@ -47,8 +47,8 @@ bool MachineInformation::LoadMachineInformationFromFile() {
 
 bool MachineInformation::SaveMachineInformationToFile() {
   try {
-    return yox_device::WriteCacheFile(yox_device::CachePath(s_MachineInformationFileName),
-                                      Serialize());
+    return yox::device::WriteCacheFile(yox::device::CachePath(s_MachineInformationFileName),
+                                       Serialize());
   } catch (...) {
     return false;
   }
@@ -57,7 +57,7 @@ bool MachineInformation::SaveMachineInformationToFile() {
 std::string MachineInformation::Serialize() {
   try {
     Json::Value root;
-    for (const yox_device::CacheKey& key : yox_device::kCacheKeys) {
+    for (const yox::device::CacheKey& key : yox::device::kCacheKeys) {
       if (!key.text) {
         root[key.name] = os_is_s_mode_;
       } else if (*key.text == Text::device_manufacturer) {
@@ -66,7 +66,7 @@ std::string MachineInformation::Serialize() {
         root[key.name] = String::UTF16ToUTF8(View(*key.text));
       }
     }
-    return yox_device::WriteCompact(root);
+    return yox::device::WriteCompact(root);
   } catch (...) {
     return {};
   }
@@ -75,8 +75,8 @@ std::string MachineInformation::Serialize() {
 void MachineInformation::DeSerialize(const std::string& text) {
   try {
     Json::Value root;
-    if (!yox_device::ReadDocument(text, root)) return;
-    for (const yox_device::CacheKey& key : yox_device::kCacheKeys) {
+    if (!yox::device::ReadDocument(text, root)) return;
+    for (const yox::device::CacheKey& key : yox::device::kCacheKeys) {
       if (key.text) {
         Set(*key.text, String::UTF8ToUTF16(root[key.name].asString()));
       } else {

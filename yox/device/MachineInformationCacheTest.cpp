@@ -9,14 +9,23 @@
 #include "yox/device/CacheKeys.h"
 #include "yox/device/RegionInformation.h"
 #include "yox/device/TestRecord.h"
+#include "yox/platform/devices/Accelerators.h"
+#include "yox/platform/devices/DisplayAdapters.h"
+#include "yox/platform/firmware/Firmware.h"
+#include "yox/platform/system/JoinState.h"
+#include "yox/platform/system/Locale.h"
+#include "yox/platform/system/ManagementQueries.h"
+#include "yox/platform/system/OperatingSystem.h"
+#include "yox/platform/system/Services.h"
+#include "yox/platform/users/Users.h"
 
-#include "tests/CapturedLog.h"
-#include "tests/Latch.h"
-#include "tests/SubstitutedPlatform.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/Latch.h"
+#include "tests/support/SubstitutedPlatform.h"
 
 namespace {
 
-using namespace YOX::literals;
+using namespace yox::literals;
 using yox_test::InstalledDevice;
 using yox_test::ReadFile;
 using yox_test::Record;
@@ -46,9 +55,9 @@ TEST(MachineInformationCacheTest, TheFirstInstanceCollectsAndWritesAllKeys) {
 }
 
 TEST(MachineInformationCacheTest, TheKeysAreTheMembersThatOutlastARestart) {
-  EXPECT_EQ(std::size(yox_device::kCacheKeys), 24U);
+  EXPECT_EQ(std::size(yox::device::kCacheKeys), 24U);
   std::set<std::string> names;
-  for (const yox_device::CacheKey& key : yox_device::kCacheKeys) names.insert(key.name);
+  for (const yox::device::CacheKey& key : yox::device::kCacheKeys) names.insert(key.name);
   EXPECT_EQ(names.size(), 24U);
   for (const char* const outside :
        {"device_name", "device_image_info", "baseboard_serial_number", "npu_exists", "npu_mfr",
@@ -62,19 +71,19 @@ TEST(MachineInformationCacheTest, AStartFromTheFileAsksNothing) {
   WriteFile(device.Shared(kFile), kGoldenFile);
   yox_test::SubstitutedPlatform platform(device.device());
   yox_test::Untouchable untouchable;
-  platform.Set(static_cast<YOX::platform::Firmware&>(untouchable));
-  platform.Set(static_cast<YOX::platform::OperatingSystem&>(untouchable));
-  platform.Set(static_cast<YOX::platform::ManagementQueries&>(untouchable));
-  platform.Set(static_cast<YOX::platform::Users&>(untouchable));
-  platform.Set(static_cast<YOX::platform::DisplayAdapters&>(untouchable));
+  platform.Set(static_cast<yox::platform::Firmware&>(untouchable));
+  platform.Set(static_cast<yox::platform::OperatingSystem&>(untouchable));
+  platform.Set(static_cast<yox::platform::ManagementQueries&>(untouchable));
+  platform.Set(static_cast<yox::platform::Users&>(untouchable));
+  platform.Set(static_cast<yox::platform::DisplayAdapters&>(untouchable));
   yox_test::UntouchableSurroundings surroundings;
-  platform.Set(static_cast<YOX::platform::Locale&>(surroundings));
-  platform.Set(static_cast<YOX::platform::Accelerators&>(surroundings));
-  platform.Set(static_cast<YOX::platform::Services&>(surroundings));
-  platform.Set(static_cast<YOX::platform::JoinState&>(surroundings));
+  platform.Set(static_cast<yox::platform::Locale&>(surroundings));
+  platform.Set(static_cast<yox::platform::Accelerators&>(surroundings));
+  platform.Set(static_cast<yox::platform::Services&>(surroundings));
+  platform.Set(static_cast<yox::platform::JoinState&>(surroundings));
   yox_test::ToldRegistry registry([] { ADD_FAILURE() << "the registry was asked"; });
   platform.Set(registry);
-  const YOX::platform::ScopedPlatform installed(platform);
+  const yox::platform::ScopedPlatform installed(platform);
 
   const MachineInformation* const record = MachineInformation::GetInstance();
   EXPECT_EQ(record->device_manufacturer(), "Contoso"_w);
@@ -160,10 +169,10 @@ TEST(MachineInformationCacheTest, AnUnforcedRefreshDoesNothing) {
 }
 
 // Firmware whose tables take long to read.
-class SlowFirmware final : public YOX::platform::Firmware {
+class SlowFirmware final : public yox::platform::Firmware {
  public:
   explicit SlowFirmware(Firmware& base) : base_(base) {}
-  const YOX::platform::FirmwareFacts* Facts() override { return base_.Facts(); }
+  const yox::platform::FirmwareFacts* Facts() override { return base_.Facts(); }
   void Reread() override {
     reading.CountDown();
     EXPECT_TRUE(go_on.Wait());
@@ -180,7 +189,7 @@ TEST(MachineInformationCacheTest, AnUnforcedRefreshDoesNotWaitForACollection) {
   yox_test::SubstitutedPlatform platform(device.device());
   SlowFirmware firmware(device->firmware());
   platform.Set(firmware);
-  const YOX::platform::ScopedPlatform installed(platform);
+  const yox::platform::ScopedPlatform installed(platform);
   Record record;
   record.Initialize();
   yox_test::Latch returned;
@@ -210,7 +219,7 @@ TEST(MachineInformationCacheTest, ARecordIsFilledOnce) {
 TEST(MachineInformationCacheTest, ARecordThatCannotBeWrittenDownLeavesAnEmptyFile) {
   class Unwritable : public Record {
    public:
-    YOX::WString device_manufacturer() const override { throw std::runtime_error("none"); }
+    yox::WString device_manufacturer() const override { throw std::runtime_error("none"); }
   };
   InstalledDevice device;
   WriteFile(device.Shared(kFile), kGoldenFile);
@@ -242,7 +251,7 @@ TEST(MachineInformationCacheTest, AForcedRefreshOverwritesTheFileAndKeepsTheTag)
 }
 
 TEST(MachineInformationCacheTest, EveryCachedTextComesBackUnchanged) {
-  for (const yox_device::CacheKey& key : yox_device::kCacheKeys) {
+  for (const yox::device::CacheKey& key : yox::device::kCacheKeys) {
     Record record;
     const std::string text = std::string(key.name) + " größe 漢字 \U0001F4BB \"\\\n\x01";
     const std::string document = record.Serialize();
@@ -273,7 +282,7 @@ TEST(MachineInformationCacheTest, TheFileHasNoLineBreaks) {
 TEST(MachineInformationCacheTest, TheManufacturerIsWrittenThroughItsVirtualGetter) {
   class Presented : public Record {
    public:
-    YOX::WString device_manufacturer() const override { return "Presented"_w; }
+    yox::WString device_manufacturer() const override { return "Presented"_w; }
   } record;
   record.set_device_manufacturer("Real"_w);
   EXPECT_NE(record.Serialize().find(R"("device_manufacturer":"Presented")"), std::string::npos);

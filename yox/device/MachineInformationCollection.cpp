@@ -1,27 +1,30 @@
 #include <algorithm>
 #include <utility>
 
+#include "yox/base/Log.h"
+#include "yox/base/String.h"
 #include "yox/clientbase/BrandAgent.h"
 #include "yox/clientbase/CRegUtil.h"
-#include "yox/clientbase/Log.h"
 #include "yox/clientbase/MTMAgent.h"
 #include "yox/clientbase/OperatingSystemAgent.h"
 #include "yox/clientbase/SMBiosInformationRetriever.h"
-#include "yox/clientbase/String.h"
 #include "yox/clientbase/SubBrandAgent.h"
 #include "yox/clientbase/System.h"
-#include "yox/clientbase/platform/Platform.h"
 #include "yox/device/Environment.h"
 #include "yox/device/MachineInformation.h"
 #include "yox/device/RegionInformation.h"
 #include "yox/device/UpdateHistory.h"
+#include "yox/platform/Platform.h"
+#include "yox/platform/devices/Accelerators.h"
+#include "yox/platform/devices/DisplayAdapters.h"
+#include "yox/platform/system/OperatingSystem.h"
 
-using namespace YOX::literals;
+using namespace yox::literals;
 using YOX::g_log;
 using YOX::String;
-using YOX::WString;
-using YOX::platform::DisplayAdapter;
-using YOX::platform::Platform;
+using yox::WString;
+using yox::platform::DisplayAdapter;
+using yox::platform::Platform;
 
 namespace {
 
@@ -73,7 +76,7 @@ void MachineInformation::ReadMachineInformation(bool force) {
     set_device_info_datetime(YOX::System::GetTime());
 
     WString title, description;
-    yox_device::ReadNewestUpdate(Platform::Get().operating_system(), title, description);
+    yox::device::ReadNewestUpdate(Platform::Get().operating_system(), title, description);
     set_os_update_title(title);
     set_os_update_description(description);
 
@@ -101,7 +104,7 @@ void MachineInformation::CollectNpuInfo() {
     g_log.d("%s Invalid class guid", kName);
     return;
   }
-  for (const YOX::platform::Accelerator& accelerator : *accelerators) {
+  for (const yox::platform::Accelerator& accelerator : *accelerators) {
     if (accelerator.manufacturer) {
       g_log.d("%s Manufacturer : %s", kName, *accelerator.manufacturer);
       set_npu_mfr(*accelerator.manufacturer);

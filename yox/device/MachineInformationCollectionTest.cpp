@@ -2,27 +2,29 @@
 
 #include <stdexcept>
 
-#include "yox/clientbase/platform/Unknown.h"
 #include "yox/device/TestRecord.h"
 #include "yox/device/UpdateHistory.h"
+#include "yox/platform/Unknown.h"
+#include "yox/platform/registry/Registry.h"
+#include "yox/platform/system/OperatingSystem.h"
 
-#include "tests/CapturedLog.h"
-#include "tests/Rows.h"
-#include "tests/SubstitutedPlatform.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/Rows.h"
+#include "tests/support/SubstitutedPlatform.h"
 
 namespace {
 
-using namespace YOX::literals;
-using YOX::WString;
-using YOX::platform::DeviceProfile;
-using YOX::platform::OperatingSystemUpdate;
-using YOX::platform::RegistryValue;
+using namespace yox::literals;
+using yox::WString;
+using yox::platform::DeviceProfile;
+using yox::platform::OperatingSystemUpdate;
+using yox::platform::RegistryValue;
 using yox_test::CapturedLog;
 using yox_test::InstalledDevice;
 using yox_test::Record;
 
 void SetSimulatedType(InstalledDevice& device, const WString& type) {
-  YOX::platform::RegistryKey key;
+  yox::platform::RegistryKey key;
   key.root = HKEY_LOCAL_MACHINE;
   key.path = "Software\\Tervan\\YOXDeviceSimulator"_w;
   device->registry().CreateKey(key);
@@ -117,7 +119,7 @@ TEST(MachineInformationCollectionTest, OnlyAForcedCollectionReadsTheFirmwareAnew
 }
 
 TEST(MachineInformationCollectionTest, ASourceThatThrowsEndsTheCollectionThere) {
-  class Failing final : public YOX::platform::OperatingSystem {
+  class Failing final : public yox::platform::OperatingSystem {
    public:
     WString ProductName() override { return "New"_w; }
     WString EditionId() override { return {}; }
@@ -127,12 +129,12 @@ TEST(MachineInformationCollectionTest, ASourceThatThrowsEndsTheCollectionThere) 
     std::uint32_t Architecture() override { return 9; }
     std::uint32_t UpdateServiceStartType() override { return 0; }
     std::vector<OperatingSystemUpdate> UpdateHistory() override { return {}; }
-    std::optional<YOX::platform::LocalDate> FirstRunDate() override { return std::nullopt; }
+    std::optional<yox::LocalDate> FirstRunDate() override { return std::nullopt; }
   } failing;
   InstalledDevice device;
   yox_test::SubstitutedPlatform platform(device.device());
   platform.Set(failing);
-  const YOX::platform::ScopedPlatform installed(platform);
+  const yox::platform::ScopedPlatform installed(platform);
   Record record;
   record.set_os_version("old"_w);
   record.set_os_description("old"_w);
@@ -185,7 +187,7 @@ TEST(MachineInformationCollectionTest, ADisabledUpdateServiceIsAskedForNoHistory
     std::uint32_t UpdateServiceStartType() override { return 4; }
   } disabled;
   WString title, description;
-  yox_device::ReadNewestUpdate(disabled, title, description);
+  yox::device::ReadNewestUpdate(disabled, title, description);
   EXPECT_EQ(title + description, ""_w);
 }
 
@@ -205,7 +207,7 @@ TEST_P(UpdateHistoryTest, GivesTheNewestSuccessOfWindows) {
   InstalledDevice device;
   device->Change([&](DeviceProfile& profile) { profile.os.updates = GetParam().history; });
   WString title, description;
-  yox_device::ReadNewestUpdate(device->operating_system(), title, description);
+  yox::device::ReadNewestUpdate(device->operating_system(), title, description);
   EXPECT_EQ(YOX::String::UTF16ToUTF8(title + "|"_w + description), GetParam().written);
 }
 
@@ -294,9 +296,9 @@ TEST(MachineInformationCollectionTest, WithoutAcceleratorsTheTextsAreNotCleared)
 TEST(MachineInformationCollectionTest, AcceleratorsThatCannotBeAskedChangeNothing) {
   InstalledDevice device;
   yox_test::SubstitutedPlatform platform(device.device());
-  YOX::platform::UnknownAccelerators unknown;
+  yox::platform::UnknownAccelerators unknown;
   platform.Set(unknown);
-  const YOX::platform::ScopedPlatform installed(platform);
+  const yox::platform::ScopedPlatform installed(platform);
   Record record;
   const CapturedLog captured;
   record.CollectNpuInfo();
@@ -321,7 +323,7 @@ TEST_P(GpuNamesTest, AreThoseOfRealHardware) {
   ASSERT_EQ(record.gpu_names(), std::vector{"Former"_w});
   device->Change([](DeviceProfile& profile) {
     profile.display_adapters =
-        YOX::platform::ReadDeviceProfile(std::string("{\"display_adapters\": ") +
+        yox::platform::ReadDeviceProfile(std::string("{\"display_adapters\": ") +
                                          GetParam().adapters + "}")
             .display_adapters;
   });

@@ -7,12 +7,12 @@
 #include "yox/device/MachineInformation.h"
 #include "yox/device/TestRecord.h"
 
-#include "tests/CapturedLog.h"
+#include "tests/support/CapturedLog.h"
 
 namespace {
 
-using namespace YOX::literals;
-using YOX::WString;
+using namespace yox::literals;
+using yox::WString;
 using yox_test::Record;
 
 struct TextAccessors {

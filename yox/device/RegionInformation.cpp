@@ -1,20 +1,20 @@
 #include "yox/device/RegionInformation.h"
 
+#include "yox/base/String.h"
 #include "yox/clientbase/CountryCodeAgent.h"
 #include "yox/clientbase/FileSystem.h"
 #include "yox/clientbase/Paths.h"
-#include "yox/clientbase/String.h"
 #include "yox/clientbase/System.h"
 #include "yox/device/CacheFile.h"
 
-using namespace YOX::literals;
+using namespace yox::literals;
 using YOX::String;
 using YOX::System;
-using YOX::WString;
+using yox::WString;
 
 namespace {
 
-constexpr YOX::WStringView kFile = "\\RegionInformationCached.json"_wv;
+constexpr yox::WStringView kFile = "\\RegionInformationCached.json"_wv;
 
 }  // namespace
 
@@ -61,12 +61,12 @@ void RegionInformation::InitValuesFromApis() {
 bool RegionInformation::LoadRegionInformationFromFile() {
   try {
     WString path;
-    if (YOX::utility::GetYoxAppDataRootPath(path)) path = yox_device::CachePath(kFile);
+    if (YOX::utility::GetYoxAppDataRootPath(path)) path = yox::device::CachePath(kFile);
     if (!FileSystem::fileExists(path)) {
       path = FileSystem::GetCommonApplicationDataPath() + "\\tervan\\yox"_w +
-             WString(yox_device::kSharedFolder) + WString(kFile);
+             WString(yox::device::kSharedFolder) + WString(kFile);
     }
-    const std::optional<std::string> text = yox_device::ReadCacheFile(path);
+    const std::optional<std::string> text = yox::device::ReadCacheFile(path);
     if (text) DeSerialize(*text);
     return text.has_value();
   } catch (...) {
@@ -76,7 +76,7 @@ bool RegionInformation::LoadRegionInformationFromFile() {
 
 bool RegionInformation::SaveRegionInformationToFile() const {
   try {
-    return yox_device::WriteCacheFile(yox_device::CachePath(kFile), Serialize());
+    return yox::device::WriteCacheFile(yox::device::CachePath(kFile), Serialize());
   } catch (...) {
     return false;
   }
@@ -86,7 +86,7 @@ std::string RegionInformation::Serialize() const {
   try {
     Json::Value root;
     for (const Field& field : kFields) root[field.key] = String::UTF16ToUTF8(this->*field.value);
-    return yox_device::WriteCompact(root);
+    return yox::device::WriteCompact(root);
   } catch (...) {
     return {};
   }
@@ -98,7 +98,7 @@ void RegionInformation::DeSerialize(const std::string& text) {
                                     "language_code", "language_name", "region_info_datetime"};
   try {
     Json::Value root;
-    if (!yox_device::ReadDocument(text, root)) return;
+    if (!yox::device::ReadDocument(text, root)) return;
     for (const std::string_view key : kOrder) {
       for (const Field& field : kFields) {
         if (key == field.key) {

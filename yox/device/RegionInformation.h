@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "yox/clientbase/Export.h"
-#include "yox/clientbase/WString.h"
+#include "yox/base/Export.h"
+#include "yox/base/WString.h"
 
 class MachineInformation;
 
@@ -26,21 +26,21 @@ class YOX_API RegionInformation {
   void ReInitialize() { Init(true); }
 
   // Getters return copies.
-  YOX::WString region_name() const { return region_name_; }      // "United States"
-  YOX::WString country_name() const { return country_name_; }    // "United States"
-  YOX::WString country_code() const { return country_code_; }    // "US"
-  YOX::WString language_name() const { return language_name_; }  // "English (United States)"
-  YOX::WString language_code() const { return language_code_; }  // "en-US"
-  YOX::WString region_info_datetime() const {
+  yox::WString region_name() const { return region_name_; }      // "United States"
+  yox::WString country_name() const { return country_name_; }    // "United States"
+  yox::WString country_code() const { return country_code_; }    // "US"
+  yox::WString language_name() const { return language_name_; }  // "English (United States)"
+  yox::WString language_code() const { return language_code_; }  // "en-US"
+  yox::WString region_info_datetime() const {
     return region_info_datetime_;
   }  // of the last reading
 
-  void set_region_name(const YOX::WString& value) { region_name_ = value; }
-  void set_country_name(const YOX::WString& value) { country_name_ = value; }
-  void set_country_code(const YOX::WString& value) { country_code_ = value; }
-  void set_language_name(const YOX::WString& value) { language_name_ = value; }
-  void set_language_code(const YOX::WString& value) { language_code_ = value; }
-  void set_region_info_datetime(const YOX::WString& value) { region_info_datetime_ = value; }
+  void set_region_name(const yox::WString& value) { region_name_ = value; }
+  void set_country_name(const yox::WString& value) { country_name_ = value; }
+  void set_country_code(const yox::WString& value) { country_code_ = value; }
+  void set_language_name(const yox::WString& value) { language_name_ = value; }
+  void set_language_code(const yox::WString& value) { language_code_ = value; }
+  void set_region_info_datetime(const yox::WString& value) { region_info_datetime_ = value; }
 
  private:
   friend class MachineInformation;  // a forced collection refreshes this too
@@ -58,10 +58,10 @@ class YOX_API RegionInformation {
   std::string Serialize() const;
   void DeSerialize(const std::string& text);
 
-  YOX::WString region_name_;
-  YOX::WString country_name_;
-  YOX::WString country_code_;
-  YOX::WString language_name_;
-  YOX::WString language_code_;
-  YOX::WString region_info_datetime_;
+  yox::WString region_name_;
+  yox::WString country_name_;
+  yox::WString country_code_;
+  yox::WString language_name_;
+  yox::WString language_code_;
+  yox::WString region_info_datetime_;
 };

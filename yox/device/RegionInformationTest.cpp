@@ -5,8 +5,8 @@
 
 namespace {
 
-using namespace YOX::literals;
-using YOX::platform::DeviceProfile;
+using namespace yox::literals;
+using yox::platform::DeviceProfile;
 using yox_test::InstalledDevice;
 using yox_test::ReadFile;
 using yox_test::WriteFile;

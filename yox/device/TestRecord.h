@@ -12,10 +12,11 @@
 #include <utility>
 #include <vector>
 
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
-#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+#include "yox/base/String.h"
 #include "yox/device/MachineInformation.h"
+#include "yox/platform/files/Files.h"
+#include "yox/platform/simulated/DeviceProfileReader.h"
+#include "yox/platform/simulated/SimulatedDevice.h"
 
 namespace yox_test {
 
@@ -53,10 +54,10 @@ inline constexpr char kLaptop[] = R"~({
 class InstalledDevice {
  public:
   explicit InstalledDevice(std::string_view profile = kLaptop)
-      : device_(YOX::platform::ReadDeviceProfile(profile)), installed_(device_) {}
+      : device_(yox::platform::ReadDeviceProfile(profile)), installed_(device_) {}
 
-  YOX::platform::SimulatedDevice* operator->() { return &device_; }
-  YOX::platform::SimulatedDevice& device() { return device_; }
+  yox::platform::SimulatedDevice* operator->() { return &device_; }
+  yox::platform::SimulatedDevice& device() { return device_; }
 
   // A file of the client's shared folder.
   std::filesystem::path Shared(const std::string& name) {
@@ -64,8 +65,8 @@ class InstalledDevice {
   }
 
  private:
-  YOX::platform::SimulatedDevice device_;
-  YOX::platform::ScopedPlatform installed_;
+  yox::platform::SimulatedDevice device_;
+  yox::platform::ScopedPlatform installed_;
 };
 
 inline void WriteFile(const std::filesystem::path& path, std::string_view content) {
@@ -86,74 +87,74 @@ Answer Asked() {
 }
 
 // The hardware and the system, for whoever must not ask them: every question is a failure.
-class Untouchable : public YOX::platform::Firmware,
-                    public YOX::platform::OperatingSystem,
-                    public YOX::platform::ManagementQueries,
-                    public YOX::platform::Users,
-                    public YOX::platform::DisplayAdapters {
+class Untouchable : public yox::platform::Firmware,
+                    public yox::platform::OperatingSystem,
+                    public yox::platform::ManagementQueries,
+                    public yox::platform::Users,
+                    public yox::platform::DisplayAdapters {
  public:
-  const YOX::platform::FirmwareFacts* Facts() override { return Asked<nullptr_t>(); }
+  const yox::platform::FirmwareFacts* Facts() override { return Asked<nullptr_t>(); }
   void Reread() override { Asked<int>(); }
-  YOX::WString ProductName() override { return Asked<YOX::WString>(); }
-  YOX::WString EditionId() override { return Asked<YOX::WString>(); }
-  YOX::WString Version() override { return Asked<YOX::WString>(); }
-  YOX::WString Caption() override { return Asked<YOX::WString>(); }
+  yox::WString ProductName() override { return Asked<yox::WString>(); }
+  yox::WString EditionId() override { return Asked<yox::WString>(); }
+  yox::WString Version() override { return Asked<yox::WString>(); }
+  yox::WString Caption() override { return Asked<yox::WString>(); }
   bool IsSMode() override { return Asked<bool>(); }
   std::uint32_t Architecture() override { return Asked<std::uint32_t>(); }
   std::uint32_t UpdateServiceStartType() override { return Asked<std::uint32_t>(); }
-  std::vector<YOX::platform::OperatingSystemUpdate> UpdateHistory() override {
-    return Asked<std::vector<YOX::platform::OperatingSystemUpdate>>();
+  std::vector<yox::platform::OperatingSystemUpdate> UpdateHistory() override {
+    return Asked<std::vector<yox::platform::OperatingSystemUpdate>>();
   }
-  std::optional<YOX::platform::LocalDate> FirstRunDate() override {
-    return Asked<std::optional<YOX::platform::LocalDate>>();
+  std::optional<yox::LocalDate> FirstRunDate() override {
+    return Asked<std::optional<yox::LocalDate>>();
   }
-  YOX::platform::ManagementAnswer Ask(YOX::WStringView, YOX::WStringView,
-                                      YOX::WStringView) override {
-    return Asked<YOX::platform::ManagementAnswer>();
+  yox::platform::ManagementAnswer Ask(yox::WStringView, yox::WStringView,
+                                      yox::WStringView) override {
+    return Asked<yox::platform::ManagementAnswer>();
   }
-  YOX::WString LoggedInUserSid() override { return Asked<YOX::WString>(); }
+  yox::WString LoggedInUserSid() override { return Asked<yox::WString>(); }
   bool IsSystemProcess() override { return Asked<bool>(); }
-  std::optional<std::vector<YOX::platform::DisplayAdapter>> Enumerate() override {
-    return Asked<std::vector<YOX::platform::DisplayAdapter>>();
+  std::optional<std::vector<yox::platform::DisplayAdapter>> Enumerate() override {
+    return Asked<std::vector<yox::platform::DisplayAdapter>>();
   }
 
  private:
-  using nullptr_t = YOX::platform::FirmwareFacts*;
+  using nullptr_t = yox::platform::FirmwareFacts*;
 };
 
 // What is around them, likewise.
-class UntouchableSurroundings final : public YOX::platform::Locale,
-                                      public YOX::platform::Accelerators,
-                                      public YOX::platform::Services,
-                                      public YOX::platform::JoinState {
+class UntouchableSurroundings final : public yox::platform::Locale,
+                                      public yox::platform::Accelerators,
+                                      public yox::platform::Services,
+                                      public yox::platform::JoinState {
  public:
-  YOX::platform::LocaleFacts Facts() override { return Asked<YOX::platform::LocaleFacts>(); }
-  std::optional<std::vector<YOX::platform::Accelerator>> Enumerate() override {
-    return Asked<std::vector<YOX::platform::Accelerator>>();
+  yox::platform::LocaleFacts Facts() override { return Asked<yox::platform::LocaleFacts>(); }
+  std::optional<std::vector<yox::platform::Accelerator>> Enumerate() override {
+    return Asked<std::vector<yox::platform::Accelerator>>();
   }
-  bool IsRunning(YOX::WStringView) override { return Asked<bool>(); }
-  YOX::platform::JoinAnswer Domain() override { return Asked<YOX::platform::JoinAnswer>(); }
-  YOX::platform::JoinAnswer Cloud() override { return Asked<YOX::platform::JoinAnswer>(); }
+  bool IsRunning(yox::WStringView) override { return Asked<bool>(); }
+  yox::platform::JoinAnswer Domain() override { return Asked<yox::platform::JoinAnswer>(); }
+  yox::platform::JoinAnswer Cloud() override { return Asked<yox::platform::JoinAnswer>(); }
 };
 
 // A registry that holds nothing and tells `asked` of every question.
-class ToldRegistry final : public YOX::platform::Registry {
+class ToldRegistry final : public yox::platform::Registry {
  public:
   explicit ToldRegistry(std::function<void()> asked) : asked_(std::move(asked)) {}
 
-  using Key = YOX::platform::RegistryKey;
-  using Status = YOX::platform::RegistryStatus;
+  using Key = yox::platform::RegistryKey;
+  using Status = yox::platform::RegistryStatus;
   Status Open(const Key&, std::uint32_t, HKEY&) override { return Nothing(); }
   void Close(HKEY) override {}
-  Status Get(const Key&, YOX::WStringView, YOX::platform::RegistryValue&) override {
+  Status Get(const Key&, yox::WStringView, yox::platform::RegistryValue&) override {
     return Nothing();
   }
-  Status Values(const Key&, std::vector<YOX::platform::RegistryEntry>&, std::size_t) override {
+  Status Values(const Key&, std::vector<yox::platform::RegistryEntry>&, std::size_t) override {
     return Nothing();
   }
-  Status SubKeys(const Key&, std::vector<YOX::WString>&) override { return Nothing(); }
-  Status Apply(std::span<const YOX::platform::RegistryEdit>) override { return Nothing(); }
-  Status Watch(const Key&, Changed, std::unique_ptr<YOX::platform::RegistryWatch>&) override {
+  Status SubKeys(const Key&, std::vector<yox::WString>&) override { return Nothing(); }
+  Status Apply(std::span<const yox::platform::RegistryEdit>) override { return Nothing(); }
+  Status Watch(const Key&, Changed, std::unique_ptr<yox::platform::RegistryWatch>&) override {
     return Nothing();
   }
 

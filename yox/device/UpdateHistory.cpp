@@ -2,11 +2,11 @@
 
 #include <algorithm>
 
-namespace yox_device {
+namespace yox::device {
 
-using namespace YOX::literals;
-using YOX::WString;
-using YOX::platform::OperatingSystemUpdate;
+using namespace yox::literals;
+using yox::WString;
+using yox::platform::OperatingSystemUpdate;
 
 bool IsWindowsUpdate(const OperatingSystemUpdate& update) {
   if (!update.categories) return false;
@@ -17,7 +17,7 @@ bool IsWindowsUpdate(const OperatingSystemUpdate& update) {
   return counts;
 }
 
-void ReadNewestUpdate(YOX::platform::OperatingSystem& system, WString& title,
+void ReadNewestUpdate(yox::platform::OperatingSystem& system, WString& title,
                       WString& description) {
   constexpr std::uint32_t kDisabled = 4;
   constexpr std::int32_t kSucceeded = 2;
@@ -31,4 +31,4 @@ void ReadNewestUpdate(YOX::platform::OperatingSystem& system, WString& title,
   description = newest->description;
 }
 
-}  // namespace yox_device
+}  // namespace yox::device

@@ -8,8 +8,8 @@
 #include "yox/clientbase/System.h"
 #include "yox/clientbase/ZeroDayUtil.h"
 
-using YOX::WString;
-using namespace YOX::literals;
+using yox::WString;
+using namespace yox::literals;
 
 namespace {
 

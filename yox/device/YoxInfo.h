@@ -1,7 +1,7 @@
 #pragma once
 
-#include "yox/clientbase/Export.h"
-#include "yox/clientbase/WString.h"
+#include "yox/base/Export.h"
+#include "yox/base/WString.h"
 
 // What this client is. A process-wide singleton whose state can be copied by value. There is no
 // lock, on purpose: setters, `Refresh` and the preference, which is stored, race with readers. Only
@@ -19,29 +19,29 @@ class YOX_API YoxInfo {
   void Refresh() { GetYoxInfo(); }
 
   // The version of the service's executable; empty when it has none. Read once it is there.
-  YOX::WString GetYoxServiceVersion();
+  yox::WString GetYoxServiceVersion();
   // "On" or "Off", asked afresh at every call.
-  YOX::WString GetAnonymousDataCollectionPreference();
+  yox::WString GetAnonymousDataCollectionPreference();
 
-  YOX::WString GetId() const { return id_; }
-  YOX::WString GetName() const { return name_; }
-  YOX::WString GetVersion() const { return version_; }
+  yox::WString GetId() const { return id_; }
+  yox::WString GetName() const { return name_; }
+  yox::WString GetVersion() const { return version_; }
   // When the information was last gathered, as YOX::System::GetTime tells it.
-  YOX::WString GetInfoDatetime() const { return info_datetime_; }
+  yox::WString GetInfoDatetime() const { return info_datetime_; }
 
-  void SetId(const YOX::WString& id) { id_ = id; }
-  void SetName(const YOX::WString& name) { name_ = name; }
-  void SetVersion(const YOX::WString& version) { version_ = version; }
-  void SetInfoDatetime(const YOX::WString& datetime) { info_datetime_ = datetime; }
+  void SetId(const yox::WString& id) { id_ = id; }
+  void SetName(const yox::WString& name) { name_ = name; }
+  void SetVersion(const yox::WString& version) { version_ = version; }
+  void SetInfoDatetime(const yox::WString& datetime) { info_datetime_ = datetime; }
 
  private:
   YoxInfo() { GetYoxInfo(); }
   void GetYoxInfo();
 
-  YOX::WString id_;
-  YOX::WString name_;
-  YOX::WString version_;
-  YOX::WString info_datetime_;
-  YOX::WString service_version_;
-  YOX::WString anonymous_preference_;
+  yox::WString id_;
+  yox::WString name_;
+  yox::WString version_;
+  yox::WString info_datetime_;
+  yox::WString service_version_;
+  yox::WString anonymous_preference_;
 };

@@ -1,23 +1,23 @@
 #include <gtest/gtest.h>
 
-#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
 #include "yox/device/YoxInfo.h"
+#include "yox/platform/simulated/SimulatedDevice.h"
 
 namespace {
 
-using namespace YOX::literals;
+using namespace yox::literals;
 
 class YoxInfoTest : public testing::Test {
  protected:
-  void Change(const YOX::WString& version, bool metrics) {
-    device_.Change([&](YOX::platform::DeviceProfile& profile) {
+  void Change(const yox::WString& version, bool metrics) {
+    device_.Change([&](yox::platform::DeviceProfile& profile) {
       profile.client.version = version;
       profile.client.anonymous_metrics = metrics;
     });
   }
 
-  YOX::platform::SimulatedDevice device_;
-  YOX::platform::ScopedPlatform installed_{device_};
+  yox::platform::SimulatedDevice device_;
+  yox::platform::ScopedPlatform installed_{device_};
 };
 
 TEST_F(YoxInfoTest, IdAndNameAreFixedFromTheFirstCallOn) {

@@ -1,6 +1,6 @@
 #include "yox/foundation/LogThrottler.h"
 
-using YOX::WString;
+using yox::WString;
 
 LogThrottler::LogThrottler() = default;
 LogThrottler::~LogThrottler() = default;

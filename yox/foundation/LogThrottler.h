@@ -4,8 +4,8 @@
 #include <mutex>
 #include <unordered_map>
 
-#include "yox/clientbase/Export.h"
-#include "yox/clientbase/WString.h"
+#include "yox/base/Export.h"
+#include "yox/base/WString.h"
 
 // Keeps repeated lines out of a log: remembers for each key what was last logged, and tells the
 // caller to write only when something differs. It has no clock, and no limit but the number of
@@ -18,12 +18,12 @@ class YOX_API LogThrottler {
   LogThrottler& operator=(const LogThrottler&) = delete;
 
   // True, and `message` is remembered, when it differs from the key's last message.
-  bool ShouldLogStatic(const YOX::WString& key, const YOX::WString& message);
+  bool ShouldLogStatic(const yox::WString& key, const yox::WString& message);
 
   // True when `required` or `actual` differs from what was last logged for the entry; the entry is
   // named key, "_" and required. A change of `message` alone is not logged.
-  bool ShouldLogDynamic(const YOX::WString& key, const YOX::WString& required,
-                        const YOX::WString& actual, const YOX::WString& message);
+  bool ShouldLogDynamic(const yox::WString& key, const yox::WString& required,
+                        const yox::WString& actual, const yox::WString& message);
 
   // Forgets everything: each line is written once more.
   void ClearCache();
@@ -32,11 +32,11 @@ class YOX_API LogThrottler {
 
  private:
   struct LogThrottleEntry {
-    YOX::WString lastRequired;
-    YOX::WString lastActual;
-    YOX::WString lastMessage;
+    yox::WString lastRequired;
+    yox::WString lastActual;
+    yox::WString lastMessage;
   };
 
-  std::unordered_map<YOX::WString, LogThrottleEntry> cache;
+  std::unordered_map<yox::WString, LogThrottleEntry> cache;
   std::mutex cacheMutex;
 };

@@ -8,7 +8,7 @@
 
 namespace {
 
-using namespace YOX::literals;
+using namespace yox::literals;
 
 TEST(LogThrottlerTest, AMessageIsWrittenOnce) {
   LogThrottler throttler;

@@ -8,8 +8,8 @@
 
 namespace {
 
-using namespace YOX::literals;
-using YOX::WString;
+using namespace yox::literals;
+using yox::WString;
 using Pair = KeyValuePair<WString, WString>;
 
 TEST(YOXTagTest, ANewTagIsEmpty) {

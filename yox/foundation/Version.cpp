@@ -3,9 +3,9 @@
 #include <array>
 #include <limits>
 
-using YOX::WString;
-using YOX::WStringView;
-using namespace YOX::literals;
+using yox::WString;
+using yox::WStringView;
+using namespace yox::literals;
 
 Version Version::Parse(const WString& text) {
   Version version;

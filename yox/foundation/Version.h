@@ -3,8 +3,8 @@
 #include <compare>
 #include <cstdint>
 
-#include "yox/clientbase/Export.h"
-#include "yox/clientbase/WString.h"
+#include "yox/base/Export.h"
+#include "yox/base/WString.h"
 
 // A dotted version of two to four numbers. A missing build or revision is -1 and sorts before
 // 0: 1.2 is less than 1.2.0, which is less than 1.2.0.0. A plain value.
@@ -17,15 +17,15 @@ class YOX_API Version {
       : major_(major), minor_(minor), build_(build), revision_(revision) {}
 
   // The version that the text holds, and 0.0 without build and revision when it holds none.
-  static Version Parse(const YOX::WString& text);
+  static Version Parse(const yox::WString& text);
 
   // Reads two to four components divided by dots. Of a component only the digits 0-9 count,
   // wherever they stand; one without a digit, or out of the range of int, fails. Answers false and
   // leaves `out` as it was on failure. Never throws.
-  static bool TryParse(const YOX::WString& text, Version& out);
-  static bool TryParseVersion(YOX::WStringView text, Version& out);
+  static bool TryParse(const yox::WString& text, Version& out);
+  static bool TryParseVersion(yox::WStringView text, Version& out);
   // `componentName` and `out` are not used.
-  static bool TryParseComponent(YOX::WStringView component, YOX::WStringView componentName,
+  static bool TryParseComponent(yox::WStringView component, yox::WStringView componentName,
                                 Version& out, int& value);
 
   // 1, 0 or -1: this version is greater, equal or less.

@@ -4,12 +4,12 @@
 
 #include "yox/foundation/Version.h"
 
-#include "tests/Rows.h"
+#include "tests/support/Rows.h"
 
 namespace {
 
-using namespace YOX::literals;
-using YOX::WString;
+using namespace yox::literals;
+using yox::WString;
 
 struct TextCase {
   const char* name;

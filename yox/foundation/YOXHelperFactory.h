@@ -4,7 +4,7 @@
 #include <memory>
 #include <mutex>
 
-#include "yox/clientbase/Export.h"
+#include "yox/base/Export.h"
 
 class ApplicabilityEvaluator;
 class MachineInformation;

@@ -19,9 +19,10 @@
 #include <thread>
 #include <vector>
 
-#include "yox/clientbase/Log.h"
-#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+#include "yox/base/Log.h"
 #include "yox/notifications/YOXPublisherSubscriber.h"
+#include "yox/platform/clock/Clock.h"
+#include "yox/platform/simulated/SimulatedDevice.h"
 
 namespace {
 
@@ -122,10 +123,10 @@ int LossesWithoutMove(std::vector<int> losses, const std::vector<Move>& moves) {
 }
 
 TEST(BusSoakTest, EveryRecordIsDeliveredAtMostOnceInOrderAndLossesAreAccountedFor) {
-  YOX::platform::DeviceProfile profile;
+  yox::platform::DeviceProfile profile;
   profile.clock.emplace().now.emplace();
-  YOX::platform::SimulatedDevice device(profile);
-  const YOX::platform::ScopedPlatform installed(device);
+  yox::platform::SimulatedDevice device(profile);
+  const yox::platform::ScopedPlatform installed(device);
 
   // Publishers that race at the queue's limit pass it; the semaphore does not, and each record
   // without a token keeps one back at the end of the queue.
@@ -203,7 +204,7 @@ TEST(BusSoakTest, EveryRecordIsDeliveredAtMostOnceInOrderAndLossesAreAccountedFo
             std::condition_variable received;
           };
           const auto state = std::make_shared<State>();
-          const YOX::WString id = bus.Subscribe(
+          const yox::WString id = bus.Subscribe(
               [state](YOXNotificationData& record) {
                 const std::lock_guard lock(state->mutex);
                 if (state->seen.count == 0) state->seen.last = record.getEventState() - 1;
@@ -231,7 +232,7 @@ TEST(BusSoakTest, EveryRecordIsDeliveredAtMostOnceInOrderAndLossesAreAccountedFo
         const int records = RecordsToPublish() / kPublishers;
         for (int i = 0; i < records; ++i) {
           t_dropped = false;
-          bus.Notify({p + 1, i, YOX::WString(40, YOX::WChar{'x'})}, {});
+          bus.Notify({p + 1, i, yox::WString(40, yox::WChar{'x'})}, {});
           ++(t_dropped ? dropped : accepted);
           if (t_dropped) std::this_thread::yield();
         }

@@ -4,15 +4,15 @@
 #include <initializer_list>
 #include <utility>
 
-#include "yox/clientbase/String.h"
+#include "yox/base/String.h"
 #include "yox/notifications/Json.h"
 #include "yox/notifications/YOXNotificationData.h"
 
-using namespace YOX::literals;
-using namespace YOX::notifications;
+using namespace yox::literals;
+using namespace yox::notifications;
 using YOX::String;
-using YOX::WString;
-using YOX::WStringView;
+using yox::WString;
+using yox::WStringView;
 
 using FieldMap = std::map<WString, WString>;
 

@@ -4,16 +4,16 @@
 #include <chrono>
 #include <string>
 
-#include "yox/clientbase/String.h"
+#include "yox/base/String.h"
 #include "yox/notifications/YOXNotificationData.h"
 
-#include "tests/Rows.h"
+#include "tests/support/Rows.h"
 
 namespace {
 
-using namespace YOX::literals;
+using namespace yox::literals;
 using YOX::String;
-using YOX::WString;
+using yox::WString;
 
 std::string Utf8(const WString& text) { return String::UTF16ToUTF8(text); }
 

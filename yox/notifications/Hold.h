@@ -1,8 +1,8 @@
 #pragma once
 
-#include "yox/clientbase/platform/Mutex.h"
+#include "yox/platform/waits/Mutex.h"
 
-namespace YOX::notifications {
+namespace yox::notifications {
 
 // Holds a mutex for its lifetime.
 class Hold {
@@ -16,4 +16,4 @@ class Hold {
   platform::Mutex& mutex_;
 };
 
-}  // namespace YOX::notifications
+}  // namespace yox::notifications

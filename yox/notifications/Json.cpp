@@ -5,9 +5,9 @@
 
 #include <memory>
 
-#include "yox/clientbase/String.h"
+#include "yox/base/String.h"
 
-namespace YOX::notifications {
+namespace yox::notifications {
 
 bool ParseJson(WStringView text, Json::Value& root) {
   static const Json::CharReaderBuilder builder;
@@ -26,4 +26,4 @@ Json::Value ToJson(WStringView text) { return String::UTF16ToUTF8(text); }
 
 WString ToText(const Json::Value& value) { return String::UTF8ToUTF16(value.asString()); }
 
-}  // namespace YOX::notifications
+}  // namespace yox::notifications

@@ -4,9 +4,9 @@
 
 #include <string>
 
-#include "yox/clientbase/WString.h"
+#include "yox/base/WString.h"
 
-namespace YOX::notifications {
+namespace yox::notifications {
 
 // Notifications are read as JsonCpp reads by default: comments, a repeated key and text behind the
 // document are accepted. False for text that is not JSON; throws Json::Exception when values nest
@@ -19,4 +19,4 @@ std::string WriteJson(const Json::Value& root, JsonStyle style);
 Json::Value ToJson(WStringView text);
 WString ToText(const Json::Value& value);
 
-}  // namespace YOX::notifications
+}  // namespace yox::notifications

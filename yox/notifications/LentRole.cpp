@@ -3,9 +3,9 @@
 #include <chrono>
 #include <utility>
 
-#include "yox/clientbase/Pause.h"
+#include "yox/base/Pause.h"
 
-namespace YOX::notifications {
+namespace yox::notifications {
 namespace {
 
 // How often the owner looks on.
@@ -62,4 +62,4 @@ void LentRole::Run() noexcept {
   borrow_(*this);
 }
 
-}  // namespace YOX::notifications
+}  // namespace yox::notifications

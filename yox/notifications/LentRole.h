@@ -7,9 +7,9 @@
 #include <memory>
 #include <mutex>
 
-#include "yox/clientbase/TaskPool.h"
+#include "yox/base/TaskPool.h"
 
-namespace YOX::notifications {
+namespace yox::notifications {
 
 // A role that exactly one thread has. Its owner lends it to a thread of the task pool, which makes
 // one short call after the other without any hand-over between them. The owner looks on meanwhile,
@@ -68,4 +68,4 @@ class LentRole final : private TaskPool::Work, public std::enable_shared_from_th
   std::condition_variable returned_;
 };
 
-}  // namespace YOX::notifications
+}  // namespace yox::notifications

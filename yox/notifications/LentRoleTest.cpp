@@ -5,11 +5,11 @@
 
 #include "yox/notifications/LentRole.h"
 
-#include "tests/Latch.h"
+#include "tests/support/Latch.h"
 
 namespace {
 
-using YOX::notifications::LentRole;
+using yox::notifications::LentRole;
 using yox_test::Latch;
 
 TEST(LentRoleTest, TheBorrowerIsAnotherThreadAndGivesTheRoleBack) {

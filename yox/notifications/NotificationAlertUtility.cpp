@@ -2,13 +2,13 @@
 
 #include <string>
 
-#include "yox/clientbase/String.h"
+#include "yox/base/String.h"
 #include "yox/notifications/Json.h"
 
-using namespace YOX::literals;
-using namespace YOX::notifications;
+using namespace yox::literals;
+using namespace yox::notifications;
 using YOX::String;
-using YOX::WString;
+using yox::WString;
 
 void NotificationAlertUtility::ConstructKXPPayload(const WString& notify, const Json::Value& param,
                                                    YOXNotificationData& out) {

@@ -4,8 +4,8 @@
 
 #include <cstdint>
 
-#include "yox/clientbase/Export.h"
-#include "yox/clientbase/WString.h"
+#include "yox/base/Export.h"
+#include "yox/base/WString.h"
 #include "yox/notifications/YOXNotificationData.h"
 
 // Builds alerts for the KXP channel. `out` is replaced as a whole by a channel record read from the
@@ -15,11 +15,11 @@ class YOX_API NotificationAlertUtility {
   NotificationAlertUtility() = delete;
 
   // Lets exceptions through; `out` is then unchanged.
-  static void ConstructKXPPayload(const YOX::WString& notify, const Json::Value& param,
+  static void ConstructKXPPayload(const yox::WString& notify, const Json::Value& param,
                                   YOXNotificationData& out);
 
   // The alert "deviceactionstate". Leaves `out` as it was when it cannot be built.
   static void ConstructKXPPayloadForDeviceActionState(
-      std::int32_t value, const YOX::WString& actionCmd, const YOX::WString& failureReason,
-      const YOX::WString& actionParam, const YOX::WString& at, YOXNotificationData& out);
+      std::int32_t value, const yox::WString& actionCmd, const yox::WString& failureReason,
+      const yox::WString& actionParam, const yox::WString& at, YOXNotificationData& out);
 };

@@ -1,13 +1,13 @@
 #include <gtest/gtest.h>
 
-#include "yox/clientbase/String.h"
+#include "yox/base/String.h"
 #include "yox/notifications/NotificationAlertUtility.h"
 
 namespace {
 
-using namespace YOX::literals;
+using namespace yox::literals;
 using YOX::String;
-using YOX::WString;
+using yox::WString;
 
 TEST(NotificationAlertUtilityTest, ADeviceActionStateArrivesWithItsArguments) {
   YOXNotificationData record;

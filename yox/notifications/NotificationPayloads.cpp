@@ -2,8 +2,8 @@
 #include "yox/notifications/PayloadDocuments.h"
 #include "yox/notifications/YOXNotificationData.h"
 
-using namespace YOX::notifications;
-using YOX::WString;
+using namespace yox::notifications;
+using yox::WString;
 
 WString YOXNotificationData::constructPayloadOnYOXPolicyChange(
     bool devicePathChange, bool deviceSubscriptionChange, bool mqttScopeChange,

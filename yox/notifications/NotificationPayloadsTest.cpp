@@ -3,16 +3,16 @@
 
 #include <string>
 
-#include "yox/clientbase/String.h"
+#include "yox/base/String.h"
 #include "yox/notifications/YOXNotificationData.h"
 
-#include "tests/Rows.h"
+#include "tests/support/Rows.h"
 
 namespace {
 
-using namespace YOX::literals;
+using namespace yox::literals;
 using YOX::String;
-using YOX::WString;
+using yox::WString;
 
 std::string Utf8(const WString& text) { return String::UTF16ToUTF8(text); }
 
@@ -221,14 +221,14 @@ TEST(NotificationPayloadsTest, AConfigChangeReadsBack) {
 
 TEST(NotificationPayloadsTest, LoneSurrogatesAndZerosAreWrittenAndRead) {
   WString odd = "a"_w;
-  odd += YOX::WChar{0xD800};
-  odd += YOX::WChar{0};
-  odd += YOX::WChar{'b'};
+  odd += yox::WChar{0xD800};
+  odd += yox::WChar{0};
+  odd += yox::WChar{'b'};
   const WString text =
       YOXNotificationData().serializePayloadForPackageEvent(odd, ""_w, ""_w, ""_w, ""_w);
   WString id, other;
   WithPayload(text).deserializePayloadForPackageEvent(id, other, other, other, other);
-  odd[1] = YOX::WChar{0xFFFD};
+  odd[1] = yox::WChar{0xFFFD};
   EXPECT_EQ(id, odd);
 }
 

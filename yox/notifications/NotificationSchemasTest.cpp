@@ -7,20 +7,20 @@
 #include <string>
 #include <vector>
 
-#include "yox/clientbase/StrictJson.h"
-#include "yox/clientbase/String.h"
+#include "yox/base/StrictJson.h"
+#include "yox/base/String.h"
 #include "yox/notifications/NotificationAlertUtility.h"
 #include "yox/notifications/PayloadDocuments.h"
 #include "yox/notifications/YOXNotificationData.h"
 
-#include "tests/SchemaPaths.h"
+#include "tests/support/SchemaPaths.h"
 
 namespace {
 
-using namespace YOX::literals;
-using namespace YOX::notifications;
+using namespace yox::literals;
+using namespace yox::notifications;
 using YOX::String;
-using YOX::WString;
+using yox::WString;
 
 constexpr const char* kInternal = "schemas/notification.schema.json";
 constexpr const char* kChannel = "schemas/channel-notification.schema.json";
@@ -28,7 +28,7 @@ constexpr const char* kChannel = "schemas/channel-notification.schema.json";
 constexpr const PayloadDocument* kDocuments[] = {&kPolicyChange, &kRegistration, &kConfigChange,
                                                  &kConfigFetch, &kPackageEvent};
 
-Json::Value Parsed(const WString& text) { return YOX::ParseDocument(String::UTF16ToUTF8(text)); }
+Json::Value Parsed(const WString& text) { return yox::ParseDocument(String::UTF16ToUTF8(text)); }
 
 void AddPaths(const Json::Value& value, const std::string& above, std::vector<std::string>& paths) {
   if (!value.isObject()) return;
@@ -40,7 +40,7 @@ void AddPaths(const Json::Value& value, const std::string& above, std::vector<st
 
 // The schema of one key of a document, in whichever alternative has it.
 Json::Value SchemaOf(const PayloadDocument& document, const char* key) {
-  const Json::Value schema = YOX::ParseDocument(yox_test::CheckoutFile(kInternal));
+  const Json::Value schema = yox::ParseDocument(yox_test::CheckoutFile(kInternal));
   for (const Json::Value& alternative : schema["anyOf"]) {
     const Json::Value& wrapped = alternative["properties"];
     const Json::Value& keys =

@@ -2,17 +2,17 @@
 // lent to a thread of the task pool as long as deliveries are brisk.
 #include <utility>
 
-#include "yox/clientbase/Log.h"
+#include "yox/base/Log.h"
 #include "yox/notifications/Hold.h"
 #include "yox/notifications/LentRole.h"
 #include "yox/notifications/Round.h"
 #include "yox/notifications/YOXPublisherSubscriber.h"
 
 using YOX::g_log;
-using YOX::notifications::Hold;
-using YOX::platform::NativeWaitForAny;
-using YOX::platform::Semaphore;
-using YOX::platform::WaitHandle;
+using yox::notifications::Hold;
+using yox::platform::NativeWaitForAny;
+using yox::platform::Semaphore;
+using yox::platform::WaitHandle;
 
 void YOXPublisherSubscriber::NotifyWorker() {
   g_log.d("NotifyWorker: Entry");

@@ -2,10 +2,10 @@
 
 #include <exception>
 
-#include "yox/clientbase/String.h"
+#include "yox/base/String.h"
 #include "yox/notifications/Json.h"
 
-namespace YOX::notifications {
+namespace yox::notifications {
 namespace {
 
 const Json::Value& FieldsOf(const PayloadDocument& document, const Json::Value& root) {
@@ -60,4 +60,4 @@ WString ReadPayloadText(const PayloadDocument& document, WStringView text, const
   }
 }
 
-}  // namespace YOX::notifications
+}  // namespace yox::notifications

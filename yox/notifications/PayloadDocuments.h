@@ -8,9 +8,9 @@
 #include <span>
 #include <variant>
 
-#include "yox/clientbase/WString.h"
+#include "yox/base/WString.h"
 
-namespace YOX::notifications {
+namespace yox::notifications {
 
 // How a field is written and read: a delay is written as an integer and read as the text of one.
 enum class PayloadType { kBoolean, kText, kUnsigned, kDelay };
@@ -77,4 +77,4 @@ void ReadPayload(const PayloadDocument& document, WStringView text,
 // One text field by itself; empty when it cannot be read.
 WString ReadPayloadText(const PayloadDocument& document, WStringView text, const char* key);
 
-}  // namespace YOX::notifications
+}  // namespace yox::notifications

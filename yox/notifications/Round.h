@@ -5,11 +5,11 @@
 #include <memory>
 #include <vector>
 
-#include "yox/clientbase/WString.h"
+#include "yox/base/WString.h"
 #include "yox/notifications/Subscriber.h"
 #include "yox/notifications/YOXNotificationData.h"
 
-namespace YOX::notifications {
+namespace yox::notifications {
 
 struct QueuedNotification {
   YOXNotificationData record;
@@ -55,4 +55,4 @@ struct Round {
   }
 };
 
-}  // namespace YOX::notifications
+}  // namespace yox::notifications

@@ -4,14 +4,15 @@
 
 #include <exception>
 
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/Platform.h"
+#include "yox/base/String.h"
 #include "yox/notifications/Json.h"
+#include "yox/platform/Platform.h"
+#include "yox/platform/clock/Clock.h"
 
 namespace YOX {
 
-using notifications::ParseJson;
-using notifications::ToText;
+using yox::notifications::ParseJson;
+using yox::notifications::ToText;
 
 constinit std::atomic<std::int64_t> SendTelemetryCommandHandler::lastProcessedTick_{0};
 std::mutex SendTelemetryCommandHandler::tickMutex_;

@@ -9,9 +9,9 @@
 #include <utility>
 #include <vector>
 
-#include "yox/clientbase/Export.h"
-#include "yox/clientbase/Log.h"
-#include "yox/clientbase/WString.h"
+#include "yox/base/Export.h"
+#include "yox/base/Log.h"
+#include "yox/base/WString.h"
 #include "yox/notifications/YOXNotificationData.h"
 
 namespace YOX {

@@ -8,21 +8,22 @@
 #include <utility>
 #include <vector>
 
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+#include "yox/base/String.h"
 #include "yox/notifications/SendTelemetryCommandHandler.h"
+#include "yox/platform/clock/Clock.h"
+#include "yox/platform/simulated/SimulatedDevice.h"
 
-#include "tests/CapturedLog.h"
-#include "tests/Latch.h"
-#include "tests/Rows.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/Latch.h"
+#include "tests/support/Rows.h"
 
 namespace {
 
-using namespace YOX::literals;
+using namespace yox::literals;
 using YOX::SendTelemetryCommandHandler;
 using YOX::SendTelemetryCommandParams;
 using YOX::String;
-using YOX::WString;
+using yox::WString;
 using yox_test::CapturedLog;
 using yox_test::Latch;
 
@@ -65,8 +66,8 @@ class TelemetryTest : public testing::Test {
     SendTelemetryCommandHandler::ResetThrottle();
   }
 
-  static YOX::platform::DeviceProfile Profile() {
-    YOX::platform::DeviceProfile profile;
+  static yox::platform::DeviceProfile Profile() {
+    yox::platform::DeviceProfile profile;
     profile.clock.emplace().now.emplace();
     return profile;
   }
@@ -83,8 +84,8 @@ class TelemetryTest : public testing::Test {
   }
 
   CapturedLog log_;
-  YOX::platform::SimulatedDevice device_{Profile()};
-  YOX::platform::ScopedPlatform installed_{device_};
+  yox::platform::SimulatedDevice device_{Profile()};
+  yox::platform::ScopedPlatform installed_{device_};
   SendTelemetryCommandHandler handler_{g_test_log};
   std::string calls_;
   SendTelemetryCommandParams params_;
@@ -125,10 +126,10 @@ TEST_F(TelemetryTest, AnIgnoredCommandUsesUpItsFiveMinutes) {
 }
 
 TEST_F(TelemetryTest, TheFirstFiveMinutesOfTheClockAreThrottled) {
-  YOX::platform::DeviceProfile profile = Profile();
+  yox::platform::DeviceProfile profile = Profile();
   profile.clock->uptime_seconds = 299;
-  YOX::platform::SimulatedDevice young(profile);
-  const YOX::platform::ScopedPlatform installed(young);
+  yox::platform::SimulatedDevice young(profile);
+  const yox::platform::ScopedPlatform installed(young);
   handler_.ProcessCommand(Command(kAll));
   EXPECT_EQ(calls_, "");
   young.clock().Advance(1);
@@ -256,7 +257,7 @@ TEST_F(TelemetryTest, ReadingEmptiesWhatWasThere) {
 TEST_F(TelemetryTest, NestingIsBounded) {
   SendTelemetryCommandParams params;
   SendTelemetryCommandHandler::DeserializeSendTelemetryCommand(
-      g_test_log, WString(200'000, YOX::WChar{'['}), params);
+      g_test_log, WString(200'000, yox::WChar{'['}), params);
   EXPECT_THAT(Lines(), testing::StartsWith(kFailed));
 }
 

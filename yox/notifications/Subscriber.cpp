@@ -4,10 +4,10 @@
 #include <condition_variable>
 #include <mutex>
 
-#include "yox/clientbase/Pause.h"
-#include "yox/clientbase/platform/WaitUntil.h"
+#include "yox/base/Pause.h"
+#include "yox/platform/waits/WaitUntil.h"
 
-namespace YOX::notifications {
+namespace yox::notifications {
 namespace {
 
 constexpr int kSpins = 400;
@@ -93,4 +93,4 @@ void Subscriber::End() {
   ends.ended.notify_all();
 }
 
-}  // namespace YOX::notifications
+}  // namespace yox::notifications

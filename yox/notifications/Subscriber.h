@@ -7,11 +7,11 @@
 #include <memory>
 #include <utility>
 
-#include "yox/clientbase/TaskPool.h"
-#include "yox/clientbase/WString.h"
+#include "yox/base/TaskPool.h"
+#include "yox/base/WString.h"
 #include "yox/notifications/YOXNotificationData.h"
 
-namespace YOX::notifications {
+namespace yox::notifications {
 
 // One subscriber and its latest delivery, of which there is at most one at a time. Deliveries are
 // begun by whoever has the worker's role; the rest is safe from any thread.
@@ -74,4 +74,4 @@ class Subscriber final : public TaskPool::Work {
   std::exception_ptr failure_;
 };
 
-}  // namespace YOX::notifications
+}  // namespace yox::notifications

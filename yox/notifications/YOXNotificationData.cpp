@@ -4,15 +4,15 @@
 
 #include <utility>
 
-#include "yox/clientbase/String.h"
+#include "yox/base/String.h"
 #include "yox/notifications/Json.h"
 
-using namespace YOX::literals;
+using namespace yox::literals;
 using YOX::String;
-using YOX::WString;
-using YOX::notifications::ParseJson;
-using YOX::notifications::ToJson;
-using YOX::notifications::ToText;
+using yox::WString;
+using yox::notifications::ParseJson;
+using yox::notifications::ToJson;
+using yox::notifications::ToText;
 
 YOXNotificationData::YOXNotificationData(int topic_id, int event_state, WString payload_text)
     : notificationType("yox"_w),

@@ -5,8 +5,8 @@
 #include <string>
 #include <unordered_map>
 
-#include "yox/clientbase/Export.h"
-#include "yox/clientbase/WString.h"
+#include "yox/base/Export.h"
+#include "yox/base/WString.h"
 
 namespace Json {
 class Value;
@@ -25,10 +25,10 @@ class YOX_API YOXNotificationData {
   // Of neither kind; all numbers -1, all texts empty.
   YOXNotificationData() = default;
   // An internal notification.
-  YOXNotificationData(int topicId, int eventState, YOX::WString payload);
+  YOXNotificationData(int topicId, int eventState, yox::WString payload);
   // A notification from its text: an envelope as getJsonMessage writes it, or, for the channel, an
   // alert or action document. Text that cannot be read leaves the record as far as it was filled.
-  YOXNotificationData(YOX::WString message, bool isKXP);
+  YOXNotificationData(yox::WString message, bool isKXP);
 
   // All three are one operation: whether the topics are equal. Meant so for != as well.
   bool isEqual(const YOXNotificationData& other) const { return topicId == other.topicId; }
@@ -39,55 +39,55 @@ class YOX_API YOXNotificationData {
   void setTopicId(int value) { topicId = value; }
   int getEventState() const { return eventState; }
   void setEventState(int value) { eventState = value; }
-  YOX::WString getPayload() const { return payload; }
-  void setPayload(YOX::WString value) { payload = std::move(value); }
-  YOX::WString getMessageType() const { return messageType; }
-  void setMessageType(YOX::WString value) { messageType = std::move(value); }
-  YOX::WString getActionType() const { return actionType; }
-  void setActionType(YOX::WString value) { actionType = std::move(value); }
-  YOX::WString getLogStatus() const { return logStatus; }
-  void setLogStatus(YOX::WString value) { logStatus = std::move(value); }
-  YOX::WString getLogLevel() const { return logLevel; }
-  void setLogLevel(YOX::WString value) { logLevel = std::move(value); }
-  YOX::WString getTopic() const { return topic; }
-  void setTopic(YOX::WString value) { topic = std::move(value); }
-  YOX::WString getDeviceActionState() const { return deviceActionState; }
-  void setDeviceActionState(const YOX::WString& value) { deviceActionState = value; }
+  yox::WString getPayload() const { return payload; }
+  void setPayload(yox::WString value) { payload = std::move(value); }
+  yox::WString getMessageType() const { return messageType; }
+  void setMessageType(yox::WString value) { messageType = std::move(value); }
+  yox::WString getActionType() const { return actionType; }
+  void setActionType(yox::WString value) { actionType = std::move(value); }
+  yox::WString getLogStatus() const { return logStatus; }
+  void setLogStatus(yox::WString value) { logStatus = std::move(value); }
+  yox::WString getLogLevel() const { return logLevel; }
+  void setLogLevel(yox::WString value) { logLevel = std::move(value); }
+  yox::WString getTopic() const { return topic; }
+  void setTopic(yox::WString value) { topic = std::move(value); }
+  yox::WString getDeviceActionState() const { return deviceActionState; }
+  void setDeviceActionState(const yox::WString& value) { deviceActionState = value; }
   NotificationProvider getNotificationProvider() const { return notificationProvider; }
   NotificationProvider setNotificationProvider(NotificationProvider value) {
     return notificationProvider = value;
   }
   // The channel message as JSON text.
-  YOX::WString getMessageForKXP() const { return messageForKXP; }
+  yox::WString getMessageForKXP() const { return messageForKXP; }
 
   bool isKXPNotification() const;
   // Whether "/app/" stands anywhere in the topic's text.
   bool isExtensionNotification() const;
   // A value of the channel message by its exact key; empty for a key that is not there.
-  YOX::WString getFieldValue(const YOX::WString& key) const;
+  yox::WString getFieldValue(const yox::WString& key) const;
 
   // The envelope as styled JSON text; empty when it cannot be written.
-  YOX::WString getJsonMessage() const;
+  yox::WString getJsonMessage() const;
 
   // Documents for the payload: compact JSON text, empty when it cannot be written. The record is
   // not touched.
-  YOX::WString constructPayloadOnYOXPolicyChange(
+  yox::WString constructPayloadOnYOXPolicyChange(
       bool devicePathChange, bool deviceSubscriptionChange, bool mqttScopeChange,
-      bool mqttConnectFrequencyChange, const YOX::WString& devicePathValue,
-      const YOX::WString& deviceSubscriptionValue, const YOX::WString& mqttScopeValue,
-      const YOX::WString& mqttConnectFrequencyValue) const;
+      bool mqttConnectFrequencyChange, const yox::WString& devicePathValue,
+      const yox::WString& deviceSubscriptionValue, const yox::WString& mqttScopeValue,
+      const yox::WString& mqttConnectFrequencyValue) const;
   // `deviceId` is UTF-8.
-  YOX::WString constructPayloadOnDeviceRegistration(bool hasRegistrationAttemptedSuccess,
-                                                    const YOX::WString& triggerType,
-                                                    const YOX::WString& triggerSource,
+  yox::WString constructPayloadOnDeviceRegistration(bool hasRegistrationAttemptedSuccess,
+                                                    const yox::WString& triggerType,
+                                                    const yox::WString& triggerSource,
                                                     const std::string& deviceId,
                                                     const std::int32_t& delay) const;
-  YOX::WString constructPayloadOnConfigChangeDuringStartup(bool isTriggerSourceStartup) const;
-  YOX::WString constructPayloadForForceConfigFetch(std::uint32_t pullTriggerInMinutes) const;
-  YOX::WString serializePayloadForPackageEvent(const YOX::WString& id, const YOX::WString& type,
-                                               const YOX::WString& name,
-                                               const YOX::WString& version,
-                                               const YOX::WString& trigger) const;
+  yox::WString constructPayloadOnConfigChangeDuringStartup(bool isTriggerSourceStartup) const;
+  yox::WString constructPayloadForForceConfigFetch(std::uint32_t pullTriggerInMinutes) const;
+  yox::WString serializePayloadForPackageEvent(const yox::WString& id, const yox::WString& type,
+                                               const yox::WString& name,
+                                               const yox::WString& version,
+                                               const yox::WString& trigger) const;
   // Styled and narrow, unlike the others. UTF-8 in and out.
   std::string constructPayloadForInvokeCommand(
       const std::unordered_map<std::string, std::string>& params) const;
@@ -96,41 +96,41 @@ class YOX_API YOXNotificationData {
   // read: text that is not JSON leaves all arguments as they were, a value of the wrong type leaves
   // itself and those behind it. A missing value reads as false, 0 or empty, but a missing delay as
   // wrong.
-  void deserializePayloadForYoxPolicy(const YOX::WString& text, bool& devicePathChange,
-                                      bool& deviceSubscriptionChange, YOX::WString& devicePathValue,
-                                      YOX::WString& deviceSubscriptionValue) const;
+  void deserializePayloadForYoxPolicy(const yox::WString& text, bool& devicePathChange,
+                                      bool& deviceSubscriptionChange, yox::WString& devicePathValue,
+                                      yox::WString& deviceSubscriptionValue) const;
   void deserializePayloadForDeviceRegistration(bool& hasRegistrationAttemptedSuccess,
-                                               YOX::WString& triggerType,
-                                               YOX::WString& triggerSource, YOX::WString& deviceId,
+                                               yox::WString& triggerType,
+                                               yox::WString& triggerSource, yox::WString& deviceId,
                                                std::int32_t& delay) const;
-  YOX::WString getDeviceIdFromRegistrationPayload() const;
+  yox::WString getDeviceIdFromRegistrationPayload() const;
   void deserializePayloadForConfigChangeDuringStartup(bool& isTriggerSourceStartup) const;
   void deserializePayloadForForceConfigFetch(std::uint32_t& pullTriggerInMinutes) const;
-  void deserializePayloadForPackageEvent(YOX::WString& id, YOX::WString& type, YOX::WString& name,
-                                         YOX::WString& version, YOX::WString& trigger) const;
+  void deserializePayloadForPackageEvent(yox::WString& id, yox::WString& type, yox::WString& name,
+                                         yox::WString& version, yox::WString& trigger) const;
 
   // Makes the channel message an alert of the message type, with these parameters.
-  void makeKXPpayload(const std::map<YOX::WString, YOX::WString>& params);
+  void makeKXPpayload(const std::map<yox::WString, yox::WString>& params);
 
  private:
   Json::Value Serialize() const;
-  void DeserializeInternalNotification(const YOX::WString& text);
-  void DeserializeKXPNotification(const YOX::WString& text);
-  static std::map<YOX::WString, YOX::WString> JSONtoMap(const Json::Value& value);
+  void DeserializeInternalNotification(const yox::WString& text);
+  void DeserializeKXPNotification(const yox::WString& text);
+  static std::map<yox::WString, yox::WString> JSONtoMap(const Json::Value& value);
 
-  YOX::WString notificationType;  // "yox" internal, "kxp" channel
+  yox::WString notificationType;  // "yox" internal, "kxp" channel
   std::int32_t topicId = -1;
   std::int32_t eventState = -1;
   std::int32_t spareCode = -1;  // carried, never read
-  YOX::WString payload;         // of the channel: the document as received
+  yox::WString payload;         // of the channel: the document as received
   // Of the channel, as are all below but the topic and the provider.
-  YOX::WString messageType;
-  YOX::WString actionType;
-  YOX::WString messageForKXP;
-  YOX::WString logStatus;
-  YOX::WString logLevel;
-  std::map<YOX::WString, YOX::WString> fieldMap;
-  YOX::WString topic;  // set by the host
-  YOX::WString deviceActionState;
+  yox::WString messageType;
+  yox::WString actionType;
+  yox::WString messageForKXP;
+  yox::WString logStatus;
+  yox::WString logLevel;
+  std::map<yox::WString, yox::WString> fieldMap;
+  yox::WString topic;  // set by the host
+  yox::WString deviceActionState;
   NotificationProvider notificationProvider = NotificationProvider::Default;
 };

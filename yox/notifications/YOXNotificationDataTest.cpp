@@ -6,16 +6,16 @@
 #include <string>
 #include <utility>
 
-#include "yox/clientbase/String.h"
+#include "yox/base/String.h"
 #include "yox/notifications/YOXNotificationData.h"
 
-#include "tests/Rows.h"
+#include "tests/support/Rows.h"
 
 namespace {
 
-using namespace YOX::literals;
+using namespace yox::literals;
 using YOX::String;
-using YOX::WString;
+using yox::WString;
 
 Json::Value Parsed(const WString& text) {
   Json::Value root;

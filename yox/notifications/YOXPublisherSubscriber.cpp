@@ -3,18 +3,18 @@
 #include <exception>
 #include <utility>
 
+#include "yox/base/Log.h"
 #include "yox/clientbase/CGuid.h"
-#include "yox/clientbase/Log.h"
-#include "yox/clientbase/platform/Process.h"
 #include "yox/notifications/Hold.h"
 #include "yox/notifications/LentRole.h"
 #include "yox/notifications/Round.h"
+#include "yox/platform/system/Process.h"
 
 using YOX::g_log;
-using YOX::WString;
-using YOX::notifications::Hold;
-using YOX::platform::kNoTimeLimit;
-using YOX::platform::Semaphore;
+using yox::WString;
+using yox::notifications::Hold;
+using yox::platform::kNoTimeLimit;
+using yox::platform::Semaphore;
 
 namespace {
 
@@ -39,7 +39,7 @@ YOXPublisherSubscriber::YOXPublisherSubscriber()
 
 YOXPublisherSubscriber::~YOXPublisherSubscriber() {
   // A library that is unloaded with its process finds its threads gone, perhaps with its locks.
-  if (YOX::platform::OtherThreadsAreGone()) {
+  if (yox::platform::OtherThreadsAreGone()) {
     if (workerThread) (void)workerThread.release();
     // The worker may have gone while it waited there.
     new std::shared_ptr<LentRole>(role_);

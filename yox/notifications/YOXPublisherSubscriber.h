@@ -10,20 +10,20 @@
 #include <thread>
 #include <vector>
 
+#include "yox/base/Export.h"
+#include "yox/base/WString.h"
 #include "yox/clientbase/CriticalSection.h"
-#include "yox/clientbase/Export.h"
-#include "yox/clientbase/WString.h"
-#include "yox/clientbase/platform/Mutex.h"
-#include "yox/clientbase/platform/Semaphore.h"
 #include "yox/notifications/YOXNotificationData.h"
+#include "yox/platform/waits/Mutex.h"
+#include "yox/platform/waits/Semaphore.h"
 
-namespace YOX::notifications {
+namespace yox::notifications {
 class LentRole;
 class Subscriber;
 struct QueuedNotification;
 struct Round;
 struct Snapshot;
-}  // namespace YOX::notifications
+}  // namespace yox::notifications
 
 // The process's bus for notifications. A publisher hands a record to Notify and returns at once;
 // one worker thread takes the records from a bounded queue in order and has each delivered to every
@@ -49,19 +49,19 @@ class YOX_API YOXPublisherSubscriber {
   // Adds a subscriber and answers its id; empty when the callback is, or when the bus is stopped.
   // First place goes to who asks for it while it is free; otherwise the subscriber is an ordinary
   // one and is not told. The callback may be called from several threads, one after another.
-  YOX::WString Subscribe(std::function<void(YOXNotificationData&)> callback, bool wantsFirst);
+  yox::WString Subscribe(std::function<void(YOXNotificationData&)> callback, bool wantsFirst);
 
   // Removes a subscriber, and waits without limit until its running delivery has ended; what that
   // threw goes to the log. It does not wait, and a delivery may go on behind it, when called from
   // that delivery itself, and when the worker is just waiting for that delivery. The call of the
   // first subscriber is not waited for.
-  void Unsubscribe(const YOX::WString& id);
+  void Unsubscribe(const yox::WString& id);
 
   // Queues a copy of the record for everybody but the subscriber `senderId`. Dropped while the
   // queue holds 1024 or more; publishers that race at the limit may pass it by as many as they are.
   // Each record beyond the semaphore's 1024 tokens is logged, and from then on keeps the last one
   // in the queue waiting until another is published.
-  void Notify(const YOXNotificationData& record, const YOX::WString& senderId);
+  void Notify(const YOXNotificationData& record, const yox::WString& senderId);
 
   // The event of the last record of a topic that reached the worker. False, with `event` untouched,
   // when there was none, and for topic 0.
@@ -91,11 +91,11 @@ class YOX_API YOXPublisherSubscriber {
   std::size_t DeliveryCopyCount();
 
  private:
-  using LentRole = YOX::notifications::LentRole;
-  using QueuedNotification = YOX::notifications::QueuedNotification;
-  using Round = YOX::notifications::Round;
-  using Snapshot = YOX::notifications::Snapshot;
-  using Subscriber = YOX::notifications::Subscriber;
+  using LentRole = yox::notifications::LentRole;
+  using QueuedNotification = yox::notifications::QueuedNotification;
+  using Round = yox::notifications::Round;
+  using Snapshot = yox::notifications::Snapshot;
+  using Subscriber = yox::notifications::Subscriber;
 
   static constexpr std::size_t kLongestQueue = 1024;
   // For a subscriber's previous delivery, before the next record is dropped for it.
@@ -128,9 +128,9 @@ class YOX_API YOXPublisherSubscriber {
   bool TakeRecord();
 
   CriticalSection subscribersLock;
-  std::map<YOX::WString, std::shared_ptr<Subscriber>> subscribers;  // guarded by subscribersLock
-  std::map<YOX::WString, std::shared_ptr<YOXNotificationData>> deliveryCopies;  // the same
-  YOX::WString firstSubscriberId;                                               // the same
+  std::map<yox::WString, std::shared_ptr<Subscriber>> subscribers;  // guarded by subscribersLock
+  std::map<yox::WString, std::shared_ptr<YOXNotificationData>> deliveryCopies;  // the same
+  yox::WString firstSubscriberId;                                               // the same
   std::shared_ptr<const Snapshot> snapshot_;  // the same; null since the last change
   // Counts the changes of who is there and who is first. Written with the lock held.
   std::atomic<std::uint64_t> membership_{0};
@@ -141,12 +141,12 @@ class YOX_API YOXPublisherSubscriber {
   CriticalSection lastEventLock;
   std::map<std::int32_t, std::int32_t> lastEventByTopic;  // guarded by lastEventLock
 
-  YOX::platform::Mutex queueMutex;
+  yox::platform::Mutex queueMutex;
   std::deque<std::unique_ptr<QueuedNotification>> notificationQueue;  // guarded by queueMutex
   std::vector<std::unique_ptr<QueuedNotification>> spare_;            // the same: to fill again
 
-  YOX::platform::Semaphore semaphore_;
-  std::atomic<YOX::platform::Semaphore*> queueSemaphore{&semaphore_};  // null after Cleanup
+  yox::platform::Semaphore semaphore_;
+  std::atomic<yox::platform::Semaphore*> queueSemaphore{&semaphore_};  // null after Cleanup
 
   const std::unique_ptr<Round> round_;  // belongs to who has the worker's role
   const std::shared_ptr<LentRole> role_;

@@ -14,22 +14,23 @@
 #include <thread>
 #include <vector>
 
-#include "yox/clientbase/Log.h"
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/RandomBytes.h"
-#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+#include "yox/base/Log.h"
+#include "yox/base/String.h"
 #include "yox/notifications/YOXPublisherSubscriber.h"
+#include "yox/platform/clock/Clock.h"
+#include "yox/platform/crypto/RandomBytes.h"
+#include "yox/platform/simulated/SimulatedDevice.h"
 
-#include "tests/CapturedLog.h"
-#include "tests/Latch.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/Latch.h"
 
 namespace {
 
-using namespace YOX::literals;
+using namespace yox::literals;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using YOX::WString;
+using yox::WString;
 using yox_test::CapturedLog;
 using yox_test::Latch;
 
@@ -522,9 +523,9 @@ TestBus* g_bus_to_stop = nullptr;
 TEST(BusTest, AStopThatComesDuringSubscribeRefusesItToo) {
   TestBus bus;
   g_bus_to_stop = &bus;
-  const YOX::platform::ScopedRandomSource stopping([](std::span<unsigned char> bytes) {
+  const yox::platform::ScopedRandomSource stopping([](std::span<unsigned char> bytes) {
     g_bus_to_stop->SetStopRequest();
-    return YOX::platform::NativeFillRandom(bytes);
+    return yox::platform::NativeFillRandom(bytes);
   });
   const CapturedLog log;
   EXPECT_TRUE(bus.Subscribe([](YOXNotificationData&) {}, false).empty());
@@ -543,7 +544,7 @@ TEST(BusTest, AnEmptyCallbackIsRefused) {
 
 TEST(BusTest, WithoutAnIdThereIsNoSubscription) {
   TestBus bus;
-  const YOX::platform::ScopedRandomSource none([](std::span<unsigned char>) { return false; });
+  const yox::platform::ScopedRandomSource none([](std::span<unsigned char>) { return false; });
   const CapturedLog log;
   EXPECT_TRUE(bus.Subscribe([](YOXNotificationData&) {}, true).empty());
   EXPECT_THAT(Texts(log),
@@ -909,21 +910,21 @@ TEST(BusTest, TheProcesssBusIsOne) {
 // On a device whose time passes only when the test moves it.
 class SteppedBusTest : public testing::Test {
  protected:
-  static YOX::platform::DeviceProfile Profile() {
-    YOX::platform::DeviceProfile profile;
+  static yox::platform::DeviceProfile Profile() {
+    yox::platform::DeviceProfile profile;
     profile.clock.emplace().now.emplace();
     return profile;
   }
 
-  YOX::platform::SimulatedClock& clock() { return device_.clock(); }
+  yox::platform::SimulatedClock& clock() { return device_.clock(); }
   // Waits until somebody waits for the clock, then lets the time pass.
   void Pass(std::int64_t milliseconds) {
     ASSERT_TRUE(clock().alarms().AwaitNext(kBound));
     clock().AdvanceMilliseconds(milliseconds);
   }
 
-  YOX::platform::SimulatedDevice device_{Profile()};
-  YOX::platform::ScopedPlatform installed_{device_};
+  yox::platform::SimulatedDevice device_{Profile()};
+  yox::platform::ScopedPlatform installed_{device_};
 };
 
 // A subscriber that hangs in its first delivery until it is released.

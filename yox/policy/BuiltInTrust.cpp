@@ -6,19 +6,19 @@
 namespace yox::policy {
 namespace {
 
-using namespace YOX::literals;
+using namespace yox::literals;
 
 // Files of the folder that YOX_TRUST_DIRECTORY names.
 constexpr TrustedRoot kTrustedRoots[] = {
 #include "TrustedRoots.inc"
 };
 
-constexpr YOX::WStringView kPublicKey =
+constexpr yox::WStringView kPublicKey =
 #include "PublicKey.inc"
     ;
 
 constexpr bool IsThumbprint(const TrustedRoot& root) {
-  return root.thumbprint.size() == 64 && std::ranges::all_of(root.thumbprint, [](YOX::WChar unit) {
+  return root.thumbprint.size() == 64 && std::ranges::all_of(root.thumbprint, [](yox::WChar unit) {
            return (unit >= '0' && unit <= '9') || (unit >= 'a' && unit <= 'f');
          });
 }
@@ -32,6 +32,6 @@ static_assert(!kPublicKey.empty());
 
 std::span<const TrustedRoot> TrustedRoots() { return kTrustedRoots; }
 
-YOX::WStringView PublicKey() { return kPublicKey; }
+yox::WStringView PublicKey() { return kPublicKey; }
 
 }  // namespace yox::policy

@@ -5,16 +5,16 @@
 #include <optional>
 #include <utility>
 
-#include "yox/clientbase/Base64.h"
-#include "yox/clientbase/Document.h"
-#include "yox/clientbase/StrictJson.h"
-#include "yox/clientbase/platform/Signatures.h"
+#include "yox/base/Base64.h"
+#include "yox/base/Document.h"
+#include "yox/base/StrictJson.h"
+#include "yox/platform/crypto/Signatures.h"
 
 namespace yox::policy {
 namespace {
 
-using YOX::platform::SignatureScheme;
-using YOX::platform::SignatureVerdict;
+using yox::platform::SignatureScheme;
+using yox::platform::SignatureVerdict;
 
 struct Algorithm {
   const char* name;
@@ -32,9 +32,9 @@ CheckedJws Refused(std::string reason) { return {std::move(reason), {}}; }
 
 std::optional<Json::Value> ParseObject(std::string_view json) {
   try {
-    Json::Value value = YOX::ParseDocument(json);
+    Json::Value value = yox::ParseDocument(json);
     if (value.isObject()) return value;
-  } catch (const YOX::DocumentError&) {
+  } catch (const yox::DocumentError&) {
     // Its message would show the text.
   }
   return std::nullopt;
@@ -51,9 +51,9 @@ CheckedJws CheckCompactJws(std::string_view text, std::string_view public_key) {
       text.find('.', second + 1) != std::string_view::npos) {
     return Refused("it does not have three parts");
   }
-  const auto header = YOX::FromBase64Url(text.substr(0, first));
-  auto payload = YOX::FromBase64Url(text.substr(first + 1, second - first - 1));
-  const auto signature = YOX::FromBase64Url(text.substr(second + 1));
+  const auto header = yox::FromBase64Url(text.substr(0, first));
+  auto payload = yox::FromBase64Url(text.substr(first + 1, second - first - 1));
+  const auto signature = yox::FromBase64Url(text.substr(second + 1));
   if (!header || !payload || !signature) return Refused("a part is not base64url");
   const auto parameters = ParseObject(*header);
   if (!parameters) return Refused("the header is not a JSON object");
@@ -64,8 +64,8 @@ CheckedJws CheckCompactJws(std::string_view text, std::string_view public_key) {
   const Json::Value& algorithm = (*parameters)["alg"];
   for (const auto& [name, scheme] : kAlgorithms) {
     if (!algorithm.isString() || algorithm.asString() != name) continue;
-    const auto key = YOX::FromBase64(public_key);
-    const SignatureVerdict verdict = YOX::platform::VerifySignature(
+    const auto key = yox::FromBase64(public_key);
+    const SignatureVerdict verdict = yox::platform::VerifySignature(
         scheme, key.value_or(std::string()), text.substr(0, second), *signature);
     if (verdict == SignatureVerdict::kUnusableKey) {
       return Refused("the key is not one for its algorithm");

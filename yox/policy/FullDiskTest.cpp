@@ -6,12 +6,12 @@
 #include <iterator>
 #include <string>
 
+#include "yox/base/String.h"
 #include "yox/clientbase/CoreUtility.h"
 #include "yox/clientbase/FileSystem.h"
-#include "yox/clientbase/String.h"
 #include "yox/policy/MqttChainFiles.h"
 
-#include "tests/CapturedLog.h"
+#include "tests/support/CapturedLog.h"
 #include "tests/trust/Material.h"
 
 namespace {

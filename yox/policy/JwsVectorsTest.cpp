@@ -5,10 +5,10 @@
 #include <memory>
 #include <string>
 
-#include "yox/clientbase/Base64.h"
+#include "yox/base/Base64.h"
 #include "yox/policy/CompactJws.h"
 
-#include "tests/PublishedData.h"
+#include "tests/support/PublishedData.h"
 
 namespace {
 
@@ -26,7 +26,7 @@ std::string Der(char tag, const std::string& content) {
 }
 
 std::string Bytes(const Json::Value& key, const char* member) {
-  return YOX::FromBase64Url(key[member].asString()).value();
+  return yox::FromBase64Url(key[member].asString()).value();
 }
 
 std::string Number(const std::string& bytes) {
@@ -49,7 +49,7 @@ std::string PublicKey(const Json::Value& key) {
   } else {
     return {};
   }
-  return YOX::ToBase64(Der(0x30, Der(0x30, algorithm) + Der(0x03, std::string(1, '\0') + bits)));
+  return yox::ToBase64(Der(0x30, Der(0x30, algorithm) + Der(0x03, std::string(1, '\0') + bits)));
 }
 
 // Every published vector: those for ES256 and RS256 decide as published, all others are refused,

@@ -4,22 +4,22 @@
 #include <string>
 #include <system_error>
 
+#include "yox/base/String.h"
 #include "yox/clientbase/CoreUtility.h"
 #include "yox/clientbase/FilePermissions.h"
 #include "yox/clientbase/FileSystem.h"
-#include "yox/clientbase/NewFile.h"
 #include "yox/clientbase/Paths.h"
-#include "yox/clientbase/String.h"
+#include "yox/platform/files/NewFile.h"
 #include "yox/policy/PlatformPolicy.h"
 
 using YOX::String;
-using namespace YOX::literals;
+using namespace yox::literals;
 
 namespace {
 
 // Administrators and the local system, and nobody else.
-constexpr YOX::WStringView kFullAccess = "/q /grant *S-1-5-32-544:(OI)(CI)F *S-1-5-18:(OI)(CI)F"_wv;
-constexpr YOX::WStringView kReadAndWrite = "/q /grant *S-1-5-32-544:RW *S-1-5-18:RW"_wv;
+constexpr yox::WStringView kFullAccess = "/q /grant *S-1-5-32-544:(OI)(CI)F *S-1-5-18:(OI)(CI)F"_wv;
+constexpr yox::WStringView kReadAndWrite = "/q /grant *S-1-5-32-544:RW *S-1-5-18:RW"_wv;
 
 void Append(std::ofstream& combined, const std::string& path) {
   std::ifstream part = FileSystem::OpenToRead(String::UTF8ToUTF16(path));
@@ -58,9 +58,9 @@ bool PlatformPolicy::storeMqttCertChain() {
     }
     const std::string chain = String::Base64toString(String::UTF16ToUTF8(mqtt_chain_pem64_));
     // The file is there, with its final rights, before it holds anything.
-    YOX::NewFile file(String::UTF8ToUTF16(bridge), YOX::NewFile::Access::kPrivate, std::ios::out);
-    YOX::utility::ApplyFilePermissions(file.path(), YOX::WString(kFullAccess), true);
-    YOX::utility::ApplyFilePermissions(file.path(), YOX::WString(kReadAndWrite), false);
+    yox::NewFile file(String::UTF8ToUTF16(bridge), yox::NewFile::Access::kPrivate, std::ios::out);
+    YOX::utility::ApplyFilePermissions(file.path(), yox::WString(kFullAccess), true);
+    YOX::utility::ApplyFilePermissions(file.path(), yox::WString(kReadAndWrite), false);
     file.Write(chain);
     file.Commit();
     stored = true;
@@ -97,7 +97,7 @@ void PlatformPolicy::AccumulateMqttCertChain() {
   YOX::utility::getBridgeMqttPemFilePath(bridge);
   YOX::utility::getEmbeddedMqttPemFilePath(embedded);
 
-  const YOX::WString wide_path = String::UTF8ToUTF16(path);
+  const yox::WString wide_path = String::UTF8ToUTF16(path);
   std::error_code ignored;
   std::filesystem::remove(FileSystem::Locate(wide_path), ignored);
   std::ofstream combined = FileSystem::OpenToWrite(wide_path, std::ios::out | std::ios::binary);

@@ -4,19 +4,20 @@
 #include <sstream>
 #include <string>
 
+#include "yox/base/String.h"
 #include "yox/clientbase/FileSystem.h"
-#include "yox/clientbase/String.h"
+#include "yox/platform/files/Files.h"
 #include "yox/policy/MqttChainFiles.h"
 #include "yox/policy/PlatformPolicy.h"
 
-#include "tests/CapturedLog.h"
+#include "tests/support/CapturedLog.h"
 #include "tests/trust/Material.h"
 
 namespace {
 
 using YOX::String;
-using YOX::WString;
-using namespace YOX::literals;
+using yox::WString;
+using namespace yox::literals;
 using namespace yox_test;
 
 const std::string kA = kRootACertificate;
@@ -127,7 +128,7 @@ TEST_F(MqttCertChainTest, RightsAreSetInOrderBeforeTheFileTakesItsPlace) {
   EXPECT_TRUE(PolicyOf(kA).updateMqttCertChain());
   const auto granted = device_.files().Grants();
   ASSERT_EQ(granted.size(), 2U);
-  using Grants = std::vector<YOX::AccessGrant>;
+  using Grants = std::vector<yox::AccessGrant>;
   EXPECT_EQ(granted[0].grants, (Grants{{"S-1-5-32-544"_w, true, true, true, true, true},
                                        {"S-1-5-18"_w, true, true, true, true, true}}));
   EXPECT_TRUE(granted[0].replace);

@@ -7,13 +7,14 @@
 #include <string>
 #include <string_view>
 
-#include "yox/clientbase/Base64.h"
+#include "yox/base/Base64.h"
+#include "yox/base/Log.h"
+#include "yox/base/String.h"
 #include "yox/clientbase/FileSystem.h"
-#include "yox/clientbase/Log.h"
 #include "yox/clientbase/Paths.h"
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
-#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+#include "yox/platform/files/Files.h"
+#include "yox/platform/simulated/DeviceProfileReader.h"
+#include "yox/platform/simulated/SimulatedDevice.h"
 #include "yox/policy/PlatformPolicy.h"
 
 namespace yox_test {
@@ -39,20 +40,20 @@ class MqttChainFiles : public testing::Test {
   }
   // The bridge file is written as text: its line breaks are the system's.
   static std::string Read(const std::string& path) {
-    using namespace YOX::literals;
+    using namespace yox::literals;
     return YOX::String::UTF16ToUTF8(
         YOX::String::Replace(YOX::String::UTF8ToUTF16(ReadBytes(path)), "\r\n"_wv, "\n"_wv));
   }
   static PlatformPolicy PolicyOf(std::string_view chain) {
     PlatformPolicy policy(&test_log_);
-    policy.set_mqtt_chain_pem64(YOX::String::UTF8ToUTF16(YOX::ToBase64(chain)));
+    policy.set_mqtt_chain_pem64(YOX::String::UTF8ToUTF16(yox::ToBase64(chain)));
     return policy;
   }
 
   static inline YOX::Log test_log_{"test"};
-  YOX::platform::SimulatedDevice device_{
-      YOX::platform::ReadDeviceProfile(R"({"clock": {"now": "2026-03-01T12:00:00"}})")};
-  YOX::platform::ScopedPlatform installed_{device_};
+  yox::platform::SimulatedDevice device_{
+      yox::platform::ReadDeviceProfile(R"({"clock": {"now": "2026-03-01T12:00:00"}})")};
+  yox::platform::ScopedPlatform installed_{device_};
   std::string bridge_;
   std::string embedded_;
   std::string combined_;

@@ -1,11 +1,11 @@
 #include "yox/policy/PlatformPolicy.h"
 
-using YOX::WString;
-using namespace YOX::literals;
+using yox::WString;
+using namespace yox::literals;
 
 namespace {
 
-constexpr YOX::WStringView kPlatformPolicyUrl = "/configuration-service/v1/platform-policy"_wv;
+constexpr yox::WStringView kPlatformPolicyUrl = "/configuration-service/v1/platform-policy"_wv;
 
 }  // namespace
 

@@ -3,9 +3,9 @@
 #include <string>
 #include <vector>
 
-#include "yox/clientbase/Export.h"
-#include "yox/clientbase/Log.h"
-#include "yox/clientbase/WString.h"
+#include "yox/base/Export.h"
+#include "yox/base/Log.h"
+#include "yox/base/WString.h"
 
 // The fields, in their order, and what their getters return: a copy or a reference.
 // clang-format off
@@ -35,20 +35,20 @@
 // A record belongs to one thread at a time; nothing here takes a lock.
 class YOX_API PlatformPolicy {
  public:
-  using List = std::vector<YOX::WString>;
+  using List = std::vector<yox::WString>;
 
   // Without a log (not owned) the record logs nothing.
   explicit PlatformPolicy(YOX::Log* log = nullptr);
   // All but the MQTT chain, which stays empty.
-  PlatformPolicy(const YOX::WString& config_pull_triggers,
-                 const YOX::WString& enterprise_auth_baseuri,
-                 const YOX::WString& consumer_auth_baseuri, const YOX::WString& api_baseuri,
-                 const YOX::WString& api_mtls_uri, const YOX::WString& api_geo_baseuri,
-                 const YOX::WString& mqtt_mtls_uri, const YOX::WString& discover_uri,
-                 const YOX::WString& mqtt_baseuri, const List& jws_pubkey,
+  PlatformPolicy(const yox::WString& config_pull_triggers,
+                 const yox::WString& enterprise_auth_baseuri,
+                 const yox::WString& consumer_auth_baseuri, const yox::WString& api_baseuri,
+                 const yox::WString& api_mtls_uri, const yox::WString& api_geo_baseuri,
+                 const yox::WString& mqtt_mtls_uri, const yox::WString& discover_uri,
+                 const yox::WString& mqtt_baseuri, const List& jws_pubkey,
                  const List& tls_rootca_thumbprint_list, const List& tls_leaf_cn_list,
                  const List& device_subscription_list, const bool& allow_self_signed_cert,
-                 const YOX::WString& device_auth_type, YOX::Log* log);
+                 const yox::WString& device_auth_type, YOX::Log* log);
   PlatformPolicy(const PlatformPolicy& other);
   virtual ~PlatformPolicy();
 
@@ -62,8 +62,8 @@ class YOX_API PlatformPolicy {
   // fields; malformed JSON gives an empty record; a value of a type that cannot be converted ends
   // the reading, and the record holds what was read before it. They raise nothing but a lack of
   // memory.
-  static PlatformPolicy DeSerialize(const YOX::WString& json, bool wrapped);
-  static PlatformPolicy DeSerializePlatformPolicyResponse(const YOX::WString& json);
+  static PlatformPolicy DeSerialize(const yox::WString& json, bool wrapped);
+  static PlatformPolicy DeSerializePlatformPolicyResponse(const yox::WString& json);
 
   // Adds `other` to this record. Lists grow by what they do not hold yet, public keys wrapped as
   // PEM; the chain and the pull triggers are replaced unless empty, the way of authentication
@@ -84,7 +84,7 @@ class YOX_API PlatformPolicy {
   bool updateMqttCertChain();
 
   // The path of the service that hands out policies, to be put behind a base URI.
-  YOX::WString get_platform_policy_url() const { return platform_policy_url_; }
+  yox::WString get_platform_policy_url() const { return platform_policy_url_; }
 
 #define YOX_COPIED(Type, name)          \
   Type name() const { return name##_; } \
@@ -92,8 +92,8 @@ class YOX_API PlatformPolicy {
 #define YOX_REFERRED(Type, name)               \
   const Type& name() const { return name##_; } \
   void set_##name(const Type& value) { name##_ = value; }
-#define YOX_COPIED_TEXT(name) YOX_COPIED(YOX::WString, name)
-#define YOX_REFERRED_TEXT(name) YOX_REFERRED(YOX::WString, name)
+#define YOX_COPIED_TEXT(name) YOX_COPIED(yox::WString, name)
+#define YOX_REFERRED_TEXT(name) YOX_REFERRED(yox::WString, name)
 #define YOX_REFERRED_LIST(name) YOX_REFERRED(List, name)
   YOX_POLICY_TEXTS(YOX_COPIED_TEXT, YOX_REFERRED_TEXT)
   YOX_POLICY_LISTS(YOX_REFERRED_LIST)
@@ -113,13 +113,13 @@ class YOX_API PlatformPolicy {
   bool deleteMqttCertChain();
   void AccumulateMqttCertChain();
 
-#define YOX_TEXT_MEMBER(name) YOX::WString name##_;
+#define YOX_TEXT_MEMBER(name) yox::WString name##_;
 #define YOX_LIST_MEMBER(name) List name##_;
   YOX_POLICY_TEXTS(YOX_TEXT_MEMBER, YOX_TEXT_MEMBER)
   YOX_POLICY_LISTS(YOX_LIST_MEMBER)
 #undef YOX_LIST_MEMBER
 #undef YOX_TEXT_MEMBER
   bool allow_self_signed_cert_ = false;
-  YOX::WString platform_policy_url_;
+  yox::WString platform_policy_url_;
   YOX::Log* log_;
 };

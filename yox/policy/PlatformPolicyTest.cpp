@@ -7,8 +7,8 @@
 
 namespace {
 
-using YOX::WString;
-using namespace YOX::literals;
+using yox::WString;
+using namespace yox::literals;
 using List = PlatformPolicy::List;
 
 PlatformPolicy Filled(YOX::Log* log = nullptr) {

@@ -4,9 +4,9 @@
 #include "yox/policy/BuiltInTrust.h"
 #include "yox/policy/PlatformPolicy.h"
 
-using YOX::WString;
-using YOX::WStringView;
-using namespace YOX::literals;
+using yox::WString;
+using yox::WStringView;
+using namespace yox::literals;
 
 namespace {
 

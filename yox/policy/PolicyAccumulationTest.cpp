@@ -7,12 +7,12 @@
 #include "yox/policy/BuiltInTrust.h"
 #include "yox/policy/PlatformPolicy.h"
 
-#include "tests/CapturedLog.h"
+#include "tests/support/CapturedLog.h"
 
 namespace {
 
-using YOX::WString;
-using namespace YOX::literals;
+using yox::WString;
+using namespace yox::literals;
 using List = PlatformPolicy::List;
 
 YOX::Log g_test_log{"test"};

@@ -4,11 +4,11 @@
 #include <memory>
 #include <string>
 
-#include "yox/clientbase/String.h"
+#include "yox/base/String.h"
 #include "yox/policy/PlatformPolicy.h"
 
 using YOX::String;
-using YOX::WString;
+using yox::WString;
 
 namespace {
 

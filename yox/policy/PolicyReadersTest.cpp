@@ -6,18 +6,18 @@
 #include <string>
 #include <vector>
 
-#include "yox/clientbase/StrictJson.h"
-#include "yox/clientbase/String.h"
+#include "yox/base/StrictJson.h"
+#include "yox/base/String.h"
 #include "yox/policy/PlatformPolicy.h"
 
-#include "tests/Rows.h"
-#include "tests/SchemaPaths.h"
+#include "tests/support/Rows.h"
+#include "tests/support/SchemaPaths.h"
 
 namespace {
 
 using YOX::String;
-using YOX::WString;
-using namespace YOX::literals;
+using yox::WString;
+using namespace yox::literals;
 using List = PlatformPolicy::List;
 
 PlatformPolicy Flat(std::string_view json) {
@@ -205,7 +205,7 @@ void AddPathsThatAreRead(const std::string& prefix, const Json::Value& fields,
 }
 
 TEST(PolicyReadersTest, TheSchemaHasTheKeysThatAreRead) {
-  const Json::Value fields = YOX::ParseDocument(kFields);
+  const Json::Value fields = yox::ParseDocument(kFields);
   std::set<std::string> paths;
   AddPathsThatAreRead("", fields, paths);
   AddPathsThatAreRead("yox_config.platform_policy.", fields, paths);

@@ -5,23 +5,24 @@
 #include <iterator>
 #include <memory>
 
+#include "yox/base/Log.h"
+#include "yox/base/String.h"
 #include "yox/clientbase/CriticalEventLogger.h"
 #include "yox/clientbase/FileSystem.h"
-#include "yox/clientbase/Log.h"
 #include "yox/clientbase/Paths.h"
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/Platform.h"
+#include "yox/platform/Platform.h"
+#include "yox/platform/clock/Clock.h"
 #include "yox/policy/BuiltInTrust.h"
 
 using YOX::g_log;
 using YOX::String;
-using YOX::WString;
-using namespace YOX::literals;
+using yox::WString;
+using namespace yox::literals;
 
 namespace {
 
-constexpr YOX::WStringView kRootDirectory = "C:\\"_wv;
-constexpr YOX::WStringView kDataDirectory = "\\tervan\\YOX\\"_wv;  // below the common data
+constexpr yox::WStringView kRootDirectory = "C:\\"_wv;
+constexpr yox::WStringView kDataDirectory = "\\tervan\\YOX\\"_wv;  // below the common data
 
 void LogUnreadableFile() { CriticalEventLogger::Log(1001, 86); }
 
@@ -113,7 +114,7 @@ bool ProvisionFileUtility::ExtractProvisionJsonContent(const WString& path,
   }
   WString text;
   for (std::istreambuf_iterator<char> byte(stream), end; byte != end; ++byte) {
-    text += static_cast<YOX::WChar>(static_cast<unsigned char>(*byte));
+    text += static_cast<yox::WChar>(static_cast<unsigned char>(*byte));
   }
   content = String::UTF16ToUTF8(text);
   return true;
@@ -122,7 +123,7 @@ bool ProvisionFileUtility::ExtractProvisionJsonContent(const WString& path,
 bool ProvisionFileUtility::IsProvisionTokenValid(WString& token) const {
   const std::string reason = yox::policy::RefusalOfToken(
       String::UTF16ToUTF8(token), String::UTF16ToUTF8(yox::policy::PublicKey()),
-      YOX::platform::Platform::Get().clock().Now(), GetTokenType());
+      yox::platform::Platform::Get().clock().Now(), GetTokenType());
   if (reason.empty()) return true;
   token = String::UTF8ToUTF16(reason);
   return false;

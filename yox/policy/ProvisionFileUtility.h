@@ -5,16 +5,16 @@
 #include <cstdint>
 #include <string>
 
+#include "yox/base/Export.h"
+#include "yox/base/WString.h"
 #include "yox/clientbase/CoreUtility.h"
-#include "yox/clientbase/Export.h"
-#include "yox/clientbase/WString.h"
 #include "yox/policy/ProvisionToken.h"
 
 // What prepares the device for registration.
 struct DeviceProvisionInfo {
-  YOX::WString baseUri;         // for manual registration
-  YOX::WString provisionToken;  // as the file has it, valid or not
-  YOX::WString configPolicy;
+  yox::WString baseUri;         // for manual registration
+  yox::WString provisionToken;  // as the file has it, valid or not
+  yox::WString configPolicy;
   bool isTokenValid = false;
   bool isManualRegistration = false;
 };
@@ -26,7 +26,7 @@ struct DeviceProvisionInfo {
 class YOX_API ProvisionFileUtility {
  public:
   static constexpr std::uint64_t kLargestFile = 1'048'576;
-  static constexpr YOX::WStringView kFileName = YOX::literals::operator""_wv<
+  static constexpr yox::WStringView kFileName = yox::literals::operator""_wv<
       "yox-provision.json">();
 
   // Never null; lives until the process ends.
@@ -44,14 +44,14 @@ class YOX_API ProvisionFileUtility {
   // The folder of the file, with a separator at its end, or an empty text: the device's root
   // directory, or else "\tervan\YOX\" below the common application data. Where the file is in both,
   // asking deletes the second.
-  virtual YOX::WString GetProvisionPath();
-  virtual bool GetYoxAppDataRootPath(YOX::WString& path);
+  virtual yox::WString GetProvisionPath();
+  virtual bool GetYoxAppDataRootPath(yox::WString& path);
 
   // Reads the file that was found, or the one in the working directory when none was.
   void ExtractProvisionFileInfo();
   // Each byte of the file is one code unit. The content stays as it was when the file cannot be
   // opened, is longer than the limit or is not JSON.
-  void ExtractProvisionContent(const YOX::WString& path);
+  void ExtractProvisionContent(const yox::WString& path);
   // Fills the record: the token always, the policy when the token is valid.
   void PopulateProvisionInfo();
 
@@ -64,16 +64,16 @@ class YOX_API ProvisionFileUtility {
   // Null until a file was read.
   Json::Value GetProvisionContent() { return content_; }
   // The address is taken for manual registration only, and else left as it was.
-  void SetBaseUri(const YOX::WString& uri, bool manual_registration);
+  void SetBaseUri(const yox::WString& uri, bool manual_registration);
 
  protected:
   ProvisionFileUtility();
 
-  bool ExtractProvisionJsonContent(const YOX::WString& path, std::string& content) const;
-  bool IsFileSizeValid(const YOX::WString& path, std::uint64_t size) const;
+  bool ExtractProvisionJsonContent(const yox::WString& path, std::string& content) const;
+  bool IsFileSizeValid(const yox::WString& path, std::uint64_t size) const;
   // Whether the token is valid now by the public key that is built in. If not, the text becomes the
   // reason, which shows nothing of the token.
-  bool IsProvisionTokenValid(YOX::WString& token) const;
+  bool IsProvisionTokenValid(yox::WString& token) const;
   static yox::policy::TokenType GetTokenType() { return yox::policy::TokenType::kProvision; }
   static yox::policy::TokenSource GetTokenSource() {
     return yox::policy::TokenSource::kProvisionFile;

@@ -3,18 +3,19 @@
 #include <filesystem>
 #include <string>
 
+#include "yox/base/String.h"
 #include "yox/clientbase/FileSystem.h"
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+#include "yox/platform/files/Files.h"
+#include "yox/platform/simulated/SimulatedDevice.h"
 #include "yox/policy/ProvisionFileUtility.h"
 
-#include "tests/CapturedLog.h"
-#include "tests/SchemaPaths.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/SchemaPaths.h"
 
 namespace {
 
-using YOX::WString;
-using namespace YOX::literals;
+using yox::WString;
+using namespace yox::literals;
 
 class TestUtility : public ProvisionFileUtility {
  public:
@@ -46,8 +47,8 @@ class ProvisionFileUtilityTest : public testing::Test {
     return utility_.GetProvisionInfo().provisionToken;
   }
 
-  YOX::platform::SimulatedDevice device_;
-  YOX::platform::ScopedPlatform installed_{device_};
+  yox::platform::SimulatedDevice device_;
+  yox::platform::ScopedPlatform installed_{device_};
   WString data_folder_;
   WString data_file_;
   TestUtility utility_;

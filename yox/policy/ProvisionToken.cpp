@@ -4,8 +4,8 @@
 
 #include <optional>
 
-#include "yox/clientbase/Document.h"
-#include "yox/clientbase/StrictJson.h"
+#include "yox/base/Document.h"
+#include "yox/base/StrictJson.h"
 #include "yox/policy/CompactJws.h"
 
 namespace yox::policy {
@@ -21,9 +21,9 @@ const char* ClaimOf(TokenType type) {
 
 std::optional<Json::Value> ParseClaims(std::string_view payload) {
   try {
-    Json::Value claims = YOX::ParseDocument(payload);
+    Json::Value claims = yox::ParseDocument(payload);
     if (claims.isObject()) return claims;
-  } catch (const YOX::DocumentError&) {
+  } catch (const yox::DocumentError&) {
     // Its message would show the token.
   }
   return std::nullopt;

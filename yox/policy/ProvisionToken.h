@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "yox/clientbase/Export.h"
+#include "yox/base/Export.h"
 
 namespace yox::policy {
 

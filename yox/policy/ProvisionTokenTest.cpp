@@ -3,12 +3,12 @@
 
 #include <string>
 
-#include "yox/clientbase/StrictJson.h"
+#include "yox/base/StrictJson.h"
 #include "yox/policy/CompactJws.h"
 #include "yox/policy/ProvisionToken.h"
 
-#include "tests/Rows.h"
-#include "tests/SchemaPaths.h"
+#include "tests/support/Rows.h"
+#include "tests/support/SchemaPaths.h"
 #include "tests/trust/Material.h"
 
 namespace {
@@ -115,7 +115,7 @@ TEST(ProvisionTokenTest, LongestTokenIsBounded) {
 
 TEST(ProvisionTokenTest, TheSchemaHasTheSameBound) {
   const Json::Value schema =
-      YOX::ParseDocument(yox_test::CheckoutFile("schemas/provision-file.schema.json"));
+      yox::ParseDocument(yox_test::CheckoutFile("schemas/provision-file.schema.json"));
   EXPECT_EQ(schema["properties"]["provision_token"]["maxLength"].asUInt64(),
             yox::policy::kLongestJws);
 }

@@ -4,9 +4,9 @@
 #include <iterator>
 #include <string>
 
-#include "yox/clientbase/Pem.h"
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/Sha256.h"
+#include "yox/base/Pem.h"
+#include "yox/base/Sha256.h"
+#include "yox/base/String.h"
 #include "yox/policy/BuiltInTrust.h"
 
 namespace {
@@ -18,10 +18,10 @@ TEST(TrustedRootsTest, ThumbprintsAreThoseOfTheInstalledBundle) {
   for (const auto& root : yox::policy::TrustedRoots()) {
     std::ifstream file(std::string(kBundle) + root.name + ".crt", std::ios::binary);
     ASSERT_TRUE(file) << root.name << ": package ca-certificates";
-    const auto blocks = YOX::ReadPem(std::string{std::istreambuf_iterator<char>(file), {}});
+    const auto blocks = yox::ReadPem(std::string{std::istreambuf_iterator<char>(file), {}});
     ASSERT_TRUE(blocks && blocks->size() == 1) << root.name;
     std::string thumbprint;
-    for (const unsigned byte : YOX::platform::Sha256(blocks->front().der)) {
+    for (const unsigned byte : yox::Sha256(blocks->front().der)) {
       thumbprint += "0123456789abcdef"[byte >> 4];
       thumbprint += "0123456789abcdef"[byte & 0xF];
     }

@@ -4,9 +4,10 @@
 #include <stdexcept>
 #include <utility>
 
+#include "yox/base/Log.h"
 #include "yox/clientbase/InitLog.h"
-#include "yox/clientbase/Log.h"
-#include "yox/clientbase/platform/Platform.h"
+#include "yox/platform/Platform.h"
+#include "yox/platform/clock/Clock.h"
 
 namespace YOX {
 namespace {

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "yox/clientbase/Export.h"
+#include "yox/base/Export.h"
 
 namespace YOX {
 

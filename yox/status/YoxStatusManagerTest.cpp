@@ -5,11 +5,13 @@
 #include <stdexcept>
 #include <thread>
 
-#include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
-#include "yox/clientbase/platform/simulated/SimulatedDevice.h"
+#include "yox/platform/clock/Clock.h"
+#include "yox/platform/files/Files.h"
+#include "yox/platform/simulated/DeviceProfileReader.h"
+#include "yox/platform/simulated/SimulatedDevice.h"
 #include "yox/status/YoxStatusManager.h"
 
-#include "tests/CapturedLog.h"
+#include "tests/support/CapturedLog.h"
 
 namespace {
 
@@ -29,9 +31,9 @@ class YoxStatusManagerTest : public testing::Test {
     for (int i = 0; i < times; ++i) manager_.RegisterError(gateway, code);
   }
 
-  YOX::platform::SimulatedDevice device_{
-      YOX::platform::ReadDeviceProfile(R"({"clock": {"now": "2026-03-01T12:00:00"}})")};
-  YOX::platform::ScopedPlatform installed_{device_};
+  yox::platform::SimulatedDevice device_{
+      yox::platform::ReadDeviceProfile(R"({"clock": {"now": "2026-03-01T12:00:00"}})")};
+  yox::platform::ScopedPlatform installed_{device_};
   TestManager manager_;
 };
 

@@ -3,22 +3,24 @@
 #include <algorithm>
 #include <utility>
 
+#include "yox/base/Log.h"
+#include "yox/base/String.h"
 #include "yox/clientbase/CRegUtil.h"
 #include "yox/clientbase/DateTimeUtility.h"
-#include "yox/clientbase/Log.h"
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/Platform.h"
 #include "yox/device/DeviceManagementStatus.h"
 #include "yox/device/MachineInformation.h"
 #include "yox/foundation/YOXHelperFactory.h"
+#include "yox/platform/Platform.h"
+#include "yox/platform/clock/Clock.h"
+#include "yox/platform/registry/Registry.h"
 #include "yox/tags/GpuTagGenerator.h"
 #include "yox/tags/Persona.h"
 
 using YOX::CRegUtil;
 using YOX::g_log;
-using YOX::WString;
-using YOX::WStringView;
-using namespace YOX::literals;
+using yox::WString;
+using yox::WStringView;
+using namespace yox::literals;
 
 namespace {
 
@@ -31,11 +33,11 @@ std::shared_ptr<MachineInformation> Record() {
 }
 
 // The last code unit is the terminator, without looking at it.
-WString ValueOf(const YOX::platform::RegistryValue& stored) {
+WString ValueOf(const yox::platform::RegistryValue& stored) {
   const std::size_t units = stored.data.size() / 2;
   WString text;
   for (std::size_t i = 0; i + 1 < units; ++i) {
-    text += static_cast<YOX::WChar>(stored.data[2 * i] | (stored.data[2 * i + 1] << 8));
+    text += static_cast<yox::WChar>(stored.data[2 * i] | (stored.data[2 * i + 1] << 8));
   }
   return text;
 }
@@ -196,10 +198,10 @@ void AppAndTagCollection::ReadRegistryKeyTags(const WString& path, List* tags) {
 
 void AppAndTagCollection::QueryRegistryValues(HKEY key, List* tags) {
   if (key == nullptr) return;
-  std::vector<YOX::platform::RegistryEntry> values;
-  YOX::platform::Platform::Get().registry().Values({key, {}, {}, {}}, values, kLongestKey);
-  for (const YOX::platform::RegistryEntry& entry : values) {
-    if (entry.value.type != YOX::platform::RegistryType::kText) continue;
+  std::vector<yox::platform::RegistryEntry> values;
+  yox::platform::Platform::Get().registry().Values({key, {}, {}, {}}, values, kLongestKey);
+  for (const yox::platform::RegistryEntry& entry : values) {
+    if (entry.value.type != yox::platform::RegistryType::kText) continue;
     tags->emplace_back(entry.name, ValueOf(entry.value));
   }
 }
@@ -211,7 +213,7 @@ void AppAndTagCollection::ReadFromRegAndSetTags() {
   Replace(std::move(tags));
 }
 
-void AppAndTagCollection::RefreshTags(YOX::platform::WaitHandle stopEvent, bool dateFlag) {
+void AppAndTagCollection::RefreshTags(yox::platform::WaitHandle stopEvent, bool dateFlag) {
   const std::lock_guard lock(lock_);
   previousTags_ = Snapshot();
   Replace(getTagsFromRegistryAndMemory());
@@ -241,16 +243,16 @@ AppAndTagCollection::List AppAndTagCollection::GetDynamicMemoryTags() {
   return tags;
 }
 
-void AppAndTagCollection::CollectTags(YOX::platform::WaitHandle stopEvent, bool dateFlag,
+void AppAndTagCollection::CollectTags(yox::platform::WaitHandle stopEvent, bool dateFlag,
                                       bool waitAfterBoot) {
   constexpr const char* kOrigin = "AppAndTagCollection::CollectTags";
-  using YOX::platform::WaitResult;
+  using yox::platform::WaitResult;
   constexpr std::int64_t kMinute = 60;
   g_log.d("%s: Enter", kOrigin);
-  if (waitAfterBoot && YOX::platform::Platform::Get().clock().UptimeSeconds() < kMinute) {
+  if (waitAfterBoot && yox::platform::Platform::Get().clock().UptimeSeconds() < kMinute) {
     g_log.d("%s: Waiting for a minute before collecting tags", kOrigin);
     // A whole minute, not what is left of the first one.
-    if (YOX::platform::WaitFor(stopEvent, kMinute * 1000).kind != WaitResult::Kind::kTimedOut) {
+    if (yox::platform::WaitFor(stopEvent, kMinute * 1000).kind != WaitResult::Kind::kTimedOut) {
       return;
     }
   }

@@ -4,12 +4,12 @@
 #include <mutex>
 #include <vector>
 
-#include "yox/clientbase/Export.h"
-#include "yox/clientbase/RegistryRoots.h"
-#include "yox/clientbase/WString.h"
-#include "yox/clientbase/platform/Waits.h"
+#include "yox/base/Export.h"
+#include "yox/base/WString.h"
 #include "yox/foundation/KeyValuePair.h"
 #include "yox/foundation/YOXTag.h"
+#include "yox/platform/registry/RegistryRoots.h"
+#include "yox/platform/waits/Waits.h"
 
 // The tags that describe the device and its user: those of the registry key szRegKeySubPath, where
 // other programs may put them too, and those computed when the list is built. A process-wide
@@ -23,13 +23,13 @@ class YOX_API AppAndTagCollection {
   using List = std::vector<YOXTag>;
 
   // Below HKEY_LOCAL_MACHINE, 64-bit view: one text per tag, its name the tag's key.
-  static const YOX::WString szRegKeySubPath;
+  static const yox::WString szRegKeySubPath;
   // The names of the tags that last over restarts.
-  static const YOX::WString npuExistsTag;
-  static const YOX::WString npuMfrTag;
-  static const YOX::WString npuDescriptionTag;
-  static const YOX::WString oobeDateTag;
-  static const YOX::WString daysSinceOobe;
+  static const yox::WString npuExistsTag;
+  static const yox::WString npuMfrTag;
+  static const yox::WString npuDescriptionTag;
+  static const yox::WString oobeDateTag;
+  static const yox::WString daysSinceOobe;
 
   // Never null. Fills an empty list, and at every call asks anew whether the device is managed.
   static AppAndTagCollection* GetInstance();
@@ -37,7 +37,7 @@ class YOX_API AppAndTagCollection {
   // A copy of the list, in order; the collection's lock is held.
   List getTags();
   // "key:value, " for each tag; the collection's lock is held.
-  YOX::WString getTagsAsString();
+  yox::WString getTagsAsString();
   // Replaces the list; the collection's lock is held.
   void setTags(const List& tags);
 
@@ -46,7 +46,7 @@ class YOX_API AppAndTagCollection {
   List getTagsFromRegistryAndMemory();
 
   // The collection's tags as pairs, its lock held; none for null.
-  static std::vector<KeyValuePair<YOX::WString, YOX::WString>> ExtractCollecitonOfKeys(
+  static std::vector<KeyValuePair<yox::WString, yox::WString>> ExtractCollecitonOfKeys(
       AppAndTagCollection* collection);
   // The same list without a copy, and without waiting for a refresh. Never null.
   static std::shared_ptr<const List> Shared(AppAndTagCollection* collection);
@@ -66,10 +66,10 @@ class YOX_API AppAndTagCollection {
   // With `waitAfterBoot` it waits for a whole minute first when the device has been up for less
   // than one: do not call it so with a lock that others need. A stop that is signalled meanwhile,
   // and a null `stopEvent`, end it there. `dateFlag` is told in DateTimeUtility.h.
-  void CollectTags(YOX::platform::WaitHandle stopEvent, bool dateFlag, bool waitAfterBoot);
+  void CollectTags(yox::platform::WaitHandle stopEvent, bool dateFlag, bool waitAfterBoot);
 
   // Builds the list anew, the collection's lock held throughout.
-  void RefreshTags(YOX::platform::WaitHandle stopEvent, bool dateFlag);
+  void RefreshTags(yox::platform::WaitHandle stopEvent, bool dateFlag);
   // Replaces the tags of the user's persona alone, the collection's lock held throughout.
   void RefreshPersonaTags();
 
@@ -79,7 +79,7 @@ class YOX_API AppAndTagCollection {
 
   // Append the texts of a key, or of an opened one; other types, and names of 264 code units or
   // more, are passed over.
-  static void ReadRegistryKeyTags(const YOX::WString& path, List* tags);
+  static void ReadRegistryKeyTags(const yox::WString& path, List* tags);
   static void QueryRegistryValues(HKEY key, List* tags);
   // Replaces the list by the registry's tags alone.
   void ReadFromRegAndSetTags();
@@ -90,7 +90,7 @@ class YOX_API AppAndTagCollection {
   std::shared_ptr<const List> Snapshot() const;
   void Replace(List tags);
 
-  static const std::vector<YOX::WString> requiredRegistryTags;
+  static const std::vector<yox::WString> requiredRegistryTags;
 
   std::recursive_mutex lock_;
   mutable std::mutex snapshot_mutex_;

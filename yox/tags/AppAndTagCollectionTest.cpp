@@ -1,24 +1,25 @@
 #include <thread>
 
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/RegistryPlatform.h"
+#include "yox/base/String.h"
 #include "yox/device/MachineInformation.h"
 #include "yox/foundation/YOXHelperFactory.h"
+#include "yox/platform/registry/Registry.h"
+#include "yox/platform/registry/RegistryPlatform.h"
 #include "yox/tags/AppAndTagCollection.h"
 
-#include "tests/CapturedLog.h"
+#include "tests/support/CapturedLog.h"
 
 namespace {
 
-using namespace YOX::literals;
+using namespace yox::literals;
 using testing::HasSubstr;
 using testing::Not;
 using YOX::String;
-using YOX::WString;
-using YOX::platform::RegistryKey;
-using YOX::platform::RegistryStatus;
-using YOX::platform::RegistryType;
-using YOX::platform::RegistryValue;
+using yox::WString;
+using yox::platform::RegistryKey;
+using yox::platform::RegistryStatus;
+using yox::platform::RegistryType;
+using yox::platform::RegistryValue;
 
 class TestCollection : public AppAndTagCollection {
  public:
@@ -120,8 +121,8 @@ TEST_P(AppAndTagCollectionTest, TagsAreTheTextsOfTheKey) {
   Store("a"_w, "1"_w);
   Store("Number"_w, RegistryValue::Dword(1));
   Store("Expandable"_w, RegistryValue::ExpandableText("x"_w));
-  Store(WString(263, YOX::WChar{'n'}), "fits"_w);
-  Store(WString(264, YOX::WChar{'m'}), "too long"_w);
+  Store(WString(263, yox::WChar{'n'}), "fits"_w);
+  Store(WString(264, yox::WChar{'m'}), "too long"_w);
   AppAndTagCollection::List list;
   TestCollection::ReadRegistryKeyTags(key_.path, &list);
   EXPECT_EQ(list.size(), 2U);
@@ -210,8 +211,8 @@ TEST_P(AppAndTagCollectionTest, TheListIsThatOfRegistryAdaptersAndManagementInTh
   std::shared_ptr<MachineInformation> record(MachineInformation::GetInstance(),
                                              [](MachineInformation*) {});
   yox::YOXHelperFactory::GetInstance()->SetMachineInformationAgent(record);
-  device().Change([](YOX::platform::DeviceProfile& profile) {
-    YOX::platform::DisplayAdapter adapter;
+  device().Change([](yox::platform::DeviceProfile& profile) {
+    yox::platform::DisplayAdapter adapter;
     adapter.description = "Intel(R) Arc(TM)"_w;
     adapter.dedicated_video_memory = std::uint64_t{1} << 30;
     profile.display_adapters.push_back(adapter);
@@ -234,8 +235,8 @@ TEST_P(AppAndTagCollectionTest, PersonaTagsAreReplacedAlone) {
 
 // Without a lock of its own: the last of two writers wins, and nobody reads half a list.
 TEST(AppAndTagCollectionThreadsTest, ReadersShareTheListWhileOthersAdd) {
-  YOX::platform::SimulatedDevice device;
-  const YOX::platform::ScopedPlatform installed(device);
+  yox::platform::SimulatedDevice device;
+  const yox::platform::ScopedPlatform installed(device);
   TestCollection tags;
   tags.setTags({{"a"_w, "0"_w}});
   std::vector<std::thread> threads;
@@ -254,8 +255,8 @@ TEST(AppAndTagCollectionThreadsTest, ReadersShareTheListWhileOthersAdd) {
 }
 
 TEST(AppAndTagCollectionSingletonTest, ItFillsAnEmptyListAndAsksForManagementEachTime) {
-  YOX::platform::SimulatedDevice device;
-  const YOX::platform::ScopedPlatform installed(device);
+  yox::platform::SimulatedDevice device;
+  const yox::platform::ScopedPlatform installed(device);
   const RegistryKey key{HKEY_LOCAL_MACHINE, AppAndTagCollection::szRegKeySubPath, {}, {}};
   ASSERT_EQ(device.registry().CreateKey(key), RegistryStatus::kOk);
   device.registry().SetValue(key, "a"_w, RegistryValue::Text("1"_w));

@@ -2,11 +2,11 @@
 
 #include <algorithm>
 
-#include "yox/clientbase/String.h"
+#include "yox/base/String.h"
 
-using YOX::WString;
-using YOX::WStringView;
-using namespace YOX::literals;
+using yox::WString;
+using yox::WStringView;
+using namespace yox::literals;
 
 std::vector<WString> GpuTagGenerator::GenerateGpuTags(const std::vector<WString>& gpu_names) {
   constexpr auto kPrefix = "Device.Hardware.Gpu."_wv;

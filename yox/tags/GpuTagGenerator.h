@@ -2,8 +2,8 @@
 
 #include <vector>
 
-#include "yox/clientbase/Export.h"
-#include "yox/clientbase/WString.h"
+#include "yox/base/Export.h"
+#include "yox/base/WString.h"
 
 // Safe from any thread.
 class YOX_API GpuTagGenerator {
@@ -12,5 +12,5 @@ class YOX_API GpuTagGenerator {
 
   // The names of the tags that the display adapters' names give: one that says that there is any,
   // and behind it one for each adapter by its maker. Duplicates stay.
-  static std::vector<YOX::WString> GenerateGpuTags(const std::vector<YOX::WString>& gpu_names);
+  static std::vector<yox::WString> GenerateGpuTags(const std::vector<yox::WString>& gpu_names);
 };

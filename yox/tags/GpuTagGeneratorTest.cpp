@@ -2,12 +2,12 @@
 
 #include "yox/tags/GpuTagGenerator.h"
 
-#include "tests/Rows.h"
+#include "tests/support/Rows.h"
 
 namespace {
 
-using namespace YOX::literals;
-using YOX::WString;
+using namespace yox::literals;
+using yox::WString;
 
 struct Row {
   const char* name;

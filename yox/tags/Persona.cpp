@@ -1,14 +1,14 @@
 #include "yox/tags/Persona.h"
 
+#include "yox/base/Log.h"
+#include "yox/base/String.h"
 #include "yox/clientbase/CRegUtil.h"
-#include "yox/clientbase/Log.h"
-#include "yox/clientbase/String.h"
 #include "yox/clientbase/System.h"
 
 using YOX::g_log;
-using YOX::WString;
-using YOX::WStringView;
-using namespace YOX::literals;
+using yox::WString;
+using yox::WStringView;
+using namespace yox::literals;
 
 namespace yox {
 namespace {
@@ -47,7 +47,7 @@ bool PersonaUtility::IsEntertainer() {
 bool PersonaUtility::IsDeveloper() { return RegistryPersonaValueExists("developer"_w.c_str()); }
 bool PersonaUtility::IsFamily() { return RegistryPersonaValueExists("family"_w.c_str()); }
 
-bool PersonaUtility::RegistryPersonaValueExists(const YOX::WChar* subkey) {
+bool PersonaUtility::RegistryPersonaValueExists(const yox::WChar* subkey) {
   WString path;
   YOX::System::GetLoggedInUserSID(path);
   path.append("\\"_wv).append(Persona::kIntentRegistryPath).append("\\"_wv).append(subkey);

@@ -2,8 +2,8 @@
 
 #include <vector>
 
-#include "yox/clientbase/Export.h"
-#include "yox/clientbase/WString.h"
+#include "yox/base/Export.h"
+#include "yox/base/WString.h"
 #include "yox/foundation/YOXTag.h"
 
 class AppAndTagCollection;
@@ -24,7 +24,7 @@ class YOX_API PersonaUtility {
   virtual bool IsDeveloper();
   virtual bool IsFamily();
   // Whether the key of this name below the user's intent key holds the number 1 as "Intent".
-  virtual bool RegistryPersonaValueExists(const YOX::WChar* subkey);
+  virtual bool RegistryPersonaValueExists(const yox::WChar* subkey);
 };
 
 // The tags of what the device is for: "User.Usage.Detected.Gaming" and the like, with the value
@@ -34,7 +34,7 @@ class YOX_API Persona {
   Persona() = delete;
 
   // Below a user's hive.
-  static const YOX::WString kIntentRegistryPath;
+  static const yox::WString kIntentRegistryPath;
 
   // Appends one tag for each use, in a fixed order; what the list holds is not looked at.
   static void GeneratePersonaTags(std::vector<YOXTag>& tags);

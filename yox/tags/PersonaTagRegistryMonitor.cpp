@@ -2,14 +2,14 @@
 
 #include <system_error>
 
-#include "yox/clientbase/Log.h"
+#include "yox/base/Log.h"
 #include "yox/clientbase/System.h"
 #include "yox/tags/Persona.h"
 
 using YOX::CRegMonitor;
 using YOX::g_log;
-using YOX::WString;
-using namespace YOX::literals;
+using yox::WString;
+using namespace yox::literals;
 
 namespace yox {
 
@@ -68,7 +68,7 @@ void PersonaTagRegistryMonitor::MonitorLoop() {
     if (!monitor->WaitForChange(identifier, 1)) return;
     if (identifier != watch) continue;
     g_log.d("%s Persona tags changed", kOrigin);
-    if (!changed_.null()) YOX::platform::SignalEvent(changed_);
+    if (!changed_.null()) yox::platform::SignalEvent(changed_);
   }
 }
 

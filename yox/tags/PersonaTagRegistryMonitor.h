@@ -5,9 +5,9 @@
 #include <mutex>
 #include <thread>
 
+#include "yox/base/Export.h"
 #include "yox/clientbase/CRegMonitor.h"
-#include "yox/clientbase/Export.h"
-#include "yox/clientbase/platform/Waits.h"
+#include "yox/platform/waits/Waits.h"
 
 namespace yox {
 
@@ -23,7 +23,7 @@ class YOX_API PersonaTagRegistryMonitor {
   PersonaTagRegistryMonitor& operator=(const PersonaTagRegistryMonitor&) = delete;
 
   // Before the start. May be null; not owned, it has to outlive the thread.
-  void SetChangeEvent(YOX::platform::WaitHandle event) { changed_ = event; }
+  void SetChangeEvent(yox::platform::WaitHandle event) { changed_ = event; }
 
   // Watches on a thread of its own. Throws std::system_error when there is none to be had. A
   // monitor that was started and not stopped ends the process.
@@ -41,7 +41,7 @@ class YOX_API PersonaTagRegistryMonitor {
   std::mutex joining_;                         // guards thread_; taken without mutex_
   std::thread thread_;
   std::atomic<bool> stop_{false};
-  YOX::platform::WaitHandle changed_;
+  yox::platform::WaitHandle changed_;
 };
 
 }  // namespace yox

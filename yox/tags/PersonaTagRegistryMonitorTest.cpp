@@ -1,23 +1,23 @@
 #include <functional>
 
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/Event.h"
-#include "yox/clientbase/platform/RegistryPlatform.h"
+#include "yox/base/String.h"
+#include "yox/platform/registry/RegistryPlatform.h"
+#include "yox/platform/waits/Event.h"
 #include "yox/tags/Persona.h"
 #include "yox/tags/PersonaTagRegistryMonitor.h"
 
-#include "tests/AwaitedLog.h"
+#include "tests/support/AwaitedLog.h"
 
 namespace {
 
-using namespace YOX::literals;
+using namespace yox::literals;
 using YOX::String;
-using YOX::WString;
-using YOX::platform::Event;
-using YOX::platform::RegistryKey;
-using YOX::platform::RegistryStatus;
-using YOX::platform::RegistryValue;
-using YOX::platform::WaitFor;
+using yox::WString;
+using yox::platform::Event;
+using yox::platform::RegistryKey;
+using yox::platform::RegistryStatus;
+using yox::platform::RegistryValue;
+using yox::platform::WaitFor;
 
 constexpr std::int64_t kHalfAMinute = 30'000;
 constexpr const char* kWatching = "MonitorLoop Monitoring subkey path";
@@ -25,7 +25,7 @@ constexpr const char* kWatching = "MonitorLoop Monitoring subkey path";
 class PersonaTagRegistryMonitorTest : public yox_test::OnEveryRegistry {
  protected:
   PersonaTagRegistryMonitorTest() {
-    device().Change([&](YOX::platform::DeviceProfile& profile) { profile.user.sid = own_user(); });
+    device().Change([&](yox::platform::DeviceProfile& profile) { profile.user.sid = own_user(); });
   }
   ~PersonaTagRegistryMonitorTest() override { registry().DeleteKey(Intent()); }
 
@@ -84,7 +84,7 @@ TEST_P(PersonaTagRegistryMonitorTest, AKeyThatIsNotThereEndsTheThread) {
 }
 
 TEST_P(PersonaTagRegistryMonitorTest, WithoutAUserThePathBeginsWithNothing) {
-  device().Change([](YOX::platform::DeviceProfile& profile) { profile.user.sid.clear(); });
+  device().Change([](yox::platform::DeviceProfile& profile) { profile.user.sid.clear(); });
   yox_test::AwaitedLog log;
   monitor_.Start();
   EXPECT_TRUE(log.Await(

@@ -1,15 +1,16 @@
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/RegistryPlatform.h"
+#include "yox/base/String.h"
+#include "yox/platform/registry/Registry.h"
+#include "yox/platform/registry/RegistryPlatform.h"
 #include "yox/tags/Persona.h"
 
-#include "tests/CapturedLog.h"
+#include "tests/support/CapturedLog.h"
 
 namespace {
 
-using namespace YOX::literals;
-using YOX::WString;
-using YOX::platform::RegistryKey;
-using YOX::platform::RegistryValue;
+using namespace yox::literals;
+using yox::WString;
+using yox::platform::RegistryKey;
+using yox::platform::RegistryValue;
 
 class TestPersona : public yox::Persona {
  public:
@@ -19,7 +20,7 @@ class TestPersona : public yox::Persona {
 class PlayingDeveloper : public yox::PersonaUtility {
   bool IsGamer() override { return true; }
   bool IsDeveloper() override { return true; }
-  bool RegistryPersonaValueExists(const YOX::WChar*) override { return false; }
+  bool RegistryPersonaValueExists(const yox::WChar*) override { return false; }
 };
 
 std::string TextOf(const std::vector<YOXTag>& tags) {
@@ -48,19 +49,19 @@ TEST(PersonaTest, EachUseHasItsTagInOrderAndASecondCallAppendsAgain) {
 }
 
 TEST(PersonaTest, TheRegistryOfTheUserWhoIsLoggedOnDecides) {
-  YOX::platform::DeviceProfile profile;
+  yox::platform::DeviceProfile profile;
   profile.user.sid = "S-1-5-21-1-2-3-1001"_w;
-  YOX::platform::SimulatedDevice device(profile);
-  const YOX::platform::ScopedPlatform installed(device);
+  yox::platform::SimulatedDevice device(profile);
+  const yox::platform::ScopedPlatform installed(device);
   const auto set = [&](const WString& subkey, const RegistryValue& value) {
     const RegistryKey key{
         HKEY_USERS,
         profile.user.sid + "\\"_w + yox::Persona::kIntentRegistryPath + "\\"_w + subkey,
         {},
         {}};
-    ASSERT_EQ(device.registry().CreateKey(key), YOX::platform::RegistryStatus::kOk);
+    ASSERT_EQ(device.registry().CreateKey(key), yox::platform::RegistryStatus::kOk);
     ASSERT_EQ(device.registry().SetValue(key, "Intent"_w, value),
-              YOX::platform::RegistryStatus::kOk);
+              yox::platform::RegistryStatus::kOk);
   };
   set("family"_w, RegistryValue::Dword(1));
   set("business"_w, RegistryValue::Dword(1));

@@ -1,28 +1,30 @@
 #include <future>
 
-#include "yox/clientbase/String.h"
-#include "yox/clientbase/platform/Event.h"
-#include "yox/clientbase/platform/RegistryPlatform.h"
-#include "yox/clientbase/platform/simulated/DeviceProfileReader.h"
+#include "yox/base/String.h"
 #include "yox/device/MachineInformation.h"
 #include "yox/foundation/YOXHelperFactory.h"
+#include "yox/platform/clock/Clock.h"
+#include "yox/platform/registry/Registry.h"
+#include "yox/platform/registry/RegistryPlatform.h"
+#include "yox/platform/simulated/DeviceProfileReader.h"
+#include "yox/platform/waits/Event.h"
 #include "yox/tags/AppAndTagCollection.h"
 
-#include "tests/AwaitedLog.h"
-#include "tests/CapturedLog.h"
-#include "tests/Rows.h"
+#include "tests/support/AwaitedLog.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/Rows.h"
 
 namespace {
 
-using namespace YOX::literals;
+using namespace yox::literals;
 using YOX::String;
-using YOX::WString;
-using YOX::platform::Event;
-using YOX::platform::ReadDeviceProfile;
-using YOX::platform::RegistryKey;
-using YOX::platform::RegistryStatus;
-using YOX::platform::RegistryValue;
-using YOX::platform::SimulatedDevice;
+using yox::WString;
+using yox::platform::Event;
+using yox::platform::ReadDeviceProfile;
+using yox::platform::RegistryKey;
+using yox::platform::RegistryStatus;
+using yox::platform::RegistryValue;
+using yox::platform::SimulatedDevice;
 
 constexpr const char* kWithAccelerator = R"json({
   "clock": {"now": "2026-03-01T12:00:00"},
@@ -65,8 +67,8 @@ class Setting {
   }
   // The tags' key, "name=text;" for each value.
   std::string Stored() {
-    std::vector<YOX::platform::RegistryEntry> values;
-    static_cast<YOX::platform::Registry&>(device.registry()).Values(key, values);
+    std::vector<yox::platform::RegistryEntry> values;
+    static_cast<yox::platform::Registry&>(device.registry()).Values(key, values);
     std::string text;
     for (const auto& entry : values) {
       text += String::UTF16ToUTF8(entry.name + "="_w + entry.value.FirstText() + ";"_w);
@@ -86,7 +88,7 @@ class Setting {
   std::string Text() { return String::UTF16ToUTF8(tags.getTagsAsString()); }
 
   SimulatedDevice device;
-  const YOX::platform::ScopedPlatform installed{device};
+  const yox::platform::ScopedPlatform installed{device};
   const RegistryKey key{HKEY_LOCAL_MACHINE, AppAndTagCollection::szRegKeySubPath, {}, {}};
   std::shared_ptr<MachineInformation> record = std::make_shared<FreshRecord>();
   TestCollection tags;

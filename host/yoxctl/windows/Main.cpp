@@ -8,7 +8,7 @@
 #include <io.h>
 #include <stdio.h>
 
-#include "yox/clientbase/String.h"
+#include "yox/base/String.h"
 
 #include "host/yoxctl/CommandLine.h"
 

@@ -4,7 +4,7 @@
 
 #include <array>
 
-#include "yox/clientbase/String.h"
+#include "yox/base/String.h"
 
 #include "host/yoxctl/Output.h"
 

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+#include "yox/base/Log.h"
+
+namespace yox_test {
+
+// Takes every line of every log for its lifetime, as CapturedLog writes them, and lets a test wait
+// for one: what a thread has said it has reached.
+class AwaitedLog {
+ public:
+  AwaitedLog() {
+    YOX::Log::SetSink(
+        [taken = taken_](std::string_view log, YOX::LogLevel level, std::string_view line) {
+          const std::lock_guard lock(taken->mutex);
+          taken->text.append(log).append({' ', "DWE"[static_cast<int>(level)], ' '});
+          taken->text.append(line).append("\n");
+          taken->came.notify_all();
+        });
+  }
+  ~AwaitedLog() { YOX::Log::SetSink({}); }
+  AwaitedLog(const AwaitedLog&) = delete;
+  AwaitedLog& operator=(const AwaitedLog&) = delete;
+
+  // False when nothing that was logged so far, nor in the time given, holds the text.
+  [[nodiscard]] bool Await(std::string_view text, std::int64_t milliseconds = 30'000) {
+    std::unique_lock lock(taken_->mutex);
+    return taken_->came.wait_for(lock, std::chrono::milliseconds(milliseconds),
+                                 [&] { return taken_->text.find(text) != std::string::npos; });
+  }
+
+  std::string Text() const {
+    const std::lock_guard lock(taken_->mutex);
+    return taken_->text;
+  }
+  // How often the text was logged.
+  std::size_t Count(std::string_view text) const {
+    const std::lock_guard lock(taken_->mutex);
+    std::size_t count = 0;
+    for (std::size_t at = taken_->text.find(text); at != std::string::npos;
+         at = taken_->text.find(text, at + 1)) {
+      ++count;
+    }
+    return count;
+  }
+  void Clear() {
+    const std::lock_guard lock(taken_->mutex);
+    taken_->text.clear();
+  }
+
+ private:
+  // Shared with the sink: a line that is under way on another thread may still come to it.
+  struct Taken {
+    mutable std::mutex mutex;
+    std::condition_variable came;
+    std::string text;
+  };
+
+  const std::shared_ptr<Taken> taken_ = std::make_shared<Taken>();
+};
+
+}  // namespace yox_test

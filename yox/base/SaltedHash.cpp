@@ -1,0 +1,36 @@
+#include "yox/base/SaltedHash.h"
+
+#include "yox/base/Sha256.h"
+
+namespace YOX::utility {
+namespace {
+
+// Changing the salt moves every device to another bucket.
+constexpr std::string_view kSalt = "Tervan.YOX.Rollout.1|";
+
+struct LastHash {
+  std::string salted{kSalt};
+  std::string hash;
+};
+
+}  // namespace
+
+std::string SHA256WithSalt(std::string_view text) {
+  // A device asks for the hash of its own serial number again and again.
+  thread_local LastHash last;
+  const std::string_view former = std::string_view(last.salted).substr(kSalt.size());
+  if (last.hash.empty() || former != text) {
+    last.hash.clear();
+    last.salted.resize(kSalt.size());
+    last.salted += text;
+    const yox::Sha256Digest digest = yox::Sha256(last.salted);
+    last.hash.reserve(2 * digest.size());
+    for (const unsigned byte : digest) {
+      last.hash += "0123456789abcdef"[byte >> 4];
+      last.hash += "0123456789abcdef"[byte & 0xF];
+    }
+  }
+  return last.hash;
+}
+
+}  // namespace YOX::utility

@@ -1,0 +1,257 @@
+#include "yox/base/TaskPool.h"
+
+#include <algorithm>
+#include <chrono>
+#include <exception>
+#include <utility>
+
+#include "yox/base/Pause.h"
+
+namespace yox {
+namespace {
+
+// A thread at the same piece of work at two looks of the watcher counts as blocked.
+constexpr std::chrono::milliseconds kLook{1};
+// Work that comes within a few microseconds is not worth a sleep.
+constexpr int kSpins = 400;
+// Keeps apart what different threads write.
+constexpr std::size_t kCacheLine = 64;
+
+}  // namespace
+
+// Each cell's turn says who may use it next: the filler whose position it equals, or the taker one
+// behind.
+class TaskPool::Queue {
+ public:
+  Queue() {
+    for (std::size_t i = 0; i < kCells; ++i) cells_[i].turn.store(i, std::memory_order_relaxed);
+  }
+
+  void Put(Work* work) {
+    if (overflowed_.load(std::memory_order_relaxed) == 0) {
+      std::size_t position = filled_.load(std::memory_order_relaxed);
+      while (true) {
+        Cell& cell = cells_[position % kCells];
+        const std::size_t turn = cell.turn.load(std::memory_order_acquire);
+        if (turn == position) {
+          if (filled_.compare_exchange_weak(position, position + 1)) {
+            cell.work = work;
+            cell.turn.store(position + 1, std::memory_order_release);
+            return;
+          }
+        } else if (turn < position) {
+          break;
+        } else {
+          position = filled_.load(std::memory_order_relaxed);
+        }
+      }
+    }
+    const std::lock_guard lock(overflow_mutex_);
+    overflow_.push_back(work);
+    overflowed_.store(overflow_.size());
+  }
+
+  Work* Take() {
+    std::size_t position = taken_.load(std::memory_order_relaxed);
+    while (true) {
+      Cell& cell = cells_[position % kCells];
+      const std::size_t turn = cell.turn.load(std::memory_order_acquire);
+      if (turn == position + 1) {
+        if (taken_.compare_exchange_weak(position, position + 1, std::memory_order_relaxed)) {
+          Work* const work = cell.work;
+          cell.turn.store(position + kCells, std::memory_order_release);
+          return work;
+        }
+      } else if (turn < position + 1) {
+        break;
+      } else {
+        position = taken_.load(std::memory_order_relaxed);
+      }
+    }
+    if (overflowed_.load(std::memory_order_relaxed) == 0) return nullptr;
+    const std::lock_guard lock(overflow_mutex_);
+    if (overflow_.empty()) return nullptr;
+    Work* const work = overflow_.front();
+    overflow_.pop_front();
+    overflowed_.store(overflow_.size(), std::memory_order_relaxed);
+    return work;
+  }
+
+  bool Empty() const { return filled_.load() == taken_.load() && overflowed_.load() == 0; }
+
+ private:
+  struct Cell {
+    std::atomic<std::size_t> turn;
+    Work* work = nullptr;
+  };
+  static constexpr std::size_t kCells = 1024;
+
+  alignas(kCacheLine) std::atomic<std::size_t> filled_{0};
+  alignas(kCacheLine) std::atomic<std::size_t> taken_{0};
+  alignas(kCacheLine) std::atomic<std::size_t> overflowed_{0};
+  std::mutex overflow_mutex_;
+  std::deque<Work*> overflow_;
+  Cell cells_[kCells];
+};
+
+struct alignas(kCacheLine) TaskPool::Thread {
+  // Counts the pieces of work begun and ended: odd while one runs.
+  std::atomic<std::uint64_t> turns{0};
+  std::atomic<bool> blocked{false};
+  std::uint64_t seen = 0;  // the watcher's
+  std::thread thread;
+  std::list<Thread>::iterator self;
+};
+
+TaskPool::TaskPool(std::size_t progressing, std::chrono::milliseconds idle)
+    : progressing_(progressing != 0 ? progressing
+                                    : std::max(1U, std::thread::hardware_concurrency())),
+      idle_limit_(idle),
+      queue_(std::make_unique<Queue>()) {}
+
+TaskPool::~TaskPool() {
+  {
+    std::unique_lock lock(mutex_);
+    stopping_ = true;
+    work_.notify_all();
+    work_.wait(lock, [this] { return threads_.empty(); });
+    watched_.notify_all();
+    JoinEnded();
+  }
+  if (watcher_.joinable()) watcher_.join();
+}
+
+TaskPool& TaskPool::Process() {
+  static auto* const pool = new TaskPool;
+  return *pool;
+}
+
+void TaskPool::Start(Work& work) {
+  queue_->Put(&work);
+  // A thread that stops searching looks at the queue once more: one of the two sees the other.
+  if (searching_.load() > 0) return;
+  const std::lock_guard lock(mutex_);
+  WakeOne();
+}
+
+std::size_t TaskPool::ThreadCount() const {
+  const std::lock_guard lock(mutex_);
+  return threads_.size();
+}
+
+void TaskPool::WakeOne() {
+  if (searching_.load() > 0) return;
+  if (running_.load() < progressing_ + blocked_.load()) {
+    if (idle_ > calls_) {
+      ++calls_;
+      searching_.fetch_add(1);
+      work_.notify_one();
+      return;
+    }
+    if (StartThread()) return;
+  }
+  if (watching_) return;
+  try {
+    if (!watcher_.joinable()) watcher_ = std::thread([this] { Watch(); });
+    watching_ = true;
+    watched_.notify_one();
+  } catch (const std::exception&) {
+    // The threads that there are come to it, or the next start tries again.
+  }
+}
+
+bool TaskPool::StartThread() {
+  JoinEnded();
+  auto thread = threads_.end();
+  try {
+    thread = threads_.emplace(threads_.end());
+    thread->self = thread;
+    searching_.fetch_add(1);
+    thread->thread = std::thread([this, thread] { Body(*thread); });
+    return true;
+  } catch (const std::exception&) {
+    if (thread == threads_.end()) return false;
+    searching_.fetch_sub(1);
+    threads_.erase(thread);
+    return false;
+  }
+}
+
+void TaskPool::JoinEnded() {
+  for (std::thread& thread : ended_) thread.join();
+  ended_.clear();
+}
+
+void TaskPool::Body(Thread& self) {
+  // Counted as searching by whoever started or called this thread.
+  while (true) {
+    Work* work = nullptr;
+    for (int i = 0; i < kSpins && (work = queue_->Take()) == nullptr; ++i) Pause();
+    if (work != nullptr) {
+      running_.fetch_add(1);
+      if (searching_.fetch_sub(1) == 1 && !queue_->Empty()) {
+        const std::lock_guard lock(mutex_);
+        WakeOne();
+      }
+      do {
+        self.turns.fetch_add(1, std::memory_order_relaxed);
+        work->Run();
+        self.turns.fetch_add(1, std::memory_order_relaxed);
+        if (self.blocked.load(std::memory_order_relaxed) && self.blocked.exchange(false)) {
+          blocked_.fetch_sub(1);
+        }
+      } while ((work = queue_->Take()) != nullptr);
+      // In this order, so that no starter sees this thread as neither.
+      searching_.fetch_add(1);
+      running_.fetch_sub(1);
+      continue;
+    }
+    std::unique_lock lock(mutex_);
+    searching_.fetch_sub(1);
+    if (!queue_->Empty()) {
+      searching_.fetch_add(1);
+      continue;
+    }
+    ++idle_;
+    const bool called =
+        work_.wait_for(lock, idle_limit_, [this] { return calls_ > 0 || stopping_; });
+    --idle_;
+    if (called && calls_ > 0) {
+      --calls_;
+      continue;
+    }
+    if (self.blocked.load()) blocked_.fetch_sub(1);
+    ended_.push_back(std::move(self.thread));
+    threads_.erase(self.self);
+    if (stopping_) {
+      work_.notify_all();
+      watched_.notify_all();
+    }
+    return;
+  }
+}
+
+void TaskPool::Watch() {
+  std::unique_lock lock(mutex_);
+  while (true) {
+    watched_.wait(lock, [this] { return watching_ || (stopping_ && threads_.empty()); });
+    if (queue_->Empty()) {
+      watching_ = false;
+      if (stopping_ && threads_.empty()) return;
+      continue;
+    }
+    for (Thread& thread : threads_) {
+      thread.seen = thread.turns.load(std::memory_order_relaxed);
+    }
+    watched_.wait_for(lock, kLook);
+    for (Thread& thread : threads_) {
+      const std::uint64_t turns = thread.turns.load(std::memory_order_relaxed);
+      if (turns % 2 == 1 && turns == thread.seen && !thread.blocked.exchange(true)) {
+        blocked_.fetch_add(1);
+      }
+    }
+    if (!queue_->Empty()) WakeOne();
+  }
+}
+
+}  // namespace yox

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+namespace yox::platform {
+
+enum class SignatureScheme {
+  kEs256,  // ECDSA on P-256 with SHA-256; the signature is r and s, 32 bytes each
+  kRs256,  // RSA, PKCS #1 v1.5 with SHA-256, at least 2048 bits
+};
+
+enum class SignatureVerdict {
+  kValid,
+  kInvalid,
+  kUnusableKey,  // not a public key, or not one for the scheme: wrong kind, wrong curve, too short
+};
+
+// Checks a signature by a public key in the form of a DER SubjectPublicKeyInfo. By OpenSSL on Linux
+// and CNG on Windows. Safe from any thread.
+SignatureVerdict VerifySignature(SignatureScheme scheme, std::string_view public_key,
+                                 std::string_view message, std::string_view signature);
+
+inline constexpr int kSmallestRsaBits = 2048;
+inline constexpr int kLargestRsaBits = 16384;  // more only costs time
+inline constexpr std::size_t kEs256SignatureSize = 64;
+
+}  // namespace yox::platform

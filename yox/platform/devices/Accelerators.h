@@ -1,0 +1,26 @@
+#pragma once
+
+#include <optional>
+#include <vector>
+
+#include "yox/base/WString.h"
+
+namespace yox::platform {
+
+// A compute accelerator (NPU). A text that cannot be read is absent, which is not the same as
+// empty.
+struct Accelerator {
+  std::optional<WString> manufacturer;
+  std::optional<WString> description;
+};
+
+class Accelerators {
+ public:
+  virtual ~Accelerators() = default;
+
+  // The accelerators that are present, in the system's order; nothing when the system cannot be
+  // asked. Safe from any thread.
+  virtual std::optional<std::vector<Accelerator>> Enumerate() = 0;
+};
+
+}  // namespace yox::platform

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <memory>
+#include <mutex>
+
+#include "yox/platform/devices/DeviceTree.h"
+
+namespace yox::platform {
+
+// The kernel's devices as libudev shows them, under Windows' names (docs/hardware-ids.md). Events
+// come from the udev daemon; where none runs, from the kernel itself. One thread listens as long as
+// there is a registration, and runs the callbacks.
+class LinuxDeviceTree final : public DeviceTree {
+ public:
+  enum class Source { kDetect, kDaemon, kKernel };
+
+  explicit LinuxDeviceTree(Source source = Source::kDetect);
+  ~LinuxDeviceTree() override;
+  LinuxDeviceTree(const LinuxDeviceTree&) = delete;
+  LinuxDeviceTree& operator=(const LinuxDeviceTree&) = delete;
+
+  std::unique_ptr<DeviceRegistration> Register(PCM_NOTIFY_CALLBACK callback,
+                                               void* context) override;
+  void Enumerate(const Visitor& visit) override;
+  std::vector<WString> HardwareIds(const WString& instance_id) override;
+
+ private:
+  class Known;
+  class Monitor;
+  class Registration;
+
+  const Source source_;
+  const std::shared_ptr<Known> known_;
+  std::mutex mutex_;  // guards monitor_
+  std::weak_ptr<Monitor> monitor_;
+};
+
+}  // namespace yox::platform

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <span>
+
+#include "yox/base/Export.h"
+#include "yox/base/WString.h"
+#include "yox/platform/users/AccessGrants.h"
+
+namespace yox::platform {
+
+// Where the library's files are, and who may open them. All operations are safe from any thread.
+//
+// Paths of the library are texts with backslashes, below one of the four folders here or below
+// "C:\"; `Locate` gives the place on this machine. Folders come without a separator at the end, and
+// asking for one creates nothing.
+class YOX_API Files {
+ public:
+  virtual ~Files() = default;
+
+  // The machine-wide folder for the data of all programs.
+  virtual WString CommonApplicationDataPath() const = 0;
+  // The folder of this client's own state, which lasts over restarts; nothing when this account has
+  // no place for it. The environment's YOX_STATE_DIR decides before everything else.
+  virtual std::optional<WString> ApplicationDataRoot() const = 0;
+  // The folder of the system's libraries; outside Windows that of this library.
+  virtual WString SystemDirectory() const = 0;
+  // The folder of the files that ship with the product.
+  virtual WString ProductDirectory() const = 0;
+
+  virtual std::filesystem::path Locate(WStringView path) const = 0;
+
+  // Creates an empty file that from its first moment only this account, and on Windows the
+  // administrators and the local system, can open. False when the name is taken or the folder does
+  // not let it.
+  virtual bool CreatePrivate(const std::filesystem::path& file) = 0;
+
+  // Lets the grants' accounts open the file: besides those who could before, or with `replace` in
+  // their place, what the folder hands down included. Outside Windows administrators and local
+  // system are the file's owner, everybody else loses all access whatever stood before, and grants
+  // to other accounts are refused. False when it cannot be done; the file is then as before.
+  virtual bool Grant(const std::filesystem::path& file, std::span<const AccessGrant> grants,
+                     bool replace) = 0;
+};
+
+}  // namespace yox::platform

@@ -1,0 +1,90 @@
+#include "yox/platform/files/linux/LinuxFiles.h"
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <string>
+#include <utility>
+
+#include "yox/base/String.h"
+#include "yox/platform/files/PathText.h"
+
+namespace yox::platform {
+namespace {
+
+namespace fs = std::filesystem;
+
+// Where this library lies: it asks about an object of its own.
+fs::path LibraryFolder() {
+  static const char mark = 0;
+  Dl_info info{};
+  if (dladdr(&mark, &info) == 0 || info.dli_fname == nullptr) return {};
+  std::error_code error;
+  const fs::path file = fs::canonical(info.dli_fname, error);
+  return file.parent_path();
+}
+
+// An absolute folder that a variable of the environment names.
+std::optional<fs::path> Named(const char* variable) {
+  const char* const value = std::getenv(variable);
+  if (value == nullptr || *value != '/') return std::nullopt;
+  return fs::path(value);
+}
+
+}  // namespace
+
+LinuxFiles::LinuxFiles(fs::path root) : root_(std::move(root)) {}
+
+WString LinuxFiles::Below(const fs::path& folder) const {
+  return ToText(root_ / folder.relative_path());
+}
+
+WString LinuxFiles::CommonApplicationDataPath() const { return Below("/var/lib"); }
+
+std::optional<WString> LinuxFiles::ApplicationDataRoot() const {
+  if (const char* const state = std::getenv("YOX_STATE_DIR"); state != nullptr && *state != '\0') {
+    std::error_code error;
+    return ToText(fs::absolute(state, error));
+  }
+  if (geteuid() == 0) return Below("/var/lib/yox");
+  if (const auto state = Named("XDG_STATE_HOME")) return ToText(*state / "yox");
+  if (const auto home = Named("HOME")) return ToText(*home / ".local/state/yox");
+  return std::nullopt;
+}
+
+WString LinuxFiles::SystemDirectory() const { return Below(LibraryFolder()); }
+
+WString LinuxFiles::ProductDirectory() const { return Below(YOX_PRODUCT_DIRECTORY); }
+
+fs::path LinuxFiles::Locate(WStringView path) const {
+  constexpr std::string_view kDrive = "C:/";
+  std::string text = String::UTF16ToUTF8(path);
+  std::ranges::replace(text, '\\', '/');
+  if (text.starts_with(kDrive)) return root_ / "etc/yox" / text.substr(kDrive.size());
+  return text;
+}
+
+bool LinuxFiles::CreatePrivate(const fs::path& file) {
+  const int descriptor =
+      open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR);
+  return descriptor >= 0 && close(descriptor) == 0;
+}
+
+bool LinuxFiles::Grant(const fs::path& file, std::span<const AccessGrant> grants, bool replace) {
+  struct stat status {};
+  if (stat(file.c_str(), &status) != 0) return false;
+  mode_t mode = replace ? 0 : status.st_mode & S_IRWXU;
+  for (const AccessGrant& grant : grants) {
+    if (grant.sid != kAdministratorsSid && grant.sid != kLocalSystemSid) return false;
+    if (grant.read) mode |= S_IRUSR;
+    if (grant.write) mode |= S_IWUSR;
+  }
+  if (S_ISDIR(status.st_mode) && (mode & S_IRUSR) != 0) mode |= S_IXUSR;
+  return chmod(file.c_str(), mode) == 0;
+}
+
+}  // namespace yox::platform

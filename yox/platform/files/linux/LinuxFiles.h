@@ -1,0 +1,27 @@
+#pragma once
+
+#include "yox/platform/files/Files.h"
+
+namespace yox::platform {
+
+// Everything but the state folder lies below `root`; "C:\" is the product's folder in /etc.
+class YOX_API LinuxFiles final : public Files {
+ public:
+  explicit LinuxFiles(std::filesystem::path root = "/");
+
+  WString CommonApplicationDataPath() const override;
+  std::optional<WString> ApplicationDataRoot() const override;
+  WString SystemDirectory() const override;
+  WString ProductDirectory() const override;
+  std::filesystem::path Locate(WStringView path) const override;
+  bool CreatePrivate(const std::filesystem::path& file) override;
+  bool Grant(const std::filesystem::path& file, std::span<const AccessGrant> grants,
+             bool replace) override;
+
+ private:
+  WString Below(const std::filesystem::path& folder) const;
+
+  const std::filesystem::path root_;
+};
+
+}  // namespace yox::platform

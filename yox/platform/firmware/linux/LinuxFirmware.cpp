@@ -1,0 +1,71 @@
+#include "yox/platform/firmware/linux/LinuxFirmware.h"
+
+#include <string>
+#include <system_error>
+
+#include "yox/base/String.h"
+#include "yox/platform/files/linux/RootFiles.h"
+#include "yox/platform/firmware/Smbios.h"
+
+namespace yox::platform {
+namespace {
+
+struct Text {
+  const char* file;
+  WString FirmwareFacts::*fact;
+};
+constexpr Text kTexts[] = {
+    {"sys_vendor", &FirmwareFacts::manufacturer},
+    {"product_name", &FirmwareFacts::model_number},
+    {"product_family", &FirmwareFacts::family},
+    {"product_sku", &FirmwareFacts::sku},
+    {"product_serial", &FirmwareFacts::serial_number},
+    {"board_serial", &FirmwareFacts::baseboard_serial_number},
+    {"bios_version", &FirmwareFacts::bios_version},
+    {"bios_release", &FirmwareFacts::bios_version_short},
+    {"bios_date", &FirmwareFacts::bios_release_date},
+    {"ec_firmware_release", &FirmwareFacts::ec_version},
+};
+
+std::optional<FirmwareFacts> ReadTexts(const std::filesystem::path& folder) {
+  std::error_code error;
+  if (!std::filesystem::is_directory(folder, error)) return std::nullopt;
+  FirmwareFacts facts;
+  for (const Text& text : kTexts) {
+    facts.*text.fact =
+        smbios::WithoutPlaceholder(String::UTF8ToUTF16(ReadRootLine(folder / text.file)));
+  }
+  facts.bios_release_date = smbios::IsoDate(facts.bios_release_date);
+  facts.enclosure_type =
+      smbios::EnclosureName(static_cast<unsigned>(ReadRootNumber(folder / "chassis_type")));
+  return facts;
+}
+
+std::optional<FirmwareFacts> Read(const std::filesystem::path& root) {
+  const std::filesystem::path tables = root / "sys/firmware/dmi/tables";
+  if (const auto structures = ReadRootFile(tables / "DMI")) {
+    const auto entry_point = ReadRootFile(tables / "smbios_entry_point");
+    if (auto facts = smbios::Read(entry_point.value_or(""), *structures)) return facts;
+  }
+  return ReadTexts(root / "sys/class/dmi/id");
+}
+
+}  // namespace
+
+const FirmwareFacts* LinuxFirmware::Facts() {
+  const std::lock_guard lock(mutex_);
+  if (!read_) {
+    facts_ = Read(root_);
+    read_ = true;
+  }
+  return facts_ ? &*facts_ : nullptr;
+}
+
+void LinuxFirmware::Reread() {
+  std::optional<FirmwareFacts> facts = Read(root_);
+  const std::lock_guard lock(mutex_);
+  facts_ = std::move(facts);
+  read_ = true;
+}
+
+}  // namespace yox::platform

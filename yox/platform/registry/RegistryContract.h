@@ -1,0 +1,94 @@
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "yox/platform/registry/Registry.h"
+
+#include "tests/support/Rows.h"
+
+// What every registry has to do, as one suite of tests: RegistryContractTest.cpp; and what stands
+// on a registry can be tried on each:
+//   class X : public testing::TestWithParam<yox_test::RegistryMaker> {};
+//   YOX_ON_EVERY_REGISTRY(X);
+namespace yox_test {
+
+// A registry to try, with keys of its own to write in.
+class RegistryUnderTest {
+ public:
+  virtual ~RegistryUnderTest() = default;
+
+  virtual yox::platform::Registry& registry() = 0;
+  // The same store as another process sees it.
+  virtual yox::platform::Registry& other() { return registry(); }
+  // The security identifier behind HKEY_CURRENT_USER.
+  virtual yox::WString own_user() = 0;
+  // Whether edits that fail midway leave nothing behind.
+  virtual bool is_atomic() const { return true; }
+  // Puts an empty HKEY_LOCAL_MACHINE, which has no 32-bit view, in the place of the machine's.
+  virtual void Isolate() {}
+
+  // The name of a key below "SOFTWARE" of both HKEY_LOCAL_MACHINE and HKEY_CURRENT_USER that is
+  // there while the object lives, empty at first.
+  const yox::WString& scratch() const { return scratch_; }
+
+ protected:
+  yox::WString scratch_;
+};
+
+struct RegistryMaker {
+  std::string name;
+  std::function<std::unique_ptr<RegistryUnderTest>()> make;
+
+  friend void PrintTo(const RegistryMaker& maker, std::ostream* out) { *out << maker.name; }
+};
+
+RegistryMaker SimulatedRegistryMaker();
+RegistryMaker NativeRegistryMaker();  // the system's that the tests run on
+
+#define YOX_ON_EVERY_REGISTRY(Suite)                                                        \
+  INSTANTIATE_TEST_SUITE_P(                                                                 \
+      , Suite,                                                                              \
+      testing::Values(yox_test::SimulatedRegistryMaker(), yox_test::NativeRegistryMaker()), \
+      yox_test::RowName())
+
+class RegistryContract : public testing::TestWithParam<RegistryMaker> {
+ protected:
+  void SetUp() override {
+    under_test_ = GetParam().make();
+    registry_ = &under_test_->registry();
+  }
+
+  // A key below the scratch key.
+  yox::platform::RegistryKey Key(const yox::WString& below = {},
+                                 HKEY root = HKEY_LOCAL_MACHINE) const;
+
+  std::unique_ptr<RegistryUnderTest> under_test_;
+  yox::platform::Registry* registry_ = nullptr;
+};
+
+// Collects what a watch reports, each change as one text: "set Sub:Name", "unset Sub:Name",
+// "create Sub", "delete Sub", "lost".
+class RegistryReports {
+ public:
+  yox::platform::Registry::Changed Callback();
+
+  // Waits until the change was reported; false when it is not within ten seconds.
+  bool WaitFor(const std::string& change);
+  std::vector<std::string> All() const;
+
+ private:
+  mutable std::mutex mutex_;
+  std::condition_variable changed_;
+  std::vector<std::string> changes_;
+};
+
+}  // namespace yox_test

@@ -1,0 +1,519 @@
+#include <poll.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <fstream>
+#include <random>
+#include <system_error>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "yox/base/String.h"
+#include "yox/platform/registry/RegistryContract.h"
+#include "yox/platform/registry/linux/Database.h"
+#include "yox/platform/registry/linux/LinuxRegistry.h"
+
+#include "tests/support/CapturedLog.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace yox_test {
+namespace {
+
+namespace fs = std::filesystem;
+using namespace yox::literals;
+using testing::ElementsAre;
+using YOX::String;
+using yox::WString;
+using yox::platform::Database;
+using yox::platform::LinuxRegistry;
+using yox::platform::Registry;
+using yox::platform::RegistryAction;
+using yox::platform::RegistryEdit;
+using yox::platform::RegistryEntry;
+using yox::platform::RegistryKey;
+using yox::platform::RegistryStatus;
+using yox::platform::RegistryValue;
+using yox::platform::RegistryWatch;
+
+const RegistryKey kKey{HKEY_LOCAL_MACHINE, "SOFTWARE\\Contoso"_w, {}, {}};
+
+LinuxRegistry StoreIn(const fs::path& folder, unsigned user = 1000) {
+  return {[folder] { return folder; }, LinuxRegistry::UserIdentifier(user)};
+}
+
+class LinuxUnderTest final : public RegistryUnderTest {
+ public:
+  LinuxUnderTest() {
+    scratch_ = "Contoso"_w;
+    for (HKEY const root : {HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER}) {
+      EXPECT_EQ(registry_.CreateKey({root, kKey.path, {}, {}}), RegistryStatus::kOk);
+    }
+  }
+  Registry& registry() override { return registry_; }
+  Registry& other() override { return other_; }
+  WString own_user() override { return "S-1-22-1-1000"_w; }
+
+ private:
+  TemporaryFolder folder_;
+  LinuxRegistry registry_ = StoreIn(folder_.path() / "state");
+  LinuxRegistry other_ = StoreIn(folder_.path() / "state");
+};
+
+TEST(LinuxRegistryTest, AStoreThatNobodyWroteToReadsAsEmptyAndIsNotCreated) {
+  const TemporaryFolder folder;
+  LinuxRegistry registry = StoreIn(folder.path() / "state");
+  std::vector<WString> names{"before"_w};
+  EXPECT_TRUE(registry.Exists({HKEY_LOCAL_MACHINE, {}, {}, {}}));
+  EXPECT_EQ(registry.SubKeys({HKEY_LOCAL_MACHINE, {}, {}, {}}, names), RegistryStatus::kOk);
+  EXPECT_THAT(names, ElementsAre());
+  RegistryValue value;
+  EXPECT_EQ(registry.Get(kKey, "Name"_w, value), RegistryStatus::kNotFound);
+  EXPECT_FALSE(registry.Exists(kKey));
+  EXPECT_FALSE(fs::exists(folder.path() / "state"));
+}
+
+TEST(LinuxRegistryTest, WithoutAFolderNothingCanBeWritten) {
+  LinuxRegistry registry = StoreIn({});
+  EXPECT_FALSE(registry.Exists(kKey));
+  EXPECT_TRUE(registry.Exists({HKEY_CURRENT_USER, {}, {}, {}}));
+  EXPECT_EQ(registry.CreateKey(kKey), RegistryStatus::kDenied);
+}
+
+TEST(LinuxRegistryTest, WhatOneWroteTheNextReads) {
+  const TemporaryFolder folder;
+  {
+    LinuxRegistry registry = StoreIn(folder.path());
+    ASSERT_EQ(registry.CreateKey(kKey), RegistryStatus::kOk);
+    ASSERT_EQ(registry.SetValue(kKey, "Name"_w, RegistryValue::Text("kept"_w)),
+              RegistryStatus::kOk);
+  }
+  LinuxRegistry registry = StoreIn(folder.path());
+  RegistryValue value;
+  ASSERT_EQ(registry.Get(kKey, "name"_w, value), RegistryStatus::kOk);
+  EXPECT_EQ(value, RegistryValue::Text("kept"_w));
+}
+
+std::ptrdiff_t OpenDescriptorsOf(const fs::path& file) {
+  return std::ranges::count_if(fs::directory_iterator("/proc/self/fd"), [&](const auto& entry) {
+    std::error_code gone;  // the descriptor of this very walk, and those that other threads close
+    return fs::read_symlink(entry.path(), gone) == file;
+  });
+}
+
+TEST(LinuxRegistryTest, ThreadsReadAndWriteAtOnceOverFewConnections) {
+  constexpr int kThreads = 24;
+  constexpr int kRounds = 25;
+  const TemporaryFolder folder;
+  LinuxRegistry registry = StoreIn(folder.path());
+  ASSERT_EQ(registry.CreateKey(kKey), RegistryStatus::kOk);
+  std::atomic<int> right{0};
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([&, name = String::UTF8ToUTF16("Name" + std::to_string(t))] {
+      for (std::uint32_t round = 0; round < kRounds; ++round) {
+        RegistryValue value;
+        right +=
+            registry.SetValue(kKey, name, RegistryValue::Dword(round)) == RegistryStatus::kOk &&
+            registry.Get(kKey, name, value) == RegistryStatus::kOk &&
+            value == RegistryValue::Dword(round);
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(right, kThreads * kRounds);
+  EXPECT_LE(OpenDescriptorsOf(fs::canonical(folder.path()) / "registry.db"), 16);
+}
+
+TEST(LinuxRegistryTest, AReadSeesWhatAnotherHasWrittenHoweverOftenItReadBefore) {
+  const TemporaryFolder folder;
+  LinuxRegistry writer = StoreIn(folder.path());
+  LinuxRegistry reader = StoreIn(folder.path());
+  for (std::uint32_t round = 0; round < 100; ++round) {
+    ASSERT_EQ(writer.CreateKey(kKey), RegistryStatus::kOk);
+    ASSERT_TRUE(reader.Exists(kKey));
+    RegistryValue value;
+    ASSERT_EQ(reader.Get(kKey, "Name"_w, value), RegistryStatus::kNotFound);
+    ASSERT_EQ(writer.SetValue(kKey, "Name"_w, RegistryValue::Dword(round)), RegistryStatus::kOk);
+    for (int again = 0; again < 2; ++again) {
+      ASSERT_EQ(reader.Get(kKey, "Name"_w, value), RegistryStatus::kOk);
+      ASSERT_EQ(value, RegistryValue::Dword(round));
+    }
+    ASSERT_EQ(writer.DeleteKey(kKey), RegistryStatus::kOk);
+    ASSERT_FALSE(reader.Exists(kKey));
+  }
+}
+
+TEST(LinuxRegistryTest, MoreCanBeReadThanIsRemembered) {
+  constexpr std::uint32_t kValues = 1000;
+  const auto name = [](std::uint32_t i) { return String::UTF8ToUTF16(std::to_string(i)); };
+  const TemporaryFolder folder;
+  LinuxRegistry registry = StoreIn(folder.path());
+  std::vector<RegistryEdit> edits{{RegistryAction::kCreateKey, kKey, {}, {}}};
+  for (std::uint32_t i = 0; i < kValues; ++i) {
+    edits.push_back({RegistryAction::kSetValue, kKey, name(i), RegistryValue::Dword(i)});
+  }
+  ASSERT_EQ(registry.Apply(edits), RegistryStatus::kOk);
+  for (std::uint32_t i = 0; i < 2 * kValues; ++i) {
+    RegistryValue value;
+    ASSERT_EQ(registry.Get(kKey, name(i % kValues), value), RegistryStatus::kOk);
+    ASSERT_EQ(value, RegistryValue::Dword(i % kValues));
+  }
+}
+
+TEST(LinuxRegistryTest, TheSystemsOwnHiveBelongsToItsAccount) {
+  const TemporaryFolder folder;
+  LinuxRegistry registry = StoreIn(folder.path(), 0);
+  const RegistryKey key{HKEY_CURRENT_USER, "Software"_w, {}, {}};
+  ASSERT_EQ(registry.CreateKey(key), RegistryStatus::kOk);
+  EXPECT_TRUE(registry.Exists({HKEY_USERS, "S-1-5-18\\Software"_w, {}, {}}));
+}
+
+TEST(LinuxRegistryTest, OnlyTheOwnerCanOpenTheFiles) {
+  const TemporaryFolder folder;
+  const mode_t former = umask(0);
+  LinuxRegistry registry = StoreIn(folder.path() / "deep" / "state");
+  ASSERT_EQ(registry.CreateKey(kKey), RegistryStatus::kOk);
+  umask(former);
+  std::vector<std::string> names;
+  for (const auto& file : fs::directory_iterator(folder.path() / "deep" / "state")) {
+    names.push_back(file.path().filename());
+    EXPECT_EQ(file.status().permissions(), fs::perms::owner_read | fs::perms::owner_write) << file;
+  }
+  EXPECT_THAT(names, testing::IsSupersetOf(
+                         {"registry.db", "registry.db-wal", "registry.changed", "registry.count"}));
+  EXPECT_EQ(fs::status(folder.path() / "deep" / "state").permissions(), fs::perms::owner_all);
+}
+
+TEST(LinuxRegistryTest, AStoreOpenToOthersIsClosedToThem) {
+  const TemporaryFolder folder;
+  ASSERT_EQ(StoreIn(folder.path()).CreateKey(kKey), RegistryStatus::kOk);
+  const fs::path file = folder.path() / "registry.db";
+  fs::permissions(file, fs::perms::owner_all | fs::perms::group_all | fs::perms::others_read);
+  ASSERT_EQ(StoreIn(folder.path()).CreateKey(kKey), RegistryStatus::kOk);
+  EXPECT_EQ(fs::status(file).permissions(), fs::perms::owner_all);
+}
+
+TEST(LinuxRegistryTest, AnotherAccountIsDenied) {
+  if (geteuid() != 0) GTEST_SKIP() << "becomes another account, which only root can";
+  const TemporaryFolder folder;
+  ASSERT_EQ(StoreIn(folder.path() / "state").CreateKey(kKey), RegistryStatus::kOk);
+  fs::permissions(folder.path(), fs::perms::all);
+  ASSERT_EQ(seteuid(65534), 0);
+  LinuxRegistry registry = StoreIn(folder.path() / "state");
+  std::vector<WString> names;
+  EXPECT_EQ(registry.SubKeys(kKey, names), RegistryStatus::kDenied);
+  EXPECT_EQ(registry.CreateKey(kKey), RegistryStatus::kDenied);
+  ASSERT_EQ(seteuid(0), 0);
+}
+
+TEST(LinuxRegistryTest, AStoreOfALaterVersionIsLeftAlone) {
+  const TemporaryFolder folder;
+  ASSERT_EQ(StoreIn(folder.path()).CreateKey(kKey), RegistryStatus::kOk);
+  Database(folder.path() / "registry.db").Run("PRAGMA user_version = 2");
+  const CapturedLog log;
+  LinuxRegistry registry = StoreIn(folder.path());
+  HKEY opened = nullptr;
+  EXPECT_EQ(registry.Open(kKey, Registry::kRead, opened), RegistryStatus::kFailed);
+  EXPECT_EQ(registry.CreateKey(kKey), RegistryStatus::kFailed);
+  EXPECT_THAT(log.Text(), testing::HasSubstr("made by a later version of this software"));
+}
+
+TEST(LinuxRegistryTest, AFileThatIsNoStoreIsLeftAlone) {
+  const TemporaryFolder folder;
+  const std::string text(5000, 'x');
+  std::ofstream(folder.path() / "registry.db") << text;
+  LinuxRegistry registry = StoreIn(folder.path());
+  EXPECT_EQ(registry.CreateKey(kKey), RegistryStatus::kFailed);
+  EXPECT_EQ(fs::file_size(folder.path() / "registry.db"), text.size());
+}
+
+TEST(LinuxRegistryTest, AStoreWhoseMakerWasKilledEarlyIsMadeByTheNext) {
+  const TemporaryFolder folder;
+  std::ofstream(folder.path() / "registry.db").close();
+  LinuxRegistry registry = StoreIn(folder.path());
+  EXPECT_FALSE(registry.Exists(kKey));
+  ASSERT_EQ(registry.CreateKey(kKey), RegistryStatus::kOk);
+  EXPECT_TRUE(registry.Exists(kKey));
+}
+
+TEST(LinuxRegistryTest, AWatchThatMissesTooMuchSaysSo) {
+  const TemporaryFolder folder;
+  LinuxRegistry registry = StoreIn(folder.path());
+  ASSERT_EQ(registry.CreateKey(kKey), RegistryStatus::kOk);
+  RegistryReports reports;
+  std::unique_ptr<RegistryWatch> watch;
+  ASSERT_EQ(registry.Watch(kKey, reports.Callback(), watch), RegistryStatus::kOk);
+  std::vector<RegistryEdit> edits;
+  for (std::uint32_t i = 0; i < 10'001; ++i) {
+    edits.push_back({RegistryAction::kSetValue, kKey, String::UTF8ToUTF16(std::to_string(i)),
+                     RegistryValue::Dword(i)});
+  }
+  ASSERT_EQ(registry.Apply(edits), RegistryStatus::kOk);
+  EXPECT_TRUE(reports.WaitFor("lost"));
+  ASSERT_EQ(registry.SetValue(kKey, "Then"_w, RegistryValue::Dword(1)), RegistryStatus::kOk);
+  EXPECT_TRUE(reports.WaitFor("set :Then"));
+  EXPECT_THAT(reports.All(), ElementsAre("lost", "set :Then"));
+}
+
+TEST(LinuxRegistryTest, AHundredThousandValuesInOneKeyEnumerate) {
+  const TemporaryFolder folder;
+  LinuxRegistry registry = StoreIn(folder.path());
+  constexpr std::uint32_t kCount = 100'000;
+  std::vector<RegistryEdit> edits{{RegistryAction::kCreateKey, kKey, {}, {}}};
+  for (std::uint32_t i = 0; i < kCount; ++i) {
+    edits.push_back({RegistryAction::kSetValue, kKey, String::UTF8ToUTF16(std::to_string(i)),
+                     RegistryValue::Dword(i)});
+  }
+  ASSERT_EQ(registry.Apply(edits), RegistryStatus::kOk);
+  std::vector<RegistryEntry> values;
+  ASSERT_EQ(registry.Values(kKey, values, 16383), RegistryStatus::kOk);
+  ASSERT_EQ(values.size(), kCount);
+  std::vector<bool> seen(kCount);
+  for (const RegistryEntry& entry : values) {
+    const auto number = static_cast<std::uint32_t>(String::ToInteger(entry.name));
+    EXPECT_EQ(entry.value, RegistryValue::Dword(number));
+    seen.at(number) = true;
+  }
+  EXPECT_EQ(std::ranges::count(seen, true), kCount);
+}
+
+// A process of its own, with a pipe to it and one from it. Made before this process opens a store:
+// SQLite's connections do not survive a fork.
+class ChildProcess {
+ public:
+  template <class Function>
+  explicit ChildProcess(Function function) {
+    std::array<int, 2> in{}, out{};
+    EXPECT_EQ(pipe(in.data()), 0);
+    EXPECT_EQ(pipe(out.data()), 0);
+    process_ = fork();
+    if (process_ == 0) {
+      close(in[1]);
+      close(out[0]);
+      function(in[0], out[1]);
+      _exit(0);
+    }
+    close(in[0]);
+    close(out[1]);
+    in_ = in[1];
+    out_ = out[0];
+  }
+  ~ChildProcess() {
+    if (process_ > 0) Kill();
+    close(in_);
+    close(out_);
+  }
+  ChildProcess(const ChildProcess&) = delete;
+  ChildProcess& operator=(const ChildProcess&) = delete;
+
+  void Tell() const { EXPECT_EQ(write(in_, "!", 1), 1); }
+  int output() const { return out_; }
+
+  void Kill() {
+    kill(process_, SIGKILL);
+    waitpid(process_, nullptr, 0);
+    process_ = 0;
+  }
+  // Closes its input and gives its exit code.
+  int End() {
+    close(std::exchange(in_, -1));
+    int status = 0;
+    waitpid(process_, &status, 0);
+    process_ = 0;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  }
+
+ private:
+  pid_t process_ = -1;
+  int in_ = -1;
+  int out_ = -1;
+};
+
+void AwaitWord(int input) {
+  char word = 0;
+  if (read(input, &word, 1) != 1) _exit(1);
+}
+
+RegistryKey Numbered(std::size_t number) {
+  RegistryKey key = kKey;
+  key.path += "\\"_w + String::UTF8ToUTF16(std::to_string(number));
+  return key;
+}
+
+std::uint32_t DwordOf(Registry& registry, const RegistryKey& key, const WString& name) {
+  RegistryValue value;
+  if (registry.Get(key, name, value) != RegistryStatus::kOk || value.data.size() != 4) return 0;
+  std::uint32_t number = 0;
+  for (std::size_t i = 0; i < 4; ++i) number |= std::uint32_t{value.data[i]} << (8 * i);
+  return number;
+}
+
+TEST(LinuxRegistryProcessTest, AWatchSeesWhatAnotherProcessWrites) {
+  const TemporaryFolder folder;
+  ChildProcess writer([&](int input, int) {
+    AwaitWord(input);
+    LinuxRegistry registry = StoreIn(folder.path());
+    const auto status = registry.SetValue(kKey, "Name"_w, RegistryValue::Text("written"_w));
+    _exit(status == RegistryStatus::kOk ? 0 : 2);
+  });
+  LinuxRegistry registry = StoreIn(folder.path());
+  ASSERT_EQ(registry.CreateKey(kKey), RegistryStatus::kOk);
+  RegistryReports reports;
+  std::unique_ptr<RegistryWatch> watch;
+  ASSERT_EQ(registry.Watch(kKey, reports.Callback(), watch), RegistryStatus::kOk);
+  writer.Tell();
+  EXPECT_TRUE(reports.WaitFor("set :Name"));
+  RegistryValue value;
+  EXPECT_EQ(registry.Get(kKey, "Name"_w, value), RegistryStatus::kOk);
+  EXPECT_EQ(value, RegistryValue::Text("written"_w));
+  EXPECT_EQ(writer.End(), 0);
+}
+
+TEST(LinuxRegistryProcessTest, SeveralProcessesWriteAtOnceAndNothingIsLost) {
+  const TemporaryFolder folder;
+  constexpr std::uint32_t kProcesses = 4, kWrites = 100;
+  std::vector<std::unique_ptr<ChildProcess>> writers;
+  for (std::uint32_t i = 0; i < kProcesses; ++i) {
+    writers.push_back(std::make_unique<ChildProcess>([&, i](int input, int) {
+      AwaitWord(input);
+      LinuxRegistry registry = StoreIn(folder.path());
+      for (std::uint32_t n = 0; n < kWrites; ++n) {
+        const WString name = String::UTF8ToUTF16(std::to_string(i * kWrites + n));
+        if (registry.CreateKey(kKey) != RegistryStatus::kOk ||
+            registry.SetValue(kKey, name, RegistryValue::Dword(n)) != RegistryStatus::kOk) {
+          _exit(2);
+        }
+      }
+    }));
+  }
+  // The store itself is made by whoever comes first.
+  for (const auto& writer : writers) writer->Tell();
+  for (const auto& writer : writers) EXPECT_EQ(writer->End(), 0);
+  LinuxRegistry registry = StoreIn(folder.path());
+  std::vector<RegistryEntry> values;
+  ASSERT_EQ(registry.Values(kKey, values, 16383), RegistryStatus::kOk);
+  EXPECT_EQ(values.size(), kProcesses * kWrites);
+}
+
+// Four writers at a time, each killed at a random moment, a thousand in all: whatever they had
+// reported as written is there, whole, and a watcher in another process was told of it.
+TEST(LinuxRegistryProcessTest, AThousandKilledWritersLoseNothingAndTearNothing) {
+  constexpr std::size_t kWriters = 4, kRounds = 250;
+  const TemporaryFolder folder;
+  {
+    LinuxRegistry registry = StoreIn(folder.path());
+    for (std::size_t i = 0; i < kWriters; ++i) {
+      ASSERT_EQ(registry.CreateKey(Numbered(i)), RegistryStatus::kOk);
+    }
+  }
+  struct Report {
+    std::uint32_t writer;
+    std::uint32_t number;
+  };
+  ChildProcess observer([&](int input, int output) {
+    LinuxRegistry registry = StoreIn(folder.path());
+    std::unique_ptr<RegistryWatch> watch;
+    const auto status = registry.Watch(
+        kKey,
+        [&](const auto&) {
+          for (std::uint32_t i = 0; i < kWriters; ++i) {
+            const Report report{i, DwordOf(registry, Numbered(i), "First"_w)};
+            if (write(output, &report, sizeof report) != sizeof report) _exit(2);
+          }
+        },
+        watch);
+    if (status != RegistryStatus::kOk) _exit(3);
+    const Report ready{kWriters, 0};
+    if (write(output, &ready, sizeof ready) != sizeof ready) _exit(2);
+    AwaitWord(input);
+  });
+  std::array<std::uint32_t, kWriters + 1> observed{};
+  const auto observe = [&] {
+    Report report{};
+    pollfd source{observer.output(), POLLIN, 0};
+    if (poll(&source, 1, 10'000) != 1) return false;
+    if (read(observer.output(), &report, sizeof report) != sizeof report) return false;
+    observed.at(report.writer) = report.number;
+    return true;
+  };
+  ASSERT_TRUE(observe());
+
+  std::mt19937 random(20260301);  // NOLINT: the same moments every time
+  std::uniform_int_distribution<long> nanoseconds(0, 2'000'000);
+  std::array<std::uint32_t, kWriters> acknowledged{};
+  std::size_t interrupted = 0;
+  for (std::size_t round = 0; round < kRounds; ++round) {
+    std::vector<std::unique_ptr<ChildProcess>> writers;
+    for (std::size_t i = 0; i < kWriters; ++i) {
+      writers.push_back(std::make_unique<ChildProcess>([&, i](int, int output) {
+        LinuxRegistry registry = StoreIn(folder.path());
+        const RegistryKey key = Numbered(i);
+        for (std::uint32_t number = acknowledged.at(i) + 1;; ++number) {
+          const auto size = 1 + number * 7919 % 9000;
+          const RegistryEdit edits[] = {
+              {RegistryAction::kSetValue, key, "First"_w, RegistryValue::Dword(number)},
+              {RegistryAction::kSetValue, key, "Bytes"_w,
+               RegistryValue::Binary(std::vector(size, static_cast<std::uint8_t>(number)))},
+              {RegistryAction::kSetValue, key, "Second"_w, RegistryValue::Dword(number)},
+          };
+          if (registry.Apply(edits) != RegistryStatus::kOk) _exit(2);
+          if (write(output, &number, sizeof number) != sizeof number) _exit(3);
+        }
+      }));
+    }
+    for (std::size_t i = 0; i < kWriters; ++i) {
+      // Until it reported once, and for a random while after that.
+      pollfd source{writers[i]->output(), POLLIN, 0};
+      ASSERT_EQ(poll(&source, 1, 10'000), 1);
+      const auto end =
+          std::chrono::steady_clock::now() + std::chrono::nanoseconds(nanoseconds(random));
+      while (std::chrono::steady_clock::now() < end) {
+      }
+      writers[i]->Kill();
+      std::uint32_t number = 0;
+      while (read(writers[i]->output(), &number, sizeof number) == sizeof number) {
+        acknowledged.at(i) = number;
+      }
+    }
+    LinuxRegistry registry = StoreIn(folder.path());
+    for (std::size_t i = 0; i < kWriters; ++i) {
+      const std::uint32_t first = DwordOf(registry, Numbered(i), "First"_w);
+      RegistryValue bytes;
+      ASSERT_EQ(registry.Get(Numbered(i), "Bytes"_w, bytes), RegistryStatus::kOk);
+      ASSERT_EQ(first, DwordOf(registry, Numbered(i), "Second"_w));
+      ASSERT_EQ(bytes.data.size(), 1 + first * 7919 % 9000);
+      ASSERT_TRUE(std::ranges::all_of(
+          bytes.data, [&](std::uint8_t byte) { return byte == static_cast<std::uint8_t>(first); }));
+      ASSERT_GE(first, acknowledged.at(i));
+      ASSERT_LE(first, acknowledged.at(i) + 1);
+      interrupted += first == acknowledged.at(i) + 1;
+      acknowledged.at(i) = first;
+      while (observed.at(i) < first) ASSERT_TRUE(observe()) << "nobody told the watcher";
+    }
+    if (round % 50 == 0) {
+      auto check = Database(folder.path() / "registry.db");
+      auto integrity = check.Prepare("PRAGMA integrity_check");
+      ASSERT_TRUE(integrity.Step());
+      ASSERT_EQ(integrity.Bytes(0), "ok");
+    }
+  }
+  RecordProperty("killed_between_commit_and_report", static_cast<int>(interrupted));
+  observer.Tell();
+  EXPECT_EQ(observer.End(), 0);
+}
+
+}  // namespace
+
+RegistryMaker NativeRegistryMaker() {
+  return {"Linux", [] { return std::make_unique<LinuxUnderTest>(); }};
+}
+
+}  // namespace yox_test

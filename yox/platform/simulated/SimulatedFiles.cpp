@@ -1,0 +1,85 @@
+#include "yox/platform/simulated/SimulatedFiles.h"
+
+#include <random>
+#include <string>
+#include <system_error>
+#include <utility>
+
+#include "yox/platform/Platform.h"
+#include "yox/platform/files/Files.h"
+#include "yox/platform/files/PathText.h"
+
+namespace yox::platform {
+
+namespace fs = std::filesystem;
+
+SimulatedFiles::SimulatedFiles(fs::path folder)
+    : folder_(fs::absolute(folder)), temporary_(false) {}
+
+SimulatedFiles::~SimulatedFiles() {
+  std::error_code ignored;
+  if (temporary_ && !folder_.empty()) fs::remove_all(folder_, ignored);
+}
+
+fs::path SimulatedFiles::folder() const {
+  const std::lock_guard lock(mutex_);
+  std::random_device random;
+  while (folder_.empty()) {
+    const fs::path folder = fs::temp_directory_path() / ("yox-device-" + std::to_string(random()));
+    if (!fs::create_directory(folder)) continue;
+    fs::permissions(folder, fs::perms::owner_all);
+    folder_ = folder;
+  }
+  return folder_;
+}
+
+WString SimulatedFiles::CommonApplicationDataPath() const {
+  return ToText(folder() / "ProgramData");
+}
+
+std::optional<WString> SimulatedFiles::ApplicationDataRoot() const {
+  {
+    const std::lock_guard lock(mutex_);
+    if (!has_state_folder_) return std::nullopt;
+  }
+  return ToText(folder() / "State");
+}
+
+WString SimulatedFiles::SystemDirectory() const { return ToText(folder() / "System"); }
+
+WString SimulatedFiles::ProductDirectory() const { return ToText(folder() / "Product"); }
+
+fs::path SimulatedFiles::Locate(WStringView path) const {
+  constexpr WStringView kDrive = "C:\\"_wv;
+  const bool in_root = String::StartsWith(path, kDrive) &&
+                       path.find_first_of("\\/"_wv, kDrive.size()) == WStringView::npos;
+  // A longer path that starts so may be one of this machine, if it is a Windows one.
+  if (in_root) return folder() / "Root" / ToPath(path.substr(kDrive.size()));
+  const WString separator(1, static_cast<WChar>(fs::path::preferred_separator));
+  return ToPath(String::Replace(path, "\\"_wv, separator));
+}
+
+bool SimulatedFiles::CreatePrivate(const fs::path& file) {
+  return Platform::Native().files().CreatePrivate(file);
+}
+
+bool SimulatedFiles::Grant(const fs::path& file, std::span<const AccessGrant> grants,
+                           bool replace) {
+  {
+    const std::lock_guard lock(mutex_);
+    grants_.push_back({file, {grants.begin(), grants.end()}, replace});
+  }
+  return Platform::Native().files().Grant(file, grants, replace);
+}
+
+std::vector<SimulatedFiles::Granted> SimulatedFiles::Grants() const {
+  const std::lock_guard lock(mutex_);
+  return grants_;
+}
+
+void SimulatedFiles::SetStateFolder(bool exists) {
+  const std::lock_guard lock(mutex_);
+  has_state_folder_ = exists;
+}
+
+}  // namespace yox::platform

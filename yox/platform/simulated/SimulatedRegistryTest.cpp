@@ -1,0 +1,60 @@
+#include "yox/platform/registry/RegistryContract.h"
+#include "yox/platform/simulated/SimulatedRegistry.h"
+
+namespace yox_test {
+namespace {
+
+using namespace yox::literals;
+using yox::WString;
+using yox::platform::Registry;
+using yox::platform::RegistryKey;
+using yox::platform::RegistryStatus;
+using yox::platform::RegistryValue;
+using yox::platform::SimulatedRegistry;
+
+const WString kUser = "S-1-5-21-1-2-3-1001"_w;
+
+class SimulatedUnderTest final : public RegistryUnderTest {
+ public:
+  SimulatedUnderTest() {
+    scratch_ = "Contoso"_w;
+    for (HKEY const root : {HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER}) {
+      EXPECT_EQ(registry_.CreateKey({root, "SOFTWARE\\Contoso"_w, {}, {}}), RegistryStatus::kOk);
+    }
+  }
+  Registry& registry() override { return registry_; }
+  WString own_user() override { return kUser; }
+
+ private:
+  SimulatedRegistry registry_{kUser};
+};
+
+TEST(SimulatedRegistryTest, ReadOnlyRefusesEditsAndOpeningForWriting) {
+  SimulatedRegistry registry;
+  const RegistryKey key{HKEY_LOCAL_MACHINE, "SOFTWARE"_w, {}, {}};
+  ASSERT_EQ(registry.CreateKey(key), RegistryStatus::kOk);
+  registry.SetReadOnly(true);
+  HKEY opened = nullptr;
+  EXPECT_EQ(registry.Open(key, Registry::kFullAccess, opened), RegistryStatus::kDenied);
+  EXPECT_EQ(registry.SetValue(key, "Name"_w, RegistryValue::Dword(1)), RegistryStatus::kDenied);
+  EXPECT_EQ(registry.Open(key, Registry::kRead, opened), RegistryStatus::kOk);
+  registry.Close(opened);
+}
+
+TEST(SimulatedRegistryTest, AnotherOwnUserHasAnotherHive) {
+  SimulatedRegistry registry(kUser);
+  const RegistryKey key{HKEY_CURRENT_USER, "Software"_w, {}, {}};
+  ASSERT_EQ(registry.CreateKey(key), RegistryStatus::kOk);
+  registry.SetOwnUser({});
+  EXPECT_FALSE(registry.Exists(key));
+  EXPECT_TRUE(registry.Exists({HKEY_USERS, "S-1-5-18"_w, {}, {}}));
+  EXPECT_TRUE(registry.Exists({HKEY_USERS, kUser + "\\Software"_w, {}, {}}));
+}
+
+}  // namespace
+
+RegistryMaker SimulatedRegistryMaker() {
+  return {"Simulated", [] { return std::make_unique<SimulatedUnderTest>(); }};
+}
+
+}  // namespace yox_test

@@ -1,0 +1,45 @@
+#include "yox/platform/system/windows/WindowsLocale.h"
+
+#include <windows.h>
+
+namespace yox::platform {
+namespace {
+
+WString Geographic(GEOID place, GEOTYPE what) {
+  constexpr LANGID kEnglish = MAKELANGID(LANG_ENGLISH, SUBLANG_ENGLISH_US);
+  wchar_t text[256] = {};
+  return GetGeoInfoW(place, what, text, static_cast<int>(std::size(text)), kEnglish) > 0
+             ? WString(text)
+             : WString();
+}
+
+WString OfLocale(const WString& locale, LCTYPE what) {
+  wchar_t text[256] = {};
+  return GetLocaleInfoEx(locale.c_str(), what, text, static_cast<int>(std::size(text))) > 0
+             ? WString(text)
+             : WString();
+}
+
+}  // namespace
+
+LocaleFacts WindowsLocale::Facts() {
+  LocaleFacts facts;
+  const GEOID place = GetUserGeoID(GEOCLASS_NATION);
+  facts.country_code = Geographic(place, GEO_ISO2);
+  facts.region_name = Geographic(place, GEO_FRIENDLYNAME);
+  if (!facts.country_code.empty()) {
+    facts.country_name = OfLocale(L"en-" + facts.country_code, LOCALE_SENGLISHCOUNTRYNAME);
+  }
+  // Either name stands in for the other: not every system knows both.
+  if (facts.country_name.empty()) facts.country_name = facts.region_name;
+  if (facts.region_name.empty()) facts.region_name = facts.country_name;
+
+  wchar_t language[LOCALE_NAME_MAX_LENGTH] = {};
+  if (GetSystemDefaultLocaleName(language, LOCALE_NAME_MAX_LENGTH) > 0) {
+    facts.language_code = language;
+    facts.language_name = OfLocale(facts.language_code, LOCALE_SENGLISHDISPLAYNAME);
+  }
+  return facts;
+}
+
+}  // namespace yox::platform

@@ -1,0 +1,138 @@
+#include "yox/platform/system/windows/WindowsOperatingSystem.h"
+
+#include <windows.h>
+
+#include <optional>
+#include <string>
+#include <variant>
+
+#include "yox/platform/clock/windows/WindowsClock.h"
+#include "yox/platform/system/windows/ServiceHandle.h"
+
+namespace yox::platform {
+namespace {
+
+constexpr wchar_t kCurrentVersion[] = L"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion";
+
+WString RegistryText(const wchar_t* key, const wchar_t* value) {
+  wchar_t text[512] = {};
+  DWORD size = sizeof text;
+  // RegGetValueW ends the text with a zero.
+  return RegGetValueW(HKEY_LOCAL_MACHINE, key, value, RRF_RT_REG_SZ | RRF_SUBKEY_WOW6464KEY,
+                      nullptr, text, &size) == ERROR_SUCCESS
+             ? WString(text)
+             : WString();
+}
+
+std::optional<DWORD> RegistryNumber(const wchar_t* key, const wchar_t* value) {
+  DWORD number = 0;
+  DWORD size = sizeof number;
+  if (RegGetValueW(HKEY_LOCAL_MACHINE, key, value, RRF_RT_REG_DWORD | RRF_SUBKEY_WOW6464KEY,
+                   nullptr, &number, &size) != ERROR_SUCCESS) {
+    return std::nullopt;
+  }
+  return number;
+}
+
+// The version itself: what GetVersionEx tells depends on the program's manifest.
+OSVERSIONINFOW KernelVersion() {
+  using Get = LONG(WINAPI*)(OSVERSIONINFOW*);
+  OSVERSIONINFOW version{};
+  version.dwOSVersionInfoSize = sizeof version;
+  const HMODULE ntdll = GetModuleHandleW(L"ntdll.dll");
+  const auto get = reinterpret_cast<Get>(
+      reinterpret_cast<void*>(ntdll != nullptr ? GetProcAddress(ntdll, "RtlGetVersion") : nullptr));
+  if (get != nullptr) get(&version);
+  return version;
+}
+
+// The first row of one property of the system's own management classes.
+template <class T>
+std::optional<T> Ask(ManagementQueries& queries, WStringView query, WStringView property) {
+  const ManagementAnswer answer = queries.Ask(L"ROOT\\CIMV2", query, property);
+  if (answer.rows.empty()) return std::nullopt;
+  const T* const value = std::get_if<T>(&answer.rows.front().value);
+  return value != nullptr ? std::optional<T>(*value) : std::nullopt;
+}
+
+}  // namespace
+
+WString WindowsOperatingSystem::ProductName() {
+  constexpr DWORD kFirstBuildOfWindows11 = 22000;
+  constexpr WStringView kWindows10 = L"Windows 10";
+  WString name = RegistryText(kCurrentVersion, L"ProductName");
+  if (name.starts_with(kWindows10) && KernelVersion().dwBuildNumber >= kFirstBuildOfWindows11) {
+    name.replace(0, kWindows10.size(), L"Windows 11");
+  }
+  return name;
+}
+
+WString WindowsOperatingSystem::EditionId() { return RegistryText(kCurrentVersion, L"EditionID"); }
+
+WString WindowsOperatingSystem::Version() {
+  const OSVERSIONINFOW version = KernelVersion();
+  if (version.dwMajorVersion == 0) return {};
+  WString text = std::to_wstring(version.dwMajorVersion) + L"." +
+                 std::to_wstring(version.dwMinorVersion) + L"." +
+                 std::to_wstring(version.dwBuildNumber);
+  if (const auto revision = RegistryNumber(kCurrentVersion, L"UBR")) {
+    text += L"." + std::to_wstring(*revision);
+  }
+  return text;
+}
+
+WString WindowsOperatingSystem::Caption() {
+  return Ask<WString>(queries_, L"SELECT Caption FROM Win32_OperatingSystem", L"Caption")
+      .value_or(WString());
+}
+
+bool WindowsOperatingSystem::IsSMode() {
+  return RegistryNumber(L"SYSTEM\\CurrentControlSet\\Control\\CI\\Policy", L"SkuPolicyRequired") ==
+         DWORD{1};
+}
+
+std::uint32_t WindowsOperatingSystem::Architecture() {
+  // A program for another processor is told that processor's architecture by GetNativeSystemInfo.
+  if (const auto architecture = Ask<std::int32_t>(
+          queries_, L"SELECT Architecture FROM Win32_Processor", L"Architecture")) {
+    return static_cast<std::uint32_t>(*architecture);
+  }
+  SYSTEM_INFO system{};
+  GetNativeSystemInfo(&system);
+  return system.wProcessorArchitecture;
+}
+
+std::uint32_t WindowsOperatingSystem::UpdateServiceStartType() {
+  const ServiceHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS));
+  const ServiceHandle service(OpenServiceW(manager.get(), L"wuauserv", SERVICE_ALL_ACCESS));
+  DWORD size = 0;
+  QueryServiceConfigW(service.get(), nullptr, 0, &size);
+  std::string buffer(size, '\0');
+  auto* const configuration = reinterpret_cast<QUERY_SERVICE_CONFIGW*>(buffer.data());
+  return size >= sizeof *configuration &&
+                 QueryServiceConfigW(service.get(), configuration, size, &size) != FALSE
+             ? configuration->dwStartType
+             : 0;
+}
+
+std::optional<LocalDate> WindowsOperatingSystem::FirstRunDate() {
+  std::optional<DWORD> first = RegistryNumber(kCurrentVersion, L"InstallDate");
+  // An upgrade begins a new installation and keeps account of the former ones.
+  const WString setup = L"SYSTEM\\Setup";
+  HKEY key = nullptr;
+  if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, setup.c_str(), 0, KEY_READ, &key) == ERROR_SUCCESS) {
+    wchar_t name[256];
+    for (DWORD i = 0, length = 256;
+         RegEnumKeyExW(key, i, name, &length, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
+         ++i, length = 256) {
+      if (!WStringView(name).starts_with(L"Source OS")) continue;
+      const auto former = RegistryNumber((setup + L"\\" + name).c_str(), L"InstallDate");
+      if (former && (!first || *former < *first)) first = former;
+    }
+    RegCloseKey(key);
+  }
+  if (!first || *first == 0) return std::nullopt;
+  return WindowsClock().ToLocalDate(*first);
+}
+
+}  // namespace yox::platform

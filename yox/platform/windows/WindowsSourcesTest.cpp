@@ -1,0 +1,172 @@
+#include <gtest/gtest.h>
+// Before windows.h.
+#include <winsock2.h>
+// Behind winsock2.h.
+#include <windows.h>
+
+#include <algorithm>
+
+#include "yox/platform/Platform.h"
+#include "yox/platform/devices/Accelerators.h"
+#include "yox/platform/devices/DisplayAdapters.h"
+#include "yox/platform/files/Files.h"
+#include "yox/platform/firmware/Firmware.h"
+#include "yox/platform/system/Client.h"
+#include "yox/platform/system/Locale.h"
+#include "yox/platform/system/ManagementQueries.h"
+#include "yox/platform/system/OperatingSystem.h"
+#include "yox/platform/system/Services.h"
+#include "yox/platform/system/windows/WindowsJoinState.h"
+#include "yox/platform/users/Users.h"
+
+namespace {
+
+using namespace yox::platform;
+using yox::WString;
+
+Platform& Native() { return Platform::Native(); }
+
+// Windows Sockets for a test, as a host has them.
+class Sockets {
+ public:
+  Sockets() {
+    WSADATA data;
+    started_ = WSAStartup(MAKEWORD(2, 2), &data) == 0;
+  }
+  ~Sockets() {
+    if (started_) WSACleanup();
+  }
+
+ private:
+  bool started_;
+};
+
+// A service of the test's own.
+class OwnService {
+ public:
+  OwnService() {
+    DeleteService(OpenServiceW(manager_, kName, DELETE));
+    service_ = CreateServiceW(manager_, kName, kName, SERVICE_ALL_ACCESS, SERVICE_WIN32_OWN_PROCESS,
+                              SERVICE_DEMAND_START, SERVICE_ERROR_IGNORE, L"C:\\none.exe", nullptr,
+                              nullptr, nullptr, nullptr, nullptr);
+  }
+  ~OwnService() {
+    DeleteService(service_);
+    CloseServiceHandle(service_);
+    CloseServiceHandle(manager_);
+  }
+  static constexpr wchar_t kName[] = L"yox_test_service";
+  bool made() const { return service_ != nullptr; }
+
+ private:
+  SC_HANDLE manager_ = OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS);
+  SC_HANDLE service_ = nullptr;
+};
+
+TEST(WindowsFirmwareTest, TheSystemHandsOutATableWithItsVersion) {
+  const FirmwareFacts* const facts = Native().firmware().Facts();
+  ASSERT_NE(facts, nullptr);
+  EXPECT_NE(facts->smbios_version.find(L'.'), WString::npos);
+  const FirmwareFacts first = *facts;
+  Native().firmware().Reread();
+  EXPECT_EQ(Native().firmware().Facts()->smbios_version, first.smbios_version);
+}
+
+TEST(WindowsOperatingSystemTest, VersionAndNamesAreThoseOfWindows) {
+  OperatingSystem& system = Native().operating_system();
+  EXPECT_NE(system.ProductName().find(L"Windows 1"), WString::npos);
+  EXPECT_TRUE(system.Caption().starts_with(L"Microsoft Windows "));
+  EXPECT_GE(std::ranges::count(system.Version(), L'.'), 2);
+  EXPECT_TRUE(system.Version().starts_with(L"10.0."));
+  EXPECT_EQ(system.Architecture(), 9U);
+  EXPECT_FALSE(system.IsSMode());
+}
+
+TEST(WindowsOperatingSystemTest, TheUpdateServiceHasAStartType) {
+  const std::uint32_t type = Native().operating_system().UpdateServiceStartType();
+  EXPECT_TRUE(type >= 2 && type <= 4) << type;
+}
+
+TEST(WindowsOperatingSystemTest, AHistoryThatCannotBeQueriedIsEmpty) {
+  // Wine's update agent answers E_NOTIMPL; on Windows there may be entries, each with its result.
+  for (const OperatingSystemUpdate& update : Native().operating_system().UpdateHistory()) {
+    EXPECT_TRUE(update.result_code >= 0 && update.result_code <= 5);
+  }
+}
+
+TEST(WindowsQueriesTest, AnUnknownClassOrPropertyGivesNoValue) {
+  ManagementQueries& queries = Native().management_queries();
+  EXPECT_TRUE(queries.Ask(L"ROOT\\CIMV2", L"SELECT A FROM Win32_YoxNone", L"A").rows.empty());
+  const ManagementAnswer answer =
+      queries.Ask(L"ROOT\\CIMV2", L"SELECT Caption FROM Win32_OperatingSystem", L"YoxNone");
+  EXPECT_EQ(answer.failed, ManagementAnswer::Step::kNone);
+  ASSERT_EQ(answer.rows.size(), 1U);
+  EXPECT_NE(answer.rows[0].error, 0U);
+}
+
+TEST(WindowsQueriesTest, AnUnknownNamespaceFailsAtTheConnection) {
+  const ManagementAnswer answer =
+      Native().management_queries().Ask(L"ROOT\\YoxNone", L"SELECT A FROM B", L"A");
+  EXPECT_EQ(answer.failed, ManagementAnswer::Step::kConnect);
+  EXPECT_NE(answer.error, 0U);
+}
+
+TEST(WindowsLocaleTest, CountryAndLanguageHaveCodesAndEnglishNames) {
+  const LocaleFacts facts = Native().locale().Facts();
+  EXPECT_EQ(facts.country_code.size(), 2U);
+  EXPECT_FALSE(facts.country_name.empty());
+  EXPECT_FALSE(facts.region_name.empty());
+  EXPECT_NE(facts.language_code.find(L'-'), WString::npos);
+  EXPECT_NE(facts.language_name.find(L'('), WString::npos);
+}
+
+TEST(WindowsUsersTest, AConsoleUserHasAnAccountsIdentifier) {
+  const WString sid = Native().users().LoggedInUserSid();
+  EXPECT_TRUE(sid.empty() || sid.starts_with(L"S-1-5-")) << sid.size();
+}
+
+TEST(WindowsServicesTest, AServiceThatIsAbsentOrStoppedDoesNotRun) {
+  const OwnService service;
+  ASSERT_TRUE(service.made());
+  EXPECT_FALSE(Native().services().IsRunning(OwnService::kName));
+  EXPECT_FALSE(Native().services().IsRunning(L"yox_no_such_service"));
+  EXPECT_TRUE(Native().services().IsRunning(L"RpcSs") ||
+              Native().services().IsRunning(L"PlugPlay"));
+}
+
+TEST(WindowsJoinStateTest, WithoutSocketsTheReasonIsTold) {
+  // Wine knows the host's name without them.
+  const JoinAnswer answer = WindowsJoinState().Domain();
+  if (answer.outcome == JoinAnswer::Outcome::kAsked) return;
+  EXPECT_EQ(answer.outcome, JoinAnswer::Outcome::kNoHostName);
+  EXPECT_EQ(answer.code, static_cast<std::uint32_t>(WSANOTINITIALISED));
+}
+
+TEST(WindowsJoinStateTest, TheJoinLibraryIsAsked) {
+  const Sockets sockets;
+  EXPECT_EQ(WindowsJoinState().Domain().outcome, JoinAnswer::Outcome::kAsked);
+  // Wine has no function for the cloud.
+  const JoinAnswer::Outcome cloud = WindowsJoinState().Cloud().outcome;
+  EXPECT_TRUE(cloud == JoinAnswer::Outcome::kAsked || cloud == JoinAnswer::Outcome::kNoFunction);
+}
+
+TEST(WindowsClientTest, AProgramHasTheVersionOfItsResource) {
+  const WString folder = Native().files().SystemDirectory();
+  const WString version = Native().client().FileVersion(folder + L"\\kernel32.dll");
+  EXPECT_EQ(std::ranges::count(version, L'.'), 3);
+  EXPECT_EQ(version.find_first_not_of(L"0123456789."), WString::npos);
+  EXPECT_EQ(Native().client().FileVersion(folder + L"\\yox-none.dll"), L"");
+  EXPECT_EQ(Native().client().FileVersion(folder), L"");
+}
+
+TEST(WindowsDisplayAdaptersTest, EveryAdapterHasADescription) {
+  const auto adapters = Native().display_adapters().Enumerate();
+  ASSERT_TRUE(adapters.has_value());
+  for (const DisplayAdapter& adapter : *adapters) EXPECT_FALSE(adapter.description.empty());
+}
+
+TEST(WindowsAcceleratorsTest, TheDeviceClassCanBeAsked) {
+  EXPECT_TRUE(Native().accelerators().Enumerate().has_value());
+}
+
+}  // namespace
