@@ -1,4 +1,4 @@
-# The libraries that the rooms use; a room names those it needs in its LINK list.
+# The libraries that the components use; a component names those it needs in its LINK list.
 find_package(jsoncpp REQUIRED)
 find_package(pugixml REQUIRED)
 find_package(spdlog REQUIRED)
