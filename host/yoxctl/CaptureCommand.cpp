@@ -1,4 +1,3 @@
-#include <CLI/App.hpp>
 #include <memory>
 #include <string>
 #include <vector>
@@ -53,18 +52,15 @@ int Capture(const GlobalOptions& global, const std::vector<std::string>& registr
 
 }  // namespace
 
-void AddCaptureCommand(CLI::App& app, Action& action) {
+Command CaptureCommand() {
   const auto registry = std::make_shared<std::vector<std::string>>();
-  CLI::App* const command =
-      app.add_subcommand("capture", "The device as a profile, on standard output");
-  command
-      ->add_option("--registry", *registry,
-                   "Take this key too, with all below it; may be given several times")
-      ->type_name("HKLM\\KEY")
-      ->allow_extra_args(false);
-  command->callback([&action, registry] {
-    action = [registry](const GlobalOptions& global) { return Capture(global, *registry); };
-  });
+  return {.name = "capture",
+          .help = "The device as a profile, on standard output",
+          .options = {{.name = "--registry",
+                       .type = "HKLM\\KEY",
+                       .help = "Take this key too, with all below it; may be given several times",
+                       .target = registry.get()}},
+          .run = [registry](const GlobalOptions& global) { return Capture(global, *registry); }};
 }
 
 }  // namespace yoxctl

@@ -4,8 +4,14 @@
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
 #include <algorithm>
+#include <charconv>
 #include <exception>
 #include <filesystem>
+#include <limits>
+#include <string_view>
+#include <system_error>
+#include <type_traits>
+#include <utility>
 
 #include "yox/base/Document.h"
 #include "yox/base/String.h"
@@ -21,6 +27,75 @@ constexpr const char* kFooter = R"(Exit codes:
   2  wrong usage, or input that cannot be read: one line on standard error says what and where)";
 
 constexpr const char* kSeeHelp = " (yoxctl --help tells the usage)";
+
+// In the order of the help.
+constexpr Command (*kCommands[])() = {EvaluateCommand,  LintCommand,     RolloutCommand,
+                                      DeviceCommand,    CaptureCommand,  PolicyCommand,
+                                      ProvisionCommand, WatchCommand,    TagsCommand,
+                                      TestCommand,      RegistryCommand, NotificationCommand};
+
+// Accepts a number of the type in decimal digits and nothing else. CLI11 alone wraps what is too
+// small or too large, reads 010 as eight, and an empty string as 0.
+template <class Number>
+CLI::Validator DecimalNumber() {
+  return CLI::Validator(
+      [](std::string& text) {
+        Number number{};
+        const char* const end = text.data() + text.size();
+        const auto [stop, error] = std::from_chars(text.data(), end, number);
+        if (error != std::errc() || stop != end) {
+          return "expected a whole number from " +
+                 std::to_string(std::numeric_limits<Number>::min()) + " to " +
+                 std::to_string(std::numeric_limits<Number>::max()) + ", found \"" +
+                 yox::Printable(text) + "\"";
+        }
+        text = std::to_string(number);
+        return std::string();
+      },
+      "");
+}
+
+CLI::Option* AddTarget(CLI::App& app, const Option& option) {
+  return std::visit(
+      [&]<class Value>(Value* value) {
+        if constexpr (std::is_same_v<Value, bool>) {
+          return app.add_flag(option.name, *value, option.help);
+        } else {
+          CLI::Option* const added = app.add_option(option.name, *value, option.help);
+          if constexpr (std::is_same_v<Value, std::optional<std::size_t>>) {
+            added->transform(DecimalNumber<std::size_t>());
+          } else if constexpr (std::is_integral_v<Value>) {
+            added->transform(DecimalNumber<Value>());
+          } else if constexpr (std::is_same_v<Value, std::vector<std::string>>) {
+            // An option takes one value each time it is given, so that "--tag A=B FILE" has a file.
+            if (option.name.starts_with('-')) added->allow_extra_args(false);
+          }
+          return added;
+        }
+      },
+      option.target);
+}
+
+void AddOption(CLI::App& app, const Option& option) {
+  CLI::Option* const added = AddTarget(app, option);
+  // An empty type would show CLI11's own name of it.
+  if (!std::holds_alternative<bool*>(option.target)) {
+    added->type_name(option.type.empty() ? " " : option.type);
+  }
+  added->required(option.required);
+  if (!option.choices.empty()) added->check(CLI::IsMember(option.choices).description(""));
+  if (!option.initial.empty()) added->default_str(option.initial);
+  if (option.hidden) added->group("");
+}
+
+// `chosen` receives the command to run. Subcommands inherit the settings of `parent`.
+void AddCommand(CLI::App& parent, const Command& command, const Command*& chosen) {
+  CLI::App* const app = parent.add_subcommand(command.name, command.help);
+  for (const Option& option : command.options) AddOption(*app, option);
+  for (const Command& sub : command.commands) AddCommand(*app, sub, chosen);
+  if (!command.commands.empty()) app->require_subcommand(1);
+  if (command.run) app->callback([&command, &chosen] { chosen = &command; });
+}
 
 int Parse(CLI::App& app, std::vector<std::string> arguments) {
   std::ranges::reverse(arguments);  // as the parser wants them
@@ -48,39 +123,37 @@ int Parse(CLI::App& app, std::vector<std::string> arguments) {
 int RunOrThrow(std::vector<std::string> arguments) {
   GlobalOptions options;
   std::string format = "text";
-  Action action;
+  const Option globals[] = {{.name = "--device",
+                             .type = "PROFILE.json",
+                             .help = "Speak of the device in this profile document",
+                             .target = &options.device},
+                            {.name = "--state-dir",
+                             .type = "DIR",
+                             .help = "Keep state in this directory",
+                             .target = &options.state_dir},
+                            {.name = "--format",
+                             .type = "text|json",
+                             .help = "Form of the answer on standard output",
+                             .target = &format,
+                             .choices = {"text", "json"},
+                             .initial = "text"}};
+  std::vector<Command> commands;
+  for (const auto make : kCommands) commands.push_back(make());
+  const Command* chosen = nullptr;
 
   CLI::App app("Answers what this device, or the device of a profile, is and what applies to it.",
                "yoxctl");
   app.allow_windows_style_options(false);
   app.set_version_flag("--version", "yoxctl " YOXCTL_VERSION);
-  app.add_option("--device", options.device, "Speak of the device in this profile document")
-      ->type_name("PROFILE.json");
-  app.add_option("--state-dir", options.state_dir, "Keep state in this directory")
-      ->type_name("DIR");
-  app.add_option("--format", format, "Form of the answer on standard output")
-      ->type_name("text|json")
-      ->default_str("text")
-      ->check(CLI::IsMember({"text", "json"}).description(""));
   app.footer(kFooter);
-  app.fallthrough();  // options of the program may stand behind the command, too
-  AddEvaluateCommand(app, action);
-  AddLintCommand(app, action);
-  AddRolloutCommand(app, action);
-  AddDeviceCommand(app, action);
-  AddCaptureCommand(app, action);
-  AddPolicyCommand(app, action);
-  AddProvisionCommand(app, action);
-  AddWatchCommand(app, action);
-  AddTagsCommand(app, action);
-  AddTestCommand(app, action);
-  AddRegistryCommand(app, action);
-  AddNotificationCommand(app, action);
+  app.fallthrough();  // the global options may also follow the command
+  for (const Option& option : globals) AddOption(app, option);
+  for (const Command& command : commands) AddCommand(app, command, chosen);
 
   if (Parse(app, std::move(arguments)) != kDone) return kDone;
-  if (!action) throw Refusal(std::string("a command is missing") + kSeeHelp);
+  if (chosen == nullptr) throw Refusal(std::string("a command is missing") + kSeeHelp);
   options.json = format == "json";
-  return action(options);
+  return chosen->run(options);
 }
 
 }  // namespace

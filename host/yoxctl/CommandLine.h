@@ -1,44 +1,71 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <optional>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "yox/base/WString.h"
 
-namespace CLI {
-class App;
-}
-
 namespace yoxctl {
 
-// What stands before the command.
+// The options that are common to all commands.
 struct GlobalOptions {
-  std::optional<std::string> device;     // a profile's file; absent: this machine
-  std::optional<std::string> state_dir;  // absent: the system's own place
+  std::optional<std::string> device;     // file name of a device profile; absent: this machine
+  std::optional<std::string> state_dir;  // absent: the system's own directory
   bool json = false;
 };
 
-// What the chosen command does, and answers as exit code. Set while the command line is read.
-using Action = std::function<int(const GlobalOptions&)>;
+// The variable that receives an option's value; its type decides what the option accepts:
+// `bool` a flag, a number decimal digits within the type's range, a vector several values (an
+// option is then repeated, a positional argument takes the rest of the line).
+using OptionTarget =
+    std::variant<bool*, std::string*, std::optional<std::string>*, std::vector<std::string>*,
+                 std::int32_t*, std::uint32_t*, std::size_t*, std::optional<std::size_t>*>;
 
-// One function per command adds it to the command line.
-void AddCaptureCommand(CLI::App& app, Action& action);
-void AddDeviceCommand(CLI::App& app, Action& action);
-void AddEvaluateCommand(CLI::App& app, Action& action);
-void AddLintCommand(CLI::App& app, Action& action);
-void AddPolicyCommand(CLI::App& app, Action& action);
-void AddProvisionCommand(CLI::App& app, Action& action);
-void AddRolloutCommand(CLI::App& app, Action& action);
-void AddWatchCommand(CLI::App& app, Action& action);
-void AddRegistryCommand(CLI::App& app, Action& action);
-void AddTagsCommand(CLI::App& app, Action& action);
-void AddTestCommand(CLI::App& app, Action& action);
-void AddNotificationCommand(CLI::App& app, Action& action);
+// An option of a command, or a positional argument if the name has no hyphens.
+struct Option {
+  std::string name = {};  // "--tag" or "FILTERS.json"
+  std::string type = {};  // what the help shows for the value, for example "KEY=VALUE"
+  std::string help = {};
+  OptionTarget target;  // must outlive `Command::run`
+  bool required = false;
+  std::vector<std::string> choices = {};  // the only values that are accepted; empty: any
+  std::string initial = {};               // the default, as the help shows it
+  bool hidden = false;                    // not in the help
+};
 
-// Runs the program; the arguments are UTF-8, without the program's name. Never throws.
+// A command, with subcommands or with something to run.
+struct Command {
+  std::string name = {};
+  std::string help = {};
+  std::vector<Option> options = {};
+  // Called after the options are parsed. Returns the exit code; throws Refusal. It owns the
+  // variables of the options.
+  std::function<int(const GlobalOptions&)> run = {};
+  std::vector<Command> commands = {};  // exactly one must be given
+};
+
+// Each is in the file of its name.
+Command CaptureCommand();
+Command DeviceCommand();
+Command EvaluateCommand();
+Command LintCommand();
+Command NotificationCommand();
+Command PolicyCommand();
+Command ProvisionCommand();
+Command RegistryCommand();
+Command RolloutCommand();
+Command TagsCommand();
+Command TestCommand();
+Command WatchCommand();
+
+// Runs the program and returns its exit code; the arguments are UTF-8, without the program's name.
+// Never throws.
 int Run(std::vector<std::string> arguments);
 
 // Sets a variable of this process's environment; UTF-8.
@@ -48,7 +75,7 @@ void SetVariable(const std::string& name, const std::string& value);
 std::filesystem::path PathOf(const std::string& argument);
 // The path as UTF-8.
 std::string PathText(const std::filesystem::path& path);
-// The text of an argument. Throws Refusal, with the name, when it is not well-formed UTF-8.
+// The argument as UTF-16. Throws Refusal, with the name, when it is not well-formed UTF-8.
 yox::WString Widened(const std::string& name, const std::string& text);
 // The argument as messages show it.
 std::string NameOf(const std::string& argument);

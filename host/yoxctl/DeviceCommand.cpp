@@ -1,6 +1,5 @@
 #include <json/writer.h>
 
-#include <CLI/App.hpp>
 #include <functional>
 #include <memory>
 
@@ -24,6 +23,11 @@ namespace {
 
 using YOX::String;
 using yox::WString;
+
+struct DeviceOptions {
+  bool refresh = false;
+  bool hardware_ids = false;
+};
 
 // Each signal by itself.
 class Signals : public DeviceManagementStatus {
@@ -210,19 +214,20 @@ int ShowHardwareIds(const GlobalOptions& global) {
 
 }  // namespace
 
-void AddDeviceCommand(CLI::App& app, Action& action) {
-  const auto refresh = std::make_shared<bool>(false);
-  const auto hardware_ids = std::make_shared<bool>(false);
-  CLI::App* const command = app.add_subcommand(
-      "device", "What the device is, how it presents itself, and who manages it");
-  command->add_flag("--refresh", *refresh, "Read the device again, and renew what is kept of it");
-  command->add_flag("--hardware-ids", *hardware_ids,
-                    "Instead of all that, the devices that are present, with their hardware IDs");
-  command->callback([&action, refresh, hardware_ids] {
-    action = [refresh, hardware_ids](const GlobalOptions& global) {
-      return *hardware_ids ? ShowHardwareIds(global) : Show(global, *refresh);
-    };
-  });
+Command DeviceCommand() {
+  const auto options = std::make_shared<DeviceOptions>();
+  return {.name = "device",
+          .help = "What the device is, how it presents itself, and who manages it",
+          .options = {{.name = "--refresh",
+                       .help = "Read the device again, and renew what is kept of it",
+                       .target = &options->refresh},
+                      {.name = "--hardware-ids",
+                       .help = "Instead of all that, the devices that are present, with their "
+                               "hardware IDs",
+                       .target = &options->hardware_ids}},
+          .run = [options](const GlobalOptions& global) {
+            return options->hardware_ids ? ShowHardwareIds(global) : Show(global, options->refresh);
+          }};
 }
 
 }  // namespace yoxctl

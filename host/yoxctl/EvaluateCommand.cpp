@@ -1,6 +1,5 @@
 #include <json/writer.h>
 
-#include <CLI/App.hpp>
 #include <memory>
 #include <optional>
 
@@ -89,25 +88,27 @@ int Evaluate(const GlobalOptions& global, const EvaluateOptions& options) {
 
 }  // namespace
 
-void AddEvaluateCommand(CLI::App& app, Action& action) {
+Command EvaluateCommand() {
   const auto options = std::make_shared<EvaluateOptions>();
-  CLI::App* const command =
-      app.add_subcommand("evaluate", "Whether a filter list applies to the device, and why");
-  command->add_option("FILTERS.json", options->filters, "The filter list")
-      ->required()
-      ->type_name(" ");
-  command
-      ->add_option("--target-version", options->target_version,
-                   "The version that the content is for")
-      ->type_name("V");
-  command->add_option("--tag", options->tags, "A tag of the device; may be given several times")
-      ->type_name("KEY=VALUE")
-      ->allow_extra_args(false);
-  command->add_flag("--explain", options->explain,
-                    "Tell of every filter and criterion what was required and what the device has");
-  command->callback([&action, options] {
-    action = [options](const GlobalOptions& global) { return Evaluate(global, *options); };
-  });
+  return {.name = "evaluate",
+          .help = "Whether a filter list applies to the device, and why",
+          .options = {{.name = "FILTERS.json",
+                       .help = "The filter list",
+                       .target = &options->filters,
+                       .required = true},
+                      {.name = "--target-version",
+                       .type = "V",
+                       .help = "The version that the content is for",
+                       .target = &options->target_version},
+                      {.name = "--tag",
+                       .type = "KEY=VALUE",
+                       .help = "A tag of the device; may be given several times",
+                       .target = &options->tags},
+                      {.name = "--explain",
+                       .help = "Tell of every filter and criterion what was required and what the "
+                               "device has",
+                       .target = &options->explain}},
+          .run = [options](const GlobalOptions& global) { return Evaluate(global, *options); }};
 }
 
 }  // namespace yoxctl

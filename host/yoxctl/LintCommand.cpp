@@ -1,6 +1,5 @@
 #include <json/writer.h>
 
-#include <CLI/App.hpp>
 #include <algorithm>
 #include <memory>
 #include <string>
@@ -125,15 +124,18 @@ int Lint(const GlobalOptions& global, const LintOptions& options) {
 
 }  // namespace
 
-void AddLintCommand(CLI::App& app, Action& action) {
+Command LintCommand() {
   const auto options = std::make_shared<LintOptions>();
-  CLI::App* const command =
-      app.add_subcommand("lint", "What is wrong or suspicious in filter lists, on any device");
-  command->add_option("LIST.json", options->lists, "The filter lists")->required()->type_name(" ");
-  command->add_flag("--strict", options->strict, "Warnings count as errors");
-  command->callback([&action, options] {
-    action = [options](const GlobalOptions& global) { return Lint(global, *options); };
-  });
+  return {.name = "lint",
+          .help = "What is wrong or suspicious in filter lists, on any device",
+          .options = {{.name = "LIST.json",
+                       .help = "The filter lists",
+                       .target = &options->lists,
+                       .required = true},
+                      {.name = "--strict",
+                       .help = "Warnings count as errors",
+                       .target = &options->strict}},
+          .run = [options](const GlobalOptions& global) { return Lint(global, *options); }};
 }
 
 }  // namespace yoxctl

@@ -1,7 +1,6 @@
 #include <json/value.h>
 #include <json/writer.h>
 
-#include <CLI/App.hpp>
 #include <algorithm>
 #include <cstdint>
 #include <functional>
@@ -18,7 +17,6 @@
 
 #include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/CommandLine.h"
-#include "host/yoxctl/DecimalNumber.h"
 #include "host/yoxctl/Output.h"
 
 namespace yoxctl {
@@ -378,64 +376,63 @@ int Build(const Builder& builder, const Arguments& arguments) {
   return kDone;
 }
 
-void AddBuilder(CLI::App& build, const Builder& builder, Action& action) {
+Command BuilderCommand(const Builder& builder) {
   const auto arguments = std::make_shared<Arguments>();
-  CLI::App* const command = build.add_subcommand(builder.name, builder.help);
-  const auto option = [](const char* name) { return std::string("--") + name; };
-  for (const char* name : builder.flags)
-    command->add_flag(option(name), arguments->flags[name], "");
-  for (const char* name : builder.texts) {
-    command->add_option(option(name), arguments->texts[name], "")->type_name("TEXT");
-  }
-  for (const char* name : builder.integers) {
-    command->add_option(option(name), arguments->integers[name], "")
-        ->required()
-        ->type_name("N")
-        ->transform(DecimalNumber<std::int32_t>());
-  }
-  if (builder.minutes) {
-    command->add_option("--minutes", arguments->minutes, "")
-        ->required()
-        ->type_name("N")
-        ->transform(DecimalNumber<std::uint32_t>());
-  }
+  std::vector<Option> options;
+  const auto add = [&](const char* name, const char* type, auto& target, bool required = false) {
+    options.push_back(
+        {.name = std::string("--") + name, .type = type, .target = &target, .required = required});
+  };
+  for (const char* name : builder.flags) add(name, "", arguments->flags[name]);
+  for (const char* name : builder.texts) add(name, "TEXT", arguments->texts[name]);
+  for (const char* name : builder.integers) add(name, "N", arguments->integers[name], true);
+  if (builder.minutes) add("minutes", "N", arguments->minutes, true);
   if (builder.params) {
-    command->add_option("--param", arguments->params, "A parameter; may be given several times")
-        ->type_name("KEY=VALUE")
-        ->allow_extra_args(false);
+    options.push_back({.name = "--param",
+                       .type = "KEY=VALUE",
+                       .help = "A parameter; may be given several times",
+                       .target = &arguments->params});
   }
-  command->callback([&action, &builder, arguments] {
-    action = [&builder, arguments](const GlobalOptions&) { return Build(builder, *arguments); };
-  });
+  return {
+      .name = builder.name,
+      .help = builder.help,
+      .options = std::move(options),
+      .run = [&builder, arguments](const GlobalOptions&) { return Build(builder, *arguments); }};
 }
 
-}  // namespace
+Command BuildCommand() {
+  Command build{.name = "build", .help = "A document from named arguments"};
+  for (const Builder& builder : Builders()) build.commands.push_back(BuilderCommand(builder));
+  return build;
+}
 
-void AddNotificationCommand(CLI::App& app, Action& action) {
-  CLI::App* const notification =
-      app.add_subcommand("notification", "Read and build notification documents");
-  notification->require_subcommand(1);
-
+Command ReadCommand() {
   struct ReadOptions {
     std::string file;
     bool channel = false;
   };
   const auto options = std::make_shared<ReadOptions>();
-  CLI::App* const read =
-      notification->add_subcommand("read", "The fields of a notification document, as JSON");
-  read->add_option("FILE.json", options->file, "An envelope, or a document of the channel")
-      ->required()
-      ->type_name(" ");
-  read->add_flag("--channel", options->channel, "It is a document of the channel");
-  read->callback([&action, options] {
-    action = [options](const GlobalOptions&) {
-      return PrintJson(ReadNamed(options->file, options->channel ? ReadChannel : ReadInternal));
-    };
-  });
+  return {
+      .name = "read",
+      .help = "The fields of a notification document, as JSON",
+      .options = {{.name = "FILE.json",
+                   .help = "An envelope, or a document of the channel",
+                   .target = &options->file,
+                   .required = true},
+                  {.name = "--channel",
+                   .help = "It is a document of the channel",
+                   .target = &options->channel}},
+      .run = [options](const GlobalOptions&) {
+        return PrintJson(ReadNamed(options->file, options->channel ? ReadChannel : ReadInternal));
+      }};
+}
 
-  CLI::App* const build = notification->add_subcommand("build", "A document from named arguments");
-  build->require_subcommand(1);
-  for (const Builder& builder : Builders()) AddBuilder(*build, builder, action);
+}  // namespace
+
+Command NotificationCommand() {
+  return {.name = "notification",
+          .help = "Read and build notification documents",
+          .commands = {ReadCommand(), BuildCommand()}};
 }
 
 }  // namespace yoxctl

@@ -1,6 +1,5 @@
 #include <json/writer.h>
 
-#include <CLI/App.hpp>
 #include <algorithm>
 #include <iterator>
 #include <memory>
@@ -26,7 +25,8 @@ using YOX::String;
 using yox::WString;
 
 struct PolicyOptions {
-  std::vector<std::string> documents;
+  std::string document;
+  std::vector<std::string> documents;  // for accumulate
   std::string form = "wrapped";
   bool override_uris = false;
   bool built_in = false;
@@ -153,7 +153,7 @@ PlatformPolicy Accumulated(const PolicyOptions& options) {
 int UpdateCertificates(const GlobalOptions& global, const PolicyOptions& options) {
   if (options.form == "response") throw Refusal("--form: a response has no certificate chain");
   const std::string chain =
-      String::UTF16ToUTF8(ReadPolicy(options.documents.at(0), options.form).mqtt_chain_pem64());
+      String::UTF16ToUTF8(ReadPolicy(options.document, options.form).mqtt_chain_pem64());
   const ChosenDevice device(global);
   PlatformPolicy policy(&YOX::g_log);
   policy.set_mqtt_chain_pem64(String::UTF8ToUTF16(chain));
@@ -176,51 +176,66 @@ int UpdateCertificates(const GlobalOptions& global, const PolicyOptions& options
   return done ? kDone : kNegative;
 }
 
-CLI::App* AddDocument(CLI::App* command, PolicyOptions& options, bool several) {
-  auto* const documents =
-      command->add_option("POLICY.json", options.documents, "The policy document")->required();
-  documents->type_name(" ");
-  if (!several) documents->expected(1);
-  command
-      ->add_option("--form", options.form,
-                   "How the document is written: below \"yox_config\", \"platform_policy\", in the "
-                   "root, or a server's response")
-      ->type_name("wrapped|flat|response")
-      ->check(CLI::IsMember({"wrapped", "flat", "response"}).description(""));
-  return command;
+int ShowOne(const GlobalOptions& global, const PolicyOptions& options) {
+  Show(global, ReadPolicy(options.document, options.form));
+  return kDone;
+}
+
+Option FormOption(PolicyOptions& options) {
+  return {.name = "--form",
+          .type = "wrapped|flat|response",
+          .help =
+              "How the document is written: below \"yox_config\", \"platform_policy\", in the "
+              "root, or a server's response",
+          .target = &options.form,
+          .choices = {"wrapped", "flat", "response"}};
+}
+
+// A command on one document.
+Command DocumentCommand(std::string name, std::string help,
+                        int (*run)(const GlobalOptions&, const PolicyOptions&)) {
+  const auto options = std::make_shared<PolicyOptions>();
+  return {.name = std::move(name),
+          .help = std::move(help),
+          .options = {{.name = "POLICY.json",
+                       .help = "The policy document",
+                       .target = &options->document,
+                       .required = true},
+                      FormOption(*options)},
+          .run = [options, run](const GlobalOptions& global) { return run(global, *options); }};
+}
+
+Command AccumulateCommand() {
+  const auto options = std::make_shared<PolicyOptions>();
+  return {.name = "accumulate",
+          .help = "The effective policy of several documents, the oldest first",
+          .options = {{.name = "POLICY.json",
+                       .help = "The policy document",
+                       .target = &options->documents,
+                       .required = true},
+                      FormOption(*options),
+                      {.name = "--override-uris",
+                       .help = "Each document replaces the addresses of those before it",
+                       .target = &options->override_uris},
+                      {.name = "--built-in",
+                       .help = "Add the trust that is built into the library",
+                       .target = &options->built_in}},
+          .run = [options](const GlobalOptions& global) {
+            Show(global, Accumulated(*options));
+            return kDone;
+          }};
 }
 
 }  // namespace
 
-void AddPolicyCommand(CLI::App& app, Action& action) {
-  CLI::App* const policy =
-      app.add_subcommand("policy", "Policy documents and what follows of them");
-  policy->require_subcommand(1);
-  const auto add = [&](const char* name, const char* help, bool several, auto run) {
-    const auto options = std::make_shared<PolicyOptions>();
-    CLI::App* const command = AddDocument(policy->add_subcommand(name, help), *options, several);
-    command->callback([&action, options, run] {
-      action = [options, run](const GlobalOptions& global) { return run(global, *options); };
-    });
-    return std::pair(command, options);
-  };
-  add("show", "What a document says", false,
-      [](const GlobalOptions& global, const PolicyOptions& options) {
-        Show(global, ReadPolicy(options.documents.at(0), options.form));
-        return kDone;
-      });
-  const auto [accumulate, options] =
-      add("accumulate", "The effective policy of several documents, the oldest first", true,
-          [](const GlobalOptions& global, const PolicyOptions& chosen) {
-            Show(global, Accumulated(chosen));
-            return kDone;
-          });
-  accumulate->add_flag("--override-uris", options->override_uris,
-                       "Each document replaces the addresses of those before it");
-  accumulate->add_flag("--built-in", options->built_in,
-                       "Add the trust that is built into the library");
-  add("update-certificates", "Bring the certificate files in line with a document's chain", false,
-      UpdateCertificates);
+Command PolicyCommand() {
+  return {
+      .name = "policy",
+      .help = "Policy documents and what follows of them",
+      .commands = {DocumentCommand("show", "What a document says", ShowOne), AccumulateCommand(),
+                   DocumentCommand("update-certificates",
+                                   "Bring the certificate files in line with a document's chain",
+                                   UpdateCertificates)}};
 }
 
 }  // namespace yoxctl

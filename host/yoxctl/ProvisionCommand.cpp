@@ -1,6 +1,5 @@
 #include <json/writer.h>
 
-#include <CLI/App.hpp>
 #include <cstddef>
 #include <filesystem>
 #include <memory>
@@ -76,16 +75,18 @@ int Check(const GlobalOptions& global, const ProvisionOptions& options) {
 
 }  // namespace
 
-void AddProvisionCommand(CLI::App& app, Action& action) {
-  CLI::App* const provision = app.add_subcommand("provision", "The provision file of the device");
-  provision->require_subcommand(1);
+Command ProvisionCommand() {
   const auto options = std::make_shared<ProvisionOptions>();
-  CLI::App* const check = provision->add_subcommand(
-      "check", "Find the file and check its token; a copy that another one hides is deleted");
-  check->add_option("FILE", options->file, "The file, instead of finding it")->type_name(" ");
-  check->callback([&action, options] {
-    action = [options](const GlobalOptions& global) { return Check(global, *options); };
-  });
+  Command check{
+      .name = "check",
+      .help = "Find the file and check its token; a copy that another one hides is deleted",
+      .options = {{.name = "FILE",
+                   .help = "The file, instead of finding it",
+                   .target = &options->file}},
+      .run = [options](const GlobalOptions& global) { return Check(global, *options); }};
+  return {.name = "provision",
+          .help = "The provision file of the device",
+          .commands = {std::move(check)}};
 }
 
 }  // namespace yoxctl

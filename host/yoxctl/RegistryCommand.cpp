@@ -1,6 +1,5 @@
 #include <json/writer.h>
 
-#include <CLI/App.hpp>
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -18,7 +17,6 @@
 
 #include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/CommandLine.h"
-#include "host/yoxctl/DecimalNumber.h"
 #include "host/yoxctl/Output.h"
 
 namespace yoxctl {
@@ -39,13 +37,12 @@ using yox::WStringView;
 
 struct RegistryOptions {
   std::string key;
-  std::string name;
+  std::optional<std::string> name;
   std::vector<std::string> data;
   std::string type = "REG_SZ";
   std::string file;
   std::string view;
   std::size_t count = 0;
-  bool has_name = false;
   bool utf16 = false;
 };
 
@@ -201,13 +198,13 @@ platform::Registry& TheRegistry() { return platform::Platform::Get().registry();
 
 // As messages show it; of the default value it is the key's.
 std::string ValuePlace(const RegistryOptions& options) {
-  return options.name.empty() ? options.key : options.key + ":" + options.name;
+  return options.name.value_or("").empty() ? options.key : options.key + ":" + *options.name;
 }
 
 int Get(const GlobalOptions& global, const RegistryOptions& options) {
   RegistryValue value;
   const RegistryStatus status =
-      TheRegistry().Get(KeyOf(options), Widened("NAME", options.name), value);
+      TheRegistry().Get(KeyOf(options), Widened("NAME", options.name.value_or("")), value);
   if (!Found(status, ValuePlace(options))) return NotFound(ValuePlace(options));
   if (global.json) {
     PrintJson(ValueJson(value));
@@ -221,7 +218,7 @@ int Set(const GlobalOptions&, const RegistryOptions& options) {
   const RegistryKey key = KeyOf(options);
   const RegistryEdit edits[] = {
       {RegistryAction::kCreateKey, key, {}, {}},
-      {RegistryAction::kSetValue, key, Widened("NAME", options.name), ValueOf(options)},
+      {RegistryAction::kSetValue, key, Widened("NAME", *options.name), ValueOf(options)},
   };
   Found(TheRegistry().Apply(edits), ValuePlace(options));
   return kDone;
@@ -229,10 +226,10 @@ int Set(const GlobalOptions&, const RegistryOptions& options) {
 
 int Delete(const GlobalOptions&, const RegistryOptions& options) {
   const RegistryKey key = KeyOf(options);
-  if (!options.has_name) {
+  if (!options.name) {
     return Found(TheRegistry().DeleteKey(key), options.key) ? int{kDone} : NotFound(options.key);
   }
-  const RegistryStatus status = TheRegistry().DeleteValue(key, Widened("NAME", options.name));
+  const RegistryStatus status = TheRegistry().DeleteValue(key, Widened("NAME", *options.name));
   return Found(status, ValuePlace(options)) ? int{kDone} : NotFound(ValuePlace(options));
 }
 
@@ -347,70 +344,77 @@ int Export(const GlobalOptions&, const RegistryOptions& options) {
   return kDone;
 }
 
+using SharedOptions = std::shared_ptr<RegistryOptions>;
+
+Command SubCommand(std::string name, std::string help, const SharedOptions& options,
+                   std::vector<Option> taken,
+                   int (*function)(const GlobalOptions&, const RegistryOptions&)) {
+  return {.name = std::move(name),
+          .help = std::move(help),
+          .options = std::move(taken),
+          .run = [options, function](const GlobalOptions& global) {
+            const ChosenDevice device(global);
+            return function(global, *options);
+          }};
+}
+
 }  // namespace
 
-void AddRegistryCommand(CLI::App& app, Action& action) {
-  using Function = int (*)(const GlobalOptions&, const RegistryOptions&);
+Command RegistryCommand() {
   const auto options = std::make_shared<RegistryOptions>();
-  CLI::App* const registry =
-      app.add_subcommand("registry", "Read, change and watch the device's registry");
-  registry->require_subcommand(1);
-  registry->add_option("--view", options->view, "Which half of the registry")
-      ->type_name("64|32")
-      ->check(CLI::IsMember({"64", "32"}).description(""));
-
-  const auto add = [&](const char* name, const char* help, Function function) {
-    CLI::App* const command = registry->add_subcommand(name, help);
-    command->fallthrough();
-    command->callback([&action, options, command, function] {
-      const auto* const value = command->get_option_no_throw("NAME");
-      options->has_name = value != nullptr && value->count() > 0;
-      action = [options, function](const GlobalOptions& global) {
-        const ChosenDevice device(global);
-        return function(global, *options);
-      };
-    });
-    return command;
+  const Option key{.name = "KEY",
+                   .help = "Such as HKLM\\SOFTWARE\\Contoso",
+                   .target = &options->key,
+                   .required = true};
+  const Option name{.name = "NAME",
+                    .help = "Of the value; empty: the key's default value",
+                    .target = &options->name};
+  Option required_name = name;
+  required_name.required = true;
+  const Option data{.name = "DATA",
+                    .help = "Text, number, bytes in hexadecimal; of REG_MULTI_SZ texts",
+                    .target = &options->data};
+  Option type{.name = "--type",
+              .type = "REG_...",
+              .help = "Type of the value",
+              .target = &options->type,
+              .initial = "REG_SZ"};
+  for (const TypeRow& row : kTypes) type.choices.emplace_back(row.name);
+  const Option count{.name = "--count",
+                     .type = "N",
+                     .help = "End after so many changes",
+                     .target = &options->count};
+  const Option source{.name = "FILE.reg",
+                      .help = "UTF-16 or UTF-8, version 5.00",
+                      .target = &options->file,
+                      .required = true};
+  const Option target{
+      .name = "FILE.reg", .help = "Absent: standard output", .target = &options->file};
+  const Option utf16{
+      .name = "--utf16", .help = "In UTF-16, as old editors want it", .target = &options->utf16};
+  const auto command = [&](std::string verb, std::string help, std::vector<Option> taken,
+                           auto function) {
+    return SubCommand(std::move(verb), std::move(help), options, std::move(taken), function);
   };
-  const auto takes_key = [&](CLI::App* command) {
-    command->add_option("KEY", options->key, "Such as HKLM\\SOFTWARE\\Contoso")
-        ->required()
-        ->type_name(" ");
-    return command;
-  };
-  const auto takes_name = [&](CLI::App* command) {
-    return command
-        ->add_option("NAME", options->name, "Of the value; empty: the key's default value")
-        ->type_name(" ");
-  };
-
-  takes_name(takes_key(add("get", "Print a value", Get)));
-  CLI::App* const set = takes_key(add("set", "Write a value, creating its key", Set));
-  takes_name(set)->required();
-  set->add_option("DATA", options->data,
-                  "Text, number, bytes in hexadecimal; of REG_MULTI_SZ texts")
-      ->type_name(" ");
-  std::vector<std::string> types;
-  for (const TypeRow& row : kTypes) types.emplace_back(row.name);
-  set->add_option("--type", options->type, "Type of the value")
-      ->type_name("REG_...")
-      ->default_str("REG_SZ")
-      ->check(CLI::IsMember(types).description(""));
-  takes_name(
-      takes_key(add("delete", "Delete a value, or without NAME the key and all below", Delete)));
-  takes_key(add("list", "Print what a key holds", List));
-  takes_key(add("watch", "Print what changes in a key and below, until interrupted", Watch))
-      ->add_option("--count", options->count, "End after so many changes")
-      ->type_name("N")
-      ->transform(DecimalNumber<std::size_t>());
-  add("import", "Do what a registry file asks for, all of it or nothing", Import)
-      ->add_option("FILE.reg", options->file, "UTF-16 or UTF-8, version 5.00")
-      ->required()
-      ->type_name(" ");
-  CLI::App* const exporting =
-      takes_key(add("export", "Write a key and all below as a registry file", Export));
-  exporting->add_option("FILE.reg", options->file, "Absent: standard output")->type_name(" ");
-  exporting->add_flag("--utf16", options->utf16, "In UTF-16, as old editors want it");
+  return {.name = "registry",
+          .help = "Read, change and watch the device's registry",
+          .options = {{.name = "--view",
+                       .type = "64|32",
+                       .help = "Which half of the registry",
+                       .target = &options->view,
+                       .choices = {"64", "32"}}},
+          .commands = {command("get", "Print a value", {key, name}, Get),
+                       command("set", "Write a value, creating its key",
+                               {key, required_name, data, type}, Set),
+                       command("delete", "Delete a value, or without NAME the key and all below",
+                               {key, name}, Delete),
+                       command("list", "Print what a key holds", {key}, List),
+                       command("watch", "Print what changes in a key and below, until interrupted",
+                               {key, count}, Watch),
+                       command("import", "Do what a registry file asks for, all of it or nothing",
+                               {source}, Import),
+                       command("export", "Write a key and all below as a registry file",
+                               {key, target, utf16}, Export)}};
 }
 
 }  // namespace yoxctl

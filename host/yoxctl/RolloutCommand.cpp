@@ -1,6 +1,5 @@
 #include <json/writer.h>
 
-#include <CLI/App.hpp>
 #include <algorithm>
 #include <filesystem>
 #include <memory>
@@ -21,7 +20,6 @@
 
 #include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/CommandLine.h"
-#include "host/yoxctl/DecimalNumber.h"
 #include "host/yoxctl/Output.h"
 #include "host/yoxctl/RolloutPlot.h"
 
@@ -307,34 +305,38 @@ int Forecast(const GlobalOptions& global, const RolloutOptions& options) {
 
 }  // namespace
 
-void AddRolloutCommand(CLI::App& app, Action& action) {
+Command RolloutCommand() {
   const auto options = std::make_shared<RolloutOptions>();
-  CLI::App* const command =
-      app.add_subcommand("rollout", "How a roll-out grows day by day, and who is in when");
-  command->add_option("LIST.json", options->list, "Every date_function of this filter list")
-      ->type_name(" ");
-  command->add_option("--function", options->function, "This date function instead of a list's")
-      ->type_name("START|DAYS|GROWTH");
-  command->add_option("--filter", options->filter, "Only that of this filter, from 0")
-      ->type_name("N")
-      ->transform(DecimalNumber<std::size_t>());
-  command
-      ->add_option("--serial-number", options->serial_number,
-                   "The first day of the device with this serial number")
-      ->type_name("TEXT");
-  command
-      ->add_option("--organisation", options->organisation,
-                   "The first day of the organisation with this realm")
-      ->type_name("REALM");
-  command
-      ->add_option("--profiles", options->profiles,
-                   "Count the devices of the profiles, *.json, in this directory")
-      ->type_name("DIR");
-  command->add_option("--plot", options->plot, "Draw the curve into this file")
-      ->type_name("FILE.svg");
-  command->callback([&action, options] {
-    action = [options](const GlobalOptions& global) { return Forecast(global, *options); };
-  });
+  return {.name = "rollout",
+          .help = "How a roll-out grows day by day, and who is in when",
+          .options = {{.name = "LIST.json",
+                       .help = "Every date_function of this filter list",
+                       .target = &options->list},
+                      {.name = "--function",
+                       .type = "START|DAYS|GROWTH",
+                       .help = "This date function instead of a list's",
+                       .target = &options->function},
+                      {.name = "--filter",
+                       .type = "N",
+                       .help = "Only that of this filter, from 0",
+                       .target = &options->filter},
+                      {.name = "--serial-number",
+                       .type = "TEXT",
+                       .help = "The first day of the device with this serial number",
+                       .target = &options->serial_number},
+                      {.name = "--organisation",
+                       .type = "REALM",
+                       .help = "The first day of the organisation with this realm",
+                       .target = &options->organisation},
+                      {.name = "--profiles",
+                       .type = "DIR",
+                       .help = "Count the devices of the profiles, *.json, in this directory",
+                       .target = &options->profiles},
+                      {.name = "--plot",
+                       .type = "FILE.svg",
+                       .help = "Draw the curve into this file",
+                       .target = &options->plot}},
+          .run = [options](const GlobalOptions& global) { return Forecast(global, *options); }};
 }
 
 }  // namespace yoxctl

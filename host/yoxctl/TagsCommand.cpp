@@ -1,6 +1,5 @@
 #include <json/writer.h>
 
-#include <CLI/App.hpp>
 #include <memory>
 
 #include "yox/base/String.h"
@@ -43,9 +42,10 @@ int Tags(const GlobalOptions& global) {
 
 }  // namespace
 
-void AddTagsCommand(CLI::App& app, Action& action) {
-  app.add_subcommand("tags", "The device's tags, in the order in which a filter sees them")
-      ->callback([&action] { action = Tags; });
+Command TagsCommand() {
+  return {.name = "tags",
+          .help = "The device's tags, in the order in which a filter sees them",
+          .run = Tags};
 }
 
 }  // namespace yoxctl

@@ -1,6 +1,5 @@
 #include <json/writer.h>
 
-#include <CLI/App.hpp>
 #include <algorithm>
 #include <memory>
 #include <optional>
@@ -19,7 +18,6 @@
 #include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/CommandLine.h"
 #include "host/yoxctl/DecidingEvaluator.h"
-#include "host/yoxctl/DecimalNumber.h"
 #include "host/yoxctl/ExplanationText.h"
 #include "host/yoxctl/Output.h"
 #include "host/yoxctl/OwnProgram.h"
@@ -259,18 +257,17 @@ int Test(const GlobalOptions& global, const TestOptions& options) {
 
 }  // namespace
 
-void AddTestCommand(CLI::App& app, Action& action) {
+Command TestCommand() {
   const auto options = std::make_shared<TestOptions>();
-  CLI::App* const command =
-      app.add_subcommand("test", "Whether filter lists decide as their test files expect");
-  command->add_option("LIST.test.json", options->files, "The test files")
-      ->required()
-      ->type_name(" ");
-  command->add_option("--case", options->only)->transform(DecimalNumber<std::size_t>())->group("");
-  command->add_flag("--colours", options->colours)->group("");
-  command->callback([&action, options] {
-    action = [options](const GlobalOptions& global) { return Test(global, *options); };
-  });
+  return {.name = "test",
+          .help = "Whether filter lists decide as their test files expect",
+          .options = {{.name = "LIST.test.json",
+                       .help = "The test files",
+                       .target = &options->files,
+                       .required = true},
+                      {.name = "--case", .target = &options->only, .hidden = true},
+                      {.name = "--colours", .target = &options->colours, .hidden = true}},
+          .run = [options](const GlobalOptions& global) { return Test(global, *options); }};
 }
 
 }  // namespace yoxctl

@@ -1,7 +1,6 @@
 #include <json/writer.h>
 #include <signal.h>
 
-#include <CLI/App.hpp>
 #include <chrono>
 #include <exception>
 #include <filesystem>
@@ -202,16 +201,16 @@ int Watch(const GlobalOptions& global, const std::optional<std::string>& filters
 
 }  // namespace
 
-void AddWatchCommand(CLI::App& app, Action& action) {
+Command WatchCommand() {
   const auto filters = std::make_shared<std::optional<std::string>>();
-  CLI::App* const command = app.add_subcommand(
-      "watch",
-      "Print tags, devices and the decision as they change, until interrupted; of a profile, as it "
-      "is edited");
-  command->add_option("FILTERS.json", *filters, "The filter list to decide")->type_name(" ");
-  command->callback([&action, filters] {
-    action = [filters](const GlobalOptions& global) { return Watch(global, *filters); };
-  });
+  return {.name = "watch",
+          .help =
+              "Print tags, devices and the decision as they change, until interrupted; of a "
+              "profile, as it is edited",
+          .options = {{.name = "FILTERS.json",
+                       .help = "The filter list to decide",
+                       .target = filters.get()}},
+          .run = [filters](const GlobalOptions& global) { return Watch(global, *filters); }};
 }
 
 }  // namespace yoxctl
