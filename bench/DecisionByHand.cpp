@@ -12,6 +12,8 @@
 #include "yox/base/String.h"
 #include "yox/clientbase/EpUrlProvider.h"
 
+using yox::decision::FilterField;
+
 using YOX::String;
 using yox::WChar;
 using namespace yox::literals;

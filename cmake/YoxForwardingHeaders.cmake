@@ -1,6 +1,12 @@
 # Headers that hosts included at another path before: old path, then where the header is now. The old
 # path keeps working, in the build tree and installed: a header of one line is written for each row.
 set(YOX_FORWARDING_HEADERS
+  yox/applicability/Explanation.h yox/decision/Explanation.h
+  yox/applicability/Filter.h yox/decision/Filter.h
+  yox/applicability/FilterDocument.h yox/decision/FilterDocument.h
+  yox/applicability/FilterFields.h yox/decision/FilterFields.h
+  yox/applicability/Lint.h yox/decision/Lint.h
+  yox/applicability/LintRules.h yox/decision/LintRules.h
   yox/clientbase/AccessGrants.h yox/platform/users/AccessGrants.h
   yox/clientbase/DeviceNotifications.h yox/platform/devices/DeviceNotifications.h
   yox/clientbase/Document.h yox/base/Document.h

@@ -1,8 +1,8 @@
 #include <cmath>
 
-#include "yox/applicability/Dates.h"
 #include "yox/applicability/RolloutForecast.h"
 #include "yox/applicability/TestEvaluator.h"
+#include "yox/decision/Dates.h"
 #include "yox/platform/Platform.h"
 #include "yox/platform/clock/Clock.h"
 

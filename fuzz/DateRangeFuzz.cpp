@@ -1,7 +1,7 @@
 #include <vector>
 
-#include "yox/applicability/Dates.h"
 #include "yox/applicability/TestEvaluator.h"
+#include "yox/decision/Dates.h"
 
 #include "fuzz/FuzzInput.h"
 

@@ -1,6 +1,9 @@
-#include "yox/applicability/FilterDocument.h"
+#include "yox/decision/FilterDocument.h"
 
 #include "fuzz/FuzzInput.h"
+
+using yox::decision::ReadFilterDocument;
+using yox::decision::WriteFilterDocument;
 
 // A filter document. What is read is written so that it reads as the same; a refusal says
 // something.

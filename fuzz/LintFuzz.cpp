@@ -2,14 +2,20 @@
 #include <optional>
 #include <set>
 
-#include "yox/applicability/FilterDocument.h"
-#include "yox/applicability/Lint.h"
 #include "yox/applicability/TestEvaluator.h"
 #include "yox/applicability/TestRecord.h"
 #include "yox/base/Document.h"
 #include "yox/base/String.h"
+#include "yox/decision/FilterDocument.h"
+#include "yox/decision/Lint.h"
 
 #include "fuzz/FuzzInput.h"
+
+using yox::decision::LintDocument;
+using yox::decision::LintFinding;
+using yox::decision::LintRule;
+using yox::decision::MessageOf;
+using yox::decision::ReadFilterDocument;
 
 using YOX::String;
 using yox::WString;

@@ -8,6 +8,8 @@
 
 #include "tests/support/Generators.h"
 
+using yox::decision::FilterField;
+
 // What holds for every list and device, tried on generated ones. The platform is the machine's own:
 // criteria that ask it answer whatever they answer, the same at each asking.
 namespace yox_test {

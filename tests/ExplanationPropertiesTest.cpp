@@ -8,15 +8,23 @@
 #include <string>
 #include <vector>
 
-#include "yox/applicability/Explanation.h"
 #include "yox/applicability/TestEvaluator.h"
 #include "yox/applicability/TestRecord.h"
 #include "yox/base/String.h"
+#include "yox/decision/Explanation.h"
 #include "yox/platform/simulated/DeviceProfileReader.h"
 #include "yox/platform/simulated/SimulatedDevice.h"
 #include "yox/tags/AppAndTagCollection.h"
 
 #include "tests/support/Generators.h"
+
+using yox::decision::CriterionResult;
+using yox::decision::DecisionTrace;
+using yox::decision::ExplainedCriterion;
+using yox::decision::ExplainedFilter;
+using yox::decision::Explanation;
+using yox::decision::FilterField;
+using yox::decision::kFilterFieldNames;
 
 // What holds for the explanation of every list on every device, tried on generated ones.
 namespace yox_test {

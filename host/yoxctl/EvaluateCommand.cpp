@@ -4,9 +4,9 @@
 #include <optional>
 
 #include "yox/applicability/ApplicabilityEvaluator.h"
-#include "yox/applicability/Explanation.h"
-#include "yox/applicability/FilterDocument.h"
 #include "yox/base/String.h"
+#include "yox/decision/Explanation.h"
+#include "yox/decision/FilterDocument.h"
 #include "yox/device/MachineInformation.h"
 #include "yox/foundation/YOXHelperFactory.h"
 
@@ -16,6 +16,9 @@
 #include "host/yoxctl/ExplanationText.h"
 #include "host/yoxctl/Output.h"
 #include "host/yoxctl/Paint.h"
+
+using yox::decision::Explanation;
+using yox::decision::ReadFilterDocument;
 
 namespace yoxctl {
 namespace {

@@ -10,6 +10,14 @@
 #include "host/yoxctl/Output.h"
 #include "host/yoxctl/Table.h"
 
+using yox::decision::CriterionResult;
+using yox::decision::ExplainedCriterion;
+using yox::decision::ExplainedFact;
+using yox::decision::ExplainedFilter;
+using yox::decision::Explanation;
+using yox::decision::FilterField;
+using yox::decision::kFilterFieldNames;
+
 namespace yoxctl {
 namespace {
 

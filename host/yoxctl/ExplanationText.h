@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <string>
 
-#include "yox/applicability/Explanation.h"
+#include "yox/decision/Explanation.h"
 
 #include "host/yoxctl/Paint.h"
 
@@ -15,14 +15,15 @@ namespace yoxctl {
 std::string AnswerWord(bool applies);
 
 // One filter with its criteria: what was required, what the device has, and where from.
-std::string FilterText(const Explanation& explanation, std::size_t filter, const Painter& paint);
+std::string FilterText(const yox::decision::Explanation& explanation, std::size_t filter,
+                       const Painter& paint);
 // The filter that came nearest to turning the answer, and what would have to change; empty when
 // there is none.
-std::string NearestMissText(const Explanation& explanation, const Painter& paint);
+std::string NearestMissText(const yox::decision::Explanation& explanation, const Painter& paint);
 // Every filter, and the nearest miss.
-std::string ExplanationText(const Explanation& explanation, const Painter& paint);
+std::string ExplanationText(const yox::decision::Explanation& explanation, const Painter& paint);
 
 // {"applies": ..., "reason": ..., "decided_by": ..., "nearest_miss": ..., "explain": [...]}
-Json::Value ExplanationJson(const Explanation& explanation);
+Json::Value ExplanationJson(const yox::decision::Explanation& explanation);
 
 }  // namespace yoxctl

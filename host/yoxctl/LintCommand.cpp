@@ -6,13 +6,22 @@
 #include <utility>
 #include <vector>
 
-#include "yox/applicability/Lint.h"
+#include "yox/decision/Lint.h"
 #include "yox/platform/Platform.h"
 #include "yox/platform/clock/Clock.h"
 
 #include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/CommandLine.h"
 #include "host/yoxctl/Output.h"
+
+using yox::decision::kFilterFieldNames;
+using yox::decision::Lint;
+using yox::decision::LintDocument;
+using yox::decision::LintFinding;
+using yox::decision::LintRuleRow;
+using yox::decision::LintSeverity;
+using yox::decision::MessageOf;
+using yox::decision::RowOf;
 
 namespace yoxctl {
 namespace {

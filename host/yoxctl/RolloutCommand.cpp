@@ -8,11 +8,11 @@
 #include <system_error>
 #include <vector>
 
-#include "yox/applicability/FilterDocument.h"
 #include "yox/applicability/RolloutForecast.h"
 #include "yox/base/String.h"
 #include "yox/clientbase/EpUrlProvider.h"
 #include "yox/clientbase/SMBiosInformationRetriever.h"
+#include "yox/decision/FilterDocument.h"
 #include "yox/platform/Platform.h"
 #include "yox/platform/clock/Clock.h"
 #include "yox/platform/simulated/DeviceProfileReader.h"
@@ -22,6 +22,9 @@
 #include "host/yoxctl/CommandLine.h"
 #include "host/yoxctl/Output.h"
 #include "host/yoxctl/RolloutPlot.h"
+
+using yox::decision::FilterField;
+using yox::decision::ReadFilterDocument;
 
 namespace yoxctl {
 namespace {

@@ -6,11 +6,11 @@
 #include <utility>
 
 #include "yox/applicability/ApplicabilityEvaluator.h"
-#include "yox/applicability/Explanation.h"
-#include "yox/applicability/FilterDocument.h"
 #include "yox/applicability/ListTest.h"
 #include "yox/base/StrictJson.h"
 #include "yox/base/String.h"
+#include "yox/decision/Explanation.h"
+#include "yox/decision/FilterDocument.h"
 #include "yox/device/MachineInformation.h"
 #include "yox/foundation/YOXHelperFactory.h"
 #include "yox/platform/simulated/SimulatedDevice.h"
@@ -23,6 +23,9 @@
 #include "host/yoxctl/OwnProgram.h"
 #include "host/yoxctl/Paint.h"
 #include "host/yoxctl/Table.h"
+
+using yox::decision::Explanation;
+using yox::decision::ReadFilterDocument;
 
 namespace yoxctl {
 namespace {

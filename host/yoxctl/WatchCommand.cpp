@@ -11,8 +11,8 @@
 #include <utility>
 
 #include "yox/applicability/ApplicabilityEvaluator.h"
-#include "yox/applicability/FilterDocument.h"
 #include "yox/base/String.h"
+#include "yox/decision/FilterDocument.h"
 #include "yox/device/MachineInformation.h"
 #include "yox/foundation/YOXHelperFactory.h"
 #include "yox/notifications/YOXPublisherSubscriber.h"
@@ -30,6 +30,8 @@
 #include "host/yoxctl/Output.h"
 #include "host/yoxctl/PresentDevices.h"
 #include "host/yoxctl/WatchLines.h"
+
+using yox::decision::ReadFilterDocument;
 
 namespace yoxctl {
 namespace {

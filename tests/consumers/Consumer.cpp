@@ -20,6 +20,8 @@
 #include "yox/policy/PlatformPolicy.h"
 #include "yox/status/YoxStatusManager.h"
 
+using yox::decision::ReadFilterDocument;
+
 using namespace yox::literals;
 
 namespace {

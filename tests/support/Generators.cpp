@@ -8,6 +8,9 @@
 
 #include "yox/base/String.h"
 
+using yox::decision::FilterField;
+using yox::decision::kFilterFieldNames;
+
 namespace yox_test {
 namespace {
 

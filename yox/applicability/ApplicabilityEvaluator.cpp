@@ -6,12 +6,18 @@
 
 #include "yox/applicability/Decision.h"
 #include "yox/applicability/EvaluatorLog.h"
-#include "yox/applicability/KvpTerms.h"
+#include "yox/applicability/LoggedMatch.h"
 #include "yox/applicability/TrimInPlace.h"
 #include "yox/base/String.h"
+#include "yox/decision/KvpTerms.h"
 #include "yox/device/YoxInfo.h"
 #include "yox/foundation/YOXHelperFactory.h"
 #include "yox/tags/AppAndTagCollection.h"
+
+using yox::decision::CompiledList;
+using yox::decision::Criterion;
+using yox::decision::DecisionTrace;
+using yox::decision::Explanation;
 
 using YOX::String;
 using yox::WString;

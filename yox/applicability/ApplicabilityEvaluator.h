@@ -8,10 +8,10 @@
 #include <mutex>
 #include <vector>
 
-#include "yox/applicability/Filter.h"
 #include "yox/base/Export.h"
 #include "yox/base/WString.h"
 #include "yox/clientbase/InstalledApps.h"
+#include "yox/decision/Filter.h"
 #include "yox/foundation/KeyValuePair.h"
 #include "yox/foundation/LogThrottler.h"
 #include "yox/platform/registry/RegistryRoots.h"
@@ -21,8 +21,6 @@
 class AppAndTagCollection;
 class MachineInformation;
 class YOXNotificationData;
-struct DecisionTrace;
-struct Explanation;
 
 namespace YOX {
 class CRegMonitor;
@@ -33,8 +31,10 @@ class PersonaTagRegistryMonitor;
 }
 
 namespace yox::decision {
+struct DecisionTrace;
+struct Explanation;
 struct RegistryRequirement;
-}
+}  // namespace yox::decision
 
 // How many terms of a list of key and value terms must hold.
 enum class EvaluationModeForKVP : int { AllTerms = 0, AnyTerm = 1 };
@@ -104,21 +104,23 @@ class YOX_API ApplicabilityEvaluator {
   // values. Leaves no trace: no line is logged, no throttle moved, no text of the caller trimmed;
   // only what the criteria look at is fetched, which starts the tracking of devices for a
   // `hardware_id`. Throws std::invalid_argument("machineInformation") without a machine record.
-  Explanation Explain(const ApplicabilityFilter& filter, const yox::WString* targetVersion,
-                      const Pairs& extraTags);
-  Explanation Explain(const std::shared_ptr<MachineInformation>& machineInformation,
-                      const yox::WString& clientVersion, const ApplicabilityFilter& filter,
-                      AppAndTagCollection* tagCollection, const yox::WString* targetVersion,
-                      const Pairs& extraTags);
+  yox::decision::Explanation Explain(const ApplicabilityFilter& filter,
+                                     const yox::WString* targetVersion, const Pairs& extraTags);
+  yox::decision::Explanation Explain(const std::shared_ptr<MachineInformation>& machineInformation,
+                                     const yox::WString& clientVersion,
+                                     const ApplicabilityFilter& filter,
+                                     AppAndTagCollection* tagCollection,
+                                     const yox::WString* targetVersion, const Pairs& extraTags);
 
   // The same decision with the first criterion that failed in each filter, and nothing else: as
   // cheap as a decision. FlippedBy tells what lies between two of them.
-  DecisionTrace Trace(const ApplicabilityFilter& filter, const yox::WString* targetVersion,
-                      const Pairs& extraTags);
-  DecisionTrace Trace(const std::shared_ptr<MachineInformation>& machineInformation,
-                      const yox::WString& clientVersion, const ApplicabilityFilter& filter,
-                      AppAndTagCollection* tagCollection, const yox::WString* targetVersion,
-                      const Pairs& extraTags);
+  yox::decision::DecisionTrace Trace(const ApplicabilityFilter& filter,
+                                     const yox::WString* targetVersion, const Pairs& extraTags);
+  yox::decision::DecisionTrace Trace(const std::shared_ptr<MachineInformation>& machineInformation,
+                                     const yox::WString& clientVersion,
+                                     const ApplicabilityFilter& filter,
+                                     AppAndTagCollection* tagCollection,
+                                     const yox::WString* targetVersion, const Pairs& extraTags);
 
  protected:
   ApplicabilityEvaluator();

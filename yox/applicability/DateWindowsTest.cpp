@@ -5,10 +5,10 @@
 #include <stdexcept>
 #include <string>
 
-#include "yox/applicability/Dates.h"
 #include "yox/applicability/TestClock.h"
 #include "yox/applicability/TestEvaluator.h"
 #include "yox/base/SaltedHash.h"
+#include "yox/decision/Dates.h"
 #include "yox/platform/clock/Clock.h"
 #include "yox/platform/simulated/DeviceProfileReader.h"
 #include "yox/platform/simulated/SimulatedDevice.h"

@@ -7,10 +7,10 @@
 #include <vector>
 
 #include "yox/applicability/ApplicabilityEvaluator.h"
-#include "yox/applicability/CompiledList.h"
-#include "yox/applicability/Criteria.h"
-#include "yox/applicability/Explanation.h"
-#include "yox/applicability/MatchOperators.h"
+#include "yox/decision/CompiledList.h"
+#include "yox/decision/Criteria.h"
+#include "yox/decision/Explanation.h"
+#include "yox/decision/MatchOperators.h"
 #include "yox/device/MachineInformation.h"
 #include "yox/foundation/YOXTag.h"
 
@@ -25,20 +25,22 @@ class ApplicabilityEvaluator::Decision {
 
   // Walks the list up to the filter that decides; appends to `reason` what was passed, and notes in
   // `trace` which criteria failed and which filter decided, unless they are null.
-  bool Decide(const CompiledList& list, yox::WString* reason, DecisionTrace* trace);
+  bool Decide(const yox::decision::CompiledList& list, yox::WString* reason,
+              yox::decision::DecisionTrace* trace);
 
   // Walks the criteria that are set, up to the first that fails; appends that one's word to
   // `reason` unless it is null, and logs it. Null when the filter matches.
-  const Criterion* FirstFailing(const CompiledList& list, const CompiledList::Program& program,
-                                yox::WString* reason);
+  const yox::decision::Criterion* FirstFailing(const yox::decision::CompiledList& list,
+                                               const yox::decision::CompiledList::Program& program,
+                                               yox::WString* reason);
 
   // Decide without a line in the log.
-  DecisionTrace Trace(const CompiledList& list);
+  yox::decision::DecisionTrace Trace(const yox::decision::CompiledList& list);
   // The same, and each criterion by itself.
-  Explanation Explain(const CompiledList& list);
+  yox::decision::Explanation Explain(const yox::decision::CompiledList& list);
 
  private:
-  using Step = CompiledList::Step;
+  using Step = yox::decision::CompiledList::Step;
 
   // Store applications stand behind the installed ones.
   struct FindInItems {
@@ -57,35 +59,36 @@ class ApplicabilityEvaluator::Decision {
     yox::WStringView actual = {};
   };
 
-  Outcome Hold(const CompiledList& list, const Step& step, const yox::WString& required);
-  Outcome HoldCallersVersion(const CompiledList& list, const Step& step, const yox::WString& caller,
-                             yox::decision::VersionText& actual);
+  Outcome Hold(const yox::decision::CompiledList& list, const Step& step,
+               const yox::WString& required);
+  Outcome HoldCallersVersion(const yox::decision::CompiledList& list, const Step& step,
+                             const yox::WString& caller, yox::decision::VersionText& actual);
   bool HoldDateRange(const yox::decision::DateRange& range);
   bool HoldRollout(const yox::decision::Rollout& rollout, yox::decision::RolloutProgress& progress);
-  bool HoldSubscriptions(const CompiledList& list, const Step& step);
-  bool HoldTags(const CompiledList& list, const Step& step);
-  bool HoldInstalledItems(const CompiledList& list, const Step& step);
+  bool HoldSubscriptions(const yox::decision::CompiledList& list, const Step& step);
+  bool HoldTags(const yox::decision::CompiledList& list, const Step& step);
+  bool HoldInstalledItems(const yox::decision::CompiledList& list, const Step& step);
 
   // Fetches what stays, or is logged, when it is fetched for the first time.
-  void FetchLasting(const CompiledList& list);
-  ExplainedCriterion Describe(const CompiledList& list, const Step& step,
-                              const yox::WString& required);
-  ExplainedFact DescribeRollout(const yox::decision::Rollout& rollout,
-                                const yox::WString& required);
-  std::vector<ExplainedFact> DescribeRegistry(const yox::WString& required);
-  ExplainedFact DescribeHardwareId(const yox::WString& required);
-  std::vector<ExplainedFact> DescribeSubscriptions(const CompiledList& list, const Step& step,
-                                                   const yox::WString& required);
+  void FetchLasting(const yox::decision::CompiledList& list);
+  yox::decision::ExplainedCriterion Describe(const yox::decision::CompiledList& list,
+                                             const Step& step, const yox::WString& required);
+  yox::decision::ExplainedFact DescribeRollout(const yox::decision::Rollout& rollout,
+                                               const yox::WString& required);
+  std::vector<yox::decision::ExplainedFact> DescribeRegistry(const yox::WString& required);
+  yox::decision::ExplainedFact DescribeHardwareId(const yox::WString& required);
+  std::vector<yox::decision::ExplainedFact> DescribeSubscriptions(
+      const yox::decision::CompiledList& list, const Step& step, const yox::WString& required);
   // Why a text of this criterion is empty.
-  static std::string NoteOnEmpty(FilterField field);
+  static std::string NoteOnEmpty(yox::decision::FilterField field);
 
-  bool LacksTargetVersion(FilterField field) const {
-    return field == FilterField::target_version && target_version_text_ == nullptr;
+  bool LacksTargetVersion(yox::decision::FilterField field) const {
+    return field == yox::decision::FilterField::target_version && target_version_text_ == nullptr;
   }
   FindInItems Installed();
   static std::vector<yox::WString> Subscriptions();
   const std::vector<YOXTag>& StoredTags();
-  void LogFailure(const Criterion& criterion, const yox::WString& required,
+  void LogFailure(const yox::decision::Criterion& criterion, const yox::WString& required,
                   yox::WStringView actual) const;
   void LogMissingTargetVersion() const;
 

@@ -6,13 +6,15 @@
 #include <thread>
 #include <vector>
 
-#include "yox/applicability/Filter.h"
 #include "yox/applicability/TestEvaluator.h"
 #include "yox/applicability/TestRecord.h"
 #include "yox/base/String.h"
+#include "yox/decision/Filter.h"
 
 #include "tests/support/CapturedLog.h"
 #include "tests/support/Rows.h"
+
+using yox::decision::FilterField;
 
 namespace {
 

@@ -1,17 +1,31 @@
-#include "yox/applicability/Explanation.h"
+#include "yox/decision/Explanation.h"
 
 #include <algorithm>
 #include <utility>
 
 #include "yox/applicability/Decision.h"
 #include "yox/applicability/EvaluatorLog.h"
-#include "yox/applicability/KvpTerms.h"
+#include "yox/applicability/LoggedMatch.h"
 #include "yox/applicability/RegistryReading.h"
-#include "yox/applicability/RegistryRequirement.h"
 #include "yox/base/String.h"
 #include "yox/clientbase/EpUrlProvider.h"
 #include "yox/clientbase/SMBiosInformationRetriever.h"
+#include "yox/decision/KvpTerms.h"
+#include "yox/decision/RegistryRequirement.h"
 #include "yox/platform/Platform.h"
+
+using yox::decision::CompiledList;
+using yox::decision::Criterion;
+using yox::decision::CriterionResult;
+using yox::decision::DecisionFlip;
+using yox::decision::DecisionTrace;
+using yox::decision::ExplainedCriterion;
+using yox::decision::ExplainedFact;
+using yox::decision::ExplainedFilter;
+using yox::decision::Explanation;
+using yox::decision::FilterField;
+using yox::decision::FlippedBy;
+using yox::decision::kCriteria;
 
 using yox::LocalDate;
 using YOX::String;
@@ -99,13 +113,6 @@ struct CallersVersions {
 };
 
 }  // namespace
-
-std::optional<DecisionFlip> FlippedBy(const DecisionTrace& before, const DecisionTrace& after) {
-  const std::size_t filter = std::min(before.failed.size(), after.failed.size());
-  if (filter < after.failed.size()) return DecisionFlip{filter, after.failed[filter], false};
-  if (filter < before.failed.size()) return DecisionFlip{filter, before.failed[filter], true};
-  return std::nullopt;
-}
 
 Explanation ApplicabilityEvaluator::Explain(
     const std::shared_ptr<MachineInformation>& machineInformation, const WString& clientVersion,

@@ -6,17 +6,30 @@
 #include <string>
 #include <thread>
 
-#include "yox/applicability/Criteria.h"
-#include "yox/applicability/Explanation.h"
-#include "yox/applicability/FilterDocument.h"
 #include "yox/applicability/TestEvaluator.h"
 #include "yox/applicability/TestRecord.h"
 #include "yox/base/String.h"
+#include "yox/decision/Criteria.h"
+#include "yox/decision/Explanation.h"
+#include "yox/decision/FilterDocument.h"
 #include "yox/platform/simulated/DeviceProfileReader.h"
 #include "yox/platform/simulated/SimulatedDevice.h"
 
 #include "tests/support/CapturedLog.h"
 #include "tests/support/Rows.h"
+
+using yox::decision::Criterion;
+using yox::decision::CriterionResult;
+using yox::decision::DecisionTrace;
+using yox::decision::ExplainedCriterion;
+using yox::decision::ExplainedFact;
+using yox::decision::ExplainedFilter;
+using yox::decision::Explanation;
+using yox::decision::FilterField;
+using yox::decision::FlippedBy;
+using yox::decision::kCriteria;
+using yox::decision::kFilterFieldNames;
+using yox::decision::ReadFilterDocument;
 
 namespace {
 

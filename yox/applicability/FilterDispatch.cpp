@@ -3,16 +3,25 @@
 
 #include "yox/applicability/Decision.h"
 #include "yox/applicability/EvaluatorLog.h"
-#include "yox/applicability/Fetched.h"
-#include "yox/applicability/KnownValues.h"
-#include "yox/applicability/KvpTerms.h"
+#include "yox/applicability/LoggedMatch.h"
 #include "yox/applicability/TrimInPlace.h"
 #include "yox/base/String.h"
 #include "yox/clientbase/EpUrlProvider.h"
 #include "yox/clientbase/MSStorePackageEnumerator.h"
 #include "yox/clientbase/SMBiosInformationRetriever.h"
+#include "yox/decision/Fetched.h"
+#include "yox/decision/KnownValues.h"
+#include "yox/decision/KvpTerms.h"
 #include "yox/device/DeviceInfoProvider.h"
 #include "yox/tags/AppAndTagCollection.h"
+
+using yox::decision::CompiledList;
+using yox::decision::Criterion;
+using yox::decision::Fetched;
+using yox::decision::FilterField;
+using yox::decision::kCriteria;
+using yox::decision::MessageEnd;
+using yox::decision::Throttling;
 
 using yox::WString;
 using yox::WStringView;
@@ -115,10 +124,10 @@ ApplicabilityEvaluator::Decision::Outcome ApplicabilityEvaluator::Decision::Hold
     case FilterField::org_hash:
       return hold_text(RealmHash());
     case FilterField::os:
-      return hold_text(yox::kOsText);
+      return hold_text(yox::decision::kOsText);
     case FilterField::os_bitness:
-      return hold_text(
-          yox::BitnessText(YOX::DeviceInfoProvider::GetInstance()->GetCPUArchitecture()));
+      return hold_text(yox::decision::BitnessText(
+          static_cast<int>(YOX::DeviceInfoProvider::GetInstance()->GetCPUArchitecture())));
     case FilterField::os_description:
       return hold_text(machine_.View(Text::os_description));
     case FilterField::os_version: {

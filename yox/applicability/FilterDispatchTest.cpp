@@ -6,16 +6,22 @@
 #include <string>
 #include <vector>
 
-#include "yox/applicability/Criteria.h"
-#include "yox/applicability/Dates.h"
 #include "yox/applicability/TestEvaluator.h"
 #include "yox/applicability/TestRecord.h"
 #include "yox/base/String.h"
+#include "yox/decision/Criteria.h"
+#include "yox/decision/Dates.h"
 #include "yox/platform/simulated/DeviceProfileReader.h"
 #include "yox/platform/simulated/SimulatedDevice.h"
 
 #include "tests/support/CapturedLog.h"
 #include "tests/support/Rows.h"
+
+using yox::decision::Criterion;
+using yox::decision::FilterField;
+using yox::decision::kCriteria;
+using yox::decision::kFilterFieldNames;
+using yox::decision::Throttling;
 
 namespace {
 

@@ -7,9 +7,9 @@
 #include "yox/applicability/ApplicabilityEvaluator.h"
 #include "yox/applicability/EvaluatorLog.h"
 #include "yox/applicability/HardwareIdRepository.h"
-#include "yox/applicability/MatchOperators.h"
 #include "yox/applicability/PnPDeviceTracker.h"
 #include "yox/base/String.h"
+#include "yox/decision/MatchOperators.h"
 
 using YOX::String;
 using yox::WString;

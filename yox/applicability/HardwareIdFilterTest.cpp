@@ -5,9 +5,9 @@
 #include <thread>
 #include <vector>
 
-#include "yox/applicability/Filter.h"
 #include "yox/applicability/TestEvaluator.h"
 #include "yox/applicability/TestRecord.h"
+#include "yox/decision/Filter.h"
 #include "yox/platform/devices/DeviceTree.h"
 #include "yox/platform/simulated/SimulatedDevice.h"
 

@@ -1,9 +1,9 @@
 #include <thread>
 #include <vector>
 
-#include "yox/applicability/FilterDocument.h"
 #include "yox/applicability/TestClock.h"
 #include "yox/applicability/TestEvaluator.h"
+#include "yox/decision/FilterDocument.h"
 #include "yox/device/MachineInformation.h"
 #include "yox/foundation/YOXHelperFactory.h"
 #include "yox/platform/registry/Registry.h"
@@ -13,6 +13,8 @@
 #include "tests/support/CapturedLog.h"
 #include "tests/support/Latch.h"
 #include "tests/support/SubstitutedPlatform.h"
+
+using yox::decision::ReadFilterDocument;
 
 namespace {
 

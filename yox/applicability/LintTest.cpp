@@ -7,17 +7,31 @@
 #include <string>
 #include <vector>
 
-#include "yox/applicability/FilterDocument.h"
-#include "yox/applicability/Lint.h"
 #include "yox/applicability/TestEvaluator.h"
 #include "yox/applicability/TestRecord.h"
 #include "yox/base/String.h"
+#include "yox/decision/FilterDocument.h"
+#include "yox/decision/Lint.h"
 #include "yox/platform/simulated/DeviceProfileReader.h"
 #include "yox/platform/simulated/SimulatedDevice.h"
 
 #include "tests/support/Generators.h"
 #include "tests/support/Rows.h"
 #include "tests/support/SchemaPaths.h"
+
+using yox::decision::FilterField;
+using yox::decision::kFilterFieldCount;
+using yox::decision::kFilterFieldNames;
+using yox::decision::kLintRules;
+using yox::decision::Lint;
+using yox::decision::LintDocument;
+using yox::decision::LintFinding;
+using yox::decision::LintRule;
+using yox::decision::LintRuleRow;
+using yox::decision::LintSeverity;
+using yox::decision::MessageOf;
+using yox::decision::RowOf;
+using yox::decision::WriteFilterDocument;
 
 namespace yox_test {
 namespace {

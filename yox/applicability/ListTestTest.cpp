@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "yox/applicability/FilterDocument.h"
 #include "yox/applicability/ListTest.h"
 #include "yox/base/String.h"
+#include "yox/decision/FilterDocument.h"
 
 #include "tests/support/Rows.h"
 #include "tests/support/SchemaPaths.h"

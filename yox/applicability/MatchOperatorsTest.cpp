@@ -4,8 +4,8 @@
 #include <string>
 #include <thread>
 
-#include "yox/applicability/MatchOperators.h"
 #include "yox/applicability/TestEvaluator.h"
+#include "yox/decision/MatchOperators.h"
 
 #include "tests/support/CapturedLog.h"
 #include "tests/support/Rows.h"

@@ -4,13 +4,13 @@
 
 #include "yox/applicability/ApplicabilityEvaluator.h"
 #include "yox/applicability/EvaluatorLog.h"
-#include "yox/applicability/MatchOperators.h"
 #include "yox/applicability/RegistryReading.h"
-#include "yox/applicability/RegistryRequirement.h"
 #include "yox/base/String.h"
 #include "yox/clientbase/CRegUtil.h"
 #include "yox/clientbase/ProcessWrap.h"
 #include "yox/clientbase/System.h"
+#include "yox/decision/MatchOperators.h"
+#include "yox/decision/RegistryRequirement.h"
 #include "yox/platform/registry/Registry.h"
 
 using YOX::CRegUtil;
@@ -165,7 +165,9 @@ bool ApplicabilityEvaluator::DoesRequirementPathandValueExistInRegistry(
 }
 
 HKEY ApplicabilityEvaluator::GetHKeyAndModifyRegistryPath(WString& path) {
-  return yox::decision::TakeHive(path);
+  const auto hive = yox::decision::TakeHive(path);
+  if (!hive) return nullptr;
+  return *hive == yox::decision::Hive::kCurrentUser ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE;
 }
 
 WString ApplicabilityEvaluator::ConvertRegValueToString(const std::uint8_t* data,

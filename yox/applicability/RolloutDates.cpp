@@ -4,14 +4,16 @@
 #include <stdexcept>
 #include <utility>
 
-#include "yox/applicability/Dates.h"
 #include "yox/applicability/Decision.h"
 #include "yox/applicability/EvaluatorLog.h"
-#include "yox/applicability/Fetched.h"
 #include "yox/base/SaltedHash.h"
 #include "yox/base/String.h"
+#include "yox/decision/Dates.h"
+#include "yox/decision/Fetched.h"
 #include "yox/platform/Platform.h"
 #include "yox/platform/clock/Clock.h"
+
+using yox::decision::Fetched;
 
 using yox::LocalDate;
 using YOX::String;

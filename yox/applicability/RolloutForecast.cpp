@@ -4,9 +4,9 @@
 #include <optional>
 #include <string>
 
-#include "yox/applicability/Dates.h"
 #include "yox/base/SaltedHash.h"
 #include "yox/base/String.h"
+#include "yox/decision/Dates.h"
 #include "yox/platform/Platform.h"
 #include "yox/platform/clock/Clock.h"
 

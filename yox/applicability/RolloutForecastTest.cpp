@@ -3,10 +3,10 @@
 #include <array>
 #include <string>
 
-#include "yox/applicability/Dates.h"
 #include "yox/applicability/RolloutForecast.h"
 #include "yox/applicability/TestEvaluator.h"
 #include "yox/base/String.h"
+#include "yox/decision/Dates.h"
 #include "yox/platform/clock/Clock.h"
 #include "yox/platform/simulated/DeviceProfileReader.h"
 #include "yox/platform/simulated/SimulatedDevice.h"

@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <optional>
 
+#include "yox/base/LocalDate.h"
 #include "yox/base/String.h"
 #include "yox/base/WString.h"
-#include "yox/platform/clock/Clock.h"
 
 // Windows of days and growing roll-outs, in the same manner as MatchOperators.h.
 namespace yox::decision {
@@ -30,7 +30,7 @@ struct DateText {
 
   // Negative, 0 or positive: this date is before, on or after the day. A number counts only when
   // those before it are equal; nothing when one that counts is no number, or there are not three.
-  std::optional<int> CompareTo(const platform::LocalDate& day) const;
+  std::optional<int> CompareTo(const LocalDate& day) const;
 };
 
 // `start|end`, each a date or "*" for an open end, both inclusive. What is not of this form never
@@ -43,7 +43,7 @@ struct DateRange {
   DateText end = {};
 
   static DateRange Parse(WStringView range);
-  bool Contains(const platform::LocalDate& day) const;
+  bool Contains(const LocalDate& day) const;
 };
 
 enum class Growth : std::uint8_t { kLinear, kExponentialNormal, kExponentialSlow };

@@ -1,4 +1,4 @@
-#include "yox/applicability/RegistryRequirement.h"
+#include "yox/decision/RegistryRequirement.h"
 
 #include "yox/base/String.h"
 
@@ -14,17 +14,17 @@ RegistryRequirement RegistryRequirement::Parse(WStringView requirement) {
   return {Form::kComplete, path, behind.substr(0, bar), behind.substr(bar + 1)};
 }
 
-HKEY TakeHive(WString& path) {
+std::optional<Hive> TakeHive(WString& path) {
   const bool slash = path.find(WChar{'/'}) != WString::npos;
   const bool backslash = path.find(WChar{'\\'}) != WString::npos;
-  if (slash == backslash) return nullptr;  // mixed, or the hive alone
+  if (slash == backslash) return std::nullopt;  // mixed, or the hive alone
   if (slash) path = String::Replace(path, "/"_wv, "\\"_wv);
   const WString hive = String::Split(path, '\\').front();
   // A set of characters, on purpose: letters of the hive are eaten from the key's name, too.
   String::trimStart(path, hive + "\\"_w);
-  if (hive == "HKCU"_wv) return HKEY_CURRENT_USER;
-  if (hive == "HKLM"_wv) return HKEY_LOCAL_MACHINE;
-  return nullptr;
+  if (hive == "HKCU"_wv) return Hive::kCurrentUser;
+  if (hive == "HKLM"_wv) return Hive::kLocalMachine;
+  return std::nullopt;
 }
 
 bool HasDoubledSeparator(WStringView path) { return path.find("\\\\"_wv) != WStringView::npos; }

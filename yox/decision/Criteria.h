@@ -4,7 +4,9 @@
 #include <cstdint>
 #include <string_view>
 
-#include "yox/applicability/FilterFields.h"
+#include "yox/decision/FilterFields.h"
+
+namespace yox::decision {
 
 // The language of a criterion's text.
 enum class Language : std::uint8_t { kText, kVersion, kTerms, kDateRange, kRollout, kOwn };
@@ -74,3 +76,5 @@ inline constexpr std::array kCriteria = [] {
 }();
 
 static_assert(kCriteria.size() == kFilterFieldCount - 2, "every field but the controls");
+
+}  // namespace yox::decision

@@ -3,9 +3,9 @@
 #include <cstdint>
 #include <span>
 
-#include "yox/applicability/CompiledList.h"
-#include "yox/applicability/Dates.h"
-#include "yox/applicability/MatchOperators.h"
+#include "yox/decision/CompiledList.h"
+#include "yox/decision/Dates.h"
+#include "yox/decision/MatchOperators.h"
 
 // What follows of requirements before any device is known. Every "true", kAlways and kNever is
 // certain; the other answers say that nothing was found out. Requirements are held against each

@@ -1,14 +1,12 @@
-#include "yox/applicability/CompiledList.h"
+#include "yox/decision/CompiledList.h"
 
 #include <bit>
 #include <utility>
 
-#include "yox/applicability/Criteria.h"
 #include "yox/base/String.h"
+#include "yox/decision/Criteria.h"
 
-using YOX::String;
-using yox::WStringView;
-using namespace yox::literals;
+namespace yox::decision {
 
 CompiledList::CompiledList(std::vector<Filter> filters) : filters_(std::move(filters)) {
   programs_.reserve(filters_.size());
@@ -32,25 +30,25 @@ void CompiledList::Compile(const Filter& filter) {
       all.push_back(requirement);
     };
     const auto add_pieces = [&](auto& all, auto parse) {
-      for (auto rest = yox::decision::Pieces(required); rest;) {
-        add(all, parse(yox::decision::NextPiece(rest, ',')));
+      for (auto rest = Pieces(required); rest;) {
+        add(all, parse(NextPiece(rest, ',')));
       }
     };
     switch (kCriteria[criterion].language) {
       case Language::kText:
-        add_pieces(texts_, yox::decision::TextPattern::Parse);
+        add_pieces(texts_, TextPattern::Parse);
         break;
       case Language::kVersion:
-        add_pieces(versions_, yox::decision::VersionRequirement::Parse);
+        add_pieces(versions_, VersionRequirement::Parse);
         break;
       case Language::kTerms:
-        add_pieces(terms_, yox::decision::KeyValueTerm::Parse);
+        add_pieces(terms_, KeyValueTerm::Parse);
         break;
       case Language::kDateRange:
-        add(ranges_, yox::decision::DateRange::Parse(required));
+        add(ranges_, DateRange::Parse(required));
         break;
       case Language::kRollout:
-        add(rollouts_, yox::decision::Rollout::Parse(required));
+        add(rollouts_, Rollout::Parse(required));
         break;
       case Language::kOwn:
         break;
@@ -60,3 +58,5 @@ void CompiledList::Compile(const Filter& filter) {
   }
   programs_.push_back(program);
 }
+
+}  // namespace yox::decision

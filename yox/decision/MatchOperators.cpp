@@ -1,4 +1,4 @@
-#include "yox/applicability/MatchOperators.h"
+#include "yox/decision/MatchOperators.h"
 
 #include <array>
 

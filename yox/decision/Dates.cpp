@@ -1,9 +1,9 @@
-#include "yox/applicability/Dates.h"
+#include "yox/decision/Dates.h"
 
 #include <algorithm>
 #include <cmath>
 
-#include "yox/applicability/MatchOperators.h"
+#include "yox/decision/MatchOperators.h"
 
 namespace yox::decision {
 namespace {
@@ -47,7 +47,7 @@ DateText DateText::Parse(WStringView text) {
   return date;
 }
 
-std::optional<int> DateText::CompareTo(const platform::LocalDate& day) const {
+std::optional<int> DateText::CompareTo(const LocalDate& day) const {
   if (!has_three_pieces) return std::nullopt;
   const std::array numbers = {day.year, day.month, day.day};
   for (std::size_t i = 0; i < fields.size(); ++i) {
@@ -69,7 +69,7 @@ DateRange DateRange::Parse(WStringView range) {
   return parsed;
 }
 
-bool DateRange::Contains(const platform::LocalDate& day) const {
+bool DateRange::Contains(const LocalDate& day) const {
   if (!has_two_pieces) return false;
   if (!open_start && start.CompareTo(day).value_or(1) > 0) return false;
   return open_end || end.CompareTo(day).value_or(-1) >= 0;

@@ -4,9 +4,11 @@
 #include <span>
 #include <vector>
 
-#include "yox/applicability/Dates.h"
-#include "yox/applicability/Filter.h"
-#include "yox/applicability/MatchOperators.h"
+#include "yox/decision/Dates.h"
+#include "yox/decision/Filter.h"
+#include "yox/decision/MatchOperators.h"
+
+namespace yox::decision {
 
 // A list of filters with every requirement parsed, so that a decision reads no requirement's text.
 // Never changes once built: shared by all copies of an ApplicabilityFilter and by all threads.
@@ -41,17 +43,17 @@ class CompiledList {
   std::span<const Step> Steps(const Program& program) const {
     return std::span(steps_).subspan(program.first_step, program.step_count);
   }
-  std::span<const yox::decision::TextPattern> Texts(const Step& step) const {
+  std::span<const TextPattern> Texts(const Step& step) const {
     return std::span(texts_).subspan(step.first, step.count);
   }
-  std::span<const yox::decision::VersionRequirement> Versions(const Step& step) const {
+  std::span<const VersionRequirement> Versions(const Step& step) const {
     return std::span(versions_).subspan(step.first, step.count);
   }
-  std::span<const yox::decision::KeyValueTerm> Terms(const Step& step) const {
+  std::span<const KeyValueTerm> Terms(const Step& step) const {
     return std::span(terms_).subspan(step.first, step.count);
   }
-  const yox::decision::DateRange& Range(const Step& step) const { return ranges_[step.first]; }
-  const yox::decision::Rollout& RolloutOf(const Step& step) const { return rollouts_[step.first]; }
+  const DateRange& Range(const Step& step) const { return ranges_[step.first]; }
+  const Rollout& RolloutOf(const Step& step) const { return rollouts_[step.first]; }
 
  private:
   void Compile(const Filter& filter);
@@ -59,9 +61,11 @@ class CompiledList {
   const std::vector<Filter> filters_;
   std::vector<Program> programs_;
   std::vector<Step> steps_;
-  std::vector<yox::decision::TextPattern> texts_;
-  std::vector<yox::decision::VersionRequirement> versions_;
-  std::vector<yox::decision::KeyValueTerm> terms_;
-  std::vector<yox::decision::DateRange> ranges_;
-  std::vector<yox::decision::Rollout> rollouts_;
+  std::vector<TextPattern> texts_;
+  std::vector<VersionRequirement> versions_;
+  std::vector<KeyValueTerm> terms_;
+  std::vector<DateRange> ranges_;
+  std::vector<Rollout> rollouts_;
 };
+
+}  // namespace yox::decision

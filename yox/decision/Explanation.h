@@ -6,13 +6,15 @@
 #include <string>
 #include <vector>
 
-#include "yox/applicability/FilterFields.h"
 #include "yox/base/Export.h"
 #include "yox/base/WString.h"
+#include "yox/decision/FilterFields.h"
 
 // Why a list decided as it did: what ApplicabilityEvaluator::Explain answers. Plain values. What is
 // the device's or the list's own is UTF-16 text; `source` and `note` are words for people, in
 // UTF-8.
+
+namespace yox::decision {
 
 // A missing fact is one that the device does not have: no such registry value, no realm, an empty
 // text, no firmware tables. A differing one it has, and it is another than was required.
@@ -72,3 +74,5 @@ struct DecisionFlip {
 // filter decides as before.
 YOX_API std::optional<DecisionFlip> FlippedBy(const DecisionTrace& before,
                                               const DecisionTrace& after);
+
+}  // namespace yox::decision

@@ -1,12 +1,16 @@
-#include "yox/applicability/Filter.h"
+#include "yox/decision/Filter.h"
 
 #include <utility>
 
-#include "yox/applicability/CompiledList.h"
-#include "yox/applicability/Criteria.h"
 #include "yox/base/String.h"
+#include "yox/decision/CompiledList.h"
+#include "yox/decision/Criteria.h"
 
 using yox::WString;
+using yox::decision::CompiledList;
+using yox::decision::FilterField;
+using yox::decision::kCriteria;
+using yox::decision::kFilterFieldCount;
 
 namespace {
 

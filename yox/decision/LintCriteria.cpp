@@ -1,14 +1,14 @@
-#include "yox/applicability/LintCriteria.h"
+#include "yox/decision/LintCriteria.h"
 
 #include <algorithm>
 #include <chrono>
 #include <string>
 #include <utility>
 
-#include "yox/applicability/Criteria.h"
-#include "yox/applicability/KnownValues.h"
-#include "yox/applicability/RegistryRequirement.h"
 #include "yox/base/String.h"
+#include "yox/decision/Criteria.h"
+#include "yox/decision/KnownValues.h"
+#include "yox/decision/RegistryRequirement.h"
 
 namespace yox::decision {
 namespace {
@@ -86,7 +86,7 @@ class CriterionLint {
             [](const auto& a, const auto& b) { return Contradict(a, b); });
   }
 
-  void Range(const platform::LocalDate& today) {
+  void Range(const LocalDate& today) {
     const DateRange& range = list_.Range(step_);
     if (!range.has_two_pieces) return Report(kMalformed, text_);
     const bool start = !range.open_start && Date(range.start);
@@ -274,7 +274,7 @@ class CriterionLint {
     if (mixed) return Report(kRegistrySeparators, path);
     const WStringView trimmed = String::Trimmed(path);
     WString below(trimmed);
-    if (TakeHive(below) == nullptr) return Report(kRegistryHive, path);
+    if (!TakeHive(below)) return Report(kRegistryHive, path);
     const auto hive_end = std::ranges::find_if(trimmed, IsSeparator);
     const WStringView written(hive_end + 1, trimmed.end());
     const WStringView eaten = written.substr(0, written.size() - below.size());
@@ -331,9 +331,8 @@ class CriterionLint {
 }  // namespace
 
 void LintCriterion(const CompiledList& list, const CompiledList::Program& program,
-                   const CompiledList::Step& step, std::size_t filter,
-                   const platform::LocalDate& today, Effort& effort,
-                   std::vector<LintFinding>& findings) {
+                   const CompiledList::Step& step, std::size_t filter, const LocalDate& today,
+                   Effort& effort, std::vector<LintFinding>& findings) {
   CriterionLint lint(list, program, step, filter, effort, findings);
   switch (kCriteria[step.criterion].language) {
     case Language::kText:

@@ -33,6 +33,8 @@
   X(hardware_id)
 // clang-format on
 
+namespace yox::decision {
+
 #define YOX_ENUMERATOR(name) name,
 enum class FilterField : std::uint8_t { default_, YOX_FILTER_FIELDS(YOX_ENUMERATOR) };
 #undef YOX_ENUMERATOR
@@ -43,3 +45,5 @@ inline constexpr std::string_view kFilterFieldNames[] = {"default", YOX_FILTER_F
 #undef YOX_NAME
 
 inline constexpr std::size_t kFilterFieldCount = std::size(kFilterFieldNames);
+
+}  // namespace yox::decision

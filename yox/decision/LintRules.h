@@ -7,6 +7,8 @@
 
 // What the check of a filter list finds (docs/lint.md).
 
+namespace yox::decision {
+
 enum class LintSeverity : std::uint8_t {
   kWarning,  // does something, and hardly what was meant
   kError,    // does not do what stands there
@@ -153,3 +155,5 @@ static_assert(
       return true;
     }(),
     "rows stand in the order of the rules");
+
+}  // namespace yox::decision

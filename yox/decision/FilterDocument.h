@@ -3,16 +3,20 @@
 #include <string>
 #include <string_view>
 
-#include "yox/applicability/Filter.h"
 #include "yox/base/Document.h"
 #include "yox/base/Export.h"
+#include "yox/decision/Filter.h"
+
+namespace yox::decision {
 
 // The document that holds a filter list (docs/filter-list.md): {"filters": [FILTER, ...]} or the
 // bare array. A filter is an object whose keys are the names of the fields and whose values are
 // texts. Both operations are safe from any thread.
 
-// Throws yox::DocumentError, which names the filter's index and the key, for everything else.
+// Throws DocumentError, which names the filter's index and the key, for everything else.
 YOX_API ApplicabilityFilter ReadFilterDocument(std::string_view utf8);
 
 // The list as a document, fields in the order of their names and empty ones left out.
 YOX_API std::string WriteFilterDocument(const ApplicabilityFilter& filter);
+
+}  // namespace yox::decision

@@ -1,4 +1,4 @@
-#include "yox/applicability/Lint.h"
+#include "yox/decision/Lint.h"
 
 #include <json/value.h>
 
@@ -7,22 +7,15 @@
 #include <optional>
 #include <utility>
 
-#include "yox/applicability/CompiledList.h"
-#include "yox/applicability/Criteria.h"
-#include "yox/applicability/FilterDocument.h"
-#include "yox/applicability/Implications.h"
-#include "yox/applicability/LintCriteria.h"
 #include "yox/base/StrictJson.h"
 #include "yox/base/String.h"
+#include "yox/decision/CompiledList.h"
+#include "yox/decision/Criteria.h"
+#include "yox/decision/FilterDocument.h"
+#include "yox/decision/Implications.h"
+#include "yox/decision/LintCriteria.h"
 
-using YOX::String;
-using yox::WString;
-using yox::decision::Effort;
-using yox::decision::Holding;
-using yox::decision::HoldingOf;
-using yox::decision::Implies;
-using namespace yox::literals;
-
+namespace yox::decision {
 namespace {
 
 using enum LintRule;
@@ -31,14 +24,14 @@ using Program = CompiledList::Program;
 
 class ListLint {
  public:
-  ListLint(const CompiledList& list, const yox::LocalDate& today) : list_(list), today_(today) {}
+  ListLint(const CompiledList& list, const LocalDate& today) : list_(list), today_(today) {}
 
   std::vector<LintFinding> Run() {
     for (const Program& program : list_.programs()) {
       Controls(program);
       Blanks(program);
       for (const auto& step : list_.Steps(program)) {
-        yox::decision::LintCriterion(list_, program, step, index_, today_, effort_, findings_);
+        LintCriterion(list_, program, step, index_, today_, effort_, findings_);
       }
       Follow(program);
       ++index_;
@@ -113,7 +106,7 @@ class ListLint {
   }
 
   const CompiledList& list_;
-  const yox::LocalDate today_;
+  const LocalDate today_;
   Effort effort_;
   std::vector<LintFinding> findings_;
   std::vector<std::size_t> reached_;  // filters that may match, but do not always
@@ -125,7 +118,7 @@ class ListLint {
 
 // Fills in the places of findings, which are sorted by them.
 void Locate(std::string_view utf8, std::vector<LintFinding>& findings) {
-  const Json::Value document = yox::ParseDocument(utf8);
+  const Json::Value document = ParseDocument(utf8);
   const Json::Value& filters = document.isArray() ? document : document["filters"];
   struct Located {
     std::size_t byte;
@@ -133,7 +126,7 @@ void Locate(std::string_view utf8, std::vector<LintFinding>& findings) {
   };
   std::vector<Located> located;
   const Json::Value* field_value = nullptr;
-  std::optional<yox::WrittenText> written;
+  std::optional<WrittenText> written;
   std::size_t last_unit = 0;
   for (std::size_t i = 0; i < findings.size(); ++i) {
     const LintFinding& finding = findings[i];
@@ -151,17 +144,17 @@ void Locate(std::string_view utf8, std::vector<LintFinding>& findings) {
     located.push_back({written->ByteOf(finding.offset), i});
   }
   std::ranges::stable_sort(located, {}, &Located::byte);
-  yox::PlaceFinder places(utf8);
+  PlaceFinder places(utf8);
   for (const auto& [byte, finding] : located) findings[finding].place = places.At(byte);
 }
 
 }  // namespace
 
-std::vector<LintFinding> Lint(const ApplicabilityFilter& list, const yox::LocalDate& today) {
+std::vector<LintFinding> Lint(const ApplicabilityFilter& list, const LocalDate& today) {
   return ListLint(*list.snapshot(), today).Run();
 }
 
-std::vector<LintFinding> LintDocument(std::string_view utf8, const yox::LocalDate& today) {
+std::vector<LintFinding> LintDocument(std::string_view utf8, const LocalDate& today) {
   std::vector<LintFinding> findings = Lint(ReadFilterDocument(utf8), today);
   Locate(utf8, findings);
   return findings;
@@ -171,9 +164,11 @@ std::string MessageOf(const LintFinding& finding) {
   std::string message;
   if (finding.field) {
     message += kFilterFieldNames[static_cast<std::size_t>(*finding.field)];
-    message += ": \"" + yox::Printable(finding.excerpt) + "\": ";
+    message += ": \"" + Printable(finding.excerpt) + "\": ";
   }
   message += RowOf(finding.rule).finding;
-  if (!finding.detail.empty()) message += " (" + yox::Printable(finding.detail) + ")";
+  if (!finding.detail.empty()) message += " (" + Printable(finding.detail) + ")";
   return message;
 }
+
+}  // namespace yox::decision

@@ -1,4 +1,4 @@
-#include "yox/applicability/FilterDocument.h"
+#include "yox/decision/FilterDocument.h"
 
 #include <json/writer.h>
 
@@ -10,8 +10,7 @@
 #include "yox/base/StrictJson.h"
 #include "yox/base/String.h"
 
-using yox::JsonNode;
-
+namespace yox::decision {
 namespace {
 
 Filter ReadFilter(const JsonNode& node) {
@@ -21,7 +20,7 @@ Filter ReadFilter(const JsonNode& node) {
     if (name == std::end(kFilterFieldNames)) member.Fail("unknown key");
     member.Require(member.value().isString(), "a text");
     filter.Set(static_cast<FilterField>(name - std::begin(kFilterFieldNames)),
-               YOX::String::UTF8ToUTF16(member.value().asString()));
+               String::UTF8ToUTF16(member.value().asString()));
   });
   return filter;
 }
@@ -39,7 +38,7 @@ ApplicabilityFilter ReadList(const JsonNode& node) {
 }  // namespace
 
 ApplicabilityFilter ReadFilterDocument(std::string_view utf8) {
-  const Json::Value document = yox::ParseDocument(utf8);
+  const Json::Value document = ParseDocument(utf8);
   const JsonNode root(document);
   if (document.isArray()) return ReadList(root);
   root.Require(document.isObject(), "an object or an array");
@@ -57,8 +56,8 @@ std::string WriteFilterDocument(const ApplicabilityFilter& filter) {
   for (const Filter& one : filter.filters()) {
     Json::Value& object = filters.append(Json::objectValue);
     for (std::size_t i = 0; i < kFilterFieldCount; ++i) {
-      const yox::WString& text = one.View(static_cast<FilterField>(i));
-      if (!text.empty()) object[std::string(kFilterFieldNames[i])] = YOX::String::UTF16ToUTF8(text);
+      const WString& text = one.View(static_cast<FilterField>(i));
+      if (!text.empty()) object[std::string(kFilterFieldNames[i])] = String::UTF16ToUTF8(text);
     }
   }
   Json::Value document(Json::objectValue);
@@ -67,3 +66,5 @@ std::string WriteFilterDocument(const ApplicabilityFilter& filter) {
   builder["indentation"] = "  ";
   return Json::writeString(builder, document) + "\n";
 }
+
+}  // namespace yox::decision

@@ -1,12 +1,12 @@
-#include "yox/applicability/Implications.h"
+#include "yox/decision/Implications.h"
 
 #include <algorithm>
 #include <optional>
 #include <utility>
 
-#include "yox/applicability/Criteria.h"
-#include "yox/applicability/KnownValues.h"
-#include "yox/applicability/RegistryRequirement.h"
+#include "yox/decision/Criteria.h"
+#include "yox/decision/KnownValues.h"
+#include "yox/decision/RegistryRequirement.h"
 
 namespace yox::decision {
 namespace {
@@ -134,12 +134,12 @@ bool SameKey(const TextPattern& a, const TextPattern& b) {
 }
 bool HasValue(const KeyValueTerm& term) { return term.value.index() != 0; }
 
-std::optional<platform::LocalDate> Numbers(const DateText& date) {
+std::optional<LocalDate> Numbers(const DateText& date) {
   const bool good = date.has_three_pieces && std::ranges::all_of(date.fields, [](const auto& f) {
                       return f.status == String::IntegerStatus::kOk;
                     });
   if (!good) return std::nullopt;
-  return platform::LocalDate{date.fields[0].number, date.fields[1].number, date.fields[2].number};
+  return LocalDate{date.fields[0].number, date.fields[1].number, date.fields[2].number};
 }
 
 bool IsNever(const DateText& date) {
@@ -213,7 +213,7 @@ Holding HoldingOfRegistry(WStringView required) {
     const auto requirement = RegistryRequirement::Parse(NextPiece(rest, ','));
     if (requirement.form != RegistryRequirement::Form::kComplete) return Holding::kNever;
     WString path(requirement.path);
-    if (TakeHive(path) == nullptr || HasDoubledSeparator(path)) return Holding::kNever;
+    if (!TakeHive(path) || HasDoubledSeparator(path)) return Holding::kNever;
     if (HoldingOf(TextPattern::Parse(requirement.data)) == Holding::kNever) return Holding::kNever;
   }
   return Holding::kSometimes;

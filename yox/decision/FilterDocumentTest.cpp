@@ -2,14 +2,13 @@
 
 #include <algorithm>
 
-#include "yox/applicability/Criteria.h"
-#include "yox/applicability/FilterDocument.h"
+#include "yox/decision/Criteria.h"
+#include "yox/decision/FilterDocument.h"
 
 #include "tests/support/Rows.h"
 #include "tests/support/SchemaPaths.h"
 
-using namespace yox::literals;
-
+namespace yox::decision {
 namespace {
 
 TEST(ReadFilterDocument, TakesAnObjectOrABareArray) {
@@ -133,3 +132,4 @@ INSTANTIATE_TEST_SUITE_P(
     yox_test::RowName());
 
 }  // namespace
+}  // namespace yox::decision
