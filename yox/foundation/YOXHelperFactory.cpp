@@ -3,11 +3,12 @@
 namespace yox {
 
 constinit std::atomic<YOXHelperFactory*> YOXHelperFactory::_YOXHelperFactory{nullptr};
-std::mutex YOXHelperFactory::mutex_;
+constinit Mutex YOXHelperFactory::mutex_;
 
+// Double-checked locking: the acquire load pairs with the release store after construction.
 YOXHelperFactory* YOXHelperFactory::GetInstance() {
   if (auto* const factory = _YOXHelperFactory.load(std::memory_order_acquire)) return factory;
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   if (_YOXHelperFactory.load(std::memory_order_relaxed) == nullptr) {
     _YOXHelperFactory.store(new YOXHelperFactory, std::memory_order_release);
   }
@@ -16,8 +17,9 @@ YOXHelperFactory* YOXHelperFactory::GetInstance() {
 
 void YOXHelperFactory::ReleaseInstance() {
   if (_YOXHelperFactory.load(std::memory_order_acquire) == nullptr) return;
-  const std::lock_guard lock(mutex_);
-  // What is held may ask for the factory while it goes.
+  const MutexLock lock(mutex_);
+  // The pointer is cleared last: the destructor of a held object may call GetInstance, which must
+  // not wait for this lock.
   delete _YOXHelperFactory.load(std::memory_order_relaxed);
   _YOXHelperFactory.store(nullptr, std::memory_order_release);
 }

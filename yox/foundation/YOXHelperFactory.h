@@ -2,9 +2,9 @@
 
 #include <atomic>
 #include <memory>
-#include <mutex>
 
 #include "yox/base/Export.h"
+#include "yox/base/ThreadSafety.h"
 
 class ApplicabilityEvaluator;
 class MachineInformation;
@@ -15,22 +15,31 @@ class YoxStatusManager;
 
 namespace yox {
 
-// Where the library's parts find one another, and where the host puts in its own objects. It makes
-// nothing: the host fills it, and whoever asks must expect an empty pointer. The two static
-// operations are safe from any thread. The four pointers are unguarded on purpose: they are set
-// before other threads read them.
+// A process-wide holder of four shared pointers, through which the components of the library find
+// objects that the host supplies. Despite its name it creates nothing: every pointer is null until
+// the host sets it, and callers test for null.
+//
+// The library itself looks for the machine record only. A host supplies it with
+// MachineInformation::Publish at its start. Do not wrap another `GetInstance` pointer of the
+// library in a shared pointer of your own: it would be deleted with the factory.
+//
+// Threads: `GetInstance` and `ReleaseInstance` are safe from any thread. The stored pointers are
+// not guarded, by design: set them before other threads read them.
 class YOX_API YOXHelperFactory {
  public:
-  // Never null; created by the first call, and anew by the first call after `ReleaseInstance`.
+  // Returns the factory, never null. Created, with four null pointers, by the first call and by the
+  // first call after `ReleaseInstance`.
   static YOXHelperFactory* GetInstance();
-  // Deletes the object, which drops its references, the last one first; what goes with them still
-  // finds the factory. At shutdown: whoever holds the object's pointer must not use it again.
+  // Deletes the factory and with it its references, in the reverse order of the fields below. For
+  // shutdown: a pointer from `GetInstance` is invalid afterwards. Does nothing without a factory.
   static void ReleaseInstance();
 
+  // A copy shares ownership of the four objects.
   YOXHelperFactory(const YOXHelperFactory&) = default;
   YOXHelperFactory& operator=(const YOXHelperFactory&) = default;
 
-  // Setters share ownership. Getters hand out the stored pointer itself: take a copy to keep it.
+  // Setters share ownership of the object. Getters return the stored pointer itself; copy it to
+  // keep the object alive.
   void SetMachineInformationAgent(std::shared_ptr<MachineInformation>& agent) {
     machine_information_ = agent;
   }
@@ -43,7 +52,7 @@ class YOX_API YOXHelperFactory {
     return device_info_provider_;
   }
 
-  // Spelled as its callers know it.
+  // The setter and the getter are spelled differently; both spellings are the interface.
   void SetApplicablityEvaluatorAgent(std::shared_ptr<ApplicabilityEvaluator>& agent) {
     applicability_evaluator_ = agent;
   }
@@ -61,7 +70,7 @@ class YOX_API YOXHelperFactory {
   ~YOXHelperFactory() = default;
 
   static std::atomic<YOXHelperFactory*> _YOXHelperFactory;  // NOLINT: its known name
-  static std::mutex mutex_;                                 // creation and deletion
+  static Mutex mutex_;                                      // for creation and deletion
 
   std::shared_ptr<MachineInformation> machine_information_;
   std::shared_ptr<YOX::DeviceInfoProvider> device_info_provider_;

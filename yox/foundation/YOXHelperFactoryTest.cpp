@@ -1,12 +1,16 @@
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <memory>
+#include <new>
+
 #include "yox/foundation/YOXHelperFactory.h"
 
 namespace {
 
 using yox::YOXHelperFactory;
 
-// The factory never looks into what it holds: a pointer to an int stands for any object.
+// The factory never dereferences its pointers, so a pointer to an int serves as any object.
 template <class T>
 std::shared_ptr<T> Object(const std::shared_ptr<int>& owner) {
   return {owner, reinterpret_cast<T*>(owner.get())};
@@ -59,8 +63,8 @@ TEST(YOXHelperFactoryTest, EachObjectIsSharedWithItsOwnerUntilTheRelease) {
   ExpectSharedBy(&Factory::SetYoxStatusManager, &Factory::GetYoxStatusManager);
 }
 
-// The destructor of what is held may still look for those that go behind it.
-TEST(YOXHelperFactoryTest, AnObjectThatGoesStillFindsTheFactoryAndThoseBeforeIt) {
+// The destructor of a held object may still use those that are destroyed after it.
+TEST(YOXHelperFactoryTest, ADestructorOfAHeldObjectFindsThoseBeforeIt) {
   YOXHelperFactory* const factory = YOXHelperFactory::GetInstance();
   const auto owner = std::make_shared<int>();
   auto record = Object<MachineInformation>(owner);
@@ -83,9 +87,16 @@ TEST(YOXHelperFactoryTest, ACopySharesTheObjects) {
   auto record = Object<MachineInformation>(owner);
   YOXHelperFactory* const factory = YOXHelperFactory::GetInstance();
   factory->SetMachineInformationAgent(record);
-  EXPECT_EQ(factory->GetMachineInformationAgent().use_count(), 3);
-  *factory = *factory;
-  EXPECT_EQ(factory->GetMachineInformationAgent(), record);
+  // The destructor is private: a copy cannot be destroyed, and lives as long as the process.
+  alignas(YOXHelperFactory) static std::byte storage[sizeof(YOXHelperFactory)];
+  auto* const copy = new (storage) YOXHelperFactory(*factory);
+  EXPECT_EQ(copy->GetMachineInformationAgent(), record);
+  EXPECT_EQ(record.use_count(), 4);  // owner, record, factory, copy
+  YOXHelperFactory::ReleaseInstance();
+  EXPECT_EQ(copy->GetMachineInformationAgent(), record);
+  EXPECT_EQ(record.use_count(), 3);
+  *YOXHelperFactory::GetInstance() = *copy;
+  EXPECT_EQ(YOXHelperFactory::GetInstance()->GetMachineInformationAgent(), record);
   YOXHelperFactory::ReleaseInstance();
 }
 
