@@ -8,7 +8,6 @@
 #include "yox/decision/Explanation.h"
 #include "yox/decision/FilterDocument.h"
 #include "yox/device/MachineInformation.h"
-#include "yox/foundation/YOXHelperFactory.h"
 
 #include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/CommandLine.h"
@@ -60,10 +59,7 @@ int Evaluate(const GlobalOptions& global, const EvaluateOptions& options) {
   const ApplicabilityFilter filter = ReadNamed(options.filters, ReadFilterDocument);
   const ChosenDevice device(global);
 
-  // The record lives as long as the process: nobody deletes it.
-  std::shared_ptr<MachineInformation> record(MachineInformation::GetInstance(),
-                                             [](MachineInformation*) {});
-  yox::YOXHelperFactory::GetInstance()->SetMachineInformationAgent(record);
+  MachineInformation::Publish();
   DecidingEvaluator deciding;
   ApplicabilityEvaluator* const evaluator = &deciding;
   yox::WString* const target = options.target_version ? &target_version : nullptr;

@@ -4,7 +4,6 @@
 
 #include "yox/base/String.h"
 #include "yox/device/MachineInformation.h"
-#include "yox/foundation/YOXHelperFactory.h"
 #include "yox/tags/AppAndTagCollection.h"
 
 #include "host/yoxctl/ChosenDevice.h"
@@ -16,10 +15,7 @@ namespace {
 
 int Tags(const GlobalOptions& global) {
   const ChosenDevice device(global);
-  // The record lives as long as the process: nobody deletes it.
-  std::shared_ptr<MachineInformation> record(MachineInformation::GetInstance(),
-                                             [](MachineInformation*) {});
-  yox::YOXHelperFactory::GetInstance()->SetMachineInformationAgent(record);
+  MachineInformation::Publish();
 
   Json::Value document(Json::arrayValue);
   std::string text;

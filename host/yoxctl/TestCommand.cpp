@@ -12,7 +12,6 @@
 #include "yox/decision/Explanation.h"
 #include "yox/decision/FilterDocument.h"
 #include "yox/device/MachineInformation.h"
-#include "yox/foundation/YOXHelperFactory.h"
 #include "yox/platform/simulated/SimulatedDevice.h"
 
 #include "host/yoxctl/ChosenDevice.h"
@@ -106,10 +105,7 @@ Explanation Decide(const ApplicabilityFilter& list, const Case& one) {
   const yox::platform::ScopedPlatform installed(device);
   ApplicabilityEvaluator::Pairs tags;
   for (const auto& [key, value] : one.test.tags) tags.emplace_back(key, value);
-  // The record lives as long as the process: nobody deletes it.
-  std::shared_ptr<MachineInformation> record(MachineInformation::GetInstance(),
-                                             [](MachineInformation*) {});
-  yox::YOXHelperFactory::GetInstance()->SetMachineInformationAgent(record);
+  MachineInformation::Publish();
   const auto& target = one.test.target_version;
   return DecidingEvaluator().Explain(list, target ? &*target : nullptr, tags);
 }

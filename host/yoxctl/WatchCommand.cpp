@@ -14,7 +14,6 @@
 #include "yox/base/String.h"
 #include "yox/decision/FilterDocument.h"
 #include "yox/device/MachineInformation.h"
-#include "yox/foundation/YOXHelperFactory.h"
 #include "yox/notifications/YOXPublisherSubscriber.h"
 #include "yox/platform/Platform.h"
 #include "yox/platform/clock/Clock.h"
@@ -93,10 +92,7 @@ class Printer {
 class Running {
  public:
   Running(Event& stop, Event& changed) : stop_(stop) {
-    // The record lives as long as the process: nobody deletes it.
-    std::shared_ptr<MachineInformation> record(MachineInformation::GetInstance(),
-                                               [](MachineInformation*) {});
-    yox::YOXHelperFactory::GetInstance()->SetMachineInformationAgent(record);
+    MachineInformation::Publish();
     subscriber_ = YOXPublisherSubscriber::GetInstance()->Subscribe(
         [&changed](YOXNotificationData& record_of_tags) {
           if (record_of_tags.getTopicId() == static_cast<int>(TopicId::TagsUpdated)) changed.Set();

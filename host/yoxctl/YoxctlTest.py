@@ -402,7 +402,7 @@ class Device(Yoxctl):
         self.assertEqual((done.stderr, done.returncode), (b"", 0))
         lines = done.stdout.decode().splitlines()
         self.assertEqual(lines[0], "Hardware and firmware")
-        self.assertRegex(lines[1], r"^  device_manufacturer +Contoso +\[firmware, system\]$")
+        self.assertRegex(lines[2], r"^  device_manufacturer +Contoso +\[firmware, system\]$")
         self.assertIn("Management", lines)
 
     def test_what_was_collected_is_kept_until_a_refresh(self):
@@ -1011,6 +1011,10 @@ class Provision(Yoxctl):
             (b'{\n"provision_token": ', "line 2, column 20: Syntax error: value, object or array expected"),
             (b"", "line 1, column 1: Syntax error: value, object or array expected"),
             (b"\xef\xbb\xbf{}", "cannot be read (a byte order mark is not allowed)"),
+            (b'{"provision_token": 5}', "provision_token: expected a text, found a number"),
+            (b'{"config_policy": {}}', "config_policy: expected a text, found an object"),
+            (b'{"a": 1, "a": 2}', "line 1, column 10: Duplicate key: 'a'"),
+            (b'{"a": 1,}', "line 1, column 9: Missing '}' or object member name"),
             (b"{}" + b" " * MIB, "longer than 1 MiB"),
         ):
             with self.subTest(message=message):

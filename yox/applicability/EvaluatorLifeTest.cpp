@@ -4,7 +4,6 @@
 #include "yox/applicability/TestEvaluator.h"
 #include "yox/base/String.h"
 #include "yox/device/MachineInformation.h"
-#include "yox/foundation/YOXHelperFactory.h"
 #include "yox/notifications/YOXPublisherSubscriber.h"
 #include "yox/platform/clock/Clock.h"
 #include "yox/platform/files/Files.h"
@@ -83,9 +82,7 @@ class Listener {
 class EvaluatorLifeTest : public testing::Test {
  protected:
   explicit EvaluatorLifeTest(const char* profile = kProfile) : device_(ReadDeviceProfile(profile)) {
-    std::shared_ptr<MachineInformation> record(MachineInformation::GetInstance(),
-                                               [](MachineInformation*) {});
-    yox::YOXHelperFactory::GetInstance()->SetMachineInformationAgent(record);
+    MachineInformation::Publish();
     for (const WString& key : {kUninstall, yox::Persona::kIntentRegistryPath}) {
       EXPECT_EQ(device_.registry().CreateKey({HKEY_CURRENT_USER, key, {}, {}}),
                 RegistryStatus::kOk);

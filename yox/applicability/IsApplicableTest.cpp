@@ -32,8 +32,7 @@ class IsApplicableTest : public testing::Test {
       profile.region.country_code = "US"_w;
     });
     Store("Channel"_w, "beta"_w);
-    record_ = {MachineInformation::GetInstance(), [](MachineInformation*) {}};
-    yox::YOXHelperFactory::GetInstance()->SetMachineInformationAgent(record_);
+    record_ = MachineInformation::Publish();
   }
 
   void Store(const WString& name, const WString& text) {

@@ -1,47 +1,32 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <optional>
 
 #include "yox/device/MachineInformation.h"
 
 namespace yox::device {
 
-// A key of the record's cache file, and the member that it holds.
+// A key of the record's cache file and the member of the same name.
 struct CacheKey {
-  const char* name;
-  std::optional<MachineInformation::Text> text;  // nothing: os_is_s_mode, a boolean
+  const char* name = nullptr;
+  std::optional<MachineInformation::Text> text;  // std::nullopt: os_is_s_mode, a boolean
 };
 
-#define YOX_CACHED_TEXT(member) \
-  { #member, MachineInformation::Text::member }
-// In the order of reading and writing. Other versions of the client read and write the same file:
-// do not edit.
-inline constexpr CacheKey kCacheKeys[] = {
-    YOX_CACHED_TEXT(serial_number),
-    YOX_CACHED_TEXT(os_name),
-    YOX_CACHED_TEXT(os_region),
-    YOX_CACHED_TEXT(os_language),
-    YOX_CACHED_TEXT(os_version),
-    {"os_is_s_mode", std::nullopt},
-    YOX_CACHED_TEXT(os_update_title),
-    YOX_CACHED_TEXT(os_update_description),
-    YOX_CACHED_TEXT(os_description),
-    YOX_CACHED_TEXT(device_brand),
-    YOX_CACHED_TEXT(device_subbrand),
-    YOX_CACHED_TEXT(device_family),
-    YOX_CACHED_TEXT(device_model),
-    YOX_CACHED_TEXT(device_mt),
-    YOX_CACHED_TEXT(device_tag),
-    YOX_CACHED_TEXT(device_info_datetime),
-    YOX_CACHED_TEXT(device_enclosuretype),
-    YOX_CACHED_TEXT(device_bios_version),
-    YOX_CACHED_TEXT(device_bios_version_short),
-    YOX_CACHED_TEXT(device_bios_release_date),
-    YOX_CACHED_TEXT(device_ec_release_date),
-    YOX_CACHED_TEXT(device_manufacturer),
-    YOX_CACHED_TEXT(device_ec_version),
-    YOX_CACHED_TEXT(device_smbios_version),
-};
-#undef YOX_CACHED_TEXT
+inline constexpr std::size_t kCacheKeyCount = 24;
+inline constexpr std::size_t kSModePosition = 6;
+
+// The keys in the order of reading and writing: the rows of YOX_MACHINE_TEXTS by their positions.
+consteval std::array<CacheKey, kCacheKeyCount> OrderedCacheKeys() {
+  std::array<CacheKey, kCacheKeyCount> keys;
+  keys[kSModePosition - 1] = {"os_is_s_mode", std::nullopt};
+#define YOX_CACHED(name, position, ...) \
+  if (position != 0) keys.at(position - 1) = {#name, MachineInformation::Text::name};
+  YOX_MACHINE_TEXTS(YOX_CACHED, YOX_CACHED)
+#undef YOX_CACHED
+  return keys;
+}
+inline constexpr std::array kCacheKeys = OrderedCacheKeys();
 
 }  // namespace yox::device

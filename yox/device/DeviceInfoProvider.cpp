@@ -1,7 +1,6 @@
 #include "yox/device/DeviceInfoProvider.h"
 
 #include <array>
-#include <exception>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -28,10 +27,10 @@ const WString& OrElse(const WString& first, const WString& second) {
 }  // namespace
 
 constinit std::atomic<DeviceInfoProvider*> DeviceInfoProvider::device_info_provider_{nullptr};
-std::mutex DeviceInfoProvider::instance_mutex_;
+constinit yox::Mutex DeviceInfoProvider::instance_mutex_;
 
 DeviceInfoProvider* DeviceInfoProvider::GetInstance() {
-  const std::lock_guard lock(instance_mutex_);
+  const yox::MutexLock lock(instance_mutex_);
   if (device_info_provider_.load(std::memory_order_relaxed) == nullptr) {
     g_log.d("%s Creating object of DeviceInfoProvider", "YOX::DeviceInfoProvider::GetInstance");
     device_info_provider_.store(new DeviceInfoProvider, std::memory_order_release);
@@ -114,7 +113,7 @@ Architecture DeviceInfoProvider::GetCPUArchitecture() {
         architecture_.store(architecture, std::memory_order_relaxed);
         g_log.e("%s Architecture is: %d", kName, architecture);
       }
-    } catch (const std::exception&) {
+    } catch (...) {
       g_log.e("%s: Exception in wmi query for win32_processor", kName);
     }
   }
@@ -122,7 +121,7 @@ Architecture DeviceInfoProvider::GetCPUArchitecture() {
 }
 
 std::uint32_t DeviceInfoProvider::GetLegacyDeviceID(WString& id) const {
-  // The client's own identifier is the name space.
+  // The name space is the client's own identifier.
   constexpr std::array<unsigned char, 16> kClient = {0x0F, 0x9C, 0x83, 0x9C, 0xB3, 0x66,
                                                      0x47, 0xFC, 0x92, 0x51, 0x97, 0xB6,
                                                      0x75, 0xDC, 0x39, 0xBB};
@@ -131,7 +130,7 @@ std::uint32_t DeviceInfoProvider::GetLegacyDeviceID(WString& id) const {
     id = String::ToUpper(
         Utility::CGuid::FromName(kClient, String::UTF16ToUTF8(system_serial_number_)));
     return kSuccess;
-  } catch (const std::exception&) {
+  } catch (...) {
     return kFailure;
   }
 }

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 #include <stdexcept>
 
@@ -220,11 +221,11 @@ class Answering final : public yox::platform::ManagementQueries {
     ++asked;
     EXPECT_EQ(query, "SELECT Architecture FROM Win32_Processor"_wv);
     EXPECT_EQ(property, "Architecture"_wv);
-    if (throwing) throw std::runtime_error("no service");
+    if (fail) fail();
     return answer;
   }
   yox::platform::ManagementAnswer answer;
-  bool throwing = false;
+  std::function<void()> fail;  // throws
   int asked = 0;
 };
 
@@ -261,15 +262,19 @@ TEST_F(ArchitectureTest, IsX64ForAnAnswerOfAnotherTypeAndAsksAgain) {
   EXPECT_EQ(provider_->GetCPUArchitecture(), Architecture::x86);
 }
 
-TEST_F(ArchitectureTest, AnExceptionIsLogged) {
-  queries_.throwing = true;
-  const yox_test::CapturedLog captured;
-  EXPECT_EQ(provider_->GetCPUArchitecture(), Architecture::x64);
-  ASSERT_EQ(captured.Lines().size(), 1U);
-  EXPECT_EQ(captured.Lines()[0].level, YOX::LogLevel::Error);
-  EXPECT_EQ(captured.Lines()[0].text,
-            "YOX::DeviceInfoProvider::GetCPUArchitecture: Exception in wmi query for "
-            "win32_processor");
+TEST_F(ArchitectureTest, AnExceptionOfAnyTypeIsLogged) {
+  const std::function<void()> failures[] = {[] { throw std::runtime_error("no service"); },
+                                            [] { throw 5; }};
+  for (const auto& failure : failures) {
+    queries_.fail = failure;
+    const yox_test::CapturedLog captured;
+    EXPECT_EQ(provider_->GetCPUArchitecture(), Architecture::x64);
+    ASSERT_EQ(captured.Lines().size(), 1U);
+    EXPECT_EQ(captured.Lines()[0].level, YOX::LogLevel::Error);
+    EXPECT_EQ(captured.Lines()[0].text,
+              "YOX::DeviceInfoProvider::GetCPUArchitecture: Exception in wmi query for "
+              "win32_processor");
+  }
 }
 
 class Presented : public DeviceInfoProvider {

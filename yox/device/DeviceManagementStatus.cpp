@@ -2,11 +2,12 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <mutex>
 #include <optional>
+#include <vector>
 
 #include "yox/base/Log.h"
 #include "yox/base/String.h"
+#include "yox/base/ThreadSafety.h"
 #include "yox/clientbase/CRegUtil.h"
 #include "yox/clientbase/EpUrlProvider.h"
 #include "yox/clientbase/OperatingSystemAgent.h"
@@ -25,41 +26,53 @@ using Outcome = yox::platform::JoinAnswer::Outcome;
 
 namespace {
 
-// An answer that stays once it is known.
-struct KnownForEver {
-  std::mutex mutex;
-  bool known = false;
-  bool answer = false;
-};
-
-// An answer that stays for an hour. The time of the last check begins at 0, where the clock began
-// too.
-struct KnownForAnHour {
-  static constexpr std::int64_t kNanoseconds = 3'600'000'000'000;
-
-  std::mutex mutex;
-  bool answer = false;
-  std::int64_t checked = 0;
-
-  template <class Ask>
-  bool Get(Ask ask) {
-    constexpr std::int64_t kNanosecondsOfMillisecond = 1'000'000;
-    const std::int64_t now =
-        Platform::Get().clock().SteadyMilliseconds() * kNanosecondsOfMillisecond;
-    {
-      const std::lock_guard lock(mutex);
-      if (now - checked < kNanoseconds) return answer;
-    }
-    const std::optional<bool> fresh = ask();
-    if (!fresh) return false;
-    const std::lock_guard lock(mutex);
-    answer = *fresh;
-    checked = now;
+// An answer that is remembered until the process ends.
+class KnownForEver {
+ public:
+  std::optional<bool> Get() {
+    const yox::MutexLock lock(mutex_);
+    return answer_;
+  }
+  bool Remember(bool answer) {
+    const yox::MutexLock lock(mutex_);
+    answer_ = answer;
     return answer;
   }
+
+ private:
+  yox::Mutex mutex_;
+  std::optional<bool> answer_ YOX_GUARDED_BY(mutex_);
 };
 
-// Whether there was an answer at all; what went wrong is logged.
+// An answer that is remembered for an hour. The time of the last query starts at 0, as the steady
+// clock does: in the first hour of the device the answer is false without a query, as required. The
+// lock is not held during a query, so two threads may query at once; the later one wins.
+class KnownForAnHour {
+ public:
+  // `query` returns std::nullopt when there is no answer to remember.
+  template <class Query>
+  bool Get(Query query) {
+    constexpr std::int64_t kHour = 3'600'000'000'000;  // in nanoseconds
+    const std::int64_t now = Platform::Get().clock().SteadyNanoseconds();
+    {
+      const yox::MutexLock lock(mutex_);
+      if (now - queried_ < kHour) return answer_;
+    }
+    const std::optional<bool> fresh = query();
+    if (!fresh) return false;
+    const yox::MutexLock lock(mutex_);
+    answer_ = *fresh;
+    queried_ = now;
+    return answer_;
+  }
+
+ private:
+  yox::Mutex mutex_;
+  bool answer_ YOX_GUARDED_BY(mutex_) = false;
+  std::int64_t queried_ YOX_GUARDED_BY(mutex_) = 0;
+};
+
+// Whether the system gave an answer; logs what went wrong.
 bool WasAsked(const JoinAnswer& answer, const char* name) {
   switch (answer.outcome) {
     case Outcome::kAsked:
@@ -81,36 +94,43 @@ bool WasAsked(const JoinAnswer& answer, const char* name) {
 
 bool NamesManagedEdition(const WString& text) {
   return String::CaseInsesitiveFind(text, "enterprise"_wv) ||
-         String::CaseInsesitiveFind(text, "edu"_wv);  // short on purpose: anywhere in the text
+         String::CaseInsesitiveFind(text,
+                                    "edu"_wv);  // short, as required: matches anywhere in the text
 }
 
 }  // namespace
 
-const std::vector<WString> DeviceManagementStatus::nonCommercialOrgIds = {
-    "c915fedc-aab3-4509-a588-9d8365f31079"_w, "f1e571bf-4b98-4463-832a-eaadc56f4c9d"_w};
+constexpr std::array<yox::WStringView, 2> DeviceManagementStatus::nonCommercialOrgIds = {
+    "c915fedc-aab3-4509-a588-9d8365f31079"_wv, "f1e571bf-4b98-4463-832a-eaadc56f4c9d"_wv};
+
+std::span<const yox::device::ManagementSignal> yox::device::ManagementSignals() {
+  using Status = DeviceManagementStatus;
+  static constexpr ManagementSignal kSignals[] = {
+      {"domain", "join state", Status::IsJoinedToAnyDomain},
+      {"cloud_device", "join state", Status::IsJoinedToAadDomain},
+      {"edition", "operating system, edition", Status::IsEnterpriseOrEducationEdition},
+      {"policy", "registry, policies", Status::IsGroupPolicySetForManagedDevice},
+      {"organisation", "registry, subscriptions", Status::IsDeviceClaimedInCommercialOrg},
+      {"management_service", "services", Status::IsManagedBySCCM},
+  };
+  return kSignals;
+}
 
 bool DeviceManagementStatus::IsDeviceManaged() {
-  return IsJoinedToAnyDomain() || IsJoinedToAadDomain() || IsEnterpriseOrEducationEdition() ||
-         IsGroupPolicySetForManagedDevice() || IsDeviceClaimedInCommercialOrg() ||
-         IsManagedBySCCM();
+  return std::ranges::any_of(yox::device::ManagementSignals(),
+                             [](const auto& signal) { return signal.query(); });
 }
 
 bool DeviceManagementStatus::IsJoinedToAnyDomain() {
   constexpr const char* kName = "DeviceManagementStatus::IsJoinedToAnyDomain";
   static KnownForEver memory;
-  {
-    const std::lock_guard lock(memory.mutex);
-    if (memory.known) return memory.answer;
-  }
+  if (const auto known = memory.Get()) return *known;
   const JoinAnswer join = Platform::Get().join_state().Domain();
   if (!WasAsked(join, kName)) return false;
   if (join.code != 0) {
     g_log.e("%s: NetGetJoinInformation return code %llu", kName, std::uint64_t{join.code});
   }
-  const std::lock_guard lock(memory.mutex);
-  memory.answer = join.joined;
-  memory.known = true;
-  return memory.answer;
+  return memory.Remember(join.joined);
 }
 
 bool DeviceManagementStatus::IsJoinedToAadDomain() {
@@ -124,17 +144,10 @@ bool DeviceManagementStatus::IsJoinedToAadDomain() {
 
 bool DeviceManagementStatus::IsEnterpriseOrEducationEdition() {
   static KnownForEver memory;
-  {
-    const std::lock_guard lock(memory.mutex);
-    if (memory.known) return memory.answer;
-  }
-  const bool answer =
+  if (const auto known = memory.Get()) return *known;
+  return memory.Remember(
       NamesManagedEdition(OperatingSystemAgent::GetOperatingSystemProductEditionID()) ||
-      NamesManagedEdition(OperatingSystemAgent::GetOperatingSystemProductName());
-  const std::lock_guard lock(memory.mutex);
-  memory.answer = answer;
-  memory.known = true;
-  return answer;
+      NamesManagedEdition(OperatingSystemAgent::GetOperatingSystemProductName()));
 }
 
 bool DeviceManagementStatus::IsGroupPolicySetForManagedDevice() {

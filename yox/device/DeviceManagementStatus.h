@@ -1,37 +1,53 @@
 #pragma once
 
-#include <vector>
+#include <array>
+#include <span>
 
 #include "yox/base/Export.h"
 #include "yox/base/WString.h"
 
-// Whether an organisation manages this device: any of six signals, asked in the order below until
-// one is true. Answers false, and throws nothing of its own, when a signal cannot be had. Safe from
-// any thread; a call may take seconds.
+namespace yox::device {
+
+// One sign that an organisation manages the device.
+struct ManagementSignal {
+  const char* name;    // "domain"
+  const char* source;  // where it is read, in a few words
+  bool (*query)();     // false when the source cannot be read
+};
+
+// The signals in the order in which IsDeviceManaged queries them.
+YOX_API std::span<const ManagementSignal> ManagementSignals();
+
+}  // namespace yox::device
+
+// Whether an organisation manages this device. There are only static operations; each is safe from
+// any thread, throws nothing of its own and may take seconds, since it asks the operating system.
 class YOX_API DeviceManagementStatus {
  public:
   DeviceManagementStatus() = delete;
 
+  // Returns true if one of the six signals is true. They are queried in their order until one is.
   static bool IsDeviceManaged();
 
-  // Whether the device's organisations are commercial: there is one, and none of them is in the
-  // table of others. Asked at every call.
+  // Returns true if the device belongs to organisations and all of them are commercial. Read again
+  // at every call.
   static bool IsDeviceClaimedInCommercialOrg();
 
- protected:  // for tests, and for whoever tells the signals apart
-  // Remembered for ever once the system has been asked, an error included.
+ private:
+  friend std::span<const yox::device::ManagementSignal> yox::device::ManagementSignals();
+
+  // Remembered until the process ends once the system has returned something, an error included.
   static bool IsJoinedToAnyDomain();
-  // Remembered for an hour. In the first hour after the device has started the answer is false
-  // without asking, on purpose: the clock that counts the hour starts with the device.
+  // Remembered for an hour. Returns false without querying in the first hour after the device has
+  // started, as required: the hour is counted from the steady clock's zero.
   static bool IsJoinedToAadDomain();
-  // Whether edition or product name hold "enterprise" or "edu", in any letter case. Remembered for
-  // ever.
+  // Whether the edition or product name contains "enterprise" or "edu", ignoring case. Remembered
+  // until the process ends.
   static bool IsEnterpriseOrEducationEdition();
-  // The registry's policy value; asked at every call.
+  // The registry's policy value; read again at every call.
   static bool IsGroupPolicySetForManagedDevice();
-  // Whether the management service runs. Remembered for an hour, the first hour as above.
+  // Whether the management service is running. Remembered for an hour; the first hour as above.
   static bool IsManagedBySCCM();
 
- private:
-  static const std::vector<yox::WString> nonCommercialOrgIds;
+  static const std::array<yox::WStringView, 2> nonCommercialOrgIds;  // in lower case
 };

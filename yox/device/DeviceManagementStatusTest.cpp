@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <string_view>
+
 #include "yox/device/DeviceManagementStatus.h"
 #include "yox/device/TestRecord.h"
 #include "yox/platform/clock/Clock.h"
@@ -18,14 +20,14 @@ using yox::platform::JoinAnswer;
 using Outcome = JoinAnswer::Outcome;
 using yox_test::InstalledDevice;
 
-class Status : public DeviceManagementStatus {
- public:
-  using DeviceManagementStatus::IsEnterpriseOrEducationEdition;
-  using DeviceManagementStatus::IsGroupPolicySetForManagedDevice;
-  using DeviceManagementStatus::IsJoinedToAadDomain;
-  using DeviceManagementStatus::IsJoinedToAnyDomain;
-  using DeviceManagementStatus::IsManagedBySCCM;
-};
+// The answer of one signal.
+bool Query(std::string_view name) {
+  for (const auto& signal : yox::device::ManagementSignals()) {
+    if (signal.name == name) return signal.query();
+  }
+  ADD_FAILURE() << "no signal " << name;
+  return false;
+}
 
 constexpr std::int64_t kHour = 3600;
 
@@ -109,10 +111,10 @@ TEST_F(DeviceManagementStatusTest, ADeviceWithoutAnySignalIsAskedAllAndNotManage
 TEST_F(DeviceManagementStatusTest, ADomainAnswerIsRememberedForEverAnErrorIncluded) {
   join_.domain = {Outcome::kAsked, 53, false};
   const yox_test::CapturedLog captured;
-  EXPECT_FALSE(Status::IsJoinedToAnyDomain());
+  EXPECT_FALSE(Query("domain"));
   join_.domain = {Outcome::kAsked, 0, true};
   device_->clock().Advance(100 * kHour);
-  EXPECT_FALSE(Status::IsJoinedToAnyDomain());
+  EXPECT_FALSE(Query("domain"));
   EXPECT_EQ(join_.domain_asked, 1);
   ASSERT_EQ(captured.Lines().size(), 1U);
   EXPECT_EQ(captured.Lines()[0].level, YOX::LogLevel::Error);
@@ -130,9 +132,9 @@ class FailedJoinTest : public DeviceManagementStatusTest,
 
 TEST_P(FailedJoinTest, IsLoggedAndAskedAgain) {
   join_.domain = join_.cloud = GetParam().answer;
-  const auto logged = [](bool (*ask)()) {
+  const auto logged = [](const char* signal) {
     const yox_test::CapturedLog captured;
-    EXPECT_FALSE(ask());
+    EXPECT_FALSE(Query(signal));
     std::string text;
     for (const auto& line : captured.Lines()) {
       EXPECT_EQ(line.level, YOX::LogLevel::Error);
@@ -141,15 +143,15 @@ TEST_P(FailedJoinTest, IsLoggedAndAskedAgain) {
     return text;
   };
   const std::string log = GetParam().log;
-  EXPECT_EQ(logged(Status::IsJoinedToAnyDomain),
+  EXPECT_EQ(logged("domain"),
             log.empty() ? "" : "DeviceManagementStatus::IsJoinedToAnyDomain" + log);
   if (GetParam().answer.outcome != Outcome::kNoHostName) {
-    EXPECT_EQ(logged(Status::IsJoinedToAadDomain),
+    EXPECT_EQ(logged("cloud_device"),
               log.empty() ? "" : "DeviceManagementStatus::IsJoinedToAadDomain" + log);
   }
   join_.domain = join_.cloud = {Outcome::kAsked, 0, true};
-  EXPECT_TRUE(Status::IsJoinedToAnyDomain());
-  EXPECT_TRUE(Status::IsJoinedToAadDomain());
+  EXPECT_TRUE(Query("domain"));
+  EXPECT_TRUE(Query("cloud_device"));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -164,34 +166,34 @@ INSTANTIATE_TEST_SUITE_P(
     yox_test::RowName());
 
 TEST_F(DeviceManagementStatusTest, ACloudJoinIsAskedAtMostOnceAnHour) {
-  EXPECT_FALSE(Status::IsJoinedToAadDomain());
+  EXPECT_FALSE(Query("cloud_device"));
   join_.cloud.joined = true;
   device_->clock().Advance(kHour - 1);
-  EXPECT_FALSE(Status::IsJoinedToAadDomain());
+  EXPECT_FALSE(Query("cloud_device"));
   EXPECT_EQ(join_.cloud_asked, 1);
   device_->clock().Advance(1);
-  EXPECT_TRUE(Status::IsJoinedToAadDomain());
+  EXPECT_TRUE(Query("cloud_device"));
   EXPECT_EQ(join_.cloud_asked, 2);
 }
 
 TEST_F(DeviceManagementStatusTest, TheManagementServiceIsAskedAtMostOnceAnHour) {
   services_.running = true;
-  EXPECT_TRUE(Status::IsManagedBySCCM());
+  EXPECT_TRUE(Query("management_service"));
   services_.running = false;
-  EXPECT_TRUE(Status::IsManagedBySCCM());
+  EXPECT_TRUE(Query("management_service"));
   EXPECT_EQ(services_.asked, 1);
   device_->clock().Advance(kHour);
-  EXPECT_FALSE(Status::IsManagedBySCCM());
+  EXPECT_FALSE(Query("management_service"));
 }
 
 TEST(DeviceManagementTest, InTheFirstHourOfTheDeviceNobodyIsAsked) {
   InstalledDevice device(R"({"clock": {"now": "2026-03-01T12:00:00", "uptime_seconds": 3599},
       "join": {"cloud_device": true}, "services": {"ccmexec": "running"}})");
-  EXPECT_FALSE(Status::IsJoinedToAadDomain());
-  EXPECT_FALSE(Status::IsManagedBySCCM());
+  EXPECT_FALSE(Query("cloud_device"));
+  EXPECT_FALSE(Query("management_service"));
   device->clock().Advance(1);
-  EXPECT_TRUE(Status::IsJoinedToAadDomain());
-  EXPECT_TRUE(Status::IsManagedBySCCM());
+  EXPECT_TRUE(Query("cloud_device"));
+  EXPECT_TRUE(Query("management_service"));
 }
 
 // Each signal of its own makes the device managed; none does not.
@@ -268,13 +270,13 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(DeviceManagementTest, PolicyAndSubscriptionsAreSeenAtOnce) {
   InstalledDevice device(Profile(""));
-  EXPECT_FALSE(Status::IsGroupPolicySetForManagedDevice());
+  EXPECT_FALSE(Query("policy"));
   yox::platform::RegistryKey key;
   key.root = HKEY_LOCAL_MACHINE;
   key.path = "SOFTWARE\\Policies\\Tervan\\YOX"_w;
   device->registry().CreateKey(key);
   device->registry().SetValue(key, "IsManagedDevice"_w, yox::platform::RegistryValue::Dword(1));
-  EXPECT_TRUE(Status::IsGroupPolicySetForManagedDevice());
+  EXPECT_TRUE(Query("policy"));
 
   EXPECT_FALSE(DeviceManagementStatus::IsDeviceClaimedInCommercialOrg());
   key.path = "SOFTWARE\\Tervan\\YOX\\Organisation"_w;
@@ -287,9 +289,9 @@ TEST(DeviceManagementTest, PolicyAndSubscriptionsAreSeenAtOnce) {
 
 TEST(DeviceManagementTest, TheEditionIsRememberedForEver) {
   InstalledDevice device(Profile(R"("os": {"edition_id": "Core"})"));
-  EXPECT_FALSE(Status::IsEnterpriseOrEducationEdition());
+  EXPECT_FALSE(Query("edition"));
   device->Change([](DeviceProfile& profile) { profile.os.edition_id = "Enterprise"_w; });
-  EXPECT_FALSE(Status::IsEnterpriseOrEducationEdition());
+  EXPECT_FALSE(Query("edition"));
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 
 #include "yox/base/Log.h"
 #include "yox/base/String.h"
+#include "yox/base/ThreadSafety.h"
 #include "yox/platform/Platform.h"
 #include "yox/platform/system/ManagementQueries.h"
 
@@ -13,6 +14,8 @@ namespace {
 
 using platform::ManagementAnswer;
 using platform::ManagementRow;
+using yox::Mutex;
+using yox::MutexLock;
 using Step = ManagementAnswer::Step;
 
 constexpr const char* kName = "YOX::Environment::GetOsDescription";
@@ -43,14 +46,26 @@ void LogFailure(const ManagementAnswer& answer) {
   }
 }
 
+// The caption once it is known. Never destroyed: it may be read while the process ends.
+struct RememberedCaption {
+  Mutex mutex;
+  std::string text YOX_GUARDED_BY(mutex);
+};
+RememberedCaption& Remembered() {
+  static auto* const caption = new RememberedCaption;
+  return *caption;
+}
+
 }  // namespace
 
-std::string Environment::osDescription_;
-
 void Environment::GetOsDescription(std::string& out) {
-  if (!osDescription_.empty()) {
-    out = osDescription_;
-    return;
+  RememberedCaption& remembered = Remembered();
+  {
+    const MutexLock lock(remembered.mutex);
+    if (!remembered.text.empty()) {
+      out = remembered.text;
+      return;
+    }
   }
   const ManagementAnswer answer = platform::Platform::Get().management_queries().Ask(
       "ROOT\\CIMV2"_wv, "SELECT Caption FROM Win32_OperatingSystem"_wv, "Caption"_wv);
@@ -61,9 +76,10 @@ void Environment::GetOsDescription(std::string& out) {
     } else if (caption == nullptr) {
       g_log.d("%s Wrong format for OS name!", kName);
     } else {
-      osDescription_ = String::UTF16ToUTF8(*caption);
-      out = osDescription_;
-      g_log.d("%s OS name is: %s", kName, osDescription_);
+      out = String::UTF16ToUTF8(*caption);
+      g_log.d("%s OS name is: %s", kName, out);
+      const MutexLock lock(remembered.mutex);
+      remembered.text = out;
     }
   }
   LogFailure(answer);

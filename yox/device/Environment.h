@@ -10,13 +10,10 @@ class YOX_API Environment {
  public:
   Environment() = delete;
 
-  // The operating system's caption as UTF-8, asked of the system once and remembered until the
-  // process ends; `out` stays as it was when it cannot be had. Unguarded on purpose: calls must not
-  // overlap.
+  // Sets `out` to the operating system's caption, UTF-8: "Microsoft Windows 11 Pro". Leaves it
+  // unchanged and logs why if the caption cannot be read. The first caption is remembered until the
+  // process ends; a failure is not. Safe from any thread.
   static void GetOsDescription(std::string& out);
-
- private:
-  static std::string osDescription_;
 };
 
 }  // namespace YOX

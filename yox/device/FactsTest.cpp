@@ -38,7 +38,7 @@ TEST(DeviceFactsTest, ValuesComeFromTheDevice) {
   EXPECT_EQ(values["region.country_code"], "US");
   EXPECT_EQ(values["identity.machine_type"], "FA14");
   EXPECT_EQ(values["identity.mtm"], "FA14-2210");
-  EXPECT_EQ(values["identity.architecture"], 9);
+  EXPECT_EQ(values["identity.architecture"].asUInt(), 9U);
   EXPECT_EQ(values["identity.legacy_device_id"], "1A00AD57-1D9D-5E3E-BCD7-A6C44957DF08");
   EXPECT_EQ(values["management.managed"], false);
   EXPECT_EQ(values["management.edition"], false);

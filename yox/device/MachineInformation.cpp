@@ -1,19 +1,24 @@
 #include "yox/device/MachineInformation.h"
 
+#include <utility>
+
 #include "yox/base/Log.h"
+#include "yox/foundation/YOXHelperFactory.h"
 
 using YOX::g_log;
 using yox::WString;
 
 constinit std::atomic<MachineInformation*> MachineInformation::machine_information_{nullptr};
-std::mutex MachineInformation::instance_mutex_;
+constinit yox::Mutex MachineInformation::instance_mutex_;
 
+// Double-checked locking: the acquire load pairs with the release store. The pointer is published
+// before the record is filled, as the header promises.
 MachineInformation* MachineInformation::GetInstance() {
   if (auto* const instance = machine_information_.load(std::memory_order_acquire)) return instance;
 
   constexpr const char* kName = "MachineInformation::GetInstance";
   g_log.d("%s Acquring lock for first time object creatin of machine info", kName);
-  const std::lock_guard lock(instance_mutex_);
+  const yox::MutexLock lock(instance_mutex_);
   if (machine_information_.load(std::memory_order_relaxed) == nullptr) {
     g_log.d("%s Creating object of machine info", kName);
     auto* const instance = new MachineInformation;
@@ -23,28 +28,59 @@ MachineInformation* MachineInformation::GetInstance() {
   return machine_information_.load(std::memory_order_relaxed);
 }
 
+std::shared_ptr<MachineInformation> MachineInformation::GetShared() {
+  static const std::shared_ptr<MachineInformation> shared(GetInstance());
+  return shared;
+}
+
+std::shared_ptr<MachineInformation> MachineInformation::Publish() {
+  std::shared_ptr<MachineInformation> record = GetShared();
+  yox::YOXHelperFactory::GetInstance()->SetMachineInformationAgent(record);
+  return record;
+}
+
 MachineInformation::MachineInformation() = default;
 
-MachineInformation::MachineInformation(const MachineInformation& other)
-    : texts_(other.texts_),
-      device_extension_keyvalue_(other.device_extension_keyvalue_),
-      gpu_names_(other.gpu_names_),
-      os_is_s_mode_(other.os_is_s_mode_),
-      initialized_(other.initialized_) {}
+MachineInformation::MachineInformation(const MachineInformation& other) : MachineInformation() {
+  *this = other;
+}
 
 MachineInformation& MachineInformation::operator=(const MachineInformation& other) {
   if (this == &other) return *this;
   texts_ = other.texts_;
-  device_extension_keyvalue_ = other.device_extension_keyvalue_;
-  gpu_names_ = other.gpu_names_;
-  serial_number_bucket_ = -1;
-  os_is_s_mode_ = other.os_is_s_mode_;
-  initialized_ = other.initialized_;
+  device_extension_keyvalue(other.device_extension_keyvalue());
+  List names = other.gpu_names();
+  {
+    const yox::MutexLock lock(lists_mutex_);
+    gpu_names_.swap(names);
+  }
+  remember_serial_number_bucket(-1);
+  set_os_is_s_mode(other.os_is_s_mode());
+  initialized_.store(other.initialized_.load());
   return *this;
 }
 
 MachineInformation::~MachineInformation() {
   g_log.d("%s Machine info destructor called", "MachineInformation::~MachineInformation");
+}
+
+bool MachineInformation::IsInstance() const {
+  return this == machine_information_.load(std::memory_order_relaxed);
+}
+
+MachineInformation::List MachineInformation::device_extension_keyvalue() const {
+  const yox::MutexLock lock(lists_mutex_);
+  return device_extension_keyvalue_;
+}
+
+void MachineInformation::device_extension_keyvalue(List value) {
+  const yox::MutexLock lock(lists_mutex_);
+  device_extension_keyvalue_.swap(value);
+}
+
+MachineInformation::List MachineInformation::gpu_names() const {
+  const yox::MutexLock lock(lists_mutex_);
+  return gpu_names_;
 }
 
 int MachineInformation::SanitizeString(std::string& /*text*/) { return 0; }

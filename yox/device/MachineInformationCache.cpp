@@ -17,9 +17,8 @@ constexpr yox::WStringView MachineInformation::s_MachineInformationFileName =
     "\\MachineInformationCached.json"_wv;
 
 void MachineInformation::Initialize() {
-  const std::lock_guard lock(lock_);
-  if (initialized_) return;
-  initialized_ = true;
+  const yox::RecursiveMutexLock lock(lock_);
+  if (initialized_.exchange(true)) return;
   FileSystem::createDirectory(yox::device::CachePath({}), true);
   if (!LoadMachineInformationFromFile()) {
     ReadMachineInformation(false);
@@ -29,7 +28,7 @@ void MachineInformation::Initialize() {
 
 void MachineInformation::ReInitialize(bool force) {
   if (!force) return;
-  const std::lock_guard lock(lock_);
+  const yox::RecursiveMutexLock lock(lock_);
   ReadMachineInformation(force);
   SaveMachineInformationToFile();
 }
@@ -59,7 +58,7 @@ std::string MachineInformation::Serialize() {
     Json::Value root;
     for (const yox::device::CacheKey& key : yox::device::kCacheKeys) {
       if (!key.text) {
-        root[key.name] = os_is_s_mode_;
+        root[key.name] = os_is_s_mode();
       } else if (*key.text == Text::device_manufacturer) {
         root[key.name] = String::UTF16ToUTF8(device_manufacturer());  // may be overridden
       } else {
@@ -80,7 +79,7 @@ void MachineInformation::DeSerialize(const std::string& text) {
       if (key.text) {
         Set(*key.text, String::UTF8ToUTF16(root[key.name].asString()));
       } else {
-        os_is_s_mode_ = root[key.name].asBool();
+        set_os_is_s_mode(root[key.name].asBool());
       }
     }
   } catch (...) {  // NOLINT(bugprone-empty-catch): what was read so far stays

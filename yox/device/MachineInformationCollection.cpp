@@ -28,7 +28,7 @@ using yox::platform::Platform;
 
 namespace {
 
-// Three tests that each find most of what only looks like a graphics processor.
+// Three tests, each of which alone finds most adapters that are not real graphics processors.
 bool IsGraphicsHardware(const DisplayAdapter& adapter) {
   return !adapter.software &&
          adapter.description.find("Microsoft Basic Render Driver"_wv) == WString::npos &&
@@ -83,7 +83,7 @@ void MachineInformation::ReadMachineInformation(bool force) {
     std::string caption;
     YOX::Environment::GetOsDescription(caption);
     set_os_description(String::UTF8ToUTF16(caption));
-  } catch (...) {  // NOLINT(bugprone-empty-catch): the collection ends where its source failed
+  } catch (...) {  // NOLINT(bugprone-empty-catch): the collection ends where a source failed
   }
 }
 
@@ -135,8 +135,11 @@ void MachineInformation::CollectGpuNames() {
     g_log.e("%s Failed to collect GPU names using DXGI", kName);
     return;
   }
-  gpu_names_ = std::move(names);
-  for (const WString& name : gpu_names_) g_log.d("%s GPU Name : %s", kName, name);
+  {
+    const yox::MutexLock lock(lists_mutex_);
+    gpu_names_ = names;
+  }
+  for (const WString& name : names) g_log.d("%s GPU Name : %s", kName, name);
 }
 
 void MachineInformation::CollectAdditionalInfo(bool with_npu) {

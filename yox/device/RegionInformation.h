@@ -7,43 +7,46 @@
 
 class MachineInformation;
 
-// The device's country and language. They come from settings of the user, which a service that runs
-// before anybody has logged on cannot read; so they are kept in a file, refreshed while a user is
-// logged on and taken from the file otherwise.
+// The texts, in their order: member, and source as `yoxctl device` shows it.
+// clang-format off
+#define YOX_REGION_TEXTS(X)                                                             \
+  X(region_name, "locale")                            /* "United States" */             \
+  X(country_name, "locale")                           /* "United States" */             \
+  X(country_code, "locale")                           /* "US" */                        \
+  X(language_name, "locale")                          /* "English (United States)" */   \
+  X(language_code, "locale")                          /* "en-US" */                     \
+  X(region_info_datetime, "clock, at the last reading")
+// clang-format on
+
+// The device's country and language. They are settings of the user, which a service that runs
+// before anybody has logged on cannot read. So they are read while a user is logged on and kept in
+// the file "RegionInformationCached.json"; otherwise the file is used.
 //
-// A process-wide object that can be copied by value. Nothing is logged or thrown. Unguarded on
-// purpose: accessors and refreshes must not overlap, but for the first `GetInstance`.
+// A process-wide singleton that can also be copied by value; a copy is a snapshot. Nothing is
+// logged or thrown. Not thread-safe, by design: only the first `GetInstance` may be called from
+// several threads; accessors and refreshes must not overlap.
 class YOX_API RegionInformation {
  public:
-  // Built by the first call, from the file if it can be read; lives until the process ends.
+  // Returns the singleton, never null. The first call fills it, from the file if that can be read;
+  // it lives until the process ends.
   static RegionInformation* GetInstance();
 
   RegionInformation(const RegionInformation&) = default;
   RegionInformation& operator=(const RegionInformation&) = default;
 
-  // Reads anew, and writes the file, while a user is logged on. Without one the file is read again;
-  // without a file too, the values are read and kept in memory only.
+  // Reads the values again and writes the file if a user is logged on. Otherwise reads the file; if
+  // there is none either, the values are read and kept in memory only.
   void ReInitialize() { Init(true); }
 
-  // Getters return copies.
-  yox::WString region_name() const { return region_name_; }      // "United States"
-  yox::WString country_name() const { return country_name_; }    // "United States"
-  yox::WString country_code() const { return country_code_; }    // "US"
-  yox::WString language_name() const { return language_name_; }  // "English (United States)"
-  yox::WString language_code() const { return language_code_; }  // "en-US"
-  yox::WString region_info_datetime() const {
-    return region_info_datetime_;
-  }  // of the last reading
-
-  void set_region_name(const yox::WString& value) { region_name_ = value; }
-  void set_country_name(const yox::WString& value) { country_name_ = value; }
-  void set_country_code(const yox::WString& value) { country_code_ = value; }
-  void set_language_name(const yox::WString& value) { language_name_ = value; }
-  void set_language_code(const yox::WString& value) { language_code_ = value; }
-  void set_region_info_datetime(const yox::WString& value) { region_info_datetime_ = value; }
+  // One getter per text, which returns a copy, and one setter with `set_` before the name.
+#define YOX_ACCESSORS(name, ...)                \
+  yox::WString name() const { return name##_; } \
+  void set_##name(const yox::WString& value) { name##_ = value; }
+  YOX_REGION_TEXTS(YOX_ACCESSORS)
+#undef YOX_ACCESSORS
 
  private:
-  friend class MachineInformation;  // a forced collection refreshes this too
+  friend class MachineInformation;  // a forced collection calls Init
 
   struct Field;
   static const Field kFields[];
@@ -58,10 +61,7 @@ class YOX_API RegionInformation {
   std::string Serialize() const;
   void DeSerialize(const std::string& text);
 
-  yox::WString region_name_;
-  yox::WString country_name_;
-  yox::WString country_code_;
-  yox::WString language_name_;
-  yox::WString language_code_;
-  yox::WString region_info_datetime_;
+#define YOX_MEMBER(name, ...) yox::WString name##_;
+  YOX_REGION_TEXTS(YOX_MEMBER)
+#undef YOX_MEMBER
 };

@@ -2,7 +2,6 @@
 
 #include "yox/base/String.h"
 #include "yox/device/MachineInformation.h"
-#include "yox/foundation/YOXHelperFactory.h"
 #include "yox/platform/registry/Registry.h"
 #include "yox/platform/registry/RegistryPlatform.h"
 #include "yox/tags/AppAndTagCollection.h"
@@ -208,9 +207,7 @@ TEST_P(AppAndTagCollectionTest, TheListIsThatOfRegistryAdaptersAndManagementInTh
             "a:1, Device.Usage.IsManagedDevice:stored, Device.Usage.IsManagedDevice:false, ")
       << "without a record no adapters, and nothing is merged";
 
-  std::shared_ptr<MachineInformation> record(MachineInformation::GetInstance(),
-                                             [](MachineInformation*) {});
-  yox::YOXHelperFactory::GetInstance()->SetMachineInformationAgent(record);
+  const std::shared_ptr<MachineInformation> record = MachineInformation::Publish();
   device().Change([](yox::platform::DeviceProfile& profile) {
     yox::platform::DisplayAdapter adapter;
     adapter.description = "Intel(R) Arc(TM)"_w;
