@@ -1,5 +1,6 @@
-#include <algorithm>
 #include <exception>
+#include <unordered_set>
+#include <utility>
 
 #include "yox/policy/BuiltInTrust.h"
 #include "yox/policy/PlatformPolicy.h"
@@ -10,14 +11,22 @@ using namespace yox::literals;
 
 namespace {
 
-void Add(PlatformPolicy::List& list, WStringView entry) {
-  if (std::ranges::find(list, entry) == list.end()) list.emplace_back(entry);
+using List = PlatformPolicy::List;
+
+// Appends the entries that the list does not contain yet, each once, in their order. Takes time in
+// proportion to both lists. `entries` may be the list itself.
+void AddMissing(List& list, const List& entries) {
+  std::unordered_set<WStringView> known(list.begin(), list.end());
+  List added;
+  added.reserve(entries.size());  // moving a short string would invalidate its view
+  for (const WString& entry : entries) {
+    if (!known.contains(entry)) known.insert(added.emplace_back(entry));
+  }
+  for (WString& entry : added) list.push_back(std::move(entry));
 }
 
-void AddAll(PlatformPolicy::List& list, const PlatformPolicy::List& entries) {
-  for (const WString& entry : entries) Add(list, entry);
-}
-
+// The base64 text as PEM. It is not split into lines, and text that is PEM already is wrapped
+// again.
 WString WrapKey(WStringView base64) {
   WString pem = "-----BEGIN PUBLIC KEY-----\n"_w;
   pem += base64;
@@ -25,13 +34,18 @@ WString WrapKey(WStringView base64) {
   return pem;
 }
 
+List WrapKeys(const List& keys) {
+  List wrapped;
+  wrapped.reserve(keys.size());
+  for (const WString& key : keys) wrapped.push_back(WrapKey(key));
+  return wrapped;
+}
+
 }  // namespace
 
 void PlatformPolicy::accumulatePlatformPolicy(const PlatformPolicy& other, bool overrideBaseUris) {
   constexpr const char* kFunction = "PlatformPolicy::accumulatePlatformPolicy";
   try {
-    // Merged into itself, a record would grow while it is read.
-    if (this == &other) return accumulatePlatformPolicy(PlatformPolicy(other), overrideBaseUris);
     if (log_ != nullptr) {
       log_->d("%s, accumulatePlatformPolicy with overrideBaseUris :: %d", kFunction,
               overrideBaseUris);
@@ -56,10 +70,11 @@ void PlatformPolicy::accumulatePlatformPolicy(const PlatformPolicy& other, bool 
       log_->d("%s allow self signed cert set to %d ", kFunction, allow_self_signed_cert_);
     }
     if (!other.config_pull_triggers_.empty()) config_pull_triggers_ = other.config_pull_triggers_;
-    for (const WString& key : other.jws_pubkey_) Add(jws_pubkey_, WrapKey(key));
-    AddAll(tls_rootca_thumbprint_list_, other.tls_rootca_thumbprint_list_);
-    AddAll(tls_leaf_cn_list_, other.tls_leaf_cn_list_);
-    AddAll(device_subscription_list_, other.device_subscription_list_);
+    AddMissing(jws_pubkey_, WrapKeys(other.jws_pubkey_));
+    AddMissing(tls_rootca_thumbprint_list_, other.tls_rootca_thumbprint_list_);
+    AddMissing(tls_leaf_cn_list_, other.tls_leaf_cn_list_);
+    AddMissing(device_subscription_list_, other.device_subscription_list_);
+    // Required to be unconditional, unlike the two texts above.
     device_auth_type_ = other.device_auth_type_;
   } catch (const std::exception& exception) {
     if (log_ != nullptr) log_->e("%s, Exception: %s", kFunction, exception.what());
@@ -69,9 +84,9 @@ void PlatformPolicy::accumulatePlatformPolicy(const PlatformPolicy& other, bool 
 void PlatformPolicy::accumulateCertificateThumbprints() {
   constexpr const char* kFunction = "PlatformPolicy::accumulateCertificateThumbprints";
   try {
-    for (const auto& root : yox::policy::TrustedRoots()) {
-      Add(tls_rootca_thumbprint_list_, root.thumbprint);
-    }
+    List thumbprints;
+    for (const auto& root : yox::policy::TrustedRoots()) thumbprints.emplace_back(root.thumbprint);
+    AddMissing(tls_rootca_thumbprint_list_, thumbprints);
   } catch (const std::exception& exception) {
     if (log_ != nullptr) log_->e("%s, Exception: %s", kFunction, exception.what());
   }
@@ -81,7 +96,7 @@ void PlatformPolicy::accumulateServerValidationConstants() {
   constexpr const char* kFunction = "PlatformPolicy::accumulateServerValidationConstants";
   try {
     accumulateCertificateThumbprints();
-    Add(jws_pubkey_, WrapKey(yox::policy::PublicKey()));
+    AddMissing(jws_pubkey_, {WrapKey(yox::policy::PublicKey())});
   } catch (const std::exception& exception) {
     if (log_ != nullptr) log_->e("%s, Exception: %s", kFunction, exception.what());
   }

@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "yox/base/String.h"
 #include "yox/policy/BuiltInTrust.h"
 #include "yox/policy/PlatformPolicy.h"
 
@@ -59,13 +60,42 @@ TEST(PolicyAccumulationTest, OverrideWithEmptyUrisEmptiesThem) {
   EXPECT_EQ(Uris(policy), List(8));
 }
 
-TEST(PolicyAccumulationTest, IntoItselfChangesNoUri) {
+TEST(PolicyAccumulationTest, IntoItselfWrapsEachKeyOnceAndAddsNothingElse) {
+  // Many of each, so that a list that grew while it is read would be moved.
+  List keys, wrapped, others;
+  for (int i = 0; i < 1000; ++i) {
+    keys.push_back("key "_w + YOX::String::UTF8ToUTF16(std::to_string(i)));
+    wrapped.push_back(Pem(keys.back()));
+    others.push_back("entry "_w + YOX::String::UTF8ToUTF16(std::to_string(i)));
+  }
   PlatformPolicy policy = Base();
-  policy.set_jws_pubkey({"key"_w});
+  policy.set_jws_pubkey(keys);
+  policy.set_tls_rootca_thumbprint_list(others);
+  policy.set_tls_leaf_cn_list(others);
+  policy.set_device_subscription_list(others);
   policy.accumulatePlatformPolicy(policy, true);
+  List all = keys;
+  all.insert(all.end(), wrapped.begin(), wrapped.end());
+  EXPECT_EQ(policy.jws_pubkey(), all);
+  EXPECT_EQ(policy.tls_rootca_thumbprint_list(), others);
+  EXPECT_EQ(policy.tls_leaf_cn_list(), others);
+  EXPECT_EQ(policy.device_subscription_list(), others);
   EXPECT_EQ(Uris(policy), Uris(Base()));
-  EXPECT_EQ(policy.tls_rootca_thumbprint_list(), List{"aa"_w});
-  EXPECT_EQ(policy.jws_pubkey(), (List{"key"_w, Pem("key"_w)}));
+}
+
+TEST(PolicyAccumulationTest, EntryThatTheOtherHasTwiceIsAddedOnce) {
+  PlatformPolicy other;
+  other.set_tls_leaf_cn_list({"b"_w, "a"_w, "b"_w, "leaf"_w, "a"_w});
+  PlatformPolicy policy = Base();
+  policy.accumulatePlatformPolicy(other, false);
+  EXPECT_EQ(policy.tls_leaf_cn_list(), (List{"leaf"_w, "b"_w, "a"_w}));
+}
+
+TEST(PolicyAccumulationTest, RepeatsThatTheListHasStay) {
+  PlatformPolicy policy = Base();
+  policy.set_tls_leaf_cn_list({"a"_w, "a"_w});
+  policy.accumulatePlatformPolicy(policy, false);
+  EXPECT_EQ(policy.tls_leaf_cn_list(), (List{"a"_w, "a"_w}));
 }
 
 TEST(PolicyAccumulationTest, SelfSignedSettingIsTakenBackByOverrideAlone) {
@@ -84,7 +114,7 @@ TEST(PolicyAccumulationTest, SelfSignedSettingIsTakenBackByOverrideAlone) {
   }
 }
 
-TEST(PolicyAccumulationTest, ListsGrowByWhatTheyDoNotHoldYet) {
+TEST(PolicyAccumulationTest, ListsGrowByTheEntriesTheyMiss) {
   PlatformPolicy policy = Base();
   policy.accumulatePlatformPolicy(Other(), false);
   EXPECT_EQ(policy.jws_pubkey(), (List{Pem("key 1"_w), Pem("key 2"_w)}));
@@ -171,7 +201,7 @@ TEST(PolicyAccumulationTest, FailureIsLoggedAndLeavesWhatWasMerged) {
   EXPECT_TRUE(policy.jws_pubkey().empty());
 }
 
-TEST(BuiltInTrustTest, StandsBehindWhatDocumentsBrought) {
+TEST(BuiltInTrustTest, ComesAfterTheEntriesOfDocuments) {
   PlatformPolicy policy = Base();
   policy.accumulatePlatformPolicy(Other(), false);
   const auto before = policy.tls_rootca_thumbprint_list().size();
