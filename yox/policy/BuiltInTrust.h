@@ -4,7 +4,7 @@
 
 #include "yox/base/WString.h"
 
-// The trust that is compiled into the library. docs/policy.md says how a build gets its own.
+// The trust that is compiled into the library. docs/policy.md describes how a build gets its own.
 namespace yox::policy {
 
 struct TrustedRoot {
@@ -12,9 +12,11 @@ struct TrustedRoot {
   yox::WStringView thumbprint;  // SHA-256, 64 lower-case hexadecimal digits
 };
 
+// 33 root certificates.
 std::span<const TrustedRoot> TrustedRoots();
 
-// Of the service that signs: the base64 text of a SubjectPublicKeyInfo, the body of a PEM file.
+// The public key of the service that signs documents and tokens: the base64 text of a
+// SubjectPublicKeyInfo, which is the body of a PEM file.
 yox::WStringView PublicKey();
 
 }  // namespace yox::policy

@@ -7,7 +7,8 @@
 #include "yox/base/Log.h"
 #include "yox/base/WString.h"
 
-// The fields, in their order, and what their getters return: a copy or a reference.
+// The fields in their order. The getter of a COPY returns a copy, that of a REFERENCE a constant
+// reference.
 // clang-format off
 #define YOX_POLICY_TEXTS(COPY, REFERENCE) \
   COPY(config_pull_triggers)              \
@@ -29,17 +30,18 @@
 // clang-format on
 
 // Which servers the client talks to and how it trusts them. The effective policy is built up: a
-// record starts from what is stored, receives what each later document adds, and last the trust
-// that is built into the library.
+// record starts from the stored document, `accumulatePlatformPolicy` adds each later document, and
+// `accumulateServerValidationConstants` adds the trust that is built into the library last.
 //
-// A record belongs to one thread at a time; nothing here takes a lock.
+// Texts are UTF-16. Not thread-safe: a record belongs to one thread at a time.
 class YOX_API PlatformPolicy {
  public:
   using List = std::vector<yox::WString>;
 
-  // Without a log (not owned) the record logs nothing.
+  // An empty record. `log` is not owned, must outlive the record and may be null; the record then
+  // logs nothing.
   explicit PlatformPolicy(YOX::Log* log = nullptr);
-  // All but the MQTT chain, which stays empty.
+  // Sets every field except mqtt_chain_pem64, which stays empty.
   PlatformPolicy(const yox::WString& config_pull_triggers,
                  const yox::WString& enterprise_auth_baseuri,
                  const yox::WString& consumer_auth_baseuri, const yox::WString& api_baseuri,
@@ -52,40 +54,49 @@ class YOX_API PlatformPolicy {
   PlatformPolicy(const PlatformPolicy& other);
   virtual ~PlatformPolicy();
 
-  // Both assign to newly made records only: texts, flag and log are replaced, but the lists of
-  // `other` are put behind those that stand, equal entries included. Moving copies.
-  void operator=(const PlatformPolicy& other);  // NOLINT: answers nothing
+  // Replace texts, flag and log, but append the four lists of `other` to those of this record,
+  // equal entries included: assign to newly created records only. Moving copies. Assigning a record
+  // to itself changes nothing.
+  void operator=(const PlatformPolicy& other);  // NOLINT: required to return nothing
   PlatformPolicy& operator=(PlatformPolicy&& other) noexcept(false);
 
-  // Read a policy document, or the trust list alone of a server's response. `wrapped` says whether
-  // the fields stand below "yox_config", "platform_policy" or in the root. Missing keys are empty
-  // fields; malformed JSON gives an empty record; a value of a type that cannot be converted ends
-  // the reading, and the record holds what was read before it. They raise nothing but a lack of
-  // memory.
+  // Reads a policy document. `wrapped` says whether its fields are below "yox_config",
+  // "platform_policy", or in the root. A missing key gives an empty field; text that is not JSON
+  // gives an empty record; a value that cannot be converted to its field's type ends the reading,
+  // and the record keeps what was read before. Throws only std::bad_alloc.
   static PlatformPolicy DeSerialize(const yox::WString& json, bool wrapped);
+  // Reads the list of trusted roots, and nothing else, from a server's response.
   static PlatformPolicy DeSerializePlatformPolicyResponse(const yox::WString& json);
 
-  // Adds `other` to this record. Lists grow by what they do not hold yet, public keys wrapped as
-  // PEM; the chain and the pull triggers are replaced unless empty, the way of authentication
-  // always. `overrideBaseUris` replaces all URIs, empty ones too, and the self-signed setting,
-  // which else can only be switched on. Raises nothing: a failure is logged, and what was merged
-  // stays.
+  // Adds `other`, which may be this record, to this record:
+  // - a list grows by the entries of `other` that it does not contain, compared exactly; public
+  // keys
+  //   are wrapped as PEM first. This takes time in proportion to the two lists;
+  // - mqtt_chain_pem64 and config_pull_triggers are replaced unless those of `other` are empty;
+  // - device_auth_type is replaced in any case;
+  // - with `overrideBaseUris` all URIs are replaced, by empty ones too, and the self-signed
+  // setting;
+  //   without, URIs stay and the setting can only change from false to true.
+  // Throws nothing: a failure is logged, and what was merged until then stays.
   void accumulatePlatformPolicy(const PlatformPolicy& other, bool overrideBaseUris);
-  // Adds the trust that is built in: root certificates and the public key. Raises nothing.
+  // Adds the built-in root certificates and public key. Throws nothing.
   void accumulateServerValidationConstants();
 
-  // Brings the certificate files in line with the chain: stores it, or deletes the stored one when
-  // there is none. Answers whether that was done; raises nothing.
+  // Brings the certificate files in line with mqtt_chain_pem64: stores the chain and rebuilds the
+  // combined file, or, if it is empty, deletes the stored chain. Returns whether the chain was
+  // stored or deleted; a combined file that could not be rebuilt is logged only. Throws nothing.
+  // Calls on several threads must not overlap.
   //
-  // The stored chain is swapped in whole: whoever reads, and whatever ends the process, finds the
-  // former one or the new one, never readable by other accounts. The combined file is written in
-  // place: a reader may find it absent, short, or not yet cleaned of expired certificates, and so
-  // it stays when the process ends in the middle, until the next store.
+  // Each file is written under another name and then renamed, so a reader finds the former file or
+  // the new one, whole, whenever this process ends. Only the file's owner can read the stored
+  // chain.
   bool updateMqttCertChain();
 
-  // The path of the service that hands out policies, to be put behind a base URI.
+  // The path of the policy service, to be appended to a base URI.
   yox::WString get_platform_policy_url() const { return platform_policy_url_; }
 
+  // One getter per field, and one setter with `set_` before the name. A reference is valid until
+  // the field is set.
 #define YOX_COPIED(Type, name)          \
   Type name() const { return name##_; } \
   void set_##name(const Type& value) { name##_ = value; }
@@ -106,7 +117,7 @@ class YOX_API PlatformPolicy {
   void set_allow_self_signed_cert(bool value) { allow_self_signed_cert_ = value; }
 
  private:
-  struct Fields;  // the table of the document's keys
+  struct Fields;  // a row of the table of the document's keys
 
   void accumulateCertificateThumbprints();
   bool storeMqttCertChain();

@@ -12,7 +12,7 @@ using yox::WString;
 
 namespace {
 
-// Null when the text is not JSON. Throws when it is nested too deeply.
+// Returns null if the text is not JSON. Throws Json::Exception if it is nested too deeply.
 Json::Value Parse(const WString& json) {
   const std::string utf8 = String::UTF16ToUTF8(json);
   const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
@@ -31,7 +31,7 @@ PlatformPolicy::List ToList(const Json::Value& value) {
   return list;
 }
 
-// Of the wrapped form, whose fields stand in there.
+// The object that has the fields in the wrapped form.
 const Json::Value& Unwrap(const Json::Value& document) {
   return document["yox_config"]["platform_policy"];
 }
@@ -39,18 +39,18 @@ const Json::Value& Unwrap(const Json::Value& document) {
 }  // namespace
 
 struct PlatformPolicy::Fields {
-  const char* section;  // null: beside the sections
+  const char* section;  // null: not in a section
   const char* key;
   WString PlatformPolicy::*text = nullptr;
   List PlatformPolicy::*list = nullptr;
   bool PlatformPolicy::*flag = nullptr;
-  // Stands where the wrapped form has it even in the flat form.
+  // Required: read from its place in the wrapped form even in the flat form.
   bool always_wrapped = false;
 
   static const Fields kTable[16];
 };
 
-// In reading order, which shows where a value that cannot be converted ends the reading.
+// In reading order, which matters where a value that cannot be converted ends the reading.
 constexpr PlatformPolicy::Fields PlatformPolicy::Fields::kTable[16] = {
     {nullptr, "config_pull_triggers", &PlatformPolicy::config_pull_triggers_},
     {"uri", "enterprise_auth_baseuri", &PlatformPolicy::enterprise_auth_baseuri_},
@@ -83,7 +83,7 @@ PlatformPolicy PlatformPolicy::DeSerialize(const WString& json, bool wrapped) {
       if (field.flag != nullptr) policy.*field.flag = value.isBool() && value.asBool();
     }
   } catch (const Json::Exception&) {
-    // What was read before it stays.
+    // What was read before stays.
   }
   return policy;
 }

@@ -144,6 +144,47 @@ TEST(PolicyReadersTest, NumbersAndBooleansBecomeText) {
   EXPECT_EQ(policy.tls_leaf_cn_list(), (List{"a"_w, "1"_w, ""_w}));
 }
 
+// The fields in the order in which they are read: do not edit.
+struct ReadField {
+  const char* path;  // below "platform_policy"
+  bool (*filled)(const PlatformPolicy&);
+};
+#define FILLED(name) [](const PlatformPolicy& policy) { return !policy.name().empty(); }
+constexpr ReadField kReadingOrder[] = {
+    {"config_pull_triggers", FILLED(config_pull_triggers)},
+    {"uri.enterprise_auth_baseuri", FILLED(enterprise_auth_baseuri)},
+    {"uri.consumer_auth_baseuri", FILLED(consumer_auth_baseuri)},
+    {"uri.api_baseuri", FILLED(api_baseuri)},
+    {"uri.mqtt_baseuri", FILLED(mqtt_baseuri)},
+    {"uri.api_mtls_uri", FILLED(api_mtls_uri)},
+    {"uri.api_geo_baseuri", FILLED(api_geo_baseuri)},
+    {"uri.mqtt_mtls_uri", FILLED(mqtt_mtls_uri)},
+    {"validation.mqtt_chain_pem64", FILLED(mqtt_chain_pem64)},
+    {"uri.discover_uri", FILLED(discover_uri)},
+    {"validation.jws_pubkey", FILLED(jws_pubkey)},
+    {"validation.tls_rootca_thumbprint_list", FILLED(tls_rootca_thumbprint_list)},
+    {"validation.tls_leaf_cn_list", FILLED(tls_leaf_cn_list)},
+    {"device_subscription_list", FILLED(device_subscription_list)},
+    {"validation.allow_self_signed_cert",
+     [](const PlatformPolicy& policy) { return policy.allow_self_signed_cert(); }},
+    {"device_auth_type", FILLED(device_auth_type)},
+};
+#undef FILLED
+
+TEST(PolicyReadersTest, FieldsAreReadInTheirOrderUntilOneCannotBeConverted) {
+  for (std::size_t bad = 0; bad < std::size(kReadingOrder); ++bad) {
+    Json::Value fields = yox::ParseDocument(kFields);
+    Json::Value& value = Json::Path(std::string(".") + kReadingOrder[bad].path).make(fields);
+    if (value.isBool()) continue;  // a flag takes any value
+    (value.isArray() ? value[0] : value) = Json::Value(Json::objectValue);
+    const PlatformPolicy policy = Wrapped(fields.toStyledString());
+    for (std::size_t i = 0; i < std::size(kReadingOrder); ++i) {
+      EXPECT_EQ(kReadingOrder[i].filled(policy), i < bad)
+          << kReadingOrder[i].path << " when " << kReadingOrder[bad].path << " is an object";
+    }
+  }
+}
+
 TEST(PolicyReadersTest, ValueThatCannotBeConvertedEndsTheReading) {
   const PlatformPolicy number = Flat(R"({"config_pull_triggers": "read", "uri": 5,
                                          "device_auth_type": "not reached"})");
@@ -174,14 +215,14 @@ TEST(PolicyReadersTest, ResponseIsReadInTheWrappedFormOnly) {
       R"({"validation": {"tls_thumbprint_list": ["thumb"]}})"_w));
 }
 
-bool HoldsAnything(const PlatformPolicy& policy) {
+bool IsFilled(const PlatformPolicy& policy) {
   const auto filled = [](const auto& value) { return !value.empty(); };
   return std::ranges::any_of(Texts(policy), filled) || std::ranges::any_of(Lists(policy), filled) ||
          policy.allow_self_signed_cert();
 }
 
-// The paths of the keys of kFields, which every field of a record comes from, that some reader
-// takes when they stand alone, and of what they stand in: with `prefix` before them.
+// Adds the paths of the keys of kFields that some reader reads when the document contains nothing
+// else, and of the objects around them, each with `prefix` before it. kFields has all keys.
 void AddPathsThatAreRead(const std::string& prefix, const Json::Value& fields,
                          std::set<std::string>& paths) {
   for (const std::string& key : fields.getMemberNames()) {
@@ -193,9 +234,9 @@ void AddPathsThatAreRead(const std::string& prefix, const Json::Value& fields,
     Json::Value document;
     Json::Path("." + path).make(document) = fields[key];
     const WString json = String::UTF8ToUTF16(document.toStyledString());
-    if (HoldsAnything(PlatformPolicy::DeSerialize(json, true)) ||
-        HoldsAnything(PlatformPolicy::DeSerialize(json, false)) ||
-        HoldsAnything(PlatformPolicy::DeSerializePlatformPolicyResponse(json))) {
+    if (IsFilled(PlatformPolicy::DeSerialize(json, true)) ||
+        IsFilled(PlatformPolicy::DeSerialize(json, false)) ||
+        IsFilled(PlatformPolicy::DeSerializePlatformPolicyResponse(json))) {
       for (std::size_t end = 0; end != std::string::npos;) {
         end = path.find('.', end + 1);
         paths.insert(path.substr(0, end));
