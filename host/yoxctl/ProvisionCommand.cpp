@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "yox/base/Document.h"
 #include "yox/base/StrictJson.h"
@@ -26,11 +27,15 @@ struct ProvisionOptions {
   std::optional<std::string> file;
 };
 
-// The library only says that there is no content. The file's own reading says why.
-[[noreturn]] void RefuseMalformed(const std::string& utf8) {
+// The library reads leniently and says only whether it found content. What is wrong with a file is
+// found here first, by a strict reader.
+void CheckDocument(const std::string& utf8) {
   const Json::Value document = yox::ParseDocument(utf8);
-  yox::JsonNode(document).Require(document.isObject(), "an object");
-  throw yox::DocumentError("cannot be read (a byte order mark is not allowed)");
+  yox::JsonNode(document).ForEachMember([](std::string_view key, const yox::JsonNode& member) {
+    if (key == "provision_token" || key == "config_policy") {
+      member.Require(member.value().isString(), "a text");
+    }
+  });
 }
 
 int Check(const GlobalOptions& global, const ProvisionOptions& options) {
@@ -45,11 +50,13 @@ int Check(const GlobalOptions& global, const ProvisionOptions& options) {
   if (options.file) Widened("FILE", *options.file);  // the library keeps it as UTF-16
   const std::string name = options.file.value_or(PathText(FileSystem::Locate(path)));
   try {
-    const std::string utf8 =
-        yox::ReadDocumentFile(PathOf(name), std::size_t{ProvisionFileUtility::kLargestFile});
+    CheckDocument(
+        yox::ReadDocumentFile(PathOf(name), std::size_t{ProvisionFileUtility::kLargestFile}));
     if (options.file) path = String::UTF8ToUTF16(PathText(std::filesystem::absolute(PathOf(name))));
     utility.ExtractProvisionContent(path);
-    if (!utility.GetProvisionContent().isObject()) RefuseMalformed(utf8);
+    if (!utility.GetProvisionContent().isObject()) {
+      throw yox::DocumentError("cannot be read (a byte order mark is not allowed)");
+    }
   } catch (const yox::DocumentError& error) {
     throw Refusal(NameOf(name) + ": " + error.what());
   }

@@ -17,8 +17,7 @@ using namespace yox::literals;
 
 class TestUtility : public ProvisionFileUtility {
  public:
-  TestUtility() = default;
-  using ProvisionFileUtility::IsProvisionTokenValid;
+  TestUtility() = default;  // protected in the base
 };
 
 class OwnTrustTest : public testing::Test {
@@ -60,7 +59,7 @@ TEST_F(OwnTrustTest, ValidTokenBringsThePolicy) {
   EXPECT_EQ(yox::WString(info.provisionToken).size(), Token("Valid").size());
 }
 
-TEST_F(OwnTrustTest, TokenThatExpiresLaterKeepsThePolicyThatStood) {
+TEST_F(OwnTrustTest, TokenThatExpiresLaterKeepsTheFormerPolicy) {
   WriteFile(Token("Valid"), "policy");
   utility_.ExtractProvisionFileInfo();
   utility_.PopulateProvisionInfo();
@@ -72,15 +71,12 @@ TEST_F(OwnTrustTest, TokenThatExpiresLaterKeepsThePolicyThatStood) {
   EXPECT_EQ(utility_.GetProvisionInfo().configPolicy, "policy"_w);
 }
 
-TEST_F(OwnTrustTest, CheckedTextComesBackWithTheReason) {
-  yox::WString valid;
-  for (const char c : Token("Valid")) valid += static_cast<yox::WChar>(c);
-  yox::WString checked = valid;
-  EXPECT_TRUE(utility_.IsProvisionTokenValid(checked));
-  EXPECT_EQ(checked, valid);
+TEST_F(OwnTrustTest, TheReasonOfARefusalChangesWithTheClock) {
+  WriteFile(Token("Valid"), "policy");
+  utility_.ExtractProvisionFileInfo();
+  EXPECT_EQ(utility_.WhyTokenIsRefused(), "");
   device_.clock().Advance(3600);
-  EXPECT_FALSE(utility_.IsProvisionTokenValid(checked));
-  EXPECT_EQ(checked, "it has expired"_w);
+  EXPECT_EQ(utility_.WhyTokenIsRefused(), "it has expired");
 }
 
 }  // namespace

@@ -25,7 +25,7 @@ constexpr Algorithm kAlgorithms[] = {
     {"RS256", SignatureScheme::kRs256},
 };
 
-// What a header must not say: keys of its own, and what has to be understood.
+// Header parameters that are refused: keys of the text's own, and extensions to be understood.
 constexpr const char* kRefusedParameters[] = {"jwk", "jku", "x5c", "x5u", "crit"};
 
 CheckedJws Refused(std::string reason) { return {std::move(reason), {}}; }
@@ -35,7 +35,7 @@ std::optional<Json::Value> ParseObject(std::string_view json) {
     Json::Value value = yox::ParseDocument(json);
     if (value.isObject()) return value;
   } catch (const yox::DocumentError&) {
-    // Its message would show the text.
+    // The error's text would show part of the document.
   }
   return std::nullopt;
 }
@@ -44,7 +44,7 @@ std::optional<Json::Value> ParseObject(std::string_view json) {
 
 CheckedJws CheckCompactJws(std::string_view text, std::string_view public_key) {
   if (text.empty()) return Refused("it is empty");
-  if (text.size() > kLongestJws) return Refused("it is too long");
+  if (text.size() > kLongestJws) return Refused("it is longer than 16384 bytes");
   const std::size_t first = text.find('.');
   const std::size_t second = text.find('.', first + 1);
   if (first == std::string_view::npos || second == std::string_view::npos ||
@@ -68,9 +68,9 @@ CheckedJws CheckCompactJws(std::string_view text, std::string_view public_key) {
     const SignatureVerdict verdict = yox::platform::VerifySignature(
         scheme, key.value_or(std::string()), text.substr(0, second), *signature);
     if (verdict == SignatureVerdict::kUnusableKey) {
-      return Refused("the key is not one for its algorithm");
+      return Refused("the key does not fit the algorithm");
     }
-    if (verdict == SignatureVerdict::kInvalid) return Refused("the signature does not fit");
+    if (verdict == SignatureVerdict::kInvalid) return Refused("the signature does not match");
     return {{}, *std::move(payload)};
   }
   return Refused("the algorithm is neither ES256 nor RS256");

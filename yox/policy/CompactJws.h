@@ -6,20 +6,21 @@
 
 namespace yox::policy {
 
-// A signed text in the compact form of RFC 7515, checked.
+// The result of checking a signed text.
 struct CheckedJws {
-  std::string reason;   // why it is refused; empty when it is not
-  std::string payload;  // what was signed, once it is known to be
+  std::string reason;   // why the text is refused; empty if it is valid
+  std::string payload;  // the signed bytes; empty unless the text is valid
 
   bool valid() const { return reason.empty(); }
 };
 
-inline constexpr std::size_t kLongestJws = 16384;
+inline constexpr std::size_t kLongestJws = 16384;  // bytes
 
-// Checks a text against a public key, the base64 text of a SubjectPublicKeyInfo. Only ES256 and
-// RS256 are accepted, and only with a key of that kind; a header that brings a key or a certificate
-// of its own, or extensions that have to be understood, is refused. A reason is one line and shows
-// nothing of the text.
+// Checks a JSON Web Signature in compact form (RFC 7515) against a public key, which is the base64
+// text of a SubjectPublicKeyInfo. Only ES256 and RS256 are accepted, each with a key of its own
+// kind. A header that brings a key or certificate of its own ("jwk", "jku", "x5c", "x5u") or
+// extensions that must be understood ("crit") is refused. A reason is one line and shows no part of
+// the text. Safe from any thread.
 CheckedJws CheckCompactJws(std::string_view text, std::string_view public_key);
 
 }  // namespace yox::policy

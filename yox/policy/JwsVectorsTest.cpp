@@ -2,15 +2,26 @@
 #include <json/reader.h>
 #include <json/value.h>
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
 #include "yox/base/Base64.h"
 #include "yox/policy/CompactJws.h"
+#include "yox/policy/ProvisionToken.h"
 
 #include "tests/support/PublishedData.h"
+#include "tests/support/Rows.h"
+#include "tests/support/SchemaPaths.h"
 
 namespace {
+
+Json::Value ParseLenient(const std::string& document) {
+  Json::Value value;
+  const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+  EXPECT_TRUE(reader->parse(document.data(), document.data() + document.size(), &value, nullptr));
+  return value;
+}
 
 // A value in DER: its tag, its length, its content.
 std::string Der(char tag, const std::string& content) {
@@ -34,7 +45,7 @@ std::string Number(const std::string& bytes) {
   return Der(0x02, looks_negative ? std::string(1, '\0') + bytes : bytes);
 }
 
-// The key as the library takes it; empty for one of another kind.
+// The key in the form that the library takes; empty for a key of another kind.
 std::string PublicKey(const Json::Value& key) {
   const std::string kind = key["kty"].asString();
   std::string algorithm;
@@ -52,20 +63,20 @@ std::string PublicKey(const Json::Value& key) {
   return yox::ToBase64(Der(0x30, Der(0x30, algorithm) + Der(0x03, std::string(1, '\0') + bits)));
 }
 
-// Every published vector: those for ES256 and RS256 decide as published, all others are refused,
-// whatever their own algorithm would say. Left out are those that turn on what a key says of its
-// own use or algorithm, which has no place in the form in which the library takes keys: keys for
+// What came of the vectors of one document.
+struct Outcome {
+  int ours = 0;    // texts under ES256 and RS256
+  int others = 0;  // texts under other algorithms
+  int valid = 0;   // texts that are valid by the document
+};
+
+// Expects of each vector for ES256 and RS256 what the document says, and of all others, whatever
+// the document says, that they are refused. Left out are vectors that depend on what a key says of
+// its own use or algorithm, which the form in which the library takes keys cannot say: keys for
 // encryption, and RS256 signatures by RSA keys that are marked for another algorithm.
-TEST(JwsVectorsTest, DecideAsPublishedForOurAlgorithmsAndAreRefusedForOthers) {
-  const auto published = yox_test::PublishedData("jws/json_web_signature_test.json");
-  if (!published) GTEST_SKIP() << "no published vectors beside the checkout";
-  Json::Value vectors;
-  const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
-  ASSERT_TRUE(
-      reader->parse(published->data(), published->data() + published->size(), &vectors, nullptr));
-  int ours = 0;
-  int others = 0;
-  int valid = 0;
+Outcome CheckVectors(const std::string& document) {
+  Outcome outcome;
+  const Json::Value vectors = ParseLenient(document);
   for (const Json::Value& group : vectors["testGroups"]) {
     const Json::Value& key = group.isMember("public") ? group["public"] : group["private"];
     const std::string comment = group["comment"].asString();
@@ -79,13 +90,52 @@ TEST(JwsVectorsTest, DecideAsPublishedForOurAlgorithmsAndAreRefusedForOthers) {
       const bool expected = is_ours && test["result"].asString() == "valid";
       const auto jws = yox::policy::CheckCompactJws(test["jws"].asString(), PublicKey(key));
       EXPECT_EQ(jws.valid(), expected) << jws.reason;
-      ++(is_ours ? ours : others);
-      valid += expected ? 1 : 0;
+      ++(is_ours ? outcome.ours : outcome.others);
+      outcome.valid += expected ? 1 : 0;
     }
   }
-  EXPECT_GE(ours, 270);
-  EXPECT_GE(others, 100);
-  EXPECT_GE(valid, 8);
+  return outcome;
 }
+
+TEST(JwsVectorsTest, DecideAsGenerated) {
+  const Outcome outcome = CheckVectors(yox_test::CheckoutFile("tests/trust/jws_vectors.json"));
+  EXPECT_EQ(outcome.ours, 48);
+  EXPECT_EQ(outcome.others, 80);
+  EXPECT_EQ(outcome.valid, 7);
+}
+
+// A larger collection, where it is at hand.
+TEST(JwsVectorsTest, DecideAsPublished) {
+  const auto published = yox_test::PublishedData("jws/json_web_signature_test.json");
+  if (!published) GTEST_SKIP() << "no published vectors beside the checkout";
+  const Outcome outcome = CheckVectors(*published);
+  EXPECT_GE(outcome.ours, 270);
+  EXPECT_GE(outcome.others, 100);
+  EXPECT_GE(outcome.valid, 8);
+}
+
+struct EndRow {
+  const char* name;
+  const char* reason;
+};
+class TokenEndTest : public testing::TestWithParam<EndRow> {};
+
+TEST_P(TokenEndTest, HasBounds) {
+  constexpr std::int64_t kNow = 1772366400;  // 2026-03-01T12:00:00Z
+  const Json::Value vectors = ParseLenient(yox_test::CheckoutFile("tests/trust/jws_vectors.json"));
+  const Json::Value& tokens = vectors["tokens"];
+  EXPECT_EQ(
+      yox::policy::RefusalOfToken(tokens[GetParam().name].asString(), tokens["key"].asString(),
+                                  kNow, yox::policy::TokenType::kProvision),
+      GetParam().reason);
+}
+
+INSTANTIATE_TEST_SUITE_P(, TokenEndTest,
+                         testing::Values(EndRow{"EndsInTheLastSecond", ""},
+                                         EndRow{"EndsAfterTheLastSecond",
+                                                "exp is after the year 9999"},
+                                         EndRow{"EndIsHuge", "exp is after the year 9999"},
+                                         EndRow{"EndIsNegative", "it has expired"}),
+                         yox_test::RowName());
 
 }  // namespace

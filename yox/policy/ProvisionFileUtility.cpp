@@ -22,9 +22,15 @@ using namespace yox::literals;
 namespace {
 
 constexpr yox::WStringView kRootDirectory = "C:\\"_wv;
-constexpr yox::WStringView kDataDirectory = "\\tervan\\YOX\\"_wv;  // below the common data
+constexpr yox::WStringView kDataDirectory =
+    "\\tervan\\YOX\\"_wv;  // below the common application data
 
 void LogUnreadableFile() { CriticalEventLogger::Log(1001, 86); }
+
+void LogInvalidSize(std::uint64_t size) {
+  g_log.e("%s: Provision file size invalid %llu", "ProvisionFileUtility::ExtractProvisionContent",
+          size);
+}
 
 WString FileIn(const WString& folder) {
   WString path = folder;
@@ -32,7 +38,8 @@ WString FileIn(const WString& folder) {
   return path;
 }
 
-// Looking never adds a member; what is no text there is an empty one.
+// Returns an empty text if there is no such member or it cannot be converted. The content is read
+// through a constant reference, so that no member is added.
 WString TextOf(const Json::Value& content, const char* key) {
   try {
     return String::UTF8ToUTF16(content[key].asString());
@@ -80,10 +87,7 @@ bool ProvisionFileUtility::IsFileSizeValid(const WString&, std::uint64_t size) c
 void ProvisionFileUtility::ExtractProvisionContent(const WString& path) {
   constexpr const char* kFunction = "ProvisionFileUtility::ExtractProvisionContent";
   const std::uint64_t size = FileSystem::fileSize(path);
-  if (!IsFileSizeValid(path, size)) {
-    g_log.e("%s: Provision file size invalid %llu", kFunction, size);
-    return;
-  }
+  if (!IsFileSizeValid(path, size)) return LogInvalidSize(size);
   std::string text;
   if (!ExtractProvisionJsonContent(path, text)) return;
   bool parsed = false;
@@ -114,6 +118,13 @@ bool ProvisionFileUtility::ExtractProvisionJsonContent(const WString& path,
   }
   WString text;
   for (std::istreambuf_iterator<char> byte(stream), end; byte != end; ++byte) {
+    // A file can have more bytes than its size says: it may have grown since, and the size of the
+    // files of /proc is 0.
+    if (text.size() == kLargestFile) {
+      IsFileSizeValid(path, kLargestFile + 1);
+      LogInvalidSize(kLargestFile + 1);
+      return false;
+    }
     text += static_cast<yox::WChar>(static_cast<unsigned char>(*byte));
   }
   content = String::UTF16ToUTF8(text);

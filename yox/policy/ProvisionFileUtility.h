@@ -10,26 +10,28 @@
 #include "yox/clientbase/CoreUtility.h"
 #include "yox/policy/ProvisionToken.h"
 
-// What prepares the device for registration.
+// What a host needs to register the device. Texts are UTF-16.
 struct DeviceProvisionInfo {
   yox::WString baseUri;         // for manual registration
-  yox::WString provisionToken;  // as the file has it, valid or not
-  yox::WString configPolicy;
+  yox::WString provisionToken;  // as in the file, valid or not
+  yox::WString configPolicy;    // from a file with a valid token
   bool isTokenValid = false;
   bool isManualRegistration = false;
 };
 
-// Finds the provision file "yox-provision.json", reads it, and keeps what it says. The calls in
-// order: ExtractProvisionFileInfo, PopulateProvisionInfo, GetProvisionInfo. A process-wide
-// singleton; all but GetInstance belongs to the one thread that registers the device. Failures are
-// logged, and show in the record alone.
+// Finds, reads and checks the provision file "yox-provision.json". A process-wide singleton. A host
+// calls, in this order, ExtractProvisionFileInfo, PopulateProvisionInfo and GetProvisionInfo; it
+// sees success by `isTokenValid`. Failures are logged and change nothing.
+//
+// `GetInstance` is safe from any thread; everything else belongs to the one thread that registers
+// the device.
 class YOX_API ProvisionFileUtility {
  public:
-  static constexpr std::uint64_t kLargestFile = 1'048'576;
+  static constexpr std::uint64_t kLargestFile = 1'048'576;  // bytes
   static constexpr yox::WStringView kFileName = yox::literals::operator""_wv<
       "yox-provision.json">();
 
-  // Never null; lives until the process ends.
+  // Returns the singleton, never null; it lives until the process ends.
   static ProvisionFileUtility* GetInstance();
 
   ~ProvisionFileUtility();
@@ -38,41 +40,43 @@ class YOX_API ProvisionFileUtility {
   ProvisionFileUtility& operator=(const ProvisionFileUtility&) = default;
   ProvisionFileUtility& operator=(ProvisionFileUtility&&) = default;
 
-  // Not owned, may be null.
+  // Stores the pointer, which is not owned and may be null.
   void SetCoreUtility(YOX::CoreUtility* core_utility) { core_utility_ = core_utility; }
 
-  // The folder of the file, with a separator at its end, or an empty text: the device's root
-  // directory, or else "\tervan\YOX\" below the common application data. Where the file is in both,
-  // asking deletes the second.
+  // Returns the folder of the provision file, with a separator at its end: the device's root
+  // directory "C:\", else "\tervan\YOX\" below the common application data. Empty if the file is in
+  // neither. If it is in both, this call deletes the second.
   virtual yox::WString GetProvisionPath();
+  // Sets `path` to the folder of the client's state. Returns false if there is none.
   virtual bool GetYoxAppDataRootPath(yox::WString& path);
 
-  // Reads the file that was found, or the one in the working directory when none was.
+  // Reads the provision file; if there is none, the file of that name in the working directory.
   void ExtractProvisionFileInfo();
-  // Each byte of the file is one code unit. The content stays as it was when the file cannot be
-  // opened, is longer than the limit or is not JSON.
+  // Reads a file. Each byte becomes one code unit, whatever the file's encoding. The former content
+  // stays if the file cannot be opened, has more than kLargestFile bytes or is not JSON.
   void ExtractProvisionContent(const yox::WString& path);
-  // Fills the record: the token always, the policy when the token is valid.
+  // Checks the token and fills the record from the content: `provisionToken` in any case,
+  // `configPolicy` only if the token is valid.
   void PopulateProvisionInfo();
 
-  // Why the token of the content is refused now, in one line that shows nothing of it; empty when
-  // it is valid.
+  // Returns the reason why the content's token is refused now, one line that shows no part of it;
+  // empty if it is valid. UTF-8.
   std::string WhyTokenIsRefused() const;
 
-  DeviceProvisionInfo GetProvisionInfo() { return info_; }
+  DeviceProvisionInfo GetProvisionInfo() const { return info_; }
   void SetProvisionInfo(const DeviceProvisionInfo& info) { info_ = info; }
   // Null until a file was read.
-  Json::Value GetProvisionContent() { return content_; }
-  // The address is taken for manual registration only, and else left as it was.
+  Json::Value GetProvisionContent() const { return content_; }
+  // Stores the flag. The URI is stored only if the flag is true.
   void SetBaseUri(const yox::WString& uri, bool manual_registration);
 
  protected:
   ProvisionFileUtility();
 
+ private:
   bool ExtractProvisionJsonContent(const yox::WString& path, std::string& content) const;
   bool IsFileSizeValid(const yox::WString& path, std::uint64_t size) const;
-  // Whether the token is valid now by the public key that is built in. If not, the text becomes the
-  // reason, which shows nothing of the token.
+  // If the token is refused, replaces it by the reason and returns false.
   bool IsProvisionTokenValid(yox::WString& token) const;
   static yox::policy::TokenType GetTokenType() { return yox::policy::TokenType::kProvision; }
   static yox::policy::TokenSource GetTokenSource() {
@@ -80,7 +84,6 @@ class YOX_API ProvisionFileUtility {
   }
   static std::string GetUserProvisionContent() { return {}; }
 
- private:
   YOX::CoreUtility* core_utility_ = nullptr;
   DeviceProvisionInfo info_;
   Json::Value content_;

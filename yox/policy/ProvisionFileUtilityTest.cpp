@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <optional>
+#include <span>
 #include <string>
+#include <utility>
 
 #include "yox/base/String.h"
 #include "yox/clientbase/FileSystem.h"
@@ -11,6 +14,7 @@
 
 #include "tests/support/CapturedLog.h"
 #include "tests/support/SchemaPaths.h"
+#include "tests/support/SubstitutedPlatform.h"
 
 namespace {
 
@@ -19,10 +23,7 @@ using namespace yox::literals;
 
 class TestUtility : public ProvisionFileUtility {
  public:
-  TestUtility() = default;
-  using ProvisionFileUtility::GetTokenSource;
-  using ProvisionFileUtility::GetTokenType;
-  using ProvisionFileUtility::GetUserProvisionContent;
+  TestUtility() = default;  // protected in the base
 };
 
 const WString kRootFile = "C:\\yox-provision.json"_w;
@@ -34,7 +35,7 @@ class ProvisionFileUtilityTest : public testing::Test {
     data_file_ = data_folder_ + "yox-provision.json"_w;
     ASSERT_TRUE(FileSystem::createDirectory(data_folder_, true));
     std::filesystem::create_directories(FileSystem::Locate(kRootFile).parent_path());
-    // The tests run in a process each, some of them without a file anywhere.
+    // Some tests have no file in either folder; the one in the working directory is read then.
     std::filesystem::current_path(device_.files().folder());
   }
   static void Write(const WString& path, std::string_view content) {
@@ -115,6 +116,53 @@ TEST_F(ProvisionFileUtilityTest, FileOneByteLongerIsRefused) {
             "1048577\n");
 }
 
+// Files that gives another file after the first question, as if it had grown in between.
+class GrowingFiles final : public yox::platform::Files {
+ public:
+  GrowingFiles(Files& base, std::filesystem::path grown) : base_(base), grown_(std::move(grown)) {}
+  WString CommonApplicationDataPath() const override { return base_.CommonApplicationDataPath(); }
+  std::optional<WString> ApplicationDataRoot() const override {
+    return base_.ApplicationDataRoot();
+  }
+  WString SystemDirectory() const override { return base_.SystemDirectory(); }
+  WString ProductDirectory() const override { return base_.ProductDirectory(); }
+  std::filesystem::path Locate(yox::WStringView path) const override {
+    return std::exchange(asked_, true) ? grown_ : base_.Locate(path);
+  }
+  bool CreatePrivate(const std::filesystem::path& file) override {
+    return base_.CreatePrivate(file);
+  }
+  bool Grant(const std::filesystem::path& file, std::span<const yox::AccessGrant> grants,
+             bool replace) override {
+    return base_.Grant(file, grants, replace);
+  }
+
+ private:
+  Files& base_;
+  const std::filesystem::path grown_;
+  mutable bool asked_ = false;
+};
+
+TEST_F(ProvisionFileUtilityTest, TheLimitAlsoBoundsWhatIsRead) {
+  Write(data_file_, "{}");
+  std::string content = R"({"provision_token": "token"})";
+  content.resize(1'048'577, ' ');
+  const WString grown = data_folder_ + "grown.json"_w;
+  Write(grown, content);
+  yox_test::SubstitutedPlatform platform(device_);
+  GrowingFiles files(device_.files(), FileSystem::Locate(grown));
+  platform.Set(files);
+  const yox::platform::ScopedPlatform installed(platform);
+  const yox_test::CapturedLog log;
+  utility_.ExtractProvisionContent(data_file_);
+  EXPECT_TRUE(utility_.GetProvisionContent().isNull());
+  EXPECT_EQ(log.Text(),
+            "CriticalEvents E critical event 1001, 86\n"
+            "yox D ProvisionFileUtility::IsFileSizeValid: yox-provision.json bigger than 1MB\n"
+            "yox E ProvisionFileUtility::ExtractProvisionContent: Provision file size invalid "
+            "1048577\n");
+}
+
 TEST_F(ProvisionFileUtilityTest, MalformedFileKeepsTheFormerContent) {
   EXPECT_EQ(TokenOf(R"({"provision_token": "first", "other": 7})"), "first"_w);
   const yox_test::CapturedLog log;
@@ -176,7 +224,7 @@ TEST_F(ProvisionFileUtilityTest, BaseUriIsTakenForManualRegistrationAlone) {
             "https://example.com\n");
 }
 
-// Which of them the policy is needs a valid token to show: OwnTrustTest has one.
+// That config_policy is read takes a valid token to show: see OwnTrustTest.
 TEST_F(ProvisionFileUtilityTest, TheSchemaHasTheKeysThatAreRead) {
   EXPECT_EQ(yox_test::SchemaPaths("schemas/provision-file.schema.json"),
             (std::vector<std::string>{"config_policy", "provision_token"}));
@@ -191,18 +239,14 @@ TEST_F(ProvisionFileUtilityTest, TokenIsNeverLogged) {
   EXPECT_EQ(log.Text().find("SECRET"), std::string::npos);
 }
 
-TEST_F(ProvisionFileUtilityTest, UserContentIsAlwaysEmpty) {
-  EXPECT_EQ(TestUtility::GetUserProvisionContent(), "");
-  EXPECT_EQ(TestUtility::GetTokenType(), yox::policy::TokenType::kProvision);
-  EXPECT_EQ(TestUtility::GetTokenSource(), yox::policy::TokenSource::kProvisionFile);
-}
-
 TEST_F(ProvisionFileUtilityTest, RecordIsReplacedWhole) {
   const DeviceProvisionInfo fresh;
   EXPECT_FALSE(fresh.isTokenValid);
   EXPECT_FALSE(fresh.isManualRegistration);
   utility_.SetProvisionInfo({"uri"_w, "token"_w, "policy"_w, true, true});
-  const DeviceProvisionInfo info = utility_.GetProvisionInfo();
+  const ProvisionFileUtility& utility = utility_;
+  const DeviceProvisionInfo info = utility.GetProvisionInfo();
+  EXPECT_TRUE(utility.GetProvisionContent().isNull());
   EXPECT_EQ(info.baseUri, "uri"_w);
   EXPECT_EQ(info.provisionToken, "token"_w);
   EXPECT_EQ(info.configPolicy, "policy"_w);

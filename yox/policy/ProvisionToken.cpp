@@ -24,7 +24,7 @@ std::optional<Json::Value> ParseClaims(std::string_view payload) {
     Json::Value claims = yox::ParseDocument(payload);
     if (claims.isObject()) return claims;
   } catch (const yox::DocumentError&) {
-    // Its message would show the token.
+    // The error's text would show part of the token.
   }
   return std::nullopt;
 }
@@ -33,19 +33,22 @@ std::optional<Json::Value> ParseClaims(std::string_view payload) {
 
 std::string RefusalOfToken(std::string_view token, std::string_view public_key, std::int64_t now,
                            TokenType type) {
+  // 9999-12-31T23:59:59Z, the last moment that RFC 3339 can write.
+  constexpr double kLatestEnd = 253402300799;
   const CheckedJws jws = CheckCompactJws(token, public_key);
   if (!jws.valid()) return jws.reason;
   const auto claims = ParseClaims(jws.payload);
   if (!claims) return "the payload is not a JSON object";
   const Json::Value& claim = (*claims)["token_type"];
-  if (!claim.isString() || claim.asString() != ClaimOf(type)) return "it is of another type";
+  if (!claim.isString() || claim.asString() != ClaimOf(type)) return "token_type is another one";
   const auto moment = static_cast<double>(now);
   const Json::Value& end = (*claims)["exp"];
-  if (!end.isNumeric()) return "it has no end";
+  if (!end.isNumeric()) return "exp is missing or not a number";
+  if (end.asDouble() > kLatestEnd) return "exp is after the year 9999";
   if (moment >= end.asDouble()) return "it has expired";
   if (claims->isMember("nbf")) {
     const Json::Value& begin = (*claims)["nbf"];
-    if (!begin.isNumeric()) return "its beginning is not a moment";
+    if (!begin.isNumeric()) return "nbf is not a number";
     if (moment < begin.asDouble()) return "it is not valid yet";
   }
   return {};

@@ -12,13 +12,13 @@ namespace yox::policy {
 enum class TokenType { kProvision };
 enum class TokenSource { kProvisionFile };
 
-// Checks a provision token at a moment (seconds since 1970): a signed text (see CheckCompactJws)
-// whose payload is a JSON object with
-//   "exp"         the moment from which it is no longer valid; it must be there
-//   "nbf"         the moment from which it is valid, if there
+// Checks a provision token at the moment `now` (seconds since 1970-01-01 UTC). A token is a signed
+// text in compact form (see CheckCompactJws) whose payload is a JSON object with
 //   "token_type"  "yox-provision"
-// Answers the reason for which it is refused, one line that shows nothing of the token, or an empty
-// text.
+//   "exp"         a number: the moment from which it is no longer valid, in year 9999 at the latest
+//   "nbf"         optional, a number: the moment from which it is valid
+// Returns the reason why the token is refused, one line that shows no part of it, or an empty
+// string if it is valid. Safe from any thread.
 YOX_API std::string RefusalOfToken(std::string_view token, std::string_view public_key,
                                    std::int64_t now, TokenType type);
 

@@ -45,46 +45,48 @@ TEST_P(SignedTokenTest, IsAcceptedOrRefusedWithItsReason) {
 
 INSTANTIATE_TEST_SUITE_P(
     , SignedTokenTest,
-    testing::Values(
-        TokenRow{"Valid", ""}, TokenRow{"WithoutNotBefore", ""}, TokenRow{"FractionalTimes", ""},
-        TokenRow{"NamedKey", ""}, TokenRow{"EndsInASecond", ""}, TokenRow{"BeginsNow", ""},
-        TokenRow{"EndsNow", "it has expired"}, TokenRow{"BeginsInASecond", "it is not valid yet"},
-        TokenRow{"NoEnd", "it has no end"}, TokenRow{"EndIsText", "it has no end"},
-        TokenRow{"BeginIsText", "its beginning is not a moment"},
-        TokenRow{"NoType", "it is of another type"}, TokenRow{"OtherType", "it is of another type"},
-        TokenRow{"TypeIsArray", "it is of another type"},
-        TokenRow{"PayloadIsArray", "the payload is not a JSON object"},
-        TokenRow{"PayloadIsText", "the payload is not a JSON object"},
-        TokenRow{"EndTwice", "the payload is not a JSON object"},
-        TokenRow{"BringsKey", "the header has the member jwk"},
-        TokenRow{"BringsKeyAddress", "the header has the member jku"},
-        TokenRow{"BringsCertificates", "the header has the member x5c"},
-        TokenRow{"BringsCertificateAddress", "the header has the member x5u"},
-        TokenRow{"Critical", "the header has the member crit"},
-        TokenRow{"AlgorithmInLowerCase", "the algorithm is neither ES256 nor RS256"},
-        TokenRow{"AlgorithmIsArray", "the algorithm is neither ES256 nor RS256"},
-        TokenRow{"NoAlgorithm", "the algorithm is neither ES256 nor RS256"},
-        TokenRow{"AlgorithmHmac", "the algorithm is neither ES256 nor RS256"},
-        TokenRow{"AlgorithmNone", "the algorithm is neither ES256 nor RS256"},
-        TokenRow{"AlgorithmTwice", "the header is not a JSON object"},
-        TokenRow{"HeaderIsArray", "the header is not a JSON object"},
-        TokenRow{"OfAnotherKey", "the signature does not fit"},
-        TokenRow{"OfAnotherCurve", "the signature does not fit"},
-        TokenRow{"DerSignature", "the signature does not fit"}),
+    testing::Values(TokenRow{"Valid", ""}, TokenRow{"WithoutNotBefore", ""},
+                    TokenRow{"FractionalTimes", ""}, TokenRow{"NamedKey", ""},
+                    TokenRow{"EndsInASecond", ""}, TokenRow{"BeginsNow", ""},
+                    TokenRow{"EndsNow", "it has expired"},
+                    TokenRow{"BeginsInASecond", "it is not valid yet"},
+                    TokenRow{"NoEnd", "exp is missing or not a number"},
+                    TokenRow{"EndIsText", "exp is missing or not a number"},
+                    TokenRow{"BeginIsText", "nbf is not a number"},
+                    TokenRow{"NoType", "token_type is another one"},
+                    TokenRow{"OtherType", "token_type is another one"},
+                    TokenRow{"TypeIsArray", "token_type is another one"},
+                    TokenRow{"PayloadIsArray", "the payload is not a JSON object"},
+                    TokenRow{"PayloadIsText", "the payload is not a JSON object"},
+                    TokenRow{"EndTwice", "the payload is not a JSON object"},
+                    TokenRow{"BringsKey", "the header has the member jwk"},
+                    TokenRow{"BringsKeyAddress", "the header has the member jku"},
+                    TokenRow{"BringsCertificates", "the header has the member x5c"},
+                    TokenRow{"BringsCertificateAddress", "the header has the member x5u"},
+                    TokenRow{"Critical", "the header has the member crit"},
+                    TokenRow{"AlgorithmInLowerCase", "the algorithm is neither ES256 nor RS256"},
+                    TokenRow{"AlgorithmIsArray", "the algorithm is neither ES256 nor RS256"},
+                    TokenRow{"NoAlgorithm", "the algorithm is neither ES256 nor RS256"},
+                    TokenRow{"AlgorithmHmac", "the algorithm is neither ES256 nor RS256"},
+                    TokenRow{"AlgorithmNone", "the algorithm is neither ES256 nor RS256"},
+                    TokenRow{"AlgorithmTwice", "the header is not a JSON object"},
+                    TokenRow{"HeaderIsArray", "the header is not a JSON object"},
+                    TokenRow{"OfAnotherKey", "the signature does not match"},
+                    TokenRow{"OfAnotherCurve", "the signature does not match"},
+                    TokenRow{"DerSignature", "the signature does not match"}),
     yox_test::RowName());
 
 TEST(ProvisionTokenTest, RsaKeyVerifiesItsOwnAlgorithmAlone) {
   EXPECT_EQ(Refusal(Token("ValidRsa"), kRs256PublicKey), "");
-  EXPECT_EQ(Refusal(Token("ValidRsa")), "the key is not one for its algorithm");
-  EXPECT_EQ(Refusal(Token("Valid"), kRs256PublicKey), "the key is not one for its algorithm");
+  EXPECT_EQ(Refusal(Token("ValidRsa")), "the key does not fit the algorithm");
+  EXPECT_EQ(Refusal(Token("Valid"), kRs256PublicKey), "the key does not fit the algorithm");
 }
 
 TEST(ProvisionTokenTest, KeyOnAnotherCurveOrTooShortIsRefused) {
-  EXPECT_EQ(Refusal(Token("OfAnotherCurve"), kP384PublicKey),
-            "the key is not one for its algorithm");
-  EXPECT_EQ(Refusal(Token("ValidRsa"), kRsa1024PublicKey), "the key is not one for its algorithm");
-  EXPECT_EQ(Refusal(Token("Valid"), ""), "the key is not one for its algorithm");
-  EXPECT_EQ(Refusal(Token("Valid"), "not base64"), "the key is not one for its algorithm");
+  EXPECT_EQ(Refusal(Token("OfAnotherCurve"), kP384PublicKey), "the key does not fit the algorithm");
+  EXPECT_EQ(Refusal(Token("ValidRsa"), kRsa1024PublicKey), "the key does not fit the algorithm");
+  EXPECT_EQ(Refusal(Token("Valid"), ""), "the key does not fit the algorithm");
+  EXPECT_EQ(Refusal(Token("Valid"), "not base64"), "the key does not fit the algorithm");
 }
 
 TEST(ProvisionTokenTest, MalformedTextsAreRefused) {
@@ -99,18 +101,19 @@ TEST(ProvisionTokenTest, MalformedTextsAreRefused) {
   EXPECT_EQ(Refusal(token + "\n"), "a part is not base64url");
   EXPECT_EQ(Refusal(" " + token), "a part is not base64url");
   EXPECT_EQ(Refusal(token.substr(first)), "the header is not a JSON object");
-  EXPECT_EQ(Refusal(token.substr(0, second + 1)), "the signature does not fit");
+  EXPECT_EQ(Refusal(token.substr(0, second + 1)), "the signature does not match");
   // Without a signature, and saying so.
   EXPECT_EQ(Refusal("eyJhbGciOiJub25lIn0" + token.substr(first, second + 1 - first)),
             "the algorithm is neither ES256 nor RS256");
   EXPECT_EQ(Refusal(token.substr(0, first) + ".e30" + token.substr(second)),
-            "the signature does not fit");
+            "the signature does not match");
 }
 
 TEST(ProvisionTokenTest, LongestTokenIsBounded) {
   EXPECT_EQ(Refusal(std::string(yox::policy::kLongestJws, 'a')), "it does not have three parts");
-  EXPECT_EQ(Refusal(std::string(yox::policy::kLongestJws + 1, 'a')), "it is too long");
-  EXPECT_EQ(Refusal(std::string(100'000'000, '.')), "it is too long");
+  EXPECT_EQ(Refusal(std::string(yox::policy::kLongestJws + 1, 'a')),
+            "it is longer than 16384 bytes");
+  EXPECT_EQ(Refusal(std::string(100'000'000, '.')), "it is longer than 16384 bytes");
 }
 
 TEST(ProvisionTokenTest, TheSchemaHasTheSameBound) {
@@ -129,7 +132,7 @@ TEST(ProvisionTokenTest, ReasonsShowNothingOfTheToken) {
   }
 }
 
-TEST(CompactJwsTest, PayloadComesBackOnceItsSignatureFits) {
+TEST(CompactJwsTest, PayloadIsReturnedOnceTheSignatureMatches) {
   const auto jws = CheckCompactJws(Token("PayloadIsText"), kEs256PublicKey);
   EXPECT_TRUE(jws.valid());
   EXPECT_EQ(jws.payload, "not JSON");
