@@ -1,0 +1,31 @@
+#pragma once
+
+#include <unistd.h>
+
+#include <utility>
+
+namespace yox::platform {
+
+// Owns a file descriptor and closes it at its end. One thread at a time.
+class FileDescriptor {
+ public:
+  FileDescriptor() = default;
+  // Takes over what open, eventfd and the like return; a negative number owns none.
+  explicit FileDescriptor(int number) : number_(number) {}
+  FileDescriptor(FileDescriptor&& other) noexcept : number_(std::exchange(other.number_, -1)) {}
+  FileDescriptor& operator=(FileDescriptor&& other) noexcept {
+    std::swap(number_, other.number_);
+    return *this;
+  }
+  ~FileDescriptor() {
+    if (number_ >= 0) close(number_);
+  }
+
+  explicit operator bool() const { return number_ >= 0; }
+  int number() const { return number_; }
+
+ private:
+  int number_ = -1;
+};
+
+}  // namespace yox::platform
