@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <string>
 
+#include "yox/base/Json.h"
 #include "yox/base/StrictJson.h"
 
 #include "fuzz/FuzzInput.h"
@@ -14,11 +15,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
            });
   };
   try {
-    yox::ParseDocument(text);
+    const Json::Value document = yox::ParseDocument(text);
     FUZZ_CHECK(YOX::String::IsValidUTF8(text));
+    FUZZ_CHECK(yox::ParseDocument(yox::JsonText(document)) == document);
   } catch (const yox::DocumentError& error) {
     FUZZ_CHECK(error.what()[0] != '\0' && printable(error.what()));
   }
-  if (YOX::String::IsValidUTF8(text)) FUZZ_CHECK(printable(yox::Printable(text)));
+  FUZZ_CHECK(printable(yox::OneLine(text)));
   return 0;
 }

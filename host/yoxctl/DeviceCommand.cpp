@@ -1,11 +1,10 @@
-#include <json/writer.h>
-
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "yox/base/Document.h"
+#include "yox/base/Json.h"
+#include "yox/base/Printable.h"
 #include "yox/device/DeviceInfoProvider.h"
 #include "yox/device/Facts.h"
 #include "yox/device/MachineInformation.h"
@@ -64,9 +63,7 @@ std::string AsJson(const std::vector<Fact>& facts) {
     entry["value"] = fact.read();
     entry["source"] = fact.source;
   }
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "  ";
-  return Json::writeString(builder, document) + "\n";
+  return yox::JsonText(document);
 }
 
 int Show(const GlobalOptions& global, bool refresh) {

@@ -1,9 +1,8 @@
-#include <json/writer.h>
-
 #include <memory>
 #include <optional>
 
 #include "yox/applicability/ApplicabilityEvaluator.h"
+#include "yox/base/Json.h"
 #include "yox/base/String.h"
 #include "yox/decision/Explanation.h"
 #include "yox/decision/FilterDocument.h"
@@ -47,12 +46,6 @@ std::string AnswerText(bool applies, const yox::WString& reason, const Painter& 
          YOX::String::UTF16ToUTF8(reason) + "\n";
 }
 
-std::string Written(const Json::Value& answer) {
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "  ";
-  return Json::writeString(builder, answer) + "\n";
-}
-
 int Evaluate(const GlobalOptions& global, const EvaluateOptions& options) {
   const ApplicabilityEvaluator::Pairs tags = TagsOf(options.tags);
   yox::WString target_version = Widened("--target-version", options.target_version.value_or(""));
@@ -67,7 +60,7 @@ int Evaluate(const GlobalOptions& global, const EvaluateOptions& options) {
   if (options.explain) {
     const Explanation explanation = evaluator->Explain(filter, target, tags);
     const Painter paint = PainterOfOutput();
-    Print(global.json ? Written(ExplanationJson(explanation))
+    Print(global.json ? yox::JsonText(ExplanationJson(explanation))
                       : AnswerText(explanation.applies, explanation.reason, paint) +
                             ExplanationText(explanation, paint));
     return explanation.applies ? kDone : kNegative;
@@ -78,7 +71,7 @@ int Evaluate(const GlobalOptions& global, const EvaluateOptions& options) {
     Json::Value answer;
     answer["applies"] = applies;
     answer["reason"] = YOX::String::UTF16ToUTF8(reason);
-    Print(Written(answer));
+    Print(yox::JsonText(answer));
   } else {
     Print(AnswerText(applies, reason, Painter(false)));
   }

@@ -1,11 +1,10 @@
-#include <json/writer.h>
-
 #include <algorithm>
 #include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "yox/base/Json.h"
 #include "yox/decision/Lint.h"
 #include "yox/platform/Platform.h"
 #include "yox/platform/clock/Clock.h"
@@ -107,9 +106,7 @@ std::string ToJson(const std::vector<LintedFile>& files, const Counts& counts) {
       answer["findings"].append(ToJson(file, finding));
     }
   }
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "  ";
-  return Json::writeString(builder, answer) + "\n";
+  return yox::JsonText(answer);
 }
 
 int Lint(const GlobalOptions& global, const LintOptions& options) {

@@ -1,5 +1,4 @@
 #include <json/value.h>
-#include <json/writer.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -10,6 +9,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "yox/base/Json.h"
 #include "yox/base/StrictJson.h"
 #include "yox/base/String.h"
 #include "yox/notifications/NotificationAlertUtility.h"
@@ -196,14 +196,6 @@ Json::Value ReadChannel(const std::string& text) {
   AddTextFields(record, yox::JsonNode(document), fields);
   answer["fields"] = std::move(fields);
   return answer;
-}
-
-int PrintJson(const Json::Value& answer) {
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "  ";
-  builder["emitUTF8"] = true;
-  Print(Json::writeString(builder, answer) + "\n");
-  return kDone;
 }
 
 // The named arguments of one builder, and what it makes of them.
@@ -412,19 +404,20 @@ Command ReadCommand() {
     bool channel = false;
   };
   const auto options = std::make_shared<ReadOptions>();
-  return {
-      .name = "read",
-      .help = "The fields of a notification document, as JSON",
-      .options = {{.name = "FILE.json",
-                   .help = "An envelope, or a document of the channel",
-                   .target = &options->file,
-                   .required = true},
-                  {.name = "--channel",
-                   .help = "It is a document of the channel",
-                   .target = &options->channel}},
-      .run = [options](const GlobalOptions&) {
-        return PrintJson(ReadNamed(options->file, options->channel ? ReadChannel : ReadInternal));
-      }};
+  return {.name = "read",
+          .help = "The fields of a notification document, as JSON",
+          .options = {{.name = "FILE.json",
+                       .help = "An envelope, or a document of the channel",
+                       .target = &options->file,
+                       .required = true},
+                      {.name = "--channel",
+                       .help = "It is a document of the channel",
+                       .target = &options->channel}},
+          .run = [options](const GlobalOptions&) {
+            Print(yox::JsonText(
+                ReadNamed(options->file, options->channel ? ReadChannel : ReadInternal)));
+            return kDone;
+          }};
 }
 
 }  // namespace

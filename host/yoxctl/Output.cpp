@@ -7,8 +7,6 @@
 #include <string>
 #include <system_error>
 
-#include "yox/base/String.h"
-
 #include "host/yoxctl/CommandLine.h"
 
 namespace yoxctl {
@@ -41,14 +39,6 @@ bool Replace(const fs::path& file, std::string_view bytes) {
 }
 
 }  // namespace
-
-std::string OneLine(std::string_view text) {
-  yox::WString line = YOX::String::UTF8ToUTF16(text);
-  for (yox::WChar& unit : line) {
-    if (unit < 0x20 || (unit >= 0x7F && unit < 0xA0)) unit = ' ';
-  }
-  return YOX::String::UTF16ToUTF8(line);
-}
 
 void Print(std::string_view text) {
   errno = 0;

@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+#include "yox/base/Printable.h"
+
 namespace yoxctl {
 
 enum ExitCode : int {
@@ -26,9 +28,7 @@ void Print(std::string_view text);
 // is no file, such as a device, is written to. Throws Refusal when it cannot.
 void WriteFile(const std::string& argument, std::string_view bytes);
 
-// The text with a blank for each control character, well-formed whatever stands in it: it may show
-// an argument.
-std::string OneLine(std::string_view text);
+using yox::OneLine;
 
 // Writes "yoxctl: MESSAGE" to standard error, as one line.
 void Complain(std::string_view message);

@@ -1,5 +1,3 @@
-#include <json/writer.h>
-
 #include <algorithm>
 #include <iterator>
 #include <memory>
@@ -8,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "yox/base/Json.h"
 #include "yox/base/StrictJson.h"
 #include "yox/base/String.h"
 #include "yox/clientbase/FileSystem.h"
@@ -78,9 +77,7 @@ std::string ToText(const PlatformPolicy& policy) {
 
 void Show(const GlobalOptions& global, const PlatformPolicy& policy) {
   if (!global.json) return Print(ToText(policy));
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "  ";
-  Print(Json::writeString(builder, ToJson(policy)) + "\n");
+  Print(yox::JsonText(ToJson(policy)));
 }
 
 template <class Rows>
@@ -165,9 +162,7 @@ int UpdateCertificates(const GlobalOptions& global, const PolicyOptions& options
     answer["updated"] = done;
     answer["stored"] = done && !chain.empty();
     answer["combined_file"] = shown;
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "  ";
-    Print(Json::writeString(builder, answer) + "\n");
+    Print(yox::JsonText(answer));
   } else if (!done) {
     Print("not updated\n");
   } else {

@@ -1,9 +1,8 @@
 #include "host/yoxctl/PresentDevices.h"
 
-#include <json/writer.h>
-
 #include <utility>
 
+#include "yox/base/Json.h"
 #include "yox/base/String.h"
 #include "yox/platform/devices/DeviceEvent.h"
 
@@ -40,9 +39,7 @@ std::string HardwareIdListing(yox::platform::DeviceTree& tree, bool json) {
     }
   });
   if (!json) return text;
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "  ";
-  return Json::writeString(builder, document) + "\n";
+  return yox::JsonText(document);
 }
 
 DeviceWatch::DeviceWatch(yox::platform::DeviceTree& tree, Tell tell)

@@ -1,5 +1,3 @@
-#include <json/writer.h>
-
 #include <cstddef>
 #include <filesystem>
 #include <memory>
@@ -8,6 +6,7 @@
 #include <string_view>
 
 #include "yox/base/Document.h"
+#include "yox/base/Json.h"
 #include "yox/base/StrictJson.h"
 #include "yox/base/String.h"
 #include "yox/clientbase/FileSystem.h"
@@ -70,9 +69,7 @@ int Check(const GlobalOptions& global, const ProvisionOptions& options) {
     answer["token_valid"] = info.isTokenValid;
     answer["reason"] = reason;
     answer["config_policy"] = info.isTokenValid && !info.configPolicy.empty();
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "  ";
-    Print(Json::writeString(builder, answer) + "\n");
+    Print(yox::JsonText(answer));
   } else {
     Print(OneLine(shown) + "\n" +
           (info.isTokenValid ? "the token is valid\n" : "the token is refused: " + reason + "\n"));

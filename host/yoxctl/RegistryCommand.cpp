@@ -1,5 +1,3 @@
-#include <json/writer.h>
-
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -10,6 +8,7 @@
 #include <utility>
 
 #include "yox/base/Document.h"
+#include "yox/base/Json.h"
 #include "yox/base/String.h"
 #include "yox/clientbase/RegFile.h"
 #include "yox/platform/registry/Registry.h"
@@ -188,11 +187,7 @@ Json::Value ValueJson(const RegistryValue& value) {
   return json;
 }
 
-void PrintJson(const Json::Value& document) {
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "  ";
-  Print(Json::writeString(builder, document) + "\n");
-}
+void PrintJson(const Json::Value& document) { Print(yox::JsonText(document)); }
 
 platform::Registry& TheRegistry() { return platform::Platform::Get().registry(); }
 
@@ -282,9 +277,7 @@ std::string ChangeText(const RegistryChange& change, bool json) {
   document["action"] = action;
   document["key"] = key;
   if (has_name) document["name"] = name;
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "";
-  return Json::writeString(builder, document) + "\n";
+  return yox::JsonText(document, yox::JsonStyle::kReadableLine);
 }
 
 int Watch(const GlobalOptions& global, const RegistryOptions& options) {

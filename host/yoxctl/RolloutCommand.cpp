@@ -1,5 +1,3 @@
-#include <json/writer.h>
-
 #include <algorithm>
 #include <filesystem>
 #include <memory>
@@ -9,6 +7,7 @@
 #include <vector>
 
 #include "yox/applicability/RolloutForecast.h"
+#include "yox/base/Json.h"
 #include "yox/base/String.h"
 #include "yox/clientbase/EpUrlProvider.h"
 #include "yox/clientbase/SMBiosInformationRetriever.h"
@@ -297,9 +296,7 @@ int Forecast(const GlobalOptions& global, const RolloutOptions& options) {
     }
   }
   if (global.json) {
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "  ";
-    Print(Json::writeString(builder, json) + "\n");
+    Print(yox::JsonText(json));
   } else {
     Print(text.empty() ? "no roll-out in the list\n" : text);
   }

@@ -1,7 +1,6 @@
-#include <json/writer.h>
-
 #include <memory>
 
+#include "yox/base/Json.h"
 #include "yox/base/String.h"
 #include "yox/device/MachineInformation.h"
 #include "yox/tags/AppAndTagCollection.h"
@@ -27,12 +26,7 @@ int Tags(const GlobalOptions& global) {
     member["value"] = value;
     text += OneLine(key + "=" + value) + "\n";
   }
-  if (global.json) {
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "  ";
-    text = Json::writeString(builder, document) + "\n";
-  }
-  Print(text);
+  Print(global.json ? yox::JsonText(document) : text);
   return kDone;
 }
 

@@ -1,5 +1,3 @@
-#include <json/writer.h>
-
 #include <algorithm>
 #include <memory>
 #include <optional>
@@ -7,6 +5,7 @@
 
 #include "yox/applicability/ApplicabilityEvaluator.h"
 #include "yox/applicability/ListTest.h"
+#include "yox/base/Json.h"
 #include "yox/base/StrictJson.h"
 #include "yox/base/String.h"
 #include "yox/decision/Explanation.h"
@@ -151,12 +150,6 @@ Json::Value CaseJson(std::size_t index, const Case& one, const Explanation& foun
   return json;
 }
 
-std::string Written(const Json::Value& document) {
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "  ";
-  return Json::writeString(builder, document) + "\n";
-}
-
 std::string Expectation(const Json::Value& answer) {
   std::string text = AnswerWord(answer["applies"].asBool());
   if (answer.isMember("decided_by")) text += ", by " + ByFilter(answer["decided_by"]);
@@ -188,9 +181,7 @@ int AnswerCase(const TestFile& file, const TestOptions& options) {
   if (index >= file.cases.size()) throw Refusal("--case: there is no such case");
   const Case& one = file.cases[index];
   const Explanation found = Decide(file.list, one);
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "";
-  std::string answer = Json::writeString(builder, CaseJson(index, one, found)) + "\n";
+  std::string answer = yox::JsonText(CaseJson(index, one, found), yox::JsonStyle::kReadableLine);
   if (!Passed(one.test, found)) {
     answer += RelevantText(one.test, found, Painter(options.colours));
   }
@@ -245,7 +236,7 @@ int Test(const GlobalOptions& global, const TestOptions& options) {
   if (global.json) {
     document["passed"] = Json::UInt64{passed};
     document["failed"] = Json::UInt64{failed};
-    Print(Written(document));
+    Print(yox::JsonText(document));
   } else {
     const std::string counts =
         std::to_string(passed) + " passed, " + std::to_string(failed) + " failed";

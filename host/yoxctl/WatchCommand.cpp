@@ -1,4 +1,3 @@
-#include <json/writer.h>
 #include <signal.h>
 
 #include <chrono>

@@ -1,9 +1,8 @@
 #include "host/yoxctl/WatchLines.h"
 
-#include <json/writer.h>
-
 #include <map>
 
+#include "yox/base/Json.h"
 #include "yox/base/String.h"
 
 #include "host/yoxctl/Output.h"
@@ -14,9 +13,7 @@ namespace {
 using YOX::String;
 
 std::string JsonLine(const Json::Value& document) {
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "";
-  return Json::writeString(builder, document) + "\n";
+  return yox::JsonText(document, yox::JsonStyle::kReadableLine);
 }
 
 std::map<std::string, std::string> ByKey(const std::vector<Tag>& tags) {

@@ -689,8 +689,9 @@ class Tags(Yoxctl):
 
 
 class ControlCharacters(Yoxctl):
-    TEXT = "a\x1b[31m\nb\x9b0m"
-    SHOWN = "a [31m b 0m"
+    TEXT = "a\x1b[31m\nb\x9b0m\x7f\x85\u200b\u202e\u2028"
+    SHOWN = "a\\u001b[31m\\u000ab\\u009b0m\\u007f\\u0085\\u200b\\u202e\\u2028"
+    SHOWN_DATA = SHOWN.replace("\\u000a", "|")
 
     def test_a_line_of_text_stays_one_and_tells_the_terminal_nothing(self):
         key = "HKLM\\SOFTWARE\\Tervan\\YOX\\Applicability\\Tags"
@@ -699,7 +700,7 @@ class ControlCharacters(Yoxctl):
             "devices": [{"instance_id": self.TEXT, "hardware_ids": [self.TEXT]}]})
         for arguments, answer in (
             (["tags"], f"{self.SHOWN}={self.SHOWN}\nDevice.Usage.IsManagedDevice=false\n"),
-            (["registry", "list", key], f"{self.SHOWN}\\\n{self.SHOWN}  REG_SZ  {self.SHOWN.replace('m b', 'm|b')}\n"),
+            (["registry", "list", key], f"{self.SHOWN}\\\n{self.SHOWN}  REG_SZ  {self.SHOWN_DATA}\n"),
             (["device", "--hardware-ids"], f"{self.SHOWN}\n    {self.SHOWN}\n"),
         ):
             with self.subTest(arguments=arguments):
@@ -707,9 +708,9 @@ class ControlCharacters(Yoxctl):
 
     def test_a_complaint_shows_them_as_escapes(self):
         self.assert_refused(self.evaluate([{self.TEXT: "x"}]),
-                            'filters.json: [0]["a\\u001b[31m\\u000ab\\u009b0m"]: unknown key')
+                            f'filters.json: [0]["{self.SHOWN}"]: unknown key')
         self.assert_refused(["evaluate", "filters.json", "--tag", self.TEXT],
-                            '--tag: expected KEY=VALUE, found "a\\u001b[31m\\u000ab\\u009b0m"')
+                            f'--tag: expected KEY=VALUE, found "{self.SHOWN}"')
 
 
 class Notification(Yoxctl):

@@ -1,11 +1,10 @@
 #include <gtest/gtest.h>
-#include <json/json.h>
 
-#include <memory>
 #include <set>
 
 #include "yox/applicability/TestEvaluator.h"
 #include "yox/applicability/TestRecord.h"
+#include "yox/base/StrictJson.h"
 #include "yox/base/String.h"
 
 #include "tests/support/Generators.h"
@@ -13,13 +12,7 @@
 namespace yox_test {
 namespace {
 
-Json::Value Read(const std::string& text) {
-  Json::Value document;
-  std::string errors;
-  const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
-  EXPECT_TRUE(reader->parse(text.data(), text.data() + text.size(), &document, &errors)) << errors;
-  return document;
-}
+Json::Value Read(const std::string& text) { return yox::ParseDocument(text); }
 
 // 64-bit FNV-1a.
 std::uint64_t Digest(std::string_view text) {

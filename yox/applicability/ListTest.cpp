@@ -1,9 +1,8 @@
 #include "yox/applicability/ListTest.h"
 
-#include <json/writer.h>
-
 #include <tuple>
 
+#include "yox/base/Json.h"
 #include "yox/base/JsonFields.h"
 #include "yox/base/StrictJson.h"
 #include "yox/platform/simulated/DeviceProfileReader.h"
@@ -60,8 +59,7 @@ void Merge(Json::Value& target, const Json::Value& patch) {
 
 yox::platform::DeviceProfile ReadChanged(const Json::Value& document, const char* changed_by) {
   try {
-    return yox::platform::ReadDeviceProfile(
-        Json::writeString(Json::StreamWriterBuilder(), document));
+    return yox::platform::ReadDeviceProfile(yox::JsonText(document));
   } catch (const yox::DocumentError& error) {
     throw yox::DocumentError(std::string(changed_by) + ": " + error.what());
   }

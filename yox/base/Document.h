@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "yox/base/Export.h"
+#include "yox/base/Printable.h"
 
 // The documents that people write are read strictly: what is not meant is refused, and the refusal
 // says where it stands.
@@ -38,9 +39,5 @@ struct DocumentPlace {
 // bytes, a whole number of MiB, before it is read.
 YOX_API std::string ReadDocumentFile(const std::filesystem::path& file,
                                      std::size_t longest = kMaxDocumentSize);
-
-// The text as one line: control characters, those of a terminal from U+0080 on included, are
-// written as \u001b, and of a long text the beginning stands for all of it.
-YOX_API std::string Printable(std::string_view utf8);
 
 }  // namespace yox

@@ -132,7 +132,7 @@ class Lexer {
 };
 
 // The reader's first complaint, "* Line 1, Column 2\n  What is wrong.\nSee ...", as one line.
-std::string OneLine(std::string_view errors) {
+std::string FirstComplaint(std::string_view errors) {
   const auto number_behind = [&](std::string_view word) {
     const std::size_t at = errors.find(word);
     int number = 0;
@@ -205,7 +205,7 @@ Json::Value ParseDocument(std::string_view utf8) {
   } catch (const Json::Exception& exception) {
     throw DocumentError(Printable(exception.what()));
   }
-  throw DocumentError(OneLine(errors));
+  throw DocumentError(FirstComplaint(errors));
 }
 
 DocumentPlace PlaceFinder::At(std::size_t byte) {

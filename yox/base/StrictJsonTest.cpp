@@ -245,12 +245,5 @@ TEST(WrittenText, TellsWhereEachUnitStandsInTheDocument) {
   EXPECT_EQ(columns, (std::vector<std::size_t>{9, 10, 11, 13, 19, 25, 31, 32, 33, 33}));
 }
 
-TEST(Printable, KeepsALongTextOnOneShortLine) {
-  EXPECT_EQ(Printable("a\r\n\x1b[0m\x7f"), "a\\u000d\\u000a\\u001b[0m\\u007f");
-  EXPECT_EQ(Printable("\xC2\x80 \xC2\x9B[0m \xC2\xA0\xC2"), "\\u0080 \\u009b[0m \xC2\xA0\xC2");
-  const std::string line = Printable(std::string(119, 'x') + "\xC3\xA9\xC3\xA9");
-  EXPECT_EQ(line, std::string(119, 'x') + "\xC3\xA9...");
-}
-
 }  // namespace
 }  // namespace yox

@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "yox/base/Base64.h"
+#include "yox/base/Utf8.h"
 
 namespace YOX {
 namespace {
@@ -74,46 +75,6 @@ WString Mapped(WStringView text, const CaseTable& table) {
   return mapped;
 }
 
-constexpr char32_t kReplacement = 0xFFFD;
-
-void AppendUtf8(std::string& out, char32_t point) {
-  if (point < 0x80) {
-    out += static_cast<char>(point);
-    return;
-  }
-  const int trailing = point < 0x800 ? 1 : point < 0x10000 ? 2 : 3;
-  constexpr unsigned char kLead[] = {0, 0xC0, 0xE0, 0xF0};
-  out += static_cast<char>(kLead[trailing] | (point >> (6 * trailing)));
-  for (int i = trailing - 1; i >= 0; --i) {
-    out += static_cast<char>(0x80 | ((point >> (6 * i)) & 0x3F));
-  }
-}
-
-// Reads one code point at `text[i]` and moves `i` behind it; a malformed part gives `kMalformed`
-// and is as long as the longest start of a well-formed sequence, at least one byte.
-constexpr char32_t kMalformed = 0xFFFFFFFF;
-
-char32_t NextPoint(std::string_view text, std::size_t& i) {
-  const auto lead = static_cast<unsigned char>(text[i++]);
-  if (lead < 0x80) return lead;
-  if (lead < 0xC2 || lead > 0xF4) return kMalformed;
-  const int trailing = lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
-  char32_t point = lead & (0x3FU >> trailing);
-  // The second byte's range excludes overlong forms, surrogates and points past U+10FFFF.
-  unsigned char low = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
-  unsigned char high = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
-  for (int k = 0; k < trailing; ++k) {
-    if (i == text.size()) return kMalformed;
-    const auto byte = static_cast<unsigned char>(text[i]);
-    if (byte < low || byte > high) return kMalformed;
-    point = (point << 6) | (byte & 0x3FU);
-    low = 0x80;
-    high = 0xBF;
-    ++i;
-  }
-  return point;
-}
-
 }  // namespace
 
 std::string String::UTF16ToUTF8(WStringView text) {
@@ -128,10 +89,10 @@ std::string String::UTF16ToUTF8(WStringView text) {
         point = 0x10000 + ((point - 0xD800) << 10) + (next - 0xDC00);
         ++i;
       } else {
-        point = kReplacement;
+        point = yox::kReplacementPoint;
       }
     }
-    AppendUtf8(out, point);
+    yox::AppendUtf8(out, point);
   }
   return out;
 }
@@ -140,8 +101,8 @@ WString String::UTF8ToUTF16(std::string_view text) {
   WString out;
   out.reserve(text.size());
   for (std::size_t i = 0; i < text.size();) {
-    char32_t point = NextPoint(text, i);
-    if (point == kMalformed) point = kReplacement;
+    char32_t point = yox::NextPoint(text, i);
+    if (point == yox::kMalformedPoint) point = yox::kReplacementPoint;
     if (point >= 0x10000) {
       out += static_cast<WChar>(0xD800 + ((point - 0x10000) >> 10));
       out += static_cast<WChar>(0xDC00 + ((point - 0x10000) & 0x3FF));
@@ -157,7 +118,7 @@ bool String::IsValidUTF8(std::string_view text) { return ValidUTF8Size(text) == 
 std::size_t String::ValidUTF8Size(std::string_view text) {
   std::size_t valid = 0;
   for (std::size_t i = 0; i < text.size(); valid = i) {
-    if (NextPoint(text, i) == kMalformed) break;
+    if (yox::NextPoint(text, i) == yox::kMalformedPoint) break;
   }
   return valid;
 }

@@ -1,12 +1,11 @@
 #include "yox/decision/FilterDocument.h"
 
-#include <json/writer.h>
-
 #include <algorithm>
 #include <iterator>
 #include <optional>
 #include <utility>
 
+#include "yox/base/Json.h"
 #include "yox/base/StrictJson.h"
 #include "yox/base/String.h"
 
@@ -62,9 +61,7 @@ std::string WriteFilterDocument(const ApplicabilityFilter& filter) {
   }
   Json::Value document(Json::objectValue);
   document["filters"] = std::move(filters);
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "  ";
-  return Json::writeString(builder, document) + "\n";
+  return yox::JsonText(document);
 }
 
 }  // namespace yox::decision

@@ -1,10 +1,6 @@
 #include "yox/device/CacheFile.h"
 
-#include <json/reader.h>
-#include <json/writer.h>
-
 #include <algorithm>
-#include <memory>
 
 #include "yox/clientbase/FileSystem.h"
 #include "yox/clientbase/Paths.h"
@@ -35,17 +31,6 @@ bool WriteCacheFile(const WString& path, const std::string& text) {
   if (!file.good()) return false;
   file << text;
   return true;
-}
-
-std::string WriteCompact(const Json::Value& root) {
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "";
-  return Json::writeString(builder, root);
-}
-
-bool ReadDocument(const std::string& text, Json::Value& root) {
-  const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
-  return reader->parse(text.data(), text.data() + text.size(), &root, nullptr);
 }
 
 }  // namespace yox::device

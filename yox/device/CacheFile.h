@@ -1,7 +1,5 @@
 #pragma once
 
-#include <json/value.h>
-
 #include <optional>
 #include <string>
 
@@ -22,10 +20,5 @@ std::optional<std::string> ReadCacheFile(const yox::WString& path);
 
 // Replaces the file in place. False when it cannot be opened.
 bool WriteCacheFile(const yox::WString& path, const std::string& text);
-
-// Compact, without line breaks.
-std::string WriteCompact(const Json::Value& root);
-// False, and `root` unchanged, when the text is no JSON document.
-bool ReadDocument(const std::string& text, Json::Value& root);
 
 }  // namespace yox::device

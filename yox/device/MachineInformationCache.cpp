@@ -1,5 +1,6 @@
 #include <optional>
 
+#include "yox/base/Json.h"
 #include "yox/base/String.h"
 #include "yox/clientbase/FileSystem.h"
 #include "yox/clientbase/Paths.h"
@@ -65,7 +66,7 @@ std::string MachineInformation::Serialize() {
         root[key.name] = String::UTF16ToUTF8(View(*key.text));
       }
     }
-    return yox::device::WriteCompact(root);
+    return yox::JsonText(root, yox::JsonStyle::kCompact);
   } catch (...) {
     return {};
   }
@@ -73,8 +74,9 @@ std::string MachineInformation::Serialize() {
 
 void MachineInformation::DeSerialize(const std::string& text) {
   try {
-    Json::Value root;
-    if (!yox::device::ReadDocument(text, root)) return;
+    const std::optional<Json::Value> document = yox::ParseLenientJson(text);
+    if (!document) return;
+    const Json::Value& root = *document;
     for (const yox::device::CacheKey& key : yox::device::kCacheKeys) {
       if (key.text) {
         Set(*key.text, String::UTF8ToUTF16(root[key.name].asString()));

@@ -1,5 +1,8 @@
 #include "yox/device/RegionInformation.h"
 
+#include <optional>
+
+#include "yox/base/Json.h"
 #include "yox/base/String.h"
 #include "yox/clientbase/CountryCodeAgent.h"
 #include "yox/clientbase/FileSystem.h"
@@ -86,7 +89,7 @@ std::string RegionInformation::Serialize() const {
   try {
     Json::Value root;
     for (const Field& field : kFields) root[field.key] = String::UTF16ToUTF8(this->*field.value);
-    return yox::device::WriteCompact(root);
+    return yox::JsonText(root, yox::JsonStyle::kCompact);
   } catch (...) {
     return {};
   }
@@ -97,8 +100,9 @@ void RegionInformation::DeSerialize(const std::string& text) {
   constexpr const char* kOrder[] = {"region_name",   "country_code",  "country_name",
                                     "language_code", "language_name", "region_info_datetime"};
   try {
-    Json::Value root;
-    if (!yox::device::ReadDocument(text, root)) return;
+    const std::optional<Json::Value> document = yox::ParseLenientJson(text);
+    if (!document) return;
+    const Json::Value& root = *document;
     for (const std::string_view key : kOrder) {
       for (const Field& field : kFields) {
         if (key == field.key) {

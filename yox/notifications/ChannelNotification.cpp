@@ -2,15 +2,17 @@
 #include <json/value.h>
 
 #include <initializer_list>
+#include <optional>
 #include <utility>
 
+#include "yox/base/Json.h"
 #include "yox/base/String.h"
-#include "yox/notifications/Json.h"
 #include "yox/notifications/YOXNotificationData.h"
 
 using namespace yox::literals;
-using namespace yox::notifications;
 using YOX::String;
+using yox::ToJson;
+using yox::ToText;
 using yox::WString;
 using yox::WStringView;
 
@@ -50,9 +52,9 @@ FieldMap YOXNotificationData::JSONtoMap(const Json::Value& value) {
 void YOXNotificationData::DeserializeKXPNotification(const WString& text) {
   try {
     fieldMap.clear();
-    Json::Value root;
-    if (!ParseJson(text, root)) return;
-    fieldMap = JSONtoMap(root);
+    const std::optional<Json::Value> root = yox::ParseLenientJson(text);
+    if (!root) return;
+    fieldMap = JSONtoMap(*root);
 
     const auto field = [this](WStringView key) -> const WString* {
       const auto found = fieldMap.find(WString(key));
@@ -80,7 +82,7 @@ void YOXNotificationData::DeserializeKXPNotification(const WString& text) {
         logLevel = *level;
       }
     }
-    messageForKXP = String::UTF8ToUTF16(root.toStyledString());
+    messageForKXP = String::UTF8ToUTF16(root->toStyledString());
   } catch (...) {
     // What was set stays.
   }
@@ -93,7 +95,7 @@ void YOXNotificationData::makeKXPpayload(const FieldMap& params) {
     alert["notify"] = ToJson(messageType);
     for (const auto& [key, value] : params)
       alert["param"][String::UTF16ToUTF8(key)] = ToJson(value);
-    messageForKXP = String::UTF8ToUTF16(WriteJson(root, JsonStyle::kDefault));
+    messageForKXP = String::UTF8ToUTF16(yox::JsonText(root, yox::JsonStyle::kTabbed));
   } catch (...) {
     // The message stays as it was.
   }

@@ -2,12 +2,12 @@
 
 #include <string>
 
+#include "yox/base/Json.h"
 #include "yox/base/String.h"
-#include "yox/notifications/Json.h"
 
 using namespace yox::literals;
-using namespace yox::notifications;
 using YOX::String;
+using yox::ToJson;
 using yox::WString;
 
 void NotificationAlertUtility::ConstructKXPPayload(const WString& notify, const Json::Value& param,
@@ -16,7 +16,8 @@ void NotificationAlertUtility::ConstructKXPPayload(const WString& notify, const 
   Json::Value& alert = root["kxp-message"]["alert"];
   alert["notify"] = ToJson(notify);
   alert["param"] = param;
-  out = YOXNotificationData(String::UTF8ToUTF16(WriteJson(root, JsonStyle::kDefault)), true);
+  out =
+      YOXNotificationData(String::UTF8ToUTF16(yox::JsonText(root, yox::JsonStyle::kTabbed)), true);
 }
 
 void NotificationAlertUtility::ConstructKXPPayloadForDeviceActionState(

@@ -1,8 +1,9 @@
-#include "yox/notifications/Json.h"
+#include "yox/base/Json.h"
 #include "yox/notifications/PayloadDocuments.h"
 #include "yox/notifications/YOXNotificationData.h"
 
 using namespace yox::notifications;
+using yox::ToJson;
 using yox::WString;
 
 WString YOXNotificationData::constructPayloadOnYOXPolicyChange(
@@ -46,7 +47,7 @@ std::string YOXNotificationData::constructPayloadForInvokeCommand(
   try {
     Json::Value root(Json::objectValue);
     for (const auto& [key, value] : params) root[key] = value;
-    return WriteJson(root, JsonStyle::kDefault);
+    return yox::JsonText(root, yox::JsonStyle::kTabbed);
   } catch (...) {
     return {};
   }

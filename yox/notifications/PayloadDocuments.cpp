@@ -1,9 +1,10 @@
 #include "yox/notifications/PayloadDocuments.h"
 
 #include <exception>
+#include <optional>
 
+#include "yox/base/Json.h"
 #include "yox/base/String.h"
-#include "yox/notifications/Json.h"
 
 namespace yox::notifications {
 namespace {
@@ -28,7 +29,7 @@ WString BuildPayload(const PayloadDocument& document, std::initializer_list<Json
     for (const PayloadField& field : document.fields) fields[field.key] = *value++;
     Json::Value root;
     (document.wrapper != nullptr ? root[document.wrapper] : root) = std::move(fields);
-    return String::UTF8ToUTF16(WriteJson(root, JsonStyle::kCompact));
+    return String::UTF8ToUTF16(JsonText(root, JsonStyle::kCompact));
   } catch (const std::exception&) {
     return {};
   }
@@ -37,9 +38,9 @@ WString BuildPayload(const PayloadDocument& document, std::initializer_list<Json
 void ReadPayload(const PayloadDocument& document, WStringView text,
                  std::initializer_list<PayloadOutput> outputs) {
   try {
-    Json::Value root;
-    if (!ParseJson(text, root)) return;
-    const Json::Value& fields = FieldsOf(document, root);
+    const std::optional<Json::Value> root = ParseLenientJson(text);
+    if (!root) return;
+    const Json::Value& fields = FieldsOf(document, *root);
     const PayloadOutput* output = outputs.begin();
     for (const PayloadField& field : document.fields) {
       if (!field.is_read) continue;
@@ -52,9 +53,9 @@ void ReadPayload(const PayloadDocument& document, WStringView text,
 
 WString ReadPayloadText(const PayloadDocument& document, WStringView text, const char* key) {
   try {
-    Json::Value root;
-    if (!ParseJson(text, root)) return {};
-    return ToText(FieldsOf(document, root)[key]);
+    const std::optional<Json::Value> root = ParseLenientJson(text);
+    if (!root) return {};
+    return ToText(FieldsOf(document, *root)[key]);
   } catch (const std::exception&) {
     return {};
   }

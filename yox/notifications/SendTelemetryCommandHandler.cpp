@@ -3,16 +3,16 @@
 #include <json/value.h>
 
 #include <exception>
+#include <optional>
 
+#include "yox/base/Json.h"
 #include "yox/base/String.h"
-#include "yox/notifications/Json.h"
 #include "yox/platform/Platform.h"
 #include "yox/platform/clock/Clock.h"
 
 namespace YOX {
 
-using yox::notifications::ParseJson;
-using yox::notifications::ToText;
+using yox::ToText;
 
 constinit std::atomic<std::int64_t> SendTelemetryCommandHandler::lastProcessedTick_{0};
 std::mutex SendTelemetryCommandHandler::tickMutex_;
@@ -57,9 +57,9 @@ void SendTelemetryCommandHandler::DeserializeSendTelemetryCommand(
   constexpr const char* kName = "YOX::SendTelemetryCommandHandler::DeserializeSendTelemetryCommand";
   params = {};
   try {
-    Json::Value parsed;
-    if (!ParseJson(text, parsed)) return;
-    const Json::Value& root = parsed;
+    const std::optional<Json::Value> parsed = yox::ParseLenientJson(text);
+    if (!parsed) return;
+    const Json::Value& root = *parsed;
     const Json::Value& command = root["yox-message"]["action"]["cmd_param"];
 
     if (command.isMember("dataSet") && command["dataSet"].isArray()) {

@@ -2,17 +2,17 @@
 
 #include <json/value.h>
 
+#include <optional>
 #include <utility>
 
+#include "yox/base/Json.h"
 #include "yox/base/String.h"
-#include "yox/notifications/Json.h"
 
 using namespace yox::literals;
 using YOX::String;
+using yox::ToJson;
+using yox::ToText;
 using yox::WString;
-using yox::notifications::ParseJson;
-using yox::notifications::ToJson;
-using yox::notifications::ToText;
 
 YOXNotificationData::YOXNotificationData(int topic_id, int event_state, WString payload_text)
     : notificationType("yox"_w),
@@ -50,8 +50,7 @@ Json::Value YOXNotificationData::Serialize() const {
   Json::Value root;
   if (channel) {
     try {
-      Json::Value message;
-      if (ParseJson(messageForKXP, message)) root = std::move(message);
+      root = yox::ParseLenientJson(messageForKXP).value_or(Json::Value());
     } catch (...) {
       // The envelope is written without the message.
     }
@@ -76,9 +75,9 @@ WString YOXNotificationData::getJsonMessage() const {
 
 void YOXNotificationData::DeserializeInternalNotification(const WString& text) {
   try {
-    Json::Value parsed;
-    if (!ParseJson(text, parsed)) return;
-    const Json::Value& root = parsed;
+    const std::optional<Json::Value> parsed = yox::ParseLenientJson(text);
+    if (!parsed) return;
+    const Json::Value& root = *parsed;
     topicId = root["topicId"].asInt();
     eventState = root["eventState"].asInt();
     payload = ToText(root["payload"]);

@@ -1,12 +1,11 @@
 #include <gtest/gtest.h>
-#include <json/reader.h>
 #include <json/value.h>
 
 #include <cstdint>
-#include <memory>
 #include <string>
 
 #include "yox/base/Base64.h"
+#include "yox/base/Json.h"
 #include "yox/policy/CompactJws.h"
 #include "yox/policy/ProvisionToken.h"
 
@@ -17,10 +16,7 @@
 namespace {
 
 Json::Value ParseLenient(const std::string& document) {
-  Json::Value value;
-  const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
-  EXPECT_TRUE(reader->parse(document.data(), document.data() + document.size(), &value, nullptr));
-  return value;
+  return yox::ParseLenientJson(document).value();
 }
 
 // A value in DER: its tag, its length, its content.

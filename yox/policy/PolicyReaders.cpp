@@ -1,28 +1,21 @@
-#include <json/reader.h>
 #include <json/value.h>
 
-#include <memory>
 #include <string>
 
+#include "yox/base/Json.h"
 #include "yox/base/String.h"
 #include "yox/policy/PlatformPolicy.h"
 
 using YOX::String;
+using yox::ToText;
 using yox::WString;
 
 namespace {
 
 // Returns null if the text is not JSON. Throws Json::Exception if it is nested too deeply.
 Json::Value Parse(const WString& json) {
-  const std::string utf8 = String::UTF16ToUTF8(json);
-  const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
-  Json::Value document;
-  std::string errors;
-  if (!reader->parse(utf8.data(), utf8.data() + utf8.size(), &document, &errors)) return {};
-  return document;
+  return yox::ParseLenientJson(json).value_or(Json::Value());
 }
-
-WString ToText(const Json::Value& value) { return String::UTF8ToUTF16(value.asString()); }
 
 PlatformPolicy::List ToList(const Json::Value& value) {
   PlatformPolicy::List list;

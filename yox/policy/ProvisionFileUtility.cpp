@@ -1,10 +1,9 @@
 #include "yox/policy/ProvisionFileUtility.h"
 
-#include <json/reader.h>
-
 #include <iterator>
-#include <memory>
+#include <optional>
 
+#include "yox/base/Json.h"
 #include "yox/base/Log.h"
 #include "yox/base/String.h"
 #include "yox/clientbase/CriticalEventLogger.h"
@@ -90,17 +89,14 @@ void ProvisionFileUtility::ExtractProvisionContent(const WString& path) {
   if (!IsFileSizeValid(path, size)) return LogInvalidSize(size);
   std::string text;
   if (!ExtractProvisionJsonContent(path, text)) return;
-  bool parsed = false;
-  Json::Value content;
+  std::optional<Json::Value> content;
   try {
-    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
-    std::string errors;
-    parsed = reader->parse(text.data(), text.data() + text.size(), &content, &errors);
+    content = yox::ParseLenientJson(text);
   } catch (const Json::Exception&) {
     // Nested too deeply.
   }
-  if (parsed) {
-    content_ = std::move(content);
+  if (content) {
+    content_ = *std::move(content);
     g_log.d("%s: Provision file extraction success", kFunction);
   } else {
     g_log.d("%s: Provision file extraction failed", kFunction);

@@ -1,12 +1,11 @@
 #include "yox/platform/simulated/DeviceProfileReader.h"
 
-#include <json/writer.h>
-
 #include <algorithm>
 #include <chrono>
 #include <utility>
 
 #include "yox/base/Base64.h"
+#include "yox/base/Json.h"
 #include "yox/base/JsonFields.h"
 #include "yox/platform/registry/RegistryPaths.h"
 
@@ -520,9 +519,7 @@ DeviceProfile ReadDeviceProfile(std::string_view utf8) {
 }
 
 std::string WriteDeviceProfile(const DeviceProfile& profile) {
-  Json::StreamWriterBuilder builder;
-  builder["indentation"] = "  ";
-  return Json::writeString(builder, WriteJson(profile)) + "\n";
+  return JsonText(WriteJson(profile));
 }
 
 std::vector<std::string> DeviceProfilePaths() { return JsonPaths<DeviceProfile>(); }

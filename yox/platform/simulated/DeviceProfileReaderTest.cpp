@@ -154,7 +154,7 @@ TEST(WriteDeviceProfile, GivesADocumentThatReadsAsTheSameProfile) {
       },
       "t" : 
       {
-        "data" : "x\ud83d\ude00",
+        "data" : "x😀",
         "type" : "REG_SZ"
       }
     }
