@@ -34,7 +34,7 @@ void CheckMember(const yox::JsonNode& member, const Json::Value& field) {
     case Json::booleanValue:
       return member.Require(value.isBool(), "true or false");
     case Json::stringValue:
-      return member.Require(value.isString(), "a text");
+      return member.Require(value.isString(), "a string");
     case Json::uintValue:
       return member.Require(value.isUInt(), "an integer of 0 or more");
     default:  // a delay, as a number or as the text of one
@@ -161,7 +161,7 @@ Json::Value ReadInternal(const std::string& text) {
   const Json::Value document = yox::ParseDocument(text);
   yox::JsonNode(document).ForEachMember([](std::string_view key, const yox::JsonNode& node) {
     if (key == "topicId" || key == "eventState") node.Require(node.value().isInt(), "an integer");
-    if (key == "payload") node.Require(node.value().isString(), "a text");
+    if (key == "payload") node.Require(node.value().isString(), "a string");
   });
   const YOXNotificationData record(YOX::String::UTF8ToUTF16(text), false);
   Json::Value answer;

@@ -97,12 +97,12 @@ void CheckFields(const yox::JsonNode& fields) {
     } else if (key == "allow_self_signed_cert") {
       field.Require(value.isBool(), "true or false");
     } else if (Names(kTexts, key)) {
-      field.Require(value.isString(), "a text");
+      field.Require(value.isString(), "a string");
     } else if (Names(kLists, key) || key == "tls_thumbprint_list") {
       field.Require(value.isArray(), "an array");
       for (Json::ArrayIndex i = 0; i < value.size(); ++i) {
         const yox::JsonNode element = field.Element(i);
-        element.Require(element.value().isString(), "a text");
+        element.Require(element.value().isString(), "a string");
       }
     }
   });

@@ -32,7 +32,7 @@ void CheckDocument(const std::string& utf8) {
   const Json::Value document = yox::ParseDocument(utf8);
   yox::JsonNode(document).ForEachMember([](std::string_view key, const yox::JsonNode& member) {
     if (key == "provision_token" || key == "config_policy") {
-      member.Require(member.value().isString(), "a text");
+      member.Require(member.value().isString(), "a string");
     }
   });
 }

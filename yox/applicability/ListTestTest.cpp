@@ -106,15 +106,15 @@ INSTANTIATE_TEST_SUITE_P(
                     RefusalRow{"NoAnswer", R"({"cases": [{"applies": true}, {}]})",
                                "cases[1]: the key \"applies\" is missing"},
                     RefusalRow{"AnswerIsNoAnswer", R"({"cases": [{"applies": "yes"}]})",
-                               "cases[0].applies: expected true or false, found a text"},
+                               "cases[0].applies: expected true or false, found a string"},
                     RefusalRow{"NoIndex", R"({"cases": [{"applies": true, "decided_by": -1}]})",
                                "cases[0].decided_by: expected a whole number from 0 to 4294967295"},
                     RefusalRow{"Tags", R"({"cases": [{"applies": true, "tags": {"a": 1}}]})",
-                               "cases[0].tags.a: expected a text, found a number"},
+                               "cases[0].tags.a: expected a string, found a number"},
                     RefusalRow{"Changes", R"({"cases": [{"applies": true, "changes": []}]})",
                                "cases[0].changes: expected an object, found an array"},
                     RefusalRow{"KeyTwice", R"({"cases": [], "cases": []})",
-                               "line 1, column 15: Duplicate key: 'cases'"}),
+                               "line 1, column 15: the key \"cases\" is given twice"}),
     yox_test::RowName());
 
 struct DeviceRefusalRow {

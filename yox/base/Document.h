@@ -9,13 +9,12 @@
 #include "yox/base/Export.h"
 #include "yox/base/Printable.h"
 
-// The documents that people write are read strictly: what is not meant is refused, and the refusal
-// says where it stands.
+// Reading the documents that people write. They are read strictly: a mistake is refused, with its
+// place.
 namespace yox {
 
-// What is wrong with a document, and where: "filters[2].country: expected a text, found a number",
-// "line 3, column 7: Missing ',' or '}' in object declaration". One line without control
-// characters.
+// Says what is wrong with a document, and where: "filters[2].country: expected a string, found a
+// number", "line 3, column 7: expected a key, found "}"". One line, as OneLine returns it.
 class YOX_API DocumentError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -26,7 +25,7 @@ inline constexpr std::size_t kMaxDocumentSize = std::size_t{4} << 20;
 inline constexpr int kMaxDocumentDepth = 64;
 inline constexpr const char* kTooLongDocument = "longer than 4 MiB";
 
-// Where something stands in a document's text. Both count from 1; a column is a character.
+// A place in a document's text. Both numbers count from 1; a column is a code point.
 struct DocumentPlace {
   std::size_t line = 1;
   std::size_t column = 1;
@@ -34,9 +33,10 @@ struct DocumentPlace {
   friend bool operator==(const DocumentPlace&, const DocumentPlace&) = default;
 };
 
-// The bytes of a file, without a leading byte order mark of UTF-8. Throws DocumentError when there
-// is none, when it is not a regular file or cannot be read, and when it is longer than so many
-// bytes, a whole number of MiB, before it is read.
+// Returns the bytes of a file, without a byte order mark (UTF-8) at the beginning. Throws
+// DocumentError when there is no such file, when it is not a regular file or cannot be read, or
+// when it has more than `longest` bytes, a whole number of MiB. A file that is too long is not
+// read.
 YOX_API std::string ReadDocumentFile(const std::filesystem::path& file,
                                      std::size_t longest = kMaxDocumentSize);
 

@@ -15,14 +15,16 @@
 #include "yox/base/String.h"
 #include "yox/base/WString.h"
 
-// Records and the documents that hold them. A record is described once, by a table of its fields:
+// Reading and writing structs as JSON objects. A struct is described once, by a table of its
+// fields:
 //
 //   template <> struct JsonFields<Screen> {
 //     static constexpr std::tuple kTable{JsonField{"name", &Screen::name}, ...};
 //   };
 //
-// From the table the record is read, written, and its keys listed. Every key is optional; one that
-// the table does not name is refused, and so is a value of another type.
+// From the table the struct is read (ReadJson), written (WriteJson), and its keys are listed
+// (JsonPaths). Every key is optional; an unknown key or a value of the wrong type is a
+// DocumentError with its path.
 namespace yox {
 
 template <class Record, class Value>
@@ -42,7 +44,7 @@ concept JsonRecord = requires {
   JsonFields<T>::kTable;
 };
 
-// Read, Write and List for a type. Specialise it for one that has a form of its own.
+// How a type is read, written, and its keys are listed. Specialise it for a type with its own form.
 template <class T>
 struct JsonCodec;
 
@@ -56,7 +58,7 @@ Json::Value WriteJson(const T& value) {
   return JsonCodec<T>::Write(value);
 }
 
-// The paths of all keys that the type's documents may hold; * stands for any key or index.
+// Returns the paths of all keys that a document of the type may have; * is any key or index.
 template <class T>
 std::vector<std::string> JsonPaths(const std::string& path = {}) {
   std::vector<std::string> paths;
@@ -67,7 +69,7 @@ std::vector<std::string> JsonPaths(const std::string& path = {}) {
 template <>
 struct JsonCodec<WString> {
   static void Read(const JsonNode& node, WString& text) {
-    node.Require(node.value().isString(), "a text");
+    node.Require(node.value().isString(), "a string");
     text = String::UTF8ToUTF16(node.value().asString());
   }
   static Json::Value Write(const WString& text) { return String::UTF16ToUTF8(text); }
@@ -170,7 +172,7 @@ struct JsonCodec<T> {
     });
   }
 
-  // Without the members that are as in a fresh record.
+  // Leaves out the members that have their default value.
   static Json::Value Write(const T& record) {
     const T fresh{};
     Json::Value object(Json::objectValue);

@@ -1,12 +1,12 @@
 #include "yox/base/StrictJson.h"
 
-#include <json/reader.h>
-
 #include <algorithm>
+#include <charconv>
 #include <cstdint>
-#include <memory>
+#include <system_error>
 
 #include "yox/base/String.h"
+#include "yox/base/Utf8.h"
 
 namespace yox {
 namespace {
@@ -17,107 +17,209 @@ bool IsContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xC0
 
 bool IsDigit(char letter) { return letter >= '0' && letter <= '9'; }
 
-std::string Place(std::string_view text, std::size_t at) {
-  const auto [line, column] = PlaceFinder(text).At(at);
-  return "line " + std::to_string(line) + ", column " + std::to_string(column) + ": ";
+bool IsWordLetter(char letter) {
+  return IsDigit(letter) || letter == '_' || (letter >= 'a' && letter <= 'z') ||
+         (letter >= 'A' && letter <= 'Z');
 }
 
-// Refuses what the JSON reader lets pass or answers by recursion: deep nesting, control characters
-// in texts, escaped lone surrogates, and numbers such as 01, 1. and -. What it takes for granted is
-// for the reader to refuse.
-class Lexer {
- public:
-  explicit Lexer(std::string_view text) : text_(text) {}
+std::string Quoted(std::string_view text) { return "\"" + Printable(text) + "\""; }
 
-  void Check() {
-    while (at_ < text_.size()) {
-      const char letter = text_[at_];
-      if (letter == '"') {
-        CheckText();
-      } else if (letter == '-' || IsDigit(letter)) {
-        CheckNumber();
-      } else {
-        if (letter == '{' || letter == '[') {
-          if (++depth_ > kMaxDocumentDepth) {
-            Fail("deeper than " + std::to_string(kMaxDocumentDepth) + " values");
-          }
-        } else if (letter == '}' || letter == ']') {
-          --depth_;
-        }
-        ++at_;
-      }
-    }
+// A recursive descent over the grammar of RFC 8259. JsonCpp's reader is not used, because its
+// strict mode still accepts comments inside of objects, "+5", {"":1,}, and anything after a zero
+// byte, and reads fractions by the process's locale.
+class Parser {
+ public:
+  explicit Parser(std::string_view text) : text_(text) {}
+
+  Json::Value Document() {
+    SkipSpace();
+    Json::Value root = Value(0);
+    SkipSpace();
+    if (!AtEnd()) FailExpecting("the end of the document");
+    return root;
   }
 
  private:
-  [[noreturn]] void Fail(const std::string& what) const {
-    throw DocumentError(Place(text_, at_) + what);
+  [[noreturn]] void Fail(std::size_t at, const std::string& what) const {
+    const auto [line, column] = PlaceFinder(text_).At(at);
+    throw DocumentError("line " + std::to_string(line) + ", column " + std::to_string(column) +
+                        ": " + what);
   }
 
-  char Current() const { return at_ < text_.size() ? text_[at_] : '\0'; }
+  [[noreturn]] void FailExpecting(const std::string& what) const {
+    Fail(at_, "expected " + what + ", found " + Found());
+  }
 
-  void CheckText() {
-    for (++at_; Current() != '"'; ++at_) {
-      if (at_ >= text_.size()) Fail("a text without an end");
-      if (static_cast<unsigned char>(Current()) < 0x20) Fail("a control character in a text");
-      if (Current() != '\\') continue;
-      if (text_.substr(at_).starts_with("\\u")) {
-        CheckEscapedUnit();
-      } else {
-        ++at_;
-      }
-    }
+  // What is at the current place, for a message.
+  std::string Found() const {
+    const std::string_view rest = text_.substr(at_);
+    if (rest.empty()) return "the end of the document";
+    if (rest.starts_with('"')) return "a string";
+    if (rest.starts_with("//") || rest.starts_with("/*")) return "a comment";
+    const auto word_end = std::ranges::find_if_not(rest, IsWordLetter);
+    std::size_t size = static_cast<std::size_t>(word_end - rest.begin());
+    if (size == 0) NextPoint(rest, size);
+    return Quoted(rest.substr(0, size));
+  }
+
+  bool AtEnd() const { return at_ == text_.size(); }
+  char Current() const { return AtEnd() ? '\0' : text_[at_]; }
+
+  bool Take(char letter) {
+    if (Current() != letter || AtEnd()) return false;
     ++at_;
+    return true;
   }
 
-  // Leaves `at_` on the last character of the escape.
-  void CheckEscapedUnit() {
-    const std::uint32_t unit = EscapedUnit(at_);
-    if (unit >= 0xDC00 && unit < 0xE000) Fail("half of a surrogate pair");
-    if (unit >= 0xD800 && unit < 0xDC00) {
-      const std::uint32_t next = EscapedUnit(at_ + kEscapeSize);
-      if (next < 0xDC00 || next >= 0xE000) Fail("half of a surrogate pair");
-      at_ += kEscapeSize;
+  void SkipSpace() { at_ = std::min(text_.size(), text_.find_first_not_of(" \t\n\r", at_)); }
+
+  Json::Value Value(int depth) {
+    const std::size_t begin = at_;
+    Json::Value value = UnplacedValue(depth);
+    value.setOffsetStart(static_cast<std::ptrdiff_t>(begin));
+    value.setOffsetLimit(static_cast<std::ptrdiff_t>(at_));
+    return value;
+  }
+
+  Json::Value UnplacedValue(int depth) {
+    const char first = Current();
+    if (first == '{' || first == '[') {
+      if (depth == kMaxDocumentDepth) {
+        Fail(at_, "deeper than " + std::to_string(kMaxDocumentDepth) + " values");
+      }
+      return first == '{' ? Object(depth + 1) : Array(depth + 1);
     }
-    at_ += kEscapeSize - 1;
+    if (first == '"') return String();
+    if (first == '-' || IsDigit(first)) return Number();
+    if (TakeWord("true")) return true;
+    if (TakeWord("false")) return false;
+    if (TakeWord("null")) return {};
+    FailExpecting("a value");
   }
 
-  // 0 when there is none.
-  std::uint32_t EscapedUnit(std::size_t at) const {
-    const std::string_view escape = text_.substr(std::min(at, text_.size()), kEscapeSize);
-    if (escape.size() < kEscapeSize || !escape.starts_with("\\u")) return 0;
-    std::uint32_t unit = 0;
-    for (const char letter : escape.substr(2)) {
-      const char lower = static_cast<char>(letter | 0x20);
-      if (IsDigit(letter)) {
-        unit = unit * 16 + static_cast<std::uint32_t>(letter - '0');
-      } else if (lower >= 'a' && lower <= 'f') {
-        unit = unit * 16 + static_cast<std::uint32_t>(lower - 'a' + 10);
+  bool TakeWord(std::string_view word) {
+    const std::string_view rest = text_.substr(at_);
+    if (!rest.starts_with(word)) return false;
+    if (rest.size() > word.size() && IsWordLetter(rest[word.size()])) return false;
+    at_ += word.size();
+    return true;
+  }
+
+  Json::Value Object(int depth) {
+    Json::Value object(Json::objectValue);
+    Take('{');
+    SkipSpace();
+    if (Take('}')) return object;
+    while (true) {
+      const std::size_t begin = at_;
+      if (Current() != '"') FailExpecting(object.empty() ? "a key or \"}\"" : "a key");
+      const std::string key = String();
+      if (object.isMember(key)) Fail(begin, "the key " + Quoted(key) + " is given twice");
+      SkipSpace();
+      if (!Take(':')) FailExpecting("\":\"");
+      SkipSpace();
+      object[key] = Value(depth);
+      SkipSpace();
+      if (Take('}')) return object;
+      if (!Take(',')) FailExpecting("\",\" or \"}\"");
+      SkipSpace();
+    }
+  }
+
+  Json::Value Array(int depth) {
+    Json::Value array(Json::arrayValue);
+    Take('[');
+    SkipSpace();
+    if (Take(']')) return array;
+    while (true) {
+      array.append(Value(depth));
+      SkipSpace();
+      if (Take(']')) return array;
+      if (!Take(',')) FailExpecting("\",\" or \"]\"");
+      SkipSpace();
+    }
+  }
+
+  std::string String() {
+    std::string string;
+    for (Take('"'); !Take('"');) {
+      if (AtEnd()) Fail(at_, "a string without an end");
+      if (static_cast<unsigned char>(Current()) < 0x20) {
+        Fail(at_, "a control character in a string");
+      }
+      if (Current() == '\\') {
+        AppendUtf8(string, Escape());
       } else {
-        Fail("a malformed escape");
+        string += text_[at_++];
       }
     }
+    return string;
+  }
+
+  char32_t Escape() {
+    constexpr std::string_view kLetters = "\"\\/bfnrt";
+    constexpr std::string_view kMeanings = "\"\\/\b\f\n\r\t";
+    const std::size_t begin = at_++;
+    if (Current() == 'u') return EscapedPoint(begin);
+    const std::size_t letter = kLetters.find(Current());
+    if (AtEnd() || letter == std::string_view::npos) Fail(begin, "a malformed escape");
+    ++at_;
+    return static_cast<char32_t>(kMeanings[letter]);
+  }
+
+  // "\u0041", or two of them that are a surrogate pair.
+  char32_t EscapedPoint(std::size_t begin) {
+    const std::uint32_t unit = EscapedUnit(begin);
+    if (unit < 0xD800 || unit >= 0xE000) return unit;
+    const bool pair = unit < 0xDC00 && text_.substr(at_).starts_with("\\u");
+    const std::uint32_t next = pair ? EscapedUnit(at_) : 0;
+    if (next < 0xDC00 || next >= 0xE000) Fail(begin, "half of a surrogate pair");
+    return 0x10000 + ((unit - 0xD800) << 10) + (next - 0xDC00);
+  }
+
+  std::uint32_t EscapedUnit(std::size_t begin) {
+    const std::string_view digits = text_.substr(begin).substr(2, kEscapeSize - 2);
+    std::uint32_t unit = 0;
+    const char* const end = digits.data() + digits.size();
+    const auto [stop, error] = std::from_chars(digits.data(), end, unit, 16);
+    if (digits.size() < kEscapeSize - 2 || error != std::errc() || stop != end) {
+      Fail(begin, "a malformed escape");
+    }
+    at_ = begin + kEscapeSize;
     return unit;
   }
 
-  void CheckNumber() {
+  Json::Value Number() {
     const std::size_t begin = at_;
-    const auto fail = [&] {
-      at_ = begin;
-      Fail("a malformed number");
-    };
-    if (Current() == '-') ++at_;
+    const bool negative = Take('-');
     const bool zero = Current() == '0';
-    if (SkipDigits() == 0 || (zero && at_ - begin > (text_[begin] == '-' ? 2U : 1U))) fail();
-    if (Current() == '.') {
-      ++at_;
-      if (SkipDigits() == 0) fail();
+    const std::size_t digits = SkipDigits();
+    bool whole = true;
+    bool well_formed = digits == 1 || (digits > 1 && !zero);
+    if (Take('.')) {
+      whole = false;
+      well_formed = SkipDigits() > 0 && well_formed;
     }
-    if (Current() == 'e' || Current() == 'E') {
-      ++at_;
-      if (Current() == '+' || Current() == '-') ++at_;
-      if (SkipDigits() == 0) fail();
+    if (Take('e') || Take('E')) {
+      whole = false;
+      if (!Take('+')) Take('-');
+      well_formed = SkipDigits() > 0 && well_formed;
     }
+    if (!well_formed) Fail(begin, "a malformed number");
+
+    const std::string_view number = text_.substr(begin, at_ - begin);
+    if (std::int64_t value = 0; whole && Converts(number, value)) return Json::Int64{value};
+    if (std::uint64_t value = 0; whole && !negative && Converts(number, value)) {
+      return Json::UInt64{value};
+    }
+    double value = 0;
+    if (!Converts(number, value)) Fail(begin, "the number " + Quoted(number) + " is out of range");
+    return value;
+  }
+
+  template <class T>
+  static bool Converts(std::string_view number, T& value) {
+    return std::from_chars(number.data(), number.data() + number.size(), value).ec == std::errc();
   }
 
   std::size_t SkipDigits() {
@@ -128,37 +230,10 @@ class Lexer {
 
   std::string_view text_;
   std::size_t at_ = 0;
-  int depth_ = 0;
 };
 
-// The reader's first complaint, "* Line 1, Column 2\n  What is wrong.\nSee ...", as one line.
-std::string FirstComplaint(std::string_view errors) {
-  const auto number_behind = [&](std::string_view word) {
-    const std::size_t at = errors.find(word);
-    int number = 0;
-    if (at == std::string_view::npos) return number;
-    for (std::size_t i = at + word.size(); i < errors.size() && IsDigit(errors[i]); ++i) {
-      number = number * 10 + (errors[i] - '0');
-    }
-    return number;
-  };
-  std::string_view what = errors.substr(std::min(errors.size(), errors.find('\n')));
-  what.remove_prefix(std::min(what.size(), what.find_first_not_of(" \n")));
-  const std::size_t next = std::min(what.find("\n* Line "), what.find("\nSee Line "));
-  what = what.substr(0, next);
-  what = what.substr(0, what.find_last_not_of(" \n.") + 1);
-  // Of a long number the text is cut, not what is said of it: "'1e999' is not a number".
-  const std::size_t quoted = what.starts_with('\'') ? what.rfind('\'') : what.size();
-  return "line " + std::to_string(number_behind("Line ")) + ", column " +
-         std::to_string(number_behind("Column ")) + ": " + Printable(what.substr(0, quoted)) +
-         std::string(what.substr(quoted));
-}
-
 bool IsPlainWord(std::string_view key) {
-  return !key.empty() && std::ranges::all_of(key, [](char letter) {
-    return IsDigit(letter) || letter == '_' || (letter >= 'a' && letter <= 'z') ||
-           (letter >= 'A' && letter <= 'Z');
-  });
+  return !key.empty() && std::ranges::all_of(key, IsWordLetter);
 }
 
 std::string_view KindOf(const Json::Value& value) {
@@ -170,7 +245,7 @@ std::string_view KindOf(const Json::Value& value) {
     case Json::realValue:
       return "a number";
     case Json::stringValue:
-      return "a text";
+      return "a string";
     case Json::booleanValue:
       return value.asBool() ? "true" : "false";
     case Json::arrayValue:
@@ -185,27 +260,11 @@ std::string_view KindOf(const Json::Value& value) {
 
 Json::Value ParseDocument(std::string_view utf8) {
   if (utf8.size() > kMaxDocumentSize) throw DocumentError(kTooLongDocument);
-  if (const std::size_t good = String::ValidUTF8Size(utf8); good != utf8.size()) {
-    throw DocumentError(Place(utf8, good) + "not well-formed UTF-8");
-  }
-  Lexer(utf8).Check();
-
-  static const Json::CharReaderBuilder builder = [] {
-    Json::CharReaderBuilder strict;
-    Json::CharReaderBuilder::strictMode(&strict.settings_);
-    strict["strictRoot"] = false;
-    strict["stackLimit"] = kMaxDocumentDepth + 8;
-    return strict;
-  }();
-  const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-  Json::Value document;
-  std::string errors;
-  try {
-    if (reader->parse(utf8.data(), utf8.data() + utf8.size(), &document, &errors)) return document;
-  } catch (const Json::Exception& exception) {
-    throw DocumentError(Printable(exception.what()));
-  }
-  throw DocumentError(FirstComplaint(errors));
+  const std::size_t good = String::ValidUTF8Size(utf8);
+  if (good == utf8.size()) return Parser(utf8).Document();
+  const auto [line, column] = PlaceFinder(utf8).At(good);
+  throw DocumentError("line " + std::to_string(line) + ", column " + std::to_string(column) +
+                      ": not well-formed UTF-8");
 }
 
 DocumentPlace PlaceFinder::At(std::size_t byte) {

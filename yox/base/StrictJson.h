@@ -10,16 +10,20 @@
 
 namespace yox {
 
-// Reads JSON as RFC 8259 has it: well-formed UTF-8, no comments, no trailing commas, no key twice
-// in an object, one value and nothing behind it. Throws DocumentError.
+// Parses a document strictly by RFC 8259: well-formed UTF-8 without a byte order mark, no comments,
+// no trailing commas, nothing after the value, and no key twice in an object. A whole number
+// becomes an Int64 or UInt64 if it fits, otherwise a double. Each value has its place in the text
+// (getOffsetStart, getOffsetLimit). Throws DocumentError, also for a document that is larger or
+// deeper than Document.h allows. Safe from any thread.
 YOX_API Json::Value ParseDocument(std::string_view utf8);
 
-// Goes through a document's text and tells the places of bytes, which are asked for in ascending
-// order. A view of the text.
+// Converts byte offsets in a document's text to lines and columns, in one pass over the text. Keeps
+// a view of the text.
 class YOX_API PlaceFinder {
  public:
   explicit PlaceFinder(std::string_view utf8) : text_(utf8) {}
 
+  // The offsets must ascend from call to call.
   DocumentPlace At(std::size_t byte);
 
  private:
@@ -28,14 +32,15 @@ class YOX_API PlaceFinder {
   DocumentPlace place_;
 };
 
-// Goes through a text of a document as it is written there, escapes and all. A view of both.
+// Converts offsets in the value of a JSON string to offsets in the document, where the string may
+// be written with escapes. Keeps a view of the document.
 class YOX_API WrittenText {
  public:
-  // `text` is a value of ParseDocument(`utf8`), and a text.
+  // `text` is a string in the result of ParseDocument(`utf8`).
   WrittenText(std::string_view utf8, const Json::Value& text);
 
-  // The byte of the document at which a unit of the text in UTF-16 begins; asked for in ascending
-  // order. Behind the text's end it is that of the closing quotation mark.
+  // Returns the byte offset in the document of a code unit of the string (counted in UTF-16); for
+  // one after the end, that of the closing quotation mark. The units must ascend from call to call.
   std::size_t ByteOf(std::size_t unit);
 
  private:
@@ -45,8 +50,8 @@ class YOX_API WrittenText {
   std::size_t unit_ = 0;
 };
 
-// A value inside a document, which knows its place. A view: the document and the nodes above it
-// must outlive it.
+// A value in a document together with its path, for error messages. The document and the nodes
+// above this one must outlive it.
 class YOX_API JsonNode {
  public:
   explicit JsonNode(const Json::Value& document) : value_(document) {}
@@ -55,8 +60,8 @@ class YOX_API JsonNode {
 
   JsonNode Element(Json::ArrayIndex index) const { return {value_[index], *this, {}, index}; }
 
-  // Calls `visit(key, node)` for each member, in the order of the keys. Fails when the value is not
-  // an object.
+  // Calls `visit(key, node)` for each member, in the order of the keys. Throws DocumentError if the
+  // value is not an object.
   template <class Visit>
   void ForEachMember(Visit visit) const {
     Require(value_.isObject(), "an object");
@@ -68,14 +73,14 @@ class YOX_API JsonNode {
     }
   }
 
-  // Throws DocumentError "PATH: expected KIND, found ..." unless the condition holds.
+  // Throws DocumentError "PATH: expected KIND, found ..." unless the condition is true.
   void Require(bool condition, std::string_view kind) const;
 
   // Throws DocumentError "PATH: WHAT".
   [[noreturn]] void Fail(std::string_view what) const;
 
-  // "filters[2].country"; a key that is no plain word stands in brackets:
-  // registry["HKLM\SOFTWARE"].
+  // Returns for example "filters[2].country"; a key that is not a plain word is written in
+  // brackets: registry["HKLM\SOFTWARE"].
   std::string Path() const;
 
  private:

@@ -17,7 +17,7 @@ Filter ReadFilter(const JsonNode& node) {
   node.ForEachMember([&](std::string_view key, const JsonNode& member) {
     const auto* const name = std::ranges::find(kFilterFieldNames, key);
     if (name == std::end(kFilterFieldNames)) member.Fail("unknown key");
-    member.Require(member.value().isString(), "a text");
+    member.Require(member.value().isString(), "a string");
     filter.Set(static_cast<FilterField>(name - std::begin(kFilterFieldNames)),
                String::UTF8ToUTF16(member.value().asString()));
   });

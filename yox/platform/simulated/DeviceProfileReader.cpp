@@ -140,7 +140,7 @@ Bytes ReadRegistryData(const JsonNode& data, DataForm form) {
     case DataForm::kBytes:
       break;
   }
-  data.Require(data.value().isString(), "a text");
+  data.Require(data.value().isString(), "a string");
   std::optional<Bytes> bytes = FromHexadecimal(data.value().asString());
   if (!bytes) data.Fail("expected pairs of hexadecimal digits");
   return *std::move(bytes);
@@ -198,7 +198,7 @@ constexpr ServiceStateRow kServiceStates[] = {
 // The row of a table that a node's text names; fails with the names that there are.
 template <class Row, std::size_t kSize>
 const Row& ReadRow(const JsonNode& node, const Row (&rows)[kSize]) {
-  node.Require(node.value().isString(), "a text");
+  node.Require(node.value().isString(), "a string");
   const std::string text = node.value().asString();
   const Row* const row = std::ranges::find(rows, std::string_view(text), &Row::name);
   if (row != std::end(rows)) return *row;
@@ -217,7 +217,7 @@ struct JsonLeaf {
 template <>
 struct JsonCodec<LocalDate> : JsonLeaf {
   static void Read(const JsonNode& node, LocalDate& date) {
-    node.Require(node.value().isString(), "a text");
+    node.Require(node.value().isString(), "a string");
     const std::string text = node.value().asString();
     const std::optional<LocalDate> read = HasForm(text, kDateForm) ? ParseDate(text) : std::nullopt;
     if (!read) node.Fail("expected a date YYYY-MM-DD");
@@ -229,7 +229,7 @@ struct JsonCodec<LocalDate> : JsonLeaf {
 template <>
 struct JsonCodec<platform::LocalTime> : JsonLeaf {
   static void Read(const JsonNode& node, platform::LocalTime& time) {
-    node.Require(node.value().isString(), "a text");
+    node.Require(node.value().isString(), "a string");
     const std::string text = node.value().asString();
     const std::optional<LocalDate> date = HasForm(text, kTimeForm) ? ParseDate(text) : std::nullopt;
     if (!date || NumberAt(text, 11, 2) > 23 || NumberAt(text, 14, 2) > 59 ||
@@ -265,7 +265,7 @@ struct JsonCodec<platform::NamedZone> : JsonLeaf {
 template <>
 struct JsonCodec<Bytes> : JsonLeaf {
   static void Read(const JsonNode& node, Bytes& bytes) {
-    node.Require(node.value().isString(), "a text");
+    node.Require(node.value().isString(), "a string");
     const std::optional<std::string> read = FromBase64(node.value().asString());
     if (!read) node.Fail("malformed base64");
     bytes.assign(read->begin(), read->end());
