@@ -16,8 +16,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     FUZZ_CHECK(parsed || read == untouched);
     versions[i] = Version::Parse(texts[i]);
     FUZZ_CHECK(versions[i] == (parsed ? read : Version()));
-    Version viewed = untouched;
-    FUZZ_CHECK(Version::TryParseVersion(texts[i], viewed) == parsed && viewed == read);
+    const std::optional<Version> viewed = Version::FromView(texts[i]);
+    FUZZ_CHECK(viewed.has_value() == parsed && viewed.value_or(untouched) == read);
     // Only digits and dots count.
     FUZZ_CHECK(!parsed || texts[i].find(yox::WChar{'.'}) != yox::WString::npos);
   }

@@ -51,7 +51,7 @@ WString Normalised(WStringView required) {
 bool HasExactly(const HardwareIdRepository& present, WStringView required, WString* found) {
   for (auto rest = Pieces(required); rest;) {
     const WStringView alternative = NextPiece(rest, ',');
-    const bool matched = present.Contains(String::Trimmed(alternative));
+    const bool matched = present.IsPresent(String::Trimmed(alternative));
     g_evaluator_log.d("%s Hardware ID exact match result: %s", kOrigin,
                       matched ? "MATCH" : "NO_MATCH");
     if (!matched) continue;

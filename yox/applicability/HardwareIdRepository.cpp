@@ -38,7 +38,9 @@ void HardwareIdRepository::Remove(const WString& id) {
   if (on_removed_) on_removed_(gone.key());
 }
 
-bool HardwareIdRepository::Contains(WStringView id) const {
+bool HardwareIdRepository::Contains(const WString& id) const { return IsPresent(id); }
+
+bool HardwareIdRepository::IsPresent(WStringView id) const {
   const std::lock_guard lock(mutex_);
   return counts_.find(id) != counts_.end();
 }

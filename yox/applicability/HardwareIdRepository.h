@@ -29,7 +29,9 @@ class YOX_API HardwareIdRepository {
   void Add(const yox::WString& id);
   // One claim less; with the last one the ID goes. An unknown ID changes nothing.
   void Remove(const yox::WString& id);
-  bool Contains(yox::WStringView id) const;
+  bool Contains(const yox::WString& id) const;
+  // Contains for a view, without copying it.
+  bool IsPresent(yox::WStringView id) const;
   // The number of distinct IDs.
   std::size_t Size() const;
   // A copy of the IDs, in no particular order.

@@ -115,7 +115,7 @@ bool Contradict(const Bound<Value>& a, const Bound<Value>& b) {
 }
 
 // No version is less.
-const Bound<Version> kAnyVersion = {Comparison::kAtLeast, Version()};
+constexpr Bound<Version> kAnyVersion = {Comparison::kAtLeast, Version()};
 
 Bound<Version> BoundOf(const VersionRequirement& requirement) {
   return {requirement.comparison, requirement.version};

@@ -1,6 +1,7 @@
 #include "yox/decision/MatchOperators.h"
 
 #include <array>
+#include <optional>
 
 namespace yox::decision {
 namespace {
@@ -81,7 +82,9 @@ bool TextPattern::Matches(WStringView actual) const {
 
 const Version* VersionText::Parsed() {
   if (state_ == State::kUnread) {
-    state_ = Version::TryParseVersion(text_, version_) ? State::kGood : State::kBad;
+    const std::optional<Version> version = Version::FromView(text_);
+    state_ = version ? State::kGood : State::kBad;
+    version_ = version.value_or(Version());
   }
   return state_ == State::kGood ? &version_ : nullptr;
 }
@@ -91,7 +94,9 @@ VersionRequirement VersionRequirement::Parse(WStringView pattern) {
   requirement.text = String::Trimmed(pattern);
   const auto [comparison, operand] = SplitComparison(requirement.text);
   requirement.comparison = comparison;
-  requirement.valid = Version::TryParseVersion(operand, requirement.version);
+  const std::optional<Version> version = Version::FromView(operand);
+  requirement.valid = version.has_value();
+  requirement.version = version.value_or(Version());
   return requirement;
 }
 

@@ -5,7 +5,21 @@
 
 using yox::WString;
 using yox::WStringView;
-using namespace yox::literals;
+
+namespace {
+
+std::optional<int> ReadComponent(WStringView component) {
+  std::optional<std::int64_t> number;
+  for (const auto unit : component) {
+    if (unit < '0' || unit > '9') continue;
+    number = number.value_or(0) * 10 + (unit - '0');
+    if (*number > std::numeric_limits<int>::max()) return std::nullopt;
+  }
+  if (!number) return std::nullopt;
+  return static_cast<int>(*number);
+}
+
+}  // namespace
 
 Version Version::Parse(const WString& text) {
   Version version;
@@ -15,35 +29,33 @@ Version Version::Parse(const WString& text) {
 
 bool Version::TryParse(const WString& text, Version& out) { return TryParseVersion(text, out); }
 
-bool Version::TryParseVersion(WStringView text, Version& out) {
-  constexpr std::array kNames = {"version"_wv, "version"_wv, "build"_wv, "revision"_wv};
+bool Version::TryParseVersion(const WString& text, Version& out) {
+  const std::optional<Version> version = FromView(text);
+  if (version) out = *version;
+  return version.has_value();
+}
+
+std::optional<Version> Version::FromView(WStringView text) {
   std::array<int, 4> numbers = {0, 0, kMissing, kMissing};
   std::size_t count = 0;
   for (;;) {
-    if (count == numbers.size()) return false;
+    if (count == numbers.size()) return std::nullopt;
     const std::size_t dot = text.find('.');
-    if (!TryParseComponent(text.substr(0, dot), kNames[count], out, numbers[count])) return false;
-    ++count;
+    const std::optional<int> number = ReadComponent(text.substr(0, dot));
+    if (!number) return std::nullopt;
+    numbers[count++] = *number;
     if (dot == WStringView::npos) break;
     text.remove_prefix(dot + 1);
   }
-  if (count < 2) return false;
-  out = Version(numbers[0], numbers[1], numbers[2], numbers[3]);
-  return true;
+  if (count < 2) return std::nullopt;
+  return Version(numbers[0], numbers[1], numbers[2], numbers[3]);
 }
 
-bool Version::TryParseComponent(WStringView component, WStringView /*componentName*/,
+bool Version::TryParseComponent(const WString& component, const WString& /*componentName*/,
                                 Version& /*out*/, int& value) {
-  bool any = false;
-  std::int64_t number = 0;
-  for (const auto unit : component) {
-    if (unit < '0' || unit > '9') continue;
-    any = true;
-    number = number * 10 + (unit - '0');
-    if (number > std::numeric_limits<int>::max()) return false;
-  }
-  if (any) value = static_cast<int>(number);
-  return any;
+  const std::optional<int> number = ReadComponent(component);
+  if (number) value = *number;
+  return number.has_value();
 }
 
 int Version::CompareTo(const Version& other) const {

@@ -2,33 +2,37 @@
 
 #include <compare>
 #include <cstdint>
+#include <optional>
 
 #include "yox/base/Export.h"
 #include "yox/base/WString.h"
 
-// A dotted version of two to four numbers. A missing build or revision is -1 and sorts before
-// 0: 1.2 is less than 1.2.0, which is less than 1.2.0.0. A plain value.
+// A dotted version of two to four numbers. A missing build or revision is -1 and therefore sorts
+// before 0: 1.2 is less than 1.2.0, which is less than 1.2.0.0. A plain value; constant operations
+// are safe from any thread. No operation throws.
 class YOX_API Version {
  public:
-  Version() : Version(0, 0) {}
-  Version(int major, int minor) : Version(major, minor, kMissing) {}
-  Version(int major, int minor, int build) : Version(major, minor, build, kMissing) {}
-  Version(int major, int minor, int build, int revision)
+  constexpr Version() : Version(0, 0) {}
+  constexpr Version(int major, int minor) : Version(major, minor, kMissing) {}
+  constexpr Version(int major, int minor, int build) : Version(major, minor, build, kMissing) {}
+  constexpr Version(int major, int minor, int build, int revision)
       : major_(major), minor_(minor), build_(build), revision_(revision) {}
 
-  // The version that the text holds, and 0.0 without build and revision when it holds none.
+  // Returns the version in the text, or Version() if there is none.
   static Version Parse(const yox::WString& text);
 
-  // Reads two to four components divided by dots. Of a component only the digits 0-9 count,
-  // wherever they stand; one without a digit, or out of the range of int, fails. Answers false and
-  // leaves `out` as it was on failure. Never throws.
+  // Reads two to four components separated by dots. All characters of a component but the digits
+  // 0-9 are ignored ("3a" is 3, "-5" is 5); a component without a digit, or beyond the range of
+  // int, is a failure. Returns false on failure, and then leaves `out` as it was.
   static bool TryParse(const yox::WString& text, Version& out);
-  static bool TryParseVersion(yox::WStringView text, Version& out);
-  // `componentName` and `out` are not used.
-  static bool TryParseComponent(yox::WStringView component, yox::WStringView componentName,
+  static bool TryParseVersion(const yox::WString& text, Version& out);
+  // Reads one component, likewise. `componentName` and `out` are not used.
+  static bool TryParseComponent(const yox::WString& component, const yox::WString& componentName,
                                 Version& out, int& value);
+  // TryParseVersion for a view, without copying it. Returns std::nullopt on failure.
+  static std::optional<Version> FromView(yox::WStringView text);
 
-  // 1, 0 or -1: this version is greater, equal or less.
+  // Returns 1, 0 or -1: this version is greater than, equal to or less than the other.
   int CompareTo(const Version& other) const;
   bool Equals(const Version& other) const { return *this == other; }
 

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <compare>
+#include <type_traits>
 
 #include "yox/foundation/Version.h"
 
@@ -33,7 +34,17 @@ TEST_P(VersionText, ParsesOrLeavesTheOutputAlone) {
   EXPECT_TRUE(again == out);
 
   EXPECT_TRUE(Version::Parse(row.text) == (row.parses ? row.version : Version()));
+  EXPECT_EQ(Version::FromView(row.text).has_value(), row.parses);
+  EXPECT_TRUE(Version::FromView(row.text).value_or(Version(9, 8, 7, 6)) == out);
 }
+
+// Hosts hold these operations as function pointers of exactly these types.
+static_assert(std::is_same_v<decltype(&Version::Parse), Version (*)(const WString&)>);
+static_assert(std::is_same_v<decltype(&Version::TryParse), bool (*)(const WString&, Version&)>);
+static_assert(
+    std::is_same_v<decltype(&Version::TryParseVersion), bool (*)(const WString&, Version&)>);
+static_assert(std::is_same_v<decltype(&Version::TryParseComponent),
+                             bool (*)(const WString&, const WString&, Version&, int&)>);
 
 INSTANTIATE_TEST_SUITE_P(
     , VersionText,
@@ -103,9 +114,9 @@ TEST(VersionTest, TheFirstDifferingFieldDecides) {
 TEST(VersionTest, AComponentIgnoresItsNameAndTheVersion) {
   Version untouched(1, 2, 3, 4);
   int value = 77;
-  EXPECT_TRUE(Version::TryParseComponent("1-2"_wv, "anything"_wv, untouched, value));
+  EXPECT_TRUE(Version::TryParseComponent("1-2"_w, "anything"_w, untouched, value));
   EXPECT_EQ(value, 12);
-  EXPECT_FALSE(Version::TryParseComponent("x"_wv, "version"_wv, untouched, value));
+  EXPECT_FALSE(Version::TryParseComponent("x"_w, "version"_w, untouched, value));
   EXPECT_EQ(value, 12);
   EXPECT_TRUE(untouched == Version(1, 2, 3, 4));
 }
