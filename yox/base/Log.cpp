@@ -9,6 +9,7 @@
 #include <mutex>
 #include <utility>
 
+#include "yox/base/Printable.h"
 #include "yox/base/String.h"
 
 namespace YOX {
@@ -35,7 +36,7 @@ spdlog::level::level_enum SpdLevel(LogLevel level) {
   return kLevels[static_cast<std::size_t>(level)];
 }
 
-// One conversion behind its '%': `spec` is what stands between the '%' and the conversion's letter.
+// Appends an integer as printf does; `spec` is the text between '%' and the conversion's letter.
 void AppendInteger(std::string& out, std::string_view spec, char conversion,
                    const LogArgument& argument) {
   const bool wide = spec.find_first_of("lz") != std::string_view::npos;
@@ -69,6 +70,36 @@ void AppendInteger(std::string& out, std::string_view spec, char conversion,
   if (negative) out += '-';
   if (zeros) out.append(padding, '0');
   out.append(buffer.data() + at, buffer.size() - at);
+}
+
+// `shown(text)` returns a narrow or wide argument as it is to be written.
+template <class Shown>
+std::string Formatted(std::string_view format, std::span<const LogArgument> arguments,
+                      Shown shown) {
+  std::string out;
+  out.reserve(format.size() + 16 * arguments.size());
+  std::size_t next = 0;
+  for (std::size_t i = 0; i < format.size(); ++i) {
+    if (format[i] != '%') {
+      out += format[i];
+      continue;
+    }
+    const std::size_t conversion = format.find_first_of("sSdiuxX%", i + 1);
+    if (format[conversion] == '%') {
+      out += '%';
+    } else {
+      const LogArgument& argument = arguments[next++];
+      if (argument.kind() == LogArgument::Kind::kNarrow) {
+        out += shown(argument.narrow());
+      } else if (argument.kind() == LogArgument::Kind::kWide) {
+        out += shown(String::UTF16ToUTF8(argument.wide()));
+      } else {
+        AppendInteger(out, format.substr(i + 1, conversion - i - 1), format[conversion], argument);
+      }
+    }
+    i = conversion;
+  }
+  return out;
 }
 
 }  // namespace
@@ -112,8 +143,8 @@ void Log::SetSink(Sink sink) {
 }
 
 void Log::Write(LogLevel level, std::string_view format, std::span<const LogArgument> arguments) {
-  const std::string line = Format(format, arguments);
   if (File* const file = file_.load(std::memory_order_acquire)) {
+    const std::string line = Formatted(format, arguments, yox::OneLine);
     file->logger->log(SpdLevel(level), spdlog::string_view_t(line.data(), line.size()));
   }
   std::shared_ptr<const Sink> sink;
@@ -121,34 +152,11 @@ void Log::Write(LogLevel level, std::string_view format, std::span<const LogArgu
     const std::lock_guard lock(Holder().mutex);
     sink = Holder().sink;
   }
-  if (sink) (*sink)(name_, level, line);
+  if (sink) (*sink)(name_, level, Format(format, arguments));
 }
 
 std::string Log::Format(std::string_view format, std::span<const LogArgument> arguments) {
-  std::string out;
-  out.reserve(format.size() + 16 * arguments.size());
-  std::size_t next = 0;
-  for (std::size_t i = 0; i < format.size(); ++i) {
-    if (format[i] != '%') {
-      out += format[i];
-      continue;
-    }
-    const std::size_t conversion = format.find_first_of("sSdiuxX%", i + 1);
-    if (format[conversion] == '%') {
-      out += '%';
-    } else {
-      const LogArgument& argument = arguments[next++];
-      if (argument.kind() == LogArgument::Kind::kNarrow) {
-        out += argument.narrow();
-      } else if (argument.kind() == LogArgument::Kind::kWide) {
-        out += String::UTF16ToUTF8(argument.wide());
-      } else {
-        AppendInteger(out, format.substr(i + 1, conversion - i - 1), format[conversion], argument);
-      }
-    }
-    i = conversion;
-  }
-  return out;
+  return Formatted(format, arguments, [](std::string_view text) { return text; });
 }
 
 }  // namespace YOX

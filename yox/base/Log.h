@@ -17,7 +17,7 @@ namespace YOX {
 
 enum class LogLevel { Debug, Warning, Error };
 
-// One argument of a log line: a text (UTF-8 or UTF-16) or an integer.
+// An argument of a log line: a string (UTF-8 or UTF-16) or an integer. Keeps a view of the string.
 class LogArgument {
  public:
   enum class Kind { kNarrow, kWide, kSigned, kUnsigned };
@@ -50,8 +50,8 @@ class LogArgument {
 namespace log_detail {
 void FormatDoesNotFitItsArguments();  // never defined: named by the compiler's error
 
-// Checks a printf-like literal against its arguments: %s and %S take a text, %d %i %u %x %X (with
-// any of the length words h, l, ll, z and a zero-padded width) an integer, %% none.
+// Checks a printf-like literal against its arguments: %s and %S take a string; %d %i %u %x %X (with
+// any of the length modifiers h, l, ll, z and a zero-padded width) an integer; %% none.
 consteval void CheckFormat(std::string_view format, std::span<const bool> is_integer) {
   std::size_t next = 0;
   for (std::size_t i = 0; i < format.size(); ++i) {
@@ -69,7 +69,7 @@ consteval void CheckFormat(std::string_view format, std::span<const bool> is_int
 }
 }  // namespace log_detail
 
-// A literal whose conversions were checked by the compiler.
+// A format string that is checked against its arguments at compile time.
 template <class... Args>
 class LogFormat {
  public:
@@ -84,17 +84,18 @@ class LogFormat {
   std::string_view text_;
 };
 
-// A log: lines at three levels, written as UTF-8 to a rotating file once one is opened, and handed
-// to the process's sink if there is one. Safe from any thread. An object has no destructor and may
-// be used at any time of the process's life, before and after main included; what it holds is never
-// freed.
+// A log. Lines have one of three levels and go to a rotating file (UTF-8) once Open has been
+// called, and to the process's sink if SetSink has been called. Safe from any thread. A Log has
+// neither a constructor that runs code nor a destructor, so it may be used before and after main;
+// an open file is never closed.
 class YOX_API Log {
  public:
-  // `name` tells the sink whose line it is; it must outlive the log (a literal).
+  // `name` is passed to the sink with each line; it must outlive the log (a literal).
   constexpr explicit Log(const char* name) : name_(name) {}
   Log(const Log&) = delete;
   Log& operator=(const Log&) = delete;
 
+  // Write a line of level debug, warning or error: log.d("%s: %d tags", "Class::Function", count).
   template <class... Args>
   void d(LogFormat<std::type_identity_t<Args>...> format, const Args&... args) {
     Line(LogLevel::Debug, format.text(), args...);
@@ -108,7 +109,7 @@ class YOX_API Log {
     Line(LogLevel::Error, format.text(), args...);
   }
 
-  // Whether a line of this level would be read by anybody. Lines that nobody reads cost nothing.
+  // Returns whether a line of this level goes to a file or a sink. One that does not is not built.
   bool Enabled(LogLevel level) const {
     return level >= level_.load(std::memory_order_relaxed) &&
            (file_.load(std::memory_order_relaxed) != nullptr ||
@@ -116,8 +117,8 @@ class YOX_API Log {
            SilencedHere() != this;
   }
 
-  // While it lives, lines of the log that its own thread writes are read by nobody. One log for a
-  // thread at a time: of two, the later one counts.
+  // Drops the lines that the current thread writes to `log`, as long as the object lives. A thread
+  // can silence one log at a time: while two objects live, only the newer one has an effect.
   class Silence {
    public:
     explicit Silence(const Log& log) : former_(SilencedHere()) { SilencedHere() = &log; }
@@ -132,19 +133,20 @@ class YOX_API Log {
   // Lines below `level` are dropped; the default writes all.
   void SetLevel(LogLevel level) { level_.store(level, std::memory_order_relaxed); }
 
-  // Writes to `path` from now on, with time stamp and level, at most 5 MiB a file and three files
-  // kept. The folder must exist. Answers false, and changes nothing, when the file cannot be
-  // opened.
+  // Writes lines to `path` from now on, with time stamp and level. A file has at most 5 MiB; three
+  // files are kept. Each line of the log is one line of the file: control and format characters in
+  // its arguments are escaped ("\u000a"). The folder must exist. Returns false if the file cannot
+  // be opened; then nothing changes.
   bool Open(const std::filesystem::path& path);
 
-  // Takes every finished line of every log of the process: the log's name, the level, and the line
-  // as UTF-8 without time stamp. The sink may be called from several threads at once; when a call
-  // of SetSink returns, a line that was under way on another thread may still reach the former
-  // sink. An empty function removes it. A sink must not log.
+  // Passes every line of every log of the process to `sink`: the log's name, the level, and the
+  // line as UTF-8, without time stamp and with its arguments as they are. The sink may be called
+  // from several threads at once, and the former sink may still be called for a short time after
+  // SetSink has returned. An empty function removes the sink. A sink must not log.
   static void SetSink(
       std::function<void(std::string_view log, LogLevel level, std::string_view line)> sink);
 
-  // The finished text of a checked format and its arguments.
+  // Returns the line for a checked format string and its arguments.
   static std::string Format(std::string_view format, std::span<const LogArgument> arguments);
 
  private:
@@ -171,7 +173,7 @@ class YOX_API Log {
   std::atomic<File*> file_{nullptr};
 };
 
-// The log that the library's parts share.
+// The log that all components of the library share.
 extern YOX_API constinit Log g_log;
 
 }  // namespace YOX

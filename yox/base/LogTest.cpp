@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
@@ -93,6 +94,22 @@ TEST(LogTest, AnOpenedFileReceivesTheLinesAsUtf8) {
   const std::string content{std::istreambuf_iterator<char>(file), {}};
   EXPECT_NE(content.find("rain ☂"), std::string::npos) << content;
   EXPECT_NE(content.find("debug"), std::string::npos) << content;
+}
+
+TEST(LogTest, AnArgumentCannotBeginALineOfTheFile) {
+  const yox_test::TemporaryFolder folder;
+  const std::filesystem::path path = folder.path() / "log";
+  ASSERT_TRUE(test_log.Open(path));
+  const CapturedLog captured;
+  test_log.d("%s: %s", "a\n[2026-01-01] [error] forged\x1b[31m", "b\r\n\u202Ec"_w);
+  std::ifstream file(path, std::ios::binary);
+  const std::string content{std::istreambuf_iterator<char>(file), {}};
+  EXPECT_TRUE(
+      content.ends_with("a\\u000a[2026-01-01] [error] forged\\u001b[31m: "
+                        "b\\u000d\\u000a\\u202ec\n"))
+      << content;
+  EXPECT_EQ(std::ranges::count(content, '\n'), 1) << content;
+  EXPECT_EQ(captured.Text(), "test D a\n[2026-01-01] [error] forged\x1b[31m: b\r\n\u202Ec\n");
 }
 
 TEST(LogTest, ATextWithAnEmbeddedZeroIsWrittenWhole) {
