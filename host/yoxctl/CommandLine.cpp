@@ -123,6 +123,7 @@ int Parse(CLI::App& app, std::vector<std::string> arguments) {
 int RunOrThrow(std::vector<std::string> arguments) {
   GlobalOptions options;
   std::string format = "text";
+  std::string colours = "auto";
   const Option globals[] = {{.name = "--device",
                              .type = "PROFILE.json",
                              .help = "Speak of the device in this profile document",
@@ -136,7 +137,13 @@ int RunOrThrow(std::vector<std::string> arguments) {
                              .help = "Form of the answer on standard output",
                              .target = &format,
                              .choices = {"text", "json"},
-                             .initial = "text"}};
+                             .initial = "text"},
+                            {.name = "--color",
+                             .type = "auto|always|never",
+                             .help = "Colours in text; auto: on a terminal, unless NO_COLOR is set",
+                             .target = &colours,
+                             .choices = {"auto", "always", "never"},
+                             .initial = "auto"}};
   std::vector<Command> commands;
   for (const auto make : kCommands) commands.push_back(make());
   const Command* chosen = nullptr;
@@ -153,6 +160,9 @@ int RunOrThrow(std::vector<std::string> arguments) {
   if (Parse(app, std::move(arguments)) != kDone) return kDone;
   if (chosen == nullptr) throw Refusal(std::string("a command is missing") + kSeeHelp);
   options.json = format == "json";
+  options.colours = colours == "always"  ? ColourMode::kAlways
+                    : colours == "never" ? ColourMode::kNever
+                                         : ColourMode::kAuto;
   return chosen->run(options);
 }
 
@@ -161,6 +171,8 @@ int RunOrThrow(std::vector<std::string> arguments) {
 int Run(std::vector<std::string> arguments) {
   try {
     return RunOrThrow(std::move(arguments));
+  } catch (const OutputClosed&) {
+    return kDone;
   } catch (const std::filesystem::filesystem_error& error) {
     const std::string path = PathText(error.path1());
     Complain((path.empty() ? "the folder of temporary files" : NameOf(path)) + ": " +
@@ -168,7 +180,7 @@ int Run(std::vector<std::string> arguments) {
   } catch (const std::exception& error) {
     Complain(error.what());
   } catch (...) {
-    Complain("failed without a word");
+    Complain("failed for an unknown reason");
   }
   return kRefused;
 }

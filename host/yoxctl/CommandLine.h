@@ -11,12 +11,15 @@
 
 #include "yox/base/WString.h"
 
+#include "host/yoxctl/Paint.h"
+
 namespace yoxctl {
 
 // The options that are common to all commands.
 struct GlobalOptions {
   std::optional<std::string> device;     // file name of a device profile; absent: this machine
   std::optional<std::string> state_dir;  // absent: the system's own directory
+  ColourMode colours = ColourMode::kAuto;
   bool json = false;
 };
 

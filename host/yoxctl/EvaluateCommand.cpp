@@ -59,7 +59,7 @@ int Evaluate(const GlobalOptions& global, const EvaluateOptions& options) {
 
   if (options.explain) {
     const Explanation explanation = evaluator->Explain(filter, target, tags);
-    const Painter paint = PainterOfOutput();
+    const Painter paint = PainterOfOutput(global.colours);
     Print(global.json ? yox::JsonText(ExplanationJson(explanation))
                       : AnswerText(explanation.applies, explanation.reason, paint) +
                             ExplanationText(explanation, paint));

@@ -21,7 +21,7 @@ bool WriteAll(const fs::path& file, std::string_view bytes) {
   return !stream.fail();
 }
 
-// Over a new file that then takes the place of `file`, which may not be there.
+// Writes a new file and renames it to `file`, which need not exist.
 bool Replace(const fs::path& file, std::string_view bytes) {
   std::error_code error;
   if (fs::exists(file, error) && !std::ofstream(file, std::ios::app)) return false;
@@ -44,6 +44,7 @@ void Print(std::string_view text) {
   errno = 0;
   const bool written = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
   if (written && std::fflush(stdout) == 0) return;
+  if (IsClosedPipe(errno)) throw OutputClosed();
   throw Refusal("standard output: " + std::generic_category().message(errno));
 }
 
@@ -60,7 +61,7 @@ void WriteFile(const std::string& argument, std::string_view bytes) {
 void Complain(std::string_view message) {
   const std::string line = "yoxctl: " + OneLine(message) + "\n";
   std::fwrite(line.data(), 1, line.size(), stderr);
-  std::fflush(stderr);  // kept back on Windows where nobody sits in front of it
+  std::fflush(stderr);  // Windows buffers it unless it is a console
 }
 
 }  // namespace yoxctl

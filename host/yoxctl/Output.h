@@ -1,5 +1,6 @@
 #pragma once
 
+#include <exception>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -10,27 +11,37 @@ namespace yoxctl {
 
 enum ExitCode : int {
   kDone = 0,
-  kNegative = 1,  // done, and the answer is no
-  kRefused = 2,   // usage, or input that cannot be read
+  kNegative = 1,  // done, with a negative result
+  kRefused = 2,   // wrong usage, unreadable input or unwritable output
 };
 
-// What is wrong with what the user gave, as one line.
+// Ends the program with kRefused and the message, one line that says what is wrong and where.
 class Refusal : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-// Writes UTF-8 to standard output, all of it. Throws Refusal when it cannot: the disk is full, or
-// nobody reads the other end.
+// Ends the program quietly with kDone: the program that reads standard output, such as head(1), has
+// read enough.
+class OutputClosed : public std::exception {};
+
+// Writes all of the text, UTF-8, to standard output. Throws OutputClosed if it is a pipe whose
+// reader has closed it, and Refusal if it cannot be written for another reason, such as a full
+// disk.
 void Print(std::string_view text);
 
-// Writes the file that an argument names: all of it, or it stays as it was. What stands there and
-// is no file, such as a device, is written to. Throws Refusal when it cannot.
+// Writes a file that is named by an argument. An existing file is replaced as a whole: on failure
+// it keeps its former content. Something that is not a regular file, such as a device, is written
+// to. Throws Refusal on failure.
 void WriteFile(const std::string& argument, std::string_view bytes);
 
 using yox::OneLine;
 
 // Writes "yoxctl: MESSAGE" to standard error, as one line.
 void Complain(std::string_view message);
+
+// Returns whether an errno value of a write to standard output means that it is a closed pipe. Each
+// system has its own.
+bool IsClosedPipe(int error);
 
 }  // namespace yoxctl

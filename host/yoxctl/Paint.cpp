@@ -12,7 +12,8 @@ std::string Painter::operator()(Paint paint, std::string_view text) const {
          "\x1b[0m";
 }
 
-Painter PainterOfOutput() {
+Painter PainterOfOutput(ColourMode mode) {
+  if (mode != ColourMode::kAuto) return Painter(mode == ColourMode::kAlways);
   const char* const terminal = std::getenv("TERM");
   const bool dumb = terminal != nullptr && std::string_view(terminal) == "dumb";
   return Painter(std::getenv("NO_COLOR") == nullptr && !dumb && OutputTakesColours());

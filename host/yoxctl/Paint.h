@@ -7,7 +7,9 @@ namespace yoxctl {
 
 enum class Paint { kPlain, kGood, kBad, kOdd, kStrong, kFaint };
 
-// Colours words for a terminal, or leaves them as they are.
+enum class ColourMode { kAuto, kAlways, kNever };
+
+// Wraps texts in a terminal's colour sequences, or returns them unchanged.
 class Painter {
  public:
   explicit Painter(bool colours) : colours_(colours) {}
@@ -19,11 +21,11 @@ class Painter {
   bool colours_;
 };
 
-// Paints when standard output is a terminal, unless the environment has NO_COLOR or says that the
-// terminal knows no colours.
-Painter PainterOfOutput();
+// Returns the painter for standard output. With kAuto it uses colours if standard output is a
+// terminal, NO_COLOR is not set and TERM is not "dumb".
+Painter PainterOfOutput(ColourMode mode);
 
-// Whether standard output is a terminal that shows colours. Each system has its own.
+// Returns whether standard output is a terminal that shows colours. Each system has its own.
 bool OutputTakesColours();
 
 }  // namespace yoxctl

@@ -218,7 +218,7 @@ int Test(const GlobalOptions& global, const TestOptions& options) {
 
   if (options.only) return AnswerCase(files.front(), options);
 
-  const Painter paint = PainterOfOutput();
+  const Painter paint = PainterOfOutput(global.colours);
   Json::Value document;
   std::size_t passed = 0;
   std::size_t failed = 0;

@@ -1044,15 +1044,36 @@ class Output(Yoxctl):
         self.assertEqual(done.returncode, 2)
         self.assertRegex(done.stderr.decode(), r"\Ayoxctl: standard output: .*\n\Z")
 
-    def test_a_reader_that_has_gone_is_told(self):
-        reader, writer = os.pipe()
-        os.close(reader)
-        try:
-            done = self.run_program(*self.evaluate([]), stdout=writer)
-        finally:
-            os.close(writer)
-        self.assertEqual(done.returncode, 2)
-        self.assertRegex(done.stderr.decode(), r"\Ayoxctl: standard output: .*\n\Z")
+    def test_a_closed_pipe_ends_the_program_quietly(self):
+        for arguments in (self.evaluate([{"default": "false"}]), ["--help"], ["--device", "device.json", "watch"]):
+            with self.subTest(arguments=arguments):
+                reader, writer = os.pipe()
+                os.close(reader)
+                try:
+                    done = self.run_program(*arguments, stdout=writer)
+                finally:
+                    os.close(writer)
+                self.assertEqual((done.stderr, done.returncode), (b"", 0))
+
+    def test_a_limit_of_the_file_size_is_told(self):
+        if len(PROGRAM) > 1:
+            self.skipTest("the emulator itself has the limit")
+        done = subprocess.run(["sh", "-c", 'ulimit -f 0; exec "$@" >answer', "sh", *PROGRAM, *self.evaluate([])],
+                              cwd=self.folder, capture_output=True, timeout=60)
+        self.assertEqual((done.stderr.decode(), done.returncode),
+                         (f"yoxctl: standard output: {os.strerror(errno.EFBIG)}\n", 2))
+
+    def test_colours_can_be_chosen(self):
+        plain, red = "does not apply\n", "\x1b[31mdoes not apply\x1b[0m\n"
+        arguments = [*self.evaluate([{"default": "false"}]), "--explain"]
+        for colour, environment, first_line in (
+            ("auto", {}, plain), ("never", {}, plain), ("always", {}, red), ("always", {"NO_COLOR": "1"}, red),
+        ):
+            with self.subTest(colour=colour, environment=environment):
+                done = self.run_program("--color", colour, *arguments, env={**os.environ, **environment})
+                self.assertEqual(done.stdout.decode().splitlines(True)[0], first_line)
+        self.assert_refused(["--color", "red", *arguments],
+                            "--color: red not in {auto,always,never} (yoxctl --help tells the usage)")
 
     def test_what_is_closed_is_told_and_no_file_takes_its_place(self):
         if len(PROGRAM) > 1:

@@ -15,8 +15,9 @@ void SetVariable(const std::string& name, const std::string& value) {
 
 namespace {
 
-// A standard stream that is closed is opened to nowhere: or else the next file to be opened takes
-// its number, and the answer is written into that one. Writing here fails, as to a closed stream.
+// Opens each closed standard stream for reading from /dev/null. Otherwise the next file to be
+// opened would get its number, and the output would be written into that file. Writing to the
+// stream fails as to a closed one.
 void OccupyClosedStreams() {
   for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     if (fcntl(stream, F_GETFD) == -1) open("/dev/null", O_RDONLY);  // takes the lowest free number
@@ -27,7 +28,9 @@ void OccupyClosedStreams() {
 
 int main(int argc, char** argv) {
   OccupyClosedStreams();
-  // A reader that has gone is answered like any output that cannot be written.
+  // Writing to a closed pipe, or beyond the limit of a file's size (ulimit -f), shall fail with an
+  // error that can be reported instead of ending the process.
   signal(SIGPIPE, SIG_IGN);
+  signal(SIGXFSZ, SIG_IGN);
   return yoxctl::Run({argv + (argc > 0 ? 1 : 0), argv + argc});
 }

@@ -1,0 +1,24 @@
+#include "host/yoxctl/Output.h"
+
+#include <windows.h>
+
+#include <cerrno>
+
+#include "host/yoxctl/Paint.h"
+
+namespace yoxctl {
+
+bool OutputTakesColours() {
+  HANDLE const console = GetStdHandle(STD_OUTPUT_HANDLE);
+  DWORD mode = 0;
+  return GetConsoleMode(console, &mode) != 0 &&
+         SetConsoleMode(console, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING) != 0;
+}
+
+// The C runtime reports ERROR_NO_DATA, which is what writing to a closed pipe gives, as EINVAL.
+bool IsClosedPipe(int error) {
+  return error == EPIPE ||
+         (error == EINVAL && GetFileType(GetStdHandle(STD_OUTPUT_HANDLE)) == FILE_TYPE_PIPE);
+}
+
+}  // namespace yoxctl
