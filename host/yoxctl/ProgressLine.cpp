@@ -8,16 +8,19 @@ namespace yoxctl {
 
 ProgressLine::ProgressLine(std::string message)
     : thread_([this, message = std::move(message)] {
-        std::unique_lock lock(mutex_);
-        if (!done_changed_.wait_for(lock, kPatience, [this] { return done_; })) Complain(message);
+        yox::MutexLock lock(mutex_);
+        const auto limit = std::chrono::steady_clock::now() + kPatience;
+        while (!done_ && done_changed_.WaitUntil(lock, limit)) {
+        }
+        if (!done_) Complain(message);
       }) {}
 
 ProgressLine::~ProgressLine() {
   {
-    const std::lock_guard lock(mutex_);
+    const yox::MutexLock lock(mutex_);
     done_ = true;
   }
-  done_changed_.notify_one();
+  done_changed_.NotifyOne();
   thread_.join();
 }
 

@@ -1,14 +1,14 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
 #include <string>
 #include <thread>
 
+#include "yox/base/ThreadSafety.h"
+
 namespace yoxctl {
 
-// Says on standard error what takes so long, once, when the object lives longer than half a second.
+// Writes a message to standard error if the object lives longer than half a second.
 class ProgressLine {
  public:
   explicit ProgressLine(std::string message);
@@ -19,9 +19,9 @@ class ProgressLine {
  private:
   static constexpr std::chrono::milliseconds kPatience{500};
 
-  std::mutex mutex_;
-  std::condition_variable done_changed_;
-  bool done_ = false;  // under mutex_
+  yox::Mutex mutex_;
+  yox::ConditionVariable done_changed_;
+  bool done_ YOX_GUARDED_BY(mutex_) = false;
   std::thread thread_;
 };
 

@@ -6,11 +6,11 @@
 #include <array>
 #include <exception>
 #include <memory>
-#include <mutex>
 #include <utility>
 
 #include "yox/base/Printable.h"
 #include "yox/base/String.h"
+#include "yox/base/ThreadSafety.h"
 
 namespace YOX {
 namespace {
@@ -21,11 +21,11 @@ constexpr std::size_t kFormerFiles = 2;
 using Sink = std::function<void(std::string_view, LogLevel, std::string_view)>;
 
 struct SinkHolder {
-  std::mutex mutex;
-  std::shared_ptr<const Sink> sink;
+  yox::Mutex mutex;
+  std::shared_ptr<const Sink> sink YOX_GUARDED_BY(mutex);
 };
 
-// Never destroyed: logs are used by the destructors of statics.
+// Never destroyed, because destructors of static objects use logs.
 SinkHolder& Holder() {
   static auto* const holder = new SinkHolder;
   return *holder;
@@ -106,7 +106,7 @@ std::string Formatted(std::string_view format, std::span<const LogArgument> argu
 
 struct Log::File {
   std::shared_ptr<spdlog::logger> logger;
-  File* former;  // stays allocated: another thread may be writing to it
+  File* former;  // never freed, because another thread may be writing to it
 };
 
 constinit std::atomic<bool> Log::sink_set_{false};
@@ -138,8 +138,9 @@ bool Log::Open(const std::filesystem::path& path) {
 void Log::SetSink(Sink sink) {
   auto shared = sink ? std::make_shared<const Sink>(std::move(sink)) : nullptr;
   sink_set_.store(shared != nullptr, std::memory_order_relaxed);
-  const std::lock_guard lock(Holder().mutex);
-  Holder().sink.swap(shared);
+  SinkHolder& holder = Holder();
+  const yox::MutexLock lock(holder.mutex);
+  holder.sink.swap(shared);
 }
 
 void Log::Write(LogLevel level, std::string_view format, std::span<const LogArgument> arguments) {
@@ -149,8 +150,9 @@ void Log::Write(LogLevel level, std::string_view format, std::span<const LogArgu
   }
   std::shared_ptr<const Sink> sink;
   {
-    const std::lock_guard lock(Holder().mutex);
-    sink = Holder().sink;
+    SinkHolder& holder = Holder();
+    const yox::MutexLock lock(holder.mutex);
+    sink = holder.sink;
   }
   if (sink) (*sink)(name_, level, Format(format, arguments));
 }

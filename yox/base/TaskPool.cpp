@@ -10,17 +10,20 @@
 namespace yox {
 namespace {
 
-// A thread at the same piece of work at two looks of the watcher counts as blocked.
+// The interval between two looks of the watcher. A thread that is running the same piece of work at
+// both counts as blocked.
 constexpr std::chrono::milliseconds kLook{1};
-// Work that comes within a few microseconds is not worth a sleep.
+// A thread spins for some microseconds before it sleeps, because sleeping and waking cost more.
 constexpr int kSpins = 400;
-// Keeps apart what different threads write.
+// Data that different threads write is kept in different cache lines.
 constexpr std::size_t kCacheLine = 64;
 
 }  // namespace
 
-// Each cell's turn says who may use it next: the filler whose position it equals, or the taker one
-// behind.
+// A bounded MPMC queue after Dmitry Vyukov, with a locked list for what does not fit. The turn of a
+// cell says who may use it next: position p puts into it when the turn is p, and takes from it when
+// the turn is p + 1. Storing the turn with release order publishes the cell's content to the thread
+// that loads it with acquire order; the positions themselves need no order.
 class TaskPool::Queue {
  public:
   Queue() {
@@ -46,7 +49,7 @@ class TaskPool::Queue {
         }
       }
     }
-    const std::lock_guard lock(overflow_mutex_);
+    const MutexLock lock(overflow_mutex_);
     overflow_.push_back(work);
     overflowed_.store(overflow_.size());
   }
@@ -69,7 +72,7 @@ class TaskPool::Queue {
       }
     }
     if (overflowed_.load(std::memory_order_relaxed) == 0) return nullptr;
-    const std::lock_guard lock(overflow_mutex_);
+    const MutexLock lock(overflow_mutex_);
     if (overflow_.empty()) return nullptr;
     Work* const work = overflow_.front();
     overflow_.pop_front();
@@ -89,16 +92,16 @@ class TaskPool::Queue {
   alignas(kCacheLine) std::atomic<std::size_t> filled_{0};
   alignas(kCacheLine) std::atomic<std::size_t> taken_{0};
   alignas(kCacheLine) std::atomic<std::size_t> overflowed_{0};
-  std::mutex overflow_mutex_;
-  std::deque<Work*> overflow_;
+  Mutex overflow_mutex_;
+  std::deque<Work*> overflow_ YOX_GUARDED_BY(overflow_mutex_);
   Cell cells_[kCells];
 };
 
 struct alignas(kCacheLine) TaskPool::Thread {
-  // Counts the pieces of work begun and ended: odd while one runs.
+  // Incremented when a piece of work begins and when it ends, so it is odd while one is running.
   std::atomic<std::uint64_t> turns{0};
   std::atomic<bool> blocked{false};
-  std::uint64_t seen = 0;  // the watcher's
+  std::uint64_t seen = 0;  // `turns` at the watcher's former look
   std::thread thread;
   std::list<Thread>::iterator self;
 };
@@ -111,11 +114,11 @@ TaskPool::TaskPool(std::size_t progressing, std::chrono::milliseconds idle)
 
 TaskPool::~TaskPool() {
   {
-    std::unique_lock lock(mutex_);
+    MutexLock lock(mutex_);
     stopping_ = true;
-    work_.notify_all();
-    work_.wait(lock, [this] { return threads_.empty(); });
-    watched_.notify_all();
+    work_.NotifyAll();
+    while (!threads_.empty()) work_.Wait(lock);
+    watched_.NotifyAll();
     JoinEnded();
   }
   if (watcher_.joinable()) watcher_.join();
@@ -128,14 +131,15 @@ TaskPool& TaskPool::Process() {
 
 void TaskPool::Start(Work& work) {
   queue_->Put(&work);
-  // A thread that stops searching looks at the queue once more: one of the two sees the other.
+  // Sequentially consistent, as are the operations of a thread that stops searching, which looks at
+  // the queue once more afterwards: so either this sees the thread or the thread sees the work.
   if (searching_.load() > 0) return;
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   WakeOne();
 }
 
 std::size_t TaskPool::ThreadCount() const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return threads_.size();
 }
 
@@ -145,7 +149,7 @@ void TaskPool::WakeOne() {
     if (idle_ > calls_) {
       ++calls_;
       searching_.fetch_add(1);
-      work_.notify_one();
+      work_.NotifyOne();
       return;
     }
     if (StartThread()) return;
@@ -154,9 +158,9 @@ void TaskPool::WakeOne() {
   try {
     if (!watcher_.joinable()) watcher_ = std::thread([this] { Watch(); });
     watching_ = true;
-    watched_.notify_one();
+    watched_.NotifyOne();
   } catch (const std::exception&) {
-    // The threads that there are come to it, or the next start tries again.
+    // The existing threads will do the work in time, or the next Start tries again.
   }
 }
 
@@ -183,14 +187,14 @@ void TaskPool::JoinEnded() {
 }
 
 void TaskPool::Body(Thread& self) {
-  // Counted as searching by whoever started or called this thread.
+  // The thread that started or woke this one has already counted it as searching.
   while (true) {
     Work* work = nullptr;
     for (int i = 0; i < kSpins && (work = queue_->Take()) == nullptr; ++i) Pause();
     if (work != nullptr) {
       running_.fetch_add(1);
       if (searching_.fetch_sub(1) == 1 && !queue_->Empty()) {
-        const std::lock_guard lock(mutex_);
+        const MutexLock lock(mutex_);
         WakeOne();
       }
       do {
@@ -201,22 +205,23 @@ void TaskPool::Body(Thread& self) {
           blocked_.fetch_sub(1);
         }
       } while ((work = queue_->Take()) != nullptr);
-      // In this order, so that no starter sees this thread as neither.
+      // In this order, so that Start never sees this thread as neither.
       searching_.fetch_add(1);
       running_.fetch_sub(1);
       continue;
     }
-    std::unique_lock lock(mutex_);
+    MutexLock lock(mutex_);
     searching_.fetch_sub(1);
     if (!queue_->Empty()) {
       searching_.fetch_add(1);
       continue;
     }
     ++idle_;
-    const bool called =
-        work_.wait_for(lock, idle_limit_, [this] { return calls_ > 0 || stopping_; });
+    const auto limit = std::chrono::steady_clock::now() + idle_limit_;
+    while (calls_ == 0 && !stopping_ && work_.WaitUntil(lock, limit)) {
+    }
     --idle_;
-    if (called && calls_ > 0) {
+    if (calls_ > 0) {
       --calls_;
       continue;
     }
@@ -224,17 +229,17 @@ void TaskPool::Body(Thread& self) {
     ended_.push_back(std::move(self.thread));
     threads_.erase(self.self);
     if (stopping_) {
-      work_.notify_all();
-      watched_.notify_all();
+      work_.NotifyAll();
+      watched_.NotifyAll();
     }
     return;
   }
 }
 
 void TaskPool::Watch() {
-  std::unique_lock lock(mutex_);
+  MutexLock lock(mutex_);
   while (true) {
-    watched_.wait(lock, [this] { return watching_ || (stopping_ && threads_.empty()); });
+    while (!watching_ && !(stopping_ && threads_.empty())) watched_.Wait(lock);
     if (queue_->Empty()) {
       watching_ = false;
       if (stopping_ && threads_.empty()) return;
@@ -243,7 +248,7 @@ void TaskPool::Watch() {
     for (Thread& thread : threads_) {
       thread.seen = thread.turns.load(std::memory_order_relaxed);
     }
-    watched_.wait_for(lock, kLook);
+    watched_.WaitFor(lock, kLook);
     for (Thread& thread : threads_) {
       const std::uint64_t turns = thread.turns.load(std::memory_order_relaxed);
       if (turns % 2 == 1 && turns == thread.seen && !thread.blocked.exchange(true)) {

@@ -2,28 +2,27 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <list>
 #include <memory>
-#include <mutex>
 #include <thread>
 #include <vector>
 
 #include "yox/base/Export.h"
+#include "yox/base/ThreadSafety.h"
 
 namespace yox {
 
-// Threads that run short pieces of work. There are as many as processors while all of them make
-// progress; for each one that is found blocked another takes its place, so that a piece of work
-// that never returns holds back no other. Threads that find nothing to do for a while end. Starting
-// work allocates nothing. Safe from any thread.
+// A thread pool for short pieces of work. It has as many threads as there are processors while all
+// of them make progress, and one more for each thread that is found blocked, so that a piece of
+// work that never returns does not delay the others. Idle threads end after a while. Starting work
+// does not allocate memory. Safe from any thread.
 class YOX_API TaskPool {
  public:
-  // A piece of work, owned by its starter: it must live until Run has returned. It may be started
-  // again as soon as Run has begun, and may then run twice at once.
+  // A piece of work. The caller of Start owns it and must keep it alive until Run has returned. It
+  // may be started again as soon as Run has begun, and then Run may execute on two threads at once.
   class Work {
    public:
     virtual void Run() noexcept = 0;
@@ -32,59 +31,56 @@ class YOX_API TaskPool {
     ~Work() = default;
   };
 
-  // `progressing` threads make progress at once; 0: one for each processor. A thread that no work
-  // has called for `idle` ends.
+  // `progressing` is the number of threads that are to make progress at the same time; 0 means one
+  // for each processor. A thread that has been idle for `idle` ends.
   explicit TaskPool(std::size_t progressing = 0,
                     std::chrono::milliseconds idle = std::chrono::seconds(10));
-  // Waits for everything that was started, then for the threads.
+  // Waits until all work that was started has run and all threads have ended.
   ~TaskPool();
   TaskPool(const TaskPool&) = delete;
   TaskPool& operator=(const TaskPool&) = delete;
 
-  // The process's pool; lives until the process ends.
+  // Returns the pool that the library shares. It is never destroyed.
   static TaskPool& Process();
 
-  // Runs the piece once, on a thread of the pool; pieces come in no promised order. Throws
-  // std::bad_alloc, with nothing started, when very many wait already and memory has run out.
+  // Runs `work` once on a thread of the pool, in no particular order with other work. Throws
+  // std::bad_alloc if more than about a thousand pieces are waiting and memory has run out; then
+  // nothing is started.
   void Start(Work& work);
 
-  // How many threads there are at the moment.
+  // Returns the number of threads that exist at the moment.
   std::size_t ThreadCount() const;
 
  private:
-  // A bounded queue that many may fill and many may empty without a lock; what does not fit
-  // overflows into a list under a lock.
   class Queue;
   struct Thread;
 
   void Body(Thread& self);
   void Watch();
-  // Called with the lock held.
-  void WakeOne();
-  bool StartThread();
-  void JoinEnded();
+  void WakeOne() YOX_REQUIRES(mutex_);
+  bool StartThread() YOX_REQUIRES(mutex_);
+  void JoinEnded() YOX_REQUIRES(mutex_);
 
   const std::size_t progressing_;
   const std::chrono::milliseconds idle_limit_;
   std::unique_ptr<Queue> queue_;
 
-  // Threads that look for work and have none; threads that run some; and of these, the ones that
-  // have been at the same piece for so long that they count as blocked.
+  // The numbers of threads that are looking for work, that are running some, and, of the latter,
+  // that have been running the same piece for so long that they count as blocked.
   std::atomic<std::size_t> searching_{0};
   std::atomic<std::size_t> running_{0};
   std::atomic<std::size_t> blocked_{0};
 
-  mutable std::mutex mutex_;
-  std::condition_variable work_;     // an idle thread is called
-  std::condition_variable watched_;  // the watcher is called
-  // All below: guarded by mutex_.
-  std::size_t idle_ = 0;
-  std::size_t calls_ = 0;
-  bool watching_ = false;
-  bool stopping_ = false;
-  std::list<Thread> threads_;
-  std::vector<std::thread> ended_;
-  std::thread watcher_;
+  mutable Mutex mutex_;
+  ConditionVariable work_;                        // wakes an idle thread
+  ConditionVariable watched_;                     // wakes the watcher
+  std::size_t idle_ YOX_GUARDED_BY(mutex_) = 0;   // threads that wait for work_
+  std::size_t calls_ YOX_GUARDED_BY(mutex_) = 0;  // how many of them have been woken
+  bool watching_ YOX_GUARDED_BY(mutex_) = false;
+  bool stopping_ YOX_GUARDED_BY(mutex_) = false;
+  std::list<Thread> threads_ YOX_GUARDED_BY(mutex_);
+  std::vector<std::thread> ended_ YOX_GUARDED_BY(mutex_);  // to be joined
+  std::thread watcher_ YOX_GUARDED_BY(mutex_);
 };
 
 }  // namespace yox
