@@ -9,9 +9,9 @@ namespace {
 constexpr std::string_view kLettersAndDigits =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
 
-// `last_two` are the digits 62 and 63.
+// `last_two` are the digits for 62 and 63, in which the two alphabets differ.
 std::optional<std::string> Decode(std::string_view digits, std::string_view last_two) {
-  // One digit more than whole groups carries no whole byte.
+  // A single digit after the last group of four has only six bits, less than a byte.
   if (digits.size() % 4 == 1) return std::nullopt;
   std::string bytes;
   bytes.reserve(digits.size() / 4 * 3 + 2);
@@ -31,7 +31,7 @@ std::optional<std::string> Decode(std::string_view digits, std::string_view last
       bytes += static_cast<char>(bits >> count & 0xFF);
     }
   }
-  if ((bits & ((1U << count) - 1)) != 0) return std::nullopt;  // bits that stand for nothing
+  if ((bits & ((1U << count) - 1)) != 0) return std::nullopt;  // unused bits
   return bytes;
 }
 

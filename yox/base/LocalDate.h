@@ -2,8 +2,8 @@
 
 namespace yox {
 
-// A day of the Gregorian calendar, in whatever time zone its user says. A plain value; it may hold
-// numbers that are no day.
+// A date of the Gregorian calendar, in the time zone that the function that returns or takes it
+// names. A plain value. The numbers are not checked: 2026-02-31 can be stored.
 struct LocalDate {
   int year = 1970;
   int month = 1;  // 1 to 12

@@ -4,7 +4,8 @@
 
 namespace yox {
 
-// One step of a short busy wait.
+// Tells the processor, or else the scheduler, that the thread is in a busy wait. Called once in
+// each round of the loop.
 inline void Pause() {
 #if defined(__x86_64__)
   __builtin_ia32_pause();

@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::string_view kDashes = "-----";
 
-// The label of a border line "-----BEGIN LABEL-----", or nothing.
+// Returns the label of a line "-----BEGIN LABEL-----"; `word` is "BEGIN " or "END ".
 std::optional<std::string_view> LabelOf(std::string_view line, std::string_view word) {
   if (line.size() < 2 * kDashes.size() + word.size() || !line.starts_with(kDashes) ||
       !line.ends_with(kDashes)) {

@@ -16,7 +16,7 @@ struct LastHash {
 }  // namespace
 
 std::string SHA256WithSalt(std::string_view text) {
-  // A device asks for the hash of its own serial number again and again.
+  // Most calls on a device are for the same text, its own serial number.
   thread_local LastHash last;
   const std::string_view former = std::string_view(last.salted).substr(kSalt.size());
   if (last.hash.empty() || former != text) {

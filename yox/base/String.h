@@ -10,43 +10,46 @@
 
 namespace YOX {
 
-// Operations on 16-bit text. All are pure, safe from any thread, independent of the process's
-// locale, and accept any code units, embedded zeros and lone surrogates included.
+// Functions on UTF-16 text. All are safe from any thread, do not depend on the process's locale,
+// and accept any code units, including zeros and lone surrogates. They throw nothing but
+// std::bad_alloc, except where stated.
 class YOX_API String {
  public:
   String() = delete;
 
-  // Blank, tab, line feed, carriage return, vertical tab, form feed.
+  // Space, tab, line feed, carriage return, vertical tab, form feed.
   static constexpr WStringView kWhiteSpace = " \t\n\r\v\f"_wv;
 
-  // Conversion never fails: a lone surrogate or a malformed byte sequence becomes U+FFFD (one for
-  // each maximal malformed part).
+  // Convert between UTF-16 and UTF-8. A lone surrogate and a malformed byte sequence become U+FFFD,
+  // one for each maximal subpart of a malformed sequence, as the Unicode Standard recommends.
   static std::string UTF16ToUTF8(WStringView text);
   static WString UTF8ToUTF16(std::string_view text);
-  // Whether the bytes are well-formed UTF-8 (no surrogates, no overlong forms).
+  // Returns whether the bytes are well-formed UTF-8 (no surrogates, no overlong forms).
   static bool IsValidUTF8(std::string_view text);
-  // The length of the longest well-formed beginning.
+  // Returns the length in bytes of the longest prefix that is well-formed.
   static std::size_t ValidUTF8Size(std::string_view text);
 
   static constexpr bool IsWhiteSpace(WChar unit) {
     return unit == ' ' || (unit >= '\t' && unit <= '\r');
   }
-  // The bytes that a base64 text stands for: white space is skipped, and a text that is otherwise
-  // malformed stands for nothing.
+  // Decodes base64 and ignores white space in it. Returns an empty string if it is malformed.
   static std::string Base64toString(const std::string& text);
 
+  // Returns whether all code units are white space. Such a text counts as not set.
   static bool IsEmptyOrWhiteSpace(WStringView text);
 
-  // Every piece is kept, empty ones at the ends and inside included; the empty text has no piece.
+  // Splits the text at each separator. Empty pieces are kept, at the ends and inside: ",a" has two
+  // pieces. The empty text has none.
   static std::vector<WString> Split(WStringView text, WChar separator);
-  // Two pieces around the first separator, or the text alone when it has none.
+  // Splits the text at the first separator only; one piece if there is none.
   static std::vector<WString> SplitOnce(WStringView text, WChar separator);
 
-  // Delete the characters of `set` from the ends, in place, and return the result.
+  // Remove the characters of `set` from both ends, the start or the end of `text`, in place, and
+  // return a copy of the result.
   static WString trim(WString& text, WStringView set);
   static WString trimStart(WString& text, WStringView set);
   static WString trimEnd(WString& text, WStringView set);
-  // The same as a view of the text.
+  // Return the part of the text without the characters of `set`, or white space, at both ends.
   static WStringView Trimmed(WStringView text, WStringView set);
   static constexpr WStringView Trimmed(WStringView text) {
     while (!text.empty() && IsWhiteSpace(text.front())) text.remove_prefix(1);
@@ -54,13 +57,15 @@ class YOX_API String {
     return text;
   }
 
+  // Replaces each occurrence of `what` from left to right. An empty `what` is found nowhere.
   static WString Replace(WStringView text, WStringView what, WStringView with);
 
   static bool StartsWith(WStringView text, WStringView prefix);
   static bool EndsWith(WStringView text, WStringView suffix);
 
-  // Letter case is ignored by Unicode's simple case folding of each code unit: a text of surrogate
-  // pairs is compared as it stands, and lengths never change. An empty needle is found everywhere.
+  // Compare without regard to letter case, by Unicode's simple case folding of each code unit. So
+  // "ß" and "SS" differ, and surrogate pairs are compared as they are. An empty needle is found
+  // everywhere.
   static bool CaseInsesitiveEqual(WStringView left, WStringView right) {
     return left.size() == right.size() && EqualFolded(left.data(), right.data(), left.size());
   }
@@ -79,19 +84,19 @@ class YOX_API String {
     return static_cast<WChar>(value | (capital ? 0x20 : 0));
   }
 
-  // Unicode's simple upper- and lower-case mapping of each code unit.
+  // Convert by Unicode's simple upper- and lower-case mapping of each code unit.
   static WString ToUpper(WStringView text);
   static WString ToLower(WStringView text);
 
-  // Decimal integer at the start of the text: leading white space skipped, a sign allowed, digits
-  // 0-9, the rest ignored. Throws std::invalid_argument("invalid stoi argument") when there is no
-  // digit and std::out_of_range("stoi argument out of range") when it does not fit.
+  // Reads a decimal integer at the start of the text, as std::stoi does: white space, an optional
+  // sign, digits 0-9; the rest is ignored. Throws std::invalid_argument("invalid stoi argument") if
+  // there is no digit and std::out_of_range("stoi argument out of range") if it does not fit.
   static int ToInteger(WStringView text);
 
   enum class IntegerStatus { kOk, kInvalid, kOutOfRange };
-  // The same without exceptions; `value` is written only for kOk.
+  // The same without exceptions. `value` is set only for kOk.
   static IntegerStatus TryToInteger(WStringView text, int& value);
-  // What the exception says that ToInteger throws in that case; kOk has none.
+  // Returns the message of the exception that ToInteger throws; empty for kOk.
   static const char* IntegerError(IntegerStatus status);
 
  private:

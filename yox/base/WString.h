@@ -7,7 +7,9 @@
 
 namespace yox {
 
-// Text inside the library is a sequence of 16-bit code units (UTF-16, lone surrogates allowed).
+// The type of all text inside the library: 16-bit code units of UTF-16, lone surrogates allowed.
+// std::wstring on Windows, std::u16string elsewhere. UTF-8 is converted at the borders: JSON, logs,
+// files, the command line (String::UTF8ToUTF16, String::UTF16ToUTF8).
 #if defined(_WIN32)
 using WString = std::wstring;
 #else
@@ -34,7 +36,7 @@ struct Units {
   std::size_t size = 0;
 };
 
-// The literal is well-formed UTF-8: the compiler's execution character set is UTF-8.
+// The literal must be well-formed UTF-8, which is the compiler's execution character set.
 template <std::size_t N>
 consteval Units<N> Widen(const Utf8Literal<N>& text) {
   Units<N> wide;
@@ -64,7 +66,8 @@ inline constexpr auto kWidened = Widen(kText);
 
 inline namespace literals {
 
-// "text"_w is a WString, "text"_wv a view of static storage; converted at compile time.
+// "text"_w is a WString, "text"_wv a WStringView of static storage. The compiler converts the
+// literal from UTF-8.
 template <literal_detail::Utf8Literal kText>
 constexpr WStringView operator""_wv() {
   constexpr const auto& wide = literal_detail::kWidened<kText>;
@@ -79,7 +82,7 @@ WString operator""_w() {
 }  // namespace literals
 }  // namespace yox
 
-// The names of the library's interface in namespace YOX are spelled with these.
+// The part of the interface that is in namespace YOX uses these names too.
 namespace YOX {
 using yox::WChar;
 using yox::WString;
