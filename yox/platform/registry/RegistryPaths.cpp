@@ -1,6 +1,7 @@
 #include "yox/platform/registry/RegistryPaths.h"
 
 #include <algorithm>
+#include <span>
 #include <utility>
 
 #include "yox/base/String.h"
@@ -16,11 +17,15 @@ struct Root {
   WStringView long_name;
 };
 
-const Root kRoots[] = {
-    {HKEY_LOCAL_MACHINE, "HKLM"_wv, "HKEY_LOCAL_MACHINE"_wv},
-    {HKEY_CURRENT_USER, "HKCU"_wv, "HKEY_CURRENT_USER"_wv},
-    {HKEY_USERS, "HKU"_wv, "HKEY_USERS"_wv},
-};
+// A function because the handles are no constant expressions: the library runs no code at load.
+std::span<const Root> Roots() {
+  static const Root roots[] = {
+      {HKEY_LOCAL_MACHINE, "HKLM"_wv, "HKEY_LOCAL_MACHINE"_wv},
+      {HKEY_CURRENT_USER, "HKCU"_wv, "HKEY_CURRENT_USER"_wv},
+      {HKEY_USERS, "HKU"_wv, "HKEY_USERS"_wv},
+  };
+  return roots;
+}
 
 constexpr WStringView kSystemAccount = "S-1-5-18"_wv;
 constexpr WStringView kRedirected = "HKLM\\SOFTWARE"_wv;
@@ -54,11 +59,12 @@ bool IsSameOrBelow(WStringView folded, WStringView parent) {
 
 std::optional<RegistryKey> ParseRegistryPath(WStringView text) {
   const WStringView hive = FirstName(text);
-  const auto* const row = std::ranges::find_if(kRoots, [&](const Root& root) {
+  const std::span<const Root> roots = Roots();
+  const auto row = std::ranges::find_if(roots, [&](const Root& root) {
     return String::CaseInsesitiveEqual(hive, root.name) ||
            String::CaseInsesitiveEqual(hive, root.long_name);
   });
-  if (row == std::end(kRoots)) return std::nullopt;
+  if (row == roots.end()) return std::nullopt;
   RegistryKey key;
   key.root = row->root;
   if (hive.size() < text.size()) key.path = text.substr(hive.size() + 1);
@@ -66,8 +72,9 @@ std::optional<RegistryKey> ParseRegistryPath(WStringView text) {
 }
 
 WString RegistryPathText(const RegistryKey& key) {
-  const auto* const row = std::ranges::find(kRoots, key.root, &Root::root);
-  WString text(row == std::end(kRoots) ? WStringView() : row->long_name);
+  const std::span<const Root> roots = Roots();
+  const auto row = std::ranges::find(roots, key.root, &Root::root);
+  WString text(row == roots.end() ? WStringView() : row->long_name);
   if (!key.path.empty()) (text += kSeparator) += key.path;
   return text;
 }
