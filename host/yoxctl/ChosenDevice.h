@@ -11,7 +11,7 @@
 
 namespace yoxctl {
 
-// The document in the file that an argument names, read by `read(text)`. Throws Refusal with the
+// Returns `read(text)` for the text of the file that an argument names. Throws Refusal with the
 // argument and what is wrong with the document.
 template <class Read>
 auto ReadNamed(const std::string& argument, Read read) {
@@ -22,12 +22,13 @@ auto ReadNamed(const std::string& argument, Read read) {
   }
 }
 
-// The device that a command speaks of: installed for as long as the object lives.
+// The device that --device and --state-dir choose. It is the process's platform as long as the
+// object lives.
 class ChosenDevice {
  public:
   explicit ChosenDevice(const GlobalOptions& options);
 
-  // Null when it is this machine.
+  // Returns null if the device is this machine.
   yox::platform::SimulatedDevice* simulated() { return simulated_ ? &*simulated_ : nullptr; }
 
  private:

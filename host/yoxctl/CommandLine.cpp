@@ -22,11 +22,12 @@ namespace yoxctl {
 namespace {
 
 constexpr const char* kFooter = R"(Exit codes:
-  0  done; for evaluate: the list applies
-  1  done, with a negative answer; for lint: an error was found
-  2  wrong usage, or input that cannot be read: one line on standard error says what and where)";
+  0  success; for evaluate: the list applies
+  1  success, with a negative result; for lint: an error was found
+  2  wrong usage, input that cannot be read or output that cannot be written:
+     one line on standard error says what is wrong and where)";
 
-constexpr const char* kSeeHelp = " (yoxctl --help tells the usage)";
+constexpr const char* kSeeHelp = " (see yoxctl --help)";
 
 // In the order of the help.
 constexpr Command (*kCommands[])() = {EvaluateCommand,  LintCommand,     RolloutCommand,
@@ -98,7 +99,7 @@ void AddCommand(CLI::App& parent, const Command& command, const Command*& chosen
 }
 
 int Parse(CLI::App& app, std::vector<std::string> arguments) {
-  std::ranges::reverse(arguments);  // as the parser wants them
+  std::ranges::reverse(arguments);  // CLI11 takes them from the back
   try {
     app.parse(std::move(arguments));
     return kDone;
@@ -107,7 +108,7 @@ int Parse(CLI::App& app, std::vector<std::string> arguments) {
   } catch (const CLI::Success&) {
     Print(app.help());  // of the command, if there is one
   } catch (const CLI::ParseError& error) {
-    // A misspelt command or option is what is wrong, not what is missing without it.
+    // Report a misspelt command or option rather than what is missing because of it.
     if (const std::vector<std::string> unknown = app.remaining(true);
         !unknown.empty() &&
         (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::ExtrasError) ||
@@ -124,32 +125,34 @@ int RunOrThrow(std::vector<std::string> arguments) {
   GlobalOptions options;
   std::string format = "text";
   std::string colours = "auto";
-  const Option globals[] = {{.name = "--device",
-                             .type = "PROFILE.json",
-                             .help = "Speak of the device in this profile document",
-                             .target = &options.device},
-                            {.name = "--state-dir",
-                             .type = "DIR",
-                             .help = "Keep state in this directory",
-                             .target = &options.state_dir},
-                            {.name = "--format",
-                             .type = "text|json",
-                             .help = "Form of the answer on standard output",
-                             .target = &format,
-                             .choices = {"text", "json"},
-                             .initial = "text"},
-                            {.name = "--color",
-                             .type = "auto|always|never",
-                             .help = "Colours in text; auto: on a terminal, unless NO_COLOR is set",
-                             .target = &colours,
-                             .choices = {"auto", "always", "never"},
-                             .initial = "auto"}};
+  const Option globals[] = {
+      {.name = "--device",
+       .type = "PROFILE.json",
+       .help = "Use the device that this profile describes instead of this machine",
+       .target = &options.device},
+      {.name = "--state-dir",
+       .type = "DIR",
+       .help = "Keep the client's state in this directory",
+       .target = &options.state_dir},
+      {.name = "--format",
+       .type = "text|json",
+       .help = "Format of the output",
+       .target = &format,
+       .choices = {"text", "json"},
+       .initial = "text"},
+      {.name = "--color",
+       .type = "auto|always|never",
+       .help = "Colours in text; auto: on a terminal, unless NO_COLOR is set",
+       .target = &colours,
+       .choices = {"auto", "always", "never"},
+       .initial = "auto"}};
   std::vector<Command> commands;
   for (const auto make : kCommands) commands.push_back(make());
   const Command* chosen = nullptr;
 
-  CLI::App app("Answers what this device, or the device of a profile, is and what applies to it.",
-               "yoxctl");
+  CLI::App app(
+      "Shows what this device, or the device of a profile, is and which content applies to it.",
+      "yoxctl");
   app.allow_windows_style_options(false);
   app.set_version_flag("--version", "yoxctl " YOXCTL_VERSION);
   app.footer(kFooter);

@@ -94,13 +94,12 @@ int ShowHardwareIds(const GlobalOptions& global) {
 Command DeviceCommand() {
   const auto options = std::make_shared<DeviceOptions>();
   return {.name = "device",
-          .help = "What the device is, how it presents itself, and who manages it",
+          .help = "What the device is, how it presents itself to services, and who manages it",
           .options = {{.name = "--refresh",
-                       .help = "Read the device again, and renew what is kept of it",
+                       .help = "Read the device again and renew the cache",
                        .target = &options->refresh},
                       {.name = "--hardware-ids",
-                       .help = "Instead of all that, the devices that are present, with their "
-                               "hardware IDs",
+                       .help = "List the present devices with their hardware IDs instead",
                        .target = &options->hardware_ids}},
           .run = [options](const GlobalOptions& global) {
             return options->hardware_ids ? ShowHardwareIds(global) : Show(global, options->refresh);

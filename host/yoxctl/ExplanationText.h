@@ -11,19 +11,21 @@
 
 namespace yoxctl {
 
-// "applies", "does not apply"
+// Returns "applies" or "does not apply".
 std::string AnswerWord(bool applies);
 
-// One filter with its criteria: what was required, what the device has, and where from.
+// Returns the lines for one filter: of each criterion what was required, what the device has, and
+// the source of that.
 std::string FilterText(const yox::decision::Explanation& explanation, std::size_t filter,
                        const Painter& paint);
-// The filter that came nearest to turning the answer, and what would have to change; empty when
-// there is none.
+// Returns the lines for the filter that came nearest to the opposite result, with what would have
+// to change; empty if there is none.
 std::string NearestMissText(const yox::decision::Explanation& explanation, const Painter& paint);
-// Every filter, and the nearest miss.
+// Returns the lines for all filters and the nearest miss.
 std::string ExplanationText(const yox::decision::Explanation& explanation, const Painter& paint);
 
-// {"applies": ..., "reason": ..., "decided_by": ..., "nearest_miss": ..., "explain": [...]}
+// Returns {"applies": ..., "reason": ..., "decided_by": ..., "nearest_miss": ..., "explain":
+// [...]}.
 Json::Value ExplanationJson(const yox::decision::Explanation& explanation);
 
 }  // namespace yoxctl

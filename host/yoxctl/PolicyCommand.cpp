@@ -31,7 +31,7 @@ struct PolicyOptions {
   bool built_in = false;
 };
 
-// What is shown, in the order of the record.
+// The fields of a policy, in the order of the record.
 struct TextRow {
   const char* name;
   WString (*get)(const PlatformPolicy&);
@@ -224,13 +224,13 @@ Command AccumulateCommand() {
 }  // namespace
 
 Command PolicyCommand() {
-  return {
-      .name = "policy",
-      .help = "Policy documents and what follows of them",
-      .commands = {DocumentCommand("show", "What a document says", ShowOne), AccumulateCommand(),
-                   DocumentCommand("update-certificates",
-                                   "Bring the certificate files in line with a document's chain",
-                                   UpdateCertificates)}};
+  return {.name = "policy",
+          .help = "Read and merge policy documents, update the certificate files",
+          .commands = {
+              DocumentCommand("show", "The fields of a document", ShowOne), AccumulateCommand(),
+              DocumentCommand("update-certificates",
+                              "Bring the certificate files in line with a document's chain",
+                              UpdateCertificates)}};
 }
 
 }  // namespace yoxctl

@@ -44,19 +44,22 @@ std::string HardwareIdListing(yox::platform::DeviceTree& tree, bool json) {
 
 DeviceWatch::DeviceWatch(yox::platform::DeviceTree& tree, Tell tell)
     : tree_(tree), tell_(std::move(tell)) {
-  // Events wait until what is present is known.
-  const std::lock_guard lock(mutex_);
+  // Events wait for the lock until the present devices are known.
+  const yox::MutexLock lock(mutex_);
   registration_ = tree_.Register(OnEvent, this);
-  if (registration_ == nullptr) throw Refusal("watch: this system does not tell of its devices");
-  tree_.Enumerate([this](PresentDevice device) {
-    present_[std::move(device.instance_id)] = std::move(device.hardware_ids);
+  if (registration_ == nullptr)
+    throw Refusal("watch: this system does not report changes of devices");
+  decltype(present_) present;
+  tree_.Enumerate([&](PresentDevice device) {
+    present[std::move(device.instance_id)] = std::move(device.hardware_ids);
   });
+  present_ = std::move(present);
 }
 
 DeviceWatch::~DeviceWatch() { registration_.reset(); }
 
 std::size_t DeviceWatch::present() const {
-  const std::lock_guard lock(mutex_);
+  const yox::MutexLock lock(mutex_);
   return present_.size();
 }
 
@@ -72,14 +75,14 @@ DWORD DeviceWatch::OnEvent(HCMNOTIFICATION /*notification*/, void* context, CM_N
 
 void DeviceWatch::Arrived(const WString& instance_id) {
   auto hardware_ids = tree_.HardwareIds(instance_id);
-  const std::lock_guard lock(mutex_);
+  const yox::MutexLock lock(mutex_);
   if (hardware_ids.empty() || present_.contains(instance_id)) return;
   tell_(Change::kArrived, {instance_id, hardware_ids});
   present_[instance_id] = std::move(hardware_ids);
 }
 
 void DeviceWatch::Removed(const WString& instance_id) {
-  const std::lock_guard lock(mutex_);
+  const yox::MutexLock lock(mutex_);
   const auto device = present_.extract(instance_id);
   if (!device.empty()) tell_(Change::kRemoved, {instance_id, device.mapped()});
 }

@@ -5,36 +5,37 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "yox/base/ThreadSafety.h"
 #include "yox/platform/devices/DeviceTree.h"
 
 namespace yoxctl {
 
-// What `device --hardware-ids` prints: every present device and, indented, its hardware IDs; or
-// {"devices": [{"instance_id": ..., "hardware_ids": [...]}]}.
+// Returns the output of `device --hardware-ids`: each present device followed by its hardware IDs,
+// indented, or {"devices": [{"instance_id": ..., "hardware_ids": [...]}]}.
 std::string HardwareIdListing(yox::platform::DeviceTree& tree, bool json);
 
-// {"instance_id": ..., "hardware_ids": [...]}
+// Returns {"instance_id": ..., "hardware_ids": [...]}.
 Json::Value DeviceJson(const yox::platform::PresentDevice& device);
 
-// Tells of devices that come and go, each once, on the threads that the platform uses.
+// Reports each device that arrives or is removed, once, on threads of the platform.
 class DeviceWatch {
  public:
   enum class Change { kArrived, kRemoved };
-  // One call at a time. Must not throw, and must not end the watch.
+  // Called once at a time. Must not throw, and must not destroy the watch.
   using Tell = std::function<void(Change, const yox::platform::PresentDevice&)>;
 
-  // Listens from now on. What is present already is not told. Throws Refusal when the system takes
-  // no registration.
+  // Reports changes from now on; devices that are present already are not reported. Throws Refusal
+  // if the system does not report changes of devices.
   DeviceWatch(yox::platform::DeviceTree& tree, Tell tell);
   ~DeviceWatch();
   DeviceWatch(const DeviceWatch&) = delete;
   DeviceWatch& operator=(const DeviceWatch&) = delete;
 
+  // Returns the number of present devices.
   std::size_t present() const;
 
  private:
@@ -45,8 +46,8 @@ class DeviceWatch {
 
   yox::platform::DeviceTree& tree_;
   const Tell tell_;
-  mutable std::mutex mutex_;  // guards what follows, and the calls of tell_
-  std::map<yox::WString, std::vector<yox::WString>> present_;
+  mutable yox::Mutex mutex_;  // also held during calls of tell_
+  std::map<yox::WString, std::vector<yox::WString>> present_ YOX_GUARDED_BY(mutex_);
   std::unique_ptr<yox::platform::DeviceRegistration> registration_;
 };
 

@@ -7,29 +7,31 @@
 
 namespace yoxctl {
 
-// What is written for people fits into this many columns, where its words allow: indented, too,
-// into a terminal's 80.
+// Text output is broken into lines of at most this many columns where its words allow, so that it
+// fits into a terminal of 80 even if it is indented.
 inline constexpr std::size_t kLineColumns = 76;
 
-// The columns that a text takes in a terminal, near enough: one for each code point.
+// Returns the approximate width of a text (UTF-8) in a terminal: one column for each code point.
 std::size_t Columns(const std::string& text);
+// Appends spaces until the text has that many columns.
 std::string Padded(std::string text, std::size_t columns);
 
-// Lines that are written from left to right.
+// Builds lines of text with tabulated columns and word wrap.
 class Lines {
  public:
   explicit Lines(const Painter& paint) : paint_(paint) {}
 
-  // Goes to a column, on a new line when this one is already further.
+  // Moves to a column, on a new line if the current line is already longer.
   Lines& To(std::size_t column);
   Lines& NewLine();
   Lines& Write(Paint paint, const std::string& text);
-  // Breaks the text between its words, each line from the present column on.
+  // Writes the text with line breaks between words. Each line begins at the current column, those
+  // after the first `hanging` columns further right.
   Lines& WriteWords(Paint paint, std::string text, std::size_t hanging = 0);
 
   std::size_t column() const { return column_; }
   bool Fits(std::size_t columns) const { return column_ + columns <= kLineColumns; }
-  // With the end of the last line.
+  // Returns the lines, each with its line feed.
   std::string Take() &&;
 
  private:

@@ -843,7 +843,7 @@ class BadInput(Yoxctl):
                 self.assert_refused(["--device", "bad.json", "evaluate", "filters.json"], f"bad.json: {message}")
 
     def test_usage(self):
-        usage = " (yoxctl --help tells the usage)"
+        usage = " (see yoxctl --help)"
         for arguments, message in (
             ([], "a command is missing" + usage),
             (["frob"], "The following argument was not expected: frob" + usage),
@@ -863,7 +863,7 @@ class BadInput(Yoxctl):
                 self.assert_refused(arguments, message)
 
     def test_numbers(self):
-        usage = " (yoxctl --help tells the usage)"
+        usage = " (see yoxctl --help)"
         whole = "expected a whole number from"
         for number in ("-1", "", "18446744073709551616", "1.5", "0x1", "1 "):
             for arguments, option in ((["rollout", "a.json", "--filter", number], "--filter"),
@@ -1073,7 +1073,7 @@ class Output(Yoxctl):
                 done = self.run_program("--color", colour, *arguments, env={**os.environ, **environment})
                 self.assertEqual(done.stdout.decode().splitlines(True)[0], first_line)
         self.assert_refused(["--color", "red", *arguments],
-                            "--color: red not in {auto,always,never} (yoxctl --help tells the usage)")
+                            "--color: red not in {auto,always,never} (see yoxctl --help)")
 
     def test_what_is_closed_is_told_and_no_file_takes_its_place(self):
         if len(PROGRAM) > 1:
