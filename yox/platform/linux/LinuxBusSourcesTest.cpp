@@ -1,79 +1,51 @@
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <spawn.h>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <string>
 #include <vector>
 
+#include "yox/base/String.h"
 #include "yox/platform/system/linux/LinuxJoinState.h"
 #include "yox/platform/system/linux/LinuxServices.h"
 #include "yox/platform/users/linux/LinuxUsers.h"
 
-#include "tests/support/Checkout.h"
+#include "tests/support/MockedBus.h"
+#include "tests/support/Rows.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace {
 
 using namespace yox::literals;
 using namespace yox::platform;
+using yox_test::MockedBus;
 
-// A real bus with mocked services, in the place of the system's for its lifetime.
-class MockedBus {
- public:
-  explicit MockedBus(std::vector<std::string> services) {
-    int input[2], output[2];
-    if (pipe2(input, O_CLOEXEC) != 0 || pipe2(output, O_CLOEXEC) != 0) return;
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, input[0], STDIN_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, output[1], STDOUT_FILENO);
-    services.insert(services.begin(), (yox_test::Checkout() / "tests/system-bus").string());
-    std::vector<char*> arguments;
-    for (std::string& service : services) arguments.push_back(service.data());
-    arguments.push_back(nullptr);
-    posix_spawn(&process_, arguments[0], &actions, nullptr, arguments.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    close(input[0]);
-    close(output[1]);
-    input_ = input[1];
-    char byte = 0;
-    while (read(output[0], &byte, 1) == 1 && byte != '\n') address_ += byte;
-    close(output[0]);
-    if (available()) setenv("DBUS_SYSTEM_BUS_ADDRESS", address_.c_str(), 1);
-  }
-  ~MockedBus() {
-    close(input_);
-    if (process_ > 0) waitpid(process_, nullptr, 0);
-  }
-  MockedBus(const MockedBus&) = delete;
-  MockedBus& operator=(const MockedBus&) = delete;
-
-  bool available() const { return address_.starts_with("unix:"); }
-
- private:
-  pid_t process_ = 0;
-  int input_ = -1;
-  std::string address_;
+struct LogindRow {
+  const char* name;
+  const char* service;
+  const char* sid;
 };
+class LinuxUsersTest : public testing::TestWithParam<LogindRow> {};
 
-#define NEEDS(bus) \
-  if (!(bus).available()) GTEST_SKIP() << "needs dbus and python3-dbusmock"
-
-TEST(LinuxUsersTest, TheActiveUserOfASeatIsLoggedIn) {
-  const MockedBus mocked({"logind"});
-  NEEDS(mocked);
+TEST_P(LinuxUsersTest, LogindsSessionsSayWhoIsLoggedOn) {
+  const MockedBus mocked({GetParam().service});
+  YOX_NEEDS(mocked);
   SystemBus bus(std::chrono::seconds(20));
-  EXPECT_EQ(LinuxUsers(bus).LoggedInUserSid(), "S-1-22-1-1003"_w);
+  EXPECT_EQ(YOX::String::UTF16ToUTF8(LinuxUsers(bus).LoggedInUserSid()), GetParam().sid);
 }
+
+INSTANTIATE_TEST_SUITE_P(
+    , LinuxUsersTest,
+    testing::Values(LogindRow{"TheActiveUserOfASeat", "logind", "S-1-22-1-1003"},
+                    LogindRow{"TheFirstOfThoseOverTheNetwork", "remote", "S-1-22-1-1004"},
+                    LogindRow{"OneWhoseScreenShowsTheGreeter", "switched_away", "S-1-22-1-1002"}),
+    yox_test::RowName());
 
 TEST(LinuxServicesTest, OnlyAnActiveUnitRuns) {
   const MockedBus mocked({"systemd"});
-  NEEDS(mocked);
+  YOX_NEEDS(mocked);
   SystemBus bus(std::chrono::seconds(20));
   LinuxServices services(bus);
   EXPECT_TRUE(services.IsRunning("running"_wv));
@@ -83,7 +55,7 @@ TEST(LinuxServicesTest, OnlyAnActiveUnitRuns) {
 
 TEST(LinuxJoinStateTest, AConfiguredRealmIsADomain) {
   const MockedBus mocked({"joined"});
-  NEEDS(mocked);
+  YOX_NEEDS(mocked);
   SystemBus bus(std::chrono::seconds(20));
   const JoinAnswer answer = LinuxJoinState(bus).Domain();
   EXPECT_EQ(answer.outcome, JoinAnswer::Outcome::kAsked);
@@ -92,7 +64,7 @@ TEST(LinuxJoinStateTest, AConfiguredRealmIsADomain) {
 
 TEST(LinuxJoinStateTest, ADiscoveredRealmIsNoDomain) {
   const MockedBus mocked({"discovered"});
-  NEEDS(mocked);
+  YOX_NEEDS(mocked);
   SystemBus bus(std::chrono::seconds(20));
   const JoinAnswer answer = LinuxJoinState(bus).Domain();
   EXPECT_EQ(answer.outcome, JoinAnswer::Outcome::kAsked);
@@ -105,9 +77,22 @@ void ExpectUnknown(SystemBus& bus) {
   EXPECT_EQ(LinuxJoinState(bus).Domain().outcome, JoinAnswer::Outcome::kUnknown);
 }
 
+TEST(SystemBusTest, AServiceThatHangsSilencesItselfAlone) {
+  const MockedBus mocked({"logind_that_hangs", "systemd"});
+  YOX_NEEDS(mocked);
+  constexpr std::chrono::seconds kLimit{3};
+  SystemBus bus(kLimit);
+  EXPECT_EQ(LinuxUsers(bus).LoggedInUserSid(), ""_w);
+  EXPECT_TRUE(LinuxServices(bus).IsRunning("running"_wv));
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_EQ(LinuxUsers(bus).LoggedInUserSid(), ""_w);
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, kLimit) << "it was called again";
+  EXPECT_TRUE(LinuxServices(bus).IsRunning("running"_wv));
+}
+
 TEST(SystemBusTest, AnAbsentServiceIsUnknown) {
   const MockedBus mocked({});
-  NEEDS(mocked);
+  YOX_NEEDS(mocked);
   SystemBus bus(std::chrono::seconds(20));
   ExpectUnknown(bus);
 }

@@ -1,3 +1,4 @@
+#include <stdlib.h>
 #include <unistd.h>
 
 #include "yox/platform/Platform.h"
@@ -64,7 +65,7 @@ class LinuxPlatform final : public Platform {
   SystemBus bus_;
   LinuxFirmware firmware_;
   LinuxOperatingSystem operating_system_;
-  LinuxLocale locale_;
+  LinuxLocale locale_{bus_, "/", getenv};
   LinuxUsers users_{bus_};
   LinuxApplications applications_;
   LinuxDisplayAdapters display_adapters_;

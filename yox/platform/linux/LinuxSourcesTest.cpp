@@ -3,7 +3,6 @@
 #include <sys/stat.h>
 
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <tuple>
 
@@ -14,39 +13,20 @@
 #include "yox/platform/files/linux/RootFiles.h"
 #include "yox/platform/firmware/linux/LinuxFirmware.h"
 #include "yox/platform/system/linux/Assignments.h"
-#include "yox/platform/system/linux/LinuxLocale.h"
 #include "yox/platform/system/linux/LinuxOperatingSystem.h"
 #include "yox/platform/system/linux/PackageHistory.h"
 
 #include "tests/support/Rows.h"
 #include "tests/support/SmbiosTable.h"
-#include "tests/support/TemporaryFolder.h"
+#include "tests/support/SystemRoot.h"
 
 namespace {
 
 using namespace yox::literals;
 using namespace yox::platform;
 using YOX::String;
+using Root = yox_test::SystemRoot;
 using yox_test::SmbiosTable;
-
-// A system's root directory, made of the files that a test puts there.
-class Root {
- public:
-  Root& File(const std::string& path, std::string_view content) {
-    std::filesystem::create_directories((folder_.path() / path).parent_path());
-    std::ofstream(folder_.path() / path, std::ios::binary) << content;
-    return *this;
-  }
-  Root& Link(const std::string& path, const std::string& target) {
-    std::filesystem::create_directories((folder_.path() / path).parent_path());
-    std::filesystem::create_symlink(target, folder_.path() / path);
-    return *this;
-  }
-  const std::filesystem::path& path() const { return folder_.path(); }
-
- private:
-  yox_test::TemporaryFolder folder_;
-};
 
 constexpr char kDebian[] =
     "PRETTY_NAME=\"Debian GNU/Linux 12 (bookworm)\"\n"
@@ -107,9 +87,9 @@ TEST(AssignmentsTest, QuotesAndBackslashesGoAsInAShell) {
   const auto values = ReadAssignments(
       "# comment\nA=plain\nB=\"two words\"\nC='sin$gle \\x'\nD=\"a \\\"b\\\" \\$c\"\nE=x # y\n"
       "F=\n not=1\nno line\n=x\nG=\"open\nA=again\nH=a\"b c\"d");
-  const std::map<std::string, std::string, std::less<>> expected = {
-      {"A", "again"}, {"B", "two words"}, {"C", "sin$gle \\x"}, {"D", "a \"b\" $c"},
-      {"E", "x"},     {"F", ""},          {"G", "open"},        {"H", "ab cd"}};
+  const Assignments expected = {{"A", "again"},      {"B", "two words"}, {"C", "sin$gle \\x"},
+                                {"D", "a \"b\" $c"}, {"E", "x"},         {"F", ""},
+                                {"G", "open"},       {"H", "ab cd"}};
   EXPECT_EQ(values, expected);
 }
 
@@ -334,43 +314,6 @@ TEST(LinuxOperatingSystemTest, TheHistoryIsThatOfThePackageManagerThatKeepsOne) 
     EXPECT_EQ(history[0].description, description);
   }
 }
-
-struct LocaleRow {
-  const char* name;
-  const char* settings;
-  const char* zone;
-  const char* facts;  // country code, country, language code, language
-};
-class LinuxLocaleTest : public testing::TestWithParam<LocaleRow> {};
-
-TEST_P(LinuxLocaleTest, TellsCountryAndLanguage) {
-  const LocaleRow& row = GetParam();
-  Root root;
-  root.File("etc/locale.conf", row.settings);
-  if (*row.zone != 0) root.Link("etc/localtime", std::string("../usr/share/zoneinfo/") + row.zone);
-  const LocaleFacts facts = LinuxLocale(root.path()).Facts();
-  EXPECT_EQ(String::UTF16ToUTF8(facts.country_code + "|"_w + facts.country_name + "|"_w +
-                                facts.language_code + "|"_w + facts.language_name),
-            row.facts);
-  EXPECT_EQ(facts.region_name, facts.country_name);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    , LinuxLocaleTest,
-    testing::Values(LocaleRow{"LanguageWithCountry", "LANG=en_US.UTF-8\n", "",
-                              "US|United States|en-US|English (United States)"},
-                    LocaleRow{"QuotedWithModifier", "LANG=\"de_AT.UTF-8@euro\"\n", "Europe/Berlin",
-                              "AT|Austria|de-AT|German (Austria)"},
-                    LocaleRow{"FormatsOfAnotherCountry",
-                              "LANG=en_US.UTF-8\nLC_MONETARY=de_DE.UTF-8\n", "America/New_York",
-                              "DE|Germany|en-US|English (United States)"},
-                    LocaleRow{"LanguageWithoutCountry", "LANG=eo.UTF-8\n", "Europe/Paris",
-                              "FR|France|eo|Esperanto"},
-                    LocaleRow{"NoLanguage", "LANG=C.UTF-8\n", "Asia/Tokyo", "JP|Japan||"},
-                    LocaleRow{"NoLanguageAndNoPlace", "LANG=C.UTF-8\n", "Etc/UTC", "|||"},
-                    LocaleRow{"UnknownZone", "", "Mars/Olympus", "|||"},
-                    LocaleRow{"Nothing", "", "", "|||"}),
-    yox_test::RowName());
 
 constexpr char kPciIds[] = R"(# names
 1002  Advanced Micro Devices, Inc. [AMD/ATI]

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "yox/platform/system/linux/Lines.h"
+
 namespace yox::platform {
 namespace {
 
@@ -31,11 +33,10 @@ std::string Unquoted(std::string_view value) {
 
 }  // namespace
 
-std::map<std::string, std::string, std::less<>> ReadAssignments(std::string_view text) {
-  std::map<std::string, std::string, std::less<>> values;
+Assignments ReadAssignments(std::string_view text) {
+  Assignments values;
   while (!text.empty()) {
-    const std::string_view line = text.substr(0, text.find('\n'));
-    text.remove_prefix(std::min(line.size() + 1, text.size()));
+    const std::string_view line = TakeLine(text);
     const std::size_t name_length = line.find('=');
     if (name_length == std::string_view::npos || name_length == 0) continue;
     const std::string_view name = line.substr(0, name_length);

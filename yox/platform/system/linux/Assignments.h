@@ -6,9 +6,11 @@
 
 namespace yox::platform {
 
-// Reads the lines NAME=value of os-release, locale.conf and their kin, as a shell would: quotes and
-// backslashes go, nothing is expanded. Comments and lines of another form are passed over; of a
-// name that comes twice, the last counts. Pure.
-std::map<std::string, std::string, std::less<>> ReadAssignments(std::string_view text);
+using Assignments = std::map<std::string, std::string, std::less<>>;  // name, value
+
+// Reads the lines NAME=value of os-release, locale.conf and similar files as a shell would: quotes
+// and backslashes are removed, nothing is expanded. Comments and lines of another form are skipped;
+// if a name is assigned twice, the last value counts. Pure.
+Assignments ReadAssignments(std::string_view text);
 
 }  // namespace yox::platform

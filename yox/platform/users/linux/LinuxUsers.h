@@ -1,12 +1,15 @@
 #pragma once
 
+#include <cstdint>
+#include <optional>
+
 #include "yox/platform/system/linux/SystemBus.h"
 #include "yox/platform/users/Users.h"
 
 namespace yox::platform {
 
-// logind's active session of a seat; the user's number goes into the form that Samba gives to local
-// users, "S-1-22-1-1000".
+// The sessions that logind keeps of class "user"; greeters, timers and sessions that are closing do
+// not count.
 class LinuxUsers final : public Users {
  public:
   // The bus must outlive the object.
@@ -18,5 +21,8 @@ class LinuxUsers final : public Users {
  private:
   SystemBus& bus_;
 };
+
+// The number of the user who is logged on; std::nullopt when nobody is, or logind does not say.
+std::optional<std::uint32_t> LoggedOnUser(SystemBus::Conversation& bus);
 
 }  // namespace yox::platform
