@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <map>
+#include <vector>
 
 #include "yox/base/WString.h"
 
@@ -15,32 +16,36 @@ struct InstalledApplication {
   friend bool operator==(const InstalledApplication&, const InstalledApplication&) = default;
 };
 
-// Where an application can be installed. Outside Windows everything belongs to the machine.
+// Where an application is registered. Outside Windows everything belongs to the machine.
 enum class ApplicationSource : std::uint8_t {
   kMachine,
   kUser,       // of the user who is logged on
-  kMachine32,  // what 32-bit installers have installed for the machine
+  kMachine32,  // installed for the machine by a 32-bit installer
 };
-// In the order in which the first of one key counts.
+// If a key is in several sources, the first of them in this order counts.
 inline constexpr ApplicationSource kApplicationSources[] = {
     ApplicationSource::kMachine, ApplicationSource::kUser, ApplicationSource::kMachine32};
 
-// The programs that are installed on the device. All operations are safe from any thread, and ask
-// afresh at every call; what cannot be read is left out.
+// The programs that are installed on the device. Safe from any thread. Every call reads the device
+// again; an entry that cannot be read is left out.
 class Applications {
  public:
+  // The key is unique in its source: a product code, or a package's name with its architecture.
   using ByKey = std::map<WString, InstalledApplication>;
 
   virtual ~Applications() = default;
 
-  // By a key that is unique in its source: a product code, a package's name with its architecture.
   virtual ByKey Installed(ApplicationSource source) = 0;
-  // Store applications: name to version, which is empty where the store tells none.
+  // Store applications: name to version, which is empty where the store records none.
   virtual std::map<WString, WString> Store() = 0;
 
-  // Another number once `Installed` may answer otherwise, cheap to ask for. Always 0 where the
-  // registry's uninstall keys, which can be watched, tell that.
+  // A number that changes when `Installed` may return something else, and is cheap to get. Always 0
+  // on Windows, where the registry's uninstall keys can be watched instead.
   virtual std::uint64_t Generation() = 0;
+
+  // The package databases that this device has and `Installed` cannot read, each with the reason,
+  // for people: "portage, /var/db/pkg: this format is not supported".
+  virtual std::vector<WString> Unread() { return {}; }
 };
 
 }  // namespace yox::platform

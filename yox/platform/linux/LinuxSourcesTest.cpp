@@ -126,7 +126,7 @@ TEST(LinuxOperatingSystemTest, ASystemWithoutAnyFileAnswersWithEmptyTexts) {
 
 struct VersionRow {
   const char* name;
-  const char* version_id;
+  const char* os_release;
   const char* debian_version;
   const char* kernel;
   const char* version;
@@ -136,7 +136,9 @@ class LinuxVersionTest : public testing::TestWithParam<VersionRow> {};
 TEST_P(LinuxVersionTest, HasAtLeastTwoNumbers) {
   const VersionRow& row = GetParam();
   Root root;
-  root.File("etc/os-release", std::string("VERSION_ID=") + row.version_id + "\n");
+  root.File("etc/os-release", row.os_release);
+  root.File("var/lib/dpkg/status",
+            "Package: base-files\nStatus: install ok installed\nVersion: 13.8+deb13u1\n");
   root.File("etc/debian_version", row.debian_version);
   root.File("proc/sys/kernel/osrelease", row.kernel);
   EXPECT_EQ(String::UTF16ToUTF8(LinuxOperatingSystem(root.path()).Version()), row.version);
@@ -144,12 +146,21 @@ TEST_P(LinuxVersionTest, HasAtLeastTwoNumbers) {
 
 INSTANTIATE_TEST_SUITE_P(
     , LinuxVersionTest,
-    testing::Values(VersionRow{"TwoNumbers", "24.04", "trixie/sid\n", "6.8.0\n", "24.04"},
-                    VersionRow{"PointRelease", "12", "12.8\n", "6.1.0\n", "12.8"},
-                    VersionRow{"PointReleaseOfAnother", "1", "12.8\n", "6.1.0\n", "1.0"},
-                    VersionRow{"OneNumber", "41", "", "6.11.4\n", "41.0"},
-                    VersionRow{"OnlyAKernel", "", "", "6.9.3-arch1-1\n", "6.9.3"},
-                    VersionRow{"Nothing", "", "", "", ""}),
+    testing::Values(
+        VersionRow{"TwoNumbers", "VERSION_ID=24.04\n", "trixie/sid\n", "6.8.0\n", "24.04"},
+        VersionRow{"PointReleaseOfUbuntu",
+                   "VERSION_ID=\"22.04\"\nVERSION=\"22.04.5 LTS (Jammy Jellyfish)\"\n",
+                   "bookworm/sid\n", "6.8.0\n", "22.04.5"},
+        VersionRow{"PointReleaseOfAnother", "VERSION_ID=22.04\nVERSION=\"22.041 LTS\"\n", "", "",
+                   "22.04"},
+        VersionRow{"PointReleaseOfDebian", "ID=debian\nVERSION_ID=12\nVERSION=\"12 (bookworm)\"\n",
+                   "12.8\n", "6.1.0\n", "12.8"},
+        VersionRow{"AnotherReleaseOfDebian", "VERSION_ID=1\n", "12.8\n", "6.1.0\n", "1.0"},
+        VersionRow{"DebianTesting", "ID=debian\nPRETTY_NAME=\"Debian GNU/Linux forky/sid\"\n",
+                   "forky/sid\n", "6.11.4\n", "13.8"},
+        VersionRow{"OneNumber", "VERSION_ID=41\n", "", "6.11.4\n", "41.0"},
+        VersionRow{"OnlyAKernel", "ID=arch\n", "", "6.9.3-arch1-1\n", "6.9.3"},
+        VersionRow{"Nothing", "", "", "", ""}),
     yox_test::RowName());
 
 TEST(LinuxOperatingSystemTest, TheKernelsMachineNameGivesTheArchitecture) {

@@ -4,22 +4,10 @@
 #include <cstdint>
 #include <pugixml.hpp>
 
+#include "yox/platform/system/linux/Lines.h"
+
 namespace yox::platform {
 namespace {
-
-constexpr char kWhiteSpace[] = " \t\r";
-
-std::string_view Trimmed(std::string_view text) {
-  const std::size_t start = std::min(text.find_first_not_of(kWhiteSpace), text.size());
-  text.remove_prefix(start);
-  return text.substr(0, text.find_last_not_of(kWhiteSpace) + 1);
-}
-
-std::string_view TakeLine(std::string_view& text) {
-  const std::string_view line = text.substr(0, text.find('\n'));
-  text.remove_prefix(std::min(line.size() + 1, text.size()));
-  return line;
-}
 
 // Without epoch and revision.
 std::string_view UpstreamVersion(std::string_view version) {
@@ -40,6 +28,8 @@ std::uint32_t NumberAt(std::string_view bytes, std::size_t offset) {
 }  // namespace
 
 std::vector<InstalledPackage> ReadDpkgStatus(std::string_view status) {
+  // dpkg's man page, "Package states": the three in which the package can be used.
+  constexpr std::string_view kUsable[] = {" installed", " triggers-pending", " triggers-awaited"};
   std::vector<InstalledPackage> packages;
   InstalledPackage package;
   bool installed = false;
@@ -49,24 +39,61 @@ std::vector<InstalledPackage> ReadDpkgStatus(std::string_view status) {
     installed = false;
   };
   while (!status.empty()) {
-    const std::string_view line = TakeLine(status);
+    std::string_view line = TakeLine(status);
     if (Trimmed(line).empty()) {
       finish();
       continue;
     }
-    if (line.front() == ' ' || line.front() == '\t') continue;  // belongs to the field before
-    const std::size_t colon = line.find(':');
-    if (colon == std::string_view::npos) continue;
-    const std::string_view field = line.substr(0, colon);
-    const std::string_view value = Trimmed(line.substr(colon + 1));
+    if (line.front() == ' ' || line.front() == '\t') continue;  // continues the field before
+    const std::string_view field = TakeUpTo(line, ':');
+    const std::string_view value = Trimmed(line);
     if (field == "Package") package.name = value;
     if (field == "Architecture") package.architecture = value;
     if (field == "Maintainer") package.publisher = value;
     if (field == "Version") package.version = UpstreamVersion(value);
-    if (field == "Status") installed = value.ends_with(" installed");
+    if (field == "Status") {
+      installed = std::ranges::any_of(
+          kUsable, [&](std::string_view state) { return value.ends_with(state); });
+    }
   }
   finish();
   return packages;
+}
+
+std::vector<InstalledPackage> ReadApkInstalled(std::string_view installed) {
+  std::vector<InstalledPackage> packages;
+  InstalledPackage package;
+  const auto finish = [&] {
+    if (!package.name.empty()) packages.push_back(std::move(package));
+    package = {};
+  };
+  while (!installed.empty()) {
+    std::string_view line = TakeLine(installed);
+    if (Trimmed(line).empty()) finish();
+    const std::string_view field = TakeUpTo(line, ':');
+    if (field == "P") package.name = Trimmed(line);
+    if (field == "A") package.architecture = Trimmed(line);
+    if (field == "m") package.publisher = Trimmed(line);
+    if (field == "V") package.version = UpstreamVersion(Trimmed(line));
+  }
+  finish();
+  return packages;
+}
+
+std::optional<InstalledPackage> ReadPacmanDesc(std::string_view desc) {
+  // "%NAME%" is followed by its value on the next line.
+  InstalledPackage package;
+  while (!desc.empty()) {
+    const std::string_view field = Trimmed(TakeLine(desc));
+    if (!field.starts_with('%')) continue;
+    const std::string_view value = Trimmed(TakeLine(desc));
+    if (field == "%NAME%") package.name = value;
+    if (field == "%ARCH%") package.architecture = value;
+    if (field == "%PACKAGER%") package.publisher = value;
+    if (field == "%VERSION%") package.version = UpstreamVersion(value);
+  }
+  if (package.name.empty()) return std::nullopt;
+  return package;
 }
 
 std::optional<InstalledPackage> ReadRpmHeader(std::string_view header) {
@@ -99,6 +126,25 @@ std::optional<InstalledPackage> ReadRpmHeader(std::string_view header) {
   // Only keys have no architecture.
   if (package.name.empty() || package.architecture.empty()) return std::nullopt;
   return package;
+}
+
+std::vector<InstalledPackage> ReadRpmQuery(std::string_view output) {
+  constexpr std::string_view kNone = "(none)";  // rpm's word for a tag that is not set
+  std::vector<InstalledPackage> packages;
+  while (!output.empty()) {
+    std::string_view line = TakeLine(output);
+    InstalledPackage package;
+    for (std::string* const text :
+         {&package.name, &package.architecture, &package.publisher, &package.version}) {
+      const std::string_view piece = TakeUpTo(line, '\t');
+      if (piece != kNone) *text = piece;
+    }
+    // Only keys have no architecture.
+    if (!package.name.empty() && !package.architecture.empty()) {
+      packages.push_back(std::move(package));
+    }
+  }
+  return packages;
 }
 
 std::optional<InstalledPackage> ReadSnapYaml(std::string_view yaml) {

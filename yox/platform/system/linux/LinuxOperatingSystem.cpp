@@ -7,6 +7,7 @@
 #include <system_error>
 
 #include "yox/base/String.h"
+#include "yox/platform/apps/linux/InstalledPackages.h"
 #include "yox/platform/clock/linux/LinuxClock.h"
 #include "yox/platform/files/linux/RootFiles.h"
 #include "yox/platform/system/linux/Assignments.h"
@@ -43,7 +44,11 @@ constexpr History kHistories[] = {
     {"var/log/pacman.log", ReadPacmanHistory},
 };
 
-constexpr std::string_view kDigitsAndDots = "0123456789.";
+// "22.04.5" of "22.04.5 LTS (Jammy Jellyfish)".
+std::string LeadingNumber(std::string_view text) {
+  text = text.substr(0, text.find_first_not_of("0123456789."));
+  return std::string(text.substr(0, text.find_last_not_of('.') + 1));
+}
 
 }  // namespace
 
@@ -64,15 +69,28 @@ WString LinuxOperatingSystem::EditionId() { return String::UTF8ToUTF16(Release("
 
 WString LinuxOperatingSystem::Version() {
   std::string version = Release("VERSION_ID");
-  if (version.empty()) {
-    const std::string kernel = ReadRootLine(root_ / "proc/sys/kernel/osrelease");
-    version = kernel.substr(0, kernel.find_first_not_of(kDigitsAndDots));
+  if (version.empty() && Release("ID") == "debian") version = VersionOfBaseFiles();
+  if (version.empty()) version = LeadingNumber(ReadRootLine(root_ / "proc/sys/kernel/osrelease"));
+  if (version.empty()) return {};
+  // "22.04" of VERSION_ID is "22.04.5 LTS (Jammy Jellyfish)" in VERSION; Debian's "12" is "12.8" in
+  // a file of its own.
+  for (const std::string& longer :
+       {LeadingNumber(Release("VERSION")), ReadRootLine(root_ / "etc/debian_version")}) {
+    if (longer.starts_with(version + ".")) return String::UTF8ToUTF16(longer);
   }
-  if (!version.empty() && version.find('.') == std::string::npos) {
-    const std::string point_release = ReadRootLine(root_ / "etc/debian_version");
-    version = point_release.starts_with(version + ".") ? point_release : version + ".0";
-  }
+  if (version.find('.') == std::string::npos) version += ".0";
   return String::UTF8ToUTF16(version);
+}
+
+// Debian's testing and unstable have no version in os-release. The package base-files, which every
+// system has, is numbered after the release that they will become.
+std::string LinuxOperatingSystem::VersionOfBaseFiles() const {
+  constexpr std::size_t kMostStatus = std::size_t{1} << 28;
+  const auto status = ReadRootFile(root_ / "var/lib/dpkg/status", kMostStatus);
+  for (const InstalledPackage& package : ReadDpkgStatus(status.value_or(""))) {
+    if (package.name == "base-files") return LeadingNumber(package.version);
+  }
+  return {};
 }
 
 WString LinuxOperatingSystem::Caption() { return String::UTF8ToUTF16(Release("PRETTY_NAME")); }

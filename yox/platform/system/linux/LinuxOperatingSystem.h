@@ -14,8 +14,9 @@ class LinuxOperatingSystem final : public OperatingSystem {
 
   WString ProductName() override;
   WString EditionId() override;
-  // VERSION_ID with at least two numbers: Debian's point release, else ".0", completes a lone one.
-  // A system without versions has its kernel's.
+  // VERSION_ID with the point release that VERSION or Debian's own file add, and ".0" after a lone
+  // number. Debian's testing has the version of the release that it will become. A system without
+  // versions has its kernel's.
   WString Version() override;
   WString Caption() override;
   bool IsSMode() override { return false; }
@@ -29,6 +30,7 @@ class LinuxOperatingSystem final : public OperatingSystem {
 
  private:
   std::string Release(std::string_view name) const;
+  std::string VersionOfBaseFiles() const;
 
   const std::filesystem::path root_;
 };

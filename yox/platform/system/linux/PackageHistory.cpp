@@ -5,6 +5,7 @@
 #include <string>
 
 #include "yox/base/String.h"
+#include "yox/platform/system/linux/Lines.h"
 
 namespace yox::platform {
 namespace {
@@ -12,19 +13,6 @@ namespace {
 constexpr std::int32_t kInProgress = 1;
 constexpr std::int32_t kSucceeded = 2;
 constexpr std::int32_t kFailed = 4;
-
-// What follows the word, if the text begins with it.
-std::optional<std::string_view> After(std::string_view text, std::string_view word) {
-  if (!text.starts_with(word)) return std::nullopt;
-  return text.substr(word.size());
-}
-
-// The text up to the mark, which goes with it; all of it where there is none.
-std::string_view TakeUpTo(std::string_view& text, char mark) {
-  const std::string_view piece = text.substr(0, text.find(mark));
-  text.remove_prefix(std::min(piece.size() + 1, text.size()));
-  return piece;
-}
 
 void AddPackage(OperatingSystemUpdate& update, std::string_view package) {
   if (!update.description.empty()) update.description += ", "_w;
@@ -45,7 +33,7 @@ std::vector<OperatingSystemUpdate> ReadAptHistory(std::string_view log) {
     upgraded = false;
   };
   while (!log.empty()) {
-    const std::string_view line = TakeUpTo(log, '\n');
+    const std::string_view line = TakeLine(log);
     if (After(line, kStart)) {
       finish();
       update.result_code = kInProgress;
@@ -77,7 +65,7 @@ std::vector<OperatingSystemUpdate> ReadDnfHistory(std::string_view log) {
   };
   begin();
   while (!log.empty()) {
-    std::string_view line = TakeUpTo(log, '\n');
+    std::string_view line = TakeLine(log);
     TakeUpTo(line, ' ');  // the moment
     if (After(line, "INFO --- logging initialized ---")) {
       begin();
@@ -105,7 +93,7 @@ std::vector<OperatingSystemUpdate> ReadZypperHistory(std::string_view log) {
   };
   finish();
   while (!log.empty()) {
-    std::string_view line = TakeUpTo(log, '\n');
+    std::string_view line = TakeLine(log);
     TakeUpTo(line, '|');  // the moment
     const std::string_view event = TakeUpTo(line, '|');
     if (event == "command") {
@@ -137,7 +125,7 @@ std::vector<OperatingSystemUpdate> ReadPacmanHistory(std::string_view log) {
     update = {};
   };
   while (!log.empty()) {
-    const std::string_view line = TakeUpTo(log, '\n');
+    const std::string_view line = TakeLine(log);
     constexpr std::string_view kSource = "[ALPM] ";
     const std::size_t source = line.find(kSource);
     if (source == std::string_view::npos) continue;
