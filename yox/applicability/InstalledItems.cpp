@@ -9,15 +9,16 @@
 using YOX::utility::GetInstalledApps;
 
 void ApplicabilityEvaluator::UpdateInstalledAppsMap() {
-  installedGeneration_ = yox::platform::Platform::Get().applications().Generation();
-  installedAppsMap.clear();
-  GetInstalledApps(installedAppsMap, true, false);
-  GetInstalledApps(installedAppsMap, false, false);
-  GetInstalledApps(installedAppsMap, true, true);
+  // Map, pairs and generation change together at the end: reading the device may throw.
+  const std::uint64_t generation = yox::platform::Platform::Get().applications().Generation();
+  YOX::utility::AppMap apps;
+  GetInstalledApps(apps, true, false);
+  GetInstalledApps(apps, false, false);
+  GetInstalledApps(apps, true, true);
 
   std::vector<const YOX::utility::AppMap::value_type*> sorted;
-  sorted.reserve(installedAppsMap.size());
-  for (const auto& entry : installedAppsMap) sorted.push_back(&entry);
+  sorted.reserve(apps.size());
+  for (const auto& entry : apps) sorted.push_back(&entry);
   std::ranges::sort(sorted, {}, [](const auto* entry) { return entry->first; });
   auto items = std::make_shared<Pairs>();
   items->reserve(2 * sorted.size());
@@ -26,7 +27,9 @@ void ApplicabilityEvaluator::UpdateInstalledAppsMap() {
     items->emplace_back(key, application.version);
     items->emplace_back(application.name, application.version);
   }
+  installedAppsMap = std::move(apps);
   installedItems_ = std::move(items);
+  installedGeneration_ = generation;
 }
 
 std::shared_ptr<const ApplicabilityEvaluator::Pairs> ApplicabilityEvaluator::InstalledItems() {

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <optional>
+#include <stdexcept>
 #include <string>
 
 #include "yox/applicability/TestEvaluator.h"
@@ -22,6 +24,7 @@ class Observed final : public yox::platform::Applications {
  public:
   ByKey Installed(ApplicationSource source) override {
     asked += "mu3"[static_cast<int>(source)];
+    if (source == closed) throw std::runtime_error("source is closed");
     return installed;
   }
   std::map<WString, WString> Store() override {
@@ -32,6 +35,7 @@ class Observed final : public yox::platform::Applications {
 
   ByKey installed{{"{1}"_w, {"Contoso Editor"_w, {}, "7.1"_w}}};
   std::uint64_t generation = 0;
+  std::optional<ApplicationSource> closed;
   std::string asked;
 };
 
@@ -72,6 +76,24 @@ TEST_F(InstalledItemsTest, AreAskedForAgainWhileThereAreNone) {
   EXPECT_FALSE(Decide("Contoso Editor"_w));
   EXPECT_FALSE(Decide("Contoso Editor"_w));
   EXPECT_EQ(applications_.asked, "mu3smu3s");
+}
+
+TEST_F(InstalledItemsTest, AReadThatFailedMidwayIsRepeated) {
+  applications_.closed = ApplicationSource::kUser;
+  EXPECT_THROW(Decide("Contoso Editor"_w), std::runtime_error);
+  applications_.closed.reset();
+  EXPECT_TRUE(Decide("Contoso Editor"_w));
+  EXPECT_EQ(applications_.asked, "mumu3s");
+}
+
+TEST_F(InstalledItemsTest, AReadThatFailedLeavesWhatWasKnown) {
+  EXPECT_TRUE(Decide("Contoso Editor"_w));
+  applications_.generation = 1;
+  applications_.closed = ApplicationSource::kMachine;
+  EXPECT_THROW(Decide("Contoso Editor"_w), std::runtime_error);
+  applications_.generation = 0;
+  EXPECT_TRUE(Decide("Contoso Editor"_w));
+  EXPECT_EQ(applications_.asked, "mu3sms");
 }
 
 TEST_F(InstalledItemsTest, AnotherGenerationIsAskedForAgain) {
