@@ -1,7 +1,9 @@
 #include "yox/platform/devices/DeviceCallbacks.h"
 
+#include <exception>
 #include <utility>
 
+#include "yox/base/Log.h"
 #include "yox/platform/devices/DeviceEvent.h"
 
 namespace yox::platform {
@@ -17,26 +19,40 @@ class DeviceCallbacks::Registration final : public DeviceRegistration {
   std::shared_ptr<Callback> callback_;
 };
 
+void RunDeviceCallback(PCM_NOTIFY_CALLBACK function, void* context, CM_NOTIFY_ACTION action,
+                       PCM_NOTIFY_EVENT_DATA data, DWORD size) noexcept {
+  const auto failed = [](const char* what) {
+    g_log.e("%s: a callback threw an exception: %s", "DeviceTree::Register", what);
+  };
+  try {
+    function(nullptr, context, action, data, size);
+  } catch (const std::exception& error) {
+    failed(error.what());
+  } catch (...) {
+    failed("not a standard exception");
+  }
+}
+
 std::unique_ptr<DeviceRegistration> DeviceCallbacks::Add(PCM_NOTIFY_CALLBACK function,
                                                          void* context) {
   auto callback = std::make_shared<Callback>(Callback{function, context});
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     callbacks_.push_back(callback);
   }
   return std::make_unique<Registration>(shared_from_this(), std::move(callback));
 }
 
 void DeviceCallbacks::Deliver(CM_NOTIFY_ACTION action, PCM_NOTIFY_EVENT_DATA data, DWORD size) {
-  std::unique_lock lock(mutex_);
+  MutexLock lock(mutex_);
   const auto registered = callbacks_;
   for (const auto& callback : registered) {
     if (callback->ended) continue;
     ++callback->running;
-    lock.unlock();
-    callback->function(nullptr, callback->context, action, data, size);
-    lock.lock();
-    if (--callback->running == 0) finished_.notify_all();
+    lock.Unlock();
+    RunDeviceCallback(callback->function, callback->context, action, data, size);
+    lock.Lock();
+    if (--callback->running == 0) finished_.NotifyAll();
   }
 }
 
@@ -46,16 +62,18 @@ void DeviceCallbacks::Deliver(CM_NOTIFY_ACTION action, WStringView instance_id) 
 }
 
 void DeviceCallbacks::End(const std::shared_ptr<Callback>& callback) {
-  std::unique_lock lock(mutex_);
+  MutexLock lock(mutex_);
   callback->ended = true;
   std::erase(callbacks_, callback);
-  finished_.wait(lock, [&] { return callback->running == 0; });
+  while (callback->running != 0) finished_.Wait(lock);
 }
 
 void DeviceCallbacks::EndAll() {
-  std::unique_lock lock(mutex_);
-  const auto registered = callbacks_;
-  lock.unlock();
+  std::vector<std::shared_ptr<Callback>> registered;
+  {
+    const MutexLock lock(mutex_);
+    registered = callbacks_;
+  }
   for (const auto& callback : registered) End(callback);
 }
 

@@ -1,15 +1,20 @@
 #pragma once
 
-#include <condition_variable>
 #include <memory>
-#include <mutex>
 #include <vector>
 
+#include "yox/base/ThreadSafety.h"
 #include "yox/platform/devices/DeviceTree.h"
 
 namespace yox::platform {
 
-// The registrations of a device tree that hands out its events itself. Safe from any thread.
+// Runs a callback for device events. An exception that leaves it is logged, because it comes from
+// code of the host and must not end the thread that delivers events.
+void RunDeviceCallback(PCM_NOTIFY_CALLBACK function, void* context, CM_NOTIFY_ACTION action,
+                       PCM_NOTIFY_EVENT_DATA data, DWORD size) noexcept;
+
+// The registrations of a device tree that delivers its events itself. Owned by a shared_ptr, since
+// registrations may outlive the tree. Safe from any thread.
 class DeviceCallbacks : public std::enable_shared_from_this<DeviceCallbacks> {
  public:
   std::unique_ptr<DeviceRegistration> Add(PCM_NOTIFY_CALLBACK function, void* context);
@@ -18,7 +23,7 @@ class DeviceCallbacks : public std::enable_shared_from_this<DeviceCallbacks> {
   void Deliver(CM_NOTIFY_ACTION action, PCM_NOTIFY_EVENT_DATA data, DWORD size);
   void Deliver(CM_NOTIFY_ACTION action, WStringView instance_id);
 
-  // Returns when no callback runs any more; none will from then on.
+  // Ends every registration and waits until no callback runs any more.
   void EndAll();
 
  private:
@@ -26,15 +31,15 @@ class DeviceCallbacks : public std::enable_shared_from_this<DeviceCallbacks> {
   struct Callback {
     PCM_NOTIFY_CALLBACK function;
     void* context;
-    int running = 0;
-    bool ended = false;
+    int running = 0;     // under mutex_
+    bool ended = false;  // under mutex_
   };
 
   void End(const std::shared_ptr<Callback>& callback);
 
-  std::mutex mutex_;
-  std::condition_variable finished_;
-  std::vector<std::shared_ptr<Callback>> callbacks_;
+  Mutex mutex_;
+  ConditionVariable finished_;
+  std::vector<std::shared_ptr<Callback>> callbacks_ YOX_GUARDED_BY(mutex_);
 };
 
 }  // namespace yox::platform

@@ -19,30 +19,32 @@ struct PresentDevice {
   friend bool operator==(const PresentDevice&, const PresentDevice&) = default;
 };
 
-// Ends its registration with its life, and returns only when no callback of it runs any more; so it
-// must not be ended inside one. May outlive the tree that gave it.
+// A registration for events, which ends when the object is destroyed. The destructor waits until no
+// callback of the registration runs any more, so the object must not be destroyed inside one. May
+// outlive the tree that it came from.
 class DeviceRegistration {
  public:
   virtual ~DeviceRegistration() = default;
 };
 
-// The devices that are present. Safe from any thread.
+// The devices that are present now, and events when one comes or goes. Safe from any thread.
 class DeviceTree {
  public:
   virtual ~DeviceTree() = default;
 
   // Calls `callback` with `context` for every event of a device instance from now on, on threads of
-  // the system's choice, several at once if need be. Null when the system takes no registration.
+  // the system's choice, possibly on several at once. An exception that leaves the callback is
+  // logged and goes no further. Returns null if the system accepts no registration.
   virtual std::unique_ptr<DeviceRegistration> Register(PCM_NOTIFY_CALLBACK callback,
                                                        void* context) = 0;
 
-  // Every present device that has hardware IDs, one after the other as they are read. Visits none
-  // when the system cannot be asked.
+  // Calls `visit` for each present device that has hardware IDs, as they are read. Visits none if
+  // the system's list cannot be read.
   using Visitor = std::function<void(PresentDevice device)>;
   virtual void Enumerate(const Visitor& visit) = 0;
 
-  // The hardware IDs of one instance, named as events and enumeration name it; empty when there is
-  // no such device, or its IDs cannot be read.
+  // The hardware IDs of one instance, by the instance ID from an event or from Enumerate. Empty if
+  // there is no such device, or its IDs cannot be read.
   virtual std::vector<WString> HardwareIds(const WString& instance_id) = 0;
 };
 

@@ -1,8 +1,11 @@
 #include <gmock/gmock.h>
 
 #include <set>
+#include <stdexcept>
 
 #include "yox/platform/devices/DeviceTreeContract.h"
+
+#include "tests/support/CapturedLog.h"
 
 namespace yox_test {
 namespace {
@@ -80,6 +83,28 @@ TEST_P(DeviceTreeEventsContract, ADeviceThatNobodyEnumeratedIsToldToo) {
   ASSERT_EQ(present.size(), 2U);
   EXPECT_TRUE(events.Wait({kArrived, present[0].instance_id}));
   EXPECT_TRUE(events.Wait({kArrived, present[1].instance_id}));
+}
+
+DWORD Throw(HCMNOTIFICATION, void* context, CM_NOTIFY_ACTION, PCM_NOTIFY_EVENT_DATA, DWORD) {
+  if (context != nullptr) throw std::runtime_error("no room");
+  throw 7;
+}
+
+TEST_P(DeviceTreeEventsContract, ACallbackThatThrowsIsLoggedAndHoldsNothingUp) {
+  const CapturedLog log;
+  int context = 0;
+  auto standard = tree().Register(Throw, &context);
+  auto other = tree().Register(Throw, nullptr);
+  HeardEvents events(tree());
+  Plug(1);
+  const std::vector<PresentDevice> present = Present();
+  ASSERT_EQ(present.size(), 1U);
+  EXPECT_TRUE(events.Wait({kArrived, present[0].instance_id}));
+  // Ending waits for callbacks that run, and these have ended although they threw.
+  standard.reset();
+  other.reset();
+  EXPECT_NE(log.Text().find("a callback threw an exception: no room"), std::string::npos);
+  EXPECT_NE(log.Text().find("a callback threw an exception: not a standard"), std::string::npos);
 }
 
 TEST_P(DeviceTreeEventsContract, EveryRegistrationIsToldAndAnEndedOneIsNot) {

@@ -6,10 +6,12 @@
 #include <cerrno>
 #include <map>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <unordered_map>
 #include <utility>
 
+#include "yox/base/Log.h"
 #include "yox/platform/devices/DeviceCallbacks.h"
 #include "yox/platform/devices/linux/UdevDevice.h"
 #include "yox/platform/waits/Event.h"
@@ -36,15 +38,32 @@ void Scan(udev* context, const Visit& visit) {
   }
 }
 
+// Blocks every signal in this thread for its lifetime.
+class AllSignalsBlocked {
+ public:
+  AllSignalsBlocked() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &former_);
+  }
+  ~AllSignalsBlocked() { pthread_sigmask(SIG_SETMASK, &former_, nullptr); }
+  AllSignalsBlocked(const AllSignalsBlocked&) = delete;
+  AllSignalsBlocked& operator=(const AllSignalsBlocked&) = delete;
+
+ private:
+  sigset_t former_;
+};
+
 }  // namespace
 
-// Which device stood at which path: one that has gone tells its path only. An entry stays until the
-// device's removal is told, so that no enumeration can swallow it.
+// Which device is, or was, at which path: the event of a device that has gone carries its path
+// only. An entry stays until the event of the removal, even if an enumeration in between no longer
+// finds the device, so that the removal can be delivered. Safe from any thread.
 class LinuxDeviceTree::Known {
  public:
-  // The instance that the path held before, if it was another one.
+  // Returns the instance that was at the path before if it was another one, else an empty string.
   WString Put(const std::string& path, const WString& instance) {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     WString former = std::exchange(instances_[path], instance);
     if (former == instance) return {};
     Forget(former, path);
@@ -52,35 +71,36 @@ class LinuxDeviceTree::Known {
     return former;
   }
   WString Take(const std::string& path) {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     const auto node = instances_.extract(path);
     if (node.empty()) return {};
     Forget(node.mapped(), path);
     return node.mapped();
   }
   std::string PathOf(const WString& instance) const {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     const auto path = paths_.find(instance);
     return path != paths_.end() ? path->second : std::string();
   }
   std::map<std::string, WString> Instances() const {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     return instances_;
   }
 
  private:
-  // Unless the instance has moved to another path meanwhile.
-  void Forget(const WString& instance, const std::string& path) {
+  // Unless the instance has moved to another path in the meantime.
+  void Forget(const WString& instance, const std::string& path) YOX_REQUIRES(mutex_) {
     const auto known = paths_.find(instance);
     if (known != paths_.end() && known->second == path) paths_.erase(known);
   }
 
-  mutable std::mutex mutex_;
-  std::map<std::string, WString> instances_;
-  std::unordered_map<WString, std::string> paths_;
+  mutable Mutex mutex_;
+  std::map<std::string, WString> instances_ YOX_GUARDED_BY(mutex_);        // by path
+  std::unordered_map<WString, std::string> paths_ YOX_GUARDED_BY(mutex_);  // by instance
 };
 
-// Listens from its construction on; its thread is the only one that takes from what is known.
+// Listens from its construction on, and delivers events on a thread of its own. Only that thread
+// takes entries out of what is known.
 class LinuxDeviceTree::Monitor {
  public:
   Monitor(const char* source, std::shared_ptr<Known> known)
@@ -92,13 +112,13 @@ class LinuxDeviceTree::Monitor {
     udev_monitor_set_receive_buffer_size(monitor_.get(), kReceiveBuffer);
     if (udev_monitor_enable_receiving(monitor_.get()) < 0) return;
 
-    // Signals are the host's own threads' business.
-    sigset_t all;
-    sigset_t former;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &former);
-    thread_ = std::thread([this] { Run(); });
-    pthread_sigmask(SIG_SETMASK, &former, nullptr);
+    // A new thread inherits the mask. Signals are for the host's own threads to handle.
+    const AllSignalsBlocked blocked;
+    try {
+      thread_ = std::thread([this] { Run(); });
+    } catch (const std::system_error& error) {
+      g_log.e("%s: no thread for device events: %s", "LinuxDeviceTree::Register", error.what());
+    }
   }
 
   ~Monitor() {
@@ -151,8 +171,8 @@ class LinuxDeviceTree::Monitor {
     }
   }
 
-  // Events were lost, or do not say what came and went: what is present now is held against what is
-  // known.
+  // Compares what is present with what is known, and delivers the difference. For events that were
+  // lost, or that do not say what came and went.
   void Rescan() {
     auto gone = known_->Instances();
     std::map<std::string, WString> come;
@@ -175,7 +195,7 @@ class LinuxDeviceTree::Monitor {
   std::thread thread_;
 };
 
-// The last one to go ends the monitor.
+// The last registration to end stops the monitor and its thread.
 class LinuxDeviceTree::Registration final : public DeviceRegistration {
  public:
   Registration(std::shared_ptr<Monitor> monitor, std::unique_ptr<DeviceRegistration> callback)
@@ -192,7 +212,7 @@ LinuxDeviceTree::~LinuxDeviceTree() = default;
 
 std::unique_ptr<DeviceRegistration> LinuxDeviceTree::Register(PCM_NOTIFY_CALLBACK callback,
                                                               void* context) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   auto monitor = monitor_.lock();
   if (monitor == nullptr) {
     const bool daemon = source_ == Source::kDaemon ||

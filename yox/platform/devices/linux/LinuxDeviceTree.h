@@ -1,15 +1,15 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 
+#include "yox/base/ThreadSafety.h"
 #include "yox/platform/devices/DeviceTree.h"
 
 namespace yox::platform {
 
-// The kernel's devices as libudev shows them, under Windows' names (docs/hardware-ids.md). Events
-// come from the udev daemon; where none runs, from the kernel itself. One thread listens as long as
-// there is a registration, and runs the callbacks.
+// The kernel's devices as libudev shows them, under the names that Windows would give them
+// (docs/hardware-ids.md). Events come from the udev daemon, or where none runs from the kernel
+// itself. As long as there is a registration, one thread listens and runs the callbacks.
 class LinuxDeviceTree final : public DeviceTree {
  public:
   enum class Source { kDetect, kDaemon, kKernel };
@@ -31,8 +31,8 @@ class LinuxDeviceTree final : public DeviceTree {
 
   const Source source_;
   const std::shared_ptr<Known> known_;
-  std::mutex mutex_;  // guards monitor_
-  std::weak_ptr<Monitor> monitor_;
+  Mutex mutex_;
+  std::weak_ptr<Monitor> monitor_ YOX_GUARDED_BY(mutex_);
 };
 
 }  // namespace yox::platform

@@ -1,4 +1,6 @@
 #include <gtest/gtest.h>
+#include <pthread.h>
+#include <signal.h>
 
 #include <filesystem>
 #include <fstream>
@@ -9,6 +11,8 @@
 #include "yox/base/String.h"
 #include "yox/platform/devices/DeviceTreeContract.h"
 #include "yox/platform/devices/linux/LinuxDeviceTree.h"
+
+#include "tests/support/CapturedLog.h"
 
 namespace {
 
@@ -44,6 +48,31 @@ std::optional<RealDevice> Provoked(LinuxDeviceTree& tree) {
     }
   });
   return found;
+}
+
+// Makes every further thread impossible: none has room for such a stack.
+bool ForbidThreads() {
+  pthread_attr_t attributes;
+  pthread_attr_init(&attributes);
+  constexpr std::size_t kStack = std::size_t{1} << 46;
+  const bool set = pthread_attr_setstacksize(&attributes, kStack) == 0 &&
+                   pthread_setattr_default_np(&attributes) == 0;
+  pthread_attr_destroy(&attributes);
+  return set;
+}
+
+TEST(LinuxDeviceTreeTest, WithoutAThreadThereIsNoRegistrationAndSignalsStayAsTheyWere) {
+  ASSERT_TRUE(ForbidThreads());
+  sigset_t before, after;
+  ASSERT_EQ(pthread_sigmask(SIG_SETMASK, nullptr, &before), 0);
+  const yox_test::CapturedLog log;
+  LinuxDeviceTree tree(LinuxDeviceTree::Source::kKernel);
+  EXPECT_FALSE(HeardEvents(tree).registered());
+  EXPECT_NE(log.Text().find("no thread for device events"), std::string::npos) << log.Text();
+  ASSERT_EQ(pthread_sigmask(SIG_SETMASK, nullptr, &after), 0);
+  for (const int signal : {SIGTERM, SIGINT, SIGUSR1}) {
+    EXPECT_EQ(sigismember(&after, signal), sigismember(&before, signal)) << signal;
+  }
 }
 
 TEST(LinuxDeviceTreeTest, TheKernelsOwnEventsAreTold) {

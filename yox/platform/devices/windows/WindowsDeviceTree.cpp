@@ -1,11 +1,12 @@
 #include "yox/platform/devices/windows/WindowsDeviceTree.h"
 
-// Behind windows.h.
+// After windows.h.
 #include <setupapi.h>
 
 #include <string>
 #include <utility>
 
+#include "yox/platform/devices/DeviceCallbacks.h"
 #include "yox/platform/registry/MultiString.h"
 
 namespace yox::platform {
@@ -66,7 +67,7 @@ WString GetInstanceId(const DeviceList& list, SP_DEVINFO_DATA& device) {
   return text;
 }
 
-// Found at run time, since Configuration Managers without them exist.
+// Found at run time, because not every Configuration Manager has them (Wine 8 does not).
 WindowsDeviceTree::Notifications SystemNotifications() {
   WindowsDeviceTree::Notifications functions;
   const HMODULE library = LoadLibraryExW(L"cfgmgr32.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
@@ -80,15 +81,41 @@ WindowsDeviceTree::Notifications SystemNotifications() {
   return functions;
 }
 
+// The system's context is the registration itself, so that exceptions end here: the system's own
+// frames between its thread and the callback cannot be unwound.
 class Registration final : public DeviceRegistration {
  public:
-  Registration(const WindowsDeviceTree::Notifications& functions, HCMNOTIFICATION notification)
-      : functions_(functions), notification_(notification) {}
-  ~Registration() override { functions_.withdraw(notification_); }
+  Registration(const WindowsDeviceTree::Notifications& functions, PCM_NOTIFY_CALLBACK callback,
+               void* context)
+      : functions_(functions), callback_(callback), context_(context) {}
+  // Waits for callbacks that run (CM_Unregister_Notification).
+  ~Registration() override {
+    if (notification_ != nullptr) functions_.withdraw(notification_);
+  }
+  Registration(const Registration&) = delete;
+  Registration& operator=(const Registration&) = delete;
+
+  bool Enrol() {
+    CM_NOTIFY_FILTER filter{};
+    filter.cbSize = sizeof(filter);
+    filter.Flags = CM_NOTIFY_FILTER_FLAG_ALL_DEVICE_INSTANCES;
+    filter.FilterType = CM_NOTIFY_FILTER_TYPE_DEVICEINSTANCE;
+    return functions_.enrol(&filter, this, OnEvent, &notification_) == CR_SUCCESS &&
+           notification_ != nullptr;
+  }
 
  private:
+  static DWORD CALLBACK OnEvent(HCMNOTIFICATION /*notification*/, void* context,
+                                CM_NOTIFY_ACTION action, PCM_NOTIFY_EVENT_DATA data, DWORD size) {
+    const auto* const self = static_cast<const Registration*>(context);
+    RunDeviceCallback(self->callback_, self->context_, action, data, size);
+    return ERROR_SUCCESS;
+  }
+
   const WindowsDeviceTree::Notifications functions_;
-  const HCMNOTIFICATION notification_;
+  const PCM_NOTIFY_CALLBACK callback_;
+  void* const context_;
+  HCMNOTIFICATION notification_ = nullptr;
 };
 
 }  // namespace
@@ -98,17 +125,8 @@ WindowsDeviceTree::WindowsDeviceTree() : WindowsDeviceTree(SystemNotifications()
 std::unique_ptr<DeviceRegistration> WindowsDeviceTree::Register(PCM_NOTIFY_CALLBACK callback,
                                                                 void* context) {
   if (notifications_.enrol == nullptr || notifications_.withdraw == nullptr) return nullptr;
-  CM_NOTIFY_FILTER filter{};
-  filter.cbSize = sizeof(filter);
-  filter.Flags = CM_NOTIFY_FILTER_FLAG_ALL_DEVICE_INSTANCES;
-  filter.FilterType = CM_NOTIFY_FILTER_TYPE_DEVICEINSTANCE;
-  HCMNOTIFICATION notification = nullptr;
-  const CONFIGRET result = notifications_.enrol(&filter, context, callback, &notification);
-  std::unique_ptr<DeviceRegistration> registration;
-  if (notification != nullptr) {
-    registration = std::make_unique<Registration>(notifications_, notification);
-  }
-  if (result != CR_SUCCESS) registration.reset();
+  auto registration = std::make_unique<Registration>(notifications_, callback, context);
+  if (!registration->Enrol()) return nullptr;
   return registration;
 }
 

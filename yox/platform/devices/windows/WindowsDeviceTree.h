@@ -4,10 +4,10 @@
 
 namespace yox::platform {
 
-// Device instances as the Configuration Manager announces them and SetupAPI lists them.
+// The device instances that SetupAPI lists, with the events of the Configuration Manager.
 class WindowsDeviceTree final : public DeviceTree {
  public:
-  // The two functions of the Configuration Manager, which not every system has.
+  // CM_Register_Notification and CM_Unregister_Notification; null on systems without them.
   struct Notifications {
     CONFIGRET(WINAPI* enrol)
     (CM_NOTIFY_FILTER* filter, void* context, PCM_NOTIFY_CALLBACK callback,
@@ -15,7 +15,7 @@ class WindowsDeviceTree final : public DeviceTree {
     CONFIGRET(WINAPI* withdraw)(HCMNOTIFICATION notification) = nullptr;
   };
 
-  // With the system's own functions, if it has them.
+  // Uses the system's own functions.
   WindowsDeviceTree();
   explicit WindowsDeviceTree(const Notifications& notifications) : notifications_(notifications) {}
 

@@ -3,11 +3,13 @@
 
 #include "yox/platform/devices/windows/WindowsDeviceTree.h"
 
-// Behind windows.h.
+// After windows.h.
 #include <setupapi.h>
 
 #include "yox/platform/devices/DeviceTreeContract.h"
 #include "yox/platform/registry/MultiString.h"
+
+#include "tests/support/CapturedLog.h"
 
 namespace {
 
@@ -43,6 +45,11 @@ struct Manager {
 
 DWORD Ignored(HCMNOTIFICATION, void*, CM_NOTIFY_ACTION, PCM_NOTIFY_EVENT_DATA, DWORD) { return 0; }
 
+DWORD Throw(HCMNOTIFICATION, void* context, CM_NOTIFY_ACTION, PCM_NOTIFY_EVENT_DATA, DWORD) {
+  ++*static_cast<int*>(context);
+  throw 7;
+}
+
 const auto kHandle = reinterpret_cast<HCMNOTIFICATION>(0x10);
 
 TEST(WindowsDeviceTreeTest, RegistersForTheEventsOfEveryInstance) {
@@ -57,11 +64,28 @@ TEST(WindowsDeviceTreeTest, RegistersForTheEventsOfEveryInstance) {
     EXPECT_EQ(Manager::filter.FilterType, 2);
     EXPECT_EQ(Manager::filter.Reserved, 0U);
     for (const wchar_t unit : Manager::filter.u.DeviceInstance.InstanceId) EXPECT_EQ(unit, 0);
-    EXPECT_EQ(Manager::context, &context);
-    EXPECT_EQ(Manager::callback, Ignored);
     EXPECT_EQ(Manager::withdrawn, 0);
   }
   EXPECT_EQ(Manager::withdrawn, 1);
+}
+
+TEST(WindowsDeviceTreeTest, EventsOfTheSystemReachTheCallbackAndItsExceptionsGoNoFurther) {
+  Manager::given = kHandle;
+  WindowsDeviceTree tree({Manager::Enrol, Manager::Withdraw});
+  yox::platform::DeviceEvent event("ROOT\\YOXTEST\\0000"_wv);
+  const auto send = [&] {
+    return Manager::callback(kHandle, Manager::context, CM_NOTIFY_ACTION_DEVICEINSTANCEENUMERATED,
+                             event.data(), event.size());
+  };
+  HeardEvents events(tree);
+  EXPECT_EQ(send(), 0U);
+  EXPECT_TRUE(events.Wait({CM_NOTIFY_ACTION_DEVICEINSTANCEENUMERATED, "ROOT\\YOXTEST\\0000"_w}));
+  int calls = 0;
+  const auto registration = tree.Register(Throw, &calls);
+  const yox_test::CapturedLog log;
+  EXPECT_EQ(send(), 0U);
+  EXPECT_EQ(calls, 1);
+  EXPECT_NE(log.Text().find("a callback threw"), std::string::npos);
 }
 
 TEST(WindowsDeviceTreeTest, ARefusedRegistrationIsNone) {
