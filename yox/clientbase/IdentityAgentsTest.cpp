@@ -12,7 +12,9 @@
 #include "yox/platform/simulated/DeviceProfileReader.h"
 #include "yox/platform/simulated/SimulatedDevice.h"
 
+#include "tests/support/ForwardingFiles.h"
 #include "tests/support/Rows.h"
+#include "tests/support/SubstitutedPlatform.h"
 
 namespace {
 
@@ -103,6 +105,27 @@ TEST(XMLConfigAgentTest, TheSimulatedDeviceConfiguresItself) {
 TEST(XMLConfigAgentTest, ADeviceWithoutConfigurationHasNone) {
   yox::platform::SimulatedDevice device;
   const yox::platform::ScopedPlatform installed(device);
+  EXPECT_EQ(Written(XMLConfigAgent::GetInstance(0)), "||||");
+}
+
+// A device on which somebody else can have written every file.
+class DistrustedFiles final : public yox_test::ForwardingFiles {
+ public:
+  using ForwardingFiles::ForwardingFiles;
+  std::optional<std::string> ReadTrusted(const std::filesystem::path&, std::size_t) override {
+    return std::nullopt;
+  }
+};
+
+TEST(XMLConfigAgentTest, AFileThatSomebodyElseCanWriteConfiguresNothing) {
+  yox::platform::SimulatedDevice device(
+      yox::platform::ReadDeviceProfile(R"({"configuration": {"serial_number": "planted"}})"));
+  DistrustedFiles files(device.files());
+  yox_test::SubstitutedPlatform platform(device);
+  platform.Set(files);
+  const yox::platform::ScopedPlatform installed(platform);
+  ASSERT_TRUE(
+      FileSystem::fileExists(FileSystem::GetCommonApplicationDataPath() + "\\yox-config.xml"_w));
   EXPECT_EQ(Written(XMLConfigAgent::GetInstance(0)), "||||");
 }
 

@@ -1,11 +1,12 @@
 #include "yox/clientbase/XMLConfigAgent.h"
 
-#include <iterator>
 #include <pugixml.hpp>
 #include <string>
 
 #include "yox/base/String.h"
 #include "yox/clientbase/FileSystem.h"
+#include "yox/platform/Platform.h"
+#include "yox/platform/files/Files.h"
 
 using namespace yox::literals;
 using YOX::String;
@@ -39,14 +40,11 @@ XMLConfigAgent XMLConfigAgent::Parse(std::string_view xml) {
 }
 
 XMLConfigAgent& XMLConfigAgent::GetInstance(int /*unused*/) {
-  constexpr std::uint64_t kLargest = std::uint64_t{1} << 20;
+  constexpr std::size_t kLargest = std::size_t{1} << 20;
   thread_local XMLConfigAgent agent;
   const WString path = FileSystem::GetCommonApplicationDataPath() + "\\yox-config.xml"_w;
-  std::string xml;
-  if (FileSystem::fileSize(path) <= kLargest) {
-    std::ifstream file = FileSystem::OpenToRead(path);
-    if (file) xml.assign(std::istreambuf_iterator<char>(file), {});
-  }
-  agent = Parse(xml);
+  const auto xml =
+      yox::platform::Platform::Get().files().ReadTrusted(FileSystem::Locate(path), kLargest);
+  agent = Parse(xml.value_or(""));
   return agent;
 }

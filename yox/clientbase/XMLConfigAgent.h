@@ -5,8 +5,8 @@
 #include "yox/base/Export.h"
 #include "yox/base/WString.h"
 
-// What is configured of the device's identity, in the file yox-config.xml of the machine's common
-// folder for application data:
+// The configured parts of the device's identity, which take the place of what the firmware says.
+// They are in the file yox-config.xml of the machine's common folder for application data:
 //
 //   <configuration>
 //     <MachineType>20X1</MachineType>
@@ -14,15 +14,16 @@
 //     <MTM>...</MTM>                    <MachineModel>...</MachineModel>
 //   </configuration>
 //
-// Texts lose the white space around them; one that is not configured is empty. A plain value.
+// White space around a text is removed; a text that is not configured is empty. A plain value.
 class YOX_API XMLConfigAgent {
  public:
-  // The calling thread's own agent; the file is read by every call. Nothing is configured when
-  // there is no file, or it is not well-formed, or larger than a mebibyte. The argument has no
-  // meaning.
+  // Reads the file and returns the calling thread's own agent, which the thread's next call
+  // changes. Every text is empty if there is no file, if it is not well-formed or larger than 1
+  // MiB, or if an account other than the system and its administrators can have written it
+  // (ReadTrusted in platform/files/Files.h). The argument is not used.
   static XMLConfigAgent& GetInstance(int unused);
 
-  // The same from the text of such a file.
+  // Reads the same from the content of such a file.
   static XMLConfigAgent Parse(std::string_view xml);
 
   yox::WString GetMachineType() const { return machine_type_; }

@@ -13,6 +13,7 @@
 #include "yox/policy/ProvisionFileUtility.h"
 
 #include "tests/support/CapturedLog.h"
+#include "tests/support/ForwardingFiles.h"
 #include "tests/support/SchemaPaths.h"
 #include "tests/support/SubstitutedPlatform.h"
 
@@ -117,28 +118,15 @@ TEST_F(ProvisionFileUtilityTest, FileOneByteLongerIsRefused) {
 }
 
 // Files that gives another file after the first question, as if it had grown in between.
-class GrowingFiles final : public yox::platform::Files {
+class GrowingFiles final : public yox_test::ForwardingFiles {
  public:
-  GrowingFiles(Files& base, std::filesystem::path grown) : base_(base), grown_(std::move(grown)) {}
-  WString CommonApplicationDataPath() const override { return base_.CommonApplicationDataPath(); }
-  std::optional<WString> ApplicationDataRoot() const override {
-    return base_.ApplicationDataRoot();
-  }
-  WString SystemDirectory() const override { return base_.SystemDirectory(); }
-  WString ProductDirectory() const override { return base_.ProductDirectory(); }
+  GrowingFiles(Files& base, std::filesystem::path grown)
+      : ForwardingFiles(base), grown_(std::move(grown)) {}
   std::filesystem::path Locate(yox::WStringView path) const override {
-    return std::exchange(asked_, true) ? grown_ : base_.Locate(path);
-  }
-  bool CreatePrivate(const std::filesystem::path& file) override {
-    return base_.CreatePrivate(file);
-  }
-  bool Grant(const std::filesystem::path& file, std::span<const yox::AccessGrant> grants,
-             bool replace) override {
-    return base_.Grant(file, grants, replace);
+    return std::exchange(asked_, true) ? grown_ : ForwardingFiles::Locate(path);
   }
 
  private:
-  Files& base_;
   const std::filesystem::path grown_;
   mutable bool asked_ = false;
 };

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "yox/base/String.h"
+#include "yox/platform/system/RegistryFacts.h"
 
 namespace yox::platform {
 namespace {
@@ -19,11 +20,7 @@ constexpr WStringView kUsersPackages =
     "Software\\Classes\\Local Settings\\Software\\Microsoft\\Windows\\CurrentVersion\\AppModel\\"
     "Repository\\Packages"_wv;
 
-RegistryKey OfMachine(WStringView path) {
-  return {HKEY_LOCAL_MACHINE, WString(path), RegistryView::k64Bit, {}};
-}
-
-// Four numbers of at most 16 bits; nothing else is a package's version.
+// A package's version is four numbers of at most 16 bits.
 std::optional<std::array<std::uint32_t, 4>> PackageVersion(WStringView text) {
   std::array<std::uint32_t, 4> numbers{};
   for (std::size_t i = 0; i < numbers.size(); ++i) {
@@ -43,36 +40,20 @@ std::optional<std::array<std::uint32_t, 4>> PackageVersion(WStringView text) {
 
 }  // namespace
 
-std::optional<RegistryKey> RegistryApplications::OfUser(WStringView path) {
-  RegistryKey key{HKEY_CURRENT_USER, WString(path), RegistryView::kDefault, {}};
-  if (users_.IsSystemProcess()) {
-    key.user = users_.LoggedInUserSid();
-    if (key.user.empty()) return std::nullopt;
-  }
-  return key;
-}
-
-WString RegistryApplications::Text(const RegistryKey& key, WStringView name) {
-  RegistryValue value;
-  const bool is_text =
-      registry_.Get(key, name, value) == RegistryStatus::kOk &&
-      (value.type == RegistryType::kText || value.type == RegistryType::kExpandableText);
-  return is_text ? value.FirstText() : WString();
-}
-
 Applications::ByKey RegistryApplications::Installed(ApplicationSource source) {
   ByKey installed;
   const std::optional<RegistryKey> uninstall =
-      source == ApplicationSource::kUser      ? OfUser(kUninstall)
-      : source == ApplicationSource::kMachine ? OfMachine(kUninstall)
-                                              : OfMachine(kUninstall32);
+      source == ApplicationSource::kUser      ? KeyOfUser(users_, kUninstall)
+      : source == ApplicationSource::kMachine ? KeyOfMachine(kUninstall)
+                                              : KeyOfMachine(kUninstall32);
   std::vector<WString> names;
   if (!uninstall || registry_.SubKeys(*uninstall, names) != RegistryStatus::kOk) return installed;
   for (const WString& name : names) {
     RegistryKey key = *uninstall;
     key.path += "\\"_w + name;
-    InstalledApplication application{Text(key, "DisplayName"_wv), Text(key, "Publisher"_wv),
-                                     Text(key, "DisplayVersion"_wv)};
+    InstalledApplication application{ReadText(registry_, key, "DisplayName"_wv),
+                                     ReadText(registry_, key, "Publisher"_wv),
+                                     ReadText(registry_, key, "DisplayVersion"_wv)};
     if (!application.name.empty()) installed.emplace(name, std::move(application));
   }
   return installed;
@@ -81,7 +62,7 @@ Applications::ByKey RegistryApplications::Installed(ApplicationSource source) {
 std::map<WString, WString> RegistryApplications::Store() {
   std::map<WString, WString> packages;
   for (const std::optional<RegistryKey>& key :
-       {std::optional(OfMachine(kStagedPackages)), OfUser(kUsersPackages)}) {
+       {std::optional(KeyOfMachine(kStagedPackages)), KeyOfUser(users_, kUsersPackages)}) {
     std::vector<WString> names;
     if (!key || registry_.SubKeys(*key, names) != RegistryStatus::kOk) continue;
     for (const WString& full_name : names) {

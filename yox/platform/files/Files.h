@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <optional>
 #include <span>
+#include <string>
 
 #include "yox/base/Export.h"
 #include "yox/base/WString.h"
@@ -42,6 +43,14 @@ class YOX_API Files {
   // to other accounts are refused. False when it cannot be done; the file is then as before.
   virtual bool Grant(const std::filesystem::path& file, std::span<const AccessGrant> grants,
                      bool replace) = 0;
+
+  // Reads a whole file that only trusted accounts can have written. Returns std::nullopt if it is
+  // missing, larger than `limit` bytes, not a regular file, or not trusted; the last is logged. On
+  // Linux a file is trusted that belongs to root or to this process's account and that no group or
+  // other account may write; on Windows one that belongs to the system or to an administrator. All
+  // of a simulated device's files are trusted.
+  virtual std::optional<std::string> ReadTrusted(const std::filesystem::path& file,
+                                                 std::size_t limit) = 0;
 };
 
 }  // namespace yox::platform

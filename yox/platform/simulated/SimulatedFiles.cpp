@@ -1,5 +1,7 @@
 #include "yox/platform/simulated/SimulatedFiles.h"
 
+#include <fstream>
+#include <iterator>
 #include <random>
 #include <string>
 #include <system_error>
@@ -70,6 +72,14 @@ bool SimulatedFiles::Grant(const fs::path& file, std::span<const AccessGrant> gr
     grants_.push_back({file, {grants.begin(), grants.end()}, replace});
   }
   return Platform::Native().files().Grant(file, grants, replace);
+}
+
+std::optional<std::string> SimulatedFiles::ReadTrusted(const fs::path& file, std::size_t limit) {
+  std::error_code error;
+  if (!fs::is_regular_file(file, error) || fs::file_size(file, error) > limit) return std::nullopt;
+  std::ifstream stream(file, std::ios::binary);
+  if (!stream) return std::nullopt;
+  return std::string(std::istreambuf_iterator<char>(stream), {});
 }
 
 std::vector<SimulatedFiles::Granted> SimulatedFiles::Grants() const {

@@ -1,15 +1,14 @@
 #pragma once
 
-#include "yox/platform/registry/Registry.h"
+#include "yox/platform/system/RegistryFacts.h"
 
 namespace yox::platform {
 
-// The client's setting, the number 1 as "AnonymousMetrics" of the client's own key. Off unless set.
+// Whether the client may collect anonymous data: the value AnonymousMetrics of the client's own key
+// is the number 1.
 inline bool ReadAnonymousMetrics(Registry& registry) {
-  RegistryValue value;
-  return registry.Get({HKEY_LOCAL_MACHINE, "SOFTWARE\\Tervan\\YOX"_w, RegistryView::k64Bit, {}},
-                      "AnonymousMetrics"_wv, value) == RegistryStatus::kOk &&
-         value.AsDword() == 1U;
+  return ReadNumber(registry, KeyOfMachine("SOFTWARE\\Tervan\\YOX"_wv), "AnonymousMetrics"_wv) ==
+         1U;
 }
 
 }  // namespace yox::platform

@@ -52,21 +52,33 @@ class WindowsPlatform final : public Platform {
   DeviceTree& device_tree() override { return device_tree_; }
 
  private:
+  // In the order in which they use each other.
   WindowsClock clock_;
   WindowsFiles files_;
   WindowsFirmware firmware_;
-  WindowsQueries management_queries_;
-  WindowsOperatingSystem operating_system_{management_queries_};
-  WindowsLocale locale_;
+  WindowsRegistry registry_;
   WindowsUsers users_;
+  WindowsQueries management_queries_;
+  WindowsOperatingSystem operating_system_{registry_, management_queries_};
+  WindowsLocale locale_{registry_, users_};
   WindowsDisplayAdapters display_adapters_;
   WindowsAccelerators accelerators_;
   WindowsServices services_;
   WindowsJoinState join_state_;
-  WindowsRegistry registry_;
   RegistryApplications applications_{registry_, users_};
   WindowsClient client_{registry_};
   WindowsDeviceTree device_tree_;
+};
+WindowsLocale locale_;
+WindowsUsers users_;
+WindowsDisplayAdapters display_adapters_;
+WindowsAccelerators accelerators_;
+WindowsServices services_;
+WindowsJoinState join_state_;
+WindowsRegistry registry_;
+RegistryApplications applications_{registry_, users_};
+WindowsClient client_{registry_};
+WindowsDeviceTree device_tree_;
 };
 
 }  // namespace

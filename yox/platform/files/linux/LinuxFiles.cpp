@@ -10,8 +10,10 @@
 #include <string>
 #include <utility>
 
+#include "yox/base/Log.h"
 #include "yox/base/String.h"
 #include "yox/platform/files/PathText.h"
+#include "yox/platform/files/linux/RootFiles.h"
 
 namespace yox::platform {
 namespace {
@@ -72,6 +74,20 @@ bool LinuxFiles::CreatePrivate(const fs::path& file) {
   const int descriptor =
       open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR);
   return descriptor >= 0 && close(descriptor) == 0;
+}
+
+std::optional<std::string> LinuxFiles::ReadTrusted(const fs::path& file, std::size_t limit) {
+  // What is judged and what is read is the open file: its name may change hands in between.
+  return ReadRootFile(file, limit, [&](const struct stat& status) {
+    if (static_cast<std::uint64_t>(status.st_size) > limit) return false;
+    const bool trusted = (status.st_uid == 0 || status.st_uid == geteuid()) &&
+                         (status.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+    if (!trusted) {
+      g_log.e("%s: ignored %s, which another account can write", "Files::ReadTrusted",
+              file.string());
+    }
+    return trusted;
+  });
 }
 
 bool LinuxFiles::Grant(const fs::path& file, std::span<const AccessGrant> grants, bool replace) {

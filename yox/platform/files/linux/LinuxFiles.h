@@ -17,6 +17,8 @@ class YOX_API LinuxFiles final : public Files {
   bool CreatePrivate(const std::filesystem::path& file) override;
   bool Grant(const std::filesystem::path& file, std::span<const AccessGrant> grants,
              bool replace) override;
+  std::optional<std::string> ReadTrusted(const std::filesystem::path& file,
+                                         std::size_t limit) override;
 
  private:
   WString Below(const std::filesystem::path& folder) const;

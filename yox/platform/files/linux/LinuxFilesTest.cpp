@@ -11,6 +11,7 @@
 #include "yox/platform/files/PathText.h"
 #include "yox/platform/files/linux/LinuxFiles.h"
 
+#include "tests/support/CapturedLog.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace {
@@ -69,11 +70,13 @@ TEST_F(LinuxFilesTest, EnvironmentNamesTheStateFolder) {
   EXPECT_EQ(LinuxFiles().ApplicationDataRoot(), ToText(fs::current_path() / "relative"));
 }
 
-// Nobody in root's place while it lives; whoever else runs the tests stays himself.
+// Takes the place of root while it lives; any other account that runs the tests stays itself.
 class AsUser {
  public:
+  static constexpr uid_t kUser = 65534;
+
   AsUser() : user_(geteuid()) {
-    if (user_ == 0 && seteuid(65534) != 0) ADD_FAILURE() << "cannot become another user";
+    if (user_ == 0 && seteuid(kUser) != 0) ADD_FAILURE() << "cannot become another user";
   }
   ~AsUser() {
     // A change of user leaves a process that may not be looked into, LeakSanitizer included.
@@ -137,6 +140,43 @@ TEST_F(LinuxFilesTest, OtherAccountsAreRefusedAndTheModeStays) {
   const fs::path file = Make("file", 0640);
   EXPECT_FALSE(Grant(file, "/q /grant *S-1-5-18:F *S-1-1-0:R"_wv, true));
   EXPECT_EQ(ModeOf(file), 0640U);
+}
+
+TEST_F(LinuxFilesTest, AFileThatOthersMayWriteIsNotTrusted) {
+  LinuxFiles files;
+  for (const mode_t mode : {0400U, 0600U, 0644U, 0755U}) {
+    EXPECT_EQ(files.ReadTrusted(Make("file", mode), 1), "x") << std::oct << mode;
+  }
+  for (const mode_t mode : {0620U, 0602U, 0666U}) {
+    const yox_test::CapturedLog log;
+    EXPECT_EQ(files.ReadTrusted(Make("file", mode), 1), std::nullopt) << std::oct << mode;
+    EXPECT_NE(log.Text().find("which another account can write"), std::string::npos);
+  }
+}
+
+TEST_F(LinuxFilesTest, OnlyRootsFilesAndOnesOwnAreTrusted) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give files away";
+  LinuxFiles files;
+  chmod(folder_.path().c_str(), 0755);
+  const fs::path roots = Make("roots", 0644);
+  const fs::path own = Make("own", 0644);
+  const fs::path another = Make("another", 0644);
+  ASSERT_EQ(chown(own.c_str(), AsUser::kUser, AsUser::kUser), 0);
+  ASSERT_EQ(chown(another.c_str(), AsUser::kUser + 1, AsUser::kUser + 1), 0);
+  EXPECT_EQ(files.ReadTrusted(own, 1), std::nullopt);
+  const AsUser as_user;
+  EXPECT_EQ(files.ReadTrusted(roots, 1), "x");
+  EXPECT_EQ(files.ReadTrusted(own, 1), "x");
+  EXPECT_EQ(files.ReadTrusted(another, 1), std::nullopt);
+}
+
+TEST_F(LinuxFilesTest, WhatIsNoSmallRegularFileIsNotReadAsTrusted) {
+  LinuxFiles files;
+  const fs::path pipe = folder_.path() / "pipe";
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  EXPECT_EQ(files.ReadTrusted(pipe, 1), std::nullopt);
+  EXPECT_EQ(files.ReadTrusted(folder_.path() / "missing", 1), std::nullopt);
+  EXPECT_EQ(files.ReadTrusted(Make("file", 0600), 0), std::nullopt) << "larger than the limit";
 }
 
 TEST_F(LinuxFilesTest, PipesAndDevicesAreNeverOpened) {

@@ -11,12 +11,13 @@
 
 namespace yox::platform {
 
-std::optional<std::string> ReadRootFile(const std::filesystem::path& path, std::size_t limit) {
+std::optional<std::string> ReadRootFile(const std::filesystem::path& path, std::size_t limit,
+                                        const std::function<bool(const struct stat&)>& accept) {
   const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
   if (file < 0) return std::nullopt;
   std::optional<std::string> content;
   struct stat status {};
-  if (fstat(file, &status) == 0 && S_ISREG(status.st_mode)) {
+  if (fstat(file, &status) == 0 && S_ISREG(status.st_mode) && (!accept || accept(status))) {
     if (static_cast<std::uint64_t>(status.st_size) > limit) {
       lseek(file, -static_cast<off_t>(limit), SEEK_END);
     }

@@ -3,27 +3,33 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 
 #include "yox/base/WString.h"
 
-// Small files of the system, below a root directory that a captured tree can replace.
+struct stat;
+
+// Reads the small files in which Linux keeps facts. Their callers build the paths below a root
+// directory, which in tests is a captured tree.
 namespace yox::platform {
 
-// The whole of a regular file of at most `limit` bytes, of a longer one the last `limit`; nothing
-// when it cannot be read. Works for the files of proc and sysfs, which tell no size. Never blocks.
-std::optional<std::string> ReadRootFile(const std::filesystem::path& path,
-                                        std::size_t limit = std::size_t{1} << 20);
+// Reads a regular file: all of it, or of a file longer than `limit` bytes its last `limit`. Returns
+// std::nullopt if it cannot be read, or if `accept` is given and returns false for the open file.
+// Works for the files of proc and sysfs, whose size is 0. Never blocks.
+std::optional<std::string> ReadRootFile(
+    const std::filesystem::path& path, std::size_t limit = std::size_t{1} << 20,
+    const std::function<bool(const struct stat& status)>& accept = {});
 
-// The first line of a file, most of which in sysfs have one, without white space at its ends; empty
-// when it cannot be read.
+// The first line of a file without white space at its ends; empty if it cannot be read. Most files
+// of sysfs have one line.
 std::string ReadRootLine(const std::filesystem::path& path);
 
-// The number that a line holds ("0x8086", "17"); 0 when it holds none.
+// The number at the start of the first line ("0x8086", "17"); 0 if there is none.
 std::uint64_t ReadRootNumber(const std::filesystem::path& path);
 
-// The last component of what a symbolic link points to; empty when it is none.
+// The last component of a symbolic link's target; empty if it is not a symbolic link.
 std::string RootLinkName(const std::filesystem::path& path);
 
 }  // namespace yox::platform

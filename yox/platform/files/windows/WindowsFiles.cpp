@@ -6,27 +6,28 @@
 #include <sddl.h>
 #include <shlobj.h>
 
-#include <memory>
 #include <string>
 #include <system_error>
 #include <vector>
+
+#include "yox/base/Log.h"
+#include "yox/base/String.h"
+#include "yox/platform/files/windows/OwnFolder.h"
+#include "yox/platform/users/windows/Token.h"
 
 namespace yox::platform {
 namespace {
 
 namespace fs = std::filesystem;
 
-constexpr WStringView kOwnFolder = L"\\tervan\\YOX";
+constexpr WStringView kMakersFolder = L"\\tervan";
+constexpr WStringView kOwnFolder = L"\\YOX";
 
-struct LocalFreer {
-  void operator()(void* memory) const { LocalFree(memory); }
-};
-using LocalMemory = std::unique_ptr<void, LocalFreer>;
-
-struct HandleCloser {
-  void operator()(HANDLE handle) const { CloseHandle(handle); }
-};
-using Handle = std::unique_ptr<void, HandleCloser>;
+// Access lists in SDDL, protected from what the folder above hands down. Full access for
+// administrators (BA) and the system (SY), for the maker's folder also read access for users (BU).
+constexpr wchar_t kPrivate[] = L"O:BAD:P(A;OICI;FA;;;BA)(A;OICI;FA;;;SY)";
+constexpr wchar_t kReadableByUsers[] =
+    L"O:BAD:P(A;OICI;FA;;;BA)(A;OICI;FA;;;SY)(A;OICI;0x1200a9;;;BU)";
 
 WString KnownFolder(REFKNOWNFOLDERID id) {
   PWSTR text = nullptr;
@@ -48,25 +49,6 @@ WString Text(Get get) {
   }
   text.resize(length < text.size() ? length : 0);
   return text;
-}
-
-std::vector<std::byte> TokenFacts(TOKEN_INFORMATION_CLASS what) {
-  HANDLE opened = nullptr;
-  if (OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &opened) == 0) return {};
-  const Handle token(opened);
-  DWORD size = 0;
-  GetTokenInformation(token.get(), what, nullptr, 0, &size);
-  std::vector<std::byte> facts(size);
-  if (size == 0 || GetTokenInformation(token.get(), what, facts.data(), size, &size) == 0) {
-    return {};
-  }
-  return facts;
-}
-
-bool IsElevated() {
-  const auto facts = TokenFacts(TokenElevation);
-  return facts.size() >= sizeof(TOKEN_ELEVATION) &&
-         reinterpret_cast<const TOKEN_ELEVATION*>(facts.data())->TokenIsElevated != 0;
 }
 
 LocalMemory ToSid(const WString& text) {
@@ -104,9 +86,18 @@ std::optional<WString> WindowsFiles::ApplicationDataRoot() const {
     std::error_code error;
     return fs::absolute(named, error).native();
   }
-  WString folder = KnownFolder(IsElevated() ? FOLDERID_ProgramData : FOLDERID_LocalAppData);
+  const bool of_machine = IsElevated();
+  WString folder = KnownFolder(of_machine ? FOLDERID_ProgramData : FOLDERID_LocalAppData);
   if (folder.empty()) return std::nullopt;
-  return folder += kOwnFolder;
+  if (of_machine && !claimed_) {
+    const WString above = folder + WString(kMakersFolder);
+    if (!ClaimFolder(above, kReadableByUsers) ||
+        !ClaimFolder(above + WString(kOwnFolder), kPrivate)) {
+      return std::nullopt;
+    }
+    claimed_ = true;
+  }
+  return (folder += kMakersFolder) += kOwnFolder;
 }
 
 WString WindowsFiles::SystemDirectory() const {
@@ -131,17 +122,11 @@ WString WindowsFiles::ProductDirectory() const {
 fs::path WindowsFiles::Locate(WStringView path) const { return path; }
 
 bool WindowsFiles::CreatePrivate(const fs::path& file) {
-  const auto facts = TokenFacts(TokenUser);
-  if (facts.empty()) return false;
-  LPWSTR user = nullptr;
-  if (ConvertSidToStringSidW(reinterpret_cast<const TOKEN_USER*>(facts.data())->User.Sid, &user) ==
-      0) {
-    return false;
-  }
-  const LocalMemory freed_user(user);
+  const WString user = SidOfToken(OwnToken().get());
+  if (user.empty()) return false;
   // Protected from what the folder hands down: full access for administrators, system, this
   // account.
-  const WString list = WString(L"D:P(A;;FA;;;BA)(A;;FA;;;SY)(A;;FA;;;") + user + L")";
+  const WString list = L"D:P(A;;FA;;;BA)(A;;FA;;;SY)(A;;FA;;;" + user + L")";
   PSECURITY_DESCRIPTOR descriptor = nullptr;
   if (ConvertStringSecurityDescriptorToSecurityDescriptorW(list.c_str(), SDDL_REVISION_1,
                                                            &descriptor, nullptr) == 0) {
@@ -154,6 +139,35 @@ bool WindowsFiles::CreatePrivate(const fs::path& file) {
   if (created == INVALID_HANDLE_VALUE) return false;
   CloseHandle(created);
   return true;
+}
+
+std::optional<std::string> WindowsFiles::ReadTrusted(const fs::path& file, std::size_t limit) {
+  // A reparse point is opened itself, and is no regular file. What is judged and what is read is
+  // the open file: its name may change hands in between.
+  const HANDLE opened = CreateFileW(file.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                    nullptr, OPEN_EXISTING, FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
+  if (opened == INVALID_HANDLE_VALUE) return std::nullopt;
+  const Handle closed(opened);
+  BY_HANDLE_FILE_INFORMATION facts{};
+  LARGE_INTEGER size{};
+  if (GetFileType(opened) != FILE_TYPE_DISK ||
+      GetFileInformationByHandle(opened, &facts) == FALSE ||
+      (facts.dwFileAttributes & (FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_DIRECTORY)) != 0 ||
+      GetFileSizeEx(opened, &size) == FALSE || static_cast<std::uint64_t>(size.QuadPart) > limit) {
+    return std::nullopt;
+  }
+  if (!IsTrustedOwner(OwnerOf(opened))) {
+    g_log.e("%s: ignored %s, which is not the system's or an administrator's", "Files::ReadTrusted",
+            String::UTF16ToUTF8(file.native()));
+    return std::nullopt;
+  }
+  std::string text(static_cast<std::size_t>(size.QuadPart), '\0');
+  DWORD read = 0;
+  if (ReadFile(opened, text.data(), static_cast<DWORD>(text.size()), &read, nullptr) == FALSE) {
+    return std::nullopt;
+  }
+  text.resize(read);
+  return text;
 }
 
 bool WindowsFiles::Grant(const fs::path& file, std::span<const AccessGrant> grants, bool replace) {

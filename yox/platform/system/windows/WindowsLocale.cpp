@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include "yox/platform/system/RegistryFacts.h"
+
 namespace yox::platform {
 namespace {
 
@@ -24,8 +26,12 @@ WString OfLocale(const WString& locale, LCTYPE what) {
 
 LocaleFacts WindowsLocale::Facts() {
   LocaleFacts facts;
-  const GEOID place = GetUserGeoID(GEOCLASS_NATION);
+  const ChosenRegion chosen = ReadChosenRegion(registry_, users_);
+  // GetUserGeoID alone would be the geography of the service's own account, which nobody chose.
+  const GEOID place =
+      chosen == ChosenRegion() ? GetUserGeoID(GEOCLASS_NATION) : static_cast<GEOID>(chosen.place);
   facts.country_code = Geographic(place, GEO_ISO2);
+  if (facts.country_code.empty()) facts.country_code = chosen.code;
   facts.region_name = Geographic(place, GEO_FRIENDLYNAME);
   if (!facts.country_code.empty()) {
     facts.country_name = OfLocale(L"en-" + facts.country_code, LOCALE_SENGLISHCOUNTRYNAME);

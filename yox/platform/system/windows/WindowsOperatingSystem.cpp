@@ -7,34 +7,15 @@
 #include <variant>
 
 #include "yox/platform/clock/windows/WindowsClock.h"
+#include "yox/platform/system/RegistryFacts.h"
 #include "yox/platform/system/windows/ServiceHandle.h"
 
 namespace yox::platform {
 namespace {
 
-constexpr wchar_t kCurrentVersion[] = L"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion";
+constexpr WStringView kCurrentVersion = L"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion";
 
-WString RegistryText(const wchar_t* key, const wchar_t* value) {
-  wchar_t text[512] = {};
-  DWORD size = sizeof text;
-  // RegGetValueW ends the text with a zero.
-  return RegGetValueW(HKEY_LOCAL_MACHINE, key, value, RRF_RT_REG_SZ | RRF_SUBKEY_WOW6464KEY,
-                      nullptr, text, &size) == ERROR_SUCCESS
-             ? WString(text)
-             : WString();
-}
-
-std::optional<DWORD> RegistryNumber(const wchar_t* key, const wchar_t* value) {
-  DWORD number = 0;
-  DWORD size = sizeof number;
-  if (RegGetValueW(HKEY_LOCAL_MACHINE, key, value, RRF_RT_REG_DWORD | RRF_SUBKEY_WOW6464KEY,
-                   nullptr, &number, &size) != ERROR_SUCCESS) {
-    return std::nullopt;
-  }
-  return number;
-}
-
-// The version itself: what GetVersionEx tells depends on the program's manifest.
+// The real version: what GetVersionEx returns depends on the program's manifest.
 OSVERSIONINFOW KernelVersion() {
   using Get = LONG(WINAPI*)(OSVERSIONINFOW*);
   OSVERSIONINFOW version{};
@@ -60,14 +41,16 @@ std::optional<T> Ask(ManagementQueries& queries, WStringView query, WStringView 
 WString WindowsOperatingSystem::ProductName() {
   constexpr DWORD kFirstBuildOfWindows11 = 22000;
   constexpr WStringView kWindows10 = L"Windows 10";
-  WString name = RegistryText(kCurrentVersion, L"ProductName");
+  WString name = ReadText(registry_, KeyOfMachine(kCurrentVersion), L"ProductName");
   if (name.starts_with(kWindows10) && KernelVersion().dwBuildNumber >= kFirstBuildOfWindows11) {
     name.replace(0, kWindows10.size(), L"Windows 11");
   }
   return name;
 }
 
-WString WindowsOperatingSystem::EditionId() { return RegistryText(kCurrentVersion, L"EditionID"); }
+WString WindowsOperatingSystem::EditionId() {
+  return ReadText(registry_, KeyOfMachine(kCurrentVersion), L"EditionID");
+}
 
 WString WindowsOperatingSystem::Version() {
   const OSVERSIONINFOW version = KernelVersion();
@@ -75,7 +58,7 @@ WString WindowsOperatingSystem::Version() {
   WString text = std::to_wstring(version.dwMajorVersion) + L"." +
                  std::to_wstring(version.dwMinorVersion) + L"." +
                  std::to_wstring(version.dwBuildNumber);
-  if (const auto revision = RegistryNumber(kCurrentVersion, L"UBR")) {
+  if (const auto revision = ReadNumber(registry_, KeyOfMachine(kCurrentVersion), L"UBR")) {
     text += L"." + std::to_wstring(*revision);
   }
   return text;
@@ -87,8 +70,8 @@ WString WindowsOperatingSystem::Caption() {
 }
 
 bool WindowsOperatingSystem::IsSMode() {
-  return RegistryNumber(L"SYSTEM\\CurrentControlSet\\Control\\CI\\Policy", L"SkuPolicyRequired") ==
-         DWORD{1};
+  return ReadNumber(registry_, KeyOfMachine(L"SYSTEM\\CurrentControlSet\\Control\\CI\\Policy"),
+                    L"SkuPolicyRequired") == 1U;
 }
 
 std::uint32_t WindowsOperatingSystem::Architecture() {
@@ -116,20 +99,18 @@ std::uint32_t WindowsOperatingSystem::UpdateServiceStartType() {
 }
 
 std::optional<LocalDate> WindowsOperatingSystem::FirstRunDate() {
-  std::optional<DWORD> first = RegistryNumber(kCurrentVersion, L"InstallDate");
-  // An upgrade begins a new installation and keeps account of the former ones.
-  const WString setup = L"SYSTEM\\Setup";
-  HKEY key = nullptr;
-  if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, setup.c_str(), 0, KEY_READ, &key) == ERROR_SUCCESS) {
-    wchar_t name[256];
-    for (DWORD i = 0, length = 256;
-         RegEnumKeyExW(key, i, name, &length, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
-         ++i, length = 256) {
-      if (!WStringView(name).starts_with(L"Source OS")) continue;
-      const auto former = RegistryNumber((setup + L"\\" + name).c_str(), L"InstallDate");
-      if (former && (!first || *former < *first)) first = former;
-    }
-    RegCloseKey(key);
+  std::optional<std::uint32_t> first =
+      ReadNumber(registry_, KeyOfMachine(kCurrentVersion), L"InstallDate");
+  // An upgrade is a new installation; Setup keeps the facts of the former ones below keys such as
+  // "Source OS (Updated on 3/1/2024 10:00:00)".
+  const RegistryKey setup = KeyOfMachine(L"SYSTEM\\Setup");
+  std::vector<WString> names;
+  if (registry_.SubKeys(setup, names) != RegistryStatus::kOk) names.clear();
+  for (const WString& name : names) {
+    if (!name.starts_with(L"Source OS")) continue;
+    const auto former =
+        ReadNumber(registry_, KeyOfMachine(setup.path + L"\\" + name), L"InstallDate");
+    if (former && (!first || *former < *first)) first = former;
   }
   if (!first || *first == 0) return std::nullopt;
   return WindowsClock().ToLocalDate(*first);

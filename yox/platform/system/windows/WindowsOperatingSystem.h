@@ -1,18 +1,21 @@
 #pragma once
 
+#include "yox/platform/registry/Registry.h"
 #include "yox/platform/system/ManagementQueries.h"
 #include "yox/platform/system/OperatingSystem.h"
 
 namespace yox::platform {
 
-// The registry's description of Windows, WMI, the service manager and the Windows Update Agent.
-// Read afresh at every call. Safe from any thread.
+// Facts from the registry, WMI, the service manager and the Windows Update Agent, read at every
+// call. Safe from any thread.
 class WindowsOperatingSystem final : public OperatingSystem {
  public:
-  // The queries must outlive the object.
-  explicit WindowsOperatingSystem(ManagementQueries& queries) : queries_(queries) {}
+  // Both must outlive the object.
+  WindowsOperatingSystem(Registry& registry, ManagementQueries& queries)
+      : registry_(registry), queries_(queries) {}
 
-  // Windows 11 calls itself 10 in the registry; its build number tells.
+  // The registry's name, in which Windows 11 still calls itself "Windows 10"; that is corrected by
+  // the build number.
   WString ProductName() override;
   WString EditionId() override;
   WString Version() override;
@@ -21,10 +24,11 @@ class WindowsOperatingSystem final : public OperatingSystem {
   std::uint32_t Architecture() override;
   std::uint32_t UpdateServiceStartType() override;
   std::vector<OperatingSystemUpdate> UpdateHistory() override;
-  // Of the first installation that the registry knows of.
+  // The day of the first installation that the registry records.
   std::optional<LocalDate> FirstRunDate() override;
 
  private:
+  Registry& registry_;
   ManagementQueries& queries_;
 };
 

@@ -1,38 +1,21 @@
 #include "yox/platform/users/windows/WindowsUsers.h"
 
 #include <windows.h>
-// Behind windows.h.
-#include <sddl.h>
+// After windows.h.
 #include <wtsapi32.h>
 
+#include <span>
+#include <utility>
 #include <vector>
+
+#include "yox/platform/users/AccessGrants.h"
+#include "yox/platform/users/Sessions.h"
+#include "yox/platform/users/windows/Token.h"
 
 namespace yox::platform {
 namespace {
 
-using Bytes = std::vector<std::byte>;
-
-WString Text(PSID sid) {
-  wchar_t* written = nullptr;
-  if (ConvertSidToStringSidW(sid, &written) == FALSE) return {};
-  WString text(written);
-  LocalFree(written);
-  return text;
-}
-
-// A TOKEN_USER and what it points to; empty when the token cannot be read.
-Bytes UserOf(HANDLE token) {
-  DWORD size = 0;
-  GetTokenInformation(token, TokenUser, nullptr, 0, &size);
-  Bytes user(size);
-  if (size < sizeof(TOKEN_USER) ||
-      GetTokenInformation(token, TokenUser, user.data(), size, &size) == FALSE) {
-    user.clear();
-  }
-  return user;
-}
-
-PSID SidOf(const Bytes& user) { return reinterpret_cast<const TOKEN_USER*>(user.data())->User.Sid; }
+using State = SessionRank::State;
 
 WString OfSession(DWORD session, WTS_INFO_CLASS what) {
   wchar_t* answer = nullptr;
@@ -50,26 +33,22 @@ WString SidOfAccount(const WString& account) {
   DWORD sid_size = 0, domain_size = 0;
   SID_NAME_USE use{};
   LookupAccountNameW(nullptr, account.c_str(), nullptr, &sid_size, nullptr, &domain_size, &use);
-  Bytes sid(sid_size);
+  std::vector<std::byte> sid(sid_size);
   WString domain(domain_size, L'\0');
   if (sid.empty() || LookupAccountNameW(nullptr, account.c_str(), sid.data(), &sid_size,
                                         domain.data(), &domain_size, &use) == FALSE) {
     return {};
   }
-  return Text(sid.data());
+  return SidText(sid.data());
 }
 
-}  // namespace
-
-WString WindowsUsers::LoggedInUserSid() {
-  constexpr DWORD kNoSession = 0xFFFFFFFF;
-  const DWORD session = WTSGetActiveConsoleSessionId();
-  if (session == kNoSession) return {};
+// The user of a session; empty while nobody has logged on in it.
+WString SidOfUserIn(DWORD session) {
   HANDLE token = nullptr;
+  // Only the system's own account may have the token; everybody may ask for the name.
   if (WTSQueryUserToken(session, &token) != FALSE) {
-    const Bytes user = UserOf(token);
-    CloseHandle(token);
-    if (!user.empty()) return Text(SidOf(user));
+    const Handle closed(token);
+    if (WString sid = SidOfToken(token); !sid.empty()) return sid;
   }
   const WString name = OfSession(session, WTSUserName);
   if (name.empty()) return {};
@@ -77,12 +56,32 @@ WString WindowsUsers::LoggedInUserSid() {
   return SidOfAccount(domain.empty() ? name : domain + L"\\" + name);
 }
 
-bool WindowsUsers::IsSystemProcess() {
-  HANDLE token = nullptr;
-  if (OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token) == FALSE) return false;
-  const Bytes user = UserOf(token);
-  CloseHandle(token);
-  return !user.empty() && IsWellKnownSid(SidOf(user), WinLocalSystemSid) != FALSE;
+}  // namespace
+
+WString WindowsUsers::LoggedInUserSid() {
+  constexpr DWORD kNoSession = 0xFFFFFFFF;
+  const DWORD console = WTSGetActiveConsoleSessionId();
+  UserSessions<WString> sessions;
+  const auto add = [&](DWORD session, State state) {
+    // Sessions are numbered in the order of their beginnings.
+    if (WString sid = SidOfUserIn(session); !sid.empty()) {
+      sessions.emplace(SessionRank{state, session}, std::move(sid));
+    }
+  };
+  if (console != kNoSession) add(console, State::kAtConsole);
+  WTS_SESSION_INFOW* listed = nullptr;
+  DWORD count = 0;
+  if (WTSEnumerateSessionsW(WTS_CURRENT_SERVER_HANDLE, 0, 1, &listed, &count) != FALSE) {
+    for (const WTS_SESSION_INFOW& session : std::span(listed, count)) {
+      if (session.SessionId == console) continue;
+      if (session.State == WTSActive) add(session.SessionId, State::kElsewhere);
+      if (session.State == WTSDisconnected) add(session.SessionId, State::kInBackground);
+    }
+    WTSFreeMemory(listed);
+  }
+  return sessions.empty() ? WString() : sessions.begin()->second;
 }
+
+bool WindowsUsers::IsSystemProcess() { return SidOfToken(OwnToken().get()) == kLocalSystemSid; }
 
 }  // namespace yox::platform

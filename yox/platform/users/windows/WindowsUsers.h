@@ -4,8 +4,7 @@
 
 namespace yox::platform {
 
-// The user of the console session: of its token, which only the system's account may ask for, else
-// by the account's name.
+// The users of the terminal services' sessions: the console's, remote desktop's, disconnected ones.
 class WindowsUsers final : public Users {
  public:
   WString LoggedInUserSid() override;
