@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <optional>
+#include <string_view>
 
 #include "yox/platform/Platform.h"
 #include "yox/platform/clock/Clock.h"
@@ -11,8 +12,8 @@
 
 #include "tests/support/Rows.h"
 
-// What every implementation of a platform's interfaces has to do, whatever it answers. The suites
-// run on this machine's own platform and on simulated devices, full and empty:
+// Runs a test suite on every implementation of the platform's interfaces: on this machine's own
+// platform, on an empty simulated device and on one that has everything.
 //   class ClockContract : public yox_test::PlatformContract {};
 //   TEST_P(ClockContract, ...) { ... platform().clock() ... }
 //   INSTANTIATE_TEST_SUITE_P(, ClockContract, yox_test::kEveryPlatform, yox_test::RowName());
@@ -34,6 +35,9 @@ class PlatformContract : public testing::TestWithParam<PlatformRow> {
   yox::platform::Platform& platform() {
     return device_ ? *device_ : yox::platform::Platform::Native();
   }
+  // Whether the device has one of everything, as the profile below says. A case that looks at each
+  // of several things must see that one, or it looks at nothing and cannot fail.
+  bool has_everything() const { return GetParam().name == std::string_view("FullDevice"); }
 
  private:
   std::optional<yox::platform::SimulatedDevice> device_;

@@ -69,17 +69,6 @@ class WindowsPlatform final : public Platform {
   WindowsClient client_{registry_};
   WindowsDeviceTree device_tree_;
 };
-WindowsLocale locale_;
-WindowsUsers users_;
-WindowsDisplayAdapters display_adapters_;
-WindowsAccelerators accelerators_;
-WindowsServices services_;
-WindowsJoinState join_state_;
-WindowsRegistry registry_;
-RegistryApplications applications_{registry_, users_};
-WindowsClient client_{registry_};
-WindowsDeviceTree device_tree_;
-};
 
 }  // namespace
 
