@@ -16,39 +16,42 @@ namespace yox {
 PersonaTagRegistryMonitor::~PersonaTagRegistryMonitor() { Stop(); }
 
 void PersonaTagRegistryMonitor::Start() {
-  const std::lock_guard lock(joining_);
+  const MutexLock lock(start_and_stop_);
   stop_ = false;
-  thread_ = std::thread([this] {
-    MonitorLoop();
-    const std::lock_guard ended(mutex_);
-    running_ = {};
-  });
+  thread_ = std::thread([this] { Body(); });
 }
 
 void PersonaTagRegistryMonitor::Stop() {
-  {
-    const std::lock_guard lock(mutex_);
-    // The watcher first: a wait that it ends asks the flag only when the loop goes round. A thread
-    // that has no watcher yet finds the flag when it makes one.
-    if (monitor_) monitor_->Stop();
-    stop_ = true;
-    if (running_ == std::this_thread::get_id()) {
-      throw std::system_error(std::make_error_code(std::errc::resource_deadlock_would_occur));
-    }
+  if (running_ == std::this_thread::get_id()) {
+    RequestStop();
+    throw std::system_error(std::make_error_code(std::errc::resource_deadlock_would_occur));
   }
-  const std::lock_guard lock(joining_);
+  const MutexLock lock(start_and_stop_);
+  RequestStop();
   if (thread_.joinable()) thread_.join();
+}
+
+// The watcher first, then the flag: the loop reads the flag only after a wait has returned. A
+// thread that has no watcher yet finds the flag before its first wait.
+void PersonaTagRegistryMonitor::RequestStop() {
+  const MutexLock lock(mutex_);
+  if (monitor_) monitor_->Stop();
+  stop_ = true;
+}
+
+void PersonaTagRegistryMonitor::Body() {
+  running_ = std::this_thread::get_id();
+  MonitorLoop();
+  running_ = std::thread::id();
 }
 
 void PersonaTagRegistryMonitor::MonitorLoop() {
   constexpr const char* kOrigin = "yox::PersonaTagRegistryMonitor::MonitorLoop";
   CRegMonitor* monitor = nullptr;
   {
-    const std::lock_guard lock(mutex_);
-    running_ = std::this_thread::get_id();
+    const MutexLock lock(mutex_);
     monitor_ = std::make_unique<CRegMonitor>();
     monitor = monitor_.get();
-    if (stop_) monitor->Stop();
   }
   if (!monitor->Init()) {
     g_log.e("%s Init failed", kOrigin);

@@ -2,19 +2,19 @@
 
 #include <atomic>
 #include <memory>
-#include <mutex>
 #include <thread>
 
 #include "yox/base/Export.h"
+#include "yox/base/ThreadSafety.h"
 #include "yox/clientbase/CRegMonitor.h"
 #include "yox/platform/waits/Waits.h"
 
 namespace yox {
 
-// Sets an event when what the user has said that the device is for changes in the registry. The
-// watch is that of the user who is logged on when it starts: another user needs another monitor. It
-// ends by itself, with a line in the log, when that cannot be watched. Stop may come from any
-// thread at any time; the rest belongs to one thread.
+// Signals an event when the logged-on user's choice of uses (see Persona.h) changes in the
+// registry. The watch is on the user who is logged on when the thread starts; another user needs
+// another monitor. The thread ends by itself, with a line in the log, when it cannot watch. Safe
+// from any thread, except SetChangeEvent.
 class YOX_API PersonaTagRegistryMonitor {
  public:
   PersonaTagRegistryMonitor() = default;
@@ -22,25 +22,33 @@ class YOX_API PersonaTagRegistryMonitor {
   PersonaTagRegistryMonitor(const PersonaTagRegistryMonitor&) = delete;
   PersonaTagRegistryMonitor& operator=(const PersonaTagRegistryMonitor&) = delete;
 
-  // Before the start. May be null; not owned, it has to outlive the thread.
+  // Call it before Start. The event may be null; it is not owned and must outlive the thread.
   void SetChangeEvent(yox::platform::WaitHandle event) { changed_ = event; }
 
-  // Watches on a thread of its own. Throws std::system_error when there is none to be had. A
-  // monitor that was started and not stopped ends the process.
+  // Starts the thread that watches, after a Stop on another thread has ended. Throws
+  // std::system_error when no thread can be created. Starting a monitor that was started and not
+  // stopped terminates the process.
   void Start();
-  // Returns when the thread has ended, at once without one. Throws std::system_error on the thread
-  // itself.
+  // Returns when the thread has ended; at once if it was never started. Of a Start and a Stop that
+  // race, one comes first: either the thread is running afterwards, or it has ended. Throws
+  // std::system_error (resource_deadlock_would_occur) on the watching thread itself, which it has
+  // told to end.
   void Stop();
 
  private:
+  void Body();
   void MonitorLoop();
+  void RequestStop();
 
-  std::mutex mutex_;                           // guards the two that follow
-  std::unique_ptr<YOX::CRegMonitor> monitor_;  // made by the thread
-  std::thread::id running_;                    // the thread, as long as it runs
-  std::mutex joining_;                         // guards thread_; taken without mutex_
-  std::thread thread_;
+  // Held for the whole of Start and Stop, the join included.
+  Mutex start_and_stop_ YOX_ACQUIRED_BEFORE(mutex_);
+  std::thread thread_ YOX_GUARDED_BY(start_and_stop_);
+
+  Mutex mutex_;
+  std::unique_ptr<YOX::CRegMonitor> monitor_ YOX_GUARDED_BY(mutex_);  // created by the thread
+
   std::atomic<bool> stop_{false};
+  std::atomic<std::thread::id> running_{};  // the thread, while it runs
   yox::platform::WaitHandle changed_;
 };
 

@@ -1,5 +1,9 @@
-#include <functional>
+#include <atomic>
+#include <string_view>
+#include <system_error>
+#include <thread>
 
+#include "yox/base/Log.h"
 #include "yox/base/String.h"
 #include "yox/platform/registry/RegistryPlatform.h"
 #include "yox/platform/waits/Event.h"
@@ -7,6 +11,7 @@
 #include "yox/tags/PersonaTagRegistryMonitor.h"
 
 #include "tests/support/AwaitedLog.h"
+#include "tests/support/Latch.h"
 
 namespace {
 
@@ -18,6 +23,7 @@ using yox::platform::RegistryKey;
 using yox::platform::RegistryStatus;
 using yox::platform::RegistryValue;
 using yox::platform::WaitFor;
+using yox_test::Latch;
 
 constexpr std::int64_t kHalfAMinute = 30'000;
 constexpr const char* kWatching = "MonitorLoop Monitoring subkey path";
@@ -127,6 +133,45 @@ TEST_P(PersonaTagRegistryMonitorTest, SeveralThreadsMayStopIt) {
     monitor.Stop();
     other.join();
   }
+}
+
+TEST_P(PersonaTagRegistryMonitorTest, StartAndStopMayRace) {
+  ASSERT_EQ(registry().CreateKey(Intent()), RegistryStatus::kOk);
+  Latch done;
+  std::thread races([&] {
+    for (int i = 0; i < 300; ++i) {
+      yox::PersonaTagRegistryMonitor monitor;
+      std::atomic<int> ready{0};
+      const auto at_once = [&ready](const auto& call) {
+        ++ready;
+        while (ready < 2) std::this_thread::yield();
+        call();
+      };
+      std::thread stopper([&] { at_once([&] { monitor.Stop(); }); });
+      at_once([&] { monitor.Start(); });
+      stopper.join();
+    }
+    done.CountDown();
+  });
+  ASSERT_TRUE(done.Wait()) << "a Stop waits for a thread that nothing ends";
+  races.join();
+}
+
+TEST_P(PersonaTagRegistryMonitorTest, StoppedOnItsOwnThreadItEndsAndSaysSo) {
+  ASSERT_EQ(registry().CreateKey(Intent()), RegistryStatus::kOk);
+  std::error_code error;
+  YOX::Log::SetSink([&](std::string_view, YOX::LogLevel, std::string_view line) {
+    if (line.find(kWatching) == std::string_view::npos) return;
+    try {
+      monitor_.Stop();
+    } catch (const std::system_error& thrown) {
+      error = thrown.code();
+    }
+  });
+  monitor_.Start();
+  monitor_.Stop();
+  YOX::Log::SetSink({});
+  EXPECT_EQ(error, std::errc::resource_deadlock_would_occur);
 }
 
 }  // namespace
