@@ -14,8 +14,8 @@ namespace yox {
 namespace {
 
 struct Row {
-  WStringView word;  // in the tag's key
-  bool (PersonaUtility::*question)();
+  WStringView word;  // the end of the tag's key
+  bool (PersonaUtility::*is_chosen)();
 };
 
 constexpr Row kPersonas[] = {
@@ -68,7 +68,7 @@ void Persona::GeneratePersonaTagsInternal(std::vector<YOXTag>& tags, PersonaUtil
   g_log.d("%s: persona tags", kOrigin);
   std::vector<YOXTag> found;
   for (const Row& row : kPersonas) {
-    if ((utility.*row.question)()) found.emplace_back(KeyOf(row), "Windows"_w);
+    if ((utility.*row.is_chosen)()) found.emplace_back(KeyOf(row), "Windows"_w);
   }
   for (const YOXTag& tag : found) {
     g_log.d("%s: Added persona tag [%s]=[%s]", kOrigin, tag.key(), tag.value());

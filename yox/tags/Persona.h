@@ -10,12 +10,10 @@ class AppAndTagCollection;
 
 namespace yox {
 
-// What the user who is logged on has said that the device is for, as the system's setup has stored
-// it in the registry; false for what is not known. Asked afresh at every call.
+// Which uses of the device the logged-on user has chosen in the system's setup, as stored in the
+// registry; false for what is unknown. Every call reads the registry. Safe from any thread.
 class YOX_API PersonaUtility {
  public:
-  virtual ~PersonaUtility() = default;
-
   virtual bool IsBusinessProfessional();
   virtual bool IsGamer();
   virtual bool IsStudent();
@@ -23,22 +21,25 @@ class YOX_API PersonaUtility {
   virtual bool IsEntertainer();
   virtual bool IsDeveloper();
   virtual bool IsFamily();
-  // Whether the key of this name below the user's intent key holds the number 1 as "Intent".
+  // Returns whether the key `subkey` below the user's intent key has the DWORD value "Intent" = 1.
+  // `subkey` is zero-terminated UTF-16.
   virtual bool RegistryPersonaValueExists(const yox::WChar* subkey);
+  // Last, so that the questions above have the first slots of the table of virtual functions.
+  virtual ~PersonaUtility() = default;
 };
 
-// The tags of what the device is for: "User.Usage.Detected.Gaming" and the like, with the value
-// "Windows". No lock is taken: the caller guards the list.
+// Tags for the uses of the device: "User.Usage.Detected.Gaming" and the like, with the value
+// "Windows". Takes no lock: the caller guards the list.
 class YOX_API Persona {
  public:
   Persona() = delete;
 
-  // Below a user's hive.
+  // A key path below a user's hive.
   static const yox::WString kIntentRegistryPath;
 
-  // Appends one tag for each use, in a fixed order; what the list holds is not looked at.
+  // Appends one tag for each chosen use, in a fixed order; does not look for duplicates.
   static void GeneratePersonaTags(std::vector<YOXTag>& tags);
-  // Removes every tag of such a key, whatever its value.
+  // Removes every tag with one of these keys, whatever its value.
   static void RemovePersonaTags(std::vector<YOXTag>& tags);
 
  protected:

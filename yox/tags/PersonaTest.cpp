@@ -1,9 +1,15 @@
+#include <cstring>
+#include <string>
+#include <utility>
+#include <vector>
+
 #include "yox/base/String.h"
 #include "yox/platform/registry/Registry.h"
 #include "yox/platform/registry/RegistryPlatform.h"
 #include "yox/tags/Persona.h"
 
 #include "tests/support/CapturedLog.h"
+#include "tests/support/Rows.h"
 
 namespace {
 
@@ -33,6 +39,83 @@ std::string TextOf(const std::vector<YOXTag>& tags) {
 
 constexpr const char* kBoth =
     "User.Usage.Detected.Gaming=Windows User.Usage.Detected.Developer=Windows ";
+
+// Subkeys and tag keys are read and written by other programs: do not edit. In the order in which
+// the tags are generated.
+struct GoldenRow {
+  const char* name;
+  bool (yox::PersonaUtility::*question)();
+  WString subkey;
+  const char* tag;
+};
+const GoldenRow kGolden[] = {
+    {"Business", &yox::PersonaUtility::IsBusinessProfessional, "business"_w,
+     "User.Usage.Detected.Business=Windows "},
+    {"Gaming", &yox::PersonaUtility::IsGamer, "gaming"_w, "User.Usage.Detected.Gaming=Windows "},
+    {"SchoolWork", &yox::PersonaUtility::IsStudent, "schoolWork"_w,
+     "User.Usage.Detected.SchoolWork=Windows "},
+    {"Creative", &yox::PersonaUtility::IsCreator, "creative"_w,
+     "User.Usage.Detected.Creative=Windows "},
+    {"Entertainment", &yox::PersonaUtility::IsEntertainer, "entertainment"_w,
+     "User.Usage.Detected.Entertainment=Windows "},
+    {"Developer", &yox::PersonaUtility::IsDeveloper, "developer"_w,
+     "User.Usage.Detected.Developer=Windows "},
+    {"Family", &yox::PersonaUtility::IsFamily, "family"_w, "User.Usage.Detected.Family=Windows "},
+};
+
+// Says yes for one subkey, or for every.
+class Chosen : public yox::PersonaUtility {
+ public:
+  explicit Chosen(WString subkey) : subkey_(std::move(subkey)) {}
+  bool RegistryPersonaValueExists(const yox::WChar* subkey) override {
+    return subkey_.empty() || subkey == subkey_;
+  }
+
+ private:
+  const WString subkey_;
+};
+
+class PersonaGolden : public testing::TestWithParam<GoldenRow> {};
+
+TEST_P(PersonaGolden, IsTheAnswerToItsQuestionAloneAndGivesItsTag) {
+  Chosen chosen(GetParam().subkey);
+  for (const GoldenRow& row : kGolden) {
+    EXPECT_EQ((chosen.*row.question)(), row.subkey == GetParam().subkey) << row.name;
+  }
+  std::vector<YOXTag> tags;
+  TestPersona::GeneratePersonaTagsInternal(tags, chosen);
+  EXPECT_EQ(TextOf(tags), GetParam().tag);
+  yox::Persona::RemovePersonaTags(tags);
+  EXPECT_EQ(TextOf(tags), "");
+}
+
+INSTANTIATE_TEST_SUITE_P(, PersonaGolden, testing::ValuesIn(kGolden), yox_test::RowName());
+
+TEST(PersonaTest, TagsComeInTheOrderOfTheTable) {
+  Chosen all({});
+  std::vector<YOXTag> tags;
+  TestPersona::GeneratePersonaTagsInternal(tags, all);
+  std::string expected;
+  for (const GoldenRow& row : kGolden) expected += row.tag;
+  EXPECT_EQ(TextOf(tags), expected);
+  yox::Persona::RemovePersonaTags(tags);
+  EXPECT_EQ(TextOf(tags), "");
+}
+
+// A host may implement the questions in a class that was compiled apart from the library.
+#if defined(__GXX_ABI_VERSION)
+TEST(PersonaTest, TheQuestionsHaveTheFirstSlotsInTheirOrder) {
+  const auto slot = [](auto function) {
+    // A pointer to a virtual member function starts with 1 plus its offset in the table.
+    std::size_t words[sizeof(function) / sizeof(std::size_t)];
+    std::memcpy(words, &function, sizeof(function));
+    return (words[0] - 1) / sizeof(void*);
+  };
+  std::size_t expected = 0;
+  for (const GoldenRow& row : kGolden) EXPECT_EQ(slot(row.question), expected++) << row.name;
+  EXPECT_EQ(slot(&yox::PersonaUtility::RegistryPersonaValueExists), expected);
+}
+#endif
 
 TEST(PersonaTest, EachUseHasItsTagInOrderAndASecondCallAppendsAgain) {
   PlayingDeveloper utility;
