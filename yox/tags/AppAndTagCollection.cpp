@@ -27,6 +27,7 @@ namespace {
 constexpr std::uint32_t kFullAccess64Bit = 0xF013F;
 constexpr int kView64Bit = 1;
 constexpr std::size_t kLongestKey = 263;  // code units
+constexpr const char* kAddTags = "AppAndTagCollection::AddTags";
 
 std::shared_ptr<MachineInformation> Record() {
   return yox::YOXHelperFactory::GetInstance()->GetMachineInformationAgent();
@@ -52,49 +53,37 @@ const WString AppAndTagCollection::oobeDateTag = "OobeDate"_w;
 const WString AppAndTagCollection::daysSinceOobe = "DaysSinceOobe"_w;
 const std::vector<WString> AppAndTagCollection::requiredRegistryTags = {npuExistsTag, oobeDateTag};
 
-AppAndTagCollection::AppAndTagCollection() : tags_(std::make_shared<const List>()) {}
+AppAndTagCollection::AppAndTagCollection() = default;
 AppAndTagCollection::~AppAndTagCollection() = default;
 
 AppAndTagCollection* AppAndTagCollection::GetInstance() {
   static AppAndTagCollection instance;
-  if (instance.Snapshot()->empty()) {
+  if (instance.tags_.Get()->empty()) {
     if (const auto record = Record()) record->CollectGpuNames();
-    List tags = instance.getTagsFromRegistryAndMemory();
-    const std::lock_guard lock(instance.lock_);
-    instance.Replace(std::move(tags));
+    instance.setTags(instance.getTagsFromRegistryAndMemory());
   }
   instance.AddTags(instance.GetDynamicMemoryTags(), false, false);
   return &instance;
 }
 
-std::shared_ptr<const AppAndTagCollection::List> AppAndTagCollection::Snapshot() const {
-  const std::lock_guard lock(snapshot_mutex_);
-  return tags_;
+AppAndTagCollection::List AppAndTagCollection::getTags() const {
+  const yox::RecursiveMutexLock lock(lock_);
+  return *tags_.Get();
 }
 
-void AppAndTagCollection::Replace(List tags) {
-  auto replacement = std::make_shared<const List>(std::move(tags));
-  const std::lock_guard lock(snapshot_mutex_);
-  tags_.swap(replacement);
-}
-
-AppAndTagCollection::List AppAndTagCollection::getTags() {
-  const std::lock_guard lock(lock_);
-  return *Snapshot();
-}
-
-WString AppAndTagCollection::getTagsAsString() {
-  const std::lock_guard lock(lock_);
+WString AppAndTagCollection::getTagsAsString() const {
+  const yox::RecursiveMutexLock lock(lock_);
+  const std::shared_ptr<const List> tags = tags_.Get();
   WString text;
-  for (const YOXTag& tag : *Snapshot()) {
+  for (const YOXTag& tag : *tags) {
     text.append(tag.key()).append(":"_wv).append(tag.value()).append(", "_wv);
   }
   return text;
 }
 
 void AppAndTagCollection::setTags(const List& tags) {
-  const std::lock_guard lock(lock_);
-  Replace(tags);
+  const yox::RecursiveMutexLock lock(lock_);
+  tags_.Set(tags);
 }
 
 AppAndTagCollection::List AppAndTagCollection::getTagsFromRegistryAndMemory() {
@@ -124,33 +113,41 @@ std::vector<KeyValuePair<WString, WString>> AppAndTagCollection::ExtractCollecit
 std::shared_ptr<const AppAndTagCollection::List> AppAndTagCollection::Shared(
     AppAndTagCollection* collection) {
   static const auto none = std::make_shared<const List>();
-  return collection == nullptr ? none : collection->Snapshot();
+  return collection == nullptr ? none : collection->tags_.Get();
 }
 
-void AppAndTagCollection::AddTags(List tags, bool overwriteExisting, bool persistToRegistry) {
-  constexpr const char* kOrigin = "AppAndTagCollection::AddTags";
-  for (const YOXTag& tag : tags) {
-    if (tag.value().empty()) continue;
-    const std::shared_ptr<const List> current = Snapshot();
+// Compare and swap, and again from the start if another thread has replaced the list meanwhile.
+void AppAndTagCollection::AddToList(const YOXTag& tag, bool persist) {
+  while (true) {
+    const std::shared_ptr<const List> current = tags_.Get();
     const auto existing = std::ranges::find(*current, tag.key(), &YOXTag::key);
     if (existing == current->end()) {
-      g_log.d("%s Adding key to tag list %s %s", kOrigin, tag.key(), tag.value());
       List changed = *current;
       changed.push_back(tag);
-      Replace(std::move(changed));
+      if (!tags_.CompareAndSet(current, std::move(changed))) continue;
+      g_log.d("%s Adding key to tag list %s %s", kAddTags, tag.key(), tag.value());
     } else if (existing->value() != tag.value()) {
       List changed = *current;
       changed[static_cast<std::size_t>(existing - current->begin())].setValue(tag.getValue());
-      g_log.d("%s Updated existing tag key: %s old value: %s new value: %s", kOrigin, tag.key(),
+      if (!tags_.CompareAndSet(current, std::move(changed))) continue;
+      g_log.d("%s Updated existing tag key: %s old value: %s new value: %s", kAddTags, tag.key(),
               existing->value(), tag.value());
-      Replace(std::move(changed));
-    } else if (persistToRegistry) {
-      g_log.d("%s Tag list already contains tag: %s %s", kOrigin, tag.key(), tag.value());
+    } else if (persist) {
+      g_log.d("%s Tag list already contains tag: %s %s", kAddTags, tag.key(), tag.value());
     }
+    return;
+  }
+}
+
+void AppAndTagCollection::AddTags(List tags, bool overwriteExisting, bool persistToRegistry) {
+  for (const YOXTag& tag : tags) {
+    if (tag.value().empty()) continue;
+    AddToList(tag, persistToRegistry);
     if (!persistToRegistry) continue;
 
     CRegUtil registry;
-    // Asks for a key, although tags are values: a stored tag does not keep it from being written.
+    // Looks for a subkey, although tags are stored as values; it has to stay so. A stored tag does
+    // not prevent the write.
     if (!overwriteExisting && registry.DoesKeyExistsIn64BitRegView(
                                   HKEY_LOCAL_MACHINE, szRegKeySubPath + "\\"_w + tag.getKey())) {
       continue;
@@ -158,9 +155,9 @@ void AppAndTagCollection::AddTags(List tags, bool overwriteExisting, bool persis
     if (!registry.CreateKey(HKEY_LOCAL_MACHINE, szRegKeySubPath, kView64Bit)) continue;
     if (registry.SetKeyValueIn64BitRegView(HKEY_LOCAL_MACHINE, szRegKeySubPath, tag.getKey(),
                                            tag.getValue())) {
-      g_log.e("%s Added key to registry %s %s", kOrigin, tag.key(), tag.value());
+      g_log.e("%s Added key to registry %s %s", kAddTags, tag.key(), tag.value());
     } else {
-      g_log.e("%s Unable to add %s in registry", kOrigin, tag.value());
+      g_log.e("%s Unable to add %s in registry", kAddTags, tag.value());
     }
   }
 }
@@ -209,32 +206,36 @@ void AppAndTagCollection::QueryRegistryValues(HKEY key, List* tags) {
 void AppAndTagCollection::ReadFromRegAndSetTags() {
   List tags;
   ReadRegistryKeyTags(szRegKeySubPath, &tags);
-  const std::lock_guard lock(lock_);
-  Replace(std::move(tags));
+  setTags(tags);
 }
 
 void AppAndTagCollection::RefreshTags(yox::platform::WaitHandle stopEvent, bool dateFlag) {
-  const std::lock_guard lock(lock_);
-  previousTags_ = Snapshot();
-  Replace(getTagsFromRegistryAndMemory());
+  const yox::RecursiveMutexLock lock(lock_);
+  previousTags_ = tags_.Get();
+  tags_.Set(getTagsFromRegistryAndMemory());
   CollectTags(stopEvent, dateFlag, false);
 }
 
 void AppAndTagCollection::RefreshPersonaTags() {
-  const std::lock_guard lock(lock_);
-  List tags = *Snapshot();
-  yox::Persona::RemovePersonaTags(tags);
-  yox::PersonaUtility utility;
-  yox::Persona::GeneratePersonaTagsInternal(tags, utility);
-  Replace(std::move(tags));
+  const yox::RecursiveMutexLock lock(lock_);
+  std::shared_ptr<const List> current;
+  List tags;
+  // The lock does not keep AddTags out.
+  do {
+    current = tags_.Get();
+    tags = *current;
+    yox::Persona::RemovePersonaTags(tags);
+    yox::PersonaUtility utility;
+    yox::Persona::GeneratePersonaTagsInternal(tags, utility);
+  } while (!tags_.CompareAndSet(current, std::move(tags)));
 }
 
 AppAndTagCollection::List AppAndTagCollection::GetDynamicMemoryTags() {
-  static std::mutex mutex;
-  static WString reported;
+  static yox::Mutex mutex;
+  static WString reported YOX_GUARDED_BY(mutex);
   const WString value = DeviceManagementStatus::IsDeviceManaged() ? "true"_w : "false"_w;
   List tags{{"Device.Usage.IsManagedDevice"_w, value}};
-  const std::lock_guard lock(mutex);
+  const yox::MutexLock lock(mutex);
   if (value != reported) {
     g_log.d("%s: Device.Usage.IsManagedDevice %s", "AppAndTagCollection::GetDynamicMemoryTags",
             value);
@@ -283,7 +284,7 @@ void AppAndTagCollection::CollectTags(yox::platform::WaitHandle stopEvent, bool 
   } else {
     g_log.d("%s: Npu exists %s , NPU mfr %s NPU desc %s", kOrigin, record->npu_exists(),
             record->npu_mfr(), record->npu_description());
-    const std::lock_guard lock(lock_);
+    const yox::RecursiveMutexLock lock(lock_);
     List tags{{npuExistsTag, record->npu_exists()},
               {npuMfrTag, record->npu_mfr()},
               {npuDescriptionTag, record->npu_description()}};

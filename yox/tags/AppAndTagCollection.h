@@ -1,99 +1,105 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <vector>
 
 #include "yox/base/Export.h"
+#include "yox/base/SharedSnapshot.h"
+#include "yox/base/ThreadSafety.h"
 #include "yox/base/WString.h"
 #include "yox/foundation/KeyValuePair.h"
 #include "yox/foundation/YOXTag.h"
 #include "yox/platform/registry/RegistryRoots.h"
 #include "yox/platform/waits/Waits.h"
 
-// The tags that describe the device and its user: those of the registry key szRegKeySubPath, where
-// other programs may put them too, and those computed when the list is built. A process-wide
-// singleton; every operation is safe from any thread.
+// The tags that describe the device and its user: those in the registry key szRegKeySubPath, where
+// other programs may put tags too, and those that are computed when the list is built. A
+// process-wide singleton; every operation is safe from any thread.
 //
-// The list is replaced whole, never changed in place, so that readers share it. What holds the
-// collection's lock below waits for a refresh that is under way. AddTags takes none, on purpose:
-// of two callers at once one may lose.
+// The list is an immutable snapshot that is replaced as a whole, so readers share it. Operations
+// that "hold the lock" also wait until a refresh on another thread has ended. AddTags does not take
+// the lock; it replaces the list by compare and swap, so it loses no other change.
+//
+// Texts are UTF-16, see WString.h.
 class YOX_API AppAndTagCollection {
  public:
   using List = std::vector<YOXTag>;
 
-  // Below HKEY_LOCAL_MACHINE, 64-bit view: one text per tag, its name the tag's key.
+  // Below HKEY_LOCAL_MACHINE, 64-bit view: one REG_SZ value per tag, named after the tag's key.
   static const yox::WString szRegKeySubPath;
-  // The names of the tags that last over restarts.
+  // The keys of the tags that are kept in the registry.
   static const yox::WString npuExistsTag;
   static const yox::WString npuMfrTag;
   static const yox::WString npuDescriptionTag;
   static const yox::WString oobeDateTag;
   static const yox::WString daysSinceOobe;
 
-  // Never null. Fills an empty list, and at every call asks anew whether the device is managed.
+  // Never returns null. Fills the list when it is empty, and on every call computes again whether
+  // the device is managed, which costs a few system calls.
   static AppAndTagCollection* GetInstance();
 
-  // A copy of the list, in order; the collection's lock is held.
-  List getTags();
-  // "key:value, " for each tag; the collection's lock is held.
-  yox::WString getTagsAsString();
-  // Replaces the list; the collection's lock is held.
+  // Returns a copy of the list, in order. Holds the lock.
+  List getTags() const;
+  // Returns "key:value, " for each tag, for example "a:1, b:2, ". Holds the lock.
+  yox::WString getTagsAsString() const;
+  // Replaces the list. Holds the lock.
   void setTags(const List& tags);
 
-  // A new list: the registry's tags, and behind them those of persona, display adapters and
-  // management. A key can stand there twice. The collection's own list is neither read nor changed.
+  // Builds a new list: the registry's tags, then those of the user's persona, the display adapters
+  // and the management state. Duplicate keys are kept. Does not read or change the collection's own
+  // list.
   List getTagsFromRegistryAndMemory();
 
-  // The collection's tags as pairs, its lock held; none for null.
+  // Returns the collection's tags as pairs; empty for a null pointer. Holds the lock.
   static std::vector<KeyValuePair<yox::WString, yox::WString>> ExtractCollecitonOfKeys(
       AppAndTagCollection* collection);
-  // The same list without a copy, and without waiting for a refresh. Never null.
+  // Returns the same list without a copy, and without waiting for a refresh. Never null.
   static std::shared_ptr<const List> Shared(AppAndTagCollection* collection);
 
-  // Merges tags into the list: a tag without value is skipped, the first of an equal key (letter
-  // case counts) gets the new value, others are appended. With `persistToRegistry` each is written
-  // to the registry too, also when the list had it; without `overwriteExisting` not if there is a
-  // key, not a value, of the tag's name.
+  // Merges tags into the list. A tag with an empty value is skipped. The first entry with an equal
+  // key (case-sensitive) gets the new value; a tag without such an entry is appended. With
+  // `persistToRegistry` the tag is also written to the registry, even if the list already had it.
+  // Without `overwriteExisting` it is not written if the tags' key has a subkey of the tag's name;
+  // a value of that name does not matter.
   void AddTags(List tags, bool overwriteExisting, bool persistToRegistry);
 
-  // Whether the registry holds the tags that are written once.
+  // Returns whether the registry has the tags that are written only once.
   bool CheckIfTagsAlreadyExist();
 
-  // Makes the tags that the device gives of itself: the days since it was first put to use, each
-  // time; its accelerator and the day of its first use once, which the registry tells; otherwise
-  // the machine record gets the accelerator's texts from there. Nothing without a machine record.
-  // With `waitAfterBoot` it waits for a whole minute first when the device has been up for less
-  // than one: do not call it so with a lock that others need. A stop that is signalled meanwhile,
-  // and a null `stopEvent`, end it there. `dateFlag` is told in DateTimeUtility.h.
+  // Generates the device's own tags: DaysSinceOobe on every call; OobeDate and the NPU tags only
+  // if CheckIfTagsAlreadyExist is false, otherwise it fills the machine record's NPU texts from the
+  // registry. Does nothing without a machine record.
+  // With `waitAfterBoot`, on a device that has been up for less than a minute, it first waits for
+  // a whole minute, so do not call it with a lock that other threads need. The wait ends early,
+  // and nothing is collected, when `stopEvent` is signalled or null. DateTimeUtility.h describes
+  // `dateFlag`.
   void CollectTags(yox::platform::WaitHandle stopEvent, bool dateFlag, bool waitAfterBoot);
 
-  // Builds the list anew, the collection's lock held throughout.
+  // Builds the list again and runs CollectTags without its wait. Holds the lock throughout.
   void RefreshTags(yox::platform::WaitHandle stopEvent, bool dateFlag);
-  // Replaces the tags of the user's persona alone, the collection's lock held throughout.
+  // Replaces the tags of the user's persona only. Holds the lock throughout.
   void RefreshPersonaTags();
 
  protected:
   AppAndTagCollection();
   ~AppAndTagCollection();
 
-  // Append the texts of a key, or of an opened one; other types, and names of 264 code units or
-  // more, are passed over.
+ private:
+  // Append the REG_SZ values of a key, or of an open key. Values of another type, and values whose
+  // names have 264 code units or more, are skipped.
   static void ReadRegistryKeyTags(const yox::WString& path, List* tags);
   static void QueryRegistryValues(HKEY key, List* tags);
-  // Replaces the list by the registry's tags alone.
+  // Replaces the list by the registry's tags alone. The library does not call it.
   void ReadFromRegAndSetTags();
-
- private:
   List GetDynamicMemoryTags();
 
-  std::shared_ptr<const List> Snapshot() const;
-  void Replace(List tags);
+  void AddToList(const YOXTag& tag, bool persist);
 
   static const std::vector<yox::WString> requiredRegistryTags;
 
-  std::recursive_mutex lock_;
-  mutable std::mutex snapshot_mutex_;
-  std::shared_ptr<const List> tags_;          // guarded by snapshot_mutex_
-  std::shared_ptr<const List> previousTags_;  // before the last refresh; guarded by lock_
+  // Recursive: RefreshTags has it while it calls CollectTags.
+  mutable yox::RecursiveMutex lock_;
+  yox::SharedSnapshot<List> tags_;
+  // The list before the last refresh; never read.
+  std::shared_ptr<const List> previousTags_ YOX_GUARDED_BY(lock_);
 };

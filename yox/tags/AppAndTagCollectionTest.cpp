@@ -1,5 +1,3 @@
-#include <thread>
-
 #include "yox/base/String.h"
 #include "yox/device/MachineInformation.h"
 #include "yox/platform/registry/Registry.h"
@@ -7,6 +5,7 @@
 #include "yox/tags/AppAndTagCollection.h"
 
 #include "tests/support/CapturedLog.h"
+#include "tests/support/PrivateMember.h"
 
 namespace {
 
@@ -24,10 +23,22 @@ class TestCollection : public AppAndTagCollection {
  public:
   TestCollection() = default;
   ~TestCollection() = default;
-  using AppAndTagCollection::QueryRegistryValues;
-  using AppAndTagCollection::ReadFromRegAndSetTags;
-  using AppAndTagCollection::ReadRegistryKeyTags;
 };
+
+// The private operations.
+struct ReadKey
+    : yox_test::PrivateMember<ReadKey, void (*)(const WString&, AppAndTagCollection::List*)> {};
+struct QueryValues
+    : yox_test::PrivateMember<QueryValues, void (*)(HKEY, AppAndTagCollection::List*)> {};
+struct ReadAndSet : yox_test::PrivateMember<ReadAndSet, void (AppAndTagCollection::*)()> {};
+
+}  // namespace
+
+template struct yox_test::Reach<ReadKey, &AppAndTagCollection::ReadRegistryKeyTags>;
+template struct yox_test::Reach<QueryValues, &AppAndTagCollection::QueryRegistryValues>;
+template struct yox_test::Reach<ReadAndSet, &AppAndTagCollection::ReadFromRegAndSetTags>;
+
+namespace {
 
 class AppAndTagCollectionTest : public yox_test::OnEveryRegistry {
  protected:
@@ -123,7 +134,7 @@ TEST_P(AppAndTagCollectionTest, TagsAreTheTextsOfTheKey) {
   Store(WString(263, yox::WChar{'n'}), "fits"_w);
   Store(WString(264, yox::WChar{'m'}), "too long"_w);
   AppAndTagCollection::List list;
-  TestCollection::ReadRegistryKeyTags(key_.path, &list);
+  Reached(ReadKey{})(key_.path, &list);
   EXPECT_EQ(list.size(), 2U);
   EXPECT_THAT(TextOf(list), HasSubstr("a:1, "));
   EXPECT_THAT(TextOf(list), HasSubstr(std::string(263, 'n') + ":fits, "));
@@ -135,7 +146,7 @@ TEST_P(AppAndTagCollectionTest, TheLastCodeUnitIsDroppedUnseen) {
   Store("Nothing"_w, RegistryValue{RegistryType::kText, {}});
   Store("Empty"_w, ""_w);
   AppAndTagCollection::List list;
-  TestCollection::ReadRegistryKeyTags(key_.path, &list);
+  Reached(ReadKey{})(key_.path, &list);
   EXPECT_EQ(list.size(), 4U);
   EXPECT_THAT(TextOf(list), HasSubstr("Open:a, "));
   EXPECT_THAT(TextOf(list), HasSubstr("Byte:, "));
@@ -146,8 +157,8 @@ TEST_P(AppAndTagCollectionTest, TheLastCodeUnitIsDroppedUnseen) {
 TEST_P(AppAndTagCollectionTest, AMissingKeyOrNullHandleGivesNoTagsAndNoLine) {
   const yox_test::CapturedLog log;
   AppAndTagCollection::List list{{"kept"_w, "1"_w}};
-  TestCollection::ReadRegistryKeyTags(key_.path, &list);
-  TestCollection::QueryRegistryValues(nullptr, &list);
+  Reached(ReadKey{})(key_.path, &list);
+  Reached(QueryValues{})(nullptr, &list);
   EXPECT_EQ(TextOf(list), "kept:1, ");
   EXPECT_EQ(log.Text(), "");
 }
@@ -155,7 +166,7 @@ TEST_P(AppAndTagCollectionTest, AMissingKeyOrNullHandleGivesNoTagsAndNoLine) {
 TEST_P(AppAndTagCollectionTest, TheListCanBeThatOfTheRegistryAlone) {
   Store("a"_w, "1"_w);
   tags_.setTags({{"b"_w, "2"_w}});
-  tags_.ReadFromRegAndSetTags();
+  (tags_.*Reached(ReadAndSet{}))();
   EXPECT_EQ(Text(), "a:1, ");
 }
 
@@ -221,6 +232,7 @@ TEST_P(AppAndTagCollectionTest, TheListIsThatOfRegistryAdaptersAndManagementInTh
             "a:1, Device.Usage.IsManagedDevice:stored, Device.Hardware.Gpu.Exists:, "
             "Device.Hardware.Gpu.Intel:, Device.Usage.IsManagedDevice:false, "
             "Device.Hardware.Npu.Exists:false, ");
+  yox::YOXHelperFactory::ReleaseInstance();
 }
 
 TEST_P(AppAndTagCollectionTest, PersonaTagsAreReplacedAlone) {
@@ -228,27 +240,6 @@ TEST_P(AppAndTagCollectionTest, PersonaTagsAreReplacedAlone) {
   tags_.setTags({{"a"_w, "1"_w}, {"User.Usage.Detected.Gaming"_w, "Windows"_w}});
   tags_.RefreshPersonaTags();
   EXPECT_EQ(Text(), "a:1, ");
-}
-
-// Without a lock of its own: the last of two writers wins, and nobody reads half a list.
-TEST(AppAndTagCollectionThreadsTest, ReadersShareTheListWhileOthersAdd) {
-  yox::platform::SimulatedDevice device;
-  const yox::platform::ScopedPlatform installed(device);
-  TestCollection tags;
-  tags.setTags({{"a"_w, "0"_w}});
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 2; ++i) {
-    threads.emplace_back([&] {
-      for (int n = 1; n <= 200; ++n) {
-        tags.AddTags({{"a"_w, String::UTF8ToUTF16(std::to_string(n))}}, false, false);
-      }
-    });
-    threads.emplace_back([&] {
-      for (int n = 0; n < 200; ++n) EXPECT_EQ(AppAndTagCollection::Shared(&tags)->size(), 1U);
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(String::UTF16ToUTF8(tags.getTagsAsString()), "a:200, ");
 }
 
 TEST(AppAndTagCollectionSingletonTest, ItFillsAnEmptyListAndAsksForManagementEachTime) {
@@ -271,6 +262,47 @@ TEST(AppAndTagCollectionSingletonTest, ItFillsAnEmptyListAndAsksForManagementEac
   tags->setTags({});
   AppAndTagCollection::GetInstance();
   EXPECT_EQ(text(), "a:1, Device.Usage.IsManagedDevice:true, ");
+}
+
+TEST(AppAndTagCollectionSingletonTest, FillingItCollectsTheDisplayAdapters) {
+  yox::platform::DeviceProfile profile;
+  yox::platform::DisplayAdapter adapter;
+  adapter.description = "AMD Radeon"_w;
+  adapter.dedicated_video_memory = std::uint64_t{1} << 30;
+  profile.display_adapters.push_back(adapter);
+  yox::platform::SimulatedDevice device(profile);
+  const yox::platform::ScopedPlatform installed(device);
+  std::shared_ptr<MachineInformation> record(MachineInformation::GetInstance(),
+                                             [](MachineInformation*) {});
+  yox::YOXHelperFactory::GetInstance()->SetMachineInformationAgent(record);
+  AppAndTagCollection::GetInstance()->setTags({});
+  EXPECT_EQ(String::UTF16ToUTF8(AppAndTagCollection::GetInstance()->getTagsAsString()),
+            "Device.Hardware.Gpu.Exists:, Device.Hardware.Gpu.AMD:, "
+            "Device.Usage.IsManagedDevice:false, ");
+  yox::YOXHelperFactory::ReleaseInstance();
+}
+
+TEST(AppAndTagCollectionSingletonTest, ManagementIsLoggedWhenItChanges) {
+  yox::platform::SimulatedDevice device;
+  const yox::platform::ScopedPlatform installed(device);
+  const RegistryKey policy{HKEY_LOCAL_MACHINE, "SOFTWARE\\Policies\\Tervan\\YOX"_w, {}, {}};
+  ASSERT_EQ(device.registry().CreateKey(policy), RegistryStatus::kOk);
+  const auto lines = [&](std::uint32_t managed) {
+    device.registry().SetValue(policy, "IsManagedDevice"_w, RegistryValue::Dword(managed));
+    const yox_test::CapturedLog log;
+    AppAndTagCollection::GetInstance();
+    std::string text;
+    for (const auto& line : log.Lines()) {
+      if (line.text.find("GetDynamicMemoryTags") != std::string::npos) text += line.text + "\n";
+    }
+    return text;
+  };
+  AppAndTagCollection::GetInstance();
+  EXPECT_EQ(lines(1),
+            "AppAndTagCollection::GetDynamicMemoryTags: Device.Usage.IsManagedDevice true\n");
+  EXPECT_EQ(lines(1), "");
+  EXPECT_EQ(lines(0),
+            "AppAndTagCollection::GetDynamicMemoryTags: Device.Usage.IsManagedDevice false\n");
 }
 
 }  // namespace

@@ -5,12 +5,12 @@
 #include "yox/base/Export.h"
 #include "yox/base/WString.h"
 
-// Safe from any thread.
+// Turns the names of display adapters into tags. Safe from any thread.
 class YOX_API GpuTagGenerator {
  public:
   GpuTagGenerator() = delete;
 
-  // The names of the tags that the display adapters' names give: one that says that there is any,
-  // and behind it one for each adapter by its maker. Duplicates stay.
+  // Returns "Device.Hardware.Gpu.Exists", then one tag name for each adapter by its maker, for
+  // example "Device.Hardware.Gpu.Intel"; duplicates are kept. Returns an empty list for no adapter.
   static std::vector<yox::WString> GenerateGpuTags(const std::vector<yox::WString>& gpu_names);
 };

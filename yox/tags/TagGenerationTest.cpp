@@ -129,7 +129,7 @@ TEST(TagGenerationTest, TheFirstTimeWritesTheTagsThatLastInTheirOrder) {
 }
 
 TEST(TagGenerationTest, LaterTheDaysAloneAreWrittenAndTheRecordIsFilledWithoutProbing) {
-  Setting setting(kPlain);
+  Setting setting(kWithAccelerator);
   setting.Store("Device.Hardware.Npu.Exists", "true");
   setting.Store("Device.Hardware.Npu.mfr", "Fabrikam");
   setting.Store("Device.Hardware.Npu.description", "AI");
@@ -141,7 +141,9 @@ TEST(TagGenerationTest, LaterTheDaysAloneAreWrittenAndTheRecordIsFilledWithoutPr
             "yox D AppAndTagCollection::AddTags Adding key to tag list DaysSinceOobe 415\n"
             "yox E AppAndTagCollection::AddTags Added key to registry DaysSinceOobe 415\n"
             "yox D AppAndTagCollection::CollectTags: Npu tags already generated and saved in "
-            "registry\n");
+            "registry\n"
+            "yox D AppAndTagCollection::CollectTags: Gpu tag: Device.Hardware.Gpu.Exists\n"
+            "yox D AppAndTagCollection::CollectTags: Gpu tag: Device.Hardware.Gpu.Intel\n");
   EXPECT_EQ(setting.record->npu_mfr(), "Fabrikam"_w);
   EXPECT_EQ(setting.record->npu_description(), "AI"_w);
   EXPECT_EQ(setting.record->npu_exists(), ""_w) << "nobody has probed";
