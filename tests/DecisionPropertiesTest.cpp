@@ -80,13 +80,12 @@ TEST_F(DecisionProperties, AReasonIsTheSameAtEachAskingAndNamesEachFilterPassed)
     const bool applies = Decide(filter, first);
     ASSERT_EQ(applies, Decide(filter, second));
     ASSERT_EQ(first, second) << list_.ToDocument();
-    if (!applies && first.find("value = false"_wv) == WString::npos &&
-        first.find("default = false"_wv) == WString::npos) {
+    const std::string reason = YOX::String::UTF16ToUTF8(first);
+    if (!applies && reason.find("value = false") == std::string::npos &&
+        reason.find("default = false") == std::string::npos) {
       // None was decisive: each is named.
-      const WString last = "Filter ["_w +
-                           YOX::String::UTF8ToUTF16(std::to_string(list_.filters.size() - 1)) +
-                           "]: "_w;
-      ASSERT_NE(first.find(last), WString::npos) << list_.ToDocument();
+      const std::string last = "Filter [" + std::to_string(list_.filters.size() - 1) + "]: ";
+      ASSERT_NE(reason.find(last), std::string::npos) << list_.ToDocument();
     }
   }
 }

@@ -127,7 +127,7 @@ std::string RelevantText(const ListTestCase& test, const Explanation& found, con
     filters.push_back(*test.decided_by);
   }
   std::ranges::sort(filters);
-  filters.erase(std::ranges::unique(filters).begin(), filters.end());
+  filters.erase(std::unique(filters.begin(), filters.end()), filters.end());
   std::string text;
   for (const std::size_t filter : filters) text += FilterText(found, filter, paint);
   if (found.applies != *test.applies) text += NearestMissText(found, paint);

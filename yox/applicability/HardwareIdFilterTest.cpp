@@ -234,7 +234,7 @@ TEST_F(BareDevice, SeveralThreadsStartOneTracker) {
   device.device_tree().Plug({"USB\\A\\1"_w, {"USB\\A"_w}});
   std::vector<std::thread> threads;
   for (int i = 0; i < 4; ++i) {
-    threads.emplace_back([this] {
+    threads.emplace_back([] {
       TestEvaluator own;
       for (int round = 0; round < 50; ++round) {
         EXPECT_TRUE(own.EvaluateHardwareIdFilter(round % 2 == 0 ? "USB\\A"_w : "USB*"_w));

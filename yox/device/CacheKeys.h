@@ -22,7 +22,7 @@ consteval std::array<CacheKey, kCacheKeyCount> OrderedCacheKeys() {
   std::array<CacheKey, kCacheKeyCount> keys;
   keys[kSModePosition - 1] = {"os_is_s_mode", std::nullopt};
 #define YOX_CACHED(name, position, ...) \
-  if (position != 0) keys.at(position - 1) = {#name, MachineInformation::Text::name};
+  if (position != 0) keys.at(std::size_t{position} - 1) = {#name, MachineInformation::Text::name};
   YOX_MACHINE_TEXTS(YOX_CACHED, YOX_CACHED)
 #undef YOX_CACHED
   return keys;

@@ -25,7 +25,6 @@ using yox::platform::RegistryValue;
 using yox::platform::WaitFor;
 using yox_test::Latch;
 
-constexpr std::int64_t kHalfAMinute = 30'000;
 constexpr const char* kWatching = "MonitorLoop Monitoring subkey path";
 
 class PersonaTagRegistryMonitorTest : public yox_test::OnEveryRegistry {
