@@ -16,6 +16,12 @@ set_property(GLOBAL PROPERTY YOX_COMPONENTS "")
 set_property(GLOBAL PROPERTY YOX_TESTS "")
 set_property(GLOBAL PROPERTY YOX_PUBLIC_HEADERS "")
 
+if(YOX_LIBRARY_TYPE STREQUAL STATIC)
+  set(YOX_OBJECT_DEFINITION YOX_STATIC)
+else()
+  set(YOX_OBJECT_DEFINITION YOX_BUILDING)
+endif()
+
 if(WIN32)
   set(YOX_SYSTEM windows)
 else()
@@ -28,7 +34,7 @@ function(yox_component name)
   add_library(${target} OBJECT ${component_SOURCES})
   list(TRANSFORM component_COMPONENTS PREPEND yox_)
   target_include_directories(${target} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>)
-  target_compile_definitions(${target} PRIVATE YOX_BUILDING)
+  target_compile_definitions(${target} PRIVATE ${YOX_OBJECT_DEFINITION})
   if(NOT WIN32 AND NOT MSVC)
     # Calls within the library go to its own functions even when a program defines the same names, so
     # they may be inlined.

@@ -25,7 +25,9 @@ if(MINGW)
       # Nine tenths of it are debugging data.
       execute_process(COMMAND ${CMAKE_STRIP} ${copy} COMMAND_ERROR_IS_FATAL ANY)
     endif()
-    install(PROGRAMS ${copy} DESTINATION ${CMAKE_INSTALL_BINDIR})
+    if(YOX_INSTALL)
+      install(PROGRAMS ${copy} DESTINATION ${CMAKE_INSTALL_BINDIR})
+    endif()
   endforeach()
   if(PROJECT_IS_TOP_LEVEL AND CMAKE_BUILD_TYPE STREQUAL "Release")
     # A test case is a process, and each loads all of its program.
