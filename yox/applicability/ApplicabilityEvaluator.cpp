@@ -1,57 +1,86 @@
 #include "yox/applicability/ApplicabilityEvaluator.h"
 
+#include <algorithm>
 #include <exception>
-#include <string>
 #include <utility>
 
-#include "yox/applicability/Decision.h"
+#include "yox/applicability/DecisionLog.h"
 #include "yox/applicability/EvaluatorLog.h"
-#include "yox/applicability/LoggedMatch.h"
+#include "yox/applicability/RunningDevice.h"
 #include "yox/applicability/TrimInPlace.h"
 #include "yox/base/String.h"
-#include "yox/decision/KvpTerms.h"
+#include "yox/decision/Criteria.h"
+#include "yox/decision/Decide.h"
+#include "yox/decision/Explanation.h"
 #include "yox/device/YoxInfo.h"
 #include "yox/foundation/YOXHelperFactory.h"
 #include "yox/tags/AppAndTagCollection.h"
 
-using yox::decision::CompiledList;
-using yox::decision::Criterion;
-using yox::decision::DecisionTrace;
-using yox::decision::Explanation;
-
 using YOX::String;
 using yox::WString;
-using yox::WStringView;
+using yox::applicability::DecisionLog;
+using yox::applicability::LogFailedTerm;
+using yox::applicability::LogFailure;
+using yox::decision::CompiledList;
+using yox::decision::DecisionTrace;
+using yox::decision::Explanation;
+using yox::decision::FilterField;
+using yox::decision::KeyValueTerm;
+using yox::decision::Truth;
 using namespace yox::literals;
 
 constinit YOX::Log g_evaluator_log{"ApplicabilityEvaluator"};
 
 constinit std::atomic<ApplicabilityEvaluator*> ApplicabilityEvaluator::applicability_evaluator_{
     nullptr};
-std::mutex ApplicabilityEvaluator::instance_mutex_;
+yox::Mutex ApplicabilityEvaluator::instance_mutex_;
 WString ApplicabilityEvaluator::discard_reason_ = "discard_reason"_w;
 
 namespace {
 
-// What decisions over this device are made of, fetched in this order.
+// What decisions over this device start from, fetched in this order.
 struct ThisDevice {
   AppAndTagCollection* const tags = AppAndTagCollection::GetInstance();
-  const WString client_version = YoxInfo::GetInstance()->GetYoxServiceVersion();
+  WString client_version = YoxInfo::GetInstance()->GetYoxServiceVersion();
   const std::shared_ptr<MachineInformation> record =
       yox::YOXHelperFactory::GetInstance()->GetMachineInformationAgent();
 };
+
+// Fetches what stays when it is fetched for the first time, and then says so in the log.
+void FetchLasting(const CompiledList& list, yox::decision::DeviceFacts& facts) {
+  const auto any = [&](FilterField field) {
+    return std::ranges::any_of(list.filters(),
+                               [&](const Filter& filter) { return filter.IsSet(field); });
+  };
+  if (any(FilterField::hardware_id)) facts.PresentHardwareIds();
+  if (any(FilterField::installed_items)) facts.InstalledItems();
+}
+
+bool HoldsLogged(const KeyValueTerm& term, const ApplicabilityEvaluator::Pairs& pairs) {
+  bool holds = false;
+  const String::IntegerStatus status = term.TryMatch(yox::decision::FindInPairs{pairs}, holds);
+  if (status == String::IntegerStatus::kOk) return holds;
+  LogFailedTerm(status);
+  return false;
+}
 
 }  // namespace
 
 bool ApplicabilityEvaluator::IsApplicable(const ApplicabilityFilter& filter, WString* targetVersion,
                                           const Pairs& extraTags, WString& reason) {
+  constexpr const char* kOrigin = "ApplicabilityEvaluator::IsApplicable";
   try {
-    const ThisDevice device;
+    ThisDevice device;  // not constant: a decision may trim the version
+    if (device.record == nullptr && !warned_.exchange(true)) {
+      g_evaluator_log.w(
+          "%s No machine record: until the host sets one with SetMachineInformationAgent, every "
+          "list applies",
+          kOrigin);
+    }
     return EvaluateApplicability(device.record, device.client_version, filter, device.tags,
                                  targetVersion, extraTags, reason);
   } catch (const std::exception& error) {
-    g_evaluator_log.e("%s : Exception - %s", "ApplicabilityEvaluator::IsApplicable",
-                      String::UTF8ToUTF16(error.what()));
+    g_evaluator_log.e("%s : Exception - %s", kOrigin, String::UTF8ToUTF16(error.what()));
     return true;
   }
 }
@@ -61,45 +90,11 @@ bool ApplicabilityEvaluator::EvaluateApplicability(
     const WString& clientVersion, const ApplicabilityFilter& filter,
     AppAndTagCollection* tagCollection, WString* targetVersion, const Pairs& extraTags,
     WString& reason) {
-  Decision decision(*this, machineInformation.get(), clientVersion, tagCollection, targetVersion,
-                    extraTags);
-  const bool collect = reason != discard_reason_;
-  if (collect) reason.clear();
-  return decision.Decide(*filter.snapshot(), collect ? &reason : nullptr, nullptr);
-}
-
-bool ApplicabilityEvaluator::Decision::Decide(const CompiledList& list, WString* reason,
-                                              DecisionTrace* trace) {
-  WString prefix;
-  std::size_t index = 0;
-  for (const CompiledList::Program& program : list.programs()) {
-    if (reason != nullptr) {
-      const std::string number = std::to_string(index);
-      prefix = "Filter ["_w;
-      prefix.append(number.begin(), number.end()).append("]: "_wv);
-    }
-    const auto decide = [&](bool applies, WStringView words) {
-      if (reason != nullptr) reason->append(prefix).append(words);
-      if (trace != nullptr) trace->decided_by = index;
-      return applies;
-    };
-    if (program.decides == CompiledList::Control::kTrue) {
-      prefix.clear();
-      return decide(true, {});
-    }
-    if (program.decides == CompiledList::Control::kFalse) {
-      return decide(false, "default = false; "_wv);
-    }
-    const Criterion* const failing =
-        FirstFailing(list, program, reason != nullptr ? &prefix : nullptr);
-    if (failing == nullptr) {
-      return program.value ? decide(true, "true; "_wv) : decide(false, "value = false; "_wv);
-    }
-    if (reason != nullptr) *reason += prefix;
-    if (trace != nullptr) trace->failed.push_back(failing->field);
-    ++index;
-  }
-  return list.programs().empty();
+  const ApplicabilityFilter::Lease list(filter);
+  RunningDevice device(*this, machineInformation.get(), clientVersion, tagCollection, targetVersion,
+                       extraTags);
+  DecisionLog log(*list, logThrottler, reason != discard_reason_ ? &reason : nullptr);
+  return Decide(*list, device, log.IsWanted() ? &log : nullptr).applies == Truth::kTrue;
 }
 
 Explanation ApplicabilityEvaluator::Explain(const ApplicabilityFilter& filter,
@@ -109,10 +104,34 @@ Explanation ApplicabilityEvaluator::Explain(const ApplicabilityFilter& filter,
                  extraTags);
 }
 
+Explanation ApplicabilityEvaluator::Explain(
+    const std::shared_ptr<MachineInformation>& machineInformation, const WString& clientVersion,
+    const ApplicabilityFilter& filter, AppAndTagCollection* tagCollection,
+    const WString* targetVersion, const Pairs& extraTags) {
+  const ApplicabilityFilter::Lease list(filter);
+  RunningDevice device(*this, machineInformation.get(), clientVersion, tagCollection, targetVersion,
+                       extraTags, RunningDevice::Purpose::kExplain);
+  FetchLasting(*list, device);
+  const YOX::Log::Silence silence(g_evaluator_log);
+  return yox::decision::Explain(*list, device);
+}
+
 DecisionTrace ApplicabilityEvaluator::Trace(const ApplicabilityFilter& filter,
                                             const WString* targetVersion, const Pairs& extraTags) {
   const ThisDevice device;
   return Trace(device.record, device.client_version, filter, device.tags, targetVersion, extraTags);
+}
+
+DecisionTrace ApplicabilityEvaluator::Trace(
+    const std::shared_ptr<MachineInformation>& machineInformation, const WString& clientVersion,
+    const ApplicabilityFilter& filter, AppAndTagCollection* tagCollection,
+    const WString* targetVersion, const Pairs& extraTags) {
+  const ApplicabilityFilter::Lease list(filter);
+  RunningDevice device(*this, machineInformation.get(), clientVersion, tagCollection, targetVersion,
+                       extraTags, RunningDevice::Purpose::kExplain);
+  FetchLasting(*list, device);
+  const YOX::Log::Silence silence(g_evaluator_log);
+  return yox::decision::Trace(*list, device);
 }
 
 bool ApplicabilityEvaluator::DoesFilterMatch(
@@ -121,9 +140,18 @@ bool ApplicabilityEvaluator::DoesFilterMatch(
     const WString& clientVersion, AppAndTagCollection* tagCollection, WString* targetVersion,
     const Pairs& extraTags, WString& reason) {
   const CompiledList list({*filter});
-  return Decision(*this, machineInformation.get(), clientVersion, tagCollection, targetVersion,
-                  extraTags)
-             .FirstFailing(list, list.programs().front(), &reason) == nullptr;
+  const CompiledList::Program& program = list.programs().front();
+  RunningDevice device(*this, machineInformation.get(), clientVersion, tagCollection, targetVersion,
+                       extraTags);
+  DecisionLog log(list, logThrottler, nullptr);
+  const auto match = MatchFilter(list, program, device, &log);
+  if (match.failed == nullptr) return true;
+  if (!match.is_unnamed) {
+    const auto name = CriterionOf(*match.failed).name();
+    AddToReasonString(reason, WString(name.begin(), name.end()), false);
+  }
+  LogFailure({program, *match.failed, device, match.is_unnamed}, logThrottler);
+  return false;
 }
 
 void ApplicabilityEvaluator::AddToReasonString(WString& reason, WString name, bool matched) {
@@ -148,8 +176,8 @@ bool ApplicabilityEvaluator::EvaluateKvpFilter(const WString& required, const Pa
   const bool all = mode == EvaluationModeForKVP::AllTerms;
   if (!all && mode != EvaluationModeForKVP::AnyTerm) return false;
   for (auto rest = yox::decision::Pieces(required); rest;) {
-    const auto term = yox::decision::KeyValueTerm::Parse(yox::decision::NextPiece(rest, ','));
-    if (yox::decision::LoggedMatch(term, yox::decision::FindInPairs{pairs}) != all) return !all;
+    const auto term = KeyValueTerm::Parse(yox::decision::NextPiece(rest, ','));
+    if (HoldsLogged(term, pairs) != all) return !all;
   }
   return all;
 }
@@ -173,6 +201,5 @@ bool ApplicabilityEvaluator::DoesIntMatch(const WString& pattern, const WString&
 }
 
 bool ApplicabilityEvaluator::DoesKvpMatch(const WString& term, const Pairs& pairs) {
-  return yox::decision::LoggedMatch(yox::decision::KeyValueTerm::Parse(term),
-                                    yox::decision::FindInPairs{pairs});
+  return HoldsLogged(KeyValueTerm::Parse(term), pairs);
 }

@@ -5,10 +5,10 @@
 #include <cstdint>
 #include <future>
 #include <memory>
-#include <mutex>
 #include <vector>
 
 #include "yox/base/Export.h"
+#include "yox/base/ThreadSafety.h"
 #include "yox/base/WString.h"
 #include "yox/clientbase/InstalledApps.h"
 #include "yox/decision/Filter.h"
@@ -28,6 +28,10 @@ class CRegMonitor;
 
 namespace yox {
 class PersonaTagRegistryMonitor;
+}
+
+namespace yox::applicability {
+class BucketCache;
 }
 
 namespace yox::decision {
@@ -169,28 +173,24 @@ class YOX_API ApplicabilityEvaluator {
   yox::WString GetHashedSaltedString(yox::WString text);
 
  private:
-  class Decision;
+  class RunningDevice;
   struct RegistryReading;
 
-  bool HoldsRegistryRequirement(const yox::decision::RegistryRequirement& requirement);
-  // `path` becomes what is looked up below the hive.
-  RegistryReading ReadRegistry(yox::WString& path, const yox::WString& name);
-  // EvaluateHardwareIdFilter, telling the present ID that matched unless `found` is null.
-  bool FindHardwareId(const yox::WString& required, yox::WString* found);
-  // How many hardware IDs are present; starts their tracking as EvaluateHardwareIdFilter does.
-  static std::size_t PresentHardwareIds();
+  bool MeetsRegistryRequirement(const yox::decision::RegistryRequirement& requirement);
+  // A value as the data of a requirement sees it; HKCU as EvaluateRegistryFilter has it.
+  RegistryReading ReadRegistry(HKEY hive, const yox::WString& path, const yox::WString& name);
 
   void AddToReasonString(yox::WString& reason, yox::WString name, bool matched);
   static yox::WString& SetDiscardedReason();
 
-  // Asks the device anew what is installed; installedAppsLock is held.
-  void UpdateInstalledAppsMap();
+  // Asks the device anew what is installed.
+  void UpdateInstalledAppsMap() YOX_REQUIRES(installedAppsLock);
   // Both names of each installed application with its version, sorted by key. Asks the device when
   // nothing is known, or when what is known is old without anybody having told.
   std::shared_ptr<const Pairs> InstalledItems();
 
   static std::atomic<ApplicabilityEvaluator*> applicability_evaluator_;
-  static std::mutex instance_mutex_;
+  static yox::Mutex instance_mutex_;
 
   void RunRegMonitor();
   void NotifyTagUpdatesThread();
@@ -200,19 +200,25 @@ class YOX_API ApplicabilityEvaluator {
   std::shared_ptr<yox::PersonaTagRegistryMonitor> PersonaMonitor();
   static yox::platform::WaitHandle TagsChangedHandle();
 
-  static std::mutex handles_mutex_;                   // guards the two that follow
-  static yox::platform::Event* tagsRegistryChanged_;  // of the evaluator that made it
-  static yox::platform::WaitHandle yoxIsStopping_;    // the host's
+  static yox::Mutex handles_mutex_;
+  // Owned by the evaluator that created it.
+  static yox::platform::Event* tagsRegistryChanged_ YOX_GUARDED_BY(handles_mutex_);
+  // The host's.
+  static yox::platform::WaitHandle yoxIsStopping_ YOX_GUARDED_BY(handles_mutex_);
 
-  YOX::utility::AppMap installedAppsMap;         // guarded by installedAppsLock
-  std::shared_ptr<const Pairs> installedItems_;  // the same: made of the map
-  std::uint64_t installedGeneration_ = 0;        // the same
-  std::mutex installedAppsLock;
+  YOX::utility::AppMap installedAppsMap YOX_GUARDED_BY(installedAppsLock);
+  // Built from the map.
+  std::shared_ptr<const Pairs> installedItems_ YOX_GUARDED_BY(installedAppsLock);
+  std::uint64_t installedGeneration_ YOX_GUARDED_BY(installedAppsLock) = 0;
+  yox::Mutex installedAppsLock;
   LogThrottler logThrottler;
+  const std::unique_ptr<yox::applicability::BucketCache> buckets_;
+  std::atomic<bool> warned_{false};  // that there is no machine record
 
-  std::mutex monitors_mutex_;                                      // guards the two that follow
-  std::shared_ptr<YOX::CRegMonitor> regMonitor;                    // made by its task
-  std::shared_ptr<yox::PersonaTagRegistryMonitor> personaMonitor;  // the same, replaced at log-on
+  yox::Mutex monitors_mutex_;
+  // Created by the task that watches the registry; the second is replaced at log-on.
+  std::shared_ptr<YOX::CRegMonitor> regMonitor YOX_GUARDED_BY(monitors_mutex_);
+  std::shared_ptr<yox::PersonaTagRegistryMonitor> personaMonitor YOX_GUARDED_BY(monitors_mutex_);
   yox::platform::Event hurry_;  // set by the end: ends the first second
   bool owns_event_ = false;
   yox::WString subscriberId;

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "yox/applicability/ApplicabilityEvaluator.h"
+#include "yox/applicability/BucketCache.h"
 #include "yox/applicability/EvaluatorLog.h"
 #include "yox/base/String.h"
 #include "yox/clientbase/CRegMonitor.h"
@@ -41,7 +42,7 @@ void Finish(std::future<void>& task) {
 
 }  // namespace
 
-std::mutex ApplicabilityEvaluator::handles_mutex_;
+yox::Mutex ApplicabilityEvaluator::handles_mutex_;
 constinit Event* ApplicabilityEvaluator::tagsRegistryChanged_ = nullptr;
 constinit WaitHandle ApplicabilityEvaluator::yoxIsStopping_;
 
@@ -51,7 +52,7 @@ ApplicabilityEvaluator* ApplicabilityEvaluator::GetInstance() {
     return instance;
   }
   g_evaluator_log.d("%s acquring lock for first time object creatin of AE", kOrigin);
-  const std::lock_guard lock(instance_mutex_);
+  const yox::MutexLock lock(instance_mutex_);
   if (applicability_evaluator_.load(std::memory_order_relaxed) == nullptr) {
     g_evaluator_log.d("%s first time creating object of applicabiltyevaluator", kOrigin);
     auto* const evaluator = new ApplicabilityEvaluator;
@@ -66,7 +67,8 @@ ApplicabilityEvaluator* ApplicabilityEvaluator::GetInstance() {
   return applicability_evaluator_.load(std::memory_order_relaxed);
 }
 
-ApplicabilityEvaluator::ApplicabilityEvaluator() = default;
+ApplicabilityEvaluator::ApplicabilityEvaluator()
+    : buckets_(std::make_unique<yox::applicability::BucketCache>()) {}
 
 ApplicabilityEvaluator::~ApplicabilityEvaluator() {
   g_evaluator_log.d("%s :destructor of ApplicableEvaluator",
@@ -75,17 +77,17 @@ ApplicabilityEvaluator::~ApplicabilityEvaluator() {
 }
 
 void ApplicabilityEvaluator::SetYoxIsStoppingHandle(WaitHandle handle) {
-  const std::lock_guard lock(handles_mutex_);
+  const yox::MutexLock lock(handles_mutex_);
   yoxIsStopping_ = handle;
 }
 
 WaitHandle ApplicabilityEvaluator::GetYoxIsStoppingHandle() {
-  const std::lock_guard lock(handles_mutex_);
+  const yox::MutexLock lock(handles_mutex_);
   return yoxIsStopping_;
 }
 
 WaitHandle ApplicabilityEvaluator::TagsChangedHandle() {
-  const std::lock_guard lock(handles_mutex_);
+  const yox::MutexLock lock(handles_mutex_);
   return tagsRegistryChanged_ != nullptr ? tagsRegistryChanged_->handle() : WaitHandle();
 }
 
@@ -96,7 +98,7 @@ void ApplicabilityEvaluator::Init() {
   subscriberId = YOXPublisherSubscriber::GetInstance()->Subscribe(
       [this](YOXNotificationData& record) { OnYOXNotification(record); }, false);
   {
-    const std::lock_guard lock(handles_mutex_);
+    const yox::MutexLock lock(handles_mutex_);
     if (tagsRegistryChanged_ == nullptr) {
       tagsRegistryChanged_ = new Event;
       owns_event_ = true;
@@ -115,21 +117,21 @@ void ApplicabilityEvaluator::Uninit() {
   hurry_.Set();
   if (!subscriberId.empty()) YOXPublisherSubscriber::GetInstance()->Unsubscribe(subscriberId);
   {
-    const std::lock_guard lock(monitors_mutex_);
+    const yox::MutexLock lock(monitors_mutex_);
     if (regMonitor) regMonitor->Stop();
   }
   if (const auto monitor = PersonaMonitor()) monitor->Stop();
   Finish(regMonitorTask);
   Finish(tagUpdateTask);
   if (owns_event_) {
-    const std::lock_guard lock(handles_mutex_);
+    const yox::MutexLock lock(handles_mutex_);
     delete std::exchange(tagsRegistryChanged_, nullptr);
   }
   g_evaluator_log.d("%s :exit", kOrigin);
 }
 
 std::shared_ptr<yox::PersonaTagRegistryMonitor> ApplicabilityEvaluator::PersonaMonitor() {
-  const std::lock_guard lock(monitors_mutex_);
+  const yox::MutexLock lock(monitors_mutex_);
   return personaMonitor;
 }
 
@@ -138,7 +140,7 @@ void ApplicabilityEvaluator::OnYOXNotification(YOXNotificationData& /*record*/) 
 // Behind the end the new monitor gets no event: nobody would keep it.
 void ApplicabilityEvaluator::StartPersonaMonitor() {
   auto monitor = std::make_shared<yox::PersonaTagRegistryMonitor>();
-  const std::lock_guard lock(monitors_mutex_);
+  const yox::MutexLock lock(monitors_mutex_);
   if (!uninitialized) monitor->SetChangeEvent(TagsChangedHandle());
   monitor->Start();
   personaMonitor = std::move(monitor);
@@ -154,7 +156,7 @@ void ApplicabilityEvaluator::RunRegMonitor() {
     g_evaluator_log.d("%s enter", kOrigin);
     const auto watcher = std::make_shared<CRegMonitor>();
     {
-      const std::lock_guard lock(monitors_mutex_);
+      const yox::MutexLock lock(monitors_mutex_);
       regMonitor = watcher;
       // The end may have come while there was nothing to stop.
       if (uninitialized) watcher->Stop();
@@ -196,7 +198,7 @@ void ApplicabilityEvaluator::RunRegMonitor() {
         SignalEvent(TagsChangedHandle());
         continue;
       }
-      const std::lock_guard lock(installedAppsLock);
+      const yox::MutexLock lock(installedAppsLock);
       UpdateInstalledAppsMap();
       g_evaluator_log.d("%s Updated installed apps list its size is now: %d", kOrigin,
                         installedAppsMap.size());
@@ -274,7 +276,7 @@ void ApplicabilityEvaluator::RefreshPersonaTagMonitoring() {
     g_evaluator_log.d(
         "%s Tags changed on user switch \xC3\xA2\xE2\x82\xAC\xE2\x80\x9D signaling update",
         kOrigin);
-    const std::lock_guard lock(handles_mutex_);
+    const yox::MutexLock lock(handles_mutex_);
     if (tagsRegistryChanged_ != nullptr) tagsRegistryChanged_->Set();
   } else {
     g_evaluator_log.d("%s No tag changes detected", kOrigin);

@@ -6,7 +6,7 @@ using yox::WString;
 using yox::WStringView;
 
 void HardwareIdRepository::Add(const WString& id) {
-  const std::lock_guard lock(mutex_);
+  const yox::MutexLock lock(mutex_);
   if (const auto known = counts_.find(id); known != counts_.end()) {
     ++known->second;
     return;
@@ -19,7 +19,7 @@ void HardwareIdRepository::Add(const WString& id) {
 }
 
 void HardwareIdRepository::Remove(const WString& id) {
-  const std::lock_guard lock(mutex_);
+  const yox::MutexLock lock(mutex_);
   const auto count = counts_.find(id);
   if (count == counts_.end() || --count->second != 0) return;
 
@@ -41,28 +41,28 @@ void HardwareIdRepository::Remove(const WString& id) {
 bool HardwareIdRepository::Contains(const WString& id) const { return IsPresent(id); }
 
 bool HardwareIdRepository::IsPresent(WStringView id) const {
-  const std::lock_guard lock(mutex_);
+  const yox::MutexLock lock(mutex_);
   return counts_.find(id) != counts_.end();
 }
 
 std::size_t HardwareIdRepository::Size() const {
-  const std::lock_guard lock(mutex_);
+  const yox::MutexLock lock(mutex_);
   return ids_.size();
 }
 
 HardwareIdRepository::Ids HardwareIdRepository::Snapshot() const {
-  const std::lock_guard lock(mutex_);
+  const yox::MutexLock lock(mutex_);
   return ids_;
 }
 
 std::shared_ptr<const HardwareIdRepository::Ids> HardwareIdRepository::SharedSnapshot() const {
-  const std::lock_guard lock(mutex_);
+  const yox::MutexLock lock(mutex_);
   if (shared_ == nullptr) shared_ = std::make_shared<const Ids>(ids_);
   return shared_;
 }
 
 void HardwareIdRepository::Clear() {
-  const std::lock_guard lock(mutex_);
+  const yox::MutexLock lock(mutex_);
   ids_.clear();
   index_.clear();
   counts_.clear();
@@ -70,11 +70,11 @@ void HardwareIdRepository::Clear() {
 }
 
 void HardwareIdRepository::SetOnAdded(Callback on_added) {
-  const std::lock_guard lock(mutex_);
+  const yox::MutexLock lock(mutex_);
   on_added_ = std::move(on_added);
 }
 
 void HardwareIdRepository::SetOnRemoved(Callback on_removed) {
-  const std::lock_guard lock(mutex_);
+  const yox::MutexLock lock(mutex_);
   on_removed_ = std::move(on_removed);
 }

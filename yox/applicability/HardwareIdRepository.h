@@ -4,12 +4,12 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
 
 #include "yox/base/Export.h"
+#include "yox/base/ThreadSafety.h"
 #include "yox/base/WString.h"
 
 // The hardware IDs that are present, each once however many devices claim it. IDs are compared
@@ -54,11 +54,12 @@ class YOX_API HardwareIdRepository {
   template <class Value>
   using ById = std::unordered_map<yox::WString, Value, Hash, std::equal_to<>>;
 
-  mutable std::mutex mutex_;  // guards everything below
-  Ids ids_;
-  ById<std::size_t> index_;  // where each ID stands in ids_
-  ById<std::uint32_t> counts_;
-  Callback on_added_;
-  Callback on_removed_;
-  mutable std::shared_ptr<const Ids> shared_;  // null once ids_ has changed
+  mutable yox::Mutex mutex_;
+  Ids ids_ YOX_GUARDED_BY(mutex_);
+  ById<std::size_t> index_ YOX_GUARDED_BY(mutex_);  // the position of each ID in ids_
+  ById<std::uint32_t> counts_ YOX_GUARDED_BY(mutex_);
+  Callback on_added_ YOX_GUARDED_BY(mutex_);
+  Callback on_removed_ YOX_GUARDED_BY(mutex_);
+  // Null once ids_ has changed.
+  mutable std::shared_ptr<const Ids> shared_ YOX_GUARDED_BY(mutex_);
 };

@@ -35,7 +35,7 @@ void ApplicabilityEvaluator::UpdateInstalledAppsMap() {
 std::shared_ptr<const ApplicabilityEvaluator::Pairs> ApplicabilityEvaluator::InstalledItems() {
   auto* const store = YOX::MSStorePackageEnumerator::GetInstance();
   auto& applications = yox::platform::Platform::Get().applications();
-  const std::lock_guard lock(installedAppsLock);
+  const yox::MutexLock lock(installedAppsLock);
   if (installedAppsMap.empty() || installedGeneration_ != applications.Generation()) {
     UpdateInstalledAppsMap();
     store->Initialize(g_evaluator_log);

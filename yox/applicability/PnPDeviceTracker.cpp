@@ -67,7 +67,7 @@ DWORD PnPDeviceTracker::OnPnPEvent(CM_NOTIFY_ACTION action, CM_NOTIFY_EVENT_DATA
 // The device is read without the lock: reading is slow.
 void PnPDeviceTracker::OnArrival(const WString& instance_id) {
   {
-    const std::lock_guard lock(mutex_);
+    const yox::MutexLock lock(mutex_);
     if (instance_ids_.contains(instance_id)) return;
   }
   const std::vector<WString> ids = Normalised(tree_.HardwareIds(instance_id));
@@ -75,15 +75,15 @@ void PnPDeviceTracker::OnArrival(const WString& instance_id) {
 }
 
 void PnPDeviceTracker::OnRemoval(const WString& instance_id) {
-  std::unique_lock lock(mutex_);
+  yox::MutexLock lock(mutex_);
   const auto contributed = instance_ids_.extract(instance_id);
-  lock.unlock();
+  lock.Unlock();
   if (contributed.empty()) return;
   for (const WString& id : contributed.mapped()) repository_.Remove(id);
 }
 
 void PnPDeviceTracker::Contribute(const WString& instance_id, const std::vector<WString>& ids) {
-  const std::lock_guard lock(mutex_);
+  const yox::MutexLock lock(mutex_);
   std::vector<WString>& contributed = instance_ids_[instance_id];
   contributed.insert(contributed.end(), ids.begin(), ids.end());
   for (const WString& id : ids) repository_.Add(id);

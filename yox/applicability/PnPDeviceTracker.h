@@ -1,12 +1,12 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <unordered_map>
 #include <vector>
 
 #include "yox/applicability/HardwareIdRepository.h"
 #include "yox/base/Export.h"
+#include "yox/base/ThreadSafety.h"
 #include "yox/base/WString.h"
 #include "yox/platform/devices/DeviceNotifications.h"
 #include "yox/platform/devices/DeviceTree.h"
@@ -54,6 +54,6 @@ class YOX_API PnPDeviceTracker {
   yox::platform::DeviceTree& tree_;
   std::unique_ptr<yox::platform::DeviceRegistration> notification_;  // null until registered
   bool started_ = false;
-  std::mutex mutex_;  // guards instance_ids_; taken before the repository's
-  std::unordered_map<yox::WString, std::vector<yox::WString>> instance_ids_;
+  yox::Mutex mutex_;  // taken before the repository's
+  std::unordered_map<yox::WString, std::vector<yox::WString>> instance_ids_ YOX_GUARDED_BY(mutex_);
 };

@@ -19,6 +19,7 @@ using yox::WChar;
 using yox::WString;
 using yox::decision::RegistryRequirement;
 using yox::platform::RegistryType;
+using Stage = yox::decision::RegistryFact::Stage;
 using namespace yox::literals;
 
 namespace {
@@ -76,12 +77,12 @@ WString Decimal(std::uint64_t number) { return String::UTF8ToUTF16(std::to_strin
 bool ApplicabilityEvaluator::EvaluateRegistryFilter(const WString& requirements) {
   for (auto rest = yox::decision::Pieces(requirements); rest;) {
     const auto requirement = RegistryRequirement::Parse(yox::decision::NextPiece(rest, ','));
-    if (!HoldsRegistryRequirement(requirement)) return false;
+    if (!MeetsRegistryRequirement(requirement)) return false;
   }
   return true;
 }
 
-bool ApplicabilityEvaluator::HoldsRegistryRequirement(const RegistryRequirement& requirement) {
+bool ApplicabilityEvaluator::MeetsRegistryRequirement(const RegistryRequirement& requirement) {
   constexpr const char* kOrigin = "ApplicabilityEvaluator::EvaluateRegistryFilter";
   if (requirement.form == RegistryRequirement::Form::kNoName) {
     g_evaluator_log.d("%s Registry filter failed due to invalid input", kOrigin);
@@ -102,60 +103,55 @@ bool ApplicabilityEvaluator::HoldsRegistryRequirement(const RegistryRequirement&
   return false;
 }
 
-ApplicabilityEvaluator::RegistryReading ApplicabilityEvaluator::ReadRegistry(WString& path,
+ApplicabilityEvaluator::RegistryReading ApplicabilityEvaluator::ReadRegistry(HKEY hive,
+                                                                             const WString& path,
                                                                              const WString& name) {
-  using Stage = RegistryReading::Stage;
-  HKEY const hive = GetHKeyAndModifyRegistryPath(path);
   const bool system = YOX::ProcessWrap::IsSystemProcess();
   WString sid;
   if (system) YOX::System::GetLoggedInUserSID(sid);
-  if (hive == nullptr) return {Stage::kNoHive, {}};
-  if (yox::decision::HasDoubledSeparator(path)) return {Stage::kDoubledSeparator, {}};
   CRegUtil registry;
   HKEY key = nullptr;
-  if (!registry.OpenKey(hive, path, key, system, sid, kKeyRead)) return {Stage::kNoKey, {}};
+  if (!registry.OpenKey(hive, path, key, system, sid, kKeyRead)) return {Stage::kNoKey};
   std::array<std::uint8_t, kLongestValue> buffer{};
   std::uint32_t size = kLongestValue;
   std::uint32_t type = 0;
   const long status =
       CRegUtil::GetKeyValue(hive, path, name, system, sid, buffer.data(), size, type, false);
-  if (status != 0) return {status == kMoreData ? Stage::kTooLong : Stage::kNoValue, {}};
+  if (status != 0) return {status == kMoreData ? Stage::kTooLong : Stage::kNoValue};
   return {Stage::kRead, ConvertRegValueToString(buffer.data(), type, size)};
 }
 
 bool ApplicabilityEvaluator::DoesRequirementPathandValueExistInRegistry(
     WString& path, const std::vector<WString>& valueAndData) {
-  using Stage = RegistryReading::Stage;
   constexpr const char* kOrigin =
       "ApplicabilityEvaluator::DoesRequirementPathandValueExistInRegistry";
   const WString& name = valueAndData[0];
   const WString& required = valueAndData[1];
 
-  const RegistryReading reading = ReadRegistry(path, name);
-  switch (reading.stage) {
-    case Stage::kNoHive:
-      g_evaluator_log.d("%s Registry filter failed due to invalid HKEY. Expected HKEY is HKLM/HKCU",
-                        kOrigin);
-      return false;
-    case Stage::kDoubledSeparator:
-      g_evaluator_log.d(
-          "%s Registry filter failed since registry path %s contains redundant / or \\ characters.",
-          kOrigin, path);
-      return false;
-    case Stage::kNoKey:
-      g_evaluator_log.d(
-          "%s Registry filter failed since registry path %s is not found in registry.", kOrigin,
-          path);
-      return false;
-    case Stage::kNoValue:
-    case Stage::kTooLong:
-      g_evaluator_log.d(
-          "%s Registry filter failed since the value name %s is not found in the given registry "
-          "path %s.",
-          kOrigin, name, path);
-      return false;
-    case Stage::kRead:
-      break;
+  HKEY const hive = GetHKeyAndModifyRegistryPath(path);
+  if (hive == nullptr) {
+    g_evaluator_log.d("%s Registry filter failed due to invalid HKEY. Expected HKEY is HKLM/HKCU",
+                      kOrigin);
+    return false;
+  }
+  if (yox::decision::HasDoubledSeparator(path)) {
+    g_evaluator_log.d(
+        "%s Registry filter failed since registry path %s contains redundant / or \\ characters.",
+        kOrigin, path);
+    return false;
+  }
+  const RegistryReading reading = ReadRegistry(hive, path, name);
+  if (reading.stage == Stage::kNoKey) {
+    g_evaluator_log.d("%s Registry filter failed since registry path %s is not found in registry.",
+                      kOrigin, path);
+    return false;
+  }
+  if (reading.stage != Stage::kRead) {
+    g_evaluator_log.d(
+        "%s Registry filter failed since the value name %s is not found in the given registry "
+        "path %s.",
+        kOrigin, name, path);
+    return false;
   }
   if (DoesStringMatch(required, reading.text)) return true;
   g_evaluator_log.d(
@@ -166,8 +162,7 @@ bool ApplicabilityEvaluator::DoesRequirementPathandValueExistInRegistry(
 
 HKEY ApplicabilityEvaluator::GetHKeyAndModifyRegistryPath(WString& path) {
   const auto hive = yox::decision::TakeHive(path);
-  if (!hive) return nullptr;
-  return *hive == yox::decision::Hive::kCurrentUser ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE;
+  return hive ? yox::applicability::KeyOf(*hive) : nullptr;
 }
 
 WString ApplicabilityEvaluator::ConvertRegValueToString(const std::uint8_t* data,

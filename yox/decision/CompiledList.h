@@ -6,7 +6,10 @@
 
 #include "yox/decision/Dates.h"
 #include "yox/decision/Filter.h"
+#include "yox/decision/HardwareIdRequirement.h"
 #include "yox/decision/MatchOperators.h"
+#include "yox/decision/RegistryRequirement.h"
+#include "yox/decision/TextArena.h"
 
 namespace yox::decision {
 
@@ -23,14 +26,16 @@ class CompiledList {
     std::uint8_t criterion;
     std::uint32_t first;
     std::uint32_t count;
+    WStringView required;  // as the filter has it
   };
 
   struct Program {
     const Filter* filter;
     Control decides;  // `default`
-    bool value;       // what a match answers
+    bool value;       // what a match decides
     std::uint32_t first_step;
     std::uint32_t step_count;
+    WStringView opening;  // "Filter [3]: ", how the filter's part of a reason begins
   };
 
   explicit CompiledList(std::vector<Filter> filters);
@@ -39,26 +44,38 @@ class CompiledList {
 
   const std::vector<Filter>& filters() const { return filters_; }
   const std::vector<Program>& programs() const { return programs_; }
+  // No reason of a decision on this list is longer, in units.
+  std::size_t longest_reason() const { return longest_reason_; }
 
   std::span<const Step> Steps(const Program& program) const {
     return std::span(steps_).subspan(program.first_step, program.step_count);
   }
-  std::span<const TextPattern> Texts(const Step& step) const {
-    return std::span(texts_).subspan(step.first, step.count);
-  }
+  std::span<const TextPattern> Texts(const Step& step) const { return Of(texts_, step); }
   std::span<const VersionRequirement> Versions(const Step& step) const {
-    return std::span(versions_).subspan(step.first, step.count);
+    return Of(versions_, step);
   }
-  std::span<const KeyValueTerm> Terms(const Step& step) const {
-    return std::span(terms_).subspan(step.first, step.count);
+  std::span<const KeyValueTerm> Terms(const Step& step) const { return Of(terms_, step); }
+  std::span<const CompiledRegistryRequirement> Registry(const Step& step) const {
+    return Of(registry_, step);
   }
   const DateRange& Range(const Step& step) const { return ranges_[step.first]; }
   const Rollout& RolloutOf(const Step& step) const { return rollouts_[step.first]; }
+  const HardwareIdRequirement& HardwareId(const Step& step) const {
+    return hardware_ids_[step.first];
+  }
 
  private:
+  template <class Requirement>
+  static std::span<const Requirement> Of(const std::vector<Requirement>& all, const Step& step) {
+    return std::span(all).subspan(step.first, step.count);
+  }
+
   void Compile(const Filter& filter);
+  void CompileCriterion(Step& step);
+  TextPattern Folded(TextPattern pattern);
 
   const std::vector<Filter> filters_;
+  TextArena arena_;
   std::vector<Program> programs_;
   std::vector<Step> steps_;
   std::vector<TextPattern> texts_;
@@ -66,6 +83,9 @@ class CompiledList {
   std::vector<KeyValueTerm> terms_;
   std::vector<DateRange> ranges_;
   std::vector<Rollout> rollouts_;
+  std::vector<CompiledRegistryRequirement> registry_;
+  std::vector<HardwareIdRequirement> hardware_ids_;
+  std::size_t longest_reason_ = 0;
 };
 
 }  // namespace yox::decision

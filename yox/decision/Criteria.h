@@ -2,14 +2,31 @@
 
 #include <array>
 #include <cstdint>
+#include <string>
 #include <string_view>
+#include <vector>
 
+#include "yox/base/WString.h"
+#include "yox/decision/CompiledList.h"
+#include "yox/decision/DeviceFacts.h"
 #include "yox/decision/FilterFields.h"
+#include "yox/decision/Truth.h"
 
 namespace yox::decision {
 
+class Observer;
+struct ExplainedFact;
+
 // The language of a criterion's text.
-enum class Language : std::uint8_t { kText, kVersion, kTerms, kDateRange, kRollout, kOwn };
+enum class Language : std::uint8_t {
+  kText,
+  kVersion,
+  kTerms,
+  kDateRange,
+  kRollout,
+  kRegistry,
+  kHardwareId,
+};
 
 // How a failing criterion is logged.
 enum class Throttling : std::uint8_t {
@@ -19,23 +36,58 @@ enum class Throttling : std::uint8_t {
   kDynamicByWord,  // by key, required text and a fixed word in the value's place
 };
 
-// What the message says behind the required text.
+// What the message says after the required text.
 enum class MessageEnd : std::uint8_t { kNothing, kActual, kNotFound };
 
+// What a criterion is that asks for a fact which is known to be missing.
+enum class WhenMissing : std::uint8_t {
+  kSeesItsText,   // decided over the fact's text, which is mostly empty
+  kHolds,         // as if the criterion were not set
+  kFailsUnnamed,  // false, and no reason names it
+};
+
+// One list against one device.
+struct Evaluation {
+  const CompiledList& list;
+  DeviceFacts& facts;
+  Observer* observer = nullptr;
+  // Receives the names of the facts that leave a criterion unknown, unless it is null.
+  std::vector<std::string>* needs = nullptr;
+};
+
+// A criterion, all in one row: what it asks for, how it is decided, and how it is told.
 struct Criterion {
+  using Step = CompiledList::Step;
+  using Evaluate = Truth(const Evaluation& evaluation, const Step& step);
+  using Describe = std::vector<ExplainedFact>(const Evaluation& evaluation, const Step& step,
+                                              Truth truth);
+
   FilterField field;
   Language language;
+  Evaluate* evaluate;
+  Describe* describe;
+  std::string_view fact;    // what it needs, by the name that a facts document gives it
   std::string_view source;  // where the device's value comes from, for explanations
   std::string_view label;   // opens the message: label " filter is false. Required: " text
   MessageEnd end;
   Throttling throttling;
   std::string_view throttle_key;
   std::string_view actual_word = {};
+  std::string_view no_text = "no text";  // explains an empty text
+  std::string_view no_source = {};       // explains a missing one; empty: in the same words
+  WhenMissing when_missing = WhenMissing::kSeesItsText;
 
   constexpr std::string_view name() const {
     return kFilterFieldNames[static_cast<std::size_t>(field)];
   }
 };
+
+Criterion::Evaluate EvaluateText, EvaluateVersion, EvaluateDateRange, EvaluateRollout,
+    EvaluateSubscriptions, EvaluateTags, EvaluateInstalledItems, EvaluateRegistry,
+    EvaluateHardwareId;
+Criterion::Describe DescribeText, DescribeHash, DescribeVersion, DescribeDateRange, DescribeRollout,
+    DescribeSubscriptions, DescribeTags, DescribeInstalledItems, DescribeRegistry,
+    DescribeHardwareId;
 
 // The criteria in the order of their evaluation, which is not the order of the fields. It is part
 // of the behaviour: only the first failing criterion reaches the reason text.
@@ -44,37 +96,162 @@ inline constexpr std::array kCriteria = [] {
   using enum Language;
   using enum MessageEnd;
   using enum Throttling;
+  using enum WhenMissing;
   return std::to_array<Criterion>({
-      {country, kText, "region", "Country", kActual, kDynamic, "Country"},
-      {date_range, kDateRange, "clock", "Date range", kNothing, kDynamicByWord, "DateRange",
+      {country, kText, EvaluateText, DescribeText, "country", "region", "Country", kActual,
+       kDynamic, "Country"},
+      {date_range, kDateRange, EvaluateDateRange, DescribeDateRange, "time_zone", "clock",
+       "Date range", kNothing, kDynamicByWord, "DateRange", "current_date"},
+      {date_function, kRollout, EvaluateRollout, DescribeRollout, "time_zone",
+       "clock, serial number", "Date function", kNothing, kDynamicByWord, "DateFunction",
        "current_date"},
-      {date_function, kRollout, "clock, serial number", "Date function", kNothing, kDynamicByWord,
-       "DateFunction", "current_date"},
-      {device_subscription, kText, "organisation", "Device subscription", kNothing, kDynamicByWord,
-       "DeviceSubscription", "no_match"},
-      {enclosure, kText, "firmware", "Enclosure", kActual, kStatic, "EnclosureType"},
-      {family, kText, "firmware", "Family name", kActual, kStatic, "FamilyName"},
-      {hardware_id, kOwn, "present devices", "Hardware ID", kNothing, kNone, ""},
-      {language, kText, "region", "Language", kActual, kDynamic, "Language"},
-      {mfr, kText, "firmware", "Manufacturer", kActual, kStatic, "Manufacturer"},
-      {model, kText, "firmware", "Model", kActual, kStatic, "Model"},
-      {org_hash, kText, "organisation's realm", "Org hash", kNothing, kDynamic, "OrgHash"},
-      {os, kText, "fixed", "Os", kActual, kStatic, "OS"},
-      {os_bitness, kText, "processor", "Os bitness", kActual, kStatic, "OsBitness"},
-      {os_description, kText, "operating system", "Os description", kActual, kStatic,
-       "OsDescription"},
-      {os_version, kVersion, "operating system", "Os version", kActual, kStatic, "OSVersion"},
-      {registry, kOwn, "registry", "Registry", kNotFound, kDynamicByWord, "Registry", "not_found"},
-      {sku, kText, "firmware", "SKU", kActual, kStatic, "SKU"},
-      {sn_hash, kText, "serial number", "Sn hash", kNothing, kStatic, "SnHash"},
-      {target_version, kVersion, "caller", "Target version", kActual, kDynamic, "TargetVersion"},
-      {version, kVersion, "client", "Version", kActual, kDynamic, "Version"},
-      {tag, kTerms, "tags", "Tag", kNothing, kDynamicByWord, "Tag", "no_match"},
-      {installed_items, kTerms, "applications", "Installed items", kNothing, kDynamicByWord,
-       "InstalledItems", "no_match"},
+      {device_subscription, kText, EvaluateSubscriptions, DescribeSubscriptions,
+       "device_subscription", "organisation", "Device subscription", kNothing, kDynamicByWord,
+       "DeviceSubscription", "no_match", "no subscription", "no organisation"},
+      {enclosure,
+       kText,
+       EvaluateText,
+       DescribeText,
+       "enclosure",
+       "firmware",
+       "Enclosure",
+       kActual,
+       kStatic,
+       "EnclosureType",
+       {},
+       "no text",
+       "no firmware tables"},
+      {family,
+       kText,
+       EvaluateText,
+       DescribeText,
+       "family",
+       "firmware",
+       "Family name",
+       kActual,
+       kStatic,
+       "FamilyName",
+       {},
+       "no text",
+       "no firmware tables"},
+      {hardware_id, kHardwareId, EvaluateHardwareId, DescribeHardwareId, "hardware_ids",
+       "present devices", "Hardware ID", kNothing, kNone, ""},
+      {language, kText, EvaluateText, DescribeText, "language", "region", "Language", kActual,
+       kDynamic, "Language"},
+      {mfr,
+       kText,
+       EvaluateText,
+       DescribeText,
+       "mfr",
+       "firmware",
+       "Manufacturer",
+       kActual,
+       kStatic,
+       "Manufacturer",
+       {},
+       "no text",
+       "no firmware tables"},
+      {model,
+       kText,
+       EvaluateText,
+       DescribeText,
+       "model",
+       "firmware",
+       "Model",
+       kActual,
+       kStatic,
+       "Model",
+       {},
+       "no text",
+       "no firmware tables"},
+      {org_hash,
+       kText,
+       EvaluateText,
+       DescribeHash,
+       "realm",
+       "organisation's realm",
+       "Org hash",
+       kNothing,
+       kDynamic,
+       "OrgHash",
+       {},
+       "no realm",
+       "no organisation"},
+      {os, kText, EvaluateText, DescribeText, "os", "fixed", "Os", kActual, kStatic, "OS"},
+      {os_bitness, kText, EvaluateText, DescribeText, "os_bitness", "processor", "Os bitness",
+       kActual, kStatic, "OsBitness"},
+      {os_description, kText, EvaluateText, DescribeText, "os_description", "operating system",
+       "Os description", kActual, kStatic, "OsDescription"},
+      {os_version, kVersion, EvaluateVersion, DescribeVersion, "os_version", "operating system",
+       "Os version", kActual, kStatic, "OSVersion"},
+      {registry, kRegistry, EvaluateRegistry, DescribeRegistry, "registry", "registry", "Registry",
+       kNotFound, kDynamicByWord, "Registry", "not_found"},
+      {sku,
+       kText,
+       EvaluateText,
+       DescribeText,
+       "sku",
+       "firmware",
+       "SKU",
+       kActual,
+       kStatic,
+       "SKU",
+       {},
+       "no text",
+       "no firmware tables: holds unasked",
+       kHolds},
+      {sn_hash,
+       kText,
+       EvaluateText,
+       DescribeHash,
+       "serial_number",
+       "serial number",
+       "Sn hash",
+       kNothing,
+       kStatic,
+       "SnHash",
+       {},
+       "no serial number"},
+      {target_version,
+       kVersion,
+       EvaluateVersion,
+       DescribeVersion,
+       "target_version",
+       "caller",
+       "Target version",
+       kActual,
+       kDynamic,
+       "TargetVersion",
+       {},
+       "none given",
+       "none given",
+       kFailsUnnamed},
+      {version,
+       kVersion,
+       EvaluateVersion,
+       DescribeVersion,
+       "version",
+       "client",
+       "Version",
+       kActual,
+       kDynamic,
+       "Version",
+       {},
+       "no client version"},
+      {tag, kTerms, EvaluateTags, DescribeTags, "tags", "tags", "Tag", kNothing, kDynamicByWord,
+       "Tag", "no_match"},
+      {installed_items, kTerms, EvaluateInstalledItems, DescribeInstalledItems, "installed_items",
+       "applications", "Installed items", kNothing, kDynamicByWord, "InstalledItems", "no_match"},
   });
 }();
 
 static_assert(kCriteria.size() == kFilterFieldCount - 2, "every field but the controls");
+
+inline const Criterion& CriterionOf(const CompiledList::Step& step) {
+  return kCriteria[step.criterion];
+}
+
+// The device's value as a message tells it; empty for a criterion that is held against several.
+WStringView ActualOf(DeviceFacts& facts, const CompiledList::Step& step);
 
 }  // namespace yox::decision

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "yox/base/SaltedHash.h"
+#include "yox/base/TimeZone.h"
 #include "yox/decision/MatchOperators.h"
 
 namespace yox::decision {
@@ -89,6 +91,54 @@ Rollout Rollout::Parse(WStringView text) {
   return rollout;
 }
 
+LocalDays LocalDays::Anywhere(std::int64_t moment) {
+  // The zones at both ends are 26 hours apart, so that it may be a third day in between; that day
+  // then contains the middle.
+  constexpr std::array kHours = {-12, 1, 14};
+  LocalDays days{{}, kHours.size()};
+  std::ranges::transform(kHours, days.days.begin(), [&](int hours) {
+    return TimeZone().ToLocalDate(moment + std::int64_t{hours} * 3600);
+  });
+  return days;
+}
+
+DayStart DayStart::Anywhere(int year, int month, int day) {
+  static const TimeZone kEarliest = TimeZone::Parse("+14:00").value();
+  static const TimeZone kLatest = TimeZone::Parse("-12:00").value();
+  return {kEarliest.StartOfLocalDay(year, month, day), kLatest.StartOfLocalDay(year, month, day)};
+}
+
+std::optional<RolloutProgress::Stage> FlawOf(const Rollout& rollout) {
+  using enum RolloutProgress::Stage;
+  if (!rollout.has_three_pieces) return kMalformed;
+  if (!rollout.start.has_three_pieces) return kMalformedDate;
+  for (const IntegerText& field : rollout.start.fields) {
+    if (field.status == String::IntegerStatus::kInvalid) return kDateUnreadable;
+    if (field.status == String::IntegerStatus::kOutOfRange) return kDateOutOfRange;
+  }
+  return std::nullopt;
+}
+
+RolloutProgress ProgressOf(const Rollout& rollout, std::optional<std::int64_t> start,
+                           std::int64_t now) {
+  using enum RolloutProgress::Stage;
+  RolloutProgress progress{kNoSuchDay, start, now};
+  if (!start) return progress;
+  const auto ends_at = [&](RolloutProgress::Stage stage) {
+    progress.stage = stage;
+    return progress;
+  };
+  if (now < *start) return ends_at(kNotBegun);
+  if (rollout.days.status == String::IntegerStatus::kInvalid) return ends_at(kDaysUnreadable);
+  if (rollout.days.status == String::IntegerStatus::kOutOfRange) return ends_at(kDaysOutOfRange);
+  if (rollout.days.number == 0) return ends_at(kNoDays);
+  progress.elapsed = ElapsedDays(*start, now);
+  const std::optional<double> share = ShareOnDay(rollout, *progress.elapsed);
+  if (!share) return ends_at(kUnknownGrowth);
+  progress.share = *share;
+  return ends_at(*share >= 1 ? kComplete : kGrowing);
+}
+
 std::int64_t ElapsedDays(std::int64_t start, std::int64_t now) {
   return (now - start) / kSecondsPerDay + 1;
 }
@@ -109,6 +159,10 @@ std::int64_t FirstDayIn(const Rollout& rollout, int bucket) {
   return FirstWhere(std::int64_t{1}, std::int64_t{rollout.days.number}, [&](std::int64_t day) {
     return BucketIsIn(bucket, ShareOnDay(rollout, day).value_or(0));
   });
+}
+
+WString SaltedHashOf(WStringView text) {
+  return String::UTF8ToUTF16(YOX::utility::SHA256WithSalt(String::UTF16ToUTF8(text)));
 }
 
 int RolloutBucket(WStringView hash) {

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <span>
 
 #include "yox/base/LocalDate.h"
 #include "yox/base/String.h"
@@ -61,11 +63,63 @@ struct Rollout {
   static Rollout Parse(WStringView text);
 };
 
-// How far the decision over a roll-out went, and what it met; the rest is unset.
+// How far a roll-out is at one moment, seen from the first day that it names.
 struct RolloutProgress {
-  std::optional<std::int64_t> start;  // seconds
-  std::optional<std::int64_t> elapsed;
-  std::optional<int> bucket;
+  enum class Stage : std::uint8_t {
+    kMalformed,        // not three pieces
+    kMalformedDate,    // not three numbers between "-"
+    kDateUnreadable,   // one of them is no number
+    kDateOutOfRange,   // or a number too large
+    kNoSuchDay,        // no calendar has the first day
+    kNotBegun,         // the first day is still to come
+    kDaysUnreadable,   // the number of days is none
+    kDaysOutOfRange,   // or too large
+    kNoDays,           // or 0
+    kUnknownGrowth,    // before the last day
+    kGrowing,          // `share` says how many buckets are in
+    kComplete,         // everybody is in, whatever the bucket
+    kHashOutOfMemory,  // the bucket could not be computed
+    kHashOutOfRange,
+  };
+
+  Stage stage = Stage::kMalformed;
+  std::optional<std::int64_t> start = {};    // of the first day, in seconds
+  std::int64_t now = 0;                      // in seconds; counts from kNotBegun on
+  std::optional<std::int64_t> elapsed = {};  // days, the first being 1
+  double share = 0;
+  std::optional<int> bucket = {};  // when it was looked at
+};
+
+// What is wrong with a roll-out before any day is known; std::nullopt when its first day is worth
+// looking up in a calendar.
+std::optional<RolloutProgress::Stage> FlawOf(const Rollout& rollout);
+
+// How far a roll-out without that flaw is at the moment `now`. `start` is the beginning of its
+// first day, as Calendar gives it.
+RolloutProgress ProgressOf(const Rollout& rollout, std::optional<std::int64_t> start,
+                           std::int64_t now);
+
+// The device's calendar day; several when its time zone is not known, not all of them different.
+struct LocalDays {
+  std::array<LocalDate, 3> days = {};
+  std::size_t count = 1;
+
+  static LocalDays Of(const LocalDate& day) { return {{day}, 1}; }
+  // Every day that it is somewhere on earth at that moment.
+  static LocalDays Anywhere(std::int64_t moment);
+
+  std::span<const LocalDate> Possible() const { return std::span(days).first(count); }
+};
+
+// The moment at which a calendar day begins on the device, in seconds since 1970: two when its time
+// zone is not known. std::nullopt for a day that no calendar holds.
+struct DayStart {
+  std::optional<std::int64_t> earliest = {};
+  std::optional<std::int64_t> latest = {};
+
+  static DayStart Of(std::optional<std::int64_t> start) { return {start, start}; }
+  // A month or day out of its range carries over, as in TimeZone::StartOfLocalDay.
+  static DayStart Anywhere(int year, int month, int day);
 };
 
 // Day 1 is the first day; `now` is not before `start`. Seconds.
@@ -79,6 +133,9 @@ double RolloutShare(Growth growth, std::int64_t elapsed, int days);
 std::optional<double> ShareOnDay(const Rollout& rollout, std::int64_t elapsed);
 
 inline constexpr int kLastBucket = 4095;
+
+// The salted hash of a serial number or realm, as 64 hexadecimal digits.
+WString SaltedHashOf(WStringView text);
 
 // The bucket of a device or an organisation, 0 to 4095: the first three hexadecimal digits of its
 // hash.

@@ -25,6 +25,23 @@ constexpr auto kCriterionBits = [] {
 
 }  // namespace
 
+Filter::Filter(Filter&& other) noexcept
+    : texts_(std::move(other.texts_)),
+      set_(std::exchange(other.set_, 0)),
+      criteria_(std::exchange(other.criteria_, 0)) {
+  // A short text may be left where it was.
+  for (WString& text : other.texts_) text.clear();
+}
+
+Filter& Filter::operator=(Filter&& other) noexcept {
+  if (this == &other) return *this;
+  texts_ = std::move(other.texts_);
+  set_ = std::exchange(other.set_, 0);
+  criteria_ = std::exchange(other.criteria_, 0);
+  for (WString& text : other.texts_) text.clear();
+  return *this;
+}
+
 void Filter::Set(FilterField field, const WString& text) {
   WString& member = texts_[static_cast<std::size_t>(field)];
   if (&member != &text) member = text;
@@ -41,10 +58,56 @@ void Filter::Set(FilterField field, const WString& text) {
 ApplicabilityFilter::ApplicabilityFilter() : ApplicabilityFilter(List{}) {}
 
 ApplicabilityFilter::ApplicabilityFilter(List filters)
-    : list_(std::make_shared<const CompiledList>(std::move(filters))) {}
+    : list_(std::make_shared<const CompiledList>(std::move(filters))), current_(list_.get()) {}
 
-ApplicabilityFilter::List ApplicabilityFilter::filters() const { return list_->filters(); }
+ApplicabilityFilter::ApplicabilityFilter(const ApplicabilityFilter& other)
+    : list_(other.snapshot()), current_(list_.get()) {}
+
+ApplicabilityFilter& ApplicabilityFilter::operator=(const ApplicabilityFilter& other) {
+  if (this != &other) Replace(other.snapshot());
+  return *this;
+}
+
+ApplicabilityFilter::~ApplicabilityFilter() = default;
+
+ApplicabilityFilter::List ApplicabilityFilter::filters() const { return snapshot()->filters(); }
 
 void ApplicabilityFilter::set_filters(const List& filters) {
-  list_ = std::make_shared<const CompiledList>(filters);
+  Replace(std::make_shared<const CompiledList>(filters));
+}
+
+std::shared_ptr<const CompiledList> ApplicabilityFilter::snapshot() const {
+  const yox::MutexLock lock(mutex_);
+  return list_;
+}
+
+// A lease is one count that all readers of the object share, taken before the pointer is read. So
+// once the pointer has been replaced, any moment at which the count is zero is one at which nobody
+// reads the former list. All operations on count, pointer and mark are sequentially consistent:
+// either the reader sees the new pointer, or the writer sees the reader's count; and either the
+// last reader sees the mark, or the writer sees that there are no readers.
+ApplicabilityFilter::Lease::Lease(const ApplicabilityFilter& filter)
+    : filter_((filter.leases_.fetch_add(1), filter)), list_(filter.current_.load()) {}
+
+ApplicabilityFilter::Lease::~Lease() {
+  if (filter_.leases_.fetch_sub(1) == 1 && filter_.has_retired_.load()) filter_.FreeRetired();
+}
+
+void ApplicabilityFilter::Replace(Compiled list) {
+  {
+    const yox::MutexLock lock(mutex_);
+    current_ = list.get();
+    list_.swap(list);
+    retired_.push_back(std::move(list));
+    has_retired_ = true;
+  }
+  FreeRetired();
+}
+
+void ApplicabilityFilter::FreeRetired() const {
+  std::vector<Compiled> unused;  // freed without the lock
+  const yox::MutexLock lock(mutex_);
+  if (leases_.load() != 0) return;
+  has_retired_ = false;
+  unused.swap(retired_);
 }

@@ -1,12 +1,14 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <vector>
 
 #include "yox/base/Export.h"
+#include "yox/base/ThreadSafety.h"
 #include "yox/base/WString.h"
 #include "yox/decision/FilterFields.h"
 
@@ -18,6 +20,14 @@ class CompiledList;
 // it. A text that is empty or white space only counts as not set. A plain value.
 class YOX_API Filter {
  public:
+  Filter() = default;
+  Filter(const Filter&) = default;
+  Filter& operator=(const Filter&) = default;
+  // A filter that was moved from has no field set.
+  Filter(Filter&& other) noexcept;
+  Filter& operator=(Filter&& other) noexcept;
+  ~Filter() = default;
+
   yox::WString default_() const { return View(yox::decision::FilterField::default_); }
   void set_default(const yox::WString& text) { Set(yox::decision::FilterField::default_, text); }
 #define YOX_ACCESSORS(name)                                                    \
@@ -48,21 +58,51 @@ class YOX_API Filter {
 };
 
 // An ordered list of filters: the first decisive one ends an evaluation. A value whose copies share
-// one unchanging list, so that a copy costs a reference count. One object may be decided on by
-// several threads while none sets its filters.
+// one unchanging list, so that a copy costs a reference count; one that was moved from keeps its
+// list. Safe from any thread: a decision on an object goes on over the list that it began with
+// while another thread, or the decision itself through a call of the host's, sets other filters.
 class YOX_API ApplicabilityFilter {
  public:
   using List = std::vector<Filter>;
 
   ApplicabilityFilter();
   explicit ApplicabilityFilter(List filters);
+  ApplicabilityFilter(const ApplicabilityFilter& other);
+  ApplicabilityFilter& operator=(const ApplicabilityFilter& other);
+  ~ApplicabilityFilter();
 
   List filters() const;
   void set_filters(const List& filters);
 
-  // The list as it stands now, with its requirements parsed; never null, and never changes.
-  const std::shared_ptr<const yox::decision::CompiledList>& snapshot() const { return list_; }
+  // The list as it is now, with its requirements parsed; never null, and never changes.
+  std::shared_ptr<const yox::decision::CompiledList> snapshot() const;
+
+  // The same for the length of a block, at half the cost. The object must outlive it.
+  class YOX_API Lease {
+   public:
+    explicit Lease(const ApplicabilityFilter& filter);
+    ~Lease();
+    Lease(const Lease&) = delete;
+    Lease& operator=(const Lease&) = delete;
+
+    const yox::decision::CompiledList& operator*() const { return *list_; }
+
+   private:
+    const ApplicabilityFilter& filter_;
+    const yox::decision::CompiledList* const list_;
+  };
 
  private:
-  std::shared_ptr<const yox::decision::CompiledList> list_;
+  using Compiled = std::shared_ptr<const yox::decision::CompiledList>;
+
+  void Replace(Compiled list);
+  void FreeRetired() const;
+
+  mutable yox::Mutex mutex_;
+  Compiled list_ YOX_GUARDED_BY(mutex_);
+  // Lists that were replaced while there were leases.
+  mutable std::vector<Compiled> retired_ YOX_GUARDED_BY(mutex_);
+  std::atomic<const yox::decision::CompiledList*> current_;  // list_, for leases
+  mutable std::atomic<std::uint32_t> leases_{0};
+  mutable std::atomic<bool> has_retired_{false};
 };

@@ -208,15 +208,11 @@ Holding HoldingOfAll(std::span<const KeyValueTerm> all, Effort& effort) {
   return never ? Holding::kNever : Holding::kSometimes;
 }
 
-Holding HoldingOfRegistry(WStringView required) {
-  for (auto rest = Pieces(required); rest;) {
-    const auto requirement = RegistryRequirement::Parse(NextPiece(rest, ','));
-    if (requirement.form != RegistryRequirement::Form::kComplete) return Holding::kNever;
-    WString path(requirement.path);
-    if (!TakeHive(path) || HasDoubledSeparator(path)) return Holding::kNever;
-    if (HoldingOf(TextPattern::Parse(requirement.data)) == Holding::kNever) return Holding::kNever;
-  }
-  return Holding::kSometimes;
+Holding HoldingOfRegistry(std::span<const CompiledRegistryRequirement> all) {
+  const auto is_never = [](const CompiledRegistryRequirement& requirement) {
+    return !requirement.CanHold() || HoldingOf(requirement.pattern) == Holding::kNever;
+  };
+  return std::ranges::any_of(all, is_never) ? Holding::kNever : Holding::kSometimes;
 }
 
 // Each of `ones` implies one of `others`.
@@ -254,7 +250,8 @@ bool StepImplies(const CompiledList& list, WStringView required, const Step& ste
     case Language::kDateRange:
       return Implies(list.Range(step), list.Range(other));
     case Language::kRollout:
-    case Language::kOwn:
+    case Language::kRegistry:
+    case Language::kHardwareId:
       return false;
   }
   return false;
@@ -390,8 +387,7 @@ bool Implies(const DateRange& a, const DateRange& b) {
          reaches(a.open_end, a.end, b.open_end, b.end, 1);
 }
 
-Holding HoldingOf(const CompiledList& list, const CompiledList::Program& program, const Step& step,
-                  Effort& effort) {
+Holding HoldingOf(const CompiledList& list, const Step& step, Effort& effort) {
   const Criterion& criterion = kCriteria[step.criterion];
   switch (criterion.language) {
     case Language::kText:
@@ -408,10 +404,10 @@ Holding HoldingOf(const CompiledList& list, const CompiledList::Program& program
       return HoldingOf(list.Range(step));
     case Language::kRollout:
       return HoldingOf(list.RolloutOf(step));
-    case Language::kOwn:
-      return criterion.field == FilterField::registry
-                 ? HoldingOfRegistry(program.filter->View(criterion.field))
-                 : Holding::kSometimes;
+    case Language::kRegistry:
+      return HoldingOfRegistry(list.Registry(step));
+    case Language::kHardwareId:
+      return Holding::kSometimes;
   }
   return Holding::kSometimes;
 }
@@ -419,7 +415,7 @@ Holding HoldingOf(const CompiledList& list, const CompiledList::Program& program
 Holding HoldingOf(const CompiledList& list, const CompiledList::Program& program, Effort& effort) {
   Holding all = Holding::kAlways;
   for (const Step& step : list.Steps(program)) {
-    const Holding holding = HoldingOf(list, program, step, effort);
+    const Holding holding = HoldingOf(list, step, effort);
     if (holding == Holding::kNever) return Holding::kNever;
     if (holding == Holding::kSometimes) all = Holding::kSometimes;
   }

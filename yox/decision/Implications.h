@@ -54,8 +54,7 @@ class Effort {
 
 // A criterion of a list, as the evaluator holds it: kAlways when it holds on every device, kNever
 // when on none.
-Holding HoldingOf(const CompiledList& list, const CompiledList::Program& program,
-                  const CompiledList::Step& step, Effort& effort);
+Holding HoldingOf(const CompiledList& list, const CompiledList::Step& step, Effort& effort);
 
 // All of a filter's criteria.
 Holding HoldingOf(const CompiledList& list, const CompiledList::Program& program, Effort& effort);

@@ -345,8 +345,10 @@ void LintCriterion(const CompiledList& list, const CompiledList::Program& progra
       return lint.Range(today);
     case Language::kRollout:
       return lint.Growth();
-    case Language::kOwn:
-      return step.field == FilterField::registry ? lint.Registry() : lint.Patterns();
+    case Language::kRegistry:
+      return lint.Registry();
+    case Language::kHardwareId:
+      return lint.Patterns();
   }
 }
 

@@ -42,11 +42,32 @@ struct TextPattern {
 
   Form form = Form::kEverything;
   bool negated = false;
-  WStringView text = {};
+  WStringView text = {};  // in a compiled list with its letter case folded
 
   static TextPattern Parse(WStringView pattern);
   // `actual` without surrounding white space.
   bool Matches(WStringView actual) const;
+  // The same where the letter case of both texts is folded.
+  bool MatchesFolded(WStringView actual) const {
+    bool matched = true;
+    switch (form) {
+      case Form::kEverything:
+        return true;
+      case Form::kEqual:
+        matched = actual == text;
+        break;
+      case Form::kContains:
+        matched = actual.find(text) != WStringView::npos;
+        break;
+      case Form::kStartsWith:
+        matched = actual.starts_with(text);
+        break;
+      case Form::kEndsWith:
+        matched = actual.ends_with(text);
+        break;
+    }
+    return matched != negated;
+  }
 };
 
 enum class Comparison : std::uint8_t { kNone, kNotEqual, kAtLeast, kGreater, kAtMost, kLess };
@@ -97,6 +118,7 @@ struct IntegerRequirement {
   String::IntegerStatus TryMatch(WStringView actual, bool& holds) const;
 };
 
+// A name and a text of the device; views of what somebody else owns.
 struct PairView {
   WStringView key;
   WStringView value;

@@ -14,6 +14,26 @@ RegistryRequirement RegistryRequirement::Parse(WStringView requirement) {
   return {Form::kComplete, path, behind.substr(0, bar), behind.substr(bar + 1)};
 }
 
+CompiledRegistryRequirement CompiledRegistryRequirement::Compile(WStringView requirement,
+                                                                 TextArena& arena) {
+  CompiledRegistryRequirement compiled{RegistryRequirement::Parse(requirement)};
+  if (compiled.form != Form::kComplete) return compiled;
+  WString key(compiled.path);
+  compiled.hive = TakeHive(key);
+  compiled.has_doubled_separator = HasDoubledSeparator(key);
+  compiled.key = arena.Keep(key);
+  if (compiled.hive) {
+    WString place = *compiled.hive == Hive::kCurrentUser ? "HKCU"_w : "HKLM"_w;
+    const WStringView below = String::Trimmed(compiled.key, "\\"_wv);
+    if (!below.empty()) place.append("\\"_wv).append(below);
+    compiled.folded_place = arena.KeepFolded(place);
+  }
+  compiled.folded_name = arena.KeepFolded(compiled.name);
+  compiled.pattern = TextPattern::Parse(compiled.data);
+  compiled.pattern.text = arena.KeepFolded(compiled.pattern.text);
+  return compiled;
+}
+
 std::optional<Hive> TakeHive(WString& path) {
   const bool slash = path.find(WChar{'/'}) != WString::npos;
   const bool backslash = path.find(WChar{'\\'}) != WString::npos;

@@ -1,0 +1,134 @@
+#include "yox/applicability/DecisionLog.h"
+
+#include "yox/applicability/EvaluatorLog.h"
+#include "yox/decision/Criteria.h"
+
+namespace yox::applicability {
+namespace {
+
+using decision::Criterion;
+using decision::Throttling;
+
+constexpr const char* kOrigin = "ApplicabilityEvaluator::DoesFilterMatch";
+
+WString Widen(std::string_view ascii) { return WString(ascii.begin(), ascii.end()); }
+
+void LogMissingTargetVersion(LogThrottler& throttler) {
+  constexpr const char* kMessage = "Target version filter is false. Target version pointer is null";
+  if (throttler.ShouldLogStatic("TargetVersionNull"_w, Widen(kMessage))) {
+    g_evaluator_log.d("%s %s", kOrigin, kMessage);
+  }
+}
+
+}  // namespace
+
+void LogStoppedRollout(const decision::Rollout& rollout,
+                       const decision::RolloutProgress& progress) {
+  using enum decision::RolloutProgress::Stage;
+  constexpr const char* kFunction = "ApplicabilityEvaluator::DoesDateFunctionMatch";
+  YOX::Log& log = g_evaluator_log;
+  const auto& date = rollout.start.fields;
+  switch (progress.stage) {
+    case kMalformed:
+      return log.e("%s Invalid date function string: %s", kFunction, rollout.text);
+    case kMalformedDate:
+      return log.e("%s Invalid date format: %s", kFunction, rollout.start.text);
+    case kDateUnreadable:
+      return log.e("%s Invalid integer value. Year: %s Month: %s Day: %s", kFunction, date[0].text,
+                   date[1].text, date[2].text);
+    case kDateOutOfRange:
+      return log.e("%s Out of range exception!", kFunction);
+    case kNotBegun:
+      return log.d("%s Filter date is after current date. currentDateUTCTime: %ld dateUTCTime: %ld",
+                   kFunction, progress.now, *progress.start);
+    case kDaysUnreadable:
+      return log.e("%s Invalid days count: %s", kFunction, rollout.days.text);
+    case kDaysOutOfRange:
+      return log.e("%s Out of range exception on days count!", kFunction);
+    case kNoDays:
+      return log.d("%s Days count is zero", kFunction);
+    case kUnknownGrowth:
+      return log.e("%s Unknown growth type: %s", kFunction, rollout.growth_word);
+    case kHashOutOfMemory:
+      return log.e("%s Bad alloc on seed hash.", kFunction);
+    case kHashOutOfRange:
+      return log.e("%s Out of range on seed hash", kFunction);
+    case kNoSuchDay:
+    case kGrowing:
+    case kComplete:
+      return;
+  }
+}
+
+void LogDateRangeFailure(const std::exception& exception) {
+  g_evaluator_log.d("%s : Exception occured - %s",
+                    "ApplicabilityEvaluator::IsCurrentDateWithinRange", exception.what());
+}
+
+void LogFailedTerm(String::IntegerStatus status) {
+  g_evaluator_log.e("%s : Exception - %s", "ApplicabilityEvaluator::DoesKvpMatch",
+                    String::IntegerError(status));
+}
+
+void LogFailure(const decision::Failure& failure, LogThrottler& throttler) {
+  if (!g_evaluator_log.Enabled(YOX::LogLevel::Debug)) return;
+  if (failure.is_unnamed) return LogMissingTargetVersion(throttler);
+  const Criterion& criterion = CriterionOf(failure.step);
+  const WStringView required = failure.step.required;
+  if (criterion.throttling == Throttling::kNone) {
+    g_evaluator_log.d("%s Hardware ID filter is false. Required hardware ID: %s", kOrigin,
+                      required);
+    return;
+  }
+  const bool needs_actual = criterion.end == decision::MessageEnd::kActual ||
+                            criterion.throttling == Throttling::kDynamic;
+  const WStringView actual = needs_actual ? ActualOf(failure.facts, failure.step) : WStringView();
+  WString message = Widen(criterion.label) + " filter is false. Required: "_w;
+  message.append(required);
+  if (criterion.end == decision::MessageEnd::kActual)
+    message.append(", Actual: "_wv).append(actual);
+  if (criterion.end == decision::MessageEnd::kNotFound) message += " not found"_wv;
+
+  const WString key = Widen(criterion.throttle_key);
+  const auto dynamic = [&](const WString& word) {
+    return throttler.ShouldLogDynamic(key, WString(required), word, message);
+  };
+  const bool write =
+      criterion.throttling == Throttling::kStatic    ? throttler.ShouldLogStatic(key, message)
+      : criterion.throttling == Throttling::kDynamic ? dynamic(WString(actual))
+                                                     : dynamic(Widen(criterion.actual_word));
+  if (write) g_evaluator_log.d("%s %s", kOrigin, message);
+}
+
+DecisionLog::DecisionLog(const decision::CompiledList& list, LogThrottler& throttler,
+                         WString* reason)
+    : throttler_(throttler) {
+  if (reason != nullptr) reason_.emplace(list, *reason);
+}
+
+bool DecisionLog::IsWanted() const {
+  return reason_ || g_evaluator_log.Enabled(YOX::LogLevel::Error);
+}
+
+void DecisionLog::FilterPassed(std::size_t filter, const decision::Failure& failure) {
+  if (reason_) reason_->FilterPassed(filter, failure);
+  LogFailure(failure, throttler_);
+}
+
+void DecisionLog::FilterDecided(std::size_t filter, const decision::CompiledList::Program& program,
+                                bool applies) {
+  if (reason_) reason_->FilterDecided(filter, program, applies);
+}
+
+void DecisionLog::RolloutStopped(const decision::Rollout& rollout,
+                                 const decision::RolloutProgress& progress) {
+  LogStoppedRollout(rollout, progress);
+}
+
+void DecisionLog::TermFailed(String::IntegerStatus status) { LogFailedTerm(status); }
+
+void DecisionLog::DateRangeFailed(const std::exception& exception) {
+  LogDateRangeFailure(exception);
+}
+
+}  // namespace yox::applicability

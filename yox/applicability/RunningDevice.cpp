@@ -1,0 +1,272 @@
+#include "yox/applicability/RunningDevice.h"
+
+#include <algorithm>
+#include <iterator>
+#include <stdexcept>
+#include <utility>
+
+#include "yox/applicability/BucketCache.h"
+#include "yox/applicability/HardwareIdFilter.h"
+#include "yox/applicability/RegistryReading.h"
+#include "yox/applicability/TrimInPlace.h"
+#include "yox/base/String.h"
+#include "yox/clientbase/EpUrlProvider.h"
+#include "yox/clientbase/MSStorePackageEnumerator.h"
+#include "yox/clientbase/SMBiosInformationRetriever.h"
+#include "yox/decision/Dates.h"
+#include "yox/decision/KnownValues.h"
+#include "yox/device/DeviceInfoProvider.h"
+#include "yox/platform/Platform.h"
+#include "yox/platform/clock/Clock.h"
+#include "yox/tags/AppAndTagCollection.h"
+
+using yox::WString;
+using yox::WStringView;
+using yox::applicability::HardwareIdSnapshot;
+using yox::applicability::MatchHardwareId;
+using yox::decision::BucketFact;
+using yox::decision::CompiledRegistryRequirement;
+using yox::decision::DayStart;
+using yox::decision::FilterField;
+using yox::decision::FindInPairs;
+using yox::decision::HardwareIdRequirement;
+using yox::decision::HardwareIdsFact;
+using yox::decision::Knowledge;
+using yox::decision::LocalDays;
+using yox::decision::PairsFact;
+using yox::decision::PairView;
+using yox::decision::RegistryFact;
+using yox::decision::TextFact;
+using yox::decision::TextPattern;
+using yox::decision::TextsFact;
+using yox::decision::Truth;
+using yox::decision::TruthOf;
+using yox::decision::VersionFact;
+using yox::decision::VersionText;
+using yox::platform::Clock;
+using yox::platform::Platform;
+
+namespace {
+
+const MachineInformation& Given(const MachineInformation* machine) {
+  if (machine == nullptr) throw std::invalid_argument("machineInformation");
+  return *machine;
+}
+
+const Clock& TheClock() { return Platform::Get().clock(); }
+
+// The text that `fetch` gives, fetched once.
+template <class Fetch>
+WStringView Kept(std::optional<WString>& text, Fetch fetch) {
+  if (!text) text = fetch();
+  return *text;
+}
+
+}  // namespace
+
+// Where each text comes from.
+struct ApplicabilityEvaluator::RunningDevice::TextRow {
+  FilterField field;
+  TextFact (RunningDevice::*fetch)();
+};
+
+const ApplicabilityEvaluator::RunningDevice::TextRow
+    ApplicabilityEvaluator::RunningDevice::kTexts[] = {
+        {FilterField::country, &RunningDevice::OfRecord<Text::os_region>},
+        {FilterField::enclosure, &RunningDevice::OfFirmware<Text::device_enclosuretype>},
+        {FilterField::family, &RunningDevice::OfFirmware<Text::device_family>},
+        {FilterField::language, &RunningDevice::OfRecord<Text::os_language>},
+        {FilterField::mfr, &RunningDevice::Manufacturer},
+        {FilterField::model, &RunningDevice::OfFirmware<Text::device_model>},
+        {FilterField::org_hash, &RunningDevice::OrganisationHash},
+        {FilterField::os, &RunningDevice::OperatingSystem},
+        {FilterField::os_bitness, &RunningDevice::Bitness},
+        {FilterField::os_description, &RunningDevice::OfRecord<Text::os_description>},
+        {FilterField::sku, &RunningDevice::Sku},
+        {FilterField::sn_hash, &RunningDevice::SerialNumberHash},
+};
+
+ApplicabilityEvaluator::RunningDevice::RunningDevice(ApplicabilityEvaluator& evaluator,
+                                                     const MachineInformation* machine,
+                                                     const WString& client_version,
+                                                     AppAndTagCollection* tags,
+                                                     const WString* target_version,
+                                                     const Pairs& extra_tags, Purpose purpose)
+    : DeviceFacts(extra_tags),
+      evaluator_(evaluator),
+      machine_(Given(machine)),
+      client_version_(client_version),
+      tags_(tags),
+      target_version_(target_version),
+      purpose_(purpose) {}
+
+TextFact ApplicabilityEvaluator::RunningDevice::FetchText(FilterField field) {
+  const auto* const row = std::ranges::find(kTexts, field, &TextRow::field);
+  return row != std::end(kTexts) ? (this->*row->fetch)() : TextFact();
+}
+
+template <MachineInformation::Text kText>
+TextFact ApplicabilityEvaluator::RunningDevice::OfRecord() {
+  return TextFact::Of(machine_.View(kText));
+}
+
+template <MachineInformation::Text kText>
+TextFact ApplicabilityEvaluator::RunningDevice::OfFirmware() {
+  return OfFirmware(machine_.View(kText));
+}
+
+TextFact ApplicabilityEvaluator::RunningDevice::OfFirmware(WStringView text) const {
+  const bool is_missing =
+      purpose_ == Purpose::kExplain && SMBiosInformationRetriever::GetInstance() == nullptr;
+  return TextFact::Of(text, is_missing ? Knowledge::kMissing : Knowledge::kKnown);
+}
+
+TextFact ApplicabilityEvaluator::RunningDevice::Manufacturer() {
+  return OfFirmware(Kept(manufacturer_, [&] { return machine_.device_manufacturer(); }));
+}
+
+TextFact ApplicabilityEvaluator::RunningDevice::OrganisationHash() {
+  const WStringView hash =
+      Kept(organisation_hash_, [&] { return yox::decision::SaltedHashOf(Realm()); });
+  return TextFact::Of(hash, has_organisation_ ? Knowledge::kKnown : Knowledge::kMissing);
+}
+
+TextFact ApplicabilityEvaluator::RunningDevice::OperatingSystem() {
+  return TextFact::Of(yox::decision::kOsText);
+}
+
+TextFact ApplicabilityEvaluator::RunningDevice::Bitness() {
+  return TextFact::Of(yox::decision::BitnessText(
+      static_cast<int>(YOX::DeviceInfoProvider::GetInstance()->GetCPUArchitecture())));
+}
+
+TextFact ApplicabilityEvaluator::RunningDevice::Sku() {
+  auto* const firmware = SMBiosInformationRetriever::GetInstance();
+  if (firmware == nullptr) return TextFact::Of({}, Knowledge::kMissing);
+  return TextFact::Of(Kept(sku_, [&] { return firmware->GetSKU(); }));
+}
+
+TextFact ApplicabilityEvaluator::RunningDevice::SerialNumberHash() {
+  serial_number_hash_ = yox::decision::SaltedHashOf(machine_.View(Text::serial_number));
+  return TextFact::Of(serial_number_hash_);
+}
+
+const WString& ApplicabilityEvaluator::RunningDevice::Realm() {
+  if (!realm_) {
+    realm_.emplace();
+    const auto* const provider = YOX::EpUrlProvider::GetInstance();
+    has_organisation_ = provider != nullptr;
+    if (has_organisation_) provider->GetRealm(*realm_);
+  }
+  return *realm_;
+}
+
+VersionFact ApplicabilityEvaluator::RunningDevice::FetchVersion(FilterField field) {
+  if (field == FilterField::target_version && target_version_ == nullptr) {
+    return {Knowledge::kMissing};
+  }
+  const WString& text = field == FilterField::target_version ? *target_version_
+                        : field == FilterField::version      ? client_version_
+                                                             : machine_.View(Text::os_version);
+  return {Knowledge::kKnown, VersionText(text)};
+}
+
+void ApplicabilityEvaluator::RunningDevice::VersionWasTrimmed(FilterField field) {
+  if (purpose_ == Purpose::kExplain || field == FilterField::os_version) return;
+  yox::decision::TrimInPlace(field == FilterField::version ? client_version_ : *target_version_);
+  // Both, because the two may be one text.
+  Forget(FilterField::version);
+  Forget(FilterField::target_version);
+}
+
+TextsFact ApplicabilityEvaluator::RunningDevice::FetchSubscriptions() {
+  const auto* const provider = YOX::EpUrlProvider::GetInstance();
+  if (provider == nullptr) return {Knowledge::kMissing};
+  provider->GetDeviceSubscriptionList(subscriptions_);
+  return {Knowledge::kKnown, subscriptions_};
+}
+
+std::optional<PairView> ApplicabilityEvaluator::RunningDevice::StoredTags::First(
+    const TextPattern& name, const Pairs& except) const {
+  const auto is_excepted = [&](const YOXTag& tag) {
+    return std::ranges::any_of(except, [&](const auto& pair) { return pair.key() == tag.key(); });
+  };
+  for (const YOXTag& tag : *tags) {
+    if (name.Matches(yox::String::Trimmed(tag.key())) && !is_excepted(tag)) {
+      return PairView{tag.key(), tag.value()};
+    }
+  }
+  return std::nullopt;
+}
+
+PairsFact ApplicabilityEvaluator::RunningDevice::FetchTags() {
+  stored_tags_.tags = AppAndTagCollection::Shared(tags_);
+  return {Knowledge::kKnown, &stored_tags_};
+}
+
+std::optional<PairView> ApplicabilityEvaluator::RunningDevice::Items::First(
+    const TextPattern& name, const Pairs& /*except*/) const {
+  const auto found = FindInPairs{*installed}(name);
+  return found ? found : FindInPairs{store}(name);
+}
+
+PairsFact ApplicabilityEvaluator::RunningDevice::FetchInstalledItems() {
+  items_.installed = evaluator_.InstalledItems();
+  for (auto& [name, version] :
+       YOX::MSStorePackageEnumerator::GetInstance()->GetAllMSStoreAppsDetails()) {
+    items_.store.emplace_back(name, version);
+  }
+  return {Knowledge::kKnown, &items_};
+}
+
+HardwareIdsFact ApplicabilityEvaluator::RunningDevice::FetchHardwareIds() {
+  const HardwareIdRepository* const present = yox::applicability::PresentIds();
+  if (present == nullptr) return {Knowledge::kMissing};
+  hardware_ids_ = std::make_unique<HardwareIdSnapshot>(*present);
+  return {Knowledge::kKnown, hardware_ids_.get()};
+}
+
+Truth ApplicabilityEvaluator::RunningDevice::MeetsHardwareId(
+    WStringView required, const HardwareIdRequirement& requirement) {
+  return TruthOf(MatchHardwareId(required, requirement));
+}
+
+BucketFact ApplicabilityEvaluator::RunningDevice::FetchBucket(bool of_organisation) {
+  const WStringView text = of_organisation ? Realm() : machine_.View(Text::serial_number);
+  return {Knowledge::kKnown, evaluator_.buckets_->BucketOf(text)};
+}
+
+std::int64_t ApplicabilityEvaluator::RunningDevice::FetchNow() { return TheClock().Now(); }
+
+LocalDays ApplicabilityEvaluator::RunningDevice::FetchToday() {
+  return LocalDays::Of(TheClock().ToLocalDate(Now()));
+}
+
+DayStart ApplicabilityEvaluator::RunningDevice::StartOfDay(int year, int month, int day) {
+  return DayStart::Of(TheClock().StartOfLocalDay(year, month, day));
+}
+
+Truth ApplicabilityEvaluator::RunningDevice::MeetsRegistry(
+    const CompiledRegistryRequirement& requirement) {
+  const bool met = evaluator_.MeetsRegistryRequirement(requirement);
+  // The host may have had a say there, and changed the record or the caller's texts.
+  ForgetViews();
+  return TruthOf(met);
+}
+
+RegistryFact ApplicabilityEvaluator::RunningDevice::ReadRegistry(
+    const CompiledRegistryRequirement& requirement) {
+  RegistryReading reading =
+      evaluator_.ReadRegistry(yox::applicability::KeyOf(*requirement.hive),
+                              WString(requirement.key), WString(requirement.name));
+  registry_text_ = std::move(reading.text);
+  return {reading.stage, registry_text_};
+}
+
+void ApplicabilityEvaluator::RunningDevice::ForgetViews() {
+  for (const TextRow& row : kTexts) Forget(row.field);
+  for (const FilterField field :
+       {FilterField::os_version, FilterField::version, FilterField::target_version}) {
+    Forget(field);
+  }
+}

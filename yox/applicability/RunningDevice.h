@@ -1,0 +1,105 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "yox/applicability/ApplicabilityEvaluator.h"
+#include "yox/base/WString.h"
+#include "yox/decision/DeviceFacts.h"
+#include "yox/device/MachineInformation.h"
+#include "yox/foundation/YOXTag.h"
+
+// The device that the process runs on, as one decision sees it: each fact is read from the machine
+// record, the registry, the tag collection or the system when the decision first needs it. Lives on
+// one thread's stack.
+class ApplicabilityEvaluator::RunningDevice final : public yox::decision::DeviceFacts {
+ public:
+  enum class Purpose : std::uint8_t {
+    kDecide,   // trims the caller's texts where a version criterion looks at them
+    kExplain,  // changes nothing, and tells an empty text from one that has no source
+  };
+
+  // Throws std::invalid_argument("machineInformation") when `machine` is null. What is passed must
+  // outlive the object; `tags` and `target_version` may be null.
+  RunningDevice(ApplicabilityEvaluator& evaluator, const MachineInformation* machine,
+                const yox::WString& client_version, AppAndTagCollection* tags,
+                const yox::WString* target_version, const Pairs& extra_tags,
+                Purpose purpose = Purpose::kDecide);
+
+  yox::decision::DayStart StartOfDay(int year, int month, int day) override;
+  yox::decision::RegistryFact ReadRegistry(
+      const yox::decision::CompiledRegistryRequirement& requirement) override;
+  yox::decision::Truth MeetsRegistry(
+      const yox::decision::CompiledRegistryRequirement& requirement) override;
+  yox::decision::Truth MeetsHardwareId(
+      yox::WStringView required, const yox::decision::HardwareIdRequirement& requirement) override;
+  void VersionWasTrimmed(yox::decision::FilterField field) override;
+
+ private:
+  using Text = MachineInformation::Text;
+  using TextFact = yox::decision::TextFact;
+
+  struct TextRow;
+  static const TextRow kTexts[];
+
+  // Tags in the order of the collection.
+  struct StoredTags final : yox::decision::PairSource {
+    std::optional<yox::decision::PairView> First(const yox::decision::TextPattern& name,
+                                                 const Pairs& except) const override;
+    std::shared_ptr<const std::vector<YOXTag>> tags;
+  };
+  // Installed applications, then those of the store.
+  struct Items final : yox::decision::PairSource {
+    std::optional<yox::decision::PairView> First(const yox::decision::TextPattern& name,
+                                                 const Pairs& except) const override;
+    std::shared_ptr<const Pairs> installed;
+    Pairs store;
+  };
+
+  TextFact FetchText(yox::decision::FilterField field) override;
+  yox::decision::VersionFact FetchVersion(yox::decision::FilterField field) override;
+  yox::decision::TextsFact FetchSubscriptions() override;
+  yox::decision::PairsFact FetchTags() override;
+  yox::decision::PairsFact FetchInstalledItems() override;
+  yox::decision::HardwareIdsFact FetchHardwareIds() override;
+  yox::decision::BucketFact FetchBucket(bool of_organisation) override;
+  std::int64_t FetchNow() override;
+  yox::decision::LocalDays FetchToday() override;
+
+  template <Text kText>
+  TextFact OfRecord();
+  template <Text kText>
+  TextFact OfFirmware();
+  TextFact OfFirmware(yox::WStringView text) const;
+  TextFact Manufacturer();
+  TextFact OrganisationHash();
+  TextFact OperatingSystem();
+  TextFact Bitness();
+  TextFact Sku();
+  TextFact SerialNumberHash();
+
+  const yox::WString& Realm();
+  // Forgets views of texts that are not the object's own.
+  void ForgetViews();
+
+  ApplicabilityEvaluator& evaluator_;
+  const MachineInformation& machine_;
+  const yox::WString& client_version_;
+  AppAndTagCollection* const tags_;
+  const yox::WString* const target_version_;
+  const Purpose purpose_;
+
+  // What the facts are views of.
+  std::optional<yox::WString> manufacturer_;
+  std::optional<yox::WString> sku_;
+  std::optional<yox::WString> realm_;
+  bool has_organisation_ = false;  // set with the realm
+  std::optional<yox::WString> organisation_hash_;
+  yox::WString serial_number_hash_;
+  yox::WString registry_text_;
+  std::vector<yox::WString> subscriptions_;
+  StoredTags stored_tags_;
+  Items items_;
+  std::unique_ptr<yox::decision::HardwareIds> hardware_ids_;
+};

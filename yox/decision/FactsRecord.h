@@ -1,0 +1,66 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "yox/base/TimeZone.h"
+#include "yox/base/WString.h"
+#include "yox/decision/DeviceFacts.h"
+#include "yox/decision/FilterFields.h"
+
+namespace yox::decision {
+
+// A value of a device that is known, known to be missing, or unknown, which a new one is.
+template <class Value>
+struct Given {
+  Knowledge knowledge = Knowledge::kUnknown;
+  Value value = {};
+
+  static Given Known(Value value) { return {Knowledge::kKnown, std::move(value)}; }
+  static Given Missing() { return {Knowledge::kMissing, {}}; }
+};
+
+// What is known of one device, in memory: a plain value that a reader of facts fills and a
+// PreparedDevice is built from. Texts are UTF-16. A member that is left alone is unknown; what the
+// same member means when it is missing, the criterion sees on a device that has no such thing.
+struct FactsRecord {
+  struct RegistryValue {
+    WString key;                  // "HKLM\SOFTWARE\Contoso\App"
+    WString name;                 // empty for the key's default value
+    std::optional<WString> text;  // std::nullopt: the device has no such value
+  };
+
+  std::string id;
+
+  // By the field of the criterion: country, language, enclosure, family, mfr, model, sku, os,
+  // os_bitness, os_description, os_version, version, and the hashes sn_hash and org_hash. The
+  // others are not read. The operating system has the one name that every device gives it.
+  std::array<Given<WString>, kFilterFieldCount> texts = NewTexts();
+  Given<WString>& text(FilterField field) { return texts[static_cast<std::size_t>(field)]; }
+  const Given<WString>& text(FilterField field) const {
+    return texts[static_cast<std::size_t>(field)];
+  }
+
+  // Set hash and bucket of the device, or of its organisation, to those of this text; one that is
+  // missing hashes as the empty text does.
+  void SetSerialNumber(const Given<WString>& serial_number);
+  void SetRealm(const Given<WString>& realm);
+  Given<int> rollout_bucket;       // 0 to 4095
+  Given<int> organisation_bucket;  // the same
+
+  std::optional<TimeZone> time_zone;
+  Given<std::vector<WString>> device_subscriptions;
+  std::optional<Pairs> tags;
+  std::optional<Pairs> installed_items;  // store applications last
+  std::optional<std::vector<WString>> hardware_ids;
+  std::vector<RegistryValue> registry;  // those that are known, or known to be missing
+
+ private:
+  static std::array<Given<WString>, kFilterFieldCount> NewTexts();
+};
+
+}  // namespace yox::decision

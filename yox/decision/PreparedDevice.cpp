@@ -1,0 +1,194 @@
+#include "yox/decision/PreparedDevice.h"
+
+#include <algorithm>
+#include <bit>
+#include <functional>
+#include <utility>
+
+#include "yox/base/String.h"
+#include "yox/decision/KnownValues.h"
+
+namespace yox::decision {
+namespace {
+
+WString FoldedText(WStringView text) {
+  WString folded(text);
+  std::ranges::transform(folded, folded.begin(), String::FoldCase);
+  return folded;
+}
+
+bool IsAmong(const Pairs& pairs, WStringView name) {
+  return std::ranges::any_of(pairs, [&](const auto& pair) { return pair.key() == name; });
+}
+
+VersionFact Parsed(const TextFact& fact) {
+  VersionFact version{fact.knowledge, VersionText(fact.given)};
+  version.text.Parsed();  // copies keep what was parsed
+  return version;
+}
+
+}  // namespace
+
+std::array<Given<WString>, kFilterFieldCount> FactsRecord::NewTexts() {
+  std::array<Given<WString>, kFilterFieldCount> texts;
+  texts[static_cast<std::size_t>(FilterField::os)] = Given<WString>::Known(WString(kOsText));
+  return texts;
+}
+
+void FactsRecord::SetSerialNumber(const Given<WString>& serial_number) {
+  if (serial_number.knowledge == Knowledge::kUnknown) return;
+  text(FilterField::sn_hash) = {serial_number.knowledge, SaltedHashOf(serial_number.value)};
+  rollout_bucket = Given<int>::Known(RolloutBucket(text(FilterField::sn_hash).value));
+}
+
+void FactsRecord::SetRealm(const Given<WString>& realm) {
+  if (realm.knowledge == Knowledge::kUnknown) return;
+  text(FilterField::org_hash) = {realm.knowledge, SaltedHashOf(realm.value)};
+  organisation_bucket = Given<int>::Known(RolloutBucket(text(FilterField::org_hash).value));
+}
+
+PreparedPairs::PreparedPairs(const Pairs& pairs, TextArena& arena) {
+  entries_.reserve(pairs.size());
+  slots_.assign(std::bit_ceil(2 * pairs.size() + 1), kNone);
+  for (const auto& pair : pairs) {
+    const auto index = static_cast<std::uint32_t>(entries_.size());
+    entries_.push_back({{arena.Keep(pair.key()), arena.Keep(pair.value())},
+                        arena.KeepFolded(String::Trimmed(pair.key()))});
+    const WStringView name = entries_.back().folded_name;
+    std::uint32_t last = FirstOf(name);
+    if (last != kNone) {
+      while (entries_[last].next != kNone) last = entries_[last].next;
+      entries_[last].next = index;
+      continue;
+    }
+    std::size_t slot = std::hash<WStringView>()(name);
+    while (slots_[slot &= slots_.size() - 1] != kNone) ++slot;
+    slots_[slot] = index;
+  }
+}
+
+std::uint32_t PreparedPairs::FirstOf(WStringView folded_name) const {
+  std::size_t slot = std::hash<WStringView>()(folded_name);
+  for (;; ++slot) {
+    const std::uint32_t index = slots_[slot & (slots_.size() - 1)];
+    if (index == kNone || entries_[index].folded_name == folded_name) return index;
+  }
+}
+
+std::optional<PairView> PreparedPairs::First(const TextPattern& name, const Pairs& except) const {
+  if (name.form == TextPattern::Form::kEqual && !name.negated) {
+    for (std::uint32_t i = FirstOf(name.text); i != kNone; i = entries_[i].next) {
+      if (!IsAmong(except, entries_[i].pair.key)) return entries_[i].pair;
+    }
+    return std::nullopt;
+  }
+  for (const Entry& entry : entries_) {
+    if (name.MatchesFolded(entry.folded_name) && !IsAmong(except, entry.pair.key)) {
+      return entry.pair;
+    }
+  }
+  return std::nullopt;
+}
+
+PreparedHardwareIds::PreparedHardwareIds(const std::vector<WString>& ids) {
+  ids_.reserve(ids.size());
+  for (const WString& id : ids) ids_.push_back(String::ToUpper(id));
+  for (const WString& id : ids_) {
+    exact_.insert(id);
+    folded_.insert(FoldedText(String::Trimmed(id)));
+  }
+}
+
+bool PreparedHardwareIds::Contains(WStringView id) const { return exact_.contains(id); }
+
+bool PreparedHardwareIds::ContainsAnyFolded(std::span<const WStringView> ids) const {
+  return std::ranges::any_of(ids, [&](WStringView id) { return folded_.contains(id); });
+}
+
+PreparedDevice::PreparedDevice(const FactsRecord& record)
+    : time_zone_(record.time_zone), subscriptions_(record.device_subscriptions) {
+  texts_.reserve(record.texts.size());
+  for (const Given<WString>& given : record.texts) texts_.push_back(Fold(given));
+  os_version_ = Parsed(texts_[static_cast<std::size_t>(FilterField::os_version)]);
+  version_ = Parsed(texts_[static_cast<std::size_t>(FilterField::version)]);
+  buckets_[0] = {record.rollout_bucket.knowledge, record.rollout_bucket.value};
+  buckets_[1] = {record.organisation_bucket.knowledge, record.organisation_bucket.value};
+  if (record.tags) tags_ = std::make_unique<PreparedPairs>(*record.tags, arena_);
+  if (record.installed_items) {
+    installed_items_ = std::make_unique<PreparedPairs>(*record.installed_items, arena_);
+  }
+  if (record.hardware_ids) {
+    hardware_ids_ = std::make_unique<PreparedHardwareIds>(*record.hardware_ids);
+  }
+  for (const FactsRecord::RegistryValue& value : record.registry) {
+    const WStringView key = String::Trimmed(value.key, "\\"_wv);
+    RegistryEntry& entry = registry_.emplace_back(
+        RegistryEntry{arena_.KeepFolded(key), arena_.KeepFolded(value.name), {}});
+    if (value.text) entry.text = arena_.Keep(*value.text);
+  }
+  std::ranges::stable_sort(registry_, {},
+                           [](const auto& entry) { return std::pair(entry.key, entry.name); });
+}
+
+TextFact PreparedDevice::Fold(const Given<WString>& given) {
+  if (given.knowledge == Knowledge::kUnknown) return {};
+  const WStringView text = arena_.Keep(given.value);
+  return {given.knowledge, true, text, arena_.KeepFolded(String::Trimmed(text))};
+}
+
+TextFact PreparedFacts::FetchText(FilterField field) {
+  return device_.texts_[static_cast<std::size_t>(field)];
+}
+
+VersionFact PreparedFacts::FetchVersion(FilterField field) {
+  if (field == FilterField::os_version) return device_.os_version_;
+  if (field == FilterField::version) return device_.version_;
+  if (!question_.target_version) return {Knowledge::kMissing};
+  return {Knowledge::kKnown, VersionText(*question_.target_version)};
+}
+
+TextsFact PreparedFacts::FetchSubscriptions() {
+  return {device_.subscriptions_.knowledge, device_.subscriptions_.value};
+}
+
+PairsFact PreparedFacts::FetchTags() {
+  if (device_.tags_ == nullptr) return {};
+  return {Knowledge::kKnown, device_.tags_.get()};
+}
+
+PairsFact PreparedFacts::FetchInstalledItems() {
+  if (device_.installed_items_ == nullptr) return {};
+  return {Knowledge::kKnown, device_.installed_items_.get()};
+}
+
+HardwareIdsFact PreparedFacts::FetchHardwareIds() {
+  if (device_.hardware_ids_ == nullptr) return {};
+  return {Knowledge::kKnown, device_.hardware_ids_.get()};
+}
+
+BucketFact PreparedFacts::FetchBucket(bool of_organisation) {
+  return device_.buckets_[of_organisation ? 1 : 0];
+}
+
+LocalDays PreparedFacts::FetchToday() {
+  if (!device_.time_zone_) return LocalDays::Anywhere(Now());
+  return LocalDays::Of(device_.time_zone_->ToLocalDate(Now()));
+}
+
+DayStart PreparedFacts::StartOfDay(int year, int month, int day) {
+  if (!device_.time_zone_) return DayStart::Anywhere(year, month, day);
+  return DayStart::Of(device_.time_zone_->StartOfLocalDay(year, month, day));
+}
+
+RegistryFact PreparedFacts::ReadRegistry(const CompiledRegistryRequirement& requirement) {
+  using enum RegistryFact::Stage;
+  using Entry = PreparedDevice::RegistryEntry;
+  const auto place = [](const Entry& entry) { return std::pair(entry.key, entry.name); };
+  const std::pair wanted(requirement.folded_place, requirement.folded_name);
+  const auto found = std::ranges::lower_bound(device_.registry_, wanted, {}, place);
+  if (found == device_.registry_.end() || place(*found) != wanted) return {};
+  if (!found->text) return {kNoValue};
+  return {kRead, *found->text};
+}
+
+}  // namespace yox::decision

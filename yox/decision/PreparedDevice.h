@@ -1,0 +1,131 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <unordered_set>
+#include <vector>
+
+#include "yox/base/Export.h"
+#include "yox/base/TimeZone.h"
+#include "yox/base/WString.h"
+#include "yox/decision/DeviceFacts.h"
+#include "yox/decision/FactsRecord.h"
+#include "yox/decision/TextArena.h"
+
+namespace yox::decision {
+
+// Pairs with their names folded and indexed: a name is found at the same cost among ten and among
+// ten thousand. Never changes; may be read by any thread.
+class PreparedPairs final : public PairSource {
+ public:
+  PreparedPairs(const Pairs& pairs, TextArena& arena);
+
+  std::optional<PairView> First(const TextPattern& name, const Pairs& except) const override;
+
+ private:
+  struct Entry {
+    PairView pair;
+    WStringView folded_name;     // without surrounding white space
+    std::uint32_t next = kNone;  // the next entry of an equal folded name
+  };
+  static constexpr std::uint32_t kNone = UINT32_MAX;
+
+  std::uint32_t FirstOf(WStringView folded_name) const;
+
+  std::vector<Entry> entries_;
+  std::vector<std::uint32_t> slots_;  // a hash table of the first entries; its size a power of 2
+};
+
+// The present hardware IDs in hash tables. Never changes; may be read by any thread.
+class PreparedHardwareIds final : public HardwareIds {
+ public:
+  // The IDs are kept in upper case.
+  explicit PreparedHardwareIds(const std::vector<WString>& ids);
+  PreparedHardwareIds(const PreparedHardwareIds&) = delete;
+  PreparedHardwareIds& operator=(const PreparedHardwareIds&) = delete;
+
+  bool Contains(WStringView id) const override;
+  bool ContainsAnyFolded(std::span<const WStringView> ids) const override;
+  std::span<const WString> All() const override { return ids_; }
+
+ private:
+  // Finds by a view, without a copy.
+  struct Hash : std::hash<WStringView> {
+    using is_transparent = void;
+  };
+
+  std::vector<WString> ids_;
+  std::unordered_set<WStringView> exact_;  // of the IDs
+  std::unordered_set<WString, Hash, std::equal_to<>> folded_;
+};
+
+// One device, made ready to be decided on many times: texts trimmed, folded and parsed once. Never
+// changes; may be read by any thread, by each through a PreparedFacts of its own.
+class YOX_API PreparedDevice {
+ public:
+  explicit PreparedDevice(const FactsRecord& record);
+
+  PreparedDevice(PreparedDevice&&) noexcept = default;
+  PreparedDevice& operator=(PreparedDevice&&) noexcept = default;
+
+ private:
+  friend class PreparedFacts;
+
+  struct RegistryEntry {
+    WStringView key;   // folded, with its hive
+    WStringView name;  // folded
+    std::optional<WStringView> text;
+  };
+
+  TextFact Fold(const Given<WString>& given);
+
+  TextArena arena_;
+  std::vector<TextFact> texts_;  // by field, up to the last that is used
+  VersionFact os_version_;
+  VersionFact version_;
+  BucketFact buckets_[2];  // of the device, of its organisation
+  std::optional<TimeZone> time_zone_;
+  Given<std::vector<WString>> subscriptions_;
+  std::unique_ptr<PreparedPairs> tags_;
+  std::unique_ptr<PreparedPairs> installed_items_;
+  std::unique_ptr<PreparedHardwareIds> hardware_ids_;
+  std::vector<RegistryEntry> registry_;  // sorted by key and name
+};
+
+// What a decision is asked besides the device and the list.
+struct Question {
+  std::int64_t now = 0;  // seconds since 1970
+  std::optional<WString> target_version = {};
+  Pairs extra_tags = {};
+};
+
+// The facts of a prepared device for one question. Device and question must outlive it. For one
+// thread at a time; the same object may decide many lists.
+class YOX_API PreparedFacts final : public DeviceFacts {
+ public:
+  PreparedFacts(const PreparedDevice& device, const Question& question)
+      : DeviceFacts(question.extra_tags), device_(device), question_(question) {}
+
+  DayStart StartOfDay(int year, int month, int day) override;
+  RegistryFact ReadRegistry(const CompiledRegistryRequirement& requirement) override;
+
+ private:
+  TextFact FetchText(FilterField field) override;
+  VersionFact FetchVersion(FilterField field) override;
+  TextsFact FetchSubscriptions() override;
+  PairsFact FetchTags() override;
+  PairsFact FetchInstalledItems() override;
+  HardwareIdsFact FetchHardwareIds() override;
+  BucketFact FetchBucket(bool of_organisation) override;
+  std::int64_t FetchNow() override { return question_.now; }
+  LocalDays FetchToday() override;
+
+  const PreparedDevice& device_;
+  const Question& question_;
+};
+
+}  // namespace yox::decision

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+
+#include "yox/base/WString.h"
+#include "yox/decision/Observer.h"
+
+namespace yox::decision {
+
+// The longest text that one filter adds to a reason after its opening.
+inline constexpr std::size_t kLongestReasonWords = 40;
+
+// What a reason says of a filter that fails at this criterion: "country = false; ".
+WStringView FailedWords(const CompiledList::Step& step);
+
+// Writes the reason text of a decision: a part for each filter that was passed, and one for the
+// filter that decided, such as "Filter [0]: country = false; Filter [1]: true; ". Nothing for a
+// decision that met an undecided filter.
+class ReasonText : public Observer {
+ public:
+  // The text is cleared; a decision allocates at most once, and not at all when the text has room.
+  // Both must outlive the object.
+  ReasonText(const CompiledList& list, WString& reason);
+
+  void FilterPassed(std::size_t filter, const Failure& failure) override;
+  void FilterUndecided(std::size_t filter) override;
+  void FilterDecided(std::size_t filter, const CompiledList::Program& program,
+                     bool applies) override;
+
+ private:
+  void Append(const CompiledList::Program& program, WStringView words);
+
+  const CompiledList& list_;
+  WString& reason_;
+  bool is_known_ = true;
+};
+
+}  // namespace yox::decision

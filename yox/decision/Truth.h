@@ -1,0 +1,13 @@
+#pragma once
+
+#include <cstdint>
+
+namespace yox::decision {
+
+// A value of Kleene's strong three-valued logic. Unknown means that the answer hangs on a fact
+// that nobody has given.
+enum class Truth : std::uint8_t { kFalse, kTrue, kUnknown };
+
+constexpr Truth TruthOf(bool is_true) { return is_true ? Truth::kTrue : Truth::kFalse; }
+
+}  // namespace yox::decision
