@@ -54,7 +54,6 @@ MachineInformation& MachineInformation::operator=(const MachineInformation& othe
     const yox::MutexLock lock(lists_mutex_);
     gpu_names_.swap(names);
   }
-  remember_serial_number_bucket(-1);
   set_os_is_s_mode(other.os_is_s_mode());
   initialized_.store(other.initialized_.load());
   return *this;
@@ -88,5 +87,4 @@ int MachineInformation::SanitizeString(std::string& /*text*/) { return 0; }
 void MachineInformation::Set(Text text, const WString& value) {
   WString& member = texts_[static_cast<std::size_t>(text)];
   if (&member != &value) member = value;
-  if (text == Text::serial_number) remember_serial_number_bucket(-1);
 }

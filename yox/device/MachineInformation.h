@@ -105,15 +105,6 @@ class YOX_API MachineInformation {
   // Returns a text without copying it; valid until the text is set.
   const yox::WString& View(Text text) const { return texts_[static_cast<std::size_t>(text)]; }
 
-  // A number that is derived from the serial number and costly to derive: -1 until it is
-  // remembered, and again when the serial number is set. A copy starts without.
-  std::int32_t serial_number_bucket() const {
-    return serial_number_bucket_.load(std::memory_order_relaxed);
-  }
-  void remember_serial_number_bucket(std::int32_t bucket) const {
-    serial_number_bucket_.store(bucket, std::memory_order_relaxed);
-  }
-
   // Whether the operating system runs in S mode.
   bool os_is_s_mode() const { return os_is_s_mode_.load(std::memory_order_relaxed); }
   void set_os_is_s_mode(const bool& value) {
@@ -187,7 +178,6 @@ class YOX_API MachineInformation {
   List device_extension_keyvalue_ YOX_GUARDED_BY(lists_mutex_);
   List gpu_names_ YOX_GUARDED_BY(lists_mutex_);
   std::atomic<bool> os_is_s_mode_{false};
-  mutable std::atomic<std::int32_t> serial_number_bucket_{-1};
   yox::RecursiveMutex lock_;  // one collection or cache load at a time; a copy has its own
   std::atomic<bool> initialized_{false};
 };
