@@ -1,5 +1,6 @@
 #include "yox/base/String.h"
 #include "yox/device/MachineInformation.h"
+#include "yox/foundation/YOXHelperFactory.h"
 #include "yox/platform/registry/Registry.h"
 #include "yox/platform/registry/RegistryPlatform.h"
 #include "yox/tags/AppAndTagCollection.h"
