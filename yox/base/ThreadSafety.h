@@ -5,9 +5,10 @@
 #include <mutex>
 #include <shared_mutex>
 
-// Says which lock guards which data, and which function needs which lock, so that clang proves it
-// with -Wthread-safety (https://clang.llvm.org/docs/ThreadSafetyAnalysis.html). Other compilers see
-// nothing. The standard's locks carry no such attributes, so the classes below stand in for them.
+// Annotations that state which lock guards which data and which function needs which lock. Clang
+// checks them with -Wthread-safety (https://clang.llvm.org/docs/ThreadSafetyAnalysis.html); for
+// other compilers they are empty. The standard library's locks have no such attributes, so use the
+// classes below instead.
 //
 //   class Counter {
 //    public:
@@ -24,17 +25,17 @@
 
 #define YOX_CAPABILITY(name) YOX_THREAD_ATTRIBUTE(capability(name))
 #define YOX_SCOPED_CAPABILITY YOX_THREAD_ATTRIBUTE(scoped_lockable)
-// A member that is read and written only with the lock.
+// A member that may be read and written only while the lock is held.
 #define YOX_GUARDED_BY(lock) YOX_THREAD_ATTRIBUTE(guarded_by(lock))
-// A pointer whose target is.
+// The same for the target of a pointer.
 #define YOX_PT_GUARDED_BY(lock) YOX_THREAD_ATTRIBUTE(pt_guarded_by(lock))
-// A function whose caller has the lock, shared or alone, or must not have it.
+// A function whose caller must hold the lock exclusively, at least shared, or not at all.
 #define YOX_REQUIRES(...) YOX_THREAD_ATTRIBUTE(requires_capability(__VA_ARGS__))
 #define YOX_REQUIRES_SHARED(...) YOX_THREAD_ATTRIBUTE(requires_shared_capability(__VA_ARGS__))
 #define YOX_EXCLUDES(...) YOX_THREAD_ATTRIBUTE(locks_excluded(__VA_ARGS__))
 #define YOX_ACQUIRED_BEFORE(...) YOX_THREAD_ATTRIBUTE(acquired_before(__VA_ARGS__))
 #define YOX_ACQUIRED_AFTER(...) YOX_THREAD_ATTRIBUTE(acquired_after(__VA_ARGS__))
-// A function that takes or releases it.
+// A function that locks or unlocks.
 #define YOX_ACQUIRE(...) YOX_THREAD_ATTRIBUTE(acquire_capability(__VA_ARGS__))
 #define YOX_ACQUIRE_SHARED(...) YOX_THREAD_ATTRIBUTE(acquire_shared_capability(__VA_ARGS__))
 #define YOX_RELEASE(...) YOX_THREAD_ATTRIBUTE(release_capability(__VA_ARGS__))
@@ -42,7 +43,8 @@
 #define YOX_RELEASE_GENERIC(...) YOX_THREAD_ATTRIBUTE(release_generic_capability(__VA_ARGS__))
 #define YOX_TRY_ACQUIRE(...) YOX_THREAD_ATTRIBUTE(try_acquire_capability(__VA_ARGS__))
 #define YOX_RETURN_CAPABILITY(lock) YOX_THREAD_ATTRIBUTE(lock_returned(lock))
-// For code that is right for a reason that the analysis cannot see; say the reason beside it.
+// Turns the check off for a function that is correct for a reason that clang cannot see. State the
+// reason beside it.
 #define YOX_NO_THREAD_SAFETY_ANALYSIS YOX_THREAD_ATTRIBUTE(no_thread_safety_analysis)
 
 namespace yox {
@@ -50,7 +52,7 @@ namespace yox {
 // std::mutex with attributes.
 class YOX_CAPABILITY("mutex") Mutex {
  public:
-  constexpr Mutex() = default;
+  Mutex() = default;  // constexpr where that of std::mutex is: not with mingw
   Mutex(const Mutex&) = delete;
   Mutex& operator=(const Mutex&) = delete;
 

@@ -27,7 +27,7 @@ const WString& OrElse(const WString& first, const WString& second) {
 }  // namespace
 
 constinit std::atomic<DeviceInfoProvider*> DeviceInfoProvider::device_info_provider_{nullptr};
-constinit yox::Mutex DeviceInfoProvider::instance_mutex_;
+yox::Mutex DeviceInfoProvider::instance_mutex_;
 
 DeviceInfoProvider* DeviceInfoProvider::GetInstance() {
   const yox::MutexLock lock(instance_mutex_);

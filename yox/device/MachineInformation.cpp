@@ -9,7 +9,7 @@ using YOX::g_log;
 using yox::WString;
 
 constinit std::atomic<MachineInformation*> MachineInformation::machine_information_{nullptr};
-constinit yox::Mutex MachineInformation::instance_mutex_;
+yox::Mutex MachineInformation::instance_mutex_;
 
 // Double-checked locking: the acquire load pairs with the release store. The pointer is published
 // before the record is filled, as the header promises.

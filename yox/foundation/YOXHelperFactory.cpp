@@ -3,7 +3,7 @@
 namespace yox {
 
 constinit std::atomic<YOXHelperFactory*> YOXHelperFactory::_YOXHelperFactory{nullptr};
-constinit Mutex YOXHelperFactory::mutex_;
+Mutex YOXHelperFactory::mutex_;
 
 // Double-checked locking: the acquire load pairs with the release store after construction.
 YOXHelperFactory* YOXHelperFactory::GetInstance() {
