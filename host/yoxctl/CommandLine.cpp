@@ -203,7 +203,7 @@ yox::WString Widened(const std::string& name, const std::string& text) {
 }
 
 std::string NameOf(const std::string& argument) {
-  return argument.empty() ? "\"\"" : yox::Printable(argument);
+  return argument.empty() ? "\"\"" : OneLine(argument);
 }
 
 }  // namespace yoxctl
