@@ -14,16 +14,26 @@ namespace YOX {
 
 using yox::ToText;
 
+namespace {
+
+// Signals a change of isReady_ or isServiceStop_. Created at the first use, because its constructor
+// runs code, and never destroyed, because a thread may still be waiting when the process ends.
+yox::ConditionVariable& Changed() {
+  static auto* const changed = new yox::ConditionVariable;
+  return *changed;
+}
+
+}  // namespace
+
 constinit std::atomic<std::int64_t> SendTelemetryCommandHandler::lastProcessedTick_{0};
-std::mutex SendTelemetryCommandHandler::tickMutex_;
-std::mutex SendTelemetryCommandHandler::mtx_;
-std::condition_variable SendTelemetryCommandHandler::cv_;
-bool SendTelemetryCommandHandler::isReady_ = false;
-bool SendTelemetryCommandHandler::isServiceStop_ = false;
+yox::Mutex SendTelemetryCommandHandler::tickMutex_;
+yox::Mutex SendTelemetryCommandHandler::mtx_;
+constinit bool SendTelemetryCommandHandler::isReady_ = false;
+constinit bool SendTelemetryCommandHandler::isServiceStop_ = false;
 
 bool SendTelemetryCommandHandler::IsThrottled() {
   const std::int64_t now = platform::Platform::Get().clock().SteadyNanoseconds();
-  const std::lock_guard lock(tickMutex_);
+  const yox::MutexLock lock(tickMutex_);
   if (now - lastProcessedTick_ < std::chrono::nanoseconds(cooldown_).count()) return true;
   lastProcessedTick_ = now;
   return false;
@@ -93,25 +103,25 @@ void SendTelemetryCommandHandler::DeserializeSendTelemetryCommand(
 }
 
 void SendTelemetryCommandHandler::WaitForCollectionToComplete() {
-  std::unique_lock lock(mtx_);
-  cv_.wait(lock, [] { return isReady_ || isServiceStop_; });
+  yox::MutexLock lock(mtx_);
+  while (!isReady_ && !isServiceStop_) Changed().Wait(lock);
   isReady_ = false;
 }
 
 void SendTelemetryCommandHandler::Notify() {
   {
-    const std::lock_guard lock(mtx_);
+    const yox::MutexLock lock(mtx_);
     isReady_ = true;
   }
-  cv_.notify_all();
+  Changed().NotifyAll();
 }
 
 void SendTelemetryCommandHandler::Cancel() {
   {
-    const std::lock_guard lock(mtx_);
+    const yox::MutexLock lock(mtx_);
     isServiceStop_ = true;
   }
-  cv_.notify_all();
+  Changed().NotifyAll();
 }
 
 }  // namespace YOX

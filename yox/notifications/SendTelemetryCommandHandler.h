@@ -2,15 +2,14 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <functional>
-#include <mutex>
 #include <utility>
 #include <vector>
 
 #include "yox/base/Export.h"
 #include "yox/base/Log.h"
+#include "yox/base/ThreadSafety.h"
 #include "yox/base/WString.h"
 #include "yox/notifications/YOXNotificationData.h"
 
@@ -65,11 +64,10 @@ class YOX_API SendTelemetryCommandHandler {
 
   static constexpr std::chrono::duration<int, std::ratio<60>> cooldown_{5};
   static std::atomic<std::int64_t> lastProcessedTick_;  // nanoseconds of the steady clock
-  static std::mutex tickMutex_;                         // makes the look and the new tick one step
-  static std::mutex mtx_;
-  static std::condition_variable cv_;
-  static bool isReady_;        // guarded by mtx_
-  static bool isServiceStop_;  // guarded by mtx_
+  static yox::Mutex tickMutex_;  // makes reading and setting the tick one step
+  static yox::Mutex mtx_;
+  static bool isReady_ YOX_GUARDED_BY(mtx_);
+  static bool isServiceStop_ YOX_GUARDED_BY(mtx_);
 };
 
 }  // namespace YOX

@@ -51,7 +51,6 @@ const WString AppAndTagCollection::npuMfrTag = "Device.Hardware.Npu.mfr"_w;
 const WString AppAndTagCollection::npuDescriptionTag = "Device.Hardware.Npu.description"_w;
 const WString AppAndTagCollection::oobeDateTag = "OobeDate"_w;
 const WString AppAndTagCollection::daysSinceOobe = "DaysSinceOobe"_w;
-const std::vector<WString> AppAndTagCollection::requiredRegistryTags = {npuExistsTag, oobeDateTag};
 
 AppAndTagCollection::AppAndTagCollection() = default;
 AppAndTagCollection::~AppAndTagCollection() = default;
@@ -164,13 +163,13 @@ void AppAndTagCollection::AddTags(List tags, bool overwriteExisting, bool persis
 
 bool AppAndTagCollection::CheckIfTagsAlreadyExist() {
   WString text;
-  for (const WString& name : requiredRegistryTags) {
-    if (CRegUtil::GetRegValueOfStringTypeIn64BitView(HKEY_LOCAL_MACHINE, szRegKeySubPath, name,
+  for (const WString* const name : requiredRegistryTags) {
+    if (CRegUtil::GetRegValueOfStringTypeIn64BitView(HKEY_LOCAL_MACHINE, szRegKeySubPath, *name,
                                                      text)) {
       continue;
     }
     g_log.e("%s tag does not exist in 64 bit registry %s",
-            "AppAndTagCollection::CheckIfTagsAlreadyExist", name);
+            "AppAndTagCollection::CheckIfTagsAlreadyExist", *name);
     return false;
   }
   if (!CRegUtil::GetRegValueOfStringTypeIn64BitView(HKEY_LOCAL_MACHINE, szRegKeySubPath,

@@ -95,7 +95,7 @@ class YOX_API AppAndTagCollection {
 
   void AddToList(const YOXTag& tag, bool persist);
 
-  static const std::vector<yox::WString> requiredRegistryTags;
+  static constexpr const yox::WString* requiredRegistryTags[] = {&npuExistsTag, &oobeDateTag};
 
   // Recursive: RefreshTags has it while it calls CollectTags.
   mutable yox::RecursiveMutex lock_;
