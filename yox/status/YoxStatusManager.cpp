@@ -30,14 +30,15 @@ std::int32_t Number(YoxStatusManager::Gateway gateway) {
 }  // namespace
 
 constinit std::atomic<YoxStatusManager*> YoxStatusManager::yoxStatusManager_{nullptr};
-std::mutex YoxStatusManager::instance_mutex_;
+constinit yox::Mutex YoxStatusManager::instance_mutex_;
 
+// Double-checked locking: the acquire load pairs with the release store after construction.
 YoxStatusManager* YoxStatusManager::GetInstance() {
   constexpr const char* kFunction = "YOX::YoxStatusManager::GetInstance";
   YoxStatusManager* manager = yoxStatusManager_.load(std::memory_order_acquire);
   if (manager != nullptr) return manager;
   g_status_log.d("%s Acquring lock for first time object creatin of YoxStatusManager", kFunction);
-  const std::lock_guard lock(instance_mutex_);
+  const yox::MutexLock lock(instance_mutex_);
   manager = yoxStatusManager_.load(std::memory_order_relaxed);
   if (manager == nullptr) {
     g_status_log.d("%s Creating object of YoxStatusManager", kFunction);
@@ -62,9 +63,8 @@ void YoxStatusManager::Uninit() {
 
 void YoxStatusManager::RegisterError(Gateway gateway, std::int32_t error_code) {
   constexpr const char* kFunction = "YOX::YoxStatusManager::RegisterError";
-  const std::lock_guard lock(lock_);
-  const auto now = std::chrono::system_clock::time_point(
-      std::chrono::seconds(platform::Platform::Get().clock().Now()));
+  const yox::RecursiveMutexLock lock(lock_);
+  const auto now = platform::Platform::Get().clock().SystemTime();
   std::vector<ErrorInfo>& errors = errors_[gateway];
   const auto known = std::ranges::find(errors, error_code, &ErrorInfo::errorCode);
   if (known != errors.end()) {
@@ -85,42 +85,42 @@ void YoxStatusManager::RegisterError(Gateway gateway, std::int32_t error_code) {
 }
 
 void YoxStatusManager::UpdateCriticalStatus() {
-  const std::lock_guard lock(lock_);
+  const yox::RecursiveMutexLock lock(lock_);
   critical_message_.clear();
   critical_ = false;
   for (const auto& [gateway, errors] : errors_) {
     if (errors.empty()) continue;
     if (std::ranges::any_of(errors, &ErrorInfo::turnedCritical)) critical_ = true;
-    // Every gateway with an error is named, whether or not one is critical.
+    // Required: every gateway with an error is named, critical or not.
     critical_message_ += "Critical error in " + GatewayToString(gateway) + "; ";
   }
 }
 
 void YoxStatusManager::ClearErrors(Gateway gateway) {
-  const std::lock_guard lock(lock_);
+  const yox::RecursiveMutexLock lock(lock_);
   errors_.erase(gateway);
   UpdateCriticalStatus();
 }
 
 void YoxStatusManager::ClearAllErrors() {
-  const std::lock_guard lock(lock_);
+  const yox::RecursiveMutexLock lock(lock_);
   errors_.clear();
   UpdateCriticalStatus();
 }
 
 std::vector<YoxStatusManager::ErrorInfo> YoxStatusManager::GetErrors(Gateway gateway) const {
-  const std::lock_guard lock(lock_);
+  const yox::RecursiveMutexLock lock(lock_);
   const auto found = errors_.find(gateway);
   return found != errors_.end() ? found->second : std::vector<ErrorInfo>();
 }
 
 bool YoxStatusManager::HasCriticalError() const {
-  const std::lock_guard lock(lock_);
+  const yox::RecursiveMutexLock lock(lock_);
   return critical_;
 }
 
 std::string YoxStatusManager::GetCriticalErrorMessage() const {
-  const std::lock_guard lock(lock_);
+  const yox::RecursiveMutexLock lock(lock_);
   return critical_message_;
 }
 

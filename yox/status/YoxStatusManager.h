@@ -4,20 +4,20 @@
 #include <chrono>
 #include <cstdint>
 #include <map>
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include "yox/base/Export.h"
+#include "yox/base/ThreadSafety.h"
 
 namespace YOX {
 
-// Counts the errors that the client's gateways report, and turns one that repeats into a critical
-// status. A process-wide singleton; nothing is kept on disk but its log, "YoxStatusManager.log".
-// Safe from any thread.
+// Counts the errors that the client's gateways report, and turns a repeated error into a critical
+// status. A process-wide singleton; safe from any thread. Nothing is kept on disk but its log,
+// "YoxStatusManager.log". Log lines are UTF-8.
 //
-// Each code of a gateway counts for itself and turns critical at its fifth occurrence, however long
-// they take: counts never decay, only clearing resets them.
+// Each code of a gateway is counted separately and turns critical at its fifth occurrence, however
+// long that takes: counts never decay, and only the three functions that clear reset them.
 class YOX_API YoxStatusManager {
  public:
   enum class Gateway : std::int32_t { Registration = 0, HttpGateway, MqttGateway, Unknown };
@@ -29,48 +29,49 @@ class YOX_API YoxStatusManager {
     bool turnedCritical = false;
   };
 
-  // Never null; lives until the process ends.
+  // Returns the singleton, never null; it lives until the process ends.
   static YoxStatusManager* GetInstance();
 
   virtual ~YoxStatusManager();
   YoxStatusManager(const YoxStatusManager&) = delete;
   YoxStatusManager& operator=(const YoxStatusManager&) = delete;
 
-  // Opens the log. The constructor has called it.
+  // Opens the log. The constructor calls it.
   void Init();
-  // Clears everything; the object stays usable and its log open.
+  // Clears all errors. The object can be used afterwards, and its log stays open.
   void Uninit();
 
-  // Throws std::out_of_range for a number that is no gateway, and has counted the error then.
+  // Counts one occurrence of the code. Throws std::out_of_range, after counting, if `gateway` is
+  // not an enumerator.
   void RegisterError(Gateway gateway, std::int32_t error_code);
   void ClearErrors(Gateway gateway);
   void ClearAllErrors();
 
-  // One entry per code, in order of first occurrence.
+  // Returns one entry per code, in the order of first occurrence; empty if the gateway has none.
   std::vector<ErrorInfo> GetErrors(Gateway gateway) const;
   bool HasCriticalError() const;
-  // To be read only when there is a critical error: it names every gateway that has any error, by
-  // ascending number, as in "Critical error in HttpGateway; Critical error in MqttGateway; ".
+  // Meaningful only while HasCriticalError is true: it names every gateway that has any error, by
+  // ascending number: "Critical error in HttpGateway; Critical error in MqttGateway; ".
   std::string GetCriticalErrorMessage() const;
 
-  // Throws std::out_of_range("invalid unordered_map<K, T> key") for a number that is no gateway.
+  // Throws std::out_of_range("invalid unordered_map<K, T> key") if `gateway` is not an enumerator.
   static std::string GatewayToString(Gateway gateway);
-  // Exactly as written. Any other text, "Unknown" too, is Unknown.
+  // The text must match exactly. Returns Unknown for any other text, "Unknown" included.
   static Gateway StringToGateway(const std::string& text);
 
  protected:
   YoxStatusManager();
 
  private:
-  void UpdateCriticalStatus();
+  void UpdateCriticalStatus();  // locks lock_, which its callers have locked already
 
   static std::atomic<YoxStatusManager*> yoxStatusManager_;
-  static std::mutex instance_mutex_;
+  static yox::Mutex instance_mutex_;  // for creation; never taken while lock_ is
 
-  mutable std::recursive_mutex lock_;  // guards all below
-  std::map<Gateway, std::vector<ErrorInfo>> errors_;
-  std::string critical_message_;
-  bool critical_ = false;
+  mutable yox::RecursiveMutex lock_;
+  std::map<Gateway, std::vector<ErrorInfo>> errors_ YOX_GUARDED_BY(lock_);
+  std::string critical_message_ YOX_GUARDED_BY(lock_);
+  bool critical_ YOX_GUARDED_BY(lock_) = false;
 };
 
 }  // namespace YOX

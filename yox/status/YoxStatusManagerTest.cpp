@@ -12,6 +12,7 @@
 #include "yox/status/YoxStatusManager.h"
 
 #include "tests/support/CapturedLog.h"
+#include "tests/support/SubstitutedPlatform.h"
 
 namespace {
 
@@ -93,10 +94,11 @@ TEST_F(YoxStatusManagerTest, ClearingAGatewayWithoutErrorsChangesNothing) {
   EXPECT_EQ(manager_.GetCriticalErrorMessage(), "Critical error in HttpGateway; ");
 }
 
-TEST_F(YoxStatusManagerTest, AskingForErrorsMakesNoEntry) {
-  EXPECT_TRUE(manager_.GetErrors(Gateway::Registration).empty());
+TEST_F(YoxStatusManagerTest, AGatewayWithoutErrorsHasAnEmptyList) {
   Register(Gateway::HttpGateway, 17, 1);
-  EXPECT_EQ(manager_.GetCriticalErrorMessage(), "Critical error in HttpGateway; ");
+  const YoxStatusManager& manager = manager_;
+  EXPECT_TRUE(manager.GetErrors(Gateway::Registration).empty());
+  EXPECT_TRUE(manager.GetErrors(static_cast<Gateway>(4)).empty());
 }
 
 TEST_F(YoxStatusManagerTest, UnknownGatewayIsOneLikeTheOthers) {
@@ -127,6 +129,22 @@ TEST_F(YoxStatusManagerTest, LastOccurrenceIsRecordedAndDecidesNothing) {
             std::chrono::system_clock::from_time_t(kNoon + 365 * 86400));
 }
 
+// On the machine's own clock, which counts finer than seconds.
+TEST(YoxStatusManagerClockTest, LastOccurrenceLiesWithinTheCall) {
+  using Clock = std::chrono::system_clock;
+  yox::platform::SimulatedDevice device;
+  yox_test::SubstitutedPlatform platform(device);
+  platform.Set(yox::platform::Platform::Native().clock());
+  const yox::platform::ScopedPlatform installed(platform);
+  TestManager manager;
+  const Clock::time_point before = Clock::now();
+  manager.RegisterError(Gateway::HttpGateway, 17);
+  const Clock::time_point after = Clock::now();
+  const Clock::time_point occurred = manager.GetErrors(Gateway::HttpGateway).at(0).lastOccurred;
+  EXPECT_LE(before, occurred);
+  EXPECT_LE(occurred, after);
+}
+
 TEST_F(YoxStatusManagerTest, TextsOfGatewaysGoOneWayFurtherThanTheOther) {
   EXPECT_EQ(YoxStatusManager::GatewayToString(Gateway::Registration), "Registration");
   EXPECT_EQ(YoxStatusManager::GatewayToString(Gateway::HttpGateway), "HttpGateway");
@@ -140,6 +158,7 @@ TEST_F(YoxStatusManagerTest, TextsOfGatewaysGoOneWayFurtherThanTheOther) {
   }
 }
 
+// The message of the std::out_of_range that `call` throws.
 std::string OutOfRangeOf(auto call) {
   try {
     call();
@@ -180,7 +199,7 @@ TEST_F(YoxStatusManagerTest, LogsWhatItCounts) {
                             "YoxStatusManager D YOX::YoxStatusManager::Uninit: triggered\n");
 }
 
-TEST_F(YoxStatusManagerTest, InstanceIsMadeOnceAndSaysSo) {
+TEST_F(YoxStatusManagerTest, TheFirstGetInstanceLogsAndCreates) {
   const yox_test::CapturedLog log;
   YoxStatusManager* const first = YoxStatusManager::GetInstance();
   EXPECT_EQ(YoxStatusManager::GetInstance(), first);
@@ -209,7 +228,9 @@ TEST_F(YoxStatusManagerTest, ThreadsLoseNoCount) {
     });
   }
   for (std::thread& thread : threads) thread.join();
-  for (const auto& error : manager_.GetErrors(Gateway::HttpGateway)) EXPECT_EQ(error.count, 200);
+  const auto errors = manager_.GetErrors(Gateway::HttpGateway);
+  ASSERT_EQ(errors.size(), 5U);
+  for (const auto& error : errors) EXPECT_EQ(error.count, 200) << error.errorCode;
 }
 
 }  // namespace

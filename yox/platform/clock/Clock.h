@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -50,6 +51,12 @@ class Clock {
   virtual std::unique_ptr<Alarm> RingAt([[maybe_unused]] std::int64_t moment,
                                         [[maybe_unused]] std::function<void()> ring) {  // NOLINT
     return nullptr;
+  }
+
+  // The moment of `Now`, as finely as the system's clock counts.
+  std::chrono::system_clock::time_point SystemTime() const {
+    if (!MovedByHand()) return std::chrono::system_clock::now();
+    return std::chrono::system_clock::time_point(std::chrono::seconds(Now()));
   }
 };
 

@@ -1,3 +1,4 @@
+#include <chrono>
 #include <climits>
 #include <thread>
 #include <utility>
@@ -42,6 +43,13 @@ TEST_P(ClockContract, WhatTheCalendarCannotHoldGivesNothing) {
   EXPECT_EQ(clock_.StartOfLocalDay(INT_MIN + 1899, 1, 1), std::nullopt);
   EXPECT_EQ(clock_.StartOfLocalDay(INT_MIN, 1, 1), std::nullopt);
   EXPECT_EQ(clock_.StartOfLocalDay(2026, INT_MIN, 1), std::nullopt);
+}
+
+TEST_P(ClockContract, SystemTimeIsTheMomentOfNow) {
+  const std::int64_t before = clock_.Now();
+  const auto time = std::chrono::floor<std::chrono::seconds>(clock_.SystemTime());
+  EXPECT_LE(before, time.time_since_epoch().count());
+  EXPECT_LE(time.time_since_epoch().count(), clock_.Now() + 1);  // Now may lag by a tick
 }
 
 TEST_P(ClockContract, TimeDoesNotGoBack) {
