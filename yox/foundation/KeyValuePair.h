@@ -2,17 +2,18 @@
 
 #include <utility>
 
-// A name and a text handed to the matching of tags and installed items. Built whole and read; a
-// plain value.
+// A key and a value, in the form in which tags and installed items are handed to the evaluator's
+// matching. It is built whole and then only read. A plain value.
 template <class K, class V>
 class KeyValuePair {
  public:
   KeyValuePair(K key, V value) : key_(std::move(key)), value_(std::move(value)) {}
 
+  // Copies.
   K getKey() const { return key_; }
   V getValue() const { return value_; }
 
-  // References that live as long as the pair stands unchanged.
+  // References, valid until the pair is assigned to or destroyed.
   const K& key() const { return key_; }
   const V& value() const { return value_; }
 

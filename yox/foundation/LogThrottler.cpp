@@ -1,12 +1,14 @@
 #include "yox/foundation/LogThrottler.h"
 
+#include <utility>
+
 using yox::WString;
 
 LogThrottler::LogThrottler() = default;
 LogThrottler::~LogThrottler() = default;
 
 bool LogThrottler::ShouldLogStatic(const WString& key, const WString& message) {
-  const std::lock_guard lock(cacheMutex);
+  const yox::MutexLock lock(cacheMutex);
   LogThrottleEntry& entry = cache[key];
   if (entry.lastMessage == message) return false;
   entry.lastMessage = message;
@@ -19,7 +21,7 @@ bool LogThrottler::ShouldLogDynamic(const WString& key, const WString& required,
   name.reserve(key.size() + 1 + required.size());
   name.append(key).append(1, '_').append(required);
 
-  const std::lock_guard lock(cacheMutex);
+  const yox::MutexLock lock(cacheMutex);
   LogThrottleEntry& entry = cache[std::move(name)];
   if (entry.lastRequired == required && entry.lastActual == actual) return false;
   entry.lastRequired = required;
@@ -29,11 +31,11 @@ bool LogThrottler::ShouldLogDynamic(const WString& key, const WString& required,
 }
 
 void LogThrottler::ClearCache() {
-  const std::lock_guard lock(cacheMutex);
+  const yox::MutexLock lock(cacheMutex);
   cache.clear();
 }
 
-std::size_t LogThrottler::GetCacheSize() {
-  const std::lock_guard lock(cacheMutex);
+std::size_t LogThrottler::GetCacheSize() const {
+  const yox::MutexLock lock(cacheMutex);
   return cache.size();
 }

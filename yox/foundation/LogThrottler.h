@@ -1,15 +1,16 @@
 #pragma once
 
 #include <cstddef>
-#include <mutex>
 #include <unordered_map>
 
 #include "yox/base/Export.h"
+#include "yox/base/ThreadSafety.h"
 #include "yox/base/WString.h"
 
-// Keeps repeated lines out of a log: remembers for each key what was last logged, and tells the
-// caller to write only when something differs. It has no clock, and no limit but the number of
-// distinct keys. Safe from any thread; each question and its answer are one step for their key.
+// Decides whether a log line is to be written, so that a line is not repeated while it says the
+// same. It remembers for each key what was logged last; it has no clock, and no limit but the
+// number of different keys. Texts are UTF-16. Safe from any thread: two threads that ask the same
+// question at once get one `true`.
 class YOX_API LogThrottler {
  public:
   LogThrottler();
@@ -17,18 +18,21 @@ class YOX_API LogThrottler {
   LogThrottler(const LogThrottler&) = delete;
   LogThrottler& operator=(const LogThrottler&) = delete;
 
-  // True, and `message` is remembered, when it differs from the key's last message.
+  // For lines with a fixed key. Returns true, and remembers `message`, if it differs from the key's
+  // last message; the message before the first is the empty one.
   bool ShouldLogStatic(const yox::WString& key, const yox::WString& message);
 
-  // True when `required` or `actual` differs from what was last logged for the entry; the entry is
-  // named key, "_" and required. A change of `message` alone is not logged.
+  // For lines that depend on what the caller required. Each `required` has an entry of its own,
+  // named by key, "_" and required. Returns true, and remembers all three, if `required` or
+  // `actual` differs from the entry's last; both are empty before the first. `message` is not
+  // compared.
   bool ShouldLogDynamic(const yox::WString& key, const yox::WString& required,
                         const yox::WString& actual, const yox::WString& message);
 
-  // Forgets everything: each line is written once more.
+  // Forgets everything, so that each line is written once more.
   void ClearCache();
   // The number of entries.
-  std::size_t GetCacheSize();
+  std::size_t GetCacheSize() const;
 
  private:
   struct LogThrottleEntry {
@@ -37,6 +41,6 @@ class YOX_API LogThrottler {
     yox::WString lastMessage;
   };
 
-  std::unordered_map<yox::WString, LogThrottleEntry> cache;
-  std::mutex cacheMutex;
+  std::unordered_map<yox::WString, LogThrottleEntry> cache YOX_GUARDED_BY(cacheMutex);
+  mutable yox::Mutex cacheMutex;
 };

@@ -55,7 +55,8 @@ TEST(LogThrottlerTest, EachRequiredHasAnEntryOfItsOwn) {
   EXPECT_TRUE(throttler.ShouldLogDynamic("key"_w, "US"_w, "DE"_w, "m"_w));
   EXPECT_TRUE(throttler.ShouldLogDynamic("key"_w, "FR"_w, "DE"_w, "m"_w));
   EXPECT_FALSE(throttler.ShouldLogDynamic("key"_w, "US"_w, "DE"_w, "m"_w));
-  EXPECT_EQ(throttler.GetCacheSize(), 2U);
+  const LogThrottler& constant = throttler;
+  EXPECT_EQ(constant.GetCacheSize(), 2U);
 }
 
 TEST(LogThrottlerTest, ClearCacheForgetsEverything) {

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-// Moving a short string may leave the source as it was; swapping with an empty one never does.
+// Moving a short string may leave the source unchanged; swapping with an empty one does not.
 YOXTag::YOXTag(YOXTag&& other) noexcept {
   key_.swap(other.key_);
   value_.swap(other.value_);

@@ -3,8 +3,9 @@
 #include "yox/base/Export.h"
 #include "yox/base/WString.h"
 
-// A tag: a name and a text, the text often "true" or "false", or empty for a tag that is only
-// there. A plain value; a moved-from tag is empty.
+// A tag of the device or its user: a name, such as "Device.Hardware.Gpu.Exists", and a text, which
+// is empty for a tag that says enough by being there. UTF-16. A plain value; a moved-from tag is
+// empty.
 class YOX_API YOXTag {
  public:
   YOXTag() = default;
@@ -15,12 +16,13 @@ class YOX_API YOXTag {
   YOXTag& operator=(YOXTag&& other) noexcept;
   ~YOXTag() = default;
 
+  // Copies.
   yox::WString getKey() const { return key_; }
   yox::WString getValue() const { return value_; }
   void setKey(const yox::WString& key) { key_ = key; }
   void setValue(const yox::WString& value) { value_ = value; }
 
-  // Views that live as long as the tag stands unchanged.
+  // Views, valid until the tag is changed.
   yox::WStringView key() const { return key_; }
   yox::WStringView value() const { return value_; }
 
