@@ -4,8 +4,10 @@
 #include <spdlog/sinks/rotating_file_sink.h>
 
 #include <array>
+#include <cstdio>
 #include <exception>
 #include <memory>
+#include <system_error>
 #include <utility>
 
 #include "yox/base/Printable.h"
@@ -120,8 +122,15 @@ const Log*& Log::SilencedHere() {
 
 bool Log::Open(const std::filesystem::path& path) {
   try {
-    auto sink = std::make_shared<spdlog::sinks::rotating_file_sink_mt>(path.native(), kLargestFile,
-                                                                       kFormerFiles);
+    // Lines name the device and its user: only this account may read them, whatever the umask.
+    spdlog::file_event_handlers handlers;
+    handlers.after_open = [](const spdlog::filename_t& name, std::FILE*) {
+      using std::filesystem::perms;
+      std::error_code ignored;
+      std::filesystem::permissions(name, perms::owner_read | perms::owner_write, ignored);
+    };
+    auto sink = std::make_shared<spdlog::sinks::rotating_file_sink_mt>(
+        path.native(), kLargestFile, kFormerFiles, false, handlers);
     auto logger = std::make_shared<spdlog::logger>(name_, std::move(sink));
     logger->set_level(spdlog::level::debug);
     logger->flush_on(spdlog::level::debug);

@@ -8,16 +8,18 @@
 
 namespace YOX::Utility {
 
+// GUIDs as text. Safe from any thread.
 class YOX_API CGuid {
  public:
   CGuid() = delete;
 
-  // A fresh random GUID as 36 lower-case characters, in braces unless `plain`; empty when the
-  // system has no random numbers to give. Safe from any thread.
+  // Returns a random GUID (version 4) of 36 lower-case characters, in braces unless `plain` is true;
+  // an empty text if the system's random number generator fails.
   static WString NewGuid(bool plain);
 
-  // The name-based GUID (version 5) of bytes within a name space, which is a GUID itself:
-  // "xxxxxxxx-xxxx-5xxx-yxxx-xxxxxxxxxxxx", digits in lower case. The same everywhere and always.
+  // Returns the name-based GUID (version 5) of `name`, any bytes, in a name space, which is the 16
+  // bytes of a GUID: "xxxxxxxx-xxxx-5xxx-yxxx-xxxxxxxxxxxx" in lower case. The same arguments give
+  // the same GUID on every system.
   static WString FromName(const std::array<unsigned char, 16>& name_space, std::string_view name);
 };
 

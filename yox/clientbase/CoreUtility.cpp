@@ -1,11 +1,8 @@
 #include "yox/clientbase/CoreUtility.h"
 
-#include <algorithm>
-#include <cstdint>
+#include <cstddef>
 #include <exception>
-#include <iterator>
 #include <optional>
-#include <set>
 
 #include "yox/base/Pem.h"
 #include "yox/base/String.h"
@@ -19,14 +16,24 @@
 namespace YOX {
 namespace {
 
-constexpr std::uint64_t kLargestFile = std::uint64_t{16} << 20;
+using yox::NewFile;
 
+constexpr std::size_t kLargestFile = std::size_t{16} << 20;
+
+// The bytes of a file; std::nullopt if it cannot be read or is too long.
 std::optional<std::string> ReadAll(const WString& path) {
-  if (FileSystem::fileSize(path) > kLargestFile) return std::nullopt;
   std::ifstream stream = FileSystem::OpenToRead(path);
   if (!stream) return std::nullopt;
-  std::string text{std::istreambuf_iterator<char>(stream), {}};
-  if (stream.bad()) return std::nullopt;
+  std::string text;
+  // The size that the system gives may be less than what can be read, so the reading is bounded.
+  constexpr std::size_t kPiece = std::size_t{64} << 10;
+  while (stream && text.size() <= kLargestFile) {
+    const std::size_t before = text.size();
+    text.resize(before + kPiece);
+    stream.read(text.data() + before, kPiece);
+    text.resize(before + static_cast<std::size_t>(stream.gcount()));
+  }
+  if (stream.bad() || text.size() > kLargestFile) return std::nullopt;
   return text;
 }
 
@@ -45,7 +52,7 @@ bool CoreUtility::RemoveExpiredAndDuplicateCertsFromFile(const std::string& path
   if (!clean) return false;
   if (*clean == *pem) return true;
   try {
-    yox::NewFile file(wide, yox::NewFile::Access::kAsBefore, std::ios::binary);
+    NewFile file(wide, NewFile::Access::kAsBefore, NewFile::Form::kBinary);
     file.Write(*clean);
     file.Commit();
     return true;

@@ -12,7 +12,6 @@
 #include "yox/platform/crypto/Certificates.h"
 #include "yox/platform/crypto/PemCleaning.h"
 #include "yox/platform/files/Files.h"
-#include "yox/platform/files/NewFile.h"
 #include "yox/platform/files/PathText.h"
 #include "yox/platform/simulated/DeviceProfileReader.h"
 #include "yox/platform/simulated/SimulatedDevice.h"
@@ -205,49 +204,6 @@ TEST_F(CoreUtilityTest, FileThatIsTooLongIsRefused) {
   content.resize((std::size_t{16} << 20) + 1, ' ');
   EXPECT_EQ(Cleaned(content), "false");
   EXPECT_FALSE(CoreUtility::ValidatePemFile(Path()));
-}
-
-class NewFileTest : public CoreUtilityTest {};
-
-TEST_F(NewFileTest, FormerFileStandsUntilTheNewOneIsComplete) {
-  Write("former");
-  {
-    yox::NewFile file(Wide(), yox::NewFile::Access::kPrivate, std::ios::binary);
-    file.Write("new");
-    EXPECT_EQ(Read(), "former");
-    file.Commit();
-    EXPECT_EQ(Read(), "new");
-  }
-  EXPECT_EQ(Read(), "new");
-  EXPECT_FALSE(FileSystem::fileExists(Wide() + ".new"_w));
-}
-
-TEST_F(NewFileTest, UnfinishedFileLeavesNothingBehind) {
-  Write("former");
-  {
-    yox::NewFile file(Wide(), yox::NewFile::Access::kAsBefore, std::ios::binary);
-    file.Write("new");
-    EXPECT_TRUE(FileSystem::fileExists(Wide() + ".new"_w));
-  }
-  EXPECT_EQ(Read(), "former");
-  EXPECT_FALSE(FileSystem::fileExists(Wide() + ".new"_w));
-}
-
-TEST_F(NewFileTest, LeftoverOfAFormerProcessIsReplaced) {
-  FileSystem::OpenToWrite(Wide() + ".new"_w) << "leftover, longer than what follows";
-  yox::NewFile file(Wide(), yox::NewFile::Access::kPrivate, std::ios::binary);
-  file.Write("new");
-  file.Commit();
-  EXPECT_EQ(Read(), "new");
-}
-
-TEST_F(NewFileTest, FolderIsNotReplaced) {
-  ASSERT_TRUE(FileSystem::createDirectory(Wide(), false));
-  EXPECT_THROW(yox::NewFile(Wide(), yox::NewFile::Access::kPrivate, std::ios::binary),
-               std::runtime_error);
-  EXPECT_THROW(
-      yox::NewFile(Wide() + "\\no\\folder"_w, yox::NewFile::Access::kPrivate, std::ios::binary),
-      std::runtime_error);
 }
 
 }  // namespace

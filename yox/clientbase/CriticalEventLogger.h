@@ -2,8 +2,9 @@
 
 #include "yox/base/Export.h"
 
-// Records what went badly wrong, as a pair of numbers that support knows, in a log of its own:
-// "CriticalEvents.log", the line "critical event 1001, 86". Safe from any thread.
+// Records a serious failure as a pair of numbers that the product's support knows. Each call writes a
+// line such as "critical event 1001, 86" to a log of its own, "CriticalEvents.log", at error level.
+// Safe from any thread.
 class YOX_API CriticalEventLogger {
  public:
   CriticalEventLogger() = delete;

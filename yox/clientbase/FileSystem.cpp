@@ -5,6 +5,7 @@
 #include "yox/base/String.h"
 #include "yox/platform/Platform.h"
 #include "yox/platform/files/Files.h"
+#include "yox/platform/files/StateFiles.h"
 #include "yox/platform/system/Client.h"
 
 using yox::WString;
@@ -41,13 +42,7 @@ bool FileSystem::createDirectory(const WString& path, bool with_parents) {
   std::filesystem::path folder = Locate(path);
   // A separator at the end would make the last name an empty one.
   if (!folder.has_filename()) folder = folder.parent_path();
-  std::error_code error;
-  if (with_parents) {
-    std::filesystem::create_directories(folder, error);
-  } else {
-    std::filesystem::create_directory(folder, error);
-  }
-  return std::filesystem::is_directory(folder, error);
+  return yox::platform::CreatePrivateFolder(folder, with_parents);
 }
 
 bool FileSystem::deleteFile(const WString& path) {
@@ -65,6 +60,10 @@ std::ifstream FileSystem::OpenToRead(const WString& path, std::ios::openmode mod
     stream.setstate(std::ios::failbit);
   }
   return stream;
+}
+
+bool FileSystem::WriteInPlace(const WString& path, const std::function<std::string()>& content) {
+  return yox::platform::WriteInPlace(Locate(path), content);
 }
 
 std::ofstream FileSystem::OpenToWrite(const WString& path, std::ios::openmode mode) {

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <string>
 
 #include "yox/base/Export.h"
@@ -21,7 +22,9 @@ class YOX_API FileSystem {
   static bool fileExists(const yox::WString& path);
   // In bytes; 0 when there is no such file.
   static std::uint64_t fileSize(const yox::WString& path);
-  // True when the folder stands afterwards. `with_parents` creates what is missing on the way.
+  // Creates a folder, with `with_parents` also the missing ones above it. What is created only this
+  // account may open (see platform/files/StateFiles.h). Returns whether the folder exists
+  // afterwards.
   static bool createDirectory(const yox::WString& path, bool with_parents);
   // True when the file is gone by this call.
   static bool deleteFile(const yox::WString& path);
@@ -31,6 +34,10 @@ class YOX_API FileSystem {
 
   // Where the path lies on this machine.
   static std::filesystem::path Locate(const yox::WString& path);
+
+  // Writes what `content` returns over a file in place; returns false if it can neither be opened
+  // nor created (see platform/files/StateFiles.h).
+  static bool WriteInPlace(const yox::WString& path, const std::function<std::string()>& content);
 
   // Streams that are not good when the file cannot be opened. Reading is binary unless `mode` says
   // otherwise, writing is what `mode` says, and a missing file is created.

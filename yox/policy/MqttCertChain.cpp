@@ -1,15 +1,12 @@
 #include <exception>
-#include <filesystem>
-#include <iterator>
 #include <string>
-#include <system_error>
 
 #include "yox/base/String.h"
-#include "yox/clientbase/CoreUtility.h"
 #include "yox/clientbase/FilePermissions.h"
 #include "yox/clientbase/FileSystem.h"
 #include "yox/clientbase/Paths.h"
 #include "yox/platform/files/NewFile.h"
+#include "yox/policy/CombinedChain.h"
 #include "yox/policy/PlatformPolicy.h"
 
 using YOX::String;
@@ -17,13 +14,21 @@ using namespace yox::literals;
 
 namespace {
 
-// Administrators and the local system, and nobody else.
+// Only administrators and the local system may open the stored chain.
 constexpr yox::WStringView kFullAccess = "/q /grant *S-1-5-32-544:(OI)(CI)F *S-1-5-18:(OI)(CI)F"_wv;
 constexpr yox::WStringView kReadAndWrite = "/q /grant *S-1-5-32-544:RW *S-1-5-18:RW"_wv;
 
-void Append(std::ofstream& combined, const std::string& path) {
-  std::ifstream part = FileSystem::OpenToRead(String::UTF8ToUTF16(path));
-  combined << std::string(std::istreambuf_iterator<char>(part), {}) << '\n' << std::flush;
+// Returns false if the file cannot be written; the former one then stays.
+bool WriteCombinedFile(const std::string& content) {
+  try {
+    yox::NewFile file(String::UTF8ToUTF16(YOX::utility::getMqttPemFilePath()),
+                      yox::NewFile::Access::kPublic, yox::NewFile::Form::kBinary);
+    file.Write(content);
+    file.Commit();
+    return true;
+  } catch (const std::exception&) {
+    return false;
+  }
 }
 
 }  // namespace
@@ -57,8 +62,9 @@ bool PlatformPolicy::storeMqttCertChain() {
       return false;
     }
     const std::string chain = String::Base64toString(String::UTF16ToUTF8(mqtt_chain_pem64_));
-    // The file is there, with its final rights, before it holds anything.
-    yox::NewFile file(String::UTF8ToUTF16(bridge), yox::NewFile::Access::kPrivate, std::ios::out);
+    // The file has its final access before it has content.
+    yox::NewFile file(String::UTF8ToUTF16(bridge), yox::NewFile::Access::kPrivate,
+                      yox::NewFile::Form::kText);
     YOX::utility::ApplyFilePermissions(file.path(), yox::WString(kFullAccess), true);
     YOX::utility::ApplyFilePermissions(file.path(), yox::WString(kReadAndWrite), false);
     file.Write(chain);
@@ -90,25 +96,11 @@ bool PlatformPolicy::deleteMqttCertChain() {
 }
 
 void PlatformPolicy::AccumulateMqttCertChain() {
-  constexpr const char* kFunction = "PlatformPolicy::AccumulateMqttCertChain";
-  const std::string path = YOX::utility::getMqttPemFilePath();
-  std::string bridge;
-  std::string embedded;
-  YOX::utility::getBridgeMqttPemFilePath(bridge);
-  YOX::utility::getEmbeddedMqttPemFilePath(embedded);
-
-  const yox::WString wide_path = String::UTF8ToUTF16(path);
-  std::error_code ignored;
-  std::filesystem::remove(FileSystem::Locate(wide_path), ignored);
-  std::ofstream combined = FileSystem::OpenToWrite(wide_path, std::ios::out | std::ios::binary);
-  if (FileUtils::fileExist(bridge) == 0 && YOX::CoreUtility::ValidatePemFile(bridge)) {
-    Append(combined, bridge);
-  }
-  // What ships with the product is taken as it is.
-  if (FileUtils::fileExist(embedded) == 0) Append(combined, embedded);
-  combined.close();
-  if (!YOX::CoreUtility::RemoveExpiredAndDuplicateCertsFromFile(path) && log_ != nullptr) {
+  const yox::policy::CombinedChain chain = yox::policy::ReadCombinedChain();
+  // A file that was not written is not cleaned either: one message for both.
+  if (WriteCombinedFile(chain.pem) && chain.is_clean) return;
+  if (log_ != nullptr) {
     log_->e("%s, Issue occured while trying to remove potential expired and duplicate certs.",
-            kFunction);
+            "PlatformPolicy::AccumulateMqttCertChain");
   }
 }

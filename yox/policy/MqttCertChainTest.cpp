@@ -1,8 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <filesystem>
-#include <sstream>
+#include <span>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "yox/base/String.h"
 #include "yox/clientbase/FileSystem.h"
@@ -11,6 +14,8 @@
 #include "yox/policy/PlatformPolicy.h"
 
 #include "tests/support/CapturedLog.h"
+#include "tests/support/ForwardingFiles.h"
+#include "tests/support/SubstitutedPlatform.h"
 #include "tests/trust/Material.h"
 
 namespace {
@@ -26,7 +31,7 @@ const std::string kOld = kExpiredCertificate;
 
 class MqttCertChainTest : public MqttChainFiles {};
 
-TEST_F(MqttCertChainTest, EmptyChainWithoutABridgeFileAnswersFalseAndWarns) {
+TEST_F(MqttCertChainTest, EmptyChainWithoutABridgeFileReturnsFalseAndWarns) {
   const yox_test::CapturedLog log;
   EXPECT_FALSE(PlatformPolicy(&test_log_).updateMqttCertChain());
   EXPECT_EQ(log.Text(),
@@ -48,7 +53,7 @@ TEST_F(MqttCertChainTest, EmptyChainDeletesTheBridgeFileAndLeavesTheCombinedOne)
             "file\n");
 }
 
-TEST_F(MqttCertChainTest, BridgeComesBeforeEmbeddedWithALineBreakBehindEach) {
+TEST_F(MqttCertChainTest, BridgeComesBeforeEmbeddedWithALineBreakAfterEach) {
   Write(embedded_, kB);
   const yox_test::CapturedLog log;
   EXPECT_TRUE(PolicyOf(kA).updateMqttCertChain());
@@ -66,11 +71,12 @@ TEST_F(MqttCertChainTest, ChainsAreCopiedByteByByte) {
   EXPECT_EQ(ReadBytes(combined_), ReadBytes(bridge_) + "\n" + embedded + "\n");
 }
 
-TEST_F(MqttCertChainTest, BridgeFileIsWrittenInTextMode) {
-  EXPECT_TRUE(PolicyOf(kA).updateMqttCertChain());
-  const std::string sample = String::UTF16ToUTF8(device_.files().ProductDirectory()) + "\\sample";
-  FileSystem::OpenToWrite(String::UTF8ToUTF16(sample)) << kA;
-  EXPECT_EQ(ReadBytes(bridge_), ReadBytes(sample));
+TEST_F(MqttCertChainTest, PrivateKeyOfTheServersChainStaysOutOfTheCombinedFile) {
+  Write(embedded_, kB);
+  const std::string key = kServerKey;
+  EXPECT_TRUE(PolicyOf(key + "# between\n" + kA + key).updateMqttCertChain());
+  EXPECT_EQ(Read(bridge_), key + "# between\n" + kA + key);
+  EXPECT_EQ(Read(combined_), "# between\n" + kA + "\n" + kB + "\n");
 }
 
 TEST_F(MqttCertChainTest, GarbageInTheBridgeLeavesTheEmbeddedChainAlone) {
@@ -94,7 +100,7 @@ TEST_F(MqttCertChainTest, WithoutUsableSourcesTheCombinedFileIsEmptyAndCleaned) 
   const yox_test::CapturedLog log;
   EXPECT_TRUE(PolicyOf("garbage").updateMqttCertChain());
   EXPECT_EQ(Read(combined_), "");
-  EXPECT_EQ(log.Lines().size(), 1U);  // the cleaning had nothing to complain of
+  EXPECT_EQ(log.Lines().size(), 1U);  // the cleaning succeeded
 }
 
 TEST_F(MqttCertChainTest, ExpiredAndRepeatedCertificatesGo) {
@@ -124,22 +130,55 @@ TEST_F(MqttCertChainTest, TwoStoresInARowGiveTheSameCombinedFile) {
   EXPECT_EQ(Read(combined_), once);
 }
 
-TEST_F(MqttCertChainTest, RightsAreSetInOrderBeforeTheFileTakesItsPlace) {
-  EXPECT_TRUE(PolicyOf(kA).updateMqttCertChain());
-  const auto granted = device_.files().Grants();
-  ASSERT_EQ(granted.size(), 2U);
-  using Grants = std::vector<yox::AccessGrant>;
-  EXPECT_EQ(granted[0].grants, (Grants{{"S-1-5-32-544"_w, true, true, true, true, true},
-                                       {"S-1-5-18"_w, true, true, true, true, true}}));
-  EXPECT_TRUE(granted[0].replace);
-  EXPECT_EQ(granted[1].grants, (Grants{{"S-1-5-32-544"_w, false, false, true, true, false},
-                                       {"S-1-5-18"_w, false, false, true, true, false}}));
-  EXPECT_FALSE(granted[1].replace);
+// Records what is on the disk each time that access is granted.
+class WatchedFiles final : public yox_test::ForwardingFiles {
+ public:
+  struct Call {
+    std::filesystem::path file;
+    std::vector<yox::AccessGrant> grants;
+    bool replace;
+    std::uintmax_t size;  // of the file
+    bool bridge_exists;
+  };
+  WatchedFiles(Files& base, std::filesystem::path bridge)
+      : ForwardingFiles(base), bridge_(std::move(bridge)) {}
+  bool Grant(const std::filesystem::path& file, std::span<const yox::AccessGrant> grants,
+             bool replace) override {
+    calls.push_back({file,
+                     {grants.begin(), grants.end()},
+                     replace,
+                     std::filesystem::file_size(file),
+                     std::filesystem::exists(bridge_)});
+    return ForwardingFiles::Grant(file, grants, replace);
+  }
+  std::vector<Call> calls;
+
+ private:
+  const std::filesystem::path bridge_;
+};
+
+TEST_F(MqttCertChainTest, AccessIsGrantedInOrderWhileTheFileIsEmptyAndNotInItsPlace) {
   const std::filesystem::path bridge = FileSystem::Locate(String::UTF8ToUTF16(bridge_));
-  for (const auto& call : granted) {
+  yox_test::SubstitutedPlatform platform(device_);
+  WatchedFiles files(device_.files(), bridge);
+  platform.Set(files);
+  const yox::platform::ScopedPlatform installed(platform);
+  EXPECT_TRUE(PolicyOf(kA).updateMqttCertChain());
+  ASSERT_EQ(files.calls.size(), 2U);
+  using Grants = std::vector<yox::AccessGrant>;
+  EXPECT_EQ(files.calls[0].grants, (Grants{{"S-1-5-32-544"_w, true, true, true, true, true},
+                                           {"S-1-5-18"_w, true, true, true, true, true}}));
+  EXPECT_TRUE(files.calls[0].replace);
+  EXPECT_EQ(files.calls[1].grants, (Grants{{"S-1-5-32-544"_w, false, false, true, true, false},
+                                           {"S-1-5-18"_w, false, false, true, true, false}}));
+  EXPECT_FALSE(files.calls[1].replace);
+  for (const auto& call : files.calls) {
     EXPECT_EQ(call.file.parent_path(), bridge.parent_path());
     EXPECT_EQ(call.file.filename(), bridge.filename().concat(".new"));
+    EXPECT_EQ(call.size, 0U);
+    EXPECT_FALSE(call.bridge_exists);
   }
+  EXPECT_EQ(Read(bridge_), kA);
 }
 
 TEST_F(MqttCertChainTest, WithoutABridgePathNothingIsTouched) {
@@ -161,17 +200,17 @@ TEST_F(MqttCertChainTest, WithoutABridgePathNothingIsTouched) {
             "test D PlatformPolicy::deleteMqttCertChain, not able to get mqtt ca pem file path\n");
 }
 
-TEST_F(MqttCertChainTest, BridgeFileThatCannotBeWrittenIsLoggedAndAnswersFalse) {
+TEST_F(MqttCertChainTest, BridgeFileThatCannotBeWrittenIsLoggedAndReturnsFalse) {
   ASSERT_TRUE(FileSystem::createDirectory(String::UTF8ToUTF16(bridge_), false));
   Write(combined_, "former content");
   const yox_test::CapturedLog log;
   EXPECT_FALSE(PolicyOf(kA).updateMqttCertChain());
   EXPECT_EQ(Read(combined_), "former content");
-  EXPECT_EQ(log.Text(),
-            "test D PlatformPolicy::updateMqttCertChain, mqtt chain pem is not empty so store it "
-            "to a file\n"
-            "test E PlatformPolicy::storeMqttCertChain, Exception: what stands in the place of the "
-            "file is none\n");
+  ASSERT_EQ(log.Lines().size(), 2U);
+  EXPECT_EQ(log.Lines().back().level, YOX::LogLevel::Error);
+  EXPECT_TRUE(
+      log.Lines().back().text.starts_with("PlatformPolicy::storeMqttCertChain, Exception: "));
+  EXPECT_NE(log.Lines().back().text.find("mqtt-bridge.pem"), std::string::npos);
 }
 
 TEST_F(MqttCertChainTest, CombinedFileThatCannotBeWrittenDoesNotFailTheStore) {

@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <optional>
-#include <span>
 #include <string>
 #include <utility>
 
@@ -117,7 +115,7 @@ TEST_F(ProvisionFileUtilityTest, FileOneByteLongerIsRefused) {
             "1048577\n");
 }
 
-// Files that gives another file after the first question, as if it had grown in between.
+// Locates another file after the first call, as if the file had grown in between.
 class GrowingFiles final : public yox_test::ForwardingFiles {
  public:
   GrowingFiles(Files& base, std::filesystem::path grown)

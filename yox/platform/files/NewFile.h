@@ -1,44 +1,45 @@
 #pragma once
 
-#include <filesystem>
-#include <fstream>
+#include <memory>
 #include <string_view>
 
 #include "yox/base/WString.h"
 
 namespace yox {
 
-// A file that takes the place of another only when it is complete: until then it stands beside it
-// under a name of its own, ".new" behind the other's. Whoever opens the other, and whatever ends
-// this process, finds the former file or the new one. One that a former process left is replaced.
-// One thread at a time, in one process.
+// A file that replaces another one as a whole: it is written under a name of its own, that of the
+// other with ".new" appended, and then renamed. A reader finds the former file or the new one,
+// whenever this process ends; nothing is flushed to the disk itself. What a process that ended left
+// under the name is replaced.
+//
+// Every failure throws std::runtime_error. One thread, and one process, at a time.
 class NewFile {
  public:
   enum class Access {
-    kPrivate,   // this account's alone, from its first moment (see Files::CreatePrivate)
-    kAsBefore,  // that of the file whose place it takes, as far as a mode says it
+    kPrivate,   // this account, on Windows also the administrators and the local system
+    kPublic,    // every account may read it, on Windows whoever may read the folder
+    kAsBefore,  // that of the file which is replaced; private if there is none
   };
+  enum class Form { kBinary, kText };  // text: a line break is written as this system's
 
-  // Throws std::runtime_error when the file cannot be created, or the other is not a regular file.
-  NewFile(const WString& path, Access access, std::ios::openmode mode);
-  // Leaves the other as it was, unless Commit was called.
+  // Creates the new file, empty, with its access. Throws if the other one exists and is not a file.
+  NewFile(const WString& path, Access access, Form form);
+  // Removes the new file unless Commit was called.
   ~NewFile();
   NewFile(const NewFile&) = delete;
   NewFile& operator=(const NewFile&) = delete;
 
-  // Where it stands until then.
-  WString path() const;
+  // Where the new file is until Commit.
+  WString path() const { return path_ + operator""_w<".new">(); }
 
-  // Throws std::runtime_error when the bytes cannot all be written.
   void Write(std::string_view bytes);
-  // Takes the place. Throws std::runtime_error when that fails.
   void Commit();
 
  private:
+  struct State;
+
   const WString path_;
-  const std::filesystem::path target_;
-  const std::filesystem::path staging_;
-  std::ofstream stream_;
+  const std::unique_ptr<State> state_;
 };
 
 }  // namespace yox

@@ -8,11 +8,14 @@
 #include <algorithm>
 #include <cstdlib>
 #include <string>
+#include <system_error>
 #include <utility>
 
 #include "yox/base/Log.h"
 #include "yox/base/String.h"
 #include "yox/platform/files/PathText.h"
+#include "yox/platform/files/linux/FileDescriptor.h"
+#include "yox/platform/files/linux/PrivateFolder.h"
 #include "yox/platform/files/linux/RootFiles.h"
 
 namespace yox::platform {
@@ -71,9 +74,11 @@ fs::path LinuxFiles::Locate(WStringView path) const {
 }
 
 bool LinuxFiles::CreatePrivate(const fs::path& file) {
-  const int descriptor =
-      open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR);
-  return descriptor >= 0 && close(descriptor) == 0;
+  try {
+    return bool{PrivateFolder(file.parent_path()).CreateFile(file.filename().c_str())};
+  } catch (const std::system_error&) {
+    return false;
+  }
 }
 
 std::optional<std::string> LinuxFiles::ReadTrusted(const fs::path& file, std::size_t limit) {
@@ -91,8 +96,11 @@ std::optional<std::string> LinuxFiles::ReadTrusted(const fs::path& file, std::si
 }
 
 bool LinuxFiles::Grant(const fs::path& file, std::span<const AccessGrant> grants, bool replace) {
+  // Through the opened file: the name could lead elsewhere by the time the mode is changed.
+  const FileDescriptor opened(
+      open(file.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
   struct stat status {};
-  if (stat(file.c_str(), &status) != 0) return false;
+  if (!opened || fstat(opened.number(), &status) != 0) return false;
   mode_t mode = replace ? 0 : status.st_mode & S_IRWXU;
   for (const AccessGrant& grant : grants) {
     if (grant.sid != kAdministratorsSid && grant.sid != kLocalSystemSid) return false;
@@ -100,7 +108,7 @@ bool LinuxFiles::Grant(const fs::path& file, std::span<const AccessGrant> grants
     if (grant.write) mode |= S_IWUSR;
   }
   if (S_ISDIR(status.st_mode) && (mode & S_IRUSR) != 0) mode |= S_IXUSR;
-  return chmod(file.c_str(), mode) == 0;
+  return fchmod(opened.number(), mode) == 0;
 }
 
 }  // namespace yox::platform

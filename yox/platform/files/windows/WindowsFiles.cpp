@@ -13,6 +13,7 @@
 #include "yox/base/Log.h"
 #include "yox/base/String.h"
 #include "yox/platform/files/windows/OwnFolder.h"
+#include "yox/platform/files/windows/PrivateAccess.h"
 #include "yox/platform/users/windows/Token.h"
 
 namespace yox::platform {
@@ -122,20 +123,10 @@ WString WindowsFiles::ProductDirectory() const {
 fs::path WindowsFiles::Locate(WStringView path) const { return path; }
 
 bool WindowsFiles::CreatePrivate(const fs::path& file) {
-  const WString user = SidOfToken(OwnToken().get());
-  if (user.empty()) return false;
-  // Protected from what the folder hands down: full access for administrators, system, this
-  // account.
-  const WString list = L"D:P(A;;FA;;;BA)(A;;FA;;;SY)(A;;FA;;;" + user + L")";
-  PSECURITY_DESCRIPTOR descriptor = nullptr;
-  if (ConvertStringSecurityDescriptorToSecurityDescriptorW(list.c_str(), SDDL_REVISION_1,
-                                                           &descriptor, nullptr) == 0) {
-    return false;
-  }
-  const LocalMemory freed_descriptor(descriptor);
-  SECURITY_ATTRIBUTES attributes{sizeof(attributes), descriptor, FALSE};
-  const HANDLE created = CreateFileW(file.c_str(), GENERIC_WRITE, 0, &attributes, CREATE_NEW,
-                                     FILE_ATTRIBUTE_NORMAL, nullptr);
+  PrivateAccess access;
+  if (access.attributes() == nullptr) return false;
+  const HANDLE created = CreateFileW(file.c_str(), GENERIC_WRITE, 0, access.attributes(),
+                                     CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (created == INVALID_HANDLE_VALUE) return false;
   CloseHandle(created);
   return true;
