@@ -26,11 +26,8 @@ std::optional<std::string> ReadCacheFile(const WString& path) {
   return text;
 }
 
-bool WriteCacheFile(const WString& path, const std::string& text) {
-  std::ofstream file = FileSystem::OpenToWrite(path);
-  if (!file.good()) return false;
-  file << text;
-  return true;
+bool WriteCacheFile(const WString& path, const std::function<std::string()>& text) {
+  return FileSystem::WriteInPlace(path, text);
 }
 
 }  // namespace yox::device

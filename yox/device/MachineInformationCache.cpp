@@ -48,7 +48,7 @@ bool MachineInformation::LoadMachineInformationFromFile() {
 bool MachineInformation::SaveMachineInformationToFile() {
   try {
     return yox::device::WriteCacheFile(yox::device::CachePath(s_MachineInformationFileName),
-                                       Serialize());
+                                       [this] { return Serialize(); });
   } catch (...) {
     return false;
   }
@@ -61,7 +61,7 @@ std::string MachineInformation::Serialize() {
       if (!key.text) {
         root[key.name] = os_is_s_mode();
       } else if (*key.text == Text::device_manufacturer) {
-        root[key.name] = String::UTF16ToUTF8(device_manufacturer());  // may be overridden
+        root[key.name] = String::UTF16ToUTF8(device_manufacturer());  // can be overridden
       } else {
         root[key.name] = String::UTF16ToUTF8(View(*key.text));
       }
@@ -84,6 +84,6 @@ void MachineInformation::DeSerialize(const std::string& text) {
         set_os_is_s_mode(root[key.name].asBool());
       }
     }
-  } catch (...) {  // NOLINT(bugprone-empty-catch): what was read so far stays
+  } catch (...) {  // NOLINT(bugprone-empty-catch): what was read before stays
   }
 }

@@ -27,7 +27,7 @@ struct RegionInformation::Field {
   WString (*read)();
 };
 
-// In the order of reading the system.
+// In the order in which the values are read from the system.
 const RegionInformation::Field RegionInformation::kFields[] = {
     {"country_code", &RegionInformation::country_code_, CountryCodeAgent::GetCountryCode},
     {"language_code", &RegionInformation::language_code_,
@@ -52,7 +52,7 @@ void RegionInformation::Init(bool force) {
     InitValuesFromApis();
     SaveRegionInformationToFile();
   } else if (!LoadRegionInformationFromFile()) {
-    // What is read without a user must not reach the file.
+    // Values that were read without a user must not reach the file.
     InitValuesFromApis();
   }
 }
@@ -79,7 +79,8 @@ bool RegionInformation::LoadRegionInformationFromFile() {
 
 bool RegionInformation::SaveRegionInformationToFile() const {
   try {
-    return yox::device::WriteCacheFile(yox::device::CachePath(kFile), Serialize());
+    return yox::device::WriteCacheFile(yox::device::CachePath(kFile),
+                                       [this] { return Serialize(); });
   } catch (...) {
     return false;
   }
@@ -96,7 +97,8 @@ std::string RegionInformation::Serialize() const {
 }
 
 void RegionInformation::DeSerialize(const std::string& text) {
-  // In the order of reading the file: where one key raises, those behind it keep their values.
+  // The order of reading: if a key cannot be converted, the members of those after it keep their
+  // values.
   constexpr const char* kOrder[] = {"region_name",   "country_code",  "country_name",
                                     "language_code", "language_name", "region_info_datetime"};
   try {
@@ -110,6 +112,6 @@ void RegionInformation::DeSerialize(const std::string& text) {
         }
       }
     }
-  } catch (...) {  // NOLINT(bugprone-empty-catch): what was read so far stays
+  } catch (...) {  // NOLINT(bugprone-empty-catch): what was read before stays
   }
 }
