@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <fstream>
 #include <iterator>
 #include <memory>
 #include <string>
@@ -11,6 +12,7 @@
 #include "yox/base/String.h"
 #include "yox/clientbase/FileSystem.h"
 #include "yox/clientbase/Paths.h"
+#include "yox/policy/CombinedChain.h"
 #include "yox/policy/PlatformPolicy.h"
 
 #include "host/yoxctl/ChosenDevice.h"
@@ -64,7 +66,7 @@ std::string ToText(const PlatformPolicy& policy) {
   const Json::Value json = ToJson(policy);
   std::string text;
   const auto line = [&](const std::string& name, const std::string& value) {
-    if (!value.empty()) text += name + ": " + yox::Printable(value) + "\n";
+    if (!value.empty()) text += name + ": " + yox::OneLine(value) + "\n";
   };
   for (const auto& row : kTexts) line(row.name, json[row.name].asString());
   for (const auto& row : kLists) {
@@ -147,28 +149,67 @@ PlatformPolicy Accumulated(const PolicyOptions& options) {
   return effective;
 }
 
+// What is on the disk after the stored chain was replaced: compares the combined file with what it
+// should contain, because the library only logs that it could not be written.
+struct CombinedFile {
+  std::string path;
+  yox::policy::CombinedChain chain;
+  bool is_complete = false;
+
+  CombinedFile()
+      : path(YOX::utility::getMqttPemFilePath()), chain(yox::policy::ReadCombinedChain()) {
+    std::ifstream file = FileSystem::OpenToRead(String::UTF8ToUTF16(path));
+    is_complete = file && std::string(std::istreambuf_iterator<char>(file), {}) == chain.pem;
+  }
+
+  // Where the file is, as it is shown.
+  std::string Shown() const { return PathText(FileSystem::Locate(String::UTF8ToUTF16(path))); }
+};
+
 int UpdateCertificates(const GlobalOptions& global, const PolicyOptions& options) {
   if (options.form == "response") throw Refusal("--form: a response has no certificate chain");
-  const std::string chain =
-      String::UTF16ToUTF8(ReadPolicy(options.document, options.form).mqtt_chain_pem64());
+  const WString chain = ReadPolicy(options.document, options.form).mqtt_chain_pem64();
   const ChosenDevice device(global);
   PlatformPolicy policy(&YOX::g_log);
-  policy.set_mqtt_chain_pem64(String::UTF8ToUTF16(chain));
-  const bool done = policy.updateMqttCertChain();
-  const std::string path = YOX::utility::getMqttPemFilePath();
-  const std::string shown = PathText(FileSystem::Locate(String::UTF8ToUTF16(path)));
+  policy.set_mqtt_chain_pem64(chain);
+  const bool updated = policy.updateMqttCertChain();
+  const bool stored = updated && !chain.empty();
+  const CombinedFile combined;
+  const bool built = stored && combined.is_complete;
+  const bool complete = built && combined.chain.has_server_chain;
   if (global.json) {
     Json::Value answer;
-    answer["updated"] = done;
-    answer["stored"] = done && !chain.empty();
-    answer["combined_file"] = shown;
+    answer["updated"] = updated;
+    answer["stored"] = stored;
+    answer["combined_file"] = combined.Shown();
+    if (stored) {
+      answer["combined_file_built"] = built;
+      answer["chain_included"] = combined.chain.has_server_chain;
+      answer["private_keys_left_out"] = combined.chain.had_private_key;
+      answer["cleaned"] = combined.chain.is_clean;
+    }
     Print(yox::JsonText(answer));
-  } else if (!done) {
+  } else if (!updated) {
     Print("not updated\n");
+  } else if (!stored) {
+    Print("the stored chain is deleted: " + combined.Shown() + "\n");
+  } else if (!built) {
+    Print("the chain is stored, but the combined file could not be written: " + combined.Shown() +
+          "\n");
   } else {
-    Print((chain.empty() ? "the stored chain is deleted: " : "built ") + shown + "\n");
+    std::string text = "built " + combined.Shown() + "\n";
+    if (!combined.chain.has_server_chain) {
+      text += "without the document's chain, which is not a usable PEM file\n";
+    }
+    if (combined.chain.had_private_key) {
+      text += "without the private keys of the document's chain\n";
+    }
+    if (!combined.chain.is_clean) {
+      text += "with expired and repeated certificates: a block in it cannot be parsed\n";
+    }
+    Print(text);
   }
-  return done ? kDone : kNegative;
+  return complete || (updated && !stored) ? kDone : kNegative;
 }
 
 int ShowOne(const GlobalOptions& global, const PolicyOptions& options) {

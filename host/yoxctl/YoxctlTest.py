@@ -3,6 +3,7 @@
 
   YoxctlTest.py [--cases CLASS] [EMULATOR...] YOXCTL
 """
+import base64
 import errno
 import json
 import os
@@ -920,6 +921,14 @@ class Policy(Yoxctl):
             "allow_self_signed_cert: false\n"
             "platform_policy_url: /configuration-service/v1/platform-policy\n")
 
+    def test_show_cuts_no_value(self):
+        key = "MFkwEwYHKoZIzj0CAQYIKoZIzj0DAQcDQgAE" * 20
+        done = self.run_program("policy", "show", self.policy("p.json", validation={"jws_pubkey": [key]}))
+        self.assertIn(f"jws_pubkey: {key}\n".encode(), done.stdout)
+        done = self.run_program("policy", "accumulate", "--built-in", "p.json")
+        self.assertRegex(done.stdout.decode(), r"-----BEGIN PUBLIC KEY-----\\u000a[A-Za-z0-9+/=]+"
+                         r"\\u000a-----END PUBLIC KEY-----\n")
+
     def test_forms(self):
         self.assertEqual(self.shown("show", "--form", "flat", self.policy(
             "p.json", wrapped=False, device_auth_type="type"))["device_auth_type"], "type")
@@ -946,7 +955,7 @@ class Policy(Yoxctl):
     def test_a_document_that_is_no_policy_deletes_no_chain(self):
         update = ["--device", "device.json", "--state-dir", "state", "policy", "update-certificates"]
         chain = self.policy("p.json", validation={"mqtt_chain_pem64": "Zm9v"})
-        self.assertEqual(self.run_program(*update, chain).returncode, 0)
+        self.assertEqual(self.run_program(*update, chain).returncode, 1)  # stored, but not usable
         wrapper = "yox_config.platform_policy"
         for document, message in (
             (PROFILE, 'has no "yox_config" (see --form)'),
@@ -975,18 +984,48 @@ class Policy(Yoxctl):
                 self.assert_refused([*update, "--form", "flat", "bad.json"], f"bad.json: {message}")
         self.assertEqual([path.read_bytes() for path in self.folder.rglob("mqtt-bridge.pem")], [b"foo"])
 
+    def chain(self, *parts):
+        material = (pathlib.Path(__file__).parents[2] / "tests/trust/Material.h").read_text()
+        pem = "".join(re.search(rf'k{part} = R"\((.*?)\)"', material, re.DOTALL).group(1) for part in parts)
+        return self.policy("p.json", validation={"mqtt_chain_pem64": base64.b64encode(pem.encode()).decode()})
+
+    UPDATE = ["--device", "device.json", "--state-dir", "state", "policy", "update-certificates"]
+
     def test_certificates_of_a_simulated_device_stay_in_its_folder(self):
-        chain = self.policy("p.json", validation={"mqtt_chain_pem64": "Zm9v"})
-        done = self.run_program("--device", "device.json", "--state-dir", "state", "--format", "json",
-                                "policy", "update-certificates", chain)
+        done = self.run_program("--format", "json", *self.UPDATE, self.chain("RootACertificate"))
         answer = json.loads(done.stdout)
-        self.assertEqual((done.returncode, answer["updated"], answer["stored"]), (0, True, True))
-        self.assertEqual([path.read_bytes() for path in self.folder.rglob("mqtt-bridge.pem")], [b"foo"])
-        done = self.run_program("--device", "device.json", "--state-dir", "state", "policy",
-                                "update-certificates", self.policy("empty.json"))
+        self.assertEqual((done.returncode, answer.pop("combined_file") != ""), (0, True))
+        self.assertEqual(answer, {"updated": True, "stored": True, "combined_file_built": True, "chain_included": True,
+                                  "private_keys_left_out": False, "cleaned": True})
+        self.assertEqual(len(list(self.folder.rglob("mqtt-bridge.pem"))), 1)
+        done = self.run_program(*self.UPDATE, self.policy("empty.json"))
         self.assertEqual((done.returncode, list(self.folder.rglob("mqtt-bridge.pem"))), (0, []))
-        self.assert_answer(["--device", "device.json", "--state-dir", "state", "policy",
-                            "update-certificates", "empty.json"], 1, "not updated\n")
+        self.assert_answer([*self.UPDATE, "empty.json"], 1, "not updated\n")
+
+    def test_a_chain_that_is_left_out_is_told(self):
+        done = self.run_program(*self.UPDATE, self.policy("p.json", validation={"mqtt_chain_pem64": "Zm9v"}))
+        self.assertEqual(done.returncode, 1)
+        self.assertIn(b"without the document's chain, which is not a usable PEM file\n", done.stdout)
+        self.assertEqual([path.read_bytes() for path in self.folder.rglob("mqtt.pem")], [b""])
+        self.assertEqual([path.read_bytes() for path in self.folder.rglob("mqtt-bridge.pem")], [b"foo"])
+
+    def test_private_keys_that_are_left_out_are_told(self):
+        done = self.run_program(*self.UPDATE, self.chain("RootACertificate", "ServerKey"))
+        self.assertEqual(done.returncode, 0)
+        self.assertIn(b"without the private keys of the document's chain\n", done.stdout)
+        [combined] = self.folder.rglob("mqtt.pem")
+        self.assertNotIn(b"PRIVATE KEY", combined.read_bytes())
+
+    def test_a_combined_file_that_cannot_be_written_is_told(self):
+        self.assertEqual(self.run_program(*self.UPDATE, self.chain("RootACertificate")).returncode, 0)
+        [combined] = self.folder.rglob("mqtt.pem")
+        combined.unlink()
+        (combined / "inside").mkdir(parents=True)
+        done = self.run_program(*self.UPDATE, self.chain("RootACertificate"))
+        self.assertEqual(done.returncode, 1)
+        self.assertIn(b"the combined file could not be written", done.stdout)
+        done = self.run_program("--format", "json", *self.UPDATE, self.chain("RootACertificate"))
+        self.assertEqual((done.returncode, json.loads(done.stdout)["combined_file_built"]), (1, False))
 
 
 class Provision(Yoxctl):
