@@ -13,8 +13,8 @@ class YOX_API CGuid {
  public:
   CGuid() = delete;
 
-  // Returns a random GUID (version 4) of 36 lower-case characters, in braces unless `plain` is true;
-  // an empty text if the system's random number generator fails.
+  // Returns a random GUID (version 4) of 36 lower-case characters, in braces unless `plain` is
+  // true; an empty text if the system's random number generator fails.
   static WString NewGuid(bool plain);
 
   // Returns the name-based GUID (version 5) of `name`, any bytes, in a name space, which is the 16
