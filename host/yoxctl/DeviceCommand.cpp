@@ -13,6 +13,7 @@
 
 #include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/CommandLine.h"
+#include "host/yoxctl/MachineRecord.h"
 #include "host/yoxctl/Output.h"
 #include "host/yoxctl/PresentDevices.h"
 #include "host/yoxctl/ProgressLine.h"
@@ -71,8 +72,8 @@ int Show(const GlobalOptions& global, bool refresh) {
   std::string output;
   {
     const ProgressLine progress("still asking the device");
-    const std::shared_ptr<MachineInformation> record = MachineInformation::GetShared();
-    record->ReInitialize(refresh);
+    if (refresh) MachineInformation::GetInstance()->ReInitialize(true);
+    const std::shared_ptr<MachineInformation> record = PublishMachineRecord();
     record->CollectAdditionalInfo(true);
     auto* const provider = YOX::DeviceInfoProvider::GetInstance();
     provider->setForceRefresh(true);

@@ -6,12 +6,12 @@
 #include "yox/base/String.h"
 #include "yox/decision/Explanation.h"
 #include "yox/decision/FilterDocument.h"
-#include "yox/device/MachineInformation.h"
 
 #include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/CommandLine.h"
 #include "host/yoxctl/DecidingEvaluator.h"
 #include "host/yoxctl/ExplanationText.h"
+#include "host/yoxctl/MachineRecord.h"
 #include "host/yoxctl/Output.h"
 #include "host/yoxctl/Paint.h"
 
@@ -52,7 +52,7 @@ int Evaluate(const GlobalOptions& global, const EvaluateOptions& options) {
   const ApplicabilityFilter filter = ReadNamed(options.filters, ReadFilterDocument);
   const ChosenDevice device(global);
 
-  MachineInformation::Publish();
+  PublishMachineRecord();
   DecidingEvaluator deciding;
   ApplicabilityEvaluator* const evaluator = &deciding;
   yox::WString* const target = options.target_version ? &target_version : nullptr;

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "yox/base/Json.h"
+#include "yox/base/Printable.h"
 #include "yox/base/StrictJson.h"
 #include "yox/base/String.h"
 #include "yox/clientbase/FileSystem.h"

@@ -2,11 +2,11 @@
 
 #include "yox/base/Json.h"
 #include "yox/base/String.h"
-#include "yox/device/MachineInformation.h"
 #include "yox/tags/AppAndTagCollection.h"
 
 #include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/CommandLine.h"
+#include "host/yoxctl/MachineRecord.h"
 #include "host/yoxctl/Output.h"
 
 namespace yoxctl {
@@ -14,7 +14,7 @@ namespace {
 
 int Tags(const GlobalOptions& global) {
   const ChosenDevice device(global);
-  MachineInformation::Publish();
+  PublishMachineRecord();
 
   Json::Value document(Json::arrayValue);
   std::string text;

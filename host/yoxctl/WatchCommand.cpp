@@ -12,7 +12,6 @@
 #include "yox/applicability/ApplicabilityEvaluator.h"
 #include "yox/base/String.h"
 #include "yox/decision/FilterDocument.h"
-#include "yox/device/MachineInformation.h"
 #include "yox/notifications/YOXPublisherSubscriber.h"
 #include "yox/platform/Platform.h"
 #include "yox/platform/clock/Clock.h"
@@ -25,6 +24,7 @@
 #include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/CommandLine.h"
 #include "host/yoxctl/FollowedProfile.h"
+#include "host/yoxctl/MachineRecord.h"
 #include "host/yoxctl/Output.h"
 #include "host/yoxctl/PresentDevices.h"
 #include "host/yoxctl/WatchLines.h"
@@ -91,7 +91,7 @@ class Printer {
 class Running {
  public:
   Running(Event& stop, Event& changed) : stop_(stop) {
-    MachineInformation::Publish();
+    PublishMachineRecord();
     subscriber_ = YOXPublisherSubscriber::GetInstance()->Subscribe(
         [&changed](YOXNotificationData& record_of_tags) {
           if (record_of_tags.getTopicId() == static_cast<int>(TopicId::TagsUpdated)) changed.Set();

@@ -189,7 +189,7 @@ class Evaluate(Yoxctl):
                  "OPENSSL_CONF": str(self.folder / "openssl.cnf")})
         self.assertEqual((done.stderr, done.stdout), (b"", b"applies\nFilter [0]: true; \n"))
         calls = (self.folder / "calls").read_text().splitlines()
-        own = re.compile(r'"(filters\.json|device\.json|%s/temporary[^"]*|/proc/self/[^"]*|State|Shared|\w+Cached\.json|)"'
+        own = re.compile(r'"(filters\.json|device\.json|%s/temporary[^"]*|/proc/self/[^"]*|State|Shared|\w+Cached\.json|\.|)"'
                          % re.escape(str(self.folder)))
         begin = next(number for number, call in enumerate(calls) if '"filters.json", {' in call)
         loaded = [call for call in calls[:begin] if re.search(r" open\w*\(|socket", call)
@@ -414,6 +414,20 @@ class Device(Yoxctl):
         self.assertEqual(caption(self.device(*state)), "Microsoft Windows 11 Pro")
         self.assertEqual(caption(self.device(*state, "--refresh")), "Changed")
         self.assertEqual(caption(self.device(*state)), "Changed")
+
+    def test_an_empty_cache_file_is_told_until_a_refresh(self):
+        state = ["--state-dir", "state", "--device", "device.json"]
+        self.device(*state, "device")
+        [cache] = self.folder.rglob("MachineInformationCached.json")
+        cache.write_bytes(b"")
+        for command in (["device"], ["tags"], ["evaluate", "filters.json"]):
+            self.write("filters.json", [{"mfr": "Contoso"}])
+            done = self.run_program(*state, *command)
+            self.assertEqual(done.stderr.decode().splitlines(),
+                             [f"yoxctl: {cache}: empty or not JSON, so the device's facts are empty "
+                              "(device --refresh reads them)"])
+        self.device(*state, "device", "--refresh")
+        self.assertEqual(self.run_program(*state, "evaluate", "filters.json").returncode, 0)
 
     def test_this_machine_answers(self):
         facts = self.device("--state-dir", "state", "device")

@@ -11,6 +11,8 @@
 namespace yox::device {
 
 inline constexpr yox::WStringView kSharedFolder = YOX::operator""_wv<"\\Shared">();
+inline constexpr yox::WStringView kMachineFile = YOX::operator""_wv<
+    "\\MachineInformationCached.json">();
 
 // Returns the folder's path with `name` appended. If the client has no folder for its state, the
 // path starts at the root of the drive.

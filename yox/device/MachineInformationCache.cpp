@@ -6,6 +6,7 @@
 #include "yox/clientbase/Paths.h"
 #include "yox/device/CacheFile.h"
 #include "yox/device/CacheKeys.h"
+#include "yox/device/MachineCache.h"
 #include "yox/device/MachineInformation.h"
 
 using namespace yox::literals;
@@ -15,7 +16,7 @@ using yox::WString;
 constexpr yox::WStringView MachineInformation::s_MachineInformationSharedFolderSubPath =
     yox::device::kSharedFolder;
 constexpr yox::WStringView MachineInformation::s_MachineInformationFileName =
-    "\\MachineInformationCached.json"_wv;
+    yox::device::kMachineFile;
 
 void MachineInformation::Initialize() {
   const yox::RecursiveMutexLock lock(lock_);
@@ -86,4 +87,16 @@ void MachineInformation::DeSerialize(const std::string& text) {
     }
   } catch (...) {  // NOLINT(bugprone-empty-catch): what was read before stays
   }
+}
+
+std::optional<WString> yox::device::UnusableMachineCache() {
+  const WString path = CachePath(kMachineFile);
+  const std::optional<std::string> text = ReadCacheFile(path);
+  if (!text) return std::nullopt;
+  try {
+    const std::optional<Json::Value> document = ParseLenientJson(*text);
+    if (document && document->isObject()) return std::nullopt;
+  } catch (const Json::Exception&) {  // NOLINT(bugprone-empty-catch): nested too deeply
+  }
+  return path;
 }

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -8,6 +10,7 @@
 
 #include "yox/base/Json.h"
 #include "yox/device/CacheKeys.h"
+#include "yox/device/MachineCache.h"
 #include "yox/device/RegionInformation.h"
 #include "yox/device/TestRecord.h"
 #include "yox/platform/devices/Accelerators.h"
@@ -161,6 +164,57 @@ TEST(MachineInformationCacheTest, BehindAValueOfWrongShapeMembersKeepWhatTheyHol
   record.DeSerialize(R"({"os_name":"A","os_version":[],"device_brand":"lost"})");
   EXPECT_EQ(record.os_name(), "A"_w);
   EXPECT_EQ(record.device_brand(), "kept"_w);
+}
+
+TEST(MachineInformationCacheTest, AFileThatIsNoObjectIsUnusable) {
+  InstalledDevice device;
+  EXPECT_EQ(yox::device::UnusableMachineCache(), std::nullopt);
+  for (const char* const content : {"", "[]", "{\"os_name\":", "7", "\0{}"}) {
+    WriteFile(device.Shared(kFile), content);
+    const auto path = yox::device::UnusableMachineCache();
+    ASSERT_TRUE(path) << content;
+    EXPECT_EQ(device->files().Locate(*path), device.Shared(kFile));
+  }
+  for (const char* const content : {"{}", kGoldenFile}) {
+    WriteFile(device.Shared(kFile), content);
+    EXPECT_EQ(yox::device::UnusableMachineCache(), std::nullopt);
+  }
+}
+
+// Firmware of which two threads read at once would be seen.
+class CountingFirmware final : public yox::platform::Firmware {
+ public:
+  explicit CountingFirmware(Firmware& base) : base_(base) {}
+  const yox::platform::FirmwareFacts* Facts() override { return base_.Facts(); }
+  void Reread() override {
+    if (++inside > 1) together = true;
+    for (int i = 0; i < 200; ++i) std::this_thread::yield();
+    base_.Reread();
+    --inside;
+  }
+  std::atomic<int> inside{0};
+  std::atomic<bool> together{false};
+
+ private:
+  Firmware& base_;
+};
+
+TEST(MachineInformationCacheTest, ForcedRefreshesRunOneAfterTheOther) {
+  InstalledDevice device;
+  yox_test::SubstitutedPlatform platform(device.device());
+  CountingFirmware firmware(device->firmware());
+  platform.Set(firmware);
+  const yox::platform::ScopedPlatform installed(platform);
+  Record record;
+  record.Initialize();
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 3; ++i) {
+    threads.emplace_back([&] {
+      for (int n = 0; n < 50; ++n) record.ReInitialize(true);
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_FALSE(firmware.together);
 }
 
 TEST(MachineInformationCacheTest, AMissingKeyEmptiesItsMember) {
