@@ -1,7 +1,8 @@
 #pragma once
 
-// Names that a host has of its own, in the global namespace, before it includes the library. The library
-// takes there only the names of its specified interface, so each of these compiles beside every header.
+// Names that a host has of its own, in the global namespace, before it includes the library. The
+// library takes there only the names of its specified interface, so each of these compiles beside
+// every header.
 
 // Those of windows.h, which some hosts define for code that is shared between the systems.
 using BOOL = int;
