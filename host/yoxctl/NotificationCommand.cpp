@@ -45,7 +45,7 @@ void CheckMember(const yox::JsonNode& member, const Json::Value& field) {
   }
 }
 
-// `wrapper` is the key of the object that holds the fields; null when the document does itself.
+// `wrapper` is the key of the object with the fields; null if they are members of the document.
 void CheckFields(const Json::Value& document, const char* wrapper, const Json::Value& fields) {
   const auto check = [&](std::string_view key, const yox::JsonNode& member) {
     if (fields.isMember(std::string(key))) CheckMember(member, fields[std::string(key)]);
@@ -126,7 +126,7 @@ Json::Value PackageEvent(const YOXNotificationData& record) {
   return fields;
 }
 
-// A kind of document that has a reader: the key that tells it, whether its fields stand in the
+// A kind of document that has a reader: the key that identifies it, whether its fields are in the
 // object under that key, and the reader.
 struct PayloadKind {
   const char* key;
@@ -157,12 +157,48 @@ Json::Value FieldsOf(const YOXNotificationData& record) {
   return {};
 }
 
+// What the library's readers would read as 0 or empty is refused, as by the schemas.
+void CheckEnvelope(const yox::JsonNode& root) {
+  root.ForEachMember([](std::string_view key, const yox::JsonNode& node) {
+    const Json::Value& value = node.value();
+    if (key == "topicId" || key == "eventState") node.Require(value.isInt(), "an integer");
+    if (key == "payload") node.Require(value.isString(), "a string");
+    if (key == "cmd" || key == "cmd_type") node.Require(value.isNull(), "null");
+    if (key != "notification_type") return;
+    node.Require(value.isString(), "a string");
+    if (value != "yox" && value != "kxp" && value != "") node.Fail("expected \"yox\" or \"kxp\"");
+  });
+  if (!root.value().isMember("topicId")) root.Fail("the key \"topicId\" is missing");
+}
+
+void CheckChannelMessage(const yox::JsonNode& message) {
+  message.ForEachMember([](std::string_view kind, const yox::JsonNode& body) {
+    if (kind != "alert" && kind != "action") return;
+    body.ForEachMember([&](std::string_view key, const yox::JsonNode& node) {
+      if (kind == "alert" && key == "param") {
+        node.Require(node.value().isObject(), "an object");
+      } else if (kind == "alert"
+                     ? key == "notify"
+                     : key == "cmd" || key == "cmd_type" || key == "Log" || key == "Loglevel") {
+        node.Require(node.value().isString(), "a string");
+      }
+    });
+  });
+  if (message.value().isMember("alert") == message.value().isMember("action")) {
+    message.Fail("expected either \"alert\" or \"action\"");
+  }
+}
+
+void CheckChannelDocument(const yox::JsonNode& root) {
+  root.ForEachMember([](std::string_view key, const yox::JsonNode& node) {
+    if (key == "kxp-message") CheckChannelMessage(node);
+  });
+  if (!root.value().isMember("kxp-message")) root.Fail("the key \"kxp-message\" is missing");
+}
+
 Json::Value ReadInternal(const std::string& text) {
   const Json::Value document = yox::ParseDocument(text);
-  yox::JsonNode(document).ForEachMember([](std::string_view key, const yox::JsonNode& node) {
-    if (key == "topicId" || key == "eventState") node.Require(node.value().isInt(), "an integer");
-    if (key == "payload") node.Require(node.value().isString(), "a string");
-  });
+  CheckEnvelope(yox::JsonNode(document));
   const YOXNotificationData record(YOX::String::UTF8ToUTF16(text), false);
   Json::Value answer;
   answer["topic_id"] = record.getTopicId();
@@ -185,6 +221,7 @@ void AddTextFields(const YOXNotificationData& record, const yox::JsonNode& objec
 
 Json::Value ReadChannel(const std::string& text) {
   const Json::Value document = yox::ParseDocument(text);
+  CheckChannelDocument(yox::JsonNode(document));
   const YOXNotificationData record(YOX::String::UTF8ToUTF16(text), true);
   Json::Value answer;
   answer["message_type"] = Utf8(record.getMessageType());

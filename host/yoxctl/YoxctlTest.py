@@ -802,10 +802,30 @@ class Notification(Yoxctl):
             ('{"PackageId": "i", "PackageName": []}', "PackageName: expected a string, found an array"),
         ):
             with self.subTest(message=message):
-                self.assert_refused(self.read({"payload": payload}), f"notification.json: payload: {message}")
+                self.assert_refused(self.read({"topicId": 1, "payload": payload}),
+                                    f"notification.json: payload: {message}")
         for payload in ('{"device_registration": {"delay": "-30"}}', '{"policy_change": {"mqtt_scope_value": 5}}'):
             with self.subTest(payload=payload):
-                self.assertIn("fields", self.fields(*self.read({"payload": payload})))
+                self.assertIn("fields", self.fields(*self.read({"topicId": 1, "payload": payload})))
+
+    def test_a_document_of_another_kind_is_refused(self):
+        for document, message in (
+            ({"filters": []}, 'the key "topicId" is missing'),
+            ({"notification_type": "nope", "topicId": 1}, 'notification_type: expected "yox" or "kxp"'),
+            ({"topicId": 1, "cmd": "reboot"}, "cmd: expected null, found a string"),
+        ):
+            with self.subTest(message=message):
+                self.assert_refused(self.read(document), f"notification.json: {message}")
+        for document, message in (
+            ({"filters": []}, 'the key "kxp-message" is missing'),
+            ({"kxp-message": {}}, '["kxp-message"]: expected either "alert" or "action"'),
+            ({"kxp-message": {"alert": {}, "action": {}}}, '["kxp-message"]: expected either "alert" or "action"'),
+            ({"kxp-message": {"alert": "x"}}, '["kxp-message"].alert: expected an object, found a string'),
+            ({"kxp-message": {"alert": {"notify": 5}}}, '["kxp-message"].alert.notify: expected a string, found a number'),
+            ({"kxp-message": {"action": {"cmd": []}}}, '["kxp-message"].action.cmd: expected a string, found an array'),
+        ):
+            with self.subTest(message=message):
+                self.assert_refused(self.read(document, "--channel"), f"notification.json: {message}")
 
     def test_arguments_are_checked(self):
         for arguments in (["config-fetch"], ["config-fetch", "--minutes", "-1"], ["alert", "--param", "x"],
