@@ -35,7 +35,7 @@ constexpr Command (*kCommands[])() = {EvaluateCommand,  LintCommand,     Rollout
                                       ProvisionCommand, WatchCommand,    TagsCommand,
                                       TestCommand,      RegistryCommand, NotificationCommand};
 
-// Accepts a number of the type in decimal digits and nothing else. CLI11 alone wraps what is too
+// Accepts only a number of the type in decimal digits. CLI11 alone wraps what is too
 // small or too large, reads 010 as eight, and an empty string as 0.
 template <class Number>
 CLI::Validator DecimalNumber() {

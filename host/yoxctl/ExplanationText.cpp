@@ -41,7 +41,7 @@ std::string NameOf(FilterField field) {
   return std::string(kFilterFieldNames[static_cast<std::size_t>(field)]);
 }
 
-// A hash tells enough by its beginning.
+// The first digits of a hash identify it.
 constexpr std::size_t kHashDigits = 16;
 
 std::string Shown(FilterField field, const yox::WString& text) {
@@ -51,7 +51,7 @@ std::string Shown(FilterField field, const yox::WString& text) {
   return shown;
 }
 
-// What the device has, or why it has nothing.
+// Returns what the device has, or why it has no value.
 std::string ShownActual(FilterField field, const ExplainedFact& fact) {
   return fact.actual.empty() ? "(" + fact.note + ")" : Shown(field, fact.actual);
 }
