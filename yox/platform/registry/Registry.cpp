@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "yox/base/Log.h"
+
 namespace yox::platform {
 namespace {
 
@@ -32,7 +34,7 @@ std::optional<Number> FromLittleEndian(const RegistryValue& value, RegistryType 
   return number;
 }
 
-// The text that starts at `offset`, which moves behind its terminator.
+// Returns the string that starts at `offset`, and moves `offset` past its terminator.
 WString NextText(std::span<const std::uint8_t> data, std::size_t& offset) {
   WString text;
   for (; offset + 1 < data.size(); offset += 2) {
@@ -125,6 +127,17 @@ RegistryStatus Registry::SetValue(const RegistryKey& key, const WString& name,
 RegistryStatus Registry::DeleteValue(const RegistryKey& key, const WString& name) {
   const RegistryEdit edit{RegistryAction::kDeleteValue, key, name, {}};
   return Apply({&edit, 1});
+}
+
+void Registry::OnFailure(std::function<void(std::string_view)> failed) {
+  const MutexLock lock(failure_mutex_);
+  failed_ = std::move(failed);
+}
+
+void Registry::ReportFailure(const char* operation, std::string_view text) {
+  g_log.e("%s: %s", operation, text);
+  const MutexLock lock(failure_mutex_);
+  if (failed_) failed_(text);
 }
 
 }  // namespace yox::platform

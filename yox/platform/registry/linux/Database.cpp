@@ -4,26 +4,80 @@
 #include <time.h>
 
 #include <cerrno>
+#include <string>
+#include <system_error>
 
 namespace yox::platform {
 namespace {
 
-// Waits for another process's transaction, a millisecond at a time and ten seconds at most.
-// SQLite's own handler soon waits a hundred, although transactions are short.
-int WaitWhileBusy(void*, int waited) {
-  if (waited >= 10'000) return 0;
+// SQLite's busy handler: waits a millisecond and returns whether to try again. Its own handler soon
+// waits 100 ms at a time, although transactions are short.
+int WaitWhileBusy(void* patience, int waited) {
+  if (waited >= static_cast<int>(reinterpret_cast<std::intptr_t>(patience))) return 0;
   const timespec millisecond{0, 1'000'000};
   nanosleep(&millisecond, nullptr);
   return 1;
 }
 
+DatabaseFault FaultOf(int code, int system_error) {
+  switch (code) {
+    case SQLITE_PERM:
+    case SQLITE_AUTH:
+      return DatabaseFault::kDenied;
+    case SQLITE_READONLY:
+      return DatabaseFault::kReadOnly;
+    case SQLITE_FULL:
+      return DatabaseFault::kFull;
+    case SQLITE_BUSY:
+    case SQLITE_PROTOCOL:  // the write-ahead log stays locked
+      return DatabaseFault::kBusy;
+    case SQLITE_NOTADB:
+    case SQLITE_CORRUPT:
+    case SQLITE_ERROR:  // the SQL is right, so the tables are not those of a store
+      return DatabaseFault::kDamaged;
+    case SQLITE_CANTOPEN:
+    case SQLITE_IOERR:
+      if (system_error == EACCES || system_error == EPERM) return DatabaseFault::kDenied;
+      if (system_error == EROFS) return DatabaseFault::kReadOnly;
+      if (system_error == ENOSPC || system_error == EDQUOT) return DatabaseFault::kFull;
+      return DatabaseFault::kOther;
+    default:
+      return DatabaseFault::kOther;
+  }
+}
+
 [[noreturn]] void Fail(sqlite3* database) {
   const int code = sqlite3_errcode(database);
-  const int system = sqlite3_system_errno(database);
-  const bool denied =
-      code == SQLITE_READONLY || code == SQLITE_PERM || code == SQLITE_AUTH ||
-      (code == SQLITE_CANTOPEN && (system == EACCES || system == EPERM || system == EROFS));
-  throw DatabaseError(sqlite3_errmsg(database), denied);
+  const int system_error = sqlite3_system_errno(database);
+  std::string text = sqlite3_errmsg(database);
+  if (code == SQLITE_CANTOPEN || code == SQLITE_IOERR) {
+    text += ", error number " + std::to_string(system_error);
+  }
+  throw DatabaseError(FaultOf(code, system_error), text);
+}
+
+// The path without links to folders: NOFOLLOW refuses those too.
+std::filesystem::path Resolved(const std::filesystem::path& file) {
+  std::error_code error;
+  const std::filesystem::path folder = std::filesystem::canonical(file.parent_path(), error);
+  return error ? file : folder / file.filename();
+}
+
+// The path as an URI of SQLite: https://www.sqlite.org/uri.html.
+std::string ImmutableUri(const std::filesystem::path& file) {
+  constexpr std::string_view kDigits = "0123456789ABCDEF";
+  std::string uri = "file:";
+  for (const char c : file.native()) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (c == '%' || c == '?' || c == '#' || byte <= ' ' || byte > '~') {
+      uri += '%';
+      uri += kDigits[byte >> 4];
+      uri += kDigits[byte & 0xF];
+    } else {
+      uri += c;
+    }
+  }
+  return uri + "?immutable=1";
 }
 
 }  // namespace
@@ -80,14 +134,23 @@ std::string_view Statement::Bytes(int column) const {
   return {static_cast<const char*>(bytes), static_cast<std::size_t>(size)};
 }
 
-Database::Database(const std::filesystem::path& file) {
+Database::Database(const std::filesystem::path& file, Access access,
+                   std::chrono::milliseconds patience) {
+  const bool immutable = access == Access::kImmutable;
+  // NOMUTEX: connections are never shared by threads. NOFOLLOW: whoever puts a link in the place of
+  // the file does not choose another one to be written.
+  const int flags = SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_NOFOLLOW |
+                    (immutable ? SQLITE_OPEN_READONLY | SQLITE_OPEN_URI : SQLITE_OPEN_READWRITE);
+  const std::filesystem::path resolved = Resolved(file);
+  const std::string name = immutable ? ImmutableUri(resolved) : resolved.native();
   sqlite3* database = nullptr;
-  const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX;
-  const int result = sqlite3_open_v2(file.c_str(), &database, flags, nullptr);
+  const int result = sqlite3_open_v2(name.c_str(), &database, flags, nullptr);
   database_.reset(database);
-  if (database == nullptr) throw DatabaseError("out of memory", false);
+  if (database == nullptr) throw DatabaseError(DatabaseFault::kOther, "out of memory");
   if (result != SQLITE_OK) Fail(database);
-  sqlite3_busy_handler(database, WaitWhileBusy, nullptr);
+  const auto milliseconds = static_cast<std::intptr_t>(patience.count());
+  sqlite3_busy_handler(database, WaitWhileBusy,
+                       reinterpret_cast<void*>(milliseconds));  // NOLINT: a number for the handler
 }
 
 void Database::Closer::operator()(sqlite3* database) const { sqlite3_close_v2(database); }

@@ -1,48 +1,39 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
-#include <span>
-#include <stdexcept>
-#include <string>
 #include <string_view>
-#include <vector>
+
+#include "yox/platform/registry/linux/DatabaseError.h"
 
 struct sqlite3;
 struct sqlite3_stmt;
 
+// The part of SQLite's interface (https://www.sqlite.org/c3ref/intro.html) that the library uses.
+// Every failure is a DatabaseError.
 namespace yox::platform {
 
-// What SQLite says went wrong.
-class DatabaseError : public std::runtime_error {
- public:
-  DatabaseError(const std::string& message, bool denied)
-      : std::runtime_error(message), denied_(denied) {}
-  // Whether this account may not.
-  bool denied() const { return denied_; }
-
- private:
-  bool denied_;
-};
-
-// A prepared statement. Bound bytes have to outlive the steps. One thread at a time.
+// A prepared SQL statement. One thread at a time.
 class Statement {
  public:
+  // The database must outlive the statement.
   Statement(sqlite3* database, const char* sql);
 
-  // Numbered from 1, as in SQL. Binding starts the statement anew.
+  // Sets a parameter, numbered from 1 as in SQL, and resets the statement. The bytes are not
+  // copied: they must stay valid until the next Bind or Reset.
   Statement& Bind(int parameter, std::int64_t number);
   Statement& Bind(int parameter, std::string_view bytes);
-  // False behind the last row.
+  // Moves to the next row; returns false after the last one.
   bool Step();
-  // Steps to the end and starts anew.
+  // Executes the statement to its end and resets it.
   void Run();
-  // Ends reading, so that nothing is kept locked.
+  // Ends the execution and with it the transaction that reading may have begun.
   void Reset();
 
-  // Columns of the row, numbered from 0; bytes live until the next step.
+  // A column of the current row, numbered from 0. The bytes are valid until the next Step or Reset.
   std::int64_t Number(int column) const;
   std::string_view Bytes(int column) const;
 
@@ -53,12 +44,25 @@ class Statement {
   std::unique_ptr<sqlite3_stmt, Finalizer> statement_;
 };
 
-// A connection to an existing file; every failure is a DatabaseError. One thread at a time.
+// A connection to an existing database file. One thread at a time.
 class Database {
  public:
-  explicit Database(const std::filesystem::path& file);
+  enum class Access {
+    kShared,  // read and write, together with other processes; only read where nothing else is
+              // allowed
+    // Only read, without locks and without the two files that connections share: for a database
+    // that nobody changes meanwhile.
+    kImmutable,
+  };
 
+  // Opens the file; a symbolic link in its place is an error. An operation waits up to `patience`
+  // for the lock of another connection.
+  explicit Database(const std::filesystem::path& file, Access access = Access::kShared,
+                    std::chrono::milliseconds patience = std::chrono::seconds(10));
+
+  // Executes statements that return no rows, separated by ";".
   void Run(const char* sql);
+  // Returns the first column of the first row, 0 when there is no row.
   std::int64_t Number(const char* sql);
   Statement Prepare(const char* sql) { return Statement(database_.get(), sql); }
   bool IsReadOnly() const;

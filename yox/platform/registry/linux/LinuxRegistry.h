@@ -1,35 +1,39 @@
 #pragma once
 
+#include <atomic>
+#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <vector>
 
+#include "yox/base/ThreadSafety.h"
 #include "yox/platform/registry/Registry.h"
 #include "yox/platform/registry/RegistryPaths.h"
 
 namespace yox::platform {
 
-// The registry of a Linux device: one SQLite database in the client's state folder, which several
-// processes read and write at once. A process that is killed while it writes leaves everything it
-// has committed and nothing of what it has not. Only this account can open the files. A store that
-// nobody has written to yet does not exist, and reads as empty.
+class RegistryStore;
+class RegistryWatcher;
+
+// The registry of a Linux device: an SQLite database in the client's state folder, which several
+// processes read and write at the same time. What a process has committed outlives it, however it
+// ends, and nothing else does. Only this account can open the files. A store that nobody has
+// written to does not exist, and reads as an empty one.
 //
-// A watch costs no time while nothing changes: the kernel wakes its thread when a process, living
-// or killed, lets go of the file that every writer holds open over its commit. What changed is read
-// from a log in the database.
+// Each operation leases a connection from a pool, so that threads read in parallel. A connection
+// caches what it has read until the next commit of any process (see CommitCounter). One thread,
+// which sleeps until a commit, serves all watches (see RegistryWatcher).
 //
-// Threads read at once, each over a connection that it borrows for one operation. A connection
-// remembers what it read until the next commit of any process.
-//
-// Not usable in a child after a fork; it has to outlive its watches.
+// A child process must not use the object after a fork. It must outlive its watches.
 class LinuxRegistry final : public Registry {
  public:
-  // `folder` is asked for at the first use; empty where this account has no place for state:
-  // nothing can be written then. `own_user` is the security identifier behind HKEY_CURRENT_USER; an
-  // empty one is the system's own account.
-  LinuxRegistry(std::function<std::filesystem::path()> folder, WString own_user);
+  // `folder` is called for each operation that opens a file; an empty path means that this account
+  // has no place for state, and nothing can be written. `own_user` is the security identifier that
+  // HKEY_CURRENT_USER stands for; an empty one is the system's own account. `patience` is how long
+  // an operation waits for another process's transaction.
+  LinuxRegistry(std::function<std::filesystem::path()> folder, WString own_user,
+                std::chrono::milliseconds patience = std::chrono::seconds(10));
   ~LinuxRegistry() override;
 
   // "S-1-22-1-1000" for the user number 1000, empty (the system's account) for 0.
@@ -46,27 +50,31 @@ class LinuxRegistry final : public Registry {
                        std::unique_ptr<RegistryWatch>& watch) override;
 
  private:
-  class Store;
+  struct Operation;
+  struct Place;
   class Session;
-  class Transaction;
-  class Watcher;
   class LinuxWatch;
 
-  struct Place;
-
+  template <class Work>
+  RegistryStatus Run(const Operation& operation, Work work);
+  RegistryStatus Failed(const Operation& operation, const std::exception& error);
+  bool ReleaseReserve();
   RegistryStatus Find(Session& session, const RegistryKey& key, Place& place);
-  template <class Operation>
-  RegistryStatus Guarded(const char* name, Operation operation);
-  std::shared_ptr<Watcher> WatcherOfAll();
+  RegistryStatus Write(Session& session, std::span<const RegistryEdit> edits);
+  std::shared_ptr<RegistryWatcher> SharedWatcher();
 
   const std::function<std::filesystem::path()> folder_;
+  const std::chrono::milliseconds patience_;
   RegistryPaths paths_;
-  // The writers of this process queue here; those of others meet in the database.
-  std::mutex writing_;
-  std::mutex mutex_;
-  // Guarded by mutex_: connections that no session uses at the moment; there while a watch is.
-  std::vector<std::unique_ptr<Store>> idle_;
-  std::weak_ptr<Watcher> watcher_;
+  // Writers of this process queue here, without the busy waiting of the database.
+  Mutex writing_;
+  // Whether the reserve on the disk is complete as far as this object knows.
+  std::atomic<bool> has_reserve_ = false;
+  Mutex mutex_;
+  // Connections that no operation uses at the moment.
+  std::vector<std::unique_ptr<RegistryStore>> idle_ YOX_GUARDED_BY(mutex_);
+  // Exists as long as a watch does.
+  std::weak_ptr<RegistryWatcher> watcher_ YOX_GUARDED_BY(mutex_);
 };
 
 }  // namespace yox::platform

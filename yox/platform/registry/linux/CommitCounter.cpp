@@ -1,0 +1,64 @@
+#include "yox/platform/registry/linux/CommitCounter.h"
+
+#include <fcntl.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <system_error>
+
+namespace yox::platform {
+namespace {
+
+using Number = std::uint64_t;
+
+std::optional<Number> Read(const FileDescriptor& file) {
+  Number number = 0;
+  const bool whole = pread(file.number(), &number, sizeof number, 0) == ssize_t{sizeof number};
+  return whole ? std::optional(number) : std::nullopt;
+}
+
+// A number that no process has seen before, also when the file lost its own: later than any count
+// that started from the clock.
+Number First() {
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  return static_cast<Number>(now.tv_sec) * 1'000'000'000 + static_cast<Number>(now.tv_nsec);
+}
+
+// Open file description locks, unlike the older record locks, belong to one opening of the file:
+// closing another one of the same process does not release them.
+struct flock WholeFile(short type) {
+  struct flock lock {};
+  lock.l_type = type;
+  lock.l_whence = SEEK_SET;
+  return lock;
+}
+
+}  // namespace
+
+CommitCounter::CommitCounter(const PrivateFolder& folder)
+    : file_(folder.OpenFile(kFile, O_RDONLY)) {}
+
+std::optional<std::uint64_t> CommitCounter::Count() const { return Read(file_); }
+
+bool CommitCounter::IsCommitting() const {
+  // Asks who would be in the way of an exclusive lock.
+  struct flock lock = WholeFile(F_WRLCK);
+  return fcntl(file_.number(), F_OFD_GETLK, &lock) != 0 || lock.l_type != F_UNLCK;
+}
+
+CommitCounter::Commit::Commit(const PrivateFolder& folder) : file_(folder.OpenFile(kFile, O_RDWR)) {
+  if (!file_) file_ = folder.CreateFile(kFile);
+  if (!file_) file_ = folder.OpenFile(kFile, O_RDWR);  // another process has just created it
+  // Shared, and so never waited for: a writer that is stopped here keeps nobody from writing.
+  struct flock lock = WholeFile(F_RDLCK);
+  const bool locked = fcntl(file_.number(), F_OFD_SETLK, &lock) == 0;
+  const std::optional<Number> former = Read(file_);
+  const Number next = former ? *former + 1 : First();
+  if (!locked || pwrite(file_.number(), &next, sizeof next, 0) != ssize_t{sizeof next}) {
+    throw std::system_error(errno, std::generic_category(), (folder.path() / kFile).native());
+  }
+}
+
+}  // namespace yox::platform

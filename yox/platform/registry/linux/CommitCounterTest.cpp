@@ -1,0 +1,104 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <string>
+#include <system_error>
+
+#include "yox/platform/registry/linux/CommitCounter.h"
+
+#include "tests/support/TemporaryFolder.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using yox::platform::CommitCounter;
+using yox::platform::PrivateFolder;
+
+class CommitCounterTest : public testing::Test {
+ protected:
+  fs::path file() const { return temporary_.path() / CommitCounter::kFile; }
+  void Commit() const { const CommitCounter::Commit commit(folder_); }
+
+ private:
+  const yox_test::TemporaryFolder temporary_;
+
+ protected:
+  const PrivateFolder folder_{temporary_.path()};
+};
+
+TEST_F(CommitCounterTest, WithoutAFileThereIsNoCount) {
+  EXPECT_EQ(CommitCounter(folder_).Count(), std::nullopt);
+  EXPECT_FALSE(fs::exists(file()));
+}
+
+TEST_F(CommitCounterTest, ACommitIsCountedBeforeItAndLastsToItsEnd) {
+  Commit();
+  const CommitCounter counter(folder_);
+  const auto before = counter.Count();
+  ASSERT_TRUE(before);
+  {
+    const CommitCounter::Commit commit(folder_);
+    EXPECT_EQ(counter.Count(), *before + 1);
+    EXPECT_TRUE(counter.IsCommitting());
+    const CommitCounter::Commit next(folder_);
+    EXPECT_EQ(counter.Count(), *before + 2);
+  }
+  EXPECT_FALSE(counter.IsCommitting());
+  EXPECT_EQ(counter.Count(), *before + 2);
+}
+
+TEST_F(CommitCounterTest, OneOfTwoCommitsIsEnoughToBeCommitting) {
+  Commit();
+  const CommitCounter counter(folder_);
+  std::optional<CommitCounter::Commit> first(std::in_place, folder_);
+  const CommitCounter::Commit second(folder_);
+  first.reset();
+  EXPECT_TRUE(counter.IsCommitting());
+}
+
+TEST_F(CommitCounterTest, AKilledProcessCommitsNoLonger) {
+  Commit();
+  std::array<int, 2> ready{};
+  ASSERT_EQ(pipe(ready.data()), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    const CommitCounter::Commit commit(folder_);
+    if (write(ready[1], "!", 1) == 1) pause();
+    _exit(1);
+  }
+  char word = 0;
+  ASSERT_EQ(read(ready[0], &word, 1), 1);
+  const CommitCounter counter(folder_);
+  EXPECT_TRUE(counter.IsCommitting());
+  kill(child, SIGKILL);
+  waitpid(child, nullptr, 0);
+  EXPECT_FALSE(counter.IsCommitting());
+}
+
+TEST_F(CommitCounterTest, ACountThatWasLostStartsWithANumberNobodyHasSeen) {
+  Commit();
+  const CommitCounter counter(folder_);
+  const auto before = counter.Count();
+  for (const std::uintmax_t size : {0U, 1U, 7U}) {
+    fs::resize_file(file(), size);
+    EXPECT_EQ(counter.Count(), std::nullopt) << size;
+    Commit();
+    EXPECT_GT(counter.Count(), before) << size;
+  }
+}
+
+TEST_F(CommitCounterTest, ACountThatIsNoFileOfThisFolderIsAnError) {
+  fs::create_symlink("elsewhere", file());
+  EXPECT_THROW(CommitCounter counter(folder_), std::system_error);
+  EXPECT_THROW(CommitCounter::Commit commit(folder_), std::system_error);
+  EXPECT_FALSE(fs::exists(file()));
+}
+
+}  // namespace

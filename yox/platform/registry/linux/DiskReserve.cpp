@@ -1,0 +1,41 @@
+#include "yox/platform/registry/linux/DiskReserve.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <system_error>
+
+namespace yox::platform {
+namespace {
+
+constexpr const char* kFile = "registry.reserve";
+// For the memory that connections share (32 KiB) and the log of a deletion of some hundred values.
+constexpr off_t kSize = off_t{256} << 10;
+
+}  // namespace
+
+bool FillDiskReserve(const PrivateFolder& folder) try {
+  FileDescriptor file = folder.OpenFile(kFile, O_RDWR);
+  if (!file) file = folder.CreateFile(kFile);
+  struct stat status {};
+  if (fstat(file.number(), &status) != 0) return false;
+  if (status.st_size == kSize) return true;
+  // fallocate, unlike ftruncate, takes the blocks; where the file system has no such call, glibc
+  // writes them.
+  if (posix_fallocate(file.number(), 0, kSize) == 0) return true;
+  // The room that a part of it takes helps nobody.
+  [[maybe_unused]] const int ignored = ftruncate(file.number(), 0);
+  return false;
+} catch (const std::system_error&) {
+  return false;  // without it deletions need room like other changes
+}
+
+bool ReleaseDiskReserve(const PrivateFolder& folder) {
+  const FileDescriptor file = folder.OpenFile(kFile, O_RDWR);
+  struct stat status {};
+  return file && fstat(file.number(), &status) == 0 && status.st_size != 0 &&
+         ftruncate(file.number(), 0) == 0;
+}
+
+}  // namespace yox::platform
