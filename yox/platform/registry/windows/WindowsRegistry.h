@@ -4,9 +4,7 @@
 
 namespace yox::platform {
 
-// The registry of Windows. Edits are done one by one: an edit that fails leaves those before it
-// done. A watch has a thread of its own, which the system wakes; to name what changed it keeps the
-// names of the subtree, with a digest of every value, and compares.
+// The registry of Windows. Edits are made one by one: those before a failing one stay.
 class WindowsRegistry final : public Registry {
  public:
   RegistryStatus Open(const RegistryKey& key, std::uint32_t access, HKEY& opened) override;
@@ -18,6 +16,10 @@ class WindowsRegistry final : public Registry {
   RegistryStatus Apply(std::span<const RegistryEdit> edits) override;
   RegistryStatus Watch(const RegistryKey& key, Changed changed,
                        std::unique_ptr<RegistryWatch>& watch) override;
+
+ private:
+  // Translates an error number of Win32; reports one that is about the registry itself.
+  RegistryStatus StatusOf(const char* operation, long error);
 };
 
 }  // namespace yox::platform
