@@ -23,15 +23,20 @@ auto ReadNamed(const std::string& argument, Read read) {
 }
 
 // The device that --device and --state-dir choose. It is the process's platform as long as the
-// object lives.
+// object lives. Failures of its registry are printed to standard error.
 class ChosenDevice {
  public:
   explicit ChosenDevice(const GlobalOptions& options);
+  ~ChosenDevice();
+  ChosenDevice(const ChosenDevice&) = delete;
+  ChosenDevice& operator=(const ChosenDevice&) = delete;
 
   // Returns null if the device is this machine.
   yox::platform::SimulatedDevice* simulated() { return simulated_ ? &*simulated_ : nullptr; }
 
  private:
+  void Install(const GlobalOptions& options);
+
   std::optional<yox::platform::SimulatedDevice> simulated_;
   std::optional<yox::platform::ScopedPlatform> installed_;
 };

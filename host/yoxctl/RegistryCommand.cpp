@@ -10,6 +10,7 @@
 #include "yox/base/Document.h"
 #include "yox/base/Json.h"
 #include "yox/base/String.h"
+#include "yox/base/ThreadSafety.h"
 #include "yox/clientbase/RegFile.h"
 #include "yox/platform/registry/Registry.h"
 #include "yox/platform/registry/RegistryPaths.h"
@@ -74,22 +75,42 @@ RegistryKey KeyOf(const RegistryOptions& options) {
   return *key;
 }
 
-// Throws unless the answer is yes, or no: then false.
-bool Found(RegistryStatus status, const std::string& what) {
-  switch (status) {
-    case RegistryStatus::kOk:
-      return true;
-    case RegistryStatus::kNotFound:
-      return false;
-    case RegistryStatus::kDenied:
-      throw Refusal(yox::Printable(what) + ": access denied");
-    case RegistryStatus::kInvalid:
-      throw Refusal(yox::Printable(what) + ": not possible in a registry");
-    case RegistryStatus::kFailed:
-      throw Refusal(yox::Printable(what) + ": the registry's store failed");
+// The registry of the chosen device, for one command. Why it cannot be read or written becomes part
+// of the command's refusal instead of a line of its own.
+class Session {
+ public:
+  explicit Session(const GlobalOptions& global) : device_(global), json_(global.json) {
+    registry().OnFailure([this](std::string_view text) {
+      const yox::MutexLock lock(mutex_);
+      failure_ = text;
+    });
   }
-  return false;
-}
+
+  platform::Registry& registry() { return platform::Platform::Get().registry(); }
+  bool json() const { return json_; }
+
+  // Returns false for kNotFound, and throws Refusal, with the place, for other failures.
+  bool Found(RegistryStatus status, const std::string& place) {
+    if (status == RegistryStatus::kOk) return true;
+    if (status == RegistryStatus::kNotFound) return false;
+    if (status == RegistryStatus::kInvalid) {
+      throw Refusal(yox::Printable(place) + ": not possible in a registry");
+    }
+    const yox::MutexLock lock(mutex_);
+    throw Refusal(yox::Printable(place) + ": " + (failure_.empty() ? "access denied" : failure_));
+  }
+
+  // Prints later failures, which no command waits for.
+  void ComplainFromNowOn() {
+    registry().OnFailure([](std::string_view text) { Complain(text); });
+  }
+
+ private:
+  ChosenDevice device_;  // ends the calls
+  const bool json_;
+  yox::Mutex mutex_;
+  std::string failure_ YOX_GUARDED_BY(mutex_);
+};
 
 int NotFound(const std::string& what) {
   Complain(yox::Printable(what) + ": not found");
@@ -189,19 +210,17 @@ Json::Value ValueJson(const RegistryValue& value) {
 
 void PrintJson(const Json::Value& document) { Print(yox::JsonText(document)); }
 
-platform::Registry& TheRegistry() { return platform::Platform::Get().registry(); }
-
 // As messages show it; of the default value it is the key's.
 std::string ValuePlace(const RegistryOptions& options) {
   return options.name.value_or("").empty() ? options.key : options.key + ":" + *options.name;
 }
 
-int Get(const GlobalOptions& global, const RegistryOptions& options) {
+int Get(Session& session, const RegistryOptions& options) {
   RegistryValue value;
   const RegistryStatus status =
-      TheRegistry().Get(KeyOf(options), Widened("NAME", options.name.value_or("")), value);
-  if (!Found(status, ValuePlace(options))) return NotFound(ValuePlace(options));
-  if (global.json) {
+      session.registry().Get(KeyOf(options), Widened("NAME", options.name.value_or("")), value);
+  if (!session.Found(status, ValuePlace(options))) return NotFound(ValuePlace(options));
+  if (session.json()) {
     PrintJson(ValueJson(value));
   } else {
     Print(DataText(value));
@@ -209,31 +228,32 @@ int Get(const GlobalOptions& global, const RegistryOptions& options) {
   return kDone;
 }
 
-int Set(const GlobalOptions&, const RegistryOptions& options) {
+int Set(Session& session, const RegistryOptions& options) {
   const RegistryKey key = KeyOf(options);
   const RegistryEdit edits[] = {
       {RegistryAction::kCreateKey, key, {}, {}},
       {RegistryAction::kSetValue, key, Widened("NAME", *options.name), ValueOf(options)},
   };
-  Found(TheRegistry().Apply(edits), ValuePlace(options));
+  session.Found(session.registry().Apply(edits), ValuePlace(options));
   return kDone;
 }
 
-int Delete(const GlobalOptions&, const RegistryOptions& options) {
+int Delete(Session& session, const RegistryOptions& options) {
   const RegistryKey key = KeyOf(options);
   if (!options.name) {
-    return Found(TheRegistry().DeleteKey(key), options.key) ? int{kDone} : NotFound(options.key);
+    return session.Found(session.registry().DeleteKey(key), options.key) ? int{kDone}
+                                                                         : NotFound(options.key);
   }
-  const RegistryStatus status = TheRegistry().DeleteValue(key, Widened("NAME", *options.name));
-  return Found(status, ValuePlace(options)) ? int{kDone} : NotFound(ValuePlace(options));
+  const RegistryStatus status = session.registry().DeleteValue(key, Widened("NAME", *options.name));
+  return session.Found(status, ValuePlace(options)) ? int{kDone} : NotFound(ValuePlace(options));
 }
 
-int List(const GlobalOptions& global, const RegistryOptions& options) {
+int List(Session& session, const RegistryOptions& options) {
   const RegistryKey key = KeyOf(options);
   std::vector<RegistryEntry> values;
   std::vector<WString> names;
-  if (!Found(TheRegistry().Values(key, values), options.key) ||
-      !Found(TheRegistry().SubKeys(key, names), options.key)) {
+  if (!session.Found(session.registry().Values(key, values), options.key) ||
+      !session.Found(session.registry().SubKeys(key, names), options.key)) {
     return NotFound(options.key);
   }
   std::ranges::sort(values, {}, &RegistryEntry::name);
@@ -255,7 +275,7 @@ int List(const GlobalOptions& global, const RegistryOptions& options) {
                     "  " + data) +
             "\n";
   }
-  if (global.json) {
+  if (session.json()) {
     PrintJson(document);
   } else {
     Print(text);
@@ -280,12 +300,12 @@ std::string ChangeText(const RegistryChange& change, bool json) {
   return yox::JsonText(document, yox::JsonStyle::kReadableLine);
 }
 
-int Watch(const GlobalOptions& global, const RegistryOptions& options) {
+int Watch(Session& session, const RegistryOptions& options) {
   std::mutex mutex;
   std::condition_variable changed;
   std::vector<RegistryChange> changes;
   std::unique_ptr<platform::RegistryWatch> watch;
-  const RegistryStatus status = TheRegistry().Watch(
+  const RegistryStatus status = session.registry().Watch(
       KeyOf(options),
       [&](const std::vector<RegistryChange>& seen) {
         const std::lock_guard lock(mutex);
@@ -293,7 +313,8 @@ int Watch(const GlobalOptions& global, const RegistryOptions& options) {
         changed.notify_one();
       },
       watch);
-  if (!Found(status, options.key)) return NotFound(options.key);
+  if (!session.Found(status, options.key)) return NotFound(options.key);
+  session.ComplainFromNowOn();
   Complain("watching " + yox::Printable(options.key));
   for (std::size_t left = options.count; options.count == 0 || left > 0;) {
     std::unique_lock lock(mutex);
@@ -302,14 +323,14 @@ int Watch(const GlobalOptions& global, const RegistryOptions& options) {
     lock.unlock();
     for (const RegistryChange& change : seen) {
       if (options.count != 0 && left == 0) break;
-      Print(ChangeText(change, global.json));
+      Print(ChangeText(change, session.json()));
       --left;
     }
   }
   return kDone;
 }
 
-int Import(const GlobalOptions&, const RegistryOptions& options) {
+int Import(Session& session, const RegistryOptions& options) {
   constexpr std::size_t kLongestFile = std::size_t{256} << 20;
   std::vector<RegistryEdit> edits;
   try {
@@ -317,14 +338,19 @@ int Import(const GlobalOptions&, const RegistryOptions& options) {
   } catch (const yox::DocumentError& error) {
     throw Refusal(NameOf(options.file) + ": " + error.what());
   }
-  if (!Found(TheRegistry().Apply(edits), NameOf(options.file))) return NotFound(options.file);
+  if (!session.Found(session.registry().Apply(edits), NameOf(options.file)))
+    return NotFound(options.file);
   return kDone;
 }
 
-int Export(const GlobalOptions&, const RegistryOptions& options) {
+int Export(Session& session, const RegistryOptions& options) {
   std::vector<RegistryEdit> edits;
-  if (!Found(yox::EditsThatMake(TheRegistry(), KeyOf(options), edits), options.key)) {
-    return NotFound(options.key);
+  std::vector<RegistryKey> denied;
+  const RegistryStatus status =
+      yox::EditsThatMake(session.registry(), KeyOf(options), edits, denied);
+  if (!session.Found(status, options.key)) return NotFound(options.key);
+  for (const RegistryKey& key : denied) {
+    Complain(String::UTF16ToUTF8(platform::RegistryPathText(key)) + ": access denied, left out");
   }
   const std::string bytes = yox::WriteRegFile(
       edits, options.utf16 ? yox::RegFileEncoding::kUtf16 : yox::RegFileEncoding::kUtf8);
@@ -340,14 +366,13 @@ int Export(const GlobalOptions&, const RegistryOptions& options) {
 using SharedOptions = std::shared_ptr<RegistryOptions>;
 
 Command SubCommand(std::string name, std::string help, const SharedOptions& options,
-                   std::vector<Option> taken,
-                   int (*function)(const GlobalOptions&, const RegistryOptions&)) {
+                   std::vector<Option> taken, int (*function)(Session&, const RegistryOptions&)) {
   return {.name = std::move(name),
           .help = std::move(help),
           .options = std::move(taken),
           .run = [options, function](const GlobalOptions& global) {
-            const ChosenDevice device(global);
-            return function(global, *options);
+            Session session(global);
+            return function(session, *options);
           }};
 }
 

@@ -4,6 +4,7 @@
   YoxctlTest.py [--cases CLASS] [EMULATOR...] YOXCTL
 """
 import base64
+import contextlib
 import errno
 import json
 import os
@@ -13,6 +14,7 @@ import resource
 import shutil
 import signal
 import socket
+import sqlite3
 import subprocess
 import sys
 import tempfile
@@ -639,6 +641,25 @@ class Registry(Yoxctl):
                 self.assert_answer([*self.state, "import", "file.reg"], 0, "")
                 self.assert_answer([*self.state, "get", self.KEY, "Name"], 0, "x\n")
 
+    def test_an_export_restores_names_with_control_characters_and_commands_no_terminal(self):
+        injected = f'K]\n"IsManagedDevice"=dword:00000001'
+        for name in (injected, "\x1b[2J", "a\r", "\x9b\x85", " -=@\""):
+            self.assert_answer([*self.state, "set", f"{self.KEY}\\{name}", name, name], 0, "")
+        def content():
+            key = self.run_program("--format", "json", *self.state, "list", self.KEY).stdout
+            return [self.run_program("--format", "json", *self.state, "list", f"{self.KEY}\\{name}").stdout
+                    for name in json.loads(key)["keys"]]
+        before = content()
+        self.assertEqual(len(before), 5)
+        exported = self.run_program(*self.state, "export", self.KEY).stdout.decode()
+        self.assertEqual([c for c in exported.replace("\r\n", "") if ord(c) < 32 or 127 <= ord(c) < 160], [])
+        for options in ([], ["--utf16"]):
+            with self.subTest(options=options):
+                self.assert_answer([*self.state, "export", self.KEY, "file.reg", *options], 0, "")
+                self.assert_answer([*self.state, "delete", self.KEY], 0, "")
+                self.assert_answer([*self.state, "import", "file.reg"], 0, "")
+                self.assertEqual(content(), before)
+
     def test_an_export_that_does_not_fit_leaves_the_former_file(self):
         self.set("Name", "x" * 100_000)
         self.assert_former_file_stays("file.reg", 65536, [*self.state, "export", self.KEY, "file.reg"])
@@ -660,7 +681,7 @@ class Registry(Yoxctl):
     def test_a_malformed_file_changes_nothing(self):
         self.write("bad.reg", f"Windows Registry Editor Version 5.00\n[{self.KEY}]\n\"N\"=\"x\"\n\"M\"=1\n".encode())
         self.assert_refused([*self.state, "import", "bad.reg"],
-                            'bad.reg: line 4: expected a text, "dword:", "hex:", "hex(TYPE):" or "-"')
+                            'bad.reg: line 4: expected a string, "dword:", "hex:", "hex(TYPE):" or "-"')
         self.assertEqual(self.run_program(*self.state, "list", self.KEY).returncode, 1)
         self.assert_refused([*self.state, "import", "missing.reg"], "missing.reg: no such file")
         self.assert_refused([*self.state, "import", "."], ".: is a directory")
@@ -688,6 +709,83 @@ class Registry(Yoxctl):
         self.assertEqual(json.loads(watch.communicate(timeout=30)[0]),
                          {"action": "delete value", "key": "", "name": "Name"})
         self.assertEqual(watch.returncode, 0)
+
+
+class UnreadableRegistry(Yoxctl):
+    """A registry that cannot be read is not taken for an empty one."""
+    KEY = "HKLM\\SOFTWARE\\Contoso"
+
+    def setUp(self):
+        super().setUp()
+        if len(PROGRAM) > 1:
+            self.skipTest("that system keeps its registry itself")
+        self.place = f"registry {self.folder.resolve()}/state/registry.db"
+        self.write("filters.json", [{"registry": f"{self.KEY}:Name|x"}])
+        self.assert_answer(["--state-dir", "state", "registry", "set", self.KEY, "Name", "x"], 0, "")
+
+    def execute(self, statement):
+        with contextlib.closing(sqlite3.connect(self.folder / "state/registry.db")) as database:
+            database.execute(statement)
+            database.commit()
+
+    def garbage(self):
+        for file in (self.folder / "state").glob("registry.db*"):
+            file.write_bytes(b"x" * 5000 if file.name == "registry.db" else b"")
+        return "the file is damaged (file is not a database)"
+
+    def later_format(self):
+        self.execute("PRAGMA user_version = 2")
+        return "it was written by a later version (its format is 2, this version reads format 1)"
+
+    def missing_table(self):
+        self.execute("DROP TABLE value")
+        return "the file is damaged (no such table: value)"
+
+    def test_every_command_says_which_file_and_why(self):
+        for cause in (self.garbage, self.later_format, self.missing_table):
+            shutil.rmtree(self.folder / "state")
+            self.run_program("--state-dir", "state", "registry", "set", self.KEY, "Name", "x")
+            reason = cause()
+            complaint = f"yoxctl: {self.place} cannot be read: {reason}\n"
+            for arguments, code in ((["evaluate", "filters.json"], 1), (["tags"], 0), (["capture"], 0), (["device"], 0)):
+                with self.subTest(cause=cause.__name__, arguments=arguments):
+                    done = self.run_program("--state-dir", "state", *arguments)
+                    self.assertEqual((done.stderr.decode(), done.returncode), (complaint, code))
+                    self.assertNotEqual(done.stdout, b"")
+            with self.subTest(cause=cause.__name__, arguments="watch"):
+                watch = self.start_program("--state-dir", "state", "watch", "filters.json")
+                self.until_told(watch, complaint.encode())
+
+    def test_the_registry_command_says_so_in_one_line(self):
+        reason = self.garbage()
+        read, written = f"{self.place} cannot be read: {reason}", f"{self.place} cannot be written: {reason}"
+        self.write("file.reg", f"Windows Registry Editor Version 5.00\n[{self.KEY}]\n".encode())
+        for arguments, message in (
+            (["get", self.KEY, "Name"], f"{self.KEY}:Name: {read}"), (["list", self.KEY], f"{self.KEY}: {read}"),
+            (["export", self.KEY], f"{self.KEY}: {read}"), (["watch", self.KEY], f"{self.KEY}: {read}"),
+            (["set", self.KEY, "Name", "y"], f"{self.KEY}:Name: {written}"),
+            (["delete", self.KEY], f"{self.KEY}: {written}"), (["import", "file.reg"], f"file.reg: {written}"),
+        ):
+            with self.subTest(arguments=arguments):
+                self.assert_refused(["--state-dir", "state", "registry", *arguments], message)
+
+    def test_what_is_created_is_the_owners_alone_whatever_the_umask(self):
+        for umask in (0, 0o277):
+            shutil.rmtree(self.folder / "state")
+            done = self.run_program("--state-dir", "state", "registry", "set", self.KEY, "Name", "x",
+                                    preexec_fn=lambda: os.umask(umask))
+            self.assertEqual((done.stderr, done.returncode), (b"", 0))
+            for path, mode in [(self.folder / "state", 0o700),
+                               *((file, 0o600) for file in (self.folder / "state").glob("registry.*"))]:
+                with self.subTest(umask=umask, path=path):
+                    self.assertEqual(path.stat().st_mode & 0o777, mode)
+
+    def test_a_short_count_of_commits_blocks_nothing(self):
+        for count in (b"", b"x", b"1234567"):
+            with self.subTest(count=count):
+                (self.folder / "state/registry.changed").write_bytes(count)
+                self.assert_answer(["--state-dir", "state", "registry", "set", self.KEY, "Name", "x" + count.decode()], 0, "")
+                self.assert_answer(["--state-dir", "state", "registry", "get", self.KEY, "Name"], 0, f"x{count.decode()}\n")
 
 
 class Tags(Yoxctl):

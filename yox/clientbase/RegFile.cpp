@@ -74,6 +74,29 @@ std::optional<std::uint32_t> HexNumber(WStringView text, std::size_t most_digits
   return number;
 }
 
+// An escape after its backslash, "uXXXX".
+constexpr std::size_t kUnitEscape = 5;
+
+std::optional<WChar> EscapedUnit(WStringView text) {
+  if (text.size() < kUnitEscape || text.front() != 'u') return std::nullopt;
+  const auto unit = HexNumber(text.substr(1, kUnitEscape - 1), kUnitEscape - 1);
+  return unit ? std::optional(static_cast<WChar>(*unit)) : std::nullopt;
+}
+
+// A path's escapes have two backslashes.
+WString UnescapedPath(WStringView text) {
+  constexpr auto kEscape = "\\\\"_wv;
+  WString path;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const auto unit = text.substr(i).starts_with(kEscape)
+                          ? EscapedUnit(text.substr(i + kEscape.size()))
+                          : std::nullopt;
+    path += unit.value_or(text[i]);
+    if (unit) i += kEscape.size() + kUnitEscape - 1;
+  }
+  return path;
+}
+
 class Reader {
  public:
   explicit Reader(WStringView text) : text_(text) {}
@@ -114,9 +137,9 @@ class Reader {
     line = line.substr(1, line.size() - 2);
     const bool goes = line.starts_with(WChar{'-'});
     if (goes) line.remove_prefix(1);
-    std::optional<RegistryKey> key = platform::ParseRegistryPath(line);
+    std::optional<RegistryKey> key = platform::ParseRegistryPath(UnescapedPath(line));
     if (!key || !platform::IsRegistryPath(key->path)) {
-      Fail("no such key can be: " + Printable(String::UTF16ToUTF8(line)));
+      Fail("expected the path of a key, found \"" + Printable(String::UTF16ToUTF8(line)) + "\"");
     }
     if (goes && key->path.empty()) Fail("a hive cannot be deleted");
     const auto action = goes ? RegistryAction::kDeleteKey : RegistryAction::kCreateKey;
@@ -132,9 +155,10 @@ class Reader {
     } else {
       name = QuotedText(rest);
     }
-    if (!platform::IsRegistryValueName(name)) Fail("no value can have this name");
+    if (!platform::IsRegistryValueName(name))
+      Fail("the name of the value is too long or contains a zero");
     rest = String::Trimmed(rest, kBlanks);
-    if (!rest.starts_with(WChar{'='})) Fail("expected \"=\" behind the value's name");
+    if (!rest.starts_with(WChar{'='})) Fail("expected \"=\" after the name of the value");
     rest = String::Trimmed(rest.substr(1), kBlanks);
     if (rest == "-"_wv) {
       edits_.push_back({RegistryAction::kDeleteValue, *key_, std::move(name), {}, true});
@@ -144,40 +168,43 @@ class Reader {
     edits_.push_back({RegistryAction::kSetValue, *key_, std::move(name), std::move(value)});
   }
 
-  // Takes a text in quotation marks from the front.
+  // Takes a string in quotation marks from the front.
   WString QuotedText(WStringView& rest) {
-    if (!rest.starts_with(WChar{'"'})) Fail("expected a text in quotation marks");
+    if (!rest.starts_with(WChar{'"'})) Fail("expected a string in quotation marks");
     WString text;
     for (std::size_t i = 1; i < rest.size(); ++i) {
       if (rest[i] == '"') {
         rest.remove_prefix(i + 1);
         return text;
       }
-      if (rest[i] == '\\') {
-        ++i;
-        if (i == rest.size() || (rest[i] != '\\' && rest[i] != '"')) {
-          Fail("only a backslash or a quotation mark can stand behind a backslash");
-        }
+      if (rest[i] != '\\') {
+        text += rest[i];
+      } else if (const auto unit = EscapedUnit(rest.substr(++i))) {
+        text += *unit;
+        i += kUnitEscape - 1;
+      } else if (i < rest.size() && (rest[i] == '\\' || rest[i] == '"')) {
+        text += rest[i];
+      } else {
+        Fail("expected a backslash, a quotation mark or \"uXXXX\" after a backslash");
       }
-      text += rest[i];
     }
-    Fail("the text has no end");
+    Fail("the string has no closing quotation mark");
   }
 
   RegistryValue ReadData(WStringView rest) {
     constexpr auto kDword = "dword:"_wv, kHex = "hex"_wv;
     if (rest.starts_with(WChar{'"'})) {
       const WString text = QuotedText(rest);
-      if (!rest.empty()) Fail("more than one text");
+      if (!rest.empty()) Fail("more than one string");
       return RegistryValue::Text(text);
     }
     if (String::CaseInsensitiveStartsWith(rest, kDword)) {
       const auto number = HexNumber(String::Trimmed(rest.substr(kDword.size()), kBlanks), 8);
-      if (!number) Fail("expected up to eight hexadecimal digits behind \"dword:\"");
+      if (!number) Fail("expected up to eight hexadecimal digits after \"dword:\"");
       return RegistryValue::Dword(*number);
     }
     if (!String::CaseInsensitiveStartsWith(rest, kHex)) {
-      Fail("expected a text, \"dword:\", \"hex:\", \"hex(TYPE):\" or \"-\"");
+      Fail("expected a string, \"dword:\", \"hex:\", \"hex(TYPE):\" or \"-\"");
     }
     rest.remove_prefix(kHex.size());
     RegistryValue value{RegistryType::kBinary, {}};
@@ -212,10 +239,10 @@ class Reader {
         if (continues) Fail("expected a comma before the next line's bytes");
       }
       if (!continues) {
-        if (wants_more) Fail("expected a byte behind the last comma");
+        if (wants_more) Fail("expected a byte after the last comma");
         return;
       }
-      if (AtEnd()) Fail("the file ends where the next line is announced");
+      if (AtEnd()) Fail("the file ends after a backslash that continues the line");
       rest = NextLine();
     }
   }
@@ -227,25 +254,6 @@ class Reader {
   std::vector<RegistryEdit> edits_;
 };
 
-// Whether a text in quotation marks gives the value back, byte for byte.
-bool IsPlainText(const RegistryValue& value) {
-  if (value.type != RegistryType::kText) return false;
-  const WString text = value.FirstText();
-  return RegistryValue::Text(text).data == value.data && std::ranges::none_of(text, [](WChar unit) {
-           // A lone surrogate has no UTF-8, a control character may end the line.
-           return unit < ' ' || (unit >= 0xD800 && unit < 0xE000) || unit == 0xFEFF;
-         });
-}
-
-void AppendQuoted(WString& out, WStringView text) {
-  out += WChar{'"'};
-  for (const WChar unit : text) {
-    if (unit == '"' || unit == '\\') out += WChar{'\\'};
-    out += unit;
-  }
-  out += WChar{'"'};
-}
-
 WString Hexadecimal(std::uint32_t number, std::size_t digits) {
   constexpr auto kDigits = "0123456789abcdef"_wv;
   WString text;
@@ -254,7 +262,66 @@ WString Hexadecimal(std::uint32_t number, std::size_t digits) {
   return text;
 }
 
-// `column` is where the line stands.
+// The length of the code point at the front, in units.
+std::size_t PointLength(WStringView text) {
+  const bool is_pair = text.size() > 1 && text[0] >= 0xD800 && text[0] < 0xDC00 &&
+                       text[1] >= 0xDC00 && text[1] < 0xE000;
+  return is_pair ? 2 : 1;
+}
+
+// Whether a code point can be written as it is: it has a form in UTF-8, and Printable keeps it,
+// which neither ends the line nor commands a terminal.
+bool IsPlain(WStringView point) {
+  if (point.size() == 1) {
+    if (point[0] >= ' ' && point[0] < 0x7F) return true;
+    if ((point[0] >= 0xD800 && point[0] < 0xE000) || point[0] == 0xFEFF) return false;
+  }
+  const std::string utf8 = String::UTF16ToUTF8(point);
+  return Printable(utf8) == utf8;
+}
+
+// Whether a string in quotation marks is the value, byte for byte.
+bool IsPlainText(const RegistryValue& value) {
+  if (value.type != RegistryType::kText) return false;
+  const WString text = value.FirstText();
+  if (RegistryValue::Text(text).data != value.data) return false;
+  WStringView rest = text;
+  while (!rest.empty()) {
+    const std::size_t length = PointLength(rest);
+    if (!IsPlain(rest.substr(0, length))) return false;
+    rest.remove_prefix(length);
+  }
+  return true;
+}
+
+// Appends a name; what cannot be written as it is follows `escape` as "uXXXX", a code unit that
+// `special` has follows a backslash.
+void AppendEscaped(WString& out, WStringView name, WStringView escape, WStringView special) {
+  while (!name.empty()) {
+    const WStringView point = name.substr(0, PointLength(name));
+    if (IsPlain(point)) {
+      if (special.find(point[0]) != WStringView::npos) out += WChar{'\\'};
+      out += point;
+    } else {
+      for (const WChar unit : point) ((out += escape) += WChar{'u'}) += Hexadecimal(unit, 4);
+    }
+    name.remove_prefix(point.size());
+  }
+}
+
+void AppendQuoted(WString& out, WStringView text) {
+  out += WChar{'"'};
+  AppendEscaped(out, text, "\\"_wv, "\"\\"_wv);
+  out += WChar{'"'};
+}
+
+WString Heading(const RegistryEdit& edit) {
+  WString heading = edit.action == RegistryAction::kDeleteKey ? "[-"_w : "["_w;
+  AppendEscaped(heading, platform::RegistryPathText(edit.key), "\\\\"_wv, {});
+  return heading += "]\r\n"_wv;
+}
+
+// `column` is how much of the line is written.
 void AppendBytes(WString& out, const std::vector<std::uint8_t>& bytes, std::size_t column) {
   for (std::size_t i = 0; i < bytes.size(); ++i) {
     out += Hexadecimal(bytes[i], 2);
@@ -305,9 +372,9 @@ std::string WriteRegFile(std::span<const RegistryEdit> edits, RegFileEncoding en
   text += "\r\n"_wv;
   WString current;
   for (const RegistryEdit& edit : edits) {
-    const bool goes = edit.action == RegistryAction::kDeleteKey;
-    WString heading = (goes ? "[-"_w : "["_w) + platform::RegistryPathText(edit.key) + "]\r\n"_w;
-    if (goes || edit.action == RegistryAction::kCreateKey || heading != current) {
+    WString heading = Heading(edit);
+    if (edit.action == RegistryAction::kDeleteKey || edit.action == RegistryAction::kCreateKey ||
+        heading != current) {
       text += "\r\n"_w + heading;
       current = std::move(heading);
     }
@@ -325,7 +392,7 @@ std::string WriteRegFile(std::span<const RegistryEdit> edits, RegFileEncoding en
 }
 
 RegistryStatus EditsThatMake(platform::Registry& registry, const RegistryKey& key,
-                             std::vector<RegistryEdit>& edits) {
+                             std::vector<RegistryEdit>& edits, std::vector<RegistryKey>& denied) {
   std::vector<RegistryEntry> values;
   std::vector<WString> names;
   RegistryStatus status = registry.Values(key, values);
@@ -341,8 +408,10 @@ RegistryStatus EditsThatMake(platform::Registry& registry, const RegistryKey& ke
     if (below.path.ends_with(WChar{'\\'})) below.path.pop_back();
     if (!below.path.empty()) below.path += WChar{'\\'};
     below.path += name;
-    // What is deleted or closed meanwhile is left out.
-    EditsThatMake(registry, below, edits);
+    status = EditsThatMake(registry, below, edits, denied);
+    if (status == RegistryStatus::kDenied) denied.push_back(std::move(below));
+    // A key that was deleted in the meantime is not missing.
+    if (status == RegistryStatus::kFailed) return status;
   }
   return RegistryStatus::kOk;
 }

@@ -10,6 +10,7 @@ using namespace yox::literals;
 using yox::ReadRegFile;
 using yox::RegFileEncoding;
 using YOX::String;
+using yox::WChar;
 using yox::WriteRegFile;
 using yox::WString;
 using yox::platform::RegistryAction;
@@ -98,32 +99,43 @@ INSTANTIATE_TEST_SUITE_P(
                   "line 3: a value without a key"},
         Malformed{"OpenBracket", kHead + "[HKLM\\A\n", "line 2: expected \"]\" at the end"},
         Malformed{"OtherRoot", kHead + "[HKEY_CLASSES_ROOT\\A]\n",
-                  "line 2: no such key can be: HKEY_CLASSES_ROOT\\A"},
+                  "line 2: expected the path of a key, found \"HKEY_CLASSES_ROOT\\A\""},
         Malformed{"EmptyKeyName", kHead + "[HKLM\\A\\\\B]\n",
-                  "line 2: no such key can be: HKLM\\A\\\\B"},
+                  "line 2: expected the path of a key, found \"HKLM\\A\\\\B\""},
         Malformed{"HiveDeleted", kHead + "[-HKLM]\n", "line 2: a hive cannot be deleted"},
-        Malformed{"NoName", kKey + "N=\"x\"\n", "line 3: expected a text in quotation marks"},
-        Malformed{"OpenName", kKey + "\"N=\n", "line 3: the text has no end"},
-        Malformed{"OpenText", kKey + "\"N\"=\"x\n", "line 3: the text has no end"},
+        Malformed{"NoName", kKey + "N=\"x\"\n", "line 3: expected a string in quotation marks"},
+        Malformed{"OpenName", kKey + "\"N=\n", "line 3: the string has no closing quotation mark"},
+        Malformed{"OpenText", kKey + "\"N\"=\"x\n",
+                  "line 3: the string has no closing quotation mark"},
         Malformed{"UnknownEscape", kKey + "\"N\"=\"a\\n\"\n",
-                  "line 3: only a backslash or a quotation mark can stand behind a backslash"},
-        Malformed{"TwoTexts", kKey + "\"N\"=\"a\" \"b\"\n", "line 3: more than one text"},
-        Malformed{"NoEquals", kKey + "\"N\"\n", "line 3: expected \"=\" behind the value's name"},
+                  "line 3: expected a backslash, a quotation mark or \"uXXXX\" after a backslash"},
+        Malformed{"ShortEscape", kKey + "\"N\\u00g0\"=\"x\"\n",
+                  "line 3: expected a backslash, a quotation mark or \"uXXXX\" after a backslash"},
+        Malformed{"ZeroInName", kKey + "\"N\\u0000\"=\"x\"\n",
+                  "line 3: the name of the value is too long or contains a zero"},
+        Malformed{"ZeroInPath", kHead + "[HKLM\\A\\\\u0000]\n",
+                  "line 2: expected the path of a key, found \"HKLM\\A\\\\u0000\""},
+        Malformed{"SeparatorsAsEscapes", kHead + "[HKLM\\A\\\\u005c\\\\u005cB]\n",
+                  "line 2: expected the path of a key, found"
+                  " \"HKLM\\A\\\\u005c\\\\u005cB\""},
+        Malformed{"TwoTexts", kKey + "\"N\"=\"a\" \"b\"\n", "line 3: more than one string"},
+        Malformed{"NoEquals", kKey + "\"N\"\n",
+                  "line 3: expected \"=\" after the name of the value"},
         Malformed{"NoData", kKey + "\"N\"=\n",
-                  "line 3: expected a text, \"dword:\", \"hex:\", \"hex(TYPE):\" or \"-\""},
+                  "line 3: expected a string, \"dword:\", \"hex:\", \"hex(TYPE):\" or \"-\""},
         Malformed{"LongDword", kKey + "\"N\"=dword:123456789\n",
-                  "line 3: expected up to eight hexadecimal digits behind \"dword:\""},
+                  "line 3: expected up to eight hexadecimal digits after \"dword:\""},
         Malformed{"OpenType", kKey + "\"N\"=hex(7:00\n",
                   "line 3: expected the type's number in brackets"},
         Malformed{"NoColon", kKey + "\"N\"=hex(7)00\n", "line 3: expected \":\" before the bytes"},
         Malformed{"NoByte", kKey + "\"N\"=hex:01,\\\n  0g\n",
                   "line 4: expected bytes of two hexadecimal digits, with commas between them"},
         Malformed{"CommaAtTheEnd", kKey + "\"N\"=hex:01,\n",
-                  "line 3: expected a byte behind the last comma"},
+                  "line 3: expected a byte after the last comma"},
         Malformed{"NoCommaBeforeTheNextLine", kKey + "\"N\"=hex:01\\\n02\n",
                   "line 3: expected a comma before the next line's bytes"},
         Malformed{"EndWhereMoreIsAnnounced", kKey + "\"N\"=hex:01,\\",
-                  "line 3: the file ends where the next line is announced"},
+                  "line 3: the file ends after a backslash that continues the line"},
         Malformed{"MalformedUtf8", kKey + "\"N\"=\"\xFF\"\n", "line 3: not well-formed UTF-8"},
         Malformed{"HalfACodeUnit", std::string("\xFF\xFEW", 3),
                   "line 1: half a UTF-16 code unit at the end"}),
@@ -175,6 +187,67 @@ TEST(RegFileTest, WhatIsWrittenIsReadAgain) {
   }
 }
 
+// Each would end the line, command a terminal, hide from the reader or get lost in UTF-8.
+const WString kAwkwardNames[] = {
+    "K]\n\"IsManagedDevice\"=dword:00000001"_w,
+    "\x1b[2J\x07\u009b"_w,
+    "tab\tdelete\x7f next\u0085 line\u2028"_w,
+    "\u202e\u200b\u2066"_w,
+    "\ufeff"_w,
+    WString(1, WChar{0xD800}) + "high"_w,
+    WString(1, WChar{0xDC00}) + "low"_w,
+    "\U0001F600 \u20ac"_w,
+    "u001b"_w,
+    " blank\r"_w,
+    "-[\"=]@"_w,
+};
+
+TEST(RegFileTest, AnyNameIsReadAgainAndCommandsNoTerminal) {
+  std::vector<RegistryEdit> edits;
+  const auto add = [&](const WString& path, const WString& name) {
+    const RegistryKey key{HKEY_LOCAL_MACHINE, path, {}, {}};
+    edits.push_back({RegistryAction::kCreateKey, key, {}, {}});
+    edits.push_back({RegistryAction::kSetValue, key, name, RegistryValue::Text(name)});
+    edits.push_back({RegistryAction::kDeleteValue, key, name, {}, true});
+    edits.push_back({RegistryAction::kDeleteKey, key, {}, {}, true});
+  };
+  for (const WString& name : kAwkwardNames) {
+    ASSERT_EQ(name.find(WChar{'\\'}), WString::npos);
+    add(name, name + "\\u001b\\"_w);
+    add("A\\"_w + name + "\\"_w + name + "\\u0041"_w, name);
+  }
+  const std::string file = WriteRegFile(edits, RegFileEncoding::kUtf8);
+  const WString text = String::UTF8ToUTF16(file);
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const bool ends_line = text[i] == '\r' || (text[i] == '\n' && text[i - 1] == '\r');
+    const bool is_control = text[i] < ' ' || (text[i] >= 0x7F && text[i] < 0xA0);
+    ASSERT_TRUE(ends_line || !is_control) << i << ": " << static_cast<unsigned>(text[i]);
+  }
+  for (const auto encoding : {RegFileEncoding::kUtf8, RegFileEncoding::kUtf16}) {
+    const std::vector<RegistryEdit> read = ReadRegFile(WriteRegFile(edits, encoding));
+    ASSERT_EQ(read.size(), edits.size());
+    for (std::size_t i = 0; i < edits.size(); ++i) {
+      EXPECT_EQ(read[i].action, edits[i].action) << i;
+      EXPECT_EQ(read[i].key.path, edits[i].key.path) << i;
+      EXPECT_EQ(read[i].name, edits[i].name) << i;
+      EXPECT_TRUE(read[i].value == edits[i].value) << i;
+    }
+  }
+}
+
+TEST(RegFileTest, NamesAreEscapedByTheirCodeUnits) {
+  const RegistryKey key{HKEY_CURRENT_USER, "A\x1b\\\x1b"_w, {}, {}};
+  const RegistryEdit edits[] = {
+      {RegistryAction::kCreateKey, key, {}, {}},
+      {RegistryAction::kSetValue, key, "N\n\\"_w, RegistryValue::Dword(1)},
+  };
+  EXPECT_EQ(WriteRegFile(edits, RegFileEncoding::kUtf8),
+            "Windows Registry Editor Version 5.00\r\n"
+            "\r\n"
+            "[HKEY_CURRENT_USER\\A\\\\u001b\\\\\\u001b]\r\n"
+            "\"N\\u000a\\\\\"=dword:00000001\r\n");
+}
+
 TEST(RegFileTest, AFileLooksAsOnWindows) {
   const RegistryKey key{HKEY_CURRENT_USER, "Software\\Contoso"_w, {}, {}};
   const RegistryEdit edits[] = {
@@ -201,7 +274,9 @@ TEST_P(RegFileOnEveryRegistry, WhatIsExportedCanBeImported) {
   Set(key, "Name"_w, RegistryValue::Text("x"_w));
   Set(below, {}, RegistryValue::Binary({1, 2}));
   std::vector<RegistryEdit> edits;
-  ASSERT_EQ(yox::EditsThatMake(registry(), key, edits), RegistryStatus::kOk);
+  std::vector<RegistryKey> denied;
+  ASSERT_EQ(yox::EditsThatMake(registry(), key, edits, denied), RegistryStatus::kOk);
+  EXPECT_TRUE(denied.empty());
   const std::string file = WriteRegFile(edits, RegFileEncoding::kUtf16);
   ASSERT_EQ(registry().DeleteKey(key), RegistryStatus::kOk);
   ASSERT_EQ(registry().Apply(ReadRegFile(file)), RegistryStatus::kOk);
