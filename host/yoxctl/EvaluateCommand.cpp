@@ -9,7 +9,6 @@
 
 #include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/CommandLine.h"
-#include "host/yoxctl/DecidingEvaluator.h"
 #include "host/yoxctl/ExplanationText.h"
 #include "host/yoxctl/MachineRecord.h"
 #include "host/yoxctl/Output.h"
@@ -53,8 +52,7 @@ int Evaluate(const GlobalOptions& global, const EvaluateOptions& options) {
   const ChosenDevice device(global);
 
   PublishMachineRecord();
-  DecidingEvaluator deciding;
-  ApplicabilityEvaluator* const evaluator = &deciding;
+  const auto evaluator = ApplicabilityEvaluator::CreateWithoutTasks();
   yox::WString* const target = options.target_version ? &target_version : nullptr;
 
   if (options.explain) {

@@ -1,7 +1,9 @@
 #include <algorithm>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -11,7 +13,9 @@
 #include "yox/base/String.h"
 #include "yox/clientbase/EpUrlProvider.h"
 #include "yox/clientbase/SMBiosInformationRetriever.h"
+#include "yox/decision/Decide.h"
 #include "yox/decision/FilterDocument.h"
+#include "yox/decision/PreparedDevice.h"
 #include "yox/platform/Platform.h"
 #include "yox/platform/clock/Clock.h"
 #include "yox/platform/simulated/DeviceProfileReader.h"
@@ -21,8 +25,10 @@
 #include "host/yoxctl/CommandLine.h"
 #include "host/yoxctl/Output.h"
 #include "host/yoxctl/RolloutPlot.h"
+#include "host/yoxctl/SimulatedProcess.h"
 
 using yox::decision::FilterField;
+using yox::decision::PreparedDevice;
 using yox::decision::ReadFilterDocument;
 
 namespace yoxctl {
@@ -118,7 +124,11 @@ Buckets BucketsOf(const yox::platform::DeviceProfile& profile) {
   return {RolloutForecast::BucketOf(serial_number), RolloutForecast::BucketOf(realm)};
 }
 
-std::vector<Buckets> BucketsIn(const std::string& argument) {
+// What `read` makes of each profile in the folder.
+template <class Value>
+std::vector<Value> ReadProfiles(
+    const std::string& argument,
+    const std::function<Value(const yox::platform::DeviceProfile&)>& read) {
   std::error_code error;
   std::vector<std::filesystem::path> files;
   for (std::filesystem::directory_iterator entry(PathOf(argument), error), end;
@@ -128,15 +138,15 @@ std::vector<Buckets> BucketsIn(const std::string& argument) {
   if (error) throw Refusal(NameOf(argument) + ": " + error.message());
   if (files.empty()) throw Refusal(NameOf(argument) + ": has no profile, *.json");
   std::ranges::sort(files);
-  std::vector<Buckets> buckets;
-  buckets.reserve(files.size());
+  std::vector<Value> values;
+  values.reserve(files.size());
   for (const auto& file : files) {
-    buckets.push_back(BucketsOf(ReadNamed(PathText(file), yox::platform::ReadDeviceProfile)));
+    values.push_back(read(ReadNamed(PathText(file), yox::platform::ReadDeviceProfile)));
   }
-  return buckets;
+  return values;
 }
 
-// How many are in on each day.
+// How many are in on each day, by the function alone.
 std::vector<std::size_t> CountsOf(const RolloutForecast& forecast,
                                   const std::vector<Buckets>& devices) {
   std::vector<std::size_t> counts;
@@ -146,6 +156,23 @@ std::vector<std::size_t> CountsOf(const RolloutForecast& forecast,
     ++counts[static_cast<std::size_t>(forecast.FirstDayOf(device.Of(forecast)) - 1)];
   }
   for (std::size_t day = 1; day < counts.size(); ++day) counts[day] += counts[day - 1];
+  return counts;
+}
+
+// How many devices the whole list applies to on each day of a roll-out, at noon.
+std::vector<std::size_t> CountsOf(const RolloutForecast& forecast, const ApplicabilityFilter& list,
+                                  const std::vector<PreparedDevice>& devices) {
+  const ApplicabilityFilter::Lease compiled(list);
+  std::vector<std::size_t> counts(static_cast<std::size_t>(forecast.days()));
+  for (const PreparedDevice& device : devices) {
+    for (int day = 1; day <= forecast.days(); ++day) {
+      const yox::decision::Question question{forecast.NoonOf(day)};
+      yox::decision::PreparedFacts facts(device, question);
+      if (yox::decision::Decide(*compiled, facts).applies == yox::decision::Truth::kTrue) {
+        ++counts[static_cast<std::size_t>(day - 1)];
+      }
+    }
+  }
   return counts;
 }
 
@@ -266,6 +293,34 @@ void Plot(const Rollout& rollout, const RolloutOptions& options,
   WriteFile(*options.plot, ToSvg(plot));
 }
 
+// The devices of --profiles: their buckets where only a function is asked for, all their facts
+// where a list is.
+struct Fleet {
+  std::vector<Buckets> buckets;
+  std::vector<PreparedDevice> devices;
+  ApplicabilityFilter list;
+
+  std::size_t size() const { return buckets.size() + devices.size(); }
+  std::vector<std::size_t> CountsOf(const RolloutForecast& forecast) const {
+    return devices.empty() ? yoxctl::CountsOf(forecast, buckets)
+                           : yoxctl::CountsOf(forecast, list, devices);
+  }
+};
+
+Fleet FleetOf(const RolloutOptions& options) {
+  Fleet fleet;
+  if (!options.profiles) return fleet;
+  if (options.function) {
+    fleet.buckets = ReadProfiles<Buckets>(*options.profiles, BucketsOf);
+    return fleet;
+  }
+  fleet.list = ReadNamed(*options.list, ReadFilterDocument);
+  fleet.devices = ReadProfiles<PreparedDevice>(*options.profiles, [&](const auto& profile) {
+    return PreparedDevice(FactsOf(profile, std::span(&fleet.list, 1)));
+  });
+  return fleet;
+}
+
 int Forecast(const GlobalOptions& global, const RolloutOptions& options) {
   if (options.list.has_value() == options.function.has_value()) {
     throw Refusal("expected either a LIST.json or --function");
@@ -277,16 +332,15 @@ int Forecast(const GlobalOptions& global, const RolloutOptions& options) {
     throw Refusal("--plot: the list has " + std::to_string(rollouts.size()) +
                   " roll-outs: choose one with --filter");
   }
-  const std::vector<Buckets> devices =
-      options.profiles ? BucketsIn(*options.profiles) : std::vector<Buckets>();
+  const Fleet fleet = FleetOf(options);
   const std::int64_t now = yox::platform::Platform::Get().clock().Now();
 
   std::string text;
   Json::Value json;
   json["rollouts"] = Json::Value(Json::arrayValue);
-  if (options.profiles) json["profiles"] = Json::UInt64{devices.size()};
+  if (options.profiles) json["profiles"] = Json::UInt64{fleet.size()};
   for (const Rollout& rollout : rollouts) {
-    const std::vector<std::size_t> counts = CountsOf(rollout.forecast, devices);
+    const std::vector<std::size_t> counts = fleet.CountsOf(rollout.forecast);
     const std::int64_t today = rollout.forecast.DayAt(now);
     if (options.plot) Plot(rollout, options, counts, now);
     if (global.json) {
@@ -330,7 +384,9 @@ Command RolloutCommand() {
                        .target = &options->organisation},
                       {.name = "--profiles",
                        .type = "DIR",
-                       .help = "Count the devices of the profiles, *.json, in this directory",
+                       .help = "Count the devices of the profiles, *.json, in this directory: "
+                               "those that the whole list applies to on each day; with --function, "
+                               "those that the function includes",
                        .target = &options->profiles},
                       {.name = "--plot",
                        .type = "FILE.svg",

@@ -6,20 +6,17 @@
 #include "yox/applicability/ApplicabilityEvaluator.h"
 #include "yox/applicability/ListTest.h"
 #include "yox/base/Json.h"
-#include "yox/base/StrictJson.h"
 #include "yox/base/String.h"
 #include "yox/decision/Explanation.h"
 #include "yox/decision/FilterDocument.h"
-#include "yox/device/MachineInformation.h"
-#include "yox/platform/simulated/SimulatedDevice.h"
+#include "yox/platform/simulated/DeviceProfile.h"
 
 #include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/CommandLine.h"
-#include "host/yoxctl/DecidingEvaluator.h"
 #include "host/yoxctl/ExplanationText.h"
 #include "host/yoxctl/Output.h"
-#include "host/yoxctl/OwnProgram.h"
 #include "host/yoxctl/Paint.h"
+#include "host/yoxctl/SimulatedProcess.h"
 #include "host/yoxctl/Table.h"
 
 using yox::decision::Explanation;
@@ -32,9 +29,6 @@ using yox::platform::DeviceProfile;
 
 struct TestOptions {
   std::vector<std::string> files;
-  // For the processes that decide a case each: singletons know one device.
-  std::optional<std::size_t> only;
-  bool colours = false;
 };
 
 struct Case {
@@ -100,13 +94,12 @@ TestFile ReadTestFile(const std::string& name) {
 }
 
 Explanation Decide(const ApplicabilityFilter& list, const Case& one) {
-  yox::platform::SimulatedDevice device(one.device);
-  const yox::platform::ScopedPlatform installed(device);
+  const SimulatedProcess process(one.device);
   ApplicabilityEvaluator::Pairs tags;
   for (const auto& [key, value] : one.test.tags) tags.emplace_back(key, value);
-  MachineInformation::Publish();
   const auto& target = one.test.target_version;
-  return DecidingEvaluator().Explain(list, target ? &*target : nullptr, tags);
+  return ApplicabilityEvaluator::CreateWithoutTasks()->Explain(list, target ? &*target : nullptr,
+                                                               tags);
 }
 
 bool Passed(const ListTestCase& test, const Explanation& found) {
@@ -134,7 +127,7 @@ std::string RelevantText(const ListTestCase& test, const Explanation& found, con
   return text;
 }
 
-// What a case's own process answers.
+// A case as the document of answers has it.
 Json::Value CaseJson(std::size_t index, const Case& one, const Explanation& found) {
   Json::Value json = ExplanationJson(found);
   const bool passed = Passed(one.test, found);
@@ -176,37 +169,18 @@ std::string Indented(const std::string& text) {
   return indented;
 }
 
-int AnswerCase(const TestFile& file, const TestOptions& options) {
-  const std::size_t index = *options.only;
-  if (index >= file.cases.size()) throw Refusal("--case: there is no such case");
-  const Case& one = file.cases[index];
-  const Explanation found = Decide(file.list, one);
-  std::string answer = yox::JsonText(CaseJson(index, one, found), yox::JsonStyle::kReadableLine);
-  if (!Passed(one.test, found)) {
-    answer += RelevantText(one.test, found, Painter(options.colours));
-  }
-  Print(answer);
-  return kDone;
-}
-
-// The answer of the process that decides one case: its document, and the lines for people behind
-// it.
+// The document of one case, and the lines for people after its own line.
 struct CaseAnswer {
   Json::Value result;
   std::string text;
 };
 
-CaseAnswer AskForCase(const TestFile& file, std::size_t index, bool colours) {
-  const std::string number = std::to_string(index);
-  std::vector<std::string> arguments = {"test", "--case", number};
-  if (colours) arguments.emplace_back("--colours");
-  arguments.insert(arguments.end(), {"--", file.name});
-  const Ended ended = RunOwnProgram(arguments);
-  const std::size_t end = ended.output.find('\n');
-  if (ended.code != kDone || end == std::string::npos) {
-    throw Refusal(NameOf(file.name) + ": cases[" + number + "]: was not decided");
-  }
-  return {yox::ParseDocument(ended.output.substr(0, end)), ended.output.substr(end + 1)};
+CaseAnswer AnswerCase(const TestFile& file, std::size_t index, const Painter& paint) {
+  const Case& one = file.cases[index];
+  const Explanation found = Decide(file.list, one);
+  CaseAnswer answer{CaseJson(index, one, found), {}};
+  if (!Passed(one.test, found)) answer.text = RelevantText(one.test, found, paint);
+  return answer;
 }
 
 int Test(const GlobalOptions& global, const TestOptions& options) {
@@ -215,8 +189,6 @@ int Test(const GlobalOptions& global, const TestOptions& options) {
   }
   std::vector<TestFile> files;
   for (const std::string& name : options.files) files.push_back(ReadTestFile(name));
-
-  if (options.only) return AnswerCase(files.front(), options);
 
   const Painter paint = PainterOfOutput(global.colours);
   Json::Value document;
@@ -227,7 +199,7 @@ int Test(const GlobalOptions& global, const TestOptions& options) {
     entry["file"] = file.name;
     if (!global.json) Print(OneLine(file.name) + "\n");
     for (std::size_t i = 0; i < file.cases.size(); ++i) {
-      CaseAnswer answer = AskForCase(file, i, paint.colours());
+      CaseAnswer answer = AnswerCase(file, i, paint);
       ++(answer.result["passed"].asBool() ? passed : failed);
       if (!global.json) Print(CaseText(answer.result, paint) + Indented(answer.text));
       entry["cases"].append(std::move(answer.result));
@@ -254,9 +226,7 @@ Command TestCommand() {
           .options = {{.name = "LIST.test.json",
                        .help = "The test files",
                        .target = &options->files,
-                       .required = true},
-                      {.name = "--case", .target = &options->only, .hidden = true},
-                      {.name = "--colours", .target = &options->colours, .hidden = true}},
+                       .required = true}},
           .run = [options](const GlobalOptions& global) { return Test(global, *options); }};
 }
 

@@ -314,6 +314,31 @@ class Rollout(Yoxctl):
                 counted += self.run_program("--device", "now.json", "evaluate", "filters.json").returncode == 0
             self.assertEqual(day["profiles"], counted, day)
 
+    def test_a_list_is_decided_as_a_whole_on_each_day(self):
+        (self.folder / "fleet").mkdir()
+        fleet = [{"clock": {"now": "2026-02-01T12:00:00", "time_zone": "UTC"},
+                  "firmware": {"serial_number": f"SN{number}"},
+                  "region": {"country_code": ("DE", "FR", "US")[number % 3], "language_code": "en-US"},
+                  "registry": {"HKLM\\SOFTWARE\\Contoso": {"Ring": {"type": "REG_SZ", "data": f"ring {number % 2}"}}}}
+                 for number in range(9)]
+        for number, profile in enumerate(fleet):
+            self.write(f"fleet/{number}.json", profile)
+        self.write("filters.json", [{"country": "FR", "value": "false"},
+                                    {"date_function": self.FUNCTION, "date_range": "2026-02-22|2026-02-27",
+                                     "registry": "HKLM\\SOFTWARE\\Contoso:Ring|ring 0"},
+                                    {"default": "false"}])
+        rollout, = self.answer("filters.json", "--profiles", "fleet")["rollouts"]
+        counts = []
+        for day in rollout["forecast"]:
+            counts.append(0)
+            for profile in fleet:
+                now = {**profile["clock"], "now": day["date"] + "T12:00:00"}
+                self.write("now.json", {**profile, "clock": now})
+                counts[-1] += self.run_program("--device", "now.json", "evaluate", "filters.json").returncode == 0
+        self.assertEqual([day["profiles"] for day in rollout["forecast"]], counts)
+        self.assertGreater(max(counts), 0)
+        self.assertEqual((counts[0], counts[-1]), (0, 0))
+
     def plot(self, *arguments):
         self.assertEqual(self.run_program(*self.rollout(*arguments, "--plot", "plot.svg")).returncode, 0)
         return xml.etree.ElementTree.fromstring((self.folder / "plot.svg").read_bytes())
@@ -381,6 +406,47 @@ class Rollout(Yoxctl):
                 (["none.json"], "none.json: no such file")):
             with self.subTest(arguments=arguments):
                 self.assert_refused(self.rollout(*arguments), message)
+
+
+class CasesOfLists(Yoxctl):
+    """The cases of a test file are decided one after another in one process."""
+
+    RICH = {"client": {"version": "4.2.10.0"}, "join": {"domain": True}, "services": {"ccmexec": "running"},
+            "firmware": {"manufacturer": "Contoso", "family": "Falcon", "model_number": "FA14", "sku": "S1",
+                         "serial_number": "C0FFEE12", "enclosure_type": "Notebook"},
+            "os": {"version": "10.0.22631", "caption": "Contoso OS", "architecture": 12, "edition_id": "Enterprise"},
+            "region": {"country_code": "US", "language_code": "en-US"},
+            "registry": {"HKLM\\SOFTWARE\\Contoso": {"Ring": {"type": "REG_SZ", "data": "beta"}},
+                         "HKLM\\SOFTWARE\\Tervan\\YOX\\Applicability\\Tags": {
+                             "Ring": {"type": "REG_SZ", "data": "pilot"}}},
+            "devices": [{"instance_id": "USB\\VID_1050\\1", "hardware_ids": ["USB\\VID_1050"]}],
+            "display_adapters": [{"description": "Contoso Graphics 7", "software": False,
+                                  "dedicated_video_memory": 1, "dedicated_system_memory": 0,
+                                  "shared_system_memory": 0}],
+            "installed_apps": [{"key": "{1}", "name": "Contoso Editor", "version": "7.1"}],
+            "store_apps": {"Contoso.Notes": "2.0"},
+            "organisation": {"realm": "contoso", "subscriptions": ["1b4e28ba-2fa1-11d2-883f-0016d3cca427"]}}
+    # What holds on that device and on no bare one.
+    CRITERIA = {"country": "US", "device_subscription": "1b4e*", "enclosure": "Notebook", "family": "Falcon",
+                "hardware_id": "USB/VID_1050", "language": "en*", "mfr": "Contoso", "model": "FA14",
+                "os_bitness": "ARM64", "os_description": "Contoso OS", "os_version": ">=10.0",
+                "registry": "HKLM\\SOFTWARE\\Contoso:Ring|beta", "version": ">=4.2", "tag": "Ring|pilot",
+                "installed_items": "Contoso Editor,Contoso.Notes"}
+
+    def test_no_case_sees_the_device_of_another(self):
+        self.write("rich.json", self.RICH)
+        lists = {**{name: {name: text} for name, text in self.CRITERIA.items()},
+                 "store": {"installed_items": "Contoso.Notes"}, "managed": {"tag": "Device.Usage.IsManagedDevice|true"},
+                 "graphics": {"tag": "Device.Hardware.Gpu.Exists"}}
+        for name, criterion in lists.items():
+            self.write(f"{name}.json", [criterion])
+            rich, bare = {"name": "rich", "profile": "rich.json"}, {"name": "bare"}
+            applies = self.run_program("--device", "rich.json", "evaluate", f"{name}.json").returncode == 0
+            self.assertTrue(applies, name)
+            self.write(f"{name}.test.json", {"cases": [{**rich, "applies": True}, {**bare, "applies": False},
+                                                       {**rich, "applies": True}, {**bare, "applies": False}]})
+        done = self.run_program("test", *[f"{name}.test.json" for name in lists])
+        self.assertEqual((done.returncode, done.stderr), (0, b""), done.stdout.decode())
 
 
 class Device(Yoxctl):

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <future>
 #include <memory>
+#include <span>
 #include <vector>
 
 #include "yox/base/Export.h"
@@ -37,6 +38,7 @@ class BucketCache;
 namespace yox::decision {
 struct DecisionTrace;
 struct Explanation;
+struct FactsRecord;
 struct RegistryRequirement;
 }  // namespace yox::decision
 
@@ -63,6 +65,10 @@ class YOX_API ApplicabilityEvaluator {
   // Lives until the process ends. Throws std::future_error or std::system_error when a task cannot
   // be started; the instance is there nevertheless.
   static ApplicabilityEvaluator* GetInstance();
+
+  // Creates an evaluator for decisions alone: it watches nothing and starts no thread. Its
+  // decisions, explanations and facts are those of the singleton. For tools.
+  static std::unique_ptr<ApplicabilityEvaluator> CreateWithoutTasks();
 
   // The host's event, which it signals to stop the tasks; not owned. On Linux an eventfd will do.
   // The tag task looks at it once, a second after the start; without one it gives up after six
@@ -125,6 +131,13 @@ class YOX_API ApplicabilityEvaluator {
                                      const ApplicabilityFilter& filter,
                                      AppAndTagCollection* tagCollection,
                                      const yox::WString* targetVersion, const Pairs& extraTags);
+
+  // Returns what the 22 criteria see on this device now, as a value on which any thread can decide
+  // later (FactsRecord.h): all facts but the registry, and of the registry the values that the
+  // given lists ask for. The texts are as the device has them. The id, and the time zone, which the
+  // platform does not tell, are left alone. Starts the tracking of devices. Throws
+  // std::invalid_argument("machineInformation") without a machine record.
+  yox::decision::FactsRecord CollectFacts(std::span<const ApplicabilityFilter> lists);
 
  protected:
   ApplicabilityEvaluator();

@@ -1,6 +1,7 @@
 #include "yox/applicability/HardwareIdFilter.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <exception>
 #include <memory>
 #include <utility>
@@ -10,6 +11,7 @@
 #include "yox/applicability/PnPDeviceTracker.h"
 #include "yox/base/String.h"
 #include "yox/base/ThreadSafety.h"
+#include "yox/platform/Platform.h"
 
 using YOX::String;
 
@@ -23,6 +25,11 @@ class Tracking {
   // Null while the tracker cannot start; each call tries again.
   const HardwareIdRepository* Repository() {
     const MutexLock lock(mutex_);
+    if (generation_ != platform::Platform::Generation()) {
+      tracker_.reset();
+      repository_.Clear();
+      generation_ = platform::Platform::Generation();
+    }
     if (tracker_ == nullptr) {
       auto starting = std::make_unique<PnPDeviceTracker>(repository_);
       if (!starting->Start()) {
@@ -39,6 +46,7 @@ class Tracking {
   HardwareIdRepository repository_;  // outlives the tracker
   Mutex mutex_;
   std::unique_ptr<PnPDeviceTracker> tracker_ YOX_GUARDED_BY(mutex_);
+  std::uint64_t generation_ YOX_GUARDED_BY(mutex_) = platform::Platform::Generation();
 };
 
 bool HasExactly(const HardwareIdRepository& present,

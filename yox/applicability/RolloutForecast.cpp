@@ -70,10 +70,12 @@ RolloutForecast::RolloutForecast(WStringView function) {
   for (int day = 1; day <= days; ++day) buckets_.push_back(BucketsIn(rollout, day));
 }
 
+std::int64_t RolloutForecast::NoonOf(std::int64_t day) const {
+  return start_ + (day - 1) * kSecondsPerDay + kSecondsPerDay / 2;
+}
+
 LocalDate RolloutForecast::DateOf(std::int64_t day) const {
-  // At noon, which a change of clocks leaves on its day.
-  const std::int64_t noon = start_ + (day - 1) * kSecondsPerDay + kSecondsPerDay / 2;
-  return Platform::Get().clock().ToLocalDate(noon);
+  return Platform::Get().clock().ToLocalDate(NoonOf(day));
 }
 
 int RolloutForecast::BucketsOn(std::int64_t day) const {

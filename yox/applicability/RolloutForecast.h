@@ -31,6 +31,9 @@ class YOX_API RolloutForecast {
   // The calendar day of a day from 1 on. Days follow each other after 24 hours, so that one begins
   // an hour beside midnight when clocks have been changed since the first.
   yox::LocalDate DateOf(std::int64_t day) const;
+  // The middle of that day, in seconds since 1970: it is on the same calendar day even when clocks
+  // were changed since the first.
+  std::int64_t NoonOf(std::int64_t day) const;
   // How many buckets are in on a day, and which: those below this number. 0 before day 1.
   int BucketsOn(std::int64_t day) const;
 

@@ -2,11 +2,13 @@
 
 #include <memory>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "yox/applicability/ApplicabilityEvaluator.h"
 #include "yox/base/WString.h"
 #include "yox/decision/DeviceFacts.h"
+#include "yox/decision/FactsRecord.h"
 #include "yox/device/MachineInformation.h"
 #include "yox/foundation/YOXTag.h"
 
@@ -26,6 +28,9 @@ class ApplicabilityEvaluator::RunningDevice final : public yox::decision::Device
                 const yox::WString& client_version, AppAndTagCollection* tags,
                 const yox::WString* target_version, const Pairs& extra_tags,
                 Purpose purpose = Purpose::kDecide);
+
+  // All facts, and of the registry what the lists ask for.
+  yox::decision::FactsRecord Collect(std::span<const ApplicabilityFilter> lists);
 
   yox::decision::DayStart StartOfDay(int year, int month, int day) override;
   yox::decision::RegistryFact ReadRegistry(

@@ -130,6 +130,10 @@ PreparedDevice::PreparedDevice(const FactsRecord& record)
                            [](const auto& entry) { return std::pair(entry.key, entry.name); });
 }
 
+PreparedDevice::PreparedDevice(PreparedDevice&& other) noexcept = default;
+PreparedDevice& PreparedDevice::operator=(PreparedDevice&& other) noexcept = default;
+PreparedDevice::~PreparedDevice() = default;
+
 TextFact PreparedDevice::Fold(const Given<WString>& given) {
   if (given.knowledge == Knowledge::kUnknown) return {};
   const WStringView text = arena_.Keep(given.value);

@@ -69,8 +69,9 @@ class YOX_API PreparedDevice {
  public:
   explicit PreparedDevice(const FactsRecord& record);
 
-  PreparedDevice(PreparedDevice&&) noexcept = default;
-  PreparedDevice& operator=(PreparedDevice&&) noexcept = default;
+  PreparedDevice(PreparedDevice&& other) noexcept;
+  PreparedDevice& operator=(PreparedDevice&& other) noexcept;
+  ~PreparedDevice();
 
  private:
   friend class PreparedFacts;

@@ -13,6 +13,7 @@
 #include "yox/clientbase/XMLConfigAgent.h"
 #include "yox/device/MachineInformation.h"
 #include "yox/foundation/YOXHelperFactory.h"
+#include "yox/platform/Platform.h"
 
 namespace YOX {
 namespace {
@@ -100,7 +101,10 @@ bool DeviceInfoProvider::GetDeviceIsHub() const {
 
 Architecture DeviceInfoProvider::GetCPUArchitecture() {
   constexpr const char* kName = "YOX::DeviceInfoProvider::GetCPUArchitecture";
-  std::uint32_t architecture = architecture_.load(std::memory_order_relaxed);
+  const std::uint64_t generation = platform::Platform::Generation();
+  std::uint32_t architecture = generation_.load(std::memory_order_acquire) == generation
+                                   ? architecture_.load(std::memory_order_relaxed)
+                                   : kUnknown;
   if (architecture == kUnknown) {
     try {
       std::vector<platform::ManagementValue> values;
@@ -111,6 +115,7 @@ Architecture DeviceInfoProvider::GetCPUArchitecture() {
       if (number != nullptr) {
         architecture = static_cast<std::uint32_t>(*number);
         architecture_.store(architecture, std::memory_order_relaxed);
+        generation_.store(generation, std::memory_order_release);
         g_log.e("%s Architecture is: %d", kName, architecture);
       }
     } catch (...) {

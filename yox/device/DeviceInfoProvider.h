@@ -86,6 +86,8 @@ class YOX_API DeviceInfoProvider {
   WString enclosure_type_;
   WString family_;
   std::atomic<std::uint32_t> architecture_{kUnknown};
+  // Of the platform that the architecture was read from.
+  std::atomic<std::uint64_t> generation_{0};
   std::shared_ptr<MachineInformation> machine_information_agent_;
   std::atomic<bool> force_refresh_{false};
 };

@@ -26,11 +26,15 @@ using Outcome = yox::platform::JoinAnswer::Outcome;
 
 namespace {
 
-// An answer that is remembered until the process ends.
+// An answer that is remembered until the process ends or its platform changes.
 class KnownForEver {
  public:
   std::optional<bool> Get() {
     const yox::MutexLock lock(mutex_);
+    if (generation_ != Platform::Generation()) {
+      answer_.reset();
+      generation_ = Platform::Generation();
+    }
     return answer_;
   }
   bool Remember(bool answer) {
@@ -42,11 +46,13 @@ class KnownForEver {
  private:
   yox::Mutex mutex_;
   std::optional<bool> answer_ YOX_GUARDED_BY(mutex_);
+  std::uint64_t generation_ YOX_GUARDED_BY(mutex_) = Platform::Generation();
 };
 
-// An answer that is remembered for an hour. The time of the last query starts at 0, as the steady
-// clock does: in the first hour of the device the answer is false without a query, as required. The
-// lock is not held during a query, so two threads may query at once; the later one wins.
+// An answer that is remembered for an hour, or until the process's platform changes. The time of
+// the last query starts at 0, as the steady clock does: in the first hour of the device the answer
+// is false without a query, as required. The lock is not held during a query, so two threads may
+// query at once; the later one wins.
 class KnownForAnHour {
  public:
   // `query` returns std::nullopt when there is no answer to remember.
@@ -56,6 +62,11 @@ class KnownForAnHour {
     const std::int64_t now = Platform::Get().clock().SteadyNanoseconds();
     {
       const yox::MutexLock lock(mutex_);
+      if (generation_ != Platform::Generation()) {
+        answer_ = false;
+        queried_ = 0;
+        generation_ = Platform::Generation();
+      }
       if (now - queried_ < kHour) return answer_;
     }
     const std::optional<bool> fresh = query();
@@ -70,6 +81,7 @@ class KnownForAnHour {
   yox::Mutex mutex_;
   bool answer_ YOX_GUARDED_BY(mutex_) = false;
   std::int64_t queried_ YOX_GUARDED_BY(mutex_) = 0;
+  std::uint64_t generation_ YOX_GUARDED_BY(mutex_) = Platform::Generation();
 };
 
 // Whether the system gave an answer; logs what went wrong.

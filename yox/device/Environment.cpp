@@ -46,10 +46,12 @@ void LogFailure(const ManagementAnswer& answer) {
   }
 }
 
-// The caption once it is known. Never destroyed: it may be read while the process ends.
+// The caption once it is known, until the platform changes. Never destroyed: it may be read while
+// the process ends.
 struct RememberedCaption {
   Mutex mutex;
   std::string text YOX_GUARDED_BY(mutex);
+  std::uint64_t generation YOX_GUARDED_BY(mutex) = 0;  // of the platform that it was read from
 };
 RememberedCaption& Remembered() {
   static auto* const caption = new RememberedCaption;
@@ -62,6 +64,10 @@ void Environment::GetOsDescription(std::string& out) {
   RememberedCaption& remembered = Remembered();
   {
     const MutexLock lock(remembered.mutex);
+    if (remembered.generation != platform::Platform::Generation()) {
+      remembered.text.clear();
+      remembered.generation = platform::Platform::Generation();
+    }
     if (!remembered.text.empty()) {
       out = remembered.text;
       return;

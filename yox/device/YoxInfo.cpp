@@ -7,6 +7,7 @@
 #include "yox/clientbase/Paths.h"
 #include "yox/clientbase/System.h"
 #include "yox/clientbase/ZeroDayUtil.h"
+#include "yox/platform/Platform.h"
 
 using yox::WString;
 using namespace yox::literals;
@@ -32,7 +33,10 @@ void YoxInfo::GetYoxInfo() {
 }
 
 WString YoxInfo::GetYoxServiceVersion() {
+  const std::uint64_t generation = yox::platform::Platform::Generation();
   std::unique_lock lock(g_service_version_mutex);
+  if (service_version_generation_ != generation) service_version_.clear();
+  service_version_generation_ = generation;
   if (!service_version_.empty()) return service_version_;
   lock.unlock();
   WString version =

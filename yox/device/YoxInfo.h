@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include "yox/base/Export.h"
 #include "yox/base/WString.h"
 
@@ -43,5 +45,6 @@ class YOX_API YoxInfo {
   yox::WString version_;
   yox::WString info_datetime_;
   yox::WString service_version_;
+  std::uint64_t service_version_generation_ = 0;  // of the platform that it was read from
   yox::WString anonymous_preference_;
 };

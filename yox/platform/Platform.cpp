@@ -6,6 +6,14 @@ namespace yox::platform {
 namespace {
 
 constinit std::atomic<Platform*> g_installed{nullptr};
+constinit std::atomic<std::uint64_t> g_generation{0};
+
+Platform* Install(Platform* platform) {
+  Platform* const former = g_installed.exchange(platform, std::memory_order_acq_rel);
+  // After the exchange: who sees the new number finds the new platform.
+  g_generation.fetch_add(1, std::memory_order_release);
+  return former;
+}
 
 }  // namespace
 
@@ -14,9 +22,10 @@ Platform& Platform::Get() {
   return installed != nullptr ? *installed : Native();
 }
 
-ScopedPlatform::ScopedPlatform(Platform& platform)
-    : former_(g_installed.exchange(&platform, std::memory_order_acq_rel)) {}
+std::uint64_t Platform::Generation() { return g_generation.load(std::memory_order_acquire); }
 
-ScopedPlatform::~ScopedPlatform() { g_installed.store(former_, std::memory_order_release); }
+ScopedPlatform::ScopedPlatform(Platform& platform) : former_(Install(&platform)) {}
+
+ScopedPlatform::~ScopedPlatform() { Install(former_); }
 
 }  // namespace yox::platform

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include "yox/base/Export.h"
 
 namespace yox::platform {
@@ -45,6 +47,9 @@ class YOX_API Platform {
 
   // The platform in use: the machine's own, unless another is installed.
   static Platform& Get();
+  // Changes whenever a platform is installed or removed. What remembers facts of the device beyond
+  // a call compares it, because the facts may then be those of another device. Costs one load.
+  static std::uint64_t Generation();
   // The machine's own; lives until the process ends.
   static Platform& Native();
 };

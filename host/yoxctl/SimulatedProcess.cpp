@@ -1,0 +1,42 @@
+#include "host/yoxctl/SimulatedProcess.h"
+
+#include "yox/device/MachineInformation.h"
+#include "yox/tags/AppAndTagCollection.h"
+
+namespace yoxctl {
+namespace {
+
+// The record of a device that has nothing. What a collection leaves alone, such as the graphics
+// processors of a device without any, must not be that of the device before.
+const MachineInformation& BareRecord() {
+  static const MachineInformation bare = [] {
+    yox::platform::SimulatedDevice device{yox::platform::DeviceProfile()};
+    const yox::platform::ScopedPlatform installed(device);
+    return MachineInformation(*MachineInformation::Publish());
+  }();
+  return bare;
+}
+
+}  // namespace
+
+SimulatedProcess::SimulatedProcess(const yox::platform::DeviceProfile& profile)
+    : device_((BareRecord(), profile)), installed_(device_) {
+  MachineInformation& record = *MachineInformation::GetInstance();
+  record = BareRecord();
+  record.ReInitialize(true);
+  // An empty collection is filled when it is asked for next.
+  AppAndTagCollection::GetInstance()->setTags({});
+}
+
+SimulatedProcess::~SimulatedProcess() = default;
+
+yox::decision::FactsRecord FactsOf(const yox::platform::DeviceProfile& profile,
+                                   std::span<const ApplicabilityFilter> lists) {
+  const SimulatedProcess process(profile);
+  yox::decision::FactsRecord record =
+      ApplicabilityEvaluator::CreateWithoutTasks()->CollectFacts(lists);
+  if (profile.clock) record.time_zone = profile.clock->time_zone.rule;
+  return record;
+}
+
+}  // namespace yoxctl
