@@ -457,7 +457,7 @@ class Device(Yoxctl):
 
     def test_facts_stand_in_groups_with_their_sources(self):
         facts = self.device("--device", "device.json", "device")
-        self.assertEqual(sorted(facts), ["accelerators", "hardware", "identity", "management",
+        self.assertEqual(sorted(facts), ["accelerators", "applications", "hardware", "identity", "management",
                                          "operating_system", "region"])
         self.assertEqual(facts["hardware"]["device_manufacturer"],
                          {"value": "Contoso", "source": "firmware, system"})

@@ -5,6 +5,8 @@
 #include "yox/device/DeviceManagementStatus.h"
 #include "yox/device/MachineInformation.h"
 #include "yox/device/RegionInformation.h"
+#include "yox/platform/Platform.h"
+#include "yox/platform/apps/Applications.h"
 
 namespace yox::device {
 namespace {
@@ -13,6 +15,7 @@ constexpr FactGroup kGroups[] = {
     {"hardware", "Hardware and firmware"},    {"accelerators", "Accelerators"},
     {"operating_system", "Operating system"}, {"region", "Region"},
     {"identity", "Presented identity"},       {"management", "Management"},
+    {"applications", "Applications"},
 };
 
 Json::Value ToJson(const WString& text) { return String::UTF16ToUTF8(text); }
@@ -37,6 +40,8 @@ Json::Value LegacyDeviceId() {
   return ToJson(id);
 }
 
+Json::Value UnreadDatabases() { return ToJson(platform::Platform::Get().applications().Unread()); }
+
 }  // namespace
 
 std::span<const FactGroup> FactGroups() { return kGroups; }
@@ -57,6 +62,7 @@ std::vector<Fact> Facts() {
       {"operating_system", "os_is_s_mode", "operating system",
        [] { return Json::Value(Record().os_is_s_mode()); }},
       YOX_REGION_TEXTS(YOX_REGION_FACT)  //
+      {"applications", "unread_databases", "package databases", UnreadDatabases},
       {"identity", "mtm", "developer, configuration, record", Presented<&Provided::GetMTM>},
       {"identity", "machine_type", "developer, configuration, record", Presented<&Provided::GetMT>},
       {"identity", "system_serial_number", "configuration, record",

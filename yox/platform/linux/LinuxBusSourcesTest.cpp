@@ -14,6 +14,7 @@
 
 #include "tests/support/MockedBus.h"
 #include "tests/support/Rows.h"
+#include "tests/support/SystemRoot.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace {
@@ -57,7 +58,8 @@ TEST(LinuxJoinStateTest, AConfiguredRealmIsADomain) {
   const MockedBus mocked({"joined"});
   YOX_NEEDS(mocked);
   SystemBus bus(std::chrono::seconds(20));
-  const JoinAnswer answer = LinuxJoinState(bus).Domain();
+  const yox_test::SystemRoot root;
+  const JoinAnswer answer = LinuxJoinState(bus, root.path()).Domain();
   EXPECT_EQ(answer.outcome, JoinAnswer::Outcome::kAsked);
   EXPECT_TRUE(answer.joined);
 }
@@ -66,15 +68,50 @@ TEST(LinuxJoinStateTest, ADiscoveredRealmIsNoDomain) {
   const MockedBus mocked({"discovered"});
   YOX_NEEDS(mocked);
   SystemBus bus(std::chrono::seconds(20));
-  const JoinAnswer answer = LinuxJoinState(bus).Domain();
+  const yox_test::SystemRoot root;
+  const JoinAnswer answer = LinuxJoinState(bus, root.path()).Domain();
   EXPECT_EQ(answer.outcome, JoinAnswer::Outcome::kAsked);
   EXPECT_FALSE(answer.joined);
+}
+
+TEST(LinuxJoinStateTest, WithoutRealmdTheConfigurationSaysWhoIsJoined) {
+  yox_test::UseNoBus();
+  SystemBus bus;
+  const std::pair<const char*, const char*> files[] = {
+      {"etc/sssd/sssd.conf", "[sssd]\ndomains = a\n[domain/a]\nid_provider = ad\n"},
+      {"etc/sssd/conf.d/10-a.conf", "[sssd]\ndomains = a\n[domain/a]\nid_provider = ipa\n"},
+      {"etc/samba/smb.conf", "[global]\nsecurity = ads\n"}};
+  for (const auto& [file, text] : files) {
+    yox_test::SystemRoot root;
+    LinuxJoinState state(bus, root.path());
+    EXPECT_EQ(state.Domain().outcome, JoinAnswer::Outcome::kUnknown) << file;
+    root.File(file, text);
+    EXPECT_EQ(state.Domain().outcome, JoinAnswer::Outcome::kAsked) << file;
+    EXPECT_TRUE(state.Domain().joined) << file;
+  }
+  yox_test::SystemRoot root;
+  root.File("etc/sssd/conf.d/.hidden.conf", files[1].second);
+  root.File("etc/sssd/conf.d/10-a.conf.bak", files[1].second);
+  EXPECT_FALSE(LinuxJoinState(bus, root.path()).Domain().joined);
+  // The key of LAPTOP7$@R.
+  root.File("etc/krb5.keytab", std::string_view("\x05\x02\0\0\0\x0f\0\1\0\1R\0\x08LAPTOP7$", 21));
+  EXPECT_TRUE(LinuxJoinState(bus, root.path()).Domain().joined);
+}
+
+TEST(LinuxJoinStateTest, ARealmdWithoutARealmDoesNotHideTheConfiguration) {
+  const MockedBus mocked({"discovered"});
+  YOX_NEEDS(mocked);
+  SystemBus bus(std::chrono::seconds(20));
+  yox_test::SystemRoot root;
+  root.File("etc/samba/smb.conf", "[global]\nsecurity = ads\n");
+  EXPECT_TRUE(LinuxJoinState(bus, root.path()).Domain().joined);
 }
 
 void ExpectUnknown(SystemBus& bus) {
   EXPECT_EQ(LinuxUsers(bus).LoggedInUserSid(), ""_w);
   EXPECT_FALSE(LinuxServices(bus).IsRunning("running"_wv));
-  EXPECT_EQ(LinuxJoinState(bus).Domain().outcome, JoinAnswer::Outcome::kUnknown);
+  const yox_test::SystemRoot root;
+  EXPECT_EQ(LinuxJoinState(bus, root.path()).Domain().outcome, JoinAnswer::Outcome::kUnknown);
 }
 
 TEST(SystemBusTest, AServiceThatHangsSilencesItselfAlone) {

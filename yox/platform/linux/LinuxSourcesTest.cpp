@@ -15,6 +15,7 @@
 #include "yox/platform/system/linux/Assignments.h"
 #include "yox/platform/system/linux/LinuxOperatingSystem.h"
 #include "yox/platform/system/linux/PackageHistory.h"
+#include "yox/platform/system/linux/ProgramOutput.h"
 
 #include "tests/support/Rows.h"
 #include "tests/support/SmbiosTable.h"
@@ -64,6 +65,21 @@ TEST(LinuxFirmwareTest, TheSingleTextsAnswerWhereTheTablesCannotBeRead) {
   EXPECT_EQ(firmware.Facts()->ec_version, "1.20"_w);
   EXPECT_EQ(firmware.Facts()->serial_number, ""_w);
   EXPECT_EQ(firmware.Facts()->smbios_version, ""_w);
+}
+
+TEST(LinuxFirmwareTest, ABoardIsDescribedByItsDeviceTree) {
+  using namespace std::string_literals;
+  Root root;
+  root.File("sys/firmware/devicetree/base/model", "Contoso Board 4 Model B\0"s);
+  root.File("sys/firmware/devicetree/base/serial-number", "10000000c0ffee12\0"s);
+  LinuxFirmware firmware(root.path());
+  ASSERT_NE(firmware.Facts(), nullptr);
+  EXPECT_EQ(firmware.Facts()->model_number, "Contoso Board 4 Model B"_w);
+  EXPECT_EQ(firmware.Facts()->serial_number, "10000000c0ffee12"_w);
+  EXPECT_EQ(firmware.Facts()->manufacturer, ""_w);
+  root.File("sys/class/dmi/id/product_name", "FA14-2210\n");
+  firmware.Reread();
+  EXPECT_EQ(firmware.Facts()->model_number, "FA14-2210"_w) << "SMBIOS says more";
 }
 
 TEST(LinuxFirmwareTest, ADeviceWithoutFirmwareTablesHasNoFacts) {
@@ -377,6 +393,43 @@ TEST(LinuxDisplayAdaptersTest, CardsAreToldInOrderWithNamesAndMemory) {
             "vkms software 0 0\n"
             "Advanced Micro Devices, Inc. [AMD/ATI] Navi 31 [Radeon RX 7900 XT/7900 XTX] "
             "21458059264 1048576\n");
+}
+
+TEST(LinuxDisplayAdaptersTest, DisplayControllersWithoutACardFollow) {
+  Root root;
+  root.File("proc/meminfo", "MemTotal:       2048 kB\n");
+  root.File("sys/class/drm/card0/device/vendor", "0x8086\n");
+  root.File("sys/class/drm/card0/device/device", "0x7d55\n");
+  const auto add = [&](const std::string& place, const char* device_class, const char* device) {
+    const std::string folder = "sys/bus/pci/devices/" + place + "/";
+    root.File(folder + "class", device_class).File(folder + "vendor", "0x10de\n");
+    root.File(folder + "device", device);
+  };
+  add("0000:02:00.0", "0x030200\n", "0x2684\n");
+  add("0000:01:00.0", "0x030000\n", "0x2504\n");
+  add("0000:00:02.0", "0x030000\n", "0x7d55\n");
+  root.File("sys/bus/pci/devices/0000:00:02.0/drm/card0/dev", "226:0\n");
+  add("0000:01:00.1", "0x040300\n", "0x228e\n");
+  EXPECT_EQ(Written(LinuxDisplayAdapters(root.path()).Enumerate()),
+            "Intel 8086:7d55 0 1048576\nNVIDIA 10de:2504 0 1048576\nNVIDIA 10de:2684 0 1048576\n");
+}
+
+TEST(LinuxDisplayAdaptersTest, APciBusWithoutDisplayControllersHasNoAdapter) {
+  Root root;
+  root.File("sys/bus/pci/devices/0000:00:1f.0/class", "0x060100\n");
+  EXPECT_EQ(Written(LinuxDisplayAdapters(root.path()).Enumerate()), "");
+}
+
+TEST(PciNamesTest, TheHardwareDatabaseAgreesWithSystemdsOwnTool) {
+  const auto answer = ProgramOutput({"/usr/bin/systemd-hwdb", "query", "pci:v00008086d00007D55"},
+                                    std::chrono::seconds(60));
+  if (!answer || answer->empty()) GTEST_SKIP() << "needs systemd's hardware database";
+  const PciName name = FindPciNameInHardwareDatabase(0x8086, 0x7D55);
+  EXPECT_NE(answer->find("ID_VENDOR_FROM_DATABASE=" + name.vendor + "\n"), std::string::npos);
+  EXPECT_NE(answer->find("ID_MODEL_FROM_DATABASE=" + name.device + "\n"), std::string::npos);
+  EXPECT_NE(name.vendor, "");
+  EXPECT_NE(name.device, "");
+  EXPECT_EQ(FindPciNameInHardwareDatabase(0xFFF0, 1).device, "");
 }
 
 TEST(LinuxDisplayAdaptersTest, WithoutPciNamesTheVendorIsStillNamed) {

@@ -6,9 +6,11 @@
 
 namespace yox::platform {
 
-// The cards of the kernel's graphics class, in ascending number. Dedicated memory is what the
-// driver tells, else the card's prefetchable memory window; shared memory is half of the machine's,
-// as on Windows. A card behind a driver that draws with the processor is software and has none.
+// The cards of the kernel's graphics class (DRM) by ascending number, then the display controllers
+// of the PCI bus for which no driver provides a card, by their places. Dedicated memory is what the
+// driver reports, else the size of the largest prefetchable memory window; shared memory is half of
+// the machine's, as on Windows. A card whose driver draws with the processor is software and has
+// neither. Safe from any thread.
 class LinuxDisplayAdapters final : public DisplayAdapters {
  public:
   explicit LinuxDisplayAdapters(std::filesystem::path root = "/") : root_(std::move(root)) {}

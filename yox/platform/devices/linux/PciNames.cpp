@@ -5,7 +5,9 @@
 #include <cstdio>
 #include <optional>
 
+#include "yox/platform/devices/linux/UdevDevice.h"
 #include "yox/platform/files/linux/RootFiles.h"
+#include "yox/platform/system/linux/Lines.h"
 
 namespace yox::platform {
 namespace {
@@ -28,7 +30,7 @@ std::optional<std::uint32_t> HexNumber(std::string_view text) {
   return number;
 }
 
-// The name behind "7d55  " if the line is that number's.
+// The name after "7d55  " if the line is of that number; else empty.
 std::string NameOf(std::string_view line, std::uint32_t number) {
   constexpr std::size_t kDigits = 4;
   if (line.size() <= kDigits || HexNumber(line.substr(0, kDigits)) != number) return {};
@@ -41,8 +43,7 @@ std::string NameOf(std::string_view line, std::uint32_t number) {
 PciName FindPciName(std::string_view ids, std::uint32_t vendor, std::uint32_t device) {
   PciName name;
   while (!ids.empty()) {
-    const std::string_view line = ids.substr(0, ids.find('\n'));
-    ids.remove_prefix(std::min(line.size() + 1, ids.size()));
+    const std::string_view line = TakeLine(ids);
     if (line.empty() || line[0] == '#') continue;
     if (line[0] != '\t') {
       if (!name.vendor.empty()) break;  // the next vendor's
@@ -50,6 +51,26 @@ PciName FindPciName(std::string_view ids, std::uint32_t vendor, std::uint32_t de
     } else if (!name.vendor.empty() && name.device.empty() && !line.starts_with("\t\t")) {
       name.device = NameOf(line.substr(1), device);
     }
+  }
+  return name;
+}
+
+PciName FindPciNameInHardwareDatabase(std::uint32_t vendor, std::uint32_t device) {
+  PciName name;
+  const UdevRef<udev> context(udev_new());
+  if (context == nullptr) return name;
+  const UdevRef<udev_hwdb> database(udev_hwdb_new(context.get()));
+  if (database == nullptr) return name;
+  // The database is asked as udev asks it, with the beginning of a device's MODALIAS.
+  char modalias[32];
+  std::snprintf(modalias, sizeof modalias, "pci:v%08Xd%08X", vendor, device);
+  udev_list_entry* entry = nullptr;
+  udev_list_entry_foreach(entry, udev_hwdb_get_properties_list_entry(database.get(), modalias, 0)) {
+    const std::string_view key = udev_list_entry_get_name(entry);
+    const char* const value = udev_list_entry_get_value(entry);
+    if (value == nullptr) continue;
+    if (key == "ID_VENDOR_FROM_DATABASE") name.vendor = value;
+    if (key == "ID_MODEL_FROM_DATABASE") name.device = value;
   }
   return name;
 }
@@ -65,6 +86,10 @@ PciName NameOfPciDevice(const std::filesystem::path& root, const std::filesystem
       name = FindPciName(*ids, vendor, device);
       break;
     }
+  }
+  if (name.device.empty() && root == "/") {
+    PciName found = FindPciNameInHardwareDatabase(vendor, device);
+    if (!found.vendor.empty()) name = std::move(found);
   }
   if (name.vendor.empty()) {
     const auto known = std::ranges::find(kVendors, vendor, &Vendor::number);

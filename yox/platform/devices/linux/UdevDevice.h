@@ -14,15 +14,17 @@ struct UdevRelease {
   void operator()(udev_device* device) const { udev_device_unref(device); }
   void operator()(udev_enumerate* enumerate) const { udev_enumerate_unref(enumerate); }
   void operator()(udev_monitor* monitor) const { udev_monitor_unref(monitor); }
+  void operator()(udev_hwdb* database) const { udev_hwdb_unref(database); }
 };
-// Owns one reference. What belongs to one context is used by one thread at a time.
+// Owns one reference. libudev is not thread-safe: objects of one context belong to one thread at a
+// time.
 template <class Object>
 using UdevRef = std::unique_ptr<Object, UdevRelease>;
 
-// Lets an enumeration find the devices of every bus that has names.
+// Limits an enumeration to the buses whose devices can be described.
 void MatchNamedBuses(udev_enumerate* enumerate);
 
-// The names of a device; nothing for one of another bus, or one whose numbers cannot be read.
+// The names of a device; std::nullopt for one of another bus, or one whose numbers cannot be read.
 std::optional<PresentDevice> Describe(udev_device* device);
 
 }  // namespace yox::platform

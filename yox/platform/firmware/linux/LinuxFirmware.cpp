@@ -41,13 +41,28 @@ std::optional<FirmwareFacts> ReadTexts(const std::filesystem::path& folder) {
   return facts;
 }
 
+// Boards without SMBIOS are described by a device tree. Its strings end with a zero byte.
+std::optional<FirmwareFacts> ReadDeviceTree(const std::filesystem::path& folder) {
+  std::error_code error;
+  if (!std::filesystem::is_directory(folder, error)) return std::nullopt;
+  const auto text = [&](const char* property) {
+    const std::string bytes = ReadRootLine(folder / property);
+    return smbios::WithoutPlaceholder(String::UTF8ToUTF16(bytes.substr(0, bytes.find('\0'))));
+  };
+  FirmwareFacts facts;
+  facts.model_number = text("model");
+  facts.serial_number = text("serial-number");
+  return facts;
+}
+
 std::optional<FirmwareFacts> Read(const std::filesystem::path& root) {
   const std::filesystem::path tables = root / "sys/firmware/dmi/tables";
   if (const auto structures = ReadRootFile(tables / "DMI")) {
     const auto entry_point = ReadRootFile(tables / "smbios_entry_point");
     if (auto facts = smbios::Read(entry_point.value_or(""), *structures)) return facts;
   }
-  return ReadTexts(root / "sys/class/dmi/id");
+  if (auto facts = ReadTexts(root / "sys/class/dmi/id")) return facts;
+  return ReadDeviceTree(root / "sys/firmware/devicetree/base");
 }
 
 }  // namespace
