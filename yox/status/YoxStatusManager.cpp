@@ -30,7 +30,7 @@ std::int32_t Number(YoxStatusManager::Gateway gateway) {
 }  // namespace
 
 constinit std::atomic<YoxStatusManager*> YoxStatusManager::yoxStatusManager_{nullptr};
-constinit yox::Mutex YoxStatusManager::instance_mutex_;
+yox::Mutex YoxStatusManager::instance_mutex_;
 
 // Double-checked locking: the acquire load pairs with the release store after construction.
 YoxStatusManager* YoxStatusManager::GetInstance() {
