@@ -1,8 +1,8 @@
 #include "yox/device/YoxInfo.h"
 
-#include <mutex>
 #include <utility>
 
+#include "yox/base/ThreadSafety.h"
 #include "yox/clientbase/FileSystem.h"
 #include "yox/clientbase/Paths.h"
 #include "yox/clientbase/System.h"
@@ -14,8 +14,8 @@ using namespace yox::literals;
 
 namespace {
 
-// Guards the service's version of every object: a lock as a member would end copying.
-std::mutex g_service_version_mutex;
+// Guards service_version_ of every object: with a lock as a member they could not be copied.
+yox::Mutex g_service_version_mutex;
 
 }  // namespace
 
@@ -34,15 +34,15 @@ void YoxInfo::GetYoxInfo() {
 
 WString YoxInfo::GetYoxServiceVersion() {
   const std::uint64_t generation = yox::platform::Platform::Generation();
-  std::unique_lock lock(g_service_version_mutex);
+  yox::MutexLock lock(g_service_version_mutex);
   if (service_version_generation_ != generation) service_version_.clear();
   service_version_generation_ = generation;
   if (!service_version_.empty()) return service_version_;
-  lock.unlock();
+  lock.Unlock();  // reading the file may take long
   WString version =
       FileSystem::GetFileVersion(YOX::utility::GetSystemDirectoryW() +
                                  "\\drivers\\tervan\\yox\\service\\yoxclientservice.exe"_w);
-  lock.lock();
+  lock.Lock();
   if (service_version_.empty()) service_version_ = std::move(version);
   return service_version_;
 }

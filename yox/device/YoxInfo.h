@@ -5,30 +5,34 @@
 #include "yox/base/Export.h"
 #include "yox/base/WString.h"
 
-// What this client is. A process-wide singleton whose state can be copied by value. There is no
-// lock, on purpose: setters, `Refresh` and the preference, which is stored, race with readers. Only
-// the service's version, which every decision asks for, may be asked from any thread.
+// What this client is: identifier, name, version, and the user's preference about anonymous data. A
+// process-wide singleton that can also be copied by value. Texts are UTF-16; getters return copies.
+//
+// Not thread-safe, by design: setters, `Refresh` and `GetAnonymousDataCollectionPreference`, which
+// stores what it returns, must not overlap with readers. `GetInstance` and `GetYoxServiceVersion`
+// are safe from any thread.
 class YOX_API YoxInfo {
  public:
-  // Never null; created and filled by the first call.
+  // Returns the singleton, never null. The first call fills it.
   static YoxInfo* GetInstance();
 
   YoxInfo(const YoxInfo&) = default;
   YoxInfo& operator=(const YoxInfo&) = default;
   ~YoxInfo() = default;
 
-  // Gathers anew; a version that is set stays.
+  // Reads everything again, except a version that is known already.
   void Refresh() { GetYoxInfo(); }
 
-  // The version of the service's executable; empty when it has none. Read once it is there.
+  // Returns the version of the service's executable, "4.2.10.0"; empty if it has none. Remembered
+  // once it is known.
   yox::WString GetYoxServiceVersion();
-  // "On" or "Off", asked afresh at every call.
+  // Returns "On" or "Off", read again at every call.
   yox::WString GetAnonymousDataCollectionPreference();
 
   yox::WString GetId() const { return id_; }
   yox::WString GetName() const { return name_; }
   yox::WString GetVersion() const { return version_; }
-  // When the information was last gathered, as YOX::System::GetTime tells it.
+  // When the information was last read, in UTC: "2026-03-01T12:00:00Z".
   yox::WString GetInfoDatetime() const { return info_datetime_; }
 
   void SetId(const yox::WString& id) { id_ = id; }
