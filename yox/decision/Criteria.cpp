@@ -21,18 +21,26 @@ Truth Unknown(const Evaluation& evaluation, std::string_view fact) {
   return Truth::kUnknown;
 }
 
-// Of alternatives over a value that is not known: one that every value meets is enough, and where
-// no value meets any of them the value does not count.
+// What the alternatives are of a value that is not known. One that every value meets is enough,
+// unless the device may have no value to meet it; and where no value meets any of them the value
+// does not count, unless the criterion is skipped on a device that has none.
+struct Unasked {
+  bool may_be_true = true;
+  bool may_be_false = true;
+};
+
 template <class Requirement>
 Truth AnyOfUnknown(const Evaluation& evaluation, const Step& step,
-                   std::span<const Requirement> alternatives, bool may_lack_value) {
+                   std::span<const Requirement> alternatives, Unasked unasked) {
   const auto is = [](Holding holding) {
     return [holding](const Requirement& requirement) { return HoldingOf(requirement) == holding; };
   };
-  if (!may_lack_value && std::ranges::any_of(alternatives, is(Holding::kAlways))) {
+  if (unasked.may_be_true && std::ranges::any_of(alternatives, is(Holding::kAlways))) {
     return Truth::kTrue;
   }
-  if (std::ranges::all_of(alternatives, is(Holding::kNever))) return Truth::kFalse;
+  if (unasked.may_be_false && std::ranges::all_of(alternatives, is(Holding::kNever))) {
+    return Truth::kFalse;
+  }
   return Unknown(evaluation, CriterionOf(step).fact);
 }
 
@@ -111,12 +119,11 @@ Truth EvaluateText(const Evaluation& evaluation, const Step& step) {
   const TextFact& fact = evaluation.facts.Text(step.field);
   const auto alternatives = evaluation.list.Texts(step);
   if (fact.knowledge != Knowledge::kKnown) [[unlikely]] {
-    const bool may_hold_unasked = CriterionOf(step).when_missing == WhenMissing::kHolds;
+    const bool is_skipped = CriterionOf(step).when_missing == WhenMissing::kHolds;
     if (fact.knowledge == Knowledge::kUnknown) {
-      return may_hold_unasked ? Unknown(evaluation, CriterionOf(step).fact)
-                              : AnyOfUnknown(evaluation, step, alternatives, false);
+      return AnyOfUnknown(evaluation, step, alternatives, {.may_be_false = !is_skipped});
     }
-    if (may_hold_unasked) return Truth::kTrue;
+    if (is_skipped) return Truth::kTrue;
   }
   return TruthOf(AnyMatches(alternatives, fact));
 }
@@ -127,7 +134,7 @@ Truth EvaluateVersion(const Evaluation& evaluation, const Step& step) {
   if (fact.knowledge != Knowledge::kKnown) [[unlikely]] {
     // A text that is no version meets what every version meets no more than an empty one does.
     if (fact.knowledge == Knowledge::kUnknown) {
-      return AnyOfUnknown(evaluation, step, alternatives, true);
+      return AnyOfUnknown(evaluation, step, alternatives, {.may_be_true = false});
     }
     if (CriterionOf(step).when_missing == WhenMissing::kFailsUnnamed) return Truth::kFalse;
   }
@@ -186,7 +193,7 @@ Truth EvaluateSubscriptions(const Evaluation& evaluation, const Step& step) {
   const TextsFact& fact = evaluation.facts.Subscriptions();
   const auto alternatives = evaluation.list.Texts(step);
   if (fact.knowledge == Knowledge::kUnknown) {
-    return AnyOfUnknown(evaluation, step, alternatives, true);
+    return AnyOfUnknown(evaluation, step, alternatives, {.may_be_true = false});
   }
   return TruthOf(std::ranges::any_of(
       fact.texts, [&](const WString& text) { return AnyText(alternatives, text); }));
