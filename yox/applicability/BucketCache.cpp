@@ -1,22 +1,35 @@
 #include "yox/applicability/BucketCache.h"
 
+#include <functional>
+#include <memory>
+
 #include "yox/decision/Dates.h"
 
 namespace yox::applicability {
 
+BucketCache::~BucketCache() {
+  for (const auto& slot : slots_) delete slot.load(std::memory_order_relaxed);
+}
+
 int BucketCache::BucketOf(WStringView text) {
-  Shard& shard = shards_[Hash()(text) % shards_.size()];
-  {
-    const MutexLock lock(shard.mutex);
-    if (const auto known = shard.buckets.find(text); known != shard.buckets.end()) {
-      return known->second;
+  const std::size_t hash = std::hash<WStringView>()(text);
+  std::unique_ptr<const Entry> entry;
+  for (std::size_t i = 0; i < kTries; ++i) {
+    std::atomic<const Entry*>& slot = slots_[(hash + i) % kSlots];
+    // Acquire, here and below: what another thread has published is read whole.
+    const Entry* there = slot.load(std::memory_order_acquire);
+    if (there == nullptr) {
+      if (entry == nullptr) {
+        entry.reset(
+            new Entry{WString(text), decision::RolloutBucket(decision::SaltedHashOf(text))});
+      }
+      if (slot.compare_exchange_strong(there, entry.get(), std::memory_order_acq_rel)) {
+        return entry.release()->bucket;
+      }
     }
+    if (there->text == text) return there->bucket;
   }
-  const int bucket = decision::RolloutBucket(decision::SaltedHashOf(text));
-  const MutexLock lock(shard.mutex);
-  if (shard.buckets.size() >= kMostInShard) shard.buckets.clear();
-  shard.buckets.emplace(text, bucket);
-  return bucket;
+  return entry != nullptr ? entry->bucket : decision::RolloutBucket(decision::SaltedHashOf(text));
 }
 
 }  // namespace yox::applicability

@@ -1,36 +1,36 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <cstddef>
-#include <functional>
-#include <unordered_map>
 
-#include "yox/base/ThreadSafety.h"
 #include "yox/base/WString.h"
 
 namespace yox::applicability {
 
 // Remembers the roll-out buckets of serial numbers and realms, each of which costs a SHA-256. Safe
-// from any thread; threads that ask for different texts seldom wait for each other.
+// from any thread, without a lock: an entry never changes, and lives as long as the cache. What
+// finds no place is computed each time.
 class BucketCache {
  public:
+  BucketCache() = default;
+  ~BucketCache();
+  BucketCache(const BucketCache&) = delete;
+  BucketCache& operator=(const BucketCache&) = delete;
+
   // Throws std::bad_alloc.
   int BucketOf(WStringView text);
 
  private:
-  // Finds by a view, without a copy.
-  struct Hash : std::hash<WStringView> {
-    using is_transparent = void;
+  struct Entry {
+    const WString text;
+    const int bucket;
   };
-  // A cache line of its own for each lock.
-  struct alignas(64) Shard {
-    Mutex mutex;
-    std::unordered_map<WString, int, Hash, std::equal_to<>> buckets YOX_GUARDED_BY(mutex);
-  };
-  // A process that decides on more devices than that forgets them all now and then.
-  static constexpr std::size_t kMostInShard = 1024;
+  static constexpr std::size_t kSlots = 4096;
+  static constexpr std::size_t kTries = 8;
 
-  std::array<Shard, 16> shards_;
+  // A hash table with linear probing; a slot is set once.
+  std::array<std::atomic<const Entry*>, kSlots> slots_{};
 };
 
 }  // namespace yox::applicability

@@ -66,13 +66,17 @@ FactsRecord ApplicabilityEvaluator::RunningDevice::Collect(
 
   Tags();
   record.tags.emplace();
-  for (const YOXTag& tag : *stored_tags_.tags)
-    record.tags->emplace_back(WString(tag.key()), WString(tag.value()));
+  if (stored_tags_.tags != nullptr) {
+    for (const YOXTag& tag : *stored_tags_.tags) {
+      record.tags->emplace_back(WString(tag.key()), WString(tag.value()));
+    }
+  }
 
   InstalledItems();
-  record.installed_items = *items_.installed;
-  record.installed_items->insert(record.installed_items->end(), items_.store.begin(),
-                                 items_.store.end());
+  const Items& items = own().items;
+  record.installed_items = *items.installed;
+  record.installed_items->insert(record.installed_items->end(), items.store.begin(),
+                                 items.store.end());
 
   record.hardware_ids.emplace();
   if (const auto& present = PresentHardwareIds(); present.ids != nullptr) {

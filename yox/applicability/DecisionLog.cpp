@@ -1,5 +1,9 @@
 #include "yox/applicability/DecisionLog.h"
 
+#include <algorithm>
+#include <array>
+#include <string_view>
+
 #include "yox/applicability/EvaluatorLog.h"
 #include "yox/decision/Criteria.h"
 
@@ -11,7 +15,43 @@ using decision::Throttling;
 
 constexpr const char* kOrigin = "ApplicabilityEvaluator::DoesFilterMatch";
 
+void Append(WString& text, std::string_view ascii) { text.append(ascii.begin(), ascii.end()); }
+
 WString Widen(std::string_view ascii) { return WString(ascii.begin(), ascii.end()); }
+
+// What the throttle is asked with, by criterion.
+struct ThrottleWords {
+  WString key;
+  WString actual;
+};
+const ThrottleWords& ThrottleWordsOf(const decision::CompiledList::Step& step) {
+  static const auto kWords = [] {
+    std::array<ThrottleWords, decision::kCriteria.size()> words;
+    std::ranges::transform(decision::kCriteria, words.begin(), [](const Criterion& criterion) {
+      return ThrottleWords{Widen(criterion.throttle_key), Widen(criterion.actual_word)};
+    });
+    return words;
+  }();
+  return kWords[step.criterion];
+}
+
+WString MessageOf(const Criterion& criterion, const WString& required, WStringView actual) {
+  constexpr std::string_view kMiddle = " filter is false. Required: ";
+  constexpr std::string_view kActual = ", Actual: ";
+  WString message;
+  message.reserve(criterion.label.size() + kMiddle.size() + required.size() + kActual.size() +
+                  actual.size());
+  Append(message, criterion.label);
+  Append(message, kMiddle);
+  message += required;
+  if (criterion.end == decision::MessageEnd::kActual) {
+    Append(message, kActual);
+    message += actual;
+  } else if (criterion.end == decision::MessageEnd::kNotFound) {
+    Append(message, " not found");
+  }
+  return message;
+}
 
 void LogMissingTargetVersion(LogThrottler& throttler) {
   constexpr const char* kMessage = "Target version filter is false. Target version pointer is null";
@@ -74,7 +114,7 @@ void LogFailure(const decision::Failure& failure, LogThrottler& throttler) {
   if (!g_evaluator_log.Enabled(YOX::LogLevel::Debug)) return;
   if (failure.is_unnamed) return LogMissingTargetVersion(throttler);
   const Criterion& criterion = CriterionOf(failure.step);
-  const WStringView required = failure.step.required;
+  const WString& required = failure.program.filter->View(failure.step.field);
   if (criterion.throttling == Throttling::kNone) {
     g_evaluator_log.d("%s Hardware ID filter is false. Required hardware ID: %s", kOrigin,
                       required);
@@ -83,20 +123,15 @@ void LogFailure(const decision::Failure& failure, LogThrottler& throttler) {
   const bool needs_actual = criterion.end == decision::MessageEnd::kActual ||
                             criterion.throttling == Throttling::kDynamic;
   const WStringView actual = needs_actual ? ActualOf(failure.facts, failure.step) : WStringView();
-  WString message = Widen(criterion.label) + " filter is false. Required: "_w;
-  message.append(required);
-  if (criterion.end == decision::MessageEnd::kActual)
-    message.append(", Actual: "_wv).append(actual);
-  if (criterion.end == decision::MessageEnd::kNotFound) message += " not found"_wv;
-
-  const WString key = Widen(criterion.throttle_key);
+  const WString message = MessageOf(criterion, required, actual);
+  const ThrottleWords& words = ThrottleWordsOf(failure.step);
   const auto dynamic = [&](const WString& word) {
-    return throttler.ShouldLogDynamic(key, WString(required), word, message);
+    return throttler.ShouldLogDynamic(words.key, required, word, message);
   };
-  const bool write =
-      criterion.throttling == Throttling::kStatic    ? throttler.ShouldLogStatic(key, message)
-      : criterion.throttling == Throttling::kDynamic ? dynamic(WString(actual))
-                                                     : dynamic(Widen(criterion.actual_word));
+  const bool write = criterion.throttling == Throttling::kStatic
+                         ? throttler.ShouldLogStatic(words.key, message)
+                     : criterion.throttling == Throttling::kDynamic ? dynamic(WString(actual))
+                                                                    : dynamic(words.actual);
   if (write) g_evaluator_log.d("%s %s", kOrigin, message);
 }
 

@@ -1,7 +1,8 @@
 #include "yox/applicability/RunningDevice.h"
 
 #include <algorithm>
-#include <iterator>
+#include <array>
+#include <cstddef>
 #include <stdexcept>
 #include <utility>
 
@@ -31,6 +32,7 @@ using yox::decision::FilterField;
 using yox::decision::FindInPairs;
 using yox::decision::HardwareIdRequirement;
 using yox::decision::HardwareIdsFact;
+using yox::decision::kFilterFieldCount;
 using yox::decision::Knowledge;
 using yox::decision::LocalDays;
 using yox::decision::PairsFact;
@@ -64,26 +66,38 @@ WStringView Kept(std::optional<WString>& text, Fetch fetch) {
 
 }  // namespace
 
-// Where each text comes from.
-struct ApplicabilityEvaluator::RunningDevice::TextRow {
-  FilterField field;
-  TextFact (RunningDevice::*fetch)();
+// Where each text comes from, by field: a text of the record, which may be one of the firmware, or
+// a function.
+struct ApplicabilityEvaluator::RunningDevice::Source {
+  using Fetch = TextFact (RunningDevice::*)();
+
+  Text text = Text::kCount;  // none
+  bool is_of_firmware = false;
+  Fetch fetch = nullptr;
+
+  bool IsNone() const { return text == Text::kCount && fetch == nullptr; }
 };
 
-const ApplicabilityEvaluator::RunningDevice::TextRow
-    ApplicabilityEvaluator::RunningDevice::kTexts[] = {
-        {FilterField::country, &RunningDevice::OfRecord<Text::os_region>},
-        {FilterField::enclosure, &RunningDevice::OfFirmware<Text::device_enclosuretype>},
-        {FilterField::family, &RunningDevice::OfFirmware<Text::device_family>},
-        {FilterField::language, &RunningDevice::OfRecord<Text::os_language>},
-        {FilterField::mfr, &RunningDevice::Manufacturer},
-        {FilterField::model, &RunningDevice::OfFirmware<Text::device_model>},
-        {FilterField::org_hash, &RunningDevice::OrganisationHash},
-        {FilterField::os, &RunningDevice::OperatingSystem},
-        {FilterField::os_bitness, &RunningDevice::Bitness},
-        {FilterField::os_description, &RunningDevice::OfRecord<Text::os_description>},
-        {FilterField::sku, &RunningDevice::Sku},
-        {FilterField::sn_hash, &RunningDevice::SerialNumberHash},
+struct ApplicabilityEvaluator::RunningDevice::Sources {
+  static constexpr auto kByField = [] {
+    std::array<Source, kFilterFieldCount> sources{};
+    const auto of = [&](FilterField field) -> Source& {
+      return sources[static_cast<std::size_t>(field)];
+    };
+    of(FilterField::country) = {Text::os_region};
+    of(FilterField::enclosure) = {Text::device_enclosuretype, true};
+    of(FilterField::family) = {Text::device_family, true};
+    of(FilterField::language) = {Text::os_language};
+    of(FilterField::mfr).fetch = &RunningDevice::Manufacturer;
+    of(FilterField::model) = {Text::device_model, true};
+    of(FilterField::org_hash).fetch = &RunningDevice::OrganisationHash;
+    of(FilterField::os).fetch = &RunningDevice::OperatingSystem;
+    of(FilterField::os_bitness).fetch = &RunningDevice::Bitness;
+    of(FilterField::os_description) = {Text::os_description};
+    of(FilterField::sku).fetch = &RunningDevice::Sku;
+    of(FilterField::sn_hash).fetch = &RunningDevice::SerialNumberHash;
+    return sources;
+  }();
 };
 
 ApplicabilityEvaluator::RunningDevice::RunningDevice(ApplicabilityEvaluator& evaluator,
@@ -100,19 +114,17 @@ ApplicabilityEvaluator::RunningDevice::RunningDevice(ApplicabilityEvaluator& eva
       target_version_(target_version),
       purpose_(purpose) {}
 
+ApplicabilityEvaluator::RunningDevice::Own& ApplicabilityEvaluator::RunningDevice::own() {
+  if (!own_) own_.emplace();
+  return *own_;
+}
+
 TextFact ApplicabilityEvaluator::RunningDevice::FetchText(FilterField field) {
-  const auto* const row = std::ranges::find(kTexts, field, &TextRow::field);
-  return row != std::end(kTexts) ? (this->*row->fetch)() : TextFact();
-}
-
-template <MachineInformation::Text kText>
-TextFact ApplicabilityEvaluator::RunningDevice::OfRecord() {
-  return TextFact::Of(machine_.View(kText));
-}
-
-template <MachineInformation::Text kText>
-TextFact ApplicabilityEvaluator::RunningDevice::OfFirmware() {
-  return OfFirmware(machine_.View(kText));
+  const Source& source = Sources::kByField[static_cast<std::size_t>(field)];
+  if (source.fetch != nullptr) return (this->*source.fetch)();
+  if (source.text == Text::kCount) return {};
+  const WStringView text = machine_.View(source.text);
+  return source.is_of_firmware ? OfFirmware(text) : TextFact::Of(text);
 }
 
 TextFact ApplicabilityEvaluator::RunningDevice::OfFirmware(WStringView text) const {
@@ -127,8 +139,8 @@ TextFact ApplicabilityEvaluator::RunningDevice::Manufacturer() {
 
 TextFact ApplicabilityEvaluator::RunningDevice::OrganisationHash() {
   const WStringView hash =
-      Kept(organisation_hash_, [&] { return yox::decision::SaltedHashOf(Realm()); });
-  return TextFact::Of(hash, has_organisation_ ? Knowledge::kKnown : Knowledge::kMissing);
+      Kept(own().organisation_hash, [&] { return yox::decision::SaltedHashOf(Realm()); });
+  return TextFact::Of(hash, own().has_organisation ? Knowledge::kKnown : Knowledge::kMissing);
 }
 
 TextFact ApplicabilityEvaluator::RunningDevice::OperatingSystem() {
@@ -143,22 +155,22 @@ TextFact ApplicabilityEvaluator::RunningDevice::Bitness() {
 TextFact ApplicabilityEvaluator::RunningDevice::Sku() {
   auto* const firmware = SMBiosInformationRetriever::GetInstance();
   if (firmware == nullptr) return TextFact::Of({}, Knowledge::kMissing);
-  return TextFact::Of(Kept(sku_, [&] { return firmware->GetSKU(); }));
+  return TextFact::Of(Kept(own().sku, [&] { return firmware->GetSKU(); }));
 }
 
 TextFact ApplicabilityEvaluator::RunningDevice::SerialNumberHash() {
-  serial_number_hash_ = yox::decision::SaltedHashOf(machine_.View(Text::serial_number));
-  return TextFact::Of(serial_number_hash_);
+  own().serial_number_hash = yox::decision::SaltedHashOf(machine_.View(Text::serial_number));
+  return TextFact::Of(own().serial_number_hash);
 }
 
 const WString& ApplicabilityEvaluator::RunningDevice::Realm() {
-  if (!realm_) {
-    realm_.emplace();
+  if (!own().realm) {
+    own().realm.emplace();
     const auto* const provider = YOX::EpUrlProvider::GetInstance();
-    has_organisation_ = provider != nullptr;
-    if (has_organisation_) provider->GetRealm(*realm_);
+    own().has_organisation = provider != nullptr;
+    if (own().has_organisation) provider->GetRealm(*own().realm);
   }
-  return *realm_;
+  return *own().realm;
 }
 
 VersionFact ApplicabilityEvaluator::RunningDevice::FetchVersion(FilterField field) {
@@ -182,8 +194,8 @@ void ApplicabilityEvaluator::RunningDevice::VersionWasTrimmed(FilterField field)
 TextsFact ApplicabilityEvaluator::RunningDevice::FetchSubscriptions() {
   const auto* const provider = YOX::EpUrlProvider::GetInstance();
   if (provider == nullptr) return {Knowledge::kMissing};
-  provider->GetDeviceSubscriptionList(subscriptions_);
-  return {Knowledge::kKnown, subscriptions_};
+  provider->GetDeviceSubscriptionList(own().subscriptions);
+  return {Knowledge::kKnown, own().subscriptions};
 }
 
 std::optional<PairView> ApplicabilityEvaluator::RunningDevice::StoredTags::First(
@@ -191,6 +203,7 @@ std::optional<PairView> ApplicabilityEvaluator::RunningDevice::StoredTags::First
   const auto is_excepted = [&](const YOXTag& tag) {
     return std::ranges::any_of(except, [&](const auto& pair) { return pair.key() == tag.key(); });
   };
+  if (tags == nullptr) return std::nullopt;
   for (const YOXTag& tag : *tags) {
     if (name.Matches(yox::String::Trimmed(tag.key())) && !is_excepted(tag)) {
       return PairView{tag.key(), tag.value()};
@@ -200,7 +213,7 @@ std::optional<PairView> ApplicabilityEvaluator::RunningDevice::StoredTags::First
 }
 
 PairsFact ApplicabilityEvaluator::RunningDevice::FetchTags() {
-  stored_tags_.tags = AppAndTagCollection::Shared(tags_);
+  if (tags_ != nullptr) stored_tags_.tags = AppAndTagCollection::Shared(tags_);
   return {Knowledge::kKnown, &stored_tags_};
 }
 
@@ -211,19 +224,19 @@ std::optional<PairView> ApplicabilityEvaluator::RunningDevice::Items::First(
 }
 
 PairsFact ApplicabilityEvaluator::RunningDevice::FetchInstalledItems() {
-  items_.installed = evaluator_.InstalledItems();
+  own().items.installed = evaluator_.InstalledItems();
   for (auto& [name, version] :
        YOX::MSStorePackageEnumerator::GetInstance()->GetAllMSStoreAppsDetails()) {
-    items_.store.emplace_back(name, version);
+    own().items.store.emplace_back(name, version);
   }
-  return {Knowledge::kKnown, &items_};
+  return {Knowledge::kKnown, &own().items};
 }
 
 HardwareIdsFact ApplicabilityEvaluator::RunningDevice::FetchHardwareIds() {
   const HardwareIdRepository* const present = yox::applicability::PresentIds();
   if (present == nullptr) return {Knowledge::kMissing};
-  hardware_ids_ = std::make_unique<HardwareIdSnapshot>(*present);
-  return {Knowledge::kKnown, hardware_ids_.get()};
+  own().hardware_ids = std::make_unique<HardwareIdSnapshot>(*present);
+  return {Knowledge::kKnown, own().hardware_ids.get()};
 }
 
 Truth ApplicabilityEvaluator::RunningDevice::MeetsHardwareId(
@@ -259,12 +272,14 @@ RegistryFact ApplicabilityEvaluator::RunningDevice::ReadRegistry(
   RegistryReading reading =
       evaluator_.ReadRegistry(yox::applicability::KeyOf(*requirement.hive),
                               WString(requirement.key), WString(requirement.name));
-  registry_text_ = std::move(reading.text);
-  return {reading.stage, registry_text_};
+  own().registry_text = std::move(reading.text);
+  return {reading.stage, own().registry_text};
 }
 
 void ApplicabilityEvaluator::RunningDevice::ForgetViews() {
-  for (const TextRow& row : kTexts) Forget(row.field);
+  for (std::size_t i = 0; i < kFilterFieldCount; ++i) {
+    if (!Sources::kByField[i].IsNone()) Forget(static_cast<FilterField>(i));
+  }
   for (const FilterField field :
        {FilterField::os_version, FilterField::version, FilterField::target_version}) {
     Forget(field);

@@ -45,14 +45,14 @@ class ApplicabilityEvaluator::RunningDevice final : public yox::decision::Device
   using Text = MachineInformation::Text;
   using TextFact = yox::decision::TextFact;
 
-  struct TextRow;
-  static const TextRow kTexts[];
+  struct Source;
+  struct Sources;
 
   // Tags in the order of the collection.
   struct StoredTags final : yox::decision::PairSource {
     std::optional<yox::decision::PairView> First(const yox::decision::TextPattern& name,
                                                  const Pairs& except) const override;
-    std::shared_ptr<const std::vector<YOXTag>> tags;
+    std::shared_ptr<const std::vector<YOXTag>> tags;  // null: none
   };
   // Installed applications, then those of the store.
   struct Items final : yox::decision::PairSource {
@@ -72,10 +72,6 @@ class ApplicabilityEvaluator::RunningDevice final : public yox::decision::Device
   std::int64_t FetchNow() override;
   yox::decision::LocalDays FetchToday() override;
 
-  template <Text kText>
-  TextFact OfRecord();
-  template <Text kText>
-  TextFact OfFirmware();
   TextFact OfFirmware(yox::WStringView text) const;
   TextFact Manufacturer();
   TextFact OrganisationHash();
@@ -95,16 +91,22 @@ class ApplicabilityEvaluator::RunningDevice final : public yox::decision::Device
   const yox::WString* const target_version_;
   const Purpose purpose_;
 
-  // What the facts are views of.
+  // What facts are views of that is neither the record's nor the caller's. Most decisions need none
+  // of it.
+  struct Own {
+    std::optional<yox::WString> sku;
+    std::optional<yox::WString> realm;
+    bool has_organisation;  // set with the realm
+    std::optional<yox::WString> organisation_hash;
+    yox::WString serial_number_hash;
+    yox::WString registry_text;
+    std::vector<yox::WString> subscriptions;
+    Items items;
+    std::unique_ptr<yox::decision::HardwareIds> hardware_ids;
+  };
+  Own& own();
+
   std::optional<yox::WString> manufacturer_;
-  std::optional<yox::WString> sku_;
-  std::optional<yox::WString> realm_;
-  bool has_organisation_ = false;  // set with the realm
-  std::optional<yox::WString> organisation_hash_;
-  yox::WString serial_number_hash_;
-  yox::WString registry_text_;
-  std::vector<yox::WString> subscriptions_;
   StoredTags stored_tags_;
-  Items items_;
-  std::unique_ptr<yox::decision::HardwareIds> hardware_ids_;
+  std::optional<Own> own_;
 };

@@ -31,7 +31,8 @@ void CompiledList::Compile(const Filter& filter) {
   for (std::uint32_t left = filter.criteria(); left != 0; left &= left - 1) {
     const auto criterion = static_cast<std::uint8_t>(std::countr_zero(left));
     const FilterField field = kCriteria[criterion].field;
-    CompileCriterion(steps_.emplace_back(Step{field, criterion, 0, 0, filter.View(field)}));
+    CompileCriterion(steps_.emplace_back(
+        Step{field, criterion, 0, 0, filter.View(field), kCriteria[criterion].evaluate}));
     ++program.step_count;
   }
   longest_reason_ += program.opening.size() + kLongestReasonWords;

@@ -10,8 +10,11 @@
 #include "yox/decision/MatchOperators.h"
 #include "yox/decision/RegistryRequirement.h"
 #include "yox/decision/TextArena.h"
+#include "yox/decision/Truth.h"
 
 namespace yox::decision {
+
+struct Evaluation;
 
 // A list of filters with every requirement parsed, so that a decision reads no requirement's text.
 // Never changes once built: shared by all copies of an ApplicabilityFilter and by all threads.
@@ -26,7 +29,8 @@ class CompiledList {
     std::uint8_t criterion;
     std::uint32_t first;
     std::uint32_t count;
-    WStringView required;  // as the filter has it
+    WStringView required;                                               // as the filter has it
+    Truth (*evaluate)(const Evaluation& evaluation, const Step& step);  // from the row
   };
 
   struct Program {

@@ -44,14 +44,6 @@ Truth AnyOfUnknown(const Evaluation& evaluation, const Step& step,
   return Unknown(evaluation, CriterionOf(step).fact);
 }
 
-bool AnyMatches(std::span<const TextPattern> alternatives, const TextFact& fact) {
-  return fact.is_folded
-             ? std::ranges::any_of(alternatives,
-                                   [&](const auto& a) { return a.MatchesFolded(fact.text); })
-             : std::ranges::any_of(alternatives,
-                                   [&](const auto& a) { return a.Matches(fact.text); });
-}
-
 // Of terms over pairs that are not known. `name` says which fact a term needs.
 template <class Name>
 Truth TermsOfUnknown(const Evaluation& evaluation, const Step& step, bool all_must_hold,
@@ -125,7 +117,7 @@ Truth EvaluateText(const Evaluation& evaluation, const Step& step) {
     }
     if (is_skipped) return Truth::kTrue;
   }
-  return TruthOf(AnyMatches(alternatives, fact));
+  return TruthOf(AnyOf(alternatives, fact.text, fact.is_folded));
 }
 
 Truth EvaluateVersion(const Evaluation& evaluation, const Step& step) {

@@ -15,13 +15,12 @@ using Step = CompiledList::Step;
 FilterMatch Match(const Evaluation& evaluation, const Program& program) {
   FilterMatch match;
   for (const Step& step : evaluation.list.Steps(program)) {
-    const Criterion& criterion = CriterionOf(step);
-    const Truth truth = criterion.evaluate(evaluation, step);
+    const Truth truth = step.evaluate(evaluation, step);
     if (truth == Truth::kTrue) continue;
     match.truth = truth;
     if (truth == Truth::kUnknown) continue;
     match.failed = &step;
-    match.is_unnamed = criterion.when_missing == WhenMissing::kFailsUnnamed &&
+    match.is_unnamed = CriterionOf(step).when_missing == WhenMissing::kFailsUnnamed &&
                        evaluation.facts.Version(step.field).knowledge == Knowledge::kMissing;
     break;
   }
@@ -57,7 +56,7 @@ std::vector<std::string> NeedsOf(const CompiledList& list, DeviceFacts& facts) {
     std::ranges::move(filter->needs, std::back_inserter(all));
   }
   std::ranges::sort(all);
-  all.erase(std::ranges::unique(all).begin(), all.end());
+  all.erase(std::unique(all.begin(), all.end()), all.end());  // clang reads no subrange of GCC's
   return all;
 }
 

@@ -15,63 +15,41 @@ const Pairs& NoPairs() {
 }
 
 VersionFact& DeviceFacts::Version(FilterField field) {
-  VersionFact& fact = versions_[VersionSlot(field)];
-  if (!IsFetched(field)) {
-    fact = FetchVersion(field);
-    fetched_ |= Bit(field);
-  }
-  return fact;
+  return Fetched(Bit(field), slots_.of.versions[VersionSlot(field)],
+                 [&] { return FetchVersion(field); });
 }
 
 const TextsFact& DeviceFacts::Subscriptions() {
-  if (!IsFetched(FilterField::device_subscription)) {
-    subscriptions_ = FetchSubscriptions();
-    fetched_ |= Bit(FilterField::device_subscription);
-  }
-  return subscriptions_;
+  return Fetched(Bit(FilterField::device_subscription), slots_.of.subscriptions,
+                 [&] { return FetchSubscriptions(); });
 }
 
 const PairsFact& DeviceFacts::Tags() {
-  if (!IsFetched(FilterField::tag)) {
-    tags_ = FetchTags();
-    fetched_ |= Bit(FilterField::tag);
-  }
-  return tags_;
+  return Fetched(Bit(FilterField::tag), slots_.of.tags, [&] { return FetchTags(); });
 }
 
 const PairsFact& DeviceFacts::InstalledItems() {
-  if (!IsFetched(FilterField::installed_items)) {
-    installed_items_ = FetchInstalledItems();
-    fetched_ |= Bit(FilterField::installed_items);
-  }
-  return installed_items_;
+  return Fetched(Bit(FilterField::installed_items), slots_.of.installed_items,
+                 [&] { return FetchInstalledItems(); });
 }
 
 const HardwareIdsFact& DeviceFacts::PresentHardwareIds() {
-  if (!IsFetched(FilterField::hardware_id)) {
-    hardware_ids_ = FetchHardwareIds();
-    fetched_ |= Bit(FilterField::hardware_id);
-  }
-  return hardware_ids_;
+  return Fetched(Bit(FilterField::hardware_id), slots_.of.hardware_ids,
+                 [&] { return FetchHardwareIds(); });
 }
 
 BucketFact DeviceFacts::Bucket(bool of_organisation) {
-  std::optional<BucketFact>& bucket = buckets_[of_organisation ? 1 : 0];
-  if (!bucket) bucket = FetchBucket(of_organisation);
-  return *bucket;
+  const unsigned which = of_organisation ? 1 : 0;
+  return Fetched(Bit(kBucketBit + which), slots_.of.buckets[which],
+                 [&] { return FetchBucket(of_organisation); });
 }
 
 std::int64_t DeviceFacts::Now() {
-  if (!now_) now_ = FetchNow();
-  return *now_;
+  return Fetched(Bit(kNowBit), slots_.of.now, [&] { return FetchNow(); });
 }
 
 const LocalDays& DeviceFacts::Today() {
-  if (!IsFetched(FilterField::date_range)) {
-    today_ = FetchToday();
-    fetched_ |= Bit(FilterField::date_range);
-  }
-  return today_;
+  return Fetched(Bit(FilterField::date_range), slots_.of.today, [&] { return FetchToday(); });
 }
 
 std::optional<PairView> DeviceFacts::FindTag(const TextPattern& name) {

@@ -1,10 +1,11 @@
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <new>
 #include <optional>
 #include <span>
+#include <type_traits>
 
 #include "yox/base/Export.h"
 #include "yox/base/WString.h"
@@ -93,8 +94,8 @@ class YOX_API DeviceFacts {
 
   // A text that a criterion is held against, by the criterion's field.
   const TextFact& Text(FilterField field) {
-    if (!IsFetched(field)) Store(field, FetchText(field));
-    return slots_.texts[static_cast<std::size_t>(field)];
+    return Fetched(Bit(field), slots_.of.texts[static_cast<std::size_t>(field)],
+                   [&] { return FetchText(field); });
   }
   // os_version, version, target_version. A criterion notes in it what it has parsed.
   VersionFact& Version(FilterField field);
@@ -145,32 +146,46 @@ class YOX_API DeviceFacts {
   void Forget(FilterField field) { fetched_ &= ~Bit(field); }
 
  private:
+  // Bits of `fetched_` after those of the fields.
+  static constexpr unsigned kNowBit = kFilterFieldCount;
+  static constexpr unsigned kBucketBit = kNowBit + 1;  // two
+
+  static constexpr std::uint32_t Bit(unsigned number) { return std::uint32_t{1} << number; }
   static constexpr std::uint32_t Bit(FilterField field) {
-    return std::uint32_t{1} << static_cast<unsigned>(field);
+    return Bit(static_cast<unsigned>(field));
   }
   bool IsFetched(FilterField field) const { return (fetched_ & Bit(field)) != 0; }
-  void Store(FilterField field, const TextFact& fact) {
-    slots_.texts[static_cast<std::size_t>(field)] = fact;
-    fetched_ |= Bit(field);
+
+  // The value in the slot, built there by `fetch` when it is first needed.
+  template <class Value, class Fetch>
+  Value& Fetched(std::uint32_t bit, Value& slot, Fetch fetch) {
+    if ((fetched_ & bit) == 0) {
+      static_assert(std::is_trivially_destructible_v<Value>);
+      ::new (static_cast<void*>(&slot)) Value(fetch());
+      fetched_ |= bit;
+    }
+    return slot;
   }
 
-  // Most decisions fetch a few texts of many: those that are not fetched stay uninitialised.
+  // Most decisions fetch a few facts of many: those that are not fetched are never initialised.
   union Slots {
     Slots() {}
-    TextFact texts[kFilterFieldCount];
+    struct {
+      TextFact texts[kFilterFieldCount];
+      VersionFact versions[3];
+      TextsFact subscriptions;
+      PairsFact tags;
+      PairsFact installed_items;
+      HardwareIdsFact hardware_ids;
+      BucketFact buckets[2];
+      LocalDays today;
+      std::int64_t now;
+    } of;
   };
 
-  std::uint32_t fetched_ = 0;  // by the field of the criterion that needs the fact
-  Slots slots_;
-  std::array<VersionFact, 3> versions_;
+  std::uint32_t fetched_ = 0;
   const Pairs& extra_tags_;
-  TextsFact subscriptions_;
-  PairsFact tags_;
-  PairsFact installed_items_;
-  HardwareIdsFact hardware_ids_;
-  std::array<std::optional<BucketFact>, 2> buckets_;
-  std::optional<std::int64_t> now_;
-  LocalDays today_;
+  Slots slots_;
 };
 
 // No tags of the caller's.

@@ -1,5 +1,6 @@
 #include "yox/decision/Filter.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "yox/base/String.h"
@@ -81,16 +82,40 @@ std::shared_ptr<const CompiledList> ApplicabilityFilter::snapshot() const {
   return list_;
 }
 
-// A lease is one count that all readers of the object share, taken before the pointer is read. So
-// once the pointer has been replaced, any moment at which the count is zero is one at which nobody
-// reads the former list. All operations on count, pointer and mark are sequentially consistent:
-// either the reader sees the new pointer, or the writer sees the reader's count; and either the
-// last reader sees the mark, or the writer sees that there are no readers.
+// A reader marks a seat before it reads the pointer, and clears the mark when it is done. Once the
+// pointer has been replaced, a seat that is seen empty has no reader of the former list: whoever
+// takes it later reads the new pointer. Mark, pointer and their counterparts in FreeRetired are
+// sequentially consistent, so that either the reader sees the new pointer or the writer sees the
+// mark. These are hazard pointers after Michael, with the mark kept beside the one pointer.
+//
+// Leaving needs no such order. A reader that does not see in time that a list has been retired
+// leaves it to the next lease or the next list; so the way out is a plain store.
+std::atomic<bool>* ApplicabilityFilter::Enter() const {
+  for (std::atomic<bool>& seat : seats_) {
+    bool is_taken = false;
+    if (!seat.load(std::memory_order_relaxed) && seat.compare_exchange_strong(is_taken, true)) {
+      return &seat;
+    }
+  }
+  standing_.fetch_add(1);
+  return nullptr;
+}
+
 ApplicabilityFilter::Lease::Lease(const ApplicabilityFilter& filter)
-    : filter_((filter.leases_.fetch_add(1), filter)), list_(filter.current_.load()) {}
+    : filter_(filter), seat_(filter.Enter()), list_(filter.current_.load()) {}
 
 ApplicabilityFilter::Lease::~Lease() {
-  if (filter_.leases_.fetch_sub(1) == 1 && filter_.has_retired_.load()) filter_.FreeRetired();
+  if (seat_ != nullptr) {
+    seat_->store(false, std::memory_order_release);
+  } else {
+    filter_.standing_.fetch_sub(1);
+  }
+  if (filter_.has_retired_.load(std::memory_order_relaxed)) filter_.FreeRetired();
+}
+
+bool ApplicabilityFilter::IsLeased() const {
+  return standing_.load() != 0 ||
+         std::ranges::any_of(seats_, [](const std::atomic<bool>& seat) { return seat.load(); });
 }
 
 void ApplicabilityFilter::Replace(Compiled list) {
@@ -107,7 +132,7 @@ void ApplicabilityFilter::Replace(Compiled list) {
 void ApplicabilityFilter::FreeRetired() const {
   std::vector<Compiled> unused;  // freed without the lock
   const yox::MutexLock lock(mutex_);
-  if (leases_.load() != 0) return;
+  if (IsLeased()) return;
   has_retired_ = false;
   unused.swap(retired_);
 }

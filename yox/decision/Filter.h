@@ -77,7 +77,7 @@ class YOX_API ApplicabilityFilter {
   // The list as it is now, with its requirements parsed; never null, and never changes.
   std::shared_ptr<const yox::decision::CompiledList> snapshot() const;
 
-  // The same for the length of a block, at half the cost. The object must outlive it.
+  // The same for the length of a block, at a fraction of the cost. The object must outlive it.
   class YOX_API Lease {
    public:
     explicit Lease(const ApplicabilityFilter& filter);
@@ -89,12 +89,15 @@ class YOX_API ApplicabilityFilter {
 
    private:
     const ApplicabilityFilter& filter_;
+    std::atomic<bool>* const seat_;  // null: counted in `standing_`
     const yox::decision::CompiledList* const list_;
   };
 
  private:
   using Compiled = std::shared_ptr<const yox::decision::CompiledList>;
 
+  std::atomic<bool>* Enter() const;
+  bool IsLeased() const;
   void Replace(Compiled list);
   void FreeRetired() const;
 
@@ -103,6 +106,7 @@ class YOX_API ApplicabilityFilter {
   // Lists that were replaced while there were leases.
   mutable std::vector<Compiled> retired_ YOX_GUARDED_BY(mutex_);
   std::atomic<const yox::decision::CompiledList*> current_;  // list_, for leases
-  mutable std::atomic<std::uint32_t> leases_{0};
+  mutable std::array<std::atomic<bool>, 8> seats_{};         // taken by leases
+  mutable std::atomic<std::uint32_t> standing_{0};           // leases that found no seat
   mutable std::atomic<bool> has_retired_{false};
 };

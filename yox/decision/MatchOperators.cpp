@@ -170,6 +170,38 @@ String::IntegerStatus KeyValueTerm::TryValue(WStringView actual, bool& holds) co
   return String::IntegerStatus::kOk;
 }
 
+namespace {
+
+// For the patterns of a compiled list, whose text is folded: the letter case of `actual` is
+// ignored.
+inline bool MatchesUnfolded(const TextPattern& pattern, WStringView actual) {
+  using Form = TextPattern::Form;
+  if (pattern.form == Form::kEverything) return true;
+  if (pattern.form == Form::kContains) {
+    return String::CaseInsesitiveFind(actual, pattern.text) != pattern.negated;
+  }
+  if (actual.size() < pattern.text.size()) return pattern.negated;
+  const std::size_t more = actual.size() - pattern.text.size();
+  if (pattern.form == Form::kEqual && more != 0) return pattern.negated;
+  const WChar* unit = actual.data() + (pattern.form == Form::kEndsWith ? more : 0);
+  for (const WChar folded : pattern.text) {
+    const WChar given = *unit++;
+    if (given != folded && String::FoldCase(given) != folded) return pattern.negated;
+  }
+  return !pattern.negated;
+}
+
+}  // namespace
+
+bool AnyOf(std::span<const TextPattern> alternatives, WStringView actual, bool is_folded) {
+  if (is_folded) {
+    return std::ranges::any_of(alternatives,
+                               [&](const auto& a) { return a.MatchesFolded(actual); });
+  }
+  return std::ranges::any_of(alternatives,
+                             [&](const auto& a) { return MatchesUnfolded(a, actual); });
+}
+
 bool AnyText(std::span<const TextPattern> alternatives, WStringView actual) {
   actual = String::Trimmed(actual);
   return std::ranges::any_of(alternatives, [&](const auto& a) { return a.Matches(actual); });

@@ -47,7 +47,7 @@ struct TextPattern {
   static TextPattern Parse(WStringView pattern);
   // `actual` without surrounding white space.
   bool Matches(WStringView actual) const;
-  // The same where the letter case of both texts is folded.
+  // For the patterns of a compiled list, where the letter case of `actual` is folded too.
   bool MatchesFolded(WStringView actual) const {
     bool matched = true;
     switch (form) {
@@ -147,6 +147,9 @@ struct KeyValueTerm {
  private:
   String::IntegerStatus TryValue(WStringView actual, bool& holds) const;
 };
+
+// Alternatives of a compiled list, of which one must match; `actual` is trimmed.
+bool AnyOf(std::span<const TextPattern> alternatives, WStringView actual, bool is_folded);
 
 // Alternatives, of which one must hold: none holds of an empty list.
 bool AnyText(std::span<const TextPattern> alternatives, WStringView actual);
