@@ -14,21 +14,6 @@ using yox::platform::SimulatedRegistry;
 
 const WString kUser = "S-1-5-21-1-2-3-1001"_w;
 
-class SimulatedUnderTest final : public RegistryUnderTest {
- public:
-  SimulatedUnderTest() {
-    scratch_ = "Contoso"_w;
-    for (HKEY const root : {HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER}) {
-      EXPECT_EQ(registry_.CreateKey({root, "SOFTWARE\\Contoso"_w, {}, {}}), RegistryStatus::kOk);
-    }
-  }
-  Registry& registry() override { return registry_; }
-  WString own_user() override { return kUser; }
-
- private:
-  SimulatedRegistry registry_{kUser};
-};
-
 TEST(SimulatedRegistryTest, ReadOnlyRefusesEditsAndOpeningForWriting) {
   SimulatedRegistry registry;
   const RegistryKey key{HKEY_LOCAL_MACHINE, "SOFTWARE"_w, {}, {}};
@@ -52,9 +37,4 @@ TEST(SimulatedRegistryTest, AnotherOwnUserHasAnotherHive) {
 }
 
 }  // namespace
-
-RegistryMaker SimulatedRegistryMaker() {
-  return {"Simulated", [] { return std::make_unique<SimulatedUnderTest>(); }};
-}
-
 }  // namespace yox_test

@@ -61,8 +61,10 @@ TEST_F(PrivateFolderTest, AnExistingFolderKeepsItsMode) {
 TEST_F(PrivateFolderTest, ASeparatorAtTheEndAndARelativePathAreFolders) {
   PrivateFolder::Create(temporary() / "a" / "");
   EXPECT_TRUE(fs::is_directory(temporary() / "a"));
+  const fs::path former = fs::current_path();
   fs::current_path(temporary());
   PrivateFolder::Create("b/c");
+  fs::current_path(former);
   EXPECT_TRUE(fs::is_directory(temporary() / "b" / "c"));
 }
 

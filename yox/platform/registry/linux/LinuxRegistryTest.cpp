@@ -52,24 +52,6 @@ LinuxRegistry StoreIn(const fs::path& folder, unsigned user = 1000) {
 
 Database Open(const fs::path& folder) { return Database(folder / "registry.db"); }
 
-class LinuxUnderTest final : public RegistryUnderTest {
- public:
-  LinuxUnderTest() {
-    scratch_ = "Contoso"_w;
-    for (HKEY const root : {HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER}) {
-      EXPECT_EQ(registry_.CreateKey({root, kKey.path, {}, {}}), RegistryStatus::kOk);
-    }
-  }
-  Registry& registry() override { return registry_; }
-  Registry& other() override { return other_; }
-  WString own_user() override { return "S-1-22-1-1000"_w; }
-
- private:
-  TemporaryFolder folder_;
-  LinuxRegistry registry_ = StoreIn(folder_.path() / "state");
-  LinuxRegistry other_ = StoreIn(folder_.path() / "state");
-};
-
 TEST(LinuxRegistryTest, AStoreThatNobodyWroteToReadsAsEmptyAndIsNotCreated) {
   const TemporaryFolder folder;
   LinuxRegistry registry = StoreIn(folder.path() / "state");
@@ -457,9 +439,4 @@ TEST(LinuxRegistryProcessTest, AThousandKilledWritersLoseNothingAndTearNothing) 
 }
 
 }  // namespace
-
-RegistryMaker NativeRegistryMaker() {
-  return {"Linux", [] { return std::make_unique<LinuxUnderTest>(); }};
-}
-
 }  // namespace yox_test
