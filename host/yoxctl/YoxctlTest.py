@@ -821,6 +821,8 @@ class UnreadableRegistry(Yoxctl):
             with self.subTest(cause=cause.__name__, arguments="watch"):
                 watch = self.start_program("--state-dir", "state", "watch", "filters.json")
                 self.until_told(watch, complaint.encode())
+                watch.kill()
+                watch.wait()
 
     def test_the_registry_command_says_so_in_one_line(self):
         reason = self.garbage()
