@@ -7,6 +7,7 @@
 
 #include "yox/base/Json.h"
 #include "yox/base/String.h"
+#include "yox/notifications/StyledSize.h"
 #include "yox/notifications/YOXNotificationData.h"
 
 using namespace yox::literals;
@@ -15,6 +16,7 @@ using yox::ToJson;
 using yox::ToText;
 using yox::WString;
 using yox::WStringView;
+using yox::notifications::RequireBoundedStyledSize;
 
 using FieldMap = std::map<WString, WString>;
 
@@ -51,14 +53,15 @@ FieldMap YOXNotificationData::JSONtoMap(const Json::Value& value) {
 
 void YOXNotificationData::DeserializeKXPNotification(const WString& text) {
   try {
-    fieldMap.clear();
+    Fields& fields = fields_.Mutable();
+    fields.fieldMap.clear();
     const std::optional<Json::Value> root = yox::ParseLenientJson(text);
     if (!root) return;
-    fieldMap = JSONtoMap(*root);
+    fields.fieldMap = JSONtoMap(*root);
 
-    const auto field = [this](WStringView key) -> const WString* {
-      const auto found = fieldMap.find(WString(key));
-      return found != fieldMap.end() ? &found->second : nullptr;
+    const auto field = [&fields](WStringView key) -> const WString* {
+      const auto found = fields.fieldMap.find(WString(key));
+      return found != fields.fieldMap.end() ? &found->second : nullptr;
     };
     const auto take = [](WString& into, const WString* value) {
       if (value != nullptr) into = *value;
@@ -67,24 +70,24 @@ void YOXNotificationData::DeserializeKXPNotification(const WString& text) {
     const WString* const action = field("action"_wv);
     if (alert != nullptr && alert->empty() && action == nullptr) {
       const WString* const notify = field("notify"_wv);
-      take(messageType, notify);
+      take(fields.messageType, notify);
       if (notify != nullptr && *notify == "deviceactionstate"_wv) {
-        take(deviceActionState, field("value"_wv));
+        take(fields.deviceActionState, field("value"_wv));
       }
     }
     if (action != nullptr && action->empty() && alert == nullptr) {
-      take(messageType, field("cmd"_wv));
-      take(actionType, field("cmd_type"_wv));
+      take(fields.messageType, field("cmd"_wv));
+      take(fields.actionType, field("cmd_type"_wv));
       const WString* const status = field("Log"_wv);
       const WString* const level = field("Loglevel"_wv);
       if (status != nullptr && level != nullptr) {
-        logStatus = *status;
-        logLevel = *level;
+        fields.logStatus = *status;
+        fields.logLevel = *level;
       }
     }
-    messageForKXP = String::UTF8ToUTF16(root->toStyledString());
-  } catch (...) {
-    // What was set stays.
+    RequireBoundedStyledSize(*root);
+    fields.messageForKXP = String::UTF8ToUTF16(root->toStyledString());
+  } catch (...) {  // NOLINT(bugprone-empty-catch): what was set stays
   }
 }
 
@@ -92,11 +95,11 @@ void YOXNotificationData::makeKXPpayload(const FieldMap& params) {
   try {
     Json::Value root;
     Json::Value& alert = root["kxp-message"]["alert"];
-    alert["notify"] = ToJson(messageType);
+    alert["notify"] = ToJson(fields_->messageType);
     for (const auto& [key, value] : params)
       alert["param"][String::UTF16ToUTF8(key)] = ToJson(value);
-    messageForKXP = String::UTF8ToUTF16(yox::JsonText(root, yox::JsonStyle::kTabbed));
-  } catch (...) {
-    // The message stays as it was.
+    WString message = String::UTF8ToUTF16(yox::JsonText(root, yox::JsonStyle::kTabbed));
+    fields_.Mutable().messageForKXP = std::move(message);
+  } catch (...) {  // NOLINT(bugprone-empty-catch): the message stays as it was
   }
 }

@@ -159,4 +159,23 @@ TEST(ChannelNotificationTest, WithoutParametersThereIsNoParam) {
   EXPECT_EQ(Utf8(record.getMessageForKXP()).find("param"), std::string::npos);
 }
 
+// Styled text indents each value by its depth.
+std::string DeepDocument(std::size_t depth, std::size_t values) {
+  std::string numbers = "1";
+  for (std::size_t i = 1; i < values; ++i) numbers += ",1";
+  return R"({"alert": {"notify": "deep", "list": )" + std::string(depth, '[') + numbers +
+         std::string(depth, ']') + "}}";
+}
+
+TEST(ChannelNotificationTest, WhatWouldExpandTooMuchIsReadButNotWritten) {
+  const auto read = [](const std::string& text) {
+    return YOXNotificationData(YOX::String::UTF8ToUTF16(text), true);
+  };
+  const YOXNotificationData deep = read(DeepDocument(900, 20'000));
+  EXPECT_EQ(deep.getMessageType(), "deep"_w);
+  EXPECT_EQ(deep.getMessageForKXP(), ""_w);
+  EXPECT_NE(read(DeepDocument(900, 100)).getMessageForKXP(), ""_w) << "deep, but small";
+  EXPECT_NE(read(DeepDocument(10, 200'000)).getMessageForKXP(), ""_w) << "large, but flat";
+}
+
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include "yox/base/Json.h"
 #include "yox/base/String.h"
+#include "yox/notifications/StyledSize.h"
 
 using namespace yox::literals;
 using YOX::String;
@@ -16,6 +17,7 @@ void NotificationAlertUtility::ConstructKXPPayload(const WString& notify, const 
   Json::Value& alert = root["kxp-message"]["alert"];
   alert["notify"] = ToJson(notify);
   alert["param"] = param;
+  yox::notifications::RequireBoundedStyledSize(root);
   out =
       YOXNotificationData(String::UTF8ToUTF16(yox::JsonText(root, yox::JsonStyle::kTabbed)), true);
 }

@@ -66,26 +66,26 @@ void YOXNotificationData::deserializePayloadForYoxPolicy(const WString& text,
 void YOXNotificationData::deserializePayloadForDeviceRegistration(
     bool& hasRegistrationAttemptedSuccess, WString& triggerType, WString& triggerSource,
     WString& deviceId, std::int32_t& delay) const {
-  ReadPayload(kRegistration, payload,
+  ReadPayload(kRegistration, fields_->payload,
               {&hasRegistrationAttemptedSuccess, &triggerType, &triggerSource, &deviceId, &delay});
 }
 
 WString YOXNotificationData::getDeviceIdFromRegistrationPayload() const {
-  return ReadPayloadText(kRegistration, payload, "device_id");
+  return ReadPayloadText(kRegistration, fields_->payload, "device_id");
 }
 
 void YOXNotificationData::deserializePayloadForConfigChangeDuringStartup(
     bool& isTriggerSourceStartup) const {
-  ReadPayload(kConfigChange, payload, {&isTriggerSourceStartup});
+  ReadPayload(kConfigChange, fields_->payload, {&isTriggerSourceStartup});
 }
 
 void YOXNotificationData::deserializePayloadForForceConfigFetch(
     std::uint32_t& pullTriggerInMinutes) const {
-  ReadPayload(kConfigFetch, payload, {&pullTriggerInMinutes});
+  ReadPayload(kConfigFetch, fields_->payload, {&pullTriggerInMinutes});
 }
 
 void YOXNotificationData::deserializePayloadForPackageEvent(WString& id, WString& type,
                                                             WString& name, WString& version,
                                                             WString& trigger) const {
-  ReadPayload(kPackageEvent, payload, {&id, &type, &name, &version, &trigger});
+  ReadPayload(kPackageEvent, fields_->payload, {&id, &type, &name, &version, &trigger});
 }

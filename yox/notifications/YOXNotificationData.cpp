@@ -14,32 +14,37 @@ using yox::ToJson;
 using yox::ToText;
 using yox::WString;
 
-YOXNotificationData::YOXNotificationData(int topic_id, int event_state, WString payload_text)
-    : notificationType("yox"_w),
-      topicId(topic_id),
-      eventState(event_state),
-      payload(std::move(payload_text)) {}
+YOXNotificationData::YOXNotificationData(int topicId, int eventState, WString payload) {
+  Fields& fields = fields_.Mutable();
+  fields.notificationType = "yox"_w;
+  fields.topicId = topicId;
+  fields.eventState = eventState;
+  fields.payload = std::move(payload);
+}
 
-YOXNotificationData::YOXNotificationData(WString message, bool isKXP)
-    : notificationType(isKXP ? "kxp"_w : "yox"_w) {
+YOXNotificationData::YOXNotificationData(WString message, bool isKXP) {
+  Fields& fields = fields_.Mutable();
+  fields.notificationType = isKXP ? "kxp"_w : "yox"_w;
   if (isKXP) {
-    payload = std::move(message);
-    DeserializeKXPNotification(payload);
+    fields.payload = std::move(message);
+    DeserializeKXPNotification(fields.payload);
   } else {
     DeserializeInternalNotification(message);
   }
 }
 
-bool YOXNotificationData::isKXPNotification() const { return notificationType == "kxp"_wv; }
+bool YOXNotificationData::isKXPNotification() const {
+  return fields_->notificationType == "kxp"_wv;
+}
 
 bool YOXNotificationData::isExtensionNotification() const {
-  return topic.find("/app/"_wv) != WString::npos;
+  return fields_->topic.find("/app/"_wv) != WString::npos;
 }
 
 WString YOXNotificationData::getFieldValue(const WString& key) const {
   try {
-    const auto found = fieldMap.find(key);
-    return found != fieldMap.end() ? found->second : WString();
+    const auto found = fields_->fieldMap.find(key);
+    return found != fields_->fieldMap.end() ? found->second : WString();
   } catch (...) {
     return {};
   }
@@ -50,7 +55,7 @@ Json::Value YOXNotificationData::Serialize() const {
   Json::Value root;
   if (channel) {
     try {
-      root = yox::ParseLenientJson(messageForKXP).value_or(Json::Value());
+      root = yox::ParseLenientJson(fields_->messageForKXP).value_or(Json::Value());
     } catch (...) {
       // The envelope is written without the message.
     }
@@ -58,10 +63,10 @@ Json::Value YOXNotificationData::Serialize() const {
     root["cmd_type"] = Json::Value::nullSingleton();
     root["cmd"] = Json::Value::nullSingleton();
   }
-  root["notification_type"] = ToJson(notificationType);
-  root["topicId"] = channel ? 0 : topicId;
-  root["eventState"] = channel ? 0 : eventState;
-  root["payload"] = channel ? Json::Value("") : ToJson(payload);
+  root["notification_type"] = ToJson(fields_->notificationType);
+  root["topicId"] = channel ? 0 : fields_->topicId;
+  root["eventState"] = channel ? 0 : fields_->eventState;
+  root["payload"] = channel ? Json::Value("") : ToJson(fields_->payload);
   return root;
 }
 
@@ -78,9 +83,10 @@ void YOXNotificationData::DeserializeInternalNotification(const WString& text) {
     const std::optional<Json::Value> parsed = yox::ParseLenientJson(text);
     if (!parsed) return;
     const Json::Value& root = *parsed;
-    topicId = root["topicId"].asInt();
-    eventState = root["eventState"].asInt();
-    payload = ToText(root["payload"]);
+    Fields& fields = fields_.Mutable();
+    fields.topicId = root["topicId"].asInt();
+    fields.eventState = root["eventState"].asInt();
+    fields.payload = ToText(root["payload"]);
   } catch (...) {
     // What was set stays.
   }

@@ -5,6 +5,7 @@
 #include <string>
 #include <unordered_map>
 
+#include "yox/base/CopyOnWrite.h"
 #include "yox/base/Export.h"
 #include "yox/base/WString.h"
 
@@ -31,34 +32,38 @@ class YOX_API YOXNotificationData {
   YOXNotificationData(yox::WString message, bool isKXP);
 
   // All three are one operation: whether the topics are equal. Meant so for != as well.
-  bool isEqual(const YOXNotificationData& other) const { return topicId == other.topicId; }
+  bool isEqual(const YOXNotificationData& other) const {
+    return fields_->topicId == other.fields_->topicId;
+  }
   bool operator==(const YOXNotificationData& other) const { return isEqual(other); }
   bool operator!=(const YOXNotificationData& other) const { return isEqual(other); }
 
-  int getTopicId() const { return topicId; }
-  void setTopicId(int value) { topicId = value; }
-  int getEventState() const { return eventState; }
-  void setEventState(int value) { eventState = value; }
-  yox::WString getPayload() const { return payload; }
-  void setPayload(yox::WString value) { payload = std::move(value); }
-  yox::WString getMessageType() const { return messageType; }
-  void setMessageType(yox::WString value) { messageType = std::move(value); }
-  yox::WString getActionType() const { return actionType; }
-  void setActionType(yox::WString value) { actionType = std::move(value); }
-  yox::WString getLogStatus() const { return logStatus; }
-  void setLogStatus(yox::WString value) { logStatus = std::move(value); }
-  yox::WString getLogLevel() const { return logLevel; }
-  void setLogLevel(yox::WString value) { logLevel = std::move(value); }
-  yox::WString getTopic() const { return topic; }
-  void setTopic(yox::WString value) { topic = std::move(value); }
-  yox::WString getDeviceActionState() const { return deviceActionState; }
-  void setDeviceActionState(const yox::WString& value) { deviceActionState = value; }
-  NotificationProvider getNotificationProvider() const { return notificationProvider; }
+  int getTopicId() const { return fields_->topicId; }
+  void setTopicId(int value) { fields_.Mutable().topicId = value; }
+  int getEventState() const { return fields_->eventState; }
+  void setEventState(int value) { fields_.Mutable().eventState = value; }
+  yox::WString getPayload() const { return fields_->payload; }
+  void setPayload(yox::WString value) { fields_.Mutable().payload = std::move(value); }
+  yox::WString getMessageType() const { return fields_->messageType; }
+  void setMessageType(yox::WString value) { fields_.Mutable().messageType = std::move(value); }
+  yox::WString getActionType() const { return fields_->actionType; }
+  void setActionType(yox::WString value) { fields_.Mutable().actionType = std::move(value); }
+  yox::WString getLogStatus() const { return fields_->logStatus; }
+  void setLogStatus(yox::WString value) { fields_.Mutable().logStatus = std::move(value); }
+  yox::WString getLogLevel() const { return fields_->logLevel; }
+  void setLogLevel(yox::WString value) { fields_.Mutable().logLevel = std::move(value); }
+  yox::WString getTopic() const { return fields_->topic; }
+  void setTopic(yox::WString value) { fields_.Mutable().topic = std::move(value); }
+  yox::WString getDeviceActionState() const { return fields_->deviceActionState; }
+  void setDeviceActionState(const yox::WString& value) {
+    fields_.Mutable().deviceActionState = value;
+  }
+  NotificationProvider getNotificationProvider() const { return fields_->notificationProvider; }
   NotificationProvider setNotificationProvider(NotificationProvider value) {
-    return notificationProvider = value;
+    return fields_.Mutable().notificationProvider = value;
   }
   // The channel message as JSON text.
-  yox::WString getMessageForKXP() const { return messageForKXP; }
+  yox::WString getMessageForKXP() const { return fields_->messageForKXP; }
 
   bool isKXPNotification() const;
   // Whether "/app/" stands anywhere in the topic's text.
@@ -118,19 +123,24 @@ class YOX_API YOXNotificationData {
   void DeserializeKXPNotification(const yox::WString& text);
   static std::map<yox::WString, yox::WString> JSONtoMap(const Json::Value& value);
 
-  yox::WString notificationType;  // "yox" internal, "kxp" channel
-  std::int32_t topicId = -1;
-  std::int32_t eventState = -1;
-  std::int32_t spareCode = -1;  // carried, never read
-  yox::WString payload;         // of the channel: the document as received
-  // Of the channel, as are all below but the topic and the provider.
-  yox::WString messageType;
-  yox::WString actionType;
-  yox::WString messageForKXP;
-  yox::WString logStatus;
-  yox::WString logLevel;
-  std::map<yox::WString, yox::WString> fieldMap;
-  yox::WString topic;  // set by the host
-  yox::WString deviceActionState;
-  NotificationProvider notificationProvider = NotificationProvider::Default;
+  struct Fields {
+    yox::WString notificationType;  // "yox" internal, "kxp" channel
+    std::int32_t topicId = -1;
+    std::int32_t eventState = -1;
+    std::int32_t spareCode = -1;  // copied, never read
+    yox::WString payload;         // channel: the document as received
+    // All below: channel only, except topic and notificationProvider.
+    yox::WString messageType;
+    yox::WString actionType;
+    yox::WString messageForKXP;
+    yox::WString logStatus;
+    yox::WString logLevel;
+    std::map<yox::WString, yox::WString> fieldMap;
+    yox::WString topic;  // set by the host
+    yox::WString deviceActionState;
+    NotificationProvider notificationProvider = NotificationProvider::Default;
+  };
+
+  // The bus copies each record for each subscriber, and hardly any subscriber changes its copy.
+  yox::CopyOnWrite<Fields> fields_;
 };
