@@ -116,6 +116,8 @@ class YOX_SCOPED_CAPABILITY BasicMutexLock {
     mutex_.lock();
     locked_ = true;
   }
+  // For another thread that needs the same mutex.
+  Lockable& mutex() YOX_RETURN_CAPABILITY(mutex_) { return mutex_; }
 
  private:
   friend class ConditionVariable;

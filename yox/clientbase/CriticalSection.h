@@ -1,18 +1,18 @@
 #pragma once
 
-#include <mutex>
+#include "yox/base/ThreadSafety.h"
 
-// A lock that is taken and left by explicit calls. The thread that holds it may enter again, and
-// leaves as often.
-class CriticalSection {
+// A lock that is taken and released by explicit calls. The thread that has it may enter again, and
+// exits as often.
+class YOX_CAPABILITY("mutex") CriticalSection {
  public:
   CriticalSection() = default;
   CriticalSection(const CriticalSection&) = delete;
   CriticalSection& operator=(const CriticalSection&) = delete;
 
-  void EnterLock() { mutex_.lock(); }
-  void ExitLock() { mutex_.unlock(); }
+  void EnterLock() YOX_ACQUIRE() YOX_NO_THREAD_SAFETY_ANALYSIS { mutex_.lock(); }
+  void ExitLock() YOX_RELEASE() YOX_NO_THREAD_SAFETY_ANALYSIS { mutex_.unlock(); }
 
  private:
-  std::recursive_mutex mutex_;
+  yox::RecursiveMutex mutex_;
 };

@@ -1,25 +1,23 @@
-// The bus's worker: from the queue to the subscribers. Its role is the worker thread's own, but
-// lent to a thread of the task pool as long as deliveries are brisk.
+// The bus's worker, which takes records from the queue to the subscribers. Its role belongs to the
+// worker thread, which leases it to a thread of the task pool as long as deliveries are short.
+#include <chrono>
 #include <utility>
 
 #include "yox/base/Log.h"
-#include "yox/notifications/Hold.h"
-#include "yox/notifications/LentRole.h"
+#include "yox/notifications/NotificationQueue.h"
+#include "yox/notifications/RoleLease.h"
 #include "yox/notifications/Round.h"
 #include "yox/notifications/YOXPublisherSubscriber.h"
 
 using YOX::g_log;
-using yox::notifications::Hold;
-using yox::platform::NativeWaitForAny;
-using yox::platform::Semaphore;
-using yox::platform::WaitHandle;
 
 void YOXPublisherSubscriber::NotifyWorker() {
   g_log.d("NotifyWorker: Entry");
   while (!stopRequested) {
     try {
-      Rest();
-      if (Semaphore* const semaphore = queueSemaphore.load()) semaphore->Wait();
+      // The snapshot would keep subscribers alive that leave while there is nothing to do.
+      round_->snapshot = nullptr;
+      queue_->AwaitToken();
       if (stopRequested) break;
       if (TakeRecord()) Serve();
     } catch (...) {
@@ -31,25 +29,11 @@ void YOXPublisherSubscriber::NotifyWorker() {
   g_log.d("NotifyWorker: Exit");
 }
 
-// Lets go of what is not needed while there is nothing to do: of subscribers who may have left, and
-// of records.
-void YOXPublisherSubscriber::Rest() {
-  round_->snapshot = nullptr;
-  std::vector<std::unique_ptr<QueuedNotification>> released;
-  const Hold hold(queueMutex);
-  if (!notificationQueue.empty() || spare_.size() <= kMostSpareAtRest) return;
-  released.swap(spare_);
-}
-
 bool YOXPublisherSubscriber::TakeRecord() {
-  {
-    const Hold hold(queueMutex);
-    if (round_->spent && spare_.size() < kLongestQueue) spare_.push_back(std::move(round_->spent));
-    if (notificationQueue.empty()) return false;
-    round_->queued = std::move(notificationQueue.front());
-    notificationQueue.pop_front();
-  }
-  const YOXNotificationData& record = round_->queued->record;
+  Round& round = *round_;
+  if (!queue_->Take(round.queued)) return false;
+  round.has_record = true;
+  const YOXNotificationData& record = round.queued.record;
   if (const int topic = record.getTopicId(); topic != 0) {
     lastEventLock.EnterLock();
     lastEventByTopic[topic] = record.getEventState();
@@ -58,11 +42,11 @@ bool YOXPublisherSubscriber::TakeRecord() {
   return true;
 }
 
-// Until there is no record in hand. Whenever the role comes back, whoever had it has gone on: with
-// this record, or to another.
+// Delivers until there is no record left in the round. Whenever a lease ends, its holder has gone
+// on: with this record, or to another.
 void YOXPublisherSubscriber::Serve() {
   Round& round = *round_;
-  while (round.queued) {
+  while (round.has_record) {
     if (!round.begun) {
       BeginRound();
     } else if (round.IsOver()) {
@@ -70,8 +54,8 @@ void YOXPublisherSubscriber::Serve() {
     } else {
       const std::shared_ptr<Subscriber> subscriber = round.snapshot->subscribers[round.next];
       if (!round.LeavesOut(*subscriber)) {
-        if (subscriber->IsBrisk() && !subscriber->IsRunning()) {
-          LendRole(*subscriber);
+        if (subscriber->HasShortDeliveries() && !subscriber->IsRunning()) {
+          LeaseRole(*subscriber);
           continue;
         }
         try {
@@ -92,12 +76,13 @@ void YOXPublisherSubscriber::BeginRound() {
   if (!snapshot_) snapshot_ = MakeSnapshot();
   former = std::exchange(round.snapshot, snapshot_);
   round.membership = membership_;
+  Subscriber* const first =
+      round.snapshot->FirstIsCalled(round.queued.sender_id) ? round.snapshot->first : nullptr;
+  if (first != nullptr) first->BeginFirst();
   subscribersLock.ExitLock();
   former = nullptr;
 
-  if (round.snapshot->FirstIsCalled(round.queued->sender_id)) {
-    NotifyFirstSubscriber(*round.snapshot->first, round.queued->record);
-  }
+  if (first != nullptr) NotifyFirstSubscriber(*first, round.queued.record);
   round.Begin();
 }
 
@@ -111,8 +96,7 @@ std::shared_ptr<const YOXPublisherSubscriber::Snapshot> YOXPublisherSubscriber::
   return snapshot;
 }
 
-void YOXPublisherSubscriber::NotifyFirstSubscriber(const Subscriber& first,
-                                                   YOXNotificationData& record) {
+void YOXPublisherSubscriber::NotifyFirstSubscriber(Subscriber& first, YOXNotificationData& record) {
   try {
     first.CallFirst(record);
   } catch (...) {
@@ -120,16 +104,16 @@ void YOXPublisherSubscriber::NotifyFirstSubscriber(const Subscriber& first,
   }
 }
 
-// What throws here leaves the lock with the worker.
+// An exception in here leaves subscribersLock with the worker, as the header says.
 void YOXPublisherSubscriber::NotifySubscriber(const std::shared_ptr<Subscriber>& subscriber) {
   subscribersLock.EnterLock();
   Subscriber::Begun begun = subscriber->TryBegin();
   if (begun == Subscriber::Begun::kBusy) {
-    subscriber->held = true;
+    subscriber->awaited_by_worker = true;
     subscribersLock.ExitLock();
     const bool ended = subscriber->WaitEnded(kBusyMilliseconds);
     subscribersLock.EnterLock();
-    subscriber->held = false;
+    subscriber->awaited_by_worker = false;
     if (ended) begun = subscriber->TryBegin();
   }
   if (begun == Subscriber::Begun::kYes) {
@@ -138,7 +122,7 @@ void YOXPublisherSubscriber::NotifySubscriber(const std::shared_ptr<Subscriber>&
         subscriber->copy = std::make_shared<YOXNotificationData>();
         deliveryCopies.emplace(subscriber->id(), subscriber->copy);
       }
-      *subscriber->copy = round_->queued->record;
+      *subscriber->copy = round_->queued.record;
       subscriber->Start(subscriber);
     } catch (...) {
       subscriber->Abandon();
@@ -148,56 +132,58 @@ void YOXPublisherSubscriber::NotifySubscriber(const std::shared_ptr<Subscriber>&
   subscribersLock.ExitLock();
 }
 
-void YOXPublisherSubscriber::LendRole(Subscriber& next) {
-  switch (role_->Lend()) {
-    case LentRole::Return::kGivenBack:
+void YOXPublisherSubscriber::LeaseRole(Subscriber& next) {
+  switch (role_->Grant()) {
+    case RoleLease::End::kReturned:
       break;
-    case LentRole::Return::kTakenBack:
-      round_->snapshot->subscribers[round_->next - 1]->NoLongerBrisk();
+    case RoleLease::End::kRevoked:
+      round_->snapshot->subscribers[round_->next - 1]->ExpectLongDeliveries();
       break;
-    case LentRole::Return::kNeverLent:
-      next.NoLongerBrisk();
+    case RoleLease::End::kNotGranted:
+      next.ExpectLongDeliveries();
       break;
   }
 }
 
-// The turns of those who need nothing but their call, as long as they come; the worker does
-// everything else.
-void YOXPublisherSubscriber::BorrowRole(LentRole& role) {
+// Takes the turns of subscribers that need nothing but their call, one record after another.
+// Returns the role for everything else: the first subscriber's call, changes of the subscribers,
+// waits.
+void YOXPublisherSubscriber::UseRole(RoleLease& lease) {
   Round& round = *round_;
   const std::shared_ptr<const Snapshot> snapshot = round.snapshot;
-  while (round.begun || BorrowRecord(role)) {
+  while (round.begun || BeginNextRound(lease)) {
     if (round.IsOver()) {
       round.End();
       continue;
     }
     Subscriber& subscriber = *snapshot->subscribers[round.next];
     if (!round.LeavesOut(subscriber)) {
-      if (!subscriber.IsBrisk()) break;
+      if (!subscriber.HasShortDeliveries()) break;
       const Subscriber::Begun begun = subscriber.TryBegin();
       if (begun == Subscriber::Begun::kBusy) break;
       if (begun == Subscriber::Begun::kYes) {
-        if (!CopyTo(subscriber)) break;
+        if (!FillCopy(subscriber)) break;
         ++round.next;
-        const std::uint64_t call = role.BeginCall();
+        const std::uint64_t call = lease.BeginCall();
         subscriber.Call();
-        if (!role.EndCall(call)) return;
+        if (!lease.EndCall(call)) return;
         continue;
       }
     }
     ++round.next;
   }
-  role.GiveBack();
+  lease.Return();
 }
 
-// Takes the next record, if one comes soon that can begin without the worker.
-bool YOXPublisherSubscriber::BorrowRecord(LentRole& role) {
+// Takes the next record, if one comes soon whose round needs nothing of the worker to begin. A
+// record whose round does stays in `round_` for the worker.
+bool YOXPublisherSubscriber::BeginNextRound(RoleLease& lease) {
   Round& round = *round_;
-  Semaphore* const semaphore = queueSemaphore.load();
-  if (semaphore == nullptr || stopRequested) return false;
-  role.Idle();
-  const WaitHandle token = semaphore->handle();
-  if (!NativeWaitForAny({&token, 1}, kSoonMilliseconds).signalled() || stopRequested) return false;
+  if (stopRequested) return false;
+  lease.Idle();
+  if (!queue_->AwaitToken(std::chrono::milliseconds(kIdleMilliseconds)) || stopRequested) {
+    return false;
+  }
   try {
     if (!TakeRecord()) return false;
   } catch (...) {
@@ -205,27 +191,27 @@ bool YOXPublisherSubscriber::BorrowRecord(LentRole& role) {
     g_log.d("NotifyWorker: Exception");
     return false;
   }
-  if (round.membership != membership_ || round.snapshot->FirstIsCalled(round.queued->sender_id)) {
+  if (round.membership != membership_ || round.snapshot->FirstIsCalled(round.queued.sender_id)) {
     return false;
   }
   round.Begin();
   return true;
 }
 
-bool YOXPublisherSubscriber::CopyTo(Subscriber& subscriber) {
+bool YOXPublisherSubscriber::FillCopy(Subscriber& subscriber) {
   Round& round = *round_;
   const bool is_last = round.next + 1 == round.snapshot->subscribers.size();
   try {
     if (is_last) {
-      *subscriber.copy = std::move(round.queued->record);
+      *subscriber.copy = std::move(round.queued.record);
     } else {
-      *subscriber.copy = round.queued->record;
+      *subscriber.copy = round.queued.record;
     }
     return true;
   } catch (...) {
     subscriber.Abandon();
-    // The worker tries it again.
-    subscriber.NoLongerBrisk();
+    // The worker tries again.
+    subscriber.ExpectLongDeliveries();
     return false;
   }
 }

@@ -15,16 +15,17 @@
 
 namespace YOX {
 
+// A parsed sendTelemetry command. Texts are UTF-16.
 struct SendTelemetryCommandParams {
-  std::vector<WString> dataSets;  // all but the word "all", in order of appearance
+  std::vector<WString> dataSets;  // without the word "all", in order of appearance
   bool reCollect = false;
-  bool allDataSets = false;
+  bool allDataSets = false;  // the word "all" was among the data sets
 };
 
-// Acts on sendTelemetry commands: lets at most one through in five minutes, and hands one that asks
-// for all data sets to one of the host's two handlers. Besides, a rendezvous at which a thread
-// waits until a collection has finished. Throttle and rendezvous are one for the process; the
-// handlers and the log belong to the object.
+// Handles sendTelemetry commands: lets at most one through every five minutes, and passes one that
+// asks for all data sets to one of two handlers of the host. It also offers a rendezvous, at which
+// a thread waits until a collection has finished. The throttle and the rendezvous are shared by the
+// whole process; the handlers and the log belong to the object.
 class YOX_API SendTelemetryCommandHandler {
  public:
   using Handler = std::function<void(SendTelemetryCommandParams&)>;
@@ -32,25 +33,26 @@ class YOX_API SendTelemetryCommandHandler {
   // `log` must outlive the object and its copies.
   explicit SendTelemetryCommandHandler(Log& log) : log_(log) {}
 
-  // Before the first command: they take no lock.
+  // Each replaces its handler. They take no lock: call them before the first command.
   void RegisterRecollectTelemetryHandler(Handler handler) { recollectHandler = std::move(handler); }
   void RegisterDuplicateTelemetryHandler(Handler handler) { duplicateHandler = std::move(handler); }
 
-  // Takes the command in the notification's payload. Safe from any thread; the handler runs on the
-  // caller's, without a lock, and what it throws reaches the caller. A command that passes the
+  // Handles the command in the notification's payload. Safe from any thread. The handler runs on
+  // the caller's thread, without a lock; its exceptions reach the caller. A command that passes the
   // throttle and is then ignored has used up its five minutes.
   void ProcessCommand(const YOXNotificationData& notification);
 
-  // Reads a command. Lets no exception out: what cannot be read is logged, and `params` stays as
-  // far as it was filled.
+  // Parses a command, for example
+  // {"yox-message": {"action": {"cmd_param": {"dataSet": ["all"], "reCollect": true}}}}.
+  // Throws nothing: an error is logged, and `params` keeps what was read before it.
   static void DeserializeSendTelemetryCommand(Log& log, const WString& text,
                                               SendTelemetryCommandParams& params);
 
-  // Lets the next command through, if the steady clock itself has reached five minutes.
+  // Lets the next command through, once the steady clock itself has reached five minutes.
   static void ResetThrottle();
 
-  // Waits until a collection has finished, or the service stops. Several ends of collections count
-  // as one, and one lets one waiter pass; after Cancel nobody waits any more.
+  // WaitForCollectionToComplete waits until Notify is called, or was called before; several calls
+  // count as one, and one call lets one waiter pass. After Cancel no wait blocks any more.
   static void WaitForCollectionToComplete();
   static void Notify();
   static void Cancel();
@@ -63,8 +65,11 @@ class YOX_API SendTelemetryCommandHandler {
   Log& log_;
 
   static constexpr std::chrono::duration<int, std::ratio<60>> cooldown_{5};
-  static std::atomic<std::int64_t> lastProcessedTick_;  // nanoseconds of the steady clock
-  static yox::Mutex tickMutex_;  // makes reading and setting the tick one step
+  // Nanoseconds of the steady clock. Atomic because ResetThrottle writes it without the mutex; the
+  // mutex makes the comparison and the new value one step.
+  static std::atomic<std::int64_t> lastProcessedTick_;
+  static yox::Mutex tickMutex_;
+
   static yox::Mutex mtx_;
   static bool isReady_ YOX_GUARDED_BY(mtx_);
   static bool isServiceStop_ YOX_GUARDED_BY(mtx_);

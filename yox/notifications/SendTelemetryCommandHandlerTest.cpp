@@ -145,15 +145,27 @@ TEST_F(TelemetryTest, AfterAResetACommandGetsThrough) {
 }
 
 TEST_F(TelemetryTest, OfTwoCommandsThatRaceOneGetsThrough) {
+  constexpr int kRounds = 5000;
   std::atomic<int> passed{0};
   SendTelemetryCommandHandler handler(g_test_log);
   handler.RegisterDuplicateTelemetryHandler([&](SendTelemetryCommandParams&) { ++passed; });
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([&] { handler.ProcessCommand(Command(kAll)); });
-  }
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(passed, 1);
+  const YOXNotificationData command = Command(kAll);
+  std::atomic<int> arrived{0};
+  // Both arrive, one of them opens the throttle, and both start at once.
+  const auto race = [&](bool opens) {
+    for (int round = 0; round < kRounds; ++round) {
+      if (opens) SendTelemetryCommandHandler::ResetThrottle();
+      ++arrived;
+      while (arrived < 2 * (2 * round + 1)) std::this_thread::yield();
+      handler.ProcessCommand(command);
+      ++arrived;
+      while (arrived < 2 * (2 * round + 2)) std::this_thread::yield();
+    }
+  };
+  std::thread other([&] { race(false); });
+  race(true);
+  other.join();
+  EXPECT_EQ(passed, kRounds);
 }
 
 TEST_F(TelemetryTest, WithoutAHandlerACommandDoesNothingButStartTheCooldown) {
@@ -261,41 +273,69 @@ TEST_F(TelemetryTest, NestingIsBounded) {
   EXPECT_THAT(Lines(), testing::StartsWith(kFailed));
 }
 
-TEST(TelemetryRendezvousTest, ANotifyBeforeTheWaitLetsItPass) {
-  SendTelemetryCommandHandler::Notify();
-  SendTelemetryCommandHandler::Notify();
-  SendTelemetryCommandHandler::WaitForCollectionToComplete();
-}
-
 // A process that was cancelled stays so, and a repeated run of the tests has been.
 bool g_cancelled = false;
 
-TEST(TelemetryRendezvousTest, OneNotifyLetsOneOfTwoWaitersPass) {
-  if (g_cancelled) GTEST_SKIP() << "nobody waits any more in this process";
-  std::atomic<int> passed{0};
-  Latch one;
-  Latch both(2);
-  std::vector<std::thread> waiters;
-  for (int i = 0; i < 2; ++i) {
-    waiters.emplace_back([&] {
+class TelemetryRendezvousTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (g_cancelled) GTEST_SKIP() << "nobody waits any more in this process";
+  }
+  ~TelemetryRendezvousTest() override {
+    for (std::thread& waiter : waiters_) waiter.join();
+  }
+
+  void StartWaiter() {
+    waiters_.emplace_back([this] {
+      ++waiting_;
       SendTelemetryCommandHandler::WaitForCollectionToComplete();
-      ++passed;
-      one.CountDown();
-      both.CountDown();
+      ++passed_;
     });
   }
+  // How many have passed, after the waiters have had many chances to.
+  int PassedAfterAWhile() {
+    while (waiting_ < static_cast<int>(waiters_.size())) std::this_thread::yield();
+    for (int i = 0; i < 20'000; ++i) std::this_thread::yield();
+    return passed_;
+  }
+  void AwaitPassed(int count) {
+    while (passed_ < count) std::this_thread::yield();
+  }
+
+  std::atomic<int> waiting_{0};
+  std::atomic<int> passed_{0};
+  std::vector<std::thread> waiters_;
+};
+
+TEST_F(TelemetryRendezvousTest, NotifiesBeforeTheWaitLetOneWaitPass) {
   SendTelemetryCommandHandler::Notify();
-  EXPECT_TRUE(one.Wait());
-  EXPECT_EQ(passed, 1);
   SendTelemetryCommandHandler::Notify();
-  EXPECT_TRUE(both.Wait());
-  for (std::thread& waiter : waiters) waiter.join();
+  SendTelemetryCommandHandler::WaitForCollectionToComplete();
+  StartWaiter();
+  EXPECT_EQ(PassedAfterAWhile(), 0) << "several count as one";
+  SendTelemetryCommandHandler::Notify();
+  AwaitPassed(1);
+}
+
+TEST_F(TelemetryRendezvousTest, OneNotifyLetsOneOfTwoWaitersPass) {
+  StartWaiter();
+  StartWaiter();
+  EXPECT_EQ(PassedAfterAWhile(), 0);
+  SendTelemetryCommandHandler::Notify();
+  AwaitPassed(1);
+  EXPECT_EQ(PassedAfterAWhile(), 1);
+  SendTelemetryCommandHandler::Notify();
+  AwaitPassed(2);
 }
 
 // The last, for it holds for the rest of the process.
-TEST(TelemetryRendezvousTest, AfterCancelNobodyWaits) {
+TEST_F(TelemetryRendezvousTest, CancelEndsAllWaitsForGood) {
+  StartWaiter();
+  StartWaiter();
+  EXPECT_EQ(PassedAfterAWhile(), 0);
   SendTelemetryCommandHandler::Cancel();
   g_cancelled = true;
+  AwaitPassed(2);
   SendTelemetryCommandHandler::WaitForCollectionToComplete();
   SendTelemetryCommandHandler::WaitForCollectionToComplete();
 }

@@ -1,10 +1,9 @@
 #include "yox/notifications/Subscriber.h"
 
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
 
 #include "yox/base/Pause.h"
+#include "yox/base/ThreadSafety.h"
 #include "yox/platform/waits/WaitUntil.h"
 
 namespace yox::notifications {
@@ -13,15 +12,27 @@ namespace {
 constexpr int kSpins = 400;
 
 // What it costs to wake a thread, and somewhat more.
-constexpr std::chrono::microseconds kBrisk{20};
+constexpr std::chrono::microseconds kShort{20};
 
 thread_local const Subscriber* t_current = nullptr;
 
-// Where threads sleep until a delivery ends. One for all, and never destroyed: a delivery that has
-// ended touches nothing of its own any more.
+// Makes a subscriber the thread's current one for a block.
+class Current {
+ public:
+  explicit Current(const Subscriber* subscriber) : outer_(std::exchange(t_current, subscriber)) {}
+  ~Current() { t_current = outer_; }
+  Current(const Current&) = delete;
+  Current& operator=(const Current&) = delete;
+
+ private:
+  const Subscriber* const outer_;
+};
+
+// Where threads sleep until a delivery ends. One for all subscribers, and never destroyed: a
+// delivery that has ended no longer touches its subscriber.
 struct Ends {
-  std::mutex mutex;
-  std::condition_variable ended;
+  Mutex mutex;
+  ConditionVariable ended;
 };
 
 Ends& AllEnds() {
@@ -32,6 +43,13 @@ Ends& AllEnds() {
 }  // namespace
 
 bool Subscriber::IsCurrent() const { return t_current == this; }
+bool Subscriber::IsAnyCurrent() { return t_current != nullptr; }
+
+Subscriber::Callback Subscriber::Leave() {
+  const unsigned former = state_.fetch_and(~kJoined);
+  if ((former & kJoined) == 0 || (former & kCalls) != 0) return {};
+  return std::move(callback_);
+}
 
 bool Subscriber::WaitEnded(std::int64_t milliseconds) {
   // A delivery takes some microseconds as a rule: no longer than going to sleep and waking.
@@ -41,16 +59,16 @@ bool Subscriber::WaitEnded(std::int64_t milliseconds) {
   }
   unsigned state = state_.load();
   do {
-    if ((state & kRunning) == 0) return true;
+    if ((state & kDelivery) == 0) return true;
   } while (!state_.compare_exchange_weak(state, state | kAwaited));
   Ends& ends = AllEnds();
-  std::unique_lock lock(ends.mutex);
+  MutexLock lock(ends.mutex);
   return platform::WaitUntil(lock, ends.ended, milliseconds, [this] { return !IsRunning(); });
 }
 
 Subscriber::Begun Subscriber::TryBegin() {
   unsigned state = kJoined;
-  if (!state_.compare_exchange_strong(state, kJoined | kRunning)) {
+  if (!state_.compare_exchange_strong(state, kJoined | kDelivery)) {
     return (state & kJoined) != 0 ? Begun::kBusy : Begun::kLeft;
   }
   failure_ = nullptr;
@@ -58,15 +76,26 @@ Subscriber::Begun Subscriber::TryBegin() {
 }
 
 void Subscriber::Call() noexcept {
-  const Subscriber*& current = t_current;
-  const Subscriber* const outer = std::exchange(current, this);
+  const Current current(this);
   try {
     callback_(*copy);
   } catch (...) {
     failure_ = std::current_exception();
   }
-  current = outer;
-  End();
+  // The bus would keep the record, however large, until the next one.
+  *copy = YOXNotificationData();
+  End(kDelivery);
+}
+
+void Subscriber::CallFirst(YOXNotificationData& record) {
+  const Current current(this);
+  try {
+    callback_(record);
+  } catch (...) {
+    End(kFirstCall);
+    throw;
+  }
+  End(kFirstCall);
 }
 
 void Subscriber::Start(std::shared_ptr<Subscriber> self) {
@@ -83,14 +112,23 @@ void Subscriber::Run() noexcept {
   const std::shared_ptr<Subscriber> self = std::move(self_);
   const auto begin = std::chrono::steady_clock::now();
   Call();
-  brisk_.store(std::chrono::steady_clock::now() - begin < kBrisk, std::memory_order_relaxed);
+  short_.store(std::chrono::steady_clock::now() - begin < kShort, std::memory_order_relaxed);
 }
 
-void Subscriber::End() {
-  if ((state_.fetch_and(~(kRunning | kAwaited)) & kAwaited) == 0) return;
+// Compare and swap, because the subscriber may leave at any moment: either Leave finds the call and
+// this destroys the callback, or this ends the call and Leave takes the callback.
+void Subscriber::End(unsigned call) {
+  unsigned state = state_.load();
+  unsigned ended = 0;
+  do {
+    if ((state & (kJoined | kCalls)) == call) callback_ = nullptr;
+    ended = state & ~call;
+    if (call == kDelivery) ended &= ~kAwaited;
+  } while (!state_.compare_exchange_weak(state, ended));
+  if (call != kDelivery || (state & kAwaited) == 0) return;
   Ends& ends = AllEnds();
-  { const std::lock_guard lock(ends.mutex); }
-  ends.ended.notify_all();
+  { const MutexLock lock(ends.mutex); }
+  ends.ended.NotifyAll();
 }
 
 }  // namespace yox::notifications

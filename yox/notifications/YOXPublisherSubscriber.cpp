@@ -2,53 +2,56 @@
 
 #include <exception>
 #include <utility>
+#include <vector>
 
 #include "yox/base/Log.h"
 #include "yox/clientbase/CGuid.h"
-#include "yox/notifications/Hold.h"
-#include "yox/notifications/LentRole.h"
+#include "yox/notifications/NotificationQueue.h"
+#include "yox/notifications/RoleLease.h"
 #include "yox/notifications/Round.h"
 #include "yox/platform/system/Process.h"
+#include "yox/platform/waits/Waits.h"
 
 using YOX::g_log;
 using yox::WString;
-using yox::notifications::Hold;
 using yox::platform::kNoTimeLimit;
-using yox::platform::Semaphore;
 
 namespace {
 
-void ReleaseOne(Semaphore* semaphore) {
-  if (semaphore != nullptr && !semaphore->Release()) g_log.e("ReleaseSempahore failed.");
+void LogUnlessReleased(bool released) {
+  if (!released) g_log.e("ReleaseSempahore failed.");
 }
 
 }  // namespace
 
+// Cleaned up at process exit, but never destroyed: threads that still run then, or wait in Cleanup
+// for the delivery that called std::exit, use it to the end. When a process unloads the library as
+// it ends, the other threads are gone, perhaps with locks; then it is left as it is.
 YOXPublisherSubscriber* YOXPublisherSubscriber::GetInstance() {
-  static YOXPublisherSubscriber instance;
-  return &instance;
+  struct Instance {
+    ~Instance() {
+      if (!yox::platform::OtherThreadsAreGone()) bus->CleanUpQuietly();
+    }
+    YOXPublisherSubscriber* const bus = new YOXPublisherSubscriber;
+  };
+  static const Instance instance;
+  return instance.bus;
 }
 
 YOXPublisherSubscriber::YOXPublisherSubscriber()
-    : semaphore_(0, static_cast<long>(kLongestQueue)),
+    : queue_(std::make_unique<NotificationQueue>()),
       round_(std::make_unique<Round>()),
-      role_(std::make_shared<LentRole>([this](LentRole& role) { BorrowRole(role); })),
+      role_(std::make_shared<RoleLease>([this](RoleLease& lease) { UseRole(lease); })),
       workerThread(std::make_unique<std::thread>([this] { NotifyWorker(); })) {
   notifyEnabled = true;
 }
 
-YOXPublisherSubscriber::~YOXPublisherSubscriber() {
-  // A library that is unloaded with its process finds its threads gone, perhaps with its locks.
-  if (yox::platform::OtherThreadsAreGone()) {
-    if (workerThread) (void)workerThread.release();
-    // The worker may have gone while it waited there.
-    new std::shared_ptr<LentRole>(role_);
-    return;
-  }
+YOXPublisherSubscriber::~YOXPublisherSubscriber() { CleanUpQuietly(); }
+
+void YOXPublisherSubscriber::CleanUpQuietly() {
   try {
     Cleanup();
-  } catch (...) {
-    // There is nobody to tell.
+  } catch (...) {  // NOLINT(bugprone-empty-catch): there is no caller to report it to
   }
 }
 
@@ -89,6 +92,7 @@ void YOXPublisherSubscriber::Unsubscribe(const WString& id) {
   constexpr const char* kName = "YOXPublisherSubscriber::Unsubscribe";
   std::shared_ptr<Subscriber> leaving;
   std::shared_ptr<const Snapshot> former;
+  Subscriber::Callback callback;
   bool collect = false;
 
   subscribersLock.EnterLock();
@@ -98,14 +102,15 @@ void YOXPublisherSubscriber::Unsubscribe(const WString& id) {
     g_log.d("%s Id = %s found", kName, id);
     leaving = std::move(found->second);
     subscribers.erase(found);
-    leaving->Leave();
-    collect = !leaving->held;
+    callback = leaving->Leave();
+    collect = !leaving->awaited_by_worker;
     former.swap(snapshot_);
     ++membership_;
     g_log.d("%s Id = %s size = %d exit", kName, id, static_cast<int>(subscribers.size()));
   }
   subscribersLock.ExitLock();
 
+  callback = nullptr;
   if (!collect || leaving->IsCurrent()) return;
   leaving->WaitEnded(kNoTimeLimit);
   const std::exception_ptr failure = leaving->TakeFailure();
@@ -120,30 +125,13 @@ void YOXPublisherSubscriber::Unsubscribe(const WString& id) {
 }
 
 void YOXPublisherSubscriber::Notify(const YOXNotificationData& record, const WString& senderId) {
-  std::unique_ptr<QueuedNotification> queued;
-  bool full = false;
-  {
-    const Hold hold(queueMutex);
-    full = notificationQueue.size() >= kLongestQueue;
-    if (!full && !spare_.empty()) {
-      queued = std::move(spare_.back());
-      spare_.pop_back();
-    }
-  }
-  if (full) {
+  if (!queue_->HasRoom()) {
     g_log.d(
         "YOXPublisherSubscriber::Notify: Maxm Q size reached. Not notifying untill Q size is "
         "reduced");
     return;
   }
-  if (!queued) queued = std::make_unique<QueuedNotification>();
-  queued->record = record;
-  queued->sender_id = senderId;
-  {
-    const Hold hold(queueMutex);
-    notificationQueue.push_back(std::move(queued));
-  }
-  ReleaseOne(queueSemaphore.load());
+  LogUnlessReleased(queue_->Append({record, senderId}));
 }
 
 bool YOXPublisherSubscriber::GetLastNotificationForTopic(const TopicId& topic, EventState& event) {
@@ -158,40 +146,75 @@ bool YOXPublisherSubscriber::GetLastNotificationForTopic(const TopicId& topic, E
 
 void YOXPublisherSubscriber::SetStopRequest() {
   stopRequested = true;
-  ReleaseOne(queueSemaphore.load());
+  LogUnlessReleased(queue_->AddToken());
 }
 
 void YOXPublisherSubscriber::Cleanup() {
-  constexpr const char* kName = "YOXPublisherSubscriber::Cleanup";
   g_log.d("YOXPublisherSubscriber::Cleanup.Entry");
   stopRequested = true;
-  cleanupLock_.EnterLock();
-  ReleaseOne(queueSemaphore.exchange(nullptr));
-  if (workerThread) {
-    try {
-      workerThread->join();
-    } catch (const std::exception&) {
-      g_log.e("%s: Exception joining thread", kName);
-    } catch (...) {
-      g_log.e("%s: Unknown exception joining thread", kName);
-    }
-    workerThread.reset();
+  if (BeginCleanup()) {
+    StopWorker();
+    RemoveSubscribers();
+    EndCleanup();
   }
+  g_log.d("YOXPublisherSubscriber::Cleanup.Exit");
+}
+
+bool YOXPublisherSubscriber::BeginCleanup() {
+  yox::MutexLock lock(cleanup_mutex_);
+  while (cleaning_) {
+    // The other Cleanup waits for the delivery that calls this one, or destroys the callback that
+    // does.
+    if (Subscriber::IsAnyCurrent() || cleaner_ == std::this_thread::get_id()) return false;
+    cleaned_.Wait(lock);
+  }
+  cleaning_ = true;
+  cleaner_ = std::this_thread::get_id();
+  return true;
+}
+
+void YOXPublisherSubscriber::EndCleanup() {
+  {
+    const yox::MutexLock lock(cleanup_mutex_);
+    cleaning_ = false;
+  }
+  cleaned_.NotifyAll();
+}
+
+void YOXPublisherSubscriber::StopWorker() {
+  constexpr const char* kName = "YOXPublisherSubscriber::Cleanup";
+  LogUnlessReleased(queue_->AddToken());
+  queue_->Close();
+  if (!workerThread) return;
+  try {
+    workerThread->join();
+  } catch (const std::exception&) {
+    g_log.e("%s: Exception joining thread", kName);
+  } catch (...) {
+    g_log.e("%s: Unknown exception joining thread", kName);
+  }
+  workerThread.reset();
+}
+
+void YOXPublisherSubscriber::RemoveSubscribers() {
+  constexpr const char* kName = "YOXPublisherSubscriber::Cleanup";
+  std::map<WString, std::shared_ptr<Subscriber>> leaving;
+  std::shared_ptr<const Snapshot> former;
+  std::vector<Subscriber::Callback> callbacks;
   subscribersLock.EnterLock();
   g_log.d("%s: Cleaning up %zu subscribers", kName, subscribers.size());
   for (const auto& [id, subscriber] : subscribers) {
-    if (!subscriber->WaitEnded(kHangingMilliseconds)) {
-      g_log.e("%s: Subscriber %s hanging during cleanup, forcing completion", kName, id);
-      subscriber->WaitEnded(kNoTimeLimit);
-    }
+    if (subscriber->IsCurrent() || subscriber->WaitEnded(kHangingMilliseconds)) continue;
+    g_log.e("%s: Subscriber %s hanging during cleanup, forcing completion", kName, id);
+    subscriber->WaitEnded(kNoTimeLimit);
   }
-  for (const auto& [id, subscriber] : subscribers) subscriber->Leave();
-  subscribers.clear();
+  leaving.swap(subscribers);
+  former.swap(snapshot_);
   firstSubscriberId.clear();
-  snapshot_ = nullptr;
+  callbacks.reserve(leaving.size());
+  for (const auto& [id, subscriber] : leaving) callbacks.push_back(subscriber->Leave());
   subscribersLock.ExitLock();
-  cleanupLock_.ExitLock();
-  g_log.d("YOXPublisherSubscriber::Cleanup.Exit");
+  // Here, without the lock, the callbacks are destroyed: a destructor may call Unsubscribe.
 }
 
 std::size_t YOXPublisherSubscriber::DeliveryCopyCount() {

@@ -3,79 +3,79 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
 #include <thread>
-#include <vector>
 
 #include "yox/base/Export.h"
+#include "yox/base/ThreadSafety.h"
 #include "yox/base/WString.h"
 #include "yox/clientbase/CriticalSection.h"
 #include "yox/notifications/YOXNotificationData.h"
-#include "yox/platform/waits/Mutex.h"
-#include "yox/platform/waits/Semaphore.h"
 
 namespace yox::notifications {
-class LentRole;
+class NotificationQueue;
+class RoleLease;
 class Subscriber;
-struct QueuedNotification;
 struct Round;
 struct Snapshot;
 }  // namespace yox::notifications
 
-// The process's bus for notifications. A publisher hands a record to Notify and returns at once;
-// one worker thread takes the records from a bounded queue in order and has each delivered to every
-// subscriber, as a copy of its own, on the process's task pool. A subscriber has at most one
-// delivery running. One that is still running after 10 seconds costs its subscriber the next
-// record, and nobody else more than the wait.
+// The process's publish/subscribe bus for notifications. A publisher passes a record to Notify,
+// which returns at once. One worker thread takes the records from a bounded queue in order and has
+// each delivered to every subscriber, as a copy of its own, on the process's task pool. A
+// subscriber has at most one delivery running. If that is still running after 10 seconds, the next
+// record is dropped for that subscriber; the others lose nothing but the time of the wait.
 //
-// One subscriber may have first place: the worker itself calls it before everybody else, and what
-// it changes in the record is what the others receive. It never gets deliveries besides.
+// One subscriber may have first place: the worker thread itself calls it before the others, and the
+// others receive the record as it left it. It gets no other deliveries.
 //
 // Records are delivered at most once, and to each subscriber in the order in which they were
-// queued. What is queued when the bus stops is lost; a stop is for good.
+// queued. Records that are queued when the bus stops are lost; a stopped bus cannot be restarted.
 //
-// Safe from any thread. Callbacks may call everything but Cleanup. No lock is held while one runs,
-// but Cleanup waits for deliveries with the subscribers' lock held. Locks are taken by explicit
-// calls: an exception in the worker while it readies a delivery (memory has run out) leaves the
-// subscribers' lock with the worker.
+// Safe from any thread. A callback may call everything but Cleanup; std::exit in a delivery works.
+// No lock is held while a callback runs or is destroyed, except that Cleanup waits for deliveries
+// with subscribersLock held: a delivery that calls Unsubscribe meanwhile would wait forever.
+// subscribersLock is taken by explicit calls: an exception in the worker while it prepares a
+// delivery (out of memory) leaves it locked by the worker.
 class YOX_API YOXPublisherSubscriber {
  public:
-  // Constructed by the first call, and cleaned up when the process ends.
+  // Never returns null. Constructed by the first call; Cleanup is called at process exit.
   static YOXPublisherSubscriber* GetInstance();
 
-  // Adds a subscriber and answers its id; empty when the callback is, or when the bus is stopped.
-  // First place goes to who asks for it while it is free; otherwise the subscriber is an ordinary
-  // one and is not told. The callback may be called from several threads, one after another.
+  // Adds a subscriber and returns its id; an empty string if the callback is empty or the bus is
+  // stopped. `wantsFirst` gives it first place if that is free, and is otherwise ignored without a
+  // notice. Different threads may run the callback, but never two at a time. The callback object is
+  // destroyed when its subscriber has left and no call is running; its destructor may use the bus.
   yox::WString Subscribe(std::function<void(YOXNotificationData&)> callback, bool wantsFirst);
 
-  // Removes a subscriber, and waits without limit until its running delivery has ended; what that
-  // threw goes to the log. It does not wait, and a delivery may go on behind it, when called from
-  // that delivery itself, and when the worker is just waiting for that delivery. The call of the
-  // first subscriber is not waited for.
+  // Removes a subscriber, and waits without a time limit until its running delivery has ended; what
+  // the delivery threw is logged. Does not wait when it is called from that delivery, or while the
+  // worker itself waits for that delivery, which then goes on after the return. A running call of
+  // the first subscriber is not waited for. An unknown id changes nothing.
   void Unsubscribe(const yox::WString& id);
 
-  // Queues a copy of the record for everybody but the subscriber `senderId`. Dropped while the
-  // queue holds 1024 or more; publishers that race at the limit may pass it by as many as they are.
-  // Each record beyond the semaphore's 1024 tokens is logged, and from then on keeps the last one
-  // in the queue waiting until another is published.
+  // Queues a copy of the record for all subscribers except `senderId`, which may be empty. The
+  // record is dropped, with a line in the log, while 1024 or more are queued; publishers that race
+  // at the limit may exceed it by one record each. Each record beyond the semaphore's 1024 tokens
+  // is logged, and from then on the last one in the queue waits until another is published.
   void Notify(const YOXNotificationData& record, const yox::WString& senderId);
 
-  // The event of the last record of a topic that reached the worker. False, with `event` untouched,
-  // when there was none, and for topic 0.
+  // Gets the event of the last record of a topic that reached the worker. Returns false, with
+  // `event` unchanged, when there was none, and for topic 0.
   bool GetLastNotificationForTopic(const TopicId& topic, EventState& event);
 
-  // Stops the bus without waiting. The record in the worker's hands still reaches everybody.
+  // Stops the bus without waiting. The record that the worker is delivering still reaches all.
   void SetStopRequest();
 
-  // Stops the bus, waits for the worker and, without limit, for every delivery, and removes all
-  // subscribers. May be called again. Never from a callback: on the worker's own thread it ends the
-  // process.
+  // Stops the bus, waits for the worker and, without a time limit, for every delivery, and removes
+  // all subscribers. May be called again. Do not call it from a callback: from a delivery it does
+  // not wait for that delivery, and if another thread is in Cleanup it returns at once; from the
+  // first subscriber's call, on the worker's own thread, it terminates the process.
   void Cleanup();
 
-  // A flag for the hosts; the bus does not look at it. True at first.
+  // A flag for the hosts; the bus does not read it. True at first.
   void SetNotifyEnabled(bool enabled) { notifyEnabled = enabled; }
   bool GetNotifyEnabled() const { return notifyEnabled; }
 
@@ -83,74 +83,81 @@ class YOX_API YOXPublisherSubscriber {
   YOXPublisherSubscriber& operator=(const YOXPublisherSubscriber&) = delete;
 
  protected:
-  // Throws std::system_error when the worker cannot be started.
+  // Throws std::system_error when the worker thread cannot be started.
   YOXPublisherSubscriber();
   virtual ~YOXPublisherSubscriber();
 
-  // How many ids have had a delivery since the bus was built: their copies are kept.
+  // How many ids have had a delivery since the bus was constructed: each leaves an entry, of an
+  // empty record, in deliveryCopies.
   std::size_t DeliveryCopyCount();
 
  private:
-  using LentRole = yox::notifications::LentRole;
-  using QueuedNotification = yox::notifications::QueuedNotification;
+  using NotificationQueue = yox::notifications::NotificationQueue;
+  using RoleLease = yox::notifications::RoleLease;
   using Round = yox::notifications::Round;
   using Snapshot = yox::notifications::Snapshot;
   using Subscriber = yox::notifications::Subscriber;
 
-  static constexpr std::size_t kLongestQueue = 1024;
-  // For a subscriber's previous delivery, before the next record is dropped for it.
+  // How long the worker waits for a subscriber's previous delivery before it drops the next record.
   static constexpr std::int64_t kBusyMilliseconds = 10'000;
-  // For a delivery during the clean-up, before it is called hanging.
+  // How long Cleanup waits for a delivery before it logs that it hangs.
   static constexpr std::int64_t kHangingMilliseconds = 5'000;
-  // Records that are kept to be filled again while the bus has nothing to do. While it has, it
-  // keeps as many as the queue holds, so that a steady flow allocates nothing.
-  static constexpr std::size_t kMostSpareAtRest = 64;
-  // How long, in real time, a borrowed role is kept when there is nothing to do.
-  static constexpr std::int64_t kSoonMilliseconds = 2;
+  // How long, in real time, a leased role waits for the next record before it is returned.
+  static constexpr std::int64_t kIdleMilliseconds = 2;
 
-  // The worker's thread.
+  // On the worker's thread.
   void NotifyWorker();
-  void Rest();
   void Serve();
   void BeginRound();
-  void NotifyFirstSubscriber(const Subscriber& first, YOXNotificationData& record);
-  void NotifySubscriber(const std::shared_ptr<Subscriber>& subscriber);
-  void LendRole(Subscriber& next);
-  // With the subscribers' lock held.
-  std::shared_ptr<const Snapshot> MakeSnapshot();
+  void NotifyFirstSubscriber(Subscriber& first, YOXNotificationData& record);
+  // What throws leaves the lock with the worker, and the analysis with a warning.
+  void NotifySubscriber(const std::shared_ptr<Subscriber>& subscriber)
+      YOX_NO_THREAD_SAFETY_ANALYSIS;
+  void LeaseRole(Subscriber& next);
+  std::shared_ptr<const Snapshot> MakeSnapshot() YOX_REQUIRES(subscribersLock);
 
-  // The thread of the pool that has the worker's role.
-  void BorrowRole(LentRole& role);
-  bool BorrowRecord(LentRole& role);
-  bool CopyTo(Subscriber& subscriber);
+  // On the pool's thread that has leased the worker's role.
+  void UseRole(RoleLease& lease);
+  bool BeginNextRound(RoleLease& lease);
+  bool FillCopy(Subscriber& subscriber);
 
-  // Either. False when there is no record.
+  // On either. Returns false when there is no record.
   bool TakeRecord();
 
+  // Cleanup. BeginCleanup returns false when another Cleanup waits for the calling thread.
+  void CleanUpQuietly();
+  bool BeginCleanup();
+  void EndCleanup();
+  void StopWorker();
+  void RemoveSubscribers();
+
   CriticalSection subscribersLock;
-  std::map<yox::WString, std::shared_ptr<Subscriber>> subscribers;  // guarded by subscribersLock
-  std::map<yox::WString, std::shared_ptr<YOXNotificationData>> deliveryCopies;  // the same
-  yox::WString firstSubscriberId;                                               // the same
-  std::shared_ptr<const Snapshot> snapshot_;  // the same; null since the last change
-  // Counts the changes of who is there and who is first. Written with the lock held.
+  std::map<yox::WString, std::shared_ptr<Subscriber>> subscribers YOX_GUARDED_BY(subscribersLock);
+  std::map<yox::WString, std::shared_ptr<YOXNotificationData>> deliveryCopies
+      YOX_GUARDED_BY(subscribersLock);
+  yox::WString firstSubscriberId YOX_GUARDED_BY(subscribersLock);
+  // Null after each change of the subscribers.
+  std::shared_ptr<const Snapshot> snapshot_ YOX_GUARDED_BY(subscribersLock);
+  // Counts the changes of subscribers and first place. Written with the lock held; read without, to
+  // see whether a snapshot is still current.
   std::atomic<std::uint64_t> membership_{0};
 
   std::atomic<bool> notifyEnabled{false};
   std::atomic<bool> stopRequested{false};
 
   CriticalSection lastEventLock;
-  std::map<std::int32_t, std::int32_t> lastEventByTopic;  // guarded by lastEventLock
+  std::map<std::int32_t, std::int32_t> lastEventByTopic YOX_GUARDED_BY(lastEventLock);
 
-  yox::platform::Mutex queueMutex;
-  std::deque<std::unique_ptr<QueuedNotification>> notificationQueue;  // guarded by queueMutex
-  std::vector<std::unique_ptr<QueuedNotification>> spare_;            // the same: to fill again
+  const std::unique_ptr<NotificationQueue> queue_;
+  const std::unique_ptr<Round> round_;  // guarded by the worker's role
+  const std::shared_ptr<RoleLease> role_;
 
-  yox::platform::Semaphore semaphore_;
-  std::atomic<yox::platform::Semaphore*> queueSemaphore{&semaphore_};  // null after Cleanup
+  // One Cleanup at a time; no lock is held while it runs.
+  yox::Mutex cleanup_mutex_;
+  yox::ConditionVariable cleaned_;
+  bool cleaning_ YOX_GUARDED_BY(cleanup_mutex_) = false;
+  std::thread::id cleaner_ YOX_GUARDED_BY(cleanup_mutex_);
 
-  const std::unique_ptr<Round> round_;  // belongs to who has the worker's role
-  const std::shared_ptr<LentRole> role_;
-
-  CriticalSection cleanupLock_;
-  std::unique_ptr<std::thread> workerThread;  // guarded by cleanupLock_; null after Cleanup
+  // Of the constructor and, after it, of the thread in Cleanup. Null after Cleanup.
+  std::unique_ptr<std::thread> workerThread;
 };

@@ -6,8 +6,12 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <cstdlib>
+#include <fstream>
 #include <memory>
 #include <mutex>
+#include <numeric>
+#include <optional>
 #include <set>
 #include <stdexcept>
 #include <string>
@@ -630,19 +634,31 @@ TEST(BusTest, CleanupsMayRace) {
 }
 
 TEST(BusTest, NotifyMayRaceWithCleanup) {
-  TestBus bus;
-  Receiver other(bus);
-  Latch some;
-  std::thread publisher([&] {
-    for (int i = 0; i < 2000; ++i) {
-      bus.Notify(Record(7, i), ""_w);
-      if (i == 100) some.CountDown();
+  constexpr int kRecords = 1000;  // the queue has room for all
+  for (int round = 0; round < 20; ++round) {
+    TestBus bus;
+    Receiver other(bus);
+    Latch some;
+    std::thread publisher([&] {
+      for (int i = 0; i < kRecords; ++i) {
+        bus.Notify(Record(7, i), ""_w);
+        if (i == 100) some.CountDown();
+      }
+    });
+    EXPECT_TRUE(some.Wait());
+    bus.Cleanup();
+    const std::vector<int> delivered = other.Events();
+    publisher.join();
+    EXPECT_EQ(other.Events(), delivered) << "nothing is delivered after Cleanup";
+    std::vector<int> expected(delivered.size());
+    std::iota(expected.begin(), expected.end(), 0);
+    EXPECT_EQ(delivered, expected) << "nothing is lost before it";
+    EventState last = EventState::NotSet;
+    EXPECT_EQ(bus.GetLastNotificationForTopic(static_cast<TopicId>(7), last), !delivered.empty());
+    if (!delivered.empty()) {
+      EXPECT_EQ(static_cast<int>(last), delivered.back());
     }
-  });
-  EXPECT_TRUE(some.Wait());
-  bus.Cleanup();
-  publisher.join();
-  EXPECT_TRUE(std::ranges::is_sorted(other.Events()));
+  }
 }
 
 TEST(BusTest, TheEnabledFlagGatesNothing) {
@@ -676,19 +692,91 @@ bool Expires(const std::weak_ptr<int>& watched) {
   return watched.expired();
 }
 
-TEST(BusTest, WhatACallbackHoldsIsLetGoWhenItsSubscriberHasLeft) {
+TEST(BusTest, UnsubscribeDestroysTheCallbackBeforeItReturns) {
+  for (const bool with_delivery : {false, true}) {
+    TestBus bus;
+    Latch called;
+    auto held = std::make_shared<int>(0);
+    const std::weak_ptr<int> watched = held;
+    const WString id = bus.Subscribe(
+        [&called, held = std::move(held)](YOXNotificationData&) { called.CountDown(); }, false);
+    if (with_delivery) {
+      bus.Notify(Record(7, 1), ""_w);
+      ASSERT_TRUE(called.Wait());
+    }
+    EXPECT_FALSE(watched.expired());
+    bus.Unsubscribe(id);
+    EXPECT_TRUE(watched.expired());
+  }
+}
+
+TEST(BusTest, CleanupDestroysTheCallbacksBeforeItReturns) {
   TestBus bus;
-  Latch called;
   auto held = std::make_shared<int>(0);
   const std::weak_ptr<int> watched = held;
-  const WString id = bus.Subscribe(
-      [&called, held = std::move(held)](YOXNotificationData&) { called.CountDown(); }, false);
+  bus.Subscribe([held](YOXNotificationData&) {}, true);
+  bus.Subscribe([held](YOXNotificationData&) {}, false);
+  held = nullptr;
+  Receiver other(bus);
   bus.Notify(Record(7, 1), ""_w);
-  ASSERT_TRUE(called.Wait());
-  bus.Unsubscribe(id);
+  other.Until(1);
   bus.Cleanup();
-  // The thread that ran the delivery lets go of it last.
-  EXPECT_TRUE(Expires(watched));
+  EXPECT_TRUE(watched.expired());
+}
+
+// What a callback object may well do: it leaves the bus when it is destroyed.
+class Registration {
+ public:
+  explicit Registration(YOXPublisherSubscriber& bus, Latch* destroyed = nullptr)
+      : bus_(bus), destroyed_(destroyed) {}
+  ~Registration() {
+    bus_.Unsubscribe(id);
+    if (destroyed_ != nullptr) destroyed_->CountDown();
+  }
+  Registration(const Registration&) = delete;
+  Registration& operator=(const Registration&) = delete;
+
+  WString id;
+
+ private:
+  YOXPublisherSubscriber& bus_;
+  Latch* const destroyed_;
+};
+
+void SubscribeWithRegistration(YOXPublisherSubscriber& bus, bool first = false,
+                               Latch* destroyed = nullptr) {
+  auto registration = std::make_shared<Registration>(bus, destroyed);
+  Registration* const unowned = registration.get();
+  unowned->id =
+      bus.Subscribe([registration = std::move(registration)](YOXNotificationData&) {}, first);
+}
+
+TEST(BusTest, CallbacksMayUnsubscribeWhenCleanupDestroysThem) {
+  Latch destroyed(5);
+  TestBus bus;
+  for (int i = 0; i < 5; ++i) SubscribeWithRegistration(bus, i == 2, &destroyed);
+  Receiver other(bus);
+  bus.Notify(Record(7, 1), ""_w);
+  other.Until(1);
+  bus.Cleanup();
+  EXPECT_TRUE(destroyed.Wait());
+}
+
+TEST(BusTest, ACallbackThatLeavesFromItsOwnDeliveryIsDestroyedAfterIt) {
+  Latch destroyed;
+  TestBus bus;
+  auto registration = std::make_shared<Registration>(bus, &destroyed);
+  Registration* const unowned = registration.get();
+  std::atomic<bool> ended{false};
+  unowned->id = bus.Subscribe(
+      [&, registration = std::move(registration)](YOXNotificationData&) {
+        bus.Unsubscribe(registration->id);
+        ended = true;
+      },
+      false);
+  bus.Notify(Record(7, 1), ""_w);
+  ASSERT_TRUE(destroyed.Wait());
+  EXPECT_TRUE(ended);
 }
 
 TEST(BusTest, ABusThatStoppedWithARecordInHandHoldsNobodyWhoHasLeft) {
@@ -901,6 +989,145 @@ TEST(BusTest, ACallbackThatThrowsBehindManyShortDeliveriesIsLoggedByUnsubscribe)
   bus.Unsubscribe(id);
   EXPECT_THAT(Texts(log), testing::Contains("E YOXPublisherSubscriber::Unsubscribe: Exception in "
                                             "future.get(): late"));
+}
+
+// From a delivery, perhaps one of many short ones, which runs with the worker's role on lease.
+void ExpectThatCleanupReturnsInADelivery(bool after_many_short_ones) {
+  Latch cleaned;
+  TestBus bus;
+  bus.Subscribe(
+      [&](YOXNotificationData& record) {
+        if (record.getEventState() != 1000) return;
+        bus.Cleanup();
+        cleaned.CountDown();
+      },
+      false);
+  {
+    Receiver receiver(bus);
+    if (after_many_short_ones) Settle(bus, receiver);
+  }
+  bus.Notify(Record(7, 1000), ""_w);
+  EXPECT_TRUE(cleaned.Wait());
+}
+
+TEST(BusTest, CleanupInADeliveryDoesNotWaitForThatDelivery) {
+  ExpectThatCleanupReturnsInADelivery(false);
+  ExpectThatCleanupReturnsInADelivery(true);
+}
+
+TEST(BusTest, CleanupInADeliveryReturnsWhileAnotherWaitsForIt) {
+  Latch waiting;
+  Latch cleaned;
+  Latch begun;
+  TestBus bus;
+  bus.Subscribe(
+      [&](YOXNotificationData&) {
+        begun.CountDown();
+        EXPECT_TRUE(waiting.Wait());
+        bus.Cleanup();
+        cleaned.CountDown();
+      },
+      false);
+  bus.Notify(Record(7, 1), ""_w);
+  ASSERT_TRUE(begun.Wait());
+  YOX::Log::SetSink([&](std::string_view, YOX::LogLevel, std::string_view line) {
+    if (line.ends_with("Cleaning up 1 subscribers")) waiting.CountDown();
+  });
+  std::thread other([&] { bus.Cleanup(); });
+  EXPECT_TRUE(cleaned.Wait()) << "each waits for the other";
+  other.join();
+  YOX::Log::SetSink({});
+}
+
+// A process that ends in spite of what its subscribers do.
+class BusExitTest : public testing::Test {
+ protected:
+  BusExitTest() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+
+  static YOXPublisherSubscriber& Bus() { return *YOXPublisherSubscriber::GetInstance(); }
+  // Publishes, and waits for the end that a callback brings about.
+  [[noreturn]] static void PublishAndWait() {
+    Bus().Notify(Record(7, 1), ""_w);
+    Latch never;
+    (void)never.Wait();
+    std::_Exit(9);
+  }
+};
+
+TEST_F(BusExitTest, ACallbackMayUnsubscribeAtExit) {
+  EXPECT_EXIT(
+      {
+        for (int i = 0; i < 5; ++i) SubscribeWithRegistration(Bus(), i == 0);
+        std::exit(4);
+      },
+      testing::ExitedWithCode(4), "");
+}
+
+TEST_F(BusExitTest, ADeliveryMayExit) {
+  EXPECT_EXIT(
+      {
+        SubscribeWithRegistration(Bus());
+        Bus().Subscribe([](YOXNotificationData&) { std::exit(3); }, false);
+        PublishAndWait();
+      },
+      testing::ExitedWithCode(3), "");
+}
+
+TEST_F(BusExitTest, ADeliveryMayExitWhileAnotherThreadCleansUp) {
+  EXPECT_EXIT(
+      {
+        static Latch begun;
+        static Latch waiting;
+        Bus().Subscribe(
+            [](YOXNotificationData&) {
+              begun.CountDown();
+              (void)waiting.Wait();
+              std::exit(3);
+            },
+            false);
+        Bus().Notify(Record(7, 1), ""_w);
+        (void)begun.Wait();
+        YOX::Log::SetSink([](std::string_view, YOX::LogLevel, std::string_view line) {
+          if (line.ends_with("Cleaning up 1 subscribers")) waiting.CountDown();
+        });
+        Bus().Cleanup();
+        std::_Exit(9);
+      },
+      testing::ExitedWithCode(3), "");
+}
+
+// What the process has in memory; std::nullopt where the system does not say.
+std::optional<std::int64_t> ResidentBytes() {
+  std::ifstream file("/proc/self/statm");
+  std::int64_t total = 0;
+  std::int64_t resident = 0;
+  if (!(file >> total >> resident)) return std::nullopt;
+  return resident * 4096;
+}
+
+TEST(BusTest, NothingIsKeptOfABurstOfLargeRecords) {
+  constexpr std::int64_t kMebibyte = 1 << 20;
+  const std::optional<std::int64_t> before = ResidentBytes();
+  if (!before) GTEST_SKIP() << "this system does not tell how much memory is in use";
+  TestBus bus;
+  Receiver one(bus);
+  Receiver two(bus);
+  {
+    HeldWorker held(bus);
+    bus.Notify(Record(7, 0), ""_w);
+    held.AwaitHeld();
+    for (int i = 1; i <= 16; ++i) {
+      bus.Notify({7, i, WString(4 * kMebibyte, yox::WChar{'x'})}, ""_w);
+    }
+    EXPECT_GT(*ResidentBytes() - *before, 100 * kMebibyte);
+  }
+  one.Until(16);
+  two.Until(16);
+  // A small record, after whose delivery the large ones are certainly over.
+  bus.Notify(Record(7, 17), ""_w);
+  one.Until(17);
+  two.Until(17);
+  EXPECT_LT(*ResidentBytes() - *before, 32 * kMebibyte);
 }
 
 TEST(BusTest, TheProcesssBusIsOne) {

@@ -1,44 +1,49 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
-#include <mutex>
 
+#include "yox/base/ThreadSafety.h"
 #include "yox/platform/Platform.h"
 #include "yox/platform/clock/Clock.h"
 #include "yox/platform/waits/Waits.h"
 
 namespace yox::platform {
 
-// Waits on a condition variable until `done` is true; answers false when the limit, in milliseconds
-// of the platform's clock, came first. `lock` holds the mutex that guards what `done` reads.
+// Waits on a condition variable until `done` is true. The limit is in milliseconds of the
+// platform's clock; returns false when it came first. `lock` has the mutex that guards what `done`
+// reads.
 template <class Done>
-bool WaitUntil(std::unique_lock<std::mutex>& lock, std::condition_variable& condition,
-               std::int64_t milliseconds, Done done) {
+bool WaitUntil(MutexLock& lock, ConditionVariable& condition, std::int64_t milliseconds,
+               Done done) YOX_NO_THREAD_SAFETY_ANALYSIS {  // the lock is the caller's
   if (milliseconds == kNoTimeLimit) {
-    condition.wait(lock, done);
+    while (!done()) condition.Wait(lock);
     return true;
   }
   Clock& clock = Platform::Get().clock();
   if (!clock.MovedByHand()) {
-    return condition.wait_for(lock, std::chrono::milliseconds(milliseconds), done);
+    const auto deadline =
+        std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
+    while (!done()) {
+      if (!condition.WaitUntil(lock, deadline)) return done();
+    }
+    return true;
   }
   if (done()) return true;
   bool rung = false;
   // Neither setting nor disarming happens with the lock held: the ring takes it.
-  lock.unlock();
+  lock.Unlock();
   auto alarm = clock.RingAt(clock.SteadyMilliseconds() + milliseconds, [&] {
-    const std::lock_guard ringing(*lock.mutex());
+    const MutexLock ringing(lock.mutex());
     rung = true;
-    condition.notify_all();
+    condition.NotifyAll();
   });
-  lock.lock();
-  condition.wait(lock, [&] { return rung || done(); });
+  lock.Lock();
+  while (!rung && !done()) condition.Wait(lock);
   const bool in_time = done();
-  lock.unlock();
+  lock.Unlock();
   alarm.reset();
-  lock.lock();
+  lock.Lock();
   return in_time;
 }
 

@@ -387,21 +387,21 @@ TEST_F(SteppedWaitsTest, SleepPassesWithTheClock) {
 }
 
 TEST_F(SteppedWaitsTest, AConditionIsWaitedForOnTheSameClock) {
-  std::mutex mutex;
-  std::condition_variable condition;
+  yox::Mutex mutex;
+  yox::ConditionVariable condition;
   bool done = false;
   for (const bool in_time : {false, true}) {
     bool answer = !in_time;
     {
       const Helper sleeper([&] {
-        std::unique_lock lock(mutex);
+        yox::MutexLock lock(mutex);
         answer = yox::platform::WaitUntil(lock, condition, 5'000, [&] { return done; });
       });
       ASSERT_TRUE(device_.clock().alarms().AwaitNext(kBound));
       if (in_time) {
-        const std::lock_guard lock(mutex);
+        const yox::MutexLock lock(mutex);
         done = true;
-        condition.notify_all();
+        condition.NotifyAll();
       } else {
         device_.clock().AdvanceMilliseconds(5'000);
       }
