@@ -58,7 +58,7 @@ TEST_P(DateWindow, HoldsAsTold) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , DateWindow,
+    Rows, DateWindow,
     testing::Values(
         RangeCase{"OpenAtBothEnds", "*|*"_w, true},
         RangeCase{"StartIsIncluded", "2026-03-15|*"_w, true},
@@ -159,7 +159,7 @@ std::string Line(const char* level, const std::string& text) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , DateFunction,
+    Rows, DateFunction,
     testing::Values(
         FunctionCase{"TwoPieces", "2026-01-05T00:00:00", "2026-01-05|28"_w, false,
                      Line("E", " Invalid date function string: 2026-01-05|28")},

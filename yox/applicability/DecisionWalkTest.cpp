@@ -84,7 +84,7 @@ TEST_P(Walk, DecidesTheSameWithoutAReason) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , Walk,
+    Rows, Walk,
     testing::Values(
         WalkCase{"EmptyListApplies", {}, true, ""_w},
         WalkCase{"DefaultTrueAddsNothing", {{{Field::default_, "true"_w}}}, true, ""_w},

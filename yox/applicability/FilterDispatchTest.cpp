@@ -230,7 +230,7 @@ TEST_P(CriterionTest, ABlankTextIsNotSet) {
   EXPECT_TRUE(bench.Decide(filter));
 }
 
-INSTANTIATE_TEST_SUITE_P(, CriterionTest, testing::ValuesIn(CriterionCases()), CriterionName());
+INSTANTIATE_TEST_SUITE_P(Rows, CriterionTest, testing::ValuesIn(CriterionCases()), CriterionName());
 
 TEST(FilterDispatchTest, EveryCriterionWithAThrottleHasACase) {
   for (const Criterion& criterion : kCriteria) {

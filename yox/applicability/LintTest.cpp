@@ -239,7 +239,7 @@ const TextRow kTextRows[] = {
     {"StarOfRegistry", "registry", "HKLM\\A:Level|*", ""},
 };
 
-INSTANTIATE_TEST_SUITE_P(, LintedText, testing::ValuesIn(kTextRows), RowName());
+INSTANTIATE_TEST_SUITE_P(Rows, LintedText, testing::ValuesIn(kTextRows), RowName());
 
 // Whole lists; texts with ' for ".
 struct ListRow {
@@ -327,7 +327,7 @@ const ListRow kListRows[] = {
      ":1:1 constant-list (it always applies)"},
 };
 
-INSTANTIATE_TEST_SUITE_P(, LintedList, testing::ValuesIn(kListRows), RowName());
+INSTANTIATE_TEST_SUITE_P(Rows, LintedList, testing::ValuesIn(kListRows), RowName());
 
 TEST(LintRules, EachIsFoundByARow) {
   std::set<LintRule> found;

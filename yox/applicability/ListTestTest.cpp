@@ -97,7 +97,7 @@ TEST_P(RefusedListTest, NamesThePlace) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , RefusedListTest,
+    Rows, RefusedListTest,
     testing::Values(RefusalRow{"NoObject", "[]", "expected an object, found an array"},
                     RefusalRow{"NoCases", "{}", "there are no cases"},
                     RefusalRow{"EmptyCases", R"({"cases": []})", "there are no cases"},
@@ -140,7 +140,7 @@ TEST_P(RefusedDeviceOfCase, NamesTheKeyToBlame) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , RefusedDeviceOfCase,
+    Rows, RefusedDeviceOfCase,
     testing::Values(DeviceRefusalRow{"Profile", R"("name": "")", R"({"country": "US"})",
                                      "profile: country: unknown key"},
                     DeviceRefusalRow{"Changes", R"("changes": {"region": {"country": "US"}})", "{}",

@@ -40,7 +40,7 @@ TEST_P(StringPattern, MatchesAsToldAndLeavesItsArgumentsAlone) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , StringPattern,
+    Rows, StringPattern,
     testing::Values(MatchCase{"EmptyPatternMatchesAnyValue", ""_w, "x"_w, true},
                     MatchCase{"EmptyPatternMatchesTheEmptyValue", ""_w, ""_w, true},
                     MatchCase{"BlankPatternMatchesAnyValue", " \t\r\n\v\f"_w, "x"_w, true},
@@ -85,7 +85,7 @@ TEST_P(StringList, HoldsWhenOneAlternativeDoes) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , StringList,
+    Rows, StringList,
     testing::Values(MatchCase{"FirstAlternative", "US,CA"_w, "US"_w, true},
                     MatchCase{"LastAlternative", "US, CA"_w, "ca"_w, true},
                     MatchCase{"NoAlternative", "US,CA"_w, "DE"_w, false},
@@ -104,7 +104,7 @@ TEST_P(VersionPattern, MatchesAsTold) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , VersionPattern,
+    Rows, VersionPattern,
     testing::Values(MatchCase{"EmptyPatternFails", ""_w, "1.0"_w, false},
                     MatchCase{"BlankPatternFails", "  "_w, "1.0"_w, false},
                     MatchCase{"EmptyValueFails", ">=1.0"_w, ""_w, false},
@@ -196,7 +196,7 @@ TEST_P(IntegerPattern, MatchesAsTold) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , IntegerPattern,
+    Rows, IntegerPattern,
     testing::Values(MatchCase{"AtLeastTheSame", ">=10"_w, "10"_w, true},
                     MatchCase{"AtLeastLess", ">=10"_w, "9"_w, false},
                     MatchCase{"Greater", ">10"_w, "11"_w, true},
@@ -265,7 +265,7 @@ TEST_P(KeyValueTerm, HoldsAsTold) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , KeyValueTerm,
+    Rows, KeyValueTerm,
     testing::Values(TermCase{"KeyIsThere", "Level"_w, true},
                     TermCase{"KeyIgnoresCaseAndBlanks", " LEVEL "_w, true},
                     TermCase{"KeyIsMissing", "Missing"_w, false},

@@ -97,7 +97,7 @@ TEST_P(Forecast, ByEnumerationEqualsCountingDayByDay) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , Forecast,
+    Rows, Forecast,
     testing::Values(
         FunctionRow{"Linear", "2026-01-05|28|linear"_w, "2026-01-04T12:00:00", "UTC"},
         FunctionRow{"OneDay", "2026-01-05|1|linear"_w, "2026-01-04T12:00:00", "UTC"},
@@ -154,7 +154,7 @@ TEST_P(RefusedForecast, SaysWhatIsWrong) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , RefusedForecast,
+    Rows, RefusedForecast,
     testing::Values(
         RefusalRow{"Empty", ""_w, "expected START|DAYS|GROWTH, found \"\""},
         RefusalRow{"TwoPieces", "2026-01-05|9"_w,

@@ -78,7 +78,7 @@ TEST_P(LenientJson, ReadsWhatJsonCppReads) {
   EXPECT_EQ(ParseLenientJson(GetParam().text).has_value(), GetParam().read);
 }
 
-INSTANTIATE_TEST_SUITE_P(, LenientJson,
+INSTANTIATE_TEST_SUITE_P(Rows, LenientJson,
                          testing::Values(LenientRow{"Object", "{\"a\": 1}", true},
                                          LenientRow{"Null", "null", true},
                                          LenientRow{"Comment", "{\"a\": /* b */ 1} // c", true},

@@ -21,7 +21,7 @@ TEST_P(OneLineOf, ShowsNothingThatATerminalObeys) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , OneLineOf,
+    Rows, OneLineOf,
     testing::Values(LineRow{"Empty", "", ""},
                     LineRow{"PlainText", "Z\xC3\xBCrich \xE6\xBC\xA2 \xF0\x9F\x92\xBB \\n",
                             "Z\xC3\xBCrich \xE6\xBC\xA2 \xF0\x9F\x92\xBB \\n"},

@@ -35,7 +35,7 @@ TEST_P(MalformedDocument, IsRefusedWithItsPlace) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , MalformedDocument,
+    Rows, MalformedDocument,
     testing::Values(
         RefusalRow{"Empty", "",
                    "line 1, column 1: expected a value, found the end of the document"},
@@ -166,7 +166,7 @@ class WellFormedDocument : public testing::TestWithParam<DocumentRow> {};
 TEST_P(WellFormedDocument, IsRead) { EXPECT_EQ(ParseDocument(GetParam().text), GetParam().value); }
 
 INSTANTIATE_TEST_SUITE_P(
-    , WellFormedDocument,
+    Rows, WellFormedDocument,
     testing::Values(
         DocumentRow{"Null", "null", Json::Value()}, DocumentRow{"True", " true ", true},
         DocumentRow{"False", "\t\r\nfalse\n", false}, DocumentRow{"String", R"("a")", "a"},
@@ -325,7 +325,7 @@ TEST_P(RefusedRecord, IsRefusedWithItsPath) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , RefusedRecord,
+    Rows, RefusedRecord,
     testing::Values(
         RefusalRow{"WrongRoot", "[]", "expected an object, found an array"},
         RefusalRow{"UnknownKey", R"({"part": []})", "part: unknown key"},

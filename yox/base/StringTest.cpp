@@ -51,7 +51,7 @@ TEST_P(WellFormed, ConvertsBothWays) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , WellFormed,
+    Rows, WellFormed,
     testing::Values(ConversionCase{"Empty", "", {}}, ConversionCase{"Ascii", "abc", "abc"_w},
                     ConversionCase{"TwoBytes", "\xC2\x80\xDF\xBF", Units({0x80, 0x7FF})},
                     ConversionCase{"ThreeBytes", "\xE0\xA0\x80\xEF\xBF\xBF",
@@ -69,7 +69,7 @@ TEST_P(Malformed, BytesBecomeTheReplacementCharacter) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , Malformed,
+    Rows, Malformed,
     testing::Values(
         ConversionCase{"LoneTrail", "a\x80z", Units({'a', 0xFFFD, 'z'})},
         ConversionCase{"Truncated", "\xE2\x82", Units({0xFFFD})},
@@ -213,7 +213,7 @@ TEST_P(Integers, AreRead) {
   EXPECT_EQ(value, GetParam().value);
 }
 
-INSTANTIATE_TEST_SUITE_P(, Integers,
+INSTANTIATE_TEST_SUITE_P(Rows, Integers,
                          testing::Values(IntegerCase{"Plain", "12"_w, 12},
                                          IntegerCase{"StopsAtALetter", "12abc"_w, 12},
                                          IntegerCase{"SkipsWhiteSpace", " \t\n\r\v\f7"_w, 7},

@@ -41,7 +41,7 @@ TEST_P(TimeZoneText, GivesTheOffsetsOfWinterAndSummer) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , TimeZoneText,
+    Rows, TimeZoneText,
     testing::Values(OffsetRow{"Utc", "UTC", 0, 0}, OffsetRow{"IsoColon", "+02:00", 2, 2},
                     OffsetRow{"IsoBasic", "-0330", -3.5, -3.5}, OffsetRow{"IsoHours", "+05", 5, 5},
                     OffsetRow{"UtcMinus", "UTC-5", -5, -5},

@@ -84,7 +84,7 @@ TEST_P(BadPemTest, IsRefusedAsAWholeAlone) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , BadPemTest,
+    Rows, BadPemTest,
     testing::Values(BadPem{"Unfinished", "-----BEGIN CERTIFICATE-----\nMAA=\n"},
                     BadPem{"EndAlone", "-----END CERTIFICATE-----\n"},
                     BadPem{"OtherLabelAtTheEnd",

@@ -34,7 +34,7 @@ TEST_P(FirstRun, IsADayAndTheDaysSinceWhateverTheFlag) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , FirstRun,
+    Rows, FirstRun,
     testing::Values(
         FirstRunRow{"Unknown", R"({"clock": {"now": "2026-03-01T12:00:00"}})", "", ""},
         FirstRunRow{"AYearAgo",

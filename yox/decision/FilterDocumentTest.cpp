@@ -107,7 +107,7 @@ TEST_P(RefusedFilterDocument, NamesTheFilterAndTheKey) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , RefusedFilterDocument,
+    Rows, RefusedFilterDocument,
     testing::Values(
         RefusalRow{"Text", R"("filters")", "expected an object or an array, found a string"},
         RefusalRow{"NoFilters", "{}", "the key \"filters\" is missing"},

@@ -140,7 +140,7 @@ TEST_P(MachineInformationBadFileTest, IsBelievedAndLeftAlone) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , MachineInformationBadFileTest,
+    Rows, MachineInformationBadFileTest,
     testing::Values(
         BadFileRow{"Empty", "", "", ""}, BadFileRow{"NotJson", "{\"os_name\":", "", ""},
         BadFileRow{"FirstByteZero", std::string("\0{\"os_name\":\"A\"}", 16), "", ""},

@@ -212,7 +212,7 @@ TEST_P(UpdateHistoryTest, GivesTheNewestSuccessOfWindows) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , UpdateHistoryTest,
+    Rows, UpdateHistoryTest,
     testing::Values(
         UpdateRow{"Empty", {}, "|"},
         UpdateRow{"NewestFirst",
@@ -342,7 +342,7 @@ TEST_P(GpuNamesTest, AreThoseOfRealHardware) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , GpuNamesTest,
+    Rows, GpuNamesTest,
     testing::Values(
         AdapterRow{"InOrder",
                    R"([{"description": "B", "dedicated_video_memory": 1},

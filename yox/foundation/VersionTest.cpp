@@ -47,7 +47,7 @@ static_assert(std::is_same_v<decltype(&Version::TryParseComponent),
                              bool (*)(const WString&, const WString&, Version&, int&)>);
 
 INSTANTIATE_TEST_SUITE_P(
-    , VersionText,
+    Rows, VersionText,
     testing::Values(TextCase{"EmptyText", ""_w, false, {}},             //
                     TextCase{"OnePiece", "7"_w, false, {}},             //
                     TextCase{"FivePieces", "1.2.3.4.5"_w, false, {}},   //

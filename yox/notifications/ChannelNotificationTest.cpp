@@ -45,7 +45,7 @@ TEST_P(ChannelMessageTest, FillsTheRecord) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , ChannelMessageTest,
+    Rows, ChannelMessageTest,
     testing::Values(
         MessageRow{"Alert", R"({"kxp-message": {"alert": {"notify": "hello"}}})", "hello"},
         MessageRow{"AnotherWrapperIsTheSame", R"({"x": {"alert": {"notify": "hello"}}})", "hello"},
@@ -108,7 +108,7 @@ TEST_P(RepeatedKeyTest, IsSettledByPlaceAndKind) {
 
 // Members come in the order of their keys.
 INSTANTIATE_TEST_SUITE_P(
-    , RepeatedKeyTest,
+    Rows, RepeatedKeyTest,
     testing::Values(
         RepeatRow{"TheFirstObjectsValueStays", R"({"a": {"k": "1"}, "b": {"k": "2"}})", "1"},
         RepeatRow{"ALaterTextOverwrites", R"({"a": {"k": "1"}, "k": "2"})", "2"},

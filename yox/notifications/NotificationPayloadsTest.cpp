@@ -131,7 +131,7 @@ TEST_P(RegistrationTest, IsReadAsFarAsItGoes) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , RegistrationTest,
+    Rows, RegistrationTest,
     testing::Values(
         RegistrationRow{"ADelayIsANumber",
                         R"({"device_registration": {"device_id": "x", "delay": 30}})", false, "",

@@ -217,7 +217,7 @@ TEST_P(EnvelopeTest, IsReadAsFarAsItGoes) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , EnvelopeTest,
+    Rows, EnvelopeTest,
     testing::Values(
         EnvelopeRow{"AnEmptyObjectIsAllZero", "{}", 0, 0, ""},
         EnvelopeRow{"NullIsAllZero", "null", 0, 0, ""},

@@ -126,7 +126,7 @@ TEST_P(TokenEndTest, HasBounds) {
       GetParam().reason);
 }
 
-INSTANTIATE_TEST_SUITE_P(, TokenEndTest,
+INSTANTIATE_TEST_SUITE_P(Rows, TokenEndTest,
                          testing::Values(EndRow{"EndsInTheLastSecond", ""},
                                          EndRow{"EndsAfterTheLastSecond",
                                                 "exp is after the year 9999"},

@@ -268,7 +268,7 @@ TEST_P(HostilePolicyTest, GivesADefaultRecord) {
   ExpectEmpty(PlatformPolicy::DeSerializePlatformPolicyResponse(json));
 }
 
-INSTANTIATE_TEST_SUITE_P(, HostilePolicyTest,
+INSTANTIATE_TEST_SUITE_P(Rows, HostilePolicyTest,
                          testing::Values(Hostile{"CutShort", R"({"config_pull_triggers": "pull")"},
                                          Hostile{"Number", "17"}, Hostile{"Text", R"("text")"},
                                          Hostile{"Array", "[1]"}, Hostile{"Null", "null"},

@@ -44,7 +44,7 @@ TEST_P(SignedTokenTest, IsAcceptedOrRefusedWithItsReason) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , SignedTokenTest,
+    Rows, SignedTokenTest,
     testing::Values(TokenRow{"Valid", ""}, TokenRow{"WithoutNotBefore", ""},
                     TokenRow{"FractionalTimes", ""}, TokenRow{"NamedKey", ""},
                     TokenRow{"EndsInASecond", ""}, TokenRow{"BeginsNow", ""},

@@ -23,7 +23,7 @@ TEST_P(GpuTags, AreThoseOfTheAdapters) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , GpuTags,
+    Rows, GpuTags,
     testing::Values(Row{"NoAdapterHasNoTag", {}, {}},
                     Row{"LetterCaseDoesNotMatter", {"intel(r) arc"_w}, {"Exists"_w, "Intel"_w}},
                     Row{"TheFirstMakerDecides", {"NVIDIA on Intel"_w}, {"Exists"_w, "Intel"_w}},

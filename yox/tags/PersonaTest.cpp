@@ -89,7 +89,7 @@ TEST_P(PersonaGolden, IsTheAnswerToItsQuestionAloneAndGivesItsTag) {
   EXPECT_EQ(TextOf(tags), "");
 }
 
-INSTANTIATE_TEST_SUITE_P(, PersonaGolden, testing::ValuesIn(kGolden), yox_test::RowName());
+INSTANTIATE_TEST_SUITE_P(Rows, PersonaGolden, testing::ValuesIn(kGolden), yox_test::RowName());
 
 TEST(PersonaTest, TagsComeInTheOrderOfTheTable) {
   Chosen all({});

@@ -123,7 +123,7 @@ TEST_P(ModaliasText, GivesTheNumberBehindTheTag) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , ModaliasText,
+    Rows, ModaliasText,
     testing::Values(ModaliasCase{"First", kPciModalias, "v", 0x8086},
                     ModaliasCase{"NotATagThatEndsSo", kPciModalias, "d", 0x9D29},
                     ModaliasCase{"LongTag", kPciModalias, "sd", 0x1D2D},

@@ -149,7 +149,7 @@ TEST_P(SmbiosPlaceholderTest, ReadsAs) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , SmbiosPlaceholderTest,
+    Rows, SmbiosPlaceholderTest,
     testing::Values(PlaceholderRow{"ToBeFilled", "To Be Filled By O.E.M.", ""},
                     PlaceholderRow{"LowerCase", "to be filled by o.e.m.", ""},
                     PlaceholderRow{"BlanksAround", "  Default string  ", ""},
@@ -217,7 +217,7 @@ TEST_P(SmbiosCapturedTest, AgreesWithDmidecode) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , SmbiosCapturedTest,
+    Rows, SmbiosCapturedTest,
     testing::Values(
         CapturedRow{"ServerDump", "server-a.bin",
                     "Dell Inc.|PowerEdge R777sd|PowerEdge|SKU=0777;ModelName=PowerEdge R777sd||"

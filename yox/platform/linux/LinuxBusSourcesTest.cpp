@@ -38,7 +38,7 @@ TEST_P(LinuxUsersTest, LogindsSessionsSayWhoIsLoggedOn) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , LinuxUsersTest,
+    Rows, LinuxUsersTest,
     testing::Values(LogindRow{"TheActiveUserOfASeat", "logind", "S-1-22-1-1003"},
                     LogindRow{"TheFirstOfThoseOverTheNetwork", "remote", "S-1-22-1-1004"},
                     LogindRow{"OneWhoseScreenShowsTheGreeter", "switched_away", "S-1-22-1-1002"}),

@@ -161,7 +161,7 @@ TEST_P(LinuxVersionTest, HasAtLeastTwoNumbers) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , LinuxVersionTest,
+    Rows, LinuxVersionTest,
     testing::Values(
         VersionRow{"TwoNumbers", "VERSION_ID=24.04\n", "trixie/sid\n", "6.8.0\n", "24.04"},
         VersionRow{"PointReleaseOfUbuntu",

@@ -57,7 +57,7 @@ constexpr auto kDefault = RegistryView::kDefault;
 constexpr auto k32Bit = RegistryView::k32Bit;
 
 INSTANTIATE_TEST_SUITE_P(
-    , KeyName,
+    Rows, KeyName,
     testing::Values(
         NameRow{"Machine", HKEY_LOCAL_MACHINE, "A\\B"_w, kDefault, "S-1-2"_w, "HKLM\\A\\B"_w},
         NameRow{"MachineRoot", HKEY_LOCAL_MACHINE, {}, k32Bit, {}, "HKLM"_w},

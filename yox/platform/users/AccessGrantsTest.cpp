@@ -40,7 +40,7 @@ TEST_P(MalformedGrantsTest, AreRefusedAsAWhole) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , MalformedGrantsTest,
+    Rows, MalformedGrantsTest,
     testing::Values(Malformed{"Nothing", ""_w}, Malformed{"NoGrant", "/q /grant "_w},
                     Malformed{"AnotherOption", "/q /deny *S-1-5-18:F"_w},
                     Malformed{"NameInPlaceOfSid", "/q /grant Everyone:F"_w},

@@ -22,7 +22,7 @@ TEST_P(UserSessionsTest, BeginWithTheLoggedOnUser) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , UserSessionsTest,
+    Rows, UserSessionsTest,
     testing::Values(
         SessionsRow{"TheScreenBeforeTheNetwork",
                     {{{State::kElsewhere, 1}, "remote"}, {{State::kAtConsole, 2}, "local"}},

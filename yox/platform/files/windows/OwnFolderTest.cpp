@@ -31,7 +31,7 @@ TEST_P(TrustedOwnerTest, IsTheSystemOrAnAdministrator) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , TrustedOwnerTest,
+    Rows, TrustedOwnerTest,
     testing::Values(OwnerRow{"LocalSystem", L"S-1-5-18", false, true},
                     OwnerRow{"Administrators", L"S-1-5-32-544", false, true},
                     OwnerRow{"TrustedInstaller",

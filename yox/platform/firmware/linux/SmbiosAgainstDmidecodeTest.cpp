@@ -112,7 +112,7 @@ TEST_P(SmbiosAgainstDmidecodeTest, EveryFactIsTheOneThatItTells) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , SmbiosAgainstDmidecodeTest,
+    Rows, SmbiosAgainstDmidecodeTest,
     testing::Values(DumpRow{"LaptopOfVersion2", [] { return Laptop(false); }},
                     DumpRow{"LaptopOfVersion3", [] { return Laptop(true); }},
                     DumpRow{"OldVersion", Old},

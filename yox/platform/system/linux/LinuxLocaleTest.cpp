@@ -49,7 +49,7 @@ TEST_P(LinuxLocaleTest, ReadsCountryAndLanguage) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , LinuxLocaleTest,
+    Rows, LinuxLocaleTest,
     testing::Values(
         LocaleRow{"TheZoneBeforeTheLanguage", "LANG=en_US.UTF-8\n", "Europe/Berlin",
                   "DE|Germany|en-US|English (United States)"},
