@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "yox/base/Export.h"
 #include "yox/base/TimeZone.h"
 #include "yox/base/WString.h"
 #include "yox/decision/DeviceFacts.h"
@@ -27,7 +28,7 @@ struct Given {
 // What is known of one device, in memory: a plain value that a reader of facts fills and a
 // PreparedDevice is built from. Texts are UTF-16. A member that is left alone is unknown; what the
 // same member means when it is missing, the criterion sees on a device that has no such thing.
-struct FactsRecord {
+struct YOX_API FactsRecord {
   struct RegistryValue {
     WString key;                  // "HKLM\SOFTWARE\Contoso\App"
     WString name;                 // empty for the key's default value
