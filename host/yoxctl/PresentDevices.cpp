@@ -63,8 +63,9 @@ std::size_t DeviceWatch::present() const {
   return present_.size();
 }
 
-DWORD DeviceWatch::OnEvent(HCMNOTIFICATION /*notification*/, void* context, CM_NOTIFY_ACTION action,
-                           PCM_NOTIFY_EVENT_DATA data, DWORD size) {
+yox::platform::Dword DeviceWatch::OnEvent(HCMNOTIFICATION /*notification*/, void* context,
+                                          CM_NOTIFY_ACTION action, PCM_NOTIFY_EVENT_DATA data,
+                                          yox::platform::Dword size) {
   auto* const watch = static_cast<DeviceWatch*>(context);
   const WString instance_id(yox::platform::DeviceEvent::InstanceId(data, size));
   if (instance_id.empty()) return 0;

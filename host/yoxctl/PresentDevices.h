@@ -39,8 +39,9 @@ class DeviceWatch {
   std::size_t present() const;
 
  private:
-  static DWORD OnEvent(HCMNOTIFICATION notification, void* context, CM_NOTIFY_ACTION action,
-                       PCM_NOTIFY_EVENT_DATA data, DWORD size);
+  static yox::platform::Dword OnEvent(HCMNOTIFICATION notification, void* context,
+                                      CM_NOTIFY_ACTION action, PCM_NOTIFY_EVENT_DATA data,
+                                      yox::platform::Dword size);
   void Arrived(const yox::WString& instance_id);
   void Removed(const yox::WString& instance_id);
 

@@ -40,14 +40,16 @@ void PnPDeviceTracker::SeedFromPresentDevices() {
   });
 }
 
-DWORD PnPDeviceTracker::StaticPnPCallback(HCMNOTIFICATION /*notification*/, void* context,
-                                          CM_NOTIFY_ACTION action, CM_NOTIFY_EVENT_DATA* data,
-                                          DWORD size) {
+yox::platform::Dword PnPDeviceTracker::StaticPnPCallback(HCMNOTIFICATION /*notification*/,
+                                                         void* context, CM_NOTIFY_ACTION action,
+                                                         CM_NOTIFY_EVENT_DATA* data,
+                                                         yox::platform::Dword size) {
   return static_cast<PnPDeviceTracker*>(context)->OnPnPEvent(action, data, size);
 }
 
-DWORD PnPDeviceTracker::OnPnPEvent(CM_NOTIFY_ACTION action, CM_NOTIFY_EVENT_DATA* data,
-                                   DWORD size) {
+yox::platform::Dword PnPDeviceTracker::OnPnPEvent(CM_NOTIFY_ACTION action,
+                                                  CM_NOTIFY_EVENT_DATA* data,
+                                                  yox::platform::Dword size) {
   const WString instance_id(yox::platform::DeviceEvent::InstanceId(data, size));
   if (instance_id.empty()) return 0;
   switch (action) {

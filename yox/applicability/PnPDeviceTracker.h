@@ -39,10 +39,12 @@ class YOX_API PnPDeviceTracker {
   void Stop();
 
  private:
-  static DWORD StaticPnPCallback(HCMNOTIFICATION notification, void* context,
-                                 CM_NOTIFY_ACTION action, CM_NOTIFY_EVENT_DATA* data, DWORD size);
+  static yox::platform::Dword StaticPnPCallback(HCMNOTIFICATION notification, void* context,
+                                                CM_NOTIFY_ACTION action, CM_NOTIFY_EVENT_DATA* data,
+                                                yox::platform::Dword size);
 
-  DWORD OnPnPEvent(CM_NOTIFY_ACTION action, CM_NOTIFY_EVENT_DATA* data, DWORD size);
+  yox::platform::Dword OnPnPEvent(CM_NOTIFY_ACTION action, CM_NOTIFY_EVENT_DATA* data,
+                                  yox::platform::Dword size);
   void OnArrival(const yox::WString& instance_id);
   void OnRemoval(const yox::WString& instance_id);
   void SeedFromPresentDevices();

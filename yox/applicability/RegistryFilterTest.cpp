@@ -267,7 +267,7 @@ TEST_P(ConvertedValue, HasItsText) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , ConvertedValue,
+    Rows, ConvertedValue,
     testing::Values(
         TextRow{"Text", 1, {'a', 0, 0xe9, 0, 0, 0}, "aé"},
         TextRow{"TextWithoutTerminator", 1, {'a', 0, 'b', 0}, "ab"},

@@ -41,7 +41,7 @@ TEST_P(BrandTest, IsReadOffTheFirmwaresTexts) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , BrandTest,
+    Rows, BrandTest,
     testing::Values(BrandRow{"Nothing", "", "", "", "", ""},
                     BrandRow{"Family", "FALCON14-16-512", "Falcon 14", "Contoso", "Falcon", "14"},
                     BrandRow{"FamilyOfSeveralWords", "", " Falcon  X1 Carbon ", "Contoso", "Falcon",

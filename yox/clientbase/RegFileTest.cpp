@@ -89,7 +89,7 @@ TEST_P(MalformedRegFile, IsRefusedWithItsLine) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , MalformedRegFile,
+    Rows, MalformedRegFile,
     testing::Values(
         Malformed{"Nothing", "", "line 1: expected \"Windows Registry Editor Version 5.00\""},
         Malformed{"OldVersion", "REGEDIT4\n",

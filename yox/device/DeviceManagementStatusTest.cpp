@@ -254,7 +254,7 @@ TEST_P(CommercialOrganisationTest, IsToldByAllSubscriptions) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , CommercialOrganisationTest,
+    Rows, CommercialOrganisationTest,
     testing::Values(
         SubscriptionRow{"Empty", "[]", false},
         SubscriptionRow{"FirstOfTheTable", R"(["c915fedc-aab3-4509-a588-9d8365f31079"])", false},

@@ -113,7 +113,7 @@ TEST_P(PackageFullName, IsReadOrRefused) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , PackageFullName,
+    Rows, PackageFullName,
     testing::Values(
         FullNameRow{"OfAnApplication", "Contoso.Notes_2.0.1.0_x64__8wekyb3d8bbwe",
                     "Contoso.Notes 2.0.1.0"},

@@ -20,7 +20,7 @@ class DeviceCallbacks::Registration final : public DeviceRegistration {
 };
 
 void RunDeviceCallback(PCM_NOTIFY_CALLBACK function, void* context, CM_NOTIFY_ACTION action,
-                       PCM_NOTIFY_EVENT_DATA data, DWORD size) noexcept {
+                       PCM_NOTIFY_EVENT_DATA data, Dword size) noexcept {
   const auto failed = [](const char* what) {
     g_log.e("%s: a callback threw an exception: %s", "DeviceTree::Register", what);
   };
@@ -43,7 +43,7 @@ std::unique_ptr<DeviceRegistration> DeviceCallbacks::Add(PCM_NOTIFY_CALLBACK fun
   return std::make_unique<Registration>(shared_from_this(), std::move(callback));
 }
 
-void DeviceCallbacks::Deliver(CM_NOTIFY_ACTION action, PCM_NOTIFY_EVENT_DATA data, DWORD size) {
+void DeviceCallbacks::Deliver(CM_NOTIFY_ACTION action, PCM_NOTIFY_EVENT_DATA data, Dword size) {
   MutexLock lock(mutex_);
   const auto registered = callbacks_;
   for (const auto& callback : registered) {

@@ -11,7 +11,7 @@ namespace yox::platform {
 // Runs a callback for device events. An exception that leaves it is logged, because it comes from
 // code of the host and must not end the thread that delivers events.
 void RunDeviceCallback(PCM_NOTIFY_CALLBACK function, void* context, CM_NOTIFY_ACTION action,
-                       PCM_NOTIFY_EVENT_DATA data, DWORD size) noexcept;
+                       PCM_NOTIFY_EVENT_DATA data, Dword size) noexcept;
 
 // The registrations of a device tree that delivers its events itself. Owned by a shared_ptr, since
 // registrations may outlive the tree. Safe from any thread.
@@ -20,7 +20,7 @@ class DeviceCallbacks : public std::enable_shared_from_this<DeviceCallbacks> {
   std::unique_ptr<DeviceRegistration> Add(PCM_NOTIFY_CALLBACK function, void* context);
 
   // Runs every callback on the calling thread.
-  void Deliver(CM_NOTIFY_ACTION action, PCM_NOTIFY_EVENT_DATA data, DWORD size);
+  void Deliver(CM_NOTIFY_ACTION action, PCM_NOTIFY_EVENT_DATA data, Dword size);
   void Deliver(CM_NOTIFY_ACTION action, WStringView instance_id);
 
   // Ends every registration and waits until no callback runs any more.

@@ -15,15 +15,15 @@ class YOX_API DeviceEvent {
 
   // Valid as long as the object.
   PCM_NOTIFY_EVENT_DATA data() { return reinterpret_cast<PCM_NOTIFY_EVENT_DATA>(words_.data()); }
-  DWORD size() const { return size_; }
+  Dword size() const { return size_; }
 
   // The instance ID of an event; empty when the event does not concern an instance, or is too short
   // to be one. Reads nothing behind `size`.
-  static WStringView InstanceId(const CM_NOTIFY_EVENT_DATA* data, DWORD size);
+  static WStringView InstanceId(const CM_NOTIFY_EVENT_DATA* data, Dword size);
 
  private:
-  std::vector<DWORD> words_;
-  DWORD size_;
+  std::vector<Dword> words_;
+  Dword size_;
 };
 
 }  // namespace yox::platform

@@ -16,9 +16,15 @@
 // Behind windows.h.
 #include <cfgmgr32.h>
 
+namespace yox::platform {
+using Dword = DWORD;  // the 32-bit number of this interface
+}
+
 #else
 
-using DWORD = std::uint32_t;
+namespace yox::platform {
+using Dword = std::uint32_t;
+}
 
 struct HCMNOTIFICATION__;  // NOLINT(bugprone-reserved-identifier): as cfgmgr32.h names it
 using HCMNOTIFICATION = HCMNOTIFICATION__*;
@@ -47,7 +53,7 @@ enum CM_NOTIFY_ACTION {
 // The texts are longer than declared: zero-terminated, up to the end of the event.
 struct CM_NOTIFY_EVENT_DATA {
   CM_NOTIFY_FILTER_TYPE FilterType;
-  DWORD Reserved;
+  yox::platform::Dword Reserved;
   union {
     struct {
       std::uint32_t ClassGuid[4];
@@ -56,7 +62,7 @@ struct CM_NOTIFY_EVENT_DATA {
     struct {
       std::uint32_t EventGuid[4];
       std::int32_t NameOffset;
-      DWORD DataSize;
+      yox::platform::Dword DataSize;
       std::uint8_t Data[1];
     } DeviceHandle;
     struct {
@@ -66,9 +72,10 @@ struct CM_NOTIFY_EVENT_DATA {
 };
 
 using PCM_NOTIFY_EVENT_DATA = CM_NOTIFY_EVENT_DATA*;
-using PCM_NOTIFY_CALLBACK = DWORD (*)(HCMNOTIFICATION notification, void* context,
-                                      CM_NOTIFY_ACTION action, PCM_NOTIFY_EVENT_DATA data,
-                                      DWORD size);
+using PCM_NOTIFY_CALLBACK = yox::platform::Dword (*)(HCMNOTIFICATION notification, void* context,
+                                                     CM_NOTIFY_ACTION action,
+                                                     PCM_NOTIFY_EVENT_DATA data,
+                                                     yox::platform::Dword size);
 
 #endif
 

@@ -79,8 +79,9 @@ class HeardEvents {
   }
 
  private:
-  static DWORD OnEvent(HCMNOTIFICATION /*notification*/, void* context, CM_NOTIFY_ACTION action,
-                       PCM_NOTIFY_EVENT_DATA data, DWORD size) {
+  static yox::platform::Dword OnEvent(HCMNOTIFICATION /*notification*/, void* context,
+                                      CM_NOTIFY_ACTION action, PCM_NOTIFY_EVENT_DATA data,
+                                      yox::platform::Dword size) {
     auto* const self = static_cast<HeardEvents*>(context);
     const std::lock_guard lock(self->mutex_);
     self->heard_.push_back(

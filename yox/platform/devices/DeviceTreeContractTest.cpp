@@ -85,7 +85,8 @@ TEST_P(DeviceTreeEventsContract, ADeviceThatNobodyEnumeratedIsToldToo) {
   EXPECT_TRUE(events.Wait({kArrived, present[1].instance_id}));
 }
 
-DWORD Throw(HCMNOTIFICATION, void* context, CM_NOTIFY_ACTION, PCM_NOTIFY_EVENT_DATA, DWORD) {
+yox::platform::Dword Throw(HCMNOTIFICATION, void* context, CM_NOTIFY_ACTION, PCM_NOTIFY_EVENT_DATA,
+                           yox::platform::Dword) {
   if (context != nullptr) throw std::runtime_error("no room");
   throw 7;
 }

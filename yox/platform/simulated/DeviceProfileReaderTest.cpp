@@ -218,7 +218,7 @@ std::string Value(const std::string& value) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , RefusedProfile,
+    Rows, RefusedProfile,
     testing::Values(
         RefusalRow{"Array", "[]", "expected an object, found an array"},
         RefusalRow{"UnknownSection", R"({"colour": 1})", "colour: unknown key"},

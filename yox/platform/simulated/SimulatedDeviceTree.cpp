@@ -57,7 +57,7 @@ bool SimulatedDeviceTree::Unplug(const WString& instance_id) {
   return true;
 }
 
-void SimulatedDeviceTree::Send(CM_NOTIFY_ACTION action, PCM_NOTIFY_EVENT_DATA data, DWORD size) {
+void SimulatedDeviceTree::Send(CM_NOTIFY_ACTION action, PCM_NOTIFY_EVENT_DATA data, Dword size) {
   callbacks_->Deliver(action, data, size);
 }
 

@@ -39,7 +39,7 @@ class YOX_API SimulatedDeviceTree final : public DeviceTree {
   bool Unplug(const WString& instance_id);
 
   // Hands an event to every callback as it is.
-  void Send(CM_NOTIFY_ACTION action, PCM_NOTIFY_EVENT_DATA data, DWORD size);
+  void Send(CM_NOTIFY_ACTION action, PCM_NOTIFY_EVENT_DATA data, Dword size);
   void Send(CM_NOTIFY_ACTION action, const WString& instance_id);
 
   // Whether registrations are taken; they are unless told otherwise.
