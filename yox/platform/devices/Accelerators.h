@@ -12,6 +12,8 @@ namespace yox::platform {
 struct Accelerator {
   std::optional<WString> manufacturer;
   std::optional<WString> description;
+
+  friend bool operator==(const Accelerator&, const Accelerator&) = default;
 };
 
 class Accelerators {

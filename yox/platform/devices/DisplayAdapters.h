@@ -14,6 +14,8 @@ struct DisplayAdapter {
   std::uint64_t dedicated_video_memory = 0;  // bytes, as the two others
   std::uint64_t dedicated_system_memory = 0;
   std::uint64_t shared_system_memory = 0;
+
+  friend bool operator==(const DisplayAdapter&, const DisplayAdapter&) = default;
 };
 
 class DisplayAdapters {

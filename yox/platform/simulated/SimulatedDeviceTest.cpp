@@ -2,7 +2,6 @@
 
 #include <thread>
 
-#include "yox/clientbase/XMLConfigAgent.h"
 #include "yox/platform/apps/Applications.h"
 #include "yox/platform/clock/Clock.h"
 #include "yox/platform/devices/Accelerators.h"
@@ -218,16 +217,6 @@ TEST_F(SimulatedRegistryOfDevice, HoldsOrganisationAndDeveloperSettings) {
   SimulatedDevice bare;
   EXPECT_FALSE(bare.registry().Exists(Key(organisation)));
   EXPECT_FALSE(bare.registry().Exists(Key(developer)));
-}
-
-TEST(SimulatedDevice, HasTheConfigurationFileThatTheProfileTells) {
-  SimulatedDevice device(
-      ReadDeviceProfile(R"({"configuration": {"machine_type": "FA14", "mtm": "<FA14> & é"}})"));
-  const ScopedPlatform installed(device);
-  XMLConfigAgent& agent = XMLConfigAgent::GetInstance(0);
-  EXPECT_EQ(agent.GetMachineType(), "FA14"_w);
-  EXPECT_EQ(agent.GetMTM(), "<FA14> & é"_w);
-  EXPECT_EQ(agent.GetSerialNumber(), ""_w);
 }
 
 TEST(SimulatedDevice, IsReadAndChangedFromSeveralThreads) {

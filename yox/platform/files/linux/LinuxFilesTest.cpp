@@ -7,7 +7,6 @@
 #include <fstream>
 #include <string>
 
-#include "yox/clientbase/FileSystem.h"
 #include "yox/platform/files/PathText.h"
 #include "yox/platform/files/linux/LinuxFiles.h"
 
@@ -177,17 +176,6 @@ TEST_F(LinuxFilesTest, WhatIsNoSmallRegularFileIsNotReadAsTrusted) {
   EXPECT_EQ(files.ReadTrusted(pipe, 1), std::nullopt);
   EXPECT_EQ(files.ReadTrusted(folder_.path() / "missing", 1), std::nullopt);
   EXPECT_EQ(files.ReadTrusted(Make("file", 0600), 0), std::nullopt) << "larger than the limit";
-}
-
-TEST_F(LinuxFilesTest, PipesAndDevicesAreNeverOpened) {
-  const fs::path pipe = folder_.path() / "pipe";
-  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-  for (const fs::path& file : {pipe, fs::path("/dev/null")}) {
-    EXPECT_FALSE(FileSystem::fileExists(ToText(file)));
-    EXPECT_FALSE(FileSystem::OpenToRead(ToText(file)).good());
-    EXPECT_FALSE(FileSystem::OpenToWrite(ToText(file)).good());
-    EXPECT_FALSE(FileSystem::deleteFile(ToText(file)));
-  }
 }
 
 }  // namespace
