@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <chrono>
-#include <thread>
 #include <utility>
 
 namespace yox::platform {
 namespace {
 
+// The alarm whose ring this thread is inside of.
 thread_local const void* t_ringing = nullptr;
 
 }  // namespace
@@ -17,13 +17,11 @@ class Alarms::Armed final : public Clock::Alarm {
   Armed(Alarms& alarms, std::shared_ptr<Entry> entry) : alarms_(alarms), entry_(std::move(entry)) {}
 
   ~Armed() override {
-    std::unique_lock lock(alarms_.mutex_);
-    const auto found = std::ranges::find(alarms_.waiting_, entry_,
-                                         [](const auto& waiting) { return waiting.second; });
-    if (found != alarms_.waiting_.end()) alarms_.waiting_.erase(found);
-    // An alarm may be destroyed by its own ring.
+    MutexLock lock(alarms_.mutex_);
+    std::erase_if(alarms_.waiting_, [&](const auto& waiting) { return waiting.second == entry_; });
+    // A ring that destroys its own alarm does not wait for itself.
     if (t_ringing == entry_.get()) return;
-    alarms_.changed_.wait(lock, [this] { return !entry_->ringing; });
+    while (entry_->ringing) alarms_.changed_.Wait(lock);
   }
 
  private:
@@ -34,10 +32,10 @@ class Alarms::Armed final : public Clock::Alarm {
 std::unique_ptr<Clock::Alarm> Alarms::Set(std::int64_t moment, std::function<void()> ring) {
   auto entry = std::make_shared<Entry>(Entry{std::move(ring)});
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     if (moment > reached_) {
       waiting_.emplace(moment, entry);
-      changed_.notify_all();
+      changed_.NotifyAll();
       return std::make_unique<Armed>(*this, std::move(entry));
     }
   }
@@ -46,27 +44,28 @@ std::unique_ptr<Clock::Alarm> Alarms::Set(std::int64_t moment, std::function<voi
 }
 
 void Alarms::Reach(std::int64_t moment) {
-  std::unique_lock lock(mutex_);
+  MutexLock lock(mutex_);
   reached_ = std::max(reached_, moment);
   while (!waiting_.empty() && waiting_.begin()->first <= reached_) {
     const std::shared_ptr<Entry> entry = std::move(waiting_.begin()->second);
     waiting_.erase(waiting_.begin());
     entry->ringing = true;
-    lock.unlock();
+    lock.Unlock();  // a ring may set and destroy alarms
     const void* const outer = std::exchange(t_ringing, entry.get());
     entry->ring();
     t_ringing = outer;
-    lock.lock();
+    lock.Lock();
     entry->ringing = false;
-    changed_.notify_all();
+    changed_.NotifyAll();
   }
 }
 
 std::optional<std::int64_t> Alarms::AwaitNext(std::int64_t real_milliseconds) {
-  std::unique_lock lock(mutex_);
-  if (!changed_.wait_for(lock, std::chrono::milliseconds(real_milliseconds),
-                         [this] { return !waiting_.empty(); })) {
-    return std::nullopt;
+  const auto deadline =
+      std::chrono::steady_clock::now() + std::chrono::milliseconds(real_milliseconds);
+  MutexLock lock(mutex_);
+  while (waiting_.empty()) {
+    if (!changed_.WaitUntil(lock, deadline) && waiting_.empty()) return std::nullopt;
   }
   return waiting_.begin()->first;
 }

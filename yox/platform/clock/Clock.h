@@ -7,38 +7,49 @@
 #include <optional>
 
 #include "yox/base/LocalDate.h"
+#include "yox/base/WString.h"
 
 namespace yox::platform {
 
 using yox::LocalDate;
 
-// What time it is, in three senses. Every operation is safe from any thread.
+// The date, the time zone and the time since the device started. Every operation may be called from
+// any thread and never throws.
+//
+// A change of the system's time zone takes effect within a minute: each thread remembers for that
+// long what it converted last.
 class Clock {
  public:
   virtual ~Clock() = default;
 
-  // Seconds since 1970-01-01T00:00:00 UTC.
+  // Seconds since 1970-01-01T00:00:00 UTC. Jumps when somebody sets the date.
   virtual std::int64_t Now() const = 0;
 
-  // The calendar day, in the device's time zone, of a moment given as `Now` gives it.
+  // The calendar day in the device's time zone at a moment, which is counted like `Now` and may lie
+  // before 1970.
   virtual LocalDate ToLocalDate(std::int64_t moment) const = 0;
 
-  // The moment at which a calendar day begins in the device's time zone. A month or day out of its
-  // range carries over, as in mktime. A day before 1970 gives -1; a year or month that the calendar
-  // cannot hold (below INT_MIN + 1900, or a month of INT_MIN) gives nothing.
+  // The seconds by which local time is ahead of UTC at a moment: 7200 in Berlin in summer.
+  virtual std::int32_t UtcOffset(std::int64_t moment) const = 0;
+
+  // The moment at which a calendar day begins in the device's time zone. Months and days out of
+  // range carry over, as in mktime: day 0 is the last day of the month before. Returns -1 for a day
+  // before 1970, and std::nullopt for a year below INT_MIN + 1900 or a month of INT_MIN, which
+  // mktime's arguments cannot express.
   virtual std::optional<std::int64_t> StartOfLocalDay(int year, int month, int day) const = 0;
 
-  // Milliseconds since some moment in the past; never goes back, stands still while the device
-  // sleeps.
+  // The IANA name of the device's time zone, such as "Europe/Berlin", or another text that
+  // TimeZone::Parse reads; empty when the system does not say, as Windows does not.
+  virtual WString ZoneName() const { return {}; }
+
+  // Milliseconds since the device started, the time that it slept included. Never goes back.
   virtual std::int64_t SteadyMilliseconds() const = 0;
-  // The same clock as finely as it goes.
+  // The same in nanoseconds, as finely as the clock counts.
   virtual std::int64_t SteadyNanoseconds() const { return SteadyMilliseconds() * 1'000'000; }
+  std::int64_t UptimeSeconds() const { return SteadyMilliseconds() / 1000; }
 
-  // Seconds since the device started, sleep included.
-  virtual std::int64_t UptimeSeconds() const = 0;
-
-  // Whether time passes only when somebody moves this clock. Waits with a time limit then set an
-  // alarm; on a clock that goes by itself they leave the limit to the system.
+  // Whether time passes only when somebody moves this clock. A wait with a time limit then sets an
+  // alarm; on any other clock the system ends it.
   virtual bool MovedByHand() const { return false; }
 
   class Alarm {
@@ -46,8 +57,8 @@ class Clock {
     virtual ~Alarm() = default;
   };
   // Calls `ring` once, when SteadyMilliseconds reaches `moment`: on the thread that moves the
-  // clock, or at once if the moment has passed. Destroying the alarm disarms it, and waits for a
-  // ring that is under way. Null from a clock that goes by itself.
+  // clock, or before this returns if the moment has passed. Destroying the alarm disarms it, and
+  // waits for a ring that is under way. Returns null on a clock that is not moved by hand.
   virtual std::unique_ptr<Alarm> RingAt([[maybe_unused]] std::int64_t moment,
                                         [[maybe_unused]] std::function<void()> ring) {  // NOLINT
     return nullptr;

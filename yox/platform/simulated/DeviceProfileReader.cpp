@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <utility>
 
 #include "yox/base/Base64.h"
@@ -231,23 +232,40 @@ struct JsonCodec<platform::LocalTime> : JsonLeaf {
   static void Read(const JsonNode& node, platform::LocalTime& time) {
     node.Require(node.value().isString(), "a string");
     const std::string text = node.value().asString();
-    const std::optional<LocalDate> date = HasForm(text, kTimeForm) ? ParseDate(text) : std::nullopt;
-    if (!date || NumberAt(text, 11, 2) > 23 || NumberAt(text, 14, 2) > 59 ||
-        NumberAt(text, 17, 2) > 59) {
+    const std::string_view local = std::string_view(text).substr(0, kTimeForm.size());
+    const std::string_view offset = std::string_view(text).substr(local.size());
+    const bool has_offset = HasForm(offset, "+00:00") || HasForm(offset, "-00:00");
+    const std::optional<LocalDate> date =
+        HasForm(local, kTimeForm) ? ParseDate(local) : std::nullopt;
+    if (!date || (!offset.empty() && !has_offset) || NumberAt(text, 11, 2) > 23 ||
+        NumberAt(text, 14, 2) > 59 || NumberAt(text, 17, 2) > 59 ||
+        (has_offset && (NumberAt(offset, 1, 2) > 24 || NumberAt(offset, 4, 2) > 59))) {
       node.Fail("expected a local time YYYY-MM-DDThh:mm:ss");
     }
-    time = {*date,
-            (NumberAt(text, 11, 2) * 60 + NumberAt(text, 14, 2)) * 60 + NumberAt(text, 17, 2)};
+    time = {*date, SecondsAt(text, 11) + NumberAt(text, 17, 2)};
+    if (has_offset) time.utc_offset = (offset[0] == '-' ? -1 : 1) * SecondsAt(offset, 1);
   }
   static Json::Value Write(const platform::LocalTime& time) {
-    std::string text = DateText(time.date);
-    char separator = 'T';
-    for (const int part :
-         {time.second_of_day / 3600, time.second_of_day / 60 % 60, time.second_of_day % 60}) {
-      text += std::exchange(separator, ':');
-      AppendPadded(text, part, 2);
+    std::string text = DateText(time.date) + 'T';
+    AppendClock(text, time.second_of_day);
+    text += ':';
+    AppendPadded(text, time.second_of_day % 60, 2);
+    if (time.utc_offset) {
+      text += *time.utc_offset < 0 ? '-' : '+';
+      AppendClock(text, std::abs(*time.utc_offset));
     }
     return text;
+  }
+
+ private:
+  // "hh:mm" to seconds and back.
+  static std::int32_t SecondsAt(std::string_view text, std::size_t at) {
+    return (NumberAt(text, at, 2) * 60 + NumberAt(text, at + 3, 2)) * 60;
+  }
+  static void AppendClock(std::string& text, std::int32_t seconds) {
+    AppendPadded(text, seconds / 3600, 2);
+    text += ':';
+    AppendPadded(text, seconds / 60 % 60, 2);
   }
 };
 

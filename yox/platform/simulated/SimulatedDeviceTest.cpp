@@ -53,12 +53,77 @@ TEST(SimulatedClock, IsUpForADayWhereTheProfileDoesNotSay) {
   EXPECT_EQ(SimulatedDevice(ReadDeviceProfile(R"({"clock": {}})")).clock().UptimeSeconds(), 86400);
 }
 
+class RunningClock : public testing::Test {
+ protected:
+  static std::optional<ClockSection> Section(const char* json) {
+    return ReadDeviceProfile(json).clock;
+  }
+
+  SimulatedClock machine_{
+      Section(R"({"clock": {"now": "2026-03-01T12:00:00", "uptime_seconds": 5000000}})"),
+      Platform::Native().clock()};
+};
+
+TEST_F(RunningClock, CountsOnFromTheProfilesUptimeAsTimePasses) {
+  const SimulatedClock clock(Section(R"({"clock": {"uptime_seconds": 60}})"), machine_);
+  EXPECT_EQ(clock.Now(), kNoon);
+  EXPECT_EQ(clock.SteadyMilliseconds(), 60'000);
+  machine_.AdvanceMilliseconds(10'500);
+  EXPECT_EQ(clock.Now(), kNoon + 10);
+  EXPECT_EQ(clock.SteadyMilliseconds(), 70'500);
+  EXPECT_EQ(clock.UptimeSeconds(), 70);
+  EXPECT_FALSE(clock.MovedByHand());
+}
+
+TEST_F(RunningClock, IsUpForADayWhereTheProfileDoesNotSay) {
+  const SimulatedClock clock(Section(R"({"clock": {"time_zone": "UTC-5"}})"), machine_);
+  EXPECT_EQ(clock.SteadyMilliseconds(), 86'400'000);
+  machine_.Advance(1);
+  EXPECT_EQ(clock.UptimeSeconds(), 86'401);
+}
+
+TEST_F(RunningClock, IsTheMachinesWithoutASection) {
+  const SimulatedClock clock(std::nullopt, machine_);
+  EXPECT_EQ(clock.UptimeSeconds(), 5'000'000);
+}
+
+TEST_F(RunningClock, ShowsAnotherSectionsTimeAndZoneAndNeverGoesBack) {
+  SimulatedClock clock(Section(R"({"clock": {"uptime_seconds": 60}})"), machine_);
+  clock.Apply(Section(R"({"clock": {"now": "2030-01-01T00:00:00", "time_zone": "Asia/Tokyo",
+                                    "uptime_seconds": 7200}})"));
+  EXPECT_EQ(clock.ToLocalDate(clock.Now()), (LocalDate{2030, 1, 1}));
+  EXPECT_EQ(clock.UtcOffset(clock.Now()), 9 * 3600);
+  EXPECT_EQ(clock.ZoneName(), "Asia/Tokyo"_w);
+  EXPECT_EQ(clock.UptimeSeconds(), 7200);
+  clock.Apply(Section(R"({"clock": {"uptime_seconds": 10}})"));
+  EXPECT_EQ(clock.Now(), kNoon);
+  EXPECT_EQ(clock.UtcOffset(clock.Now()), 0);
+  EXPECT_EQ(clock.UptimeSeconds(), 7200);
+  clock.SetTimeZone({"UTC+3"_w, *TimeZone::Parse("UTC+3")});
+  clock.Apply(std::nullopt);
+  EXPECT_EQ(clock.ZoneName(), "UTC"_w);
+}
+
+TEST(SimulatedClock, AnOffsetSaysWhichOfTwoTimesIsMeantWhenClocksGoBack) {
+  constexpr std::int64_t kClocksGoBack = 1792890000;  // 2026-10-25T01:00:00 UTC
+  const auto now = [](const char* text) {
+    return SimulatedDevice(ReadDeviceProfile(std::string(R"({"clock": {"time_zone": "Europe/Berlin",
+                                                          "now": ")") +
+                                             text + R"("}})"))
+        .clock()
+        .Now();
+  };
+  EXPECT_EQ(now("2026-10-25T02:30:00"), kClocksGoBack - 1800);
+  EXPECT_EQ(now("2026-10-25T02:30:00+02:00"), kClocksGoBack - 1800);
+  EXPECT_EQ(now("2026-10-25T02:30:00+01:00"), kClocksGoBack + 1800);
+}
+
 TEST(SimulatedClock, ReadsTheTimeInItsZone) {
   SimulatedDevice device(
       ReadDeviceProfile(R"({"clock": {"now": "2026-03-01T12:00:00", "time_zone": "Asia/Tokyo"}})"));
   EXPECT_EQ(device.clock().Now(), kNoon - 9 * 3600);
   EXPECT_EQ(device.clock().StartOfLocalDay(2026, 3, 2), kNoon + 3 * 3600);
-  device.clock().SetTimeZone(TimeZone());
+  device.clock().SetTimeZone({});
   EXPECT_EQ(device.clock().StartOfLocalDay(2026, 3, 2), kNoon + 12 * 3600);
 }
 
@@ -229,7 +294,7 @@ TEST(SimulatedDevice, IsReadAndChangedFromSeveralThreads) {
         profile.region.country_name += 'X';
       });
       device.clock().Advance(1);
-      device.clock().SetTimeZone(*TimeZone::Parse(i % 2 == 0 ? "UTC+1" : "UTC"));
+      device.clock().SetTimeZone({"a zone"_w, *TimeZone::Parse(i % 2 == 0 ? "UTC+1" : "UTC")});
     }
   });
   for (int i = 0; i < kRounds; ++i) {

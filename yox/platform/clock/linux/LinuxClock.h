@@ -4,15 +4,16 @@
 
 namespace yox::platform {
 
-// The system's clocks, and the zone of the C library (TZ, else /etc/localtime).
+// The kernel's clocks, and the time zone of the C library: the variable TZ, else /etc/localtime.
 class LinuxClock final : public Clock {
  public:
   std::int64_t Now() const override;
   LocalDate ToLocalDate(std::int64_t moment) const override;
+  std::int32_t UtcOffset(std::int64_t moment) const override;
   std::optional<std::int64_t> StartOfLocalDay(int year, int month, int day) const override;
+  WString ZoneName() const override;
   std::int64_t SteadyMilliseconds() const override;
   std::int64_t SteadyNanoseconds() const override;
-  std::int64_t UptimeSeconds() const override;
 };
 
 }  // namespace yox::platform
