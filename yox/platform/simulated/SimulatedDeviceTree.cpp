@@ -12,15 +12,17 @@ SimulatedDeviceTree::~SimulatedDeviceTree() { callbacks_->EndAll(); }
 
 std::unique_ptr<DeviceRegistration> SimulatedDeviceTree::Register(PCM_NOTIFY_CALLBACK callback,
                                                                   void* context) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return accept_ ? callbacks_->Add(callback, context) : nullptr;
 }
 
 void SimulatedDeviceTree::Enumerate(const Visitor& visit) {
-  std::unique_lock lock(mutex_);
-  ++enumerations_;
-  const auto devices = devices_;
-  lock.unlock();
+  std::map<WString, Property> devices;
+  {
+    const MutexLock lock(mutex_);
+    ++enumerations_;
+    devices = devices_;
+  }
   for (const auto& [instance_id, property] : devices) {
     auto ids = ReadMultiString(property.type, property.bytes);
     if (!ids.empty()) visit({instance_id, std::move(ids)});
@@ -28,7 +30,7 @@ void SimulatedDeviceTree::Enumerate(const Visitor& visit) {
 }
 
 std::vector<WString> SimulatedDeviceTree::HardwareIds(const WString& instance_id) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   ++reads_;
   const auto device = devices_.find(instance_id);
   if (device == devices_.end()) return {};
@@ -41,7 +43,7 @@ void SimulatedDeviceTree::Plug(const PresentDevice& device) {
 
 void SimulatedDeviceTree::Plug(const WString& instance_id, std::uint32_t type, std::string bytes) {
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     devices_.insert_or_assign(instance_id, Property{type, std::move(bytes)});
   }
   Send(CM_NOTIFY_ACTION_DEVICEINSTANCEENUMERATED, instance_id);
@@ -50,7 +52,7 @@ void SimulatedDeviceTree::Plug(const WString& instance_id, std::uint32_t type, s
 
 bool SimulatedDeviceTree::Unplug(const WString& instance_id) {
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     if (devices_.erase(instance_id) == 0) return false;
   }
   Send(CM_NOTIFY_ACTION_DEVICEINSTANCEREMOVED, instance_id);
@@ -66,17 +68,17 @@ void SimulatedDeviceTree::Send(CM_NOTIFY_ACTION action, const WString& instance_
 }
 
 void SimulatedDeviceTree::AcceptRegistrations(bool accept) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   accept_ = accept;
 }
 
 std::size_t SimulatedDeviceTree::enumerations() const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return enumerations_;
 }
 
 std::size_t SimulatedDeviceTree::reads() const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return reads_;
 }
 

@@ -16,15 +16,16 @@ namespace yox::platform {
 namespace fs = std::filesystem;
 
 SimulatedFiles::SimulatedFiles(fs::path folder)
-    : folder_(fs::absolute(folder)), temporary_(false) {}
+    : temporary_(false), folder_(fs::absolute(folder)) {}
 
 SimulatedFiles::~SimulatedFiles() {
+  const MutexLock lock(mutex_);
   std::error_code ignored;
   if (temporary_ && !folder_.empty()) fs::remove_all(folder_, ignored);
 }
 
 fs::path SimulatedFiles::folder() const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   std::random_device random;
   while (folder_.empty()) {
     const fs::path folder = fs::temp_directory_path() / ("yox-device-" + std::to_string(random()));
@@ -41,7 +42,7 @@ WString SimulatedFiles::CommonApplicationDataPath() const {
 
 std::optional<WString> SimulatedFiles::ApplicationDataRoot() const {
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     if (!has_state_folder_) return std::nullopt;
   }
   return ToText(folder() / "State");
@@ -68,7 +69,7 @@ bool SimulatedFiles::CreatePrivate(const fs::path& file) {
 bool SimulatedFiles::Grant(const fs::path& file, std::span<const AccessGrant> grants,
                            bool replace) {
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     grants_.push_back({file, {grants.begin(), grants.end()}, replace});
   }
   return Platform::Native().files().Grant(file, grants, replace);
@@ -83,12 +84,12 @@ std::optional<std::string> SimulatedFiles::ReadTrusted(const fs::path& file, std
 }
 
 std::vector<SimulatedFiles::Granted> SimulatedFiles::Grants() const {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return grants_;
 }
 
 void SimulatedFiles::SetStateFolder(bool exists) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   has_state_folder_ = exists;
 }
 

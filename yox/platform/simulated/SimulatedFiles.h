@@ -1,14 +1,15 @@
 #pragma once
 
-#include <mutex>
 #include <vector>
 
+#include "yox/base/ThreadSafety.h"
 #include "yox/platform/files/Files.h"
 
 namespace yox::platform {
 
-// The files of a simulated device, in one folder of this machine. Its four folders and its root
-// directory "C:\" lie in there; any other path is one of this machine.
+// The files of a simulated device, in one folder of this machine: the device's four folders and its
+// root directory "C:\" are in it. Any other path is one of this machine. Every operation may be
+// called from any thread.
 class YOX_API SimulatedFiles final : public Files {
  public:
   struct Granted {
@@ -17,9 +18,9 @@ class YOX_API SimulatedFiles final : public Files {
     bool replace = false;
   };
 
-  // A private temporary folder, made when it is first asked for and deleted with the object.
+  // A private temporary folder, created when it is first needed and deleted with the object.
   SimulatedFiles() = default;
-  // A folder that stays.
+  // A folder of the caller's, which is not deleted.
   explicit SimulatedFiles(std::filesystem::path folder);
   ~SimulatedFiles() override;
   SimulatedFiles(const SimulatedFiles&) = delete;
@@ -30,26 +31,27 @@ class YOX_API SimulatedFiles final : public Files {
   WString SystemDirectory() const override;
   WString ProductDirectory() const override;
   std::filesystem::path Locate(WStringView path) const override;
-  // Both do to the file what this machine does.
+  // Done to the file as this machine does it.
   bool CreatePrivate(const std::filesystem::path& file) override;
   bool Grant(const std::filesystem::path& file, std::span<const AccessGrant> grants,
              bool replace) override;
   std::optional<std::string> ReadTrusted(const std::filesystem::path& file,
                                          std::size_t limit) override;
 
+  // Throws std::filesystem::filesystem_error when a temporary folder cannot be created.
   std::filesystem::path folder() const;
 
-  // Every call of Grant so far, in order.
+  // The calls of Grant so far, in order.
   std::vector<Granted> Grants() const;
-  // From now on there is no state folder, or there is one again.
+  // Whether ApplicationDataRoot returns a folder from now on.
   void SetStateFolder(bool exists);
 
  private:
-  mutable std::mutex mutex_;
-  mutable std::filesystem::path folder_;
-  bool temporary_ = true;
-  std::vector<Granted> grants_;
-  bool has_state_folder_ = true;
+  const bool temporary_ = true;
+  mutable yox::Mutex mutex_;
+  mutable std::filesystem::path folder_ YOX_GUARDED_BY(mutex_);  // empty until it is needed
+  std::vector<Granted> grants_ YOX_GUARDED_BY(mutex_);
+  bool has_state_folder_ YOX_GUARDED_BY(mutex_) = true;
 };
 
 }  // namespace yox::platform

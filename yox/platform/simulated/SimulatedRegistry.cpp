@@ -19,12 +19,12 @@ struct SimulatedRegistry::Key {
 };
 
 struct SimulatedRegistry::Watcher {
-  WString folded;
-  Changed changed;
+  const WString folded;  // the path of the watched key
+  const Changed changed;
 
-  // Recursive: a callback may change what it watches.
-  std::recursive_mutex calling;
-  bool ended = false;  // guarded by calling
+  // Recursive, because a callback may change what it watches.
+  RecursiveMutex calling = {};
+  bool ended YOX_GUARDED_BY(calling) = false;
 };
 
 class SimulatedRegistry::SimulatedWatch final : public RegistryWatch {
@@ -34,10 +34,10 @@ class SimulatedRegistry::SimulatedWatch final : public RegistryWatch {
 
   ~SimulatedWatch() override {
     {
-      const std::lock_guard lock(registry_.mutex_);
+      const MutexLock lock(registry_.mutex_);
       std::erase(registry_.watchers_, watcher_);
     }
-    const std::lock_guard lock(watcher_->calling);
+    const RecursiveMutexLock lock(watcher_->calling);
     watcher_->ended = true;
   }
 
@@ -46,10 +46,10 @@ class SimulatedRegistry::SimulatedWatch final : public RegistryWatch {
   std::shared_ptr<Watcher> watcher_;
 };
 
-// Edits under way: what was changed, and how to take it back.
+// Edits under way: what was changed, and how to undo it. Lives while the registry is locked.
 class SimulatedRegistry::Transaction {
  public:
-  explicit Transaction(SimulatedRegistry& registry) : keys_(registry.keys_) {}
+  explicit Transaction(std::map<WString, Key>& keys) : keys_(keys) {}
 
   RegistryStatus Do(const RegistryEdit& edit, const WString& path) {
     const WString folded = FoldRegistryName(path);
@@ -67,7 +67,7 @@ class SimulatedRegistry::Transaction {
     return RegistryStatus::kInvalid;
   }
 
-  void TakeBack() {
+  void Undo() {
     for (auto step = undo_.rbegin(); step != undo_.rend(); ++step) (*step)();
   }
 
@@ -142,8 +142,11 @@ class SimulatedRegistry::Transaction {
 SimulatedRegistry::SimulatedRegistry(const WString& own_user)
     : paths_(std::make_unique<RegistryPaths>(own_user)) {
   using namespace literals;
-  for (const WStringView root : {"HKLM"_wv, "HKU"_wv}) {
-    keys_[FoldRegistryName(root)].path = root;
+  {
+    const MutexLock lock(mutex_);
+    for (const WStringView root : {"HKLM"_wv, "HKU"_wv}) {
+      keys_[FoldRegistryName(root)].path = root;
+    }
   }
   SetOwnUser(own_user);
 }
@@ -154,17 +157,16 @@ void SimulatedRegistry::SetOwnUser(const WString& own_user) {
   paths_->SetOwnUser(own_user);
   WString path;
   paths_->Resolve({HKEY_CURRENT_USER, {}, {}, {}}, path);
-  const std::lock_guard lock(mutex_);
-  Transaction transaction(*this);
+  const MutexLock lock(mutex_);
+  Transaction transaction(keys_);
   transaction.Do({RegistryAction::kCreateKey, {}, {}, {}}, path);
 }
 
 void SimulatedRegistry::SetReadOnly(bool read_only) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   read_only_ = read_only;
 }
 
-// Call with the lock held.
 const SimulatedRegistry::Key* SimulatedRegistry::Find(const RegistryKey& key,
                                                       RegistryStatus& status) const {
   WString path;
@@ -177,7 +179,7 @@ const SimulatedRegistry::Key* SimulatedRegistry::Find(const RegistryKey& key,
 }
 
 RegistryStatus SimulatedRegistry::Open(const RegistryKey& key, std::uint32_t access, HKEY& opened) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   RegistryStatus status{};
   const Key* const found = Find(key, status);
   if (found == nullptr) return status;
@@ -190,7 +192,7 @@ void SimulatedRegistry::Close(HKEY opened) { paths_->CloseHandle(opened); }
 
 RegistryStatus SimulatedRegistry::Get(const RegistryKey& key, WStringView name,
                                       RegistryValue& value) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   RegistryStatus status{};
   const Key* const found = Find(key, status);
   if (found == nullptr) return status;
@@ -202,7 +204,7 @@ RegistryStatus SimulatedRegistry::Get(const RegistryKey& key, WStringView name,
 
 RegistryStatus SimulatedRegistry::Values(const RegistryKey& key, std::vector<RegistryEntry>& values,
                                          std::size_t longest_name) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   RegistryStatus status{};
   const Key* const found = Find(key, status);
   if (found == nullptr) return status;
@@ -214,7 +216,7 @@ RegistryStatus SimulatedRegistry::Values(const RegistryKey& key, std::vector<Reg
 }
 
 RegistryStatus SimulatedRegistry::SubKeys(const RegistryKey& key, std::vector<WString>& names) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   RegistryStatus status{};
   const Key* const found = Find(key, status);
   if (found == nullptr) return status;
@@ -223,7 +225,7 @@ RegistryStatus SimulatedRegistry::SubKeys(const RegistryKey& key, std::vector<WS
   for (auto next = keys_.lower_bound(below);
        next != keys_.end() && next->first.starts_with(below);) {
     names.push_back(next->second.path.substr(below.size()));
-    // Behind everything that is below this one.
+    // The next key that is not below this one.
     next = keys_.lower_bound(next->first + static_cast<WChar>(kFoldedSeparator + 1));
   }
   return RegistryStatus::kOk;
@@ -233,9 +235,9 @@ RegistryStatus SimulatedRegistry::Apply(std::span<const RegistryEdit> edits) {
   std::vector<RegistryChange> changes;
   std::vector<std::shared_ptr<Watcher>> watchers;
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     if (read_only_) return RegistryStatus::kDenied;
-    Transaction transaction(*this);
+    Transaction transaction(keys_);
     for (const RegistryEdit& edit : edits) {
       WString path;
       RegistryStatus status = paths_->Resolve(edit.key, path);
@@ -243,7 +245,7 @@ RegistryStatus SimulatedRegistry::Apply(std::span<const RegistryEdit> edits) {
       if (status == RegistryStatus::kOk) status = transaction.Do(edit, path);
       if (status == RegistryStatus::kNotFound && edit.if_there) continue;
       if (status != RegistryStatus::kOk) {
-        transaction.TakeBack();
+        transaction.Undo();
         return status;
       }
     }
@@ -253,7 +255,7 @@ RegistryStatus SimulatedRegistry::Apply(std::span<const RegistryEdit> edits) {
   for (const std::shared_ptr<Watcher>& watcher : watchers) {
     const std::vector<RegistryChange> seen = ChangesBelow(changes, watcher->folded);
     if (seen.empty()) continue;
-    const std::lock_guard calling(watcher->calling);
+    const RecursiveMutexLock calling(watcher->calling);
     if (!watcher->ended) watcher->changed(seen);
   }
   return RegistryStatus::kOk;
@@ -261,13 +263,12 @@ RegistryStatus SimulatedRegistry::Apply(std::span<const RegistryEdit> edits) {
 
 RegistryStatus SimulatedRegistry::Watch(const RegistryKey& key, Changed changed,
                                         std::unique_ptr<RegistryWatch>& watch) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   RegistryStatus status{};
   const Key* const found = Find(key, status);
   if (found == nullptr) return status;
-  auto watcher = std::make_shared<Watcher>();
-  watcher->folded = FoldRegistryName(found->path);
-  watcher->changed = std::move(changed);
+  auto watcher =
+      std::shared_ptr<Watcher>(new Watcher{FoldRegistryName(found->path), std::move(changed)});
   watchers_.push_back(watcher);
   watch = std::make_unique<SimulatedWatch>(*this, std::move(watcher));
   return RegistryStatus::kOk;

@@ -2,27 +2,27 @@
 
 #include <map>
 #include <memory>
-#include <mutex>
 #include <vector>
 
+#include "yox/base/ThreadSafety.h"
 #include "yox/platform/registry/Registry.h"
 
 namespace yox::platform {
 
 class RegistryPaths;
 
-// A registry in memory, empty at first but for its roots. Watches report on the thread that makes
-// the change, before the change returns, while no lock of the registry is held. It has to outlive
-// its watches.
+// A registry in memory, which begins with its roots only. Every operation may be called from any
+// thread. A watch reports on the thread that makes the change, before Apply returns and without a
+// lock of the registry. Must outlive its watches.
 class YOX_API SimulatedRegistry final : public Registry {
  public:
-  // `own_user` is the security identifier behind HKEY_CURRENT_USER; an empty one is the system's
-  // own account.
+  // `own_user` is the security identifier of the account that HKEY_CURRENT_USER belongs to; an
+  // empty one is the system's own account.
   explicit SimulatedRegistry(const WString& own_user = {});
   ~SimulatedRegistry() override;
   void SetOwnUser(const WString& own_user);
 
-  // Refuses every edit and every opening for writing from now on, or no longer.
+  // Whether every edit and every opening for writing is refused from now on.
   void SetReadOnly(bool read_only);
 
   RegistryStatus Open(const RegistryKey& key, std::uint32_t access, HKEY& opened) override;
@@ -41,14 +41,13 @@ class YOX_API SimulatedRegistry final : public Registry {
   class SimulatedWatch;
   struct Watcher;
 
-  const Key* Find(const RegistryKey& key, RegistryStatus& status) const;
+  const Key* Find(const RegistryKey& key, RegistryStatus& status) const YOX_REQUIRES(mutex_);
 
-  std::unique_ptr<RegistryPaths> paths_;
-  mutable std::mutex mutex_;
-  // Guarded by mutex_: keys by their folded names, watchers in the order of their making.
-  std::map<WString, Key> keys_;
-  std::vector<std::shared_ptr<Watcher>> watchers_;
-  bool read_only_ = false;
+  const std::unique_ptr<RegistryPaths> paths_;
+  mutable yox::Mutex mutex_;
+  std::map<WString, Key> keys_ YOX_GUARDED_BY(mutex_);  // by folded path
+  std::vector<std::shared_ptr<Watcher>> watchers_ YOX_GUARDED_BY(mutex_);
+  bool read_only_ YOX_GUARDED_BY(mutex_) = false;
 };
 
 }  // namespace yox::platform
