@@ -3,15 +3,16 @@
 #include "yox/base/Export.h"
 #include "yox/base/WString.h"
 
-// The firmware's description of the device, field by field. A text that the firmware does not give
-// is empty. Safe from any thread but for `ReInitialize`.
+// The SMBIOS tables, field by field, as they were last read. A text that the firmware does not have
+// is empty. Every operation may be called from any thread.
 class YOX_API SMBiosInformationRetriever {
  public:
-  // Null where the device has no firmware tables.
+  // Null if the device has no firmware tables. Not owned by the caller; lives until the process
+  // ends.
   static SMBiosInformationRetriever* GetInstance();
 
-  // Reads the tables again; no other thread may be asking meanwhile.
-  void ReInitialize();
+  // Reads the tables again. Static, so that a device whose tables were missing can find them.
+  static void ReInitialize();
 
   yox::WString GetManufacturer() const;
   yox::WString GetFamily() const;

@@ -41,8 +41,8 @@ bool IsGraphicsHardware(const DisplayAdapter& adapter) {
 void MachineInformation::ReadMachineInformation(bool force) {
   try {
     using Firmware = SMBiosInformationRetriever;
+    if (force) Firmware::ReInitialize();
     Firmware* const firmware = Firmware::GetInstance();
-    if (firmware != nullptr && force) firmware->ReInitialize();
     const auto text = [firmware](WString (Firmware::*get)() const) {
       return firmware != nullptr ? (firmware->*get)() : WString();
     };

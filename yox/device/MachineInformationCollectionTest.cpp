@@ -4,7 +4,6 @@
 
 #include "yox/device/TestRecord.h"
 #include "yox/device/UpdateHistory.h"
-#include "yox/platform/Unknown.h"
 #include "yox/platform/registry/Registry.h"
 #include "yox/platform/system/OperatingSystem.h"
 
@@ -296,7 +295,11 @@ TEST(MachineInformationCollectionTest, WithoutAcceleratorsTheTextsAreNotCleared)
 TEST(MachineInformationCollectionTest, AcceleratorsThatCannotBeAskedChangeNothing) {
   InstalledDevice device;
   yox_test::SubstitutedPlatform platform(device.device());
-  yox::platform::UnknownAccelerators unknown;
+  class : public yox::platform::Accelerators {
+    std::optional<std::vector<yox::platform::Accelerator>> Enumerate() override {
+      return std::nullopt;
+    }
+  } unknown;
   platform.Set(unknown);
   const yox::platform::ScopedPlatform installed(platform);
   Record record;

@@ -52,7 +52,7 @@ inline const auto kEveryPlatform = testing::Values(
         "region": {"country_code": "US", "language_code": "en-US"},
         "user": {"sid": "S-1-5-21-1-2-3-1001"},
         "accelerators": [{}],
-        "display_adapters": [{"description": "Contoso Graphics 7"}],
+        "display_adapters": [{"description": "Contoso Graphics 7"}, {}],
         "installed_apps": [{"key": "{1}", "name": "Contoso Editor", "version": "7.1.0"}],
         "store_apps": {"Contoso.Notes": "2.0.1.0"},
         "services": {"ccmexec": "running"},

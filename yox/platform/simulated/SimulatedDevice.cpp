@@ -3,20 +3,22 @@
 #include <algorithm>
 #include <atomic>
 #include <fstream>
-#include <mutex>
+#include <iterator>
 #include <pugixml.hpp>
-#include <shared_mutex>
+#include <set>
 #include <stdexcept>
 #include <string_view>
 #include <system_error>
+#include <tuple>
 #include <utility>
 
 #include "yox/base/String.h"
+#include "yox/base/ThreadSafety.h"
 #include "yox/platform/apps/Applications.h"
 #include "yox/platform/clock/Clock.h"
 #include "yox/platform/devices/Accelerators.h"
 #include "yox/platform/devices/DisplayAdapters.h"
-#include "yox/platform/firmware/Firmware.h"
+#include "yox/platform/firmware/PublishedFirmware.h"
 #include "yox/platform/firmware/Smbios.h"
 #include "yox/platform/registry/RegistryPaths.h"
 #include "yox/platform/system/Client.h"
@@ -31,23 +33,24 @@
 namespace yox::platform {
 namespace {
 
+// A profile that several threads read and change.
 class SharedProfile {
  public:
   explicit SharedProfile(const DeviceProfile& profile) : profile_(profile) {}
 
-  // Another number after each change, and for each device of the process.
+  // A number that no other profile of the process has, and this one only until its next change.
   std::uint64_t generation() const { return generation_; }
 
   // A copy of what `part(profile)` names.
   template <class Part>
   auto Copy(Part part) const {
-    const std::shared_lock lock(mutex_);
+    const SharedLock lock(mutex_);
     return std::remove_cvref_t<std::invoke_result_t<Part, const DeviceProfile&>>(
         std::invoke(part, profile_));
   }
 
   void Change(const std::function<void(DeviceProfile&)>& change) {
-    const std::unique_lock lock(mutex_);
+    const ExclusiveLock lock(mutex_);
     change(profile_);
     generation_ = Next();
   }
@@ -58,32 +61,25 @@ class SharedProfile {
     return ++last;
   }
 
-  mutable std::shared_mutex mutex_;
-  DeviceProfile profile_;
+  mutable SharedMutex mutex_;
+  DeviceProfile profile_ YOX_GUARDED_BY(mutex_);
   std::atomic<std::uint64_t> generation_{Next()};
 };
 
-class SimulatedFirmware final : public Firmware {
+class SimulatedFirmware final : public PublishedFirmware {
  public:
   explicit SimulatedFirmware(const SharedProfile& profile) : profile_(profile) { Reread(); }
 
-  const FirmwareFacts* Facts() override { return facts_ ? &*facts_ : nullptr; }
-
-  void Reread() override {
+ private:
+  std::optional<FirmwareFacts> Read() const override {
     const auto section = profile_.Copy(&DeviceProfile::firmware);
-    facts_.reset();
-    if (!section) return;
-    if (!section->smbios_table) {
-      facts_ = *section;
-      return;
-    }
+    if (!section) return std::nullopt;
+    if (!section->smbios_table) return *section;
     const auto& table = *section->smbios_table;
-    facts_ = smbios::Read({reinterpret_cast<const char*>(table.data()), table.size()});
+    return smbios::Read({reinterpret_cast<const char*>(table.data()), table.size()});
   }
 
- private:
   const SharedProfile& profile_;
-  std::optional<FirmwareFacts> facts_;
 };
 
 class SimulatedOperatingSystem final : public OperatingSystem {
@@ -157,7 +153,9 @@ class SimulatedDisplayAdapters final : public DisplayAdapters {
  public:
   explicit SimulatedDisplayAdapters(const SharedProfile& profile) : profile_(profile) {}
   std::optional<std::vector<DisplayAdapter>> Enumerate() override {
-    return profile_.Copy(&DeviceProfile::display_adapters);
+    auto adapters = profile_.Copy(&DeviceProfile::display_adapters);
+    std::erase_if(adapters, [](const auto& adapter) { return adapter.description.empty(); });
+    return adapters;
   }
 
  private:

@@ -231,6 +231,28 @@ TEST(SimulatedDevice, ChangesWhileItRuns) {
   EXPECT_EQ(device.firmware().Facts()->sku, "new"_w);
 }
 
+TEST(SimulatedDevice, FindsFirmwareTablesThatWereMissingAtFirst) {
+  SimulatedDevice device;
+  EXPECT_EQ(device.firmware().Facts(), nullptr);
+  device.Change([](DeviceProfile& profile) { profile.firmware.emplace().sku = "F14"_w; });
+  EXPECT_EQ(device.firmware().Facts(), nullptr);
+  device.firmware().Reread();
+  ASSERT_NE(device.firmware().Facts(), nullptr);
+  EXPECT_EQ(device.firmware().Facts()->sku, "F14"_w);
+}
+
+TEST(SimulatedDevice, FirmwareFactsInUseOutliveAReread) {
+  SimulatedDevice device(ReadDeviceProfile(R"({"firmware": {"sku": "old"}})"));
+  const FirmwareFacts* const old = device.firmware().Facts();
+  device.Change([](DeviceProfile& profile) { profile.firmware->sku = "new"_w; });
+  device.firmware().Reread();
+  EXPECT_EQ(old->sku, "old"_w);
+  device.Change([](DeviceProfile& profile) { profile.firmware.reset(); });
+  device.firmware().Reread();
+  EXPECT_EQ(device.firmware().Facts(), nullptr);
+  EXPECT_EQ(old->sku, "old"_w);
+}
+
 class SimulatedRegistryOfDevice : public testing::Test {
  protected:
   static RegistryKey Key(WStringView path) { return ParseRegistryPath(path).value(); }

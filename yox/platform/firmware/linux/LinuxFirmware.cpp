@@ -55,32 +55,16 @@ std::optional<FirmwareFacts> ReadDeviceTree(const std::filesystem::path& folder)
   return facts;
 }
 
-std::optional<FirmwareFacts> Read(const std::filesystem::path& root) {
-  const std::filesystem::path tables = root / "sys/firmware/dmi/tables";
+}  // namespace
+
+std::optional<FirmwareFacts> LinuxFirmware::Read() const {
+  const std::filesystem::path tables = root_ / "sys/firmware/dmi/tables";
   if (const auto structures = ReadRootFile(tables / "DMI")) {
     const auto entry_point = ReadRootFile(tables / "smbios_entry_point");
     if (auto facts = smbios::Read(entry_point.value_or(""), *structures)) return facts;
   }
-  if (auto facts = ReadTexts(root / "sys/class/dmi/id")) return facts;
-  return ReadDeviceTree(root / "sys/firmware/devicetree/base");
-}
-
-}  // namespace
-
-const FirmwareFacts* LinuxFirmware::Facts() {
-  const std::lock_guard lock(mutex_);
-  if (!read_) {
-    facts_ = Read(root_);
-    read_ = true;
-  }
-  return facts_ ? &*facts_ : nullptr;
-}
-
-void LinuxFirmware::Reread() {
-  std::optional<FirmwareFacts> facts = Read(root_);
-  const std::lock_guard lock(mutex_);
-  facts_ = std::move(facts);
-  read_ = true;
+  if (auto facts = ReadTexts(root_ / "sys/class/dmi/id")) return facts;
+  return ReadDeviceTree(root_ / "sys/firmware/devicetree/base");
 }
 
 }  // namespace yox::platform

@@ -1,27 +1,23 @@
 #pragma once
 
 #include <filesystem>
-#include <mutex>
 #include <optional>
+#include <utility>
 
-#include "yox/platform/firmware/Firmware.h"
+#include "yox/platform/firmware/PublishedFirmware.h"
 
 namespace yox::platform {
 
 // The firmware tables that the kernel exposes (/sys/firmware/dmi/tables), which only root may read;
-// for others the single texts of /sys/class/dmi/id, which lack the serial numbers.
-class LinuxFirmware final : public Firmware {
+// for other users the single texts of /sys/class/dmi/id, which lack the serial numbers.
+class LinuxFirmware final : public PublishedFirmware {
  public:
   explicit LinuxFirmware(std::filesystem::path root = "/") : root_(std::move(root)) {}
 
-  const FirmwareFacts* Facts() override;
-  void Reread() override;
-
  private:
+  std::optional<FirmwareFacts> Read() const override;
+
   const std::filesystem::path root_;
-  std::mutex mutex_;
-  bool read_ = false;                   // under mutex_
-  std::optional<FirmwareFacts> facts_;  // under mutex_ until read_
 };
 
 }  // namespace yox::platform

@@ -7,34 +7,15 @@
 #include "yox/platform/firmware/Smbios.h"
 
 namespace yox::platform {
-namespace {
 
-std::optional<FirmwareFacts> Read() {
+std::optional<FirmwareFacts> WindowsFirmware::Read() const {
   constexpr DWORD kRawSmbios = 0x52534D42;  // 'RSMB'
   std::string table(GetSystemFirmwareTable(kRawSmbios, 0, nullptr, 0), '\0');
   const UINT size =
       GetSystemFirmwareTable(kRawSmbios, 0, table.data(), static_cast<DWORD>(table.size()));
-  if (size > table.size()) return std::nullopt;
+  if (size > table.size()) return std::nullopt;  // it grew in between
   table.resize(size);
   return smbios::Read(table);
-}
-
-}  // namespace
-
-const FirmwareFacts* WindowsFirmware::Facts() {
-  const std::lock_guard lock(mutex_);
-  if (!read_) {
-    facts_ = Read();
-    read_ = true;
-  }
-  return facts_ ? &*facts_ : nullptr;
-}
-
-void WindowsFirmware::Reread() {
-  std::optional<FirmwareFacts> facts = Read();
-  const std::lock_guard lock(mutex_);
-  facts_ = std::move(facts);
-  read_ = true;
 }
 
 }  // namespace yox::platform
