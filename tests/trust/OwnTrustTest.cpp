@@ -4,6 +4,7 @@
 
 #include "yox/clientbase/FileSystem.h"
 #include "yox/platform/clock/Clock.h"
+#include "yox/platform/files/PathText.h"
 #include "yox/platform/simulated/DeviceProfileReader.h"
 #include "yox/platform/simulated/SimulatedDevice.h"
 #include "yox/policy/BuiltInTrust.h"
@@ -29,10 +30,10 @@ class OwnTrustTest : public testing::Test {
     return {};
   }
   void WriteFile(const std::string& token, const std::string& policy) {
-    FileSystem::createDirectory(
-        yox::WString(FileSystem::GetCommonApplicationDataPath()) + "\\tervan\\YOX"_w, true);
-    FileSystem::OpenToWrite(FileSystem::GetCommonApplicationDataPath() +
-                            "\\tervan\\YOX\\yox-provision.json"_w)
+    const yox::WString folder = FileSystem::GetCommonApplicationDataPath() +
+                                yox::platform::NativePath("\\tervan\\YOX\\"_wv);
+    FileSystem::createDirectory(folder, true);
+    FileSystem::OpenToWrite(folder + "yox-provision.json"_w)
         << R"({"provision_token": ")" << token << R"(", "config_policy": ")" << policy << "\"}";
   }
 

@@ -16,6 +16,7 @@
 namespace {
 
 using yox::WString;
+using yox::platform::NativePath;
 using yox::platform::ToText;
 using namespace yox::literals;
 
@@ -57,14 +58,14 @@ TEST_F(FileSystemTest, WrittenFileIsReadBackAndDeleted) {
   EXPECT_FALSE(FileSystem::fileExists(path));
 }
 
-TEST_F(FileSystemTest, BackslashesSeparateFoldersOnEverySystem) {
-  const WString folder = ToText(device_.files().folder()) + "\\Shared\\Deep"_w;
+TEST_F(FileSystemTest, FoldersAreCreatedWithAndWithoutTheirParents) {
+  const WString folder = ToText(device_.files().folder()) + NativePath("\\Shared\\Deep"_wv);
   EXPECT_FALSE(FileSystem::createDirectory(folder, false));
   EXPECT_TRUE(FileSystem::createDirectory(folder, true));
   EXPECT_TRUE(FileSystem::createDirectory(folder, true));
-  EXPECT_TRUE(FileSystem::createDirectory(folder + "\\"_w, false));
+  EXPECT_TRUE(FileSystem::createDirectory(folder + "/"_w, false));
   EXPECT_TRUE(std::filesystem::is_directory(device_.files().folder() / "Shared" / "Deep"));
-  Write(folder + "\\file"_w, "x");
+  Write(folder + "/file"_w, "x");
   EXPECT_TRUE(
       std::filesystem::is_regular_file(device_.files().folder() / "Shared" / "Deep" / "file"));
 }

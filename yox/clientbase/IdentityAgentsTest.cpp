@@ -8,6 +8,7 @@
 #include "yox/clientbase/SubBrandAgent.h"
 #include "yox/clientbase/System.h"
 #include "yox/clientbase/XMLConfigAgent.h"
+#include "yox/platform/files/PathText.h"
 #include "yox/platform/registry/Registry.h"
 #include "yox/platform/simulated/DeviceProfileReader.h"
 #include "yox/platform/simulated/SimulatedDevice.h"
@@ -125,7 +126,7 @@ TEST(XMLConfigAgentTest, AFileThatSomebodyElseCanWriteConfiguresNothing) {
   platform.Set(files);
   const yox::platform::ScopedPlatform installed(platform);
   ASSERT_TRUE(
-      FileSystem::fileExists(FileSystem::GetCommonApplicationDataPath() + "\\yox-config.xml"_w));
+      FileSystem::fileExists(FileSystem::GetCommonApplicationDataPath() + "/yox-config.xml"_w));
   EXPECT_EQ(Written(XMLConfigAgent::GetInstance(0)), "||||");
 }
 
@@ -133,7 +134,8 @@ TEST(XMLConfigAgentTest, AFileLargerThanAMebibyteConfiguresNothing) {
   constexpr std::size_t kMebibyte = std::size_t{1} << 20;
   yox::platform::SimulatedDevice device;
   const yox::platform::ScopedPlatform installed(device);
-  const WString path = FileSystem::GetCommonApplicationDataPath() + "\\yox-config.xml"_w;
+  const WString path =
+      yox::platform::ToText(device.files().folder() / "ProgramData" / "yox-config.xml");
   ASSERT_TRUE(FileSystem::createDirectory(FileSystem::GetCommonApplicationDataPath(), true));
   std::string xml = "<configuration><MTM>M</MTM></configuration>";
   xml.resize(kMebibyte, ' ');

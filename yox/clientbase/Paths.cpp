@@ -4,6 +4,7 @@
 #include "yox/clientbase/FileSystem.h"
 #include "yox/platform/Platform.h"
 #include "yox/platform/files/Files.h"
+#include "yox/platform/files/PathText.h"
 
 namespace YOX::utility {
 namespace {
@@ -13,9 +14,9 @@ platform::Files& Files() { return platform::Platform::Get().files(); }
 bool GetCertificatePath(WStringView name, std::string& path) {
   WString folder;
   if (!GetYoxAppDataRootPath(folder)) return false;
-  folder += "\\Certificates"_wv;
+  folder += platform::NativePath("\\Certificates"_wv);
   FileSystem::createDirectory(folder, true);
-  path = String::UTF16ToUTF8(folder += name);
+  path = String::UTF16ToUTF8(folder += platform::NativePath(name));
   return true;
 }
 
@@ -36,7 +37,7 @@ bool getBridgeMqttPemFilePath(std::string& path) {
 bool getEmbeddedMqttPemFilePath(std::string& path) {
   WString folder = Files().ProductDirectory();
   if (folder.empty()) return false;
-  path = String::UTF16ToUTF8(folder += "\\mqtt-embedded.pem"_wv);
+  path = String::UTF16ToUTF8(folder += platform::NativePath("\\mqtt-embedded.pem"_wv));
   return true;
 }
 

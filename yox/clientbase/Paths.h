@@ -5,8 +5,8 @@
 #include "yox/base/Export.h"
 #include "yox/base/WString.h"
 
-// Where the client keeps what. Paths are texts with backslashes (see platform/Files.h), without a
-// separator at the end; asking creates nothing unless said.
+// The folders and files of the client. Paths have the separators of this system, and none at the
+// end. Nothing is created unless said.
 namespace YOX::utility {
 
 // The folder of the client's own state. False, and `path` untouched, when there is none.
@@ -15,9 +15,9 @@ YOX_API bool GetYoxAppDataRootPath(WString& path);
 // The folder of the system's libraries; outside Windows that of this library.
 YOX_API WString GetSystemDirectoryW();
 
-// Certificate files, as UTF-8. The first two answer false, and leave `path` untouched, when there
-// is no such place; the third is then empty. The folder of the bridge file and the combined file is
-// created, if missing.
+// Certificate files, as UTF-8. The first two return false, and leave `path` as it was, when there
+// is no such place; the third then returns an empty text. The folder of the bridge file and the
+// combined file is created if it is missing.
 //   bridge    the chain that the server sent
 //   embedded  the chain that ships with the product
 //   combined  what the MQTT client reads

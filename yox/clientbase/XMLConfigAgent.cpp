@@ -7,6 +7,7 @@
 #include "yox/clientbase/FileSystem.h"
 #include "yox/platform/Platform.h"
 #include "yox/platform/files/Files.h"
+#include "yox/platform/files/PathText.h"
 
 using namespace yox::literals;
 using YOX::String;
@@ -42,7 +43,8 @@ XMLConfigAgent XMLConfigAgent::Parse(std::string_view xml) {
 XMLConfigAgent& XMLConfigAgent::GetInstance(int /*unused*/) {
   constexpr std::size_t kLargest = std::size_t{1} << 20;
   thread_local XMLConfigAgent agent;
-  const WString path = FileSystem::GetCommonApplicationDataPath() + "\\yox-config.xml"_w;
+  const WString path =
+      FileSystem::GetCommonApplicationDataPath() + yox::platform::NativePath("\\yox-config.xml"_wv);
   const auto xml =
       yox::platform::Platform::Get().files().ReadTrusted(FileSystem::Locate(path), kLargest);
   agent = Parse(xml.value_or(""));

@@ -4,6 +4,7 @@
 
 #include "yox/clientbase/FileSystem.h"
 #include "yox/clientbase/Paths.h"
+#include "yox/platform/files/PathText.h"
 
 namespace yox::device {
 
@@ -12,7 +13,8 @@ using yox::WString;
 WString CachePath(yox::WStringView name) {
   WString path;
   YOX::utility::GetYoxAppDataRootPath(path);
-  return (path += kSharedFolder) += name;
+  path += platform::NativePath(kSharedFolder);
+  return path += platform::NativePath(name);
 }
 
 std::optional<std::string> ReadCacheFile(const WString& path) {

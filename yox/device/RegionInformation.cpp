@@ -9,6 +9,7 @@
 #include "yox/clientbase/Paths.h"
 #include "yox/clientbase/System.h"
 #include "yox/device/CacheFile.h"
+#include "yox/platform/files/PathText.h"
 
 using namespace yox::literals;
 using YOX::String;
@@ -66,8 +67,9 @@ bool RegionInformation::LoadRegionInformationFromFile() {
     WString path;
     if (YOX::utility::GetYoxAppDataRootPath(path)) path = yox::device::CachePath(kFile);
     if (!FileSystem::fileExists(path)) {
-      path = FileSystem::GetCommonApplicationDataPath() + "\\tervan\\yox"_w +
-             WString(yox::device::kSharedFolder) + WString(kFile);
+      path = FileSystem::GetCommonApplicationDataPath() +
+             yox::platform::NativePath("\\tervan\\yox"_w + WString(yox::device::kSharedFolder) +
+                                       WString(kFile));
     }
     const std::optional<std::string> text = yox::device::ReadCacheFile(path);
     if (text) DeSerialize(*text);

@@ -22,7 +22,7 @@ constexpr char kOtherFile[] =
     R"({"region_name":"Deutschland","country_code":"DE","region_info_datetime":"then"})";
 
 std::filesystem::path Fallback(InstalledDevice& device) {
-  return device->files().Locate(device->files().CommonApplicationDataPath() + "\\tervan\\yox"_w) /
+  return device->files().Locate(device->files().CommonApplicationDataPath()) / "tervan" / "yox" /
          "Shared" / kFile;
 }
 

@@ -216,7 +216,7 @@ TEST_F(MqttCertChainTest, BridgeFileThatCannotBeWrittenIsLoggedAndReturnsFalse) 
 TEST_F(MqttCertChainTest, CombinedFileThatCannotBeWrittenDoesNotFailTheStore) {
   const WString combined = String::UTF8ToUTF16(combined_);
   ASSERT_TRUE(FileSystem::createDirectory(combined, false));
-  ASSERT_TRUE(FileSystem::createDirectory(combined + "\\inside"_w, false));
+  ASSERT_TRUE(FileSystem::createDirectory(combined + "/inside"_w, false));
   const yox_test::CapturedLog log;
   EXPECT_TRUE(PolicyOf(kA).updateMqttCertChain());
   EXPECT_EQ(Read(bridge_), kA);

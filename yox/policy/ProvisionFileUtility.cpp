@@ -11,6 +11,7 @@
 #include "yox/clientbase/Paths.h"
 #include "yox/platform/Platform.h"
 #include "yox/platform/clock/Clock.h"
+#include "yox/platform/files/PathText.h"
 #include "yox/policy/BuiltInTrust.h"
 
 using YOX::g_log;
@@ -60,7 +61,7 @@ ProvisionFileUtility* ProvisionFileUtility::GetInstance() {
 WString ProvisionFileUtility::GetProvisionPath() {
   const WString root(kRootDirectory);
   WString data = FileSystem::GetCommonApplicationDataPath();
-  data += kDataDirectory;
+  data += yox::platform::NativePath(kDataDirectory);
   if (FileSystem::fileExists(FileIn(root))) {
     FileSystem::deleteFile(FileIn(data));
     return root;

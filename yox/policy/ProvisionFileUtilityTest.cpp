@@ -7,6 +7,7 @@
 #include "yox/base/String.h"
 #include "yox/clientbase/FileSystem.h"
 #include "yox/platform/files/Files.h"
+#include "yox/platform/files/PathText.h"
 #include "yox/platform/simulated/SimulatedDevice.h"
 #include "yox/policy/ProvisionFileUtility.h"
 
@@ -30,7 +31,8 @@ const WString kRootFile = "C:\\yox-provision.json"_w;
 class ProvisionFileUtilityTest : public testing::Test {
  protected:
   void SetUp() override {
-    data_folder_ = FileSystem::GetCommonApplicationDataPath() + "\\tervan\\YOX\\"_w;
+    data_folder_ = FileSystem::GetCommonApplicationDataPath() +
+                   yox::platform::NativePath("\\tervan\\YOX\\"_wv);
     data_file_ = data_folder_ + "yox-provision.json"_w;
     ASSERT_TRUE(FileSystem::createDirectory(data_folder_, true));
     std::filesystem::create_directories(FileSystem::Locate(kRootFile).parent_path());

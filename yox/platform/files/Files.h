@@ -11,11 +11,13 @@
 
 namespace yox::platform {
 
-// Where the library's files are, and who may open them. All operations are safe from any thread.
+// Where the library's files are, and who may open them. All operations may be called from any
+// thread.
 //
-// Paths of the library are texts with backslashes, below one of the four folders here or below
-// "C:\"; `Locate` gives the place on this machine. Folders come without a separator at the end, and
-// asking for one creates nothing.
+// Paths are UTF-16 texts with the separators of this system: a name that a user gave is never
+// changed. What the library's own code appends to one of the four folders here, it writes with
+// backslashes and turns into this form by NativePath (PathText.h). Folders come without a separator
+// at the end, and asking for one creates nothing.
 class YOX_API Files {
  public:
   virtual ~Files() = default;
@@ -30,6 +32,9 @@ class YOX_API Files {
   // The folder of the files that ship with the product.
   virtual WString ProductDirectory() const = 0;
 
+  // The path on this machine. It is the path itself, but for what begins with "C:\", the root
+  // directory of the device, where the provision file may be: outside Windows that is the product's
+  // folder of configuration files, and separators below it may be backslashes.
   virtual std::filesystem::path Locate(WStringView path) const = 0;
 
   // Creates an empty file that from its first moment only this account, and on Windows the

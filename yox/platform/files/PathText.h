@@ -7,7 +7,8 @@
 
 namespace yox::platform {
 
-// A path as a text of the library, and back; separators stay as they are.
+// A path of this system as UTF-16, and back. Separators and all other characters stay as they are:
+// outside Windows "\\" is a letter of a file's name.
 inline WString ToText(const std::filesystem::path& path) {
 #if defined(_WIN32)
   return path.native();
@@ -21,6 +22,16 @@ inline std::filesystem::path ToPath(WStringView text) {
   return text;
 #else
   return String::UTF16ToUTF8(text);
+#endif
+}
+
+// A path that the library's own code names, which is written with backslashes ("\\Shared"), with
+// the separators of this system.
+inline WString NativePath(WStringView path) {
+#if defined(_WIN32)
+  return WString(path);
+#else
+  return String::Replace(path, "\\"_wv, "/"_w);
 #endif
 }
 

@@ -58,8 +58,7 @@ fs::path SimulatedFiles::Locate(WStringView path) const {
                        path.find_first_of("\\/"_wv, kDrive.size()) == WStringView::npos;
   // A longer path that starts so may be one of this machine, if it is a Windows one.
   if (in_root) return folder() / "Root" / ToPath(path.substr(kDrive.size()));
-  const WString separator(1, static_cast<WChar>(fs::path::preferred_separator));
-  return ToPath(String::Replace(path, "\\"_wv, separator));
+  return ToPath(path);
 }
 
 bool SimulatedFiles::CreatePrivate(const fs::path& file) {

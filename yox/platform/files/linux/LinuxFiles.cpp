@@ -5,7 +5,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <string>
 #include <system_error>
@@ -66,11 +65,9 @@ WString LinuxFiles::SystemDirectory() const { return Below(LibraryFolder()); }
 WString LinuxFiles::ProductDirectory() const { return Below(YOX_PRODUCT_DIRECTORY); }
 
 fs::path LinuxFiles::Locate(WStringView path) const {
-  constexpr std::string_view kDrive = "C:/";
-  std::string text = String::UTF16ToUTF8(path);
-  std::ranges::replace(text, '\\', '/');
-  if (text.starts_with(kDrive)) return root_ / "etc/yox" / text.substr(kDrive.size());
-  return text;
+  constexpr WStringView kDrive = "C:\\"_wv;
+  if (!path.starts_with(kDrive)) return ToPath(path);
+  return root_ / "etc/yox" / ToPath(NativePath(path.substr(kDrive.size())));
 }
 
 bool LinuxFiles::CreatePrivate(const fs::path& file) {

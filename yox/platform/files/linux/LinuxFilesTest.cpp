@@ -19,6 +19,7 @@ namespace fs = std::filesystem;
 using yox::AccessGrant;
 using yox::ParseAccessGrants;
 using yox::platform::LinuxFiles;
+using yox::platform::NativePath;
 using yox::platform::ToText;
 using namespace yox::literals;
 
@@ -55,10 +56,17 @@ TEST_F(LinuxFilesTest, DriveIsTheProductsFolderOfConfiguration) {
 TEST_F(LinuxFilesTest, FoldersLieBelowTheRootAndLetterCaseCounts) {
   const LinuxFiles files("/sandbox");
   EXPECT_EQ(files.CommonApplicationDataPath(), "/sandbox/var/lib"_w);
-  EXPECT_EQ(files.Locate(files.CommonApplicationDataPath() + "\\tervan\\YOX\\"_w),
+  EXPECT_EQ(files.Locate(files.CommonApplicationDataPath() + NativePath("\\tervan\\YOX\\"_wv)),
             "/sandbox/var/lib/tervan/YOX/");
-  EXPECT_NE(files.Locate("/var/lib\\tervan\\YOX"_wv), files.Locate("/var/lib\\tervan\\yox"_wv));
+  EXPECT_NE(files.Locate("/var/lib/tervan/YOX"_wv), files.Locate("/var/lib/tervan/yox"_wv));
   EXPECT_TRUE(files.SystemDirectory().starts_with(u"/sandbox/"));
+}
+
+TEST_F(LinuxFilesTest, ABackslashIsALetterOfAName) {
+  EXPECT_EQ(LinuxFiles().Locate("/srv/a\\b\\.json"_wv), "/srv/a\\b\\.json");
+  EXPECT_EQ(LinuxFiles().Locate("D:\\a"_wv), "D:\\a");
+  setenv("YOX_STATE_DIR", "/st\\x", 1);
+  EXPECT_EQ(LinuxFiles().ApplicationDataRoot(), "/st\\x"_w);
 }
 
 TEST_F(LinuxFilesTest, EnvironmentNamesTheStateFolder) {

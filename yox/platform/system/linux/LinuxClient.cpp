@@ -9,7 +9,7 @@ namespace yox::platform {
 WString LinuxClient::FileVersion(const WString& path) {
   if (!path.ends_with("\\yoxclientservice.exe"_wv)) return {};
   const std::string installed =
-      ReadRootLine(files_.Locate(files_.ProductDirectory() + "\\yoxd.version"_w));
+      ReadRootLine(files_.Locate(files_.ProductDirectory() + "/yoxd.version"_w));
   return String::UTF8ToUTF16(installed.empty() ? YOX_LIBRARY_VERSION : installed);
 }
 
