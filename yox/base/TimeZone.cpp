@@ -206,6 +206,14 @@ std::optional<TimeZone> TimeZone::Parse(std::string_view text) {
   return std::nullopt;
 }
 
+std::vector<std::string_view> TimeZone::KnownRules() {
+  std::vector<std::string_view> rules;
+  for (const NamedRule& named : kNamedRules) rules.push_back(named.rule);
+  std::ranges::sort(rules);
+  rules.erase(std::unique(rules.begin(), rules.end()), rules.end());
+  return rules;
+}
+
 std::int64_t TimeZone::Change::InYear(std::int64_t year) const {
   std::int64_t days = 0;
   switch (form) {

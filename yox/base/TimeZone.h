@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string_view>
+#include <vector>
 
 #include "yox/base/Export.h"
 #include "yox/base/LocalDate.h"
@@ -24,6 +25,9 @@ class YOX_API TimeZone {
   // that the database lists one by one (Morocco's Ramadan), are not known. Nothing on any other
   // text.
   static std::optional<TimeZone> Parse(std::string_view text);
+
+  // The POSIX rules that the names stand for, each once.
+  static std::vector<std::string_view> KnownRules();
 
   // Seconds to add to universal time at this moment.
   std::int32_t OffsetAt(std::int64_t moment) const {

@@ -1,10 +1,15 @@
 #include "yox/clientbase/CaptureDevice.h"
 
-#include <chrono>
+#include <algorithm>
 #include <cstdio>
+#include <cstdlib>
+#include <optional>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "yox/base/String.h"
+#include "yox/base/TimeZone.h"
 #include "yox/clientbase/DeveloperSettings.h"
 #include "yox/clientbase/EpUrlProvider.h"
 #include "yox/clientbase/XMLConfigAgent.h"
@@ -25,31 +30,48 @@
 namespace yox::platform {
 namespace {
 
-constexpr int kSecondsOfMinute = 60;
-constexpr int kMinutesOfHour = 60;
+constexpr std::int64_t kSecondsOfDay = 86'400;
 
-std::int64_t StartOfUniversalDay(const LocalDate& date) {
-  using namespace std::chrono;
-  const sys_days day = year_month_day(year(date.year), month(static_cast<unsigned>(date.month)),
-                                      std::chrono::day(static_cast<unsigned>(date.day)));
-  return duration_cast<seconds>(day.time_since_epoch()).count();
+// A text of TimeZone's with the device's offsets in the year before and the year after a moment.
+NamedZone CaptureZone(const Clock& clock, std::int64_t now) {
+  constexpr std::int64_t kStep = 1'800;  // zones change their offset on the hour or the half hour
+  constexpr std::int64_t kSpan = 366 * kSecondsOfDay;
+  std::vector<std::int32_t> offsets;
+  for (std::int64_t moment = now - kSpan; moment <= now + kSpan; moment += kStep) {
+    offsets.push_back(clock.UtcOffset(moment));
+  }
+  const auto fitting = [&](std::string_view text) -> std::optional<NamedZone> {
+    const std::optional<TimeZone> zone = TimeZone::Parse(text);
+    if (!zone) return std::nullopt;
+    std::int64_t moment = now - kSpan;
+    for (const std::int32_t offset : offsets) {
+      if (zone->OffsetAt(moment) != offset) return std::nullopt;
+      moment += kStep;
+    }
+    return NamedZone{String::UTF8ToUTF16(text), *zone};
+  };
+  if (auto named = fitting(String::UTF16ToUTF8(clock.ZoneName()))) return *named;
+  for (const std::string_view rule : TimeZone::KnownRules()) {
+    if (auto found = fitting(rule)) return *found;
+  }
+  const int minutes = clock.UtcOffset(now) / 60;
+  char text[16];
+  std::snprintf(text, sizeof text, "%c%02d:%02d", minutes < 0 ? '-' : '+', std::abs(minutes) / 60,
+                std::abs(minutes) % 60);
+  return {String::UTF8ToUTF16(text), TimeZone::Parse(text).value_or(TimeZone())};
 }
 
-// The zone as a fixed distance from Greenwich, the one at the start of today: a rule for the rest
-// of the year is more than a clock tells.
 DeviceProfile::ClockSection Capture(const Clock& clock) {
   DeviceProfile::ClockSection section;
   const std::int64_t now = clock.Now();
-  const LocalDate date = clock.ToLocalDate(now);
-  const std::int64_t start =
-      clock.StartOfLocalDay(date.year, date.month, date.day).value_or(StartOfUniversalDay(date));
-  const auto minutes = static_cast<int>((StartOfUniversalDay(date) - start) / kSecondsOfMinute);
-  char offset[16];
-  std::snprintf(offset, sizeof offset, "%c%02d:%02d", minutes < 0 ? '-' : '+',
-                std::abs(minutes) / kMinutesOfHour, std::abs(minutes) % kMinutesOfHour);
-  section.time_zone = {String::UTF8ToUTF16(offset), TimeZone::Parse(offset).value_or(TimeZone())};
-  section.now = yox::platform::LocalTime{date, static_cast<std::int32_t>(now - start)};
   section.uptime_seconds = static_cast<std::uint32_t>(clock.UptimeSeconds());
+  section.time_zone = CaptureZone(clock, now);
+  const std::int32_t offset = section.time_zone.rule.OffsetAt(now);
+  const std::int64_t second = (now + offset) % kSecondsOfDay;
+  section.now = LocalTime{TimeZone().ToLocalDate(now + offset),
+                          static_cast<std::int32_t>(second < 0 ? second + kSecondsOfDay : second)};
+  // In the hour that comes twice when clocks go back, the time alone says the first of the two.
+  if (section.Moment() != now) section.now->utc_offset = offset;
   return section;
 }
 
@@ -98,8 +120,8 @@ void Capture(Registry& registry, const RegistryKey& key, DeviceProfile& profile)
 
 }  // namespace
 
-DeviceProfile CaptureDevice(Platform& device, const std::vector<WString>& registry_keys) {
-  const ScopedPlatform asked(device);  // by the named operations too
+DeviceProfile CaptureDevice(Platform& device, std::span<const RegistryKey> registry_keys) {
+  const ScopedPlatform in_use(device);  // for the named operations
   DeviceProfile profile;
   profile.clock = Capture(device.clock());
   if (const FirmwareFacts* const facts = device.firmware().Facts()) {
@@ -110,14 +132,16 @@ DeviceProfile CaptureDevice(Platform& device, const std::vector<WString>& regist
   profile.first_run_date = device.operating_system().FirstRunDate();
   profile.region = device.locale().Facts();
   profile.user = {device.users().LoggedInUserSid(), device.users().IsSystemProcess()};
-  for (const WString& path : registry_keys) {
-    Capture(device.registry(),
-            {.root = HKEY_LOCAL_MACHINE, .path = path, .view = RegistryView::k64Bit, .user = {}},
-            profile);
+  for (RegistryKey key : registry_keys) {
+    key.view = RegistryView::k64Bit;
+    key.user = profile.user.system_process ? profile.user.sid : WString();
+    Capture(device.registry(), key, profile);
   }
   device.device_tree().Enumerate([&profile](PresentDevice present) {
     profile.devices.push_back({std::move(present.instance_id), std::move(present.hardware_ids)});
   });
+  // Sorted, because the system's order may be another next time.
+  std::ranges::sort(profile.devices, {}, &DeviceProfile::Device::instance_id);
   profile.accelerators = device.accelerators().Enumerate().value_or(std::vector<Accelerator>());
   profile.display_adapters =
       device.display_adapters().Enumerate().value_or(std::vector<DisplayAdapter>());
