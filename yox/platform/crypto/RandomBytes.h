@@ -6,13 +6,14 @@
 
 namespace yox::platform {
 
-// Fills the bytes with the system's random numbers. False when there are none to be had.
+// Fills the bytes from the system's cryptographic random number generator. Returns false if that
+// fails. May be called from any thread.
 YOX_API bool FillRandom(std::span<unsigned char> bytes);
 
-// The system's own.
+// The system's generator, whatever source is installed.
 bool NativeFillRandom(std::span<unsigned char> bytes);
 
-// Puts another source in the place of the system's for its lifetime.
+// For tests. Installs another source for FillRandom for its lifetime.
 class YOX_API ScopedRandomSource {
  public:
   using Source = bool (*)(std::span<unsigned char>);

@@ -13,11 +13,12 @@ enum class SignatureScheme {
 enum class SignatureVerdict {
   kValid,
   kInvalid,
-  kUnusableKey,  // not a public key, or not one for the scheme: wrong kind, wrong curve, too short
+  kUnusableKey,  // not a public key of the scheme in the form of PublicKeyForm.h
 };
 
-// Checks a signature by a public key in the form of a DER SubjectPublicKeyInfo. By OpenSSL on Linux
-// and CNG on Windows. Safe from any thread.
+// Checks a signature with a public key, a DER SubjectPublicKeyInfo: with OpenSSL on Linux, with CNG
+// on Windows, with the same verdict on both. A point that is not on the curve verifies nothing. May
+// be called from any thread.
 SignatureVerdict VerifySignature(SignatureScheme scheme, std::string_view public_key,
                                  std::string_view message, std::string_view signature);
 

@@ -1,14 +1,14 @@
 #include "yox/platform/crypto/Signatures.h"
 
-#include <openssl/ec.h>
 #include <openssl/ecdsa.h>
 #include <openssl/err.h>
 #include <openssl/evp.h>
 #include <openssl/x509.h>
 
-#include <array>
 #include <memory>
 #include <string>
+
+#include "yox/platform/crypto/PublicKeyForm.h"
 
 namespace yox::platform {
 namespace {
@@ -23,25 +23,6 @@ using Owned = std::unique_ptr<T, Deleter>;
 
 const unsigned char* Bytes(std::string_view text) {
   return reinterpret_cast<const unsigned char*>(text.data());
-}
-
-Owned<EVP_PKEY> ReadKey(std::string_view der) {
-  const unsigned char* bytes = Bytes(der);
-  const unsigned char* const end = bytes + der.size();
-  Owned<EVP_PKEY> key(d2i_PUBKEY(nullptr, &bytes, static_cast<long>(der.size())));
-  if (bytes != end) key.reset();
-  return key;
-}
-
-bool Fits(const EVP_PKEY* key, SignatureScheme scheme) {
-  if (scheme == SignatureScheme::kRs256) {
-    return EVP_PKEY_get_base_id(key) == EVP_PKEY_RSA &&
-           EVP_PKEY_get_bits(key) >= kSmallestRsaBits && EVP_PKEY_get_bits(key) <= kLargestRsaBits;
-  }
-  std::array<char, 32> group{};
-  return EVP_PKEY_get_base_id(key) == EVP_PKEY_EC &&
-         EVP_PKEY_get_group_name(key, group.data(), group.size(), nullptr) == 1 &&
-         group.data() == std::string_view("prime256v1");
 }
 
 // The pair of numbers in the form that OpenSSL reads: a DER sequence.
@@ -63,10 +44,17 @@ std::string ToDer(std::string_view pair) {
   return der;
 }
 
+bool HasForm(std::string_view public_key, SignatureScheme scheme) {
+  return scheme == SignatureScheme::kRs256 ? ReadRsaPublicKey(public_key).has_value()
+                                           : ReadP256Point(public_key).has_value();
+}
+
 SignatureVerdict Verify(SignatureScheme scheme, std::string_view public_key,
                         std::string_view message, std::string_view signature) {
-  const Owned<EVP_PKEY> key = ReadKey(public_key);
-  if (key == nullptr || !Fits(key.get(), scheme)) return SignatureVerdict::kUnusableKey;
+  if (!HasForm(public_key, scheme)) return SignatureVerdict::kUnusableKey;
+  const unsigned char* bytes = Bytes(public_key);
+  const Owned<EVP_PKEY> key(d2i_PUBKEY(nullptr, &bytes, static_cast<long>(public_key.size())));
+  if (key == nullptr) return SignatureVerdict::kInvalid;  // a point off the curve
   std::string der;
   if (scheme == SignatureScheme::kEs256) {
     if (signature.size() != kEs256SignatureSize) return SignatureVerdict::kInvalid;
