@@ -10,13 +10,15 @@
 
 namespace yoxctl {
 
-// Makes a simulated device follow edits of its profile's file, all but the clock and what the
-// client has collected already. Made before the profile is read, so that no edit is missed.
+// Makes a simulated device follow edits of its profile's file. Created before the profile is read,
+// so that no edit is missed. One thread at a time.
 class FollowedProfile {
  public:
   explicit FollowedProfile(std::string argument);
 
-  // True when there was an edit. One that cannot be read is complained of, and the next looked at.
+  // Looks at the file, and returns true when it was edited: the device is then that of the edited
+  // profile, as far as the client has not read it before. A profile that cannot be read is reported
+  // on standard error, and changes nothing.
   bool Follow(yox::platform::SimulatedDevice& device);
 
  private:

@@ -12,6 +12,8 @@
 #include "yox/applicability/ApplicabilityEvaluator.h"
 #include "yox/base/String.h"
 #include "yox/decision/FilterDocument.h"
+#include "yox/device/MachineInformation.h"
+#include "yox/device/YoxInfo.h"
 #include "yox/notifications/YOXPublisherSubscriber.h"
 #include "yox/platform/Platform.h"
 #include "yox/platform/clock/Clock.h"
@@ -109,6 +111,15 @@ class Running {
   Running(const Running&) = delete;
   Running& operator=(const Running&) = delete;
 
+  // Reads again what the client reads once: the machine record with region and firmware, its own
+  // version, and the tags.
+  void Refresh() {
+    MachineInformation::GetInstance()->ReInitialize(true);
+    YoxInfo::GetInstance()->ForgetServiceVersion();
+    AppAndTagCollection& tags = *AppAndTagCollection::GetInstance();
+    tags.setTags(tags.getTagsFromRegistryAndMemory());
+  }
+
   Decision Decide(const ApplicabilityFilter& filter) {
     yox::WString reason;
     const bool applies = evaluator_->IsApplicable(filter, nullptr, {}, reason);
@@ -185,7 +196,9 @@ int Watch(const GlobalOptions& global, const std::optional<std::string>& filters
         passed += step;
         if (simulated->clock().MovedByHand()) simulated->clock().AdvanceMilliseconds(step.count());
         const bool due = now - looked >= std::chrono::milliseconds(kDecideMilliseconds);
-        if (!profile.Follow(*simulated) && !told && !due) continue;
+        const bool edited = profile.Follow(*simulated);
+        if (edited) running.Refresh();
+        if (!edited && !told && !due) continue;
         looked = now;
       }
       changed.Clear();

@@ -55,6 +55,52 @@ class WatchProfile(Watcher, Yoxctl):
         self.assertEqual(self.until(program, "decision", applies=True)["criterion"], "registry")
         self.end(program, signal.SIGINT)
 
+    def test_every_edit_of_the_profile_is_followed(self):
+        serial = {"firmware": {"serial_number": "C0FFEE12"}}
+        realm = {"organisation": {"realm": "contoso"}}
+        # The criterion, what it asks for, and the edit after which the device has it.
+        edits = [
+            ("country", "DE", {"region": {"country_code": "DE"}}),
+            ("language", "de-DE", {"region": {"language_code": "de-DE"}}),
+            ("mfr", "Fabrikam", {"firmware": {"manufacturer": "Fabrikam"}}),
+            ("family", "Falcon", {"firmware": {"family": "Falcon"}}),
+            ("model", "FA14", {"firmware": {"model_number": "FA14"}}),
+            ("sku", "F14", {"firmware": {"sku": "F14"}}),
+            ("enclosure", "Notebook", {"firmware": {"enclosure_type": "Notebook"}}),
+            ("os_version", ">=10.0", {"os": {"version": "10.0.22631"}}),
+            ("version", ">=4.2", {"client": {"version": "4.2.10"}}),
+            ("sn_hash", self.actual("sn_hash", serial), serial),
+            ("org_hash", self.actual("org_hash", realm), realm),
+            ("device_subscription", "1b4e28ba", {"organisation": {"subscriptions": ["1b4e28ba"]}}),
+            ("tag", "Device.Usage.IsManagedDevice|true",
+             {"registry": {"HKLM\\SOFTWARE\\Policies\\Tervan\\YOX":
+                           {"IsManagedDevice": {"type": "REG_DWORD", "data": 1}}}}),
+            ("date_range", "2030-01-01|2030-12-31", {"clock": {"now": "2030-05-05T12:00:00"}}),
+            ("date_range", "2026-03-02|2026-03-02",
+             {"clock": {"now": "2026-03-02T00:30:00", "time_zone": "Asia/Tokyo"}}),
+        ]
+        before = {"clock": {"now": "2026-03-01T12:00:00"}, "firmware": {"sku": "other"},
+                  "organisation": {"realm": "other"}}
+        self.write("device.json", before)
+        self.write("filters.json", [{criterion: text} for criterion, text, _ in edits])
+        program = self.watch("--device", "device.json", "watch", "filters.json")
+        self.assertFalse(self.until(program, "decision")["applies"])
+        for number, (criterion, text, edit) in enumerate(edits):
+            with self.subTest(criterion=criterion, text=text):
+                self.edit({**before, **edit})
+                decision = self.until(program, "decision", applies=True)
+                self.assertEqual((decision["criterion"], decision["filter"]), (criterion, number))
+                self.edit(before)
+                self.until(program, "decision", applies=False)
+        self.end(program, signal.SIGTERM)
+
+    def actual(self, criterion, profile):
+        """What a device has for a criterion."""
+        self.write("other.json", profile)
+        self.write("filters.json", [{criterion: "?"}])
+        done = self.run_program("--device", "other.json", "--format", "json", "evaluate", "filters.json", "--explain")
+        return json.loads(done.stdout)["explain"][0]["criteria"][0]["actual"]
+
     def test_a_list_that_is_none_is_refused(self):
         self.write("filters.json", {"filters": 1})
         self.assertEqual(self.run_program("--device", "device.json", "watch", "filters.json").returncode, 2)

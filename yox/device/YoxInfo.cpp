@@ -47,6 +47,11 @@ WString YoxInfo::GetYoxServiceVersion() {
   return service_version_;
 }
 
+void YoxInfo::ForgetServiceVersion() {
+  const yox::MutexLock lock(g_service_version_mutex);
+  service_version_.clear();
+}
+
 WString YoxInfo::GetAnonymousDataCollectionPreference() {
   anonymous_preference_ = ZeroDayUtil::IsAnonymousMetricsEnabled(0) ? "On"_w : "Off"_w;
   return anonymous_preference_;

@@ -26,6 +26,8 @@ class YOX_API YoxInfo {
   // Returns the version of the service's executable, "4.2.10.0"; empty if it has none. Remembered
   // once it is known.
   yox::WString GetYoxServiceVersion();
+  // The next GetYoxServiceVersion reads the version again.
+  void ForgetServiceVersion();
   // Returns "On" or "Off", read again at every call.
   yox::WString GetAnonymousDataCollectionPreference();
 

@@ -219,9 +219,12 @@ WString OwnUser(const DeviceProfile& profile) {
   return profile.user.system_process ? WString() : profile.user.sid;
 }
 
-// Puts into the registry what the profile says of it: its own section, in which HKCU is the hive of
-// the user who is logged on, and the sections that the client keeps there.
-void FillRegistry(SimulatedRegistry& registry, const DeviceProfile& profile) {
+constexpr WStringView kOrganisationKey = "HKLM\\SOFTWARE\\Tervan\\YOX\\Organisation"_wv;
+constexpr WStringView kDeveloperKey = "HKLM\\SOFTWARE\\Tervan\\YOX\\Developer"_wv;
+
+// The edits that put a profile into an empty registry: its own section, in which HKCU is the hive
+// of the user who is logged on, and the sections that the client keeps in the registry.
+std::vector<RegistryEdit> RegistryEdits(const DeviceProfile& profile) {
   std::vector<RegistryEdit> edits;
   const auto set = [&](const RegistryKey& key, const WString& name, const RegistryValue& value) {
     edits.push_back({RegistryAction::kSetValue, key, name, value});
@@ -237,14 +240,39 @@ void FillRegistry(SimulatedRegistry& registry, const DeviceProfile& profile) {
     for (const auto& [name, value] : values) set(key, name, value);
   }
   if (const auto& organisation = profile.organisation) {
-    const RegistryKey key = create("HKLM\\SOFTWARE\\Tervan\\YOX\\Organisation"_wv);
+    const RegistryKey key = create(kOrganisationKey);
     set(key, "Realm"_w, RegistryValue::Text(organisation->realm));
     set(key, "Subscriptions"_w, RegistryValue::MultiText(organisation->subscriptions));
   }
   if (const WString& model = profile.developer.device_model_override; !model.empty()) {
-    set(create("HKLM\\SOFTWARE\\Tervan\\YOX\\Developer"_wv), "DeviceModel"_w,
-        RegistryValue::Text(model));
+    set(create(kDeveloperKey), "DeviceModel"_w, RegistryValue::Text(model));
   }
+  return edits;
+}
+
+// The edits that delete what only the former of two profiles has put into the registry. Its keys
+// stay, because others may have written to them, but for the one whose absence has a meaning.
+std::vector<RegistryEdit> RegistryDeletions(const DeviceProfile& former,
+                                            const DeviceProfile& next) {
+  const auto place = [](const RegistryEdit& edit) {
+    return std::tuple(FoldRegistryName(RegistryPathText(edit.key)), edit.key.user,
+                      FoldRegistryName(edit.name));
+  };
+  std::set<std::tuple<WString, WString, WString>> kept;
+  for (const RegistryEdit& edit : RegistryEdits(next)) kept.insert(place(edit));
+  std::vector<RegistryEdit> deletions;
+  for (const RegistryEdit& edit : RegistryEdits(former)) {
+    if (edit.action != RegistryAction::kSetValue || kept.contains(place(edit))) continue;
+    deletions.push_back({RegistryAction::kDeleteValue, edit.key, edit.name, {}, true});
+  }
+  if (former.organisation && !next.organisation) {
+    deletions.push_back(
+        {RegistryAction::kDeleteKey, ParseRegistryPath(kOrganisationKey).value(), {}, {}, true});
+  }
+  return deletions;
+}
+
+void Apply(SimulatedRegistry& registry, const std::vector<RegistryEdit>& edits) {
   if (registry.Apply(edits) != RegistryStatus::kOk) {
     throw std::invalid_argument("a registry key or value of the profile is malformed");
   }
@@ -307,7 +335,7 @@ struct SimulatedDevice::Parts {
       files.emplace(folder);
     else
       files.emplace();
-    FillRegistry(registry, device);
+    Apply(registry, RegistryEdits(device));
     WriteConfiguration(*files, !folder.empty(), device.configuration);
     PlugAndUnplug(device_tree, {}, device.devices);
   }
@@ -351,6 +379,16 @@ Client& SimulatedDevice::client() { return parts_->client; }
 SimulatedDeviceTree& SimulatedDevice::device_tree() { return parts_->device_tree; }
 
 DeviceProfile SimulatedDevice::profile() const { return parts_->profile.Copy(std::identity()); }
+
+void SimulatedDevice::Become(const DeviceProfile& profile) {
+  const DeviceProfile former = this->profile();
+  Change([&](DeviceProfile& changed) { changed = profile; });
+  if (profile.clock != former.clock) parts_->clock.Apply(profile.clock);
+  std::vector<RegistryEdit> edits = RegistryDeletions(former, profile);
+  std::ranges::move(RegistryEdits(profile), std::back_inserter(edits));
+  Apply(parts_->registry, edits);
+  WriteConfiguration(*parts_->files, true, profile.configuration);
+}
 
 void SimulatedDevice::Change(const std::function<void(DeviceProfile& profile)>& change) {
   Devices before;

@@ -29,18 +29,22 @@
 
 namespace yox::platform {
 
-// A whole device in memory. It answers what its profile says, reads and writes nothing of the
-// machine that it runs on but a folder for its files, and can be changed while it runs:
+// A whole device in memory: a Platform whose facts are those of a profile. Of the machine that it
+// runs on it reads and writes nothing but a folder for its files, and the clock if its profile
+// names no time. It can be changed while the program runs:
 //
 //   SimulatedDevice device(ReadDeviceProfile(R"({"region": {"country_code": "US"}})"));
 //   const ScopedPlatform installed(device);
 //   device.Change([](DeviceProfile& profile) { profile.region.country_code = "DE"_w; });
 //   device.clock().Advance(3600);
 //
-// Every operation is safe from any thread.
+// Every operation may be called from any thread.
 class YOX_API SimulatedDevice final : public Platform {
  public:
-  // Its files lie in `folder`, which stays; without one, in a temporary folder that goes with it.
+  // Keeps its files in `folder`, which is not deleted, or without one in a temporary folder that is
+  // deleted with the object. Throws std::invalid_argument when a registry path of the profile is
+  // malformed, which ReadDeviceProfile refuses, and std::filesystem::filesystem_error when the
+  // folder cannot be created.
   explicit SimulatedDevice(const DeviceProfile& profile = {},
                            const std::filesystem::path& folder = {});
   ~SimulatedDevice() override;
@@ -63,14 +67,21 @@ class YOX_API SimulatedDevice final : public Platform {
   Client& client() override;
   SimulatedDeviceTree& device_tree() override;
 
-  // The profile as it stands now. Clock, registry and device tree are asked for themselves.
+  // A copy of the profile with its changes. What clock, registry and device tree were made to show
+  // by their own operations is not in it.
   DeviceProfile profile() const;
 
-  // Changes the profile in one step: readers see it before or after. The firmware's facts follow
-  // when they are read again, as on a real device. Clock and registry, and with it organisation and
-  // developer settings, have taken their sections at the start and are changed by their own
-  // operations. What comes to or goes from the list of devices is plugged or unplugged, the device
-  // tree's callbacks running in this call. `change` must not call the device.
+  // Makes this the device of another profile, as far as the two differ: the clock (see
+  // SimulatedClock::Apply), the registry (values that only the former profile named are deleted;
+  // what a program wrote stays), the configuration file, and all that Change changes. Readers may
+  // see it half done. Throws like the constructor.
+  void Become(const DeviceProfile& profile);
+
+  // Changes the profile in one step: readers see it before or after. Firmware facts follow when
+  // they are read again, as on a real device. The sections of clock, registry, organisation,
+  // developer and configuration have no effect here, see Become. A device that is added to or
+  // removed from the list of devices is plugged or unplugged, and the device tree's callbacks run
+  // in this call. `change` must not call the device.
   void Change(const std::function<void(DeviceProfile& profile)>& change);
 
  private:

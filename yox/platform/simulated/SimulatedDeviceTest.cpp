@@ -1,6 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <iterator>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "yox/platform/apps/Applications.h"
 #include "yox/platform/clock/Clock.h"
@@ -304,6 +308,43 @@ TEST_F(SimulatedRegistryOfDevice, HoldsOrganisationAndDeveloperSettings) {
   SimulatedDevice bare;
   EXPECT_FALSE(bare.registry().Exists(Key(organisation)));
   EXPECT_FALSE(bare.registry().Exists(Key(developer)));
+}
+
+TEST_F(SimulatedRegistryOfDevice, BecomesThatOfAnotherProfile) {
+  SimulatedDevice device(ReadDeviceProfile(R"({
+      "clock": {"now": "2026-03-01T12:00:00"}, "user": {"sid": "S-1-5-21-7"},
+      "registry": {"HKLM\\SOFTWARE\\A": {"Kept": {"type": "REG_DWORD", "data": 1},
+                                         "Gone": {"type": "REG_DWORD", "data": 2}},
+                   "HKCU\\Software\\A": {"Gone": {"type": "REG_DWORD", "data": 3}}},
+      "organisation": {"realm": "contoso"}, "developer": {"device_model_override": "FA14"},
+      "configuration": {"mtm": "M"}})"));
+  const RegistryKey key = Key("HKLM\\SOFTWARE\\a"_wv);
+  ASSERT_EQ(device.registry().SetValue(key, "Written"_w, RegistryValue::Dword(4)),
+            RegistryStatus::kOk);
+  device.Become(ReadDeviceProfile(R"({
+      "clock": {"now": "2030-01-01T00:00:00"}, "user": {"sid": "S-1-5-21-8"},
+      "region": {"country_code": "DE"},
+      "registry": {"HKLM\\SOFTWARE\\a": {"kept": {"type": "REG_DWORD", "data": 5}},
+                   "HKCU\\Software\\B": {"New": {"type": "REG_DWORD", "data": 6}}}})"));
+  std::vector<RegistryEntry> values;
+  ASSERT_EQ(static_cast<Registry&>(device.registry()).Values(key, values), RegistryStatus::kOk);
+  EXPECT_EQ(values, (std::vector<RegistryEntry>{{"Kept"_w, RegistryValue::Dword(5)},
+                                                {"Written"_w, RegistryValue::Dword(4)}}));
+  RegistryValue value;
+  EXPECT_EQ(device.registry().Get(Key("HKU\\S-1-5-21-8\\Software\\B"_wv), "New"_wv, value),
+            RegistryStatus::kOk);
+  EXPECT_EQ(device.registry().Get(Key("HKU\\S-1-5-21-7\\Software\\A"_wv), "Gone"_wv, value),
+            RegistryStatus::kNotFound);
+  EXPECT_FALSE(device.registry().Exists(Key("HKLM\\SOFTWARE\\Tervan\\YOX\\Organisation"_wv)));
+  EXPECT_EQ(device.registry().Get(Key("HKLM\\SOFTWARE\\Tervan\\YOX\\Developer"_wv),
+                                  "DeviceModel"_wv, value),
+            RegistryStatus::kNotFound);
+  EXPECT_EQ(device.clock().ToLocalDate(device.clock().Now()), (LocalDate{2030, 1, 1}));
+  EXPECT_EQ(device.locale().Facts().country_code, "DE"_w);
+  EXPECT_EQ(device.profile().user.sid, "S-1-5-21-8"_w);
+  std::ifstream configuration(device.files().folder() / "ProgramData" / "yox-config.xml");
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(configuration), {}).find("MTM"),
+            std::string::npos);
 }
 
 TEST(SimulatedDevice, IsReadAndChangedFromSeveralThreads) {
