@@ -7,7 +7,8 @@
 
 #include "host/yoxctl/PresentDevices.h"
 
-// What `watch` prints: one line for each change, as text or as a JSON document.
+// Builds what `watch` prints: one line for each change, with a line break at its end, as text or,
+// with `json`, as a JSON document. All text is UTF-8. Pure functions.
 namespace yoxctl {
 
 struct Tag {
@@ -25,11 +26,12 @@ struct Decision {
 std::string StartLine(std::size_t devices, bool json);
 std::string DeviceLine(DeviceWatch::Change change, const yox::platform::PresentDevice& device,
                        bool json);
-// Of a key that stands there several times the first counts, as in a filter.
+// One line for each key that was added, removed or changed. If a list has a key several times, the
+// first counts, as it does in a filter.
 std::vector<std::string> TagLines(const std::vector<Tag>& before, const std::vector<Tag>& now,
                                   bool json);
-// With the criterion that flipped it: the one that fails in the first filter that only one of the
-// two reasons has matched.
+// The decision `now`. If there was one before, with the criterion that changed it: that which
+// failed in the first filter that matched in only one of the two.
 std::string DecisionLine(const std::optional<Decision>& before, const Decision& now, bool json);
 
 }  // namespace yoxctl

@@ -5,19 +5,18 @@
 
 namespace YOX {
 
-// When the device was first put to use. Asked afresh at every call; safe from any thread. Both
-// answers are empty where the system cannot tell.
+// The day on which the device was first used. Read from the system at every call. Both functions
+// return an empty text if the system does not know it. May be called from any thread.
 //
-// `dateFlag` asks that the 64-bit view of the registry be read, as a program for another processor
-// has to on ARM64. It is always read, and outside Windows there is no other: the flag changes
-// nothing.
+// `dateFlag` has no effect: it asks for the 64-bit view of the registry, which is always read.
 class YOX_API DateTimeUtility {
  public:
   DateTimeUtility() = delete;
 
-  // The day in the device's time zone, "2025-01-10".
+  // The day in the device's time zone: "2025-01-10".
   static WString GetFirstRunDate(bool dateFlag);
-  // The days of the calendar from that day to today as a decimal number; "0" for a day to come.
+  // The number of calendar days from that day to today, in decimal: "17". "0" for a day in the
+  // future.
   static WString GetDaysSinceOobe(bool dateFlag);
 };
 

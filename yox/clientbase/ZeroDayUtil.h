@@ -6,7 +6,7 @@ class YOX_API ZeroDayUtil {
  public:
   ZeroDayUtil() = delete;
 
-  // Whether the user lets anonymous data be collected; asked afresh at every call. Safe from any
-  // thread. `reserved` is 0.
+  // Whether the user allows anonymous data to be collected. Read from the registry at every call.
+  // `reserved` is 0. May be called from any thread.
   static bool IsAnonymousMetricsEnabled(int reserved);
 };

@@ -22,9 +22,11 @@ class Registry;
 class Services;
 class Users;
 
-// One of each thing that an operating system knows. Three implementations: Linux, Windows, and a
-// simulated device. Each interface is declared in a header of its own in the folder of its topic,
-// such as yox/platform/clock/Clock.h.
+// What the library needs of an operating system, one interface for each topic. Three classes
+// implement all of them: for Linux, for Windows, and for a simulated device. Each interface has a
+// header of its own, such as yox/platform/clock/Clock.h, which says from which threads it may be
+// called. The references that a platform returns are the same at every call, and live as long as
+// it.
 class YOX_API Platform {
  public:
   virtual ~Platform() = default;
@@ -45,17 +47,18 @@ class YOX_API Platform {
   virtual Client& client() = 0;
   virtual DeviceTree& device_tree() = 0;
 
-  // The platform in use: the machine's own, unless another is installed.
+  // The platform in use: this machine's, unless a ScopedPlatform has installed another. May be
+  // called from any thread.
   static Platform& Get();
   // Changes whenever a platform is installed or removed. What remembers facts of the device beyond
   // a call compares it, because the facts may then be those of another device. Costs one load.
   static std::uint64_t Generation();
-  // The machine's own; lives until the process ends.
+  // This machine's. Lives until the process ends.
   static Platform& Native();
 };
 
-// Puts a platform in the place of the machine's own for its lifetime. Guards nest; install before
-// other threads ask for the platform, and outlive their use of it.
+// Installs a platform in place of this machine's for its lifetime. Installations nest. The object
+// must be created before other threads use the platform, and outlive their use of it.
 class YOX_API ScopedPlatform {
  public:
   explicit ScopedPlatform(Platform& platform);

@@ -24,8 +24,9 @@ class YOX_API Files {
 
   // The machine-wide folder for the data of all programs.
   virtual WString CommonApplicationDataPath() const = 0;
-  // The folder of this client's own state, which lasts over restarts; nothing when this account has
-  // no place for it. The environment's YOX_STATE_DIR decides before everything else.
+  // The folder of this client's own state, which is kept over restarts; std::nullopt if this
+  // account has no place for it. The environment variable YOX_STATE_DIR overrides the system's
+  // choice.
   virtual std::optional<WString> ApplicationDataRoot() const = 0;
   // The folder of the system's libraries; outside Windows that of this library.
   virtual WString SystemDirectory() const = 0;
@@ -37,15 +38,16 @@ class YOX_API Files {
   // folder of configuration files, and separators below it may be backslashes.
   virtual std::filesystem::path Locate(WStringView path) const = 0;
 
-  // Creates an empty file that from its first moment only this account, and on Windows the
-  // administrators and the local system, can open. False when the name is taken or the folder does
-  // not let it.
+  // Creates an empty file that from its creation on only this account, and on Windows also the
+  // administrators and the local system, can open. Returns false if the name is taken or the file
+  // cannot be created.
   virtual bool CreatePrivate(const std::filesystem::path& file) = 0;
 
-  // Lets the grants' accounts open the file: besides those who could before, or with `replace` in
-  // their place, what the folder hands down included. Outside Windows administrators and local
-  // system are the file's owner, everybody else loses all access whatever stood before, and grants
-  // to other accounts are refused. False when it cannot be done; the file is then as before.
+  // Lets the accounts of the grants open the file, in addition to those that could before, or, with
+  // `replace`, instead of them and of those that would inherit access from the folder. Outside
+  // Windows, administrators and local system mean the file's owner; every other account loses its
+  // access in both cases, and grants to other accounts are refused. Returns false if it cannot be
+  // done; the file is then as before.
   virtual bool Grant(const std::filesystem::path& file, std::span<const AccessGrant> grants,
                      bool replace) = 0;
 

@@ -17,8 +17,8 @@
 
 namespace yox::platform {
 
-// All that there is to know about a device, as a profile document tells it
-// (docs/device-profile.md). Plain data. A fresh profile is a device that has nothing of anything.
+// A device profile document (docs/device-profile.md) in memory: the facts of one device. Plain
+// data. A default-constructed one is a device that has nothing.
 struct DeviceProfile {
   using ClockSection = platform::ClockSection;
 
@@ -82,7 +82,7 @@ struct DeviceProfile {
     WString machine_model;
   };
 
-  std::optional<ClockSection> clock;  // absent: the real one
+  std::optional<ClockSection> clock;  // absent: this machine's
   ClientSection client;
   std::optional<FirmwareSection> firmware;  // absent: no firmware tables
   OsSection os;
@@ -96,7 +96,7 @@ struct DeviceProfile {
   std::map<WString, WString> store_apps;     // name, version
   std::map<WString, ServiceState> services;  // by name
   JoinSection join;
-  std::optional<OrganisationSection> organisation;  // absent: no service object
+  std::optional<OrganisationSection> organisation;  // absent: the device belongs to none
   DeveloperSection developer;
   ConfigurationSection configuration;
   std::optional<LocalDate> first_run_date;

@@ -5,12 +5,12 @@
 
 namespace yox::platform {
 
-// An event that stays set until it is cleared, and wakes all who wait for it. Safe from any thread.
-// A Win32 event or an eventfd: a host's own loop can wait for its handle. Owned here and closed
-// with the object, which must outlive the waits.
+// A manual-reset event: it stays set until it is cleared, and wakes all threads that wait for it. A
+// Win32 event or a Linux eventfd, so that a host's own loop can wait for its handle. May be used
+// from any thread. Must outlive the waits: its handle is closed with it.
 class YOX_API Event {
  public:
-  // Throws std::system_error when the system has none left.
+  // Throws std::system_error when the system cannot create one.
   explicit Event(bool set = false);
   ~Event();
   Event(const Event&) = delete;

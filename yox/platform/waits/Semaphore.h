@@ -7,20 +7,21 @@
 
 namespace yox::platform {
 
-// A count of tokens between 0 and a maximum. Each wait that it ends takes one token. Safe from any
-// thread. A Win32 semaphore on Windows; on Linux a count that costs no system call while nobody
-// waits, so its handle is for the waits of this library only.
+// A counting semaphore with a maximum. A wait that it ends takes one token. May be used from any
+// thread. A Win32 semaphore on Windows. On Linux a counter in memory that needs no system call
+// while no thread waits; its handle is therefore only for the waits of this library.
 class YOX_API Semaphore {
  public:
-  // 0 <= initial <= maximum. Throws std::system_error when the system has none left.
+  // 0 <= initial <= maximum. Throws std::system_error when the system cannot create one.
   Semaphore(long initial, long maximum);
   ~Semaphore();
   Semaphore(const Semaphore&) = delete;
   Semaphore& operator=(const Semaphore&) = delete;
 
-  // Adds `count` tokens. False, with nothing added, when `count` is not positive or the sum would
-  // pass the maximum.
+  // Adds `count` tokens. Returns false, and adds none, if `count` is not positive or the sum would
+  // exceed the maximum.
   bool Release(long count = 1);
+  // Takes a token. Returns false if there was none within the limit.
   bool Wait(std::int64_t milliseconds = kNoTimeLimit) {
     return WaitFor(handle(), milliseconds).signalled();
   }

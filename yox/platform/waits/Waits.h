@@ -11,9 +11,9 @@ namespace yox::platform {
 
 class LinuxWaitable;
 
-// Something that can be waited for, as the system knows it: a HANDLE on Windows; on Linux a
-// descriptor that is signalled while it can be read (an eventfd of the host's own takes part as it
-// is). A plain value that owns nothing; null unless told otherwise.
+// What a thread can wait for: a HANDLE on Windows, and on Linux a file descriptor, which is
+// signalled while it can be read, such as an eventfd of the host's. A plain value that owns
+// nothing. Null unless constructed from a handle.
 class WaitHandle {
  public:
 #if defined(_WIN32)
@@ -33,7 +33,8 @@ class WaitHandle {
       : native_(native), waitable_(waitable) {}
 
   Native native() const { return native_; }
-  // What takes the token when the wait ends, or null for a descriptor that is only looked at.
+  // The object from which a wait takes a token. Null for a handle that waits only look at, and
+  // always on Windows.
   LinuxWaitable* waitable() const { return waitable_; }
 
   friend bool operator==(const WaitHandle&, const WaitHandle&) = default;
@@ -43,8 +44,8 @@ class WaitHandle {
   LinuxWaitable* waitable_ = nullptr;
 };
 
-// How a wait ended. A wait fails as a whole when one of its handles is null or not a handle, and
-// when there is none or more than kMostWaitHandles.
+// How a wait ended. It fails as a whole if one of its handles is null or is not a handle, if there
+// are none, and if there are more than kMostWaitHandles.
 struct WaitResult {
   enum class Kind { kSignalled, kTimedOut, kFailed };
 
@@ -55,16 +56,17 @@ struct WaitResult {
   bool signalled() const { return kind == Kind::kSignalled; }
 };
 
-// Time limits are milliseconds of the platform's clock. A clock that is moved by hand ends waits
-// when it is moved.
+// Time limits are milliseconds of the platform's clock. If that clock is moved by hand
+// (Clock::MovedByHand), moving it ends the waits whose limit it reaches.
 inline constexpr std::int64_t kNoTimeLimit = -1;
 inline constexpr std::size_t kMostWaitHandles = 63;
 // The error number of a null handle, the same on every system.
 inline constexpr std::uint32_t kInvalidHandleError = 6;
 
-// Waits until one of the handles is signalled. When several are, the first in order ends the wait
-// and it alone is taken: a semaphore counts down by one, a mutex becomes the thread's own, an event
-// stays set. A limit of 0 only looks.
+// Waits until one of the handles is signalled. If several are, the first in the given order ends
+// the wait, and only from that one a token is taken: a semaphore counts down by one, a mutex
+// becomes the calling thread's, an event stays set. With a limit of 0 it does not block. May be
+// called from any thread.
 YOX_API WaitResult WaitForAny(std::span<const WaitHandle> handles,
                               std::int64_t milliseconds = kNoTimeLimit);
 inline WaitResult WaitForAny(std::initializer_list<WaitHandle> handles,
@@ -75,15 +77,15 @@ inline WaitResult WaitFor(WaitHandle handle, std::int64_t milliseconds = kNoTime
   return WaitForAny(std::span(&handle, 1), milliseconds);
 }
 
-// Sets or clears an event that is known by its handle only. False for a null handle, or one that is
-// not an event.
+// Sets or clears the event of a handle. Returns false if the handle is null or not an event.
 YOX_API bool SignalEvent(WaitHandle event);
 YOX_API bool ClearEvent(WaitHandle event);
 
-// Lets the time pass on the platform's clock.
+// Blocks for a time of the platform's clock.
 YOX_API void SleepFor(std::int64_t milliseconds);
 
-// As WaitForAny, for one handle or more that are not null; its limit is real time on every clock.
+// The same as WaitForAny with a limit in real time, whatever the platform's clock. At least one
+// handle, and none may be null.
 YOX_API WaitResult NativeWaitForAny(std::span<const WaitHandle> handles, std::int64_t milliseconds);
 inline WaitResult NativeWaitForAny(std::initializer_list<WaitHandle> handles,
                                    std::int64_t milliseconds) {

@@ -4,7 +4,9 @@
 
 namespace yox::platform {
 
-// Everything but the state folder lies below `root`; "C:\" is the product's folder in /etc.
+// Files of a Linux system. All folders but that of the state are below `root`, which a test sets;
+// "C:\" is etc/yox there. The state is in /var/lib/yox for root, and below XDG_STATE_HOME or
+// ~/.local/state for other users.
 class YOX_API LinuxFiles final : public Files {
  public:
   explicit LinuxFiles(std::filesystem::path root = "/");

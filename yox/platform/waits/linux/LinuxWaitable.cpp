@@ -15,21 +15,20 @@ LinuxWaitable::LinuxWaitable() : descriptor_(eventfd(0, EFD_CLOEXEC | EFD_NONBLO
 
 LinuxWaitable::~LinuxWaitable() { close(descriptor_); }
 
-// A putter makes its token visible before it looks for waiters, a waiter makes itself visible
-// before it looks for tokens: one of the two sees the other.
+// The putting thread's half of the pattern in the header: its token is visible already.
 void LinuxWaitable::Wake() {
   if (waiters_.load() > 0) Announce();
 }
 
-// One announcement is enough until it is read. Who finds it made has put its token back before the
-// reader looks.
+// One announcement is enough until it is read. A thread that finds it made has put its token
+// before, so the reader, which clears the flag and then looks for tokens, finds it.
 void LinuxWaitable::Announce() {
   if (!announced_.exchange(true)) eventfd_write(descriptor_, 1);
 }
 
 bool LinuxWaitable::TakeAfterWake() {
-  // Reading takes the announcement from the other sleepers too, so what remains after ours is
-  // announced again.
+  // Reading makes the descriptor unreadable for the other sleepers too, so tokens that remain are
+  // announced again. Another sleeper may have read it first: then the token may be gone.
   eventfd_t ignored = 0;
   eventfd_read(descriptor_, &ignored);
   announced_ = false;

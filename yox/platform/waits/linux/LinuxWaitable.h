@@ -4,8 +4,15 @@
 
 namespace yox::platform {
 
-// What stands behind a handle whose wait takes something: a count kept in memory, with an eventfd
-// on which threads sleep when there is nothing to take.
+// Base of the objects from which a wait takes a token. The tokens are counted in memory, and an
+// eventfd is only for threads that sleep, so that neither putting nor taking a token needs a system
+// call while no thread sleeps (an "event count").
+//
+// All atomics use sequentially consistent order on purpose. The proof of no lost wake-up needs it:
+// a putting thread adds the token and then reads `waiters_`; a waiting thread adds itself to
+// `waiters_` and then looks for a token. In a single total order of these four, at least one of the
+// two sees the other's write (the store-load pattern of Dekker's algorithm), which acquire and
+// release do not guarantee.
 class LinuxWaitable {
  public:
   // Throws std::system_error when there is no descriptor left.
@@ -16,18 +23,19 @@ class LinuxWaitable {
 
   int descriptor() const { return descriptor_; }
 
-  // Takes what the calling thread waits for, if it is there.
+  // Takes a token if there is one.
   virtual bool TryTake() = 0;
 
-  // Around a sleep. Between the two, whoever puts something back also makes the descriptor
-  // readable.
+  // Called before and after a thread sleeps on the descriptor. In between, a thread that puts a
+  // token also makes the descriptor readable.
   void BeginWait() { waiters_.fetch_add(1); }
   void EndWait() { waiters_.fetch_sub(1); }
-  // After the descriptor was readable: tries to take, and wakes the next sleeper if there is more.
+  // Called after the descriptor was readable: takes a token if there is one, and wakes the next
+  // sleeper if there are more.
   bool TakeAfterWake();
 
  protected:
-  // Something was put back.
+  // To be called after a token was put.
   void Wake();
 
  private:
@@ -37,7 +45,7 @@ class LinuxWaitable {
 
   int descriptor_;
   std::atomic<int> waiters_{0};
-  std::atomic<bool> announced_{false};  // readable, and nobody has read it
+  std::atomic<bool> announced_{false};  // the descriptor is readable, and no thread has read it yet
 };
 
 }  // namespace yox::platform

@@ -17,7 +17,7 @@
 namespace yox::platform {
 namespace {
 
-// A token that comes within a few microseconds is not worth a sleep.
+// A token that comes within a few microseconds is cheaper to spin for than to sleep for.
 constexpr int kSpins = 200;
 
 std::int64_t RealMilliseconds() {
@@ -32,7 +32,7 @@ WaitResult Signalled(std::size_t index) {
 
 WaitResult Failed(int error) { return {.error = static_cast<std::uint32_t>(error)}; }
 
-// Counts the thread among the sleepers of every handle that wants to know.
+// Counts the calling thread among the sleepers of its handles.
 class Sleeper {
  public:
   explicit Sleeper(std::span<const WaitHandle> handles) : handles_(handles) {
@@ -116,13 +116,13 @@ WaitResult NativeWaitForAny(std::span<const WaitHandle> handles, std::int64_t mi
 
 bool SignalEvent(WaitHandle event) {
   if (event.null() || event.waitable() != nullptr) return false;
-  // A counter that is full is set.
+  // EAGAIN: the counter is at its maximum, so the event is set.
   return eventfd_write(event.native(), 1) == 0 || errno == EAGAIN;
 }
 
 bool ClearEvent(WaitHandle event) {
   if (event.null() || event.waitable() != nullptr) return false;
-  // Not to block on a host's descriptor that is clear already.
+  // Reading a host's eventfd that is clear would block, if the host did not make it non-blocking.
   pollfd readable{.fd = event.native(), .events = POLLIN, .revents = 0};
   if (poll(&readable, 1, 0) < 0 || (readable.revents & POLLNVAL)) return false;
   eventfd_t ignored = 0;
