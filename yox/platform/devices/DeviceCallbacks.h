@@ -37,7 +37,7 @@ class DeviceCallbacks : public std::enable_shared_from_this<DeviceCallbacks> {
 
   void End(const std::shared_ptr<Callback>& callback);
 
-  Mutex mutex_;
+  yox::Mutex mutex_;
   ConditionVariable finished_;
   std::vector<std::shared_ptr<Callback>> callbacks_ YOX_GUARDED_BY(mutex_);
 };

@@ -182,7 +182,7 @@ class YOX_API Registry {
   void ReportFailure(const char* operation, std::string_view text);
 
  private:
-  Mutex failure_mutex_;
+  yox::Mutex failure_mutex_;
   std::function<void(std::string_view)> failed_ YOX_GUARDED_BY(failure_mutex_);
 };
 

@@ -94,7 +94,7 @@ class LinuxDeviceTree::Known {
     if (known != paths_.end() && known->second == path) paths_.erase(known);
   }
 
-  mutable Mutex mutex_;
+  mutable yox::Mutex mutex_;
   std::map<std::string, WString> instances_ YOX_GUARDED_BY(mutex_);        // by path
   std::unordered_map<WString, std::string> paths_ YOX_GUARDED_BY(mutex_);  // by instance
 };

@@ -31,7 +31,7 @@ class LinuxDeviceTree final : public DeviceTree {
 
   const Source source_;
   const std::shared_ptr<Known> known_;
-  Mutex mutex_;
+  yox::Mutex mutex_;
   std::weak_ptr<Monitor> monitor_ YOX_GUARDED_BY(mutex_);
 };
 

@@ -9,7 +9,8 @@
 namespace yox::platform {
 
 // The firmware tables that the kernel exposes (/sys/firmware/dmi/tables), which only root may read;
-// for other users the single texts of /sys/class/dmi/id, which lack the serial numbers.
+// for other users the single texts of /sys/class/dmi/id, which lack the serial numbers. On boards
+// without SMBIOS, model and serial number of the device tree.
 class LinuxFirmware final : public PublishedFirmware {
  public:
   explicit LinuxFirmware(std::filesystem::path root = "/") : root_(std::move(root)) {}

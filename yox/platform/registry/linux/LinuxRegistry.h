@@ -67,10 +67,10 @@ class LinuxRegistry final : public Registry {
   const std::chrono::milliseconds patience_;
   RegistryPaths paths_;
   // Writers of this process queue here, without the busy waiting of the database.
-  Mutex writing_;
+  yox::Mutex writing_;
   // Whether the reserve on the disk is complete as far as this object knows.
   std::atomic<bool> has_reserve_ = false;
-  Mutex mutex_;
+  yox::Mutex mutex_;
   // Connections that no operation uses at the moment.
   std::vector<std::unique_ptr<RegistryStore>> idle_ YOX_GUARDED_BY(mutex_);
   // Exists as long as a watch does.

@@ -28,7 +28,7 @@ class RegistryWatcher {
     std::int64_t seen = 0;
 
     // Locked during a call, so that Remove can wait for its end.
-    Mutex calling;
+    yox::Mutex calling;
     bool ended YOX_GUARDED_BY(calling) = false;
   };
 
@@ -56,7 +56,7 @@ class RegistryWatcher {
   const FileDescriptor wake_up_;
   const std::function<void(const std::exception&)> failed_;
   const std::unique_ptr<RegistryStore> store_;  // used by the thread alone
-  Mutex mutex_;
+  yox::Mutex mutex_;
   std::vector<std::shared_ptr<Watch>> watches_ YOX_GUARDED_BY(mutex_);
   bool ending_ YOX_GUARDED_BY(mutex_) = false;
   std::thread thread_;

@@ -45,7 +45,7 @@ class WindowsRegistryWatch final : public RegistryWatch {
   const AutoResetEvent change_;
   const AutoResetEvent ending_;
   LSTATUS error_ = ERROR_SUCCESS;  // written by the thread before it has begun
-  Mutex mutex_;
+  yox::Mutex mutex_;
   ConditionVariable begun_;
   bool has_begun_ YOX_GUARDED_BY(mutex_) = false;
   std::thread thread_;

@@ -82,7 +82,7 @@ class SystemBus {
   void Silence(std::string_view service);
 
   const std::chrono::milliseconds limit_;
-  Mutex mutex_;
+  yox::Mutex mutex_;
   // By service; the bus itself is the empty name.
   std::map<std::string, std::chrono::steady_clock::time_point, std::less<>> silenced_until_
       YOX_GUARDED_BY(mutex_);
