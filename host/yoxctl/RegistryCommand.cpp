@@ -1,9 +1,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <condition_variable>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <utility>
 
@@ -151,12 +149,12 @@ RegistryValue ValueOf(const RegistryOptions& options) {
   if (type == RegistryType::kMultiText) {
     std::vector<WString> texts;
     for (const std::string& text : options.data) {
-      if (text.empty()) throw Refusal("DATA: a text of several cannot be empty");
+      if (text.empty()) throw Refusal("DATA: a string of REG_MULTI_SZ cannot be empty");
       texts.push_back(Widened("DATA", text));
     }
     return RegistryValue::MultiText(texts);
   }
-  if (options.data.size() > 1) throw Refusal("DATA: only REG_MULTI_SZ takes several texts");
+  if (options.data.size() > 1) throw Refusal("DATA: only REG_MULTI_SZ takes several strings");
   const std::string data = options.data.empty() ? "" : options.data.front();
   switch (type) {
     case RegistryType::kText:
@@ -172,7 +170,7 @@ RegistryValue ValueOf(const RegistryOptions& options) {
   }
 }
 
-// As a device profile holds it.
+// The data as a device profile has it.
 Json::Value DataJson(const RegistryValue& value) {
   if (value.type == RegistryType::kText || value.type == RegistryType::kExpandableText) {
     return String::UTF16ToUTF8(value.FirstText());
@@ -192,7 +190,7 @@ Json::Value DataJson(const RegistryValue& value) {
   return bytes;
 }
 
-// The texts of several stand on a line each.
+// A line for each string of REG_MULTI_SZ.
 std::string DataText(const RegistryValue& value) {
   const Json::Value data = DataJson(value);
   if (!data.isArray()) return data.asString() + "\n";
@@ -210,7 +208,7 @@ Json::Value ValueJson(const RegistryValue& value) {
 
 void PrintJson(const Json::Value& document) { Print(yox::JsonText(document)); }
 
-// As messages show it; of the default value it is the key's.
+// The value in messages; for the default value the key alone.
 std::string ValuePlace(const RegistryOptions& options) {
   return options.name.value_or("").empty() ? options.key : options.key + ":" + *options.name;
 }
@@ -300,28 +298,38 @@ std::string ChangeText(const RegistryChange& change, bool json) {
   return yox::JsonText(document, yox::JsonStyle::kReadableLine);
 }
 
+// Changes on their way from the registry's thread to the one that prints them.
+class ReportedChanges {
+ public:
+  void Add(const std::vector<RegistryChange>& changes) {
+    const yox::MutexLock lock(mutex_);
+    changes_.insert(changes_.end(), changes.begin(), changes.end());
+    added_.NotifyOne();
+  }
+  // Waits until there are some.
+  std::vector<RegistryChange> Take() {
+    yox::MutexLock lock(mutex_);
+    while (changes_.empty()) added_.Wait(lock);
+    return std::exchange(changes_, {});
+  }
+
+ private:
+  yox::Mutex mutex_;
+  yox::ConditionVariable added_;
+  std::vector<RegistryChange> changes_ YOX_GUARDED_BY(mutex_);
+};
+
 int Watch(Session& session, const RegistryOptions& options) {
-  std::mutex mutex;
-  std::condition_variable changed;
-  std::vector<RegistryChange> changes;
+  ReportedChanges reported;
   std::unique_ptr<platform::RegistryWatch> watch;
   const RegistryStatus status = session.registry().Watch(
-      KeyOf(options),
-      [&](const std::vector<RegistryChange>& seen) {
-        const std::lock_guard lock(mutex);
-        changes.insert(changes.end(), seen.begin(), seen.end());
-        changed.notify_one();
-      },
+      KeyOf(options), [&](const std::vector<RegistryChange>& changes) { reported.Add(changes); },
       watch);
   if (!session.Found(status, options.key)) return NotFound(options.key);
   session.ComplainFromNowOn();
   Complain("watching " + yox::Printable(options.key));
   for (std::size_t left = options.count; options.count == 0 || left > 0;) {
-    std::unique_lock lock(mutex);
-    changed.wait(lock, [&] { return !changes.empty(); });
-    const std::vector<RegistryChange> seen = std::exchange(changes, {});
-    lock.unlock();
-    for (const RegistryChange& change : seen) {
+    for (const RegistryChange& change : reported.Take()) {
       if (options.count != 0 && left == 0) break;
       Print(ChangeText(change, session.json()));
       --left;
@@ -385,12 +393,12 @@ Command RegistryCommand() {
                    .target = &options->key,
                    .required = true};
   const Option name{.name = "NAME",
-                    .help = "Of the value; empty: the key's default value",
+                    .help = "Name of the value; empty: the key's default value",
                     .target = &options->name};
   Option required_name = name;
   required_name.required = true;
   const Option data{.name = "DATA",
-                    .help = "Text, number, bytes in hexadecimal; of REG_MULTI_SZ texts",
+                    .help = "String, number or hexadecimal bytes; several strings for REG_MULTI_SZ",
                     .target = &options->data};
   Option type{.name = "--type",
               .type = "REG_...",
@@ -398,41 +406,41 @@ Command RegistryCommand() {
               .target = &options->type,
               .initial = "REG_SZ"};
   for (const TypeRow& row : kTypes) type.choices.emplace_back(row.name);
-  const Option count{.name = "--count",
-                     .type = "N",
-                     .help = "End after so many changes",
-                     .target = &options->count};
+  const Option count{
+      .name = "--count", .type = "N", .help = "End after N changes", .target = &options->count};
   const Option source{.name = "FILE.reg",
                       .help = "UTF-16 or UTF-8, version 5.00",
                       .target = &options->file,
                       .required = true};
   const Option target{
       .name = "FILE.reg", .help = "Absent: standard output", .target = &options->file};
-  const Option utf16{
-      .name = "--utf16", .help = "In UTF-16, as old editors want it", .target = &options->utf16};
+  const Option utf16{.name = "--utf16",
+                     .help = "Write UTF-16, which old editors require",
+                     .target = &options->utf16};
   const auto command = [&](std::string verb, std::string help, std::vector<Option> taken,
                            auto function) {
     return SubCommand(std::move(verb), std::move(help), options, std::move(taken), function);
   };
-  return {.name = "registry",
-          .help = "Read, change and watch the device's registry",
-          .options = {{.name = "--view",
-                       .type = "64|32",
-                       .help = "Which half of the registry",
-                       .target = &options->view,
-                       .choices = {"64", "32"}}},
-          .commands = {command("get", "Print a value", {key, name}, Get),
-                       command("set", "Write a value, creating its key",
-                               {key, required_name, data, type}, Set),
-                       command("delete", "Delete a value, or without NAME the key and all below",
-                               {key, name}, Delete),
-                       command("list", "Print what a key holds", {key}, List),
-                       command("watch", "Print what changes in a key and below, until interrupted",
-                               {key, count}, Watch),
-                       command("import", "Do what a registry file asks for, all of it or nothing",
-                               {source}, Import),
-                       command("export", "Write a key and all below as a registry file",
-                               {key, target, utf16}, Export)}};
+  return {
+      .name = "registry",
+      .help = "Read, change and watch the device's registry",
+      .options = {{.name = "--view",
+                   .type = "64|32",
+                   .help = "View of the registry",
+                   .target = &options->view,
+                   .choices = {"64", "32"}}},
+      .commands = {
+          command("get", "Print a value", {key, name}, Get),
+          command("set", "Write a value, creating its key", {key, required_name, data, type}, Set),
+          command("delete", "Delete a value, or without NAME the key and everything below",
+                  {key, name}, Delete),
+          command("list", "Print the keys and values of a key", {key}, List),
+          command("watch", "Print the changes of a key and everything below, until interrupted",
+                  {key, count}, Watch),
+          command("import", "Make the changes of a registry file, on Linux all or none", {source},
+                  Import),
+          command("export", "Write a key and everything below as a registry file",
+                  {key, target, utf16}, Export)}};
 }
 
 }  // namespace yoxctl

@@ -695,7 +695,7 @@ class Registry(Yoxctl):
             (["set", self.KEY, "N", "4294967296", "--type", "REG_DWORD"],
              'DATA: expected a number of the type, found "4294967296"'),
             (["set", self.KEY, "N", "abc", "--type", "REG_BINARY"], "DATA: expected two hexadecimal digits for each byte"),
-            (["set", self.KEY, "N", "a", "b"], "DATA: only REG_MULTI_SZ takes several texts"),
+            (["set", self.KEY, "N", "a", "b"], "DATA: only REG_MULTI_SZ takes several strings"),
             (["delete", "HKLM"], "HKLM: not possible in a registry"),
         ):
             with self.subTest(arguments=arguments):

@@ -1,12 +1,11 @@
 #include "yox/clientbase/CRegMonitor.h"
 
 #include <algorithm>
-#include <condition_variable>
 #include <deque>
-#include <mutex>
 #include <vector>
 
 #include "yox/base/String.h"
+#include "yox/base/ThreadSafety.h"
 #include "yox/platform/Platform.h"
 #include "yox/platform/registry/Registry.h"
 
@@ -18,23 +17,23 @@ using platform::RegistryStatus;
 using platform::RegistryView;
 
 struct CRegMonitor::State {
-  // The setting thread's own.
+  // Used by the thread that adds keys.
   bool initialized = false;
   RegistryView view = RegistryView::kDefault;
 
-  std::mutex mutex;
-  std::condition_variable woken;
-  // Guarded by mutex: identifiers in the order of their changes, each once.
-  std::deque<std::uint32_t> changed;
-  bool stopped = false;
+  yox::Mutex mutex;
+  yox::ConditionVariable woken;
+  // The identifiers of changed watches in the order of their first changes.
+  std::deque<std::uint32_t> changed YOX_GUARDED_BY(mutex);
+  bool stopped YOX_GUARDED_BY(mutex) = false;
 
-  // Ended first: their callbacks use all of the above.
+  // The last member, and so the first to be destroyed: the callbacks use the others.
   std::vector<std::unique_ptr<platform::RegistryWatch>> watches;
 
   void Changed(std::uint32_t identifier) {
-    const std::lock_guard lock(mutex);
+    const yox::MutexLock lock(mutex);
     if (std::ranges::find(changed, identifier) == changed.end()) changed.push_back(identifier);
-    woken.notify_all();
+    woken.NotifyAll();
   }
 };
 
@@ -44,7 +43,7 @@ bool Concerns(const RegistryChange& change, const WString& value_name, bool subt
   if (change.lost) return true;
   if (!subtree && !change.key.empty()) return false;
   if (value_name.empty()) return true;
-  // A key that goes takes its values along.
+  // With a key its values are deleted.
   return change.action == RegistryAction::kDeleteKey ||
          (change.action != RegistryAction::kCreateKey &&
           String::CaseInsesitiveEqual(change.name, value_name));
@@ -85,20 +84,22 @@ std::uint32_t CRegMonitor::AddMonitorKey(HKEY root, const WString& path, const W
 }
 
 bool CRegMonitor::WaitForChange(std::uint32_t& identifier, int wait) {
-  std::unique_lock lock(state_->mutex);
-  if (wait != 0 && !state_->watches.empty()) {
-    state_->woken.wait(lock, [this] { return state_->stopped || !state_->changed.empty(); });
+  State& state = *state_;
+  yox::MutexLock lock(state.mutex);
+  if (wait != 0 && !state.watches.empty()) {
+    while (!state.stopped && state.changed.empty()) state.woken.Wait(lock);
   }
-  if (state_->stopped || state_->changed.empty()) return false;
-  identifier = state_->changed.front();
-  state_->changed.pop_front();
+  if (state.stopped || state.changed.empty()) return false;
+  identifier = state.changed.front();
+  state.changed.pop_front();
   return true;
 }
 
 void CRegMonitor::Stop() {
-  const std::lock_guard lock(state_->mutex);
-  state_->stopped = true;
-  state_->woken.notify_all();
+  State& state = *state_;
+  const yox::MutexLock lock(state.mutex);
+  state.stopped = true;
+  state.woken.NotifyAll();
 }
 
 }  // namespace YOX

@@ -9,34 +9,37 @@
 
 namespace YOX {
 
-// Waits for changes below several keys at once. One thread sets up and waits; `Stop` may come from
-// any thread at any time.
+// Waits for changes of several registry keys at once. One thread adds keys and waits; `Stop` may be
+// called from any thread at any time.
 class YOX_API CRegMonitor {
  public:
   static constexpr std::uint32_t kFailed = 0xFFFFFFFF;
 
   CRegMonitor();
+  // Ends the watches; must not run while a thread waits.
   ~CRegMonitor();
   CRegMonitor(const CRegMonitor&) = delete;
   CRegMonitor& operator=(const CRegMonitor&) = delete;
 
-  // Before the first key is added. False when watching is not possible.
+  // To be called before the first key is added. Returns false when watching is not possible.
   bool Init();
 
-  // Watches of the keys that are added later use the 64-bit view (true) or the process's own.
+  // Whether keys that are added from now on are those of the 64-bit view, or of the process's own.
   void SetUseOnly64BitRegistry(bool only64bit);
 
-  // The watch's identifier, or kFailed: no such key, not initialised. Changes count from the return
-  // on. An empty value name means every value; `subtree` other than 0 everything below the key too.
+  // Watches a key and, unless `subtree` is 0, everything below it, from the return on. With a value
+  // name only this value counts, in any of these keys. Returns the identifier of the watch, kFailed
+  // when there is no such key, it cannot be watched, or `Init` was not called.
   std::uint32_t AddMonitorKey(HKEY root, const WString& path, const WString& valueName,
                               int subtree);
 
-  // True with the identifier of a watch whose key has changed since it was last given; changes
-  // close in time may count once. False when the monitor was stopped, also before the wait, or has
-  // no watch. With `wait` 0 false when nothing has changed yet.
+  // Blocks until a watched key changes; returns true and the identifier of its watch. Several
+  // changes before the call count once. Returns false when the monitor is stopped, before or during
+  // the wait, or watches nothing. With `wait` 0 it does not block, and returns false when nothing
+  // has changed.
   bool WaitForChange(std::uint32_t& identifier, int wait);
 
-  // Ends this wait and all later ones.
+  // Makes this wait and all later ones return false.
   void Stop();
 
  private:

@@ -1,6 +1,7 @@
 #include <array>
 
 #include "yox/clientbase/CRegUtil.h"
+#include "yox/platform/registry/RecordingRegistry.h"
 #include "yox/platform/registry/Registry.h"
 #include "yox/platform/registry/RegistryPlatform.h"
 
@@ -145,6 +146,48 @@ TEST(CRegUtilUserTest, TheSystemsAccountReadsTheHiveOfTheUserWhoIsLoggedOn) {
   EXPECT_EQ(read(true, sid), 0);
   EXPECT_EQ(read(false, sid), 2);
   EXPECT_EQ(read(true, {}), 2);
+}
+
+TEST(CRegUtilViewTest, EachFunctionUsesTheViewOfItsName) {
+  yox_test::RecordingRegistry registry;
+  yox_test::RegistryPlatform platform(registry);
+  const yox::platform::ScopedPlatform installed(platform);
+  const auto calls = [&] { return registry.TakeCalls(); };
+  using testing::ElementsAre;
+  const WString path = "SOFTWARE\\Contoso"_w, name = "Name"_w;
+  CRegUtil util;
+
+  util.CreateKey(HKEY_LOCAL_MACHINE, path, 1);
+  EXPECT_THAT(calls(), ElementsAre("Apply 64-bit"));
+  util.CreateKey(HKEY_LOCAL_MACHINE, path, 0);
+  EXPECT_THAT(calls(), ElementsAre("Apply default"));
+  util.SetKeyValueIn64BitRegView(HKEY_LOCAL_MACHINE, path, name, "text"_w);
+  EXPECT_THAT(calls(), ElementsAre("Apply 64-bit"));
+  util.DoesKeyExistsIn64BitRegView(HKEY_LOCAL_MACHINE, path);
+  EXPECT_THAT(calls(), ElementsAre("Open 64-bit"));
+
+  HKEY opened = nullptr;
+  for (const auto& [flags, call] :
+       {std::pair{0U, "Open default"}, {0x100U, "Open 64-bit"}, {0x200U, "Open 32-bit"}}) {
+    util.OpenKey(HKEY_LOCAL_MACHINE, path, opened, false, {}, kRead | flags);
+    EXPECT_THAT(calls(), ElementsAre(call));
+  }
+
+  WString text;
+  CRegUtil::GetRegValueOfStringType(HKEY_LOCAL_MACHINE, path, name, text);
+  EXPECT_THAT(calls(), ElementsAre("Get default"));
+  CRegUtil::GetRegValueOfStringTypeIn64BitView(HKEY_LOCAL_MACHINE, path, name, text);
+  EXPECT_THAT(calls(), ElementsAre("Get 64-bit"));
+  std::uint32_t number = 0, type = 0;
+  CRegUtil::GetRegValueOfDwordType(HKEY_LOCAL_MACHINE, path, name, number);
+  EXPECT_THAT(calls(), ElementsAre("Get default"));
+  for (const bool only64bit : {false, true}) {
+    std::array<std::uint8_t, 4> buffer{};
+    std::uint32_t size = buffer.size();
+    CRegUtil::GetKeyValue(HKEY_LOCAL_MACHINE, path, name, false, {}, buffer.data(), size, type,
+                          only64bit);
+    EXPECT_THAT(calls(), ElementsAre(only64bit ? "Get 64-bit" : "Get default"));
+  }
 }
 
 }  // namespace

@@ -9,15 +9,15 @@
 
 namespace yox::platform {
 
-// The type number of a property that holds several texts.
+// The type of a property that contains several strings; the number of REG_MULTI_SZ.
 inline constexpr std::uint32_t kMultiStringType = 7;
 
-// The texts of a multi-string: each ends at its terminator, an empty one ends the list. Nothing for
-// a property of another type. A byte that is left over does not count; a text that the end of the
-// bytes cuts off does.
+// Returns the strings of such a property (UTF-16LE, each with a terminator), up to the first empty
+// one. Returns none for a property of another type. An odd byte at the end is ignored; a string
+// without its terminator at the end counts.
 std::vector<WString> ReadMultiString(std::uint32_t type, std::string_view bytes);
 
-// The bytes that are read as these texts. An empty text cannot be told from the end.
+// Returns the bytes that ReadMultiString reads as these strings, none of which is empty.
 std::string WriteMultiString(const std::vector<WString>& texts);
 
 }  // namespace yox::platform

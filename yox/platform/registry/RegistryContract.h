@@ -15,13 +15,13 @@
 
 #include "tests/support/Rows.h"
 
-// What every registry has to do, as one suite of tests: RegistryContractTest.cpp; and what stands
-// on a registry can be tried on each:
+// The contract of every registry, as one suite of tests: RegistryContractTest.cpp. Tests of what
+// uses a registry run on each of them like this:
 //   class X : public testing::TestWithParam<yox_test::RegistryMaker> {};
 //   YOX_ON_EVERY_REGISTRY(X);
 namespace yox_test {
 
-// A registry to try, with keys of its own to write in.
+// A registry under test, with keys of its own to write in.
 class RegistryUnderTest {
  public:
   virtual ~RegistryUnderTest() = default;
@@ -29,9 +29,9 @@ class RegistryUnderTest {
   virtual yox::platform::Registry& registry() = 0;
   // The same store as another process sees it.
   virtual yox::platform::Registry& other() { return registry(); }
-  // The security identifier behind HKEY_CURRENT_USER.
+  // The security identifier that HKEY_CURRENT_USER stands for.
   virtual yox::WString own_user() = 0;
-  // Whether edits that fail midway leave nothing behind.
+  // Whether edits that fail change nothing.
   virtual bool is_atomic() const { return true; }
   // Puts an empty HKEY_LOCAL_MACHINE, which has no 32-bit view, in the place of the machine's.
   virtual void Isolate() {}

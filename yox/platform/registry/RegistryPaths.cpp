@@ -39,7 +39,7 @@ bool IsShared(WStringView below_software) {
          String::CaseInsesitiveEqual(first, "Policies"_wv);
 }
 
-// Moves a name of the machine's software into its 32-bit half.
+// Moves a path of the machine's software into its 32-bit view.
 void Redirect(WString& name) {
   if (!String::CaseInsensitiveStartsWith(name, kRedirected)) return;
   const std::size_t end = kRedirected.size();
@@ -49,7 +49,7 @@ void Redirect(WString& name) {
   name.insert(end, 1, kSeparator);
 }
 
-// Whether a folded name is that of `parent` or of something below it.
+// Whether a folded path is `parent` or below it.
 bool IsSameOrBelow(WStringView folded, WStringView parent) {
   return folded.starts_with(parent) &&
          (folded.size() == parent.size() || folded[parent.size()] == kFoldedSeparator);
@@ -98,50 +98,52 @@ bool IsRegistryValueName(WStringView name) {
 RegistryPaths::RegistryPaths(WString own_user) { SetOwnUser(std::move(own_user)); }
 
 void RegistryPaths::SetOwnUser(WString own_user) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   own_user_ = own_user.empty() ? WString(kSystemAccount) : std::move(own_user);
 }
 
-RegistryStatus RegistryPaths::Resolve(const RegistryKey& key, WString& name) const {
+RegistryStatus RegistryPaths::Resolve(const RegistryKey& key, WString& full_path) const {
   if (!IsRegistryPath(key.path)) return RegistryStatus::kInvalid;
   if (key.root == HKEY_LOCAL_MACHINE) {
-    name = "HKLM"_wv;
+    full_path = "HKLM"_wv;
   } else if (key.root == HKEY_USERS) {
-    name = "HKU"_wv;
+    full_path = "HKU"_wv;
   } else {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     if (key.root == HKEY_CURRENT_USER) {
       if (!IsRegistryPath(key.user)) return RegistryStatus::kInvalid;
-      name = "HKU\\"_w + (key.user.empty() ? own_user_ : key.user);
+      full_path = "HKU\\"_w + (key.user.empty() ? own_user_ : key.user);
     } else {
       const auto handle = handles_.find(reinterpret_cast<std::uintptr_t>(key.root));
       if (handle == handles_.end()) return RegistryStatus::kInvalid;
-      name = handle->second;
+      full_path = handle->second;
     }
   }
-  if (!key.path.empty()) (name += kSeparator) += key.path;
-  if (name.back() == kSeparator) name.pop_back();
-  if (key.view == RegistryView::k32Bit) Redirect(name);
+  if (!key.path.empty()) (full_path += kSeparator) += key.path;
+  if (full_path.back() == kSeparator) full_path.pop_back();
+  if (key.view == RegistryView::k32Bit) Redirect(full_path);
   return RegistryStatus::kOk;
 }
 
-bool RegistryPaths::IsHive(WStringView name) const {
-  const auto equals = [name](WStringView hive) { return String::CaseInsesitiveEqual(name, hive); };
+bool RegistryPaths::IsHive(WStringView full_path) const {
+  const auto equals = [full_path](WStringView hive) {
+    return String::CaseInsesitiveEqual(full_path, hive);
+  };
   if (equals("HKLM"_wv) || equals("HKU"_wv)) return true;
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return equals("HKU\\"_w + own_user_);
 }
 
-HKEY RegistryPaths::OpenHandle(WString name) {
-  const std::lock_guard lock(mutex_);
-  // Like an address: never null, never a root.
+HKEY RegistryPaths::OpenHandle(WString full_path) {
+  const MutexLock lock(mutex_);
+  // Looks like an address: never null, and no root has such a small number.
   last_handle_ += 16;
-  handles_.emplace(last_handle_, std::move(name));
+  handles_.emplace(last_handle_, std::move(full_path));
   return reinterpret_cast<HKEY>(last_handle_);  // NOLINT(performance-no-int-to-ptr)
 }
 
 void RegistryPaths::CloseHandle(HKEY handle) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   handles_.erase(reinterpret_cast<std::uintptr_t>(handle));
 }
 

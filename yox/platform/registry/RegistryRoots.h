@@ -2,9 +2,9 @@
 
 #include <cstdint>
 
-// The registry's roots and key handles under the same names on every system. A handle is opaque:
-// it is compared with null and handed on. On Windows type and roots are those of windows.h, which
-// may be included before or after.
+// The registry's roots and the type of key handles, under the same names on every system. A handle
+// is opaque: it is only compared and passed to functions. On Windows the type and the roots are
+// those of windows.h, which may be included before or after this header.
 struct HKEY__;  // NOLINT(bugprone-reserved-identifier): as windows.h names it
 using HKEY = HKEY__*;
 
