@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -202,6 +203,127 @@ TEST(DecisionWalkTest, VersionCriteriaTrimTheCallersTexts) {
                                               MakeList({{{Field::target_version, "2.0"_w}}}),
                                               nullptr, &target, {}, reason));
   EXPECT_EQ(target, "2.0"_w);
+}
+
+TEST(DecisionWalkTest, EachVersionFilterTellsTheTrimmedText) {
+  const auto record = MakeRecord();
+  record->set_os_version(" 10.0.1 "_w);
+  TestEvaluator evaluator;
+  WString client = " 4.2, a text that is longer than a short one "_w;
+  WString target = " 2.0 "_w;
+  WString reason;
+  const CapturedLog log;
+  EXPECT_FALSE(evaluator.EvaluateApplicability(record, client,
+                                               MakeList({{{Field::version, ">=9.0"_w}},
+                                                         {{Field::version, "<1.0"_w}},
+                                                         {{Field::target_version, ">3.0"_w}},
+                                                         {{Field::target_version, "<1.0"_w}},
+                                                         {{Field::os_version, ">11.0"_w}}}),
+                                               nullptr, &target, {}, reason));
+  std::string lines;
+  for (const auto& line : log.Lines())
+    lines += line.text.substr(line.text.find("Required")) + "|\n";
+  EXPECT_EQ(lines,
+            "Required: >=9.0, Actual: 4.2, a text that is longer than a short one|\n"
+            "Required: <1.0, Actual: 4.2, a text that is longer than a short one|\n"
+            "Required: >3.0, Actual: 2.0|\nRequired: <1.0, Actual: 2.0|\n"
+            "Required: >11.0, Actual: 10.0.1|\n");
+}
+
+// Both criteria see the text that the first has trimmed.
+TEST(DecisionWalkTest, BothVersionsMayBeOneText) {
+  const auto record = MakeRecord();
+  TestEvaluator evaluator;
+  const ApplicabilityFilter list =
+      MakeList({{{Field::target_version, ">=4.2"_w}, {Field::version, ">=9.0"_w}},
+                {{Field::version, "4.2"_w}}});
+  WString both = "  4.2  "_w;
+  WString reason;
+  EXPECT_TRUE(evaluator.EvaluateApplicability(record, both, list, nullptr, &both, {}, reason));
+  EXPECT_EQ(reason, "Filter [0]: version = false; Filter [1]: true; "_w);
+  EXPECT_EQ(both, "4.2"_w);
+}
+
+// The first criterion looks at the text and leaves its blanks, the second removes them.
+TEST(DecisionWalkTest, AVersionThatIsTrimmedAsTheOtherIsLookedAtAgain) {
+  const auto record = MakeRecord();
+  TestEvaluator evaluator;
+  WString both = "  10.20.30.40 of a longer kind  "_w;
+  WString reason;
+  EXPECT_TRUE(evaluator.EvaluateApplicability(
+      record, both,
+      MakeList({{{Field::version, ","_w}},
+                {{Field::target_version, ">=99.0"_w}},
+                {{Field::version, "10.20.30.40 of a longer kind"_w}}}),
+      nullptr, &both, {}, reason));
+  EXPECT_EQ(
+      reason,
+      "Filter [0]: version = false; Filter [1]: target_version = false; Filter [2]: true; "_w);
+}
+
+TEST(DecisionWalkTest, ARequirementOfBlanksAloneTrimsNothing) {
+  const auto record = MakeRecord();
+  TestEvaluator evaluator;
+  WString client = " 4.2 "_w;
+  WString reason;
+  const CapturedLog log;
+  EXPECT_FALSE(evaluator.EvaluateApplicability(
+      record, client, MakeList({{{Field::version, ", ,"_w}}}), nullptr, nullptr, {}, reason));
+  EXPECT_EQ(client, " 4.2 "_w);
+  EXPECT_NE(log.Text().find("Required: , ,, Actual:  4.2 \n"), std::string::npos) << log.Text();
+}
+
+// A host's own registry, which does something in the middle of a decision.
+class InterruptedEvaluator : public TestEvaluator {
+ public:
+  std::function<void()> interrupt;
+
+ protected:
+  bool DoesRequirementPathandValueExistInRegistry(WString& /*path*/,
+                                                  const std::vector<WString>&) override {
+    interrupt();
+    return false;
+  }
+};
+
+TEST(DecisionWalkTest, FiltersMaySetDuringADecisionOnThem) {
+  const auto record = MakeRecord();
+  record->set_os_region("US"_w);
+  InterruptedEvaluator evaluator;
+  ApplicabilityFilter list =
+      MakeList({{{Field::registry, "HKLM\\A:b|"_w}}, {{Field::country, "US"_w}}});
+  evaluator.interrupt = [&] { list.set_filters({}); };
+  WString reason;
+  EXPECT_TRUE(evaluator.EvaluateApplicability(record, ""_w, list, nullptr, nullptr, {}, reason));
+  EXPECT_EQ(reason, "Filter [0]: registry = false; Filter [1]: true; "_w);
+  EXPECT_EQ(list.filters().size(), 0U);
+}
+
+TEST(DecisionWalkTest, WhatTheHostsRegistryChangesIsSeenByLaterCriteria) {
+  const auto record = MakeRecord();
+  record->set_os_version("1.0"_w);
+  record->set_device_family("a family with a name that is longer than a short text"_w);
+  InterruptedEvaluator evaluator;
+  WString client = "1.0"_w;
+  const ApplicabilityFilter list = MakeList({{{Field::family, "a family*"_w},
+                                              {Field::os_version, "1.0"_w},
+                                              {Field::registry, "HKLM\\A:b|"_w}},
+                                             {{Field::version, "1.0"_w}},
+                                             {{Field::os_version, "1.0"_w}},
+                                             {{Field::family, "a family*"_w}},
+                                             {{Field::family, "another*"_w},
+                                              {Field::os_version, ">1.0"_w},
+                                              {Field::version, "2.0.0"_w}}});
+  evaluator.interrupt = [&] {
+    record->set_os_version("2.0, a version with a name that is longer than a short text"_w);
+    record->set_device_family("another family with a name that is longer than the one before"_w);
+    client = "2.0.0"_w;
+  };
+  WString reason;
+  EXPECT_TRUE(evaluator.EvaluateApplicability(record, client, list, nullptr, nullptr, {}, reason));
+  EXPECT_EQ(reason,
+            "Filter [0]: registry = false; Filter [1]: version = false; Filter [2]: os_version = "
+            "false; Filter [3]: family = false; Filter [4]: true; "_w);
 }
 
 TEST(DecisionWalkTest, TheRecordIsNeverTrimmed) {

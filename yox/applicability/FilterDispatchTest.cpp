@@ -461,4 +461,45 @@ TEST(FilterDispatchTest, ARolloutFollowsTheSerialNumber) {
   }
 }
 
+// The organisation's bucket, on a day on which it is in and its devices would not all be.
+TEST(FilterDispatchTest, ARolloutByTenantFollowsTheRealmAndNotTheSerialNumber) {
+  const auto bucket = [](const WString& text) {
+    return yox::decision::RolloutBucket(AnyEvaluator().GetHashedSaltedString(text));
+  };
+  WString early = "a"_w;
+  WString late = "a"_w;
+  while (bucket(early) > 400) early += 'a';
+  while (bucket(late) < 3600) late += 'b';
+  for (const bool is_in : {true, false}) {
+    const WString& realm = is_in ? early : late;
+    const std::string profile =
+        R"({"clock": {"now": "2026-02-19T12:00:00"}, "organisation": {"realm": ")" +
+        String::UTF16ToUTF8(realm) + R"("}})";
+    Bench bench(profile.c_str());
+    bench.record->set_serial_number(is_in ? late : early);
+    EXPECT_EQ(bench.Decide(Field::date_function, "2026-01-01|100|linear|tenant"_w), is_in);
+    EXPECT_EQ(bench.Decide(Field::date_function, "2026-01-01|100|linear|TENANT|x"_w), is_in);
+    EXPECT_EQ(bench.Decide(Field::date_function, "2026-01-01|100|linear|device"_w), !is_in);
+  }
+}
+
+// A record that is assigned has another serial number, as one whose number is set.
+TEST(FilterDispatchTest, ARolloutFollowsARecordThatIsAssigned) {
+  Bench bench(R"({"clock": {"now": "2026-02-19T12:00:00"}})");
+  const auto bucket = [](const WString& serial) {
+    return yox::decision::RolloutBucket(AnyEvaluator().GetHashedSaltedString(serial));
+  };
+  const auto early = MakeRecord();
+  const auto late = MakeRecord();
+  WString serial = "a"_w;
+  while (bucket(serial) > 400) serial += 'a';
+  early->set_serial_number(serial);
+  while (bucket(serial) < 3600) serial += 'b';
+  late->set_serial_number(serial);
+  for (const bool is_in : {true, false, true}) {
+    *bench.record = is_in ? *early : *late;
+    EXPECT_EQ(bench.Decide(Field::date_function, "2026-01-01|100|linear"_w), is_in);
+  }
+}
+
 }  // namespace

@@ -104,6 +104,20 @@ TEST_F(InstalledItemsTest, AnotherGenerationIsAskedForAgain) {
   EXPECT_TRUE(Decide("Contoso Viewer"_w));
 }
 
+// Only the first pair that the name matches counts: in the order of the keys, whatever the order of
+// the map that holds them.
+TEST_F(InstalledItemsTest, AreTriedInTheOrderOfTheirKeys) {
+  applications_.installed.clear();
+  for (int i = 10; i < 60; ++i) {
+    const WString number = yox::String::UTF8ToUTF16(std::to_string(i));
+    applications_.installed["{"_w + number + "}"_w] = {
+        "Contoso App "_w + number, {}, number + ".0"_w};
+  }
+  EXPECT_TRUE(Decide("Contoso App*|10.0"_w));
+  EXPECT_TRUE(Decide("{*|10.0"_w));
+  EXPECT_FALSE(Decide("Contoso App*|11.0"_w));
+}
+
 TEST_F(InstalledItemsTest, AnInstalledOneComesBeforeTheStores) {
   applications_.installed["Contoso.Notes"_w] = {"Notes"_w, {}, "1.0"_w};
   EXPECT_TRUE(Decide("Contoso.Notes|1.0"_w));

@@ -1,3 +1,7 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
 #include <thread>
 #include <vector>
 
@@ -128,6 +132,32 @@ TEST_F(IsApplicableTest, WithoutARecordEverythingApplies) {
   EXPECT_THAT(log.Text(), testing::HasSubstr("ApplicabilityEvaluator E "
                                              "ApplicabilityEvaluator::IsApplicable : Exception - "
                                              "machineInformation\n"));
+}
+
+TEST_F(IsApplicableTest, TheFirstDecisionWithoutARecordWarns) {
+  std::shared_ptr<MachineInformation> none;
+  yox::YOXHelperFactory::GetInstance()->SetMachineInformationAgent(none);
+  const yox_test::CapturedLog log;
+  Applies("[]");
+  Applies("[]");
+  const auto warnings = std::ranges::count_if(log.Lines(), [](const auto& line) {
+    return line.level == YOX::LogLevel::Warning &&
+           line.text.starts_with("ApplicabilityEvaluator::IsApplicable No machine record: ");
+  });
+  EXPECT_EQ(warnings, 1) << log.Text();
+}
+
+TEST_F(IsApplicableTest, WithARecordNothingWarns) {
+  const yox_test::CapturedLog log;
+  Applies("[]");
+  EXPECT_THAT(log.Text(), testing::Not(testing::HasSubstr(" W ")));
+}
+
+// The version that a decision fetches itself is its own to trim.
+TEST_F(IsApplicableTest, TheClientsVersionMayHaveBlanksAroundIt) {
+  device_.Change([](auto& profile) { profile.client.version = " 4.2.10.0 "_w; });
+  EXPECT_TRUE(Applies(R"([{"version": ">=9.0"}, {"version": "4.2.10.0"}])"));
+  EXPECT_EQ(reason_, "Filter [0]: version = false; Filter [1]: true; "_w);
 }
 
 TEST_F(IsApplicableTest, AnExceptionAppliesAndKeepsTheReasonSoFar) {
