@@ -33,10 +33,7 @@ SimulatedProcess::~SimulatedProcess() = default;
 yox::decision::FactsRecord FactsOf(const yox::platform::DeviceProfile& profile,
                                    std::span<const ApplicabilityFilter> lists) {
   const SimulatedProcess process(profile);
-  yox::decision::FactsRecord record =
-      ApplicabilityEvaluator::CreateWithoutTasks()->CollectFacts(lists);
-  if (profile.clock) record.time_zone = profile.clock->time_zone.rule;
-  return record;
+  return ApplicabilityEvaluator::CreateWithoutTasks()->CollectFacts(lists);
 }
 
 }  // namespace yoxctl

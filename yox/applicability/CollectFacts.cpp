@@ -4,11 +4,15 @@
 
 #include "yox/applicability/ApplicabilityEvaluator.h"
 #include "yox/applicability/RunningDevice.h"
+#include "yox/base/String.h"
+#include "yox/base/TimeZone.h"
 #include "yox/decision/CompiledList.h"
 #include "yox/decision/Criteria.h"
 #include "yox/decision/FactsRecord.h"
 #include "yox/device/YoxInfo.h"
 #include "yox/foundation/YOXHelperFactory.h"
+#include "yox/platform/Platform.h"
+#include "yox/platform/clock/Clock.h"
 #include "yox/tags/AppAndTagCollection.h"
 
 using yox::WString;
@@ -21,6 +25,7 @@ using yox::decision::Hive;
 using yox::decision::Knowledge;
 using yox::decision::Language;
 using yox::decision::RegistryFact;
+using yox::platform::Platform;
 using namespace yox::literals;
 
 namespace {
@@ -63,6 +68,9 @@ FactsRecord ApplicabilityEvaluator::RunningDevice::Collect(
   record.device_subscriptions = {
       subscriptions.knowledge,
       std::vector<WString>(subscriptions.texts.begin(), subscriptions.texts.end())};
+
+  record.time_zone =
+      yox::TimeZone::Parse(YOX::String::UTF16ToUTF8(Platform::Get().clock().ZoneName()));
 
   Tags();
   record.tags.emplace();
