@@ -10,6 +10,7 @@
 
 using YOX::String;
 using yox::WString;
+using yox::applicability::RolloutForecast;
 using namespace yox::literals;
 using namespace yox::decision;
 

@@ -2,6 +2,8 @@
 
 #include "fuzz/FuzzInput.h"
 
+using namespace yox::applicability;
+
 // A document of cases, and the device of each over a profile that has what may be changed. What is
 // refused is told in one line.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

@@ -27,6 +27,7 @@
 #include "host/yoxctl/RolloutPlot.h"
 #include "host/yoxctl/SimulatedProcess.h"
 
+using yox::applicability::RolloutForecast;
 using yox::decision::FilterField;
 using yox::decision::PreparedDevice;
 using yox::decision::ReadFilterDocument;

@@ -14,6 +14,8 @@
 namespace yoxctl {
 namespace {
 
+using yox::applicability::RolloutForecast;
+
 constexpr int kWidth = 720;
 constexpr int kHeight = 400;
 constexpr int kLeft = 60;

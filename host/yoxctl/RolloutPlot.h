@@ -11,7 +11,7 @@ namespace yoxctl {
 
 // What a plot of a roll-out shows. Texts are UTF-8.
 struct RolloutPlot {
-  const RolloutForecast& forecast;
+  const yox::applicability::RolloutForecast& forecast;
   std::string title;
   std::string function;
   std::int64_t now = 0;  // seconds since 1970 UTC

@@ -19,6 +19,8 @@
 #include "host/yoxctl/SimulatedProcess.h"
 #include "host/yoxctl/Table.h"
 
+using yox::applicability::ListTest;
+using yox::applicability::ListTestCase;
 using yox::decision::Explanation;
 using yox::decision::ReadFilterDocument;
 
@@ -65,7 +67,7 @@ auto ReadBeside(const std::string& place, const std::string& file, Read read) {
 }
 
 TestFile ReadTestFile(const std::string& name) {
-  const ListTest test = ReadNamed(name, ReadListTest);
+  const ListTest test = ReadNamed(name, yox::applicability::ReadListTest);
   const std::filesystem::path folder = PathOf(name).parent_path();
   const auto beside = [&](const yox::WString& file) {
     return PathText(folder / PathOf(YOX::String::UTF16ToUTF8(file)));
@@ -85,7 +87,7 @@ TestFile ReadTestFile(const std::string& name) {
                            [](std::string text) { return text; });
     }
     try {
-      file.cases.push_back({one, DeviceOfCase(one, profile)});
+      file.cases.push_back({one, yox::applicability::DeviceOfCase(one, profile)});
     } catch (const yox::DocumentError& error) {
       throw Refusal(place + "." + error.what());
     }

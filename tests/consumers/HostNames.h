@@ -7,6 +7,7 @@
 // Those of windows.h, which some hosts define for code that is shared between the systems.
 using BOOL = int;
 using BYTE = unsigned char;
+using DWORD = unsigned long;
 using HANDLE = void*;
 using LONG = long;
 using UINT = unsigned int;
@@ -38,6 +39,7 @@ struct ListTest;
 struct Mutex;
 struct Platform;
 struct Registry;
+struct RolloutForecast;
 struct Rung;
 struct Semaphore;
 struct SimulatedDevice;

@@ -20,25 +20,27 @@ struct JsonCodec<Json::Value> {
 };
 
 template <>
-struct JsonFields<ListTestCase> {
-  static constexpr std::tuple kTable{JsonField{"name", &ListTestCase::name},
-                                     JsonField{"profile", &ListTestCase::profile},
-                                     JsonField{"changes", &ListTestCase::changes},
-                                     JsonField{"now", &ListTestCase::now},
-                                     JsonField{"target_version", &ListTestCase::target_version},
-                                     JsonField{"tags", &ListTestCase::tags},
-                                     JsonField{"applies", &ListTestCase::applies},
-                                     JsonField{"decided_by", &ListTestCase::decided_by}};
+struct JsonFields<applicability::ListTestCase> {
+  static constexpr std::tuple kTable{
+      JsonField{"name", &applicability::ListTestCase::name},
+      JsonField{"profile", &applicability::ListTestCase::profile},
+      JsonField{"changes", &applicability::ListTestCase::changes},
+      JsonField{"now", &applicability::ListTestCase::now},
+      JsonField{"target_version", &applicability::ListTestCase::target_version},
+      JsonField{"tags", &applicability::ListTestCase::tags},
+      JsonField{"applies", &applicability::ListTestCase::applies},
+      JsonField{"decided_by", &applicability::ListTestCase::decided_by}};
 };
 
 template <>
-struct JsonFields<ListTest> {
-  static constexpr std::tuple kTable{JsonField{"list", &ListTest::list},
-                                     JsonField{"cases", &ListTest::cases}};
+struct JsonFields<applicability::ListTest> {
+  static constexpr std::tuple kTable{JsonField{"list", &applicability::ListTest::list},
+                                     JsonField{"cases", &applicability::ListTest::cases}};
 };
 
 }  // namespace yox
 
+namespace yox::applicability {
 namespace {
 
 // What a patch holds takes the place of what was there, objects member by member; null removes.
@@ -97,3 +99,5 @@ yox::platform::DeviceProfile DeviceOfCase(const ListTestCase& test, std::string_
 }
 
 std::vector<std::string> ListTestPaths() { return yox::JsonPaths<ListTest>(); }
+
+}  // namespace yox::applicability

@@ -14,6 +14,8 @@
 #include "yox/base/WString.h"
 #include "yox/platform/simulated/DeviceProfile.h"
 
+namespace yox::applicability {
+
 // What a filter list is expected to decide (docs/list-tests.md): plain values, UTF-16 text.
 struct ListTestCase {
   yox::WString name;
@@ -42,3 +44,5 @@ YOX_API yox::platform::DeviceProfile DeviceOfCase(const ListTestCase& test,
 
 // The paths of all keys that a document may hold, such as "cases[*].name".
 std::vector<std::string> ListTestPaths();
+
+}  // namespace yox::applicability

@@ -14,6 +14,7 @@
 namespace {
 
 using namespace yox::literals;
+using namespace yox::applicability;
 
 TEST(ListTestDocuments, TheSchemaHasTheReadersKeys) {
   std::vector<std::string> paths = ListTestPaths();

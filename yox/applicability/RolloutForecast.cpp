@@ -10,12 +10,11 @@
 #include "yox/platform/Platform.h"
 #include "yox/platform/clock/Clock.h"
 
-using yox::DocumentError;
-using yox::LocalDate;
+namespace yox::applicability {
+
+using decision::Rollout;
+using platform::Platform;
 using YOX::String;
-using yox::WStringView;
-using yox::decision::Rollout;
-using yox::platform::Platform;
 
 namespace {
 
@@ -100,3 +99,5 @@ int RolloutForecast::BucketOf(WStringView serial_number_or_realm) {
   const std::string utf8 = String::UTF16ToUTF8(serial_number_or_realm);
   return yox::decision::RolloutBucket(String::UTF8ToUTF16(YOX::utility::SHA256WithSalt(utf8)));
 }
+
+}  // namespace yox::applicability

@@ -9,6 +9,8 @@
 #include "yox/base/WString.h"
 #include "yox/platform/clock/Clock.h"
 
+namespace yox::applicability {
+
 // What a roll-out function will do: whom it lets in on which day. It is computed by what the
 // evaluator decides with. An immutable value.
 class YOX_API RolloutForecast {
@@ -53,3 +55,5 @@ class YOX_API RolloutForecast {
   bool has_known_growth_ = false;
   std::vector<int> buckets_;  // by day
 };
+
+}  // namespace yox::applicability

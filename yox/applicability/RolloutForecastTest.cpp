@@ -19,6 +19,7 @@ using namespace yox::literals;
 using yox::LocalDate;
 using YOX::String;
 using yox::WString;
+using yox::applicability::RolloutForecast;
 using yox::platform::ScopedPlatform;
 using yox::platform::SimulatedDevice;
 
