@@ -752,7 +752,9 @@ class UnreadableRegistry(Yoxctl):
             for arguments, code in ((["evaluate", "filters.json"], 1), (["tags"], 0), (["capture"], 0), (["device"], 0)):
                 with self.subTest(cause=cause.__name__, arguments=arguments):
                     done = self.run_program("--state-dir", "state", *arguments)
-                    self.assertEqual((done.stderr.decode(), done.returncode), (complaint, code))
+                    # On a busy machine capture also says that it goes on.
+                    said = done.stderr.decode().replace("yoxctl: still asking the device\n", "")
+                    self.assertEqual((said, done.returncode), (complaint, code))
                     self.assertNotEqual(done.stdout, b"")
             with self.subTest(cause=cause.__name__, arguments="watch"):
                 watch = self.start_program("--state-dir", "state", "watch", "filters.json")
