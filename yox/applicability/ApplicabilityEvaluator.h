@@ -134,9 +134,9 @@ class YOX_API ApplicabilityEvaluator {
 
   // Returns what the 22 criteria see on this device now, as a value on which any thread can decide
   // later (FactsRecord.h): all facts but the registry, and of the registry the values that the
-  // given lists ask for. The texts are as the device has them. The id stays empty; the time zone stays
-  // unknown where the system does not name it, as on Windows. Starts the tracking of devices. Throws
-  // std::invalid_argument("machineInformation") without a machine record.
+  // given lists ask for. The texts are as the device has them. The id stays empty; the time zone
+  // stays unknown where the system does not name it, as on Windows. Starts the tracking of devices.
+  // Throws std::invalid_argument("machineInformation") without a machine record.
   yox::decision::FactsRecord CollectFacts(std::span<const ApplicabilityFilter> lists);
 
  protected:
