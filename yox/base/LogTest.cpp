@@ -102,7 +102,7 @@ TEST(LogTest, AnArgumentCannotBeginALineOfTheFile) {
   ASSERT_TRUE(test_log.Open(path));
   const CapturedLog captured;
   test_log.d("%s: %s", "a\n[2026-01-01] [error] forged\x1b[31m", "b\r\n\u202Ec"_w);
-  std::ifstream file(path, std::ios::binary);
+  std::ifstream file(path);  // as text: lines end as the system ends them
   const std::string content{std::istreambuf_iterator<char>(file), {}};
   EXPECT_TRUE(
       content.ends_with("a\\u000a[2026-01-01] [error] forged\\u001b[31m: "

@@ -5,7 +5,7 @@
 #include <iterator>
 #include <string_view>
 
-// The fields of a filter behind `default`, in their order.
+// The fields of a filter after `default`, in their order.
 // clang-format off
 #define YOX_FILTER_FIELDS(X) \
   X(value)                   \
@@ -33,11 +33,14 @@
   X(hardware_id)
 // clang-format on
 
-namespace yox::decision {
-
+// Global, as the class Filter is.
 #define YOX_ENUMERATOR(name) name,
 enum class FilterField : std::uint8_t { default_, YOX_FILTER_FIELDS(YOX_ENUMERATOR) };
 #undef YOX_ENUMERATOR
+
+namespace yox::decision {
+
+using ::FilterField;
 
 // The fields' names, as documents and reason texts spell them, by FilterField.
 #define YOX_NAME(name) #name,

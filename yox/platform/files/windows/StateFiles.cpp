@@ -51,6 +51,8 @@ bool WriteInPlace(const fs::path& file, const std::function<std::string()>& cont
   Handle staged;
   const fs::path staging = file.native() + L".new" + std::to_wstring(GetCurrentProcessId());
   if (!named) {
+    // Something else is in its place, or may not be opened.
+    if (GetLastError() != ERROR_FILE_NOT_FOUND) return false;
     PrivateAccess access;
     staged = Open(staging, CREATE_ALWAYS, access.attributes());
     if (!staged) return false;
