@@ -1,6 +1,8 @@
 #include "host/yoxctl/FollowedProfile.h"
 
-#include <system_error>
+#include <fstream>
+#include <iterator>
+#include <utility>
 
 #include "yox/platform/simulated/DeviceProfileReader.h"
 
@@ -12,17 +14,16 @@ namespace yoxctl {
 FollowedProfile::FollowedProfile(std::string argument)
     : argument_(std::move(argument)), seen_(Look()) {}
 
-FollowedProfile::State FollowedProfile::Look() const {
-  std::error_code error;
-  const std::filesystem::path path = PathOf(argument_);
-  const auto written = std::filesystem::last_write_time(path, error);
-  return {written, std::filesystem::file_size(path, error)};
+std::optional<std::string> FollowedProfile::Look() const {
+  std::ifstream file(PathOf(argument_), std::ios::binary);
+  if (!file) return std::nullopt;
+  return std::string{std::istreambuf_iterator<char>(file), {}};
 }
 
 bool FollowedProfile::Follow(yox::platform::SimulatedDevice& device) {
-  const State now = Look();
+  std::optional<std::string> now = Look();
   if (now == seen_) return false;
-  seen_ = now;
+  seen_ = std::move(now);
   try {
     device.Become(ReadNamed(argument_, yox::platform::ReadDeviceProfile));
     return true;

@@ -1,10 +1,7 @@
 #pragma once
 
-#include <cstdint>
-#include <filesystem>
 #include <optional>
 #include <string>
-#include <utility>
 
 #include "yox/platform/simulated/SimulatedDevice.h"
 
@@ -22,11 +19,12 @@ class FollowedProfile {
   bool Follow(yox::platform::SimulatedDevice& device);
 
  private:
-  using State = std::pair<std::filesystem::file_time_type, std::uintmax_t>;
-  State Look() const;
+  // Returns the file's bytes; std::nullopt when it cannot be read. Times and sizes would not do:
+  // not every system counts times finely enough to tell two edits apart.
+  std::optional<std::string> Look() const;
 
   const std::string argument_;
-  State seen_;
+  std::optional<std::string> seen_;
 };
 
 }  // namespace yoxctl
