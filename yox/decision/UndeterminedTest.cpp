@@ -27,49 +27,57 @@ struct Domain {
   void (*give)(FactsRecord& record, int value);  // from 1 on
 };
 
+void GiveCountry(FactsRecord& record, int value) {
+  Known& country = record.text(FilterField::country);
+  country = Known::Missing();
+  if (value > 1) country = Known::Known(WString(value == 2 ? "DE"_wv : "US"_wv));
+}
+
+void GiveSku(FactsRecord& record, int value) {
+  Known& sku = record.text(FilterField::sku);
+  sku = Known::Missing();
+  if (value > 1) sku = Known::Known(WString(value == 2 ? ""_wv : "A-1"_wv));
+}
+
+void GiveOsVersion(FactsRecord& record, int value) {
+  constexpr WStringView kVersions[] = {"1.0"_wv, "2.0"_wv, "new"_wv};
+  record.text(FilterField::os_version) = Known::Known(WString(kVersions[value - 1]));
+}
+
+void GiveBucket(FactsRecord& record, int value) {
+  record.rollout_bucket = Given<int>::Known(value == 1 ? 0 : kLastBucket);
+}
+
+void GiveTimeZone(FactsRecord& record, int value) {
+  constexpr const char* kZones[] = {"-12:00", "UTC", "+13:00", "+14:00"};
+  record.time_zone = TimeZone::Parse(kZones[value - 1]);
+}
+
+void GiveTags(FactsRecord& record, int value) {
+  record.tags.emplace();
+  if (value == 2) record.tags->emplace_back("Ring"_w, "1"_w);
+  if (value == 3) {
+    record.tags->emplace_back("Other"_w, "x"_w);
+    record.tags->emplace_back("ring"_w, "x"_w);
+  }
+}
+
+void GiveRegistry(FactsRecord& record, int value) {
+  record.registry.push_back({"HKLM\\A"_w, "b"_w, {}});
+  if (value > 1) record.registry.back().text = WString(value == 2 ? "1"_wv : ""_wv);
+}
+
+void GiveHardwareIds(FactsRecord& record, int value) {
+  record.hardware_ids.emplace();
+  if (value == 2) record.hardware_ids->push_back("PCI\\A"_w);
+}
+
 const std::vector<Domain>& Domains() {
   static const std::vector<Domain> domains = {
-      {"country", 3,
-       [](FactsRecord& record, int value) {
-         record.text(FilterField::country) =
-             value == 1 ? Known::Missing() : Known::Known(value == 2 ? "DE"_w : "US"_w);
-       }},
-      {"sku", 3,
-       [](FactsRecord& record, int value) {
-         record.text(FilterField::sku) =
-             value == 1 ? Known::Missing() : Known::Known(value == 2 ? ""_w : "A-1"_w);
-       }},
-      {"os_version", 3,
-       [](FactsRecord& record, int value) {
-         record.text(FilterField::os_version) = Known::Known(value == 1   ? "1.0"_w
-                                                             : value == 2 ? "2.0"_w
-                                                                          : "new"_w);
-       }},
-      {"serial_number", 2,
-       [](FactsRecord& record, int value) {
-         record.rollout_bucket = Given<int>::Known(value == 1 ? 0 : kLastBucket);
-       }},
-      {"time_zone", 4,
-       [](FactsRecord& record, int value) {
-         constexpr const char* kZones[] = {"-12:00", "UTC", "+13:00", "+14:00"};
-         record.time_zone = TimeZone::Parse(kZones[value - 1]);
-       }},
-      {"tags", 3,
-       [](FactsRecord& record, int value) {
-         record.tags = value == 1   ? Pairs{}
-                       : value == 2 ? Pairs{{"Ring"_w, "1"_w}}
-                                    : Pairs{{"Other"_w, "x"_w}, {"ring"_w, "x"_w}};
-       }},
-      {"registry.", 3,
-       [](FactsRecord& record, int value) {
-         record.registry.push_back({"HKLM\\A"_w, "b"_w, {}});
-         if (value > 1) record.registry.back().text = value == 2 ? "1"_w : ""_w;
-       }},
-      {"hardware_ids", 2,
-       [](FactsRecord& record, int value) {
-         record.hardware_ids.emplace();
-         if (value == 2) record.hardware_ids->push_back("PCI\\A"_w);
-       }},
+      {"country", 3, GiveCountry},      {"sku", 3, GiveSku},
+      {"os_version", 3, GiveOsVersion}, {"serial_number", 2, GiveBucket},
+      {"time_zone", 4, GiveTimeZone},   {"tags", 3, GiveTags},
+      {"registry.", 3, GiveRegistry},   {"hardware_ids", 2, GiveHardwareIds},
   };
   return domains;
 }
