@@ -22,7 +22,7 @@ class MqttChainLinuxTest : public yox_test::MqttChainFiles {
 };
 
 TEST_F(MqttChainLinuxTest, ModesAreSetWhateverTheUmask) {
-  for (const mode_t mask : {0, 077}) {
+  for (const mode_t mask : {0U, 077U}) {
     umask(mask);
     ASSERT_TRUE(PolicyOf(yox_test::kRootACertificate).updateMqttCertChain());
     EXPECT_EQ(Mode(Bridge()), fs::perms{0600});
