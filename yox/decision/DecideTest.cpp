@@ -105,7 +105,7 @@ TEST_P(CriterionOnFacts, IsUnknownWithoutTheFactAndNamesIt) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , CriterionOnFacts,
+    Rows, CriterionOnFacts,
     testing::Values(
         FactRow{"Country", R"([{"country": "US,de"}])", Forget<FilterField::country>, {"country"}},
         FactRow{
@@ -222,7 +222,7 @@ TEST_P(UnknownWalk, DecidesWhatLogicAllows) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , UnknownWalk,
+    Rows, UnknownWalk,
     testing::Values(
         WalkRow{"OneFalseCriterionIsEnough", R"([{"country": "DE", "language": "en*"}])",
                 Truth::kFalse},
@@ -282,7 +282,7 @@ TEST_P(UnknownZone, DecidesWhatIsSoEverywhereOnEarth) {
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    , UnknownZone,
+    Rows, UnknownZone,
     testing::Values(
         ZoneRow{"BegunEverywhere", R"([{"date_range": "2026-02-28|*"}])", Truth::kTrue},
         ZoneRow{"BegunSomewhere", R"([{"date_range": "2026-03-01|*"}])", Truth::kUnknown},
