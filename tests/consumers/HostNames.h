@@ -30,7 +30,6 @@ struct ExplainedCriterion;
 struct ExplainedFact;
 struct ExplainedFilter;
 struct Explanation;
-struct FilterField;
 struct Forecast;
 struct LintFinding;
 struct LintRule;
