@@ -3,10 +3,12 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "yox/base/Log.h"
 
@@ -19,10 +21,15 @@ class AwaitedLog {
   AwaitedLog() {
     YOX::Log::SetSink(
         [taken = taken_](std::string_view log, YOX::LogLevel level, std::string_view line) {
-          const std::lock_guard lock(taken->mutex);
+          std::unique_lock lock(taken->mutex);
           taken->text.append(log).append({' ', "DWE"[static_cast<int>(level)], ' '});
           taken->text.append(line).append("\n");
           taken->came.notify_all();
+          if (taken->awaited.empty() || line.find(taken->awaited) == line.npos) return;
+          taken->awaited.clear();
+          const auto act = std::exchange(taken->act, nullptr);
+          lock.unlock();
+          act();
         });
   }
   ~AwaitedLog() { YOX::Log::SetSink({}); }
@@ -34,6 +41,14 @@ class AwaitedLog {
     std::unique_lock lock(taken_->mutex);
     return taken_->came.wait_for(lock, std::chrono::milliseconds(milliseconds),
                                  [&] { return taken_->text.find(text) != std::string::npos; });
+  }
+
+  // Calls the function once, on the thread that next logs a line which holds the text, before the
+  // thread goes on.
+  void OnLine(std::string_view text, std::function<void()> act) {
+    const std::lock_guard lock(taken_->mutex);
+    taken_->awaited = text;
+    taken_->act = std::move(act);
   }
 
   std::string Text() const {
@@ -61,6 +76,8 @@ class AwaitedLog {
     mutable std::mutex mutex;
     std::condition_variable came;
     std::string text;
+    std::string awaited;
+    std::function<void()> act;
   };
 
   const std::shared_ptr<Taken> taken_ = std::make_shared<Taken>();

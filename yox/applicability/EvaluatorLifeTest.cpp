@@ -117,6 +117,12 @@ class EvaluatorLifeTest : public testing::Test {
     ASSERT_EQ(device_.registry().SetValue(key, name, RegistryValue::Text(text)),
               RegistryStatus::kOk);
   }
+  // The tags that a refresh would write, so that it changes nothing.
+  void WriteTagsOfARefresh() {
+    for (const char* const text : {"Device.Hardware.Npu.Exists", "OobeDate", "DaysSinceOobe"}) {
+      Write(kTags, String::UTF8ToUTF16(text), "false"_w);
+    }
+  }
   bool AwaitHold() {
     return log_.Await("Received registry tags updated event. Waiting one minute");
   }
@@ -160,9 +166,7 @@ TEST_F(EvaluatorLifeTest, AChangeIsHeldForAMinuteRefreshedAndPublishedOnce) {
 }
 
 TEST_F(EvaluatorLifeTest, AThousandWritesCostOneRefreshAndOneNotification) {
-  for (const char* const text : {"Device.Hardware.Npu.Exists", "OobeDate", "DaysSinceOobe"}) {
-    Write(kTags, String::UTF8ToUTF16(text), "false"_w);
-  }
+  WriteTagsOfARefresh();
   Listener listener;
   ASSERT_NO_FATAL_FAILURE(Run());
   for (int i = 0; i < 1'000; ++i) {
@@ -189,6 +193,87 @@ TEST_F(EvaluatorLifeTest, WhatTheRefreshWritesIsNoticedOnce) {
   ASSERT_TRUE(listener.Await(2));
   EXPECT_LT(End(), kPromptly);
   EXPECT_EQ(Refreshes(), 2U);
+}
+
+// The event is cleared for the pass that begins: when nothing has changed since, the next change
+// begins a minute of its own.
+TEST_F(EvaluatorLifeTest, AChangeAfterAPassIsHeldForAWholeMinute) {
+  Listener listener;
+  ASSERT_NO_FATAL_FAILURE(Run());
+  Write(kTags, "Channel"_w, "beta"_w);
+  ASSERT_TRUE(AwaitHold());
+  ASSERT_NO_FATAL_FAILURE(PassTheNextAlarm());
+  ASSERT_TRUE(listener.Await(1));
+  ASSERT_NO_FATAL_FAILURE(PassTheNextAlarm());  // for what the refresh wrote
+  ASSERT_TRUE(listener.Await(2));
+  // Time for a pass that nobody asked for to begin, and to be seen below.
+  for (int i = 0; i < 20'000; ++i) std::this_thread::yield();
+  EXPECT_EQ(log_.Count("Received registry tags updated event"), 2U);
+  log_.Clear();
+  device_.clock().AdvanceMilliseconds(5'000);
+  Write(kTags, "Channel"_w, "gamma"_w);
+  ASSERT_TRUE(AwaitHold());
+  const auto alarm = device_.clock().alarms().AwaitNext(kRealHalfMinute);
+  EXPECT_EQ(alarm, device_.clock().SteadyMilliseconds() + 60'000);
+}
+
+TEST_F(EvaluatorLifeTest, AChangeDuringTheRefreshIsNotLost) {
+  WriteTagsOfARefresh();
+  Listener listener;
+  ASSERT_NO_FATAL_FAILURE(Run());
+  Write(kTags, "Channel"_w, "beta"_w);
+  ASSERT_TRUE(AwaitHold());
+  // The watcher takes one change after another: once it has seen the applications' twice, it has
+  // seen that of the tags.
+  log_.OnLine("AppAndTagCollection::CollectTags: Enter", [this] {
+    Write(kTags, "Channel"_w, "gamma"_w);
+    for (std::size_t round = 1; round <= 3; ++round) {
+      Write({HKEY_CURRENT_USER, kUninstall + "\\{1}"_w, {}, {}}, "DisplayName"_w,
+            "Editor"_w + String::UTF8ToUTF16(std::to_string(round)));
+      for (int i = 0; i < 30'000 && log_.Count("Updated installed apps list") < round; ++i) {
+        EXPECT_TRUE(log_.Await("Updated installed apps list"));
+      }
+    }
+  });
+  ASSERT_NO_FATAL_FAILURE(PassTheNextAlarm());
+  ASSERT_TRUE(listener.Await(1));
+  ASSERT_NO_FATAL_FAILURE(PassTheNextAlarm());
+  EXPECT_TRUE(listener.Await(2));
+}
+
+struct UninstallRow {
+  const char* name;
+  HKEY root;
+  WString key;
+};
+void PrintTo(const UninstallRow& row, std::ostream* out) { *out << row.name; }
+
+class UninstallKey : public EvaluatorLifeTest, public testing::WithParamInterface<UninstallRow> {};
+
+TEST_P(UninstallKey, ThatChangesHasTheApplicationsAskedAnew) {
+  const RegistryKey key{GetParam().root, GetParam().key, {}, {}};
+  ASSERT_EQ(device_.registry().CreateKey(key), RegistryStatus::kOk);
+  ASSERT_NO_FATAL_FAILURE(Run());
+  Write({GetParam().root, GetParam().key + "\\{1}"_w, {}, {}}, "DisplayName"_w, "Editor"_w);
+  EXPECT_TRUE(log_.Await("RunRegMonitor Updated installed apps list"));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , UninstallKey,
+    testing::Values(UninstallRow{"OfTheMachine", HKEY_LOCAL_MACHINE,
+                                 "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall"_w},
+                    UninstallRow{"OfTheUser", HKEY_CURRENT_USER,
+                                 "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall"_w},
+                    UninstallRow{
+                        "Of32BitPrograms", HKEY_LOCAL_MACHINE,
+                        "SOFTWARE\\WOW6432Node\\Microsoft\\Windows\\CurrentVersion\\Uninstall"_w}),
+    yox_test::RowName());
+
+TEST_F(EvaluatorLifeTest, TheEndLeavesTheBus) {
+  ASSERT_NO_FATAL_FAILURE(Run());
+  ASSERT_EQ(log_.Count("YOXPublisherSubscriber::Unsubscribe Id"), 0U);
+  End();
+  EXPECT_EQ(log_.Count("size = 0 exit\n"), 1U) << log_.Text();
 }
 
 TEST_F(EvaluatorLifeTest, AChangeOfTheTagsLeavesTheApplicationsAlone) {
@@ -359,6 +444,26 @@ TEST_F(EvaluatorLifeTest, StartsAndStopsAThousandTimes) {
     if (i % 2 == 0) evaluator.Uninit();
   }
   EXPECT_EQ(log_.Count("ApplicabilityEvaluator::Uninit :exit"), 1'000U);
+}
+
+// Others may ask for the instance while it starts, and get the one that is starting.
+TEST(EvaluatorSingletonTest, IsPublishedBeforeItStarts) {
+  SimulatedDevice device(ReadDeviceProfile(kProfile));
+  const yox::platform::ScopedPlatform installed(device);
+  Event stop;
+  yox_test::AwaitedLog log;
+  ApplicabilityEvaluator::SetYoxIsStoppingHandle(stop.handle());
+  std::future<ApplicabilityEvaluator*> other;
+  bool was_published = false;
+  log.OnLine("ApplicabilityEvaluator::Init :enter", [&] {
+    other = std::async(std::launch::async, [] { return ApplicabilityEvaluator::GetInstance(); });
+    was_published = other.wait_for(std::chrono::seconds(5)) == std::future_status::ready;
+  });
+  ApplicabilityEvaluator* const evaluator = ApplicabilityEvaluator::GetInstance();
+  EXPECT_TRUE(was_published);
+  EXPECT_EQ(other.get(), evaluator);
+  stop.Set();
+  evaluator->Uninit();
 }
 
 TEST(EvaluatorSingletonTest, OpensItsLogStartsOnceAndStaysAfterItsEnd) {

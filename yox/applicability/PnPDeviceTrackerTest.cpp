@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -8,6 +10,8 @@
 #include "yox/applicability/PnPDeviceTracker.h"
 #include "yox/platform/devices/DeviceEvent.h"
 #include "yox/platform/simulated/SimulatedDeviceTree.h"
+
+#include "tests/support/Latch.h"
 
 namespace {
 
@@ -326,7 +330,45 @@ TEST(PnPDeviceTrackerRaceTest, ArrivalsAndRemovalsDuringTheSeedLeaveWhatIsPresen
   }
 }
 
+// A device whose IDs are being read when the tracker is told to stop.
+class SlowTree final : public DeviceTree {
+ public:
+  std::unique_ptr<DeviceRegistration> Register(PCM_NOTIFY_CALLBACK callback,
+                                               void* context) override {
+    return tree.Register(callback, context);
+  }
+  void Enumerate(const Visitor& visit) override { tree.Enumerate(visit); }
+  std::vector<WString> HardwareIds(const WString& instance_id) override {
+    reading.CountDown();
+    // Time for a stop that does not wait to return.
+    EXPECT_TRUE(stopping.Wait());
+    for (int i = 0; i < 10'000; ++i) std::this_thread::yield();
+    std::vector<WString> ids = tree.HardwareIds(instance_id);
+    has_read = true;
+    return ids;
+  }
+
+  SimulatedDeviceTree tree;
+  yox_test::Latch reading;
+  yox_test::Latch stopping;
+  std::atomic<bool> has_read{false};
+};
+
 TEST(PnPDeviceTrackerRaceTest, StopWaitsForEventsThatAreBeingHandled) {
+  SlowTree slow;
+  HardwareIdRepository repository;
+  PnPDeviceTracker tracker(repository, slow);
+  ASSERT_TRUE(tracker.Start());
+  std::thread plugging([&] { slow.tree.Plug(Key("1"_w)); });
+  ASSERT_TRUE(slow.reading.Wait());
+  slow.stopping.CountDown();
+  tracker.Stop();
+  EXPECT_TRUE(slow.has_read);
+  EXPECT_EQ(repository.Size(), 2U) << "what was read has arrived";
+  plugging.join();
+}
+
+TEST(PnPDeviceTrackerRaceTest, AnEndMayMeetArrivals) {
   for (int run = 0; run < 20; ++run) {
     SimulatedDeviceTree tree;
     HardwareIdRepository repository;
