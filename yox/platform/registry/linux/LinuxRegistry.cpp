@@ -146,11 +146,6 @@ RegistryStatus LinuxRegistry::Failed(const Operation& operation, const std::exce
 }
 
 bool LinuxRegistry::ReleaseReserve() try {
-  {
-    // Their files may not have got the room that they need.
-    const MutexLock lock(mutex_);
-    idle_.clear();
-  }
   has_reserve_ = false;
   return ReleaseDiskReserve(PrivateFolder(folder_()));
 } catch (const std::system_error&) {

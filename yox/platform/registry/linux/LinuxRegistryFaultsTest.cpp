@@ -226,9 +226,10 @@ TEST(LinuxRegistryFaultsTest, ALinkInThePlaceOfAFileIsNotFollowed) {
     LinuxRegistry registry = StoreIn(folder);
     registry.CreateKey(kKey);
     EXPECT_FALSE(fs::exists(target)) << name;
-    std::ofstream(target) << "kept";
+    // Empty, as a database may be: it would get tables.
+    std::ofstream(target).close();
     registry.CreateKey(kKey);
-    EXPECT_EQ(fs::file_size(target), 4U) << name;
+    EXPECT_EQ(fs::file_size(target), 0U) << name;
   }
 }
 
@@ -269,6 +270,24 @@ TEST(LinuxRegistryFaultsTest, ACommitCountOfAnyLengthLetsEverybodyWriteAndRead) 
     ASSERT_EQ(reader.Get(kKey, kName, value), RegistryStatus::kOk) << size;
     EXPECT_EQ(value, RegistryValue::Dword(number)) << size;
   }
+}
+
+TEST(LinuxRegistryFaultsTest, WhatIsReadDuringACommitIsNotRemembered) {
+  const TemporaryFolder temporary;
+  MakeStore(temporary.path());
+  LinuxRegistry reader = StoreIn(temporary.path());
+  const yox::platform::PrivateFolder folder(temporary.path());
+  Database writer(temporary.path() / "registry.db");
+  writer.Run("BEGIN IMMEDIATE");
+  writer.Run("UPDATE value SET type = 4, data = x'07000000'");
+  {
+    const CommitCounter::Commit commit(folder);
+    EXPECT_EQ(Read(reader), RegistryStatus::kOk);  // the value before the commit
+    writer.Run("COMMIT");
+  }
+  RegistryValue value;
+  ASSERT_EQ(reader.Get(kKey, kName, value), RegistryStatus::kOk);
+  EXPECT_EQ(value, RegistryValue::Dword(7));
 }
 
 // A folder whose files an account may only read, and the account.
@@ -418,8 +437,12 @@ TEST_F(SmallDiskTest, TheReserveIsTakenAgainWhenThereIsRoom) {
   const fs::path reserve = folder() / "registry.reserve";
   const auto size = fs::file_size(reserve);
   ASSERT_GT(size, 0U);
-  disk_.Fill();
   LinuxRegistry registry = StoreIn(folder());
+  ASSERT_EQ(registry.SetValue(kKey, "Other"_w, RegistryValue::Dword(1)), RegistryStatus::kOk);
+  // Keeps SQLite's log, whose room the last connection would free.
+  LinuxRegistry other = StoreIn(folder());
+  ASSERT_EQ(Read(other), RegistryStatus::kOk);
+  disk_.Fill();
   ASSERT_EQ(registry.DeleteValue(kKey, kName), RegistryStatus::kOk);
   EXPECT_EQ(fs::file_size(reserve), 0U);
   disk_.MakeRoom();
