@@ -1,0 +1,256 @@
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <iterator>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "yox/decision/Explanation.h"
+#include "yox/decision/Filter.h"
+#include "yox/decision/FilterDocument.h"
+#include "yox/decision/Funnel.h"
+#include "yox/decision/PreparedDevice.h"
+
+namespace yox::decision {
+namespace {
+
+using Known = Given<WString>;
+
+const Question kQuestion{.now = 1772361000};
+
+FactsRecord Device(WStringView country, WStringView os_version) {
+  FactsRecord record;
+  record.text(FilterField::country) = Known::Known(WString(country));
+  record.text(FilterField::os_version) = Known::Known(WString(os_version));
+  return record;
+}
+
+Verdict Add(Funnel& funnel, const ApplicabilityFilter& list, const FactsRecord& record) {
+  const PreparedDevice device(record);
+  PreparedFacts facts(device, kQuestion);
+  return funnel.Add(*list.snapshot(), facts);
+}
+
+// The same numbers on every system.
+class Random {
+ public:
+  explicit Random(std::uint64_t seed) : state_(seed) {}
+  std::size_t Below(std::size_t limit) {
+    state_ = state_ * 6364136223846793005U + 1442695040888963407U;
+    return static_cast<std::size_t>(state_ >> 33) % limit;
+  }
+  template <class Choices>
+  const auto& OneOf(const Choices& choices) {
+    return std::data(choices)[Below(std::size(choices))];
+  }
+
+ private:
+  std::uint64_t state_;
+};
+
+FactsRecord RandomDevice(Random& random) {
+  constexpr WStringView kCountries[] = {"DE"_wv, "US"_wv, "CA"_wv};
+  constexpr WStringView kVersions[] = {"1.0"_wv, "2.0"_wv, "3.0"_wv};
+  constexpr WStringView kMakers[] = {"Contoso"_wv, "Fabrikam"_wv};
+  FactsRecord record;
+  const auto give = [&](FilterField field, const auto& choices) {
+    if (random.Below(4) == 0) return;  // unknown
+    record.text(field) = Known::Known(WString(random.OneOf(choices)));
+  };
+  give(FilterField::country, kCountries);
+  give(FilterField::os_version, kVersions);
+  give(FilterField::mfr, kMakers);
+  if (random.Below(3) != 0) {
+    record.tags.emplace();
+    if (random.Below(2) == 0) record.tags->emplace_back("Ring"_w, "1"_w);
+  }
+  return record;
+}
+
+ApplicabilityFilter RandomList(Random& random) {
+  constexpr WStringView kCountries[] = {"DE"_wv, "US,CA"_wv, "!DE"_wv};
+  constexpr WStringView kVersions[] = {">1.0"_wv, "<3.0"_wv, "2.0"_wv};
+  constexpr WStringView kMakers[] = {"Contoso"_wv, "F*"_wv};
+  constexpr WStringView kTags[] = {"Ring"_wv, "!Ring"_wv, "Ring|1"_wv};
+  ApplicabilityFilter::List filters(1 + random.Below(4));
+  for (Filter& filter : filters) {
+    const auto set = [&](FilterField field, const auto& choices) {
+      if (random.Below(2) == 0) filter.Set(field, WString(random.OneOf(choices)));
+    };
+    set(FilterField::country, kCountries);
+    set(FilterField::os_version, kVersions);
+    set(FilterField::mfr, kMakers);
+    set(FilterField::tag, kTags);
+    if (random.Below(8) == 0) filter.set_default("true"_w);
+    filter.set_value(random.Below(2) == 0 ? "true"_w : "false"_w);
+  }
+  return ApplicabilityFilter(filters);
+}
+
+// Counts the explanation of each device, which evaluates every criterion of every filter.
+class SlowCount {
+ public:
+  explicit SlowCount(std::size_t size) : filters(size) {}
+
+  void Add(const ApplicabilityFilter& list, const FactsRecord& record) {
+    const PreparedDevice device(record);
+    PreparedFacts facts(device, kQuestion);
+    const Explanation explanation = Explain(*list.snapshot(), facts);
+    for (std::size_t i = 0; i < explanation.filters.size(); ++i) {
+      Count(filters[i], explanation.filters[i]);
+    }
+    if (explanation.decided_by) ++filters[*explanation.decided_by].decided;
+    if (explanation.is_undetermined) {
+      ++undetermined;
+    } else {
+      ++(explanation.applies ? applies : does_not_apply);
+    }
+    for (const std::string& fact : explanation.needs) ++needs[fact];
+  }
+
+  std::uint64_t applies = 0, does_not_apply = 0, undetermined = 0;
+  std::vector<Funnel::FilterCounts> filters;
+  std::map<std::string, std::uint64_t> needs;
+
+ private:
+  static void Count(Funnel::FilterCounts& counts, const ExplainedFilter& filter) {
+    if (filter.outcome == ExplainedFilter::Outcome::kNotReached) return;
+    ++counts.reached;
+    if (filter.outcome != ExplainedFilter::Outcome::kNotMatched) return;
+    std::vector<std::size_t> failed;
+    std::size_t matched = 0;
+    for (const ExplainedCriterion& criterion : filter.criteria) {
+      if (criterion.result == CriterionResult::kHeld) ++matched;
+      if (criterion.result == CriterionResult::kDiffers ||
+          criterion.result == CriterionResult::kMissing) {
+        failed.push_back(RowOf(criterion.field));
+      }
+    }
+    ++counts.criteria[failed.front()].first;
+    if (matched + 1 == filter.criteria.size()) ++counts.criteria[failed.front()].only;
+  }
+  static std::size_t RowOf(FilterField field) {
+    std::size_t row = 0;
+    while (kCriteria[row].field != field) ++row;
+    return row;
+  }
+};
+
+void ExpectEqual(const Funnel& funnel, const SlowCount& slow) {
+  EXPECT_EQ(funnel.applies(), slow.applies);
+  EXPECT_EQ(funnel.does_not_apply(), slow.does_not_apply);
+  EXPECT_EQ(funnel.undetermined(), slow.undetermined);
+  EXPECT_EQ(funnel.needs(), slow.needs);
+  ASSERT_EQ(funnel.filters().size(), slow.filters.size());
+  for (std::size_t i = 0; i < slow.filters.size(); ++i) {
+    const Funnel::FilterCounts& counts = funnel.filters()[i];
+    EXPECT_EQ(counts.reached, slow.filters[i].reached) << i;
+    EXPECT_EQ(counts.decided, slow.filters[i].decided) << i;
+    for (std::size_t j = 0; j < kCriteria.size(); ++j) {
+      EXPECT_EQ(counts.criteria[j].first, slow.filters[i].criteria[j].first)
+          << i << kCriteria[j].name();
+      EXPECT_EQ(counts.criteria[j].only, slow.filters[i].criteria[j].only)
+          << i << kCriteria[j].name();
+    }
+  }
+}
+
+TEST(FunnelTest, CountsAsTheExplanationsOfAllDevices) {
+  Random random(17);
+  std::uint64_t only = 0;
+  std::uint64_t undetermined = 0;
+  for (int i = 0; i < 100; ++i) {
+    const ApplicabilityFilter list = RandomList(random);
+    Funnel funnel;
+    SlowCount slow(list.filters().size());
+    for (int j = 0; j < 60; ++j) {
+      const FactsRecord record = RandomDevice(random);
+      Add(funnel, list, record);
+      slow.Add(list, record);
+    }
+    ExpectEqual(funnel, slow);
+    EXPECT_EQ(funnel.devices(), 60U);
+    undetermined += slow.undetermined;
+    for (const auto& filter : slow.filters) {
+      for (const auto& counts : filter.criteria) only += counts.only;
+    }
+    if (HasFailure()) FAIL() << "list " << i;
+  }
+  EXPECT_GT(only, 500U);
+  EXPECT_GT(undetermined, 500U);
+}
+
+TEST(FunnelTest, MergedPartsEqualTheWhole) {
+  Random random(18);
+  const ApplicabilityFilter list = RandomList(random);
+  Funnel whole;
+  Funnel parts[3];
+  for (int i = 0; i < 300; ++i) {
+    const FactsRecord record = RandomDevice(random);
+    Add(whole, list, record);
+    Add(parts[random.Below(3)], list, record);
+  }
+  Funnel merged;
+  for (const Funnel& part : parts) merged.Merge(part);
+  EXPECT_EQ(merged.ToBytes(), whole.ToBytes());
+}
+
+TEST(FunnelTest, WritesTheCountsAsJson) {
+  const auto list = ReadFilterDocument(
+      R"([{"country": "US,CA", "os_version": ">=10.0"}, {"tag": "Ring|1", "value": "false"}])");
+  Funnel funnel;
+  Add(funnel, list, Device("US"_wv, "10.0"_wv));
+  Add(funnel, list, Device("US"_wv, "9.0"_wv));
+  FactsRecord german = Device("DE"_wv, "9.0"_wv);
+  german.tags.emplace();
+  Add(funnel, list, german);
+  FactsRecord unknown;
+  unknown.tags.emplace();
+  EXPECT_EQ(Add(funnel, list, unknown).needs, (std::vector<std::string>{"country", "os_version"}));
+  EXPECT_EQ(funnel.ToJsonText(JsonStyle::kReadableLine),
+            R"({"applies":1,"devices":4,"does_not_apply":2,"filters":[)"
+            R"({"decided":1,"filter":0,"first_excluded_by":{"country":1,"os_version":1},)"
+            R"("only_excluded_by":{"os_version":1},"reached":4},)"
+            R"({"decided":0,"filter":1,"first_excluded_by":{"tag":2},"only_excluded_by":{"tag":2},)"
+            R"("reached":3}],"needs":{"country":1,"os_version":1},"undetermined":1})"
+            "\n");
+}
+
+TEST(FunnelTest, AnEmptyListAppliesToAll) {
+  Funnel funnel;
+  Add(funnel, ApplicabilityFilter(), Device("US"_wv, "1.0"_wv));
+  EXPECT_EQ(funnel.applies(), 1U);
+  EXPECT_TRUE(funnel.filters().empty());
+}
+
+TEST(FunnelTest, BytesReadBackAsTheyWere) {
+  Random random(19);
+  for (int i = 0; i < 20; ++i) {
+    const ApplicabilityFilter list = RandomList(random);
+    Funnel funnel;
+    for (int j = 0; j < 200; ++j) Add(funnel, list, RandomDevice(random));
+    const auto read = Funnel::FromBytes(funnel.ToBytes());
+    ASSERT_TRUE(read.has_value());
+    EXPECT_EQ(read->ToJsonText(), funnel.ToJsonText());
+  }
+  EXPECT_EQ(Funnel::FromBytes(Funnel().ToBytes())->devices(), 0U);
+}
+
+TEST(FunnelTest, BytesOfAnotherFormAreRefused) {
+  Random random(20);
+  Funnel funnel;
+  const ApplicabilityFilter list = RandomList(random);
+  for (int j = 0; j < 200; ++j) Add(funnel, list, RandomDevice(random));
+  const std::string bytes = funnel.ToBytes();
+  for (std::size_t size = 0; size < bytes.size(); ++size) {
+    EXPECT_FALSE(Funnel::FromBytes(bytes.substr(0, size)).has_value()) << size;
+  }
+  EXPECT_FALSE(Funnel::FromBytes(bytes + '\0').has_value());
+  EXPECT_FALSE(Funnel::FromBytes("\2" + bytes.substr(1)).has_value());
+  EXPECT_FALSE(Funnel::FromBytes(std::string("\1\0\0\0\xFF\xFF\xFF\xFF\x0F", 9)).has_value());
+}
+
+}  // namespace
+}  // namespace yox::decision
