@@ -39,7 +39,10 @@ class ListLint {
     // An empty list applies; one that nothing decides does not.
     const bool falls_through = !decided_;
     if (falls_through) (list_.programs().empty() ? may_apply_ : may_not_apply_) = true;
-    if (may_apply_ != may_not_apply_) {
+    const bool explained = std::ranges::any_of(findings_, [](const LintFinding& finding) {
+      return RowOf(finding.rule).severity == LintSeverity::kError;
+    });
+    if (may_apply_ != may_not_apply_ && !explained) {
       findings_.push_back(
           {kConstantList, {}, {}, 0, 0, {}, may_apply_ ? "it always applies" : "it never applies"});
     }
@@ -122,18 +125,18 @@ void Locate(std::string_view utf8, std::vector<LintFinding>& findings) {
   const Json::Value& filters = document.isArray() ? document : document["filters"];
   struct Located {
     std::size_t byte;
-    std::size_t finding;
+    DocumentPlace* place;
   };
   std::vector<Located> located;
   const Json::Value* field_value = nullptr;
   std::optional<WrittenText> written;
   std::size_t last_unit = 0;
-  for (std::size_t i = 0; i < findings.size(); ++i) {
-    const LintFinding& finding = findings[i];
+  for (LintFinding& finding : findings) {
     const Json::Value& filter =
         finding.filter ? filters[static_cast<Json::ArrayIndex>(*finding.filter)] : filters;
     if (!finding.field) {
-      located.push_back({static_cast<std::size_t>(filter.getOffsetStart()), i});
+      located.push_back({static_cast<std::size_t>(filter.getOffsetStart()), &finding.place});
+      located.push_back({static_cast<std::size_t>(filter.getOffsetLimit()), &finding.end});
       continue;
     }
     const auto name = kFilterFieldNames[static_cast<std::size_t>(*finding.field)];
@@ -141,11 +144,13 @@ void Locate(std::string_view utf8, std::vector<LintFinding>& findings) {
     if (&text != field_value || finding.offset < last_unit) written.emplace(utf8, text);
     field_value = &text;
     last_unit = finding.offset;
-    located.push_back({written->ByteOf(finding.offset), i});
+    located.push_back({written->ByteOf(finding.offset), &finding.place});
+    WrittenText end = *written;
+    located.push_back({end.ByteOf(finding.offset + finding.length), &finding.end});
   }
   std::ranges::stable_sort(located, {}, &Located::byte);
   PlaceFinder places(utf8);
-  for (const auto& [byte, finding] : located) findings[finding].place = places.At(byte);
+  for (const auto& [byte, place] : located) *place = places.At(byte);
 }
 
 }  // namespace

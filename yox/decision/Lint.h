@@ -14,6 +14,14 @@
 
 namespace yox::decision {
 
+// What to write in place of a part of a criterion's text, counted in units of UTF-16, so that what
+// was probably meant is there. The replacement is UTF-8.
+struct LintFix {
+  std::size_t offset = 0;
+  std::size_t length = 0;
+  std::string replacement = {};
+};
+
 // One thing that is wrong or suspicious in a filter list.
 struct LintFinding {
   LintRule rule;
@@ -23,15 +31,17 @@ struct LintFinding {
   std::size_t offset = 0;
   std::size_t length = 0;
   std::string excerpt = {};
-  std::string detail = {};   // what exactly, in UTF-8; may be empty
-  DocumentPlace place = {};  // of a document that was read; line 1, column 1 otherwise
+  std::string detail = {};          // what exactly, in UTF-8; may be empty
+  DocumentPlace place = {};         // of a document that was read; line 1, column 1 otherwise
+  DocumentPlace end = {};           // the place after it, likewise
+  std::optional<LintFix> fix = {};  // for mistakes that can be corrected without thought
 };
 
 // What is wrong or suspicious in a list, whatever the device; in the order of the filters, the list
-// itself at the end. It stands on the forms that the evaluator holds against devices: what is said
-// never to hold, always to hold, to be unreachable or to be constant is so for every device and
-// day. Not everything that is so is found. Only a window that has passed depends on `today`. Safe
-// from any thread.
+// itself at the end. What is said to be unreachable or constant, or never or always to match, is so
+// for every device and day; not everything that is so is found. Only windows and roll-outs that are
+// over depend on `today`. A list that is constant because of a reported error is not reported as
+// constant. Safe from any thread.
 YOX_API std::vector<LintFinding> Lint(const ApplicabilityFilter& list, const LocalDate& today);
 
 // The same for a filter document, with the places. Throws DocumentError as ReadFilterDocument.

@@ -9,6 +9,7 @@
 #include "yox/decision/Criteria.h"
 #include "yox/decision/KnownValues.h"
 #include "yox/decision/RegistryRequirement.h"
+#include "yox/decision/Vocabulary.h"
 
 namespace yox::decision {
 namespace {
@@ -62,6 +63,7 @@ class CriterionLint {
     ForEachPiece([&](WStringView piece) {
       Alternative(piece);
       const TextPattern pattern = TextPattern::Parse(piece);
+      if (Word(pattern)) return;
       const auto values = KnownValues(field_);
       const bool known = values.empty() || std::ranges::any_of(values, [&](WStringView value) {
                            return pattern.Matches(value);
@@ -75,7 +77,8 @@ class CriterionLint {
   void Versions() {
     std::size_t i = 0;
     ForEachPiece([&](WStringView piece) { VersionText(piece, list_.Versions(step_)[i++]); });
-    Covered(list_.Versions(step_));
+    // Whether there is a target version is something to ask for.
+    if (field_ != FilterField::target_version) Covered(list_.Versions(step_));
   }
 
   void Terms() {
@@ -93,21 +96,26 @@ class CriterionLint {
     const bool end = !range.open_end && Date(range.end);
     if (start && end && HoldingOf(range) == Holding::kNever) {
       Report(kWindowEmpty, text_);
+      Fix(String::UTF16ToUTF8(range.end.text) + "|" + String::UTF16ToUTF8(range.start.text));
     } else if (end && range.end.CompareTo(today).value_or(0) < 0) {
       Report(kWindowPast, range.end.text);
     }
     if (HoldingOf(range) == Holding::kAlways) Report(kAlwaysHolds, text_);
   }
 
-  void Growth() {
+  void Growth(const LocalDate& today) {
     const Rollout& rollout = list_.RolloutOf(step_);
     if (!rollout.has_three_pieces) return Report(kMalformed, text_);
-    Date(rollout.start);
+    const bool begins = Date(rollout.start) && IsRealDay(rollout.start);
     if (rollout.days.status != String::IntegerStatus::kOk) {
       Report(kNumberUnreadable, rollout.days.text);
     } else {
       Cut(rollout.days.text);
-      if (rollout.days.number <= 0) Report(kRolloutDays, rollout.days.text);
+      if (rollout.days.number <= 0) {
+        Report(kRolloutDays, rollout.days.text);
+      } else if (begins && IsLongOver(rollout, today)) {
+        Report(kRolloutOver, text_);
+      }
     }
     if (!rollout.growth) Report(kRolloutGrowth, rollout.growth_word);
     const std::size_t fourth = static_cast<std::size_t>(rollout.growth_word.data() - text_.data()) +
@@ -124,15 +132,24 @@ class CriterionLint {
     ForEachPiece([&](WStringView piece) { RegistryPiece(piece); });
   }
 
-  // Patterns on what a device may have none of.
-  void Patterns() {
-    ForEachPiece([&](WStringView piece) { Alternative(piece); });
+  void HardwareIds() {
+    ForEachPiece([&](WStringView piece) {
+      Alternative(piece);
+      HardwareId(TextPattern::Parse(piece));
+    });
   }
 
  private:
   void Report(LintRule rule, WStringView at, std::string detail = {}) {
     findings_.push_back({rule, filter_, field_, static_cast<std::size_t>(at.data() - text_.data()),
                          at.size(), String::UTF16ToUTF8(at), std::move(detail)});
+  }
+
+  // What to write in place of what was reported last. Returns true.
+  bool Fix(std::string replacement) {
+    findings_.back().fix = {findings_.back().offset, findings_.back().length,
+                            std::move(replacement)};
+    return true;
   }
 
   bool Reported(LintRule rule) const {
@@ -146,8 +163,17 @@ class CriterionLint {
   }
 
   void Alternative(WStringView piece) {
-    if (String::Trimmed(piece).empty()) return Report(kEmptyAlternative, piece);
+    if (String::Trimmed(piece).empty()) return EmptyAlternative(piece);
     Pattern(piece);
+  }
+
+  // Its fix removes the piece and one comma beside it.
+  void EmptyAlternative(WStringView piece) {
+    Report(kEmptyAlternative, piece);
+    LintFinding& finding = findings_.back();
+    const bool comma_before = finding.offset > 0;
+    if (piece.size() == text_.size()) return;
+    finding.fix = LintFix{finding.offset - (comma_before ? 1 : 0), finding.length + 1, {}};
   }
 
   // A pattern that is not blank.
@@ -160,7 +186,146 @@ class CriterionLint {
         (String::IsWhiteSpace(pattern.text.front()) || String::IsWhiteSpace(pattern.text.back()))) {
       Report(kWhiteSpace, written);
     }
-    if (HoldingOf(pattern) == Holding::kNever) Report(kNeverHolds, written);
+    if (HoldingOf(pattern) == Holding::kNever) {
+      Report(MatchesNoSku() ? kOnlyWithoutFirmware : kNeverHolds, written);
+    }
+  }
+
+  // Whether the criterion is `sku` and matches no SKU: it is satisfied where none is looked at.
+  bool MatchesNoSku() const {
+    return field_ == FilterField::sku &&
+           std::ranges::all_of(list_.Texts(step_), [](const TextPattern& one) {
+             return HoldingOf(one) == Holding::kNever;
+           });
+  }
+
+  // Checks the word of a pattern that is compared with words of a closed set. Returns whether it
+  // was reported.
+  bool Word(const TextPattern& pattern) {
+    const bool closed = field_ == FilterField::country || field_ == FilterField::language ||
+                        field_ == FilterField::enclosure || field_ == FilterField::os_bitness ||
+                        field_ == FilterField::device_subscription;
+    if (!closed || pattern.text.empty() || String::Trimmed(pattern.text) != pattern.text) {
+      return false;
+    }
+    if (const std::string commas = WithCommas(pattern.text); !commas.empty()) {
+      Report(kSeparator, pattern.text);
+      return Fix(commas);
+    }
+    return pattern.form == TextPattern::Form::kEqual ? WholeWord(pattern.text)
+                                                     : PartOfWord(pattern);
+  }
+
+  bool WholeWord(WStringView word) {
+    const std::string text = String::UTF16ToUTF8(word);
+    switch (field_) {
+      case FilterField::country:
+        return Unknown(kCountryUnknown, word, CheckCountry(text));
+      case FilterField::language:
+        if (Unknown(kLanguageUnknown, word, CheckLanguage(text))) return true;
+        if (text.find('-') != std::string::npos) return false;
+        Report(kLanguageBare, word);
+        return Fix(text + "*");
+      case FilterField::enclosure:
+        return Unknown(kEnclosureUnknown, word, CheckEnclosure(text));
+      case FilterField::os_bitness:
+        return Unknown(kNeverHolds, word, CheckBitness(text));
+      default:
+        if (!IsGuid(text)) Report(kSubscriptionForm, word);
+        return !IsGuid(text);
+    }
+  }
+
+  // A pattern with "*" that is in no word of the set.
+  bool PartOfWord(const TextPattern& pattern) {
+    if (pattern.negated) return false;
+    const auto matches = [&](std::string_view word) {
+      return pattern.Matches(String::UTF8ToUTF16(word));
+    };
+    if (field_ == FilterField::country &&
+        std::ranges::none_of(Countries(), matches, &CodeRow::code)) {
+      Report(kCountryUnknown, pattern.text);
+      return true;
+    }
+    if (field_ == FilterField::enclosure && std::ranges::none_of(EnclosureNames(), matches)) {
+      Report(kEnclosureUnknown, pattern.text);
+      return true;
+    }
+    if (field_ == FilterField::language && pattern.text.find(WChar{'_'}) != WStringView::npos) {
+      Report(kLanguageUnknown, pattern.text);
+      std::string meant = String::UTF16ToUTF8(pattern.text);
+      std::ranges::replace(meant, '_', '-');
+      return Fix(meant);
+    }
+    return false;
+  }
+
+  bool Unknown(LintRule rule, WStringView word, const WordCheck& check) {
+    if (check.good) return false;
+    Report(rule, word, check.meant.empty() ? "" : "did you mean \"" + check.meant + "\"?");
+    if (!check.meant.empty()) Fix(check.meant);
+    return true;
+  }
+
+  // The text with commas in place of what somebody wrote instead; empty if there is no such thing.
+  std::string WithCommas(WStringView text) const {
+    std::string commas = String::UTF16ToUTF8(text);
+    const bool codes = field_ == FilterField::country || field_ == FilterField::language;
+    bool replaced = false;
+    for (char& c : commas) {
+      const bool separates = c == ';' || c == '|' || (codes && (c == '/' || c == ' ' || c == '+'));
+      if (separates) c = ',';
+      replaced = replaced || separates;
+    }
+    if (!replaced || commas.front() == ',' || commas.back() == ',') return {};
+    std::string result;
+    for (const char c : commas) {
+      if (c != ',' || !result.ends_with(',')) result += c;
+    }
+    return !codes || AreCodes(result) ? result : std::string();
+  }
+
+  // Names of several words, such as a country's, are no alternatives.
+  bool AreCodes(std::string_view commas) const {
+    constexpr std::size_t kLongestCountry = 3;
+    for (bool more = true; more;) {
+      const std::size_t comma = commas.find(',');
+      const std::string_view word = commas.substr(0, comma);
+      const bool code = field_ == FilterField::country ? word.size() <= kLongestCountry
+                                                       : CheckLanguage(word).good;
+      if (!code) return false;
+      more = comma != std::string_view::npos;
+      commas.remove_prefix(more ? comma + 1 : 0);
+    }
+    return true;
+  }
+
+  void HardwareId(const TextPattern& pattern) {
+    using enum TextPattern::Form;
+    if (pattern.form != kEqual && pattern.form != kStartsWith) return;
+    WString id = String::ToUpper(pattern.text);
+    if (id.find_first_of("\\/"_wv) != WString::npos) return;
+    const bool usb = id.starts_with("VID_"_wv) || id.starts_with("PID_"_wv);
+    const bool pci = id.starts_with("VEN_"_wv) || id.starts_with("DEV_"_wv);
+    if (!usb && !pci && id.find(WChar{'&'}) == WString::npos) return;
+    Report(kHardwareIdBus, pattern.text);
+    if (usb || pci) Fix((usb ? "USB\\" : "PCI\\") + String::UTF16ToUTF8(pattern.text));
+  }
+
+  static bool IsLongOver(const Rollout& rollout, const LocalDate& today) {
+    constexpr int kLongAgoDays = 30;
+    constexpr int kLongestDays = 100'000;
+    using namespace std::chrono;
+    if (rollout.days.number > kLongestDays || rollout.start.CompareTo(today).value_or(1) > 0) {
+      return false;
+    }
+    const auto day_of = [](int y, int m, int d) {
+      return sys_days{year{y} / month{static_cast<unsigned>(m)} / day{static_cast<unsigned>(d)}};
+    };
+    const auto& fields = rollout.start.fields;
+    const sys_days first = day_of(fields[0].number, fields[1].number, fields[2].number);
+    return day_of(today.year, today.month, today.day) - first >
+           days{rollout.days.number + kLongAgoDays};
   }
 
   void VersionText(WStringView piece, const VersionRequirement& requirement) {
@@ -170,12 +335,28 @@ class CriterionLint {
     const bool plain = std::ranges::all_of(number, [](WChar unit) {
       return IsDigit(unit) || unit == '.' || String::IsWhiteSpace(unit);
     });
+    const bool compared_as_text = requirement.comparison == Comparison::kNone;
+    if (compared_as_text && number.find_first_not_of("0123456789."_wv) != WStringView::npos) {
+      Report(kVersionText, requirement.text);
+      return PlainVersion(number);
+    }
     if (!plain) Report(kVersionLetters, requirement.text);
     if (HoldingOf(requirement) == Holding::kNever) Report(kNeverHolds, requirement.text);
   }
 
+  // The fix of "=>4.2", "==4.2" or "v4.2".
+  void PlainVersion(WStringView written) {
+    const std::size_t begin = written.find_first_of("0123456789"_wv);
+    const WStringView number = written.substr(begin);
+    if (number.find_first_not_of("0123456789."_wv) != WStringView::npos) return;
+    const WStringView before = written.substr(0, begin);
+    const bool less = before.find(WChar{'<'}) != WStringView::npos;
+    const bool greater = before.find(WChar{'>'}) != WStringView::npos;
+    Fix((less ? "<=" : greater ? ">=" : "") + String::UTF16ToUTF8(number));
+  }
+
   void Term(WStringView piece) {
-    if (String::Trimmed(piece).empty()) return Report(kEmptyAlternative, piece);
+    if (String::Trimmed(piece).empty()) return EmptyAlternative(piece);
     const std::size_t bar = piece.find(WChar{'|'});
     const WStringView key = String::Trimmed(piece.substr(0, bar));
     const KeyValueTerm term = KeyValueTerm::Parse(piece);
@@ -184,7 +365,7 @@ class CriterionLint {
           key.find(WChar{'*'}) == WStringView::npos) {
         return Report(kEmptyAlternative, key);
       }
-      if (key.find_first_of("<>="_wv) != WStringView::npos) Report(kComparisonInKey, key);
+      Separator(key);
       return KeyPattern(key, term.key);
     }
     if (key.empty()) {
@@ -194,6 +375,27 @@ class CriterionLint {
     }
     if (term.key.negated) Report(kNegatedKey, key);
     Value(piece.substr(bar + 1), term);
+  }
+
+  // What was meant to separate a key from its value, in a term without "|".
+  void Separator(WStringView key) {
+    const std::size_t comparison = key.find_first_of("<>"_wv);
+    const std::size_t other = key.find_first_of(":="_wv);
+    if (comparison != WStringView::npos) {
+      Report(kComparisonInKey, key);
+      Fix(Joined(key.substr(0, comparison), key.substr(comparison)));
+    } else if (field_ == FilterField::tag && other != WStringView::npos) {
+      Report(kTagSeparator, key);
+      const std::size_t value = key.find_first_not_of(":="_wv, other);
+      if (value != WStringView::npos) Fix(Joined(key.substr(0, other), key.substr(value)));
+    } else if (other != WStringView::npos && key[other] == '=') {
+      Report(kComparisonInKey, key);
+    }
+  }
+
+  static std::string Joined(WStringView key, WStringView value) {
+    return String::UTF16ToUTF8(String::Trimmed(key)) + "|" +
+           String::UTF16ToUTF8(String::Trimmed(value));
   }
 
   // The key alone may have been freed of "!" before it was read as a pattern.
@@ -279,9 +481,7 @@ class CriterionLint {
     const WStringView written(hive_end + 1, trimmed.end());
     const WStringView eaten = written.substr(0, written.size() - below.size());
     const bool separators_only = std::ranges::all_of(eaten, IsSeparator);
-    if (HasDoubledSeparator(below) || (separators_only && !eaten.empty())) {
-      return Report(kRegistrySeparators, path);
-    }
+    if (HasDoubledSeparator(below)) return Report(kRegistrySeparators, path);
     if (!separators_only) Report(kRegistryEaten, path, "looked up as " + Quoted(below));
   }
 
@@ -344,11 +544,11 @@ void LintCriterion(const CompiledList& list, const CompiledList::Program& progra
     case Language::kDateRange:
       return lint.Range(today);
     case Language::kRollout:
-      return lint.Growth();
+      return lint.Growth(today);
     case Language::kRegistry:
       return lint.Registry();
     case Language::kHardwareId:
-      return lint.Patterns();
+      return lint.HardwareIds();
   }
 }
 
