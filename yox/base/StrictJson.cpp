@@ -22,6 +22,13 @@ bool IsWordLetter(char letter) {
          (letter >= 'A' && letter <= 'Z');
 }
 
+[[noreturn]] void FailAt(std::string_view text, std::size_t at, std::size_t first_line,
+                         const std::string& what) {
+  const auto [line, column] = PlaceFinder(text).At(at);
+  throw DocumentError("line " + std::to_string(line + first_line - 1) + ", column " +
+                      std::to_string(column) + ": " + what);
+}
+
 std::string Quoted(std::string_view text) { return "\"" + Printable(text) + "\""; }
 
 // A recursive descent over the grammar of RFC 8259. JsonCpp's reader is not used, because its
@@ -29,7 +36,7 @@ std::string Quoted(std::string_view text) { return "\"" + Printable(text) + "\""
 // byte, and reads fractions by the process's locale.
 class Parser {
  public:
-  explicit Parser(std::string_view text) : text_(text) {}
+  Parser(std::string_view text, std::size_t first_line) : text_(text), first_line_(first_line) {}
 
   Json::Value Document() {
     SkipSpace();
@@ -41,9 +48,7 @@ class Parser {
 
  private:
   [[noreturn]] void Fail(std::size_t at, const std::string& what) const {
-    const auto [line, column] = PlaceFinder(text_).At(at);
-    throw DocumentError("line " + std::to_string(line) + ", column " + std::to_string(column) +
-                        ": " + what);
+    FailAt(text_, at, first_line_, what);
   }
 
   [[noreturn]] void FailExpecting(const std::string& what) const {
@@ -229,6 +234,7 @@ class Parser {
   }
 
   std::string_view text_;
+  std::size_t first_line_;
   std::size_t at_ = 0;
 };
 
@@ -258,13 +264,11 @@ std::string_view KindOf(const Json::Value& value) {
 
 }  // namespace
 
-Json::Value ParseDocument(std::string_view utf8) {
+Json::Value ParseDocument(std::string_view utf8, std::size_t first_line) {
   if (utf8.size() > kMaxDocumentSize) throw DocumentError(kTooLongDocument);
   const std::size_t good = String::ValidUTF8Size(utf8);
-  if (good == utf8.size()) return Parser(utf8).Document();
-  const auto [line, column] = PlaceFinder(utf8).At(good);
-  throw DocumentError("line " + std::to_string(line) + ", column " + std::to_string(column) +
-                      ": not well-formed UTF-8");
+  if (good == utf8.size()) return Parser(utf8, first_line).Document();
+  FailAt(utf8, good, first_line, "not well-formed UTF-8");
 }
 
 DocumentPlace PlaceFinder::At(std::size_t byte) {
@@ -304,8 +308,14 @@ void JsonNode::Require(bool condition, std::string_view kind) const {
 }
 
 void JsonNode::Fail(std::string_view what) const {
+  std::string place;
+  if (!utf8_.empty()) {
+    const auto at = static_cast<std::size_t>(value_.getOffsetStart());
+    place = "line " + std::to_string(PlaceFinder(utf8_).At(at).line + first_line_ - 1) + ": ";
+  }
   const std::string path = Path();
-  throw DocumentError(path.empty() ? std::string(what) : path + ": " + std::string(what));
+  if (!path.empty()) place += path + ": ";
+  throw DocumentError(place + std::string(what));
 }
 
 std::string JsonNode::Path() const {

@@ -14,8 +14,8 @@ namespace yox {
 // no trailing commas, nothing after the value, and no key twice in an object. A whole number
 // becomes an Int64 or UInt64 if it fits, otherwise a double. Each value has its place in the text
 // (getOffsetStart, getOffsetLimit). Throws DocumentError, also for a document that is larger or
-// deeper than Document.h allows. Safe from any thread.
-YOX_API Json::Value ParseDocument(std::string_view utf8);
+// deeper than Document.h allows. Safe from any thread. Errors count lines from `first_line`.
+YOX_API Json::Value ParseDocument(std::string_view utf8, std::size_t first_line = 1);
 
 // Converts byte offsets in a document's text to lines and columns, in one pass over the text. Keeps
 // a view of the text.
@@ -55,6 +55,9 @@ class YOX_API WrittenText {
 class YOX_API JsonNode {
  public:
   explicit JsonNode(const Json::Value& document) : value_(document) {}
+  // Messages begin with the line of the value in the document's text: "line 3: PATH: WHAT".
+  JsonNode(const Json::Value& document, std::string_view utf8, std::size_t first_line)
+      : value_(document), utf8_(utf8), first_line_(first_line) {}
 
   const Json::Value& value() const { return value_; }
 
@@ -86,12 +89,20 @@ class YOX_API JsonNode {
  private:
   JsonNode(const Json::Value& value, const JsonNode& parent, std::string_view key,
            Json::ArrayIndex index)
-      : value_(value), parent_(&parent), key_(key), index_(index) {}
+      : value_(value),
+        parent_(&parent),
+        key_(key),
+        index_(index),
+        utf8_(parent.utf8_),
+        first_line_(parent.first_line_) {}
 
   const Json::Value& value_;
   const JsonNode* parent_ = nullptr;
   std::string_view key_;
   Json::ArrayIndex index_ = 0;
+  // Of the document; empty when messages name no line.
+  std::string_view utf8_ = {};
+  std::size_t first_line_ = 1;
 };
 
 }  // namespace yox

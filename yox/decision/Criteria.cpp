@@ -21,6 +21,8 @@ Truth Unknown(const Evaluation& evaluation, std::string_view fact) {
   return Truth::kUnknown;
 }
 
+Truth Unknown(const Evaluation& evaluation, Fact fact) { return Unknown(evaluation, NameOf(fact)); }
+
 // What the alternatives are of a value that is not known. One that every value meets is enough,
 // unless the device may have no value to meet it; and where no value meets any of them the value
 // does not count, unless the criterion is skipped on a device that has none.
@@ -91,8 +93,8 @@ Truth Reaches(DeviceFacts& facts, const Rollout& rollout, RolloutProgress& progr
 
 std::string FactName(const CompiledRegistryRequirement& requirement) {
   const char* const hive = requirement.hive == Hive::kCurrentUser ? "HKCU\\" : "HKLM\\";
-  return std::string("registry.") + hive + String::UTF16ToUTF8(requirement.key) + "." +
-         String::UTF16ToUTF8(requirement.name);
+  return std::string(NameOf(Fact::registry)) + "." + hive + String::UTF16ToUTF8(requirement.key) +
+         "." + String::UTF16ToUTF8(requirement.name);
 }
 
 bool IsStopped(const RolloutProgress& progress) {
@@ -167,14 +169,14 @@ Truth EvaluateRollout(const Evaluation& evaluation, const Step& step) {
   const Truth at_most = Reaches(facts, rollout, most);
   if (start.earliest == start.latest) {
     if (at_most != Truth::kUnknown) return result(at_most, most);
-    return Unknown(evaluation, rollout.by_tenant ? "realm" : "serial_number");
+    return Unknown(evaluation, rollout.by_tenant ? Fact::realm : Fact::serial_number);
   }
   // The later the first day begins, the fewer are in: what is so at both ends is so in between.
   RolloutProgress least = ProgressOf(rollout, start.latest, facts.Now());
   const Truth at_least = Reaches(facts, rollout, least);
   if (at_most == at_least && at_most != Truth::kUnknown) return result(at_most, most);
   if (at_most == Truth::kUnknown || at_least == Truth::kUnknown) {
-    Unknown(evaluation, rollout.by_tenant ? "realm" : "serial_number");
+    Unknown(evaluation, rollout.by_tenant ? Fact::realm : Fact::serial_number);
     if (at_most == at_least && most.share == least.share) return Truth::kUnknown;
   }
   return Unknown(evaluation, CriterionOf(step).fact);
@@ -195,7 +197,7 @@ Truth EvaluateTags(const Evaluation& evaluation, const Step& step) {
   if (evaluation.facts.Tags().knowledge == Knowledge::kUnknown) {
     return TermsOfUnknown(evaluation, step, true, [&](WStringView piece) {
       const TextPattern name = KeyValueTerm::Parse(piece).key;
-      const std::string tags(CriterionOf(step).fact);
+      const std::string tags(NameOf(CriterionOf(step).fact));
       const bool names_one = name.form == TextPattern::Form::kEqual && !name.negated;
       return names_one ? tags + "." + String::UTF16ToUTF8(name.text) : tags;
     });

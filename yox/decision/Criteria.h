@@ -9,6 +9,7 @@
 #include "yox/base/WString.h"
 #include "yox/decision/CompiledList.h"
 #include "yox/decision/DeviceFacts.h"
+#include "yox/decision/Facts.h"
 #include "yox/decision/FilterFields.h"
 #include "yox/decision/Truth.h"
 
@@ -66,7 +67,7 @@ struct Criterion {
   Language language;
   Evaluate* evaluate;
   Describe* describe;
-  std::string_view fact;    // what it needs, by the name that a facts document gives it
+  Fact fact;                // what it needs
   std::string_view source;  // where the device's value comes from, for explanations
   std::string_view label;   // opens the message: label " filter is false. Required: " text
   MessageEnd end;
@@ -98,21 +99,21 @@ inline constexpr std::array kCriteria = [] {
   using enum Throttling;
   using enum WhenMissing;
   return std::to_array<Criterion>({
-      {country, kText, EvaluateText, DescribeText, "country", "region", "Country", kActual,
+      {country, kText, EvaluateText, DescribeText, Fact::country, "region", "Country", kActual,
        kDynamic, "Country"},
-      {date_range, kDateRange, EvaluateDateRange, DescribeDateRange, "time_zone", "clock",
+      {date_range, kDateRange, EvaluateDateRange, DescribeDateRange, Fact::time_zone, "clock",
        "Date range", kNothing, kDynamicByWord, "DateRange", "current_date"},
-      {date_function, kRollout, EvaluateRollout, DescribeRollout, "time_zone",
+      {date_function, kRollout, EvaluateRollout, DescribeRollout, Fact::time_zone,
        "clock, serial number", "Date function", kNothing, kDynamicByWord, "DateFunction",
        "current_date"},
       {device_subscription, kText, EvaluateSubscriptions, DescribeSubscriptions,
-       "device_subscription", "organisation", "Device subscription", kNothing, kDynamicByWord,
+       Fact::device_subscription, "organisation", "Device subscription", kNothing, kDynamicByWord,
        "DeviceSubscription", "no_match", "no subscription", "no organisation"},
       {enclosure,
        kText,
        EvaluateText,
        DescribeText,
-       "enclosure",
+       Fact::enclosure,
        "firmware",
        "Enclosure",
        kActual,
@@ -125,7 +126,7 @@ inline constexpr std::array kCriteria = [] {
        kText,
        EvaluateText,
        DescribeText,
-       "family",
+       Fact::family,
        "firmware",
        "Family name",
        kActual,
@@ -134,15 +135,15 @@ inline constexpr std::array kCriteria = [] {
        {},
        "no text",
        "no firmware tables"},
-      {hardware_id, kHardwareId, EvaluateHardwareId, DescribeHardwareId, "hardware_ids",
+      {hardware_id, kHardwareId, EvaluateHardwareId, DescribeHardwareId, Fact::hardware_ids,
        "present devices", "Hardware ID", kNothing, kNone, ""},
-      {language, kText, EvaluateText, DescribeText, "language", "region", "Language", kActual,
+      {language, kText, EvaluateText, DescribeText, Fact::language, "region", "Language", kActual,
        kDynamic, "Language"},
       {mfr,
        kText,
        EvaluateText,
        DescribeText,
-       "mfr",
+       Fact::mfr,
        "firmware",
        "Manufacturer",
        kActual,
@@ -155,7 +156,7 @@ inline constexpr std::array kCriteria = [] {
        kText,
        EvaluateText,
        DescribeText,
-       "model",
+       Fact::model,
        "firmware",
        "Model",
        kActual,
@@ -168,7 +169,7 @@ inline constexpr std::array kCriteria = [] {
        kText,
        EvaluateText,
        DescribeHash,
-       "realm",
+       Fact::realm,
        "organisation's realm",
        "Org hash",
        kNothing,
@@ -177,20 +178,20 @@ inline constexpr std::array kCriteria = [] {
        {},
        "no realm",
        "no organisation"},
-      {os, kText, EvaluateText, DescribeText, "os", "fixed", "Os", kActual, kStatic, "OS"},
-      {os_bitness, kText, EvaluateText, DescribeText, "os_bitness", "processor", "Os bitness",
+      {os, kText, EvaluateText, DescribeText, Fact::os, "fixed", "Os", kActual, kStatic, "OS"},
+      {os_bitness, kText, EvaluateText, DescribeText, Fact::os_bitness, "processor", "Os bitness",
        kActual, kStatic, "OsBitness"},
-      {os_description, kText, EvaluateText, DescribeText, "os_description", "operating system",
+      {os_description, kText, EvaluateText, DescribeText, Fact::os_description, "operating system",
        "Os description", kActual, kStatic, "OsDescription"},
-      {os_version, kVersion, EvaluateVersion, DescribeVersion, "os_version", "operating system",
+      {os_version, kVersion, EvaluateVersion, DescribeVersion, Fact::os_version, "operating system",
        "Os version", kActual, kStatic, "OSVersion"},
-      {registry, kRegistry, EvaluateRegistry, DescribeRegistry, "registry", "registry", "Registry",
-       kNotFound, kDynamicByWord, "Registry", "not_found"},
+      {registry, kRegistry, EvaluateRegistry, DescribeRegistry, Fact::registry, "registry",
+       "Registry", kNotFound, kDynamicByWord, "Registry", "not_found"},
       {sku,
        kText,
        EvaluateText,
        DescribeText,
-       "sku",
+       Fact::sku,
        "firmware",
        "SKU",
        kActual,
@@ -204,7 +205,7 @@ inline constexpr std::array kCriteria = [] {
        kText,
        EvaluateText,
        DescribeHash,
-       "serial_number",
+       Fact::serial_number,
        "serial number",
        "Sn hash",
        kNothing,
@@ -216,7 +217,7 @@ inline constexpr std::array kCriteria = [] {
        kVersion,
        EvaluateVersion,
        DescribeVersion,
-       "target_version",
+       Fact::target_version,
        "caller",
        "Target version",
        kActual,
@@ -230,7 +231,7 @@ inline constexpr std::array kCriteria = [] {
        kVersion,
        EvaluateVersion,
        DescribeVersion,
-       "version",
+       Fact::version,
        "client",
        "Version",
        kActual,
@@ -238,10 +239,11 @@ inline constexpr std::array kCriteria = [] {
        "Version",
        {},
        "no client version"},
-      {tag, kTerms, EvaluateTags, DescribeTags, "tags", "tags", "Tag", kNothing, kDynamicByWord,
+      {tag, kTerms, EvaluateTags, DescribeTags, Fact::tags, "tags", "Tag", kNothing, kDynamicByWord,
        "Tag", "no_match"},
-      {installed_items, kTerms, EvaluateInstalledItems, DescribeInstalledItems, "installed_items",
-       "applications", "Installed items", kNothing, kDynamicByWord, "InstalledItems", "no_match"},
+      {installed_items, kTerms, EvaluateInstalledItems, DescribeInstalledItems,
+       Fact::installed_items, "applications", "Installed items", kNothing, kDynamicByWord,
+       "InstalledItems", "no_match"},
   });
 }();
 

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -46,14 +47,21 @@ struct YOX_API FactsRecord {
     return texts[static_cast<std::size_t>(field)];
   }
 
-  // Set hash and bucket of the device, or of its organisation, to those of this text; one that is
-  // missing hashes as the empty text does.
-  void SetSerialNumber(const Given<WString>& serial_number);
-  void SetRealm(const Given<WString>& realm);
+  // Set the text, and hash and bucket of the device, or of its organisation, to those of the text;
+  // one that is missing hashes as the empty text does.
+  void SetSerialNumber(const Given<WString>& given);
+  void SetRealm(const Given<WString>& given);
+  // For documents only: a decision sees hash and bucket.
+  Given<WString> serial_number;
+  Given<WString> realm;
   Given<int> rollout_bucket;       // 0 to 4095
   Given<int> organisation_bucket;  // the same
 
+  // Sets zone and name; returns false, and changes nothing, when TimeZone::Parse reads no such
+  // text.
+  bool SetTimeZone(std::string_view name);
   std::optional<TimeZone> time_zone;
+  std::string time_zone_name;  // for documents only; empty: not known
   Given<std::vector<WString>> device_subscriptions;
   std::optional<Pairs> tags;
   std::optional<Pairs> installed_items;  // store applications last

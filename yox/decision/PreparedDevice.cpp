@@ -35,16 +35,26 @@ std::array<Given<WString>, kFilterFieldCount> FactsRecord::NewTexts() {
   return texts;
 }
 
-void FactsRecord::SetSerialNumber(const Given<WString>& serial_number) {
-  if (serial_number.knowledge == Knowledge::kUnknown) return;
-  text(FilterField::sn_hash) = {serial_number.knowledge, SaltedHashOf(serial_number.value)};
+void FactsRecord::SetSerialNumber(const Given<WString>& given) {
+  if (given.knowledge == Knowledge::kUnknown) return;
+  serial_number = given;
+  text(FilterField::sn_hash) = {given.knowledge, SaltedHashOf(given.value)};
   rollout_bucket = Given<int>::Known(RolloutBucket(text(FilterField::sn_hash).value));
 }
 
-void FactsRecord::SetRealm(const Given<WString>& realm) {
-  if (realm.knowledge == Knowledge::kUnknown) return;
-  text(FilterField::org_hash) = {realm.knowledge, SaltedHashOf(realm.value)};
+void FactsRecord::SetRealm(const Given<WString>& given) {
+  if (given.knowledge == Knowledge::kUnknown) return;
+  realm = given;
+  text(FilterField::org_hash) = {given.knowledge, SaltedHashOf(given.value)};
   organisation_bucket = Given<int>::Known(RolloutBucket(text(FilterField::org_hash).value));
+}
+
+bool FactsRecord::SetTimeZone(std::string_view name) {
+  const std::optional<TimeZone> zone = TimeZone::Parse(name);
+  if (!zone) return false;
+  time_zone = zone;
+  time_zone_name = name;
+  return true;
 }
 
 PreparedPairs::PreparedPairs(const Pairs& pairs, TextArena& arena) {

@@ -1,0 +1,105 @@
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+#include "yox/decision/FilterFields.h"
+
+// The facts of a device by name, as facts documents and Verdict::needs spell them, each with the
+// form that its value has in a document. In the order in which a document is written.
+// clang-format off
+#define YOX_FACTS(X)                  \
+  X(id, kId)                          \
+  X(time_zone, kTimeZone)             \
+  X(country, kText)                   \
+  X(language, kText)                  \
+  X(firmware, kFirmware)              \
+  X(enclosure, kFirmwareText)         \
+  X(family, kFirmwareText)            \
+  X(mfr, kFirmwareText)               \
+  X(model, kFirmwareText)             \
+  X(sku, kFirmwareText)               \
+  X(os, kText)                        \
+  X(os_bitness, kText)                \
+  X(os_description, kText)            \
+  X(os_version, kText)                \
+  X(version, kText)                   \
+  X(serial_number, kHashedText)       \
+  X(sn_hash, kHash)                   \
+  X(rollout_bucket, kBucket)          \
+  X(realm, kHashedText)               \
+  X(org_hash, kHash)                  \
+  X(organisation_bucket, kBucket)     \
+  X(device_subscription, kTexts)      \
+  X(tags, kTags)                      \
+  X(installed_items, kItems)          \
+  X(hardware_ids, kIds)               \
+  X(registry, kRegistry)              \
+  X(target_version, kOfTheQuestion)
+// clang-format on
+
+namespace yox::decision {
+
+enum class FactForm : std::uint8_t {
+  kId,             // a string
+  kTimeZone,       // a string that TimeZone::Parse reads
+  kText,           // a string, or null, which means the empty text
+  kFirmware,       // false: the device has no firmware tables
+  kFirmwareText,   // as kText; a device without firmware tables has none
+  kHashedText,     // a string that is compared by its salted hash, or null
+  kHash,           // such a hash, 64 hexadecimal digits, or null
+  kBucket,         // a whole number from 0 to 4095, or null
+  kTexts,          // an array of strings, or null
+  kTags,           // an object of strings, or null
+  kItems,          // an array of pairs of strings, or null
+  kIds,            // an array of strings, or null
+  kRegistry,       // an object of objects of strings and nulls
+  kOfTheQuestion,  // not in a document: the caller of a decision gives it
+};
+
+#define YOX_ENUMERATOR(name, form) name,
+enum class Fact : std::uint8_t { YOX_FACTS(YOX_ENUMERATOR) };
+#undef YOX_ENUMERATOR
+
+struct FactRow {
+  std::string_view name;
+  FactForm form;
+};
+
+#define YOX_ROW(name, form) FactRow{#name, FactForm::form},
+inline constexpr std::array kFacts = {YOX_FACTS(YOX_ROW)};
+#undef YOX_ROW
+
+constexpr std::string_view NameOf(Fact fact) { return kFacts[static_cast<std::size_t>(fact)].name; }
+constexpr FactForm FormOf(Fact fact) { return kFacts[static_cast<std::size_t>(fact)].form; }
+
+// The fact that a key of a document names.
+constexpr std::optional<Fact> FactOfKey(std::string_view key) {
+  for (std::size_t i = 0; i < kFacts.size(); ++i) {
+    if (kFacts[i].name == key && kFacts[i].form != FactForm::kOfTheQuestion) {
+      return static_cast<Fact>(i);
+    }
+  }
+  return std::nullopt;
+}
+
+// The field of the criterion that is held against a fact of the form kText, kFirmwareText or kHash.
+constexpr FilterField FieldOf(Fact fact) {
+  constexpr auto kFields = [] {
+    std::array<FilterField, kFacts.size()> fields{};
+    for (std::size_t i = 0; i < kFacts.size(); ++i) {
+      const auto* const name = std::ranges::find(kFilterFieldNames, kFacts[i].name);
+      if (name != std::end(kFilterFieldNames)) {
+        fields[i] = static_cast<FilterField>(name - std::begin(kFilterFieldNames));
+      }
+    }
+    return fields;
+  }();
+  return kFields[static_cast<std::size_t>(fact)];
+}
+
+}  // namespace yox::decision
