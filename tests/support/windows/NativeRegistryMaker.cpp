@@ -49,11 +49,23 @@ class WindowsUnderTest final : public RegistryUnderTest {
     for (HKEY const root : {HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER}) {
       EXPECT_EQ(registry_.DeleteKey({root, Scratch(), {}, {}}), RegistryStatus::kOk);
     }
+    if (own_user_ != nullptr) {
+      ReleaseMutex(own_user_);
+      CloseHandle(own_user_);
+    }
   }
 
   Registry& registry() override { return registry_; }
   Registry& other() override { return other_; }
-  WString own_user() override { return OwnSid(); }
+  // All tests have the same user: one process at a time works below his key in HKEY_USERS.
+  WString own_user() override {
+    if (own_user_ == nullptr) {
+      own_user_ = CreateMutexW(nullptr, FALSE, L"YoxTestOwnUser");
+      EXPECT_NE(own_user_, nullptr);
+      WaitForSingleObject(own_user_, INFINITE);
+    }
+    return OwnSid();
+  }
   bool is_atomic() const override { return false; }
   void Isolate() override {
     EXPECT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, Scratch().c_str(), 0, KEY_ALL_ACCESS, &isolated_),
@@ -67,6 +79,7 @@ class WindowsUnderTest final : public RegistryUnderTest {
   WindowsRegistry registry_;
   WindowsRegistry other_;
   HKEY isolated_ = nullptr;
+  HANDLE own_user_ = nullptr;
 };
 
 }  // namespace
