@@ -1,0 +1,98 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "yox/base/TimeZone.h"
+#include "yox/decision/Decide.h"
+#include "yox/decision/Filter.h"
+#include "yox/decision/FilterDocument.h"
+#include "yox/decision/ListDays.h"
+#include "yox/decision/PreparedDevice.h"
+
+namespace yox::decision {
+namespace {
+
+constexpr std::int64_t kDay = 86400;
+
+std::int64_t DayOf(int year, int month, int day) {
+  return TimeZone().ToMoment({year, month, day}, 0) / kDay;
+}
+
+std::shared_ptr<const CompiledList> ListOf(FilterField field, const std::string& text) {
+  Filter filter;
+  filter.Set(field, YOX::String::UTF8ToUTF16(text));
+  return ApplicabilityFilter({filter}).snapshot();
+}
+
+// At noon, of a device in the middle of a roll-out's buckets.
+bool AppliesOn(const CompiledList& list, std::int64_t day) {
+  FactsRecord record;
+  record.time_zone = TimeZone();
+  record.rollout_bucket = Given<int>::Known(1000);
+  const PreparedDevice device(record);
+  const Question question{.now = day * kDay + kDay / 2};
+  PreparedFacts facts(device, question);
+  return Decide(list, facts).applies == Truth::kTrue;
+}
+
+struct Case {
+  const char* name;
+  FilterField field;
+  const char* text;
+};
+
+class DaysOfChangeOf : public testing::TestWithParam<Case> {};
+
+TEST_P(DaysOfChangeOf, HaveEveryDayOnWhichAVerdictChanges) {
+  const auto list = ListOf(GetParam().field, GetParam().text);
+  const DaySpan span{DayOf(2025, 12, 1), DayOf(2027, 2, 1)};
+  const std::vector<std::int64_t> days = DaysOfChange(*list, span);
+  ASSERT_TRUE(std::ranges::is_sorted(days));
+  EXPECT_EQ(days.front(), span.first);
+  EXPECT_LE(days.back(), span.last);
+  int changes = 0;
+  for (std::int64_t day = span.first + 1; day <= span.last; ++day) {
+    if (AppliesOn(*list, day) == AppliesOn(*list, day - 1)) continue;
+    ++changes;
+    EXPECT_TRUE(std::ranges::binary_search(days, day)) << day - span.first;
+  }
+  EXPECT_GT(changes, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, DaysOfChangeOf,
+    testing::ValuesIn(std::vector<Case>{
+        {"Range", FilterField::date_range, "2026-03-01|2026-03-31"},
+        {"OpenEnd", FilterField::date_range, "2026-03-01|*"},
+        {"OpenStart", FilterField::date_range, "*|2026-12-31"},
+        {"NoSuchDay", FilterField::date_range, "2026-02-31|2026-06-31"},
+        {"DayZero", FilterField::date_range, "2026-03-00|*"},
+        {"NoSuchMonth", FilterField::date_range, "2026-13-01|*"},
+        {"UnreadableMonth", FilterField::date_range, "*|2026-x-01"},
+        {"UnreadableDay", FilterField::date_range, "*|2026-03-x"},
+        {"Rollout", FilterField::date_function, "2026-03-01|28|linear"},
+        {"RolloutThatCarriesOver", FilterField::date_function, "2026-02-30|28|exponentialSlow"},
+        {"UnknownGrowth", FilterField::date_function, "2026-03-01|28|fast"},
+        {"NegativeDays", FilterField::date_function, "2026-03-01|-3|linear"},
+        {"LongerThanTheSpan", FilterField::date_function, "2026-01-01|1000|linear"},
+    }),
+    [](const auto& row) { return std::string(row.param.name); });
+
+TEST(ListDaysTest, RolloutsSpanTheirFirstToTheirLastDay) {
+  const auto list = ReadFilterDocument(R"([{"date_function": "2026-03-10|5|linear"},
+      {"date_function": "2026-02-01|3|linear"}, {"date_function": "x|3|linear"},
+      {"date_range": "2020-01-01|*"}, {"default": "true", "date_function": "2020-01-01|3|linear"}])");
+  EXPECT_EQ(RolloutDaysOf(*list.snapshot()), (DaySpan{DayOf(2026, 2, 1), DayOf(2026, 3, 14)}));
+  EXPECT_EQ(RolloutDaysOf(*ListOf(FilterField::date_range, "2026-01-01|*")), std::nullopt);
+}
+
+TEST(ListDaysTest, DaysWithoutAChangeAreLeftOut) {
+  const auto list = ListOf(FilterField::date_range, "2026-03-01|2026-03-31");
+  EXPECT_EQ(DaysOfChange(*list, {DayOf(2026, 1, 1), DayOf(2026, 12, 31)}),
+            (std::vector{DayOf(2026, 1, 1), DayOf(2026, 3, 1), DayOf(2026, 4, 1)}));
+}
+
+}  // namespace
+}  // namespace yox::decision
