@@ -303,8 +303,9 @@ class CriterionLint {
   void HardwareId(const TextPattern& pattern) {
     using enum TextPattern::Form;
     if (pattern.form != kEqual && pattern.form != kStartsWith) return;
-    WString id = String::ToUpper(pattern.text);
-    if (id.find_first_of("\\/"_wv) != WString::npos) return;
+    const WString upper = String::ToUpper(pattern.text);
+    const WStringView id = upper;  // clang 14 crashes on find_first_of of the string itself
+    if (id.find_first_of("\\/"_wv) != WStringView::npos) return;
     const bool usb = id.starts_with("VID_"_wv) || id.starts_with("PID_"_wv);
     const bool pci = id.starts_with("VEN_"_wv) || id.starts_with("DEV_"_wv);
     if (!usb && !pci && id.find(WChar{'&'}) == WString::npos) return;
