@@ -7,6 +7,7 @@
 #include "yox/base/Document.h"
 #include "yox/base/Export.h"
 #include "yox/base/WString.h"
+#include "yox/decision/CheckedRollout.h"
 #include "yox/platform/clock/Clock.h"
 
 namespace yox::applicability {
@@ -16,7 +17,7 @@ namespace yox::applicability {
 class YOX_API RolloutForecast {
  public:
   static constexpr int kBuckets = 4096;
-  static constexpr int kMostDays = 36525;
+  static constexpr int kMostDays = decision::kMostRolloutDays;
 
   // Reads `START|DAYS|GROWTH` or `START|DAYS|GROWTH|SEGMENT`; the start is a day of the platform's
   // clock. Throws yox::DocumentError, with what is wrong, for a function that never lets anybody
