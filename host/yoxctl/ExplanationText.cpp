@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "yox/base/String.h"
+#include "yox/decision/ExplanationDocument.h"
 
 #include "host/yoxctl/Output.h"
 #include "host/yoxctl/Table.h"
@@ -17,25 +18,21 @@ using yox::decision::ExplainedFilter;
 using yox::decision::Explanation;
 using yox::decision::FilterField;
 using yox::decision::kFilterFieldNames;
+using yox::decision::WordOf;
 
 namespace yoxctl {
 namespace {
 
 using Outcome = ExplainedFilter::Outcome;
 
-struct Word {
-  const char* text;
-  Paint paint;
-};
+constexpr std::array kResultPaints = {Paint::kGood, Paint::kBad, Paint::kOdd, Paint::kOdd};
+constexpr std::array kOutcomePaints = {Paint::kStrong, Paint::kPlain, Paint::kStrong, Paint::kFaint,
+                                       Paint::kOdd};
 
-constexpr std::array kResults = {Word{"held", Paint::kGood}, Word{"differs", Paint::kBad},
-                                 Word{"missing", Paint::kOdd}};
-constexpr std::array kOutcomes = {
-    Word{"matched", Paint::kStrong}, Word{"not matched", Paint::kPlain},
-    Word{"default", Paint::kStrong}, Word{"not reached", Paint::kFaint}};
+Paint PaintOf(CriterionResult result) { return kResultPaints[static_cast<std::size_t>(result)]; }
+Paint PaintOf(Outcome outcome) { return kOutcomePaints[static_cast<std::size_t>(outcome)]; }
 
-const Word& Of(CriterionResult result) { return kResults[static_cast<std::size_t>(result)]; }
-const Word& Of(Outcome outcome) { return kOutcomes[static_cast<std::size_t>(outcome)]; }
+std::string TextOf(CriterionResult result) { return std::string(WordOf(result)); }
 
 std::string NameOf(FilterField field) {
   return std::string(kFilterFieldNames[static_cast<std::size_t>(field)]);
@@ -100,7 +97,7 @@ void WriteFact(Lines& lines, const Layout& layout, FilterField field, const Expl
       lines.column() + 2 <= layout.actual && layout.actual + Columns(actual) <= kLineColumns;
   const std::size_t below = aligned ? layout.actual : layout.required + kIndent;
   if (!aligned) lines.NewLine();
-  lines.To(below).Write(Of(fact.result).paint, actual);
+  lines.To(below).Write(PaintOf(fact.result), actual);
   const std::size_t behind = lines.column() + 2;
   const std::size_t column = aligned ? std::max(behind, layout.origin) : behind;
   if (column + Columns(origin) <= kLineColumns) {
@@ -115,14 +112,13 @@ void WriteFact(Lines& lines, const Layout& layout, FilterField field, const Expl
 
 std::string CriterionText(const ExplainedCriterion& criterion, const Layout& layout,
                           const Painter& paint) {
-  const Word& result = Of(criterion.result);
   Lines lines(paint);
-  lines.To(Layout::kResult).Write(result.paint, result.text);
+  lines.To(Layout::kResult).Write(PaintOf(criterion.result), TextOf(criterion.result));
   lines.To(Layout::kName).Write(Paint::kPlain, NameOf(criterion.field));
   if (criterion.facts.size() > 1) lines.NewLine();
   for (const ExplainedFact& fact : criterion.facts) {
-    const Word& part = Of(fact.result);
-    if (criterion.facts.size() > 1) lines.To(Layout::kPart).Write(part.paint, part.text);
+    if (criterion.facts.size() > 1)
+      lines.To(Layout::kPart).Write(PaintOf(fact.result), TextOf(fact.result));
     WriteFact(lines, layout, criterion.field, fact);
   }
   return std::move(lines).Take();
@@ -147,47 +143,10 @@ std::string ChangesText(const ExplainedCriterion& criterion, const Painter& pain
     line += fact.actual.empty() ? " is missing" : " is " + Shown(criterion.field, fact.actual);
     if (!fact.note.empty()) line += " (" + OneLine(fact.note) + ")";
     line += ", required " + Shown(criterion.field, fact.required);
-    lines.To(2).WriteWords(Of(fact.result).paint, line, 2).NewLine();
+    lines.To(2).WriteWords(PaintOf(fact.result), line, 2).NewLine();
     first = false;
   }
   return std::move(lines).Take();
-}
-
-Json::Value Utf8(const yox::WString& text) { return YOX::String::UTF16ToUTF8(text); }
-
-Json::Value FactJson(const ExplainedFact& fact) {
-  Json::Value json;
-  json["required"] = Utf8(fact.required);
-  json["actual"] = Utf8(fact.actual);
-  json["matched"] = fact.result == CriterionResult::kHeld;
-  json["result"] = Of(fact.result).text;
-  json["source"] = fact.source;
-  if (!fact.note.empty()) json["note"] = fact.note;
-  return json;
-}
-
-// As its one fact; of several, `parts` has each.
-Json::Value CriterionJson(const ExplainedCriterion& criterion) {
-  Json::Value json = FactJson(criterion.facts.front());
-  json["criterion"] = NameOf(criterion.field);
-  json["required"] = Utf8(criterion.required);
-  json["matched"] = criterion.result == CriterionResult::kHeld;
-  json["result"] = Of(criterion.result).text;
-  if (criterion.facts.size() == 1) return json;
-  std::string actual;
-  json.removeMember("note");
-  for (const ExplainedFact& fact : criterion.facts) {
-    if (!fact.actual.empty()) {
-      actual += (actual.empty() ? "" : ", ") + YOX::String::UTF16ToUTF8(fact.actual);
-    }
-    json["parts"].append(FactJson(fact));
-  }
-  json["actual"] = actual;
-  return json;
-}
-
-Json::Value IndexJson(const std::optional<std::size_t>& index) {
-  return index ? Json::Value(Json::UInt64{*index}) : Json::Value();
 }
 
 }  // namespace
@@ -197,13 +156,14 @@ std::string AnswerWord(bool applies) { return applies ? "applies" : "does not ap
 std::string FilterText(const Explanation& explanation, std::size_t index, const Painter& paint) {
   const ExplainedFilter& filter = explanation.filters[index];
   const Layout layout(filter);
-  std::string head = "Filter [" + std::to_string(index) + "]: " + Of(filter.outcome).text;
+  std::string head =
+      "Filter [" + std::to_string(index) + "]: " + std::string(WordOf(filter.outcome));
   if (explanation.decided_by == index) head += ", decides: " + AnswerWord(filter.answer);
   if (filter.outcome == Outcome::kNotMatched && filter.criteria.size() > 1) {
     head += ", " + std::to_string(CountFailing(filter)) + " of " +
             std::to_string(filter.criteria.size()) + " fail";
   }
-  std::string text = paint(Of(filter.outcome).paint, head) + "\n";
+  std::string text = paint(PaintOf(filter.outcome), head) + "\n";
   for (const ExplainedCriterion& criterion : filter.criteria) {
     text += CriterionText(criterion, layout, paint);
   }
@@ -230,33 +190,6 @@ std::string ExplanationText(const Explanation& explanation, const Painter& paint
   }
   if (explanation.nearest_miss) text += "\n" + NearestMissText(explanation, paint);
   return text;
-}
-
-Json::Value ExplanationJson(const Explanation& explanation) {
-  Json::Value json;
-  json["applies"] = explanation.applies;
-  json["reason"] = Utf8(explanation.reason);
-  json["decided_by"] = IndexJson(explanation.decided_by);
-  json["explain"] = Json::Value(Json::arrayValue);
-  for (std::size_t i = 0; i < explanation.filters.size(); ++i) {
-    Json::Value& filter = json["explain"].append(Json::objectValue);
-    filter["filter"] = Json::UInt64{i};
-    filter["outcome"] = Of(explanation.filters[i].outcome).text;
-    filter["criteria"] = Json::Value(Json::arrayValue);
-    for (const ExplainedCriterion& criterion : explanation.filters[i].criteria) {
-      filter["criteria"].append(CriterionJson(criterion));
-    }
-  }
-  Json::Value& nearest = json["nearest_miss"];
-  if (!explanation.nearest_miss) return json;
-  nearest["filter"] = Json::UInt64{*explanation.nearest_miss};
-  for (const ExplainedCriterion& criterion :
-       explanation.filters[*explanation.nearest_miss].criteria) {
-    if (criterion.result != CriterionResult::kHeld) {
-      nearest["criteria"].append(NameOf(criterion.field));
-    }
-  }
-  return json;
 }
 
 }  // namespace yoxctl

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <json/value.h>
-
 #include <cstddef>
 #include <string>
 
@@ -23,9 +21,5 @@ std::string FilterText(const yox::decision::Explanation& explanation, std::size_
 std::string NearestMissText(const yox::decision::Explanation& explanation, const Painter& paint);
 // Returns the lines for all filters and the nearest miss.
 std::string ExplanationText(const yox::decision::Explanation& explanation, const Painter& paint);
-
-// Returns {"applies": ..., "reason": ..., "decided_by": ..., "nearest_miss": ..., "explain":
-// [...]}.
-Json::Value ExplanationJson(const yox::decision::Explanation& explanation);
 
 }  // namespace yoxctl

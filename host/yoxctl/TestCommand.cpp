@@ -8,6 +8,7 @@
 #include "yox/base/Json.h"
 #include "yox/base/String.h"
 #include "yox/decision/Explanation.h"
+#include "yox/decision/ExplanationDocument.h"
 #include "yox/decision/FilterDocument.h"
 #include "yox/platform/simulated/DeviceProfile.h"
 
