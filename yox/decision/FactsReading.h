@@ -47,23 +47,10 @@ class FactsReading {
     if (no_firmware_) sink_.NoFirmware();
   }
 
- private:
-  static constexpr std::uint32_t Bit(Fact fact) {
-    return std::uint32_t{1} << static_cast<unsigned>(fact);
-  }
-  bool Saw(Fact fact) const { return (seen_ & Bit(fact)) != 0; }
+  // The keys that the document has, one bit each by Fact, for callers that read single facts.
+  void NoteKeys(std::uint32_t keys) { seen_ |= keys; }
 
-  static std::string_view StringOf(const Node& node) {
-    node.Require(node.IsString(), "a string");
-    return node.Text();
-  }
-  // Of what may be missing; std::nullopt for null.
-  static std::optional<std::string_view> StringOrNull(const Node& node) {
-    if (node.IsNull()) return std::nullopt;
-    node.Require(node.IsString(), "a string or null");
-    return node.Text();
-  }
-
+  // Reads the value of one fact.
   void ReadFact(Fact fact, const Node& node) {
     switch (FormOf(fact)) {
       case FactForm::kId:
@@ -104,6 +91,23 @@ class FactsReading {
       case FactForm::kOfTheQuestion:
         return;
     }
+  }
+
+ private:
+  static constexpr std::uint32_t Bit(Fact fact) {
+    return std::uint32_t{1} << static_cast<unsigned>(fact);
+  }
+  bool Saw(Fact fact) const { return (seen_ & Bit(fact)) != 0; }
+
+  static std::string_view StringOf(const Node& node) {
+    node.Require(node.IsString(), "a string");
+    return node.Text();
+  }
+  // Of what may be missing; std::nullopt for null.
+  static std::optional<std::string_view> StringOrNull(const Node& node) {
+    if (node.IsNull()) return std::nullopt;
+    node.Require(node.IsString(), "a string or null");
+    return node.Text();
   }
 
   // A hash, its bucket, and the text that both are computed from, which is not given beside them.
