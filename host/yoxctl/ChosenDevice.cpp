@@ -6,7 +6,10 @@
 #include <string_view>
 #include <system_error>
 
+#include "yox/base/Json.h"
+#include "yox/base/StrictJson.h"
 #include "yox/platform/Platform.h"
+#include "yox/platform/clock/Clock.h"
 #include "yox/platform/registry/Registry.h"
 #include "yox/platform/simulated/DeviceProfileReader.h"
 
@@ -30,7 +33,36 @@ std::filesystem::path StateFolder(const std::string& argument) {
   throw Refusal(NameOf(argument) + ": is not a directory");
 }
 
+// A day, or a day and a time, as a profile has it.
+std::string MomentOf(const std::string& now) {
+  return now.find('T') == std::string::npos ? now + "T12:00:00" : now;
+}
+
+// The device of a profile, at another moment if there is one.
+yox::platform::DeviceProfile ProfileAt(const std::string& text,
+                                       const std::optional<std::string>& now) {
+  yox::platform::DeviceProfile profile = yox::platform::ReadDeviceProfile(text);
+  if (!now) return profile;
+  Json::Value document = yox::ParseDocument(text);
+  document["clock"]["now"] = MomentOf(*now);
+  try {
+    return yox::platform::ReadDeviceProfile(yox::JsonText(document));
+  } catch (const yox::DocumentError& error) {
+    throw Refusal("--now: " + error.message().substr(std::string_view("clock.now: ").size()));
+  }
+}
+
 }  // namespace
+
+yox::LocalDate Today(const GlobalOptions& options) {
+  if (options.now) {
+    yox::platform::SimulatedDevice moment(ProfileAt("{}", options.now));
+    return moment.clock().ToLocalDate(moment.clock().Now());
+  }
+  const ChosenDevice device(options);
+  const auto& clock = yox::platform::Platform::Get().clock();
+  return clock.ToLocalDate(clock.Now());
+}
 
 ChosenDevice::ChosenDevice(const GlobalOptions& options) {
   Install(options);
@@ -44,12 +76,18 @@ ChosenDevice::ChosenDevice(const GlobalOptions& options) {
 ChosenDevice::~ChosenDevice() { yox::platform::Platform::Get().registry().OnFailure({}); }
 
 void ChosenDevice::Install(const GlobalOptions& options) {
+  if (options.now && !options.device) {
+    throw Refusal("--now: this machine's clock is not set: it needs --device");
+  }
   std::filesystem::path folder;
   if (options.state_dir) folder = StateFolder(*options.state_dir);
   if (options.device) {
     // Empty: the cryptography takes no settings from this machine.
     SetVariable("OPENSSL_CONF", "");
-    simulated_.emplace(ReadNamed(*options.device, yox::platform::ReadDeviceProfile), folder);
+    simulated_.emplace(
+        ReadNamed(*options.device,
+                  [&](const std::string& text) { return ProfileAt(text, options.now); }),
+        folder);
     installed_.emplace(*simulated_);
   } else if (options.state_dir) {
     // The machine's files look for their place when they are first asked.

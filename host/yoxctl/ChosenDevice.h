@@ -4,6 +4,7 @@
 #include <string>
 
 #include "yox/base/Document.h"
+#include "yox/base/LocalDate.h"
 #include "yox/platform/simulated/SimulatedDevice.h"
 
 #include "host/yoxctl/CommandLine.h"
@@ -11,16 +12,26 @@
 
 namespace yoxctl {
 
-// Returns `read(text)` for the text of the file that an argument names. Throws Refusal with the
-// argument and what is wrong with the document.
+// Returns what `read()` returns. Throws Refusal with the argument that names the document, and with
+// what is wrong with it.
 template <class Read>
-auto ReadNamed(const std::string& argument, Read read) {
+auto Named(const std::string& argument, Read read) {
   try {
-    return read(yox::ReadDocumentFile(PathOf(argument)));
+    return read();
   } catch (const yox::DocumentError& error) {
     throw Refusal(NameOf(argument) + ": " + error.what());
   }
 }
+
+// Returns `read(text)` for the text of the file that an argument names. Throws Refusal with the
+// argument and what is wrong with the document.
+template <class Read>
+auto ReadNamed(const std::string& argument, Read read) {
+  return Named(argument, [&] { return read(yox::ReadDocumentFile(PathOf(argument))); });
+}
+
+// Returns the day that --now names, or else the chosen device's.
+yox::LocalDate Today(const GlobalOptions& options);
 
 // The device that --device and --state-dir choose. It is the process's platform as long as the
 // object lives. Failures of its registry are printed to standard error.

@@ -8,12 +8,14 @@
 #include <exception>
 #include <filesystem>
 #include <limits>
+#include <span>
 #include <string_view>
 #include <system_error>
 #include <type_traits>
 #include <utility>
 
 #include "yox/base/Document.h"
+#include "yox/base/NearestWord.h"
 #include "yox/base/String.h"
 
 #include "host/yoxctl/Output.h"
@@ -89,11 +91,47 @@ void AddOption(CLI::App& app, const Option& option) {
   if (option.hidden) added->group("");
 }
 
+// What the help of every command says of the global options.
+std::string GlobalsFooter(std::span<const Option> globals) {
+  constexpr std::size_t kColumn = 32;
+  std::string text = "Global options:\n";
+  for (const Option& option : globals) {
+    std::string line = "  " + option.name + " " + option.type;
+    line.append(line.size() < kColumn ? kColumn - line.size() : 1, ' ');
+    text += line + option.help + "\n";
+  }
+  return text;
+}
+
+// The command that was given, as far as it was understood.
+const CLI::App& DeepestCommand(const CLI::App& app) {
+  const auto chosen = app.get_subcommands();
+  return chosen.empty() ? app : DeepestCommand(*chosen.front());
+}
+
+// What was probably meant by an argument that is not known.
+std::string Suggestion(const CLI::App& app, const std::string& argument) {
+  const CLI::App& command = DeepestCommand(app);
+  std::vector<std::string> names;
+  if (argument.starts_with('-')) {
+    for (const CLI::App* const each : {&app, &command}) {
+      for (const CLI::Option* const option : each->get_options()) {
+        for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+      }
+    }
+  } else {
+    for (const CLI::App* const sub : command.get_subcommands({})) names.push_back(sub->get_name());
+  }
+  return yox::DidYouMean(argument, names);
+}
+
 // `chosen` receives the command to run. Subcommands inherit the settings of `parent`.
-void AddCommand(CLI::App& parent, const Command& command, const Command*& chosen) {
+void AddCommand(CLI::App& parent, const Command& command, const std::string& footer,
+                const Command*& chosen) {
   CLI::App* const app = parent.add_subcommand(command.name, command.help);
   for (const Option& option : command.options) AddOption(*app, option);
-  for (const Command& sub : command.commands) AddCommand(*app, sub, chosen);
+  app->footer(footer);
+  for (const Command& sub : command.commands) AddCommand(*app, sub, footer, chosen);
   if (!command.commands.empty()) app->require_subcommand(1);
   if (command.run) app->callback([&command, &chosen] { chosen = &command; });
 }
@@ -114,16 +152,24 @@ int Parse(CLI::App& app, std::vector<std::string> arguments) {
         (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::ExtrasError) ||
          error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError))) {
       throw Refusal("The following argument was not expected: " + NameOf(unknown.front()) +
-                    kSeeHelp);
+                    Suggestion(app, unknown.front()) + kSeeHelp);
     }
     throw Refusal(std::string(error.what()) + kSeeHelp);
   }
   return kNegative;
 }
 
+void CheckFormat(const std::string& format, const Command& command) {
+  std::string known = "text,json";
+  for (const std::string& one : command.formats) known += "," + one;
+  if (format == "text" || format == "json" || std::ranges::count(command.formats, format) != 0) {
+    return;
+  }
+  throw Refusal("--format: " + NameOf(format) + " not in {" + known + "}" + kSeeHelp);
+}
+
 int RunOrThrow(std::vector<std::string> arguments) {
   GlobalOptions options;
-  std::string format = "text";
   std::string colours = "auto";
   const Option globals[] = {
       {.name = "--device",
@@ -136,10 +182,14 @@ int RunOrThrow(std::vector<std::string> arguments) {
        .target = &options.state_dir},
       {.name = "--format",
        .type = "text|json",
-       .help = "Format of the output",
-       .target = &format,
-       .choices = {"text", "json"},
+       .help = "Format of the output; lint also has sarif and github",
+       .target = &options.format,
        .initial = "text"},
+      {.name = "--now",
+       .type = "DATETIME",
+       .help = "The moment of a simulated device, and today for lint: 2026-03-01 or "
+               "2026-03-01T12:00:00",
+       .target = &options.now},
       {.name = "--color",
        .type = "auto|always|never",
        .help = "Colours in text; auto: on a terminal, unless NO_COLOR is set",
@@ -158,11 +208,13 @@ int RunOrThrow(std::vector<std::string> arguments) {
   app.footer(kFooter);
   app.fallthrough();  // the global options may also follow the command
   for (const Option& option : globals) AddOption(app, option);
-  for (const Command& command : commands) AddCommand(app, command, chosen);
+  const std::string footer = GlobalsFooter(globals);
+  for (const Command& command : commands) AddCommand(app, command, footer, chosen);
 
   if (Parse(app, std::move(arguments)) != kDone) return kDone;
   if (chosen == nullptr) throw Refusal(std::string("a command is missing") + kSeeHelp);
-  options.json = format == "json";
+  CheckFormat(options.format, *chosen);
+  options.json = options.format == "json";
   options.colours = colours == "always"  ? ColourMode::kAlways
                     : colours == "never" ? ColourMode::kNever
                                          : ColourMode::kAuto;

@@ -19,8 +19,10 @@ namespace yoxctl {
 struct GlobalOptions {
   std::optional<std::string> device;     // file name of a device profile; absent: this machine
   std::optional<std::string> state_dir;  // absent: the system's own directory
+  std::optional<std::string> now;        // "2026-03-01" or "2026-03-01T12:00:00"; absent: the clock
   ColourMode colours = ColourMode::kAuto;
-  bool json = false;
+  std::string format = "text";  // "text", "json" or one of the command's `formats`
+  bool json = false;            // format is "json"
 };
 
 // The variable that receives an option's value; its type decides what the option accepts:
@@ -50,7 +52,8 @@ struct Command {
   // Called after the options are parsed. Returns the exit code; throws Refusal. It owns the
   // variables of the options.
   std::function<int(const GlobalOptions&)> run = {};
-  std::vector<Command> commands = {};  // exactly one must be given
+  std::vector<Command> commands = {};     // exactly one must be given
+  std::vector<std::string> formats = {};  // that it has besides text and json
 };
 
 // Each is in the file of its name.

@@ -213,20 +213,20 @@ class ListTests(Yoxctl):
         good = {"profile": "device.json", "applies": True}
         self.write("bad.json", {"country": "US"})
         for case, message in (
-                ({"applies": 1}, "list.test.json: cases[1].applies: expected true or false, found a number"),
+                ({"applies": 1}, "list.test.json: line 1, column 69: cases[1].applies: expected true or false, found a number"),
                 ({**good, "changes": {"region": {"country": "US"}}},
                  "list.test.json: cases[1].changes: region.country: unknown key"),
                 ({**good, "now": "noon"},
                  "list.test.json: cases[1].now: clock.now: expected a local time YYYY-MM-DDThh:mm:ss"),
                 ({**good, "profile": "none.json"}, "list.test.json: cases[1].profile: none.json: no such file"),
-                ({**good, "profile": "bad.json"}, "list.test.json: cases[1].profile: country: unknown key")):
+                ({**good, "profile": "bad.json"}, "list.test.json: cases[1].profile: line 1, column 2: country: unknown key")):
             self.write_test([good, case])
             self.assert_refused(["test", "list.test.json"], message)
         self.write_test([good])
         self.write("list.json", [{"contry": "US"}])
-        self.assert_refused(["test", "list.test.json"], "list.json: [0].contry: unknown key")
+        self.assert_refused(["test", "list.test.json"], 'list.json: line 1, column 3: [0].contry: unknown key (did you mean "country"?)')
         self.assert_refused(["test", "list.json"],
-                            "list.json: expected an object, found an array")
+                            "list.json: line 1, column 1: expected an object, found an array")
         self.write("other.json", {"list": "none.json", "cases": [good]})
         self.assert_refused(["test", "other.json"], "other.json: list: none.json: no such file")
         self.write("other.json", {"cases": [good]})

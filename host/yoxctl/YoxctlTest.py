@@ -81,6 +81,13 @@ class Yoxctl(unittest.TestCase):
         self.assertEqual((done.stderr.decode(), done.stdout, done.returncode),
                          (f"yoxctl: {message}\n", b"", 2))
 
+    def assert_refused_at_a_place(self, arguments, name, message):
+        """The message is behind the file's name, a line and a column."""
+        done = self.run_program(*arguments)
+        self.assertRegex(done.stderr.decode(), rf"\Ayoxctl: {re.escape(name)}: line \d+, column \d+: ")
+        self.assertEqual((re.sub(r"line \d+, column \d+: ", "", done.stderr.decode(), count=1), done.stdout, done.returncode),
+                         (f"yoxctl: {name}: {message}\n", b"", 2))
+
     def assert_former_file_stays(self, name, room, arguments):
         """The command would write more into the file than there is room on the disk."""
         if len(PROGRAM) > 1:
@@ -247,10 +254,77 @@ class Lint(Yoxctl):
         self.assert_answer(["--device", "device.json", *self.lint(filters)], 0, "nothing found\n")
 
     def test_what_is_no_list_is_refused(self):
-        self.assert_refused(self.lint([{"contry": "US"}]), "list.json: [0].contry: unknown key")
+        self.assert_refused(self.lint([{"contry": "US"}]), "list.json: line 1, column 3: [0].contry: unknown key "
+                            '(did you mean "country"?)')
         self.assert_refused(["lint", "none.json"], "none.json: no such file")
         self.write("good.json", [])
-        self.assert_refused(["lint", "good.json", "none.json"], "none.json: no such file")
+
+    def test_one_bad_file_does_not_silence_the_others(self):
+        self.write("good.json", [{"country": "US"}])
+        self.write("bad.json", [{"country": "USA"}])
+        done = self.run_program("lint", "good.json", "none.json", "bad.json")
+        self.assertEqual((done.stderr, done.returncode), (b"yoxctl: none.json: no such file\n", 2))
+        self.assertIn(b'bad.json:1:15: error: filter [0]: country: "USA": no country has this code (did you mean "US"?) '
+                      b"[country-unknown]\n", done.stdout)
+
+    def test_a_directory_is_the_lists_below_it(self):
+        (self.folder / "lists/more").mkdir(parents=True)
+        self.write("lists/b.json", [{"country": "USA"}])
+        self.write("lists/more/a.json", {"filters": [{"country": "UK"}]})
+        self.write("lists/device.json", PROFILE)
+        self.write("lists/b.test.json", {"cases": [{"applies": True}]})
+        found = json.loads(self.run_program("--format", "json", "lint", "lists").stdout)["findings"]
+        self.assertEqual([pathlib.PurePath(one["file"]).as_posix() for one in found],
+                         ["lists/b.json", "lists/more/a.json"])
+        (self.folder / "none").mkdir()
+        self.assert_refused(["lint", "none"], "none: no such documents below it")
+
+    def test_standard_input(self):
+        done = subprocess.run([*PROGRAM, "lint", "-"], input=b'[{"model": "a*b"}]', capture_output=True, timeout=60)
+        self.assertEqual((done.stderr, done.returncode), (b"", 1))
+        self.assertTrue(done.stdout.startswith(b"-:1:13: error: "), done.stdout)
+        done = subprocess.run([*PROGRAM, "lint", "-"], input=b"[", capture_output=True, timeout=60)
+        self.assertEqual((done.stderr, done.returncode), (
+            b"yoxctl: -: line 1, column 2: expected a value, found the end of the document\n", 2))
+
+    def test_now_is_the_day_of_the_check(self):
+        filters = [{"date_range": "*|2026-02-28"}]
+        for now, found in (("2026-02-28", b"nothing found\n"), ("2026-03-01T00:00:00", b"[window-past]")):
+            self.assertIn(found, self.run_program("--now", now, *self.lint(filters)).stdout)
+        self.assert_refused(["--now", "soon", *self.lint(filters)],
+                            "--now: expected a local time YYYY-MM-DDThh:mm:ss")
+
+    def test_what_a_comment_allows_is_counted_and_no_failure(self):
+        filters = [{"model": "a*b", "comment": "lint: allow inner-star: the model has one"}, {"default": "false"}]
+        self.assertEqual(self.run_program(*self.lint(filters)).returncode, 1)  # unreachable
+        filters[1] = {"comment": "lint: allow unreachable: as above", **filters[1]}
+        self.assert_answer(self.lint(filters), 0, "nothing found, 2 allowed\n")
+        answer = json.loads(self.run_program("--format", "json", *self.lint(filters)).stdout)
+        self.assertEqual((answer["errors"], answer["findings"]), (0, []))
+        self.assertEqual([one["reason"] for one in answer["allowed"]], ["the model has one", "as above"])
+
+    def test_sarif_has_rules_places_and_what_is_allowed(self):
+        filters = [{"model": "a*b", "comment": "lint: allow inner-star: a, b"}, {"country": "DE,UK"}]
+        done = self.run_program("--format", "sarif", *self.lint(filters))
+        log = json.loads(done.stdout)
+        run, = log["runs"]
+        self.assertEqual((log["version"], done.returncode), ("2.1.0", 1))
+        rules = run["tool"]["driver"]["rules"]
+        for result in run["results"]:
+            self.assertEqual(rules[result["ruleIndex"]]["id"], result["ruleId"])
+        unknown, = [one for one in run["results"] if one["ruleId"] == "country-unknown"]
+        place = unknown["locations"][0]["physicalLocation"]
+        self.assertEqual(place["artifactLocation"]["uri"], "list.json")
+        column = json.dumps(filters).index("UK") + 1
+        self.assertEqual(place["region"], {"startLine": 1, "startColumn": column, "endLine": 1, "endColumn": column + 2})
+        self.assertEqual([one["suppressions"] for one in run["results"] if "suppressions" in one],
+                         [[{"kind": "inSource", "justification": "a, b"}]])
+
+    def test_github_reads_one_command_for_each_finding(self):
+        self.write("a,b.json", [{"model": "50%*x"}])
+        self.assertRegex(self.run_program("--format", "github", "lint", "a,b.json").stdout.decode(),
+                         r"\A::error file=a%2Cb.json,line=1,col=13,endLine=1,endColumn=18,title=inner-star"
+                         r"::filter \[0\]: model: \"50%25\*x\": [^\n]*%0A[^\n]*\n\Z")
 
 
 class Rollout(Yoxctl):
@@ -827,7 +901,7 @@ class ControlCharacters(Yoxctl):
 
     def test_a_complaint_shows_them_as_escapes(self):
         self.assert_refused(self.evaluate([{self.TEXT: "x"}]),
-                            f'filters.json: [0]["{self.SHOWN}"]: unknown key')
+                            f'filters.json: line 1, column 3: [0]["{self.SHOWN}"]: unknown key')
         self.assert_refused(["evaluate", "filters.json", "--tag", self.TEXT],
                             f'--tag: expected KEY=VALUE, found "{self.SHOWN}"')
 
@@ -950,13 +1024,16 @@ class BadInput(Yoxctl):
             (b"[" * 100_000, "line 1, column 65: deeper than 64 values"),
             (b" " * (4 * MIB + 1), "longer than 4 MiB"),
             ("filters", "expected an object or an array, found a string"),
-            ({"filters": [{}, {"contry": "US"}]}, "filters[1].contry: unknown key"),
+            ({"filters": [{}, {"contry": "US"}]}, 'filters[1].contry: unknown key (did you mean "country"?)'),
             ([{"country": 7}], "[0].country: expected a string, found a number"),
             ([{"k" * 1000: "x"}], f"[0].{'k' * 120}...: unknown key"),
             (b"[" + b"9" * 1000 + b"]", f'line 1, column 2: the number "{"9" * 120}..." is out of range'),
         ):
             with self.subTest(message=message):
-                self.assert_refused(self.evaluate(document), f"filters.json: {message}")
+                if message.startswith("l"):
+                    self.assert_refused(self.evaluate(document), f"filters.json: {message}")
+                else:
+                    self.assert_refused_at_a_place(self.evaluate(document), "filters.json", message)
 
     def test_a_huge_file_is_refused_by_its_size(self):
         (self.folder / "filters.json").touch()
@@ -972,14 +1049,14 @@ class BadInput(Yoxctl):
         self.write("filters.json", [])
         for profile, message in (
             ({"os": {"s_mode": "no"}}, "os.s_mode: expected true or false, found a string"),
-            ({"os": {"mode": 1}}, "os.mode: unknown key"),
+            ({"os": {"mode": 1}}, 'os.mode: unknown key (did you mean "s_mode"?)'),
             ({"clock": {"time_zone": "Mars"}}, 'clock.time_zone: unknown time zone "Mars"'),
             ({"registry": {"HKLM\\A": {"V": {"type": "REG_DWORD", "data": -1}}}},
              'registry["HKLM\\A"].V.data: expected a whole number from 0 to 4294967295'),
         ):
             with self.subTest(message=message):
                 self.write("bad.json", profile)
-                self.assert_refused(["--device", "bad.json", "evaluate", "filters.json"], f"bad.json: {message}")
+                self.assert_refused_at_a_place(["--device", "bad.json", "evaluate", "filters.json"], "bad.json", message)
 
     def test_usage(self):
         usage = " (see yoxctl --help)"
@@ -987,9 +1064,14 @@ class BadInput(Yoxctl):
             ([], "a command is missing" + usage),
             (["frob"], "The following argument was not expected: frob" + usage),
             (["--bogus"], "The following argument was not expected: --bogus" + usage),
-            (["evaluat", "a.json"], "The following argument was not expected: evaluat" + usage),
+            (["evaluat", "a.json"], "The following argument was not expected: evaluat (did you mean \"evaluate\"?)" + usage),
             (["registry", "frob"], "The following argument was not expected: frob" + usage),
-            (["evaluate", "--explane"], "The following argument was not expected: --explane" + usage),
+            (["evaluate", "--explane"], "The following argument was not expected: --explane (did you mean \"--explain\"?)" + usage),
+            (["registry", "lst"], "The following argument was not expected: lst (did you mean \"list\"?)" + usage),
+            (["lint", "a.json", "--devise", "b"],
+             "The following argument was not expected: --devise (did you mean \"--device\"?)" + usage),
+            (["--format", "sarif", "evaluate", "a.json"], "--format: sarif not in {text,json}" + usage),
+            (["--now", "2026-03-01", "tags"], "--now: this machine's clock is not set: it needs --device"),
             (["registry"], "A subcommand is required" + usage),
             (["evaluate"], "FILTERS.json is required" + usage),
             (["evaluate", "a.json", "b.json"], "The following argument was not expected: b.json" + usage),

@@ -21,12 +21,14 @@ void Collect(const Json::Value& root, const Json::Value& schema, const std::stri
     Collect(root, root["$defs"][reference.substr(std::string("#/$defs/").size())], path, paths);
   }
   for (const std::string& key : schema["properties"].getMemberNames()) {
+    if (key == "comment" || (key == "$schema" && path.empty())) continue;  // mean nothing
     const std::string below = path.empty() ? key : path + "." + key;
     paths.insert(below);
     Collect(root, schema["properties"][key], below, paths);
   }
   Collect(root, schema["additionalProperties"], path + ".*", paths);
   Collect(root, schema["items"], path + "[*]", paths);
+  for (const char* const branch : {"then", "else"}) Collect(root, schema[branch], path, paths);
   for (const char* const alternatives : {"oneOf", "anyOf"}) {
     for (const Json::Value& alternative : schema[alternatives]) {
       Collect(root, alternative, path, paths);

@@ -362,6 +362,10 @@ const ListRow kListRows[] = {
     {"NeverApplies", "[{'country': 'US', 'value': 'false'}]",
      ":1:1 constant-list (it never applies)"},
     {"NeverAppliesForNothingHolds", "[{'version': 'x'}]", "[0]:1:15 version-unreadable"},
+    {"AllowedWithoutReason", "[{'country': 'US', 'comment': 'lint: allow unreachable'}]",
+     "[0]:1:31 suppression (there is no reason)"},
+    {"AllowedAndNotThere", "[{'country': 'US', 'comment': 'lint: allow unreachable: x'}]",
+     "[0]:1:31 suppression-unused (unreachable)"},
     {"DefaultAndCriteria", "[{'country': 'US'}, {'country': 'CA', 'default': 'false'}]",
      "[1]:1:21 default-and-criteria"},
     {"DefaultAndValue", "[{'country': 'US'}, {'value': 'true', 'default': 'false'}]",
@@ -492,6 +496,7 @@ TEST(LintRules, ThePagesExamplesAreFoundAndTheRightOnesAreNot) {
     const auto wrong = Examples(section, "wrong");
     const auto right = Examples(section, "right");
     EXPECT_FALSE(wrong.empty()) << rule.id;
+    EXPECT_GT(section.find("\n- wrong"), rule.id.size() + 50) << rule.id << " has no reason";
     EXPECT_FALSE(right.empty()) << rule.id;
     for (const std::string& example : wrong) {
       EXPECT_TRUE(
@@ -500,7 +505,9 @@ TEST(LintRules, ThePagesExamplesAreFoundAndTheRightOnesAreNot) {
           << rule.id << example;
     }
     for (const std::string& example : right) {
-      EXPECT_EQ(Named(FindingsInExample(example)), "") << rule.id << example;
+      std::vector<LintFinding> findings = FindingsInExample(example);
+      std::erase_if(findings, [](const LintFinding& finding) { return finding.allowed; });
+      EXPECT_EQ(Named(findings), "") << rule.id << example;
     }
   }
 }
@@ -523,6 +530,35 @@ TEST(LintDocumentTest, FindsNothingInTheExamples) {
     const std::string list = CheckoutFile("examples/lists/" + std::string(name) + ".json");
     EXPECT_EQ(Placed(LintDocument(list, kToday)), "") << name;
   }
+}
+
+TEST(LintDocumentTest, ACommentAllowsARuleInItsFilterForAReason) {
+  const auto findings = LintDocument(
+      R"([{"model": "a*b"}, {"model": "a*b", "comment": ["x", "lint: allow inner-star, unreachable: a test"]}])",
+      kToday);
+  ASSERT_EQ(Placed(findings),
+            "[0]:1:13 inner-star; [1]:1:31 inner-star; "
+            "[1]:1:20 unreachable (filter [0] decides for every device)");
+  EXPECT_FALSE(findings[0].allowed);
+  EXPECT_EQ(findings[1].allowed, "a test");
+  EXPECT_EQ(findings[2].allowed, "a test");
+}
+
+TEST(LintDocumentTest, ACommentOfTheDocumentAllowsARuleEverywhere) {
+  const auto findings = LintDocument(
+      R"({"comment": "lint: allow constant-list: a test", "filters": [{"model": "A"}, {"default": "true"}]})",
+      kToday);
+  ASSERT_EQ(findings.size(), 1U);
+  EXPECT_EQ(findings[0].allowed, "a test");
+}
+
+TEST(LintDocumentTest, AWrongCommentHasItsPlace) {
+  EXPECT_EQ(
+      Placed(LintDocument(R"([{"model": "A",
+  "comment": "lint: allow inner-stars: x"}, {"comment": "lint: ignore", "model": "B"}])",
+                          kToday)),
+      "[0]:2:14 suppression (there is no rule \"inner-stars\" (did you mean \"inner-star\"?)); "
+      "[1]:2:57 suppression (expected `allow`)");
 }
 
 TEST(LintDocumentTest, AMessageIsOneLine) {

@@ -63,7 +63,8 @@ yox::platform::DeviceProfile ReadChanged(const Json::Value& document, const char
   try {
     return yox::platform::ReadDeviceProfile(yox::JsonText(document));
   } catch (const yox::DocumentError& error) {
-    throw yox::DocumentError(std::string(changed_by) + ": " + error.what());
+    // The place is one in a text that nobody has written.
+    throw yox::DocumentError(std::string(changed_by) + ": " + error.message());
   }
 }
 
@@ -71,7 +72,7 @@ yox::platform::DeviceProfile ReadChanged(const Json::Value& document, const char
 
 ListTest ReadListTest(std::string_view utf8) {
   const Json::Value document = yox::ParseDocument(utf8);
-  const yox::JsonNode root(document);
+  const yox::JsonNode root(document, utf8);
   ListTest test;
   yox::ReadJson(root, test);
   root.ForEachMember([&](std::string_view key, const yox::JsonNode& cases) {
@@ -86,7 +87,12 @@ ListTest ReadListTest(std::string_view utf8) {
 
 yox::platform::DeviceProfile DeviceOfCase(const ListTestCase& test, std::string_view profile) {
   Json::Value document = yox::ParseDocument(profile);
-  yox::platform::DeviceProfile device = ReadChanged(document, "profile");
+  yox::platform::DeviceProfile device;
+  try {
+    device = yox::platform::ReadDeviceProfile(profile);
+  } catch (const yox::DocumentError& error) {
+    throw yox::DocumentError(std::string("profile: ") + error.what());
+  }
   if (test.changes) {
     Merge(document, *test.changes);
     device = ReadChanged(document, "changes");

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <filesystem>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -12,13 +13,6 @@
 // Reading the documents that people write. They are read strictly: a mistake is refused, with its
 // place.
 namespace yox {
-
-// Says what is wrong with a document, and where: "filters[2].country: expected a string, found a
-// number", "line 3, column 7: expected a key, found "}"". One line, as OneLine returns it.
-class YOX_API DocumentError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
 
 // A document is at most 4 MiB long and 64 values deep.
 inline constexpr std::size_t kMaxDocumentSize = std::size_t{4} << 20;
@@ -31,6 +25,28 @@ struct DocumentPlace {
   std::size_t column = 1;
 
   friend bool operator==(const DocumentPlace&, const DocumentPlace&) = default;
+};
+
+// Says what is wrong with a document, and where: "line 3, column 7: filters[2].country: expected a
+// string, found a number". One line, as OneLine returns it.
+class YOX_API DocumentError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+  // The text begins with the place.
+  DocumentError(const DocumentPlace& place, const std::string& message)
+      : runtime_error("line " + std::to_string(place.line) + ", column " +
+                      std::to_string(place.column) + ": " + message),
+        place_(place),
+        message_(message) {}
+
+  // Returns the place in the document's text, or std::nullopt if the error has none.
+  const std::optional<DocumentPlace>& place() const { return place_; }
+  // Returns the text without the place.
+  std::string message() const { return place_ ? message_ : what(); }
+
+ private:
+  std::optional<DocumentPlace> place_;
+  std::string message_;
 };
 
 // Returns the bytes of a file, without a byte order mark (UTF-8) at the beginning. Throws

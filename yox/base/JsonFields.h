@@ -24,7 +24,7 @@
 //
 // From the table the struct is read (ReadJson), written (WriteJson), and its keys are listed
 // (JsonPaths). Every key is optional; an unknown key or a value of the wrong type is a
-// DocumentError with its path.
+// DocumentError with its path. Every object may have a `comment`, which is not kept.
 namespace yox {
 
 template <class Record, class Value>
@@ -168,7 +168,10 @@ struct JsonCodec<T> {
         ReadJson(member, record.*field.member);
         known = true;
       });
-      if (!known) member.Fail("unknown key");
+      if (known || member.IsRemark()) return;
+      std::vector<std::string_view> keys;
+      ForEachField([&](const auto& field) { keys.push_back(field.key); });
+      member.FailUnknownKey(keys);
     });
   }
 

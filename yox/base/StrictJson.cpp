@@ -24,9 +24,9 @@ bool IsWordLetter(char letter) {
 
 [[noreturn]] void FailAt(std::string_view text, std::size_t at, std::size_t first_line,
                          const std::string& what) {
-  const auto [line, column] = PlaceFinder(text).At(at);
-  throw DocumentError("line " + std::to_string(line + first_line - 1) + ", column " +
-                      std::to_string(column) + ": " + what);
+  DocumentPlace place = PlaceFinder(text).At(at);
+  place.line += first_line - 1;
+  throw DocumentError(place, what);
 }
 
 std::string Quoted(std::string_view text) { return "\"" + Printable(text) + "\""; }
@@ -308,14 +308,50 @@ void JsonNode::Require(bool condition, std::string_view kind) const {
 }
 
 void JsonNode::Fail(std::string_view what) const {
-  std::string place;
-  if (!utf8_.empty()) {
-    const auto at = static_cast<std::size_t>(value_.getOffsetStart());
-    place = "line " + std::to_string(PlaceFinder(utf8_).At(at).line + first_line_ - 1) + ": ";
+  FailAt(static_cast<std::size_t>(value_.getOffsetStart()), what);
+}
+
+void JsonNode::FailAtKey(const std::string& what) const {
+  // JsonCpp keeps no place of a key: it is the string before the value's ":".
+  std::size_t at = static_cast<std::size_t>(value_.getOffsetStart());
+  if (!utf8_.empty() && parent_ != nullptr && key_.data() != nullptr) {
+    const auto is_escaped = [&](std::size_t quote) {
+      std::size_t slashes = 0;
+      while (slashes < quote && utf8_[quote - slashes - 1] == '\\') ++slashes;
+      return slashes % 2 != 0;
+    };
+    const std::size_t end = utf8_.rfind('"', utf8_.rfind(':', at - 1));
+    at = utf8_.rfind('"', end - 1);
+    while (is_escaped(at)) at = utf8_.rfind('"', at - 1);
   }
-  const std::string path = Path();
-  if (!path.empty()) place += path + ": ";
-  throw DocumentError(place + std::string(what));
+  FailAt(at, what);
+}
+
+void JsonNode::FailAt(std::size_t byte, std::string_view what) const {
+  std::string message = Path();
+  if (!message.empty()) message += ": ";
+  message += what;
+  if (utf8_.empty()) throw DocumentError(message);
+  const DocumentPlace place = PlaceFinder(utf8_).At(byte);
+  if (has_columns_) throw DocumentError(place, message);
+  throw DocumentError("line " + std::to_string(place.line + first_line_ - 1) + ": " + message);
+}
+
+bool JsonNode::IsRemark() const {
+  const bool is_root_member = parent_ != nullptr && parent_->parent_ == nullptr;
+  if (key_ == "$schema" && is_root_member) {
+    Require(value_.isString(), "a string");
+    return true;
+  }
+  if (key_ != "comment") return false;
+  if (value_.isArray()) {
+    for (Json::ArrayIndex i = 0; i < value_.size(); ++i) {
+      Element(i).Require(value_[i].isString(), "a string");
+    }
+  } else {
+    Require(value_.isString(), "a string or an array of strings");
+  }
+  return true;
 }
 
 std::string JsonNode::Path() const {

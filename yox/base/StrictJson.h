@@ -7,6 +7,7 @@
 
 #include "yox/base/Document.h"
 #include "yox/base/Export.h"
+#include "yox/base/NearestWord.h"
 
 namespace yox {
 
@@ -55,6 +56,9 @@ class YOX_API WrittenText {
 class YOX_API JsonNode {
  public:
   explicit JsonNode(const Json::Value& document) : value_(document) {}
+  // Errors have the place of the value, or of the key if it is unknown, in the document's text.
+  JsonNode(const Json::Value& document, std::string_view utf8)
+      : value_(document), utf8_(utf8), has_columns_(true) {}
   // Messages begin with the line of the value in the document's text: "line 3: PATH: WHAT".
   JsonNode(const Json::Value& document, std::string_view utf8, std::size_t first_line)
       : value_(document), utf8_(utf8), first_line_(first_line) {}
@@ -81,12 +85,26 @@ class YOX_API JsonNode {
 
   // Throws DocumentError "PATH: WHAT".
   [[noreturn]] void Fail(std::string_view what) const;
+  // The same at the place of the member's key: "unknown key (did you mean "country"?)" with the
+  // nearest of the keys that are known, a range of what converts to std::string_view.
+  template <class Keys>
+  [[noreturn]] void FailUnknownKey(const Keys& known) const {
+    FailAtKey("unknown key" + DidYouMean(key_, known));
+  }
+
+  // Returns whether the value is the member `comment` of its object, a string or an array of
+  // strings, or the member `$schema` of the document, a string. All documents of people may have
+  // both, and neither means anything. Throws DocumentError if it is another kind of value.
+  bool IsRemark() const;
 
   // Returns for example "filters[2].country"; a key that is not a plain word is written in
   // brackets: registry["HKLM\SOFTWARE"].
   std::string Path() const;
 
  private:
+  [[noreturn]] void FailAtKey(const std::string& what) const;
+  [[noreturn]] void FailAt(std::size_t byte, std::string_view what) const;
+
   JsonNode(const Json::Value& value, const JsonNode& parent, std::string_view key,
            Json::ArrayIndex index)
       : value_(value),
@@ -94,7 +112,8 @@ class YOX_API JsonNode {
         key_(key),
         index_(index),
         utf8_(parent.utf8_),
-        first_line_(parent.first_line_) {}
+        first_line_(parent.first_line_),
+        has_columns_(parent.has_columns_) {}
 
   const Json::Value& value_;
   const JsonNode* parent_ = nullptr;
@@ -103,6 +122,7 @@ class YOX_API JsonNode {
   // Of the document; empty when messages name no line.
   std::string_view utf8_ = {};
   std::size_t first_line_ = 1;
+  bool has_columns_ = false;
 };
 
 }  // namespace yox

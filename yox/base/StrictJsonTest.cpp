@@ -328,7 +328,7 @@ INSTANTIATE_TEST_SUITE_P(
     Rows, RefusedRecord,
     testing::Values(
         RefusalRow{"WrongRoot", "[]", "expected an object, found an array"},
-        RefusalRow{"UnknownKey", R"({"part": []})", "part: unknown key"},
+        RefusalRow{"UnknownKey", R"({"part": []})", "part: unknown key (did you mean \"parts\"?)"},
         RefusalRow{"UnknownKeyInside", R"({"parts": [{}, {"colour": ""}]})",
                    "parts[1].colour: unknown key"},
         RefusalRow{"OddKey", R"({"a b\n": []})", R"(["a b\u000a"]: unknown key)"},

@@ -1,6 +1,7 @@
 #include "yox/decision/FilterDocument.h"
 
 #include <algorithm>
+#include <array>
 #include <iterator>
 #include <optional>
 #include <utility>
@@ -16,7 +17,10 @@ Filter ReadFilter(const JsonNode& node) {
   Filter filter;
   node.ForEachMember([&](std::string_view key, const JsonNode& member) {
     const auto* const name = std::ranges::find(kFilterFieldNames, key);
-    if (name == std::end(kFilterFieldNames)) member.Fail("unknown key");
+    if (name == std::end(kFilterFieldNames)) {
+      if (member.IsRemark()) return;
+      member.FailUnknownKey(kFilterFieldNames);
+    }
     member.Require(member.value().isString(), "a string");
     filter.Set(static_cast<FilterField>(name - std::begin(kFilterFieldNames)),
                String::UTF8ToUTF16(member.value().asString()));
@@ -38,13 +42,16 @@ ApplicabilityFilter ReadList(const JsonNode& node) {
 
 ApplicabilityFilter ReadFilterDocument(std::string_view utf8) {
   const Json::Value document = ParseDocument(utf8);
-  const JsonNode root(document);
+  const JsonNode root(document, utf8);
   if (document.isArray()) return ReadList(root);
   root.Require(document.isObject(), "an object or an array");
   std::optional<ApplicabilityFilter> filter;
   root.ForEachMember([&](std::string_view key, const JsonNode& member) {
-    if (key != "filters") member.Fail("unknown key");
-    filter = ReadList(member);
+    if (key == "filters") {
+      filter = ReadList(member);
+    } else if (!member.IsRemark()) {
+      member.FailUnknownKey(std::array{std::string_view("filters")});
+    }
   });
   if (!filter) root.Fail("the key \"filters\" is missing");
   return *std::move(filter);

@@ -7,6 +7,7 @@
 #include <optional>
 #include <utility>
 
+#include "yox/base/NearestWord.h"
 #include "yox/base/StrictJson.h"
 #include "yox/base/String.h"
 #include "yox/decision/CompiledList.h"
@@ -119,10 +120,119 @@ class ListLint {
   std::size_t index_ = 0;
 };
 
-// Fills in the places of findings, which are sorted by them.
-void Locate(std::string_view utf8, std::vector<LintFinding>& findings) {
-  const Json::Value document = ParseDocument(utf8);
-  const Json::Value& filters = document.isArray() ? document : document["filters"];
+// What a comment allows.
+struct Allowance {
+  LintRule rule;
+  std::optional<std::size_t> filter;  // absent: everywhere
+  std::string reason;
+  std::size_t comment;  // its index in `comments`
+  bool used = false;
+};
+
+// The sentences "lint: allow RULE, RULE: REASON" in a list's comments.
+class Allowances {
+ public:
+  Allowances(const Json::Value& document, const Json::Value& filters) {
+    if (document.isObject()) Read(document, std::nullopt);
+    for (Json::ArrayIndex i = 0; i < filters.size(); ++i) Read(filters[i], i);
+  }
+
+  // Marks what is allowed, and adds what is wrong with the comments. The findings that are added
+  // are at `places()`, in their order.
+  void Apply(std::vector<LintFinding>& findings) {
+    for (LintFinding& finding : findings) {
+      for (Allowance& allowance : all_) {
+        const bool here = !allowance.filter || allowance.filter == finding.filter;
+        if (allowance.rule != finding.rule || !here) continue;
+        finding.allowed = allowance.reason;
+        allowance.used = true;
+      }
+    }
+    for (const auto& [finding, comment] : wrong_) Add(findings, finding, comment);
+    for (const Allowance& allowance : all_) {
+      if (allowance.used) continue;
+      Add(findings,
+          {kSuppressionUnused,
+           allowance.filter,
+           {},
+           0,
+           0,
+           {},
+           std::string(RowOf(allowance.rule).id)},
+          allowance.comment);
+    }
+  }
+
+  const std::vector<const Json::Value*>& places() const { return places_; }
+
+ private:
+  void Add(std::vector<LintFinding>& findings, const LintFinding& finding, std::size_t comment) {
+    findings.push_back(finding);
+    places_.push_back(comments_[comment]);
+  }
+
+  void Read(const Json::Value& object, std::optional<std::size_t> filter) {
+    const Json::Value& comment = object["comment"];
+    if (comment.isString()) ReadText(comment, filter);
+    for (Json::ArrayIndex i = 0; comment.isArray() && i < comment.size(); ++i) {
+      ReadText(comment[i], filter);
+    }
+  }
+
+  void ReadText(const Json::Value& comment, std::optional<std::size_t> filter) {
+    constexpr std::string_view kMark = "lint:";
+    constexpr std::string_view kAllow = "allow ";
+    const std::string text = comment.asString();
+    std::string_view rest = Trim(text);
+    if (!rest.starts_with(kMark)) return;
+    rest = Trim(rest.substr(kMark.size()));
+    comments_.push_back(&comment);
+    if (!rest.starts_with(kAllow)) return Wrong(filter, "expected `allow`");
+    rest.remove_prefix(kAllow.size());
+    const std::size_t colon = rest.find(':');
+    const std::string_view reason =
+        colon == std::string_view::npos ? std::string_view() : Trim(rest.substr(colon + 1));
+    if (reason.empty()) return Wrong(filter, "there is no reason");
+    for (std::string_view rules = rest.substr(0, colon); !rules.empty();) {
+      const std::size_t comma = rules.find(',');
+      Allow(Trim(rules.substr(0, comma)), reason, filter);
+      rules.remove_prefix(comma == std::string_view::npos ? rules.size() : comma + 1);
+    }
+  }
+
+  void Allow(std::string_view id, std::string_view reason, std::optional<std::size_t> filter) {
+    const auto row = std::ranges::find(kLintRules, id, &LintRuleRow::id);
+    if (row != kLintRules.end()) {
+      all_.push_back({row->rule, filter, std::string(reason), comments_.size() - 1});
+      return;
+    }
+    std::vector<std::string_view> ids;
+    for (const LintRuleRow& rule : kLintRules) ids.push_back(rule.id);
+    Wrong(filter, "there is no rule \"" + std::string(id) + "\"" + DidYouMean(id, ids));
+  }
+
+  void Wrong(std::optional<std::size_t> filter, std::string why) {
+    wrong_.emplace_back(LintFinding{kSuppression, filter, {}, 0, 0, {}, std::move(why)},
+                        comments_.size() - 1);
+  }
+
+  static std::string_view Trim(std::string_view text) {
+    constexpr const char* kSpace = " \t\n\r";
+    const std::size_t begin = text.find_first_not_of(kSpace);
+    if (begin == std::string_view::npos) return {};
+    return text.substr(begin, text.find_last_not_of(kSpace) - begin + 1);
+  }
+
+  std::vector<const Json::Value*> comments_;
+  std::vector<Allowance> all_;
+  std::vector<std::pair<LintFinding, std::size_t>> wrong_;
+  std::vector<const Json::Value*> places_;
+};
+
+// Fills in the places of findings. The last of them are those of `comments`.
+void Locate(std::string_view utf8, const Json::Value& filters,
+            const std::vector<const Json::Value*>& comments, std::vector<LintFinding>& findings) {
+  const std::size_t first_comment = findings.size() - comments.size();
   struct Located {
     std::size_t byte;
     DocumentPlace* place;
@@ -131,9 +241,11 @@ void Locate(std::string_view utf8, std::vector<LintFinding>& findings) {
   const Json::Value* field_value = nullptr;
   std::optional<WrittenText> written;
   std::size_t last_unit = 0;
-  for (LintFinding& finding : findings) {
-    const Json::Value& filter =
+  for (std::size_t i = 0; i < findings.size(); ++i) {
+    LintFinding& finding = findings[i];
+    const Json::Value& whole =
         finding.filter ? filters[static_cast<Json::ArrayIndex>(*finding.filter)] : filters;
+    const Json::Value& filter = i < first_comment ? whole : *comments[i - first_comment];
     if (!finding.field) {
       located.push_back({static_cast<std::size_t>(filter.getOffsetStart()), &finding.place});
       located.push_back({static_cast<std::size_t>(filter.getOffsetLimit()), &finding.end});
@@ -161,7 +273,11 @@ std::vector<LintFinding> Lint(const ApplicabilityFilter& list, const LocalDate& 
 
 std::vector<LintFinding> LintDocument(std::string_view utf8, const LocalDate& today) {
   std::vector<LintFinding> findings = Lint(ReadFilterDocument(utf8), today);
-  Locate(utf8, findings);
+  const Json::Value document = ParseDocument(utf8);
+  const Json::Value& filters = document.isArray() ? document : document["filters"];
+  Allowances allowances(document, filters);
+  allowances.Apply(findings);
+  Locate(utf8, filters, allowances.places(), findings);
   return findings;
 }
 

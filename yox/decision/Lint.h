@@ -35,6 +35,9 @@ struct LintFinding {
   DocumentPlace place = {};         // of a document that was read; line 1, column 1 otherwise
   DocumentPlace end = {};           // the place after it, likewise
   std::optional<LintFix> fix = {};  // for mistakes that can be corrected without thought
+  // The reason that the list gives for it in a comment, "lint: allow RULE: REASON"; absent when the
+  // list does not allow it.
+  std::optional<std::string> allowed = {};
 };
 
 // What is wrong or suspicious in a list, whatever the device; in the order of the filters, the list
@@ -44,7 +47,8 @@ struct LintFinding {
 // constant. Safe from any thread.
 YOX_API std::vector<LintFinding> Lint(const ApplicabilityFilter& list, const LocalDate& today);
 
-// The same for a filter document, with the places. Throws DocumentError as ReadFilterDocument.
+// The same for a filter document, with the places, and with what its comments allow: those of a
+// filter there, that of the document everywhere. Throws DocumentError as ReadFilterDocument.
 YOX_API std::vector<LintFinding> LintDocument(std::string_view utf8, const LocalDate& today);
 
 // "country: "a*b": a `*` that is at no end matches every value (DETAIL)", one line of UTF-8.

@@ -59,6 +59,8 @@ enum class LintRule : std::uint8_t {
   kRegistryBlank,
   kRegistryEaten,
   kRegistryNumber,
+  kSuppression,
+  kSuppressionUnused,
 };
 
 struct LintRuleRow {
@@ -179,6 +181,10 @@ inline constexpr std::array kLintRules = [] {
        "use another key: this one cannot be reached"},
       {kRegistryNumber, "registry-number", kWarning, "registry data is compared as text",
        "write the number, or alternatives in filters of their own"},
+      {kSuppression, "suppression", kError, "`lint:` in a comment allows a rule for a reason",
+       "write `lint: allow RULE: REASON`"},
+      {kSuppressionUnused, "suppression-unused", kWarning,
+       "nothing is found here that the comment allows", "remove the sentence from the comment"},
   });
 }();
 

@@ -516,7 +516,8 @@ void CheckRegistry(const JsonNode& registry) {
 
 void CheckFirmware(const JsonNode& firmware) {
   firmware.ForEachMember([&](std::string_view key, const JsonNode& member) {
-    if (key == "smbios_table" && firmware.value().size() > 1) {
+    const bool others = firmware.value().size() > (firmware.value().isMember("comment") ? 2 : 1);
+    if (key == "smbios_table" && others) {
       member.Fail("stands instead of the other keys, not beside them");
     }
   });
@@ -526,7 +527,7 @@ void CheckFirmware(const JsonNode& firmware) {
 
 DeviceProfile ReadDeviceProfile(std::string_view utf8) {
   const Json::Value document = ParseDocument(utf8);
-  const JsonNode root(document);
+  const JsonNode root(document, utf8);
   DeviceProfile profile;
   ReadJson(root, profile);
   root.ForEachMember([](std::string_view key, const JsonNode& section) {

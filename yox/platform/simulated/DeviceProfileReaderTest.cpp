@@ -208,7 +208,8 @@ TEST_P(RefusedProfile, NamesThePlace) {
     ReadDeviceProfile(GetParam().text);
     FAIL() << "was read";
   } catch (const DocumentError& error) {
-    EXPECT_EQ(error.what(), GetParam().error);
+    EXPECT_EQ(error.message(), GetParam().error);
+    EXPECT_TRUE(error.place());
   }
 }
 
@@ -223,7 +224,7 @@ INSTANTIATE_TEST_SUITE_P(
         RefusalRow{"Array", "[]", "expected an object, found an array"},
         RefusalRow{"UnknownSection", R"({"colour": 1})", "colour: unknown key"},
         RefusalRow{"UnknownKey", R"({"os": {"updates": [{"titel": ""}]}})",
-                   "os.updates[0].titel: unknown key"},
+                   "os.updates[0].titel: unknown key (did you mean \"title\"?)"},
         RefusalRow{"NullSection", R"({"clock": null})", "clock: expected an object, found null"},
         RefusalRow{"WrongType", R"({"os": {"architecture": "x64"}})",
                    "os.architecture: expected a whole number, found a string"},
