@@ -79,12 +79,28 @@ constexpr FactForm FormOf(Fact fact) { return kFacts[static_cast<std::size_t>(fa
 
 // The fact that a key of a document names.
 constexpr std::optional<Fact> FactOfKey(std::string_view key) {
-  for (std::size_t i = 0; i < kFacts.size(); ++i) {
-    if (kFacts[i].name == key && kFacts[i].form != FactForm::kOfTheQuestion) {
-      return static_cast<Fact>(i);
+  // A perfect hash of the names. After a change of the table, search other factors.
+  constexpr std::size_t kSlots = 64;
+  constexpr auto slot_of = [](std::string_view name) {
+    return (static_cast<unsigned char>(name.front()) +
+            12U * static_cast<unsigned char>(name.back()) + 19 * name.size()) %
+           kSlots;
+  };
+  constexpr auto kSlotted = [slot_of] {
+    std::array<std::uint8_t, kSlots> slots{};
+    for (std::size_t i = 0; i < kFacts.size(); ++i) {
+      std::uint8_t& slot = slots[slot_of(kFacts[i].name)];
+      if (slot != 0) throw "two names in one slot";
+      slot = static_cast<std::uint8_t>(i + 1);
     }
-  }
-  return std::nullopt;
+    return slots;
+  }();
+  if (key.empty()) return std::nullopt;
+  const std::size_t slot = kSlotted[slot_of(key)];
+  if (slot == 0) return std::nullopt;
+  const FactRow& row = kFacts[slot - 1];
+  if (row.name != key || row.form == FactForm::kOfTheQuestion) return std::nullopt;
+  return static_cast<Fact>(slot - 1);
 }
 
 // The field of the criterion that is held against a fact of the form kText, kFirmwareText or kHash.

@@ -25,7 +25,7 @@ inline constexpr std::string_view kUnknownKey = "unknown key";
 // WholeNumber, which is std::nullopt for anything else; ForEachMember(visit(key, node)) and
 // ForEachElement(visit(node)), in the document's order, which fail for another kind of value;
 // Require(condition, kind) and Fail(what), which throw. Nodes are passed by value or reference and
-// texts are UTF-8 views.
+// texts are UTF-8 views that live as long as the document. StrictNode is one.
 //
 // A Sink has Id, Text, NoFirmware, HashedText, Hash, Bucket, Subscription, Tag, Item, HardwareId
 // and RegistryValue, as they are called below; Begin(fact, knowledge) comes before the members of a

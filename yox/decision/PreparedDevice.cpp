@@ -154,9 +154,12 @@ TextFact PreparedFacts::FetchText(FilterField field) {
   return device_.texts_[static_cast<std::size_t>(field)];
 }
 
-VersionFact PreparedFacts::FetchVersion(FilterField field) {
-  if (field == FilterField::os_version) return device_.os_version_;
-  if (field == FilterField::version) return device_.version_;
+VersionFact PreparedFacts::FetchDeviceVersion(FilterField field) {
+  return field == FilterField::os_version ? device_.os_version_ : device_.version_;
+}
+
+VersionFact QuestionFacts::FetchVersion(FilterField field) {
+  if (field != FilterField::target_version) return FetchDeviceVersion(field);
   if (!question_.target_version) return {Knowledge::kMissing};
   return {Knowledge::kKnown, VersionText(*question_.target_version)};
 }
@@ -184,14 +187,14 @@ BucketFact PreparedFacts::FetchBucket(bool of_organisation) {
   return device_.buckets_[of_organisation ? 1 : 0];
 }
 
-LocalDays PreparedFacts::FetchToday() {
-  if (!device_.time_zone_) return LocalDays::Anywhere(Now());
-  return LocalDays::Of(device_.time_zone_->ToLocalDate(Now()));
+LocalDays QuestionFacts::FetchToday() {
+  if (!time_zone_) return LocalDays::Anywhere(Now());
+  return LocalDays::Of(time_zone_->ToLocalDate(Now()));
 }
 
-DayStart PreparedFacts::StartOfDay(int year, int month, int day) {
-  if (!device_.time_zone_) return DayStart::Anywhere(year, month, day);
-  return DayStart::Of(device_.time_zone_->StartOfLocalDay(year, month, day));
+DayStart QuestionFacts::StartOfDay(int year, int month, int day) {
+  if (!time_zone_) return DayStart::Anywhere(year, month, day);
+  return DayStart::Of(time_zone_->StartOfLocalDay(year, month, day));
 }
 
 RegistryFact PreparedFacts::ReadRegistry(const CompiledRegistryRequirement& requirement) {

@@ -104,29 +104,47 @@ struct Question {
   Pairs extra_tags = {};
 };
 
+// The facts that come from a question and from the device's time zone, if it is known. Both must
+// outlive the object. Derive from it for what the device has.
+class YOX_API QuestionFacts : public DeviceFacts {
+ public:
+  DayStart StartOfDay(int year, int month, int day) override;
+
+ protected:
+  QuestionFacts(const Question& question, const std::optional<TimeZone>& time_zone)
+      : DeviceFacts(question.extra_tags), question_(question), time_zone_(time_zone) {}
+
+  // os_version or version.
+  virtual VersionFact FetchDeviceVersion(FilterField field) = 0;
+
+ private:
+  VersionFact FetchVersion(FilterField field) final;
+  std::int64_t FetchNow() final { return question_.now; }
+  LocalDays FetchToday() final;
+
+  const Question& question_;
+  const std::optional<TimeZone>& time_zone_;
+};
+
 // The facts of a prepared device for one question. Device and question must outlive it. For one
 // thread at a time; the same object may decide many lists.
-class YOX_API PreparedFacts final : public DeviceFacts {
+class YOX_API PreparedFacts final : public QuestionFacts {
  public:
   PreparedFacts(const PreparedDevice& device, const Question& question)
-      : DeviceFacts(question.extra_tags), device_(device), question_(question) {}
+      : QuestionFacts(question, device.time_zone_), device_(device) {}
 
-  DayStart StartOfDay(int year, int month, int day) override;
   RegistryFact ReadRegistry(const CompiledRegistryRequirement& requirement) override;
 
  private:
   TextFact FetchText(FilterField field) override;
-  VersionFact FetchVersion(FilterField field) override;
+  VersionFact FetchDeviceVersion(FilterField field) override;
   TextsFact FetchSubscriptions() override;
   PairsFact FetchTags() override;
   PairsFact FetchInstalledItems() override;
   HardwareIdsFact FetchHardwareIds() override;
   BucketFact FetchBucket(bool of_organisation) override;
-  std::int64_t FetchNow() override { return question_.now; }
-  LocalDays FetchToday() override;
 
   const PreparedDevice& device_;
-  const Question& question_;
 };
 
 }  // namespace yox::decision

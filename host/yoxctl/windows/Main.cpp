@@ -24,6 +24,7 @@ void SetVariable(const std::string& name, const std::string& value) {
 int main() {
   // Text goes out as UTF-8 with plain line feeds, to consoles and files alike.
   SetConsoleOutputCP(CP_UTF8);
+  _setmode(_fileno(stdin), _O_BINARY);
   _setmode(_fileno(stdout), _O_BINARY);
   _setmode(_fileno(stderr), _O_BINARY);
 

@@ -1,0 +1,247 @@
+#include "yox/facts/LineValues.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "yox/base/SaltedHash.h"
+#include "yox/base/String.h"
+#include "yox/base/Utf8.h"
+#include "yox/decision/Dates.h"
+
+namespace yox::facts {
+namespace {
+
+using decision::BucketFact;
+using decision::Fact;
+using decision::FilterField;
+using decision::Knowledge;
+using decision::PairsFact;
+using decision::PairView;
+using decision::RegistryFact;
+using decision::TextFact;
+using decision::VersionFact;
+
+constexpr std::string_view kOs = "Windows";  // decision::kOsText
+constexpr std::size_t kMostZones = 4096;
+
+constexpr std::uint32_t kFirmwareTexts = [] {
+  std::uint32_t bits = 0;
+  for (std::size_t i = 0; i < decision::kFacts.size(); ++i) {
+    if (decision::kFacts[i].form != decision::FactForm::kFirmwareText) continue;
+    bits |= std::uint32_t{1} << static_cast<unsigned>(decision::FieldOf(static_cast<Fact>(i)));
+  }
+  return bits;
+}();
+
+bool IsAscii(std::string_view text) {
+  unsigned char all = 0;
+  for (const char byte : text) all |= static_cast<unsigned char>(byte);
+  return all < 0x80;
+}
+
+WChar FoldAscii(WChar unit) {
+  const auto value = static_cast<std::uint16_t>(unit);
+  const bool capital = static_cast<std::uint16_t>(value - 'A') < 26;
+  return static_cast<WChar>(value | (capital ? 0x20 : 0));
+}
+
+}  // namespace
+
+WChar* TextScratch::Take(std::size_t size) {
+  if (size > left_) {
+    if (size > kBlock) return large_.emplace_back(new WChar[size]).get();
+    if (used_blocks_ == blocks_.size()) blocks_.emplace_back(new WChar[kBlock]);
+    next_ = blocks_[used_blocks_++].get();
+    left_ = kBlock;
+  }
+  left_ -= size;
+  return std::exchange(next_, next_ + size);
+}
+
+void TextScratch::Clear() {
+  large_.clear();
+  used_blocks_ = 0;
+  left_ = 0;
+}
+
+TextScratch::Texts TextScratch::Widen(std::string_view utf8) {
+  // No text has more units than bytes.
+  WChar* const given = Take(2 * utf8.size());
+  WChar* const folded = given + utf8.size();
+  std::size_t size = utf8.size();
+  if (IsAscii(utf8)) {
+    for (std::size_t i = 0; i < size; ++i) given[i] = static_cast<WChar>(utf8[i]);
+    for (std::size_t i = 0; i < size; ++i) folded[i] = FoldAscii(given[i]);
+  } else {
+    const WString wide = String::UTF8ToUTF16(utf8);
+    size = wide.size();
+    std::ranges::copy(wide, given);
+    std::ranges::transform(wide, folded, String::FoldCase);
+  }
+  return {{given, size}, {folded, size}};
+}
+
+void LinePairs::Widen(TextScratch& scratch) {
+  if (is_wide_) return;
+  is_wide_ = true;
+  for (Entry& entry : entries_) {
+    const TextScratch::Texts name = scratch.Widen(entry.name_utf8);
+    entry.pair = {name.given, scratch.Widen(entry.value_utf8).given};
+    entry.folded_name = String::Trimmed(name.folded);
+  }
+}
+
+std::optional<PairView> LinePairs::First(const decision::TextPattern& name,
+                                         const decision::Pairs& except) const {
+  for (const Entry& entry : entries_) {
+    const auto is_it = [&](const auto& pair) { return pair.key() == entry.pair.key; };
+    if (name.MatchesFolded(entry.folded_name) && std::ranges::none_of(except, is_it)) {
+      return entry.pair;
+    }
+  }
+  return std::nullopt;
+}
+
+void LineValues::Clear() {
+  scratch_.Clear();
+  id_ = {};
+  known_ = Bit(FilterField::os);
+  utf8_[Index(FilterField::os)] = kOs;
+  converted_ = parsed_ = 0;
+  has_firmware_ = true;
+  registry_is_wide_ = false;
+  hashed_[0] = hashed_[1] = {};
+  time_zone_.reset();
+  subscriptions_ = ids_ = Knowledge::kUnknown;
+  subscriptions_utf8_.clear();
+  subscription_texts_.clear();
+  tags_.Clear();
+  items_.Clear();
+  ids_utf8_.clear();
+  hardware_ids_.reset();
+  registry_.clear();
+}
+
+bool LineValues::TimeZone(std::string_view name) {
+  auto found = zones_.find(name);
+  if (found == zones_.end()) {
+    if (zones_.size() == kMostZones) zones_.clear();
+    found = zones_.emplace(name, yox::TimeZone::Parse(name)).first;
+  }
+  time_zone_ = found->second;
+  return time_zone_.has_value();
+}
+
+void LineValues::HashedText(bool is_realm, std::optional<std::string_view> text) {
+  hashed_[is_realm] = {text ? Knowledge::kKnown : Knowledge::kMissing, false, text.value_or(""),
+                       std::nullopt};
+}
+
+void LineValues::Hash(bool is_realm, std::optional<std::string_view> digits) {
+  Hashed& hashed = hashed_[is_realm];
+  hashed.knowledge = digits ? Knowledge::kKnown : Knowledge::kMissing;
+  hashed.is_digits = digits.has_value();
+  hashed.utf8 = digits.value_or("");
+}
+
+void LineValues::Bucket(bool is_realm, std::optional<int> bucket) {
+  hashed_[is_realm].bucket = bucket ? *bucket : decision::RolloutBucket(decision::SaltedHashOf({}));
+}
+
+void LineValues::Begin(Fact fact, Knowledge knowledge) {
+  if (fact == Fact::device_subscription) subscriptions_ = knowledge;
+  if (fact == Fact::tags) tags_.Begin();
+  if (fact == Fact::installed_items) items_.Begin();
+  if (fact == Fact::hardware_ids) ids_ = Knowledge::kKnown;
+}
+
+const TextFact& LineValues::TextOf(FilterField field) {
+  TextFact& fact = texts_[Index(field)];
+  if ((converted_ & Bit(field)) == 0) {
+    fact = MakeText(field);
+    converted_ |= Bit(field);
+  }
+  return fact;
+}
+
+TextFact LineValues::MakeText(FilterField field) {
+  if (field == FilterField::sn_hash) return MakeHash(hashed_[0]);
+  if (field == FilterField::org_hash) return MakeHash(hashed_[1]);
+  const bool is_missing = !has_firmware_ && (kFirmwareTexts & Bit(field)) != 0;
+  const bool is_known = (known_ & Bit(field)) != 0;
+  if (!is_known && !is_missing) return {};
+  const auto [given, folded] = scratch_.Widen(is_known ? utf8_[Index(field)] : std::string_view());
+  return {is_missing ? Knowledge::kMissing : Knowledge::kKnown, true, given,
+          String::Trimmed(folded)};
+}
+
+TextFact LineValues::MakeHash(const Hashed& hashed) {
+  if (hashed.knowledge == Knowledge::kUnknown) return {};
+  const auto [given, folded] =
+      hashed.is_digits ? scratch_.Widen(hashed.utf8)
+                       : scratch_.Widen(YOX::utility::SHA256WithSalt(std::string(hashed.utf8)));
+  return {hashed.knowledge, true, given, folded};
+}
+
+const VersionFact& LineValues::VersionOf(FilterField field) {
+  std::optional<VersionFact>& version = versions_[Index(field)];
+  if ((parsed_ & Bit(field)) == 0) {
+    const TextFact& text = TextOf(field);
+    version.emplace(VersionFact{text.knowledge, decision::VersionText(text.given)});
+    version->text.Parsed();  // copies keep what was parsed
+    parsed_ |= Bit(field);
+  }
+  return *version;
+}
+
+BucketFact LineValues::BucketOf(bool is_realm) {
+  const Hashed& hashed = hashed_[is_realm];
+  if (hashed.bucket) return {Knowledge::kKnown, *hashed.bucket};
+  if (hashed.knowledge == Knowledge::kUnknown) return {};
+  const TextFact& hash = TextOf(is_realm ? FilterField::org_hash : FilterField::sn_hash);
+  return {Knowledge::kKnown, decision::RolloutBucket(hash.given)};
+}
+
+decision::TextsFact LineValues::Subscriptions() {
+  if (subscription_texts_.empty()) {
+    for (const std::string_view text : subscriptions_utf8_) {
+      subscription_texts_.push_back(String::UTF8ToUTF16(text));
+    }
+  }
+  return {subscriptions_, subscription_texts_};
+}
+
+PairsFact LineValues::PairsOf(LinePairs& pairs) {
+  if (!pairs.is_known()) return {};
+  pairs.Widen(scratch_);
+  return {Knowledge::kKnown, &pairs};
+}
+
+decision::HardwareIdsFact LineValues::HardwareIds() {
+  if (ids_ == Knowledge::kUnknown) return {};
+  if (!hardware_ids_) {
+    std::vector<WString> ids;
+    for (const std::string_view id : ids_utf8_) ids.push_back(String::UTF8ToUTF16(id));
+    hardware_ids_.emplace(ids);
+  }
+  return {Knowledge::kKnown, &*hardware_ids_};
+}
+
+RegistryFact LineValues::RegistryOf(const decision::CompiledRegistryRequirement& requirement) {
+  using enum RegistryFact::Stage;
+  if (!std::exchange(registry_is_wide_, true)) {
+    for (RegistryEntry& entry : registry_) {
+      entry.folded_key = String::Trimmed(scratch_.Widen(entry.key_utf8).folded, "\\"_wv);
+      entry.folded_name = scratch_.Widen(entry.name_utf8).folded;
+    }
+  }
+  const auto found = std::ranges::find_if(registry_, [&](const RegistryEntry& entry) {
+    return entry.folded_key == requirement.folded_place &&
+           entry.folded_name == requirement.folded_name;
+  });
+  if (found == registry_.end()) return {};
+  if (!found->text_utf8) return {kNoValue};
+  return {kRead, scratch_.Widen(*found->text_utf8).given};
+}
+
+}  // namespace yox::facts

@@ -1,0 +1,170 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "yox/base/TimeZone.h"
+#include "yox/base/WString.h"
+#include "yox/decision/DeviceFacts.h"
+#include "yox/decision/Facts.h"
+#include "yox/decision/PreparedDevice.h"
+
+namespace yox::facts {
+
+// UTF-16 texts of one document; all of them go at once, and the memory serves the next document.
+class TextScratch {
+ public:
+  struct Texts {
+    WStringView given;
+    WStringView folded;  // with its letter case folded
+  };
+
+  // The text has to be well-formed.
+  Texts Widen(std::string_view utf8);
+  void Clear();
+
+ private:
+  static constexpr std::size_t kBlock = 8192;
+
+  WChar* Take(std::size_t size);
+
+  std::vector<std::unique_ptr<WChar[]>> blocks_;  // of kBlock units each
+  std::vector<std::unique_ptr<WChar[]>> large_;
+  std::size_t used_blocks_ = 0;
+  std::size_t left_ = 0;
+  WChar* next_ = nullptr;
+};
+
+// Pairs that are converted when the first is looked up.
+class LinePairs final : public decision::PairSource {
+ public:
+  void Clear() {
+    entries_.clear();
+    is_known_ = is_wide_ = false;
+  }
+  void Begin() { is_known_ = true; }
+  void Add(std::string_view name, std::string_view value) {
+    entries_.push_back({name, value, {}, {}});
+  }
+  bool is_known() const { return is_known_; }
+  // Has to be called before First.
+  void Widen(TextScratch& scratch);
+
+  std::optional<decision::PairView> First(const decision::TextPattern& name,
+                                          const decision::Pairs& except) const override;
+
+ private:
+  struct Entry {
+    std::string_view name_utf8;
+    std::string_view value_utf8;
+    decision::PairView pair;
+    WStringView folded_name;  // without surrounding white space
+  };
+
+  std::vector<Entry> entries_;
+  bool is_known_ = false;
+  bool is_wide_ = false;
+};
+
+// The facts of one document as views of its UTF-8 texts, and of what was asked for in UTF-16. The
+// sink of FactsReading. One object serves document after document.
+class LineValues {
+ public:
+  void Clear();
+
+  // For FactsReading.
+  void Id(std::string_view id) { id_ = id; }
+  bool TimeZone(std::string_view name);
+  void Text(decision::FilterField field, std::string_view text) {
+    utf8_[Index(field)] = text;
+    known_ |= Bit(field);
+  }
+  void NoFirmware() { has_firmware_ = false; }
+  void HashedText(bool is_realm, std::optional<std::string_view> text);
+  void Hash(bool is_realm, std::optional<std::string_view> digits);
+  void Bucket(bool is_realm, std::optional<int> bucket);
+  void Begin(decision::Fact fact, decision::Knowledge knowledge);
+  void Subscription(std::string_view text) { subscriptions_utf8_.push_back(text); }
+  void Tag(std::string_view name, std::string_view value) { tags_.Add(name, value); }
+  void Item(std::string_view name, std::string_view version) { items_.Add(name, version); }
+  void HardwareId(std::string_view id) { ids_utf8_.push_back(id); }
+  void RegistryValue(std::string_view key, std::string_view name,
+                     std::optional<std::string_view> text) {
+    registry_.push_back({key, name, text, {}, {}});
+  }
+
+  // For decisions. Each fact is converted when it is asked for first.
+  std::string_view id() const { return id_; }
+  const std::optional<yox::TimeZone>& time_zone() const { return time_zone_; }
+  const decision::TextFact& TextOf(decision::FilterField field);
+  const decision::VersionFact& VersionOf(decision::FilterField field);
+  decision::BucketFact BucketOf(bool is_realm);
+  decision::TextsFact Subscriptions();
+  decision::PairsFact Tags() { return PairsOf(tags_); }
+  decision::PairsFact InstalledItems() { return PairsOf(items_); }
+  decision::HardwareIdsFact HardwareIds();
+  decision::RegistryFact RegistryOf(const decision::CompiledRegistryRequirement& requirement);
+
+ private:
+  struct Hashed {
+    decision::Knowledge knowledge = decision::Knowledge::kUnknown;
+    bool is_digits = false;      // `utf8` is the hash, not what it is computed from
+    std::string_view utf8 = {};  // empty when missing
+    std::optional<int> bucket = {};
+  };
+  struct RegistryEntry {
+    std::string_view key_utf8;
+    std::string_view name_utf8;
+    std::optional<std::string_view> text_utf8;
+    WStringView folded_key;
+    WStringView folded_name;
+  };
+
+  static constexpr std::size_t Index(decision::FilterField field) {
+    return static_cast<std::size_t>(field);
+  }
+  static constexpr std::uint32_t Bit(decision::FilterField field) {
+    return std::uint32_t{1} << Index(field);
+  }
+  decision::TextFact MakeText(decision::FilterField field);
+  decision::TextFact MakeHash(const Hashed& hashed);
+  decision::PairsFact PairsOf(LinePairs& pairs);
+
+  TextScratch scratch_;
+  std::string_view id_;
+  std::uint32_t known_ = 0;      // texts
+  std::uint32_t converted_ = 0;  // texts
+  std::uint32_t parsed_ = 0;     // versions
+  bool has_firmware_ = true;
+  bool registry_is_wide_ = false;
+  std::string_view utf8_[decision::kFilterFieldCount];
+  decision::TextFact texts_[decision::kFilterFieldCount];
+  std::optional<decision::VersionFact> versions_[decision::kFilterFieldCount];
+  Hashed hashed_[2];  // serial number, realm
+  std::optional<yox::TimeZone> time_zone_;
+  decision::Knowledge subscriptions_ = decision::Knowledge::kUnknown;
+  std::vector<std::string_view> subscriptions_utf8_;
+  std::vector<WString> subscription_texts_;
+  LinePairs tags_;
+  LinePairs items_;
+  decision::Knowledge ids_ = decision::Knowledge::kUnknown;
+  std::vector<std::string_view> ids_utf8_;
+  std::optional<decision::PreparedHardwareIds> hardware_ids_;
+  std::vector<RegistryEntry> registry_;
+
+  // A fleet is in few zones.
+  struct Hasher : std::hash<std::string_view> {
+    using is_transparent = void;
+  };
+  std::unordered_map<std::string, std::optional<yox::TimeZone>, Hasher, std::equal_to<>> zones_;
+};
+
+}  // namespace yox::facts

@@ -1,0 +1,48 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "yox/facts/FactsLine.h"
+#include "yox/facts/FastParser.h"
+#include "yox/facts/LineValues.h"
+
+#include "tests/support/Rows.h"
+
+namespace yox::facts {
+namespace {
+
+struct FastRow {
+  const char* name;
+  std::string document;
+  bool is_taken;
+};
+
+class FastParserRows : public ::testing::TestWithParam<FastRow> {};
+
+// What it does not take is read by the strict parser: no mistake, but slow.
+TEST_P(FastParserRows, TakesOrdinaryDocuments) {
+  FastParser parser;
+  LineValues values;
+  values.Clear();
+  const std::string padded = GetParam().document + std::string(FactsLine::kPadding, ' ');
+  const auto document = std::string_view(padded).substr(0, GetParam().document.size());
+  EXPECT_EQ(parser.Read(document, values), GetParam().is_taken);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, FastParserRows,
+    ::testing::Values(
+        FastRow{"Nothing", "{}", true},
+        FastRow{"TheMain", R"({"id":"a","country":"DE","tags":{"a":"\u00e9 \\u"},"os":null})",
+                true},
+        FastRow{"Carriage", "{\"id\":\"a\"}\r", true},
+        FastRow{"Lists", R"({"installed_items":[["a","1"]],"registry":{"HKLM\\a":{"b":null}}})",
+                true},
+        FastRow{"SurrogatePair", R"({"id":"\ud83d\ude00"})", false},
+        FastRow{"RepeatedName", R"({"tags":{"a":"1","a":"2"}})", false},
+        FastRow{"UnknownKey", R"({"county":"DE"})", false},
+        FastRow{"WrongKind", R"({"country":1})", false}),
+    yox_test::RowName());
+
+}  // namespace
+}  // namespace yox::facts
