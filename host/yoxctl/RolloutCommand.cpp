@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "yox/applicability/RolloutForecast.h"
+#include "yox/applicability/SimulatedProcess.h"
 #include "yox/base/Json.h"
 #include "yox/base/String.h"
 #include "yox/clientbase/EpUrlProvider.h"
@@ -25,8 +26,8 @@
 #include "host/yoxctl/CommandLine.h"
 #include "host/yoxctl/Output.h"
 #include "host/yoxctl/RolloutPlot.h"
-#include "host/yoxctl/SimulatedProcess.h"
 
+using yox::applicability::FactsOf;
 using yox::applicability::RolloutForecast;
 using yox::decision::FilterField;
 using yox::decision::PreparedDevice;

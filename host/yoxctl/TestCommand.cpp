@@ -5,6 +5,7 @@
 
 #include "yox/applicability/ApplicabilityEvaluator.h"
 #include "yox/applicability/ListTest.h"
+#include "yox/applicability/SimulatedProcess.h"
 #include "yox/base/Json.h"
 #include "yox/base/String.h"
 #include "yox/decision/Explanation.h"
@@ -17,9 +18,9 @@
 #include "host/yoxctl/ExplanationText.h"
 #include "host/yoxctl/Output.h"
 #include "host/yoxctl/Paint.h"
-#include "host/yoxctl/SimulatedProcess.h"
 #include "host/yoxctl/Table.h"
 
+using yox::applicability::SimulatedProcess;
 using yox::applicability::ListTest;
 using yox::applicability::ListTestCase;
 using yox::decision::Explanation;

@@ -1,9 +1,9 @@
-#include "host/yoxctl/SimulatedProcess.h"
+#include "yox/applicability/SimulatedProcess.h"
 
 #include "yox/device/MachineInformation.h"
 #include "yox/tags/AppAndTagCollection.h"
 
-namespace yoxctl {
+namespace yox::applicability {
 namespace {
 
 // The record of a device that has nothing. What a collection leaves alone, such as the graphics
@@ -36,4 +36,4 @@ yox::decision::FactsRecord FactsOf(const yox::platform::DeviceProfile& profile,
   return ApplicabilityEvaluator::CreateWithoutTasks()->CollectFacts(lists);
 }
 
-}  // namespace yoxctl
+}  // namespace yox::applicability
