@@ -41,7 +41,7 @@ namespace yox::c {
 
 yox_explanation* NewExplanation(const decision::Explanation& explanation) {
   auto result = std::make_unique<yox_explanation>();
-  result->applies = explanation.is_undetermined ? YOX_UNKNOWN : explanation.applies;
+  result->applies = explanation.is_undetermined ? int32_t{YOX_UNKNOWN} : explanation.applies;
   result->decided_by = explanation.decided_by.value_or(YOX_NONE);
   result->nearest_miss = explanation.nearest_miss.value_or(YOX_NONE);
   result->reason = String::UTF16ToUTF8(explanation.reason);

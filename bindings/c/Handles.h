@@ -142,7 +142,7 @@ yox_string* NewString(std::string text);
 
 // The question of a decision, with the moment filled in.
 decision::Question QuestionOf(const yox_question* question);
-Pairs PairsOf(const yox_pair* pairs, std::size_t count, const char* name);
+decision::Pairs PairsOf(const yox_pair* pairs, std::size_t count, const char* name);
 std::vector<ApplicabilityFilter> ListsOf(const yox_list* const* lists, std::size_t count);
 
 // The registry of a runtime's device.

@@ -111,6 +111,9 @@ class Subscriber final : public Registration {
 }  // namespace
 
 struct yox_subscription {
+  yox_subscription(yox_notified notified, void* context, bool first)
+      : subscriber(notified, context, first) {}
+
   Subscriber subscriber;
 };
 

@@ -34,14 +34,24 @@ void Keep(char (&buffer)[kSize], std::string_view text) noexcept {
   buffer[size] = '\0';
 }
 
-// A message of a document begins with its place, which contains no ": " outside of quotes.
+// The places that a message of a document begins with, each followed by ": ", as in
+// "line 1: tags.Ring: expected a string": a line, or a path, which has no space outside of quotes.
 std::string_view PlaceOf(std::string_view message) noexcept {
+  std::size_t end = 0;    // of the last place
+  std::size_t begin = 0;  // of the part that is being read
   bool quoted = false;
   for (std::size_t i = 0; i + 1 < message.size(); ++i) {
     if (message[i] == '"') quoted = !quoted;
-    if (!quoted && message[i] == ':' && message[i + 1] == ' ') return message.substr(0, i);
+    if (quoted) continue;
+    if (message[i] == ':' && message[i + 1] == ' ') {
+      end = i;
+      begin = i + 2;
+      ++i;
+    } else if (message[i] == ' ' && !message.substr(begin).starts_with("line ")) {
+      break;
+    }
   }
-  return {};
+  return message.substr(0, end);
 }
 
 yox_status Kept(yox_status status, std::string_view message, std::string_view place = {}) noexcept {
@@ -94,8 +104,8 @@ yox_text FieldName(FilterField field) {
 
 yox_string* NewString(std::string text) { return new yox_string{std::move(text)}; }
 
-Pairs PairsOf(const yox_pair* pairs, std::size_t count, const char* name) {
-  Pairs result;
+decision::Pairs PairsOf(const yox_pair* pairs, std::size_t count, const char* name) {
+  decision::Pairs result;
   if (count > 0) Required(pairs, name);
   for (const yox_pair& pair : std::span(pairs, count)) {
     result.emplace_back(Wide(pair.key, name), Wide(pair.value, name));

@@ -20,9 +20,9 @@
 #include "host/yoxctl/Paint.h"
 #include "host/yoxctl/Table.h"
 
-using yox::applicability::SimulatedProcess;
 using yox::applicability::ListTest;
 using yox::applicability::ListTestCase;
+using yox::applicability::SimulatedProcess;
 using yox::decision::Explanation;
 using yox::decision::ReadFilterDocument;
 

@@ -29,6 +29,6 @@ class YOX_API SimulatedProcess {
 // The facts of the device of a profile, its time zone included, as its decisions see them; of its
 // registry what the lists ask for.
 YOX_API yox::decision::FactsRecord FactsOf(const yox::platform::DeviceProfile& profile,
-                                   std::span<const ApplicabilityFilter> lists);
+                                           std::span<const ApplicabilityFilter> lists);
 
 }  // namespace yox::applicability

@@ -113,8 +113,9 @@ YOX_C_API const char* yox_version(void);
  * next call on this thread that fails. */
 YOX_C_API const char* yox_error_message(void);
 
-/* The place in the document that the message begins with, such as "filters[2].country" or "line 3,
- * column 7". Empty for an error without a place. Valid as yox_error_message. */
+/* The place in the document that the message begins with, such as "filters[2].country", "line 3,
+ * column 7", or both, with ": " between them. Empty for an error without a place. Valid as
+ * yox_error_message. */
 YOX_C_API const char* yox_error_place(void);
 
 /* The name of a status, such as "YOX_DOCUMENT"; "unknown" for a number that is none. Never freed.
