@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <exception>
 #include <memory>
+#include <new>
 #include <system_error>
 #include <utility>
 
@@ -153,17 +154,21 @@ void Log::SetSink(Sink sink) {
 }
 
 void Log::Write(LogLevel level, std::string_view format, std::span<const LogArgument> arguments) {
-  if (File* const file = file_.load(std::memory_order_acquire)) {
-    const std::string line = Formatted(format, arguments, yox::OneLine);
-    file->logger->log(SpdLevel(level), spdlog::string_view_t(line.data(), line.size()));
+  // Destructors log: they would end the process with an exception.
+  try {
+    if (File* const file = file_.load(std::memory_order_acquire)) {
+      const std::string line = Formatted(format, arguments, yox::OneLine);
+      file->logger->log(SpdLevel(level), spdlog::string_view_t(line.data(), line.size()));
+    }
+    std::shared_ptr<const Sink> sink;
+    {
+      SinkHolder& holder = Holder();
+      const yox::MutexLock lock(holder.mutex);
+      sink = holder.sink;
+    }
+    if (sink) (*sink)(name_, level, Format(format, arguments));
+  } catch (const std::bad_alloc&) {  // the line is lost
   }
-  std::shared_ptr<const Sink> sink;
-  {
-    SinkHolder& holder = Holder();
-    const yox::MutexLock lock(holder.mutex);
-    sink = holder.sink;
-  }
-  if (sink) (*sink)(name_, level, Format(format, arguments));
 }
 
 std::string Log::Format(std::string_view format, std::span<const LogArgument> arguments) {

@@ -84,8 +84,8 @@ class LogFormat {
   std::string_view text_;
 };
 
-// A log. Lines have one of three levels and go to a rotating file (UTF-8) once Open has been
-// called, and to the process's sink if SetSink has been called. Safe from any thread. A Log has
+// A log with three levels. Its lines go to a rotating file (UTF-8) after Open, and to the process's
+// sink after SetSink; one for which there is no memory is dropped. Safe from any thread. A Log has
 // neither a constructor that runs code nor a destructor, so it may be used before and after main;
 // an open file is never closed.
 class YOX_API Log {
