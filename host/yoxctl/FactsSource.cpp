@@ -11,6 +11,7 @@
 #include <thread>
 #include <utility>
 
+#include "yox/applicability/SimulatedProcess.h"
 #include "yox/base/Document.h"
 #include "yox/base/StrictJson.h"
 #include "yox/base/ThreadSafety.h"
@@ -20,11 +21,11 @@
 #include "host/yoxctl/CommandLine.h"
 #include "host/yoxctl/InputBytes.h"
 #include "host/yoxctl/Output.h"
-#include "host/yoxctl/SimulatedProcess.h"
 
 namespace yoxctl {
 namespace {
 
+using yox::applicability::FactsOf;
 using yox::facts::FactsLine;
 
 constexpr std::size_t kBatchSize = std::size_t{256} * 1024;
