@@ -60,6 +60,9 @@ struct Command {
 Command CaptureCommand();
 Command DeviceCommand();
 Command EvaluateCommand();
+Command ExplainFieldCommand();
+Command FmtCommand();
+Command HashCommand();
 Command LintCommand();
 Command NotificationCommand();
 Command PolicyCommand();

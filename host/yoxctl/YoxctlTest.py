@@ -327,6 +327,99 @@ class Lint(Yoxctl):
                          r"::filter \[0\]: model: \"50%25\*x\": [^\n]*%0A[^\n]*\n\Z")
 
 
+class Fmt(Yoxctl):
+    UGLY = b'{"filters":[{"value":"false","country":"US","comment":["why"]},{"default":"true"}]}'
+    LAID_OUT = (b'{\n  "filters": [\n    { "value": "false", "country": "US", "comment": ["why"] },\n'
+                b'    { "default": "true" }\n  ]\n}\n')
+
+    def test_a_file_is_laid_out_once(self):
+        self.write("list.json", self.UGLY)
+        self.assert_answer(["fmt", "list.json"], 0, "list.json\n")
+        self.assertEqual((self.folder / "list.json").read_bytes(), self.LAID_OUT)
+        self.assert_answer(["fmt", "list.json"], 0, "")
+
+    def test_check_and_diff_write_nothing(self):
+        self.write("list.json", self.UGLY)
+        self.write("good.json", self.LAID_OUT)
+        self.assert_answer(["fmt", "--check", "list.json", "good.json"], 1, "list.json\n")
+        done = self.run_program("fmt", "--diff", "list.json", "good.json")
+        self.assertEqual((done.stderr, done.returncode), (b"", 1))
+        self.assertEqual((self.folder / "list.json").read_bytes(), self.UGLY)
+        self.assert_answer(["fmt", "--check", "--diff", "good.json"], 0, "")
+        if shutil.which("patch"):
+            subprocess.run(["patch", "-s", "list.json"], input=done.stdout, cwd=self.folder, check=True, timeout=60)
+            self.assertEqual((self.folder / "list.json").read_bytes(), self.LAID_OUT)
+
+    def test_the_diff_has_hunks_with_three_lines_around_them(self):
+        lines = [f'  {{ "model": "A{i}" }}' for i in range(30)]
+        before = list(lines)
+        before[5] = before[5].replace("{ ", "{")
+        before[25] = before[25].replace(": ", ":")
+        self.write("list.json", ("[\n" + ",\n".join(before) + "\n]\n").encode())
+        diff = self.run_program("fmt", "--diff", "list.json").stdout.decode()
+        self.assertEqual([line for line in diff.splitlines() if line.startswith("@@")],
+                         ["@@ -4,7 +4,7 @@", "@@ -24,7 +24,7 @@"])
+        self.assertEqual([line for line in diff.splitlines()[2:] if line[0] in "-+"],
+                         ["-" + before[5] + ",", "+" + lines[5] + ",", "-" + before[25] + ",", "+" + lines[25] + ","])
+
+    def test_standard_input_goes_to_standard_output(self):
+        done = subprocess.run([*PROGRAM, "fmt", "-"], input=self.UGLY, capture_output=True, timeout=60)
+        self.assertEqual((done.stdout, done.stderr, done.returncode), (self.LAID_OUT, b"", 0))
+
+    def test_the_examples_are_laid_out(self):
+        examples = pathlib.Path(__file__).parents[2] / "examples"
+        self.assert_answer(["fmt", "--check", str(examples)], 0, "")
+
+    def test_a_directory_and_a_bad_file(self):
+        (self.folder / "lists").mkdir()
+        self.write("lists/a.json", self.UGLY)
+        self.write("lists/a.test.json", {"cases": [{"applies": True}]})
+        self.write("lists/device.json", b'{"os":{}}')
+        self.write("bad.json", b"[{]")
+        done = self.run_program("fmt", "bad.json", "lists")
+        self.assertEqual(done.returncode, 2)
+        self.assertEqual(done.stderr, b'yoxctl: bad.json: line 1, column 3: expected a key or "}", found "]"\n')
+        self.assertEqual([pathlib.PurePath(name).as_posix() for name in done.stdout.decode().splitlines()],
+                         ["lists/a.json", "lists/a.test.json"])
+        self.assertEqual((self.folder / "lists/device.json").read_bytes(), b'{"os":{}}')
+
+
+class Fields(Yoxctl):
+    def test_a_field_has_meaning_form_examples_and_the_devices_value(self):
+        self.assert_answer(["--device", "device.json", "explain-field", "country"], 0,
+                           "country   the device's country code, of ISO 3166-1\n"
+                           "form      text alternatives separated by commas: `text`, `text*`, `*text`,\n"
+                           "          `*text*`, and `!` before any of these for the opposite; letter\n"
+                           "          case is ignored\n"
+                           'example   "country": "US,CA"\nexample   "country": "!DE"\n'
+                           "device    US (region)\n")
+
+    def test_every_field_of_the_schema_is_explained(self):
+        schema = pathlib.Path(__file__).parents[2] / "schemas/filter-list.schema.json"
+        fields = json.loads(schema.read_text(encoding="utf-8"))["$defs"]["filter"]["properties"]
+        for field in fields.keys() - {"comment"}:
+            done = self.run_program("--device", "device.json", "--format", "json", "explain-field", field)
+            self.assertEqual((done.stderr, done.returncode), (b"", 0), field)
+            answer = json.loads(done.stdout)
+            self.assertEqual(bool(answer["device"]), field not in ("default", "value"), field)
+            for example in answer["examples"]:
+                self.write("list.json", [{"model": "A1", "value": "false"}, {"model": "A2"}, {field: example}])
+                self.assertEqual(self.run_program("--now", "2026-01-20", "lint", "--strict", "list.json").stdout,
+                                 b"nothing found\n", (field, example))
+
+    def test_another_name_is_answered_with_the_nearest(self):
+        self.assert_refused(["explain-field", "contry"],
+                            'explain-field: there is no field "contry" (did you mean "country"?)')
+
+    def test_a_hash_is_that_of_the_criterion(self):
+        text, = json.loads(self.run_program("--format", "json", "hash", "C0FFEE12").stdout)["hashes"]
+        self.assertEqual(int(text["hash"][:3], 16), text["bucket"])
+        for required, code in ((text["hash"], 0), (text["hash"][:12] + "*", 0), ("0" * 64, 1)):
+            done = self.run_program(*self.evaluate([{"sn_hash": required}]))
+            self.assertEqual(done.returncode, code, done)
+        self.assert_answer(["hash", "C0FFEE12", "C0FFEE12"], 0, f"{text['hash']}  C0FFEE12\n" * 2)
+
+
 class Rollout(Yoxctl):
     FUNCTION = "2026-02-20|10|linear"
 

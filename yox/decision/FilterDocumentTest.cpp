@@ -155,8 +155,7 @@ INSTANTIATE_TEST_SUITE_P(
         RefusalRow{"Null", R"([{"country": null}])", "[0].country: expected a string, found null"},
         RefusalRow{"KeyTwice", R"([{"country": "US", "country": "CA"}])",
                    "the key \"country\" is given twice"},
-        RefusalRow{"NoJson", "country=US",
-                   "expected a value, found \"country\""}),
+        RefusalRow{"NoJson", "country=US", "expected a value, found \"country\""}),
     yox_test::RowName());
 
 }  // namespace
