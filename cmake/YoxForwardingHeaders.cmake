@@ -32,7 +32,7 @@ set(YOX_FORWARDING_HEADERS
   yox/clientbase/platform/JoinState.h yox/platform/system/JoinState.h
   yox/clientbase/platform/Locale.h yox/platform/system/Locale.h
   yox/clientbase/platform/ManagementQueries.h yox/platform/system/ManagementQueries.h
-  yox/clientbase/platform/Mutex.h yox/platform/waits/Mutex.h
+  yox/clientbase/platform/Mutex.h yox/platform/waits/WaitableMutex.h
   yox/clientbase/platform/OperatingSystem.h yox/platform/system/OperatingSystem.h
   yox/clientbase/platform/Platform.h yox/platform/Platform.h
   yox/clientbase/platform/RandomBytes.h yox/platform/crypto/RandomBytes.h

@@ -11,9 +11,9 @@
 #include "yox/platform/clock/Clock.h"
 #include "yox/platform/simulated/SimulatedDevice.h"
 #include "yox/platform/waits/Event.h"
-#include "yox/platform/waits/Mutex.h"
 #include "yox/platform/waits/Semaphore.h"
 #include "yox/platform/waits/WaitUntil.h"
+#include "yox/platform/waits/WaitableMutex.h"
 #include "yox/platform/waits/Waits.h"
 
 #if defined(_WIN32)
@@ -29,9 +29,9 @@ using yox::platform::ClearEvent;
 using yox::platform::Event;
 using yox::platform::kInvalidHandleError;
 using yox::platform::kMostWaitHandles;
-using yox::platform::Mutex;
 using yox::platform::Semaphore;
 using yox::platform::SignalEvent;
+using yox::platform::WaitableMutex;
 using yox::platform::WaitFor;
 using yox::platform::WaitForAny;
 using yox::platform::WaitHandle;
@@ -211,7 +211,7 @@ TEST(WaitsTest, ATokenFindsTheSleeperWhoNeedsIt) {
 }
 
 TEST(WaitsTest, AMutexBelongsToOneThread) {
-  Mutex mutex;
+  WaitableMutex mutex;
   ASSERT_TRUE(mutex.Wait());
   bool other_took = true;
   bool other_released = true;
@@ -228,7 +228,7 @@ TEST(WaitsTest, AMutexBelongsToOneThread) {
 }
 
 TEST(WaitsTest, TheOwnerMayTakeAMutexAgainAndReleasesItAsOften) {
-  Mutex mutex;
+  WaitableMutex mutex;
   ASSERT_TRUE(mutex.Wait());
   ASSERT_TRUE(mutex.Wait(0));
   EXPECT_TRUE(mutex.Release());
@@ -248,7 +248,7 @@ TEST(WaitsTest, TheOwnerMayTakeAMutexAgainAndReleasesItAsOften) {
 }
 
 TEST(WaitsTest, AMutexKeepsThreadsApart) {
-  Mutex mutex;
+  WaitableMutex mutex;
   int counted = 0;
   constexpr int kThreads = 3;
   constexpr int kRounds = 2000;
@@ -311,7 +311,7 @@ TEST(WaitsTest, OnlyTheHandleThatEndsTheWaitIsTaken) {
 TEST(WaitsTest, AnyHandleEndsASleepingWait) {
   Event event;
   Semaphore semaphore(0, 1);
-  Mutex mutex;
+  WaitableMutex mutex;
   const HostEvent host;
   for (std::size_t turn = 0; turn < 4; ++turn) {
     ASSERT_TRUE(mutex.Wait());

@@ -1,10 +1,10 @@
-#include "yox/platform/waits/Mutex.h"
+#include "yox/platform/waits/WaitableMutex.h"
 
 #include "yox/platform/system/windows/LastError.h"
 
 namespace yox::platform {
 
-struct Mutex::Implementation {
+struct WaitableMutex::Implementation {
   Implementation() : handle(OrThrow(CreateMutexW(nullptr, FALSE, nullptr), "CreateMutex")) {}
   ~Implementation() { CloseHandle(handle); }
   Implementation(const Implementation&) = delete;
@@ -13,12 +13,12 @@ struct Mutex::Implementation {
   const HANDLE handle;
 };
 
-Mutex::Mutex() : implementation_(std::make_unique<Implementation>()) {}
+WaitableMutex::WaitableMutex() : implementation_(std::make_unique<Implementation>()) {}
 
-Mutex::~Mutex() = default;
+WaitableMutex::~WaitableMutex() = default;
 
-bool Mutex::Release() { return ReleaseMutex(implementation_->handle) != FALSE; }
+bool WaitableMutex::Release() { return ReleaseMutex(implementation_->handle) != FALSE; }
 
-WaitHandle Mutex::handle() const { return implementation_->handle; }
+WaitHandle WaitableMutex::handle() const { return implementation_->handle; }
 
 }  // namespace yox::platform

@@ -11,13 +11,13 @@ namespace yox::platform {
 // again, and releases it as often. A Win32 mutex on Windows; on Linux a word that costs no system
 // call while nobody waits, so its handle is for the waits of this library only. A thread that ends
 // as its owner hands it on to the next waiter on Windows, and nobody on Linux.
-class YOX_API Mutex {
+class YOX_API WaitableMutex {
  public:
   // Created unowned. Throws std::system_error when the system has none left.
-  Mutex();
-  ~Mutex();
-  Mutex(const Mutex&) = delete;
-  Mutex& operator=(const Mutex&) = delete;
+  WaitableMutex();
+  ~WaitableMutex();
+  WaitableMutex(const WaitableMutex&) = delete;
+  WaitableMutex& operator=(const WaitableMutex&) = delete;
 
   bool Wait(std::int64_t milliseconds = kNoTimeLimit) {
     return WaitFor(handle(), milliseconds).signalled();

@@ -1,4 +1,4 @@
-#include "yox/platform/waits/Mutex.h"
+#include "yox/platform/waits/WaitableMutex.h"
 
 #include <atomic>
 
@@ -12,7 +12,7 @@ thread_local const char t_thread = 0;
 
 }  // namespace
 
-struct Mutex::Implementation final : LinuxWaitable {
+struct WaitableMutex::Implementation final : LinuxWaitable {
   bool TryTake() override {
     const char* former = nullptr;
     if (owner.compare_exchange_strong(former, &t_thread) || former == &t_thread) {
@@ -36,12 +36,14 @@ struct Mutex::Implementation final : LinuxWaitable {
   unsigned depth = 0;  // the owner's
 };
 
-Mutex::Mutex() : implementation_(std::make_unique<Implementation>()) {}
+WaitableMutex::WaitableMutex() : implementation_(std::make_unique<Implementation>()) {}
 
-Mutex::~Mutex() = default;
+WaitableMutex::~WaitableMutex() = default;
 
-bool Mutex::Release() { return implementation_->Put(); }
+bool WaitableMutex::Release() { return implementation_->Put(); }
 
-WaitHandle Mutex::handle() const { return {implementation_->descriptor(), implementation_.get()}; }
+WaitHandle WaitableMutex::handle() const {
+  return {implementation_->descriptor(), implementation_.get()};
+}
 
 }  // namespace yox::platform
