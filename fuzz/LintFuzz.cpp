@@ -3,13 +3,13 @@
 #include <set>
 
 #include "yox/applicability/TestEvaluator.h"
-#include "yox/applicability/TestRecord.h"
 #include "yox/base/Document.h"
 #include "yox/base/String.h"
 #include "yox/decision/FilterDocument.h"
 #include "yox/decision/Lint.h"
 
 #include "fuzz/FuzzInput.h"
+#include "tests/support/TestRecord.h"
 
 using yox::decision::LintDocument;
 using yox::decision::LintFinding;

@@ -3,10 +3,10 @@
 #include <memory>
 
 #include "yox/applicability/TestEvaluator.h"
-#include "yox/applicability/TestRecord.h"
 #include "yox/base/String.h"
 
 #include "tests/support/Generators.h"
+#include "tests/support/TestRecord.h"
 
 using yox::decision::FilterField;
 

@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "yox/applicability/TestEvaluator.h"
-#include "yox/applicability/TestRecord.h"
 #include "yox/base/String.h"
 #include "yox/decision/Explanation.h"
 #include "yox/platform/simulated/DeviceProfileReader.h"
@@ -17,6 +16,7 @@
 #include "yox/tags/AppAndTagCollection.h"
 
 #include "tests/support/Generators.h"
+#include "tests/support/TestRecord.h"
 
 using yox::decision::CriterionResult;
 using yox::decision::DecisionTrace;

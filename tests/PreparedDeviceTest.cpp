@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "yox/applicability/TestEvaluator.h"
-#include "yox/applicability/TestRecord.h"
 #include "yox/base/String.h"
 #include "yox/base/TimeZone.h"
 #include "yox/decision/Decide.h"
@@ -23,6 +22,7 @@
 #include "yox/tags/AppAndTagCollection.h"
 
 #include "tests/support/Generators.h"
+#include "tests/support/TestRecord.h"
 
 // A prepared device decides as the running evaluator does on a device of the same facts, reasons
 // and explanations included, tried on generated ones.

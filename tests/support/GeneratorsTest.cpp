@@ -3,11 +3,11 @@
 #include <set>
 
 #include "yox/applicability/TestEvaluator.h"
-#include "yox/applicability/TestRecord.h"
 #include "yox/base/StrictJson.h"
 #include "yox/base/String.h"
 
 #include "tests/support/Generators.h"
+#include "tests/support/TestRecord.h"
 
 namespace yox_test {
 namespace {

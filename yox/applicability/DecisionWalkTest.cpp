@@ -8,12 +8,12 @@
 #include <vector>
 
 #include "yox/applicability/TestEvaluator.h"
-#include "yox/applicability/TestRecord.h"
 #include "yox/base/String.h"
 #include "yox/decision/Filter.h"
 
 #include "tests/support/CapturedLog.h"
 #include "tests/support/Rows.h"
+#include "tests/support/TestRecord.h"
 
 using yox::decision::FilterField;
 

@@ -7,7 +7,6 @@
 #include <thread>
 
 #include "yox/applicability/TestEvaluator.h"
-#include "yox/applicability/TestRecord.h"
 #include "yox/base/String.h"
 #include "yox/decision/Criteria.h"
 #include "yox/decision/Explanation.h"
@@ -17,6 +16,7 @@
 
 #include "tests/support/CapturedLog.h"
 #include "tests/support/Rows.h"
+#include "tests/support/TestRecord.h"
 
 using yox::decision::Criterion;
 using yox::decision::CriterionResult;

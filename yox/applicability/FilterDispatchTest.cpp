@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "yox/applicability/TestEvaluator.h"
-#include "yox/applicability/TestRecord.h"
 #include "yox/base/String.h"
 #include "yox/decision/Criteria.h"
 #include "yox/decision/Dates.h"
@@ -16,6 +15,7 @@
 
 #include "tests/support/CapturedLog.h"
 #include "tests/support/Rows.h"
+#include "tests/support/TestRecord.h"
 
 using yox::decision::Criterion;
 using yox::decision::FilterField;

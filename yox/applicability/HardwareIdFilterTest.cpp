@@ -6,13 +6,13 @@
 #include <vector>
 
 #include "yox/applicability/TestEvaluator.h"
-#include "yox/applicability/TestRecord.h"
 #include "yox/decision/Filter.h"
 #include "yox/platform/devices/DeviceTree.h"
 #include "yox/platform/simulated/SimulatedDevice.h"
 
 #include "tests/support/CapturedLog.h"
 #include "tests/support/Rows.h"
+#include "tests/support/TestRecord.h"
 
 namespace {
 

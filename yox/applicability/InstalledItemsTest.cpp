@@ -5,13 +5,13 @@
 #include <string>
 
 #include "yox/applicability/TestEvaluator.h"
-#include "yox/applicability/TestRecord.h"
 #include "yox/base/String.h"
 #include "yox/platform/simulated/DeviceProfileReader.h"
 #include "yox/platform/simulated/SimulatedDevice.h"
 
 #include "tests/support/CapturedLog.h"
 #include "tests/support/SubstitutedPlatform.h"
+#include "tests/support/TestRecord.h"
 
 namespace {
 

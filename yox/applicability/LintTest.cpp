@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "yox/applicability/TestEvaluator.h"
-#include "yox/applicability/TestRecord.h"
 #include "yox/base/String.h"
 #include "yox/decision/FilterDocument.h"
 #include "yox/decision/Lint.h"
@@ -20,6 +19,7 @@
 #include "tests/support/Generators.h"
 #include "tests/support/Rows.h"
 #include "tests/support/SchemaPaths.h"
+#include "tests/support/TestRecord.h"
 
 using yox::decision::FilterField;
 using yox::decision::kFilterFieldCount;

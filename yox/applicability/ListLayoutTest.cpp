@@ -3,12 +3,12 @@
 #include <string>
 
 #include "yox/applicability/TestEvaluator.h"
-#include "yox/applicability/TestRecord.h"
 #include "yox/base/DocumentLayout.h"
 #include "yox/base/String.h"
 #include "yox/decision/FilterDocument.h"
 
 #include "tests/support/Generators.h"
+#include "tests/support/TestRecord.h"
 
 using yox::LayOutDocument;
 using yox::decision::FilterField;

@@ -5,12 +5,13 @@
 #include <stdexcept>
 
 #include "yox/device/DeviceInfoProvider.h"
-#include "yox/device/TestRecord.h"
+#include "yox/device/InstalledDevice.h"
 #include "yox/foundation/YOXHelperFactory.h"
 #include "yox/platform/files/Files.h"
 
 #include "tests/support/CapturedLog.h"
 #include "tests/support/SubstitutedPlatform.h"
+#include "tests/support/TestRecord.h"
 
 namespace {
 
@@ -19,11 +20,11 @@ using YOX::Architecture;
 using YOX::DeviceInfoProvider;
 using yox::WString;
 using yox_test::InstalledDevice;
-using yox_test::Record;
+using yox_test::TestRecord;
 
 std::shared_ptr<MachineInformation> MakeRecord(const WString& type = "FA14"_w,
                                                const WString& bios = "FAL14 v1.35"_w) {
-  auto record = std::make_shared<Record>();
+  auto record = std::make_shared<TestRecord>();
   record->set_device_manufacturer("Contoso"_w);
   record->set_device_enclosuretype("Notebook"_w);
   record->set_device_family("Falcon 14"_w);

@@ -3,7 +3,7 @@
 #include <string_view>
 
 #include "yox/device/DeviceManagementStatus.h"
-#include "yox/device/TestRecord.h"
+#include "yox/device/InstalledDevice.h"
 #include "yox/platform/clock/Clock.h"
 #include "yox/platform/registry/Registry.h"
 #include "yox/platform/system/OperatingSystem.h"

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "yox/device/Environment.h"
-#include "yox/device/TestRecord.h"
+#include "yox/device/InstalledDevice.h"
 
 #include "tests/support/CapturedLog.h"
 #include "tests/support/Rows.h"

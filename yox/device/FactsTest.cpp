@@ -6,7 +6,8 @@
 
 #include "yox/device/DeviceInfoProvider.h"
 #include "yox/device/Facts.h"
-#include "yox/device/TestRecord.h"
+#include "yox/device/InstalledDevice.h"
+#include "yox/device/MachineInformation.h"
 
 namespace {
 

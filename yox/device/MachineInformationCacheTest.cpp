@@ -10,9 +10,9 @@
 
 #include "yox/base/Json.h"
 #include "yox/device/CacheKeys.h"
+#include "yox/device/InstalledDevice.h"
 #include "yox/device/MachineCache.h"
 #include "yox/device/RegionInformation.h"
-#include "yox/device/TestRecord.h"
 #include "yox/platform/devices/Accelerators.h"
 #include "yox/platform/devices/DisplayAdapters.h"
 #include "yox/platform/firmware/Firmware.h"
@@ -26,13 +26,14 @@
 #include "tests/support/CapturedLog.h"
 #include "tests/support/Latch.h"
 #include "tests/support/SubstitutedPlatform.h"
+#include "tests/support/TestRecord.h"
 
 namespace {
 
 using namespace yox::literals;
 using yox_test::InstalledDevice;
 using yox_test::ReadFile;
-using yox_test::Record;
+using yox_test::TestRecord;
 using yox_test::WriteFile;
 
 constexpr char kFile[] = "MachineInformationCached.json";
@@ -130,7 +131,7 @@ TEST_P(MachineInformationBadFileTest, IsBelievedAndLeftAlone) {
   const BadFileRow& row = GetParam();
   InstalledDevice device;
   WriteFile(device.Shared(kFile), row.content);
-  Record record;
+  TestRecord record;
   record.Initialize();
   EXPECT_EQ(YOX::String::UTF16ToUTF8(record.os_name()), row.os_name);
   EXPECT_EQ(YOX::String::UTF16ToUTF8(record.os_version()), row.os_version);
@@ -158,7 +159,7 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& row) { return std::string(row.param.name); });
 
 TEST(MachineInformationCacheTest, BehindAValueOfWrongShapeMembersKeepWhatTheyHold) {
-  Record record;
+  TestRecord record;
   record.set_device_brand("kept"_w);
   record.set_os_name("overwritten"_w);
   record.DeSerialize(R"({"os_name":"A","os_version":[],"device_brand":"lost"})");
@@ -205,7 +206,7 @@ TEST(MachineInformationCacheTest, ForcedRefreshesRunOneAfterTheOther) {
   CountingFirmware firmware(device->firmware());
   platform.Set(firmware);
   const yox::platform::ScopedPlatform installed(platform);
-  Record record;
+  TestRecord record;
   record.Initialize();
   std::vector<std::thread> threads;
   for (int i = 0; i < 3; ++i) {
@@ -218,7 +219,7 @@ TEST(MachineInformationCacheTest, ForcedRefreshesRunOneAfterTheOther) {
 }
 
 TEST(MachineInformationCacheTest, AMissingKeyEmptiesItsMember) {
-  Record record;
+  TestRecord record;
   record.set_os_name("old"_w);
   record.set_os_is_s_mode(true);
   record.DeSerialize("{}");
@@ -227,7 +228,7 @@ TEST(MachineInformationCacheTest, AMissingKeyEmptiesItsMember) {
 }
 
 TEST(MachineInformationCacheTest, ATextThatIsNoJsonChangesNothing) {
-  Record record;
+  TestRecord record;
   record.set_os_name("old"_w);
   record.DeSerialize("no");
   EXPECT_EQ(record.os_name(), "old"_w);
@@ -235,7 +236,7 @@ TEST(MachineInformationCacheTest, ATextThatIsNoJsonChangesNothing) {
 
 TEST(MachineInformationCacheTest, AnUnforcedRefreshDoesNothing) {
   InstalledDevice device;
-  Record record;
+  TestRecord record;
   record.Initialize();
   device->Change([](auto& profile) { profile.os.product_name = "Changed"_w; });
   std::filesystem::remove(device.Shared(kFile));
@@ -266,7 +267,7 @@ TEST(MachineInformationCacheTest, AnUnforcedRefreshDoesNotWaitForACollection) {
   SlowFirmware firmware(device->firmware());
   platform.Set(firmware);
   const yox::platform::ScopedPlatform installed(platform);
-  Record record;
+  TestRecord record;
   record.Initialize();
   yox_test::Latch returned;
   std::thread collecting([&] { record.ReInitialize(true); });
@@ -283,7 +284,7 @@ TEST(MachineInformationCacheTest, AnUnforcedRefreshDoesNotWaitForACollection) {
 
 TEST(MachineInformationCacheTest, ARecordIsFilledOnce) {
   InstalledDevice device;
-  Record record;
+  TestRecord record;
   record.Initialize();
   device->Change([](auto& profile) { profile.os.product_name = "Changed"_w; });
   std::filesystem::remove(device.Shared(kFile));
@@ -293,7 +294,7 @@ TEST(MachineInformationCacheTest, ARecordIsFilledOnce) {
 }
 
 TEST(MachineInformationCacheTest, ARecordThatCannotBeWrittenDownLeavesAnEmptyFile) {
-  class Unwritable : public Record {
+  class Unwritable : public TestRecord {
    public:
     yox::WString device_manufacturer() const override { throw std::runtime_error("none"); }
   };
@@ -308,7 +309,7 @@ TEST(MachineInformationCacheTest, ARecordThatCannotBeWrittenDownLeavesAnEmptyFil
 
 TEST(MachineInformationCacheTest, AForcedRefreshOverwritesTheFileAndKeepsTheTag) {
   InstalledDevice device;
-  Record record;
+  TestRecord record;
   record.Initialize();
   record.set_device_tag("lab"_w);
   device->Change([](auto& profile) {
@@ -320,7 +321,7 @@ TEST(MachineInformationCacheTest, AForcedRefreshOverwritesTheFileAndKeepsTheTag)
   EXPECT_EQ(record.os_name(), "Windows 12"_w);
   EXPECT_EQ(record.device_bios_version(), "FAL14 v2.00"_w);
   EXPECT_EQ(record.os_region(), "DE"_w);
-  Record restarted;
+  TestRecord restarted;
   restarted.Initialize();
   EXPECT_EQ(restarted.device_tag(), "lab"_w);
   EXPECT_EQ(restarted.os_name(), "Windows 12"_w);
@@ -328,7 +329,7 @@ TEST(MachineInformationCacheTest, AForcedRefreshOverwritesTheFileAndKeepsTheTag)
 
 TEST(MachineInformationCacheTest, EveryCachedTextComesBackUnchanged) {
   for (const yox::device::CacheKey& key : yox::device::kCacheKeys) {
-    Record record;
+    TestRecord record;
     const std::string text = std::string(key.name) + " größe 漢字 \U0001F4BB \"\\\n\x01";
     const std::string document = record.Serialize();
     Json::Value root = yox::ParseLenientJson(document).value();
@@ -339,7 +340,7 @@ TEST(MachineInformationCacheTest, EveryCachedTextComesBackUnchanged) {
       root[key.name] = true;
     }
     record.DeSerialize(root.toStyledString());
-    Record copy;
+    TestRecord copy;
     copy.DeSerialize(record.Serialize());
     if (key.text) {
       EXPECT_EQ(YOX::String::UTF16ToUTF8(copy.View(*key.text)), text);
@@ -350,11 +351,11 @@ TEST(MachineInformationCacheTest, EveryCachedTextComesBackUnchanged) {
 }
 
 TEST(MachineInformationCacheTest, TheFileHasNoLineBreaks) {
-  EXPECT_EQ(Record().Serialize().find('\n'), std::string::npos);
+  EXPECT_EQ(TestRecord().Serialize().find('\n'), std::string::npos);
 }
 
 TEST(MachineInformationCacheTest, TheManufacturerIsWrittenThroughItsVirtualGetter) {
-  class Presented : public Record {
+  class Presented : public TestRecord {
    public:
     yox::WString device_manufacturer() const override { return "Presented"_w; }
   } record;
@@ -365,7 +366,7 @@ TEST(MachineInformationCacheTest, TheManufacturerIsWrittenThroughItsVirtualGette
 TEST(MachineInformationCacheTest, AFolderInThePlaceOfTheFileLeavesTheRecordCollected) {
   InstalledDevice device;
   std::filesystem::create_directories(device.Shared(kFile));
-  Record record;
+  TestRecord record;
   record.Initialize();
   EXPECT_EQ(record.os_name(), "Windows 11 Pro"_w);
   EXPECT_TRUE(std::filesystem::is_directory(device.Shared(kFile)));
@@ -374,7 +375,7 @@ TEST(MachineInformationCacheTest, AFolderInThePlaceOfTheFileLeavesTheRecordColle
 TEST(MachineInformationCacheTest, NothingIsLogged) {
   InstalledDevice device;
   WriteFile(device.Shared(kFile), "broken");
-  Record record;
+  TestRecord record;
   const yox_test::CapturedLog captured;
   record.Initialize();
   EXPECT_EQ(captured.Text(), "");

@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "yox/device/TestRecord.h"
+#include "yox/device/InstalledDevice.h"
 #include "yox/device/UpdateHistory.h"
 #include "yox/platform/registry/Registry.h"
 #include "yox/platform/system/OperatingSystem.h"
@@ -10,6 +10,7 @@
 #include "tests/support/CapturedLog.h"
 #include "tests/support/Rows.h"
 #include "tests/support/SubstitutedPlatform.h"
+#include "tests/support/TestRecord.h"
 
 namespace {
 
@@ -20,7 +21,7 @@ using yox::platform::OperatingSystemUpdate;
 using yox::platform::RegistryValue;
 using yox_test::CapturedLog;
 using yox_test::InstalledDevice;
-using yox_test::Record;
+using yox_test::TestRecord;
 
 void SetSimulatedType(InstalledDevice& device, const WString& type) {
   yox::platform::RegistryKey key;
@@ -32,7 +33,7 @@ void SetSimulatedType(InstalledDevice& device, const WString& type) {
 
 TEST(MachineInformationCollectionTest, EveryMemberComesFromItsSource) {
   InstalledDevice device;
-  Record record;
+  TestRecord record;
   record.ReadMachineInformation(false);
   EXPECT_EQ(record.device_enclosuretype(), "Notebook"_w);
   EXPECT_EQ(record.device_family(), "Falcon 14"_w);
@@ -66,7 +67,7 @@ TEST(MachineInformationCollectionTest, EveryMemberComesFromItsSource) {
 
 TEST(MachineInformationCollectionTest, WithoutFirmwareTablesTheRestIsStillCollected) {
   InstalledDevice device(R"({"os": {"product_name": "Linux"}, "user": {"sid": "S-1-22-1-1000"}})");
-  Record record;
+  TestRecord record;
   record.ReadMachineInformation(true);
   EXPECT_EQ(record.os_name(), "Linux"_w);
   EXPECT_EQ(record.device_manufacturer(), ""_w);
@@ -76,7 +77,7 @@ TEST(MachineInformationCollectionTest, WithoutFirmwareTablesTheRestIsStillCollec
 
 TEST(MachineInformationCollectionTest, WithoutFirmwareTablesNothingFallsBackToAnOldValue) {
   InstalledDevice device("{}");
-  Record record;
+  TestRecord record;
   record.set_device_manufacturer("old"_w);
   record.set_device_brand("old"_w);
   record.set_device_mt("old"_w);
@@ -91,7 +92,7 @@ TEST(MachineInformationCollectionTest, WithoutFirmwareTablesNothingFallsBackToAn
 TEST(MachineInformationCollectionTest, TheSimulatorsMachineTypeNeedsNoFirmwareTables) {
   InstalledDevice device("{}");
   SetSimulatedType(device, "20N0"_w);
-  Record record;
+  TestRecord record;
   record.ReadMachineInformation(false);
   EXPECT_EQ(record.device_mt(), "20N0"_w);
   EXPECT_EQ(record.device_model(), ""_w);
@@ -99,7 +100,7 @@ TEST(MachineInformationCollectionTest, TheSimulatorsMachineTypeNeedsNoFirmwareTa
 
 TEST(MachineInformationCollectionTest, TheCaptionOutlastsAForcedCollection) {
   InstalledDevice device;
-  Record record;
+  TestRecord record;
   record.ReadMachineInformation(false);
   device->Change([](DeviceProfile& profile) { profile.os.caption = "Changed"_w; });
   record.ReadMachineInformation(true);
@@ -108,7 +109,7 @@ TEST(MachineInformationCollectionTest, TheCaptionOutlastsAForcedCollection) {
 
 TEST(MachineInformationCollectionTest, OnlyAForcedCollectionReadsTheFirmwareAnew) {
   InstalledDevice device;
-  Record record;
+  TestRecord record;
   record.ReadMachineInformation(false);
   device->Change([](DeviceProfile& profile) { profile.firmware->serial_number = "NEW"_w; });
   record.ReadMachineInformation(false);
@@ -134,7 +135,7 @@ TEST(MachineInformationCollectionTest, ASourceThatThrowsEndsTheCollectionThere) 
   yox_test::SubstitutedPlatform platform(device.device());
   platform.Set(failing);
   const yox::platform::ScopedPlatform installed(platform);
-  Record record;
+  TestRecord record;
   record.set_os_version("old"_w);
   record.set_os_description("old"_w);
   const CapturedLog captured;
@@ -149,7 +150,7 @@ TEST(MachineInformationCollectionTest, ASourceThatThrowsEndsTheCollectionThere) 
 TEST(MachineInformationCollectionTest, TheSimulatorsMachineTypeLeavesTheModelAlone) {
   InstalledDevice device;
   SetSimulatedType(device, "20N0"_w);
-  Record record;
+  TestRecord record;
   record.ReadMachineInformation(false);
   EXPECT_EQ(record.device_mt(), "20N0"_w);
   EXPECT_EQ(record.device_model(), "FA14-2210"_w);
@@ -158,20 +159,20 @@ TEST(MachineInformationCollectionTest, TheSimulatorsMachineTypeLeavesTheModelAlo
 TEST(MachineInformationCollectionTest, AnEmptySimulatedMachineTypeIsNone) {
   InstalledDevice device;
   SetSimulatedType(device, ""_w);
-  Record record;
+  TestRecord record;
   record.ReadMachineInformation(false);
   EXPECT_EQ(record.device_mt(), "FA14"_w);
 }
 
 TEST(MachineInformationCollectionTest, TheSerialNumberIsTakenAsItIs) {
-  Record record;
+  TestRecord record;
   record.SetSerialNumber(" any thing "_w);
   EXPECT_EQ(record.serial_number(), " any thing "_w);
 }
 
 TEST(MachineInformationCollectionTest, ADisabledUpdateServiceEmptiesTheUpdateMembers) {
   InstalledDevice device;
-  Record record;
+  TestRecord record;
   record.ReadMachineInformation(false);
   ASSERT_NE(record.os_update_title(), ""_w);
   device->Change([](DeviceProfile& profile) { profile.os.update_service_start_type = 4; });
@@ -243,7 +244,7 @@ TEST(MachineInformationCollectionTest, TheLastOfSeveralAcceleratorsWins) {
   InstalledDevice device(R"({"accelerators": [
       {"manufacturer": "Contoso", "description": "First"},
       {"manufacturer": "Fabrikam", "description": "Second"}]})");
-  Record record;
+  TestRecord record;
   const CapturedLog captured;
   record.CollectNpuInfo();
   EXPECT_EQ(record.npu_exists(), "true"_w);
@@ -266,7 +267,7 @@ TEST(MachineInformationCollectionTest, TheLastOfSeveralAcceleratorsWins) {
 TEST(MachineInformationCollectionTest, TheLastAcceleratorWinsMemberByMember) {
   InstalledDevice device(R"({"accelerators": [
       {"manufacturer": "Contoso", "description": "First"}, {"description": "Second"}]})");
-  Record record;
+  TestRecord record;
   record.CollectNpuInfo();
   EXPECT_EQ(record.npu_mfr(), "Contoso"_w);
   EXPECT_EQ(record.npu_description(), "Second"_w);
@@ -274,7 +275,7 @@ TEST(MachineInformationCollectionTest, TheLastAcceleratorWinsMemberByMember) {
 
 TEST(MachineInformationCollectionTest, AnAcceleratorThatCannotBeDescribedExistsAllTheSame) {
   InstalledDevice device(R"({"accelerators": [{}]})");
-  Record record;
+  TestRecord record;
   record.set_npu_mfr("old maker"_w);
   record.set_npu_description("old"_w);
   record.CollectNpuInfo();
@@ -285,7 +286,7 @@ TEST(MachineInformationCollectionTest, AnAcceleratorThatCannotBeDescribedExistsA
 
 TEST(MachineInformationCollectionTest, WithoutAcceleratorsTheTextsAreNotCleared) {
   InstalledDevice device("{}");
-  Record record;
+  TestRecord record;
   record.set_npu_mfr("old"_w);
   record.CollectNpuInfo();
   EXPECT_EQ(record.npu_exists(), "false"_w);
@@ -302,7 +303,7 @@ TEST(MachineInformationCollectionTest, AcceleratorsThatCannotBeAskedChangeNothin
   } unknown;
   platform.Set(unknown);
   const yox::platform::ScopedPlatform installed(platform);
-  Record record;
+  TestRecord record;
   const CapturedLog captured;
   record.CollectNpuInfo();
   EXPECT_EQ(record.npu_exists(), ""_w);
@@ -321,7 +322,7 @@ class GpuNamesTest : public testing::TestWithParam<AdapterRow> {};
 TEST_P(GpuNamesTest, AreThoseOfRealHardware) {
   InstalledDevice device(R"({"display_adapters": [{"description": "Former",
       "dedicated_video_memory": 1}]})");
-  Record record;
+  TestRecord record;
   record.CollectGpuNames();
   ASSERT_EQ(record.gpu_names(), std::vector{"Former"_w});
   device->Change([](DeviceProfile& profile) {
@@ -369,7 +370,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(MachineInformationCollectionTest, AcceleratorsAreAdditionalOnlyWhenAskedFor) {
   InstalledDevice device(R"({"accelerators": [{}],
       "display_adapters": [{"description": "H", "dedicated_video_memory": 1}]})");
-  Record record;
+  TestRecord record;
   record.CollectAdditionalInfo(false);
   EXPECT_EQ(record.npu_exists(), ""_w);
   EXPECT_EQ(record.gpu_names(), std::vector{"H"_w});

@@ -7,20 +7,21 @@
 #include <utility>
 #include <vector>
 
+#include "yox/device/InstalledDevice.h"
 #include "yox/device/MachineInformation.h"
-#include "yox/device/TestRecord.h"
 #include "yox/foundation/YOXHelperFactory.h"
 #include "yox/platform/firmware/Firmware.h"
 
 #include "tests/support/CapturedLog.h"
 #include "tests/support/Latch.h"
 #include "tests/support/SubstitutedPlatform.h"
+#include "tests/support/TestRecord.h"
 
 namespace {
 
 using namespace yox::literals;
 using yox::WString;
-using yox_test::Record;
+using yox_test::TestRecord;
 
 struct TextAccessors {
   const char* name;
@@ -33,7 +34,7 @@ const TextAccessors kTexts[] = {YOX_MACHINE_TEXTS(YOX_ROW, YOX_ROW)};
 #undef YOX_ROW
 
 TEST(MachineInformationTest, ANewRecordIsEmpty) {
-  const Record record;
+  const TestRecord record;
   for (const TextAccessors& text : kTexts) EXPECT_EQ((record.*text.get)(), ""_w) << text.name;
   EXPECT_TRUE(record.device_extension_keyvalue().empty());
   EXPECT_TRUE(record.gpu_names().empty());
@@ -42,7 +43,7 @@ TEST(MachineInformationTest, ANewRecordIsEmpty) {
 
 TEST(MachineInformationTest, EachSetterWritesItsOwnMemberAlone) {
   for (const TextAccessors& written : kTexts) {
-    Record record;
+    TestRecord record;
     (record.*written.set)("value"_w);
     for (const TextAccessors& text : kTexts) {
       EXPECT_EQ((record.*text.get)(), &text == &written ? "value"_w : ""_w)
@@ -52,7 +53,7 @@ TEST(MachineInformationTest, EachSetterWritesItsOwnMemberAlone) {
 }
 
 TEST(MachineInformationTest, GettersReturnCopies) {
-  Record record;
+  TestRecord record;
   record.set_os_region("US"_w);
   WString copy = record.os_region();
   copy = "DE"_w;
@@ -60,31 +61,31 @@ TEST(MachineInformationTest, GettersReturnCopies) {
 }
 
 TEST(MachineInformationTest, SettingAMemberToItselfChangesNothing) {
-  Record record;
+  TestRecord record;
   record.set_device_name("a name that is longer than a short string"_w);
   record.set_device_name(record.View(MachineInformation::Text::device_name));
   EXPECT_EQ(record.device_name(), "a name that is longer than a short string"_w);
 }
 
 TEST(MachineInformationTest, TheExtensionListIsSetByAnOverload) {
-  Record record;
+  TestRecord record;
   record.device_extension_keyvalue({"a=1"_w, "b=2"_w});
   EXPECT_EQ(record.device_extension_keyvalue(), (std::vector<WString>{"a=1"_w, "b=2"_w}));
 }
 
 TEST(MachineInformationTest, SModeIsAFlag) {
-  Record record;
+  TestRecord record;
   record.set_os_is_s_mode(true);
   EXPECT_TRUE(record.os_is_s_mode());
 }
 
 TEST(MachineInformationTest, ACopyIsASnapshot) {
-  Record source;
+  TestRecord source;
   source.set_serial_number("C0FFEE12"_w);
   source.device_extension_keyvalue({"a=1"_w});
   source.set_os_is_s_mode(true);
   const MachineInformation copy(source);
-  Record assigned;
+  TestRecord assigned;
   assigned = source;
   source.set_serial_number("other"_w);
   source.set_os_is_s_mode(false);
@@ -98,7 +99,7 @@ TEST(MachineInformationTest, ACopyIsASnapshot) {
 
 TEST(MachineInformationTest, ACopyOfAFilledRecordReportsWhatItHeld) {
   const yox_test::InstalledDevice device;
-  Record source;
+  TestRecord source;
   source.Initialize();
   const MachineInformation copy(source);
   EXPECT_EQ(source.serial_number(), "C0FFEE12"_w);
@@ -114,10 +115,10 @@ TEST(MachineInformationTest, ACopyOfAFilledRecordReportsWhatItHeld) {
 TEST(MachineInformationTest, CopiesHaveTheGpuNames) {
   yox_test::InstalledDevice device(
       R"({"display_adapters": [{"description": "H", "dedicated_video_memory": 1}]})");
-  Record source;
+  TestRecord source;
   source.CollectGpuNames();
   const MachineInformation copy(source);
-  Record assigned;
+  TestRecord assigned;
   assigned = source;
   device->Change([](auto& profile) { profile.display_adapters[0].description = "Other"_w; });
   source.CollectGpuNames();
@@ -129,7 +130,7 @@ TEST(MachineInformationTest, CopiesHaveTheGpuNames) {
 TEST(MachineInformationTest, ListsMayBeReplacedBesideReaders) {
   const yox_test::InstalledDevice device(
       R"({"display_adapters": [{"description": "H", "dedicated_video_memory": 1}]})");
-  Record record;
+  TestRecord record;
   const std::vector<WString> entries(50, "an entry that is longer than a short string"_w);
   std::vector<std::thread> threads;
   for (int i = 0; i < 2; ++i) {
@@ -147,15 +148,15 @@ TEST(MachineInformationTest, ListsMayBeReplacedBesideReaders) {
 }
 
 TEST(MachineInformationTest, MovingCopies) {
-  Record source;
+  TestRecord source;
   source.set_serial_number("C0FFEE12"_w);
-  const Record moved(std::move(source));
+  const TestRecord moved(std::move(source));
   EXPECT_EQ(moved.serial_number(), "C0FFEE12"_w);
   EXPECT_EQ(source.serial_number(), "C0FFEE12"_w);  // NOLINT(bugprone-use-after-move): promised
 }
 
 TEST(MachineInformationTest, TheManufacturerAloneIsVirtual) {
-  class Renamed : public Record {
+  class Renamed : public TestRecord {
    public:
     WString device_manufacturer() const override { return "Fabrikam"_w; }
   };
@@ -166,11 +167,11 @@ TEST(MachineInformationTest, TheManufacturerAloneIsVirtual) {
 }
 
 TEST(MachineInformationTest, TheNpuFlagIsAText) {
-  static_assert(std::is_same_v<decltype(std::declval<const Record&>().npu_exists()), WString>);
+  static_assert(std::is_same_v<decltype(std::declval<const TestRecord&>().npu_exists()), WString>);
 }
 
 TEST(MachineInformationTest, SanitizeStringLeavesAnyTextAlone) {
-  Record record;
+  TestRecord record;
   for (const char* input : {"", "a\"b", "\xFF\x01"}) {
     std::string text = input;
     EXPECT_EQ(record.SanitizeString(text), 0);
@@ -261,7 +262,7 @@ TEST(MachineInformationTest, NoSmartPointerDeletesTheInstance) {
 }
 
 TEST(MachineInformationTest, AnyOtherRecordIsDeletedWhole) {
-  struct Larger : Record {
+  struct Larger : TestRecord {
     explicit Larger(bool& destroyed) : destroyed_(destroyed) {}
     ~Larger() override { destroyed_ = true; }
     WString more[100];
@@ -274,7 +275,7 @@ TEST(MachineInformationTest, AnyOtherRecordIsDeletedWhole) {
 
 TEST(MachineInformationTest, TheDestructorLogs) {
   const yox_test::CapturedLog log;
-  { const Record record; }
+  { const TestRecord record; }
   EXPECT_EQ(log.Text(),
             "yox D MachineInformation::~MachineInformation Machine info destructor called\n");
 }

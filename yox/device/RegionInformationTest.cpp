@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
+#include "yox/device/InstalledDevice.h"
 #include "yox/device/RegionInformation.h"
-#include "yox/device/TestRecord.h"
 
 namespace {
 

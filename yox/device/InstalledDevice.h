@@ -13,25 +13,11 @@
 #include <vector>
 
 #include "yox/base/String.h"
-#include "yox/device/MachineInformation.h"
 #include "yox/platform/files/Files.h"
 #include "yox/platform/simulated/DeviceProfileReader.h"
 #include "yox/platform/simulated/SimulatedDevice.h"
 
 namespace yox_test {
-
-// A record of the test's own, with its protected operations.
-class Record : public MachineInformation {
- public:
-  Record() = default;
-  using MachineInformation::DeSerialize;
-  using MachineInformation::Initialize;
-  using MachineInformation::ReadMachineInformation;
-  using MachineInformation::SanitizeString;
-  using MachineInformation::Serialize;
-  using MachineInformation::SetMachineType;
-  using MachineInformation::SetSerialNumber;
-};
 
 inline constexpr char kLaptop[] = R"~({
   "clock": {"now": "2026-03-01T12:00:00", "uptime_seconds": 7200},
