@@ -4,13 +4,13 @@
 #include <exception>
 #include <filesystem>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <system_error>
 #include <utility>
 
 #include "yox/applicability/ApplicabilityEvaluator.h"
 #include "yox/base/String.h"
+#include "yox/base/ThreadSafety.h"
 #include "yox/decision/FilterDocument.h"
 #include "yox/device/MachineInformation.h"
 #include "yox/device/YoxInfo.h"
@@ -69,7 +69,7 @@ class Printer {
   explicit Printer(Event& stop) : stop_(stop) {}
 
   void Line(const std::string& line) {
-    const std::lock_guard lock(mutex_);
+    const yox::MutexLock lock(mutex_);
     if (failed_) return;
     try {
       Print(line);
@@ -79,14 +79,14 @@ class Printer {
     }
   }
   void RethrowFailure() {
-    const std::lock_guard lock(mutex_);
+    const yox::MutexLock lock(mutex_);
     if (failed_) std::rethrow_exception(failed_);
   }
 
  private:
   Event& stop_;
-  std::mutex mutex_;
-  std::exception_ptr failed_;
+  yox::Mutex mutex_;
+  std::exception_ptr failed_ YOX_GUARDED_BY(mutex_);
 };
 
 // The evaluator at work, as a host has it: started here, and ended with the object.

@@ -1,16 +1,15 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
 #include <cstddef>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <utility>
 
 #include "yox/base/Log.h"
+#include "yox/base/ThreadSafety.h"
 
 namespace yox_test {
 
@@ -21,14 +20,14 @@ class AwaitedLog {
   AwaitedLog() {
     YOX::Log::SetSink(
         [taken = taken_](std::string_view log, YOX::LogLevel level, std::string_view line) {
-          std::unique_lock lock(taken->mutex);
+          yox::MutexLock lock(taken->mutex);
           taken->text.append(log).append({' ', "DWE"[static_cast<int>(level)], ' '});
           taken->text.append(line).append("\n");
-          taken->came.notify_all();
+          taken->came.NotifyAll();
           if (taken->awaited.empty() || line.find(taken->awaited) == line.npos) return;
           taken->awaited.clear();
           const auto act = std::exchange(taken->act, nullptr);
-          lock.unlock();
+          lock.Unlock();
           act();
         });
   }
@@ -38,26 +37,29 @@ class AwaitedLog {
 
   // False when nothing that was logged so far, nor in the time given, holds the text.
   [[nodiscard]] bool Await(std::string_view text, std::int64_t milliseconds = 30'000) {
-    std::unique_lock lock(taken_->mutex);
-    return taken_->came.wait_for(lock, std::chrono::milliseconds(milliseconds),
-                                 [&] { return taken_->text.find(text) != std::string::npos; });
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
+    yox::MutexLock lock(taken_->mutex);
+    while (taken_->text.find(text) == std::string::npos) {
+      if (!taken_->came.WaitUntil(lock, end)) return taken_->text.find(text) != std::string::npos;
+    }
+    return true;
   }
 
   // Calls the function once, on the thread that next logs a line which holds the text, before the
   // thread goes on.
   void OnLine(std::string_view text, std::function<void()> act) {
-    const std::lock_guard lock(taken_->mutex);
+    const yox::MutexLock lock(taken_->mutex);
     taken_->awaited = text;
     taken_->act = std::move(act);
   }
 
   std::string Text() const {
-    const std::lock_guard lock(taken_->mutex);
+    const yox::MutexLock lock(taken_->mutex);
     return taken_->text;
   }
   // How often the text was logged.
   std::size_t Count(std::string_view text) const {
-    const std::lock_guard lock(taken_->mutex);
+    const yox::MutexLock lock(taken_->mutex);
     std::size_t count = 0;
     for (std::size_t at = taken_->text.find(text); at != std::string::npos;
          at = taken_->text.find(text, at + 1)) {
@@ -66,18 +68,18 @@ class AwaitedLog {
     return count;
   }
   void Clear() {
-    const std::lock_guard lock(taken_->mutex);
+    const yox::MutexLock lock(taken_->mutex);
     taken_->text.clear();
   }
 
  private:
   // Shared with the sink: a line that is under way on another thread may still come to it.
   struct Taken {
-    mutable std::mutex mutex;
-    std::condition_variable came;
-    std::string text;
-    std::string awaited;
-    std::function<void()> act;
+    mutable yox::Mutex mutex;
+    yox::ConditionVariable came;
+    std::string text YOX_GUARDED_BY(mutex);
+    std::string awaited YOX_GUARDED_BY(mutex);
+    std::function<void()> act YOX_GUARDED_BY(mutex);
   };
 
   const std::shared_ptr<Taken> taken_ = std::make_shared<Taken>();

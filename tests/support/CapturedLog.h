@@ -1,11 +1,11 @@
 #pragma once
 
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include "yox/base/Log.h"
+#include "yox/base/ThreadSafety.h"
 
 namespace yox_test {
 
@@ -21,7 +21,7 @@ class CapturedLog {
   CapturedLog() {
     YOX::Log::SetSink(
         [taken = taken_](std::string_view log, YOX::LogLevel level, std::string_view line) {
-          const std::lock_guard lock(taken->mutex);
+          const yox::MutexLock lock(taken->mutex);
           taken->lines.push_back({std::string(log), level, std::string(line)});
         });
   }
@@ -30,7 +30,7 @@ class CapturedLog {
   CapturedLog& operator=(const CapturedLog&) = delete;
 
   std::vector<Line> Lines() const {
-    const std::lock_guard lock(taken_->mutex);
+    const yox::MutexLock lock(taken_->mutex);
     return taken_->lines;
   }
 
@@ -44,15 +44,15 @@ class CapturedLog {
   }
 
   void Clear() {
-    const std::lock_guard lock(taken_->mutex);
+    const yox::MutexLock lock(taken_->mutex);
     taken_->lines.clear();
   }
 
  private:
   // Shared with the sink: a line that is under way on another thread may still come to it.
   struct Taken {
-    std::mutex mutex;
-    std::vector<Line> lines;
+    yox::Mutex mutex;
+    std::vector<Line> lines YOX_GUARDED_BY(mutex);
   };
 
   const std::shared_ptr<Taken> taken_ = std::make_shared<Taken>();

@@ -1,9 +1,9 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
 #include <memory>
-#include <mutex>
+
+#include "yox/base/ThreadSafety.h"
 
 namespace yox_test {
 
@@ -11,31 +11,37 @@ namespace yox_test {
 // may end as soon as Wait has returned, while the thread that opened it is still in CountDown.
 class Latch {
  public:
-  explicit Latch(int count = 1) { state_->count = count; }
+  explicit Latch(int count = 1) : state_(std::make_shared<State>(count)) {}
   Latch(const Latch&) = delete;
   Latch& operator=(const Latch&) = delete;
 
   void CountDown() {
     const auto state = state_;
-    const std::lock_guard lock(state->mutex);
-    if (--state->count <= 0) state->open.notify_all();
+    const yox::MutexLock lock(state->mutex);
+    if (--state->count <= 0) state->open.NotifyAll();
   }
 
   // False when it did not open in time.
   [[nodiscard]] bool Wait() {
     const auto state = state_;
-    std::unique_lock lock(state->mutex);
-    return state->open.wait_for(lock, std::chrono::seconds(30), [&] { return state->count <= 0; });
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    yox::MutexLock lock(state->mutex);
+    while (state->count > 0) {
+      if (!state->open.WaitUntil(lock, end)) return state->count <= 0;
+    }
+    return true;
   }
 
  private:
   struct State {
-    std::mutex mutex;
-    std::condition_variable open;
-    int count = 0;
+    explicit State(int from) : count(from) {}
+
+    yox::Mutex mutex;
+    yox::ConditionVariable open;
+    int count YOX_GUARDED_BY(mutex);
   };
 
-  const std::shared_ptr<State> state_ = std::make_shared<State>();
+  const std::shared_ptr<State> state_;
 };
 
 }  // namespace yox_test

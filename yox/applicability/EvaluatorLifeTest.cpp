@@ -3,6 +3,7 @@
 
 #include "yox/applicability/TestEvaluator.h"
 #include "yox/base/String.h"
+#include "yox/base/ThreadSafety.h"
 #include "yox/device/MachineInformation.h"
 #include "yox/notifications/YOXPublisherSubscriber.h"
 #include "yox/platform/clock/Clock.h"
@@ -49,12 +50,12 @@ class Listener {
   Listener() {
     id_ = YOXPublisherSubscriber::GetInstance()->Subscribe(
         [this](YOXNotificationData& record) {
-          const std::lock_guard lock(mutex_);
+          const yox::MutexLock lock(mutex_);
           if (record.getTopicId() == 30 && record.getEventState() == 307 &&
               record.getPayload().empty()) {
             ++count_;
           }
-          came_.notify_all();
+          came_.NotifyAll();
         },
         false);
   }
@@ -63,18 +64,22 @@ class Listener {
   Listener& operator=(const Listener&) = delete;
 
   bool Await(int count) {
-    std::unique_lock lock(mutex_);
-    return came_.wait_for(lock, std::chrono::seconds(30), [&] { return count_ >= count; });
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    yox::MutexLock lock(mutex_);
+    while (count_ < count) {
+      if (!came_.WaitUntil(lock, end)) return count_ >= count;
+    }
+    return true;
   }
   int count() const {
-    const std::lock_guard lock(mutex_);
+    const yox::MutexLock lock(mutex_);
     return count_;
   }
 
  private:
-  mutable std::mutex mutex_;
-  std::condition_variable came_;
-  int count_ = 0;
+  mutable yox::Mutex mutex_;
+  yox::ConditionVariable came_;
+  int count_ YOX_GUARDED_BY(mutex_) = 0;
   WString id_;
 };
 

@@ -10,16 +10,15 @@
 #include <atomic>
 #include <charconv>
 #include <chrono>
-#include <condition_variable>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
-#include <mutex>
 #include <stdexcept>
 #include <thread>
 #include <vector>
 
 #include "yox/base/Log.h"
+#include "yox/base/ThreadSafety.h"
 #include "yox/notifications/YOXPublisherSubscriber.h"
 #include "yox/platform/clock/Clock.h"
 #include "yox/platform/simulated/SimulatedDevice.h"
@@ -52,32 +51,32 @@ thread_local bool t_dropped = false;
 class Gate {
  public:
   void Hang() {
-    std::unique_lock lock(mutex_);
+    yox::MutexLock lock(mutex_);
     const int seen = openings_;
     ++hanging_;
-    changed_.notify_all();
-    changed_.wait(lock, [&] { return openings_ != seen || open_; });
+    changed_.NotifyAll();
+    while (openings_ == seen && !open_) changed_.Wait(lock);
     --hanging_;
   }
   // Waits until somebody hangs. False when the gate stays open.
   bool AwaitHanging() {
-    std::unique_lock lock(mutex_);
-    changed_.wait(lock, [&] { return hanging_ > 0 || open_; });
+    yox::MutexLock lock(mutex_);
+    while (hanging_ == 0 && !open_) changed_.Wait(lock);
     return !open_;
   }
   void Open(bool for_good = false) {
-    const std::lock_guard lock(mutex_);
+    const yox::MutexLock lock(mutex_);
     ++openings_;
     open_ = open_ || for_good;
-    changed_.notify_all();
+    changed_.NotifyAll();
   }
 
  private:
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  int hanging_ = 0;
-  int openings_ = 0;
-  bool open_ = false;
+  yox::Mutex mutex_;
+  yox::ConditionVariable changed_;
+  int hanging_ YOX_GUARDED_BY(mutex_) = 0;
+  int openings_ YOX_GUARDED_BY(mutex_) = 0;
+  bool open_ YOX_GUARDED_BY(mutex_) = false;
 };
 
 // What one subscriber saw: the records' places in the bus's order. Written by one delivery after
@@ -155,7 +154,7 @@ TEST(BusSoakTest, EveryRecordIsDeliveredAtMostOnceInOrderAndLossesAreAccountedFo
   std::vector<Seen> hanging(kHanging);
   std::atomic<int> restless_out_of_order{0};
   std::atomic<int> restless_received{0};
-  std::mutex losses_mutex;
+  yox::Mutex losses_mutex;
   std::vector<int> losses;
   std::vector<int> last_of_publisher(kPublishers, -1);
   int publisher_out_of_order = 0;
@@ -199,29 +198,30 @@ TEST(BusSoakTest, EveryRecordIsDeliveredAtMostOnceInOrderAndLossesAreAccountedFo
           // Shared with the callback: Unsubscribe does not wait for a delivery that the worker
           // waits for.
           struct State {
-            Seen seen;
-            std::mutex mutex;
-            std::condition_variable received;
+            yox::Mutex mutex;
+            Seen seen YOX_GUARDED_BY(mutex);
+            yox::ConditionVariable received;
           };
           const auto state = std::make_shared<State>();
           const yox::WString id = bus.Subscribe(
               [state](YOXNotificationData& record) {
-                const std::lock_guard lock(state->mutex);
+                const yox::MutexLock lock(state->mutex);
                 if (state->seen.count == 0) state->seen.last = record.getEventState() - 1;
                 state->seen.Take(record.getEventState());
-                state->received.notify_all();
+                state->received.NotifyAll();
               },
               false);
           {
-            std::unique_lock lock(state->mutex);
-            state->received.wait_for(lock, std::chrono::milliseconds(100),
-                                     [&] { return state->seen.count >= 20; });
+            const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(100);
+            yox::MutexLock lock(state->mutex);
+            while (state->seen.count < 20 && state->received.WaitUntil(lock, end)) {
+            }
           }
           bus.Unsubscribe(id);
-          const std::lock_guard lock(state->mutex);
+          const yox::MutexLock lock(state->mutex);
           restless_out_of_order += state->seen.out_of_order;
           restless_received += state->seen.count;
-          const std::lock_guard adding(losses_mutex);
+          const yox::MutexLock adding(losses_mutex);
           losses.insert(losses.end(), state->seen.lost.begin(), state->seen.lost.end());
         }
       });

@@ -5,11 +5,9 @@
 #include <array>
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstdlib>
 #include <fstream>
 #include <memory>
-#include <mutex>
 #include <numeric>
 #include <optional>
 #include <set>
@@ -20,6 +18,7 @@
 
 #include "yox/base/Log.h"
 #include "yox/base/String.h"
+#include "yox/base/ThreadSafety.h"
 #include "yox/notifications/YOXPublisherSubscriber.h"
 #include "yox/platform/clock/Clock.h"
 #include "yox/platform/crypto/RandomBytes.h"
@@ -69,16 +68,17 @@ class Receiver {
 
   // Waits until this event has come; what was received by then.
   std::vector<int> Until(int event) {
-    std::unique_lock lock(seen_->mutex);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(kBound);
+    yox::MutexLock lock(seen_->mutex);
     const std::vector<int>& events = seen_->events;
-    EXPECT_TRUE(
-        seen_->received.wait_for(lock, std::chrono::milliseconds(kBound),
-                                 [&] { return std::ranges::find(events, event) != events.end(); }))
-        << "event " << event << " did not come";
+    const auto came = [&] { return std::ranges::find(events, event) != events.end(); };
+    while (!came() && seen_->received.WaitUntil(lock, end)) {
+    }
+    EXPECT_TRUE(came()) << "event " << event << " did not come";
     return events;
   }
   std::vector<int> Events() const {
-    const std::lock_guard lock(seen_->mutex);
+    const yox::MutexLock lock(seen_->mutex);
     return seen_->events;
   }
 
@@ -86,14 +86,14 @@ class Receiver {
   // Shared with the callback: Unsubscribe does not wait for a delivery that the worker waits for.
   struct Seen {
     void Take(const YOXNotificationData& record) {
-      const std::lock_guard lock(mutex);
+      const yox::MutexLock lock(mutex);
       events.push_back(record.getEventState());
-      received.notify_all();
+      received.NotifyAll();
     }
 
-    std::mutex mutex;
-    std::condition_variable received;
-    std::vector<int> events;
+    yox::Mutex mutex;
+    yox::ConditionVariable received;
+    std::vector<int> events YOX_GUARDED_BY(mutex);
   };
 
   TestBus& bus_;
@@ -169,12 +169,12 @@ TEST(BusTest, RecordsComeInTheOrderInWhichTheyWereQueued) {
 
 TEST(BusTest, EverySubscriberHasACopyOfItsOwn) {
   TestBus bus;
-  std::mutex mutex;
+  yox::Mutex mutex;
   std::vector<std::string> seen;
   Latch both(2);
   const auto spoil = [&](YOXNotificationData& record) {
     {
-      const std::lock_guard lock(mutex);
+      const yox::MutexLock lock(mutex);
       seen.push_back(Utf8(record.getPayload()));
     }
     record.setPayload("spoilt"_w);
@@ -805,10 +805,10 @@ void Settle(TestBus& bus, Receiver& receiver) {
 TEST(BusTest, DeliveriesRunOnThreadsOfThePoolAndTheFirstCallsOnOneOfTheBuss) {
   struct Threads {
     void Add() {
-      const std::lock_guard lock(mutex);
+      const yox::MutexLock lock(mutex);
       ids.insert(std::this_thread::get_id());
     }
-    std::mutex mutex;
+    yox::Mutex mutex;
     std::set<std::thread::id> ids;
   };
   Threads first;
@@ -924,7 +924,7 @@ TEST(BusTest, ASubscriberMayLeaveFromItsOwnDeliveryBehindManyShortOnes) {
 TEST(BusTest, WhoeverPublishesEverySubscriberReceivesTheWholeRecord) {
   TestBus bus;
   struct Seen {
-    std::mutex mutex;
+    yox::Mutex mutex;
     std::vector<std::string> payloads;
   };
   constexpr int kSubscribers = 5;
@@ -933,7 +933,7 @@ TEST(BusTest, WhoeverPublishesEverySubscriberReceivesTheWholeRecord) {
   for (std::size_t i = 0; i < kSubscribers; ++i) {
     ids[i] = bus.Subscribe(
         [&seen = seen[i]](YOXNotificationData& record) {
-          const std::lock_guard lock(seen.mutex);
+          const yox::MutexLock lock(seen.mutex);
           seen.payloads.push_back(Utf8(record.getPayload()));
           record.setPayload("spoilt"_w);
         },
@@ -1179,7 +1179,7 @@ class Hanging {
   bool AwaitSecond() { return delivery_->second.Wait(); }
   bool AwaitEnd() { return delivery_->ended.Wait(); }
   std::vector<int> Events() const {
-    const std::lock_guard lock(delivery_->mutex);
+    const yox::MutexLock lock(delivery_->mutex);
     return delivery_->events;
   }
 
@@ -1189,7 +1189,7 @@ class Hanging {
     void Take(int event) {
       bool is_first = false;
       {
-        const std::lock_guard lock(mutex);
+        const yox::MutexLock lock(mutex);
         is_first = events.empty();
         events.push_back(event);
       }
@@ -1202,8 +1202,8 @@ class Hanging {
       }
     }
 
-    std::mutex mutex;
-    std::vector<int> events;
+    yox::Mutex mutex;
+    std::vector<int> events YOX_GUARDED_BY(mutex);
     Latch begun;
     Latch release;
     Latch ended;

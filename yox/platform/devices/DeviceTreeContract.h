@@ -4,12 +4,11 @@
 
 #include <algorithm>
 #include <chrono>
-#include <condition_variable>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <vector>
 
+#include "yox/base/ThreadSafety.h"
 #include "yox/platform/devices/DeviceEvent.h"
 #include "yox/platform/devices/DeviceTree.h"
 
@@ -67,14 +66,19 @@ class HeardEvents {
   bool registered() const { return registration_ != nullptr; }
   void End() { registration_.reset(); }
 
-  // False when the event was not told within half a minute.
+  // Waits for the event; returns false when it does not come within half a minute.
   [[nodiscard]] bool Wait(const Heard& wanted) {
-    std::unique_lock lock(mutex_);
-    return told_.wait_for(lock, std::chrono::seconds(30),
-                          [&] { return std::ranges::find(heard_, wanted) != heard_.end(); });
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    yox::MutexLock lock(mutex_);
+    while (std::ranges::find(heard_, wanted) == heard_.end()) {
+      if (!arrived_.WaitUntil(lock, end)) {
+        return std::ranges::find(heard_, wanted) != heard_.end();
+      }
+    }
+    return true;
   }
   std::vector<Heard> heard() const {
-    const std::lock_guard lock(mutex_);
+    const yox::MutexLock lock(mutex_);
     return heard_;
   }
 
@@ -83,16 +87,16 @@ class HeardEvents {
                                       CM_NOTIFY_ACTION action, PCM_NOTIFY_EVENT_DATA data,
                                       yox::platform::Dword size) {
     auto* const self = static_cast<HeardEvents*>(context);
-    const std::lock_guard lock(self->mutex_);
+    const yox::MutexLock lock(self->mutex_);
     self->heard_.push_back(
         {action, yox::WString(yox::platform::DeviceEvent::InstanceId(data, size))});
-    self->told_.notify_all();
+    self->arrived_.NotifyAll();
     return 0;
   }
 
-  mutable std::mutex mutex_;
-  std::condition_variable told_;
-  std::vector<Heard> heard_;
+  mutable yox::Mutex mutex_;
+  yox::ConditionVariable arrived_;
+  std::vector<Heard> heard_ YOX_GUARDED_BY(mutex_);
   std::unique_ptr<yox::platform::DeviceRegistration> registration_;
 };
 

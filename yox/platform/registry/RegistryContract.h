@@ -4,13 +4,12 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <condition_variable>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
+#include "yox/base/ThreadSafety.h"
 #include "yox/platform/registry/Registry.h"
 
 #include "tests/support/Rows.h"
@@ -86,9 +85,9 @@ class RegistryReports {
   std::vector<std::string> All() const;
 
  private:
-  mutable std::mutex mutex_;
-  std::condition_variable changed_;
-  std::vector<std::string> changes_;
+  mutable yox::Mutex mutex_;
+  yox::ConditionVariable changed_;
+  std::vector<std::string> changes_ YOX_GUARDED_BY(mutex_);
 };
 
 }  // namespace yox_test

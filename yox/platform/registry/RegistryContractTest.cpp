@@ -2,6 +2,7 @@
 #include <utility>
 
 #include "yox/base/String.h"
+#include "yox/base/ThreadSafety.h"
 #include "yox/platform/registry/RegistryContract.h"
 #include "yox/platform/registry/RegistryPaths.h"
 
@@ -38,7 +39,7 @@ RegistryKey RegistryContract::Key(const WString& below, HKEY root) const {
 
 Registry::Changed RegistryReports::Callback() {
   return [this](const std::vector<RegistryChange>& changes) {
-    const std::lock_guard lock(mutex_);
+    const yox::MutexLock lock(mutex_);
     for (const RegistryChange& change : changes) {
       constexpr const char* kWords[] = {"create ", "delete ", "set ", "unset "};
       std::string text = change.lost ? "lost" : kWords[static_cast<int>(change.action)];
@@ -49,18 +50,23 @@ Registry::Changed RegistryReports::Callback() {
       }
       changes_.push_back(std::move(text));
     }
-    changed_.notify_all();
+    changed_.NotifyAll();
   };
 }
 
 bool RegistryReports::WaitFor(const std::string& change) {
-  std::unique_lock lock(mutex_);
-  return changed_.wait_for(lock, std::chrono::seconds(10),
-                           [&] { return std::ranges::find(changes_, change) != changes_.end(); });
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  yox::MutexLock lock(mutex_);
+  while (std::ranges::find(changes_, change) == changes_.end()) {
+    if (!changed_.WaitUntil(lock, end)) {
+      return std::ranges::find(changes_, change) != changes_.end();
+    }
+  }
+  return true;
 }
 
 std::vector<std::string> RegistryReports::All() const {
-  const std::lock_guard lock(mutex_);
+  const yox::MutexLock lock(mutex_);
   return changes_;
 }
 
