@@ -7,6 +7,7 @@ set(YOX_FORWARDING_HEADERS
   yox/applicability/FilterFields.h yox/decision/FilterFields.h
   yox/applicability/Lint.h yox/decision/Lint.h
   yox/applicability/LintRules.h yox/decision/LintRules.h
+  yox/applicability/RolloutForecast.h yox/decision/RolloutForecast.h
   yox/clientbase/AccessGrants.h yox/platform/users/AccessGrants.h
   yox/clientbase/DeviceNotifications.h yox/platform/devices/DeviceNotifications.h
   yox/clientbase/Document.h yox/base/Document.h

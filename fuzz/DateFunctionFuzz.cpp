@@ -1,8 +1,8 @@
 #include <cmath>
 
-#include "yox/applicability/RolloutForecast.h"
 #include "yox/applicability/TestEvaluator.h"
 #include "yox/decision/Dates.h"
+#include "yox/decision/RolloutForecast.h"
 #include "yox/platform/Platform.h"
 #include "yox/platform/clock/Clock.h"
 
@@ -10,7 +10,7 @@
 
 using YOX::String;
 using yox::WString;
-using yox::applicability::RolloutForecast;
+using yox::decision::RolloutForecast;
 using namespace yox::literals;
 using namespace yox::decision;
 
@@ -29,7 +29,8 @@ void CheckShares(const std::optional<Growth>& growth, int days, int elapsed) {
 // A forecast says of now what the evaluator says; one is refused when nobody would ever be in.
 void CheckForecast(const WString& function, const WString& seed, bool matched) {
   try {
-    const RolloutForecast forecast(function);
+    const RolloutForecast forecast(
+        function, yox::decision::Calendar::Of(yox::platform::Platform::Get().clock()));
     const std::int64_t day = forecast.DayAt(yox::platform::Platform::Get().clock().Now());
     const int bucket = RolloutForecast::BucketOf(seed);
     FUZZ_CHECK((bucket < forecast.BucketsOn(day)) == matched);

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
-#include "yox/applicability/RolloutForecast.h"
+#include "yox/decision/RolloutForecast.h"
+#include "yox/platform/Platform.h"
+#include "yox/platform/clock/Clock.h"
 
 #include "bindings/c/Handles.h"
 
 using namespace yox::c;  // NOLINT: only C functions are defined here
-using yox::applicability::RolloutForecast;
+using yox::decision::Calendar;
+using yox::decision::RolloutForecast;
 
 struct yox_rollout {
   RolloutForecast forecast;
@@ -13,7 +16,8 @@ struct yox_rollout {
 yox_status yox_rollout_read(const char* function, yox_rollout** rollout) {
   return Guarded([&] {
     Required(rollout, "rollout");
-    *rollout = new yox_rollout{RolloutForecast(Wide(function, "function"))};
+    *rollout = new yox_rollout{RolloutForecast(
+        Wide(function, "function"), Calendar::Of(yox::platform::Platform::Get().clock()))};
   });
 }
 

@@ -8,7 +8,6 @@
 #include <system_error>
 #include <vector>
 
-#include "yox/applicability/RolloutForecast.h"
 #include "yox/applicability/SimulatedProcess.h"
 #include "yox/base/Json.h"
 #include "yox/base/String.h"
@@ -17,6 +16,7 @@
 #include "yox/decision/Decide.h"
 #include "yox/decision/FilterDocument.h"
 #include "yox/decision/PreparedDevice.h"
+#include "yox/decision/RolloutForecast.h"
 #include "yox/platform/Platform.h"
 #include "yox/platform/clock/Clock.h"
 #include "yox/platform/simulated/DeviceProfileReader.h"
@@ -28,10 +28,11 @@
 #include "host/yoxctl/RolloutPlot.h"
 
 using yox::applicability::FactsOf;
-using yox::applicability::RolloutForecast;
+using yox::decision::Calendar;
 using yox::decision::FilterField;
 using yox::decision::PreparedDevice;
 using yox::decision::ReadFilterDocument;
+using yox::decision::RolloutForecast;
 
 namespace yoxctl {
 namespace {
@@ -77,7 +78,7 @@ constexpr std::int64_t kMostDays = 1'000'000;
 
 RolloutForecast ForecastOf(const std::string& place, const WString& function) {
   try {
-    return RolloutForecast(function);
+    return RolloutForecast(function, Calendar::Of(yox::platform::Platform::Get().clock()));
   } catch (const yox::DocumentError& error) {
     throw Refusal(place + ": " + error.what());
   }

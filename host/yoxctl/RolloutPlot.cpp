@@ -14,7 +14,7 @@
 namespace yoxctl {
 namespace {
 
-using yox::applicability::RolloutForecast;
+using yox::decision::RolloutForecast;
 
 constexpr int kWidth = 720;
 constexpr int kHeight = 400;

@@ -5,13 +5,13 @@
 #include <string>
 #include <vector>
 
-#include "yox/applicability/RolloutForecast.h"
+#include "yox/decision/RolloutForecast.h"
 
 namespace yoxctl {
 
 // What a plot of a roll-out shows. Texts are UTF-8.
 struct RolloutPlot {
-  const yox::applicability::RolloutForecast& forecast;
+  const yox::decision::RolloutForecast& forecast;
   std::string title;
   std::string function;
   std::int64_t now = 0;  // seconds since 1970 UTC

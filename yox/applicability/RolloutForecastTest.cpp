@@ -3,10 +3,11 @@
 #include <array>
 #include <string>
 
-#include "yox/applicability/RolloutForecast.h"
 #include "yox/applicability/TestEvaluator.h"
 #include "yox/base/String.h"
 #include "yox/decision/Dates.h"
+#include "yox/decision/RolloutForecast.h"
+#include "yox/platform/Platform.h"
 #include "yox/platform/clock/Clock.h"
 #include "yox/platform/simulated/DeviceProfileReader.h"
 #include "yox/platform/simulated/SimulatedDevice.h"
@@ -19,7 +20,8 @@ using namespace yox::literals;
 using yox::LocalDate;
 using YOX::String;
 using yox::WString;
-using yox::applicability::RolloutForecast;
+using yox::decision::Calendar;
+using yox::decision::RolloutForecast;
 using yox::platform::ScopedPlatform;
 using yox::platform::SimulatedDevice;
 
@@ -33,6 +35,8 @@ struct At {
   SimulatedDevice device;
   ScopedPlatform installed;
 };
+
+Calendar ThisCalendar() { return Calendar::Of(yox::platform::Platform::Get().clock()); }
 
 WString Serial(int number) { return String::UTF8ToUTF16("SN" + std::to_string(number)); }
 
@@ -75,7 +79,7 @@ class Forecast : public testing::TestWithParam<FunctionRow> {};
 TEST_P(Forecast, ByEnumerationEqualsCountingDayByDay) {
   constexpr int kDevices = 40;
   At now(GetParam().eve, GetParam().zone);
-  const RolloutForecast forecast(GetParam().function);
+  const RolloutForecast forecast(GetParam().function, ThisCalendar());
   yox_test::TestEvaluator evaluator;
   const auto& clock = now.device.clock();
   for (int day = 0; day <= forecast.days() + 2; ++day) {
@@ -117,7 +121,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(RolloutForecastTest, GivesTheSharesOfTheBuckets) {
   const At now("2026-01-05T00:00:00");
-  const RolloutForecast forecast("2026-01-05|4|linear"_w);
+  const RolloutForecast forecast("2026-01-05|4|linear"_w, ThisCalendar());
   EXPECT_EQ(forecast.days(), 4);
   EXPECT_FALSE(forecast.by_organisation());
   EXPECT_TRUE(forecast.has_known_growth());
@@ -147,7 +151,7 @@ class RefusedForecast : public testing::TestWithParam<RefusalRow> {};
 
 TEST_P(RefusedForecast, SaysWhatIsWrong) {
   try {
-    const RolloutForecast forecast(GetParam().function);
+    const RolloutForecast forecast(GetParam().function, ThisCalendar());
     FAIL() << "was read";
   } catch (const yox::DocumentError& error) {
     EXPECT_STREQ(error.what(), GetParam().error);
