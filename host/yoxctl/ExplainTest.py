@@ -9,6 +9,11 @@ import pathlib
 import shutil
 import subprocess
 
+try:
+    import resource
+except ImportError:  # Windows has none
+    resource = None
+
 import YoxctlTest
 from YoxctlTest import Yoxctl
 
@@ -101,6 +106,26 @@ class Explain(Yoxctl):
         self.assertEqual(self.explained([{}, {"country": "US"}])["explain"][1]["outcome"], "not reached")
         empty = self.explained([])
         self.assertEqual((empty["decided_by"], empty["nearest_miss"], empty["explain"]), (None, None, []))
+
+    def test_of_many_terms_the_first_are_shown_and_the_others_counted(self):
+        filters = [{"tag": "none," * 299 + "Ring|stable"}]
+        done = self.run_program(*self.explain(filters, "--tag", "Ring=beta"))
+        for part in done.stdout.decode().split("Nearest miss"):
+            lines = part.splitlines()
+            self.assertEqual(sum("(no such tag)" in line for line in lines), 256)
+            self.assertEqual(sum(line.strip() == "and 44 more" for line in lines), 1)
+        tag = self.explained(filters, "--tag", "Ring=beta")["explain"][0]["criteria"][0]
+        self.assertEqual((len(tag["parts"]), tag["parts_left_out"], tag["result"]), (256, 44, "differs"))
+
+    def test_a_million_terms_take_little_memory(self):
+        if len(YoxctlTest.PROGRAM) > 1:
+            self.skipTest("the emulator needs memory of its own")
+        limit = 1 << 30
+        for criterion in ("tag", "installed_items", "registry"):
+            done = self.run_program(*self.explain([{criterion: "none," * 500_000 + "none"}]), preexec_fn=lambda: resource.setrlimit(
+                resource.RLIMIT_AS, (limit, limit)))
+            self.assertEqual((done.stderr, done.returncode), (b"", 1))
+            self.assertIn(b"and 499745 more\n", done.stdout)
 
     def test_a_terminal_gets_colours_unless_it_wants_none(self):
         if os.name == "nt" or len(YoxctlTest.PROGRAM) > 1:

@@ -110,6 +110,10 @@ void WriteFact(Lines& lines, const Layout& layout, FilterField field, const Expl
   lines.WriteWords(Paint::kFaint, origin).NewLine();
 }
 
+std::string LeftOut(const ExplainedCriterion& criterion) {
+  return "and " + std::to_string(criterion.facts_left_out) + " more";
+}
+
 std::string CriterionText(const ExplainedCriterion& criterion, const Layout& layout,
                           const Painter& paint) {
   Lines lines(paint);
@@ -120,6 +124,9 @@ std::string CriterionText(const ExplainedCriterion& criterion, const Layout& lay
     if (criterion.facts.size() > 1)
       lines.To(Layout::kPart).Write(PaintOf(fact.result), TextOf(fact.result));
     WriteFact(lines, layout, criterion.field, fact);
+  }
+  if (criterion.facts_left_out > 0) {
+    lines.To(Layout::kPart).Write(Paint::kFaint, LeftOut(criterion)).NewLine();
   }
   return std::move(lines).Take();
 }
@@ -145,6 +152,9 @@ std::string ChangesText(const ExplainedCriterion& criterion, const Painter& pain
     line += ", required " + Shown(criterion.field, fact.required);
     lines.To(2).WriteWords(PaintOf(fact.result), line, 2).NewLine();
     first = false;
+  }
+  if (!first && criterion.facts_left_out > 0) {
+    lines.To(2).Write(Paint::kFaint, LeftOut(criterion)).NewLine();
   }
   return std::move(lines).Take();
 }

@@ -276,6 +276,25 @@ TEST(ExplanationTest, HashesAreToldAndMissingWithoutWhatIsHashed) {
   }
 }
 
+TEST(ExplanationTest, OfManyTermsTheFirstAreKeptAndTheOthersCounted) {
+  Bench bench(kWhole);
+  std::string terms;
+  for (int i = 0; i < 299; ++i) terms += "none,";
+  const auto explained = [&](const std::string& field, const std::string& last) {
+    return bench.Explain(R"([{")" + field + R"(": ")" + terms + last + R"("}])")
+        .filters.front()
+        .criteria.front();
+  };
+  const ExplainedCriterion missing = explained("tag", "none");
+  EXPECT_EQ(missing.facts.size(), 256U);
+  EXPECT_EQ(missing.facts_left_out, 44U);
+  EXPECT_EQ(missing.result, Result::kMissing);
+  // The last term, which is left out, counts all the same.
+  EXPECT_EQ(explained("tag", "Ring|stable").result, Result::kDiffers);
+  EXPECT_EQ(explained("installed_items", "Contoso Editor|<7").result, Result::kDiffers);
+  EXPECT_EQ(explained("registry", R"(HKLM\\SOFTWARE\\Contoso\\App:Level|9)").facts_left_out, 44U);
+}
+
 TEST(ExplanationTest, ARegistryValueThatIsTooLongDiffers) {
   const std::string profile = R"({"registry": {"HKLM\\A": {"b": {"type": "REG_BINARY", "data": ")" +
                               std::string(2 * 4097, '0') + R"("}}}})";

@@ -1,14 +1,17 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "yox/base/WString.h"
 #include "yox/decision/CompiledList.h"
 #include "yox/decision/DeviceFacts.h"
+#include "yox/decision/Explanation.h"
 #include "yox/decision/Facts.h"
 #include "yox/decision/FilterFields.h"
 #include "yox/decision/Truth.h"
@@ -16,7 +19,6 @@
 namespace yox::decision {
 
 class Observer;
-struct ExplainedFact;
 
 // The language of a criterion's text.
 enum class Language : std::uint8_t {
@@ -56,12 +58,42 @@ struct Evaluation {
   std::vector<std::string>* needs = nullptr;
 };
 
-// A criterion, all in one row: what it asks for, how it is decided, and how it is told.
+// What a criterion was compared with. Keeps the first kMost facts and counts the others, so that a
+// requirement of millions of terms is explained in little memory.
+class FactList {
+ public:
+  static constexpr std::size_t kMost = 256;
+
+  FactList() = default;
+  FactList(ExplainedFact fact) { Add(std::move(fact)); }  // NOLINT: most criteria have one
+
+  void Add(ExplainedFact fact) {
+    has_missing_ = has_missing_ || fact.result == CriterionResult::kMissing;
+    has_differing_ = has_differing_ || fact.result == CriterionResult::kDiffers;
+    if (facts_.size() < kMost) {
+      facts_.push_back(std::move(fact));
+    } else {
+      ++left_out_;
+    }
+  }
+
+  std::vector<ExplainedFact>& facts() { return facts_; }
+  std::size_t left_out() const { return left_out_; }
+  // Whether a fact is missing and none differs, of those left out too.
+  bool IsMissing() const { return has_missing_ && !has_differing_; }
+
+ private:
+  std::vector<ExplainedFact> facts_;
+  std::size_t left_out_ = 0;
+  bool has_missing_ = false;
+  bool has_differing_ = false;
+};
+
+// A criterion in one row: the fact that it needs, how it is evaluated, and how it is described.
 struct Criterion {
   using Step = CompiledList::Step;
   using Evaluate = Truth(const Evaluation& evaluation, const Step& step);
-  using Describe = std::vector<ExplainedFact>(const Evaluation& evaluation, const Step& step,
-                                              Truth truth);
+  using Describe = FactList(const Evaluation& evaluation, const Step& step, Truth truth);
 
   FilterField field;
   Language language;

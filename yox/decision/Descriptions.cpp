@@ -11,7 +11,7 @@
 namespace yox::decision {
 namespace {
 
-using Facts = std::vector<ExplainedFact>;
+using Facts = FactList;
 using Result = CriterionResult;
 using Step = CompiledList::Step;
 
@@ -22,13 +22,15 @@ Result ResultOf(Truth truth, bool is_missing) {
   return is_missing ? Result::kMissing : Result::kDiffers;
 }
 
-ExplainedFact FactOf(const Step& step, Truth truth) {
-  return {WString(step.required),
+// `required` is the criterion's whole text or one term of it.
+ExplainedFact FactOf(const Step& step, Truth truth, WStringView required) {
+  return {WString(required),
           {},
           std::string(CriterionOf(step).source),
           truth == Truth::kUnknown ? kNotKnown : "",
           ResultOf(truth, false)};
 }
+ExplainedFact FactOf(const Step& step, Truth truth) { return FactOf(step, truth, step.required); }
 
 // A fact that is one text.
 Facts Plain(const Step& step, Truth truth, Knowledge knowledge, WStringView actual,
@@ -71,8 +73,7 @@ Facts DescribeTerms(const Evaluation& evaluation, const Step& step, const Find& 
   Facts facts;
   auto rest = Pieces(step.required);
   for (const KeyValueTerm& term : evaluation.list.Terms(step)) {
-    ExplainedFact& fact = facts.emplace_back(FactOf(step, Truth::kTrue));
-    fact.required = NextPiece(rest, ',');
+    ExplainedFact fact = FactOf(step, Truth::kTrue, NextPiece(rest, ','));
     const std::optional<PairView> pair = find(term.key);
     bool holds = false;
     if (term.TryMatch(find, holds) != String::IntegerStatus::kOk) holds = false;
@@ -84,6 +85,7 @@ Facts DescribeTerms(const Evaluation& evaluation, const Step& step, const Find& 
     } else {
       fact.note = none;
     }
+    facts.Add(std::move(fact));
   }
   return facts;
 }
@@ -175,9 +177,9 @@ Facts DescribeSubscriptions(const Evaluation& evaluation, const Step& step, Trut
   if (subscriptions.texts.empty()) return Plain(step, truth, subscriptions.knowledge, {}, true);
   Facts facts;
   for (const WString& subscription : subscriptions.texts) {
-    ExplainedFact& fact = facts.emplace_back(
-        FactOf(step, TruthOf(AnyText(evaluation.list.Texts(step), subscription))));
+    ExplainedFact fact = FactOf(step, TruthOf(AnyText(evaluation.list.Texts(step), subscription)));
     fact.actual = subscription;
+    facts.Add(std::move(fact));
   }
   return facts;
 }
@@ -211,12 +213,12 @@ Facts DescribeRegistry(const Evaluation& evaluation, const Step& step, Truth /*t
     const Truth met = evaluation.facts.MeetsRegistry(requirement);
     const RegistryFact value =
         requirement.CanHold() ? evaluation.facts.ReadRegistry(requirement) : RegistryFact{kRead};
-    ExplainedFact& fact = facts.emplace_back(FactOf(step, met));
-    fact.required = NextPiece(rest, ',');
+    ExplainedFact fact = FactOf(step, met, NextPiece(rest, ','));
     fact.actual = value.text;
     fact.note = NoteOn(requirement, value.stage);
     if (requirement.CanHold() && value.stage == kRead && value.text.empty()) fact.note = "no text";
     fact.result = ResultOf(met, value.stage == kNoKey || value.stage == kNoValue);
+    facts.Add(std::move(fact));
   }
   return facts;
 }

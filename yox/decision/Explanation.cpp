@@ -53,21 +53,18 @@ Verdict DecideTraced(const CompiledList& list, DeviceFacts& facts, DecisionTrace
   return verdict;
 }
 
-// What fails is missing when none of its facts differs.
-Result ResultOf(Truth truth, const std::vector<ExplainedFact>& facts) {
+// A criterion that is false is missing when none of its facts differs.
+Result ResultOf(Truth truth, const FactList& facts) {
   if (truth != Truth::kFalse) return truth == Truth::kTrue ? Result::kHeld : Result::kUnknown;
-  const auto any = [&](Result result) {
-    return std::ranges::find(facts, result, &ExplainedFact::result) != facts.end();
-  };
-  return any(Result::kMissing) && !any(Result::kDiffers) ? Result::kMissing : Result::kDiffers;
+  return facts.IsMissing() ? Result::kMissing : Result::kDiffers;
 }
 
 ExplainedCriterion Explained(const Evaluation& evaluation, const CompiledList::Step& step) {
   const Criterion& criterion = CriterionOf(step);
   const Truth truth = criterion.evaluate(evaluation, step);
-  std::vector<ExplainedFact> facts = criterion.describe(evaluation, step, truth);
-  const Result result = ResultOf(truth, facts);
-  return {criterion.field, WString(step.required), result, std::move(facts)};
+  FactList facts = criterion.describe(evaluation, step, truth);
+  return {criterion.field, WString(step.required), ResultOf(truth, facts), std::move(facts.facts()),
+          facts.left_out()};
 }
 
 std::optional<std::size_t> NearestMiss(const Explanation& explanation) {

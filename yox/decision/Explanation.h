@@ -38,6 +38,7 @@ struct ExplainedCriterion {
   // What a list of this criterion alone decides; kMissing when only missing facts make it false.
   CriterionResult result = CriterionResult::kHeld;
   std::vector<ExplainedFact> facts;  // at least one; several where the text has terms
+  std::size_t facts_left_out = 0;  // how many there are beyond the first 256, which are in `facts`
 };
 
 struct ExplainedFilter {

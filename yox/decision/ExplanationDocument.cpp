@@ -54,6 +54,9 @@ Json::Value CriterionJson(const ExplainedCriterion& criterion) {
     json["parts"].append(FactJson(fact));
   }
   json["actual"] = actual;
+  if (criterion.facts_left_out > 0) {
+    json["parts_left_out"] = Json::UInt64{criterion.facts_left_out};
+  }
   return json;
 }
 

@@ -7,6 +7,7 @@
 
 #include "yox/base/SaltedHash.h"
 #include "yox/base/String.h"
+#include "yox/decision/CheckedRollout.h"
 #include "yox/decision/Dates.h"
 
 namespace yox::decision {
@@ -17,33 +18,11 @@ namespace {
 
 constexpr std::int64_t kSecondsPerDay = 86400;
 
-[[noreturn]] void Refuse(const std::string& what, WStringView found) {
-  throw DocumentError(what + ", found \"" + Printable(String::UTF16ToUTF8(found)) + "\"");
-}
-
 std::int64_t StartOf(const Rollout& rollout, const Calendar& calendar) {
-  if (!rollout.has_three_pieces) Refuse("expected START|DAYS|GROWTH", rollout.text);
-  const auto& fields = rollout.start.fields;
-  const bool readable =
-      rollout.start.has_three_pieces && std::ranges::all_of(fields, [](const auto& field) {
-        return field.status == String::IntegerStatus::kOk;
-      });
-  if (!readable) Refuse("expected a first day YYYY-MM-DD", rollout.start.text);
-  const std::optional<std::int64_t> start =
-      calendar.start_of_day(fields[0].number, fields[1].number, fields[2].number);
-  if (!start) Refuse("expected a day that a calendar can hold", rollout.start.text);
+  const LocalDate first = FirstDayOf(rollout);
+  const auto start = calendar.start_of_day(first.year, first.month, first.day);
+  if (!start) RefuseFirstDay(rollout);
   return *start;
-}
-
-int DaysOf(const Rollout& rollout) {
-  if (rollout.days.status != String::IntegerStatus::kOk || rollout.days.number == 0) {
-    Refuse("expected a number of days", rollout.days.text);
-  }
-  if (rollout.days.number > RolloutForecast::kMostDays) {
-    Refuse("expected at most " + std::to_string(RolloutForecast::kMostDays) + " days",
-           rollout.days.text);
-  }
-  return std::max(rollout.days.number, 1);
 }
 
 int BucketsIn(const Rollout& rollout, int day) {

@@ -10,6 +10,7 @@
 #include "yox/base/Export.h"
 #include "yox/base/LocalDate.h"
 #include "yox/base/WString.h"
+#include "yox/decision/CheckedRollout.h"
 
 namespace yox::decision {
 
@@ -34,7 +35,7 @@ struct Calendar {
 class YOX_API RolloutForecast {
  public:
   static constexpr int kBuckets = 4096;
-  static constexpr int kMostDays = 36525;
+  static constexpr int kMostDays = kMostRolloutDays;
 
   // Reads `START|DAYS|GROWTH` or `START|DAYS|GROWTH|SEGMENT`; the start is a day of the calendar.
   // Throws yox::DocumentError, which says what is wrong, for a function that never lets a device
