@@ -1,5 +1,9 @@
+#include <gmock/gmock.h>
+
 #include <chrono>
 #include <future>
+#include <string>
+#include <vector>
 
 #include "yox/applicability/TestEvaluator.h"
 #include "yox/base/String.h"
@@ -8,6 +12,7 @@
 #include "yox/notifications/YOXPublisherSubscriber.h"
 #include "yox/platform/clock/Clock.h"
 #include "yox/platform/files/Files.h"
+#include "yox/platform/registry/RecordingRegistry.h"
 #include "yox/platform/registry/Registry.h"
 #include "yox/platform/registry/RegistryPlatform.h"
 #include "yox/platform/simulated/DeviceProfileReader.h"
@@ -18,6 +23,7 @@
 #include "tests/support/AwaitedLog.h"
 #include "tests/support/Latch.h"
 #include "tests/support/Rows.h"
+#include "tests/support/SubstitutedPlatform.h"
 
 namespace {
 
@@ -29,6 +35,7 @@ using yox::platform::ReadDeviceProfile;
 using yox::platform::RegistryKey;
 using yox::platform::RegistryStatus;
 using yox::platform::RegistryValue;
+using yox::platform::ScopedPlatform;
 using yox::platform::SimulatedDevice;
 using yox::platform::WaitHandle;
 
@@ -374,15 +381,35 @@ TEST_F(EvaluatorLifeTest, AStopHandleSetInTheFirstSecondIsSeen) {
   EXPECT_EQ(log_.Count("Unexpected WaitForMultipleObjects"), 0U);
 }
 
-TEST_F(EvaluatorLifeTest, OnArm64TheTagsAreWatchedInThe64BitView) {
-  device_.Change([](auto& profile) { profile.os.architecture = 12; });
-  Listener listener;
+struct WatchRow {
+  const char* name;
+  std::uint32_t architecture;
+  const char* tags_watch;
+};
+void PrintTo(const WatchRow& row, std::ostream* out) { *out << row.name; }
+
+class TagsWatch : public EvaluatorLifeTest, public testing::WithParamInterface<WatchRow> {};
+
+TEST_P(TagsWatch, IsInTheViewOfTheProcessor) {
+  device_.Change([](auto& profile) { profile.os.architecture = GetParam().architecture; });
+  yox_test::RecordingRegistry registry;
+  yox_test::SubstitutedPlatform platform(device_);
+  platform.Set(registry);
+  const ScopedPlatform installed(platform);
   ASSERT_NO_FATAL_FAILURE(Run());
-  Write(kTags, "Channel"_w, "beta"_w);
-  ASSERT_TRUE(AwaitHold());
-  ASSERT_NO_FATAL_FAILURE(PassTheNextAlarm());
-  EXPECT_TRUE(listener.Await(1));
+  End();
+  evaluator_.reset();  // its watches end before the registry does
+  std::vector<std::string> watches = registry.TakeCalls();
+  std::erase_if(watches, [](const std::string& call) { return !call.starts_with("Watch"); });
+  // The three keys of applications, the tags, and the persona.
+  EXPECT_THAT(watches, testing::ElementsAre("Watch default", "Watch default", "Watch default",
+                                            GetParam().tags_watch, "Watch default"));
 }
+
+INSTANTIATE_TEST_SUITE_P(, TagsWatch,
+                         testing::Values(WatchRow{"X64", 9, "Watch default"},
+                                         WatchRow{"Arm64", 12, "Watch 64-bit"}),
+                         yox_test::RowName());
 
 TEST_F(EvaluatorLifeTest, ALogOnBeforeTheStartDoesNothing) {
   LivingEvaluator evaluator;

@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "yox/base/ThreadSafety.h"
 #include "yox/platform/simulated/SimulatedRegistry.h"
 
 namespace yox_test {
@@ -13,7 +14,10 @@ namespace yox_test {
 class RecordingRegistry final : public yox::platform::Registry {
  public:
   // The calls since the last one of this function, such as "Get 64-bit".
-  std::vector<std::string> TakeCalls() { return std::exchange(calls_, {}); }
+  std::vector<std::string> TakeCalls() {
+    const yox::MutexLock lock(mutex_);
+    return std::exchange(calls_, {});
+  }
 
   yox::platform::RegistryStatus Open(const yox::platform::RegistryKey& key, std::uint32_t access,
                                      HKEY& opened) override {
@@ -50,12 +54,14 @@ class RecordingRegistry final : public yox::platform::Registry {
 
  private:
   void Record(const char* call, const yox::platform::RegistryKey& key) {
+    const yox::MutexLock lock(mutex_);
     constexpr const char* kViews[] = {" default", " 64-bit", " 32-bit"};
     calls_.push_back(std::string(call) + kViews[static_cast<int>(key.view)]);
   }
 
   yox::platform::SimulatedRegistry registry_;
-  std::vector<std::string> calls_;
+  yox::Mutex mutex_;
+  std::vector<std::string> calls_ YOX_GUARDED_BY(mutex_);
 };
 
 }  // namespace yox_test
