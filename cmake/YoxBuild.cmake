@@ -39,7 +39,7 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_L
 endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   # Proves that data is used with the lock that yox/base/ThreadSafety.h says guards it.
-  target_compile_options(yox_build INTERFACE -Wthread-safety)
+  target_compile_options(yox_build INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wthread-safety>)
 endif()
 
 find_program(YOX_LLD ld.lld)

@@ -134,9 +134,7 @@ void Share(sqlite3_context* context, int count, sqlite3_value** values) {
   Run(context, [&] {
     if (HasNull(Values(values, static_cast<std::size_t>(count)))) return;
     const std::int64_t at = MomentOf(count > 1 ? values[1] : nullptr);
-    const double share =
-        NamingArgument("function", [&] { return sql::ShareAt(TextOf(values[0]), at); });
-    sqlite3_result_double(context, share);
+    sqlite3_result_double(context, sql::ShareAt(TextOf(values[0]), at));
   });
 }
 
