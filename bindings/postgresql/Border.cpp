@@ -79,6 +79,13 @@ bool Fail(yox_call& call, yox_problem problem, const char* message) noexcept {
   return false;
 }
 
+// A message without the line and column before it: jsonb has lost the text that somebody wrote.
+void RemovePlaceInText(std::string& message) {
+  if (!message.starts_with("line ")) return;
+  const std::size_t end = message.find(": ");
+  if (end != std::string::npos) message.erase(0, end + 2);
+}
+
 // Calls `body`, and returns false when it throws. `document` says what a DocumentError is about.
 template <class Body>
 bool Guarded(yox_call* call, yox_problem document, Body body) noexcept {
@@ -88,7 +95,9 @@ bool Guarded(yox_call* call, yox_problem document, Body body) noexcept {
   } catch (const BadJsonb&) {
     return Fail(*call, YOX_BAD_FACTS, "");
   } catch (const DocumentError& error) {
-    return Fail(*call, document, error.what());
+    Fail(*call, document, error.what());
+    RemovePlaceInText(call->message);
+    return false;
   } catch (const std::bad_alloc&) {
     return Fail(*call, YOX_NO_MEMORY, "");
   } catch (const std::exception& error) {
@@ -171,12 +180,7 @@ bool yox_explain(yox_call* call, const yox_question* question, yox_text* json) {
 }
 
 bool yox_check_facts(yox_call* call, const char* json) {
-  const bool is_good =
-      Guarded(call, YOX_BAD_FACTS, [&] { static_cast<void>(yox::decision::ReadFacts(json)); });
-  // jsonb has one line, and nobody sees it.
-  constexpr std::string_view kLine = "line 1: ";
-  if (!is_good && call->message.starts_with(kLine)) call->message.erase(0, kLine.size());
-  return is_good;
+  return Guarded(call, YOX_BAD_FACTS, [&] { static_cast<void>(yox::decision::ReadFacts(json)); });
 }
 
 void yox_explain_bad_facts(yox_call* call, const char* json) {

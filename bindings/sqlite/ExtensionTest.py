@@ -232,9 +232,9 @@ class Errors(Database):
     """A message names the argument and the place, in the words of yoxctl."""
 
     def test_lists(self):
-        self.assert_error("list: [1].country: expected a string, found a number",
+        self.assert_error("list: line 1, column 18: [1].country: expected a string, found a number",
                           "SELECT yox_applies(?, ?, ?)", '[{}, {"country": 5}]', facts(), AT)
-        self.assert_error('list: [0].contry: unknown key',
+        self.assert_error('list: line 1, column 3: [0].contry: unknown key (did you mean "country"?)',
                           "SELECT yox_reason(?, ?, ?)", '[{"contry": "DE"}]', facts(), AT)
 
     def test_a_list_has_the_message_of_yoxctl(self):
