@@ -23,19 +23,19 @@ using namespace yox::decision;
 
 constexpr const char* kDocuments[] = {
     "{}",
-    R"({"id":"0007f3","time_zone":"Europe/Berlin","country":"DE","language":"de-DE",)"
-    R"("enclosure":" Notebook ","family":"Falcon 14","mfr":"Contoso","model":"FA14-2210",)"
-    R"("sku":"FALCON14-16-512","os":"Windows","os_bitness":"64",)"
-    R"("os_description":"Microsoft Windows 11 Pro","os_version":"10.0.22631.4460",)"
-    R"("version":" 4.2.10.0","serial_number":"C0FFEE12","realm":"Größe \ud83d\ude00\n",)"
-    R"("device_subscription":["1b4e28ba","x"],)"
-    R"("tags":{"Ring":"pilot"," alpha ":"é","ring":"2"},)"
-    R"("installed_items":[["Contoso Editor","7.1.0"],["contoso editor","7.2"]],)"
-    R"("hardware_ids":["PCI\\VEN_8086&DEV_7D45"," usb "],)"
-    R"("registry":{"HKLM\\SOFTWARE\\Contoso\\App\\":{"Level":"10","Gone":null},)"
-    R"("hkcu\\Ä":{"":"x"}}})",
-    R"({"firmware":false,"model":"X","sn_hash":null,"organisation_bucket":null,"tags":null,)"
-    R"("device_subscription":null,"installed_items":null,"hardware_ids":null,"country":null})",
+    (R"({"id":"0007f3","time_zone":"Europe/Berlin","country":"DE","language":"de-DE",)"
+     R"("enclosure":" Notebook ","family":"Falcon 14","mfr":"Contoso","model":"FA14-2210",)"
+     R"("sku":"FALCON14-16-512","os":"Windows","os_bitness":"64",)"
+     R"("os_description":"Microsoft Windows 11 Pro","os_version":"10.0.22631.4460",)"
+     R"("version":" 4.2.10.0","serial_number":"C0FFEE12","realm":"Größe \ud83d\ude00\n",)"
+     R"("device_subscription":["1b4e28ba","x"],)"
+     R"("tags":{"Ring":"pilot"," alpha ":"é","ring":"2"},)"
+     R"("installed_items":[["Contoso Editor","7.1.0"],["contoso editor","7.2"]],)"
+     R"("hardware_ids":["PCI\\VEN_8086&DEV_7D45"," usb "],)"
+     R"("registry":{"HKLM\\SOFTWARE\\Contoso\\App\\":{"Level":"10","Gone":null},)"
+     R"("hkcu\\Ä":{"":"x"}}})"),
+    (R"({"firmware":false,"model":"X","sn_hash":null,"organisation_bucket":null,"tags":null,)"
+     R"("device_subscription":null,"installed_items":null,"hardware_ids":null,"country":null})"),
     R"( {"rollout_bucket":7, "sn_hash":
 "00112233445566778899aabbccddeeff00112233445566778899AABBCCDDEEFF", "org_hash":null,
 "registry":{}, "tags":{}, "installed_items":[], "hardware_ids":[], "device_subscription":[],
