@@ -1,0 +1,158 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: Apache-2.0
+"""The Python package as its users meet it. The library is the one in YOX_LIBRARY."""
+import concurrent.futures
+import datetime
+import gc
+import inspect
+import json
+import pathlib
+import queue
+import tempfile
+import typing
+import unittest
+
+import yox
+
+LIST = [{"country": "US", "value": "false"}, {"country": "DE", "tag": "Ring|beta"}, {"default": "false"}]
+BETA = {"id": "one", "country": "DE", "tags": {"Ring": "beta"}}
+PROFILE = {"clock": {"now": "2026-03-01T12:00:00"}, "firmware": {"manufacturer": "Contoso", "serial_number": "C0FFEE12"},
+           "region": {"country_code": "DE", "language_code": "de-DE"}}
+
+
+class Decisions(unittest.TestCase):
+    def test_a_list_decides_and_unknown_is_none(self):
+        filters = yox.FilterList(LIST)
+        self.assertEqual(len(filters), 3)
+        rows = [({"country": "US"}, False, 0), (BETA, True, 1), ({"country": "DE", "tags": {}}, False, 2),
+                ({"country": "DE"}, None, None)]
+        for facts, applies, decided_by in rows:
+            self.assertEqual(yox.decide(filters, yox.Facts(facts)), yox.Verdict(applies, decided_by))
+        self.assertEqual(yox.decide_many(filters, [yox.Facts(row[0]) for row in rows]), [row[1] for row in rows])
+        self.assertEqual(yox.decide_many(filters, []), [])
+
+    def test_a_question_has_moment_version_and_tags(self):
+        filters = yox.FilterList([{"tag": "Ring|beta", "target_version": ">=3.0",
+                                   "date_range": "2026-02-01|2026-02-28"}])
+        facts = yox.Facts({"tags": {}, "time_zone": "UTC"})
+        noon = datetime.datetime(2026, 2, 16, 12, tzinfo=datetime.timezone.utc)
+        for question, applies in [
+                (yox.Question(noon, "3.1", {"Ring": "beta"}), True),
+                (yox.Question(int(noon.timestamp()), "3.1", {"Ring": "beta"}), True),
+                (yox.Question(noon, "2.9", {"Ring": "beta"}), False),
+                (yox.Question(noon, "3.1"), False),
+                (yox.Question(noon.replace(month=3), "3.1", {"Ring": "beta"}), False)]:
+            self.assertIs(yox.decide(filters, facts, question).applies, applies, question)
+
+    def test_an_explanation_says_what_was_required_and_found(self):
+        facts = yox.Facts({"country": "DE", "tags": {"Ring": "älter"}})
+        explanation = yox.explain(yox.FilterList(LIST), facts)
+        self.assertEqual((explanation.applies, explanation.decided_by, explanation.nearest_miss), (False, 2, 1))
+        self.assertIn("Filter [1]: tag = false; ", explanation.reason)
+        self.assertEqual([one.outcome for one in explanation.filters],
+                         [yox.Outcome.NOT_MATCHED, yox.Outcome.NOT_MATCHED, yox.Outcome.DEFAULT])
+        tag = next(one for one in explanation.filters[1].criteria if one.field == "tag")
+        self.assertIs(tag.result, yox.CriterionResult.DIFFERS)
+        self.assertIn("älter", tag.facts[0].actual)
+        undetermined = yox.explain(yox.FilterList(LIST), yox.Facts({"country": "DE"}))
+        self.assertEqual((undetermined.applies, undetermined.needs), (None, ("tags.Ring",)))
+
+    def test_documents_come_back(self):
+        facts = yox.Facts(BETA | {"serial_number": "C0FFEE12"})
+        again = yox.Facts(facts.document())
+        self.assertEqual((again.id, json.loads(again.document())), ("one", json.loads(facts.document())))
+        self.assertNotIn("C0FFEE12", facts.document(anonymous=True))
+        filters = yox.FilterList(LIST)
+        self.assertEqual(yox.FilterList(filters.document()).document(), filters.document())
+
+    def test_an_error_has_its_place(self):
+        with self.assertRaises(yox.DocumentError) as raised:
+            yox.FilterList([{}, {"country": 5}])
+        self.assertTrue(raised.exception.place.endswith("[1].country"), raised.exception.place)
+        self.assertTrue(str(raised.exception).startswith(raised.exception.place + ": "))
+        with self.assertRaises(yox.DocumentError):
+            yox.Rollout("tomorrow")
+        with self.assertRaises(yox.YoxError) as raised:
+            yox.Rollout("2026-03-01|10|linear").date(0)
+        self.assertNotIsInstance(raised.exception, yox.DocumentError)
+
+    def test_a_fleet_is_read_line_by_line(self):
+        with tempfile.TemporaryDirectory() as folder:
+            path = pathlib.Path(folder) / "fleet.jsonl"
+            path.write_text("".join(json.dumps({"id": f"d{i}", "country": "DE" if i % 2 else "US"}) + "\n\n"
+                                    for i in range(10)), encoding="utf-8")
+            devices = list(yox.read_fleet(path))
+            self.assertEqual([one.id for one in devices], [f"d{i}" for i in range(10)])
+            self.assertEqual(yox.decide_many(yox.FilterList([{"country": "DE"}]), devices), [False, True] * 5)
+            path.write_text('{"id": "a"}\n{"contry": "DE"}\n', encoding="utf-8")
+            with self.assertRaises(yox.DocumentError) as raised:
+                list(yox.read_fleet(path))
+            self.assertTrue(str(raised.exception).startswith("line 2"), raised.exception)
+            self.assertTrue(raised.exception.place.startswith("line 2"), raised.exception.place)
+
+    def test_lint_and_rollout(self):
+        findings = yox.lint([{"country": "DE"}, {"date_range": "2026-01-01|2026-01-31"}, {"country": "U*S"}],
+                            today=datetime.date(2026, 1, 15))
+        found = findings[-1]
+        self.assertEqual((found.rule, found.filter, found.field, found.is_error), ("inner-star", 2, "country", True))
+        self.assertEqual(len(yox.lint([{"date_range": "2026-01-01|2026-01-31"}], datetime.date(2026, 2, 1))),
+                         1 + len(yox.lint([{"date_range": "2026-01-01|2026-01-31"}], datetime.date(2026, 1, 1))))
+        rollout = yox.Rollout("2026-03-01|10|linear")
+        shares = [rollout.share_on(day) for day in range(11)]
+        self.assertEqual((shares[0], shares[10], shares), (0, 1, sorted(shares)))
+        self.assertEqual(rollout.date(2), datetime.date(2026, 3, 2))
+        self.assertIn(rollout.first_day("C0FFEE12"), range(1, 11))
+        self.assertFalse(rollout.by_organisation)
+
+    def test_threads_share_lists_and_facts(self):
+        filters, facts = yox.FilterList(LIST), [yox.Facts(BETA)] * 1000
+        with concurrent.futures.ThreadPoolExecutor(4) as pool:
+            for applies in pool.map(lambda _: yox.decide_many(filters, facts), range(20)):
+                self.assertEqual(applies, [True] * 1000)
+
+    def test_handles_are_freed(self):
+        freed, free = [], yox._native.library.yox_list_free
+        filters = yox.FilterList(LIST)
+        filters._free = lambda pointer: (freed.append(1), free(pointer))
+        del filters
+        gc.collect()
+        self.assertEqual(freed, [1])
+
+    def test_everything_public_is_documented_and_typed(self):
+        for name in yox.__all__:
+            of = getattr(yox, name)
+            self.assertTrue(of.__doc__, name)
+            members = [one for key, one in vars(of).items() if not key.startswith("_")] if inspect.isclass(of) else [of]
+            for member in members:
+                function = getattr(member, "fget", None) or getattr(member, "__func__", member)
+                if inspect.isfunction(function):
+                    self.assertTrue(function.__doc__, f"{name}.{function.__name__}")
+                    self.assertIn("return", typing.get_type_hints(function), f"{name}.{function.__name__}")
+
+
+class OneRuntime(unittest.TestCase):
+    def test_a_process_has_one_runtime(self):
+        filters = yox.FilterList(LIST)
+        self.assertTrue(yox.decide(yox.FilterList([{"country": "DE"}]), yox.Facts.from_profile(PROFILE)).applies)
+        arrived = queue.Queue()
+        with yox.Runtime(PROFILE, watch=True) as runtime:
+            self.assertEqual(runtime.record()["serial_number"], "C0FFEE12")
+            self.assertEqual(runtime.decide(filters)[0], False)
+            self.assertEqual(runtime.decide(filters, yox.Question(tags={"Ring": "beta"}))[0], True)
+            self.assertEqual(runtime.explain(filters).nearest_miss, 1)
+            runtime.add_tags({"Ring": "beta"})
+            self.assertIn(("Ring", "beta"), runtime.tags())
+            self.assertTrue(yox.decide(filters, runtime.facts()).applies)
+            runtime.subscribe(lambda *notification: arrived.put(notification))
+            runtime.publish(41, 7, "pä")
+            while (found := arrived.get(timeout=30))[0] != 41:
+                pass
+            self.assertEqual(found, (41, 7, "pä"))
+            with self.assertRaises(yox.YoxError):
+                yox.Facts.from_profile(PROFILE)
+        with self.assertRaises(yox.YoxError):
+            yox.Runtime(PROFILE)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,406 @@
+# SPDX-License-Identifier: Apache-2.0
+"""Decide filter lists for devices, explain the decisions, and check the lists.
+
+    >>> import yox
+    >>> beta = yox.FilterList('[{"country": "DE,FR", "tag": "Ring|beta"}]')
+    >>> device = yox.Facts('{"country": "DE", "tags": {"Ring": "stable"}}')
+    >>> yox.decide(beta, device)
+    Verdict(applies=False, decided_by=None)
+
+Everything on lists and facts may be used from any thread, and long calls run without the interpreter's lock. The
+package is a layer over the library's C interface and needs the shared library yox.
+"""
+from __future__ import annotations
+
+import ctypes
+import datetime
+import enum
+import json
+import os
+from collections.abc import Callable, Iterator, Mapping, Sequence
+from ctypes import byref, c_int32, c_uint8, c_void_p
+from dataclasses import dataclass, field
+from typing import Any, Optional, Union
+
+from . import _native
+from ._native import DocumentError, YoxError
+
+__all__ = ["Criterion", "CriterionResult", "DocumentError", "Explanation", "Fact", "Facts", "Filter", "FilterList",
+           "Finding", "Outcome", "Question", "Rollout", "Runtime", "Subscription", "Verdict", "YoxError", "decide",
+           "decide_many", "explain", "lint", "read_fleet", "version"]
+
+Document = Union[str, bytes, Mapping[str, Any], Sequence[Any]]
+
+
+def version() -> str:
+    """The version of the library, such as "0.1.0"."""
+    return _native.library.yox_version().decode()
+
+
+def _document(document: Document) -> bytes:
+    return _native.utf8(document if isinstance(document, (str, bytes)) else json.dumps(document))
+
+
+def _index(number: int) -> Optional[int]:
+    return None if number == _native.NONE else number
+
+
+def _truth(number: int) -> Optional[bool]:
+    return None if number == 2 else bool(number)
+
+
+def _pointers(handles: Sequence[_native.Handle]) -> Any:
+    return (c_void_p * len(handles))(*[handle.pointer for handle in handles])
+
+
+class FilterList(_native.Handle):
+    """A filter list. Takes its document as text, or as the lists and dictionaries of the json module. Raises
+    DocumentError."""
+
+    __slots__ = ()
+
+    def __init__(self, document: Document) -> None:
+        text = _document(document)
+        super().__init__("list", "list_read", text, len(text))
+
+    def __len__(self) -> int:
+        """The number of filters."""
+        return _native.library.yox_list_count(self.pointer)
+
+    def document(self) -> str:
+        """The list as a JSON document, without what is not set."""
+        return _native.string("list_write", self.pointer)
+
+
+class Facts(_native.Handle):
+    """What is known of one device. Takes a facts document; raises DocumentError."""
+
+    __slots__ = ()
+
+    def __init__(self, document: Document) -> None:
+        text = _document(document)
+        super().__init__("facts", "facts_read", text, len(text))
+
+    @classmethod
+    def from_profile(cls, profile: Document, lists: Sequence[FilterList] = ()) -> Facts:
+        """The facts of the device that a device profile describes; of its registry what the lists read. Not while a
+        Runtime is running."""
+        text = _document(profile)
+        return cls._created("facts_from_profile", text, len(text), _pointers(lists), len(lists))
+
+    @classmethod
+    def _created(cls, create: str, *arguments: Any) -> Facts:
+        facts = cls.__new__(cls)
+        _native.Handle.__init__(facts, "facts", create, *arguments)
+        return facts
+
+    @property
+    def id(self) -> str:
+        """The name that the device has in its fleet."""
+        text = _native.Text()
+        _native.call("facts_id", self.pointer, byref(text))
+        return str(text)
+
+    def document(self, anonymous: bool = False) -> str:
+        """The facts as one line of JSON; with `anonymous`, hashes take the place of serial number and realm."""
+        return _native.string("facts_write", self.pointer, int(anonymous))
+
+
+@dataclass(frozen=True)
+class Question:
+    """What a decision depends on besides list and device."""
+
+    now: Union[None, int, datetime.datetime] = None
+    """Seconds since 1970, or a moment with a time zone; None: now."""
+    target_version: Optional[str] = None
+    tags: Mapping[str, str] = field(default_factory=dict)
+    """Replace the device's tags of the same keys."""
+
+    def _native(self) -> _native.Question:
+        now = _native.NOW if self.now is None else \
+            int(self.now.timestamp()) if isinstance(self.now, datetime.datetime) else int(self.now)
+        tags = [_native.Pair(_native.utf8(key), _native.utf8(value)) for key, value in self.tags.items()]
+        return _native.Question(now=now, tags=(_native.Pair * len(tags))(*tags), tag_count=len(tags),
+                                target_version=None if self.target_version is None else
+                                _native.utf8(self.target_version))
+
+
+@dataclass(frozen=True)
+class Verdict:
+    """What a list decides. `applies` is None if it depends on facts that are unknown; `decided_by` is the index of the
+    filter that decided, or None if none did."""
+
+    applies: Optional[bool]
+    decided_by: Optional[int]
+
+
+def _asked(question: Optional[Question]) -> Any:
+    return None if question is None else byref(question._native())
+
+
+def decide(filters: FilterList, facts: Facts, question: Optional[Question] = None) -> Verdict:
+    """Decides a list for a device."""
+    verdict = _native.Verdict()
+    _native.call("decide", filters.pointer, facts.pointer, _asked(question), byref(verdict))
+    return Verdict(_truth(verdict.applies), _index(verdict.decided_by))
+
+
+def decide_many(filters: FilterList, devices: Sequence[Facts],
+                question: Optional[Question] = None) -> list[Optional[bool]]:
+    """Decides a list for many devices, in one call: whether it applies to each, None where that is undetermined."""
+    applies = (c_uint8 * len(devices))()
+    _native.call("decide_many", filters.pointer, _pointers(devices), len(devices), _asked(question), applies)
+    return [_TRUTHS[number] for number in applies]
+
+
+_TRUTHS = (False, True, None)
+
+
+def read_fleet(path: Union[str, os.PathLike[str]]) -> Iterator[Facts]:
+    """The devices of a fleet, a file with one facts document on each line; blank lines are skipped. Raises
+    DocumentError, whose place begins with the line."""
+    with open(path, "rb") as file:
+        for number, line in enumerate(file, 1):
+            if line.isspace():
+                continue
+            try:
+                yield Facts(line)
+            except DocumentError as error:
+                place = error.place.replace("line 1", f"line {number}", 1)
+                message = str(error).replace(error.place, place, 1)
+                raise DocumentError(error.status, message, place) from None
+
+
+class Outcome(enum.Enum):
+    """What became of a filter."""
+
+    MATCHED = 0
+    NOT_MATCHED = 1
+    DEFAULT = 2
+    NOT_REACHED = 3
+    UNDECIDED = 4
+
+
+class CriterionResult(enum.Enum):
+    """What became of a criterion: met; the device has another value; it has none; the fact is unknown."""
+
+    HELD = 0
+    DIFFERS = 1
+    MISSING = 2
+    UNKNOWN = 3
+
+
+@dataclass(frozen=True)
+class Fact:
+    """One thing that a criterion was compared with."""
+
+    required: str
+    actual: str
+    source: str
+    note: str
+    result: CriterionResult
+
+
+@dataclass(frozen=True)
+class Criterion:
+    """A criterion of a filter: its field, its text, and what it was compared with."""
+
+    field: str
+    required: str
+    result: CriterionResult
+    facts: tuple[Fact, ...]
+
+
+@dataclass(frozen=True)
+class Filter:
+    """A filter of an explanation; `decides` is what it decides when it does."""
+
+    outcome: Outcome
+    decides: bool
+    criteria: tuple[Criterion, ...]
+
+
+@dataclass(frozen=True)
+class Explanation:
+    """Why a list decides as it does. `nearest_miss` is the filter with the fewest failing criteria that would have
+    changed the verdict; `needs` names the facts without which it is undetermined."""
+
+    applies: Optional[bool]
+    decided_by: Optional[int]
+    reason: str
+    nearest_miss: Optional[int]
+    needs: tuple[str, ...]
+    filters: tuple[Filter, ...]
+
+
+def _explanation(create: str, *arguments: Any) -> Explanation:
+    handle = _native.Handle("explanation", create, *arguments)
+    pointer, explained, need = handle.pointer, _native.Explained(), _native.Text()
+    _native.call("explanation_get", pointer, byref(explained))
+    needs, filters = [], []
+    for index in range(explained.need_count):
+        _native.call("explanation_need", pointer, index, byref(need))
+        needs.append(str(need))
+    for i in range(explained.filter_count):
+        of, criteria = _native.ExplainedFilter(), []
+        _native.call("explanation_filter", pointer, i, byref(of))
+        for j in range(of.criterion_count):
+            criterion, facts = _native.ExplainedCriterion(), []
+            _native.call("explanation_criterion", pointer, i, j, byref(criterion))
+            for k in range(criterion.fact_count):
+                fact = _native.ExplainedFact()
+                _native.call("explanation_fact", pointer, i, j, k, byref(fact))
+                facts.append(Fact(str(fact.required), str(fact.actual), str(fact.source), str(fact.note),
+                                  CriterionResult(fact.result)))
+            criteria.append(Criterion(str(criterion.field), str(criterion.required),
+                                      CriterionResult(criterion.result), tuple(facts)))
+        filters.append(Filter(Outcome(of.outcome), bool(of.decides), tuple(criteria)))
+    return Explanation(_truth(explained.applies), _index(explained.decided_by), str(explained.reason),
+                       _index(explained.nearest_miss), tuple(needs), tuple(filters))
+
+
+def explain(filters: FilterList, facts: Facts, question: Optional[Question] = None) -> Explanation:
+    """Explains what a list decides for a device."""
+    return _explanation("explain", filters.pointer, facts.pointer, _asked(question))
+
+
+@dataclass(frozen=True)
+class Finding:
+    """Something that is wrong or suspicious in a list; `filter` and `field` are None where it concerns more."""
+
+    is_error: bool
+    rule: str
+    filter: Optional[int]
+    field: Optional[str]
+    line: int
+    column: int
+    message: str
+    remedy: str
+
+
+def lint(document: Document, today: Optional[datetime.date] = None) -> list[Finding]:
+    """Checks the document of a filter list; `today` decides which windows have passed."""
+    text = _document(document)
+    date = None if today is None else byref(_native.Date(today.year, today.month, today.day))
+    handle, found, findings = _native.Handle("findings", "lint", text, len(text), date), _native.Finding(), []
+    for index in range(_native.library.yox_findings_count(handle.pointer)):
+        _native.call("findings_get", handle.pointer, index, byref(found))
+        findings.append(Finding(found.severity == 1, str(found.rule), _index(found.filter), str(found.field) or None,
+                                found.line, found.column, str(found.message), str(found.remedy)))
+    return findings
+
+
+class Rollout(_native.Handle):
+    """What a date function, "START|DAYS|GROWTH", does day by day. Raises DocumentError."""
+
+    __slots__ = ("days", "by_organisation", "has_known_growth")
+
+    def __init__(self, function: str) -> None:
+        super().__init__("rollout", "rollout_read", _native.utf8(function))
+        info = _native.RolloutInfo()
+        _native.call("rollout_get", self.pointer, byref(info))
+        self.days: int = info.days
+        self.by_organisation = bool(info.by_organisation)
+        self.has_known_growth = bool(info.has_known_growth)
+
+    def share_on(self, day: int) -> float:
+        """The share of devices or organisations that are in on a day; the first is 1."""
+        buckets = c_int32()
+        _native.call("rollout_buckets_on", self.pointer, day, byref(buckets))
+        return buckets.value / 4096
+
+    def date(self, day: int) -> datetime.date:
+        """The calendar day of a day of the roll-out."""
+        date = _native.Date()
+        _native.call("rollout_date", self.pointer, day, byref(date))
+        return datetime.date(date.year, date.month, date.day)
+
+    def first_day(self, serial_number_or_realm: str) -> int:
+        """The day from which a device or an organisation is in."""
+        day = c_int32()
+        _native.call("rollout_first_day", self.pointer, _native.utf8(serial_number_or_realm), byref(day))
+        return day.value
+
+
+class Subscription:
+    """A subscription to the notifications of a Runtime."""
+
+    def __init__(self, runtime: Runtime, notified: Callable[[int, int, str], None], first: bool) -> None:
+        # The library calls it as long as this object refers to it.
+        self._notified = _native.Notified(
+            lambda _, given: notified(given[0].topic, given[0].event, str(given[0].payload)))
+        self._pointer = c_void_p()
+        _native.call("bus_subscribe", runtime._pointer, self._notified, None, int(first), byref(self._pointer))
+
+    def close(self) -> None:
+        """Ends the calls and waits for one that is running."""
+        pointer, self._pointer = self._pointer, c_void_p()
+        _native.library.yox_bus_unsubscribe(pointer)
+
+
+class Runtime:
+    """The library at work on this machine, or on the device of a profile: its record, tags and notifications. A process
+    has one, and none after it; use it in a `with` statement, or call `stop`.
+
+    With `watch` the library's threads keep tags and applications fresh."""
+
+    def __init__(self, profile: Optional[Document] = None, directory: Optional[str] = None,
+                 watch: bool = False) -> None:
+        text = None if profile is None else _document(profile)
+        options = _native.RuntimeOptions(profile=text, profile_size=len(text or b""), watch=int(watch),
+                                         directory=None if directory is None else _native.utf8(directory))
+        self._pointer = c_void_p()
+        self._subscriptions: list[Subscription] = []
+        _native.call("runtime_start", byref(options), byref(self._pointer))
+
+    def __enter__(self) -> Runtime:
+        return self
+
+    def __exit__(self, *_: object) -> None:
+        self.stop()
+
+    def stop(self) -> None:
+        """Ends the subscriptions, the library's threads and the bus, and waits for them."""
+        for subscription in self._subscriptions:
+            subscription.close()
+        pointer, self._pointer = self._pointer, c_void_p()
+        _native.library.yox_runtime_stop(pointer)
+
+    def record(self) -> dict[str, str]:
+        """The texts of the machine record by name, such as "serial_number"."""
+        return dict(_native.pairs("device_record", self._pointer))
+
+    def facts(self, lists: Sequence[FilterList] = ()) -> Facts:
+        """The facts of the device as they are now; of its registry what the lists read."""
+        return Facts._created("device_facts", self._pointer, _pointers(lists), len(lists))
+
+    def decide(self, filters: FilterList, question: Optional[Question] = None) -> tuple[bool, str]:
+        """Decides a list for the device, with its log lines: whether it applies, and the reason."""
+        applies, reason = c_int32(), c_void_p()
+        _native.call("device_decide", self._pointer, filters.pointer, _asked(question), byref(applies), byref(reason))
+        text = ctypes.string_at(_native.library.yox_string_data(reason), _native.library.yox_string_size(reason))
+        _native.library.yox_string_free(reason)
+        return bool(applies.value), text.decode("utf-8")
+
+    def explain(self, filters: FilterList, question: Optional[Question] = None) -> Explanation:
+        """Explains what a list decides for the device."""
+        return _explanation("device_explain", self._pointer, filters.pointer, _asked(question))
+
+    def tags(self) -> list[tuple[str, str]]:
+        """The device's tags, in the order in which a filter reads them."""
+        return _native.pairs("tags_get", self._pointer)
+
+    def add_tags(self, tags: Mapping[str, str], persist: bool = False) -> None:
+        """Adds tags; with `persist` they are also written to the registry."""
+        given = [_native.Pair(_native.utf8(key), _native.utf8(value)) for key, value in tags.items()]
+        _native.call("tags_add", self._pointer, (_native.Pair * len(given))(*given), len(given), int(persist))
+
+    def subscribe(self, notified: Callable[[int, int, str], None], first: bool = False) -> Subscription:
+        """Calls `notified(topic, event, payload)` for every record, on a thread of the library's. An exception that it
+        raises is printed and goes no further."""
+        self._subscriptions.append(Subscription(self, notified, first))
+        return self._subscriptions[-1]
+
+    def publish(self, topic: int, event: int, payload: str = "") -> None:
+        """Publishes a record and returns at once."""
+        _native.call("bus_publish", self._pointer, topic, event, _native.utf8(payload), None)
