@@ -5,8 +5,10 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <functional>
 #include <memory>
 #include <numeric>
 #include <optional>
@@ -762,6 +764,51 @@ TEST(BusTest, CallbacksMayUnsubscribeWhenCleanupDestroysThem) {
   EXPECT_TRUE(destroyed.Wait());
 }
 
+// Calls a function when the callback that it is part of is destroyed.
+class AtDestruction {
+ public:
+  explicit AtDestruction(std::function<void()> act) : act_(std::move(act)) {}
+  ~AtDestruction() { act_(); }
+  AtDestruction(const AtDestruction&) = delete;
+  AtDestruction& operator=(const AtDestruction&) = delete;
+
+ private:
+  const std::function<void()> act_;
+};
+
+void SubscribeWith(YOXPublisherSubscriber& bus, std::function<void()> at_destruction) {
+  auto held = std::make_shared<AtDestruction>(std::move(at_destruction));
+  bus.Subscribe([held = std::move(held)](YOXNotificationData&) {}, false);
+}
+
+TEST(BusTest, OtherThreadsMayUseTheBusWhileCleanupDestroysACallback) {
+  TestBus bus;
+  Latch used;
+  bool in_time = false;
+  std::thread other;
+  SubscribeWith(bus, [&] {
+    other = std::thread([&] {
+      bus.Unsubscribe("unknown"_w);
+      used.CountDown();
+    });
+    in_time = used.Wait();
+  });
+  bus.Cleanup();
+  other.join();
+  EXPECT_TRUE(in_time);
+}
+
+TEST(BusTest, ACallbackMayCallCleanupWhenCleanupDestroysIt) {
+  TestBus bus;
+  bool returned = false;
+  SubscribeWith(bus, [&] {
+    bus.Cleanup();
+    returned = true;
+  });
+  bus.Cleanup();
+  EXPECT_TRUE(returned);
+}
+
 TEST(BusTest, ACallbackThatLeavesFromItsOwnDeliveryIsDestroyedAfterIt) {
   Latch destroyed;
   TestBus bus;
@@ -1061,6 +1108,15 @@ TEST_F(BusExitTest, ACallbackMayUnsubscribeAtExit) {
         std::exit(4);
       },
       testing::ExitedWithCode(4), "");
+}
+
+TEST_F(BusExitTest, TheBusIsCleanedUpAtExit) {
+  EXPECT_EXIT(
+      {
+        SubscribeWith(Bus(), [] { std::fputs("destroyed", stderr); });
+        std::exit(4);
+      },
+      testing::ExitedWithCode(4), "destroyed");
 }
 
 TEST_F(BusExitTest, ADeliveryMayExit) {

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
@@ -218,19 +219,23 @@ TEST_F(YoxStatusManagerTest, HasALogFileOfItsOwn) {
 }
 
 TEST_F(YoxStatusManagerTest, ThreadsLoseNoCount) {
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 4; ++i) {
-    threads.emplace_back([&] {
-      for (int n = 0; n < 250; ++n) {
-        manager_.RegisterError(Gateway::HttpGateway, n % 5);
-        if (!manager_.GetCriticalErrorMessage().empty()) manager_.HasCriticalError();
-      }
-    });
-  }
-  for (std::thread& thread : threads) thread.join();
+  constexpr int kRounds = 5'000;
+  std::atomic<int> arrived{0};
+  // Both threads begin each round at once.
+  const auto race = [&] {
+    for (int round = 0; round < kRounds; ++round) {
+      ++arrived;
+      while (arrived < 2 * (round + 1)) std::this_thread::yield();
+      manager_.RegisterError(Gateway::HttpGateway, round % 5);
+      if (!manager_.GetCriticalErrorMessage().empty()) manager_.HasCriticalError();
+    }
+  };
+  std::thread other(race);
+  race();
+  other.join();
   const auto errors = manager_.GetErrors(Gateway::HttpGateway);
   ASSERT_EQ(errors.size(), 5U);
-  for (const auto& error : errors) EXPECT_EQ(error.count, 200) << error.errorCode;
+  for (const auto& error : errors) EXPECT_EQ(error.count, 2 * kRounds / 5) << error.errorCode;
 }
 
 }  // namespace
