@@ -4,7 +4,6 @@
 #include <vector>
 
 #include "yox/base/Json.h"
-#include "yox/base/Printable.h"
 #include "yox/device/DeviceInfoProvider.h"
 #include "yox/device/Facts.h"
 #include "yox/device/MachineInformation.h"
@@ -34,10 +33,10 @@ std::string Line(const Json::Value& value) {
   std::string line;
   if (value.isArray()) {
     for (const Json::Value& element : value) {
-      line += (line.empty() ? "" : ", ") + yox::Printable(element.asString());
+      line += (line.empty() ? "" : ", ") + OneLine(element.asString());
     }
   } else {
-    line = yox::Printable(value.asString());
+    line = OneLine(value.asString());
   }
   return line.empty() ? "-" : line;
 }

@@ -13,6 +13,7 @@
 #include "yox/base/StrictJson.h"
 #include "yox/base/String.h"
 #include "yox/notifications/NotificationAlertUtility.h"
+#include "yox/notifications/PayloadDocuments.h"
 #include "yox/notifications/YOXNotificationData.h"
 
 #include "host/yoxctl/ChosenDevice.h"
@@ -26,18 +27,23 @@ using yox::WString;
 
 std::string Utf8(const WString& text) { return YOX::String::UTF16ToUTF8(text); }
 
-// Refuses a member that the library would pass over, because it is of another type than its field.
-void CheckMember(const yox::JsonNode& member, const Json::Value& field) {
+using yox::notifications::PayloadDocument;
+using yox::notifications::PayloadField;
+using yox::notifications::PayloadType;
+
+// Refuses a member that is of another type than its field. The library's reader would read it as 0
+// or empty, or end there.
+void CheckMember(const yox::JsonNode& member, PayloadType type) {
   const Json::Value& value = member.value();
   int number = 0;
-  switch (field.type()) {
-    case Json::booleanValue:
+  switch (type) {
+    case PayloadType::kBoolean:
       return member.Require(value.isBool(), "true or false");
-    case Json::stringValue:
+    case PayloadType::kText:
       return member.Require(value.isString(), "a string");
-    case Json::uintValue:
+    case PayloadType::kUnsigned:
       return member.Require(value.isUInt(), "an integer of 0 or more");
-    default:  // a delay, as a number or as the text of one
+    case PayloadType::kDelay:  // a number, or a string with the text of one
       member.Require(value.isConvertibleTo(Json::stringValue) &&
                          YOX::String::TryToInteger(YOX::String::UTF8ToUTF16(value.asString()),
                                                    number) == YOX::String::IntegerStatus::kOk,
@@ -45,16 +51,18 @@ void CheckMember(const yox::JsonNode& member, const Json::Value& field) {
   }
 }
 
-// `wrapper` is the key of the object with the fields; null if they are members of the document.
-void CheckFields(const Json::Value& document, const char* wrapper, const Json::Value& fields) {
+// Also the fields that are written and never read: the schema describes them.
+void CheckFields(const Json::Value& payload, const PayloadDocument& document) {
   const auto check = [&](std::string_view key, const yox::JsonNode& member) {
-    if (fields.isMember(std::string(key))) CheckMember(member, fields[std::string(key)]);
+    const auto field = std::ranges::find_if(
+        document.fields, [&](const PayloadField& known) { return known.key == key; });
+    if (field != document.fields.end()) CheckMember(member, field->type);
   };
   try {
-    yox::JsonNode(document).ForEachMember([&](std::string_view key, const yox::JsonNode& member) {
-      if (wrapper == nullptr) {
+    yox::JsonNode(payload).ForEachMember([&](std::string_view key, const yox::JsonNode& member) {
+      if (document.wrapper == nullptr) {
         check(key, member);
-      } else if (key == wrapper) {
+      } else if (key == document.wrapper) {
         member.ForEachMember(check);
       }
     });
@@ -126,38 +134,38 @@ Json::Value PackageEvent(const YOXNotificationData& record) {
   return fields;
 }
 
-// A kind of document that has a reader: the key that identifies it, whether its fields are in the
-// object under that key, and the reader.
+// A kind of payload that has a reader.
 struct PayloadKind {
-  const char* key;
-  bool is_wrapper;
+  const char* key;  // identifies the kind
+  const PayloadDocument& document;
   Json::Value (*read)(const YOXNotificationData& record);
 };
 constexpr PayloadKind kPayloadKinds[] = {
-    {"policy_change", true, PolicyChange}, {"device_registration", true, Registration},
-    {"config_change", true, ConfigChange}, {"config_fetch", true, ConfigFetch},
-    {"PackageId", false, PackageEvent},
+    {"policy_change", yox::notifications::kPolicyChange, PolicyChange},
+    {"device_registration", yox::notifications::kRegistration, Registration},
+    {"config_change", yox::notifications::kConfigChange, ConfigChange},
+    {"config_fetch", yox::notifications::kConfigFetch, ConfigFetch},
+    {"PackageId", yox::notifications::kPackageEvent, PackageEvent},
 };
 
-// The payload's own fields, if it is a document of such a kind; otherwise null.
+// Returns the payload's own fields if it is of such a kind, otherwise null.
 Json::Value FieldsOf(const YOXNotificationData& record) {
-  Json::Value document;
+  Json::Value payload;
   try {
-    document = yox::ParseDocument(Utf8(record.getPayload()));
+    payload = yox::ParseDocument(Utf8(record.getPayload()));
   } catch (const yox::DocumentError&) {
     return {};  // a payload may be any text
   }
-  if (!document.isObject()) return {};
+  if (!payload.isObject()) return {};
   for (const PayloadKind& kind : kPayloadKinds) {
-    if (!document.isMember(kind.key)) continue;
-    Json::Value fields = kind.read(record);
-    CheckFields(document, kind.is_wrapper ? kind.key : nullptr, fields);
-    return fields;
+    if (!payload.isMember(kind.key)) continue;
+    CheckFields(payload, kind.document);
+    return kind.read(record);
   }
   return {};
 }
 
-// What the library's readers would read as 0 or empty is refused, as by the schemas.
+// Refuses what the schemas refuse. The library's readers would read it as 0 or empty.
 void CheckEnvelope(const yox::JsonNode& root) {
   root.ForEachMember([](std::string_view key, const yox::JsonNode& node) {
     const Json::Value& value = node.value();
@@ -171,12 +179,20 @@ void CheckEnvelope(const yox::JsonNode& root) {
   if (!root.value().isMember("topicId")) root.Fail("the key \"topicId\" is missing");
 }
 
+// The parameters of an alert that have a meaning of their own, see deviceactionstate.
+constexpr std::string_view kStateParameters[] = {"value", "failure_reason", "action_cmd",
+                                                 "action_param", "at"};
+
 void CheckChannelMessage(const yox::JsonNode& message) {
   message.ForEachMember([](std::string_view kind, const yox::JsonNode& body) {
     if (kind != "alert" && kind != "action") return;
     body.ForEachMember([&](std::string_view key, const yox::JsonNode& node) {
       if (kind == "alert" && key == "param") {
-        node.Require(node.value().isObject(), "an object");
+        node.ForEachMember([](std::string_view parameter, const yox::JsonNode& value) {
+          if (std::ranges::find(kStateParameters, parameter) != std::end(kStateParameters)) {
+            value.Require(value.value().isString(), "a string");
+          }
+        });
       } else if (kind == "alert"
                      ? key == "notify"
                      : key == "cmd" || key == "cmd_type" || key == "Log" || key == "Loglevel") {

@@ -190,12 +190,12 @@ Json::Value DataJson(const RegistryValue& value) {
   return bytes;
 }
 
-// A line for each string of REG_MULTI_SZ.
+// One line; of REG_MULTI_SZ one for each string.
 std::string DataText(const RegistryValue& value) {
   const Json::Value data = DataJson(value);
-  if (!data.isArray()) return data.asString() + "\n";
+  if (!data.isArray()) return OneLine(data.asString()) + "\n";
   std::string text;
-  for (const Json::Value& one : data) text += one.asString() + "\n";
+  for (const Json::Value& one : data) text += OneLine(one.asString()) + "\n";
   return text;
 }
 

@@ -46,7 +46,7 @@ struct ThisDevice {
       yox::YOXHelperFactory::GetInstance()->GetMachineInformationAgent();
 };
 
-// Fetches what stays when it is fetched for the first time, and then says so in the log.
+// Fetches the facts that are kept after the first fetch and then logged.
 void FetchLasting(const CompiledList& list, yox::decision::DeviceFacts& facts) {
   const auto any = [&](FilterField field) {
     return std::ranges::any_of(list.filters(),
@@ -54,6 +54,15 @@ void FetchLasting(const CompiledList& list, yox::decision::DeviceFacts& facts) {
   };
   if (any(FilterField::hardware_id)) facts.PresentHardwareIds();
   if (any(FilterField::installed_items)) facts.InstalledItems();
+}
+
+// Calls Explain or Trace of the decision; its criteria write no log lines.
+template <class Result>
+Result Quietly(Result (*decide)(const CompiledList&, yox::decision::DeviceFacts&),
+               const CompiledList& list, yox::decision::DeviceFacts& facts) {
+  FetchLasting(list, facts);
+  const YOX::Log::Silence silence(g_evaluator_log);
+  return decide(list, facts);
 }
 
 bool HoldsLogged(const KeyValueTerm& term, const ApplicabilityEvaluator::Pairs& pairs) {
@@ -111,9 +120,7 @@ Explanation ApplicabilityEvaluator::Explain(
   const ApplicabilityFilter::Lease list(filter);
   RunningDevice device(*this, machineInformation.get(), clientVersion, tagCollection, targetVersion,
                        extraTags, RunningDevice::Purpose::kExplain);
-  FetchLasting(*list, device);
-  const YOX::Log::Silence silence(g_evaluator_log);
-  return yox::decision::Explain(*list, device);
+  return Quietly(yox::decision::Explain, *list, device);
 }
 
 DecisionTrace ApplicabilityEvaluator::Trace(const ApplicabilityFilter& filter,
@@ -129,9 +136,7 @@ DecisionTrace ApplicabilityEvaluator::Trace(
   const ApplicabilityFilter::Lease list(filter);
   RunningDevice device(*this, machineInformation.get(), clientVersion, tagCollection, targetVersion,
                        extraTags, RunningDevice::Purpose::kExplain);
-  FetchLasting(*list, device);
-  const YOX::Log::Silence silence(g_evaluator_log);
-  return yox::decision::Trace(*list, device);
+  return Quietly(yox::decision::Trace, *list, device);
 }
 
 bool ApplicabilityEvaluator::DoesFilterMatch(

@@ -1,9 +1,8 @@
-#include "yox/applicability/BucketCache.h"
-
 #include <gtest/gtest.h>
 
 #include <string>
 
+#include "yox/applicability/BucketCache.h"
 #include "yox/base/String.h"
 #include "yox/decision/Dates.h"
 
