@@ -2,10 +2,9 @@
 
 #include <ctime>
 
+#include "yox/base/Moment.h"
 #include "yox/base/String.h"
 #include "yox/decision/FactsDocument.h"
-
-#include "bindings/sql/Moment.h"
 
 namespace yox::sqlite {
 
@@ -27,7 +26,7 @@ decision::PreparedDevice DeviceOf(sqlite3_value* value) {
 
 std::int64_t MomentOf(sqlite3_value* at) {
   if (at == nullptr) return std::time(nullptr);
-  return NamingArgument("at", [&] { return sql::ReadMoment(TextOf(at)); });
+  return NamingArgument("at", [&] { return yox::ReadMoment(TextOf(at)); });
 }
 
 decision::Question QuestionOf(sqlite3_value* at, sqlite3_value* target_version) {

@@ -1,4 +1,4 @@
-#include "bindings/sql/Moment.h"
+#include "yox/base/Moment.h"
 
 #include <cstddef>
 #include <optional>
@@ -9,7 +9,7 @@
 #include "yox/base/Printable.h"
 #include "yox/base/TimeZone.h"
 
-namespace yox::sql {
+namespace yox {
 namespace {
 
 // Reads a text from its beginning; what does not fit makes it bad, and it stays so.
@@ -94,4 +94,4 @@ std::int64_t ReadMoment(std::string_view text) {
       Printable(std::string(text)) + "\"");
 }
 
-}  // namespace yox::sql
+}  // namespace yox
