@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <utility>
 
+#include "yox/decision/Criteria.h"
 #include "yox/decision/Observer.h"
 
 namespace yox::decision {
@@ -100,7 +101,8 @@ class Counter final : public Observer {
 
   void FilterPassed(std::size_t filter, const Failure& failure) override {
     ++filters_[filter].reached;
-    Funnel::CriterionCounts& counts = filters_[filter].criteria[failure.step.criterion];
+    Funnel::CriterionCounts& counts =
+        filters_[filter].criteria[static_cast<std::size_t>(failure.step.field)];
     ++counts.first;
     if (IsOnlyFailure(list_, failure)) ++counts.only;
   }
@@ -140,7 +142,7 @@ void Funnel::Merge(const Funnel& other) {
     const FilterCounts& theirs = other.filters_[i];
     ours.reached += theirs.reached;
     ours.decided += theirs.decided;
-    for (std::size_t j = 0; j < kCriteria.size(); ++j) {
+    for (std::size_t j = 0; j < kFilterFieldCount; ++j) {
       ours.criteria[j].first += theirs.criteria[j].first;
       ours.criteria[j].only += theirs.criteria[j].only;
     }
@@ -162,9 +164,9 @@ std::string Funnel::ToJsonText(JsonStyle style) const {
     filter["decided"] = Json::UInt64{filters_[i].decided};
     Json::Value& first = filter["first_excluded_by"] = Json::Value(Json::objectValue);
     Json::Value& only = filter["only_excluded_by"] = Json::Value(Json::objectValue);
-    for (std::size_t j = 0; j < kCriteria.size(); ++j) {
+    for (std::size_t j = 0; j < kFilterFieldCount; ++j) {
       const CriterionCounts& counts = filters_[i].criteria[j];
-      const std::string name(kCriteria[j].name());
+      const std::string name(kFilterFieldNames[j]);
       if (counts.first != 0) first[name] = Json::UInt64{counts.first};
       if (counts.only != 0) only[name] = Json::UInt64{counts.only};
     }
@@ -182,7 +184,7 @@ std::string Funnel::ToBytes() const {
     writer.Number(filter.reached);
     writer.Number(filter.decided);
     std::uint64_t present = 0;
-    for (std::size_t i = 0; i < kCriteria.size(); ++i) {
+    for (std::size_t i = 0; i < kFilterFieldCount; ++i) {
       if (!IsZero(filter.criteria[i])) present |= std::uint64_t{1} << i;
     }
     writer.Number(present);
@@ -211,8 +213,8 @@ std::optional<Funnel> Funnel::FromBytes(std::string_view bytes) {
     filter.reached = reader.Number();
     filter.decided = reader.Number();
     const std::uint64_t present = reader.Number();
-    if (present >> kCriteria.size() != 0) return std::nullopt;
-    for (std::size_t i = 0; i < kCriteria.size(); ++i) {
+    if (present >> kFilterFieldCount != 0) return std::nullopt;
+    for (std::size_t i = 0; i < kFilterFieldCount; ++i) {
       if ((present >> i & 1) == 0) continue;
       filter.criteria[i].first = reader.Number();
       filter.criteria[i].only = reader.Number();

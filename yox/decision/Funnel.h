@@ -10,8 +10,8 @@
 
 #include "yox/base/Export.h"
 #include "yox/base/Json.h"
-#include "yox/decision/Criteria.h"
 #include "yox/decision/Decide.h"
+#include "yox/decision/FilterFields.h"
 
 namespace yox::decision {
 
@@ -30,7 +30,7 @@ class YOX_API Funnel {
     // The filter decided, and no filter before it was undecided. Of `reached`, those that neither
     // were decided nor excluded are devices whose walk met an undecided filter.
     std::uint64_t decided = 0;
-    std::array<CriterionCounts, kCriteria.size()> criteria = {};  // by kCriteria
+    std::array<CriterionCounts, kFilterFieldCount> criteria = {};  // by FilterField
   };
 
   // Decides the list on the device, counts the result and returns it. A list is one and the same

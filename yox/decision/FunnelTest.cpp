@@ -125,16 +125,11 @@ class SlowCount {
       if (criterion.result == CriterionResult::kHeld) ++matched;
       if (criterion.result == CriterionResult::kDiffers ||
           criterion.result == CriterionResult::kMissing) {
-        failed.push_back(RowOf(criterion.field));
+        failed.push_back(static_cast<std::size_t>(criterion.field));
       }
     }
     ++counts.criteria[failed.front()].first;
     if (matched + 1 == filter.criteria.size()) ++counts.criteria[failed.front()].only;
-  }
-  static std::size_t RowOf(FilterField field) {
-    std::size_t row = 0;
-    while (kCriteria[row].field != field) ++row;
-    return row;
   }
 };
 
@@ -148,11 +143,11 @@ void ExpectEqual(const Funnel& funnel, const SlowCount& slow) {
     const Funnel::FilterCounts& counts = funnel.filters()[i];
     EXPECT_EQ(counts.reached, slow.filters[i].reached) << i;
     EXPECT_EQ(counts.decided, slow.filters[i].decided) << i;
-    for (std::size_t j = 0; j < kCriteria.size(); ++j) {
+    for (std::size_t j = 0; j < kFilterFieldCount; ++j) {
       EXPECT_EQ(counts.criteria[j].first, slow.filters[i].criteria[j].first)
-          << i << kCriteria[j].name();
+          << i << kFilterFieldNames[j];
       EXPECT_EQ(counts.criteria[j].only, slow.filters[i].criteria[j].only)
-          << i << kCriteria[j].name();
+          << i << kFilterFieldNames[j];
     }
   }
 }

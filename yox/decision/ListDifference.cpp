@@ -204,6 +204,15 @@ bool ListDifference::HasChanges() const {
   return devices() != same() + Count(Truth::kUnknown, Truth::kUnknown);
 }
 
+std::vector<const ListDifference::Groups::value_type*> ListDifference::LargestGroups() const {
+  std::vector<const Groups::value_type*> groups;
+  for (const auto& group : groups_) groups.push_back(&group);
+  std::ranges::stable_sort(groups, std::greater<>(), [](const auto* group) {
+    return group->second.gain + group->second.lose;
+  });
+  return groups;
+}
+
 std::string ListDifference::ToJsonText(JsonStyle style) const {
   Json::Value json;
   json["devices"] = Json::UInt64{devices()};
@@ -220,13 +229,8 @@ std::string ListDifference::ToJsonText(JsonStyle style) const {
   };
   json["undetermined_before"] = only(true);
   json["undetermined_after"] = only(false);
-  std::vector<const Groups::value_type*> groups;
-  for (const auto& group : groups_) groups.push_back(&group);
-  std::ranges::stable_sort(groups, std::greater<>(), [](const auto* group) {
-    return group->second.gain + group->second.lose;
-  });
   Json::Value& by = json["by"] = Json::Value(Json::arrayValue);
-  for (const auto* const group : groups) {
+  for (const auto* const group : LargestGroups()) {
     Json::Value& entry = by.append(Json::objectValue);
     entry["from"] = PlaceJson(group->first.first);
     entry["to"] = PlaceJson(group->first.second);

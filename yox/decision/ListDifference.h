@@ -94,6 +94,8 @@ class YOX_API ListDifference {
   // Whether any device has another verdict than before, undetermined included.
   bool HasChanges() const;
   const Groups& groups() const { return groups_; }
+  // The groups with the most devices first.
+  std::vector<const Groups::value_type*> LargestGroups() const;
 
   // The counts as JSON, UTF-8: "devices", "gain", "lose", "same", "undetermined", of these
   // "undetermined_before" and "undetermined_after", which are undetermined in one version only, and
