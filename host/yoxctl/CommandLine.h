@@ -61,6 +61,7 @@ Command CaptureCommand();
 Command DeviceCommand();
 Command EvaluateCommand();
 Command ExplainFieldCommand();
+Command FleetCommand();
 Command FmtCommand();
 Command HashCommand();
 Command LintCommand();

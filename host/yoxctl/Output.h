@@ -40,6 +40,9 @@ using yox::OneLine;
 // Writes "yoxctl: MESSAGE" to standard error, as one line.
 void Complain(std::string_view message);
 
+// Returns whether standard error is a terminal. Each system has its own.
+bool ErrorsAreOnTerminal();
+
 // Returns whether an errno value of a write to standard output means that it is a closed pipe. Each
 // system has its own.
 bool IsClosedPipe(int error);

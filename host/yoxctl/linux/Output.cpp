@@ -10,6 +10,8 @@ namespace yoxctl {
 
 bool OutputTakesColours() { return isatty(STDOUT_FILENO) == 1; }
 
+bool ErrorsAreOnTerminal() { return isatty(STDERR_FILENO) == 1; }
+
 bool IsClosedPipe(int error) { return error == EPIPE; }
 
 }  // namespace yoxctl

@@ -15,6 +15,11 @@ bool OutputTakesColours() {
          SetConsoleMode(console, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING) != 0;
 }
 
+bool ErrorsAreOnTerminal() {
+  DWORD mode = 0;
+  return GetConsoleMode(GetStdHandle(STD_ERROR_HANDLE), &mode) != 0;
+}
+
 // The C runtime reports ERROR_NO_DATA, which is what writing to a closed pipe gives, as EINVAL.
 bool IsClosedPipe(int error) {
   return error == EPIPE ||
