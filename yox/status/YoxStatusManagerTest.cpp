@@ -4,8 +4,10 @@
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
+#include <string_view>
 #include <thread>
 
+#include "yox/base/Log.h"
 #include "yox/platform/clock/Clock.h"
 #include "yox/platform/files/Files.h"
 #include "yox/platform/simulated/DeviceProfileReader.h"
@@ -13,6 +15,7 @@
 #include "yox/status/YoxStatusManager.h"
 
 #include "tests/support/CapturedLog.h"
+#include "tests/support/Rows.h"
 #include "tests/support/SubstitutedPlatform.h"
 
 namespace {
@@ -218,24 +221,51 @@ TEST_F(YoxStatusManagerTest, HasALogFileOfItsOwn) {
   EXPECT_NE(text.find("YOX::YoxStatusManager::Init: triggered"), std::string::npos);
 }
 
-TEST_F(YoxStatusManagerTest, ThreadsLoseNoCount) {
-  constexpr int kRounds = 5'000;
-  std::atomic<int> arrived{0};
-  // Both threads begin each round at once.
-  const auto race = [&] {
-    for (int round = 0; round < kRounds; ++round) {
-      ++arrived;
-      while (arrived < 2 * (round + 1)) std::this_thread::yield();
-      manager_.RegisterError(Gateway::HttpGateway, round % 5);
-      if (!manager_.GetCriticalErrorMessage().empty()) manager_.HasCriticalError();
-    }
-  };
-  std::thread other(race);
-  race();
+struct CallRow {
+  const char* name;
+  void (*call)(YoxStatusManager& manager);
+};
+void PrintTo(const CallRow& row, std::ostream* out) { *out << row.name; }
+
+class StatusCall : public YoxStatusManagerTest, public testing::WithParamInterface<CallRow> {};
+
+// The call is made on another thread while an error is being registered, which takes long.
+TEST_P(StatusCall, WaitsForARegistration) {
+  std::thread other;
+  std::atomic<bool> begun{false};
+  std::atomic<bool> returned{false};
+  std::atomic<bool> seen{false};
+  bool returned_meanwhile = false;
+  YOX::Log::SetSink([&](std::string_view, YOX::LogLevel, std::string_view) {
+    if (seen.exchange(true)) return;
+    other = std::thread([&] {
+      begun = true;
+      GetParam().call(manager_);
+      returned = true;
+    });
+    while (!begun) std::this_thread::yield();
+    for (int i = 0; i < 20'000 && !returned; ++i) std::this_thread::yield();
+    returned_meanwhile = returned;
+  });
+  manager_.RegisterError(Gateway::HttpGateway, 7);
   other.join();
-  const auto errors = manager_.GetErrors(Gateway::HttpGateway);
-  ASSERT_EQ(errors.size(), 5U);
-  for (const auto& error : errors) EXPECT_EQ(error.count, 2 * kRounds / 5) << error.errorCode;
+  YOX::Log::SetSink({});
+  EXPECT_FALSE(returned_meanwhile);
 }
+
+INSTANTIATE_TEST_SUITE_P(
+    , StatusCall,
+    testing::Values(
+        CallRow{"RegisterError",
+                [](YoxStatusManager& manager) { manager.RegisterError(Gateway::HttpGateway, 7); }},
+        CallRow{"GetErrors",
+                [](YoxStatusManager& manager) { manager.GetErrors(Gateway::HttpGateway); }},
+        CallRow{"HasCriticalError", [](YoxStatusManager& manager) { manager.HasCriticalError(); }},
+        CallRow{"GetCriticalErrorMessage",
+                [](YoxStatusManager& manager) { manager.GetCriticalErrorMessage(); }},
+        CallRow{"ClearErrors",
+                [](YoxStatusManager& manager) { manager.ClearErrors(Gateway::HttpGateway); }},
+        CallRow{"ClearAllErrors", [](YoxStatusManager& manager) { manager.ClearAllErrors(); }}),
+    yox_test::RowName());
 
 }  // namespace
