@@ -1,16 +1,21 @@
 #include <memory>
 #include <optional>
+#include <utility>
 
 #include "yox/applicability/ApplicabilityEvaluator.h"
 #include "yox/base/Json.h"
 #include "yox/base/String.h"
 #include "yox/decision/Explanation.h"
 #include "yox/decision/ExplanationDocument.h"
+#include "yox/decision/FactsDocument.h"
 #include "yox/decision/FilterDocument.h"
+#include "yox/decision/PreparedDevice.h"
 
 #include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/CommandLine.h"
 #include "host/yoxctl/ExplanationText.h"
+#include "host/yoxctl/FactsQuestion.h"
+#include "host/yoxctl/Inputs.h"
 #include "host/yoxctl/MachineRecord.h"
 #include "host/yoxctl/Output.h"
 #include "host/yoxctl/Paint.h"
@@ -25,6 +30,7 @@ struct EvaluateOptions {
   std::string filters;
   std::optional<std::string> target_version;
   std::vector<std::string> tags;
+  std::optional<std::string> facts;
   bool explain = false;
 };
 
@@ -41,40 +47,59 @@ ApplicabilityEvaluator::Pairs TagsOf(const std::vector<std::string>& arguments) 
   return tags;
 }
 
-std::string AnswerText(bool applies, const yox::WString& reason, const Painter& paint) {
-  return paint(applies ? Paint::kGood : Paint::kBad, AnswerWord(applies)) + "\n" +
-         YOX::String::UTF16ToUTF8(reason) + "\n";
+// Without --explain: the decision alone. A decision without facts that are unknown has no other
+// members than `applies` and `reason`.
+Json::Value AnswerJson(const Explanation& explanation) {
+  const Json::Value whole = ExplanationJson(explanation);
+  Json::Value answer;
+  for (const char* const key : {"applies", "reason", "needs"}) {
+    if (whole.isMember(key)) answer[key] = whole[key];
+  }
+  return answer;
+}
+
+int PrintAnswer(const GlobalOptions& global, bool explain, const Explanation& explanation) {
+  if (global.json) {
+    Print(yox::JsonText(explain ? ExplanationJson(explanation) : AnswerJson(explanation)));
+  } else if (explain) {
+    const Painter paint = PainterOfOutput(global.colours);
+    Print(AnswerText(explanation, paint) + ExplanationText(explanation, paint));
+  } else {
+    Print(AnswerText(explanation, Painter(false)));
+  }
+  return explanation.applies ? kDone : kNegative;
+}
+
+int EvaluateOnFacts(const GlobalOptions& global, const EvaluateOptions& options,
+                    const ApplicabilityFilter& list, yox::decision::Question question) {
+  if (global.device || global.state_dir) {
+    throw Refusal("--facts: the facts are the device: --device and --state-dir are not for it");
+  }
+  const std::string& file = *options.facts;
+  const auto facts = Named(file == kStandardInput ? "standard input" : file,
+                           [text = ReadInput(file)] { return yox::decision::ReadFacts(text); });
+  question.now = MomentOn(facts, "--now", global.now);
+  return PrintAnswer(global, options.explain, ExplainOn(facts, list, question));
 }
 
 int Evaluate(const GlobalOptions& global, const EvaluateOptions& options) {
-  const ApplicabilityEvaluator::Pairs tags = TagsOf(options.tags);
-  yox::WString target_version = Widened("--target-version", options.target_version.value_or(""));
-  const ApplicabilityFilter filter = ReadNamed(options.filters, ReadFilterDocument);
-  const ChosenDevice device(global);
+  yox::decision::Question question{0, {}, TagsOf(options.tags)};
+  if (options.target_version) {
+    question.target_version = Widened("--target-version", *options.target_version);
+  }
+  const ApplicabilityFilter list = ReadNamed(options.filters, ReadFilterDocument);
+  if (options.facts) return EvaluateOnFacts(global, options, list, std::move(question));
 
+  const ChosenDevice device(global);
   PublishMachineRecord();
   const auto evaluator = ApplicabilityEvaluator::CreateWithoutTasks();
-  yox::WString* const target = options.target_version ? &target_version : nullptr;
-
+  yox::WString* const target = question.target_version ? &*question.target_version : nullptr;
   if (options.explain) {
-    const Explanation explanation = evaluator->Explain(filter, target, tags);
-    const Painter paint = PainterOfOutput(global.colours);
-    Print(global.json ? yox::JsonText(ExplanationJson(explanation))
-                      : AnswerText(explanation.applies, explanation.reason, paint) +
-                            ExplanationText(explanation, paint));
-    return explanation.applies ? kDone : kNegative;
+    return PrintAnswer(global, true, evaluator->Explain(list, target, question.extra_tags));
   }
-  yox::WString reason;
-  const bool applies = evaluator->IsApplicable(filter, target, tags, reason);
-  if (global.json) {
-    Json::Value answer;
-    answer["applies"] = applies;
-    answer["reason"] = YOX::String::UTF16ToUTF8(reason);
-    Print(yox::JsonText(answer));
-  } else {
-    Print(AnswerText(applies, reason, Painter(false)));
-  }
-  return applies ? kDone : kNegative;
+  Explanation decided;
+  decided.applies = evaluator->IsApplicable(list, target, question.extra_tags, decided.reason);
+  return PrintAnswer(global, false, decided);
 }
 
 }  // namespace
@@ -95,6 +120,11 @@ Command EvaluateCommand() {
                        .type = "KEY=VALUE",
                        .help = "A tag of the device; may be given several times",
                        .target = &options->tags},
+                      {.name = "--facts",
+                       .type = "FACTS.json",
+                       .help = "Decide on the device of this facts document, at the moment of "
+                               "--now; - is standard input",
+                       .target = &options->facts},
                       {.name = "--explain",
                        .help = "Tell of every filter and criterion what was required and what the "
                                "device has",

@@ -238,7 +238,7 @@ class ListTests(Yoxctl):
         good = {"profile": "device.json", "applies": True}
         self.write("bad.json", {"country": "US"})
         for case, message in (
-                ({"applies": 1}, "list.test.json: line 1, column 69: cases[1].applies: expected true or false, found a number"),
+                ({"applies": 1}, "list.test.json: line 1, column 69: cases[1].applies: expected true, false or null, found a number"),
                 ({**good, "changes": {"region": {"country": "US"}}},
                  "list.test.json: cases[1].changes: region.country: unknown key"),
                 ({**good, "now": "noon"},

@@ -161,7 +161,14 @@ std::string ChangesText(const ExplainedCriterion& criterion, const Painter& pain
 
 }  // namespace
 
-std::string AnswerWord(bool applies) { return applies ? "applies" : "does not apply"; }
+std::string AnswerWord(const Json::Value& applies) {
+  if (applies.isNull()) return "undetermined";
+  return applies.asBool() ? "applies" : "does not apply";
+}
+
+std::string AnswerWord(const Explanation& explanation) {
+  return AnswerWord(explanation.is_undetermined ? Json::Value() : Json::Value(explanation.applies));
+}
 
 std::string FilterText(const Explanation& explanation, std::size_t index, const Painter& paint) {
   const ExplainedFilter& filter = explanation.filters[index];

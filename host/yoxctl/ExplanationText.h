@@ -1,5 +1,7 @@
 #pragma once
 
+#include <json/value.h>
+
 #include <cstddef>
 #include <string>
 
@@ -9,8 +11,10 @@
 
 namespace yoxctl {
 
-// Returns "applies" or "does not apply".
-std::string AnswerWord(bool applies);
+// Returns "applies", "does not apply" or "undetermined".
+std::string AnswerWord(const yox::decision::Explanation& explanation);
+// The same of the member `applies` of a document.
+std::string AnswerWord(const Json::Value& applies);
 
 // Returns the lines for one filter: of each criterion what was required, what the device has, and
 // the source of that.

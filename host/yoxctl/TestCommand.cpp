@@ -1,7 +1,10 @@
 #include <algorithm>
+#include <cstdint>
 #include <memory>
 #include <optional>
+#include <string_view>
 #include <utility>
+#include <variant>
 
 #include "yox/applicability/ApplicabilityEvaluator.h"
 #include "yox/applicability/ListTest.h"
@@ -16,6 +19,7 @@
 #include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/CommandLine.h"
 #include "host/yoxctl/ExplanationText.h"
+#include "host/yoxctl/FactsQuestion.h"
 #include "host/yoxctl/Output.h"
 #include "host/yoxctl/Paint.h"
 #include "host/yoxctl/Table.h"
@@ -23,8 +27,10 @@
 using yox::applicability::ListTest;
 using yox::applicability::ListTestCase;
 using yox::applicability::SimulatedProcess;
+using yox::decision::ExplainedFilter;
 using yox::decision::Explanation;
 using yox::decision::ReadFilterDocument;
+using yox::decision::Truth;
 
 namespace yoxctl {
 namespace {
@@ -35,9 +41,15 @@ struct TestOptions {
   std::vector<std::string> files;
 };
 
+// A device of a facts document, and the moment of its decision.
+struct KnownDevice {
+  yox::decision::FactsRecord facts;
+  std::int64_t now = 0;
+};
+
 struct Case {
   ListTestCase test;
-  DeviceProfile device;
+  std::variant<DeviceProfile, KnownDevice> device;
 };
 
 // A document of cases with all that it names, read.
@@ -68,6 +80,21 @@ auto ReadBeside(const std::string& place, const std::string& file, Read read) {
   }
 }
 
+KnownDevice DeviceOfFacts(const ListTestCase& test, const std::string& place,
+                          std::string_view text) {
+  KnownDevice device;
+  try {
+    device.facts = yox::applicability::FactsOfCase(test, text);
+  } catch (const yox::DocumentError& error) {
+    const std::string file = YOX::String::UTF16ToUTF8(test.facts->file);
+    throw Refusal(place + ".facts: " + (file.empty() ? "" : OneLine(file) + ": ") + error.what());
+  }
+  std::optional<std::string> now;
+  if (test.now) now = YOX::String::UTF16ToUTF8(*test.now);
+  device.now = MomentOn(device.facts, place + ".now", now);
+  return device;
+}
+
 TestFile ReadTestFile(const std::string& name) {
   const ListTest test = ReadNamed(name, yox::applicability::ReadListTest);
   const std::filesystem::path folder = PathOf(name).parent_path();
@@ -83,6 +110,15 @@ TestFile ReadTestFile(const std::string& name) {
   }
   for (const ListTestCase& one : test.cases) {
     const std::string place = NameOf(name) + ": cases[" + std::to_string(file.cases.size()) + "]";
+    if (one.facts) {
+      const std::string facts_place = place + ".facts: ";
+      std::string text;
+      if (!one.facts->file.empty()) {
+        text = ReadBeside(facts_place, beside(one.facts->file), [](std::string t) { return t; });
+      }
+      file.cases.push_back({one, DeviceOfFacts(one, place, text)});
+      continue;
+    }
     std::string profile = "{}";
     if (!one.profile.empty()) {
       profile = ReadBeside(place + ".profile: ", beside(one.profile),
@@ -98,16 +134,23 @@ TestFile ReadTestFile(const std::string& name) {
 }
 
 Explanation Decide(const ApplicabilityFilter& list, const Case& one) {
-  const SimulatedProcess process(one.device);
   ApplicabilityEvaluator::Pairs tags;
   for (const auto& [key, value] : one.test.tags) tags.emplace_back(key, value);
   const auto& target = one.test.target_version;
+  if (const auto* const known = std::get_if<KnownDevice>(&one.device)) {
+    return ExplainOn(known->facts, list, {known->now, target, tags});
+  }
+  const SimulatedProcess process(std::get<DeviceProfile>(one.device));
   return ApplicabilityEvaluator::CreateWithoutTasks()->Explain(list, target ? &*target : nullptr,
                                                                tags);
 }
 
+Truth TruthOf(const Explanation& found) {
+  return found.is_undetermined ? Truth::kUnknown : yox::decision::TruthOf(found.applies);
+}
+
 bool Passed(const ListTestCase& test, const Explanation& found) {
-  return found.applies == *test.applies &&
+  return TruthOf(found) == *test.applies &&
          (!test.decided_by || found.decided_by == std::size_t{*test.decided_by});
 }
 
@@ -123,11 +166,16 @@ std::string RelevantText(const ListTestCase& test, const Explanation& found, con
   if (test.decided_by && *test.decided_by < found.filters.size()) {
     filters.push_back(*test.decided_by);
   }
+  for (std::size_t i = 0; i < found.filters.size(); ++i) {
+    if (found.filters[i].outcome == ExplainedFilter::Outcome::kUndecided) filters.push_back(i);
+  }
   std::ranges::sort(filters);
   filters.erase(std::unique(filters.begin(), filters.end()), filters.end());
   std::string text;
   for (const std::size_t filter : filters) text += FilterText(found, filter, paint);
-  if (found.applies != *test.applies) text += NearestMissText(found, paint);
+  if (TruthOf(found) != *test.applies && !found.is_undetermined) {
+    text += NearestMissText(found, paint);
+  }
   return text;
 }
 
@@ -142,13 +190,20 @@ Json::Value CaseJson(std::size_t index, const Case& one, const Explanation& foun
   json["case"] = Json::UInt64{index};
   json["name"] = YOX::String::UTF16ToUTF8(one.test.name);
   json["passed"] = passed;
-  json["expected"]["applies"] = *one.test.applies;
+  json["expected"]["applies"] = *one.test.applies == Truth::kUnknown
+                                    ? Json::Value()
+                                    : Json::Value(*one.test.applies == Truth::kTrue);
   if (one.test.decided_by) json["expected"]["decided_by"] = *one.test.decided_by;
   return json;
 }
 
 std::string Expectation(const Json::Value& answer) {
-  std::string text = AnswerWord(answer["applies"].asBool());
+  std::string text = AnswerWord(answer["applies"]);
+  const char* separator = ", needs ";
+  for (const Json::Value& fact : answer["needs"]) {
+    text += separator + OneLine(fact.asString());
+    separator = ", ";
+  }
   if (answer.isMember("decided_by")) text += ", by " + ByFilter(answer["decided_by"]);
   return text;
 }

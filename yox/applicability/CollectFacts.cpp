@@ -57,6 +57,9 @@ FactsRecord ApplicabilityEvaluator::RunningDevice::Collect(
     const TextFact& fact = DeviceFacts::Text(criterion.field);
     record.text(criterion.field) = {fact.knowledge, WString(fact.given)};
   }
+  record.serial_number = Given<WString>::Known(machine_.View(Text::serial_number));
+  record.realm = Given<WString>::Known(Realm());
+  if (!own().has_organisation) record.realm = Given<WString>::Missing();
   record.text(FilterField::os_version) = Given<WString>::Known(machine_.View(Text::os_version));
   record.text(FilterField::version) = Given<WString>::Known(client_version_);
   const BucketFact device_bucket = Bucket(false);
@@ -69,8 +72,7 @@ FactsRecord ApplicabilityEvaluator::RunningDevice::Collect(
       subscriptions.knowledge,
       std::vector<WString>(subscriptions.texts.begin(), subscriptions.texts.end())};
 
-  record.time_zone =
-      yox::TimeZone::Parse(YOX::String::UTF16ToUTF8(Platform::Get().clock().ZoneName()));
+  record.SetTimeZone(YOX::String::UTF16ToUTF8(Platform::Get().clock().ZoneName()));
 
   Tags();
   record.tags.emplace();

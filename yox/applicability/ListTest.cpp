@@ -5,6 +5,8 @@
 #include "yox/base/Json.h"
 #include "yox/base/JsonFields.h"
 #include "yox/base/StrictJson.h"
+#include "yox/base/String.h"
+#include "yox/decision/FactsDocument.h"
 #include "yox/platform/simulated/DeviceProfileReader.h"
 
 namespace yox {
@@ -19,11 +21,33 @@ struct JsonCodec<Json::Value> {
   static void List(const std::string&, std::vector<std::string>&) {}
 };
 
+// A file, or a document whose text is cut out of that of the cases: its members have an order.
+template <>
+struct JsonCodec<applicability::ListTestFacts> {
+  static void Read(const JsonNode& node, applicability::ListTestFacts& facts) {
+    const Json::Value& value = node.value();
+    node.Require(value.isString() || value.isObject(), "a string or an object");
+    if (value.isString()) facts.file = YOX::String::UTF8ToUTF16(value.asString());
+  }
+  static void List(const std::string&, std::vector<std::string>&) {}
+};
+
+template <>
+struct JsonCodec<decision::Truth> {
+  static void Read(const JsonNode& node, decision::Truth& truth) {
+    node.Require(node.value().isBool() || node.value().isNull(), "true, false or null");
+    truth = node.value().isNull() ? decision::Truth::kUnknown
+                                  : decision::TruthOf(node.value().asBool());
+  }
+  static void List(const std::string&, std::vector<std::string>&) {}
+};
+
 template <>
 struct JsonFields<applicability::ListTestCase> {
   static constexpr std::tuple kTable{
       JsonField{"name", &applicability::ListTestCase::name},
       JsonField{"profile", &applicability::ListTestCase::profile},
+      JsonField{"facts", &applicability::ListTestCase::facts},
       JsonField{"changes", &applicability::ListTestCase::changes},
       JsonField{"now", &applicability::ListTestCase::now},
       JsonField{"target_version", &applicability::ListTestCase::target_version},
@@ -78,7 +102,18 @@ ListTest ReadListTest(std::string_view utf8) {
   root.ForEachMember([&](std::string_view key, const yox::JsonNode& cases) {
     if (key != "cases") return;
     for (Json::ArrayIndex i = 0; i < cases.value().size(); ++i) {
-      if (!test.cases[i].applies) cases.Element(i).Fail("the key \"applies\" is missing");
+      ListTestCase& one = test.cases[i];
+      if (!one.applies) cases.Element(i).Fail("the key \"applies\" is missing");
+      if (!one.facts) continue;
+      if (!one.profile.empty() || one.changes) {
+        cases.Element(i).Fail("expected \"facts\" or a profile with its changes, found both");
+      }
+      const Json::Value& facts = cases.value()[i]["facts"];
+      if (!facts.isObject()) continue;
+      const auto begin = static_cast<std::size_t>(facts.getOffsetStart());
+      one.facts->text =
+          utf8.substr(begin, static_cast<std::size_t>(facts.getOffsetLimit()) - begin);
+      one.facts->first_line = yox::PlaceFinder(utf8).At(begin).line;
     }
   });
   if (test.cases.empty()) root.Fail("there are no cases");
@@ -102,6 +137,13 @@ yox::platform::DeviceProfile DeviceOfCase(const ListTestCase& test, std::string_
     device = ReadChanged(document, "now");
   }
   return device;
+}
+
+yox::decision::FactsRecord FactsOfCase(const ListTestCase& test, std::string_view file) {
+  if (test.facts->file.empty()) {
+    return yox::decision::ReadFacts(test.facts->text, test.facts->first_line);
+  }
+  return yox::decision::ReadFacts(file);
 }
 
 std::vector<std::string> ListTestPaths() { return yox::JsonPaths<ListTest>(); }

@@ -13,6 +13,7 @@
 
 namespace {
 
+using yox::decision::Truth;
 using namespace yox::literals;
 using namespace yox::applicability;
 
@@ -46,7 +47,7 @@ TEST(ListTestDocuments, EveryKeyIsRead) {
       "target_version": "", "tags": {"Ring": "beta"}, "applies": true, "decided_by": 3}]})");
   EXPECT_EQ(test.list, "a.json"_w);
   ASSERT_EQ(test.cases.size(), 2U);
-  EXPECT_EQ(test.cases[0].applies, false);
+  EXPECT_EQ(test.cases[0].applies, Truth::kFalse);
   EXPECT_EQ(test.cases[0].target_version, std::nullopt);
   EXPECT_EQ(test.cases[0].decided_by, std::nullopt);
   EXPECT_EQ(test.cases[0].changes, std::nullopt);
@@ -57,8 +58,30 @@ TEST(ListTestDocuments, EveryKeyIsRead) {
   EXPECT_EQ(second.now, "2026-03-01T12:00:00"_w);
   EXPECT_EQ(second.target_version, ""_w);
   EXPECT_EQ(second.tags.at("Ring"_w), "beta"_w);
-  EXPECT_EQ(second.applies, true);
+  EXPECT_EQ(second.applies, Truth::kTrue);
   EXPECT_EQ(second.decided_by, 3U);
+}
+
+TEST(ListTestFactsOfCase, AreTheTextOfTheDocumentOrOfAFile) {
+  const std::string document = R"({"cases": [
+    {"applies": null, "facts": {"tags": {"Ring": "beta", "Alpha": "a"}}},
+    {"applies": true, "facts": "a.json"},
+    {"applies": true, "facts": {
+       "country": 1}}]})";
+  const ListTest test = ReadListTest(document);
+  EXPECT_EQ(test.cases[0].applies, Truth::kUnknown);
+  const auto facts = FactsOfCase(test.cases[0], {});
+  ASSERT_EQ(facts.tags->size(), 2U);
+  EXPECT_EQ(facts.tags->front().key(), "Ring"_w) << "in the order in which they are written";
+  EXPECT_EQ(test.cases[1].facts->file, "a.json"_w);
+  EXPECT_EQ(FactsOfCase(test.cases[1], R"({"id":"x"})").id, "x");
+  try {
+    FactsOfCase(test.cases[2], {});
+    FAIL() << "was read";
+  } catch (const yox::DocumentError& error) {
+    EXPECT_EQ(error.place()->line, 5U);
+    EXPECT_EQ(error.message(), "country: expected a string or null, found a number");
+  }
 }
 
 TEST(ListTestDevice, ChangesAreMergedAndTheTimeComesLast) {
@@ -108,7 +131,13 @@ INSTANTIATE_TEST_SUITE_P(
                     RefusalRow{"NoAnswer", R"({"cases": [{"applies": true}, {}]})",
                                "cases[1]: the key \"applies\" is missing"},
                     RefusalRow{"AnswerIsNoAnswer", R"({"cases": [{"applies": "yes"}]})",
-                               "cases[0].applies: expected true or false, found a string"},
+                               "cases[0].applies: expected true, false or null, found a string"},
+                    RefusalRow{"FactsAndProfile",
+                               R"({"cases": [{"applies": true, "facts": {}, "profile": "a"}]})",
+                               "cases[0]: expected \"facts\" or a profile with its changes, found "
+                               "both"},
+                    RefusalRow{"Facts", R"({"cases": [{"applies": true, "facts": []}]})",
+                               "cases[0].facts: expected a string or an object, found an array"},
                     RefusalRow{"NoIndex", R"({"cases": [{"applies": true, "decided_by": -1}]})",
                                "cases[0].decided_by: expected a whole number from 0 to 4294967295"},
                     RefusalRow{"Tags", R"({"cases": [{"applies": true, "tags": {"a": 1}}]})",

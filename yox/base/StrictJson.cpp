@@ -332,9 +332,9 @@ void JsonNode::FailAt(std::size_t byte, std::string_view what) const {
   if (!message.empty()) message += ": ";
   message += what;
   if (utf8_.empty()) throw DocumentError(message);
-  const DocumentPlace place = PlaceFinder(utf8_).At(byte);
-  if (has_columns_) throw DocumentError(place, message);
-  throw DocumentError("line " + std::to_string(place.line + first_line_ - 1) + ": " + message);
+  DocumentPlace place = PlaceFinder(utf8_).At(byte);
+  place.line += first_line_ - 1;
+  throw DocumentError(place, message);
 }
 
 bool JsonNode::IsRemark() const {

@@ -57,10 +57,8 @@ class YOX_API JsonNode {
  public:
   explicit JsonNode(const Json::Value& document) : value_(document) {}
   // Errors have the place of the value, or of the key if it is unknown, in the document's text.
-  JsonNode(const Json::Value& document, std::string_view utf8)
-      : value_(document), utf8_(utf8), has_columns_(true) {}
-  // Messages begin with the line of the value in the document's text: "line 3: PATH: WHAT".
-  JsonNode(const Json::Value& document, std::string_view utf8, std::size_t first_line)
+  // Lines count from `first_line`.
+  JsonNode(const Json::Value& document, std::string_view utf8, std::size_t first_line = 1)
       : value_(document), utf8_(utf8), first_line_(first_line) {}
 
   const Json::Value& value() const { return value_; }
@@ -112,17 +110,15 @@ class YOX_API JsonNode {
         key_(key),
         index_(index),
         utf8_(parent.utf8_),
-        first_line_(parent.first_line_),
-        has_columns_(parent.has_columns_) {}
+        first_line_(parent.first_line_) {}
 
   const Json::Value& value_;
   const JsonNode* parent_ = nullptr;
   std::string_view key_;
   Json::ArrayIndex index_ = 0;
-  // Of the document; empty when messages name no line.
+  // Of the document; empty when errors have no place.
   std::string_view utf8_ = {};
   std::size_t first_line_ = 1;
-  bool has_columns_ = false;
 };
 
 }  // namespace yox

@@ -74,6 +74,14 @@ struct FactRow {
 inline constexpr std::array kFacts = {YOX_FACTS(YOX_ROW)};
 #undef YOX_ROW
 
+// The keys of a document: all but the last, which is of the question.
+inline constexpr auto kDocumentKeys = [] {
+  std::array<std::string_view, kFacts.size() - 1> keys;
+  for (std::size_t i = 0; i < keys.size(); ++i) keys[i] = kFacts[i].name;
+  return keys;
+}();
+static_assert(kFacts.back().form == FactForm::kOfTheQuestion);
+
 constexpr std::string_view NameOf(Fact fact) { return kFacts[static_cast<std::size_t>(fact)].name; }
 constexpr FactForm FormOf(Fact fact) { return kFacts[static_cast<std::size_t>(fact)].form; }
 

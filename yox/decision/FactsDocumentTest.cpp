@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "yox/base/Document.h"
 #include "yox/base/String.h"
@@ -11,6 +14,7 @@
 #include "yox/decision/PreparedDevice.h"
 
 #include "tests/support/Rows.h"
+#include "tests/support/SchemaPaths.h"
 
 namespace yox::decision {
 namespace {
@@ -77,6 +81,13 @@ TEST(ReadFacts, NullIsKnownToBeMissing) {
   EXPECT_TRUE(facts.installed_items && facts.hardware_ids);
 }
 
+TEST(ReadFacts, RemarksMeanNothing) {
+  const FactsRecord facts =
+      ReadFacts(R"({"$schema":"x","comment":["a","b"],"tags":{"comment":"x"},"id":"a"})");
+  EXPECT_EQ(facts.id, "a");
+  EXPECT_EQ(facts.tags->size(), 1U);
+}
+
 TEST(ReadFacts, WithoutFirmwareTablesItsTextsAreMissing) {
   for (const char* const document :
        {R"({"firmware":false,"model":"FA14"})", R"({"model":"FA14","firmware":false})"}) {
@@ -126,53 +137,59 @@ INSTANTIATE_TEST_SUITE_P(
     Rows, FactsRefusals,
     ::testing::Values(
         RefusalRow{"Number", R"({"country": 49})",
-                   "line 17: country: expected a string or null, found a number"},
-        RefusalRow{"UnknownKey", R"({"county": "DE"})", "line 17: county: unknown key"},
+                   "line 17, column 13: country: expected a string or null, found a number"},
+        RefusalRow{"UnknownKey", R"({"county": "DE"})",
+                   "line 17, column 2: county: unknown key (did you mean \"country\"?)"},
         RefusalRow{"OfTheQuestion", R"({"target_version": "1.0"})",
-                   "line 17: target_version: unknown key"},
+                   "line 17, column 2: target_version: unknown key"},
         RefusalRow{"SecondLine", "{\"id\":\"a\",\n\"tags\":{\"Ring\":null}}",
-                   "line 18: tags.Ring: expected a string, found null"},
+                   "line 18, column 16: tags.Ring: expected a string, found null"},
         RefusalRow{"Syntax", R"({"country": "DE",})",
                    "line 17, column 18: expected a key, found \"}\""},
         RefusalRow{"Utf8", "{\"id\":\"\xff\"}", "line 17, column 8: not well-formed UTF-8"},
         RefusalRow{"Twice", R"({"id":"a","id":"b"})",
                    "line 17, column 11: the key \"id\" is given twice"},
-        RefusalRow{"NoObject", "[]", "line 17: expected an object, found an array"},
+        RefusalRow{"NoObject", "[]", "line 17, column 1: expected an object, found an array"},
         RefusalRow{"Nothing", "",
                    "line 17, column 1: expected a value, found the end of the document"},
-        RefusalRow{"Zone", R"({"time_zone":"Nowhere/Land"})",
-                   "line 17: time_zone: expected a time zone such as \"Europe/Berlin\" or "
-                   "\"+01:00\", found \"Nowhere/Land\""},
+        RefusalRow{
+            "Zone", R"({"time_zone":"Nowhere/Land"})",
+            "line 17, column 14: time_zone: expected a time zone such as \"Europe/Berlin\" or "
+            "\"+01:00\", found \"Nowhere/Land\""},
         RefusalRow{"NoZone", R"({"time_zone":null})",
-                   "line 17: time_zone: expected a string, found null"},
-        RefusalRow{
-            "Bucket", R"({"rollout_bucket":4096})",
-            "line 17: rollout_bucket: expected a whole number from 0 to 4095, found a number"},
-        RefusalRow{
-            "Fraction", R"({"rollout_bucket":1.0})",
-            "line 17: rollout_bucket: expected a whole number from 0 to 4095, found a number"},
+                   "line 17, column 14: time_zone: expected a string, found null"},
+        RefusalRow{"Bucket", R"({"rollout_bucket":4096})",
+                   "line 17, column 19: rollout_bucket: expected a whole number from 0 to 4095, "
+                   "found a number"},
+        RefusalRow{"Fraction", R"({"rollout_bucket":1.0})",
+                   "line 17, column 19: rollout_bucket: expected a whole number from 0 to 4095, "
+                   "found a number"},
         RefusalRow{"Hash", R"({"sn_hash":"12ab"})",
-                   "line 17: sn_hash: expected 64 hexadecimal digits, found \"12ab\""},
+                   "line 17, column 12: sn_hash: expected 64 hexadecimal digits, found \"12ab\""},
         RefusalRow{"HashBesideText", R"({"realm":"a","organisation_bucket":1})",
-                   "line 17: organisation_bucket: expected \"realm\" or its hash and bucket, found "
+                   "line 17, column 36: organisation_bucket: expected \"realm\" or its hash and "
+                   "bucket, found "
                    "both"},
-        RefusalRow{
-            "TextBesideHash", R"({"rollout_bucket":1,"serial_number":null})",
-            "line 17: serial_number: expected \"serial_number\" or its hash and bucket, found "
-            "both"},
+        RefusalRow{"TextBesideHash", R"({"rollout_bucket":1,"serial_number":null})",
+                   "line 17, column 37: serial_number: expected \"serial_number\" or its hash and "
+                   "bucket, found "
+                   "both"},
         RefusalRow{"Firmware", R"({"firmware":null})",
-                   "line 17: firmware: expected true or false, found null"},
-        RefusalRow{"Items", R"({"installed_items":[["a","1"],["b"]]})",
-                   "line 17: installed_items[1]: expected a name and a version, found fewer"},
-        RefusalRow{"ThreeTexts", R"({"installed_items":[["a","1","2"]]})",
-                   "line 17: installed_items[0]: expected a name and a version, found more"},
-        RefusalRow{"Ids", R"({"hardware_ids":["a",1]})",
-                   "line 17: hardware_ids[1]: expected a string, found a number"},
+                   "line 17, column 13: firmware: expected true or false, found null"},
         RefusalRow{
-            "Hive", R"({"registry":{"HKCR\\a":{}}})",
-            "line 17: registry[\"HKCR\\a\"]: expected a key that begins with HKLM\\ or HKCU\\"},
+            "Items", R"({"installed_items":[["a","1"],["b"]]})",
+            "line 17, column 31: installed_items[1]: expected a name and a version, found fewer"},
+        RefusalRow{
+            "ThreeTexts", R"({"installed_items":[["a","1","2"]]})",
+            "line 17, column 21: installed_items[0]: expected a name and a version, found more"},
+        RefusalRow{"Ids", R"({"hardware_ids":["a",1]})",
+                   "line 17, column 22: hardware_ids[1]: expected a string, found a number"},
+        RefusalRow{"Hive", R"({"registry":{"HKCR\\a":{}}})",
+                   "line 17, column 24: registry[\"HKCR\\a\"]: expected a key that begins with "
+                   "HKLM\\ or HKCU\\"},
         RefusalRow{"Value", R"({"registry":{"HKLM\\a":{"b":1}}})",
-                   "line 17: registry[\"HKLM\\a\"].b: expected a string or null, found a number"}),
+                   "line 17, column 29: registry[\"HKLM\\a\"].b: expected a string or null, found "
+                   "a number"}),
     yox_test::RowName());
 
 TEST(FactsJson, WritesWhatWasRead) { EXPECT_EQ(FactsJson(ReadFacts(kWhole)), kWhole); }
@@ -200,6 +217,16 @@ TEST(FactsJson, EveryKeyOfTheTableIsWrittenAndRead) {
     const bool is_written =
         documents.find("\"" + std::string(kFacts[i].name) + "\":") != std::string::npos;
     EXPECT_EQ(is_written, kFacts[i].form != FactForm::kOfTheQuestion) << kFacts[i].name;
+  }
+}
+
+TEST(FactsDocuments, TheSchemaAndThePageHaveEveryKey) {
+  std::vector<std::string> keys(kDocumentKeys.begin(), kDocumentKeys.end());
+  std::ranges::sort(keys);
+  EXPECT_EQ(yox_test::SchemaPaths("schemas/facts.schema.json"), keys);
+  const std::string page = yox_test::CheckoutFile("docs/facts.md");
+  for (const std::string_view key : kDocumentKeys) {
+    EXPECT_NE(page.find("`" + std::string(key) + "`"), std::string::npos) << key;
   }
 }
 

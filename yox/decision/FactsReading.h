@@ -16,7 +16,6 @@
 namespace yox::decision {
 
 inline constexpr std::size_t kHashDigits = 64;
-inline constexpr std::string_view kUnknownKey = "unknown key";
 
 // Walks the document of one device, checks every value and hands each fact to the sink once, in the
 // document's order.
@@ -24,7 +23,8 @@ inline constexpr std::string_view kUnknownKey = "unknown key";
 // A Node is a value of the document: IsNull, IsString, IsBool; Text and Bool, valid after these;
 // WholeNumber, which is std::nullopt for anything else; ForEachMember(visit(key, node)) and
 // ForEachElement(visit(node)), in the document's order, which fail for another kind of value;
-// Require(condition, kind) and Fail(what), which throw. Nodes are passed by value or reference and
+// Require(condition, kind), Fail(what) and FailUnknownKey(known keys), which throw; IsRemark, as
+// JsonNode has it. Nodes are passed by value or reference and
 // texts are UTF-8 views that live as long as the document. StrictNode is one.
 //
 // A Sink has Id, Text, NoFirmware, HashedText, Hash, Bucket, Subscription, Tag, Item, HardwareId
@@ -38,7 +38,8 @@ class FactsReading {
   void Read(const Node& root) {
     root.ForEachMember([&](std::string_view key, const Node& node) {
       const std::optional<Fact> fact = FactOfKey(key);
-      if (!fact) node.Fail(kUnknownKey);
+      if (!fact && node.IsRemark()) return;
+      if (!fact) node.FailUnknownKey(kDocumentKeys);
       if (Saw(*fact)) node.Fail("the key is given twice");
       seen_ |= Bit(*fact);
       ReadFact(*fact, node);

@@ -57,6 +57,11 @@ class StrictNode {
   }
 
   void Require(bool condition, std::string_view kind) const { node_.Require(condition, kind); }
+  bool IsRemark() const { return node_.IsRemark(); }
+  template <class Keys>
+  [[noreturn]] void FailUnknownKey(const Keys& known) const {
+    node_.FailUnknownKey(known);
+  }
   [[noreturn]] void Fail(std::string_view what) const { node_.Fail(OneLine(what)); }
 
  private:

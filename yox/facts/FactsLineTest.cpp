@@ -40,6 +40,7 @@ constexpr const char* kDocuments[] = {
 "00112233445566778899aabbccddeeff00112233445566778899AABBCCDDEEFF", "org_hash":null,
 "registry":{}, "tags":{}, "installed_items":[], "hardware_ids":[], "device_subscription":[],
 "firmware":true, "time_zone":"UTC", "os":null})",
+    R"({"comment":"x","id":"a","$schema":"y"})",
 };
 
 std::string Words(const TextFact& fact) {

@@ -66,6 +66,12 @@ class FastNode {
   static void Require(bool condition, std::string_view /*kind*/) {
     if (!condition) throw Declined();
   }
+  // What is neither a fact nor a remark is refused, and remarks are rare.
+  [[noreturn]] static bool IsRemark() { throw Declined(); }
+  template <class Keys>
+  [[noreturn]] static void FailUnknownKey(const Keys& /*known*/) {
+    throw Declined();
+  }
   [[noreturn]] static void Fail(std::string_view /*what*/) { throw Declined(); }
 
  private:
