@@ -71,6 +71,7 @@ Command PolicyCommand();
 Command ProvisionCommand();
 Command RegistryCommand();
 Command RolloutCommand();
+Command StatusCommand();
 Command TagsCommand();
 Command TestCommand();
 Command WatchCommand();
