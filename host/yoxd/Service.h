@@ -1,0 +1,125 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "yox/base/ThreadSafety.h"
+#include "yox/notifications/SendTelemetryCommandHandler.h"
+#include "yox/notifications/YOXNotificationData.h"
+#include "yox/platform/waits/Event.h"
+
+#include "host/yoxd/Channel.h"
+#include "host/yoxd/Configuration.h"
+#include "host/yoxd/Contents.h"
+#include "host/yoxd/Device.h"
+#include "host/yoxd/Outbox.h"
+#include "host/yoxd/Part.h"
+#include "host/yoxd/PolicyFetch.h"
+#include "host/yoxd/PolicyStore.h"
+#include "host/yoxd/StateFolder.h"
+
+namespace yoxd {
+
+// The service: connects the running library with the channel and the policy service.
+class Service final : public Part {
+ public:
+  // Starts the library, decides the lists that were kept, and begins to connect. Throws
+  // std::exception when the state folder cannot be used.
+  Service(const Configuration& configuration, ChosenPlatform& platform);
+  ~Service() override;
+  Service(const Service&) = delete;
+  Service& operator=(const Service&) = delete;
+
+  // The parts that take turns on the service's thread, this one included.
+  std::vector<Part*> Parts();
+
+  // Reads policy and device again, and connects at once.
+  void Reload();
+  // The profile was edited.
+  void FollowProfile();
+  // A user has logged on or off.
+  void UserChanged();
+
+  // Publishes that the device goes offline and ends the connection. Returns false when a thread
+  // still waits for a server: then the process is to be ended without destructors.
+  bool End();
+
+  Json::Value Status() const;
+  // The same in one line, for the service manager.
+  std::string StatusLine() const;
+
+  void Watch(std::vector<Watched>& watched) override;
+  std::optional<Moment> Due() const override;
+  void Run(Moment now) override;
+
+  const Configuration& configuration() const { return configuration_; }
+  const std::filesystem::path& state_path() const { return folder_.path(); }
+
+ private:
+  std::string Out(std::string_view leaf) const;
+  void ApplyPolicy();
+  void Look();
+  void PublishDevice();
+  void PublishDecision(const std::string& id, const Contents::Content& content);
+  void Report(const std::string& kind, const std::string& subject, const std::string& error);
+
+  bool MayReceive() const;
+  bool MayPassOn() const;
+  void OnReceived(Received message);
+  void OnList(const std::string& id, const std::string& text);
+  void OnChannelMessage(const Received& message);
+  void OnNotification(const Received& message);
+  void ToBus(YOXNotificationData record);
+  void FromBus(const YOXNotificationData& record);
+  void SubscribeToBus();
+  void SendFromBus();
+
+  std::optional<PolicyFetch::Request> PolicyRequest() const;
+  bool OnPolicy(const PolicyFetch::Result& result);
+
+  const Configuration configuration_;
+  ChosenPlatform& platform_;
+  StateFolder folder_;
+  const std::string id_;
+  const std::int64_t started_;
+  yox::platform::Event changed_;  // tags or devices
+  yox::platform::Event woken_;    // the bus has something
+  RunningDevice device_;
+  Outbox outbox_;
+  Contents contents_;
+  PolicyStore store_;
+  std::optional<PlatformPolicy> policy_;  // built by each ApplyPolicy
+  std::string broker_problem_;
+  int policy_code_ = 0;
+  std::string policy_problem_;
+  Channel channel_;
+  PolicyFetch fetch_;
+  yox::LocalDate today_;
+  Moment look_{};
+  bool look_now_ = false;
+  Moment progress_{};  // when the bus last delivered what was received
+
+  YOX::SendTelemetryCommandHandler telemetry_;
+  std::atomic<bool> recollect_{false};
+  std::atomic<bool> repeat_{false};
+
+  // What the bus delivers, on its threads.
+  yox::WString forwarder_;
+  yox::WString commands_;
+  mutable yox::Mutex mutex_;
+  std::deque<YOXNotificationData> from_bus_ YOX_GUARDED_BY(mutex_);
+  std::uint64_t from_bus_dropped_ YOX_GUARDED_BY(mutex_) = 0;
+  std::atomic<std::int64_t> on_bus_{0};    // received, and not delivered yet
+  std::atomic<std::uint64_t> handled_{0};  // received, and delivered
+  // Waits for room on the bus and in the queue.
+  std::deque<Received> received_;
+  std::size_t received_bytes_ = 0;
+  std::uint64_t unreadable_ = 0;
+};
+
+}  // namespace yoxd
