@@ -71,13 +71,12 @@ class Receiver {
   // Waits until this event has come; what was received by then.
   std::vector<int> Until(int event) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(kBound);
-    yox::MutexLock lock(seen_->mutex);
-    const std::vector<int>& events = seen_->events;
-    const auto came = [&] { return std::ranges::find(events, event) != events.end(); };
-    while (!came() && seen_->received.WaitUntil(lock, end)) {
+    Seen& seen = *seen_;
+    yox::MutexLock lock(seen.mutex);
+    while (!seen.Has(event) && seen.received.WaitUntil(lock, end)) {
     }
-    EXPECT_TRUE(came()) << "event " << event << " did not come";
-    return events;
+    EXPECT_TRUE(seen.Has(event)) << "event " << event << " did not come";
+    return seen.events;
   }
   std::vector<int> Events() const {
     const yox::MutexLock lock(seen_->mutex);
@@ -91,6 +90,9 @@ class Receiver {
       const yox::MutexLock lock(mutex);
       events.push_back(record.getEventState());
       received.NotifyAll();
+    }
+    bool Has(int event) const YOX_REQUIRES(mutex) {
+      return std::ranges::find(events, event) != events.end();
     }
 
     yox::Mutex mutex;
