@@ -97,13 +97,14 @@ Question QuestionOf(const FleetOptions& options) {
   return question;
 }
 
-// The days that a roll-out's curve shows: those of --days and --at; otherwise from the first to the
-// last day of the list's roll-outs, or four weeks.
-DaySpan SpanOf(const FleetOptions& options, const CompiledList& list, const Question& question) {
-  const std::int64_t asked = question.now / kSecondsPerDay;
+// The days that a roll-out's curve shows, from `first` on if it is given; otherwise those of the
+// list's roll-outs, or four weeks from now on.
+DaySpan SpanOf(const FleetOptions& options, const CompiledList& list, const Question& question,
+               std::optional<std::int64_t> first = {}) {
+  const std::int64_t today = question.now / kSecondsPerDay;
   DaySpan span =
-      yox::decision::RolloutDaysOf(list).value_or(DaySpan{asked, asked + kDaysWithoutRollout - 1});
-  if (options.at) span.first = asked;
+      yox::decision::RolloutDaysOf(list).value_or(DaySpan{today, today + kDaysWithoutRollout - 1});
+  span.first = first.value_or(span.first);
   if (span.last < span.first) span.last = span.first + kDaysWithoutRollout - 1;
   if (options.days) {
     if (*options.days == 0 || *options.days > kMostDays) {
@@ -205,7 +206,9 @@ int Diff(const GlobalOptions& global, const FleetOptions& options) {
 int Rollout(const GlobalOptions& global, const FleetOptions& options) {
   const List list(options.list);
   const Question question = QuestionOf(options);
-  const RolloutCounts none(*list, SpanOf(options, *list, question), question);
+  std::optional<std::int64_t> first;
+  if (options.at) first = question.now / kSecondsPerDay;
+  const RolloutCounts none(*list, SpanOf(options, *list, question, first), question);
   const RolloutCounts all = Counted(options, question, list.span(), none,
                                     [&](RolloutCounts& counts, std::string_view,
                                         DeviceFacts& facts) { counts.Add(*list, facts); });
