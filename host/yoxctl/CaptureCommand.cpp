@@ -62,7 +62,7 @@ int Capture(const GlobalOptions& global, const std::vector<std::string>& registr
   const ChosenDevice device(global);
   std::string document;
   {
-    const ProgressLine progress("still asking the device");
+    const ProgressLine progress("still reading the device");
     document = Profile(keys);
   }
   if (document.size() > yox::kMaxDocumentSize) {

@@ -90,7 +90,7 @@ void ChosenDevice::Install(const GlobalOptions& options) {
         folder);
     installed_.emplace(*simulated_);
   } else if (options.state_dir) {
-    // The machine's files look for their place when they are first asked.
+    // The machine's files determine their place at the first access.
     SetVariable("YOX_STATE_DIR", PathText(folder));
   }
 }

@@ -70,7 +70,7 @@ int Show(const GlobalOptions& global, bool refresh) {
   const ChosenDevice device(global);
   std::string output;
   {
-    const ProgressLine progress("still asking the device");
+    const ProgressLine progress("still reading the device");
     if (refresh) MachineInformation::GetInstance()->ReInitialize(true);
     const std::shared_ptr<MachineInformation> record = PublishMachineRecord();
     record->CollectAdditionalInfo(true);

@@ -126,7 +126,7 @@ Command EvaluateCommand() {
                                "--now; - is standard input",
                        .target = &options->facts},
                       {.name = "--explain",
-                       .help = "Tell of every filter and criterion what was required and what the "
+                       .help = "Show for every filter and criterion what was required and what the "
                                "device has",
                        .target = &options->explain}},
           .run = [options](const GlobalOptions& global) { return Evaluate(global, *options); }};

@@ -251,7 +251,7 @@ Json::Value ReadChannel(const std::string& text) {
   return answer;
 }
 
-// The named arguments of one builder, and what it makes of them.
+// The named arguments of a builder.
 struct Arguments {
   std::map<std::string, std::string> texts;
   std::map<std::string, bool> flags;

@@ -88,7 +88,7 @@ bool Names(const Rows& rows, std::string_view key) {
   return std::ranges::any_of(rows, [&](const auto& row) { return row.name == key; });
 }
 
-// What holds fields, in one form or another.
+// An object with policy fields, in one of the forms.
 constexpr std::string_view kSections[] = {"yox_config", "platform_policy", "uri", "validation"};
 
 // Refuses a known key whose value the readers would convert, pass over or stumble at.
@@ -141,7 +141,7 @@ PlatformPolicy ReadPolicy(const std::string& file, const std::string& form) {
 PlatformPolicy Accumulated(const PolicyOptions& options) {
   PlatformPolicy effective;
   for (std::size_t i = 0; i < options.documents.size(); ++i) {
-    // Nothing stands yet that the first document could override.
+    // There are no fields yet that the first document could override.
     const bool first = i == 0;
     effective.accumulatePlatformPolicy(ReadPolicy(options.documents[i], options.form),
                                        first || options.override_uris);

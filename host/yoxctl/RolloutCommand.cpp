@@ -66,14 +66,14 @@ struct Rollout {
   RolloutForecast forecast;
 };
 
-// The first day of the one whom the caller asks for.
+// The first day of the device or organisation in the arguments.
 struct Asked {
   std::string name;
   int bucket = 0;
   int day = 1;
 };
 
-// A list may name a century in every filter; the answer has a row for each day.
+// Each filter of a list may name a century, and the output has a row for each day.
 constexpr std::int64_t kMostDays = 1'000'000;
 
 RolloutForecast ForecastOf(const std::string& place, const WString& function) {
@@ -127,7 +127,7 @@ Buckets BucketsOf(const yox::platform::DeviceProfile& profile) {
   return {RolloutForecast::BucketOf(serial_number), RolloutForecast::BucketOf(realm)};
 }
 
-// What `read` makes of each profile in the folder.
+// Returns what `read` returns for each profile in the folder.
 template <class Value>
 std::vector<Value> ReadProfiles(
     const std::string& argument,
@@ -217,7 +217,7 @@ std::string ToText(const Rollout& rollout, const RolloutOptions& options,
           (forecast.by_organisation() ? "organisation" : "device") + "; " +
           TodayText(forecast, today) + "\n";
   if (!forecast.has_known_growth()) {
-    text += "the growth is unknown: nobody is in before the last day\n";
+    text += "the growth is unknown: no device is in before the last day\n";
   }
   if (asked) {
     text += NameOf(asked->name) + ": bucket " + std::to_string(asked->bucket) + ", in from " +

@@ -163,7 +163,7 @@ class Drawing {
     }
   }
 
-  // Goes up at the beginning of each day; days that change nothing take no room.
+  // Rises at the beginning of each day; days without a change are left out of the path.
   std::string Steps(const std::function<double(int)>& share_on) const {
     double last = share_on(1);
     std::string path = "M" + Number(X(0)) + " " + Number(Y(last));

@@ -158,7 +158,7 @@ std::string ByFilter(const Json::Value& index) {
   return index.isNull() ? "no filter" : "filter [" + index.asString() + "]";
 }
 
-// The filters of an explanation that tell why a case failed: the one that was to decide, the one
+// The filters of an explanation that show why a case failed: the one that was to decide, the one
 // that did, and else the nearest miss.
 std::string RelevantText(const ListTestCase& test, const Explanation& found, const Painter& paint) {
   std::vector<std::size_t> filters;
@@ -179,7 +179,7 @@ std::string RelevantText(const ListTestCase& test, const Explanation& found, con
   return text;
 }
 
-// A case as the document of answers has it.
+// A case in the JSON output.
 Json::Value CaseJson(std::size_t index, const Case& one, const Explanation& found) {
   Json::Value json = ExplanationJson(found);
   const bool passed = Passed(one.test, found);

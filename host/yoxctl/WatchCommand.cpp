@@ -39,9 +39,10 @@ namespace {
 using yox::platform::Event;
 using yox::platform::PresentDevice;
 
-// How long a change of a profile's file may stay unseen.
+// How often a profile's file is read.
 constexpr std::int64_t kLookMilliseconds = 100;
-// How long what nobody tells of may: the date, a value that a registry criterion asks for.
+// How often the list is decided without a notification: the date or a registry value may have
+// changed.
 constexpr std::int64_t kDecideMilliseconds = 1'000;
 
 // Interrupting or terminating the program sets the event for as long as this lives.

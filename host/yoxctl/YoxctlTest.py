@@ -679,7 +679,7 @@ class Device(Yoxctl):
             address = f"unix:path={self.folder / 'bus'}"
             done = self.run_program("--state-dir", "state", "device",
                                     env={**os.environ, "DBUS_SYSTEM_BUS_ADDRESS": address})
-        self.assertEqual((done.stderr.decode(), done.returncode), ("yoxctl: still asking the device\n", 0))
+        self.assertEqual((done.stderr.decode(), done.returncode), ("yoxctl: still reading the device\n", 0))
 
 
 # For each criterion a text that a device is likely to match and one that it is not.
@@ -920,7 +920,7 @@ class UnreadableRegistry(Yoxctl):
                 with self.subTest(cause=cause.__name__, arguments=arguments):
                     done = self.run_program("--state-dir", "state", *arguments)
                     # On a busy machine capture also says that it goes on.
-                    said = done.stderr.decode().replace("yoxctl: still asking the device\n", "")
+                    said = done.stderr.decode().replace("yoxctl: still reading the device\n", "")
                     self.assertEqual((said, done.returncode), (complaint, code))
                     self.assertNotEqual(done.stdout, b"")
             with self.subTest(cause=cause.__name__, arguments="watch"):

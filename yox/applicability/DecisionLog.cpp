@@ -19,7 +19,7 @@ void Append(WString& text, std::string_view ascii) { text.append(ascii.begin(), 
 
 WString Widen(std::string_view ascii) { return WString(ascii.begin(), ascii.end()); }
 
-// What the throttle is asked with, by criterion.
+// The arguments of the throttle, by criterion.
 struct ThrottleWords {
   WString key;
   WString actual;

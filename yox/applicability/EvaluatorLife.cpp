@@ -137,7 +137,7 @@ std::shared_ptr<yox::PersonaTagRegistryMonitor> ApplicabilityEvaluator::PersonaM
 
 void ApplicabilityEvaluator::OnYOXNotification(YOXNotificationData& /*record*/) {}
 
-// Behind the end the new monitor gets no event: nobody would keep it.
+// After Uninit the new monitor gets no event, because the event may be deleted.
 void ApplicabilityEvaluator::StartPersonaMonitor() {
   auto monitor = std::make_shared<yox::PersonaTagRegistryMonitor>();
   const yox::MutexLock lock(monitors_mutex_);
@@ -158,7 +158,7 @@ void ApplicabilityEvaluator::RunRegMonitor() {
     {
       const yox::MutexLock lock(monitors_mutex_);
       regMonitor = watcher;
-      // The end may have come while there was nothing to stop.
+      // Uninit may have run before there was a watcher to stop.
       if (uninitialized) watcher->Stop();
     }
     if (!watcher->Init()) {

@@ -28,7 +28,7 @@ constexpr std::uint32_t kKeyRead = 131097;
 constexpr std::uint32_t kLongestValue = 4096;  // bytes
 constexpr long kMoreData = 234;
 
-// The bytes up to `size`, and zeros behind them.
+// The bytes up to `size`, and zeros after them.
 class PaddedBytes {
  public:
   PaddedBytes(const std::uint8_t* data, std::uint32_t size) : bytes_(data, size) {}

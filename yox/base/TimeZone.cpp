@@ -67,7 +67,7 @@ std::int64_t AwayFromTheEnds(std::int64_t moment) {
 
 }  // namespace
 
-// Reads a zone's text from the front. Each operation answers whether it found what it looks for.
+// Reads a zone's text from the front. Each function returns whether it found what it looks for.
 class TimeZone::RuleReader {
  public:
   explicit RuleReader(std::string_view text) : text_(text) {}
@@ -90,7 +90,7 @@ class TimeZone::RuleReader {
     return digits > 0 && number >= lowest && number <= highest;
   }
 
-  // "+hh", "+hh:mm" or "+hhmm"; behind UTC or GMT also "+h" and "+h:mm".
+  // "+hh", "+hh:mm" or "+hhmm"; after UTC or GMT also "+h" and "+h:mm".
   bool TakeFixedOffset(std::int32_t& offset) {
     const bool named = text_.starts_with("UTC") || text_.starts_with("GMT");
     if (named) text_.remove_prefix(3);
@@ -121,7 +121,7 @@ class TimeZone::RuleReader {
       if (!TakeTime(24, west)) return false;
       zone.daylight_ = -west;
     }
-    if (AtEnd()) text_ = ",M3.2.0,M11.1.0";  // what C libraries take where the rule says nothing
+    if (AtEnd()) text_ = ",M3.2.0,M11.1.0";  // the rule that C libraries use if none is given
     return TakeChange(zone.to_daylight_) && TakeChange(zone.to_standard_) && AtEnd();
   }
 
@@ -257,7 +257,7 @@ std::optional<std::int64_t> TimeZone::StartOfLocalDay(int year, int month, int d
   constexpr int kLowest = std::numeric_limits<int>::min();
   if (year < kLowest + 1900 || month == kLowest) return std::nullopt;
   const std::int64_t days = FirstOfMonth(year, month) + day - 1;
-  // mktime fails where the year behind all carrying does not fit.
+  // mktime fails if the year after all carrying does not fit.
   constexpr std::int64_t kLastYear = std::int64_t{std::numeric_limits<int>::max()} + 1900;
   if (ToCivilDay(days).year > kLastYear) return -1;
   return std::max<std::int64_t>(FromLocalSeconds(days * kSecondsPerDay), -1);
@@ -276,7 +276,7 @@ std::int64_t TimeZone::FromLocalSeconds(std::int64_t seconds) const {
   const bool is_daylight = IsDaylight(as_daylight);
   if (is_standard && is_daylight) return std::min(as_standard, as_daylight);
   if (is_standard || is_daylight) return is_standard ? as_standard : as_daylight;
-  // Skipped: read as winter time it lies behind the change, in summer.
+  // Skipped: read as winter time it is after the change, in summer.
   return as_standard;
 }
 

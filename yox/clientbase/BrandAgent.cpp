@@ -24,7 +24,7 @@ WStringView BehindFirstWord(WStringView text, WStringView) {
   return text.substr(FirstWord(text, {}).size());
 }
 
-// What stands between a mark and the next separator of fields: "...;Name=Falcon 14;..." and
+// The text between a mark and the next separator of fields: "...;Name=Falcon 14;..." and
 // "..._BU_Falcon_FM_...".
 WStringView Field(WStringView text, WStringView mark) {
   const std::size_t at = text.find(mark);

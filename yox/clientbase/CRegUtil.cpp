@@ -21,7 +21,7 @@ constexpr long kSuccess = 0, kFileNotFound = 2, kMoreData = 234;
 
 platform::Registry& TheRegistry() { return platform::Platform::Get().registry(); }
 
-// Returns std::nullopt for the user's hive when nobody is logged on.
+// Returns std::nullopt for the user's hive if no user is logged on.
 std::optional<RegistryKey> UsersKey(HKEY root, const WString& path, RegistryView view, bool system,
                                     const WString& sid) {
   RegistryKey key{root, path, view, {}};

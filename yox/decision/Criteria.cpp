@@ -73,7 +73,7 @@ bool Holds(const Evaluation& evaluation, const KeyValueTerm& term, const Find& f
   return false;
 }
 
-// Where the share counts, what it is held against.
+// If the share is compared: the bucket that it is compared with.
 Truth Reaches(DeviceFacts& facts, const Rollout& rollout, RolloutProgress& progress) {
   using enum RolloutProgress::Stage;
   if (progress.stage == kComplete) return Truth::kTrue;

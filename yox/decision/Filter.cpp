@@ -83,10 +83,10 @@ std::shared_ptr<const CompiledList> ApplicabilityFilter::snapshot() const {
 }
 
 // A reader marks a seat before it reads the pointer, and clears the mark when it is done. Once the
-// pointer has been replaced, a seat that is seen empty has no reader of the former list: whoever
-// takes it later reads the new pointer. Mark, pointer and their counterparts in FreeRetired are
-// sequentially consistent, so that either the reader sees the new pointer or the writer sees the
-// mark. These are hazard pointers after Michael, with the mark kept beside the one pointer.
+// pointer has been replaced, a seat that is seen empty has no reader of the former list: a thread
+// that takes it later reads the new pointer. Mark, pointer and their counterparts in FreeRetired
+// are sequentially consistent, so that either the reader sees the new pointer or the writer sees
+// the mark. These are hazard pointers after Michael, with the mark kept beside the one pointer.
 //
 // Leaving needs no such order. A reader that does not see in time that a list has been retired
 // leaves it to the next lease or the next list; so the way out is a plain store.

@@ -26,7 +26,7 @@ using Outcome = yox::platform::JoinAnswer::Outcome;
 
 namespace {
 
-// An answer that is remembered until the process ends or its platform changes.
+// A result that is kept until the process ends or its platform changes.
 class KnownForEver {
  public:
   std::optional<bool> Get() {
@@ -49,13 +49,13 @@ class KnownForEver {
   std::uint64_t generation_ YOX_GUARDED_BY(mutex_) = Platform::Generation();
 };
 
-// An answer that is remembered for an hour, or until the process's platform changes. The time of
-// the last query starts at 0, as the steady clock does: in the first hour of the device the answer
-// is false without a query, as required. The lock is not held during a query, so two threads may
-// query at once; the later one wins.
+// A result that is kept for an hour, or until the process's platform changes. The time of the last
+// query starts at 0, as the steady clock does: in the first hour of the device the result is false
+// without a query, as required. The lock is not held during a query, so two threads may query at
+// once; the later one wins.
 class KnownForAnHour {
  public:
-  // `query` returns std::nullopt when there is no answer to remember.
+  // `query` returns std::nullopt if there is no result to keep.
   template <class Query>
   bool Get(Query query) {
     constexpr std::int64_t kHour = 3'600'000'000'000;  // in nanoseconds
@@ -84,7 +84,7 @@ class KnownForAnHour {
   std::uint64_t generation_ YOX_GUARDED_BY(mutex_) = Platform::Generation();
 };
 
-// Whether the system gave an answer; logs what went wrong.
+// Whether the query succeeded; logs an error otherwise.
 bool WasAsked(const JoinAnswer& answer, const char* name) {
   switch (answer.outcome) {
     case Outcome::kAsked:

@@ -41,7 +41,7 @@ FieldMap YOXNotificationData::JSONtoMap(const Json::Value& value) {
   for (auto member = value.begin(); member != value.end(); ++member) {
     WString key = String::UTF8ToUTF16(member.name());
     if (member->isObject()) {
-      // The empty value is how a reader tells an object from a text of the same name.
+      // By the empty value a reader distinguishes an object from a string of the same name.
       map.insert_or_assign(std::move(key), WString());
       AddAbsent(map, JSONtoMap(*member));
     } else if (member->isString()) {

@@ -175,8 +175,8 @@ void YOXPublisherSubscriber::UseRole(RoleLease& lease) {
   lease.Return();
 }
 
-// Takes the next record, if one comes soon whose round needs nothing of the worker to begin. A
-// record whose round does stays in `round_` for the worker.
+// Takes the next record, if one comes soon whose round can begin without the worker. A record whose
+// round does stays in `round_` for the worker.
 bool YOXPublisherSubscriber::BeginNextRound(RoleLease& lease) {
   Round& round = *round_;
   if (stopRequested) return false;

@@ -5,8 +5,8 @@
 namespace yox::platform {
 namespace {
 
-// Null stands for this machine's. Stored with release, so that a thread that loads the pointer also
-// sees the platform that was built before.
+// Null means this machine's platform. Stored with release, so that a thread that loads the pointer
+// also sees the platform that was built before.
 constinit std::atomic<Platform*> g_installed{nullptr};
 constinit std::atomic<std::uint64_t> g_generation{0};
 

@@ -177,7 +177,7 @@ bool HasAnchor(std::string_view bytes) {
 constexpr std::size_t kHeader = 4;
 constexpr std::size_t kWindowsHeader = 8;
 
-// One structure: its formatted area, and the strings behind it.
+// One structure: its formatted area, and the strings after it.
 struct Structure {
   std::string_view fields;
   std::string_view strings;
@@ -204,7 +204,7 @@ struct Structure {
   }
 };
 
-// Takes the first structure off the bytes; nothing when no whole one is left.
+// Removes the first structure from the bytes and returns it; std::nullopt if no whole one is left.
 std::optional<Structure> TakeStructure(std::string_view& bytes) {
   const std::size_t length = Number(bytes, 1, 1);
   if (bytes.size() < kHeader || length < kHeader || length > bytes.size()) return std::nullopt;
@@ -274,7 +274,7 @@ bool IsFiller(WStringView text) {
 std::optional<FirmwareFacts> Read(std::string_view bytes) {
   if (HasAnchor(bytes)) {
     const std::optional<EntryPoint> entry = ReadEntryPoint(bytes);
-    // A dump's own address is behind its entry point; one that was not rewritten points into the
+    // A dump's own address is after its entry point; one that was not rewritten points into the
     // machine's memory.
     constexpr std::uint64_t kUsualAddress = 32;
     std::uint64_t address = entry ? entry->address : kUsualAddress;

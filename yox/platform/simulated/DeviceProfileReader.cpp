@@ -210,7 +210,7 @@ const Row& ReadRow(const JsonNode& node, const Row (&rows)[kSize]) {
 
 }  // namespace
 
-// What stands in a document as one text or number.
+// Types that are one string or number in a document.
 struct JsonLeaf {
   static void List(const std::string&, std::vector<std::string>&) {}
 };

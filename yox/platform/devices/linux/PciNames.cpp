@@ -61,7 +61,7 @@ PciName FindPciNameInHardwareDatabase(std::uint32_t vendor, std::uint32_t device
   if (context == nullptr) return name;
   const UdevRef<udev_hwdb> database(udev_hwdb_new(context.get()));
   if (database == nullptr) return name;
-  // The database is asked as udev asks it, with the beginning of a device's MODALIAS.
+  // The database is queried as udev does, with the beginning of a device's MODALIAS.
   char modalias[32];
   std::snprintf(modalias, sizeof modalias, "pci:v%08Xd%08X", vendor, device);
   udev_list_entry* entry = nullptr;

@@ -81,7 +81,7 @@ Names AcpiNames(udev_device* device) {
   return bus::Acpi(bus::FirstAcpiId(Attribute(device, "modalias")));
 }
 
-// A device that the firmware describes stands in the tree a second time, under its bus; where its
+// A device that the firmware describes is in the tree a second time, under its bus; where its
 // description is there to be named, this one is not.
 Names AcpiCompanionNames(udev_device* device) {
   std::error_code ignored;

@@ -15,7 +15,7 @@ constexpr IID kFactory1 = {
 }  // namespace
 
 std::optional<std::vector<DisplayAdapter>> WindowsDisplayAdapters::Enumerate() {
-  const ComInit com(false);  // of this call alone, undone behind it
+  const ComInit com(false);  // for this call only
   if (!com.isOK()) return std::nullopt;
   ComPointer<IDXGIFactory1> factory;
   if (FAILED(CreateDXGIFactory1(kFactory6, factory.out_void())) &&

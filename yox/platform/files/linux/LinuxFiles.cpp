@@ -22,7 +22,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Where this library lies: it asks about an object of its own.
+// The path of this library, found by the address of one of its own objects.
 fs::path LibraryFolder() {
   static const char mark = 0;
   Dl_info info{};

@@ -38,7 +38,7 @@ WString KnownFolder(REFKNOWNFOLDERID id) {
   return path;
 }
 
-// A text of unknown length: `get` is called with a buffer and its size, and answers how much it
+// A text of unknown length: `get` is called with a buffer and its size, and returns how much it
 // wrote, or at least the size when that was too little.
 template <class Get>
 WString Text(Get get) {

@@ -51,7 +51,8 @@ bool CommitCounter::IsCommitting() const {
 CommitCounter::Commit::Commit(const PrivateFolder& folder) : file_(folder.OpenFile(kFile, O_RDWR)) {
   if (!file_) file_ = folder.CreateFile(kFile);
   if (!file_) file_ = folder.OpenFile(kFile, O_RDWR);  // another process has just created it
-  // Shared, and so never waited for: a writer that is stopped here keeps nobody from writing.
+  // Shared, and so never waited for: a writer that is stopped here does not keep others from
+  // writing.
   struct flock lock = WholeFile(F_RDLCK);
   const bool locked = fcntl(file_.number(), F_OFD_SETLK, &lock) == 0;
   const std::optional<Number> former = Read(file_);

@@ -137,8 +137,8 @@ std::string_view Statement::Bytes(int column) const {
 Database::Database(const std::filesystem::path& file, Access access,
                    std::chrono::milliseconds patience) {
   const bool immutable = access == Access::kImmutable;
-  // NOMUTEX: connections are never shared by threads. NOFOLLOW: whoever puts a link in the place of
-  // the file does not choose another one to be written.
+  // NOMUTEX: connections are never shared by threads. NOFOLLOW: an account that puts a link in the
+  // place of the file does not choose another one to be written.
   const int flags = SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_NOFOLLOW |
                     (immutable ? SQLITE_OPEN_READONLY | SQLITE_OPEN_URI : SQLITE_OPEN_READWRITE);
   const std::filesystem::path resolved = Resolved(file);

@@ -24,7 +24,7 @@ bool FillDiskReserve(const PrivateFolder& folder) try {
   // fallocate, unlike ftruncate, takes the blocks; where the file system has no such call, glibc
   // writes them.
   if (posix_fallocate(file.number(), 0, kSize) == 0) return true;
-  // The room that a part of it takes helps nobody.
+  // A file that is only partly allocated would be of no use.
   [[maybe_unused]] const int ignored = ftruncate(file.number(), 0);
   return false;
 } catch (const std::system_error&) {

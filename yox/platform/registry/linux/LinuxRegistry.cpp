@@ -156,7 +156,7 @@ bool LinuxRegistry::ReleaseReserve() try {
 struct LinuxRegistry::Place {
   WString path;
   RegistryStore* store = nullptr;  // null where there is no store
-  std::int64_t key = 0;            // 0 for a hive that nobody has written to
+  std::int64_t key = 0;            // 0 for a hive without any key
 };
 
 RegistryStatus LinuxRegistry::Find(Session& session, const RegistryKey& key, Place& place) {
@@ -278,7 +278,7 @@ RegistryStatus LinuxRegistry::Watch(const RegistryKey& key, Changed changed,
     RegistryStore* const store = session.ForReading();
     if (store == nullptr) return RegistryStatus::kFailed;  // the watcher has just made it
     watched->seen = store->LastChange();
-    // Again: nobody would report a deletion before LastChange.
+    // Again: a deletion before LastChange would not be reported.
     status = Find(session, key, place);
     if (status != RegistryStatus::kOk) return status;
     watcher->Add(watched);

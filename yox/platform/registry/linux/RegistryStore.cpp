@@ -66,8 +66,8 @@ bool HasLog(const PrivateFolder& folder) {
   return Stat(folder, kLogFile, status) && status.st_size != 0;
 }
 
-// Whether files can be created in the folder; errno says why not. AT_EACCESS: asks for the
-// effective user, as opening does.
+// Whether files can be created in the folder; otherwise errno has the reason. AT_EACCESS: checks
+// the effective user, as opening does.
 bool IsWritable(const PrivateFolder& folder) {
   return faccessat(folder.descriptor(), ".", W_OK, AT_EACCESS) == 0;
 }

@@ -37,7 +37,7 @@ std::vector<OperatingSystemUpdate> ReadAptHistory(std::string_view log) {
     if (After(line, kStart)) {
       finish();
       update.result_code = kInProgress;
-      update.title.emplace();  // not every front end tells its command line
+      update.title.emplace();  // not every front end records its command line
     } else if (const auto command = After(line, "Commandline: ")) {
       update.title = String::UTF8ToUTF16(*command);
     } else if (const auto packages = After(line, "Upgrade: ")) {

@@ -38,7 +38,8 @@ class Library {
   HMODULE module_ = nullptr;
 };
 
-// The beginning of what NetGetAadJoinInformation gives; the rest is texts that nobody reads here.
+// The beginning of the structure that NetGetAadJoinInformation returns; its other members are not
+// used.
 struct CloudJoin {
   int type;
 };

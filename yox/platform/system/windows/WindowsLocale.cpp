@@ -27,7 +27,8 @@ WString OfLocale(const WString& locale, LCTYPE what) {
 LocaleFacts WindowsLocale::Facts() {
   LocaleFacts facts;
   const ChosenRegion chosen = ReadChosenRegion(registry_, users_);
-  // GetUserGeoID alone would be the geography of the service's own account, which nobody chose.
+  // GetUserGeoID alone would be the location of the service's own account, which no user has
+  // chosen.
   const GEOID place =
       chosen == ChosenRegion() ? GetUserGeoID(GEOCLASS_NATION) : static_cast<GEOID>(chosen.place);
   facts.country_code = Geographic(place, GEO_ISO2);
@@ -36,7 +37,7 @@ LocaleFacts WindowsLocale::Facts() {
   if (!facts.country_code.empty()) {
     facts.country_name = OfLocale(L"en-" + facts.country_code, LOCALE_SENGLISHCOUNTRYNAME);
   }
-  // Either name stands in for the other: not every system knows both.
+  // Each name is used for the other if that is missing: not every system has both.
   if (facts.country_name.empty()) facts.country_name = facts.region_name;
   if (facts.region_name.empty()) facts.region_name = facts.country_name;
 

@@ -75,7 +75,7 @@ bool WindowsOperatingSystem::IsSMode() {
 }
 
 std::uint32_t WindowsOperatingSystem::Architecture() {
-  // A program for another processor is told that processor's architecture by GetNativeSystemInfo.
+  // In a program for another processor GetNativeSystemInfo returns that processor's architecture.
   if (const auto architecture = Ask<std::int32_t>(
           queries_, L"SELECT Architecture FROM Win32_Processor", L"Architecture")) {
     return static_cast<std::uint32_t>(*architecture);

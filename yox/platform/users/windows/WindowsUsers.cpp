@@ -45,7 +45,7 @@ WString SidOfAccount(const WString& account) {
 // The user of a session; empty while nobody has logged on in it.
 WString SidOfUserIn(DWORD session) {
   HANDLE token = nullptr;
-  // Only the system's own account may have the token; everybody may ask for the name.
+  // Only the system account may get the token; every account may query the name.
   if (WTSQueryUserToken(session, &token) != FALSE) {
     const Handle closed(token);
     if (WString sid = SidOfToken(token); !sid.empty()) return sid;
