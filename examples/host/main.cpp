@@ -42,9 +42,9 @@ int main(int count, char** arguments) try {
   const bool applies = evaluator.IsApplicable(list, nullptr, {}, reason);
   std::cout << (applies ? "applies\n" : "does not apply\n") << String::UTF16ToUTF8(reason) << "\n";
   for (const auto& filter : evaluator.Explain(list, nullptr, {}).filters) {
-    for (const auto& [field, required, result, compared] : filter.criteria) {
-      std::cout << "  " << kFilterFieldNames[static_cast<std::size_t>(field)]
-                << (result == CriterionResult::kHeld ? " held\n" : " failed\n");
+    for (const auto& criterion : filter.criteria) {
+      std::cout << "  " << kFilterFieldNames[static_cast<std::size_t>(criterion.field)]
+                << (criterion.result == CriterionResult::kHeld ? " held\n" : " failed\n");
     }
   }
   // The device's facts are a value: decide on them later, elsewhere, in any number of threads.
