@@ -4,7 +4,6 @@
 
 #include "yox/base/Moment.h"
 #include "yox/base/String.h"
-#include "yox/decision/FactsDocument.h"
 
 namespace yox::sqlite {
 
@@ -19,9 +18,11 @@ sql::ListCache::List ListOf(sqlite3_value* value, sql::ListCache& cache) {
   return NamingArgument("list", [&] { return cache.Get(TextOf(value)); });
 }
 
-decision::PreparedDevice DeviceOf(sqlite3_value* value) {
-  return NamingArgument(
-      "facts", [&] { return decision::PreparedDevice(decision::ReadFacts(TextOf(value))); });
+const facts::FactsLine& FactsArgument::Read(sqlite3_value* value) {
+  const std::string_view utf8 = TextOf(value);
+  text_.assign(utf8).append(facts::FactsLine::kPadding, ' ');
+  NamingArgument("facts", [&] { line_.Read(std::string_view(text_).substr(0, utf8.size())); });
+  return line_;
 }
 
 std::int64_t MomentOf(sqlite3_value* at) {

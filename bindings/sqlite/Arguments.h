@@ -10,6 +10,7 @@
 
 #include "yox/base/Document.h"
 #include "yox/decision/PreparedDevice.h"
+#include "yox/facts/FactsLine.h"
 
 #include "bindings/sql/ListCache.h"
 
@@ -35,7 +36,17 @@ auto NamingArgument(const char* name, Read read) {
 }
 
 sql::ListCache::List ListOf(sqlite3_value* value, sql::ListCache& cache);
-decision::PreparedDevice DeviceOf(sqlite3_value* value);
+// A facts document, in memory that is kept from document to document.
+class FactsArgument {
+ public:
+  // Valid until the next call.
+  const facts::FactsLine& Read(sqlite3_value* value);
+
+ private:
+  std::string text_;  // with padding
+  facts::FactsLine line_;
+};
+
 // Of the arguments `at` and `target_version`, each of which may be absent.
 decision::Question QuestionOf(sqlite3_value* at, sqlite3_value* target_version);
 // Seconds since 1970; now if there is no value.

@@ -18,14 +18,14 @@
 namespace yox::sqlite {
 namespace {
 
-using decision::PreparedDevice;
-using decision::PreparedFacts;
 using decision::Truth;
+using facts::LineFacts;
 using List = sql::ListCache::List;
 
 // Of one connection: SQLite calls the functions of a connection on one thread at a time.
 struct Connection {
   sql::ListCache lists;
+  FactsArgument facts;
 };
 
 void ResultText(sqlite3_context* context, std::string_view text) {
@@ -65,24 +65,17 @@ List KeptList(sqlite3_context* context, sqlite3_value* value) {
       context, 0, [&] { return ListOf(value, ConnectionOf(context).lists); });
 }
 
-// list, facts [, at [, target_version]]
-struct Call {
-  List list;
-  PreparedDevice device;
-  decision::Question question;
-
-  Call(List compiled, Values arguments)
-      : list(std::move(compiled)),
-        device(DeviceOf(arguments[1])),
-        question(QuestionOf(arguments.size() > 2 ? arguments[2] : nullptr,
-                            arguments.size() > 3 ? arguments[3] : nullptr)) {}
-};
-
 bool HasNull(Values arguments) {
   for (std::size_t i = 0; i < arguments.size() && i < 3; ++i) {
     if (IsNull(arguments[i])) return true;
   }
   return false;
+}
+
+// Of list, facts [, at [, target_version]].
+decision::Question QuestionIn(Values arguments) {
+  return QuestionOf(arguments.size() > 2 ? arguments[2] : nullptr,
+                    arguments.size() > 3 ? arguments[3] : nullptr);
 }
 
 // A function of a list and a device: NULL when one of the arguments before `target_version` is.
@@ -91,9 +84,10 @@ void OfDecision(sqlite3_context* context, int count, sqlite3_value** values) {
   Run(context, [&] {
     const Values arguments(values, static_cast<std::size_t>(count));
     if (HasNull(arguments)) return;
-    const Call call(KeptList(context, arguments[0]), arguments);
-    PreparedFacts facts(call.device, call.question);
-    Result(context, *call.list, facts);
+    const List list = KeptList(context, arguments[0]);
+    const decision::Question question = QuestionIn(arguments);
+    LineFacts facts(ConnectionOf(context).facts.Read(arguments[1]), question);
+    Result(context, *list, facts);
   });
 }
 
@@ -151,12 +145,15 @@ void CountRow(sqlite3_context* context, int count, sqlite3_value** values) {
     auto** const place =
         static_cast<FunnelState**>(sqlite3_aggregate_context(context, sizeof(FunnelState*)));
     if (place == nullptr) throw std::bad_alloc();
-    const Call call(ListOf(arguments[0], ConnectionOf(context).lists), arguments);
-    if (*place == nullptr) *place = new FunnelState{call.list, {}};
-    if (!sql::AreSame(*(*place)->list, *call.list))
+    Connection& connection = ConnectionOf(context);
+    const List list = ListOf(arguments[0], connection.lists);
+    const decision::Question question = QuestionIn(arguments);
+    LineFacts facts(connection.facts.Read(arguments[1]), question);
+    if (*place == nullptr) *place = new FunnelState{list, {}};
+    if (!sql::AreSame(*(*place)->list, *list)) {
       throw DocumentError("list: differs within the group");
-    PreparedFacts facts(call.device, call.question);
-    (*place)->funnel.Add(*call.list, facts);
+    }
+    (*place)->funnel.Add(*list, facts);
   });
 }
 

@@ -1,6 +1,6 @@
 """The SQLite extension: load_extension('yox').
 
-    ExtensionTest.py EXTENSION YOXCTL
+    SqliteTest.py EXTENSION YOXCTL
 """
 import json
 import os

@@ -33,9 +33,9 @@ struct TableFunction {
 
 std::vector<Row> Criteria(const Arguments& arguments, sql::ListCache& lists) {
   const auto list = ListOf(arguments[0], lists);
-  const decision::PreparedDevice device = DeviceOf(arguments[1]);
+  FactsArgument argument;
   const decision::Question question = QuestionOf(arguments[2], arguments[3]);
-  decision::PreparedFacts facts(device, question);
+  facts::LineFacts facts(argument.Read(arguments[1]), question);
   return sql::CriteriaRows(*list, facts);
 }
 
