@@ -101,6 +101,7 @@ class Cluster:
         self.data = os.path.join(installation.folder, name)
         self.socket = os.path.join(installation.folder, name + ".s")
         self.process = self.reader = None
+        self.log = ""
         os.mkdir(self.socket)
         if installation.user:
             shutil.chown(self.socket, installation.user)
@@ -129,10 +130,14 @@ class Cluster:
         else:
             raise RuntimeError("the server does not start: " + "".join(lines))
         # What it logs from now on must be read, or it would wait.
-        self.reader = threading.Thread(target=self.process.stderr.read)
+        self.reader = threading.Thread(target=self._keep_log, args=(self.process.stderr,))
         self.reader.start()
 
+    def _keep_log(self, stream):
+        self.log += stream.read()
+
     def stop(self, how=signal.SIGQUIT):
+        """Ends the server. What it logged is in `log` then."""
         if self.process is None:
             return
         self.process.send_signal(how)

@@ -20,6 +20,7 @@
 
 #include "host/yoxctl/CommandLine.h"
 #include "host/yoxctl/InputBytes.h"
+#include "host/yoxctl/Inventory.h"
 #include "host/yoxctl/Output.h"
 
 namespace yoxctl {
@@ -108,6 +109,7 @@ bool FactsBatch::Next() {
     }
     id_ = line_->id().empty() ? std::string_view(own_id_) : line_->id();
     if (!id_.empty()) ids_.push_back({HashOf(id_), std::string(id_), number_});
+    document_ = document;
     ++devices_;
     return true;
   }
@@ -165,7 +167,7 @@ class FactsReader {
     files_.push_back({argument, is_whole});
     std::error_code error;
     const auto size = std::filesystem::file_size(PathOf(argument), error);
-    if (error || argument == "-") {
+    if (error || argument == "-" || IsDatabase(argument)) {
       is_size_known_ = false;
     } else {
       sizes_ += size;

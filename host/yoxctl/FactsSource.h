@@ -19,6 +19,7 @@ namespace yoxctl {
 //   FILE.json                   one facts document or device profile
 //   FOLDER                      the documents FOLDER/*.json, by name; not those of its folders
 //   -                           standard input, lines as in a file
+//   postgresql://..., FILE.db   an inventory in a database (Inventory.h), by id
 // A document of a file of its own whose device has no `id` is called as the file is, without
 // ".json".
 
@@ -54,6 +55,7 @@ class FactsBatch {
   // Of the current device; valid until Next. Decide with yox::facts::LineFacts.
   const yox::facts::FactsLine& line() const { return *line_; }
   std::string_view id() const { return id_; }
+  std::string_view document() const { return document_; }
   const std::string& file() const { return file_; }
   std::size_t line_number() const { return number_; }
 
@@ -79,6 +81,7 @@ class FactsBatch {
   std::size_t at_ = 0;
   std::size_t number_ = 0;
   std::string_view id_;
+  std::string_view document_;
   std::uint64_t devices_ = 0;
   std::vector<Named> ids_;
   std::vector<std::string> bad_;

@@ -24,6 +24,7 @@
 #include "host/yoxctl/FleetProgress.h"
 #include "host/yoxctl/FleetReport.h"
 #include "host/yoxctl/FleetText.h"
+#include "host/yoxctl/Inventory.h"
 #include "host/yoxctl/Output.h"
 #include "host/yoxctl/RolloutCounts.h"
 
@@ -174,6 +175,15 @@ std::string EachLine(const CompiledList& list, std::string_view id, DeviceFacts&
   return yox::JsonText(line, yox::JsonStyle::kReadableLine);
 }
 
+// The counts of a database that makes them itself.
+std::optional<Funnel> CountedInDatabase(const FleetOptions& options, const List& list,
+                                        const Question& question) {
+  const bool is_one = options.facts.size() == 1 && IsDatabase(options.facts.front());
+  if (!is_one || options.skip_bad) return std::nullopt;
+  return OpenInventory(options.facts.front(), false)
+      ->Count(yox::decision::WriteFilterDocument(list.filter), question);
+}
+
 int Decide(const GlobalOptions& global, const FleetOptions& options) {
   const List list(options.list);
   const Question question = QuestionOf(options);
@@ -184,10 +194,13 @@ int Decide(const GlobalOptions& global, const FleetOptions& options) {
             });
     return kDone;
   }
-  const Funnel all = Counted(
-      options, question, list.span(), Funnel(),
-      [&](Funnel& funnel, std::string_view, DeviceFacts& facts) { funnel.Add(*list, facts); });
-  Print(global.json ? all.ToJsonText() : FunnelText(all, *list, PainterOfOutput(global.colours)));
+  std::optional<Funnel> all = CountedInDatabase(options, list, question);
+  if (!all) {
+    all = Counted(
+        options, question, list.span(), Funnel(),
+        [&](Funnel& funnel, std::string_view, DeviceFacts& facts) { funnel.Add(*list, facts); });
+  }
+  Print(global.json ? all->ToJsonText() : FunnelText(*all, *list, PainterOfOutput(global.colours)));
   return kDone;
 }
 
@@ -293,7 +306,8 @@ Command FleetSubcommand(const Options& options, const char* name, const char* he
       {.name = "--facts",
        .type = "SOURCE",
        .help = "The facts of the devices: a file (.jsonl, .jsonl.gz), a directory of facts or "
-               "profiles, or - for standard input; may be given several times",
+               "profiles, a database (postgresql://..., .db, .sqlite), or - for standard input; "
+               "may be given several times",
        .target = &options->facts,
        .required = true},
       {.name = "--at",
@@ -364,6 +378,7 @@ Command FleetCommand() {
                             .required = true},
                            days},
                           Report),
+          FleetImportCommand(),
       }};
 }
 

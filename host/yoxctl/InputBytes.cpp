@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "host/yoxctl/CommandLine.h"
+#include "host/yoxctl/Inventory.h"
 #include "host/yoxctl/Output.h"
 
 namespace yoxctl {
@@ -36,8 +37,15 @@ struct InputBytes::Inflater {
 };
 
 InputBytes::InputBytes(const std::string& argument)
-    : name_(argument == "-" ? "standard input" : NameOf(argument)) {
+    : name_(argument == "-"        ? "standard input"
+            : IsDatabase(argument) ? NameOfDatabase(argument)
+                                   : NameOf(argument)) {
   if (argument == "-") return;
+  if (IsDatabase(argument)) {
+    inventory_ = OpenInventory(argument, false);
+    inventory_->BeginDevices();
+    return;
+  }
   const std::filesystem::path path = PathOf(argument);
   auto file = std::make_unique<std::ifstream>(path, std::ios::binary);
   if (!file->is_open()) {
@@ -55,7 +63,25 @@ InputBytes::InputBytes(const std::string& argument)
 
 InputBytes::~InputBytes() = default;
 
+std::size_t InputBytes::ReadRows(char* bytes, std::size_t size) {
+  std::size_t count = 0;
+  while (count < size && !is_at_end_) {
+    if (row_.empty()) {
+      is_at_end_ = !inventory_->NextFacts(row_);
+      if (is_at_end_) break;
+      row_ += '\n';
+    }
+    const std::size_t part = std::min(size - count, row_.size());
+    std::memcpy(bytes + count, row_.data(), part);
+    row_.erase(0, part);
+    count += part;
+  }
+  taken_ += count;
+  return count;
+}
+
 std::size_t InputBytes::Read(char* bytes, std::size_t size) {
+  if (inventory_ != nullptr) return ReadRows(bytes, size);
   if (!has_begun_) {
     has_begun_ = true;
     char first[2];

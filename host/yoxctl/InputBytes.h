@@ -8,7 +8,10 @@
 
 namespace yoxctl {
 
-// The bytes of an input that an argument names: a file, or standard input for "-". What is
+class Inventory;
+
+// The bytes of an input that an argument names: a file, or standard input for "-", or a database,
+// whose bytes are a facts document on each line. What is
 // compressed by gzip is decompressed, all its members; whether it is, the first bytes say. For one
 // thread at a time.
 class InputBytes {
@@ -33,11 +36,15 @@ class InputBytes {
  private:
   struct Inflater;
 
+  std::size_t ReadRows(char* bytes, std::size_t size);
   std::size_t ReadRaw(char* bytes, std::size_t size);
   std::size_t Inflate(char* bytes, std::size_t size);
 
   std::string name_;
-  std::unique_ptr<std::istream> file_;  // null: standard input
+  std::unique_ptr<Inventory> inventory_;  // of a database
+  std::string row_;                       // a line of it
+  bool is_at_end_ = false;                // of it
+  std::unique_ptr<std::istream> file_;    // null: standard input
   std::unique_ptr<Inflater> inflater_;
   std::string first_bytes_;  // read to know what it is, and not yet returned
   bool has_begun_ = false;
