@@ -1,0 +1,231 @@
+"""The decision in PostgreSQL against the same rules written by hand, a client that fetches, workers and shards.
+
+    SqlBenchmark.py MODULE YOXCTL SQLITE_EXTENSION [--rows N] [--plot FILE.svg]
+
+Everything is in one run, on servers of its own in a temporary folder. Times are the best of three.
+"""
+import argparse
+import json
+import os
+import pathlib
+import sqlite3
+import subprocess
+import sys
+import tempfile
+import time
+
+ROOT = pathlib.Path(__file__).resolve().parent.parent
+POSTGRESQL = ROOT / "bindings" / "postgresql"
+sys.path.insert(0, str(POSTGRESQL))
+from PrivateServer import Installation, quoted  # noqa: E402
+
+AT = "2026-03-01T12:00:00+01:00"
+LIST = [{"country": "FR", "value": "false"},
+        {"os_version": ">=10.0.22500", "tag": "Ring|beta"},
+        {"mfr": "Contoso*", "language": "en*"},
+        {"date_range": "2026-01-01|*", "model": "FA1*"},
+        {"default": "false"}]
+# The same rules by hand.
+CASE = f"""CASE
+  WHEN lower(facts ->> 'country') = 'fr' THEN false
+  WHEN string_to_array(facts ->> 'os_version', '.')::int[] >= '{{10,0,22500}}'
+       AND lower(facts -> 'tags' ->> 'Ring') = 'beta' THEN true
+  WHEN lower(facts ->> 'mfr') LIKE 'contoso%' AND lower(facts ->> 'language') LIKE 'en%' THEN true
+  WHEN ('{AT}'::timestamptz AT TIME ZONE (facts ->> 'time_zone'))::date >= '2026-01-01'
+       AND lower(facts ->> 'model') LIKE 'fa1%' THEN true
+  ELSE false END"""
+APPLIES = f"yox.applies({quoted(json.dumps(LIST))}, facts, '{AT}')"
+FUNNEL = f"yox.funnel({quoted(json.dumps(LIST))}, facts, '{AT}')"
+PART = f"yox.funnel_part({quoted(json.dumps(LIST))}, facts, '{AT}')"
+
+# Drawn from the row's number, the same every time.
+DEVICES = """SELECT 'd' || i AS id, i % 3 AS shard, jsonb_build_object('id', 'd' || i,
+    'time_zone', (ARRAY['Europe/Berlin','America/New_York','UTC','Asia/Tokyo'])[1 + i % 4],
+    'country', (ARRAY['DE','FR','US','IT','JP','BR'])[1 + i * 7 % 6],
+    'language', (ARRAY['de-DE','en-US','fr-FR'])[1 + i * 5 % 3], 'enclosure', 'Notebook', 'family', 'Falcon 14',
+    'mfr', (ARRAY['Contoso','Fabrikam','Northwind'])[1 + i * 11 % 3], 'model', 'FA' || i * 13 % 40,
+    'sku', 'FALCON' || i % 100, 'os', 'Windows', 'os_bitness', '64', 'os_description', 'Microsoft Windows 11 Pro',
+    'os_version', '10.0.' || 22000 + i * 17 % 1000 || '.' || i % 5000, 'version', '4.2.10.0',
+    'serial_number', 'SN' || i, 'realm', 'contoso',
+    'tags', jsonb_build_object('Ring', (ARRAY['beta','stable'])[1 + i % 2], 'Site', 'S' || i % 50),
+    'installed_items', jsonb_build_array(jsonb_build_array('Contoso Editor', '7.1.' || i % 9))) AS facts
+  FROM generate_series(1, {rows}) AS i"""
+
+ONE_WORKER = "SET max_parallel_workers_per_gather = 0"
+TWO_WORKERS = """SET max_parallel_workers_per_gather = 1; SET parallel_setup_cost = 0; SET parallel_tuple_cost = 0;
+    SET min_parallel_table_scan_size = 0"""  # the leader works too
+
+
+def best(run, times=3):
+    seconds = []
+    for _ in range(times):
+        begin = time.perf_counter()
+        result = run()
+        seconds.append(time.perf_counter() - begin)
+    return min(seconds), result
+
+
+class Report:
+    def __init__(self):
+        self.results = {}
+
+    def add(self, name, rows, seconds):
+        self.results[name] = rows / seconds
+        print(f"{name:58} {rows / seconds:12,.0f} rows/s   {seconds * 1e6 / rows:8.3f} us/row", flush=True)
+
+    def ratio(self, name, above, below, goal):
+        print(f"{name:58} {self.results[above] / self.results[below]:12.2f}        {goal}")
+
+
+def plot(points, file):
+    """Seconds by rows, both axes linear, as an SVG of its own."""
+    width, height, left, bottom = 720, 400, 70, 50
+    most_rows, most_seconds = max(p[1] for p in points), max(p[2] for p in points)
+    names = list(dict.fromkeys(p[0] for p in points))
+    colours = ["#1f6feb", "#d1242f", "#1a7f37"]
+
+    def place(rows, seconds):
+        return (left + rows / most_rows * (width - left - 20),
+                height - bottom - seconds / most_seconds * (height - bottom - 20))
+
+    parts = [f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {width} {height}" font-family="sans-serif" font-size="12">',
+             f'<rect width="{width}" height="{height}" fill="#ffffff"/>',
+             f'<path d="M{left} 20V{height - bottom}H{width - 20}" stroke="#57606a" fill="none"/>']
+    for i in range(5):
+        rows, seconds = most_rows * i / 4, most_seconds * i / 4
+        x, y = place(rows, seconds)
+        parts.append(f'<text x="{x:.0f}" y="{height - bottom + 18}" text-anchor="middle">{rows / 1000:,.0f} k</text>')
+        parts.append(f'<text x="{left - 8}" y="{y + 4:.0f}" text-anchor="end">{seconds:.2f} s</text>')
+    parts.append(f'<text x="{width / 2}" y="{height - 10}" text-anchor="middle">devices</text>')
+    for number, name in enumerate(names):
+        line = [place(p[1], p[2]) for p in points if p[0] == name]
+        parts.append('<polyline fill="none" stroke-width="2" stroke="%s" points="%s"/>' % (
+            colours[number], " ".join(f"{x:.1f},{y:.1f}" for x, y in line)))
+        parts.append(f'<text x="{left + 16}" y="{34 + 18 * number}" fill="{colours[number]}">{name}</text>')
+    pathlib.Path(file).write_text("\n".join(parts + ["</svg>"]) + "\n", encoding="utf-8")
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("module")
+    parser.add_argument("yoxctl")
+    parser.add_argument("sqlite")
+    parser.add_argument("--rows", type=int, default=200_000)
+    parser.add_argument("--plot")
+    options = parser.parse_args()
+    module, yoxctl, extension = (os.path.abspath(p) for p in (options.module, options.yoxctl, options.sqlite))
+    rows = options.rows
+    server = Installation(module, [str(p) for p in sorted(POSTGRESQL.glob("yox[.-]*"))])
+    report = Report()
+    settings = {"shared_buffers": "512MB", "work_mem": "64MB", "jit": "off", "max_wal_size": "4GB",
+                "autovacuum": "off", "synchronous_commit": "off"}
+    try:
+        main_cluster = server.cluster("main", **settings)
+        main_cluster.text(f"""CREATE EXTENSION yox; CREATE TABLE devices(id text PRIMARY KEY, shard int, facts jsonb);
+            INSERT INTO devices {DEVICES.format(rows=rows)}; VACUUM ANALYZE devices""")
+        size = int(main_cluster.value("SELECT pg_total_relation_size('devices')"))
+        print(f"{rows:,} devices, {size / rows:.0f} bytes each with the primary key\n")
+
+        count = "SELECT count(*) FROM devices WHERE "
+        seconds, ours = best(lambda: main_cluster.text(f"{ONE_WORKER}; {count}{APPLIES}"))
+        report.add("PostgreSQL, yox.applies, one worker", rows, seconds)
+        seconds, theirs = best(lambda: main_cluster.text(f"{ONE_WORKER}; {count}{CASE}"))
+        report.add("PostgreSQL, CASE by hand, one worker", rows, seconds)
+        if ours != theirs:
+            raise SystemExit(f"the two disagree: {ours.strip()} and {theirs.strip()}")
+        seconds, _ = best(lambda: main_cluster.text(f"{TWO_WORKERS}; {count}{APPLIES}"))
+        report.add("PostgreSQL, yox.applies, two workers", rows, seconds)
+        seconds, _ = best(lambda: main_cluster.text(f"{ONE_WORKER}; SELECT {FUNNEL} IS NULL FROM devices"))
+        report.add("PostgreSQL, yox.funnel, one worker", rows, seconds)
+        seconds, _ = best(lambda: main_cluster.text(f"{TWO_WORKERS}; SELECT {FUNNEL} IS NULL FROM devices"))
+        report.add("PostgreSQL, yox.funnel, two workers", rows, seconds)
+
+        with tempfile.TemporaryDirectory() as folder:
+            listing, lines = os.path.join(folder, "list.json"), os.path.join(folder, "facts.jsonl")
+            pathlib.Path(listing).write_text(json.dumps(LIST), encoding="utf-8")
+            decide = [yoxctl, "--format", "json", "fleet", "decide", listing, "--at", AT, "--facts"]
+
+            def fetched_all():
+                text = main_cluster.text("COPY (SELECT facts FROM devices) TO STDOUT").replace("\\\\", "\\")
+                pathlib.Path(lines).write_text(text, encoding="utf-8")
+                return subprocess.run([*decide, lines], check=True, capture_output=True)
+
+            seconds, _ = best(fetched_all, 1)
+            report.add("client: one COPY of all facts, then yoxctl", rows, seconds)
+
+            some = min(rows, 20_000)
+
+            def fetched_each():
+                script = "".join(f"SELECT facts FROM devices WHERE id = 'd{i}';\n" for i in range(1, some + 1))
+                pathlib.Path(lines).write_text("".join(row[0] + "\n" for row in main_cluster.rows(script)), encoding="utf-8")
+                return subprocess.run([*decide, lines], check=True, capture_output=True)
+
+            seconds, _ = best(fetched_each, 1)
+            report.add("client: a query for each device, then yoxctl", some, seconds)
+
+            database = sqlite3.connect(os.path.join(folder, "fleet.db"))
+            database.enable_load_extension(True)
+            database.load_extension(extension)
+            database.execute("CREATE TABLE devices(id TEXT PRIMARY KEY, facts TEXT)")
+            database.executemany("INSERT INTO devices VALUES (?, ?)",
+                                 main_cluster.rows(f"SELECT id, facts FROM devices LIMIT {some}"))
+            in_sqlite = (CASE.replace(" ->> 'country'", "->>'$.country'").replace("string_to_array(facts ->> 'os_version', '.')::int[] >= '{10,0,22500}'",
+                         "(facts->>'$.os_version') >= '10.0.22500'").replace("facts -> 'tags' ->> 'Ring'", "facts->>'$.tags.Ring'")
+                         .replace(f"('{AT}'::timestamptz AT TIME ZONE (facts ->> 'time_zone'))::date", "date('2026-03-01', length(facts->>'$.time_zone') || ' seconds')"))
+            for name in "mfr", "language", "model":
+                in_sqlite = in_sqlite.replace(f"facts ->> '{name}'", f"facts->>'$.{name}'")
+            seconds, ours = best(lambda: database.execute("SELECT count(*) FROM devices WHERE yox_applies(?, facts, ?)",
+                                                          (json.dumps(LIST), AT)).fetchone()[0])
+            report.add("SQLite, yox_applies", some, seconds)
+            seconds, theirs = best(lambda: database.execute(f"SELECT count(*) FROM devices WHERE {in_sqlite}").fetchone()[0])
+            report.add("SQLite, CASE by hand", some, seconds)
+            database.close()
+            if ours != theirs:
+                raise SystemExit(f"SQLite: the two disagree: {ours} and {theirs}")
+
+        shards = [server.cluster(f"shard{n}", **{**settings, "shared_buffers": "128MB"}) for n in range(3)]
+        main_cluster.text("""CREATE EXTENSION postgres_fdw;
+            CREATE TABLE parted(id text, shard int NOT NULL, facts jsonb NOT NULL) PARTITION BY LIST (shard)""")
+        for number, shard in enumerate(shards):
+            shard.text(f"""CREATE EXTENSION yox; CREATE TABLE devices AS SELECT * FROM ({DEVICES.format(rows=rows)}) AS d
+                WHERE shard = {number}; VACUUM ANALYZE devices""")
+            main_cluster.text(f"""CREATE SERVER shard{number} FOREIGN DATA WRAPPER postgres_fdw OPTIONS (host '{shard.socket}',
+                dbname 'postgres', extensions 'yox', async_capable 'true');
+                CREATE USER MAPPING FOR tester SERVER shard{number} OPTIONS (user 'tester', password_required 'false');
+                CREATE FOREIGN TABLE parted{number} PARTITION OF parted FOR VALUES IN ({number}) SERVER shard{number}
+                OPTIONS (table_name 'devices')""")
+        partwise = "SET enable_partitionwise_aggregate = on"
+        for name, where in ("one shard", "WHERE shard = 0"), ("three shards", ""):
+            query = f"{partwise}; SELECT yox.funnel_sum(p) FROM (SELECT {PART} AS p FROM parted {where} GROUP BY shard) AS s"
+            seconds, _ = best(lambda: main_cluster.text(query))
+            report.add(f"PostgreSQL, funnel_part, {name}", rows // 3 if where else rows, seconds)
+
+        print()
+        report.ratio("PostgreSQL: CASE by hand / yox.applies", "PostgreSQL, CASE by hand, one worker",
+                     "PostgreSQL, yox.applies, one worker", "at most 3")
+        report.ratio("SQLite: CASE by hand / yox_applies", "SQLite, CASE by hand", "SQLite, yox_applies", "at most 3")
+        report.ratio("in the database / a query for each device", "PostgreSQL, yox.applies, one worker",
+                     "client: a query for each device, then yoxctl", "at least 20")
+        report.ratio("in the database / one COPY of all facts", "PostgreSQL, yox.applies, one worker",
+                     "client: one COPY of all facts, then yoxctl", "")
+        report.ratio("two workers / one", "PostgreSQL, yox.applies, two workers", "PostgreSQL, yox.applies, one worker", "")
+        report.ratio("three shards / one", "PostgreSQL, funnel_part, three shards", "PostgreSQL, funnel_part, one shard", "")
+
+        if options.plot:
+            points = []
+            for part in (0.1, 0.25, 0.5, 0.75, 1.0):
+                some = int(rows * part)
+                table = f"(SELECT facts FROM devices LIMIT {some}) AS d"
+                for name, what in (("yox.applies", APPLIES), ("CASE by hand", CASE)):
+                    seconds, _ = best(lambda: main_cluster.text(f"{ONE_WORKER}; SELECT count(*) FROM {table} WHERE {what}"), 2)
+                    points.append((name, some, seconds))
+                seconds, _ = best(lambda: main_cluster.text(f"{ONE_WORKER}; SELECT {FUNNEL} IS NULL FROM {table}"), 2)
+                points.append(("yox.funnel", some, seconds))
+            plot(points, options.plot)
+            print("\n" + "\n".join(f"{name:14} {some:9,} rows {seconds:8.3f} s" for name, some, seconds in points))
+    finally:
+        server.close()
+
+
+if __name__ == "__main__":
+    main()
