@@ -16,17 +16,16 @@
 
 #include <atomic>
 #include <boost/signals2.hpp>
-#include <condition_variable>
 #include <cstdint>
 #include <cstring>
 #include <deque>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 #include <zmq.hpp>
 
+#include "yox/base/ThreadSafety.h"
 #include "yox/base/WString.h"
 #include "yox/notifications/YOXPublisherSubscriber.h"
 
@@ -64,18 +63,18 @@ class Arrivals {
   void Expect(std::int64_t subscribers) { left_ = subscribers; }
   void SubscriberIsDone() {
     if (left_.fetch_sub(1) != 1) return;
-    const std::lock_guard lock(mutex_);
-    done_.notify_one();
+    const yox::MutexLock lock(mutex_);
+    done_.NotifyOne();
   }
   void Wait() {
-    std::unique_lock lock(mutex_);
-    done_.wait(lock, [this] { return left_.load() == 0; });
+    yox::MutexLock lock(mutex_);
+    while (left_.load() != 0) done_.Wait(lock);
   }
 
  private:
   std::atomic<std::int64_t> left_{0};
-  std::mutex mutex_;
-  std::condition_variable done_;
+  yox::Mutex mutex_;
+  yox::ConditionVariable done_;
 };
 
 // What every subscriber does with its copy.
@@ -154,16 +153,16 @@ void Signals2Delivery(benchmark::State& state) {
   const auto subscribers = static_cast<std::size_t>(state.range(0));
   Arrivals arrivals;
   Slots slots(subscribers, arrivals);
-  std::mutex mutex;
-  std::condition_variable filled;
+  yox::Mutex mutex;
+  yox::ConditionVariable filled;
   std::deque<YOXNotificationData> queue;
   bool stopping = false;
   std::thread consumer([&] {
     std::deque<YOXNotificationData> taken;
     while (true) {
       {
-        std::unique_lock lock(mutex);
-        filled.wait(lock, [&] { return stopping || !queue.empty(); });
+        yox::MutexLock lock(mutex);
+        while (!stopping && queue.empty()) filled.Wait(lock);
         if (stopping) return;
         taken.swap(queue);
       }
@@ -175,17 +174,17 @@ void Signals2Delivery(benchmark::State& state) {
   for (auto iteration : state) {
     arrivals.Expect(static_cast<std::int64_t>(subscribers));
     for (int i = 0; i < kRecords; ++i) {
-      const std::lock_guard lock(mutex);
+      const yox::MutexLock lock(mutex);
       queue.push_back(record);
-      filled.notify_one();
+      filled.NotifyOne();
     }
     arrivals.Wait();
   }
   CountDeliveries(state, state.range(0));
   {
-    const std::lock_guard lock(mutex);
+    const yox::MutexLock lock(mutex);
     stopping = true;
-    filled.notify_one();
+    filled.NotifyOne();
   }
   consumer.join();
 }
@@ -228,8 +227,8 @@ void ZeroMqDelivery(benchmark::State& state) {
   publisher.set(zmq::sockopt::sndhwm, 0);
   publisher.bind("inproc://bus");
 
-  std::mutex mutex;
-  std::condition_variable ready;
+  yox::Mutex mutex;
+  yox::ConditionVariable ready;
   bool connected = false;
   std::atomic<bool> stopping{false};
   std::thread receiver([&] {
@@ -247,9 +246,9 @@ void ZeroMqDelivery(benchmark::State& state) {
       items.push_back({static_cast<void*>(socket), 0, ZMQ_POLLIN, 0});
     }
     {
-      const std::lock_guard lock(mutex);
+      const yox::MutexLock lock(mutex);
       connected = true;
-      ready.notify_one();
+      ready.NotifyOne();
     }
     zmq::message_t message;
     while (!stopping) {
@@ -264,8 +263,8 @@ void ZeroMqDelivery(benchmark::State& state) {
     }
   });
   {
-    std::unique_lock lock(mutex);
-    ready.wait(lock, [&] { return connected; });
+    yox::MutexLock lock(mutex);
+    while (!connected) ready.Wait(lock);
   }
   Packed record;
   for (std::size_t i = 0; i < kTexts; ++i) record.texts[i] = Text(i);
@@ -378,31 +377,31 @@ void NotifyAtAnIdleQueue(benchmark::State& state) {
 // Notify alone, when it drops the record because the queue is full.
 void NotifyAtAFullQueue(benchmark::State& state) {
   Bus bus;
-  std::mutex mutex;
-  std::condition_variable changed;
+  yox::Mutex mutex;
+  yox::ConditionVariable changed;
   bool held = false;
   bool released = false;
   bus.Subscribe(
       [&](YOXNotificationData&) {
-        std::unique_lock lock(mutex);
+        yox::MutexLock lock(mutex);
         held = true;
-        changed.notify_all();
-        changed.wait(lock, [&] { return released; });
+        changed.NotifyAll();
+        while (!released) changed.Wait(lock);
       },
       true);
   const YOXNotificationData record = MakeRecord();
   const WString sender;
   bus.Notify(record, sender);
   {
-    std::unique_lock lock(mutex);
-    changed.wait(lock, [&] { return held; });
+    yox::MutexLock lock(mutex);
+    while (!held) changed.Wait(lock);
   }
   for (int i = 0; i < 1024; ++i) bus.Notify(record, sender);
   for (auto iteration : state) bus.Notify(record, sender);
   {
-    const std::lock_guard lock(mutex);
+    const yox::MutexLock lock(mutex);
     released = true;
-    changed.notify_all();
+    changed.NotifyAll();
   }
 }
 

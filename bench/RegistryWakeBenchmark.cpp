@@ -8,15 +8,14 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <cstdlib>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 
 #include "yox/base/String.h"
+#include "yox/base/ThreadSafety.h"
 #include "yox/platform/Platform.h"
 #include "yox/platform/registry/Registry.h"
 
@@ -74,21 +73,22 @@ std::unique_ptr<RegistryWatch> Watch(Registry& registry, const char* name,
 
 void ThereAndBack(benchmark::State& state) {
   Registry& registry = yox::platform::Platform::Native().registry();
-  std::mutex mutex;
-  std::condition_variable told;
+  yox::Mutex mutex;
+  yox::ConditionVariable told;
   std::uint32_t answers = 0;
   const auto watch = Watch(registry, "Answer", [&] {
-    const std::lock_guard lock(mutex);
+    const yox::MutexLock lock(mutex);
     ++answers;
-    told.notify_one();
+    told.NotifyOne();
   });
   std::uint32_t asked = 0;
   for (auto _ : state) {
     ++asked;
     Set(registry, Key("Question"));
-    std::unique_lock lock(mutex);
-    if (!told.wait_for(lock, std::chrono::seconds(10), [&] { return answers == asked; })) {
-      std::abort();
+    yox::MutexLock lock(mutex);
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (answers != asked) {
+      if (!told.WaitUntil(lock, end)) std::abort();
     }
   }
 }
