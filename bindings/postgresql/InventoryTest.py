@@ -133,7 +133,7 @@ class Imports(unittest.TestCase):
             write("large.jsonl", "\n".join(large) + "\n")
             times = os.stat(path("large.jsonl"))
             message = yoxctl("fleet", "import", path("large.jsonl"), "--into", target, code=2)
-            self.assertRegex(message, r"large.jsonl, line 501: cuontry: unknown key.*; [0-9]+ devices are stored, "
+            self.assertRegex(message, r"large.jsonl, line 501(, column [0-9]+)?: cuontry: unknown key.*; [0-9]+ devices are stored, "
                                       "and the same command goes on after them")
             stored = int(re.search("; ([0-9]+) devices", message).group(1))
             self.assertTrue(0 < stored <= 500)
