@@ -250,7 +250,7 @@ class Errors(Database):
     def test_facts(self):
         for text, value, message in (
                 (facts(country=5), "5", "country: expected a string or null, found a number"),
-                (facts(colour="red"), '"red"', "colour: unknown key"),
+                (facts(colour="red"), '"colour"', "colour: unknown key"),
                 (facts(rollout_bucket=4096), "4096",
                  "rollout_bucket: expected a whole number from 0 to 4095, found a number")):
             place = f"line 1, column {text.index(value) + 1}: "
