@@ -19,10 +19,13 @@
 #include "yox/base/String.h"
 
 #include "host/yoxctl/Output.h"
+#include "host/yoxctl/Reference.h"
 
 namespace yoxctl {
 namespace {
 
+constexpr const char* kSummary =
+    "Shows what this device, or the device of a profile, is and which content applies to it.";
 constexpr const char* kFooter = R"(Exit codes:
   0  success; for evaluate: the list applies
   1  success, with a negative result; for lint: an error was found
@@ -97,6 +100,7 @@ std::string GlobalsFooter(std::span<const Option> globals) {
   constexpr std::size_t kColumn = 32;
   std::string text = "Global options:\n";
   for (const Option& option : globals) {
+    if (option.hidden) continue;
     std::string line = "  " + option.name + " " + option.type;
     line.append(line.size() < kColumn ? kColumn - line.size() : 1, ' ');
     text += line + option.help + "\n";
@@ -172,6 +176,7 @@ void CheckFormat(const std::string& format, const Command& command) {
 int RunOrThrow(std::vector<std::string> arguments) {
   GlobalOptions options;
   std::string colours = "auto";
+  std::optional<std::string> reference;
   const Option globals[] = {
       {.name = "--device",
        .type = "PROFILE.json",
@@ -196,14 +201,18 @@ int RunOrThrow(std::vector<std::string> arguments) {
        .help = "Colours in text; auto: on a terminal, unless NO_COLOR is set",
        .target = &colours,
        .choices = {"auto", "always", "never"},
-       .initial = "auto"}};
+       .initial = "auto"},
+      {.name = "--reference",
+       .type = "man|bash|zsh|fish",
+       .help = "Print the manual page, or the completions of a shell",
+       .target = &reference,
+       .choices = {std::begin(kReferenceForms), std::end(kReferenceForms)},
+       .hidden = true}};
   std::vector<Command> commands;
   for (const auto make : kCommands) commands.push_back(make());
   const Command* chosen = nullptr;
 
-  CLI::App app(
-      "Shows what this device, or the device of a profile, is and which content applies to it.",
-      "yoxctl");
+  CLI::App app(kSummary, "yoxctl");
   app.allow_windows_style_options(false);
   app.set_version_flag("--version", "yoxctl " YOXCTL_VERSION);
   app.footer(kFooter);
@@ -213,6 +222,10 @@ int RunOrThrow(std::vector<std::string> arguments) {
   for (const Command& command : commands) AddCommand(app, command, footer, chosen);
 
   if (Parse(app, std::move(arguments)) != kDone) return kDone;
+  if (reference) {
+    Print(ReferenceText(*reference, {kSummary, kFooter, globals, commands}));
+    return kDone;
+  }
   if (chosen == nullptr) throw Refusal(std::string("a command is missing") + kSeeHelp);
   CheckFormat(options.format, *chosen);
   options.json = options.format == "json";
