@@ -18,6 +18,7 @@ struct yox_explanation {
     std::string required;
     int32_t result;
     std::vector<Fact> facts;
+    std::size_t facts_left_out;
   };
   struct Filter {
     int32_t outcome;
@@ -55,6 +56,7 @@ yox_explanation* NewExplanation(const decision::Explanation& explanation) {
       kept.field = criterion.field;
       kept.required = String::UTF16ToUTF8(criterion.required);
       kept.result = static_cast<int32_t>(criterion.result);
+      kept.facts_left_out = criterion.facts_left_out;
       for (const auto& fact : criterion.facts) {
         kept.facts.push_back({String::UTF16ToUTF8(fact.required), String::UTF16ToUTF8(fact.actual),
                               fact.source, fact.note, static_cast<int32_t>(fact.result)});
@@ -121,7 +123,8 @@ yox_status yox_explanation_criterion(const yox_explanation* explanation, size_t 
            .field = FieldName(given.field),
            .required = Text(given.required),
            .result = given.result,
-           .fact_count = given.facts.size()},
+           .fact_count = given.facts.size(),
+           .facts_left_out = given.facts_left_out},
           "explained");
   });
 }

@@ -12,7 +12,7 @@ static class Yox {
   public struct Verdict { public N Size; public int Applies; public N DecidedBy; }
   public struct Explained { public N Size; public int Applies; public N DecidedBy, NearestMiss, Filters, Needs; public Text Reason; }
   public struct Filter { public N Size; public int Outcome, Decides; public N Criteria; }
-  public struct Criterion { public N Size; public Text Field, Required; public int Result; public N Facts; }
+  public struct Criterion { public N Size; public Text Field, Required; public int Result; public N Facts, FactsLeftOut; }
   public struct Notification { public N Size; public int Topic, Event; public Text Payload; }
   public delegate void Notified(H context, ref Notification notification);
 

@@ -329,6 +329,28 @@ static void an_explanation_is_complete(void) {
   yox_list_free(list);
 }
 
+static void long_criteria_are_counted(void) {
+  static char document[1 << 14] = "[{\"tag\": \"";
+  size_t i, length = strlen(document);
+  yox_facts* facts = facts_of("{\"tags\": {}}");
+  yox_list* list;
+  yox_explanation* explanation = NULL;
+  yox_explained_criterion criterion = YOX_INIT(yox_explained_criterion);
+  yox_explained_fact fact = YOX_INIT(yox_explained_fact);
+  for (i = 0; i < 300; ++i)
+    length += (size_t)sprintf(document + length, "%st%d|x", i == 0 ? "" : ",", (int)i);
+  sprintf(document + length, "\"}]");
+  list = list_of(document);
+  CHECK_OK(yox_explain(list, facts, NULL, &explanation));
+  CHECK_OK(yox_explanation_criterion(explanation, 0, 0, &criterion));
+  CHECK(criterion.fact_count == 256 && criterion.facts_left_out == 44);
+  CHECK_OK(yox_explanation_fact(explanation, 0, 0, 255, &fact));
+  CHECK_STATUS(YOX_ARGUMENT, yox_explanation_fact(explanation, 0, 0, 256, &fact));
+  yox_explanation_free(explanation);
+  yox_list_free(list);
+  yox_facts_free(facts);
+}
+
 static void documents_come_back(void) {
   yox_list* list = list_of(kList);
   yox_facts* facts = facts_of("{\"id\": \"k\xc3\xbc\", \"country\": \"DE\"}");
@@ -653,6 +675,7 @@ static const struct {
     CASE(a_list_decides_on_facts),
     CASE(a_question_adds_version_tags_and_moment),
     CASE(an_explanation_is_complete),
+    CASE(long_criteria_are_counted),
     CASE(documents_come_back),
     CASE(lint_finds),
     CASE(a_rollout_grows),

@@ -203,12 +203,14 @@ class Fact:
 
 @dataclass(frozen=True)
 class Criterion:
-    """A criterion of a filter: its field, its text, and what it was compared with."""
+    """A criterion of a filter: its field, its text, and what it was compared with: at most 256 facts, and how many there
+    are beyond them."""
 
     field: str
     required: str
     result: CriterionResult
     facts: tuple[Fact, ...]
+    facts_left_out: int
 
 
 @dataclass(frozen=True)
@@ -253,7 +255,8 @@ def _explanation(create: str, *arguments: Any) -> Explanation:
                 facts.append(Fact(str(fact.required), str(fact.actual), str(fact.source), str(fact.note),
                                   CriterionResult(fact.result)))
             criteria.append(Criterion(str(criterion.field), str(criterion.required),
-                                      CriterionResult(criterion.result), tuple(facts)))
+                                      CriterionResult(criterion.result), tuple(facts),
+                                      criterion.facts_left_out))
         filters.append(Filter(Outcome(of.outcome), bool(of.decides), tuple(criteria)))
     return Explanation(_truth(explained.applies), _index(explained.decided_by), str(explained.reason),
                        _index(explained.nearest_miss), tuple(needs), tuple(filters))

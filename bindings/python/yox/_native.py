@@ -61,7 +61,7 @@ class ExplainedFilter(Sized):
 
 class ExplainedCriterion(Sized):
     _fields_ = [("size", c_size_t), ("field", Text), ("required", Text), ("result", c_int32),
-                ("fact_count", c_size_t)]
+                ("fact_count", c_size_t), ("facts_left_out", c_size_t)]
 
 
 class ExplainedFact(Sized):

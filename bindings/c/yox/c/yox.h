@@ -282,10 +282,11 @@ enum {
 };
 typedef struct yox_explained_criterion {
   size_t size;
-  yox_text field;    /* such as "country" */
-  yox_text required; /* as the list has it */
-  int32_t result;    /* YOX_HELD to YOX_NOT_KNOWN */
-  size_t fact_count; /* at least 1 */
+  yox_text field;        /* such as "country" */
+  yox_text required;     /* as the list has it */
+  int32_t result;        /* YOX_HELD to YOX_NOT_KNOWN */
+  size_t fact_count;     /* at least 1, at most 256 */
+  size_t facts_left_out; /* how many there are beyond the first 256 */
 } yox_explained_criterion;
 
 typedef struct yox_explained_fact {
@@ -297,13 +298,17 @@ typedef struct yox_explained_fact {
   int32_t result;    /* YOX_HELD to YOX_NOT_KNOWN */
 } yox_explained_fact;
 
+/* Explains what a list decides for a device. */
 YOX_C_API yox_status yox_explain(const yox_list* list, const yox_facts* facts,
                                  const yox_question* question, yox_explanation** explanation);
+/* Reads the verdict and the numbers of its parts; then each filter, criterion and fact by its
+ * index. */
 YOX_C_API yox_status yox_explanation_get(const yox_explanation* explanation,
                                          yox_explained* explained);
 /* The name of a fact that would help to settle an undetermined verdict. */
 YOX_C_API yox_status yox_explanation_need(const yox_explanation* explanation, size_t index,
                                           yox_text* fact);
+/* Read one filter, one of its criteria, and one fact that the criterion was compared with. */
 YOX_C_API yox_status yox_explanation_filter(const yox_explanation* explanation, size_t filter,
                                             yox_explained_filter* explained);
 YOX_C_API yox_status yox_explanation_criterion(const yox_explanation* explanation, size_t filter,
