@@ -4,12 +4,13 @@
 #   library      libyoxX.Y            the shared library
 #   development  libyox-dev           headers, CMake package, pkg-config file
 #   tools        yoxctl               programs, manual pages, completions
+#   service      yoxd                 the service
 #   sqlite       yox-sqlite3          extension for SQLite
 #   postgresql   postgresql-NN-yox    extension for PostgreSQL NN
 #   python       python3-yox          Python package
 #
 # Install rules name their component. The archives have all components together.
-set(YOX_COMPONENTS_OF_PACKAGES library development tools sqlite postgresql python)
+set(YOX_COMPONENTS_OF_PACKAGES library development tools service sqlite postgresql python)
 
 # ---- files that only packages have ----
 
@@ -49,6 +50,9 @@ set(CPACK_RESOURCE_FILE_LICENSE ${PROJECT_SOURCE_DIR}/LICENSE)
 set(CPACK_VERBATIM_VARIABLES ON)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_COMPONENTS_ALL ${YOX_COMPONENTS_OF_PACKAGES})
+if(NOT TARGET yoxd)
+  list(REMOVE_ITEM CPACK_COMPONENTS_ALL service)
+endif()
 if(NOT TARGET yox_sqlite)
   list(REMOVE_ITEM CPACK_COMPONENTS_ALL sqlite)
 endif()
@@ -141,6 +145,9 @@ if(NOT WIN32 AND CMAKE_INSTALL_PREFIX STREQUAL /usr)
   yox_debian_package(tools NAME yoxctl SECTION admin DEPENDS "${library} (= ${release})"
     SUMMARY "device management for clients (command line)"
     DESCRIPTION "Evaluates, explains and checks filter lists, on this device or on a\ndevice profile, and shows the device's record, tags and registry.")
+  yox_debian_package(service NAME yoxd SECTION admin DEPENDS "${library} (= ${release})"
+    SUMMARY "device management for clients (service)"
+    DESCRIPTION "Connects to an MQTT broker, decides the filter lists that arrive there\nand reports what it decided.")
   yox_debian_package(sqlite NAME yox-sqlite3 SECTION database
     SUMMARY "filter lists in SQLite"
     DESCRIPTION "An extension that decides filter lists for the devices in a table.")
@@ -157,6 +164,8 @@ if(NOT WIN32 AND CMAKE_INSTALL_PREFIX STREQUAL /usr)
     SUMMARY "filter lists in Python"
     DESCRIPTION "Decides, explains and checks filter lists, for one device or for a\nfleet.")
 
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/debian/python/postinst
+                                                ${PROJECT_SOURCE_DIR}/packaging/debian/python/prerm)
   set(python ${CMAKE_INSTALL_PREFIX}/lib/python3/dist-packages)
   install(FILES bindings/python/yox/__init__.py bindings/python/yox/_native.py bindings/python/yox/py.typed
           DESTINATION ${python}/yox COMPONENT python)
