@@ -82,40 +82,14 @@ std::shared_ptr<const CompiledList> ApplicabilityFilter::snapshot() const {
   return list_;
 }
 
-// A reader marks a seat before it reads the pointer, and clears the mark when it is done. Once the
-// pointer has been replaced, a seat that is seen empty has no reader of the former list: a thread
-// that takes it later reads the new pointer. Mark, pointer and their counterparts in FreeRetired
-// are sequentially consistent, so that either the reader sees the new pointer or the writer sees
-// the mark. These are hazard pointers after Michael, with the mark kept beside the one pointer.
-//
-// Leaving needs no such order. A reader that does not see in time that a list has been retired
-// leaves it to the next lease or the next list; so the way out is a plain store.
-std::atomic<bool>* ApplicabilityFilter::Enter() const {
-  for (std::atomic<bool>& seat : seats_) {
-    bool is_taken = false;
-    if (!seat.load(std::memory_order_relaxed) && seat.compare_exchange_strong(is_taken, true)) {
-      return &seat;
-    }
-  }
-  standing_.fetch_add(1);
-  return nullptr;
-}
-
+// A lease that does not see in time that a list has been retired leaves it to the next lease or the
+// next list; so the way out needs no fence.
 ApplicabilityFilter::Lease::Lease(const ApplicabilityFilter& filter)
-    : filter_(filter), seat_(filter.Enter()), list_(filter.current_.load()) {}
+    : filter_(filter), mark_(&filter), list_(filter.current_.load()) {}
 
 ApplicabilityFilter::Lease::~Lease() {
-  if (seat_ != nullptr) {
-    seat_->store(false, std::memory_order_release);
-  } else {
-    filter_.standing_.fetch_sub(1);
-  }
+  mark_.reset();
   if (filter_.has_retired_.load(std::memory_order_relaxed)) filter_.FreeRetired();
-}
-
-bool ApplicabilityFilter::IsLeased() const {
-  return standing_.load() != 0 ||
-         std::ranges::any_of(seats_, [](const std::atomic<bool>& seat) { return seat.load(); });
 }
 
 void ApplicabilityFilter::Replace(Compiled list) {
@@ -132,7 +106,7 @@ void ApplicabilityFilter::Replace(Compiled list) {
 void ApplicabilityFilter::FreeRetired() const {
   std::vector<Compiled> unused;  // freed without the lock
   const yox::MutexLock lock(mutex_);
-  if (IsLeased()) return;
+  if (yox::HazardMark::IsInUse(this)) return;
   has_retired_ = false;
   unused.swap(retired_);
 }

@@ -5,9 +5,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "yox/base/Export.h"
+#include "yox/base/HazardMark.h"
 #include "yox/base/ThreadSafety.h"
 #include "yox/base/WString.h"
 #include "yox/decision/FilterFields.h"
@@ -77,7 +79,8 @@ class YOX_API ApplicabilityFilter {
   // The list as it is now, with its requirements parsed; never null, and never changes.
   std::shared_ptr<const yox::decision::CompiledList> snapshot() const;
 
-  // The same for the length of a block, at a fraction of the cost. The object must outlive it.
+  // The same for the length of a block, at a fraction of the cost. The object must outlive it. For
+  // the thread that created it; leases of a thread nest like blocks.
   class YOX_API Lease {
    public:
     explicit Lease(const ApplicabilityFilter& filter);
@@ -89,15 +92,13 @@ class YOX_API ApplicabilityFilter {
 
    private:
     const ApplicabilityFilter& filter_;
-    std::atomic<bool>* const seat_;  // null: counted in `standing_`
+    std::optional<yox::HazardMark> mark_;  // of the filter
     const yox::decision::CompiledList* const list_;
   };
 
  private:
   using Compiled = std::shared_ptr<const yox::decision::CompiledList>;
 
-  std::atomic<bool>* Enter() const;
-  bool IsLeased() const;
   void Replace(Compiled list);
   void FreeRetired() const;
 
@@ -106,7 +107,5 @@ class YOX_API ApplicabilityFilter {
   // Lists that were replaced while there were leases.
   mutable std::vector<Compiled> retired_ YOX_GUARDED_BY(mutex_);
   std::atomic<const yox::decision::CompiledList*> current_;  // list_, for leases
-  mutable std::array<std::atomic<bool>, 8> seats_{};         // taken by leases
-  mutable std::atomic<std::uint32_t> standing_{0};           // leases that found no seat
   mutable std::atomic<bool> has_retired_{false};
 };

@@ -1,0 +1,74 @@
+#include "yox/base/HazardMark.h"
+
+#include "yox/base/ProcessFence.h"
+
+namespace yox {
+namespace {
+
+constinit std::atomic<void*> g_all{nullptr};  // the list of all Marks; only grows
+
+bool HasFence() {
+  static const bool has_fence = HasProcessFence();
+  return has_fence;
+}
+
+}  // namespace
+
+// A pointer of its own, which needs no destructor: a mark made by another thread-local object's
+// destructor still finds it.
+constinit thread_local void* t_marks = nullptr;
+
+struct HazardMark::OfThisThread {
+  ~OfThisThread() {
+    auto* const marks = static_cast<Marks*>(t_marks);
+    t_marks = nullptr;
+    marks->is_owned.store(false, std::memory_order_release);
+  }
+};
+
+HazardMark::Marks& HazardMark::Marks::WithRoom() {
+  auto* const marks = static_cast<Marks*>(t_marks);
+  if (marks != nullptr && marks->taken < marks->seats.size()) [[likely]]
+    return *marks;
+  Marks* const more = Take();
+  more->outer = marks;
+  t_marks = more;
+  if (marks == nullptr) thread_local const OfThisThread owner;
+  return *more;
+}
+
+HazardMark::Marks* HazardMark::Marks::Take() {
+  for (auto* marks = static_cast<Marks*>(g_all.load(std::memory_order_acquire)); marks != nullptr;
+       marks = marks->next) {
+    // Acquire: the former owner is done with it.
+    if (!marks->is_owned.exchange(true, std::memory_order_acquire)) return marks;
+  }
+  auto* const marks = new Marks;
+  marks->needs_fence = !HasFence();
+  void* first = g_all.load(std::memory_order_relaxed);
+  do {
+    marks->next = static_cast<Marks*>(first);
+    // Sequentially consistent, like the load in IsInUse: a mark in a list that is not seen there is
+    // made by a thread that sees the new pointer.
+  } while (!g_all.compare_exchange_weak(first, marks));
+  return marks;
+}
+
+void HazardMark::Marks::GiveBack() {
+  t_marks = outer;
+  outer = nullptr;
+  is_owned.store(false, std::memory_order_release);
+}
+
+bool HazardMark::IsInUse(const void* object) {
+  std::atomic_thread_fence(std::memory_order_seq_cst);
+  if (HasFence()) ProcessFence();
+  for (auto* marks = static_cast<Marks*>(g_all.load()); marks != nullptr; marks = marks->next) {
+    for (const auto& seat : marks->seats) {
+      if (seat.load(std::memory_order_acquire) == object) return true;
+    }
+  }
+  return false;
+}
+
+}  // namespace yox
