@@ -38,14 +38,16 @@ bool Version::TryParseVersion(const WString& text, Version& out) {
 std::optional<Version> Version::FromView(WStringView text) {
   std::array<int, 4> numbers = {0, 0, kMissing, kMissing};
   std::size_t count = 0;
-  for (;;) {
-    if (count == numbers.size()) return std::nullopt;
-    const std::size_t dot = text.find('.');
-    const std::optional<int> number = ReadComponent(text.substr(0, dot));
-    if (!number) return std::nullopt;
-    numbers[count++] = *number;
-    if (dot == WStringView::npos) break;
-    text.remove_prefix(dot + 1);
+  std::int64_t number = kMissing;  // of the component so far
+  for (std::size_t i = 0; i <= text.size(); ++i) {
+    if (i == text.size() || text[i] == '.') {
+      if (number == kMissing || count == numbers.size()) return std::nullopt;
+      numbers[count++] = static_cast<int>(number);
+      number = kMissing;
+    } else if (text[i] >= '0' && text[i] <= '9') {
+      number = (number == kMissing ? 0 : number * 10) + (text[i] - '0');
+      if (number > std::numeric_limits<int>::max()) return std::nullopt;
+    }
   }
   if (count < 2) return std::nullopt;
   return Version(numbers[0], numbers[1], numbers[2], numbers[3]);
