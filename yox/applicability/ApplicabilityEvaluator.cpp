@@ -102,7 +102,8 @@ bool ApplicabilityEvaluator::EvaluateApplicability(
   const ApplicabilityFilter::Lease list(filter);
   RunningDevice device(*this, machineInformation.get(), clientVersion, tagCollection, targetVersion,
                        extraTags);
-  DecisionLog log(*list, logThrottler, reason != discard_reason_ ? &reason : nullptr);
+  const bool is_discarded = &reason == &discard_reason_ || reason == discard_reason_;
+  DecisionLog log(*list, logThrottler, is_discarded ? nullptr : &reason);
   return Decide(*list, device, log.IsWanted() ? &log : nullptr).applies == Truth::kTrue;
 }
 

@@ -7,6 +7,7 @@
 
 #include "yox/base/String.h"
 #include "yox/decision/Criteria.h"
+#include "yox/decision/Fingerprint.h"
 #include "yox/decision/ReasonText.h"
 
 namespace yox::decision {
@@ -41,6 +42,7 @@ void CompiledList::Compile(const Filter& filter) {
 
 TextPattern CompiledList::Folded(TextPattern pattern) {
   pattern.text = arena_.KeepFolded(pattern.text);
+  pattern.fingerprint = Fingerprint(pattern.text);
   return pattern;
 }
 
@@ -55,6 +57,7 @@ void CompiledList::CompileCriterion(Step& step) {
   switch (kCriteria[step.criterion].language) {
     case Language::kText:
       add_pieces(texts_, [&](WStringView piece) { return Folded(TextPattern::Parse(piece)); });
+      step.alternatives = alternatives_.Add(Texts(step));
       break;
     case Language::kVersion:
       add_pieces(versions_, VersionRequirement::Parse);

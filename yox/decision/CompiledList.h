@@ -9,6 +9,7 @@
 #include "yox/decision/HardwareIdRequirement.h"
 #include "yox/decision/MatchOperators.h"
 #include "yox/decision/RegistryRequirement.h"
+#include "yox/decision/TextAlternatives.h"
 #include "yox/decision/TextArena.h"
 #include "yox/decision/Truth.h"
 
@@ -31,6 +32,7 @@ class CompiledList {
     std::uint32_t count;
     WStringView required;                                               // as the filter has it
     Truth (*evaluate)(const Evaluation& evaluation, const Step& step);  // from the row
+    TextAlternatives::Set alternatives = {};                            // of texts
   };
 
   struct Program {
@@ -55,6 +57,8 @@ class CompiledList {
     return std::span(steps_).subspan(program.first_step, program.step_count);
   }
   std::span<const TextPattern> Texts(const Step& step) const { return Of(texts_, step); }
+  // The same, arranged for matching, as the sets of steps.
+  const TextAlternatives& alternatives() const { return alternatives_; }
   std::span<const VersionRequirement> Versions(const Step& step) const {
     return Of(versions_, step);
   }
@@ -83,6 +87,7 @@ class CompiledList {
   std::vector<Program> programs_;
   std::vector<Step> steps_;
   std::vector<TextPattern> texts_;
+  TextAlternatives alternatives_;
   std::vector<VersionRequirement> versions_;
   std::vector<KeyValueTerm> terms_;
   std::vector<DateRange> ranges_;

@@ -110,16 +110,22 @@ WStringView ActualOf(DeviceFacts& facts, const Step& step) {
 }
 
 Truth EvaluateText(const Evaluation& evaluation, const Step& step) {
-  const TextFact& fact = evaluation.facts.Text(step.field);
-  const auto alternatives = evaluation.list.Texts(step);
+  TextFact& fact = evaluation.facts.Text(step.field);
   if (fact.knowledge != Knowledge::kKnown) [[unlikely]] {
     const bool is_skipped = CriterionOf(step).when_missing == WhenMissing::kHolds;
     if (fact.knowledge == Knowledge::kUnknown) {
-      return AnyOfUnknown(evaluation, step, alternatives, {.may_be_false = !is_skipped});
+      return AnyOfUnknown(evaluation, step, evaluation.list.Texts(step),
+                          {.may_be_false = !is_skipped});
     }
     if (is_skipped) return Truth::kTrue;
   }
-  return TruthOf(AnyOf(alternatives, fact.text, fact.is_folded));
+  const TextAlternatives& alternatives = evaluation.list.alternatives();
+  if (step.alternatives.slot_mask != 0 &&
+      alternatives.HasText(step.alternatives, fact.text, fact.Fingerprint())) {
+    return Truth::kTrue;
+  }
+  return TruthOf(step.alternatives.pattern_count != 0 &&
+                 alternatives.AnyPatternMatches(step.alternatives, fact.text, fact.is_folded));
 }
 
 Truth EvaluateVersion(const Evaluation& evaluation, const Step& step) {

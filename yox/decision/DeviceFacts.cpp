@@ -1,31 +1,14 @@
 #include "yox/decision/DeviceFacts.h"
 
 namespace yox::decision {
-namespace {
-
-constexpr std::size_t VersionSlot(FilterField field) {
-  return field == FilterField::os_version ? 0 : field == FilterField::version ? 1 : 2;
-}
-
-}  // namespace
-
 const Pairs& NoPairs() {
   static const Pairs none;
   return none;
 }
 
-VersionFact& DeviceFacts::Version(FilterField field) {
-  return Fetched(Bit(field), slots_.of.versions[VersionSlot(field)],
-                 [&] { return FetchVersion(field); });
-}
-
 const TextsFact& DeviceFacts::Subscriptions() {
   return Fetched(Bit(FilterField::device_subscription), slots_.of.subscriptions,
                  [&] { return FetchSubscriptions(); });
-}
-
-const PairsFact& DeviceFacts::Tags() {
-  return Fetched(Bit(FilterField::tag), slots_.of.tags, [&] { return FetchTags(); });
 }
 
 const PairsFact& DeviceFacts::InstalledItems() {
@@ -54,7 +37,7 @@ const LocalDays& DeviceFacts::Today() {
 
 std::optional<PairView> DeviceFacts::FindTag(const TextPattern& name) {
   if (const auto found = Tags().pairs->First(name, extra_tags_)) return found;
-  return FindInPairs{extra_tags_}(name);
+  return FirstOf(extra_tags_, name);
 }
 
 Truth DeviceFacts::MeetsRegistry(const CompiledRegistryRequirement& requirement) {

@@ -11,6 +11,7 @@
 #include "yox/base/WString.h"
 #include "yox/decision/Dates.h"
 #include "yox/decision/FilterFields.h"
+#include "yox/decision/Fingerprint.h"
 #include "yox/decision/HardwareIdRequirement.h"
 #include "yox/decision/MatchOperators.h"
 #include "yox/decision/RegistryRequirement.h"
@@ -28,9 +29,15 @@ enum class Knowledge : std::uint8_t {
 
 struct TextFact {
   Knowledge knowledge = Knowledge::kUnknown;
-  bool is_folded = false;  // the letter case of `text` is folded
-  WStringView given = {};  // as the device has it
-  WStringView text = {};   // without surrounding white space
+  bool is_folded = false;         // the letter case of `text` is folded
+  WStringView given = {};         // as the device has it
+  WStringView text = {};          // without surrounding white space
+  std::uint64_t fingerprint = 0;  // of `text`, as Fingerprint.h has it; 0: not computed yet
+
+  std::uint64_t Fingerprint() {
+    if (fingerprint == 0) fingerprint = decision::Fingerprint(text);
+    return fingerprint;
+  }
 
   static TextFact Of(WStringView given, Knowledge knowledge = Knowledge::kKnown) {
     return {knowledge, false, given, String::Trimmed(given)};
@@ -92,15 +99,21 @@ class YOX_API DeviceFacts {
   DeviceFacts(const DeviceFacts&) = delete;
   DeviceFacts& operator=(const DeviceFacts&) = delete;
 
-  // A text that a criterion is held against, by the criterion's field.
-  const TextFact& Text(FilterField field) {
+  // A text that a criterion is held against, by the criterion's field. A criterion notes in it the
+  // fingerprint.
+  TextFact& Text(FilterField field) {
     return Fetched(Bit(field), slots_.of.texts[static_cast<std::size_t>(field)],
                    [&] { return FetchText(field); });
   }
   // os_version, version, target_version. A criterion notes in it what it has parsed.
-  VersionFact& Version(FilterField field);
+  VersionFact& Version(FilterField field) {
+    return Fetched(Bit(field), slots_.of.versions[VersionSlot(field)],
+                   [&] { return FetchVersion(field); });
+  }
   const TextsFact& Subscriptions();
-  const PairsFact& Tags();
+  const PairsFact& Tags() {
+    return Fetched(Bit(FilterField::tag), slots_.of.tags, [&] { return FetchTags(); });
+  }
   const PairsFact& InstalledItems();
   const HardwareIdsFact& PresentHardwareIds();
   // The roll-out bucket of the device, or of its organisation.
@@ -153,6 +166,9 @@ class YOX_API DeviceFacts {
   static constexpr std::uint32_t Bit(unsigned number) { return std::uint32_t{1} << number; }
   static constexpr std::uint32_t Bit(FilterField field) {
     return Bit(static_cast<unsigned>(field));
+  }
+  static constexpr std::size_t VersionSlot(FilterField field) {
+    return field == FilterField::os_version ? 0 : field == FilterField::version ? 1 : 2;
   }
   bool IsFetched(FilterField field) const { return (fetched_ & Bit(field)) != 0; }
 

@@ -170,36 +170,13 @@ String::IntegerStatus KeyValueTerm::TryValue(WStringView actual, bool& holds) co
   return String::IntegerStatus::kOk;
 }
 
-namespace {
-
-// For the patterns of a compiled list, whose text is folded: the letter case of `actual` is
-// ignored.
-inline bool MatchesUnfolded(const TextPattern& pattern, WStringView actual) {
-  using Form = TextPattern::Form;
-  if (pattern.form == Form::kEverything) return true;
-  if (pattern.form == Form::kContains) {
-    return String::CaseInsesitiveFind(actual, pattern.text) != pattern.negated;
-  }
-  if (actual.size() < pattern.text.size()) return pattern.negated;
-  const std::size_t more = actual.size() - pattern.text.size();
-  if (pattern.form == Form::kEqual && more != 0) return pattern.negated;
-  const WChar* unit = actual.data() + (pattern.form == Form::kEndsWith ? more : 0);
-  for (const WChar folded : pattern.text) {
-    const WChar given = *unit++;
-    if (given != folded && String::FoldCase(given) != folded) return pattern.negated;
-  }
-  return !pattern.negated;
-}
-
-}  // namespace
-
-bool AnyOf(std::span<const TextPattern> alternatives, WStringView actual, bool is_folded) {
-  if (is_folded) {
-    return std::ranges::any_of(alternatives,
-                               [&](const auto& a) { return a.MatchesFolded(actual); });
-  }
-  return std::ranges::any_of(alternatives,
-                             [&](const auto& a) { return MatchesUnfolded(a, actual); });
+bool TextPattern::MatchesUnfolded(WStringView actual) const {
+  if (form == Form::kEverything) return true;
+  if (form == Form::kContains) return String::CaseInsesitiveFind(actual, text) != negated;
+  if (actual.size() < text.size()) return negated;
+  const std::size_t more = actual.size() - text.size();
+  if (form == Form::kEqual && more != 0) return negated;
+  return EqualsFolded(actual.data() + (form == Form::kEndsWith ? more : 0), text) != negated;
 }
 
 bool AnyText(std::span<const TextPattern> alternatives, WStringView actual) {
@@ -224,6 +201,29 @@ bool AnyVersion(WStringView required, VersionText& actual) {
     if (VersionRequirement::Parse(NextPiece(rest, ',')).Matches(actual)) return true;
   }
   return false;
+}
+
+std::optional<PairView> FirstOf(const Pairs& pairs, const TextPattern& name) {
+  const WStringView text = name.text;
+  const bool is_text = name.IsText();
+  const int first = is_text ? text.front() : 0;
+  const int last = is_text ? text.back() : 0;
+  // Whether a name may be the text, by its size and both ends: passes over most names without a
+  // branch that depends on anything else. A name with white space around it is longer, and a unit
+  // beyond ASCII may fold to an ASCII one.
+  const auto may_be = [&](const WString& key) {
+    const int front = key.c_str()[0];
+    const int back = key.c_str()[key.size() - (key.empty() ? 0 : 1)];
+    const bool fits = (((front ^ first) | (back ^ last)) & ~0x20) == 0;
+    const bool is_plain = (front > ' ') & (back > ' ') & ((front | back) < 0x80);
+    return (fits & (key.size() == text.size())) | !is_plain;
+  };
+  for (const auto& pair : pairs) {
+    if (is_text && !may_be(pair.key())) continue;
+    if (name.MatchesUnfolded(String::Trimmed(pair.key())))
+      return PairView{pair.key(), pair.value()};
+  }
+  return std::nullopt;
 }
 
 }  // namespace yox::decision

@@ -18,6 +18,15 @@
 // second.
 namespace yox::decision {
 
+// Whether the units from `actual` on are `folded`, whose letter case is folded, in any letter case.
+inline bool EqualsFolded(const WChar* actual, WStringView folded) {
+  for (const WChar unit : folded) {
+    const WChar given = *actual++;
+    if (given != unit && String::FoldCase(given) != unit) return false;
+  }
+  return true;
+}
+
 // Every piece of a text counts, empty ones included; the empty text has none.
 //   for (auto rest = Pieces(text); rest;) { const WStringView piece = NextPiece(rest, ','); ... }
 inline std::optional<WStringView> Pieces(WStringView text) {
@@ -42,11 +51,16 @@ struct TextPattern {
 
   Form form = Form::kEverything;
   bool negated = false;
-  WStringView text = {};  // in a compiled list with its letter case folded
+  WStringView text = {};          // in a compiled list with its letter case folded
+  std::uint64_t fingerprint = 0;  // in a compiled list that of the text
 
   static TextPattern Parse(WStringView pattern);
+  // Whether the pattern is a text alone, which it matches without regard to letter case.
+  bool IsText() const { return form == Form::kEqual && !negated && !text.empty(); }
   // `actual` without surrounding white space.
   bool Matches(WStringView actual) const;
+  // The same, faster, for the patterns of a compiled list.
+  bool MatchesUnfolded(WStringView actual) const;
   // For the patterns of a compiled list, where the letter case of `actual` is folded too.
   bool MatchesFolded(WStringView actual) const {
     bool matched = true;
@@ -148,9 +162,6 @@ struct KeyValueTerm {
   String::IntegerStatus TryValue(WStringView actual, bool& holds) const;
 };
 
-// Alternatives of a compiled list, of which one must match; `actual` is trimmed.
-bool AnyOf(std::span<const TextPattern> alternatives, WStringView actual, bool is_folded);
-
 // Alternatives, of which one must hold: none holds of an empty list.
 bool AnyText(std::span<const TextPattern> alternatives, WStringView actual);
 bool AnyVersion(std::span<const VersionRequirement> alternatives, VersionText& actual);
@@ -160,6 +171,9 @@ bool AnyText(WStringView required, WStringView actual);
 bool AnyVersion(WStringView required, VersionText& actual);
 
 using Pairs = std::vector<KeyValuePair<WString, WString>>;
+
+// The first pair whose name a pattern of a compiled list matches.
+std::optional<PairView> FirstOf(const Pairs& pairs, const TextPattern& name);
 
 // Finds in a list of pairs, in order.
 struct FindInPairs {

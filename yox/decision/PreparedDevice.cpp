@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "yox/base/String.h"
+#include "yox/decision/Fingerprint.h"
 #include "yox/decision/KnownValues.h"
 
 namespace yox::decision {
@@ -59,35 +60,35 @@ bool FactsRecord::SetTimeZone(std::string_view name) {
 
 PreparedPairs::PreparedPairs(const Pairs& pairs, TextArena& arena) {
   entries_.reserve(pairs.size());
-  slots_.assign(std::bit_ceil(2 * pairs.size() + 1), kNone);
   for (const auto& pair : pairs) {
-    const auto index = static_cast<std::uint32_t>(entries_.size());
     entries_.push_back({{arena.Keep(pair.key()), arena.Keep(pair.value())},
                         arena.KeepFolded(String::Trimmed(pair.key()))});
-    const WStringView name = entries_.back().folded_name;
-    std::uint32_t last = FirstOf(name);
-    if (last != kNone) {
-      while (entries_[last].next != kNone) last = entries_[last].next;
-      entries_[last].next = index;
-      continue;
+  }
+  slots_.resize(std::bit_ceil(2 * pairs.size() + 1));
+  for (std::uint32_t i = 0; i < entries_.size(); ++i) {
+    const std::uint64_t fingerprint = Fingerprint(entries_[i].folded_name);
+    Slot& slot = slots_[SlotOf(entries_[i].folded_name, fingerprint)];
+    if (slot.first == kNone) {
+      slot = {fingerprint, i, i};
+    } else {
+      slot.last = entries_[slot.last].next = i;
     }
-    std::size_t slot = std::hash<WStringView>()(name);
-    while (slots_[slot &= slots_.size() - 1] != kNone) ++slot;
-    slots_[slot] = index;
   }
 }
 
-std::uint32_t PreparedPairs::FirstOf(WStringView folded_name) const {
-  std::size_t slot = std::hash<WStringView>()(folded_name);
-  for (;; ++slot) {
-    const std::uint32_t index = slots_[slot & (slots_.size() - 1)];
-    if (index == kNone || entries_[index].folded_name == folded_name) return index;
+std::size_t PreparedPairs::SlotOf(WStringView folded_name, std::uint64_t fingerprint) const {
+  for (std::size_t i = fingerprint;; ++i) {
+    const Slot& slot = slots_[i &= slots_.size() - 1];
+    if (slot.first == kNone) return i;
+    if (slot.fingerprint == fingerprint && entries_[slot.first].folded_name == folded_name)
+      return i;
   }
 }
 
 std::optional<PairView> PreparedPairs::First(const TextPattern& name, const Pairs& except) const {
-  if (name.form == TextPattern::Form::kEqual && !name.negated) {
-    for (std::uint32_t i = FirstOf(name.text); i != kNone; i = entries_[i].next) {
+  if (name.IsText()) {
+    std::uint32_t i = slots_[SlotOf(name.text, name.fingerprint)].first;
+    for (; i != kNone; i = entries_[i].next) {
       if (!IsAmong(except, entries_[i].pair.key)) return entries_[i].pair;
     }
     return std::nullopt;
@@ -147,7 +148,8 @@ PreparedDevice::~PreparedDevice() = default;
 TextFact PreparedDevice::Fold(const Given<WString>& given) {
   if (given.knowledge == Knowledge::kUnknown) return {};
   const WStringView text = arena_.Keep(given.value);
-  return {given.knowledge, true, text, arena_.KeepFolded(String::Trimmed(text))};
+  const WStringView folded = arena_.KeepFolded(String::Trimmed(text));
+  return {given.knowledge, true, text, folded, Fingerprint(folded)};
 }
 
 TextFact PreparedFacts::FetchText(FilterField field) {

@@ -33,11 +33,17 @@ class PreparedPairs final : public PairSource {
     std::uint32_t next = kNone;  // the next entry of an equal folded name
   };
   static constexpr std::uint32_t kNone = UINT32_MAX;
+  struct Slot {
+    std::uint64_t fingerprint = 0;
+    std::uint32_t first = kNone;  // of the entries of one folded name
+    std::uint32_t last = kNone;
+  };
 
-  std::uint32_t FirstOf(WStringView folded_name) const;
+  // Where the name is, or would be put.
+  std::size_t SlotOf(WStringView folded_name, std::uint64_t fingerprint) const;
 
   std::vector<Entry> entries_;
-  std::vector<std::uint32_t> slots_;  // a hash table of the first entries; its size a power of 2
+  std::vector<Slot> slots_;  // a hash table with linear probing; its size a power of 2
 };
 
 // The present hardware IDs in hash tables. Never changes; may be read by any thread.

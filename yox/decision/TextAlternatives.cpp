@@ -1,0 +1,69 @@
+#include "yox/decision/TextAlternatives.h"
+
+#include <algorithm>
+#include <bit>
+
+namespace yox::decision {
+namespace {
+
+constexpr int kShifts = 32;
+
+// The shift that puts the most texts into slots of their own.
+std::uint8_t BestShift(std::span<const TextPattern* const> texts, std::size_t size) {
+  std::size_t most = 0;
+  int best = 0;
+  std::vector<bool> taken;
+  for (int shift = 0; shift < kShifts && most < texts.size(); ++shift) {
+    taken.assign(size, false);
+    for (const TextPattern* text : texts) taken[(text->fingerprint >> shift) & (size - 1)] = true;
+    const auto count = static_cast<std::size_t>(std::ranges::count(taken, true));
+    if (count > most) {
+      most = count;
+      best = shift;
+    }
+  }
+  return static_cast<std::uint8_t>(best);
+}
+
+}  // namespace
+
+TextAlternatives::Set TextAlternatives::Add(std::span<const TextPattern> alternatives) {
+  std::vector<const TextPattern*> texts;
+  Set set{static_cast<std::uint32_t>(slots_.size()), 0,
+          static_cast<std::uint32_t>(patterns_.size())};
+  for (const TextPattern& pattern : alternatives) {
+    if (pattern.IsText()) {
+      texts.push_back(&pattern);
+    } else {
+      patterns_.push_back(pattern);
+      ++set.pattern_count;
+    }
+  }
+  if (texts.empty()) return set;
+  const std::size_t size = std::bit_ceil(2 * texts.size());
+  set.slot_mask = static_cast<std::uint32_t>(size - 1);
+  set.shift = BestShift(texts, size);
+  slots_.resize(slots_.size() + size);
+  for (const TextPattern* text : texts) {
+    if (HasText(set, text->text, text->fingerprint)) continue;
+    for (std::uint64_t i = text->fingerprint >> set.shift;; ++i) {
+      Slot& slot = slots_[set.first_slot + (i & set.slot_mask)];
+      if (slot.text.empty()) {
+        slot.fingerprint = text->fingerprint;
+        slot.text = text->text;
+        break;
+      }
+      slot.continues = true;
+    }
+  }
+  return set;
+}
+
+bool TextAlternatives::AnyPatternMatches(const Set& set, WStringView actual, bool is_folded) const {
+  const std::span patterns(patterns_.data() + set.first_pattern, set.pattern_count);
+  return std::ranges::any_of(patterns, [&](const TextPattern& pattern) {
+    return is_folded ? pattern.MatchesFolded(actual) : pattern.MatchesUnfolded(actual);
+  });
+}
+
+}  // namespace yox::decision

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "yox/base/WString.h"
+#include "yox/decision/MatchOperators.h"
+
+namespace yox::decision {
+
+// The alternatives of text criteria, arranged for matching: texts alone are found in a hash table,
+// so that a match costs the same among ten and among ten thousand; all other patterns are tried in
+// turn. Many sets share one object, which may be read by any thread.
+class TextAlternatives {
+ public:
+  struct Set {
+    std::uint32_t first_slot = 0;
+    std::uint32_t slot_mask = 0;  // the table's size, a power of 2, less 1; 0 without texts
+    std::uint32_t first_pattern = 0;
+    std::uint32_t pattern_count = 0;
+    std::uint8_t shift = 0;  // of the fingerprint's bits that number the slot
+  };
+
+  // Patterns of a compiled list, whose texts must outlive the object.
+  Set Add(std::span<const TextPattern> alternatives);
+
+  // Whether one of the set's texts, if it has any, is `actual`, without regard to letter case.
+  bool HasText(const Set& set, WStringView actual, std::uint64_t fingerprint) const {
+    for (std::uint64_t i = fingerprint >> set.shift;; ++i) {
+      const Slot& slot = slots_[set.first_slot + (i & set.slot_mask)];
+      if (slot.fingerprint == fingerprint && slot.text.size() == actual.size() &&
+          EqualsFolded(actual.data(), slot.text)) {
+        return true;
+      }
+      if (!slot.continues) return false;
+    }
+  }
+  // Whether one of the patterns that are no text alone matches `actual`, which has no white space
+  // around it. `is_folded`: its letter case is folded.
+  bool AnyPatternMatches(const Set& set, WStringView actual, bool is_folded) const;
+
+ private:
+  // A table with linear probing, at most half full, in which few slots continue: a look-up that is
+  // one comparison, mostly, leaves little for the processor to predict wrongly.
+  struct Slot {
+    std::uint64_t fingerprint = 0;
+    WStringView text = {};   // empty: no entry
+    bool continues = false;  // an entry that belongs here or before is further on
+  };
+
+  std::vector<Slot> slots_;
+  std::vector<TextPattern> patterns_;
+};
+
+}  // namespace yox::decision
