@@ -9,7 +9,7 @@ struct Allocations {
   std::uint64_t bytes = 0;
 };
 
-// What operator new was asked for so far, by all threads of a program that links
+// What the current thread has asked of operator new so far, in a program that links
 // AllocationCounter.cpp, the shared library included.
 Allocations AllocationsSoFar();
 
