@@ -123,12 +123,13 @@ void LineValues::Clear() {
 }
 
 bool LineValues::TimeZone(std::string_view name) {
-  auto found = zones_.find(name);
-  if (found == zones_.end()) {
+  if (last_zone_ == nullptr || last_zone_->first != name) {
     if (zones_.size() == kMostZones) zones_.clear();
-    found = zones_.emplace(name, yox::TimeZone::Parse(name)).first;
+    auto found = zones_.find(name);
+    if (found == zones_.end()) found = zones_.emplace(name, yox::TimeZone::Parse(name)).first;
+    last_zone_ = &*found;
   }
-  time_zone_ = found->second;
+  time_zone_ = last_zone_->second;
   return time_zone_.has_value();
 }
 

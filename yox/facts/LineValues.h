@@ -164,7 +164,10 @@ class LineValues {
   struct Hasher : std::hash<std::string_view> {
     using is_transparent = void;
   };
-  std::unordered_map<std::string, std::optional<yox::TimeZone>, Hasher, std::equal_to<>> zones_;
+  using Zones =
+      std::unordered_map<std::string, std::optional<yox::TimeZone>, Hasher, std::equal_to<>>;
+  Zones zones_;
+  const Zones::value_type* last_zone_ = nullptr;
 };
 
 }  // namespace yox::facts

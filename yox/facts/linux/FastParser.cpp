@@ -36,7 +36,8 @@ bool MayDiffer(std::string_view utf8) {
 // A value as simdjson parsed it, for FactsReading.
 class FastNode {
  public:
-  explicit FastNode(dom::element element) : element_(element) {}
+  explicit FastNode(dom::element element, bool is_root = false)
+      : element_(element), is_root_(is_root) {}
 
   bool IsNull() const { return element_.is_null(); }
   bool IsString() const { return element_.is_string(); }
@@ -53,7 +54,7 @@ class FastNode {
   void ForEachMember(Visit visit) const {
     dom::object object;
     Require(element_.get_object().get(object) == simdjson::SUCCESS, {});
-    RequireDistinctKeys(object);
+    if (!is_root_) RequireDistinctKeys(object);  // FactsReading sees to the root's
     for (const dom::key_value_pair member : object) visit(member.key, FastNode(member.value));
   }
   template <class Visit>
@@ -77,13 +78,14 @@ class FastNode {
  private:
   // A repeated key is refused by the strict parser; simdjson does not look.
   static void RequireDistinctKeys(const dom::object& object) {
-    constexpr std::size_t kFew = 32;
-    std::string_view few[kFew];
-    std::size_t count = 0;
-    for (const dom::key_value_pair member : object) {
-      if (count == kFew) return RequireDistinctManyKeys(object);
-      for (std::size_t i = 0; i < count; ++i) Require(few[i] != member.key, {});
-      few[count++] = member.key;
+    constexpr std::size_t kFew = 16;
+    const std::size_t size = object.size();
+    if (size > kFew) return RequireDistinctManyKeys(object);
+    if (size < 2) return;
+    for (auto member = object.begin(); member != object.end(); ++member) {
+      for (auto earlier = object.begin(); earlier != member; ++earlier) {
+        Require(earlier.key() != member.key(), {});
+      }
     }
   }
   static void RequireDistinctManyKeys(const dom::object& object) {
@@ -94,6 +96,7 @@ class FastNode {
   }
 
   dom::element element_;
+  bool is_root_;
 };
 
 }  // namespace
@@ -113,7 +116,7 @@ bool FastParser::Read(std::string_view utf8, LineValues& values) {
     return false;
   }
   try {
-    decision::FactsReading<FastNode, LineValues>(values).Read(FastNode(root));
+    decision::FactsReading<FastNode, LineValues>(values).Read(FastNode(root, true));
   } catch (const Declined&) {
     return false;
   }
