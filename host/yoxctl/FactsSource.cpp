@@ -37,6 +37,18 @@ std::string Place(const std::string& file, std::size_t number) {
   return file + ", line " + std::to_string(number);
 }
 
+// "FILE, line 2, column 7: WHAT"; an error of the whole document has the place where it begins.
+std::string Placed(const std::string& file, std::size_t number, const yox::DocumentError& error) {
+  return error.place() ? file + ", " + error.what() : Place(file, number) + ": " + error.what();
+}
+
+// Lines are long: finding their ends is faster than counting bytes.
+std::size_t LinesIn(std::string_view text) {
+  std::size_t lines = 0;
+  for (std::size_t at = text.find('\n'); at != text.npos; at = text.find('\n', at + 1)) ++lines;
+  return lines;
+}
+
 bool IsBlank(std::string_view line) { return line.find_first_not_of(" \t\r") == line.npos; }
 
 // A set of hashes: open addressing, at most three quarters full.
@@ -79,14 +91,20 @@ std::uint64_t HashOf(std::string_view id) {
   return hash ^ (hash >> 33);
 }
 
-// A profile has sections that no facts document has, or the two that both have in another form.
+// A profile has sections that no facts document has, or those that both have in another form.
 bool IsProfile(const Json::Value& document) {
   constexpr const char* kSections[] = {
       "clock",        "client",           "region",         "user",          "devices",
       "accelerators", "display_adapters", "installed_apps", "store_apps",    "services",
       "join",         "organisation",     "developer",      "configuration", "first_run_date"};
   if (!document.isObject()) return false;
+  const auto has_objects = [](const Json::Value& values) {
+    return std::any_of(values.begin(), values.end(),
+                       [](const Json::Value& value) { return value.isObject(); });
+  };
+  const Json::Value& registry = document["registry"];
   return document["os"].isObject() || document["firmware"].isObject() ||
+         std::any_of(registry.begin(), registry.end(), has_objects) ||
          std::ranges::any_of(kSections,
                              [&](const char* section) { return document.isMember(section); });
 }
@@ -104,7 +122,7 @@ bool FactsBatch::Next() {
     try {
       line_->Read(document, number_);
     } catch (const yox::DocumentError& error) {
-      if (++bad_count_ <= kNamed) bad_.push_back(file_ + ", " + error.what());
+      if (++bad_count_ <= kNamed) bad_.push_back(Placed(file_, number_, error));
       continue;
     }
     id_ = line_->id().empty() ? std::string_view(own_id_) : line_->id();
@@ -211,7 +229,7 @@ class FactsReader {
     batch.file_ = bytes_->name();
     batch.first_line_ = line_;
     batch.bytes_taken_ = taken_before_ + bytes_->taken();
-    line_ += static_cast<std::size_t>(std::ranges::count(text, '\n'));
+    line_ += LinesIn(text);
     text.append(FactsLine::kPadding, '\n');
     return batch.size_ > 0 || !batch.bad_.empty();
   }
@@ -253,7 +271,7 @@ class FactsReader {
       }
     } catch (const yox::DocumentError& error) {
       batch.bad_count_ = 1;
-      batch.bad_.push_back(name + ": " + error.what());
+      batch.bad_.push_back(Placed(name, 1, error));
       batch.text_.clear();
     }
     batch.size_ = batch.text_.size();
