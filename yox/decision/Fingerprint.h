@@ -32,7 +32,7 @@ inline std::uint64_t Fingerprint(WStringView text) {
     std::memcpy(&word, slow, sizeof word);
     return word;
   };
-  Word hash = text.size();
+  Word hash = text.size() + 1;  // the empty text's is not 0, which empty places have
   const auto mix = [&](Word word) { hash = (std::rotl(hash, 25) ^ word) * 0x9E3779B97F4A7C15; };
   if (text.size() < kUnits) {
     mix(folded(text.data(), text.size()));

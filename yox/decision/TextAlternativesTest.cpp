@@ -58,6 +58,7 @@ TEST(TextAlternativesTest, ATextIsFoundAmongAnyNumber) {
       EXPECT_TRUE(has(WString(pattern.text)));
       EXPECT_TRUE(has(String::ToUpper(pattern.text)));
     }
+    EXPECT_FALSE(has(""_w));
     EXPECT_FALSE(has("text"_w));
     EXPECT_FALSE(has("text "_w + String::UTF8ToUTF16(std::to_string(count))));
     EXPECT_EQ(set.pattern_count, 0U);
