@@ -188,7 +188,7 @@ int RunOrThrow(std::vector<std::string> arguments) {
        .target = &options.state_dir},
       {.name = "--format",
        .type = "text|json",
-       .help = "Format of the output; lint also has sarif and github",
+       .help = "Format of the output; lint also has sarif and github, test has junit",
        .target = &options.format,
        .initial = "text"},
       {.name = "--now",

@@ -1,7 +1,9 @@
 #include <algorithm>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string_view>
 #include <utility>
 #include <variant>
@@ -9,21 +11,27 @@
 #include "yox/applicability/ApplicabilityEvaluator.h"
 #include "yox/applicability/ListTest.h"
 #include "yox/applicability/SimulatedProcess.h"
+#include "yox/applicability/SuggestedCases.h"
 #include "yox/base/Json.h"
 #include "yox/base/String.h"
 #include "yox/decision/Explanation.h"
 #include "yox/decision/ExplanationDocument.h"
 #include "yox/decision/FilterDocument.h"
 #include "yox/platform/simulated/DeviceProfile.h"
+#include "yox/platform/waits/Event.h"
+#include "yox/platform/waits/Waits.h"
 
 #include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/CommandLine.h"
 #include "host/yoxctl/ExplanationText.h"
 #include "host/yoxctl/FactsQuestion.h"
+#include "host/yoxctl/Inputs.h"
 #include "host/yoxctl/Output.h"
 #include "host/yoxctl/Paint.h"
-#include "host/yoxctl/Table.h"
+#include "host/yoxctl/StopSignals.h"
+#include "host/yoxctl/TestReport.h"
 
+using yox::applicability::CoverageGoal;
 using yox::applicability::ListTest;
 using yox::applicability::ListTestCase;
 using yox::applicability::SimulatedProcess;
@@ -39,6 +47,11 @@ using yox::platform::DeviceProfile;
 
 struct TestOptions {
   std::vector<std::string> files;
+  std::vector<std::string> names;  // patterns of cases; none: all
+  std::optional<std::string> suggest;
+  bool coverage = false;
+  std::optional<std::size_t> least_coverage;
+  bool watch = false;
 };
 
 // A device of a facts document, and the moment of its decision.
@@ -57,6 +70,7 @@ struct TestFile {
   std::string name;
   ApplicabilityFilter list;
   std::vector<Case> cases;
+  std::set<std::string> inputs;  // all files that were read
 };
 
 constexpr std::string_view kEnding = ".test.json";
@@ -95,16 +109,18 @@ KnownDevice DeviceOfFacts(const ListTestCase& test, const std::string& place,
   return device;
 }
 
-TestFile ReadTestFile(const std::string& name) {
+// `inputs` receives the names of the files, also when one of them cannot be read.
+TestFile ReadTestFile(const std::string& name, std::set<std::string>& inputs) {
+  inputs.insert(name);
   const ListTest test = ReadNamed(name, yox::applicability::ReadListTest);
   const std::filesystem::path folder = PathOf(name).parent_path();
   const auto beside = [&](const yox::WString& file) {
-    return PathText(folder / PathOf(YOX::String::UTF16ToUTF8(file)));
+    return *inputs.insert(PathText(folder / PathOf(YOX::String::UTF16ToUTF8(file)))).first;
   };
   TestFile file;
   file.name = name;
   if (test.list.empty()) {
-    file.list = ReadNamed(ListBeside(name), ReadFilterDocument);
+    file.list = ReadNamed(*inputs.insert(ListBeside(name)).first, ReadFilterDocument);
   } else {
     file.list = ReadBeside(NameOf(name) + ": list: ", beside(test.list), ReadFilterDocument);
   }
@@ -232,61 +248,194 @@ std::string Indented(const std::string& text) {
 struct CaseAnswer {
   Json::Value result;
   std::string text;
+  std::vector<CoverageGoal> reached;
 };
 
 CaseAnswer AnswerCase(const TestFile& file, std::size_t index, const Painter& paint) {
   const Case& one = file.cases[index];
   const Explanation found = Decide(file.list, one);
-  CaseAnswer answer{CaseJson(index, one, found), {}};
+  CaseAnswer answer{CaseJson(index, one, found), {}, yox::applicability::GoalsReached(found)};
   if (!Passed(one.test, found)) answer.text = RelevantText(one.test, found, paint);
   return answer;
 }
 
-int Test(const GlobalOptions& global, const TestOptions& options) {
-  if (global.device || global.state_dir) {
-    throw Refusal("test: the cases name their devices: --device and --state-dir are not for it");
-  }
-  std::vector<TestFile> files;
-  for (const std::string& name : options.files) files.push_back(ReadTestFile(name));
-
-  const Painter paint = PainterOfOutput(global.colours);
-  Json::Value document;
-  std::size_t passed = 0;
-  std::size_t failed = 0;
-  for (const TestFile& file : files) {
-    Json::Value& entry = document["files"].append(Json::objectValue);
-    entry["file"] = file.name;
-    if (!global.json) Print(OneLine(file.name) + "\n");
-    for (std::size_t i = 0; i < file.cases.size(); ++i) {
-      CaseAnswer answer = AnswerCase(file, i, paint);
-      ++(answer.result["passed"].asBool() ? passed : failed);
-      if (!global.json) Print(CaseText(answer.result, paint) + Indented(answer.text));
-      entry["cases"].append(std::move(answer.result));
+// Whether a pattern with `*` for any letters matches, without regard to the letter case of ASCII.
+bool NameMatches(std::string_view pattern, std::string_view name) {
+  const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; };
+  std::size_t at = 0;
+  std::size_t star = std::string_view::npos;
+  std::size_t retry = 0;
+  std::size_t i = 0;
+  while (i < name.size()) {
+    if (at < pattern.size() && pattern[at] == '*') {
+      star = at++;
+      retry = i;
+    } else if (at < pattern.size() && lower(pattern[at]) == lower(name[i])) {
+      ++at;
+      ++i;
+    } else if (star != std::string_view::npos) {
+      at = star + 1;
+      i = ++retry;
+    } else {
+      return false;
     }
   }
-  if (global.json) {
-    document["passed"] = Json::UInt64{passed};
-    document["failed"] = Json::UInt64{failed};
-    Print(yox::JsonText(document));
-  } else {
-    const std::string counts =
-        std::to_string(passed) + " passed, " + std::to_string(failed) + " failed";
-    Print(paint(failed == 0 ? Paint::kGood : Paint::kBad, counts) + "\n");
+  return pattern.find_first_not_of('*', at) == std::string_view::npos;
+}
+
+bool IsChosen(const Case& one, const TestOptions& options) {
+  const std::string name = YOX::String::UTF16ToUTF8(one.test.name);
+  return options.names.empty() ||
+         std::ranges::any_of(
+             options.names, [&](const std::string& pattern) { return NameMatches(pattern, name); });
+}
+
+// Decides the cases of a file and prints them.
+TestedFile RunFile(const TestFile& file, const GlobalOptions& global, const TestOptions& options) {
+  const bool text = global.format == "text";
+  const Painter paint = PainterOfOutput(global.colours);
+  TestedFile tested{file.name, yox::applicability::CoverageGoals(file.list), {}, {}};
+  if (text) Print(OneLine(file.name) + "\n");
+  for (std::size_t i = 0; i < file.cases.size(); ++i) {
+    if (!IsChosen(file.cases[i], options)) continue;
+    CaseAnswer answer = AnswerCase(file, i, paint);
+    tested.reached.insert(answer.reached.begin(), answer.reached.end());
+    if (text) Print(CaseText(answer.result, paint) + Indented(answer.text));
+    tested.results.push_back({std::move(answer.result), std::move(answer.text)});
   }
-  return failed == 0 ? kDone : kNegative;
+  return tested;
+}
+
+int RunAll(const GlobalOptions& global, const TestOptions& options) {
+  std::vector<TestFile> files;
+  const bool readable =
+      ForEachInput(ExpandFolders(options.files, IsListTest), [&](const std::string& name) {
+        std::set<std::string> inputs;
+        files.push_back(ReadTestFile(name, inputs));
+      });
+  std::vector<TestedFile> tested;
+  for (const TestFile& file : files) tested.push_back(RunFile(file, global, options));
+  const TestCounts counts = CountsOf(tested);
+  if (readable || !tested.empty()) {
+    const Painter paint = PainterOfOutput(global.colours);
+    const bool coverage = options.coverage || options.least_coverage;
+    Print(global.json ? TestJson(tested, coverage)
+          : global.format == "junit"
+              ? TestJunit(tested)
+              : (coverage ? CoverageText(tested) : "") + CountsText(counts, paint));
+  }
+  if (!readable) return kRefused;
+  const bool covered = !options.least_coverage || CoversAtLeast(tested, *options.least_coverage);
+  if (!covered) {
+    Complain("the coverage is below " + std::to_string(*options.least_coverage) + " %");
+  }
+  return counts.failed == 0 && covered ? kDone : kNegative;
+}
+
+// The bytes of files; nothing for one that cannot be read.
+std::map<std::string, std::string> BytesOf(const std::set<std::string>& files) {
+  std::map<std::string, std::string> bytes;
+  for (const std::string& file : files) {
+    try {
+      bytes[file] = yox::ReadDocumentFile(PathOf(file));
+    } catch (const yox::DocumentError&) {
+      bytes[file] = {};
+    }
+  }
+  return bytes;
+}
+
+// All files that the cases are read from.
+std::set<std::string> InputsOf(const TestOptions& options) {
+  std::set<std::string> inputs;
+  for (const std::string& name : ExpandFolders(options.files, IsListTest)) {
+    try {
+      ReadTestFile(name, inputs);
+    } catch (const Refusal&) {
+      // Its names up to there count.
+    }
+  }
+  return inputs;
+}
+
+// Runs all cases, and again each time a file is edited, until the program is interrupted.
+int Watch(const GlobalOptions& global, const TestOptions& options) {
+  constexpr std::int64_t kLookMilliseconds = 100;
+  yox::platform::Event stop;
+  const StopSignals signals(stop);
+  while (!stop.IsSet()) {
+    // Looked at before the cases are read, so that no edit is missed in between.
+    const std::set<std::string> inputs = InputsOf(options);
+    const auto bytes = BytesOf(inputs);
+    try {
+      RunAll(global, options);
+    } catch (const Refusal& refusal) {
+      Complain(refusal.what());
+    }
+    while (!yox::platform::NativeWaitForAny({stop.handle()}, kLookMilliseconds).signalled() &&
+           BytesOf(inputs) == bytes) {
+    }
+  }
+  return kDone;
+}
+
+int Suggest(const std::string& list_name) {
+  const ApplicabilityFilter list =
+      Named(list_name, [&] { return ReadFilterDocument(ReadInput(list_name)); });
+  const auto suggested = yox::applicability::SuggestCases(list);
+  for (const CoverageGoal& goal : suggested.open) {
+    Complain(NameOf(list_name) + ": no device was found for: " + GoalText(goal));
+  }
+  if (suggested.cases.empty()) throw Refusal(NameOf(list_name) + ": there is nothing to test");
+  Print(yox::applicability::WriteCases(suggested.cases));
+  return suggested.open.empty() ? kDone : kNegative;
+}
+
+int Test(const GlobalOptions& global, const TestOptions& options) {
+  if (global.device || global.state_dir || global.now) {
+    throw Refusal("test: the cases name their devices: --device and --state-dir are not for it");
+  }
+  if (options.suggest) {
+    if (!options.files.empty()) throw Refusal("--suggest: takes the list alone");
+    return Suggest(*options.suggest);
+  }
+  if (options.files.empty()) throw Refusal("LIST.test.json is required (see yoxctl --help)");
+  if (options.watch) return Watch(global, options);
+  return RunAll(global, options);
 }
 
 }  // namespace
 
 Command TestCommand() {
   const auto options = std::make_shared<TestOptions>();
-  return {.name = "test",
-          .help = "Whether filter lists decide as their test files expect",
-          .options = {{.name = "LIST.test.json",
-                       .help = "The test files",
-                       .target = &options->files,
-                       .required = true}},
-          .run = [options](const GlobalOptions& global) { return Test(global, *options); }};
+  return {
+      .name = "test",
+      .help = "Whether filter lists decide as their test files expect",
+      .options = {{.name = "LIST.test.json",
+                   .help = "The test files; a directory: all below it",
+                   .target = &options->files},
+                  {.name = "--name",
+                   .type = "PATTERN",
+                   .help = "Only cases with such a name, with * for any letters; may be given "
+                           "several times",
+                   .target = &options->names},
+                  {.name = "--coverage",
+                   .help = "Say which filters decided in no case, and which criteria never were "
+                           "the first that failed",
+                   .target = &options->coverage},
+                  {.name = "--least-coverage",
+                   .type = "PERCENT",
+                   .help = "Exit with 1 if less of a list is covered",
+                   .target = &options->least_coverage},
+                  {.name = "--watch",
+                   .help = "Run the cases again each time a file is edited",
+                   .target = &options->watch},
+                  {.name = "--suggest",
+                   .type = "LIST.json",
+                   .help = "Write cases that reach every filter and both sides of each criterion",
+                   .target = &options->suggest}},
+      .run = [options](const GlobalOptions& global) { return Test(global, *options); },
+      .formats = {"junit"}};
 }
 
 }  // namespace yoxctl

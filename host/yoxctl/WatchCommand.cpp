@@ -1,5 +1,3 @@
-#include <signal.h>
-
 #include <chrono>
 #include <exception>
 #include <filesystem>
@@ -29,6 +27,7 @@
 #include "host/yoxctl/MachineRecord.h"
 #include "host/yoxctl/Output.h"
 #include "host/yoxctl/PresentDevices.h"
+#include "host/yoxctl/StopSignals.h"
 #include "host/yoxctl/WatchLines.h"
 
 using yox::decision::ReadFilterDocument;
@@ -44,25 +43,6 @@ constexpr std::int64_t kLookMilliseconds = 100;
 // How often the list is decided without a notification: the date or a registry value may have
 // changed.
 constexpr std::int64_t kDecideMilliseconds = 1'000;
-
-// Interrupting or terminating the program sets the event for as long as this lives.
-class StopSignals {
- public:
-  explicit StopSignals(Event& stop) {
-    handle_ = stop.handle();
-    for (const int number : kNumbers) signal(number, OnSignal);
-  }
-  ~StopSignals() {
-    for (const int number : kNumbers) signal(number, SIG_DFL);
-  }
-  StopSignals(const StopSignals&) = delete;
-  StopSignals& operator=(const StopSignals&) = delete;
-
- private:
-  static constexpr int kNumbers[] = {SIGINT, SIGTERM};
-  static void OnSignal(int /*number*/) { yox::platform::SignalEvent(handle_); }
-  static inline yox::platform::WaitHandle handle_;
-};
 
 // Prints lines of several threads; when that fails, sets the event and keeps why.
 class Printer {
