@@ -36,10 +36,10 @@ constexpr const char* kSeeHelp = " (see yoxctl --help)";
 
 // In the order of the help.
 constexpr Command (*kCommands[])() = {
-    EvaluateCommand, FleetCommand,        LintCommand,   FmtCommand,     ExplainFieldCommand,
-    HashCommand,     RolloutCommand,      DeviceCommand, CaptureCommand, FactsCommand,
-    PolicyCommand,   ProvisionCommand,    WatchCommand,  TagsCommand,    TestCommand,
-    RegistryCommand, NotificationCommand, StatusCommand};
+    EvaluateCommand, FleetCommand,    LintCommand,         FmtCommand,    ExplainFieldCommand,
+    HashCommand,     LspCommand,      RolloutCommand,      DeviceCommand, CaptureCommand,
+    FactsCommand,    PolicyCommand,   ProvisionCommand,    WatchCommand,  TagsCommand,
+    TestCommand,     RegistryCommand, NotificationCommand, StatusCommand};
 
 // Accepts only a number of the type in decimal digits. CLI11 alone wraps what is too
 // small or too large, reads 010 as eight, and an empty string as 0.

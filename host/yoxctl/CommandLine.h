@@ -67,6 +67,7 @@ Command FactsCommand();
 Command FmtCommand();
 Command HashCommand();
 Command LintCommand();
+Command LspCommand();
 Command NotificationCommand();
 Command PolicyCommand();
 Command ProvisionCommand();

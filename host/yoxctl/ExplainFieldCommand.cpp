@@ -5,7 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "yox/applicability/ApplicabilityEvaluator.h"
 #include "yox/base/Json.h"
 #include "yox/base/NearestWord.h"
 #include "yox/base/String.h"
@@ -14,7 +13,7 @@
 
 #include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/CommandLine.h"
-#include "host/yoxctl/MachineRecord.h"
+#include "host/yoxctl/FieldFacts.h"
 #include "host/yoxctl/Output.h"
 #include "host/yoxctl/Paint.h"
 #include "host/yoxctl/Table.h"
@@ -47,29 +46,12 @@ std::vector<std::string> ExamplesOf(const FieldHelp& help) {
   return examples;
 }
 
-// What the chosen device has where the field is looked at, found by asking for the first example.
-std::vector<ExplainedFact> DeviceFactsOf(FilterField field, const std::string& example) {
-  if (field == FilterField::default_ || field == FilterField::value) return {};
-  Filter filter;
-  filter.Set(field, YOX::String::UTF8ToUTF16(example));
-  PublishMachineRecord();
-  const auto explanation = ApplicabilityEvaluator::CreateWithoutTasks()->Explain(
-      ApplicabilityFilter({filter}), nullptr, {});
-  return explanation.filters.at(0).criteria.at(0).facts;
-}
-
-// "falcon (firmware)", or why there is nothing.
-std::string FactText(const ExplainedFact& fact) {
-  if (fact.actual.empty()) return "nothing (" + OneLine(fact.note) + ")";
-  return OneLine(YOX::String::UTF16ToUTF8(fact.actual)) + " (" + OneLine(fact.source) + ")";
-}
-
 int ExplainField(const GlobalOptions& global, const std::string& name) {
   const FilterField field = FieldOf(name);
   const FieldHelp& help = HelpOf(field);
   const std::vector<std::string> examples = ExamplesOf(help);
   const ChosenDevice device(global);
-  const std::vector<ExplainedFact> facts = DeviceFactsOf(field, examples.front());
+  const std::vector<ExplainedFact> facts = FactsOfField(field, examples.front());
   if (global.json) {
     Json::Value json;
     json["field"] = name;

@@ -107,6 +107,7 @@ class ListLint {
   void Unreachable(std::size_t earlier, const char* why) {
     findings_.push_back(
         {kUnreachable, index_, {}, 0, 0, {}, "filter [" + std::to_string(earlier) + "] " + why});
+    findings_.back().covered_by = earlier;
   }
 
   const CompiledList& list_;
@@ -259,6 +260,10 @@ void Locate(std::string_view utf8, const Json::Value& filters,
     located.push_back({written->ByteOf(finding.offset), &finding.place});
     WrittenText end = *written;
     located.push_back({end.ByteOf(finding.offset + finding.length), &finding.end});
+    if (!finding.fix) continue;
+    WrittenText fixed(utf8, text);
+    located.push_back({fixed.ByteOf(finding.fix->offset), &finding.fix->place});
+    located.push_back({fixed.ByteOf(finding.fix->offset + finding.fix->length), &finding.fix->end});
   }
   std::ranges::stable_sort(located, {}, &Located::byte);
   PlaceFinder places(utf8);

@@ -20,6 +20,9 @@ struct LintFix {
   std::size_t offset = 0;
   std::size_t length = 0;
   std::string replacement = {};
+  // Where the part is in a document that was read.
+  DocumentPlace place = {};
+  DocumentPlace end = {};
 };
 
 // One thing that is wrong or suspicious in a filter list.
@@ -35,6 +38,7 @@ struct LintFinding {
   DocumentPlace place = {};         // of a document that was read; line 1, column 1 otherwise
   DocumentPlace end = {};           // the place after it, likewise
   std::optional<LintFix> fix = {};  // for mistakes that can be corrected without thought
+  std::optional<std::size_t> covered_by = {};  // the filter that makes this one unreachable
   // The reason that the list gives for it in a comment, "lint: allow RULE: REASON"; absent when the
   // list does not allow it.
   std::optional<std::string> allowed = {};

@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+#include "yox/base/Export.h"
+
 // The closed sets of words that some criteria are compared with, for checks and completion. UTF-8;
 // all functions are safe from any thread.
 namespace yox::decision {
@@ -16,11 +18,11 @@ struct CodeRow {
 };
 
 // The countries of ISO 3166-1, and XK.
-std::span<const CodeRow> Countries();
+YOX_API std::span<const CodeRow> Countries();
 // The languages of ISO 639-1.
-std::span<const CodeRow> Languages();
+YOX_API std::span<const CodeRow> Languages();
 // The firmware's names of enclosures, such as "Notebook".
-std::span<const std::string_view> EnclosureNames();
+YOX_API std::span<const std::string_view> EnclosureNames();
 
 // What is wrong with a word, and the word that was probably meant; empty for none.
 struct WordCheck {
