@@ -1,9 +1,14 @@
 // SPDX-License-Identifier: Apache-2.0
 // Facts, and decisions on them.
+#include <algorithm>
+#include <string>
+#include <string_view>
+
 #include "yox/base/String.h"
 #include "yox/decision/CompiledList.h"
 #include "yox/decision/Decide.h"
 #include "yox/decision/FactsDocument.h"
+#include "yox/facts/FactsLine.h"
 
 #include "bindings/c/Handles.h"
 
@@ -70,6 +75,40 @@ yox_status yox_decide_many(const yox_list* list, const yox_facts* const* devices
     for (size_t i = 0; i < count; ++i) {
       PreparedFacts prepared(Required(devices[i], "devices").device, asked);
       applies[i] = static_cast<uint8_t>(Decide(compiled, prepared).applies);
+    }
+  });
+}
+
+yox_status yox_decide_lines(const yox_list* list, const char* text, size_t size, size_t first_line,
+                            const yox_question* question, uint8_t* applies, size_t capacity,
+                            size_t* count) {
+  return Guarded([&] {
+    const auto& compiled = *Required(list, "list").compiled;
+    const auto asked = QuestionOf(question);
+    Required(count, "count") = 0;
+    std::string_view rest = Document(text, size, "text");
+    const char* const end = rest.data() + rest.size();
+    yox::facts::FactsLine line;
+    std::string padded;  // a line of the text's end
+    for (std::size_t number = first_line; !rest.empty(); ++number) {
+      const std::size_t length = std::min(rest.find('\n'), rest.size());
+      std::string_view document = rest.substr(0, length);
+      rest.remove_prefix(std::min(length + 1, rest.size()));
+      if (document.find_first_not_of(" \t\r") == std::string_view::npos) continue;
+      if (static_cast<std::size_t>(end - document.data()) <
+          document.size() + yox::facts::FactsLine::kPadding) {
+        padded = document;
+        padded.append(yox::facts::FactsLine::kPadding, '\n');
+        document = std::string_view(padded).substr(0, document.size());
+      }
+      line.Read(document, number);
+      if (*count == capacity) {
+        throw Failure(YOX_ARGUMENT, "capacity: the text has more than " + std::to_string(capacity) +
+                                        " documents");
+      }
+      yox::facts::LineFacts facts(line, asked);
+      Required(applies, "applies");
+      applies[(*count)++] = static_cast<uint8_t>(Decide(compiled, facts).applies);
     }
   });
 }

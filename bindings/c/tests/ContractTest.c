@@ -254,6 +254,35 @@ static void a_list_decides_on_facts(void) {
   yox_list_free(list);
 }
 
+static void lines_decide_as_their_devices(void) {
+  static const char text[] =
+      "{\"country\": \"US\"}\n\n \r\n{\"country\": \"DE\", \"tags\": {\"Ring\": \"beta\"}}\r\n"
+      "{\"country\": \"DE\"}";
+  static const char wrong[] = "{\"country\": \"US\"}\n{\"contry\": \"US\"}\n";
+  yox_list* list = list_of(kList);
+  uint8_t applies[4] = {9, 9, 9, 9};
+  size_t count = 0, cut;
+  char* exact;
+  CHECK_OK(yox_decide_lines(list, text, strlen(text), 1, NULL, applies, 4, &count));
+  CHECK(count == 3 && applies[0] == YOX_FALSE && applies[1] == YOX_TRUE);
+  CHECK(applies[2] == YOX_UNKNOWN && applies[3] == 9);
+  /* No byte after the text is read, wherever it ends: a sanitizer sees it. */
+  for (cut = 0; cut <= 17; cut += 17) {
+    exact = malloc(cut + 1);
+    memcpy(exact, text, cut);
+    CHECK_OK(yox_decide_lines(list, exact, cut, 1, NULL, applies, 4, &count));
+    CHECK(count == (cut == 0 ? 0 : 1));
+    free(exact);
+  }
+  CHECK_STATUS(YOX_ARGUMENT,
+               yox_decide_lines(list, text, strlen(text), 1, NULL, applies, 2, &count));
+  CHECK(count == 2);
+  CHECK_STATUS(YOX_DOCUMENT,
+               yox_decide_lines(list, wrong, strlen(wrong), 41, NULL, applies, 4, &count));
+  CHECK(count == 1 && strncmp(yox_error_place(), "line 42", 7) == 0);
+  yox_list_free(list);
+}
+
 static void a_question_adds_version_tags_and_moment(void) {
   yox_list* list = list_of(
       "[{\"tag\": \"Ring|beta\", \"target_version\": \">=3.0\", \"date_range\": "
@@ -673,6 +702,7 @@ static const struct {
     CASE(bad_arguments_are_refused),
     CASE(sizes_bound_what_is_read_and_written),
     CASE(a_list_decides_on_facts),
+    CASE(lines_decide_as_their_devices),
     CASE(a_question_adds_version_tags_and_moment),
     CASE(an_explanation_is_complete),
     CASE(long_criteria_are_counted),

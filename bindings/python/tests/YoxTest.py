@@ -90,6 +90,29 @@ class Decisions(unittest.TestCase):
             self.assertTrue(str(raised.exception).startswith("line 2"), raised.exception)
             self.assertTrue(raised.exception.place.startswith("line 2"), raised.exception.place)
 
+    def test_a_fleet_is_decided_in_its_order(self):
+        with tempfile.TemporaryDirectory() as folder:
+            path = pathlib.Path(folder) / "fleet.jsonl"
+            countries = [("DE", "US", None)[i % 7 % 3] for i in range(60_000)]
+            padding = "x" * 80
+            path.write_text("".join(json.dumps({"id": padding} | ({"country": one} if one else {})) + "\n"
+                                    for one in countries), encoding="utf-8")
+            self.assertGreater(path.stat().st_size, 4 << 20)  # several blocks
+            filters = yox.FilterList([{"country": "DE"}])
+            expected = [None if one is None else one == "DE" for one in countries]
+            for threads in (None, 1, 3):
+                self.assertEqual(list(yox.decide_fleet(filters, path, threads=threads)), expected)
+            with open(path, "a", encoding="utf-8") as file:
+                file.write('\n{"contry": "DE"}')
+            decided = []
+            with self.assertRaises(yox.DocumentError) as raised:
+                for one in yox.decide_fleet(filters, path):
+                    decided.append(one)
+            self.assertTrue(raised.exception.place.startswith("line 60002"), raised.exception)
+            self.assertEqual(decided, expected[:len(decided)])
+            self.assertGreater(len(decided), 0)
+            next(yox.decide_fleet(filters, path))  # may be left early
+
     def test_lint_and_rollout(self):
         findings = yox.lint([{"country": "DE"}, {"date_range": "2026-01-01|2026-01-31"}, {"country": "U*S"}],
                             today=datetime.date(2026, 1, 15))

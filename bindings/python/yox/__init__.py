@@ -12,6 +12,8 @@ package is a layer over the library's C interface and needs the shared library y
 """
 from __future__ import annotations
 
+import collections
+import concurrent.futures
 import ctypes
 import datetime
 import enum
@@ -27,7 +29,7 @@ from ._native import DocumentError, YoxError
 
 __all__ = ["Criterion", "CriterionResult", "DocumentError", "Explanation", "Fact", "Facts", "Filter", "FilterList",
            "Finding", "Outcome", "Question", "Rollout", "Runtime", "Subscription", "Verdict", "YoxError", "decide",
-           "decide_many", "explain", "lint", "read_fleet", "version"]
+           "decide_fleet", "decide_many", "explain", "lint", "read_fleet", "version"]
 
 Document = Union[str, bytes, Mapping[str, Any], Sequence[Any]]
 
@@ -169,6 +171,56 @@ def read_fleet(path: Union[str, os.PathLike[str]]) -> Iterator[Facts]:
                 place = error.place.replace("line 1", f"line {number}", 1)
                 message = str(error).replace(error.place, place, 1)
                 raise DocumentError(error.status, message, place) from None
+
+
+_BLOCK = 1 << 20
+
+
+def _blocks(path: Union[str, os.PathLike[str]]) -> Iterator[tuple[bytes, int]]:
+    """The file in pieces of whole lines, each with the number of its first line."""
+    number, rest = 1, b""
+    with open(path, "rb", buffering=0) as file:
+        while block := file.read(_BLOCK):
+            whole, newline, after = block.rpartition(b"\n")
+            if newline:
+                yield rest + whole + newline, number
+                number += whole.count(b"\n") + 1
+                rest = after
+            else:
+                rest += block
+    if rest:
+        yield rest, number
+
+
+def decide_fleet(filters: FilterList, path: Union[str, os.PathLike[str]], question: Optional[Question] = None,
+                 threads: Optional[int] = None) -> Iterator[Optional[bool]]:
+    """Decides a list for each device of a fleet, a file with one facts document on each line, as fast as the file can be
+    parsed: whether it applies to each, in their order, None where that is undetermined. Raises DocumentError, whose place
+    begins with the line. `threads`: by default one for each processor."""
+    asked = (question or Question())
+    if asked.now is None:  # one moment for all
+        asked = Question(datetime.datetime.now(datetime.timezone.utc), asked.target_version, asked.tags)
+    given = asked._native()
+
+    def decided(block: bytes, first_line: int) -> bytes:
+        applies, count = (c_uint8 * (block.count(b"\n") + 1))(), ctypes.c_size_t()
+        _native.call("decide_lines", filters.pointer, block, len(block), first_line, byref(given), applies, len(applies),
+                     byref(count))
+        return bytes(memoryview(applies)[:count.value])
+
+    threads = threads or os.cpu_count() or 1
+    with concurrent.futures.ThreadPoolExecutor(threads) as pool:
+        pending: collections.deque[concurrent.futures.Future[bytes]] = collections.deque()
+        try:
+            for block in _blocks(path):
+                pending.append(pool.submit(decided, *block))
+                if len(pending) > 2 * threads:
+                    yield from map(_TRUTHS.__getitem__, pending.popleft().result())
+            while pending:
+                yield from map(_TRUTHS.__getitem__, pending.popleft().result())
+        finally:
+            for future in pending:
+                future.cancel()
 
 
 class Outcome(enum.Enum):

@@ -96,6 +96,8 @@ _STATUS = {
     "facts_id": [c_void_p, POINTER(Text)],
     "decide": [c_void_p, c_void_p, POINTER(Question), POINTER(Verdict)],
     "decide_many": [c_void_p, POINTER(c_void_p), c_size_t, POINTER(Question), POINTER(c_uint8)],
+    "decide_lines": [c_void_p, c_void_p, c_size_t, c_size_t, POINTER(Question), POINTER(c_uint8), c_size_t,
+                     POINTER(c_size_t)],
     "explain": [c_void_p, c_void_p, POINTER(Question), POINTER(c_void_p)],
     "explanation_get": [c_void_p, POINTER(Explained)],
     "explanation_need": [c_void_p, c_size_t, POINTER(Text)],

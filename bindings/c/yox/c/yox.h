@@ -222,6 +222,16 @@ YOX_C_API yox_status yox_decide(const yox_list* list, const yox_facts* facts,
 YOX_C_API yox_status yox_decide_many(const yox_list* list, const yox_facts* const* devices,
                                      size_t count, const yox_question* question, uint8_t* applies);
 
+/* Decides a list for each device of a text with one facts document on each line, at the speed at
+ * which they can be parsed; blank lines are skipped. Writes a value as yox_decide_many for each
+ * document, and their number to `count`; `capacity` is the size of `applies`, and YOX_ARGUMENT is
+ * returned when there are more documents. `first_line` is the number of the text's first line,
+ * which errors name; 1 for a whole file. After an error `count` and `applies` are as far as the
+ * text was read. */
+YOX_C_API yox_status yox_decide_lines(const yox_list* list, const char* text, size_t size,
+                                      size_t first_line, const yox_question* question,
+                                      uint8_t* applies, size_t capacity, size_t* count);
+
 /* How a decision went: its verdict, its reason, and the first criterion that failed in each filter.
  */
 typedef struct yox_trace yox_trace;
