@@ -79,7 +79,7 @@ bool Fail(yox_call& call, yox_problem problem, const char* message) noexcept {
   return false;
 }
 
-// A message without the line and column before it: jsonb has lost the text that somebody wrote.
+// A message without the line and column before it: jsonb does not keep the text as it was written.
 void RemovePlaceInText(std::string& message) {
   if (!message.starts_with("line ")) return;
   const std::size_t end = message.find(": ");

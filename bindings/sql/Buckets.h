@@ -10,7 +10,7 @@ int BucketOf(std::string_view serial_number_or_realm);
 
 // The share of the buckets, 0 to 1, that a roll-out function has let in at a moment in seconds
 // since 1970, as `yoxctl rollout` shows it for each day; days begin at midnight UTC. Throws
-// DocumentError for a function that lets nobody in, with the message of `yoxctl rollout`.
+// DocumentError for a function that lets no device in, with the message of `yoxctl rollout`.
 double ShareAt(std::string_view function, std::int64_t moment);
 
 }  // namespace yox::sql

@@ -189,7 +189,7 @@ constexpr std::array kFunctions = {
 
 int Register(sqlite3* database, const Function& function, int count,
              const std::shared_ptr<Connection>& connection) {
-  // May stand in indexes, generated columns, views and triggers where the moment is given.
+  // May be used in indexes, generated columns, views and triggers where the moment is given.
   const int flags = SQLITE_UTF8 | SQLITE_INNOCUOUS | SQLITE_SUBTYPE |
                     (count >= function.of_moment ? SQLITE_DETERMINISTIC : 0);
   auto* const data = new std::shared_ptr<Connection>(connection);

@@ -21,7 +21,7 @@ constexpr std::size_t kCompressedBlock = 64 * 1024;
 
 }  // namespace
 
-// What is read, and what zlib has made of it.
+// The bytes that were read, and those that zlib has decompressed.
 struct InputBytes::Inflater {
   Inflater() {
     constexpr int kGzipOnly = 16 + MAX_WBITS;

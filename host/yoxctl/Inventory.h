@@ -32,7 +32,7 @@ class Inventory {
   // it returns, both remain though the server or this program is killed.
   virtual void Store(const std::string& source, const std::vector<Device>& devices,
                      std::uint64_t devices_stored) = 0;
-  // The import of the source is complete: the next one begins anew.
+  // The import of the source is complete: the next one starts from the beginning.
   virtual void Complete(const std::string& source) = 0;
 
   // Begins to read all devices, by id.

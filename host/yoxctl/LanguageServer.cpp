@@ -35,7 +35,7 @@ constexpr int kInvalidRequest = -32600;
 constexpr int kMethodNotFound = -32601;
 constexpr int kInvalidParams = -32602;
 
-// Diagnostics of one document beyond this number help nobody, and editors are slow to show them.
+// Diagnostics of one document beyond this number do not help, and editors are slow to show them.
 constexpr std::size_t kMostDiagnostics = 500;
 
 Json::Value Response(const Json::Value& id, Json::Value result) {

@@ -50,7 +50,7 @@ struct RolloutOptions {
   std::optional<std::string> plot;
 };
 
-// Somebody's buckets: which of them counts is the function's choice.
+// The buckets of a device; the function determines which of them counts.
 struct Buckets {
   int device = 0;
   int organisation = 0;
@@ -296,8 +296,8 @@ void Plot(const Rollout& rollout, const RolloutOptions& options,
   WriteFile(*options.plot, ToSvg(plot));
 }
 
-// The devices of --profiles: their buckets where only a function is asked for, all their facts
-// where a list is.
+// The devices of --profiles: their buckets if only a function is given, all their facts where a
+// list is.
 struct Fleet {
   std::vector<Buckets> buckets;
   std::vector<PreparedDevice> devices;

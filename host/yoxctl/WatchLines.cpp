@@ -33,7 +33,7 @@ std::vector<std::string> FailedWords(const std::string& reason) {
     const std::size_t colon = reason.find("]: ", at);
     if (colon == std::string::npos) break;
     std::string part = reason.substr(colon + 3, next - colon - 3);
-    // Without a word it is the version that nobody gave.
+    // Without a word it is the version that was not given.
     if (part.empty()) {
       part = "target_version";
     } else if (const std::size_t end = part.find(kFailed); end != std::string::npos) {

@@ -62,7 +62,7 @@ std::optional<Endpoint> Endpoint::FromUri(std::string_view uri) {
 }
 
 // The library's client. Name resolution and the TCP connection block, so they have a thread of
-// their own, and nobody else uses the client until that thread has set `established`.
+// their own, and no other thread uses the client until that thread has set `established`.
 struct Channel::Connection {
   mosquitto* client = nullptr;
   Channel* channel = nullptr;

@@ -34,7 +34,7 @@ class SmbiosTable {
 
   const std::string& structures() const { return structures_; }
 
-  // The entry points that stand in front of the structures at `address`.
+  // The entry points before the structures at `address`.
   std::string EntryPoint32(std::uint8_t major, std::uint8_t minor,
                            std::uint32_t address = 32) const {
     std::string entry = "_SM_" + std::string(27, '\0');

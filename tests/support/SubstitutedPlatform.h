@@ -20,7 +20,7 @@
 namespace yox_test {
 
 // Another platform with some of its parts exchanged: what a system does that the simulated device
-// never does (fail, hang, be asked too often). Whatever is put in outlives the object.
+// never does (fail, hang, be called too often). The parts that are set must outlive the object.
 class SubstitutedPlatform final : public yox::platform::Platform {
  public:
   explicit SubstitutedPlatform(Platform& base) : base_(base) {}

@@ -9,7 +9,7 @@
 
 namespace yox_test {
 
-// A system's root directory, made of the files that a test puts there.
+// A system's root directory, with the files that a test puts there.
 class SystemRoot {
  public:
   SystemRoot& File(const std::string& path, std::string_view content) {

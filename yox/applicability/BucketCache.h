@@ -8,9 +8,9 @@
 
 namespace yox::applicability {
 
-// Remembers the roll-out buckets of serial numbers and realms, each of which costs a SHA-256. Safe
-// from any thread, without a lock: an entry never changes, and lives as long as the cache. What
-// finds no place is computed each time.
+// Caches the roll-out buckets of serial numbers and realms, because computing one takes a SHA-256.
+// A lock-free hash table of fixed size, safe from any thread: an entry never changes and lives as
+// long as the cache. A text that finds no free slot is computed each time.
 class BucketCache {
  public:
   BucketCache() = default;
@@ -18,7 +18,7 @@ class BucketCache {
   BucketCache(const BucketCache&) = delete;
   BucketCache& operator=(const BucketCache&) = delete;
 
-  // Throws std::bad_alloc.
+  // Returns the bucket of a serial number or realm, 0 to 4095. Throws std::bad_alloc.
   int BucketOf(WStringView text);
 
  private:

@@ -13,22 +13,23 @@
 // What the evaluator writes into its log about a decision.
 namespace yox::applicability {
 
-// The line of a roll-out that stopped before its share counted.
+// Write one line of the evaluator's log each. For a roll-out that is at neither of the stages
+// kGrowing and kComplete;
 void LogStoppedRollout(const decision::Rollout& rollout, const decision::RolloutProgress& progress);
-// The line of a clock that threw.
+// for an exception from the clock;
 void LogDateRangeFailure(const std::exception& exception);
-// The line of a term whose integers cannot be compared.
+// for a term with a text that is not an integer;
 void LogFailedTerm(String::IntegerStatus status);
-// The line of a failing criterion, unless the throttle has just seen it.
+// for a criterion that is false, unless the throttle has just logged the same.
 void LogFailure(const decision::Failure& failure, LogThrottler& throttler);
 
-// Follows a decision: writes these lines and, unless `reason` is null, its reason text.
+// The observer of a decision: writes these lines and, unless `reason` is null, the reason text.
 class DecisionLog final : public decision::Observer {
  public:
-  // What is passed must outlive the object. `reason` is cleared.
+  // The arguments must outlive the object. `reason` is cleared.
   DecisionLog(const decision::CompiledList& list, LogThrottler& throttler, WString* reason);
 
-  // Whether there is anything to write down.
+  // Whether there is a log or a reason to write to; a decision needs no observer otherwise.
   bool IsWanted() const;
 
   void FilterPassed(std::size_t filter, const decision::Failure& failure) override;

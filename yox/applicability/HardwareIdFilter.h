@@ -9,16 +9,17 @@
 
 namespace yox::applicability {
 
-// The repository of the process, filled by the one tracker from the first call on that can start
-// it; null as long as none could. Both live until the process ends. Safe from any thread; throws
-// std::system_error when a lock fails.
+// Returns the hardware IDs that are present on this device. The first call starts the tracker that
+// fills the repository and follows devices; both live until the process ends. Returns null if the
+// tracker cannot be started; the next call tries again. Safe from any thread; throws
+// std::system_error if a lock fails.
 const HardwareIdRepository* PresentIds();
 
-// Whether a device with a required ID is present. Writes what it does into the evaluator's log;
-// a standard exception is logged and counts as false. `required` is the text of the requirement.
+// Returns whether a device with a required ID is present. `required` is the text of the
+// requirement, for the evaluator's log. An exception is logged and counts as false.
 bool MatchHardwareId(WStringView required, const decision::HardwareIdRequirement& requirement);
 
-// The IDs of one moment.
+// The hardware IDs that were present when it was constructed.
 class HardwareIdSnapshot final : public decision::HardwareIds {
  public:
   explicit HardwareIdSnapshot(const HardwareIdRepository& repository)

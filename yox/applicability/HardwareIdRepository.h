@@ -12,9 +12,9 @@
 #include "yox/base/ThreadSafety.h"
 #include "yox/base/WString.h"
 
-// The hardware IDs that are present, each once however many devices claim it. IDs are compared
-// exactly as stored. Safe from any thread; adding, removing and looking up cost the same however
-// many there are.
+// The set of hardware IDs that are present, with the number of devices that have each of them.
+// PnPDeviceTracker fills it. IDs are compared exactly as stored. Safe from any thread; adding,
+// removing and finding take constant time.
 class YOX_API HardwareIdRepository {
  public:
   // Runs while the repository is locked: it must not call back into the repository.
@@ -25,24 +25,25 @@ class YOX_API HardwareIdRepository {
   HardwareIdRepository(const HardwareIdRepository&) = delete;
   HardwareIdRepository& operator=(const HardwareIdRepository&) = delete;
 
-  // One more claim; the first one makes the ID present.
+  // Adds one device with the ID; the first one makes the ID present.
   void Add(const yox::WString& id);
-  // One claim less; with the last one the ID goes. An unknown ID changes nothing.
+  // Removes one device with the ID; after the last one the ID is no longer present. An unknown ID
+  // changes nothing.
   void Remove(const yox::WString& id);
   bool Contains(const yox::WString& id) const;
-  // Contains for a view, without copying it.
+  // As Contains, for a view.
   bool IsPresent(yox::WStringView id) const;
-  // The number of distinct IDs.
+  // Returns the number of distinct IDs.
   std::size_t Size() const;
-  // A copy of the IDs, in no particular order.
+  // Returns a copy of the IDs, in no particular order.
   Ids Snapshot() const;
-  // The same without copying what another reader has copied since the last change. Never null.
+  // Returns the same, shared between callers until the next change. Never null.
   std::shared_ptr<const Ids> SharedSnapshot() const;
-  // Drops every ID and claim; no callback runs.
+  // Removes all IDs without calling the callbacks.
   void Clear();
 
-  // Replace what is called when an ID arrives for the first time, or its last claim goes. An empty
-  // function: nothing.
+  // Set the function that is called when an ID becomes present, or is no longer present. An empty
+  // function removes it.
   void SetOnAdded(Callback on_added);
   void SetOnRemoved(Callback on_removed);
 

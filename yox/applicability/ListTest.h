@@ -27,31 +27,34 @@ struct ListTestFacts {
   std::size_t first_line = 1;  // of the text, in the document of cases
 };
 
-// What a filter list is expected to decide (docs/list-tests.md): plain values, UTF-16 text.
+// Tests of filter lists (docs/list-tests.md): what a list is expected to decide. Plain values with
+// UTF-16 text. In this component, not in `decision`, because a case describes its device by a
+// profile, which belongs to the simulated platform.
 struct ListTestCase {
   yox::WString name;
-  yox::WString profile;  // a file, seen from the document's folder; empty: a bare device
+  yox::WString profile;  // path relative to the document's folder; empty: a device without facts
   std::optional<ListTestFacts> facts;  // instead of a profile
   std::optional<Json::Value> changes;  // a merge patch of the profile (RFC 7386)
   std::optional<yox::WString> now;
   std::optional<yox::WString> target_version;
   std::map<yox::WString, yox::WString> tags;
-  // kUnknown: undetermined. Always there in a document that was read.
+  // kUnknown: undetermined. Always set by ReadListTest.
   std::optional<yox::decision::Truth> applies;
   std::optional<std::uint32_t> decided_by;
 };
 
 struct ListTest {
-  yox::WString list;  // a file, seen from the document's folder; empty: the one beside it
+  yox::WString list;  // path relative to the document's folder; empty: the file beside it
   std::vector<ListTestCase> cases;
 };
 
-// Reads a document of cases. Throws yox::DocumentError, with the place, for everything that is not
-// as the format has it.
+// Reads a document of cases, UTF-8. Throws yox::DocumentError, which names the place, if it is
+// malformed.
 YOX_API ListTest ReadListTest(std::string_view utf8);
 
-// The device of a case: the text of its profile, "{}" for a bare device, with its changes and its
-// time. Throws yox::DocumentError with the key of the case that is to blame.
+// Returns the device of a case: the profile with the case's changes and time. `profile` is the text
+// of the profile's file, or "{}". Throws yox::DocumentError, which names the key of the case that
+// is wrong.
 YOX_API yox::platform::DeviceProfile DeviceOfCase(const ListTestCase& test,
                                                   std::string_view profile);
 
@@ -59,7 +62,7 @@ YOX_API yox::platform::DeviceProfile DeviceOfCase(const ListTestCase& test,
 // ReadFacts does.
 YOX_API yox::decision::FactsRecord FactsOfCase(const ListTestCase& test, std::string_view file);
 
-// The paths of all keys that a document may hold, such as "cases[*].name".
+// Returns the paths of all keys that a document may have, such as "cases[*].name".
 std::vector<std::string> ListTestPaths();
 
 }  // namespace yox::applicability

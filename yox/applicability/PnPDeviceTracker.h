@@ -11,31 +11,32 @@
 #include "yox/platform/devices/DeviceNotifications.h"
 #include "yox/platform/devices/DeviceTree.h"
 
-// Keeps a repository true to the devices that are present: reads them all when it starts, then
-// follows arrivals and removals, on threads that the platform supplies. What each instance
-// contributed is remembered, since a device that has gone cannot be asked. Hardware IDs are stored
-// in upper case, each once for an instance; instance IDs as the platform gives them.
+// Keeps a HardwareIdRepository up to date with the devices that are present: reads them all in
+// Start, then follows arrivals and removals on threads of the platform. It keeps the IDs of each
+// instance, because those of a removed device cannot be read any more. Hardware IDs are stored in
+// upper case, each once per instance.
 //
-// An arrival that meets the seed, or another arrival of the same instance, may count the instance's
-// IDs twice; its removal takes out all of them. A device whose IDs cannot be read contributes none.
-// `Start` and `Stop` belong to one thread at a time.
+// An arrival during Start, or at the same time as another arrival of the same instance, may count
+// the instance's IDs twice; its removal removes both. A device whose IDs cannot be read adds none.
+// Start and Stop must not run at the same time.
 class YOX_API PnPDeviceTracker {
  public:
-  // The repository, and the platform's device tree or the one given, must outlive the tracker's
-  // started state. Registers nothing yet.
+  // The repository and the device tree, by default the platform's, must outlive the tracker. Does
+  // not start it.
   explicit PnPDeviceTracker(HardwareIdRepository& repository);
   PnPDeviceTracker(HardwareIdRepository& repository, yox::platform::DeviceTree& tree);
-  // Stops. The repository keeps its IDs.
+  // Calls Stop.
   ~PnPDeviceTracker();
   PnPDeviceTracker(const PnPDeviceTracker&) = delete;
   PnPDeviceTracker& operator=(const PnPDeviceTracker&) = delete;
 
-  // Registers for events and then reads what is present, so that no device slips through between
-  // the two. True at once when started already; false, and stopped, when the platform takes no
-  // registration, and then it may be called again. A start behind a stop counts what is still
-  // present a second time.
+  // Registers for events and then reads the present devices, in this order so that none is missed.
+  // Returns true if it is started, also if it was before; false if the platform refuses the
+  // registration, and then it may be called again. A Start after a Stop counts devices that are
+  // still present a second time.
   bool Start();
-  // Returns when no event is being handled any more. The repository keeps its IDs.
+  // Ends the registration and waits for events that are being handled. The repository keeps its
+  // IDs.
   void Stop();
 
  private:

@@ -6,8 +6,8 @@
 #include "yox/decision/RegistryRequirement.h"
 #include "yox/platform/registry/RegistryRoots.h"
 
-// How far the way to a registry value led, and the value as a requirement's data sees it.
-struct ApplicabilityEvaluator::RegistryReading {
+// The stage at which reading a registry value ended, and its text.
+struct YOX_LOCAL ApplicabilityEvaluator::RegistryReading {
   yox::decision::RegistryFact::Stage stage = yox::decision::RegistryFact::Stage::kNoKey;
   yox::WString text = {};
 };

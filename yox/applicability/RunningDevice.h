@@ -12,24 +12,24 @@
 #include "yox/device/MachineInformation.h"
 #include "yox/foundation/YOXTag.h"
 
-// The device that the process runs on, as one decision sees it: each fact is read from the machine
-// record, the registry, the tag collection or the system when the decision first needs it. Lives on
-// one thread's stack.
-class ApplicabilityEvaluator::RunningDevice final : public yox::decision::DeviceFacts {
+// The facts of the device that the process runs on, for one decision: each is read from the machine
+// record, the registry, the tag collection or the system when the decision first needs it. For one
+// thread.
+class YOX_LOCAL ApplicabilityEvaluator::RunningDevice final : public yox::decision::DeviceFacts {
  public:
   enum class Purpose : std::uint8_t {
-    kDecide,   // trims the caller's texts where a version criterion looks at them
-    kExplain,  // changes nothing, and tells an empty text from one that has no source
+    kDecide,   // trims the caller's texts if a version criterion is evaluated
+    kExplain,  // changes nothing, and distinguishes an empty text from a missing source
   };
 
-  // Throws std::invalid_argument("machineInformation") when `machine` is null. What is passed must
+  // Throws std::invalid_argument("machineInformation") if `machine` is null. The arguments must
   // outlive the object; `tags` and `target_version` may be null.
   RunningDevice(ApplicabilityEvaluator& evaluator, const MachineInformation* machine,
                 const yox::WString& client_version, AppAndTagCollection* tags,
                 const yox::WString* target_version, const Pairs& extra_tags,
                 Purpose purpose = Purpose::kDecide);
 
-  // All facts, and of the registry what the lists ask for.
+  // Returns all facts, and of the registry the values that the lists require.
   yox::decision::FactsRecord Collect(std::span<const ApplicabilityFilter> lists);
 
   yox::decision::DayStart StartOfDay(int year, int month, int day) override;
@@ -81,7 +81,7 @@ class ApplicabilityEvaluator::RunningDevice final : public yox::decision::Device
   TextFact SerialNumberHash();
 
   const yox::WString& Realm();
-  // Forgets views of texts that are not the object's own.
+  // Drops the facts that are views of texts that this object does not own.
   void ForgetViews();
 
   ApplicabilityEvaluator& evaluator_;
@@ -91,8 +91,8 @@ class ApplicabilityEvaluator::RunningDevice final : public yox::decision::Device
   const yox::WString* const target_version_;
   const Purpose purpose_;
 
-  // What facts are views of that is neither the record's nor the caller's. Most decisions need none
-  // of it.
+  // The texts that facts are views of, unless they belong to the record or the caller. Created on
+  // demand: most decisions need none.
   struct Own {
     std::optional<yox::WString> sku;
     std::optional<yox::WString> realm;

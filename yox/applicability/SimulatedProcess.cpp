@@ -24,7 +24,7 @@ SimulatedProcess::SimulatedProcess(const yox::platform::DeviceProfile& profile)
   MachineInformation& record = *MachineInformation::GetInstance();
   record = BareRecord();
   record.ReInitialize(true);
-  // An empty collection is filled when it is asked for next.
+  // An empty collection is filled at the next access.
   AppAndTagCollection::GetInstance()->setTags({});
 }
 

@@ -6,7 +6,7 @@
 
 namespace yox_test {
 
-// A clock that cannot tell the time of day, which no clock of a system does.
+// A clock whose time of day cannot be read, which does not happen with a system's clock.
 class FailingClock final : public yox::platform::Clock {
  public:
   std::int64_t Now() const override { throw std::runtime_error("the clock fällt aus"); }

@@ -25,7 +25,8 @@ class TestEvaluator : public ApplicabilityEvaluator {
   using ApplicabilityEvaluator::IsCurrentDateWithinRange;
 };
 
-// One that stays, for operations that hold nothing: it writes no line of its end into a log.
+// One that is never destroyed, for operations without state: no destructor writes into a captured
+// log.
 inline TestEvaluator& AnyEvaluator() {
   static auto* const evaluator = new TestEvaluator;
   return *evaluator;

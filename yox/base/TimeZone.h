@@ -10,36 +10,36 @@
 
 namespace yox {
 
-// A time zone as a standing rule, the same on every system: nothing is read from the machine. A
-// plain value; constant operations are safe from any thread.
+// A time zone as a rule that holds for all years, the same on every system: the machine's settings
+// and its time zone database are not read. A plain value; const functions are safe from any thread.
 class YOX_API TimeZone {
  public:
-  // Coordinated universal time.
+  // UTC.
   TimeZone() = default;
 
   // Reads one of
   //   Europe/Berlin                       a name of the IANA database
   //   +02:00, -0330, UTC-5, GMT+5:30      a fixed distance, east of Greenwich positive
   //   CET-1CEST,M3.5.0,M10.5.0/3          a POSIX TZ rule, in which west is positive
-  // A name stands for the rule that its zone follows today; earlier rules of the zone, and days
-  // that the database lists one by one (Morocco's Ramadan), are not known. Nothing on any other
-  // text.
+  // A name means the rule that its zone follows today; earlier rules of the zone, and days that the
+  // database lists one by one (Morocco's Ramadan), are not known. Returns std::nullopt for any
+  // other text.
   static std::optional<TimeZone> Parse(std::string_view text);
 
-  // The POSIX rules that the names stand for, each once.
+  // Returns the POSIX rules of all names, each once.
   static std::vector<std::string_view> KnownRules();
 
-  // Seconds to add to universal time at this moment.
+  // Returns the seconds by which local time is ahead of UTC at a moment, in seconds since 1970.
   std::int32_t OffsetAt(std::int64_t moment) const {
     return IsDaylight(moment) ? daylight_ : standard_;
   }
 
-  // As platform::Clock has them. Far from today, years are limited to the range of int.
+  // As in platform::Clock. Years are limited to the range of int.
   LocalDate ToLocalDate(std::int64_t moment) const;
   std::optional<std::int64_t> StartOfLocalDay(int year, int month, int day) const;
 
-  // The moment of a wall-clock time. One that the zone skips in spring is read as standard time, as
-  // mktime reads it; of one that comes twice in autumn the first is meant.
+  // Returns the moment of a local time. One that the zone skips in spring is read as standard time,
+  // as mktime does; one that exists twice in autumn is the first.
   std::int64_t ToMoment(const LocalDate& date, std::int32_t second_of_day) const;
 
   friend bool operator==(const TimeZone&, const TimeZone&) = default;
@@ -47,11 +47,11 @@ class YOX_API TimeZone {
  private:
   class RuleReader;
 
-  // The yearly moment at which the offset changes.
+  // The moment of each year at which the offset changes.
   struct Change {
     enum class Form : std::uint8_t { kDayWithoutLeapDay, kDayWithLeapDay, kWeekdayOfMonth };
 
-    // Seconds of local time since 1970 at which the change comes in a year.
+    // Returns that moment in a year, in seconds of local time since 1970.
     std::int64_t InYear(std::int64_t year) const;
 
     friend bool operator==(const Change&, const Change&) = default;
@@ -60,7 +60,7 @@ class YOX_API TimeZone {
     std::uint8_t month = 1;
     std::uint8_t week = 1;       // 5 is the last
     std::uint16_t day = 0;       // of the year, or of the week from Sunday
-    std::int32_t second = 7200;  // of the day, may lie outside of it
+    std::int32_t second = 7200;  // of the day; may be negative or more than a day
   };
 
   bool IsDaylight(std::int64_t moment) const;

@@ -3,13 +3,13 @@
 #include "yox/base/Export.h"
 #include "yox/base/WString.h"
 
-// The brand under which a device is sold, read off texts of its firmware. Pure, safe from any
-// thread. Which text gives it, and how, stands in docs/device.md.
+// The brand under which a device is sold, found in texts of its firmware; docs/device.md describes
+// the rules. A pure function, safe from any thread.
 class YOX_API BrandAgent {
  public:
   BrandAgent() = delete;
 
-  // Empty when all three texts are.
+  // Returns for example "Falcon"; empty if all three texts are empty.
   static yox::WString GetBrand(const yox::WString& sku, const yox::WString& family,
                                const yox::WString& manufacturer);
 };

@@ -21,15 +21,16 @@ class YOX_API CRegMonitor {
   CRegMonitor(const CRegMonitor&) = delete;
   CRegMonitor& operator=(const CRegMonitor&) = delete;
 
-  // To be called before the first key is added. Returns false when watching is not possible.
+  // Must be called before the first key is added. Returns false if keys cannot be watched.
   bool Init();
 
-  // Whether keys that are added from now on are those of the 64-bit view, or of the process's own.
+  // Sets whether keys that are added after this call are those of the 64-bit view, or of the
+  // process's own view.
   void SetUseOnly64BitRegistry(bool only64bit);
 
   // Watches a key and, unless `subtree` is 0, everything below it, from the return on. With a value
   // name only this value counts, in any of these keys. Returns the identifier of the watch, kFailed
-  // when there is no such key, it cannot be watched, or `Init` was not called.
+  // if there is no such key, if it cannot be watched, or if `Init` was not called.
   std::uint32_t AddMonitorKey(HKEY root, const WString& path, const WString& valueName,
                               int subtree);
 

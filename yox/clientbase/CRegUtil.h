@@ -25,7 +25,7 @@ class YOX_API CRegUtil {
   // Opens an existing key, which stays open as long as the object lives; returns nonzero on
   // success. `access` is a Win32 access mask, which may have one of the flags for a view. `system`
   // says that this process runs as the system's own account: HKEY_CURRENT_USER is then the hive of
-  // the user `sid`, and the call fails when `sid` is empty because nobody is logged on.
+  // the user `sid`, and the call fails if `sid` is empty because no user is logged on.
   int OpenKey(HKEY root, const WString& path, HKEY& key, bool system, const WString& sid,
               std::uint32_t access);
 

@@ -3,8 +3,8 @@
 #include "yox/base/Export.h"
 #include "yox/base/WString.h"
 
-// Where the device is and what it speaks, asked of the system at every call. A text that it does
-// not know is empty. Safe from any thread.
+// Country and language of the device, read from the system at every call. A text is empty if the
+// system does not know it. Safe from any thread.
 class YOX_API CountryCodeAgent {
  public:
   CountryCodeAgent() = delete;

@@ -5,15 +5,14 @@
 
 namespace YOX {
 
-// What a developer sets on a device of his own, in the registry under
-// HKEY_LOCAL_MACHINE\SOFTWARE\Tervan\YOX\Developer. Nothing is set on a device in use. Read afresh
-// at every call; safe from any thread.
+// Settings for developers, in the registry under HKEY_LOCAL_MACHINE\SOFTWARE\Tervan\YOX\Developer.
+// Other devices have none. Read at every call. Safe from any thread.
 class YOX_API DeveloperSettings {
  public:
   static DeveloperSettings& GetInstance();
 
-  // The text value "DeviceModel": a machine type and model to present instead of the device's own.
-  // Empty when it is not set.
+  // Returns the string value "DeviceModel": a machine type and model to present instead of the
+  // device's own. Empty if it is not set.
   WString OverrideDeviceModel() const;
 
  private:

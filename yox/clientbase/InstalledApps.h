@@ -12,9 +12,9 @@ namespace YOX::utility {
 using AppInfo = platform::InstalledApplication;
 using AppMap = std::unordered_map<WString, AppInfo>;
 
-// Adds the applications of one source to the map: those of the machine or of the user who is logged
-// on; with `view32` those that 32-bit installers have installed, of which a user has none of his
-// own. Of a key that the map has, what it has stays. False when there is no such source.
+// Adds the applications of one source to the map: those of the machine or of the logged-on user;
+// with `view32`, those that 32-bit installers have installed for the machine. Entries whose key the
+// map already has are not changed. Returns false if there is no such source. Safe from any thread.
 YOX_API bool GetInstalledApps(AppMap& apps, bool machine, bool view32);
 
 }  // namespace YOX::utility

@@ -12,13 +12,14 @@ namespace YOX {
 // The store applications of the device. Safe from any thread.
 class YOX_API MSStorePackageEnumerator {
  public:
-  // Never null; lives until the process ends.
+  // Returns the singleton, never null. It lives until the process ends.
   static MSStorePackageEnumerator* GetInstance();
 
-  // Names the log that is told of failures, which must live as long as the process.
+  // Sets the log for failures, which must live until the process ends.
   void Initialize(Log& log) { log_ = &log; }
 
-  // Name to version, asked afresh; none when the device cannot be asked.
+  // Returns the version of each application by its name, read at every call. Empty if they cannot
+  // be read.
   std::map<WString, WString> GetAllMSStoreAppsDetails();
 
  private:

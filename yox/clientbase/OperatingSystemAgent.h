@@ -3,7 +3,8 @@
 #include "yox/base/Export.h"
 #include "yox/base/WString.h"
 
-// What the operating system calls itself. A text that it does not tell is empty.
+// Names and version of the operating system, read at every call. A text is empty if the system does
+// not have it. Safe from any thread.
 class YOX_API OperatingSystemAgent {
  public:
   OperatingSystemAgent() = delete;

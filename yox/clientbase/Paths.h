@@ -9,10 +9,11 @@
 // end. Nothing is created unless said.
 namespace YOX::utility {
 
-// The folder of the client's own state. False, and `path` untouched, when there is none.
+// Gets the folder of the client's own state. Returns false, and leaves `path` as it was, if there
+// is none.
 YOX_API bool GetYoxAppDataRootPath(WString& path);
 
-// The folder of the system's libraries; outside Windows that of this library.
+// Returns the folder of the system's libraries; outside Windows, the folder of this library.
 YOX_API WString GetSystemDirectoryW();
 
 // Certificate files, as UTF-8. The first two return false, and leave `path` as it was, when there

@@ -8,7 +8,7 @@ class YOX_API ProcessWrap {
  public:
   ProcessWrap() = delete;
 
-  // Whether this process runs as the system's own account. Safe from any thread.
+  // Returns whether this process runs as the system account (root on Linux). Safe from any thread.
   static bool IsSystemProcess();
 };
 

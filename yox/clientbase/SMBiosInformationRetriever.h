@@ -3,11 +3,11 @@
 #include "yox/base/Export.h"
 #include "yox/base/WString.h"
 
-// The SMBIOS tables, field by field, as they were last read. A text that the firmware does not have
-// is empty. Every operation may be called from any thread.
+// Fields of the SMBIOS tables, as they were last read. A text that the firmware does not have is
+// empty. Safe from any thread.
 class YOX_API SMBiosInformationRetriever {
  public:
-  // Null if the device has no firmware tables. Not owned by the caller; lives until the process
+  // Returns the singleton, or null if the device has no firmware tables. It lives until the process
   // ends.
   static SMBiosInformationRetriever* GetInstance();
 

@@ -5,16 +5,16 @@
 
 namespace YOX {
 
-// Safe from any thread.
+// Time and user of the system, read at every call. Safe from any thread.
 class YOX_API System {
  public:
   System() = delete;
 
-  // The present moment as ISO 8601 in UTC with seconds: "2026-03-01T12:00:00Z".
+  // Returns the time in UTC, ISO 8601 with seconds: "2026-03-01T12:00:00Z".
   static WString GetTime();
 
-  // The security identifier of the user at the console. False, and an empty text, when nobody is
-  // logged on or the system cannot tell.
+  // Gets the security identifier of the logged-on user (see platform/users/Users.h). Returns false,
+  // and empties `sid`, if no user is logged on or the system does not say.
   static bool GetLoggedInUserSID(WString& sid);
 };
 

@@ -8,13 +8,13 @@
 
 namespace YOX {
 
-// Safe from any thread.
+// Queries of the operating system's management interface (WMI). Safe from any thread.
 class YOX_API WmiUtility {
  public:
   WmiUtility() = delete;
 
-  // Appends the property of every object that the query selects; one that cannot be read is passed
-  // over. False when the query could not be asked.
+  // Runs a WQL query and appends `property` of each object that it selects to `values`; an object
+  // whose property cannot be read is left out. Returns false if the query fails. May take seconds.
   static bool ExecQuery(const WString& name_space, const WString& query, const WString& property,
                         std::vector<platform::ManagementValue>& values);
 };

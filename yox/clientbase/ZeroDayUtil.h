@@ -6,7 +6,7 @@ class YOX_API ZeroDayUtil {
  public:
   ZeroDayUtil() = delete;
 
-  // Whether the user allows anonymous data to be collected. Read from the registry at every call.
-  // `reserved` is 0. May be called from any thread.
+  // Returns whether the user allows anonymous data to be collected. Read from the registry at every
+  // call. `reserved` must be 0. Safe from any thread.
   static bool IsAnonymousMetricsEnabled(int reserved);
 };

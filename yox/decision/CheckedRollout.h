@@ -5,7 +5,7 @@
 #include "yox/decision/Dates.h"
 
 // The parts of a roll-out function for callers that refuse a malformed one, where a decision lets
-// nobody in. All throw DocumentError, which names what was expected and what was found.
+// no device in. All throw DocumentError, which names what was expected and what was found.
 namespace yox::decision {
 
 // The most days of a roll-out that is computed day by day.

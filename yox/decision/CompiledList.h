@@ -17,14 +17,15 @@ namespace yox::decision {
 
 struct Evaluation;
 
-// A list of filters with every requirement parsed, so that a decision reads no requirement's text.
-// Never changes once built: shared by all copies of an ApplicabilityFilter and by all threads.
+// A list of filters with every requirement parsed, so that a decision parses none. Immutable: all
+// copies of an ApplicabilityFilter and all threads share one. Parsing cannot fail: a malformed
+// requirement becomes one that matches no device, or every device, as docs/filter-list.md says.
 class CompiledList {
  public:
   enum class Control : std::uint8_t { kNotSet, kTrue, kFalse };
 
-  // One criterion that is set: its row in kCriteria, and its requirements in the list of their
-  // kind.
+  // One criterion that is set: the index of its row in kCriteria, and the range of its requirements
+  // in the vector of their kind.
   struct Step {
     FilterField field;
     std::uint8_t criterion;
@@ -50,7 +51,7 @@ class CompiledList {
 
   const std::vector<Filter>& filters() const { return filters_; }
   const std::vector<Program>& programs() const { return programs_; }
-  // No reason of a decision on this list is longer, in units.
+  // An upper bound of the length, in UTF-16 units, of a reason text for this list.
   std::size_t longest_reason() const { return longest_reason_; }
 
   std::span<const Step> Steps(const Program& program) const {

@@ -285,7 +285,7 @@ inline const Criterion& CriterionOf(const CompiledList::Step& step) {
   return kCriteria[step.criterion];
 }
 
-// The device's value as a message tells it; empty for a criterion that is held against several.
+// The device's value in a log message; empty for a criterion that is compared with several values.
 WStringView ActualOf(DeviceFacts& facts, const CompiledList::Step& step);
 
 }  // namespace yox::decision

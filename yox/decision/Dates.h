@@ -10,10 +10,12 @@
 #include "yox/base/String.h"
 #include "yox/base/WString.h"
 
-// Windows of days and growing roll-outs, in the same manner as MatchOperators.h.
+// The languages of `date_range` and `date_function`: windows of days, and roll-outs that grow day
+// by day. As in MatchOperators.h, parsed forms keep views of the text, and neither parsing nor
+// matching allocates or fails. All functions are pure and safe from any thread.
 namespace yox::decision {
 
-// A text that should be an integer.
+// A text that is expected to be an integer, and its value if `status` is kOk.
 struct IntegerText {
   WStringView text = {};
   String::IntegerStatus status = String::IntegerStatus::kInvalid;
@@ -22,7 +24,7 @@ struct IntegerText {
   static IntegerText Parse(WStringView text);
 };
 
-// YYYY-MM-DD; what stands there need not be a real day.
+// YYYY-MM-DD. The numbers need not be a real day.
 struct DateText {
   WStringView text = {};
   bool has_three_pieces = false;
@@ -30,13 +32,14 @@ struct DateText {
 
   static DateText Parse(WStringView text);
 
-  // Negative, 0 or positive: this date is before, on or after the day. A number counts only when
-  // those before it are equal; nothing when one that counts is no number, or there are not three.
+  // Returns a negative number, 0 or a positive number: this date is before, on or after `day`.
+  // Year, month and day are compared in this order, until two differ. std::nullopt when one that is
+  // compared is not a number, or when there are not three pieces.
   std::optional<int> CompareTo(const LocalDate& day) const;
 };
 
-// `start|end`, each a date or "*" for an open end, both inclusive. What is not of this form never
-// holds.
+// `start|end`, each a date or "*" for an open end, both inclusive. A text of another form contains
+// no day.
 struct DateRange {
   bool has_two_pieces = false;
   bool open_start = false;
@@ -63,21 +66,21 @@ struct Rollout {
   static Rollout Parse(WStringView text);
 };
 
-// How far a roll-out is at one moment, seen from the first day that it names.
+// How far a roll-out is at one moment, counted from its first day.
 struct RolloutProgress {
   enum class Stage : std::uint8_t {
     kMalformed,        // not three pieces
     kMalformedDate,    // not three numbers between "-"
     kDateUnreadable,   // one of them is no number
     kDateOutOfRange,   // or a number too large
-    kNoSuchDay,        // no calendar has the first day
-    kNotBegun,         // the first day is still to come
-    kDaysUnreadable,   // the number of days is none
+    kNoSuchDay,        // the calendar cannot express the first day
+    kNotBegun,         // the first day is in the future
+    kDaysUnreadable,   // the number of days is not a number
     kDaysOutOfRange,   // or too large
     kNoDays,           // or 0
     kUnknownGrowth,    // before the last day
     kGrowing,          // `share` says how many buckets are in
-    kComplete,         // everybody is in, whatever the bucket
+    kComplete,         // every device is in, whatever its bucket
     kHashOutOfMemory,  // the bucket could not be computed
     kHashOutOfRange,
   };
@@ -87,32 +90,34 @@ struct RolloutProgress {
   std::int64_t now = 0;                      // in seconds; counts from kNotBegun on
   std::optional<std::int64_t> elapsed = {};  // days, the first being 1
   double share = 0;
-  std::optional<int> bucket = {};  // when it was looked at
+  std::optional<int> bucket = {};  // set once it has been computed
 };
 
-// What is wrong with a roll-out before any day is known; std::nullopt when its first day is worth
-// looking up in a calendar.
+// Returns what is wrong with the text of a roll-out, whatever the day; std::nullopt if its first
+// day can be looked up in a calendar.
 std::optional<RolloutProgress::Stage> FlawOf(const Rollout& rollout);
 
-// How far a roll-out without that flaw is at the moment `now`. `start` is the beginning of its
-// first day, as Calendar gives it.
+// Returns how far a roll-out without such a flaw is at the moment `now`. `start` is the beginning
+// of its first day, from DeviceFacts::StartOfDay; std::nullopt if the calendar cannot express it.
 RolloutProgress ProgressOf(const Rollout& rollout, std::optional<std::int64_t> start,
                            std::int64_t now);
 
-// The device's calendar day; several when its time zone is not known, not all of them different.
+// The device's calendar day. If its time zone is unknown, the days that it may be, some of which
+// may be equal.
 struct LocalDays {
   std::array<LocalDate, 3> days = {};
   std::size_t count = 1;
 
   static LocalDays Of(const LocalDate& day) { return {{day}, 1}; }
-  // Every day that it is somewhere on earth at that moment.
+  // Every day that it is somewhere on earth at this moment.
   static LocalDays Anywhere(std::int64_t moment);
 
   std::span<const LocalDate> Possible() const { return std::span(days).first(count); }
 };
 
-// The moment at which a calendar day begins on the device, in seconds since 1970: two when its time
-// zone is not known. std::nullopt for a day that no calendar holds.
+// The moment at which a calendar day begins on the device, in seconds since 1970: the earliest and
+// the latest possible one if its time zone is unknown. std::nullopt for a day that the calendar
+// cannot express.
 struct DayStart {
   std::optional<std::int64_t> earliest = {};
   std::optional<std::int64_t> latest = {};
@@ -122,19 +127,21 @@ struct DayStart {
   static DayStart Anywhere(int year, int month, int day);
 };
 
-// Day 1 is the first day; `now` is not before `start`. Seconds.
+// Returns the number of the day that contains `now`; the first day is 1. Both are in seconds since
+// 1970; `now` must not be before `start`.
 std::int64_t ElapsedDays(std::int64_t start, std::int64_t now);
 
-// The share of buckets that a roll-out of `days` days has reached on day `elapsed`; 1 on the last.
+// Returns the share of buckets, 0 to 1, that a roll-out of `days` days has reached on day
+// `elapsed`; 1 on the last day.
 double RolloutShare(Growth growth, std::int64_t elapsed, int days);
 
-// The share on day `elapsed`: all from the last day on, whatever the growth word, and nothing when
-// it is unknown before. The roll-out's days are a number and not 0.
+// Returns the share on day `elapsed`: 1 from the last day on, whatever the growth word; before
+// that, std::nullopt if the word is unknown. The roll-out's days must be a number other than 0.
 std::optional<double> ShareOnDay(const Rollout& rollout, std::int64_t elapsed);
 
 inline constexpr int kLastBucket = 4095;
 
-// The salted hash of a serial number or realm, as 64 hexadecimal digits.
+// Returns the salted SHA-256 of a serial number or realm, as 64 hexadecimal digits.
 WString SaltedHashOf(WStringView text);
 
 // The bucket of a device or an organisation, 0 to 4095: the first three hexadecimal digits of its
@@ -143,8 +150,8 @@ int RolloutBucket(WStringView hash);
 
 inline bool BucketIsIn(int bucket, double share) { return bucket <= share * kLastBucket; }
 
-// The first number before `end` for which `holds` answers true, as it does for all behind it; `end`
-// when there is none.
+// Binary search: returns the first number from `begin` on, but before `end`, for which `holds`
+// returns true; `end` if there is none. `holds` must be true for every number after the first.
 template <class Number, class Holds>
 Number FirstWhere(Number begin, Number end, Holds holds) {
   while (begin < end) {
@@ -158,7 +165,8 @@ Number FirstWhere(Number begin, Number end, Holds holds) {
   return begin;
 }
 
-// The first day on which a bucket is in. The roll-out has days, and a growth that is known.
+// Returns the first day on which a bucket is in. The roll-out must have days and a known growth
+// word.
 std::int64_t FirstDayIn(const Rollout& rollout, int bucket);
 
 }  // namespace yox::decision

@@ -11,30 +11,31 @@
 #include "yox/decision/Observer.h"
 #include "yox/decision/Truth.h"
 
-// The decision itself: one list, one device, nothing else. Safe from any thread that has a
-// DeviceFacts object of its own.
+// The decision as a pure function of a list and a device's facts. Safe from any thread that has a
+// DeviceFacts object of its own. Throws what the facts or the observer throw.
 namespace yox::decision {
 
 struct Verdict {
   Truth applies = Truth::kUnknown;
-  // The filter that decided; std::nullopt when none did, or when the walk met a filter that is
-  // undecided.
+  // The index of the filter that decided; std::nullopt if none did, or if an undecided filter came
+  // first.
   std::optional<std::size_t> decided_by = {};
-  // Sorted, of an undetermined verdict: the names of the facts that would settle it.
+  // For an undetermined verdict, the names of the facts that would settle it, sorted.
   std::vector<std::string> needs = {};
 };
 
-// Walks the list up to the filter that decides. The first filter that matches decides by its
-// `value`, one with `default` unseen; a list without a decisive filter does not apply, and an empty
-// list applies.
+// Decides a list for a device. Filters are evaluated in order: the first that matches decides by
+// its `value`; a filter with `default` decides without a look at its criteria. A list in which no
+// filter decides does not apply; an empty list applies.
 //
-// A filter is undecided when some of its criteria are unknown and none is false. It leaves both
-// ways open, and the walk goes on; the list is undetermined when the open ways end differently. A
-// verdict that is not undetermined is therefore the verdict of every device that agrees with the
-// known facts.
+// A filter is undecided when some of its criteria are unknown and none is false. Evaluation then
+// goes on both as if it had matched and as if it had not; the verdict is undetermined if the two
+// end differently. A verdict that is not undetermined is therefore the verdict of every device that
+// agrees with the known facts.
 YOX_API Verdict Decide(const CompiledList& list, DeviceFacts& facts, Observer* observer = nullptr);
 
-// What one filter does: kTrue when it matches. `failed` is the first criterion that is false.
+// The result of one filter: kTrue if it matches. `failed` is the first criterion that is false;
+// null if there is none.
 struct FilterMatch {
   Truth truth = Truth::kTrue;
   const CompiledList::Step* failed = nullptr;

@@ -17,8 +17,8 @@
 #include "yox/decision/RegistryRequirement.h"
 #include "yox/decision/Truth.h"
 
-// What a decision may ask of a device. All texts are UTF-16; a view that a fact holds must be valid
-// for as long as the DeviceFacts object that gave it.
+// The facts of a device that a decision can use. All texts are UTF-16. A view in a fact must stay
+// valid as long as the DeviceFacts object that returned it.
 namespace yox::decision {
 
 enum class Knowledge : std::uint8_t {
@@ -54,13 +54,13 @@ struct TextsFact {
   std::span<const WString> texts = {};
 };
 
-// Pairs of names and texts, in an order that counts: tags, installed items.
+// An ordered list of pairs of a name and a text: tags, installed items.
 class PairSource {
  public:
   virtual ~PairSource() = default;
 
-  // The first pair whose name the pattern matches and is not exactly, letter case included, a name
-  // of `except`. The pattern is one of a compiled list.
+  // Returns the first pair whose name the pattern matches, except pairs whose name is equal, letter
+  // case included, to a name in `except`. The pattern must be one of a compiled list.
   virtual std::optional<PairView> First(const TextPattern& name, const Pairs& except) const = 0;
 };
 
@@ -74,12 +74,13 @@ struct HardwareIdsFact {
   const HardwareIds* ids = nullptr;  // set when known
 };
 
-// A value of the registry, and how far the way to it led.
+// A registry value, or the stage at which reading it ended.
 struct RegistryFact {
   enum class Stage : std::uint8_t { kUnknown, kNoKey, kNoValue, kTooLong, kRead };
 
   Stage stage = Stage::kUnknown;
-  WStringView text = {};  // as the data of a requirement sees it; valid until the next one is read
+  WStringView text =
+      {};  // as a requirement's data is compared with it; valid until the next value is read
 };
 
 struct BucketFact {
@@ -88,24 +89,26 @@ struct BucketFact {
 };
 
 // The facts of one device at one moment, together with what the caller of a decision adds: target
-// version and extra tags. Each fact is fetched when the first criterion needs it, and once: the
-// object may serve many lists while nothing about the device changes. For one thread at a time.
+// version and extra tags. Each fact is fetched when a criterion first needs it, and then kept: the
+// object may serve many lists as long as the device does not change. For one thread at a time.
 //
-// Derive from it to decide on a device of another kind. A Fetch function that is not overridden
-// says that the fact is unknown. What a Fetch function throws leaves the decision.
+// Derive from it to decide for another kind of device. A Fetch function that is not overridden
+// means that the fact is unknown. An exception from a Fetch function ends the decision and reaches
+// its caller.
 class YOX_API DeviceFacts {
  public:
   virtual ~DeviceFacts() = default;
   DeviceFacts(const DeviceFacts&) = delete;
   DeviceFacts& operator=(const DeviceFacts&) = delete;
 
-  // A text that a criterion is held against, by the criterion's field. A criterion notes in it the
+  // Returns the text that the criterion of this field is compared with. A criterion notes in it the
   // fingerprint.
   TextFact& Text(FilterField field) {
     return Fetched(Bit(field), slots_.of.texts[static_cast<std::size_t>(field)],
                    [&] { return FetchText(field); });
   }
-  // os_version, version, target_version. A criterion notes in it what it has parsed.
+  // Returns the fact for os_version, version or target_version. Criteria store the parsed version
+  // in it.
   VersionFact& Version(FilterField field) {
     return Fetched(Bit(field), slots_.of.versions[VersionSlot(field)],
                    [&] { return FetchVersion(field); });
@@ -124,21 +127,22 @@ class YOX_API DeviceFacts {
 
   // The caller's tags, which replace stored ones of exactly the same name.
   const Pairs& extra_tags() const { return extra_tags_; }
-  // The first tag whose name the pattern matches, the caller's last. The tags are known.
+  // Returns the first tag whose name the pattern matches: a stored tag before one of the caller's.
+  // The tags must be known.
   std::optional<PairView> FindTag(const TextPattern& name);
 
-  // A month or day out of its range carries over; a day before 1970 begins at -1.
+  // Returns the moment at which a day begins. A month or day out of range carries over, as in
+  // mktime; a day before 1970 begins at -1.
   virtual DayStart StartOfDay(int year, int month, int day);
-  // Not kept: each requirement is looked up anew.
+  // Reads the value that a requirement names. Not kept: each call reads it again.
   virtual RegistryFact ReadRegistry(const CompiledRegistryRequirement& requirement);
 
-  // Whether a requirement is met; by default what follows from the facts above. A device may have
-  // its own way.
+  // Return whether a requirement is satisfied, by default according to the facts above.
   virtual Truth MeetsRegistry(const CompiledRegistryRequirement& requirement);
   virtual Truth MeetsHardwareId(WStringView required, const HardwareIdRequirement& requirement);
 
-  // A version criterion has looked at a text with white space around it, and sees it without from
-  // here on. A device that shows its caller the trimmed text does so here.
+  // Called when a version criterion has trimmed the white space around a version text. Override it
+  // to show the trimmed text to the caller of the decision.
   virtual void VersionWasTrimmed(FilterField field);
 
  protected:
@@ -155,7 +159,7 @@ class YOX_API DeviceFacts {
   virtual std::int64_t FetchNow() = 0;
   virtual LocalDays FetchToday();
 
-  // Fetches the fact again when it is asked for next.
+  // Drops the fact, so that it is fetched again when it is next needed.
   void Forget(FilterField field) { fetched_ &= ~Bit(field); }
 
  private:
@@ -172,7 +176,7 @@ class YOX_API DeviceFacts {
   }
   bool IsFetched(FilterField field) const { return (fetched_ & Bit(field)) != 0; }
 
-  // The value in the slot, built there by `fetch` when it is first needed.
+  // Returns the value in the slot, which `fetch` creates when it is first needed.
   template <class Value, class Fetch>
   Value& Fetched(std::uint32_t bit, Value& slot, Fetch fetch) {
     if ((fetched_ & bit) == 0) {
@@ -204,7 +208,7 @@ class YOX_API DeviceFacts {
   Slots slots_;
 };
 
-// No tags of the caller's.
+// Returns an empty list, for callers without tags.
 YOX_API const Pairs& NoPairs();
 
 }  // namespace yox::decision

@@ -111,7 +111,8 @@ constexpr std::optional<Fact> FactOfKey(std::string_view key) {
   return static_cast<Fact>(slot - 1);
 }
 
-// The field of the criterion that is held against a fact of the form kText, kFirmwareText or kHash.
+// The field of the criterion that is compared with a fact of the form kText, kFirmwareText or
+// kHash.
 constexpr FilterField FieldOf(Fact fact) {
   constexpr auto kFields = [] {
     std::array<FilterField, kFacts.size()> fields{};

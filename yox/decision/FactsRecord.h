@@ -26,9 +26,9 @@ struct Given {
   static Given Missing() { return {Knowledge::kMissing, {}}; }
 };
 
-// What is known of one device, in memory: a plain value that a reader of facts fills and a
-// PreparedDevice is built from. Texts are UTF-16. A member that is left alone is unknown; what the
-// same member means when it is missing, the criterion sees on a device that has no such thing.
+// The facts that are known about one device: a plain value, which a reader of facts fills and from
+// which a PreparedDevice is built. Texts are UTF-16. A member that is not set is unknown; one that
+// is missing is decided as on a device that does not have it.
 struct YOX_API FactsRecord {
   struct RegistryValue {
     WString key;                  // "HKLM\SOFTWARE\Contoso\App"

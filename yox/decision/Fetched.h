@@ -4,7 +4,7 @@
 
 namespace yox::decision {
 
-// A fact that is fetched when it is first asked for.
+// Returns the fact, which `fetch` creates at the first call.
 template <class Value, class Fetch>
 const Value& Fetched(std::optional<Value>& fact, Fetch fetch) {
   if (!fact) fact.emplace(fetch());

@@ -38,7 +38,7 @@ class YOX_API Filter {
   YOX_FILTER_FIELDS(YOX_ACCESSORS)
 #undef YOX_ACCESSORS
 
-  // A field's text without a copy; valid until the field is set.
+  // Returns a field's text without a copy; valid until the field is set.
   const yox::WString& View(yox::decision::FilterField field) const {
     return texts_[static_cast<std::size_t>(field)];
   }
@@ -46,7 +46,7 @@ class YOX_API Filter {
 
   bool IsSet(yox::decision::FilterField field) const { return (set_ & Bit(field)) != 0; }
 
-  // The criteria that are set: bit n stands for the n-th criterion in the order of evaluation.
+  // A bit set of the criteria that are set: bit n is the n-th criterion in the order of evaluation.
   std::uint32_t criteria() const { return criteria_; }
 
  private:
@@ -59,10 +59,10 @@ class YOX_API Filter {
   std::uint32_t criteria_ = 0;
 };
 
-// An ordered list of filters: the first decisive one ends an evaluation. A value whose copies share
-// one unchanging list, so that a copy costs a reference count; one that was moved from keeps its
-// list. Safe from any thread: a decision on an object goes on over the list that it began with
-// while another thread, or the decision itself through a call of the host's, sets other filters.
+// An ordered list of filters. Copies share one immutable compiled list, so that a copy costs a
+// reference count; an object that was moved from keeps its list. Safe from any thread: a decision
+// continues with the list that it started with while another thread, or a callback of the host
+// during that decision, sets other filters.
 class YOX_API ApplicabilityFilter {
  public:
   using List = std::vector<Filter>;
@@ -76,11 +76,12 @@ class YOX_API ApplicabilityFilter {
   List filters() const;
   void set_filters(const List& filters);
 
-  // The list as it is now, with its requirements parsed; never null, and never changes.
+  // Returns the current list with its requirements parsed. Never null; the object that it points to
+  // never changes.
   std::shared_ptr<const yox::decision::CompiledList> snapshot() const;
 
-  // The same for the length of a block, at a fraction of the cost. The object must outlive it. For
-  // the thread that created it; leases of a thread nest like blocks.
+  // The same for the length of a block, cheaper than a shared pointer. The ApplicabilityFilter must
+  // outlive it. For the thread that created it; leases of a thread nest like blocks.
   class YOX_API Lease {
    public:
     explicit Lease(const ApplicabilityFilter& filter);

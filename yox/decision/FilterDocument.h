@@ -9,15 +9,16 @@
 
 namespace yox::decision {
 
-// The document that holds a filter list (docs/filter-list.md): {"filters": [FILTER, ...]} or the
-// bare array. A filter is an object whose keys are the names of the fields and whose values are
-// strings. The document may have a `$schema` and every object a `comment`; neither is kept. Both
-// operations are safe from any thread.
+// Filter list documents (docs/filter-list.md): {"filters": [FILTER, ...]} or the array alone. A
+// filter is an object whose keys are names of fields and whose values are strings. The document may
+// have a `$schema`, and every object a `comment`; neither is kept. Both functions are safe from any
+// thread.
 
-// Throws DocumentError, with the place, the filter's index and the key, for everything else.
+// Reads a document, UTF-8. Throws DocumentError, which names the place, the filter's index and the
+// key, for anything else.
 YOX_API ApplicabilityFilter ReadFilterDocument(std::string_view utf8);
 
-// The list as a document, fields in the order of their names and empty ones left out.
+// Returns the list as a document, UTF-8: fields in the order of their names, without empty ones.
 YOX_API std::string WriteFilterDocument(const ApplicabilityFilter& filter);
 
 }  // namespace yox::decision

@@ -146,7 +146,7 @@ bool IsNever(const DateText& date) {
   return !date.has_three_pieces || date.fields[0].status != String::IntegerStatus::kOk;
 }
 
-// One of a span with another behind it.
+// An element of a span and the next one.
 template <class Requirement, class Related>
 bool AnyPair(std::span<const Requirement> all, Effort& effort, Related related) {
   for (std::size_t i = 0; i < all.size(); ++i) {
@@ -380,7 +380,7 @@ bool Implies(const DateRange& a, const DateRange& b) {
                           int sign) {
     if (other_open) return true;
     const auto numbers = Numbers(date);
-    // A date that is compared with the other's day: before it for a start, behind it for an end.
+    // A date that is compared with the other's day: before it for a start, after it for an end.
     return !open && numbers && Numbers(other) && other.CompareTo(*numbers).value() * sign >= 0;
   };
   return reaches(a.open_start, a.start, b.open_start, b.start, -1) &&
@@ -393,7 +393,7 @@ Holding HoldingOf(const CompiledList& list, const Step& step, Effort& effort) {
     case Language::kText:
       return HoldingOfTexts(criterion.field, list.Texts(step), effort);
     case Language::kVersion: {
-      // There may be no version to hold them against.
+      // There may be no version to compare them with.
       const bool never = All(list.Versions(step), Holding::kNever);
       return never ? Holding::kNever : Holding::kSometimes;
     }

@@ -7,9 +7,8 @@
 #include "yox/decision/Dates.h"
 #include "yox/decision/MatchOperators.h"
 
-// What follows of requirements before any device is known. Every "true", kAlways and kNever is
-// certain; the other answers say that nothing was found out. Requirements are held against each
-// other by their own Matches.
+// What follows from requirements alone, for lint. Every "true", kAlways and kNever is proven;
+// "false" and kSometimes mean that no proof was found. All functions are pure.
 namespace yox::decision {
 
 enum class Holding : std::uint8_t { kSometimes, kAlways, kNever };
@@ -25,24 +24,24 @@ Holding HoldingOf(const DateRange& range);
 // Over all days and buckets.
 Holding HoldingOf(const Rollout& rollout);
 
-// No value meets both.
+// Whether no value satisfies both.
 bool Contradict(const TextPattern& a, const TextPattern& b);
 bool Contradict(const KeyValueTerm& a, const KeyValueTerm& b);
 
-// Every value meets one of them; of versions, every version.
+// Whether every value, or every version, satisfies at least one of them.
 bool Cover(const TextPattern& a, const TextPattern& b);
 bool Cover(const VersionRequirement& a, const VersionRequirement& b);
-// Every list of pairs meets one of them.
+// Whether every list of pairs satisfies at least one of them.
 bool Cover(const KeyValueTerm& a, const KeyValueTerm& b);
 
-// What meets `a` meets `b`.
+// Whether everything that satisfies `a` satisfies `b`.
 bool Implies(const TextPattern& a, const TextPattern& b);
 bool Implies(const VersionRequirement& a, const VersionRequirement& b);
 bool Implies(const KeyValueTerm& a, const KeyValueTerm& b);
 bool Implies(const DateRange& a, const DateRange& b);
 
-// How much work the comparison of each with each may take. Lists of thousands of alternatives are
-// written by programs: what is not looked at is not found, and nothing else.
+// A budget for comparing each requirement with each other. Lists with thousands of alternatives,
+// which programs write, exhaust it; further findings are then not looked for.
 class Effort {
  public:
   bool Spend() { return left_ != 0 && left_-- != 0; }
@@ -52,14 +51,13 @@ class Effort {
   std::uint32_t left_ = 5'000'000;
 };
 
-// A criterion of a list, as the evaluator holds it: kAlways when it holds on every device, kNever
-// when on none.
+// Evaluates a criterion without a device: kAlways if it is true on every device, kNever if on none.
 Holding HoldingOf(const CompiledList& list, const CompiledList::Step& step, Effort& effort);
 
 // All of a filter's criteria.
 Holding HoldingOf(const CompiledList& list, const CompiledList::Program& program, Effort& effort);
 
-// Whatever matches the one filter matches the other; neither has `default`.
+// Whether every device that matches `one` matches `other`. Neither may have `default`.
 bool Implies(const CompiledList& list, const CompiledList::Program& one,
              const CompiledList::Program& other, Effort& effort);
 

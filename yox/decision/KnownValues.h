@@ -9,7 +9,7 @@
 
 namespace yox::decision {
 
-// What `os` is held against, on every device.
+// The value of `os` on every device.
 inline constexpr WStringView kOsText = "Windows"_wv;
 
 // The values of `os_bitness`; the last is that of every other processor.
@@ -29,19 +29,20 @@ constexpr WStringView BitnessText(int architecture) {
   }
 }
 
-// All values that a criterion is ever held against; empty when they are not known beforehand.
+// Returns all values that a device can have for a criterion; empty if they are not known in
+// advance.
 constexpr std::span<const WStringView> KnownValues(FilterField field) {
   if (field == FilterField::os) return {&kOsText, 1};
   if (field == FilterField::os_bitness) return kBitnessTexts;
   return {};
 }
 
-// Whether a criterion is held against a salted hash.
+// Whether a criterion is compared with a salted hash.
 constexpr bool IsHash(FilterField field) {
   return field == FilterField::sn_hash || field == FilterField::org_hash;
 }
 
-// False when the pattern holds for no salted hash, which has 64 hexadecimal digits.
+// Returns false if the pattern matches no salted hash, which has 64 hexadecimal digits.
 inline bool CanBeHash(const TextPattern& pattern) {
   constexpr std::size_t kDigits = 64;
   if (pattern.negated || pattern.form == TextPattern::Form::kEverything) return true;

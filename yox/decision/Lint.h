@@ -30,13 +30,13 @@ struct LintFinding {
   LintRule rule;
   std::optional<std::size_t> filter;  // absent: the list as a whole
   std::optional<FilterField> field;   // absent: the filter as a whole
-  // The place in the field's text, in units of UTF-16, and what stands there, in UTF-8.
+  // The place in the field's text, in units of UTF-16, and its content, in UTF-8.
   std::size_t offset = 0;
   std::size_t length = 0;
   std::string excerpt = {};
   std::string detail = {};          // what exactly, in UTF-8; may be empty
   DocumentPlace place = {};         // of a document that was read; line 1, column 1 otherwise
-  DocumentPlace end = {};           // the place after it, likewise
+  DocumentPlace end = {};           // the place after it; the same for the list
   std::optional<LintFix> fix = {};  // for mistakes that can be corrected without thought
   std::optional<std::size_t> covered_by = {};  // the filter that makes this one unreachable
   // The reason that the list gives for it in a comment, "lint: allow RULE: REASON"; absent when the

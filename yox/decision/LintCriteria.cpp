@@ -267,7 +267,7 @@ class CriterionLint {
     return true;
   }
 
-  // The text with commas in place of what somebody wrote instead; empty if there is no such thing.
+  // The text with commas in place of other separators; empty if there are none.
   std::string WithCommas(WStringView text) const {
     std::string commas = String::UTF16ToUTF8(text);
     const bool codes = field_ == FilterField::country || field_ == FilterField::language;

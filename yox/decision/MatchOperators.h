@@ -13,9 +13,10 @@
 #include "yox/foundation/Version.h"
 
 // The small languages in which a filter states what it requires. Each has a parsed form that keeps
-// views of the requirement's text and can be held against any number of values; parsing cannot
-// fail, and neither parsing nor holding allocates. A requirement comes first, the device's value
-// second.
+// views of the requirement's text, which must outlive it, and can be compared with any number of
+// values. Parsing cannot fail; neither parsing nor matching allocates. In parameter lists the
+// requirement is first, the device's value second. All functions are pure; docs/filter-list.md
+// describes the languages.
 namespace yox::decision {
 
 // Whether the units from `actual` on are `folded`, whose letter case is folded, in any letter case.
@@ -27,7 +28,8 @@ inline bool EqualsFolded(const WChar* actual, WStringView folded) {
   return true;
 }
 
-// Every piece of a text counts, empty ones included; the empty text has none.
+// Iterates over the pieces of a text between separators, empty ones included; the empty text has
+// none.
 //   for (auto rest = Pieces(text); rest;) { const WStringView piece = NextPiece(rest, ','); ... }
 inline std::optional<WStringView> Pieces(WStringView text) {
   return text.empty() ? std::nullopt : std::optional(text);
@@ -44,8 +46,8 @@ inline WStringView NextPiece(std::optional<WStringView>& rest, WChar separator) 
 }
 
 // A text pattern: `text`, `text*`, `*text`, `*text*`, each with "!" before it for the opposite.
-// Letter case and surrounding white space are ignored. A pattern that is blank, or has "*" in its
-// inside only, matches everything, negated or not.
+// Letter case and surrounding white space are ignored. A blank pattern, and one that has "*" only
+// in its middle, matches everything, negated or not.
 struct TextPattern {
   enum class Form : std::uint8_t { kEverything, kEqual, kContains, kStartsWith, kEndsWith };
 
@@ -57,11 +59,11 @@ struct TextPattern {
   static TextPattern Parse(WStringView pattern);
   // Whether the pattern is a text alone, which it matches without regard to letter case.
   bool IsText() const { return form == Form::kEqual && !negated && !text.empty(); }
-  // `actual` without surrounding white space.
+  // `actual` must have no surrounding white space.
   bool Matches(WStringView actual) const;
   // The same, faster, for the patterns of a compiled list.
   bool MatchesUnfolded(WStringView actual) const;
-  // For the patterns of a compiled list, where the letter case of `actual` is folded too.
+  // For the patterns of a compiled list: the letter case of `actual` must be folded as well.
   bool MatchesFolded(WStringView actual) const {
     bool matched = true;
     switch (form) {
@@ -86,15 +88,15 @@ struct TextPattern {
 
 enum class Comparison : std::uint8_t { kNone, kNotEqual, kAtLeast, kGreater, kAtMost, kLess };
 
-// A device's version text, read as a version at most once however many requirements are held
-// against it.
+// A device's version text. It is parsed at most once, however many requirements are compared with
+// it.
 class VersionText {
  public:
   explicit VersionText(WStringView text) : text_(text) {}
 
   WStringView text() const { return text_; }
   void set_text(WStringView trimmed) { text_ = trimmed; }
-  // Null when the text is no version.
+  // Returns null if the text is not a version.
   const Version* Parsed();
 
  private:
@@ -105,7 +107,8 @@ class VersionText {
   Version version_;
 };
 
-// An operator and a version, or a plain text that must be a version and is compared as text.
+// An operator and a version, or a plain text, which is compared as text with a value that is a
+// version.
 struct VersionRequirement {
   WStringView text = {};  // trimmed, the operator included; empty matches nothing
   Comparison comparison = Comparison::kNone;
@@ -113,7 +116,8 @@ struct VersionRequirement {
   Version version = {};
 
   static VersionRequirement Parse(WStringView pattern);
-  // Trims `actual` when neither side is blank; the caller's text is to be trimmed then as well.
+  // Trims the view in `actual` if neither side is blank; the caller then has to trim its own text,
+  // too.
   bool Matches(VersionText& actual) const;
 };
 
@@ -125,21 +129,21 @@ struct IntegerRequirement {
   int number = 0;
 
   static IntegerRequirement Parse(WStringView pattern);
-  // Throws std::invalid_argument or std::out_of_range: for a bad `actual` first, then for a bad
-  // operand.
+  // Throws std::invalid_argument or std::out_of_range if `actual` is not an integer of 32 bits, and
+  // then if the operand is not.
   bool Matches(WStringView actual) const;
   // The same without exceptions; `holds` is written only for kOk.
   String::IntegerStatus TryMatch(WStringView actual, bool& holds) const;
 };
 
-// A name and a text of the device; views of what somebody else owns.
+// A name and a text of the device, as views that do not own them.
 struct PairView {
   WStringView key;
   WStringView value;
 };
 
-// `key`, `!key`, `key|` or `key|value`, the value a text pattern, or a comparison of versions when
-// it holds a dot and of integers when not. Only the first pair whose key matches counts.
+// `key`, `!key`, `key|` or `key|value`, the value a text pattern, or a comparison: of versions if
+// it contains a dot, otherwise of integers. Only the first pair whose key matches is compared.
 struct KeyValueTerm {
   TextPattern key;
   bool negated = false;  // of the form without a value
@@ -147,8 +151,9 @@ struct KeyValueTerm {
 
   static KeyValueTerm Parse(WStringView term);
 
-  // `find(pattern)` gives the first pair whose key the pattern matches, as an optional PairView.
-  // `holds` counts only for kOk: integers may be none that can be compared.
+  // `find(pattern)` must return the first pair whose key the pattern matches, as
+  // std::optional<PairView>. `holds` is set if kOk is returned; another status means that a text is
+  // not an integer.
   template <class Find>
   String::IntegerStatus TryMatch(const Find& find, bool& holds) const {
     const std::optional<PairView> pair = find(key);
@@ -162,11 +167,11 @@ struct KeyValueTerm {
   String::IntegerStatus TryValue(WStringView actual, bool& holds) const;
 };
 
-// Alternatives, of which one must hold: none holds of an empty list.
+// Return whether one of the alternatives matches; false for an empty list.
 bool AnyText(std::span<const TextPattern> alternatives, WStringView actual);
 bool AnyVersion(std::span<const VersionRequirement> alternatives, VersionText& actual);
 
-// The same over a comma list as it is written.
+// The same for a comma-separated text.
 bool AnyText(WStringView required, WStringView actual);
 bool AnyVersion(WStringView required, VersionText& actual);
 
@@ -175,7 +180,7 @@ using Pairs = std::vector<KeyValuePair<WString, WString>>;
 // The first pair whose name a pattern of a compiled list matches.
 std::optional<PairView> FirstOf(const Pairs& pairs, const TextPattern& name);
 
-// Finds in a list of pairs, in order.
+// Linear search in a list of pairs, for KeyValueTerm::TryMatch.
 struct FindInPairs {
   const Pairs& pairs;
 

@@ -10,34 +10,37 @@
 
 namespace yox::decision {
 
-// Why a filter does not match: the first criterion that is false.
+// Why a filter does not match: its first criterion that is false. Valid during the call that it is
+// passed to.
 struct Failure {
   const CompiledList::Program& program;
   const CompiledList::Step& step;
   DeviceFacts& facts;
-  // There was nothing to hold the criterion against, and a reason does not name it.
+  // The device has no fact to compare the criterion with; reason texts do not name such a
+  // criterion.
   bool is_unnamed = false;
 };
 
-// Follows a decision while it is made, to write down a reason, log lines or a trace. Every function
-// is called on the deciding thread; what it throws leaves the decision.
+// Receives the steps of a decision, to write a reason, log lines or a trace. Every function is
+// called on the deciding thread; an exception from it ends the decision and reaches its caller.
 class Observer {
  public:
   virtual ~Observer() = default;
 
-  // One of the three for each filter that the walk comes to, in order; `filter` is its index. The
-  // walk goes on after an undecided filter, some of whose criteria are unknown and none is false.
+  // One of these three is called for each filter that is evaluated, in order; `filter` is its
+  // index. A filter is undecided when some of its criteria are unknown and none is false;
+  // evaluation goes on after it.
   virtual void FilterPassed(std::size_t /*filter*/, const Failure& /*failure*/) {}
   virtual void FilterUndecided(std::size_t /*filter*/) {}
   virtual void FilterDecided(std::size_t /*filter*/, const CompiledList::Program& /*program*/,
                              bool /*applies*/) {}
 
-  // What makes a criterion false and is worth a line of its own, before the filter is passed:
-  // a roll-out that is at none of the stages kGrowing and kComplete,
+  // These are called before FilterPassed, for three causes of a false criterion. First: a roll-out
+  // that is at neither of the stages kGrowing and kComplete.
   virtual void RolloutStopped(const Rollout& /*rollout*/, const RolloutProgress& /*progress*/) {}
-  // a term whose integers cannot be compared, which counts as false,
+  // Second: a term with a text that is not an integer, which counts as false.
   virtual void TermFailed(String::IntegerStatus /*status*/) {}
-  // and a clock that threw when a date range asked for the day.
+  // Third: an exception from the clock while a date range read the day.
   virtual void DateRangeFailed(const std::exception& /*exception*/) {}
 };
 

@@ -18,8 +18,8 @@
 
 namespace yox::decision {
 
-// Pairs with their names folded and indexed: a name is found at the same cost among ten and among
-// ten thousand. Never changes; may be read by any thread.
+// Pairs with folded names in a hash table: finding a name takes constant time. Immutable, so safe
+// from any thread.
 class PreparedPairs final : public PairSource {
  public:
   PreparedPairs(const Pairs& pairs, TextArena& arena);
@@ -46,7 +46,7 @@ class PreparedPairs final : public PairSource {
   std::vector<Slot> slots_;  // a hash table with linear probing; its size a power of 2
 };
 
-// The present hardware IDs in hash tables. Never changes; may be read by any thread.
+// The present hardware IDs in hash tables. Immutable, so safe from any thread.
 class PreparedHardwareIds final : public HardwareIds {
  public:
   // The IDs are kept in upper case.
@@ -69,8 +69,8 @@ class PreparedHardwareIds final : public HardwareIds {
   std::unordered_set<WString, Hash, std::equal_to<>> folded_;
 };
 
-// One device, made ready to be decided on many times: texts trimmed, folded and parsed once. Never
-// changes; may be read by any thread, by each through a PreparedFacts of its own.
+// The facts of one device with texts trimmed, folded and parsed, for deciding many lists.
+// Immutable, so safe from any thread; each thread needs a PreparedFacts of its own.
 class YOX_API PreparedDevice {
  public:
   explicit PreparedDevice(const FactsRecord& record);
@@ -103,7 +103,7 @@ class YOX_API PreparedDevice {
   std::vector<RegistryEntry> registry_;  // sorted by key and name
 };
 
-// What a decision is asked besides the device and the list.
+// The inputs of a decision other than the device and the list.
 struct Question {
   std::int64_t now = 0;  // seconds since 1970
   std::optional<WString> target_version = {};
@@ -132,7 +132,7 @@ class YOX_API QuestionFacts : public DeviceFacts {
   const std::optional<TimeZone>& time_zone_;
 };
 
-// The facts of a prepared device for one question. Device and question must outlive it. For one
+// The facts of a prepared device for one Question. Device and question must outlive it. For one
 // thread at a time; the same object may decide many lists.
 class YOX_API PreparedFacts final : public QuestionFacts {
  public:

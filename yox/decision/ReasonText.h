@@ -11,16 +11,16 @@ namespace yox::decision {
 // The longest text that one filter adds to a reason after its opening.
 inline constexpr std::size_t kLongestReasonWords = 40;
 
-// What a reason says of a filter that fails at this criterion: "country = false; ".
+// Returns the words for a filter that fails at this criterion, such as "country = false; ".
 WStringView FailedWords(const CompiledList::Step& step);
 
 // Writes the reason text of a decision: a part for each filter that was passed, and one for the
-// filter that decided, such as "Filter [0]: country = false; Filter [1]: true; ". Nothing for a
-// decision that met an undecided filter.
+// filter that decided, such as "Filter [0]: country = false; Filter [1]: true; ". The text is empty
+// if a filter was undecided.
 class ReasonText : public Observer {
  public:
-  // The text is cleared; a decision allocates at most once, and not at all when the text has room.
-  // Both must outlive the object.
+  // Clears `reason` and appends to it. A decision allocates at most once, and not at all if its
+  // capacity suffices. Both arguments must outlive the object.
   ReasonText(const CompiledList& list, WString& reason);
 
   void FilterPassed(std::size_t filter, const Failure& failure) override;

@@ -7,7 +7,8 @@
 #include "yox/decision/MatchOperators.h"
 #include "yox/decision/TextArena.h"
 
-// The requirements of the registry criterion, in the same manner as MatchOperators.h.
+// The language of the registry criterion. As in MatchOperators.h, parsing cannot fail and keeps
+// views.
 namespace yox::decision {
 
 enum class Hive : std::uint8_t { kCurrentUser, kLocalMachine };
@@ -25,10 +26,10 @@ struct RegistryRequirement {
   static RegistryRequirement Parse(WStringView requirement);
 };
 
-// A requirement as a compiled list has it: where the value is, and what its text has to match.
+// A requirement in a compiled list: where the value is, and the pattern that its text has to match.
 struct CompiledRegistryRequirement : RegistryRequirement {
   std::optional<Hive> hive = {};       // std::nullopt: the path names none
-  WStringView key = {};                // what is looked up below the hive, separated by "\"
+  WStringView key = {};                // the key's path below the hive, with "\"
   bool has_doubled_separator = false;  // no registry has such a key
   // The same place with its letter case folded, which registries ignore: "hklm\\software\\contoso".
   WStringView folded_place = {};
@@ -38,16 +39,16 @@ struct CompiledRegistryRequirement : RegistryRequirement {
   // Keeps views of the requirement and of texts in the arena.
   static CompiledRegistryRequirement Compile(WStringView requirement, TextArena& arena);
 
-  // Whether there is a value that it can ask for.
+  // Whether a registry can contain the value at all.
   bool CanHold() const { return form == Form::kComplete && hive && !has_doubled_separator; }
 };
 
-// The hive that a path begins with; the path becomes what is looked up below it. std::nullopt for a
-// hive of another name, or when separators are missing or mixed. Letters of the hive's name that
-// the key's name starts with are removed along with the hive, on purpose.
+// Removes the hive from the beginning of a path and returns it. std::nullopt for a hive of another
+// name, or when separators are missing or mixed. Letters of the hive's name that the key's name
+// starts with are removed along with the hive, on purpose.
 std::optional<Hive> TakeHive(WString& path);
 
-// Whether a path without its hive has an empty key name inside, which no registry looks up.
+// Whether a path without its hive contains an empty key name, which no registry has.
 bool HasDoubledSeparator(WStringView path);
 
 }  // namespace yox::decision

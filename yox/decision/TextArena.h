@@ -11,8 +11,8 @@
 
 namespace yox::decision {
 
-// Owns texts that are kept as views: what it hands out stays where it is until the arena goes,
-// also when the arena is moved.
+// Owns texts that others keep as views. The returned views are valid until the arena is destroyed,
+// even if it is moved. For one thread at a time.
 class TextArena {
  public:
   WStringView Keep(WStringView text) {
@@ -20,7 +20,7 @@ class TextArena {
     std::ranges::copy(text, copy);
     return {copy, text.size()};
   }
-  // A copy with its letter case folded.
+  // Keeps a copy with its letter case folded.
   WStringView KeepFolded(WStringView text) {
     WChar* const copy = Take(text.size());
     std::ranges::transform(text, copy, String::FoldCase);

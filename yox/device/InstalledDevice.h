@@ -65,14 +65,14 @@ inline std::string ReadFile(const std::filesystem::path& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// The answer of what must not be asked: a failure.
+// The result of a call that must not be made: a failure.
 template <class Answer>
 Answer Asked() {
   ADD_FAILURE() << "the device was asked";
   return Answer();
 }
 
-// The hardware and the system, for whoever must not ask them: every question is a failure.
+// Hardware and system for code that must not read them: every call is a failure.
 class Untouchable : public yox::platform::Firmware,
                     public yox::platform::OperatingSystem,
                     public yox::platform::ManagementQueries,
@@ -108,7 +108,7 @@ class Untouchable : public yox::platform::Firmware,
   using nullptr_t = yox::platform::FirmwareFacts*;
 };
 
-// What is around them, likewise.
+// The same for the other facts.
 class UntouchableSurroundings final : public yox::platform::Locale,
                                       public yox::platform::Accelerators,
                                       public yox::platform::Services,

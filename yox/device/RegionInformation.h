@@ -19,7 +19,7 @@ class MachineInformation;
 // clang-format on
 
 // The device's country and language. They are settings of the user, which a service that runs
-// before anybody has logged on cannot read. So they are read while a user is logged on and kept in
+// before a user has logged on cannot read. So they are read while a user is logged on and kept in
 // the file "RegionInformationCached.json"; otherwise the file is used.
 //
 // A process-wide singleton that can also be copied by value; a copy is a snapshot. Nothing is

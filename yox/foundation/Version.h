@@ -26,7 +26,7 @@ class YOX_API Version {
   // int, is a failure. Returns false on failure, and then leaves `out` as it was.
   static bool TryParse(const yox::WString& text, Version& out);
   static bool TryParseVersion(const yox::WString& text, Version& out);
-  // Reads one component, likewise. `componentName` and `out` are not used.
+  // Reads one component in the same way. `componentName` and `out` are not used.
   static bool TryParseComponent(const yox::WString& component, const yox::WString& componentName,
                                 Version& out, int& value);
   // TryParseVersion for a view, without copying it. Returns std::nullopt on failure.

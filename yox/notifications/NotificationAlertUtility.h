@@ -8,17 +8,19 @@
 #include "yox/base/WString.h"
 #include "yox/notifications/YOXNotificationData.h"
 
-// Builds alerts for the KXP channel. `out` is replaced as a whole by a channel record read from the
-// alert's own text; no other thread may use it meanwhile.
+// Builds alerts for the KXP channel. `out` is replaced by the channel record that results from
+// reading the alert's text. Safe from any thread, but no other thread may use `out` meanwhile.
 class YOX_API NotificationAlertUtility {
  public:
   NotificationAlertUtility() = delete;
 
-  // Lets exceptions through; `out` is then unchanged.
+  // Builds an alert of the kind `notify` with the parameters `param`. Throws std::exception if it
+  // cannot be built; `out` is then unchanged.
   static void ConstructKXPPayload(const yox::WString& notify, const Json::Value& param,
                                   YOXNotificationData& out);
 
-  // The alert "deviceactionstate". Leaves `out` as it was when it cannot be built.
+  // Builds the alert "deviceactionstate". Leaves `out` unchanged if it cannot be built; throws
+  // nothing.
   static void ConstructKXPPayloadForDeviceActionState(
       std::int32_t value, const yox::WString& actionCmd, const yox::WString& failureReason,
       const yox::WString& actionParam, const yox::WString& at, YOXNotificationData& out);

@@ -12,7 +12,8 @@
 
 namespace yox::notifications {
 
-// How a field is written and read: a delay is written as an integer and read as the text of one.
+// The type of a field. A delay is written as an integer, and is read from an integer or from the
+// text of one.
 enum class PayloadType { kBoolean, kText, kUnsigned, kDelay };
 
 struct PayloadField {
@@ -22,7 +23,7 @@ struct PayloadField {
 };
 
 // A payload document: its fields in the order in which they are written and read, in the object
-// under the wrapper's key, or at the top where there is none.
+// under the wrapper's key, or in the document itself if the wrapper is null.
 struct PayloadDocument {
   const char* wrapper;
   std::span<const PayloadField> fields;
@@ -63,18 +64,19 @@ inline constexpr PayloadDocument kConfigChange{"config_change", kConfigChangeFie
 inline constexpr PayloadDocument kConfigFetch{"config_fetch", kConfigFetchFields};
 inline constexpr PayloadDocument kPackageEvent{nullptr, kPackageEventFields};
 
-// Where the value of a field goes.
+// The variable that receives the value of a field.
 using PayloadOutput = std::variant<bool*, WString*, std::uint32_t*, std::int32_t*>;
 
-// The document with one value for each field, as compact text; empty when it cannot be written.
+// Returns the document with one value for each field, as compact JSON; empty if it cannot be
+// written.
 WString BuildPayload(const PayloadDocument& document, std::initializer_list<Json::Value> values);
 
-// Stores the fields that are read, in order, each as soon as it was read; ends silently at what
-// cannot be read. One output for each field that is read, of its type.
+// Reads the fields with `is_read`, in order, and stores each at once; ends without an error at the
+// first that cannot be read. `outputs` has one variable for each of these fields, of its type.
 void ReadPayload(const PayloadDocument& document, WStringView text,
                  std::initializer_list<PayloadOutput> outputs);
 
-// One text field by itself; empty when it cannot be read.
+// Returns one field that is a string; empty if it cannot be read.
 WString ReadPayloadText(const PayloadDocument& document, WStringView text, const char* key);
 
 }  // namespace yox::notifications

@@ -13,25 +13,27 @@ namespace Json {
 class Value;
 }
 
-// The hosts define further values of all three; the library carries them as they are.
+// Hosts define further values of all three; the library passes them on unchanged.
 enum class TopicId : std::int32_t { NotSet = -1, NoTopic = 0, TagsUpdated = 30 };
 enum class EventState : std::int32_t { NotSet = -1, NoEvent = 0, TagsUpdated = 307 };
 enum class NotificationProvider : std::int32_t { Default = 0 };
 
-// What travels on the bus: an internal notification, which is a topic, an event and a payload
-// document; or a channel notification, which is a JSON message of the KXP channel and what was
-// found in it. A plain value without a lock: not to be shared between threads without one.
+// A record of the bus (YOXPublisherSubscriber): an internal notification, which has a topic, an
+// event and a payload document; or a channel notification, which is a JSON message of the KXP
+// channel with the values found in it. A plain value; copies share their texts until one is
+// changed. One object must not be used by several threads at once. Texts are UTF-16.
 class YOX_API YOXNotificationData {
  public:
-  // Of neither kind; all numbers -1, all texts empty.
+  // Constructs a record of neither kind: all numbers are -1, all texts empty.
   YOXNotificationData() = default;
-  // An internal notification.
+  // Constructs an internal notification.
   YOXNotificationData(int topicId, int eventState, yox::WString payload);
-  // A notification from its text: an envelope as getJsonMessage writes it, or, for the channel, an
-  // alert or action document. Text that cannot be read leaves the record as far as it was filled.
+  // Reads a notification: an envelope as getJsonMessage writes it or, if `isKXP` is true, an alert
+  // or action document of the channel. Throws nothing: if the text cannot be read, the members up
+  // to the error are set.
   YOXNotificationData(yox::WString message, bool isKXP);
 
-  // All three are one operation: whether the topics are equal. Meant so for != as well.
+  // All three return whether the topics are equal. This is required of != as well.
   bool isEqual(const YOXNotificationData& other) const {
     return fields_->topicId == other.fields_->topicId;
   }
@@ -62,20 +64,20 @@ class YOX_API YOXNotificationData {
   NotificationProvider setNotificationProvider(NotificationProvider value) {
     return fields_.Mutable().notificationProvider = value;
   }
-  // The channel message as JSON text.
+  // Returns the channel message as JSON.
   yox::WString getMessageForKXP() const { return fields_->messageForKXP; }
 
   bool isKXPNotification() const;
-  // Whether "/app/" stands anywhere in the topic's text.
+  // Returns whether the topic's text contains "/app/".
   bool isExtensionNotification() const;
-  // A value of the channel message by its exact key; empty for a key that is not there.
+  // Returns a value of the channel message by its exact key; empty if there is none.
   yox::WString getFieldValue(const yox::WString& key) const;
 
-  // The envelope as styled JSON text; empty when it cannot be written.
+  // Returns the envelope as JSON with line breaks; empty if it cannot be written.
   yox::WString getJsonMessage() const;
 
-  // Documents for the payload: compact JSON text, empty when it cannot be written. The record is
-  // not touched.
+  // Return documents for the payload: compact JSON, empty if it cannot be written. They do not use
+  // the record.
   yox::WString constructPayloadOnYOXPolicyChange(
       bool devicePathChange, bool deviceSubscriptionChange, bool mqttScopeChange,
       bool mqttConnectFrequencyChange, const yox::WString& devicePathValue,
@@ -93,14 +95,14 @@ class YOX_API YOXNotificationData {
                                                const yox::WString& name,
                                                const yox::WString& version,
                                                const yox::WString& trigger) const;
-  // Styled and narrow, unlike the others. UTF-8 in and out.
+  // Unlike the others, JSON with line breaks in UTF-8, from UTF-8.
   std::string constructPayloadForInvokeCommand(
       const std::unordered_map<std::string, std::string>& params) const;
 
-  // Reading them back, from this record's payload but for the first. Each value is stored as it is
-  // read: text that is not JSON leaves all arguments as they were, a value of the wrong type leaves
-  // itself and those behind it. A missing value reads as false, 0 or empty, but a missing delay as
-  // wrong.
+  // Read these documents: the first function from `text`, the others from this record's payload.
+  // Each value is stored as soon as it is read. Text that is not JSON changes no argument; a value
+  // of the wrong type ends the reading, so that its argument and those after it are unchanged. A
+  // missing value is read as false, 0 or empty; a missing delay counts as one of the wrong type.
   void deserializePayloadForYoxPolicy(const yox::WString& text, bool& devicePathChange,
                                       bool& deviceSubscriptionChange, yox::WString& devicePathValue,
                                       yox::WString& deviceSubscriptionValue) const;
@@ -114,7 +116,7 @@ class YOX_API YOXNotificationData {
   void deserializePayloadForPackageEvent(yox::WString& id, yox::WString& type, yox::WString& name,
                                          yox::WString& version, yox::WString& trigger) const;
 
-  // Makes the channel message an alert of the message type, with these parameters.
+  // Replaces the channel message by an alert of the kind getMessageType(), with these parameters.
   void makeKXPpayload(const std::map<yox::WString, yox::WString>& params);
 
  private:
@@ -124,7 +126,7 @@ class YOX_API YOXNotificationData {
   static std::map<yox::WString, yox::WString> JSONtoMap(const Json::Value& value);
 
   struct Fields {
-    yox::WString notificationType;  // "yox" internal, "kxp" channel
+    yox::WString notificationType;  // "yox": internal, "kxp": channel
     std::int32_t topicId = -1;
     std::int32_t eventState = -1;
     std::int32_t spareCode = -1;  // copied, never read

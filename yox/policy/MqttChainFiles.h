@@ -19,8 +19,8 @@
 
 namespace yox_test {
 
-// A simulated device on a day on which the certificates of tests/trust hold, and the files in which
-// its MQTT client finds its certificates.
+// A simulated device on a day on which the certificates of tests/trust are valid, and the files in
+// which its MQTT client finds its certificates.
 class MqttChainFiles : public testing::Test {
  protected:
   void SetUp() override {

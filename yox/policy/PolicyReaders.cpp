@@ -31,7 +31,7 @@ const Json::Value& Unwrap(const Json::Value& document) {
 
 }  // namespace
 
-struct PlatformPolicy::Fields {
+struct YOX_LOCAL PlatformPolicy::Fields {
   const char* section;  // null: not in a section
   const char* key;
   WString PlatformPolicy::*text = nullptr;

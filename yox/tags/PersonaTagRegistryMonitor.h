@@ -32,7 +32,7 @@ class YOX_API PersonaTagRegistryMonitor {
   // Returns when the thread has ended; at once if it was never started. Of a Start and a Stop that
   // race, one comes first: either the thread is running afterwards, or it has ended. Throws
   // std::system_error (resource_deadlock_would_occur) on the watching thread itself, which it has
-  // told to end.
+  // asked to end.
   void Stop();
 
  private:

@@ -6,7 +6,7 @@
 
 #include "host/yoxd/Part.h"
 
-// What the service is told by the system, each through a descriptor.
+// What the system reports to the service, each through a descriptor.
 namespace yoxd {
 
 // Signals: SIGTERM and SIGINT end the service, SIGHUP reloads it. Blocks them for this thread and
@@ -38,7 +38,7 @@ class FileWatch final : public Part {
   std::function<void()> edited_;
 };
 
-// Calls `changed` when a user logs on or off (logind). Does nothing where there is no logind.
+// Calls `changed` when a user logs on or off (logind). Does nothing without logind.
 class LogOns final : public Part {
  public:
   explicit LogOns(std::function<void()> changed);

@@ -12,7 +12,7 @@ thread_local const void* t_ringing = nullptr;
 
 }  // namespace
 
-class Alarms::Armed final : public Clock::Alarm {
+class YOX_LOCAL Alarms::Armed final : public Clock::Alarm {
  public:
   Armed(Alarms& alarms, std::shared_ptr<Entry> entry) : alarms_(alarms), entry_(std::move(entry)) {}
 

@@ -20,8 +20,8 @@ struct LocalMoment {
 
 inline std::int64_t MinuteOf(std::int64_t moment) { return moment / 60 - (moment % 60 < 0); }
 
-// Time zones change their offset on whole minutes, so a day and an offset hold for their minute.
-// `convert(moment)` returns a LocalMoment; one is remembered.
+// Time zones change their offset on whole minutes, so a day and an offset are valid for their
+// minute. `convert(moment)` returns a LocalMoment; one is remembered.
 template <class Convert>
 LocalMoment CachedLocalMoment(std::int64_t now, std::int64_t moment, Convert convert) {
   struct Entry {

@@ -22,7 +22,7 @@ class Clock {
  public:
   virtual ~Clock() = default;
 
-  // Seconds since 1970-01-01T00:00:00 UTC. Jumps when somebody sets the date.
+  // Seconds since 1970-01-01T00:00:00 UTC. Jumps when the date is set.
   virtual std::int64_t Now() const = 0;
 
   // The calendar day in the device's time zone at a moment, which is counted like `Now` and may lie
@@ -48,7 +48,7 @@ class Clock {
   virtual std::int64_t SteadyNanoseconds() const { return SteadyMilliseconds() * 1'000'000; }
   std::int64_t UptimeSeconds() const { return SteadyMilliseconds() / 1000; }
 
-  // Whether time passes only when somebody moves this clock. A wait with a time limit then sets an
+  // Whether time passes only when a test moves this clock. A wait with a time limit then sets an
   // alarm; on any other clock the system ends it.
   virtual bool MovedByHand() const { return false; }
 

@@ -17,8 +17,8 @@ enum class SignatureVerdict {
 };
 
 // Checks a signature with a public key, a DER SubjectPublicKeyInfo: with OpenSSL on Linux, with CNG
-// on Windows, with the same verdict on both. A point that is not on the curve verifies nothing. May
-// be called from any thread.
+// on Windows, with the same verdict on both. With a point that is not on the curve, no signature is
+// valid. May be called from any thread.
 SignatureVerdict VerifySignature(SignatureScheme scheme, std::string_view public_key,
                                  std::string_view message, std::string_view signature);
 

@@ -20,8 +20,8 @@ class Accelerators {
  public:
   virtual ~Accelerators() = default;
 
-  // The accelerators that are present, in the system's order; nothing when the system cannot be
-  // asked. Safe from any thread.
+  // Returns the present accelerators in the system's order; std::nullopt if they cannot be read.
+  // Safe from any thread.
   virtual std::optional<std::vector<Accelerator>> Enumerate() = 0;
 };
 

@@ -6,27 +6,28 @@
 #include <string_view>
 #include <vector>
 
-// Windows' names for devices, from the numbers and texts that a bus gives (docs/hardware-ids.md).
-// Pure functions over bytes that nobody has checked: what cannot be read gives no names.
+// Builds the hardware IDs that Windows uses from what a bus reports on Linux
+// (docs/hardware-ids.md). Pure functions, safe from any thread. The input may be malformed: what
+// cannot be read results in no names.
 namespace yox::platform::bus {
 
 struct Names {
-  std::string device;                     // what an instance ID begins with, without its place
+  std::string device;                     // the beginning of the instance ID
   std::vector<std::string> hardware_ids;  // the most specific first
 
   bool empty() const { return hardware_ids.empty(); }
 };
 
-// The number behind a tag of a MODALIAS text, such as 0x9D29 for "d" in
+// Returns the number after a tag of a MODALIAS text, such as 0x9D29 for "d" in
 // "pci:v00008086d00009D29sv00001043sd00001D2Dbc11sc80i00". Tags are lower-case letters, numbers
-// upper-case hexadecimal; nothing when the tag is missing or its number does not fit.
+// upper-case hexadecimal. std::nullopt if the tag is missing or its number does not fit.
 std::optional<std::uint32_t> ModaliasNumber(std::string_view modalias, std::string_view tag);
 
-// A number in hexadecimal, with or without "0x", as sysfs writes them; white space around it is
-// ignored.
+// Reads a hexadecimal number, with or without "0x", as sysfs writes them; white space around it is
+// ignored. std::nullopt if it is not one.
 std::optional<std::uint32_t> Hexadecimal(std::string_view text);
 
-// "pci:..."; the revision stands outside of it.
+// From a MODALIAS "pci:...", which does not contain the revision.
 Names Pci(std::string_view modalias, std::optional<std::uint32_t> revision);
 
 struct UsbNumbers {
@@ -37,16 +38,17 @@ struct UsbNumbers {
 };
 Names Usb(const UsbNumbers& numbers);
 
-// "hid:..."; release and interface are those of the USB device behind it, if there is one.
+// From a MODALIAS "hid:..."; release and interface are those of the USB device that it belongs to,
+// if any.
 Names Hid(std::string_view modalias, std::optional<std::uint16_t> release,
           std::optional<std::uint8_t> interface);
 
-// An identifier of the firmware's device tables, such as "PNP0303" or "ELAN7001". The kernel's own
-// ("LNX...") give no names.
+// From an identifier of the firmware's device tables, such as "PNP0303" or "ELAN7001". The kernel's
+// own identifiers ("LNX...") have no names.
 Names Acpi(std::string_view id);
-// The first identifier of "acpi:ELAN7001:PNP0C50:"; the others are what it is compatible with.
+// Returns the first identifier of "acpi:ELAN7001:PNP0C50:"; the others are compatible identifiers.
 std::string_view FirstAcpiId(std::string_view modalias);
-// The first identifier of "PNP: LEN0020 PNP0f13".
+// Returns the first identifier of "PNP: LEN0020 PNP0f13".
 std::string_view FirstPnpId(std::string_view firmware_id);
 
 struct StorageTexts {
@@ -58,7 +60,7 @@ struct StorageTexts {
 };
 Names Storage(const StorageTexts& texts);
 
-// A monitor, from its EDID.
+// From the EDID of a monitor.
 Names Monitor(std::string_view edid);
 
 }  // namespace yox::platform::bus

@@ -18,7 +18,7 @@ class YOX_API DeviceEvent {
   Dword size() const { return size_; }
 
   // The instance ID of an event; empty when the event does not concern an instance, or is too short
-  // to be one. Reads nothing behind `size`.
+  // to be one. Reads no byte after `size`.
   static WStringView InstanceId(const CM_NOTIFY_EVENT_DATA* data, Dword size);
 
  private:

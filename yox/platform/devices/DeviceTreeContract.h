@@ -12,7 +12,7 @@
 #include "yox/platform/devices/DeviceEvent.h"
 #include "yox/platform/devices/DeviceTree.h"
 
-// What every device tree has to do. The suites stand in DeviceTreeContractTest.cpp and run on
+// What every device tree has to do. The suites are in DeviceTreeContractTest.cpp and run on
 // whatever a program instantiates them with.
 namespace yox_test {
 

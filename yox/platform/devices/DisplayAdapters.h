@@ -22,8 +22,8 @@ class DisplayAdapters {
  public:
   virtual ~DisplayAdapters() = default;
 
-  // In the system's order, without those that cannot be described; nothing when the system cannot
-  // be asked. Safe from any thread.
+  // Returns the display adapters in the system's order, without those that cannot be described;
+  // std::nullopt if they cannot be read. Safe from any thread.
   virtual std::optional<std::vector<DisplayAdapter>> Enumerate() = 0;
 };
 

@@ -17,7 +17,7 @@ namespace yox::platform {
 // Paths are UTF-16 texts with the separators of this system: a name that a user gave is never
 // changed. What the library's own code appends to one of the four folders here, it writes with
 // backslashes and turns into this form by NativePath (PathText.h). Folders come without a separator
-// at the end, and asking for one creates nothing.
+// at the end, and the functions create none.
 class YOX_API Files {
  public:
   virtual ~Files() = default;

@@ -17,7 +17,7 @@ class NewFile {
  public:
   enum class Access {
     kPrivate,   // this account, on Windows also the administrators and the local system
-    kPublic,    // every account may read it, on Windows whoever may read the folder
+    kPublic,    // every account may read it, on Windows every account that may read the folder
     kAsBefore,  // that of the file which is replaced; private if there is none
   };
   enum class Form { kBinary, kText };  // text: a line break is written as this system's

@@ -30,8 +30,8 @@
 namespace yox::platform {
 
 // A whole device in memory: a Platform whose facts are those of a profile. Of the machine that it
-// runs on it reads and writes nothing but a folder for its files, and the clock if its profile
-// names no time. It can be changed while the program runs:
+// runs on it accesses only a folder for its files, and the clock if its profile names no time. It
+// can be changed while the program runs:
 //
 //   SimulatedDevice device(ReadDeviceProfile(R"({"region": {"country_code": "US"}})"));
 //   const ScopedPlatform installed(device);

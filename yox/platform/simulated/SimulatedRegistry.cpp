@@ -27,7 +27,7 @@ struct SimulatedRegistry::Watcher {
   bool ended YOX_GUARDED_BY(calling) = false;
 };
 
-class SimulatedRegistry::SimulatedWatch final : public RegistryWatch {
+class YOX_LOCAL SimulatedRegistry::SimulatedWatch final : public RegistryWatch {
  public:
   SimulatedWatch(SimulatedRegistry& registry, std::shared_ptr<Watcher> watcher)
       : registry_(registry), watcher_(std::move(watcher)) {}
@@ -47,7 +47,7 @@ class SimulatedRegistry::SimulatedWatch final : public RegistryWatch {
 };
 
 // Edits under way: what was changed, and how to undo it. Lives while the registry is locked.
-class SimulatedRegistry::Transaction {
+class YOX_LOCAL SimulatedRegistry::Transaction {
  public:
   explicit Transaction(std::map<WString, Key>& keys) : keys_(keys) {}
 

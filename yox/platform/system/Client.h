@@ -12,7 +12,7 @@ class Client {
   // The version of the program at the path; empty when it has none.
   virtual WString FileVersion(const WString& path) = 0;
 
-  // Whether the user lets anonymous data be collected; asked afresh at every call.
+  // Whether the user allows anonymous data to be collected; read at every call.
   virtual bool AnonymousMetrics() = 0;
 };
 

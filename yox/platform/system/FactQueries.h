@@ -5,7 +5,7 @@
 
 namespace yox::platform {
 
-// Answers from the operating system's facts: its caption and the processor's architecture.
+// Answers queries from the operating system's facts: its caption and the processor's architecture.
 class FactQueries final : public ManagementQueries {
  public:
   // The operating system must outlive the object.

@@ -8,7 +8,7 @@ namespace yox::platform {
 struct JoinAnswer {
   enum class Outcome {
     kAsked,       // the system answered, be it with an error
-    kUnknown,     // the system has no such thing to ask
+    kUnknown,     // the system has no such service
     kNoHostName,  // `code` says why
     kNoLibrary,
     kNoFunction,
@@ -18,7 +18,7 @@ struct JoinAnswer {
   bool joined = false;
 };
 
-// Whether the device belongs to an organisation's directory. Safe from any thread; answers within
+// Whether the device belongs to an organisation's directory. Safe from any thread; returns within
 // seconds.
 class JoinState {
  public:

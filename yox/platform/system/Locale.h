@@ -16,7 +16,7 @@ struct LocaleFacts {
 class Locale {
  public:
   virtual ~Locale() = default;
-  virtual LocaleFacts Facts() = 0;  // read afresh at every call; safe from any thread
+  virtual LocaleFacts Facts() = 0;  // read at every call; safe from any thread
 };
 
 }  // namespace yox::platform

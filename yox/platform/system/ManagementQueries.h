@@ -8,13 +8,13 @@
 
 namespace yox::platform {
 
-// A value of a management object. `NoValue` stands for one of a kind that nobody here reads.
+// A value of a management object. `NoValue` is a value of a type that the library does not use.
 struct NoValue {
   friend bool operator==(NoValue, NoValue) = default;
 };
 using ManagementValue = std::variant<NoValue, bool, std::int32_t, WString>;
 
-// One object of the answer: its property, or why that could not be read.
+// One object of the result: its property, or why that could not be read.
 struct ManagementRow {
   std::uint32_t error = 0;
   ManagementValue value;
@@ -28,7 +28,7 @@ struct ManagementAnswer {
   std::vector<ManagementRow> rows;
 };
 
-// The system's own description of itself, asked in its query language (WQL).
+// The operating system's management interface, queried in its language (WQL).
 class ManagementQueries {
  public:
   virtual ~ManagementQueries() = default;

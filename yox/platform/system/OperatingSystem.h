@@ -12,9 +12,9 @@ namespace yox::platform {
 // One entry of the update history.
 struct OperatingSystemUpdate {
   std::int32_t result_code = 0;  // 2 is success
-  std::optional<WString> title;  // nothing when it cannot be read
+  std::optional<WString> title;  // std::nullopt if it cannot be read
   WString description;
-  // Their names; nothing when they cannot be read, be it that there are some and none has a name.
+  // Their names; std::nullopt if they cannot be read, or if none of them has a name.
   std::optional<std::vector<WString>> categories = std::vector<WString>();
 };
 
@@ -33,13 +33,13 @@ class OperatingSystem {
   // The processor's architecture: 0 x86, 5 ARM, 6 IA-64, 9 x64, 12 ARM64; 65535 when unknown.
   virtual std::uint32_t Architecture() = 0;
 
-  // 2 automatic, 3 manual, 4 disabled; 0 when there is no update service or it cannot be asked.
+  // 2 automatic, 3 manual, 4 disabled; 0 if there is no update service or it cannot be queried.
   virtual std::uint32_t UpdateServiceStartType() = 0;
   // Newest first.
   virtual std::vector<OperatingSystemUpdate> UpdateHistory() = 0;
 
-  // The day, in the device's time zone, on which the device was first put to use; nothing when the
-  // system cannot tell.
+  // Returns the day, in the device's time zone, on which the device was first used; std::nullopt if
+  // the system does not know it.
   virtual std::optional<LocalDate> FirstRunDate() = 0;
 };
 

@@ -15,7 +15,7 @@ namespace yox::platform {
 RegistryKey KeyOfMachine(WStringView path);
 
 // A key of the user on whose behalf this process runs: its own, or for a process of the system's
-// account the user who is logged on. std::nullopt if nobody is.
+// account the user who is logged on. std::nullopt if there is none.
 std::optional<RegistryKey> KeyOfUser(Users& users, WStringView path);
 
 // A REG_SZ or REG_EXPAND_SZ, up to its terminator; empty if it is not known.
@@ -25,7 +25,7 @@ WString ReadText(Registry& registry, const RegistryKey& key, WStringView name);
 std::optional<std::uint32_t> ReadNumber(Registry& registry, const RegistryKey& key,
                                         WStringView name);
 
-// Where the user, or else the one who set up the machine, says that the device is.
+// The location of the device according to the user's settings, otherwise to the machine's.
 struct ChosenRegion {
   std::uint32_t place = 0;  // Windows' number of it (GEOID), 94 for Germany; 0: not known
   WString code;             // "DE"; empty: not known

@@ -8,8 +8,8 @@ class Services {
  public:
   virtual ~Services() = default;
 
-  // Whether the service runs now. One that is absent, or cannot be asked about, does not. Safe from
-  // any thread; answers within seconds.
+  // Returns whether the service is running; false if it does not exist or cannot be queried. Safe
+  // from any thread; returns within seconds.
   virtual bool IsRunning(WStringView service) = 0;
 };
 

@@ -24,7 +24,7 @@ struct AccessGrant {
 };
 
 // Reads grants in the form of icacls: "/q /grant *SID:(OI)(CI)F *SID:RW". The rights are F (full),
-// R, W, or RW. Nothing when the text has another form, or no grant.
+// R, W, or RW. Returns std::nullopt if the text has another form, or no grant.
 YOX_API std::optional<std::vector<AccessGrant>> ParseAccessGrants(WStringView text);
 
 }  // namespace yox

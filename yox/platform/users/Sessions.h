@@ -18,7 +18,7 @@ struct SessionRank {
   friend auto operator<=>(const SessionRank&, const SessionRank&) = default;
 };
 
-// Sessions in which somebody is logged on; begin() is the one of the logged-on user.
+// Sessions with a logged-on user; begin() is the first of them in the order above.
 template <class User>
 using UserSessions = std::map<SessionRank, User>;
 

@@ -31,7 +31,7 @@ bool WaitUntil(MutexLock& lock, ConditionVariable& condition, std::int64_t milli
   }
   if (done()) return true;
   bool rung = false;
-  // Neither setting nor disarming happens with the lock held: the ring takes it.
+  // The alarm is set and disarmed without the lock, because the ring takes it.
   lock.Unlock();
   auto alarm = clock.RingAt(clock.SteadyMilliseconds() + milliseconds, [&] {
     const MutexLock ringing(lock.mutex());

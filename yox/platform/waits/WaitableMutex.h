@@ -7,10 +7,11 @@
 
 namespace yox::platform {
 
-// A mutex that can be waited for together with other handles. The thread that owns it may take it
-// again, and releases it as often. A Win32 mutex on Windows; on Linux a word that costs no system
-// call while nobody waits, so its handle is for the waits of this library only. A thread that ends
-// as its owner hands it on to the next waiter on Windows, and nobody on Linux.
+// A mutex that can be waited for together with other handles (Waits.h). For a lock that is waited
+// for alone, use yox::Mutex. Recursive: the owner may take it again, and must release it as often.
+// A Win32 mutex on Windows; on Linux an atomic word, without a system call while no thread waits,
+// so its handle is for the waits of this library only. If a thread ends while it owns the mutex,
+// the next waiter gets it on Windows, and no thread on Linux.
 class YOX_API WaitableMutex {
  public:
   // Created unowned. Throws std::system_error when the system has none left.
@@ -22,7 +23,7 @@ class YOX_API WaitableMutex {
   bool Wait(std::int64_t milliseconds = kNoTimeLimit) {
     return WaitFor(handle(), milliseconds).signalled();
   }
-  // False, with nothing changed, when the calling thread is not the owner.
+  // Returns false, and changes nothing, if the calling thread is not the owner.
   bool Release();
 
   WaitHandle handle() const;

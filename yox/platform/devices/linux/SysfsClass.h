@@ -8,7 +8,7 @@
 namespace yox::platform {
 
 // The folders of a sysfs class that are named by the prefix and a number ("card0", not
-// "card0-eDP-1"), by ascending number; nothing when the class is not there.
+// "card0-eDP-1"), by ascending number; empty if the class does not exist.
 std::optional<std::vector<std::filesystem::path>> SysfsClass(const std::filesystem::path& folder,
                                                              std::string_view prefix);
 

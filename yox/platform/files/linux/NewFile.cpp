@@ -17,8 +17,8 @@ namespace yox {
 
 namespace fs = std::filesystem;
 
-// All names are looked up in the folder that was opened first, so that nobody who may write to a
-// folder above it can lead the file elsewhere.
+// All names are looked up in the folder that was opened first, so that no account that may write to
+// a folder above it can lead the file elsewhere.
 struct NewFile::State {
   explicit State(const fs::path& target)
       : folder(target.parent_path()), name(target.filename()), staging(name + ".new") {}

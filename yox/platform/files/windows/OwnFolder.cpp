@@ -79,7 +79,7 @@ WString OwnerOf(void* handle) {
 
 bool ClaimFolder(const WString& path, const wchar_t* descriptor,
                  const std::function<bool(const WString& owner)>& is_trusted) {
-  // Somebody may create the folder again between the renaming and the creation.
+  // Another account may create the folder again between the renaming and the creation.
   constexpr int kTries = 3;
   for (int i = 0; i < kTries; ++i) {
     const DWORD created = Create(path, descriptor);

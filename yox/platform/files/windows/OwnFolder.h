@@ -18,9 +18,9 @@ bool IsTrustedOwner(const WString& owner);  // for this process
 WString OwnerOf(void* handle);
 
 // Makes sure that the folder exists and belongs to a trusted account. A missing one is created with
-// the access list `descriptor` (in SDDL) from its first moment. One that belongs to somebody else,
-// or leads elsewhere, is renamed to "<path>.untrusted-<number>", and a new one is created. Returns
-// false, and logs the reason, if that cannot be done. The folder above must exist.
+// the access list `descriptor` (in SDDL) from its first moment. One that belongs to another
+// account, or leads elsewhere, is renamed to "<path>.untrusted-<number>", and a new one is created.
+// Returns false, and logs the reason, if that cannot be done. The folder above must exist.
 bool ClaimFolder(
     const WString& path, const wchar_t* descriptor,
     const std::function<bool(const WString& owner)>& is_trusted = [](const WString& owner) {

@@ -8,7 +8,7 @@ namespace yox::platform {
 
 // For an elevated process the state folder is in ProgramData, where every user may create folders.
 // It is therefore created, when it is first asked for, with an access list of its own, and a folder
-// of that name that somebody else has created is set aside (OwnFolder.h).
+// of that name that another account has created is set aside (OwnFolder.h).
 class YOX_API WindowsFiles final : public Files {
  public:
   WString CommonApplicationDataPath() const override;

@@ -19,7 +19,7 @@ namespace yox::platform {
 // one changes the number before it changes the database.
 //
 // The number is read with pread and not from shared memory: the kernel ends a process that reads a
-// mapping of a file which somebody truncated (SIGBUS). Safe from any thread.
+// mapping of a file that another process has truncated (SIGBUS). Safe from any thread.
 class CommitCounter {
  public:
   static constexpr const char* kFile = "registry.changed";

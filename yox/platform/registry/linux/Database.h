@@ -51,7 +51,7 @@ class Database {
     kShared,  // read and write, together with other processes; only read where nothing else is
               // allowed
     // Only read, without locks and without the two files that connections share: for a database
-    // that nobody changes meanwhile.
+    // that no process changes meanwhile.
     kImmutable,
   };
 

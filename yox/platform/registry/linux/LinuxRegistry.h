@@ -18,7 +18,7 @@ class RegistryWatcher;
 
 // The registry of a Linux device: an SQLite database in the client's state folder, which several
 // processes read and write at the same time. What a process has committed outlives it, however it
-// ends, and nothing else does. Only this account can open the files. A store that nobody has
+// ends, and nothing else does. Only this account can open the files. A store that no process has
 // written to does not exist, and reads as an empty one.
 //
 // Each operation leases a connection from a pool, so that threads read in parallel. A connection

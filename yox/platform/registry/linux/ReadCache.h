@@ -8,8 +8,8 @@
 
 namespace yox::platform {
 
-// Results of reading by what was asked for. When it is full it starts anew, which costs less than
-// to keep account of use. One thread at a time.
+// A cache of results of reads. When it is full it is emptied, which costs less than to keep account
+// of use. One thread at a time.
 template <class Result>
 class ReadCache {
  public:

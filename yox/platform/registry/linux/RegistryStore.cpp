@@ -26,7 +26,7 @@ constexpr const char* kSharedMemoryFile = "registry.db-shm";
 
 constexpr std::int64_t kFormat = 1;
 // `path` is StoredText of a key's path, `folded` of its FoldRegistryName; `name` and the other
-// `folded` likewise of a value's name.
+// `folded` is the same for a value's name.
 constexpr const char* kSchema = R"(
   CREATE TABLE key(
     id INTEGER PRIMARY KEY,

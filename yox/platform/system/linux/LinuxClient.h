@@ -6,7 +6,7 @@
 
 namespace yox::platform {
 
-// Programs carry no version here. That of the client's service stands in the first line of the file
+// Programs carry no version here. That of the client's service is the first line of the file
 // "yoxd.version", which its package installs among the product's files; without it the service has
 // the version of this library. No other program has one.
 class LinuxClient final : public Client {

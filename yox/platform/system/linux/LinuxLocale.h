@@ -13,11 +13,11 @@ namespace yox::platform {
 // The country is the first one known of
 //   - the regional formats of the logged-on user's account (AccountsService) and those of the
 //     system (LC_ALL, LC_MONETARY, ...), unless they only repeat the country of the language:
-//     somebody has chosen these;
+//     an administrator has chosen these;
 //   - the time zone, by zone.tab, zone1970.tab or ICU;
 //   - the language, which says little: half the world runs "en_US".
 //
-// English names come from ICU. Read afresh at every call; safe from any thread.
+// English names come from ICU. Read at every call; safe from any thread.
 class LinuxLocale final : public Locale {
  public:
   using Environment = char* (*)(const char* name);  // as getenv

@@ -7,7 +7,7 @@
 namespace yox::platform {
 
 // os-release (NAME, VARIANT_ID, VERSION_ID, PRETTY_NAME), the kernel, and the package manager. Read
-// afresh at every call. Safe from any thread.
+// at every call. Safe from any thread.
 class LinuxOperatingSystem final : public OperatingSystem {
  public:
   explicit LinuxOperatingSystem(std::filesystem::path root = "/") : root_(std::move(root)) {}

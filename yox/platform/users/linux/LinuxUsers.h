@@ -22,7 +22,8 @@ class LinuxUsers final : public Users {
   SystemBus& bus_;
 };
 
-// The number of the user who is logged on; std::nullopt when nobody is, or logind does not say.
+// The number of the user who is logged on; std::nullopt if there is none, or if logind does not
+// say.
 std::optional<std::uint32_t> LoggedOnUser(SystemBus::Conversation& bus);
 
 }  // namespace yox::platform

@@ -42,7 +42,7 @@ WString SidOfAccount(const WString& account) {
   return SidText(sid.data());
 }
 
-// The user of a session; empty while nobody has logged on in it.
+// The user of a session; empty if no user has logged on in it.
 WString SidOfUserIn(DWORD session) {
   HANDLE token = nullptr;
   // Only the system account may get the token; every account may query the name.

@@ -6,7 +6,7 @@
 
 namespace yox::platform {
 
-struct Semaphore::Implementation final : LinuxWaitable {
+struct YOX_LOCAL Semaphore::Implementation final : LinuxWaitable {
   Implementation(long initial, long most) : count(initial), maximum(most) {}
 
   bool TryTake() override {

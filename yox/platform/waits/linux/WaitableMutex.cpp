@@ -12,7 +12,7 @@ thread_local const char t_thread = 0;
 
 }  // namespace
 
-struct WaitableMutex::Implementation final : LinuxWaitable {
+struct YOX_LOCAL WaitableMutex::Implementation final : LinuxWaitable {
   bool TryTake() override {
     const char* former = nullptr;
     if (owner.compare_exchange_strong(former, &t_thread) || former == &t_thread) {
