@@ -404,7 +404,8 @@ void Service::Watch(std::vector<Watched>& watched) {
 std::optional<Moment> Service::Due() const {
   std::optional<Moment> due = platform_.Due();
   const auto sooner = [&due](Moment moment) { due = std::min(due.value_or(moment), moment); };
-  sooner(look_ + std::chrono::milliseconds(100));
+  // Later than the connection's keep-alive, whose wake-up Run uses.
+  sooner(look_ + std::chrono::seconds(1));
   // A clock that is moved by hand has its own steps, above.
   if (!due || !platform_.Due()) sooner(SteadyClock::now() + std::chrono::seconds(SecondsOfToday()));
   if (on_bus_ > 0) sooner(progress_ + kBusPatience);

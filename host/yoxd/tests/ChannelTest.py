@@ -150,7 +150,7 @@ class Deciding(Connected):
         report = json.loads(self.listener.wait(
             lambda _: self.listener.payloads(self.out("reports")), "a report")[0])
         self.assertEqual((report["kind"], report["subject"], report["error"]),
-                         ("list-refused", "editor", "filters[0].country: expected a string, found a number"))
+                         ("list-refused", "editor", "line 1, column 26: filters[0].country: expected a string, found a number"))
         status = self.status.json()
         self.assertEqual([entry["applies"] for entry in status["lists"]], [True])
         self.assertEqual([entry["content"] for entry in status["refused"]], ["editor"])
@@ -411,6 +411,36 @@ class Trusting(Connected):
         self.certificates.key("device-1").chmod(0o600)
         self.start()
         self.wait_connected()
+
+
+class Permitted(Case):
+    """The broker with examples/broker/acl: a device reaches its own topics alone."""
+
+    def test_another_device_can_neither_read_nor_send(self):
+        for name in ("device-1", "device-2", "operator"):
+            self.certificates.make(name, "root")
+        self.certificates.key("device-1").chmod(0o600)
+        broker = Mosquitto(self.folder, self.certificates, extra=(
+            f"cafile {self.certificates.path('root')}\nrequire_certificate true\n"
+            f"use_identity_as_username true\nacl_file {Service.ROOT / 'examples/broker/acl'}"))
+        self.addCleanup(broker.stop)
+        self.policy(broker.port)
+        self.configure(client_certificate=str(self.certificates.path("device-1")),
+                       client_key=str(self.certificates.key("device-1")))
+        operator, other = (Client(broker, certificate=name) for name in ("operator", "device-2"))
+        seen, stolen = Listener(operator, "yox/devices/#"), Listener(other, "#")
+        self.addCleanup(seen.close)
+        self.addCleanup(stolen.close)
+        self.start()
+        self.wait_connected()
+        seen.wait(lambda _: seen.payloads(self.out("facts")), "the facts")
+        other.publish(self.incoming("notification"), '{"n": 1}')
+        operator.publish(self.incoming("notification"), '{"n": 2}')
+        report = seen.wait(lambda _: seen.payloads(self.out("reports")), "the operator's message")
+        self.assertIn('\\"n\\": 2', report[0])
+        operator.publish("yox/content/barrier", EVERYONE, retained=True)
+        stolen.wait(lambda messages: messages, "the list")
+        self.assertEqual({topic for _, topic, _ in stolen.messages}, {"yox/content/barrier"})
 
 
 if __name__ == "__main__":

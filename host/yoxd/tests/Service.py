@@ -20,6 +20,7 @@ import unittest
 
 YOXD = ""
 YOXCTL = ""
+YOXD_OWN_TRUST = ""  # the service with the trust of tests/trust
 ROOT = pathlib.Path(__file__).resolve().parents[3]
 PROFILE = ROOT / "examples/devices/kestrel-mini.json"
 LIMIT = int(os.environ.get("YOXD_TEST_LIMIT", 60))  # seconds after which what does not happen is missing
@@ -177,10 +178,13 @@ class Nats:
 class Client:
     """Publishes, and listens, through the broker's own command line clients."""
 
-    def __init__(self, broker, version="3.1.1"):
+    def __init__(self, broker, version="3.1.1", certificate=None):
         self.options = ["-h", "127.0.0.1", "-p", str(broker.port), "--cafile",
                         str(broker.certificates.path("root")),
                         "-V", "mqttv5" if version == "5" else "mqttv311"]
+        if certificate:
+            self.options += ["--cert", str(broker.certificates.path(certificate)),
+                             "--key", str(broker.certificates.key(certificate))]
 
     def publish(self, topic, payload, retained=False):
         subprocess.run(["mosquitto_pub", *self.options, "-q", "1", "-t", topic, "-s",
@@ -350,8 +354,8 @@ class Case(unittest.TestCase):
                                     **self.configuration, **settings}))
         return file
 
-    def start(self, *arguments, wrapper=(), **options):
-        self.service = Program([*wrapper, YOXD, "--config", str(self.folder / "yoxd.json"), "--device",
+    def start(self, *arguments, wrapper=(), program=None, **options):
+        self.service = Program([*wrapper, program or YOXD, "--config", str(self.folder / "yoxd.json"), "--device",
                                 str(self.device), "--state-dir", str(self.state), *arguments],
                                "service: started", **options)
         return self.service
@@ -380,7 +384,7 @@ class Case(unittest.TestCase):
 def main(arguments):
     """Runs the classes that are named by --cases, or lists them."""
     import sys
-    global YOXD, YOXCTL
+    global YOXD, YOXCTL, YOXD_OWN_TRUST
     import __main__
     if arguments[1:] == ["--list"]:
         print(";".join(name for name, value in vars(__main__).items()
@@ -389,5 +393,5 @@ def main(arguments):
                        and any(test.startswith("test_") for test in dir(value))))
         return
     names = arguments[2].split(",")
-    YOXD, YOXCTL = arguments[3:5]
-    unittest.main(argv=[arguments[0], *arguments[5:], *names], verbosity=2)
+    YOXD, YOXCTL, YOXD_OWN_TRUST = arguments[3:6]
+    unittest.main(argv=[arguments[0], *arguments[6:], *names], verbosity=2)

@@ -7,6 +7,7 @@ import json
 import os
 import re
 import resource
+import shutil
 import signal
 import socket
 import stat
@@ -222,6 +223,41 @@ class Example(unittest.TestCase):
                 included |= set(re.findall(r'#include "(yox/[^"]+)"', source.read_text()))
         self.assertGreater(len(included), 10)
         self.assertEqual(included - public, set())
+
+
+class Unit(unittest.TestCase):
+    UNIT = Service.ROOT / "host/yoxd/linux/systemd/yoxd.service"
+
+    @unittest.skipUnless(shutil.which("systemd-analyze"), "needs systemd-analyze")
+    def test_the_exposure_is_the_one_that_is_stated(self):
+        done = subprocess.run(["systemd-analyze", "security", "--offline=true", str(self.UNIT)],
+                              capture_output=True, text=True)
+        score = re.search(r"Overall exposure level for yoxd.service: ([\d.]+)", done.stdout)
+        stated = re.search(r"exposure level ([\d.]+)", (Service.ROOT / "docs/yoxd.md").read_text())
+        self.assertEqual(score.group(1), stated.group(1), done.stdout + done.stderr)
+
+
+class Machine(Case):
+    """The service on this machine itself, without a simulated device."""
+
+    def test_a_registry_value_of_another_process_is_seen(self):
+        self.policy(free_port())
+        self.configure(keep_alive_seconds=5)
+        value = ("HKLM\\SOFTWARE\\Contoso\\App", "Channel")
+        content = self.state / "yoxd/content"
+        content.mkdir(parents=True, mode=0o700)
+        text = json.dumps({"filters": [{"registry": f"{value[0]}:{value[1]}|beta", "value": "true"},
+                                       {"default": "false"}]})
+        (content / "editor.json").write_text(json.dumps({"list": text}))
+        self.service = Program([Service.YOXD, "--config", str(self.folder / "yoxd.json"), "--state-dir",
+                                str(self.state)], "service: started")
+        status = Status(self.state / "yoxd/yoxd.sock")
+        def decision(applies):
+            wait_for(lambda: [entry["applies"] for entry in status.json()["lists"]] == [applies], f"{applies}")
+        decision(False)
+        subprocess.run([Service.YOXCTL, "--state-dir", str(self.state), "registry", "set", *value, "beta"],
+                       check=True, timeout=LIMIT)
+        decision(True)
 
 
 class FullDisk(Alone):

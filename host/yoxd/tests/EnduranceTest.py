@@ -1,0 +1,141 @@
+#!/usr/bin/env python3
+"""The service over time: killed at random moments, idle, and through simulated days.
+
+  EnduranceTest.py --list | --cases CLASS[,CLASS] YOXD YOXCTL YOXD_OWN_TRUST
+
+YOXD_TEST_KILLS=100 makes the first as long as it was meant.
+"""
+import collections
+import json
+import os
+import random
+import re
+import shutil
+import signal
+import subprocess
+import sys
+import unittest
+
+import Service
+from Service import Client, LIMIT, Listener, Mosquitto, wait_for
+from ChannelTest import Connected, EVERYONE, NOBODY
+
+
+class Killed(Connected):
+    """kill -9 at random moments, while lists change."""
+
+    ROUNDS = int(os.environ.get("YOXD_TEST_KILLS", 8))
+
+    def test_no_acknowledged_decision_is_lost_and_the_state_is_whole(self):
+        dice = random.Random(20)
+        folder = self.state / "State/yoxd"
+        acknowledged = None
+        for number in range(self.ROUNDS):
+            self.start()
+            applies = number % 2 == 0
+            self.client.publish("yox/content/editor", EVERYONE if applies else NOBODY, retained=True)
+            end = dice.uniform(0, 0.3)
+            try:
+                self.service.process.wait(timeout=end)
+            except subprocess.TimeoutExpired:
+                pass
+            published = [json.loads(text) for text in self.listener.payloads(self.out("decisions/editor")) if text]
+            self.kill(signal.SIGKILL)
+            for file in [*folder.glob("*.json"), *folder.glob("content/*.json")]:
+                json.loads(file.read_text())
+            if published and acknowledged != published[-1]:
+                # What the broker had when the process was killed is kept, or replaced by a later one.
+                acknowledged = published[-1]
+                kept = json.loads((folder / "content/editor.json").read_text())
+                texts = (EVERYONE, NOBODY)
+                self.assertIn(kept["list"], texts)
+                if kept["applies"] == acknowledged["applies"]:
+                    self.assertEqual(kept["reason"], acknowledged["reason"])
+        self.assertIsNotNone(acknowledged)
+        # In the end everything retained is right.
+        self.client.publish("yox/content/editor", NOBODY, retained=True)
+        self.start()
+        self.wait_connected()
+        self.barrier()
+        later = self.listen()
+        later.wait(lambda messages: len(messages) >= 5, "the retained documents")
+        self.decision(False, listener=later)
+        self.assertEqual(json.loads(later.payloads(self.out("facts"))[0])["id"], "device-1")
+        self.assertTrue(json.loads(later.payloads(self.out("state"))[0])["online"])
+
+    def test_a_queue_on_disk_survives(self):
+        self.configure(queue_on_disk=True)
+        self.start()
+        self.wait_connected()
+        self.barrier()
+        for n in range(50):
+            self.client.publish(f"yox/content/bad-{n}", '{"filters": 1}')
+        wait_for(lambda: len(self.status.json()["refused"]) == 50, "fifty refusals")
+        self.kill(signal.SIGKILL)
+        self.start()
+        self.listener.wait(lambda _: {json.loads(text)["subject"] for text in self.listener.payloads(self.out("reports"))}
+                           == {f"bad-{n}" for n in range(50)}, "all reports")
+
+
+@unittest.skipUnless(shutil.which("strace"), "needs strace")
+class Idle(Connected):
+    def test_nothing_wakes_up_but_the_keep_alive(self):
+        seconds = 12
+        self.configure(keep_alive_seconds=5)
+        profile = json.loads(self.device.read_text())
+        profile.pop("clock", None)  # a clock that shows a given time has to be moved once a second
+        self.device.write_text(json.dumps(profile))
+        self.start()
+        self.wait_connected()
+        self.barrier()
+        log = self.folder / "trace"
+        tracer = subprocess.Popen(
+            ["strace", "-f", "-qq", "-ttt", "-e", "trace=poll,ppoll,epoll_wait,epoll_pwait,select,futex,nanosleep,"
+             "clock_nanosleep,read,recvfrom,write", "-o", str(log), "-p", str(self.service.process.pid)],
+            stderr=subprocess.DEVNULL)
+        try:
+            tracer.wait(timeout=seconds)
+        except subprocess.TimeoutExpired:
+            tracer.send_signal(signal.SIGINT)
+            tracer.wait(LIMIT)
+        # A thread wakes up when a call that blocks returns. What follows within 50 ms is the same time.
+        wakes = collections.defaultdict(list)
+        for line in log.read_text().splitlines():
+            match = re.match(r"(\d+) +(\d+\.\d+) ", line)
+            if match and ("resumed" in line or "= " in line):
+                times = wakes[match.group(1)]
+                moment = float(match.group(2))
+                if not times or moment - times[-1][1] > 0.05:
+                    times.append([moment, moment])
+                times[-1][1] = moment
+        wakes = {thread: len(times) for thread, times in wakes.items()}
+        print("wake-ups per thread in", seconds, "s:", wakes, file=sys.stderr)
+        # Two or three keep-alives in twelve seconds, each with an answer; and the tracer's own arrival.
+        self.assertLessEqual(sum(wakes.values()), 8 + len(wakes), log.read_text()[-4_000:])
+
+
+class Days(Connected):
+    """Simulated days pass in seconds."""
+
+    def memory(self):
+        with open(f"/proc/{self.service.process.pid}/status") as file:
+            return next(int(line.split()[1]) for line in file if line.startswith("VmRSS"))
+
+    def test_memory_stays_while_days_pass(self):
+        profile = json.loads(self.device.read_text())
+        profile["clock"] = {"now": "2026-03-01T00:00:00", "time_zone": "Europe/Berlin"}
+        self.device.write_text(json.dumps(profile))
+        self.client.publish("yox/content/editor", json.dumps(
+            {"filters": [{"date_function": "2026-03-01|28|linear", "value": "true"}, {"default": "false"}]}), retained=True)
+        self.start("--clock-speed", "345600")  # four days a second
+        self.wait_connected()
+        def decisions(count):
+            return wait_for(lambda: self.status.json()["decisions"] >= count, f"{count} decisions")
+        decisions(15)
+        before = self.memory()
+        decisions(30)
+        self.assertLess(self.memory() - before, 2_048)  # KiB
+
+
+if __name__ == "__main__":
+    Service.main(sys.argv)
