@@ -329,7 +329,13 @@ Command FleetSubcommand(const Options& options, const char* name, const char* he
   return {.name = name,
           .help = help,
           .options = std::move(all),
-          .run = [options, run](const GlobalOptions& global) { return run(global, *options); }};
+          .run = [options, run](const GlobalOptions& global) {
+            if (global.device || global.state_dir) {
+              throw Refusal(
+                  "fleet: --facts names the devices: --device and --state-dir are not for it");
+            }
+            return run(global, *options);
+          }};
 }
 
 }  // namespace
