@@ -1,15 +1,24 @@
 #include <charconv>
-#include <cstdio>
+#include <cstdint>
 #include <iostream>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "yox/base/Json.h"
 #include "yox/base/String.h"
+#include "yox/decision/Decide.h"
+#include "yox/decision/FilterDocument.h"
+#include "yox/decision/PreparedDevice.h"
+#include "yox/facts/FactsLine.h"
+#include "yox/platform/Platform.h"
+#include "yox/platform/clock/Clock.h"
 
 #include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/CommandLine.h"
+#include "host/yoxctl/FactsSource.h"
 #include "host/yoxctl/FieldFacts.h"
 #include "host/yoxctl/LanguageServer.h"
 #include "host/yoxctl/Output.h"
@@ -69,7 +78,38 @@ void Send(const std::vector<Json::Value>& messages) {
   }
 }
 
-int Lsp(const GlobalOptions& global) {
+// "12,480"
+std::string Grouped(std::uint64_t number) {
+  std::string text = std::to_string(number);
+  for (std::size_t at = text.size(); at > 3;) text.insert(at -= 3, 1, ',');
+  return text;
+}
+
+// To how many devices of facts documents a list applies; empty for what is no list.
+std::string CountedOn(const std::vector<std::string>& sources, const std::string& text) {
+  ApplicabilityFilter list;
+  try {
+    list = yox::decision::ReadFilterDocument(text);
+  } catch (const yox::DocumentError&) {
+    return {};
+  }
+  yox::decision::Question question;
+  question.now = yox::platform::Platform::Get().clock().Now();
+  const auto compiled = list.snapshot();
+  std::uint64_t applies = 0;
+  const FactsInput input{.sources = sources, .skip_bad = true, .lists = {&list, 1}};
+  const FactsCount count = ReadFleet(input, [&](FactsBatch& batch) {
+    std::uint64_t here = 0;
+    while (batch.Next()) {
+      yox::facts::LineFacts facts(batch.line(), question);
+      here += yox::decision::Decide(*compiled, facts).applies == yox::decision::Truth::kTrue;
+    }
+    return [&applies, here] { applies += here; };
+  });
+  return Grouped(applies) + " of " + Grouped(count.devices);
+}
+
+int Lsp(const GlobalOptions& global, const std::vector<std::string>& facts) {
   LanguageServer::Settings settings;
   settings.today = Today(global);
   std::optional<ChosenDevice> device;
@@ -82,6 +122,9 @@ int Lsp(const GlobalOptions& global) {
       }
       return line;
     };
+  }
+  if (!facts.empty()) {
+    settings.fleet = [facts](const std::string& text) { return CountedOn(facts, text); };
   }
   LanguageServer server(std::move(settings));
   std::ios::sync_with_stdio(false);
@@ -98,9 +141,15 @@ int Lsp(const GlobalOptions& global) {
 }  // namespace
 
 Command LspCommand() {
+  const auto facts = std::make_shared<std::vector<std::string>>();
   return {.name = "lsp",
           .help = "A language server for filter lists on standard input and output",
-          .run = [](const GlobalOptions& global) { return Lsp(global); }};
+          .options = {{.name = "--facts",
+                       .type = "FILE",
+                       .help = "Say of a list to how many devices of these facts documents it "
+                               "applies; may be given several times",
+                       .target = facts.get()}},
+          .run = [facts](const GlobalOptions& global) { return Lsp(global, *facts); }};
 }
 
 }  // namespace yoxctl

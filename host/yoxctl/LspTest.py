@@ -183,6 +183,24 @@ class Editor(Yoxctl):
         self.assertIsNone(self.client.at("textDocument/definition", text, "B\""))
 
 
+class Fleet(Yoxctl):
+    def test_a_lens_counts_the_devices_of_facts_documents(self):
+        facts = [{"country": country, "mfr": "Contoso"} for country in ("US", "US", "DE")]
+        self.write("fleet.jsonl", b"".join(json.dumps(one).encode() + b"\n" for one in facts))
+        client = Client(self, "--facts", "fleet.jsonl")
+        self.assertIn("codeLensProvider", client.result("initialize")["capabilities"])
+        for text, title in (('[{"country": "US"}]', "applies to 2 of 3"), ('[{"mfr": "B"}]', "applies to 0 of 3")):
+            client.open(text)
+            lens, = client.result("textDocument/codeLens", textDocument={"uri": URI})
+            self.assertEqual(lens["command"]["title"], title)
+        client.open("[{")
+        self.assertEqual(client.result("textDocument/codeLens", textDocument={"uri": URI}), [])
+        (self.folder / "fleet.jsonl").unlink()
+        client.open("[{}]")
+        self.assertIn("fleet.jsonl", client.request("textDocument/codeLens", textDocument={"uri": URI})["error"]["message"])
+        self.assertEqual(client.end(), 0)
+
+
 class Garbage(Yoxctl):
     def test_nothing_that_is_sent_ends_the_server(self):
         client = Client(self)
