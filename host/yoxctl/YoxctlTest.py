@@ -219,6 +219,17 @@ class Lint(Yoxctl):
         self.write("list.json", filters)
         return ["lint", "list.json", *arguments]
 
+    def test_of_a_million_mistakes_the_first_are_shown(self):
+        if len(PROGRAM) > 1:
+            self.skipTest("the emulator needs memory of its own")
+        limit = 1 << 30
+        done = self.run_program("--format", "json", *self.lint([{"country": "," * 1_000_000}]), preexec_fn=lambda: resource.setrlimit(
+            resource.RLIMIT_AS, (limit, limit)))
+        self.assertEqual((done.stderr, done.returncode), (b"", 1))
+        findings = json.loads(done.stdout)["findings"]
+        self.assertEqual(len(findings), 100)
+        self.assertEqual(findings[-1]["detail"], "the text is not checked after this")
+
     def test_a_good_list(self):
         self.assert_answer(self.lint([{"country": "US"}, {"default": "false"}]), 0, "nothing found\n")
 

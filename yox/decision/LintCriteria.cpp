@@ -60,7 +60,7 @@ class CriterionLint {
         findings_(findings) {}
 
   void Texts() {
-    ForEachPiece([&](WStringView piece) {
+    CheckPieces([&](WStringView piece) {
       Alternative(piece);
       const TextPattern pattern = TextPattern::Parse(piece);
       if (Word(pattern)) return;
@@ -76,13 +76,13 @@ class CriterionLint {
 
   void Versions() {
     std::size_t i = 0;
-    ForEachPiece([&](WStringView piece) { VersionText(piece, list_.Versions(step_)[i++]); });
+    CheckPieces([&](WStringView piece) { VersionText(piece, list_.Versions(step_)[i++]); });
     // Whether there is a target version is something to ask for.
     if (field_ != FilterField::target_version) Covered(list_.Versions(step_));
   }
 
   void Terms() {
-    ForEachPiece([&](WStringView piece) { Term(piece); });
+    CheckPieces([&](WStringView piece) { Term(piece); });
     const auto terms = list_.Terms(step_);
     if (field_ != FilterField::tag) return Covered(terms);
     Related(kContradictingTerms, terms,
@@ -129,11 +129,11 @@ class CriterionLint {
   }
 
   void Registry() {
-    ForEachPiece([&](WStringView piece) { RegistryPiece(piece); });
+    CheckPieces([&](WStringView piece) { RegistryPiece(piece); });
   }
 
   void HardwareIds() {
-    ForEachPiece([&](WStringView piece) {
+    CheckPieces([&](WStringView piece) {
       Alternative(piece);
       HardwareId(TextPattern::Parse(piece));
     });
@@ -160,6 +160,20 @@ class CriterionLint {
   template <class Visit>
   void ForEachPiece(Visit visit) {
     for (auto rest = Pieces(text_); rest;) visit(NextPiece(rest, ','));
+  }
+
+  // The same until so much is found that further findings would only take memory.
+  template <class Check>
+  void CheckPieces(Check check) {
+    constexpr std::size_t kMostFindings = 100;
+    for (auto rest = Pieces(text_); rest;) {
+      if (findings_.size() - first_ >= kMostFindings) {
+        std::string& detail = findings_.back().detail;
+        detail += (detail.empty() ? "" : "; ") + std::string("the text is not checked after this");
+        return;
+      }
+      check(NextPiece(rest, ','));
+    }
   }
 
   void Alternative(WStringView piece) {
