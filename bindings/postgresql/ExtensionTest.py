@@ -353,7 +353,7 @@ class Fleets(Case):
             SELECT count(yox.explain({quoted(LIST)}, facts, '{AT}')) FROM devices WHERE id LIKE 'd1%';
             CREATE TEMP TABLE before AS SELECT pg_backend_pid() AS pid,
                 pg_read_file('/proc/self/statm') AS statm;
-            SELECT yox.funnel({quoted(LIST)}, facts, '{AT}') IS NULL FROM devices, generate_series(1, 10);
+            SELECT yox.funnel({quoted(LIST)}, facts, '{AT}') IS NULL FROM devices, generate_series(1, 40);
             SELECT count(yox.explain({quoted(LIST)}, facts, '{AT}')) FROM devices;
             SELECT split_part(pg_read_file('/proc/self/statm'), ' ', 2)::int
                  - split_part(statm, ' ', 2)::int AS pages FROM before""")
