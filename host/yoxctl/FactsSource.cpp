@@ -204,51 +204,57 @@ class FactsReader {
   // Fills the batch with whole lines. Returns false at the end of the file.
   bool ReadLines(FactsBatch& batch) {
     std::string& text = batch.text_;
-    text = std::move(rest_);
-    rest_.clear();
+    std::size_t size = rest_.size();
+    Grow(text, size);
+    rest_.copy(text.data(), size);
     std::size_t lines_end = std::string::npos;
     while (!is_at_end_ && lines_end == std::string::npos) {
-      const std::size_t size = text.size();
-      text.resize(size + kBatchSize);
-      const std::size_t count = bytes_->Read(text.data() + size, kBatchSize);
-      text.resize(size + count);
-      is_at_end_ = count == 0;
-      lines_end = text.rfind('\n');
-      if (lines_end == std::string::npos && text.size() > yox::kMaxDocumentSize) {
-        lines_end = SkipLongLine(text, batch);
+      size = ReadBlock(text, size);
+      lines_end = std::string_view(text).substr(0, size).rfind('\n');
+      if (lines_end == std::string::npos && size > yox::kMaxDocumentSize) {
+        size = SkipLongLine(text, batch);
+        lines_end = std::string_view(text).substr(0, size).rfind('\n');
       }
     }
-    if (std::exchange(is_first_, false) && text.starts_with(kByteOrderMark)) {
+    if (std::exchange(is_first_, false) && size >= kByteOrderMark.size() &&
+        text.starts_with(kByteOrderMark)) {
       text.replace(0, kByteOrderMark.size(), kByteOrderMark.size(), ' ');
     }
-    if (!is_at_end_) {
-      rest_ = text.substr(lines_end + 1);
-      text.resize(lines_end + 1);
-    }
-    batch.size_ = text.size();
+    batch.size_ = is_at_end_ ? size : lines_end + 1;
+    rest_.assign(text, batch.size_, size - batch.size_);
     batch.file_ = bytes_->name();
     batch.first_line_ = line_;
     batch.bytes_taken_ = taken_before_ + bytes_->taken();
-    line_ += LinesIn(text);
-    text.append(FactsLine::kPadding, '\n');
+    line_ += LinesIn(std::string_view(text).substr(0, batch.size_));
     return batch.size_ > 0 || !batch.bad_.empty();
   }
 
-  // A line that no document may be as long as is bad, and is not kept: reads up to its end.
+  // The buffer only ever grows: what is in it is overwritten.
+  static void Grow(std::string& text, std::size_t size) {
+    if (text.size() < size + FactsLine::kPadding) text.resize(size + FactsLine::kPadding);
+  }
+
+  // Reads on after the first `size` bytes, and returns how many there are then.
+  std::size_t ReadBlock(std::string& text, std::size_t size) {
+    Grow(text, size + kBatchSize);
+    const std::size_t count = bytes_->Read(text.data() + size, kBatchSize);
+    is_at_end_ = count == 0;
+    return size + count;
+  }
+
+  // A line that no document may be as long as is bad, and is not kept. Reads up to its end, so that
+  // a blank line is in its place, and returns how many bytes of the text there are then.
   std::size_t SkipLongLine(std::string& text, FactsBatch& batch) {
     batch.bad_count_ = 1;
     batch.bad_.push_back(Place(bytes_->name(), line_) + ": " + yox::kTooLongDocument);
-    std::size_t end = std::string::npos;
-    while (!is_at_end_ && end == std::string::npos) {
-      text.resize(kBatchSize);
-      text.resize(bytes_->Read(text.data(), kBatchSize));
-      is_at_end_ = text.empty();
-      end = text.find('\n');
+    while (!is_at_end_) {
+      const std::size_t size = ReadBlock(text, 0);
+      const std::size_t end = std::string_view(text).substr(0, size).find('\n');
+      if (end == std::string::npos) continue;
+      text.erase(0, end);
+      return size - end;
     }
-    if (is_at_end_) return 0;
-    // The line itself becomes a blank one.
-    text.erase(0, end);
-    return text.rfind('\n');
+    return 0;
   }
 
   void ReadWhole(const std::string& argument, FactsBatch& batch) {
@@ -336,8 +342,10 @@ class FactsThreads {
 
   void Work() {
     FactsLine line;
+    std::string buffer;
     while (true) {
       Result result;
+      result.batch.text_ = std::move(buffer);
       const std::optional<std::size_t> number = Read(result);
       if (!number) return;
       if (!result.error) {
@@ -349,8 +357,8 @@ class FactsThreads {
         } catch (...) {
           result.error = std::current_exception();
         }
-        result.batch.text_ = {};
       }
+      buffer = std::move(result.batch.text_);
       const yox::MutexLock lock(mutex_);
       results_.emplace(*number, std::move(result));
       changed_.NotifyAll();
