@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <string_view>
+#include <vector>
 
 #include "yox/applicability/EvaluatorLog.h"
 #include "yox/decision/Criteria.h"
@@ -53,12 +55,53 @@ WString MessageOf(const Criterion& criterion, const WString& required, WStringVi
   return message;
 }
 
-void LogMissingTargetVersion(LogThrottler& throttler) {
+bool LogMissingTargetVersion(LogThrottler& throttler) {
   constexpr const char* kMessage = "Target version filter is false. Target version pointer is null";
-  if (throttler.ShouldLogStatic("TargetVersionNull"_w, Widen(kMessage))) {
-    g_evaluator_log.d("%s %s", kOrigin, kMessage);
-  }
+  if (!throttler.ShouldLogStatic("TargetVersionNull"_w, Widen(kMessage))) return true;
+  g_evaluator_log.d("%s %s", kOrigin, kMessage);
+  return false;
 }
+
+// The device's value as far as the throttle or the message depends on it.
+WStringView ActualFor(const decision::Failure& failure) {
+  const Criterion& criterion = CriterionOf(failure.step);
+  const bool counts = criterion.end == decision::MessageEnd::kActual ||
+                      criterion.throttling == Throttling::kDynamic;
+  return counts && !failure.is_unnamed ? ActualOf(failure.facts, failure.step) : WStringView();
+}
+
+// Lines that the throttle dropped and would drop again, so that it need not be asked: for each
+// thread a hash table without chains, keyed by the step and the device's value. Without it, most of
+// a logged decision is spent on messages that are built for the comparison with the last one.
+class DroppedLines {
+ public:
+  struct Line {
+    const LogThrottler* throttler = nullptr;
+    std::uint64_t generation = 0;  // of the throttle, before it was asked
+    std::uint64_t list = 0;
+    const decision::CompiledList::Step* step = nullptr;
+    bool is_unnamed = false;
+    WString actual;
+
+    bool Is(const LogThrottler& asked, std::uint64_t now, const decision::CompiledList& in,
+            const decision::Failure& failure) const {
+      return step == &failure.step && list == in.id() && generation == now && throttler == &asked &&
+             is_unnamed == failure.is_unnamed && actual == ActualFor(failure);
+    }
+  };
+
+  // Where the line of a step is, if it is here.
+  static Line& At(const decision::CompiledList::Step& step) {
+    thread_local DroppedLines lines;
+    const auto address = reinterpret_cast<std::uintptr_t>(&step);
+    return lines.lines_[address / sizeof step % kLines];
+  }
+
+ private:
+  static constexpr std::size_t kLines = 512;
+
+  std::vector<Line> lines_ = std::vector<Line>(kLines);
+};
 
 }  // namespace
 
@@ -110,19 +153,17 @@ void LogFailedTerm(String::IntegerStatus status) {
                     String::IntegerError(status));
 }
 
-void LogFailure(const decision::Failure& failure, LogThrottler& throttler) {
-  if (!g_evaluator_log.Enabled(YOX::LogLevel::Debug)) return;
+bool LogFailure(const decision::Failure& failure, LogThrottler& throttler) {
+  if (!g_evaluator_log.Enabled(YOX::LogLevel::Debug)) return false;
   if (failure.is_unnamed) return LogMissingTargetVersion(throttler);
   const Criterion& criterion = CriterionOf(failure.step);
   const WString& required = failure.program.filter->View(failure.step.field);
   if (criterion.throttling == Throttling::kNone) {
     g_evaluator_log.d("%s Hardware ID filter is false. Required hardware ID: %s", kOrigin,
                       required);
-    return;
+    return false;
   }
-  const bool needs_actual = criterion.end == decision::MessageEnd::kActual ||
-                            criterion.throttling == Throttling::kDynamic;
-  const WStringView actual = needs_actual ? ActualOf(failure.facts, failure.step) : WStringView();
+  const WStringView actual = ActualFor(failure);
   const WString message = MessageOf(criterion, required, actual);
   const ThrottleWords& words = ThrottleWordsOf(failure.step);
   const auto dynamic = [&](const WString& word) {
@@ -133,11 +174,12 @@ void LogFailure(const decision::Failure& failure, LogThrottler& throttler) {
                      : criterion.throttling == Throttling::kDynamic ? dynamic(WString(actual))
                                                                     : dynamic(words.actual);
   if (write) g_evaluator_log.d("%s %s", kOrigin, message);
+  return !write;
 }
 
 DecisionLog::DecisionLog(const decision::CompiledList& list, LogThrottler& throttler,
                          WString* reason)
-    : throttler_(throttler) {
+    : list_(list), throttler_(throttler) {
   if (reason != nullptr) reason_.emplace(list, *reason);
 }
 
@@ -147,7 +189,13 @@ bool DecisionLog::IsWanted() const {
 
 void DecisionLog::FilterPassed(std::size_t filter, const decision::Failure& failure) {
   if (reason_) reason_->FilterPassed(filter, failure);
-  LogFailure(failure, throttler_);
+  if (!g_evaluator_log.Enabled(YOX::LogLevel::Debug)) return;
+  const std::uint64_t generation = LogThrottler::Generation();
+  DroppedLines::Line& line = DroppedLines::At(failure.step);
+  if (line.Is(throttler_, generation, list_, failure)) return;
+  if (!LogFailure(failure, throttler_)) return;
+  line = {&throttler_,   generation,         list_.id(),
+          &failure.step, failure.is_unnamed, WString(ActualFor(failure))};
 }
 
 void DecisionLog::FilterDecided(std::size_t filter, const decision::CompiledList::Program& program,

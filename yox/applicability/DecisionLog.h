@@ -20,8 +20,9 @@ void LogStoppedRollout(const decision::Rollout& rollout, const decision::Rollout
 void LogDateRangeFailure(const std::exception& exception);
 // for a term with a text that is not an integer;
 void LogFailedTerm(String::IntegerStatus status);
-// for a criterion that is false, unless the throttle has just logged the same.
-void LogFailure(const decision::Failure& failure, LogThrottler& throttler);
+// for a criterion that is false, unless the throttle has just logged the same. Returns whether the
+// throttle dropped the line.
+bool LogFailure(const decision::Failure& failure, LogThrottler& throttler);
 
 // The observer of a decision: writes these lines and, unless `reason` is null, the reason text.
 class DecisionLog final : public decision::Observer {
@@ -41,6 +42,7 @@ class DecisionLog final : public decision::Observer {
   void DateRangeFailed(const std::exception& exception) override;
 
  private:
+  const decision::CompiledList& list_;
   std::optional<decision::ReasonText> reason_;
   LogThrottler& throttler_;
 };

@@ -418,4 +418,37 @@ TEST(FilterTest, GettersReturnCopies) {
   EXPECT_EQ(filter.mfr(), "Contoso"_w);
 }
 
+// The same list over and over, whose dropped lines are remembered by the thread.
+TEST(DecisionLogTest, ADroppedLineIsWrittenAgainAfterAnyChange) {
+  TestEvaluator evaluator;
+  TestEvaluator other_evaluator;
+  const auto record = MakeRecord();
+  const auto list_of = [](const WString& enclosure) {
+    Filter filter;
+    filter.set_enclosure(enclosure);
+    return ApplicabilityFilter({filter});
+  };
+  const ApplicabilityFilter list = list_of("Notebook"_w);
+  const ApplicabilityFilter other_list = list_of("Tower"_w);
+  const CapturedLog log;
+  const auto lines = [&](TestEvaluator& asked, const ApplicabilityFilter& decided) {
+    const std::size_t before = log.Lines().size();
+    for (int i = 0; i < 3; ++i) {
+      asked.EvaluateApplicability(record, {}, decided, nullptr, nullptr, {},
+                                  ApplicabilityEvaluator::discard_reason_);
+    }
+    return log.Lines().size() - before;
+  };
+  EXPECT_EQ(lines(evaluator, list), 1U);
+  EXPECT_EQ(lines(evaluator, list), 0U);
+  record->set_device_enclosuretype("Tablet"_w);
+  EXPECT_EQ(lines(evaluator, list), 1U);
+  record->set_device_enclosuretype("tablet"_w);
+  EXPECT_EQ(lines(evaluator, list), 1U) << "letter case counts";
+  EXPECT_EQ(lines(evaluator, other_list), 1U);
+  EXPECT_EQ(lines(evaluator, list), 1U) << "the key's last line is another";
+  EXPECT_EQ(lines(other_evaluator, list), 1U) << "each evaluator has its own throttle";
+  EXPECT_EQ(lines(evaluator, list), 0U);
+}
+
 }  // namespace

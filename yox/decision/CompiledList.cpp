@@ -1,6 +1,7 @@
 #include "yox/decision/CompiledList.h"
 
 #include <algorithm>
+#include <atomic>
 #include <bit>
 #include <string>
 #include <utility>
@@ -12,7 +13,12 @@
 
 namespace yox::decision {
 
-CompiledList::CompiledList(std::vector<Filter> filters) : filters_(std::move(filters)) {
+CompiledList::CompiledList(std::vector<Filter> filters)
+    : id_([] {
+        static std::atomic<std::uint64_t> last{0};
+        return ++last;
+      }()),
+      filters_(std::move(filters)) {
   programs_.reserve(filters_.size());
   for (const Filter& filter : filters_) Compile(filter);
 }

@@ -49,6 +49,8 @@ class CompiledList {
   CompiledList(const CompiledList&) = delete;
   CompiledList& operator=(const CompiledList&) = delete;
 
+  // No other list of the process has it, nor had before.
+  std::uint64_t id() const { return id_; }
   const std::vector<Filter>& filters() const { return filters_; }
   const std::vector<Program>& programs() const { return programs_; }
   // An upper bound of the length, in UTF-16 units, of a reason text for this list.
@@ -83,6 +85,7 @@ class CompiledList {
   void CompileCriterion(Step& step);
   TextPattern Folded(TextPattern pattern);
 
+  const std::uint64_t id_;
   const std::vector<Filter> filters_;
   TextArena arena_;
   std::vector<Program> programs_;

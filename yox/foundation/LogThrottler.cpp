@@ -4,7 +4,9 @@
 
 using yox::WString;
 
-LogThrottler::LogThrottler() = default;
+constinit std::atomic<std::uint64_t> LogThrottler::generation_{0};
+
+LogThrottler::LogThrottler() { Change(); }  // one may have been at its address before
 LogThrottler::~LogThrottler() = default;
 
 bool LogThrottler::ShouldLogStatic(const WString& key, const WString& message) {
@@ -12,6 +14,7 @@ bool LogThrottler::ShouldLogStatic(const WString& key, const WString& message) {
   LogThrottleEntry& entry = cache[key];
   if (entry.lastMessage == message) return false;
   entry.lastMessage = message;
+  Change();
   return true;
 }
 
@@ -27,12 +30,14 @@ bool LogThrottler::ShouldLogDynamic(const WString& key, const WString& required,
   entry.lastRequired = required;
   entry.lastActual = actual;
   entry.lastMessage = message;
+  Change();
   return true;
 }
 
 void LogThrottler::ClearCache() {
   const yox::MutexLock lock(cacheMutex);
   cache.clear();
+  Change();
 }
 
 std::size_t LogThrottler::GetCacheSize() const {

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <unordered_map>
 
 #include "yox/base/Export.h"
@@ -29,6 +31,11 @@ class YOX_API LogThrottler {
   bool ShouldLogDynamic(const yox::WString& key, const yox::WString& required,
                         const yox::WString& actual, const yox::WString& message);
 
+  // Changes whenever a question of any throttle may have got another answer: while it stays the
+  // same, a question that returned false returns false again, and need not be asked. Costs one
+  // load.
+  static std::uint64_t Generation() { return generation_.load(std::memory_order_acquire); }
+
   // Forgets everything, so that each line is written once more.
   void ClearCache();
   // The number of entries.
@@ -40,6 +47,10 @@ class YOX_API LogThrottler {
     yox::WString lastActual;
     yox::WString lastMessage;
   };
+
+  static void Change() { generation_.fetch_add(1, std::memory_order_release); }
+
+  static std::atomic<std::uint64_t> generation_;
 
   std::unordered_map<yox::WString, LogThrottleEntry> cache YOX_GUARDED_BY(cacheMutex);
   mutable yox::Mutex cacheMutex;

@@ -100,4 +100,19 @@ TEST(LogThrottlerTest, OneOfManyThreadsWrites) {
   EXPECT_EQ(written, 2);
 }
 
+TEST(LogThrottlerTest, TheGenerationStaysWhileAnswersDo) {
+  LogThrottler throttler;
+  const auto changes = [](auto&& call) {
+    const std::uint64_t before = LogThrottler::Generation();
+    call();
+    return LogThrottler::Generation() != before;
+  };
+  EXPECT_TRUE(changes([&] { throttler.ShouldLogStatic("key"_w, "a"_w); }));
+  EXPECT_FALSE(changes([&] { throttler.ShouldLogStatic("key"_w, "a"_w); }));
+  EXPECT_TRUE(changes([&] { throttler.ShouldLogDynamic("key"_w, "a"_w, "b"_w, "m"_w); }));
+  EXPECT_FALSE(changes([&] { throttler.ShouldLogDynamic("key"_w, "a"_w, "b"_w, "n"_w); }));
+  EXPECT_TRUE(changes([&] { throttler.ClearCache(); }));
+  EXPECT_TRUE(changes([&] { const LogThrottler another; }));
+}
+
 }  // namespace
