@@ -22,6 +22,7 @@
 class AppAndTagCollection;
 class MachineInformation;
 class YOXNotificationData;
+class YOXTag;
 
 namespace YOX {
 class CRegMonitor;
@@ -33,7 +34,8 @@ class PersonaTagRegistryMonitor;
 
 namespace yox::applicability {
 class BucketCache;
-}
+struct IndexedPairs;
+}  // namespace yox::applicability
 
 namespace yox::decision {
 struct DecisionTrace;
@@ -195,6 +197,7 @@ class YOX_API ApplicabilityEvaluator {
  private:
   class RunningDevice;
   struct RegistryReading;
+  using IndexedPairs = yox::applicability::IndexedPairs;
 
   bool MeetsRegistryRequirement(const yox::decision::RegistryRequirement& requirement);
   // Reads a value as text, with HKCU as in EvaluateRegistryFilter.
@@ -207,7 +210,10 @@ class YOX_API ApplicabilityEvaluator {
   void UpdateInstalledAppsMap() YOX_REQUIRES(installedAppsLock);
   // Returns both names of each installed application with its version, sorted by key. Reads them
   // from the device if none are known, or if they have changed without a notification.
-  std::shared_ptr<const Pairs> InstalledItems();
+  std::shared_ptr<const IndexedPairs> InstalledItems();
+  // Returns the tags as pairs with an index, which is kept until other tags are passed.
+  std::shared_ptr<const IndexedPairs> Indexed(
+      const std::shared_ptr<const std::vector<YOXTag>>& tags);
 
   static std::atomic<ApplicabilityEvaluator*> applicability_evaluator_;
   static yox::Mutex instance_mutex_;
@@ -228,12 +234,16 @@ class YOX_API ApplicabilityEvaluator {
 
   YOX::utility::AppMap installedAppsMap YOX_GUARDED_BY(installedAppsLock);
   // Built from the map.
-  std::shared_ptr<const Pairs> installedItems_ YOX_GUARDED_BY(installedAppsLock);
+  std::shared_ptr<const IndexedPairs> installedItems_ YOX_GUARDED_BY(installedAppsLock);
   std::uint64_t installedGeneration_ YOX_GUARDED_BY(installedAppsLock) = 0;
   yox::Mutex installedAppsLock;
   LogThrottler logThrottler;
   const std::unique_ptr<yox::applicability::BucketCache> buckets_;
   std::atomic<bool> warned_{false};  // that there is no machine record
+
+  yox::Mutex tags_mutex_;
+  std::shared_ptr<const std::vector<YOXTag>> tags_ YOX_GUARDED_BY(tags_mutex_);
+  std::shared_ptr<const IndexedPairs> indexed_tags_ YOX_GUARDED_BY(tags_mutex_);  // of `tags_`
 
   yox::Mutex monitors_mutex_;
   // Created by the task that watches the registry; the second is replaced at log-on.

@@ -75,16 +75,11 @@ FactsRecord ApplicabilityEvaluator::RunningDevice::Collect(
   record.SetTimeZone(YOX::String::UTF16ToUTF8(Platform::Get().clock().ZoneName()));
 
   Tags();
-  record.tags.emplace();
-  if (stored_tags_.tags != nullptr) {
-    for (const YOXTag& tag : *stored_tags_.tags) {
-      record.tags->emplace_back(WString(tag.key()), WString(tag.value()));
-    }
-  }
+  record.tags = stored_tags_ != nullptr ? stored_tags_->pairs : Pairs();
 
   InstalledItems();
   const Items& items = own().items;
-  record.installed_items = *items.installed;
+  record.installed_items = items.installed->pairs;
   record.installed_items->insert(record.installed_items->end(), items.store.begin(),
                                  items.store.end());
 

@@ -2,7 +2,9 @@
 
 #include "yox/applicability/ApplicabilityEvaluator.h"
 #include "yox/applicability/EvaluatorLog.h"
+#include "yox/applicability/IndexedPairs.h"
 #include "yox/clientbase/MSStorePackageEnumerator.h"
+#include "yox/foundation/YOXTag.h"
 #include "yox/platform/Platform.h"
 #include "yox/platform/apps/Applications.h"
 
@@ -20,19 +22,38 @@ void ApplicabilityEvaluator::UpdateInstalledAppsMap() {
   sorted.reserve(apps.size());
   for (const auto& entry : apps) sorted.push_back(&entry);
   std::ranges::sort(sorted, {}, [](const auto* entry) { return entry->first; });
-  auto items = std::make_shared<Pairs>();
-  items->reserve(2 * sorted.size());
+  Pairs items;
+  items.reserve(2 * sorted.size());
   for (const auto* const entry : sorted) {
     const auto& [key, application] = *entry;
-    items->emplace_back(key, application.version);
-    items->emplace_back(application.name, application.version);
+    items.emplace_back(key, application.version);
+    items.emplace_back(application.name, application.version);
   }
+  auto indexed = std::make_shared<const IndexedPairs>(std::move(items));
   installedAppsMap = std::move(apps);
-  installedItems_ = std::move(items);
+  installedItems_ = std::move(indexed);
   installedGeneration_ = generation;
 }
 
-std::shared_ptr<const ApplicabilityEvaluator::Pairs> ApplicabilityEvaluator::InstalledItems() {
+// The reference that is kept keeps the tags alive, so no others can have their address.
+std::shared_ptr<const ApplicabilityEvaluator::IndexedPairs> ApplicabilityEvaluator::Indexed(
+    const std::shared_ptr<const std::vector<YOXTag>>& tags) {
+  {
+    const yox::MutexLock lock(tags_mutex_);
+    if (tags_ == tags) return indexed_tags_;
+  }
+  Pairs pairs;
+  pairs.reserve(tags->size());
+  for (const YOXTag& tag : *tags) pairs.emplace_back(tag.getKey(), tag.getValue());
+  auto indexed = std::make_shared<const IndexedPairs>(std::move(pairs));
+  const yox::MutexLock lock(tags_mutex_);
+  tags_ = tags;
+  indexed_tags_ = indexed;
+  return indexed;
+}
+
+std::shared_ptr<const ApplicabilityEvaluator::IndexedPairs>
+ApplicabilityEvaluator::InstalledItems() {
   auto* const store = YOX::MSStorePackageEnumerator::GetInstance();
   auto& applications = yox::platform::Platform::Get().applications();
   const yox::MutexLock lock(installedAppsLock);

@@ -29,7 +29,6 @@ using yox::decision::BucketFact;
 using yox::decision::CompiledRegistryRequirement;
 using yox::decision::DayStart;
 using yox::decision::FilterField;
-using yox::decision::FindInPairs;
 using yox::decision::HardwareIdRequirement;
 using yox::decision::HardwareIdsFact;
 using yox::decision::kFilterFieldCount;
@@ -198,29 +197,17 @@ TextsFact ApplicabilityEvaluator::RunningDevice::FetchSubscriptions() {
   return {Knowledge::kKnown, own().subscriptions};
 }
 
-std::optional<PairView> ApplicabilityEvaluator::RunningDevice::StoredTags::First(
-    const TextPattern& name, const Pairs& except) const {
-  const auto is_excepted = [&](const YOXTag& tag) {
-    return std::ranges::any_of(except, [&](const auto& pair) { return pair.key() == tag.key(); });
-  };
-  if (tags == nullptr) return std::nullopt;
-  for (const YOXTag& tag : *tags) {
-    if (name.Matches(yox::String::Trimmed(tag.key())) && !is_excepted(tag)) {
-      return PairView{tag.key(), tag.value()};
-    }
-  }
-  return std::nullopt;
-}
-
 PairsFact ApplicabilityEvaluator::RunningDevice::FetchTags() {
-  if (tags_ != nullptr) stored_tags_.tags = AppAndTagCollection::Shared(tags_);
-  return {Knowledge::kKnown, &stored_tags_};
+  static const auto* const none = new IndexedPairs(Pairs());
+  if (tags_ == nullptr) return {Knowledge::kKnown, &none->index};
+  stored_tags_ = evaluator_.Indexed(AppAndTagCollection::Shared(tags_));
+  return {Knowledge::kKnown, &stored_tags_->index};
 }
 
 std::optional<PairView> ApplicabilityEvaluator::RunningDevice::Items::First(
     const TextPattern& name, const Pairs& /*except*/) const {
-  const auto found = FindInPairs{*installed}(name);
-  return found ? found : FindInPairs{store}(name);
+  const auto found = installed->index.First(name, yox::decision::NoPairs());
+  return found ? found : FirstOf(store, name);
 }
 
 PairsFact ApplicabilityEvaluator::RunningDevice::FetchInstalledItems() {

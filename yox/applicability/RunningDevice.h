@@ -6,11 +6,11 @@
 #include <vector>
 
 #include "yox/applicability/ApplicabilityEvaluator.h"
+#include "yox/applicability/IndexedPairs.h"
 #include "yox/base/WString.h"
 #include "yox/decision/DeviceFacts.h"
 #include "yox/decision/FactsRecord.h"
 #include "yox/device/MachineInformation.h"
-#include "yox/foundation/YOXTag.h"
 
 // The facts of the device that the process runs on, for one decision: each is read from the machine
 // record, the registry, the tag collection or the system when the decision first needs it. For one
@@ -48,17 +48,11 @@ class YOX_LOCAL ApplicabilityEvaluator::RunningDevice final : public yox::decisi
   struct Source;
   struct Sources;
 
-  // Tags in the order of the collection.
-  struct StoredTags final : yox::decision::PairSource {
-    std::optional<yox::decision::PairView> First(const yox::decision::TextPattern& name,
-                                                 const Pairs& except) const override;
-    std::shared_ptr<const std::vector<YOXTag>> tags;  // null: none
-  };
   // Installed applications, then those of the store.
   struct Items final : yox::decision::PairSource {
     std::optional<yox::decision::PairView> First(const yox::decision::TextPattern& name,
                                                  const Pairs& except) const override;
-    std::shared_ptr<const Pairs> installed;
+    std::shared_ptr<const IndexedPairs> installed;
     Pairs store;
   };
 
@@ -107,6 +101,6 @@ class YOX_LOCAL ApplicabilityEvaluator::RunningDevice final : public yox::decisi
   Own& own();
 
   std::optional<yox::WString> manufacturer_;
-  StoredTags stored_tags_;
+  std::shared_ptr<const IndexedPairs> stored_tags_;  // null without a collection
   std::optional<Own> own_;
 };
