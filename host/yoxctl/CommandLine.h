@@ -62,6 +62,7 @@ Command DeviceCommand();
 Command EvaluateCommand();
 Command ExplainFieldCommand();
 Command FleetCommand();
+Command FleetCollectCommand();  // of FleetCommand
 Command FleetImportCommand();  // of FleetCommand
 Command FactsCommand();
 Command FmtCommand();

@@ -385,6 +385,7 @@ Command FleetCommand() {
                            days},
                           Report),
           FleetImportCommand(),
+          FleetCollectCommand(),
       }};
 }
 
