@@ -90,8 +90,7 @@ class Idle(Connected):
         self.barrier()
         log = self.folder / "trace"
         tracer = subprocess.Popen(
-            ["strace", "-f", "-qq", "-ttt", "-e", "trace=poll,ppoll,epoll_wait,epoll_pwait,select,futex,nanosleep,"
-             "clock_nanosleep,read,recvfrom,write", "-o", str(log), "-p", str(self.service.process.pid)],
+            ["strace", "-f", "-qq", "-ttt", "-o", str(log), "-p", str(self.service.process.pid)],
             stderr=subprocess.DEVNULL)
         try:
             tracer.wait(timeout=seconds)
