@@ -228,7 +228,7 @@ class Lint(Yoxctl):
         self.assertEqual((done.stderr, done.returncode), (b"", 1))
         findings = json.loads(done.stdout)["findings"]
         self.assertEqual(len(findings), 100)
-        self.assertEqual(findings[-1]["detail"], "the text is not checked after this")
+        self.assertIn("(the text is not checked after this)", findings[-1]["message"])
 
     def test_a_good_list(self):
         self.assert_answer(self.lint([{"country": "US"}, {"default": "false"}]), 0, "nothing found\n")
