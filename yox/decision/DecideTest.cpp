@@ -185,6 +185,7 @@ TEST(DecideTest, WhatIsMissingIsSeenAsOnADeviceWithoutIt) {
   record.device_subscriptions = Given<std::vector<WString>>::Missing();
   record.SetRealm(Known::Missing());
   EXPECT_EQ(DecideOn(record, R"([{"country": "!US"}])").verdict.applies, Truth::kTrue);
+  EXPECT_EQ(DecideOn(record, R"([{"country": "US"}])").reason, "Filter [0]: country = false; "_w);
   EXPECT_EQ(DecideOn(record, R"([{"sku": "anything"}])").reason, "Filter [0]: true; "_w);
   EXPECT_EQ(DecideOn(record, R"([{"device_subscription": "*"}])").verdict.applies, Truth::kFalse);
   EXPECT_EQ(DecideOn(record, R"([{"registry": "HKLM\\SOFTWARE\\Contoso\\App:Gone|"}])").reason,

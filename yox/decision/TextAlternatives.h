@@ -30,7 +30,8 @@ class TextAlternatives {
   bool HasText(const Set& set, WStringView actual, std::uint64_t fingerprint) const {
     for (std::uint64_t i = fingerprint >> set.shift;; ++i) {
       const Slot& slot = slots_[set.first_slot + (i & set.slot_mask)];
-      if (slot.fingerprint == fingerprint && slot.text.size() == actual.size() &&
+      // An empty text is none of the set's; it must not be taken for a slot without an entry.
+      if (slot.fingerprint == fingerprint && slot.text.size() == actual.size() && !actual.empty() &&
           EqualsFolded(actual.data(), slot.text)) {
         return true;
       }

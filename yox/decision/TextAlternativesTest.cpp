@@ -60,6 +60,7 @@ TEST(TextAlternativesTest, ATextIsFoundAmongAnyNumber) {
     }
     EXPECT_FALSE(has(""_w));
     EXPECT_FALSE(has("text"_w));
+    EXPECT_FALSE(has({}));
     EXPECT_FALSE(has("text "_w + String::UTF8ToUTF16(std::to_string(count))));
     EXPECT_EQ(set.pattern_count, 0U);
   }
