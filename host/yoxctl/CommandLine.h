@@ -63,7 +63,7 @@ Command EvaluateCommand();
 Command ExplainFieldCommand();
 Command FleetCommand();
 Command FleetCollectCommand();  // of FleetCommand
-Command FleetImportCommand();  // of FleetCommand
+Command FleetImportCommand();   // of FleetCommand
 Command FactsCommand();
 Command FmtCommand();
 Command HashCommand();
