@@ -44,11 +44,13 @@ bool Implies(const DateRange& a, const DateRange& b);
 // which programs write, exhaust it; further findings are then not looked for.
 class Effort {
  public:
+  explicit Effort(std::uint32_t steps) : left_(steps) {}
+
   bool Spend() { return left_ != 0 && left_-- != 0; }
   bool spent() const { return left_ == 0; }
 
  private:
-  std::uint32_t left_ = 5'000'000;
+  std::uint32_t left_;
 };
 
 // Evaluates a criterion without a device: kAlways if it is true on every device, kNever if on none.

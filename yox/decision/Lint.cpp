@@ -25,7 +25,8 @@ using Program = CompiledList::Program;
 
 class ListLint {
  public:
-  ListLint(const CompiledList& list, const LocalDate& today) : list_(list), today_(today) {}
+  ListLint(const CompiledList& list, const LocalDate& today, std::uint32_t effort)
+      : list_(list), today_(today), effort_(effort) {}
 
   std::vector<LintFinding> Run() {
     for (const Program& program : list_.programs()) {
@@ -273,11 +274,13 @@ void Locate(std::string_view utf8, const Json::Value& filters,
 }  // namespace
 
 std::vector<LintFinding> Lint(const ApplicabilityFilter& list, const LocalDate& today) {
-  return ListLint(*list.snapshot(), today).Run();
+  return ListLint(*list.snapshot(), today, kLintEffort).Run();
 }
 
-std::vector<LintFinding> LintDocument(std::string_view utf8, const LocalDate& today) {
-  std::vector<LintFinding> findings = Lint(ReadFilterDocument(utf8), today);
+std::vector<LintFinding> LintDocument(std::string_view utf8, const LocalDate& today,
+                                      std::uint32_t effort) {
+  const ApplicabilityFilter list = ReadFilterDocument(utf8);
+  std::vector<LintFinding> findings = ListLint(*list.snapshot(), today, effort).Run();
   const Json::Value document = ParseDocument(utf8);
   const Json::Value& filters = document.isArray() ? document : document["filters"];
   Allowances allowances(document, filters);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -44,6 +45,10 @@ struct LintFinding {
   std::optional<std::string> allowed = {};
 };
 
+// After how many comparisons of one requirement with another no more are made. With fewer, less is
+// found in lists of thousands of filters.
+inline constexpr std::uint32_t kLintEffort = 5'000'000;
+
 // What is wrong or suspicious in a list, whatever the device; in the order of the filters, the list
 // itself at the end. What is said to be unreachable or constant, or never or always to match, is so
 // for every device and day; not everything that is so is found. Only windows and roll-outs that are
@@ -53,7 +58,8 @@ YOX_API std::vector<LintFinding> Lint(const ApplicabilityFilter& list, const Loc
 
 // The same for a filter document, with the places, and with what its comments allow: those of a
 // filter there, that of the document everywhere. Throws DocumentError as ReadFilterDocument.
-YOX_API std::vector<LintFinding> LintDocument(std::string_view utf8, const LocalDate& today);
+YOX_API std::vector<LintFinding> LintDocument(std::string_view utf8, const LocalDate& today,
+                                              std::uint32_t effort = kLintEffort);
 
 // "country: "a*b": a `*` that is at no end matches every value (DETAIL)", one line of UTF-8.
 YOX_API std::string MessageOf(const LintFinding& finding);
