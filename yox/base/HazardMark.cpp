@@ -1,6 +1,7 @@
 #include "yox/base/HazardMark.h"
 
 #include "yox/base/ProcessFence.h"
+#include "yox/base/ThreadEnd.h"
 
 namespace yox {
 namespace {
@@ -14,17 +15,8 @@ bool HasFence() {
 
 }  // namespace
 
-// A pointer of its own, which needs no destructor: a mark made by another thread-local object's
-// destructor still finds it.
+// Without a destructor: a mark made by another thread-local object's destructor still finds it.
 constinit thread_local void* t_marks = nullptr;
-
-struct HazardMark::OfThisThread {
-  ~OfThisThread() {
-    auto* const marks = static_cast<Marks*>(t_marks);
-    t_marks = nullptr;
-    marks->is_owned.store(false, std::memory_order_release);
-  }
-};
 
 HazardMark::Marks& HazardMark::Marks::WithRoom() {
   auto* const marks = static_cast<Marks*>(t_marks);
@@ -33,7 +25,7 @@ HazardMark::Marks& HazardMark::Marks::WithRoom() {
   Marks* const more = Take();
   more->outer = marks;
   t_marks = more;
-  if (marks == nullptr) thread_local const OfThisThread owner;
+  if (marks == nullptr) CallAtThreadEnd(&Marks::Leave, more);
   return *more;
 }
 
@@ -52,6 +44,11 @@ HazardMark::Marks* HazardMark::Marks::Take() {
     // made by a thread that sees the new pointer.
   } while (!g_all.compare_exchange_weak(first, marks));
   return marks;
+}
+
+void HazardMark::Marks::Leave(void* first) {
+  t_marks = nullptr;
+  static_cast<Marks*>(first)->is_owned.store(false, std::memory_order_release);
 }
 
 void HazardMark::Marks::GiveBack() {

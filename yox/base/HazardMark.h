@@ -49,9 +49,9 @@ class HazardMark {
 
     static Marks& WithRoom();
     static Marks* Take();
+    static void Leave(void* first);  // the thread's first ones, when it ends
     void GiveBack();
   };
-  struct OfThisThread;
 
   Marks& marks_;
 };
