@@ -19,12 +19,21 @@ const WString kGeo = "Control Panel\\International\\Geo"_w;
 constexpr WStringView kDeviceRegion =
     "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Control Panel\\DeviceRegion"_wv;
 
-// The keys of the process's own user are the real ones on Windows: what a test sets there goes with
-// it.
+// The keys of the process's own user are the real ones on Windows: a test begins without the user's
+// choice there, and leaves it as it was.
 class RegistryFactsTest : public yox_test::OnEveryRegistry {
  protected:
-  RegistryFactsTest() { users_.sid = own_user(); }
+  RegistryFactsTest() {
+    users_.sid = own_user();
+    registry().Values(OfUser(), former_);
+    Clear();
+  }
   ~RegistryFactsTest() override {
+    Clear();
+    for (const auto& [name, value] : former_) registry().SetValue(OfUser(), name, value);
+  }
+
+  void Clear() {
     registry().DeleteValue(OfUser(), "Nation"_w);
     registry().DeleteValue(OfUser(), "Name"_w);
   }
@@ -33,6 +42,7 @@ class RegistryFactsTest : public yox_test::OnEveryRegistry {
   ChosenRegion Read() { return ReadChosenRegion(registry(), users_); }
 
   Somebody users_;
+  std::vector<yox::platform::RegistryEntry> former_;
 };
 YOX_ON_EVERY_REGISTRY(RegistryFactsTest);
 
