@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -39,7 +40,7 @@ TEST(FingerprintTest, EveryUnitCounts) {
 }
 
 TEST(TextAlternativesTest, ATextIsFoundAmongAnyNumber) {
-  for (const std::size_t count : {1, 2, 3, 4, 5, 12, 1000}) {
+  for (const std::size_t count : std::initializer_list<std::size_t>{1, 2, 3, 4, 5, 12, 1000}) {
     TextArena arena;
     std::vector<TextPattern> patterns;
     for (std::size_t i = 0; i < count; ++i) {
