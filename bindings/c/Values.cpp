@@ -30,7 +30,7 @@ void Keep(char (&buffer)[kSize], std::string_view text) noexcept {
   if (size < text.size()) {
     while (size > 0 && (static_cast<unsigned char>(text[size]) & 0xC0) == 0x80) --size;
   }
-  std::memcpy(buffer, text.data(), size);
+  text.copy(buffer, size);
   buffer[size] = '\0';
 }
 

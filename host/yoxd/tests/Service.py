@@ -9,6 +9,7 @@ import json
 import os
 import pathlib
 import queue
+import re
 import select
 import shutil
 import signal
@@ -24,6 +25,11 @@ YOXD_OWN_TRUST = ""  # the service with the trust of tests/trust
 ROOT = pathlib.Path(__file__).resolve().parents[3]
 PROFILE = ROOT / "examples/devices/kestrel-mini.json"
 LIMIT = int(os.environ.get("YOXD_TEST_LIMIT", 60))  # seconds after which what does not happen is missing
+
+
+def is_sanitized():
+    """Whether a sanitizer's runtime is in the service: it keeps freed memory, and has a thread of its own."""
+    return re.search(rb"__[at]san_init", pathlib.Path(YOXD).read_bytes()) is not None
 
 
 def wait_for(condition, what, limit=LIMIT):
