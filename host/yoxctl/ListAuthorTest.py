@@ -53,6 +53,12 @@ class TestRuns(Yoxctl):
         self.assertEqual([case.find("failure") is not None for case in suite], [False, False, True])
         self.assertIn("Filter [2]: default", suite[2].find("failure").text)
 
+    def test_junit_has_no_character_that_xml_refuses(self):
+        self.write("list.test.json", {"cases": [{**CASES[0], "name": "a\ufffeb\u0001"}]})
+        done = self.run_program("--format", "junit", "test", "list.test.json")
+        case = xml.etree.ElementTree.fromstring(done.stdout)[0][0]
+        self.assertEqual(case.get("name"), "[0] a?b\\u0001")
+
     def test_coverage_names_what_no_case_reaches(self):
         self.assert_answer(["test", "--coverage", "list.test.json"], 0,
                            "list.test.json\n  ok    [0] US Contoso\n  ok    [1] de & <beta>\n"

@@ -11,6 +11,8 @@
 #include "yox/platform/Platform.h"
 #include "yox/platform/clock/Clock.h"
 
+#include "host/yoxctl/XmlText.h"
+
 namespace yoxctl {
 namespace {
 
@@ -46,35 +48,6 @@ std::string Number(double value) {
   return text;
 }
 
-// What XML takes for text. Of Unicode it refuses two characters, EF BF BE and EF BF BF.
-std::string Escaped(std::string_view utf8) {
-  std::string escaped;
-  for (const char letter : yox::Printable(utf8)) {
-    switch (letter) {
-      case '&':
-        escaped += "&amp;";
-        break;
-      case '<':
-        escaped += "&lt;";
-        break;
-      case '>':
-        escaped += "&gt;";
-        break;
-      case '"':
-        escaped += "&quot;";
-        break;
-      default:
-        escaped += letter;
-    }
-  }
-  for (const std::string_view refused : {"\xEF\xBF\xBE", "\xEF\xBF\xBF"}) {
-    for (std::size_t at = 0; (at = escaped.find(refused, at)) != std::string::npos;) {
-      escaped.replace(at, refused.size(), "?");
-    }
-  }
-  return escaped;
-}
-
 struct Attributes {
   std::string text;
 
@@ -93,7 +66,7 @@ std::string Text(double x, double y, const std::string& colour, const std::strin
                  const std::string& text, const char* further = "") {
   const Attributes attributes =
       Attributes().Set("x", x).Set("y", y).Set("fill", colour).Set("text-anchor", anchor);
-  return "  <text" + attributes.text + further + ">" + Escaped(text) + "</text>\n";
+  return "  <text" + attributes.text + further + ">" + XmlText(text) + "</text>\n";
 }
 
 class Drawing {
@@ -127,7 +100,7 @@ class Drawing {
            "\" viewBox=\"0 0 " + size + " " + height +
            "\" role=\"img\" font-family=\"system-ui, 'Segoe UI', 'DejaVu Sans', sans-serif\" "
            "font-size=\"14\">\n  <title>" +
-           Escaped(plot_.title + ": " + plot_.function) + "</title>\n";
+           XmlText(plot_.title + ": " + plot_.function) + "</title>\n";
     svg_ += Text(kLeft, 26, kGrey, "start", plot_.title, " font-size=\"18\" font-weight=\"bold\"");
     svg_ += Text(kLeft, 48, kGrey, "start", plot_.function, " font-family=\"monospace\"");
   }

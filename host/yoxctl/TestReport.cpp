@@ -6,6 +6,7 @@
 #include "yox/decision/FilterFields.h"
 
 #include "host/yoxctl/Output.h"
+#include "host/yoxctl/XmlText.h"
 
 using yox::applicability::CoverageGoal;
 using yox::decision::kFilterFieldNames;
@@ -39,29 +40,8 @@ Json::Value CoverageJson(const TestedFile& file) {
   return json;
 }
 
-// For an attribute or a text; control characters, which XML does not have, as escapes.
-std::string Xml(std::string_view text) {
-  std::string escaped;
-  for (const char c : OneLine(text)) {
-    switch (c) {
-      case '&':
-        escaped += "&amp;";
-        break;
-      case '<':
-        escaped += "&lt;";
-        break;
-      case '>':
-        escaped += "&gt;";
-        break;
-      case '"':
-        escaped += "&quot;";
-        break;
-      default:
-        escaped += c;
-    }
-  }
-  return escaped;
-}
+// On one line.
+std::string Xml(std::string_view text) { return XmlText(OneLine(text)); }
 
 std::string XmlLines(std::string_view text) {
   std::string lines;
