@@ -1,8 +1,5 @@
 #include "yox/platform/system/linux/LinuxLocale.h"
 
-#include <unicode/timezone.h>
-#include <unicode/uloc.h>
-
 #include <algorithm>
 #include <string>
 #include <string_view>
@@ -12,6 +9,7 @@
 #include "yox/platform/files/linux/RootFiles.h"
 #include "yox/platform/system/linux/Assignments.h"
 #include "yox/platform/system/linux/Lines.h"
+#include "yox/platform/system/linux/Regions.h"
 #include "yox/platform/users/linux/LinuxUsers.h"
 
 namespace yox::platform {
@@ -134,7 +132,7 @@ std::string CountryInTable(std::string_view table, std::string_view zone) {
   return {};
 }
 
-std::string CountryOfZone(const std::filesystem::path& root) {
+std::string CountryOfPlace(const std::filesystem::path& root) {
   const std::string zone = ZoneName(root);
   if (zone.empty()) return {};
   // zone.tab has a row for each country's own name of a zone, zone1970.tab one for each zone.
@@ -144,20 +142,18 @@ std::string CountryOfZone(const std::filesystem::path& root) {
     if (!country.empty()) return country;
   }
   // Former names ("US/Pacific") are in neither, and not every system has the tables.
-  constexpr std::string_view kWholeWorld = "001";
-  char country[8] = {};
-  UErrorCode error = U_ZERO_ERROR;
-  icu::TimeZone::getRegion(icu::UnicodeString::fromUTF8(zone), country, sizeof country, error);
-  return U_SUCCESS(error) && country != kWholeWorld ? country : std::string();
+  return std::string(CountryOfZone(zone));
 }
 
-template <class Describe>
-WString EnglishName(const std::string& locale, Describe describe) {
-  WChar name[128];
-  UErrorCode error = U_ZERO_ERROR;
-  const int32_t length = describe(locale.c_str(), "en", name, int32_t{std::size(name)}, &error);
-  return U_SUCCESS(error) && length > 0 ? WString(name, static_cast<std::size_t>(length))
-                                        : WString();
+// "German (Austria)". What is within the outer brackets has square ones: "Burmese (Myanmar
+// [Burma])".
+std::string DisplayName(const LanguageAndCountry& locale) {
+  std::string name = LanguageName(locale.language);
+  if (locale.country.empty()) return name;
+  std::string region(RegionName(locale.country));
+  std::ranges::replace(region, '(', '[');
+  std::ranges::replace(region, ')', ']');
+  return name + " (" + region + ")";
 }
 
 }  // namespace
@@ -171,16 +167,16 @@ LocaleFacts LinuxLocale::Facts() {
     const std::string code =
         language.language + (language.country.empty() ? "" : "-" + language.country);
     facts.language_code = String::UTF8ToUTF16(code);
-    facts.language_name = EnglishName(code, uloc_getDisplayName);
+    facts.language_name = String::UTF8ToUTF16(DisplayName(language));
   }
 
   std::string country = ChosenCountry(AccountSettings(bus, Setting(settings, kLanguage)));
   if (country.empty()) country = ChosenCountry(settings);
-  if (country.empty()) country = CountryOfZone(root_);
+  if (country.empty()) country = CountryOfPlace(root_);
   if (country.empty()) country = language.country;
   if (!country.empty()) {
     facts.country_code = String::UTF8ToUTF16(country);
-    facts.country_name = EnglishName("und-" + country, uloc_getDisplayCountry);
+    facts.country_name = String::UTF8ToUTF16(RegionName(country));
     facts.region_name = facts.country_name;
   }
   return facts;

@@ -14,10 +14,10 @@ namespace yox::platform {
 //   - the regional formats of the logged-on user's account (AccountsService) and those of the
 //     system (LC_ALL, LC_MONETARY, ...), unless they only repeat the country of the language:
 //     an administrator has chosen these;
-//   - the time zone, by zone.tab, zone1970.tab or ICU;
+//   - the time zone, by zone.tab, zone1970.tab or Regions.h;
 //   - the language, which says little: half the world runs "en_US".
 //
-// English names come from ICU. Read at every call; safe from any thread.
+// English names come from Regions.h. Read at every call; safe from any thread.
 class LinuxLocale final : public Locale {
  public:
   using Environment = char* (*)(const char* name);  // as getenv
