@@ -5,6 +5,7 @@
 import json
 import os
 import re
+import signal
 import subprocess
 import sys
 import tempfile
@@ -379,6 +380,34 @@ class Versions(Case):
         self.assertEqual(self.members("old"), self.members("postgres"))
         self.assertLess(set(first), set(self.members("old")))
         CLUSTER.text("DROP EXTENSION yox", "old")
+
+    def test_pg_upgrade_takes_decisions_along(self):
+        """Stored columns, indexes and constraints that use the functions, in a cluster that began with the first version."""
+        SERVER.copy_programs("pg_upgrade", "pg_ctl", "pg_controldata", "pg_resetwal", "pg_dump", "pg_dumpall", "pg_restore",
+                             "psql", "vacuumdb")
+        old, new = SERVER.cluster("before_upgrade"), SERVER.new_cluster("upgraded")
+        moment = f"'{AT}'::timestamptz"
+        old.text(f"""CREATE EXTENSION yox VERSION '1.0'; CREATE TABLE devices(
+                facts jsonb CHECK (yox.facts_problem(facts) IS NULL),
+                yes boolean GENERATED ALWAYS AS (yox.applies({quoted(LIST)}, facts, {moment})) STORED);
+            INSERT INTO devices SELECT {quoted(facts())}::jsonb || jsonb_build_object('id', i::text) FROM generate_series(1, 1000) AS i;
+            INSERT INTO devices VALUES ({quoted(facts(country="FR"))});
+            CREATE INDEX by_reason ON devices (yox.reason({quoted(LIST)}, facts, {moment}));""")
+        old.stop(signal.SIGINT)
+        SERVER.run("pg_upgrade", "--old-datadir", old.data, "--new-datadir", new.data, "--old-bindir", SERVER.bindir,
+                   "--new-bindir", SERVER.bindir, "--socketdir", new.socket, "--username=tester")
+        new.start()
+        self.assertEqual(new.rows("SELECT yes, count(*) FROM devices GROUP BY yes ORDER BY yes"), [("f", "1"), ("t", "1000")])
+        plan = new.text(f"""SET enable_seqscan = off; EXPLAIN SELECT facts FROM devices
+            WHERE yox.reason({quoted(LIST)}, facts, {moment}) = 'Filter [0]: value = false; '""")
+        self.assertIn("by_reason", plan)
+        self.assertEqual(new.rows(f"""SET enable_seqscan = off; SELECT facts ->> 'country' FROM devices
+            WHERE yox.reason({quoted(LIST)}, facts, {moment}) = 'Filter [0]: value = false; '"""), [("FR",)])
+        self.assertEqual(new.value("SELECT extversion FROM pg_extension WHERE extname = 'yox'"), "1.0")
+        new.text("ALTER EXTENSION yox UPDATE")
+        self.assertEqual(json.loads(new.value(f"SELECT yox.funnel({quoted(LIST)}, facts, {moment}) FROM devices"))["devices"], 1001)
+        with self.assertRaises(SqlError):
+            new.text("INSERT INTO devices VALUES ('{\"colour\": 1}')")
 
     def test_functions_that_depend_on_a_moment_are_marked(self):
         rows = CLUSTER.rows("""SELECT proname, provolatile, proparallel, procost > 1 FROM pg_proc

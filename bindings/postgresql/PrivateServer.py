@@ -42,8 +42,7 @@ class Installation:
         bindir, libdir, sharedir = (configured(name) for name in ("bindir", "pkglibdir", "sharedir"))
         self.bindir = self.folder + bindir
         os.makedirs(self.bindir)
-        for program in ("postgres", "initdb"):
-            shutil.copy2(os.path.join(bindir, program), self.bindir)
+        self.copy_programs("postgres", "initdb")
         self._link(libdir)
         self._link(sharedir)
         extensions = os.path.join(self.folder + sharedir, "extension")
@@ -58,6 +57,10 @@ class Installation:
         if self.user:
             shutil.chown(self.folder, self.user)
             os.chmod(self.folder, 0o755)
+
+    def copy_programs(self, *programs):
+        for program in programs:
+            shutil.copy2(os.path.join(configured("bindir"), program), self.bindir)
 
     def _link(self, folder):
         os.makedirs(self.folder + folder)
@@ -83,6 +86,13 @@ class Installation:
         return {"PATH": os.environ["PATH"], "LC_ALL": "C.UTF-8", "TZ": "UTC"}
 
     def cluster(self, name="main", **settings):
+        """A server that runs."""
+        cluster = self.new_cluster(name, **settings)
+        cluster.start()
+        return cluster
+
+    def new_cluster(self, name, **settings):
+        """A server that was never started."""
         cluster = Cluster(self, name, settings)
         self.clusters.append(cluster)
         return cluster
@@ -94,7 +104,7 @@ class Installation:
 
 
 class Cluster:
-    """A server with a database of its own, running."""
+    """A server with a database of its own."""
 
     def __init__(self, installation, name, settings):
         self.installation = installation
@@ -111,7 +121,6 @@ class Cluster:
                  "timezone": "UTC", "log_min_messages": "warning", **settings}
         with open(os.path.join(self.data, "postgresql.conf"), "a", encoding="utf-8") as file:
             file.writelines(f"{key} = '{value}'\n" for key, value in lines.items())
-        self.start()
 
     def url(self, database="postgres"):
         return f"postgresql:///{database}?host={self.socket}&user=tester"

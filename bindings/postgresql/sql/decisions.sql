@@ -1,0 +1,33 @@
+-- The functions that decide, one call each.
+SET timezone = 'UTC';
+\set list '[{"country": "FR", "value": "false"}, {"os_version": ">=10.0", "tag": "Ring|beta", "date_range": "2026-01-01|*"}, {"default": "false"}]'
+\set facts '{"time_zone": "Europe/Berlin", "country": "DE", "os_version": "10.0.22631", "tags": {"Ring": "Beta"}}'
+\set at 2026-03-01T12:00:00+01:00
+
+SELECT yox.applies(:'list', :'facts', :'at'), yox.decided_by(:'list', :'facts', :'at'),
+       yox.reason(:'list', :'facts', :'at');
+
+-- A fact that is not there: undetermined, which is NULL.
+SELECT yox.applies(:'list', :'facts'::jsonb - 'tags', :'at') IS NULL AS undetermined,
+       yox.reason(:'list', :'facts'::jsonb - 'tags', :'at') IS NULL AS no_reason,
+       yox.explain(:'list', :'facts'::jsonb - 'tags', :'at') -> 'needs' AS needs;
+
+-- NULL arguments.
+SELECT yox.applies(NULL, :'facts', :'at') IS NULL, yox.applies(:'list', NULL, :'at') IS NULL,
+       yox.applies(:'list', :'facts', NULL) IS NULL, yox.applies('[]', '{}', :'at', NULL);
+
+-- The target version, and the day of the device.
+SELECT target, yox.applies('[{"target_version": ">=2.0"}]', '{}', :'at', target)
+FROM (VALUES ('2.1'), ('1.9'), (NULL)) AS t(target);
+SELECT zone, yox.applies('[{"date_range": "2026-03-01|2026-03-01"}]', jsonb_build_object('time_zone', zone),
+                         '2026-03-01T23:30:00Z')
+FROM (VALUES ('UTC'), ('Europe/Berlin'), ('America/New_York')) AS t(zone);
+
+-- Roll-outs.
+SELECT yox.bucket('C0FFEE12'), yox.bucket('') BETWEEN 0 AND 4095 AS in_range, yox.bucket(NULL) IS NULL;
+SELECT day, yox.share('2026-03-01|4|linear', day::timestamptz)
+FROM (VALUES ('2026-02-28'), ('2026-03-01'), ('2026-03-02'), ('2026-03-05')) AS t(day);
+
+-- Every function that takes a moment may be sent to other servers and stored; the others may not.
+SELECT proname, pronargs, provolatile, proparallel, procost FROM pg_proc
+WHERE pronamespace = 'yox'::regnamespace AND prokind = 'f' AND proname !~ '^funnel_' ORDER BY 1, 2;
