@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "yox/applicability/EvaluatorLog.h"
+#include "yox/base/ThreadSlot.h"
 #include "yox/decision/Criteria.h"
 
 namespace yox::applicability {
@@ -92,9 +93,8 @@ class DroppedLines {
 
   // Where the line of a step is, if it is here.
   static Line& At(const decision::CompiledList::Step& step) {
-    thread_local DroppedLines lines;
     const auto address = reinterpret_cast<std::uintptr_t>(&step);
-    return lines.lines_[address / sizeof step % kLines];
+    return yox::ThreadOwned<DroppedLines>().lines_[address / sizeof step % kLines];
   }
 
  private:

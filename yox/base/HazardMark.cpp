@@ -1,7 +1,7 @@
 #include "yox/base/HazardMark.h"
 
 #include "yox/base/ProcessFence.h"
-#include "yox/base/ThreadEnd.h"
+#include "yox/base/ThreadSlot.h"
 
 namespace yox {
 namespace {
@@ -25,7 +25,10 @@ HazardMark::Marks& HazardMark::Marks::WithRoom() {
   Marks* const more = Take();
   more->outer = marks;
   t_marks = more;
-  if (marks == nullptr) CallAtThreadEnd(&Marks::Leave, more);
+  if (marks == nullptr) {
+    static ThreadSlot first_of_thread(&Marks::Leave);
+    first_of_thread.Set(more);
+  }
   return *more;
 }
 

@@ -1,6 +1,7 @@
 #include "yox/base/SaltedHash.h"
 
 #include "yox/base/Sha256.h"
+#include "yox/base/ThreadSlot.h"
 
 namespace YOX::utility {
 namespace {
@@ -17,7 +18,7 @@ struct LastHash {
 
 std::string SHA256WithSalt(std::string_view text) {
   // Most calls on a device are for the same text, its own serial number.
-  thread_local LastHash last;
+  auto& last = yox::ThreadOwned<LastHash>();
   const std::string_view former = std::string_view(last.salted).substr(kSalt.size());
   if (last.hash.empty() || former != text) {
     last.hash.clear();

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "yox/base/String.h"
+#include "yox/base/ThreadSlot.h"
 #include "yox/clientbase/FileSystem.h"
 #include "yox/platform/Platform.h"
 #include "yox/platform/files/Files.h"
@@ -42,7 +43,7 @@ XMLConfigAgent XMLConfigAgent::Parse(std::string_view xml) {
 
 XMLConfigAgent& XMLConfigAgent::GetInstance(int /*unused*/) {
   constexpr std::size_t kLargest = std::size_t{1} << 20;
-  thread_local XMLConfigAgent agent;
+  auto& agent = yox::ThreadOwned<XMLConfigAgent>();
   const WString path =
       FileSystem::GetCommonApplicationDataPath() + yox::platform::NativePath("\\yox-config.xml"_wv);
   const auto xml =

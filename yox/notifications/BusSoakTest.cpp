@@ -45,7 +45,7 @@ class TestBus : public YOXPublisherSubscriber {
   ~TestBus() override = default;
 };
 
-thread_local bool t_dropped = false;
+constinit thread_local bool t_dropped = false;
 
 // Where hanging subscribers hang; each opening lets go all who are there.
 class Gate {

@@ -14,7 +14,7 @@ constexpr int kSpins = 400;
 // What it costs to wake a thread, and somewhat more.
 constexpr std::chrono::microseconds kShort{20};
 
-thread_local const Subscriber* t_current = nullptr;
+constinit thread_local const Subscriber* t_current = nullptr;
 
 // Makes a subscriber the thread's current one for a block.
 class Current {

@@ -8,7 +8,7 @@ namespace yox::platform {
 namespace {
 
 // The alarm whose ring this thread is inside of.
-thread_local const void* t_ringing = nullptr;
+constinit thread_local const void* t_ringing = nullptr;
 
 }  // namespace
 

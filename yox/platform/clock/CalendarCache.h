@@ -29,7 +29,7 @@ LocalMoment CachedLocalMoment(std::int64_t now, std::int64_t moment, Convert con
     std::int64_t minute = INT64_MIN;
     LocalMoment local;
   };
-  thread_local Entry entry;
+  constinit thread_local Entry entry;
   const std::int64_t computed = MinuteOf(now);
   const std::int64_t minute = MinuteOf(moment);
   if (entry.computed != computed || entry.minute != minute) {
@@ -48,7 +48,7 @@ std::int64_t CachedStartOfDay(std::int64_t now, int year, int month, int day, Co
     int year = 0, month = 0, day = 0;
     std::int64_t start = 0;
   };
-  thread_local Entry entries[1024];
+  constinit thread_local Entry entries[1024];
   const std::int64_t computed = MinuteOf(now) + 1;
   // Unsigned, because the numbers are the filter author's and the products may overflow.
   const unsigned slot = static_cast<unsigned>(year) * 372 + static_cast<unsigned>(month) * 31 +

@@ -7,6 +7,7 @@
 
 #include <utility>
 
+#include "yox/base/ThreadSlot.h"
 #include "yox/base/WString.h"
 
 namespace yox::platform {
@@ -73,8 +74,10 @@ class ComInit {
 
   // This thread's own, made on first use and kept to the thread's end.
   static const ComInit& OfThread() {
-    static thread_local ComInit init(false);
-    return init;
+    struct Own : ComInit {
+      Own() : ComInit(false) {}
+    };
+    return ThreadOwned<Own>();
   }
 
  private:

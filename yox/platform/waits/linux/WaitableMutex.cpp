@@ -8,7 +8,7 @@ namespace yox::platform {
 namespace {
 
 // Its address names the thread.
-thread_local const char t_thread = 0;
+constinit thread_local const char t_thread = 0;
 
 }  // namespace
 
