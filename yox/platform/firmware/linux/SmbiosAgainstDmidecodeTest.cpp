@@ -41,7 +41,7 @@ constexpr Keyword kKeywords[] = {
     {"firmware-revision", &FirmwareFacts::ec_version},
 };
 
-// The first line of what the command writes; nothing when it fails.
+// The first line of what the command writes; std::nullopt if it fails.
 std::optional<std::string> FirstLine(const std::string& command) {
   FILE* const output = popen(command.c_str(), "r");
   if (output == nullptr) return std::nullopt;
@@ -59,11 +59,10 @@ std::optional<std::string> Dmidecode(const std::string& arguments) {
 }
 
 std::string Published(const char* file) {
-  return yox_test::PublishedData(std::string("smbios/") + file).value_or("");
+  return yox_test::PublishedData(std::string("smbios/") + file);
 }
 
 std::string WithEntryPoint(const std::string& structures) {
-  if (structures.empty()) return {};
   const SmbiosTable table(structures);
   return table.Dump(table.EntryPoint64(3, 0));
 }
@@ -73,7 +72,7 @@ std::string Laptop(bool wide) {
   return table.Dump(wide ? table.EntryPoint64(3, 4) : table.EntryPoint32(2, 8));
 }
 
-// Fields of an old version, texts that are missing or stand for nothing, and a second chassis.
+// Fields of an old version, texts that are missing or placeholders, and a second chassis.
 std::string Old() {
   SmbiosTable table;
   table.Add(0, 18, {{0x04, 1}, {0x05, 2}, {0x08, 3}}, {"Contoso", "A07", "11/03/1999"})
@@ -92,10 +91,9 @@ struct DumpRow {
 };
 class SmbiosAgainstDmidecodeTest : public testing::TestWithParam<DumpRow> {};
 
-TEST_P(SmbiosAgainstDmidecodeTest, EveryFactIsTheOneThatItTells) {
+TEST_P(SmbiosAgainstDmidecodeTest, EveryFactIsTheOneThatItPrints) {
   if (!Dmidecode("--version")) GTEST_SKIP() << "needs dmidecode";
   const std::string dump = GetParam().dump();
-  if (dump.empty()) GTEST_SKIP() << "the table is not beside the checkout";
   const yox_test::TemporaryFolder folder;
   const std::string file = folder.path() / "dump";
   std::ofstream(file, std::ios::binary) << dump;
