@@ -10,6 +10,7 @@
 #include "yox/applicability/ListTest.h"
 #include "yox/base/Document.h"
 #include "yox/base/DocumentLayout.h"
+#include "yox/base/EnclosureNames.h"
 #include "yox/base/Json.h"
 #include "yox/base/StrictJson.h"
 #include "yox/decision/FieldHelp.h"
@@ -414,7 +415,7 @@ void LanguageServer::AddWords(FilterField field, Json::Value& items) const {
       for (const auto& row : yox::decision::Languages()) add(std::string(row.code) + "*", row.name);
       return;
     case FilterField::enclosure:
-      for (const std::string_view name : yox::decision::EnclosureNames()) add(name, "");
+      for (const std::string_view name : yox::kEnclosureNames) add(name, "");
       return;
     case FilterField::os_bitness:
       for (const char* const word : {"32", "64", "ARM64", "not supported"}) add(word, "");

@@ -12,7 +12,6 @@
 #include "yox/decision/FilterDocument.h"
 #include "yox/decision/Lint.h"
 #include "yox/decision/Vocabulary.h"
-#include "yox/platform/firmware/Smbios.h"
 #include "yox/platform/simulated/DeviceProfileReader.h"
 #include "yox/platform/simulated/SimulatedDevice.h"
 
@@ -82,7 +81,7 @@ TEST_P(LintedText, HasWhatIsToldAndNothingElse) {
   EXPECT_EQ(Named(FindingsIn(GetParam())), GetParam().found);
 }
 
-// Behind each row that a rule finds, the close one that is in order.
+// After each row that a rule finds, a similar one that is in order.
 const TextRow kTextRows[] = {
     {"DefaultNoWord", "default", "yes", "control-word \"yes\""},
     {"DefaultTrue", "default", "TRUE", ""},
@@ -512,15 +511,6 @@ TEST(LintRules, ThePagesExamplesAreFoundAndTheRightOnesAreNot) {
   }
 }
 
-TEST(LintVocabulary, HasTheFirmwaresNamesOfEnclosures) {
-  std::vector<std::string> names;
-  for (unsigned type = 1; type < 64; ++type) {
-    const std::string name = String::UTF16ToUTF8(yox::smbios::EnclosureName(type));
-    if (!name.empty()) names.push_back(name);
-  }
-  EXPECT_TRUE(std::ranges::equal(yox::decision::EnclosureNames(), names));
-}
-
 TEST(LintDocumentTest, IsRefusedAsTheListIs) {
   EXPECT_THROW(LintDocument("[{'country': 1}]", kToday), yox::DocumentError);
 }
@@ -567,7 +557,7 @@ TEST(LintDocumentTest, AMessageIsOneLine) {
             "country: \"a\\u000a*b\": a `*` that is at no end matches every value");
 }
 
-// What is said of a list holds for generated devices, each a platform of its own.
+// What is said of a list is true of generated devices, each a platform of its own.
 class LintProperties : public testing::Test {
  protected:
   static constexpr int kLists = 400;

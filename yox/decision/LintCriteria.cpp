@@ -5,6 +5,7 @@
 #include <string>
 #include <utility>
 
+#include "yox/base/EnclosureNames.h"
 #include "yox/base/String.h"
 #include "yox/decision/Criteria.h"
 #include "yox/decision/KnownValues.h"
@@ -261,7 +262,7 @@ class CriterionLint {
       Report(kCountryUnknown, pattern.text);
       return true;
     }
-    if (field_ == FilterField::enclosure && std::ranges::none_of(EnclosureNames(), matches)) {
+    if (field_ == FilterField::enclosure && std::ranges::none_of(kEnclosureNames, matches)) {
       Report(kEnclosureUnknown, pattern.text);
       return true;
     }

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "yox/base/EnclosureNames.h"
 #include "yox/base/NearestWord.h"
 
 namespace yox::decision {
@@ -172,43 +173,6 @@ constexpr auto kLanguages = std::to_array<CodeRow>({
 
 // clang-format on
 
-constexpr auto kEnclosureNames = std::to_array<std::string_view>({"Other",
-                                                                  "Unknown",
-                                                                  "Desktop",
-                                                                  "Low Profile Desktop",
-                                                                  "Pizza Box",
-                                                                  "Mini Tower",
-                                                                  "Tower",
-                                                                  "Portable",
-                                                                  "Laptop",
-                                                                  "Notebook",
-                                                                  "Hand Held",
-                                                                  "Docking Station",
-                                                                  "All in One",
-                                                                  "Sub Notebook",
-                                                                  "Space-Saving",
-                                                                  "Lunch Box",
-                                                                  "Main Server Chassis",
-                                                                  "Expansion Chassis",
-                                                                  "Sub Chassis",
-                                                                  "Bus Expansion Chassis",
-                                                                  "Peripheral Chassis",
-                                                                  "RAID Chassis",
-                                                                  "Rack Mount Chassis",
-                                                                  "Sealed-Case PC",
-                                                                  "Multi-System Chassis",
-                                                                  "Compact PCI",
-                                                                  "Advanced TCA",
-                                                                  "Blade",
-                                                                  "Blade Enclosure",
-                                                                  "Tablet",
-                                                                  "Convertible",
-                                                                  "Detachable",
-                                                                  "IoT Gateway",
-                                                                  "Embedded PC",
-                                                                  "Mini PC",
-                                                                  "Stick PC"});
-
 char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; }
 
 bool Same(std::string_view a, std::string_view b) {
@@ -258,7 +222,6 @@ bool IsSubtag(std::string_view part) {
 
 std::span<const CodeRow> Countries() { return kCountries; }
 std::span<const CodeRow> Languages() { return kLanguages; }
-std::span<const std::string_view> EnclosureNames() { return kEnclosureNames; }
 
 WordCheck CheckCountry(std::string_view word) {
   if (Find(kCountries, word, &CodeRow::code) != nullptr) return {};

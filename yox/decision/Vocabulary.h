@@ -21,8 +21,6 @@ struct CodeRow {
 YOX_API std::span<const CodeRow> Countries();
 // The languages of ISO 639-1.
 YOX_API std::span<const CodeRow> Languages();
-// The firmware's names of enclosures, such as "Notebook".
-YOX_API std::span<const std::string_view> EnclosureNames();
 
 // What is wrong with a word, and the word that was probably meant; empty for none.
 struct WordCheck {

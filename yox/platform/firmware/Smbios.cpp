@@ -5,52 +5,13 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "yox/base/EnclosureNames.h"
 #include "yox/base/String.h"
 
 namespace yox::smbios {
 namespace {
 
 using platform::FirmwareFacts;
-
-constexpr std::array<std::string_view, 37> kEnclosures = {
-    "",  // 0 is not used
-    "Other",
-    "Unknown",
-    "Desktop",
-    "Low Profile Desktop",
-    "Pizza Box",
-    "Mini Tower",
-    "Tower",
-    "Portable",
-    "Laptop",
-    "Notebook",
-    "Hand Held",
-    "Docking Station",
-    "All in One",
-    "Sub Notebook",
-    "Space-Saving",
-    "Lunch Box",
-    "Main Server Chassis",
-    "Expansion Chassis",
-    "Sub Chassis",
-    "Bus Expansion Chassis",
-    "Peripheral Chassis",
-    "RAID Chassis",
-    "Rack Mount Chassis",
-    "Sealed-Case PC",
-    "Multi-System Chassis",
-    "Compact PCI",
-    "Advanced TCA",
-    "Blade",
-    "Blade Enclosure",
-    "Tablet",
-    "Convertible",
-    "Detachable",
-    "IoT Gateway",
-    "Embedded PC",
-    "Mini PC",
-    "Stick PC",
-};
 
 // Compared without regard to letter case.
 constexpr std::array kPlaceholders = {
@@ -314,7 +275,8 @@ std::span<const WStringView> Placeholders() { return kPlaceholders; }
 
 WString EnclosureName(unsigned type) {
   const unsigned number = type & 0x7F;
-  return number < kEnclosures.size() ? String::UTF8ToUTF16(kEnclosures[number]) : WString();
+  if (number == 0 || number > kEnclosureNames.size()) return {};
+  return String::UTF8ToUTF16(kEnclosureNames[number - 1]);
 }
 
 WString IsoDate(WStringView text) {
