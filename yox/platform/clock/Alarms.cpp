@@ -7,8 +7,20 @@
 namespace yox::platform {
 namespace {
 
-// The alarm whose ring this thread is inside of.
-constinit thread_local const void* t_ringing = nullptr;
+// The rings that this thread is inside of, the innermost first: a ring may move the clock, so that
+// another alarm rings within it.
+struct Ringing {
+  const void* entry;
+  const Ringing* outer;
+};
+constinit thread_local const Ringing* t_ringing = nullptr;
+
+bool IsInside(const void* entry) {
+  for (const Ringing* ringing = t_ringing; ringing != nullptr; ringing = ringing->outer) {
+    if (ringing->entry == entry) return true;
+  }
+  return false;
+}
 
 }  // namespace
 
@@ -19,8 +31,8 @@ class YOX_LOCAL Alarms::Armed final : public Clock::Alarm {
   ~Armed() override {
     MutexLock lock(alarms_.mutex_);
     std::erase_if(alarms_.waiting_, [&](const auto& waiting) { return waiting.second == entry_; });
-    // A ring that destroys its own alarm does not wait for itself.
-    if (t_ringing == entry_.get()) return;
+    // A ring that destroys its own alarm, or one that rings around it, does not wait for its end.
+    if (IsInside(entry_.get())) return;
     while (entry_->ringing) alarms_.changed_.Wait(lock);
   }
 
@@ -51,9 +63,10 @@ void Alarms::Reach(std::int64_t moment) {
     waiting_.erase(waiting_.begin());
     entry->ringing = true;
     lock.Unlock();  // a ring may set and destroy alarms
-    const void* const outer = std::exchange(t_ringing, entry.get());
+    const Ringing ringing{entry.get(), t_ringing};
+    t_ringing = &ringing;
     entry->ring();
-    t_ringing = outer;
+    t_ringing = ringing.outer;
     lock.Lock();
     entry->ringing = false;
     changed_.NotifyAll();

@@ -57,6 +57,22 @@ TEST(AlarmsTest, ARingMayDestroyItsOwnAlarmAndSetAnother) {
   EXPECT_EQ(rings, 1);
 }
 
+TEST(AlarmsTest, ARingWithinARingMayDestroyTheOuterAlarm) {
+  Alarms alarms;
+  std::string order;
+  std::unique_ptr<Clock::Alarm> outer;
+  const auto inner = alarms.Set(20, [&] {
+    outer = nullptr;
+    order += "inner ";
+  });
+  outer = alarms.Set(10, [&] {
+    alarms.Reach(20);
+    order += "outer ";
+  });
+  alarms.Reach(10);
+  EXPECT_EQ(order, "inner outer ");
+}
+
 TEST(AlarmsTest, TheEarliestAlarmCanBeAwaited) {
   Alarms alarms;
   EXPECT_EQ(alarms.AwaitNext(0), std::nullopt);

@@ -52,6 +52,7 @@ class Clock {
   // alarm; on any other clock the system ends it.
   virtual bool MovedByHand() const { return false; }
 
+  // A ring that is set; destroying it disarms it.
   class Alarm {
    public:
     virtual ~Alarm() = default;
