@@ -381,6 +381,18 @@ TEST(DecideTest, FactsAreFetchedInTheOrderOfTheCriteriaAndOnce) {
   EXPECT_EQ(facts.fetched, once + " registry") << "only the registry is read again";
 }
 
+TEST(DecideTest, ATextAndAnotherFactOfOneFieldAreKeptApart) {
+  WatchedFacts facts;
+  facts.Version(FilterField::os_version);
+  facts.Tags();
+  facts.Today();
+  for (const FilterField field :
+       {FilterField::os_version, FilterField::tag, FilterField::date_range}) {
+    EXPECT_EQ(facts.Text(field).given, "x"_w);
+  }
+  EXPECT_EQ(facts.fetched, " os_version tags today os_version tag date_range");
+}
+
 TEST(DecideTest, FactsAfterTheFirstFailureAreNotFetched) {
   const auto list = ReadFilterDocument(R"([{"language": "x", "mfr": "y", "model": "x"},
                                            {"default": "true"}, {"family": "x"}])")

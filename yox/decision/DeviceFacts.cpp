@@ -7,17 +7,17 @@ const Pairs& NoPairs() {
 }
 
 const TextsFact& DeviceFacts::Subscriptions() {
-  return Fetched(Bit(FilterField::device_subscription), slots_.of.subscriptions,
+  return Fetched(OtherBit(FilterField::device_subscription), slots_.of.subscriptions,
                  [&] { return FetchSubscriptions(); });
 }
 
 const PairsFact& DeviceFacts::InstalledItems() {
-  return Fetched(Bit(FilterField::installed_items), slots_.of.installed_items,
+  return Fetched(OtherBit(FilterField::installed_items), slots_.of.installed_items,
                  [&] { return FetchInstalledItems(); });
 }
 
 const HardwareIdsFact& DeviceFacts::PresentHardwareIds() {
-  return Fetched(Bit(FilterField::hardware_id), slots_.of.hardware_ids,
+  return Fetched(OtherBit(FilterField::hardware_id), slots_.of.hardware_ids,
                  [&] { return FetchHardwareIds(); });
 }
 
@@ -32,7 +32,7 @@ std::int64_t DeviceFacts::Now() {
 }
 
 const LocalDays& DeviceFacts::Today() {
-  return Fetched(Bit(FilterField::date_range), slots_.of.today, [&] { return FetchToday(); });
+  return Fetched(OtherBit(FilterField::date_range), slots_.of.today, [&] { return FetchToday(); });
 }
 
 std::optional<PairView> DeviceFacts::FindTag(const TextPattern& name) {

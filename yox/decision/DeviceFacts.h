@@ -27,6 +27,7 @@ enum class Knowledge : std::uint8_t {
   kUnknown,
 };
 
+// A text of the device, or that it has none, or that this is not known.
 struct TextFact {
   Knowledge knowledge = Knowledge::kUnknown;
   bool is_folded = false;         // the letter case of `text` is folded
@@ -34,21 +35,25 @@ struct TextFact {
   WStringView text = {};          // without surrounding white space
   std::uint64_t fingerprint = 0;  // of `text`, as Fingerprint.h has it; 0: not computed yet
 
+  // Returns the fingerprint, which the first call computes.
   std::uint64_t Fingerprint() {
     if (fingerprint == 0) fingerprint = decision::Fingerprint(text);
     return fingerprint;
   }
 
+  // Returns the fact for a text as the device has it. Keeps the view.
   static TextFact Of(WStringView given, Knowledge knowledge = Knowledge::kKnown) {
     return {knowledge, false, given, String::Trimmed(given)};
   }
 };
 
+// A version of the device or of the client.
 struct VersionFact {
   Knowledge knowledge = Knowledge::kUnknown;
   VersionText text = VersionText({});
 };
 
+// A list of texts: the subscriptions. Empty unless known.
 struct TextsFact {
   Knowledge knowledge = Knowledge::kUnknown;
   std::span<const WString> texts = {};
@@ -64,11 +69,13 @@ class PairSource {
   virtual std::optional<PairView> First(const TextPattern& name, const Pairs& except) const = 0;
 };
 
+// The tags or the installed items, known or unknown as a whole.
 struct PairsFact {
   Knowledge knowledge = Knowledge::kUnknown;
   const PairSource* pairs = nullptr;  // set when known
 };
 
+// The hardware IDs that are present, known or unknown as a whole.
 struct HardwareIdsFact {
   Knowledge knowledge = Knowledge::kUnknown;
   const HardwareIds* ids = nullptr;  // set when known
@@ -83,6 +90,7 @@ struct RegistryFact {
       {};  // as a requirement's data is compared with it; valid until the next value is read
 };
 
+// The bucket, 0 to 4095, that decides from which day of a roll-out on the device takes part.
 struct BucketFact {
   Knowledge knowledge = Knowledge::kUnknown;
   int bucket = 0;
@@ -110,12 +118,12 @@ class YOX_API DeviceFacts {
   // Returns the fact for os_version, version or target_version. Criteria store the parsed version
   // in it.
   VersionFact& Version(FilterField field) {
-    return Fetched(Bit(field), slots_.of.versions[VersionSlot(field)],
+    return Fetched(OtherBit(field), slots_.of.versions[VersionSlot(field)],
                    [&] { return FetchVersion(field); });
   }
   const TextsFact& Subscriptions();
   const PairsFact& Tags() {
-    return Fetched(Bit(FilterField::tag), slots_.of.tags, [&] { return FetchTags(); });
+    return Fetched(OtherBit(FilterField::tag), slots_.of.tags, [&] { return FetchTags(); });
   }
   const PairsFact& InstalledItems();
   const HardwareIdsFact& PresentHardwareIds();
@@ -159,26 +167,31 @@ class YOX_API DeviceFacts {
   virtual std::int64_t FetchNow() = 0;
   virtual LocalDays FetchToday();
 
-  // Drops the fact, so that it is fetched again when it is next needed.
-  void Forget(FilterField field) { fetched_ &= ~Bit(field); }
+  // Drops the facts of the field's criterion, so that they are fetched again when next needed.
+  void Forget(FilterField field) { fetched_ &= ~(Bit(field) | OtherBit(field)); }
 
  private:
-  // Bits of `fetched_` after those of the fields.
+  // The bits of `fetched_`: for each field that of its text and, from kOtherBit on, that of the
+  // fact in another form, such as a version or the tags.
   static constexpr unsigned kNowBit = kFilterFieldCount;
   static constexpr unsigned kBucketBit = kNowBit + 1;  // two
+  static constexpr unsigned kOtherBit = kBucketBit + 2;
+  static_assert(kOtherBit + kFilterFieldCount <= 64);
 
-  static constexpr std::uint32_t Bit(unsigned number) { return std::uint32_t{1} << number; }
-  static constexpr std::uint32_t Bit(FilterField field) {
+  static constexpr std::uint64_t Bit(unsigned number) { return std::uint64_t{1} << number; }
+  static constexpr std::uint64_t Bit(FilterField field) {
     return Bit(static_cast<unsigned>(field));
+  }
+  static constexpr std::uint64_t OtherBit(FilterField field) {
+    return Bit(kOtherBit + static_cast<unsigned>(field));
   }
   static constexpr std::size_t VersionSlot(FilterField field) {
     return field == FilterField::os_version ? 0 : field == FilterField::version ? 1 : 2;
   }
-  bool IsFetched(FilterField field) const { return (fetched_ & Bit(field)) != 0; }
 
   // Returns the value in the slot, which `fetch` creates when it is first needed.
   template <class Value, class Fetch>
-  Value& Fetched(std::uint32_t bit, Value& slot, Fetch fetch) {
+  Value& Fetched(std::uint64_t bit, Value& slot, Fetch fetch) {
     if ((fetched_ & bit) == 0) {
       static_assert(std::is_trivially_destructible_v<Value>);
       ::new (static_cast<void*>(&slot)) Value(fetch());
@@ -203,7 +216,7 @@ class YOX_API DeviceFacts {
     } of;
   };
 
-  std::uint32_t fetched_ = 0;
+  std::uint64_t fetched_ = 0;
   const Pairs& extra_tags_;
   Slots slots_;
 };
