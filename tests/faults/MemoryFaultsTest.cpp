@@ -1,8 +1,11 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <new>
 #include <string>
 
+#include "yox/applicability/TestEvaluator.h"
+#include "yox/base/WString.h"
 #include "yox/platform/simulated/DeviceProfileReader.h"
 #include "yox/platform/simulated/SimulatedDevice.h"
 
@@ -12,6 +15,7 @@
 
 namespace {
 
+using namespace yox::literals;
 using yox_test::WholeOperation;
 using yox_test::WholeOperations;
 
@@ -46,6 +50,31 @@ TEST_P(MemoryFaultsTest, OnASimulatedDevice) {
     ASSERT_EQ(operation.run(), expected) << "after allocation " << number << " had failed";
   }
   EXPECT_GT(number, 10);
+}
+
+TEST(MemoryFaultsTest, ASeedThatCannotBeHashedIsLoggedAndOutOfTheRollout) {
+  yox::platform::SimulatedDevice device(
+      yox::platform::ReadDeviceProfile(R"({"clock": {"now": "2026-04-10T12:00:00"}})"));
+  const yox::platform::ScopedPlatform installed(device);
+  const yox::WString serial(1000, 'x');
+  const yox::WString function = "2026-01-01|101|linear"_w;  // the day before the last one
+  yox_test::AnyEvaluator();
+  yox_test::CapturedLog log;
+  int failures = 0;
+  for (std::int64_t number = 1;; ++number) {
+    log.Clear();
+    yox_test::FailAllocation(number);
+    const bool reached = yox_test::AnyEvaluator().DoesDateFunctionMatch(function, &serial, nullptr);
+    if (yox_test::StopFailing() < number) {
+      EXPECT_TRUE(reached);
+      break;
+    }
+    ++failures;
+    EXPECT_FALSE(reached);
+    EXPECT_THAT(log.Text(), testing::EndsWith("E ApplicabilityEvaluator::DoesDateFunctionMatch "
+                                              "Bad alloc on seed hash.\n"));
+  }
+  EXPECT_GT(failures, 0);
 }
 
 }  // namespace

@@ -5,10 +5,13 @@
 #include <stdexcept>
 #include <string>
 
+#include "yox/applicability/DecisionLog.h"
 #include "yox/applicability/TestClock.h"
 #include "yox/applicability/TestEvaluator.h"
 #include "yox/base/SaltedHash.h"
 #include "yox/decision/Dates.h"
+#include "yox/decision/Decide.h"
+#include "yox/decision/FilterDocument.h"
 #include "yox/platform/clock/Clock.h"
 #include "yox/platform/simulated/DeviceProfileReader.h"
 #include "yox/platform/simulated/SimulatedDevice.h"
@@ -220,7 +223,7 @@ INSTANTIATE_TEST_SUITE_P(
                      "2026-01-05|28|linear|tenant|x|y"_w, true, ""}),
     yox_test::RowName());
 
-// Day 1 to the last: who is in and since when, against the share computed anew.
+// Day 1 to the last: who is in and since when, against the share computed again.
 TEST(RolloutTest, TheBucketIsInOnceTheShareReachesIt) {
   const int bucket = BucketOf(kSerial);
   for (const char* growth : {"linear", "exponentialNormal", "exponentialSlow", "LINEAR"}) {
@@ -281,7 +284,7 @@ TEST(RolloutTest, TheBucketIsReadOffTheFirstThreeDigits) {
   EXPECT_EQ(yox::decision::RolloutBucket(""_w), 0);
 }
 
-// Which of two seeds decides is told by a day on which one is in and the other is not.
+// Which of two seeds decides shows on a day on which one is in and the other is not.
 TEST(RolloutTest, TheFourthPieceChoosesTheOrganisation) {
   WString low = "a"_w;
   WString high = "a"_w;
@@ -324,6 +327,43 @@ TEST(RolloutTest, ASeedThatCannotBeHashedIsLoggedAndFalse) {
   YOX::Log::SetSink({});
   EXPECT_EQ(lines.back(),
             "EApplicabilityEvaluator::DoesDateFunctionMatch Out of range on seed hash");
+}
+
+// A device whose bucket cannot be computed.
+template <class Exception>
+class WithoutBucket final : public yox::decision::DeviceFacts {
+ public:
+  WithoutBucket() : DeviceFacts(yox::decision::NoPairs()) {}
+
+  yox::decision::DayStart StartOfDay(int, int, int) override {
+    return yox::decision::DayStart::Of(0);
+  }
+
+ private:
+  yox::decision::BucketFact FetchBucket(bool) override { throw Exception("no bucket"); }
+  std::int64_t FetchNow() override { return 3600; }
+};
+struct BadAlloc : std::bad_alloc {
+  explicit BadAlloc(const char*) {}
+};
+
+template <class Exception>
+std::string DecidedWithoutBucket() {
+  const auto list =
+      yox::decision::ReadFilterDocument(R"([{"date_function": "1970-01-01|100|linear"}])")
+          .snapshot();
+  WithoutBucket<Exception> facts;
+  LogThrottler throttler;
+  yox::applicability::DecisionLog observer(*list, throttler, nullptr);
+  const CapturedLog log;
+  EXPECT_EQ(yox::decision::Decide(*list, facts, &observer).applies, yox::decision::Truth::kFalse);
+  return log.Lines().empty() ? "" : log.Lines().front().text;
+}
+
+TEST(RolloutTest, ADecisionWithoutABucketIsLoggedAndFalse) {
+  const std::string function = "ApplicabilityEvaluator::DoesDateFunctionMatch ";
+  EXPECT_EQ(DecidedWithoutBucket<BadAlloc>(), function + "Bad alloc on seed hash.");
+  EXPECT_EQ(DecidedWithoutBucket<std::out_of_range>(), function + "Out of range on seed hash");
 }
 
 TEST(RolloutTest, AMissingSeedIsLogged) {

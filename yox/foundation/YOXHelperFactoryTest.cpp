@@ -85,18 +85,30 @@ TEST(YOXHelperFactoryTest, ADestructorOfAHeldObjectFindsThoseBeforeIt) {
 TEST(YOXHelperFactoryTest, ACopySharesTheObjects) {
   const auto owner = std::make_shared<int>();
   auto record = Object<MachineInformation>(owner);
+  auto provider = Object<YOX::DeviceInfoProvider>(owner);
+  auto evaluator = Object<ApplicabilityEvaluator>(owner);
+  auto manager = Object<YOX::YoxStatusManager>(owner);
+  const auto expect_all = [&](YOXHelperFactory& factory) {
+    EXPECT_EQ(factory.GetMachineInformationAgent(), record);
+    EXPECT_EQ(factory.GetDeviceInfoProviderAgent(), provider);
+    EXPECT_EQ(factory.GetApplicablilityEvaluatorAgent(), evaluator);
+    EXPECT_EQ(factory.GetYoxStatusManager(), manager);
+  };
   YOXHelperFactory* const factory = YOXHelperFactory::GetInstance();
   factory->SetMachineInformationAgent(record);
+  factory->SetDeviceInfoProviderAgent(provider);
+  factory->SetApplicablityEvaluatorAgent(evaluator);
+  factory->SetYoxStatusManager(manager);
   // The destructor is private: a copy cannot be destroyed, and lives as long as the process.
   alignas(YOXHelperFactory) static std::byte storage[sizeof(YOXHelperFactory)];
   auto* const copy = new (storage) YOXHelperFactory(*factory);
-  EXPECT_EQ(copy->GetMachineInformationAgent(), record);
-  EXPECT_EQ(record.use_count(), 4);  // owner, record, factory, copy
+  expect_all(*copy);
+  EXPECT_EQ(owner.use_count(), 13);  // owner, and four each of the test, the factory and the copy
   YOXHelperFactory::ReleaseInstance();
-  EXPECT_EQ(copy->GetMachineInformationAgent(), record);
-  EXPECT_EQ(record.use_count(), 3);
+  expect_all(*copy);
+  EXPECT_EQ(owner.use_count(), 9);
   *YOXHelperFactory::GetInstance() = *copy;
-  EXPECT_EQ(YOXHelperFactory::GetInstance()->GetMachineInformationAgent(), record);
+  expect_all(*YOXHelperFactory::GetInstance());
   YOXHelperFactory::ReleaseInstance();
 }
 

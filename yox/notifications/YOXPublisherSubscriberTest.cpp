@@ -105,7 +105,7 @@ class Receiver {
   const std::shared_ptr<Seen> seen_ = std::make_shared<Seen>();
 };
 
-// Holds the worker in the first subscriber's call of the next record until it is released.
+// Keeps the worker in the first subscriber's call of the next record until it is released.
 class HeldWorker {
  public:
   explicit HeldWorker(TestBus& bus) : bus_(bus) {
@@ -607,6 +607,14 @@ TEST(BusTest, ASemaphoreThatIsFullIsLogged) {
   EXPECT_THAT(Texts(log), ElementsAre("E ReleaseSempahore failed."));
 }
 
+TEST(BusTest, ACleanedUpBusHasNoSemaphoreToFill) {
+  TestBus bus;
+  bus.Cleanup();
+  const CapturedLog log;
+  for (int i = 0; i <= 1024; ++i) bus.SetStopRequest();
+  EXPECT_THAT(Texts(log), IsEmpty());
+}
+
 TEST(BusTest, CleanupTwiceLogsTwiceAndDoesNothingMore) {
   TestBus bus;
   bus.Subscribe([](YOXNotificationData&) {}, false);
@@ -843,7 +851,7 @@ TEST(BusTest, ABusThatStoppedWithARecordInHandHoldsNobodyWhoHasLeft) {
   EXPECT_TRUE(Expires(watched));
 }
 
-// Publishes until these have had some deliveries behind them, so that the bus takes them for brisk.
+// Publishes until these have returned from some deliveries, so that the bus counts theirs as short.
 void Settle(TestBus& bus, Receiver& receiver) {
   for (int event = 1; event <= kSettling; ++event) {
     bus.Notify(Record(7, event), ""_w);
@@ -1205,7 +1213,7 @@ class SteppedBusTest : public testing::Test {
   }
 
   yox::platform::SimulatedClock& clock() { return device_.clock(); }
-  // Waits until somebody waits for the clock, then lets the time pass.
+  // Waits until a thread waits for the clock, then lets the time pass.
   void Pass(std::int64_t milliseconds) {
     ASSERT_TRUE(clock().alarms().AwaitNext(kBound));
     clock().AdvanceMilliseconds(milliseconds);
@@ -1273,7 +1281,7 @@ class Hanging {
   const std::shared_ptr<Delivery> delivery_ = std::make_shared<Delivery>();
 };
 
-// Subscribers that hang, and one whose turn comes behind theirs.
+// Subscribers that hang, and one whose turn comes after theirs.
 template <std::size_t Count>
 struct Line {
   std::array<std::unique_ptr<Hanging>, Count> hanging;

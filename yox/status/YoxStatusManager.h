@@ -22,6 +22,7 @@ class YOX_API YoxStatusManager {
  public:
   enum class Gateway : std::int32_t { Registration = 0, HttpGateway, MqttGateway, Unknown };
 
+  // The occurrences of one code of a gateway.
   struct ErrorInfo {
     std::int32_t errorCode = 0;
     std::chrono::system_clock::time_point lastOccurred;

@@ -229,13 +229,15 @@ void PrintTo(const CallRow& row, std::ostream* out) { *out << row.name; }
 
 class StatusCall : public YoxStatusManagerTest, public testing::WithParamInterface<CallRow> {};
 
-// The call is made on another thread while an error is being registered, which takes long.
+// The call is made on another thread while an error is being registered, which takes long. Until
+// the registration is over, it neither returns nor changes anything.
 TEST_P(StatusCall, WaitsForARegistration) {
   std::thread other;
   std::atomic<bool> begun{false};
   std::atomic<bool> returned{false};
   std::atomic<bool> seen{false};
   bool returned_meanwhile = false;
+  std::vector<YoxStatusManager::ErrorInfo> listed;
   YOX::Log::SetSink([&](std::string_view, YOX::LogLevel, std::string_view) {
     if (seen.exchange(true)) return;
     other = std::thread([&] {
@@ -246,11 +248,14 @@ TEST_P(StatusCall, WaitsForARegistration) {
     while (!begun) std::this_thread::yield();
     for (int i = 0; i < 20'000 && !returned; ++i) std::this_thread::yield();
     returned_meanwhile = returned;
+    listed = manager_.GetErrors(Gateway::HttpGateway);  // the lock is this thread's
   });
   manager_.RegisterError(Gateway::HttpGateway, 7);
   other.join();
   YOX::Log::SetSink({});
   EXPECT_FALSE(returned_meanwhile);
+  ASSERT_EQ(listed.size(), 1U);
+  EXPECT_EQ(listed[0].count, 1);
 }
 
 INSTANTIATE_TEST_SUITE_P(
