@@ -25,7 +25,7 @@
 #include "bindings/postgresql/JsonbFacts.h"
 #include "bindings/sql/Buckets.h"
 #include "bindings/sql/ListCache.h"
-#include "bindings/sql/Rows.h"
+#include "bindings/sql/TableRows.h"
 
 using yox::DocumentError;
 using yox::String;

@@ -10,7 +10,7 @@
 
 #include "yox/base/TimeZone.h"
 
-#include "bindings/sql/Rows.h"
+#include "bindings/sql/TableRows.h"
 #include "bindings/sqlite/Arguments.h"
 
 namespace yox::sqlite {

@@ -5,7 +5,7 @@
 
 #include "yox/base/Json.h"
 #include "yox/device/DeviceInfoProvider.h"
-#include "yox/device/Facts.h"
+#include "yox/device/FactTable.h"
 #include "yox/device/MachineInformation.h"
 #include "yox/platform/Platform.h"
 #include "yox/platform/devices/DeviceTree.h"

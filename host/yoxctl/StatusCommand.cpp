@@ -1,9 +1,8 @@
-#include <json/reader.h>
-
 #include <filesystem>
-#include <memory>
 
+#include "yox/base/Document.h"
 #include "yox/base/Json.h"
+#include "yox/base/StrictJson.h"
 
 #include "host/yoxctl/CommandLine.h"
 #include "host/yoxctl/Output.h"
@@ -29,12 +28,11 @@ std::string SocketOf(const Arguments& arguments, const GlobalOptions& global) {
 
 Json::Value Parsed(const std::string& text) {
   Json::Value status;
-  std::string errors;
-  const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
-  if (!reader->parse(text.data(), text.data() + text.size(), &status, &errors) ||
-      !status.isObject()) {
-    throw Refusal("status: the service's answer is no JSON object");
+  try {
+    status = yox::ParseDocument(text);
+  } catch (const yox::DocumentError&) {  // NOLINT(bugprone-empty-catch): refused below
   }
+  if (!status.isObject()) throw Refusal("status: the service's answer is no JSON object");
   return status;
 }
 

@@ -18,7 +18,7 @@
 #include "yox/tags/AppAndTagCollection.h"
 
 #include "host/yoxd/Journal.h"
-#include "host/yoxd/System.h"
+#include "host/yoxd/ProcessEnvironment.h"
 #include "host/yoxd/Text.h"
 
 namespace yoxd {

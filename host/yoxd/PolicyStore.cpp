@@ -11,7 +11,7 @@
 #include "yox/policy/ProvisionFileUtility.h"
 
 #include "host/yoxd/Journal.h"
-#include "host/yoxd/System.h"
+#include "host/yoxd/ProcessEnvironment.h"
 #include "host/yoxd/Text.h"
 
 namespace yoxd {

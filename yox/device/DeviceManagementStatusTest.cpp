@@ -20,7 +20,7 @@ using yox::platform::JoinAnswer;
 using Outcome = JoinAnswer::Outcome;
 using yox_test::InstalledDevice;
 
-// The answer of one signal.
+// The result of one signal.
 bool Query(std::string_view name) {
   for (const auto& signal : yox::device::ManagementSignals()) {
     if (signal.name == name) return signal.query();
@@ -37,7 +37,7 @@ std::string Profile(const std::string& sections) {
          (sections.empty() ? "" : ", " + sections) + "}";
 }
 
-// Counts what it is asked, and answers as it is told.
+// Counts its calls, and returns what the test sets.
 class CountingJoin final : public yox::platform::JoinState {
  public:
   JoinAnswer Domain() override {
@@ -125,7 +125,7 @@ TEST_F(DeviceManagementStatusTest, ADomainAnswerIsRememberedForEverAnErrorInclud
 struct FailedJoinRow {
   const char* name;
   JoinAnswer answer;
-  const char* log;  // behind the operation's name
+  const char* log;  // after the operation's name
 };
 class FailedJoinTest : public DeviceManagementStatusTest,
                        public testing::WithParamInterface<FailedJoinRow> {};

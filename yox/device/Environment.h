@@ -6,6 +6,7 @@
 
 namespace YOX {
 
+// The description of the operating system that is sent with telemetry.
 class YOX_API Environment {
  public:
   Environment() = delete;

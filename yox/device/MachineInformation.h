@@ -66,6 +66,7 @@ class YOX_API MachineInformation {
   using List = std::vector<yox::WString>;
 
 #define YOX_ENUMERATOR(name, ...) name,
+  // The texts, for View.
   enum class Text : std::size_t { YOX_MACHINE_TEXTS(YOX_ENUMERATOR, YOX_ENUMERATOR) kCount };
 #undef YOX_ENUMERATOR
 

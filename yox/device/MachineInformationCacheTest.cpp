@@ -118,7 +118,7 @@ TEST(MachineInformationCacheTest, AStartFromTheFileAsksNothing) {
   EXPECT_EQ(ReadFile(device.Shared(kFile)), kGoldenFile);
 }
 
-// A file that is read gives a record, and no collection, whatever it holds.
+// A file that is read gives a record, and no collection, whatever it contains.
 struct BadFileRow {
   const char* name;
   std::string content;

@@ -315,7 +315,7 @@ TEST(MachineInformationCollectionTest, AcceleratorsThatCannotBeAskedChangeNothin
 struct AdapterRow {
   const char* name;
   const char* adapters;
-  std::vector<WString> names;  // what is kept; the former ones when nothing is
+  std::vector<WString> names;  // what is kept; if there are none, the former ones
 };
 class GpuNamesTest : public testing::TestWithParam<AdapterRow> {};
 

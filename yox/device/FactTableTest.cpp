@@ -5,7 +5,7 @@
 #include <string>
 
 #include "yox/device/DeviceInfoProvider.h"
-#include "yox/device/Facts.h"
+#include "yox/device/FactTable.h"
 #include "yox/device/InstalledDevice.h"
 #include "yox/device/MachineInformation.h"
 

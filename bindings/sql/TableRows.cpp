@@ -1,4 +1,4 @@
-#include "bindings/sql/Rows.h"
+#include "bindings/sql/TableRows.h"
 
 #include <cstddef>
 #include <utility>

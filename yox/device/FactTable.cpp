@@ -1,4 +1,4 @@
-#include "yox/device/Facts.h"
+#include "yox/device/FactTable.h"
 
 #include "yox/base/String.h"
 #include "yox/device/DeviceInfoProvider.h"
