@@ -29,6 +29,7 @@ class YOX_API String {
   // Returns the length in bytes of the longest prefix that is well-formed.
   static std::size_t ValidUTF8Size(std::string_view text);
 
+  // Returns whether the code unit is one of kWhiteSpace.
   static constexpr bool IsWhiteSpace(WChar unit) {
     return unit == ' ' || (unit >= '\t' && unit <= '\r');
   }
@@ -60,6 +61,7 @@ class YOX_API String {
   // Replaces each occurrence of `what` from left to right. An empty `what` is found nowhere.
   static WString Replace(WStringView text, WStringView what, WStringView with);
 
+  // Compare code unit by code unit, letter case included. An empty prefix or suffix always matches.
   static bool StartsWith(WStringView text, WStringView prefix);
   static bool EndsWith(WStringView text, WStringView suffix);
 

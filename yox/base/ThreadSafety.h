@@ -108,10 +108,12 @@ class YOX_SCOPED_CAPABILITY BasicMutexLock {
   BasicMutexLock(const BasicMutexLock&) = delete;
   BasicMutexLock& operator=(const BasicMutexLock&) = delete;
 
+  // Unlocks before the block ends. Must be locked.
   void Unlock() YOX_RELEASE() {
     mutex_.unlock();
     locked_ = false;
   }
+  // Locks again after Unlock; waits for the mutex.
   void Lock() YOX_ACQUIRE() {
     mutex_.lock();
     locked_ = true;

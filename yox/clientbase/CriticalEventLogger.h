@@ -9,5 +9,6 @@ class YOX_API CriticalEventLogger {
  public:
   CriticalEventLogger() = delete;
 
+  // Writes the line "critical event EVENT, DETAIL", both in decimal. Throws nothing.
   static void Log(int event, int detail);
 };

@@ -20,6 +20,8 @@ class YOX_API FileSystem {
   // there is none.
   static yox::WString GetCommonApplicationDataPath();
 
+  // Returns whether there is a regular file, or a link to one, at the path. False for a folder, and
+  // if the file system cannot say.
   static bool fileExists(const yox::WString& path);
   // Returns the size in bytes; 0 if there is no such file.
   static std::uint64_t fileSize(const yox::WString& path);

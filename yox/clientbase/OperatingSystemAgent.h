@@ -9,8 +9,10 @@ class YOX_API OperatingSystemAgent {
  public:
   OperatingSystemAgent() = delete;
 
-  static yox::WString GetOperatingSystemProductName();
-  static yox::WString GetOperatingSystemProductEditionID();
-  static yox::WString GetOperatingSystemVersion();
+  static yox::WString GetOperatingSystemProductName();       // "Windows 11 Pro"
+  static yox::WString GetOperatingSystemProductEditionID();  // "Professional"
+  static yox::WString GetOperatingSystemVersion();           // "10.0.22631.4460"
+  // Returns whether the system runs in S mode, which allows store applications only. Always false
+  // on Linux.
   static bool IsSMode();
 };

@@ -4,6 +4,7 @@
 
 namespace YOX {
 
+// What the library asks about the process that it runs in.
 class YOX_API ProcessWrap {
  public:
   ProcessWrap() = delete;

@@ -2,6 +2,7 @@
 
 #include "yox/base/Export.h"
 
+// The choices about privacy that the user made when the device was set up.
 class YOX_API ZeroDayUtil {
  public:
   ZeroDayUtil() = delete;

@@ -36,6 +36,7 @@ class CompiledList {
     TextAlternatives::Set alternatives = {};                            // of texts
   };
 
+  // One filter: what it decides when it matches, and the range of its steps.
   struct Program {
     const Filter* filter;
     Control decides;  // `default`
@@ -56,6 +57,9 @@ class CompiledList {
   // An upper bound of the length, in UTF-16 units, of a reason text for this list.
   std::size_t longest_reason() const { return longest_reason_; }
 
+  // The criteria of a filter, in the order of evaluation, and the parsed requirements of a step.
+  // Only the function for the language of the step's criterion may be called. Views and references
+  // are valid while the list lives.
   std::span<const Step> Steps(const Program& program) const {
     return std::span(steps_).subspan(program.first_step, program.step_count);
   }

@@ -21,6 +21,7 @@ struct IntegerText {
   String::IntegerStatus status = String::IntegerStatus::kInvalid;
   int number = 0;
 
+  // Reads the text as String::TryToInteger does, so that characters after the digits are ignored.
   static IntegerText Parse(WStringView text);
 };
 
@@ -30,6 +31,7 @@ struct DateText {
   bool has_three_pieces = false;
   std::array<IntegerText, 3> fields = {};
 
+  // Splits the text at each "-"; of a text without exactly three pieces only `text` is set.
   static DateText Parse(WStringView text);
 
   // Returns a negative number, 0 or a positive number: this date is before, on or after `day`.
@@ -47,7 +49,10 @@ struct DateRange {
   DateText start = {};
   DateText end = {};
 
+  // Splits the text at each "|".
   static DateRange Parse(WStringView range);
+  // Returns whether the day is within. A bound that does not compare (DateText::CompareTo) excludes
+  // every day.
   bool Contains(const LocalDate& day) const;
 };
 
@@ -63,6 +68,7 @@ struct Rollout {
   std::optional<Growth> growth = {};
   bool by_tenant = false;
 
+  // Splits the text at each "|". FlawOf says what is wrong with the result.
   static Rollout Parse(WStringView text);
 };
 

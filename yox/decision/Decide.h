@@ -15,6 +15,7 @@
 // DeviceFacts object of its own. Throws what the facts or the observer throw.
 namespace yox::decision {
 
+// What a list decides for a device.
 struct Verdict {
   Truth applies = Truth::kUnknown;
   // The index of the filter that decided; std::nullopt if none did, or if an undecided filter came

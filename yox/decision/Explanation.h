@@ -32,6 +32,7 @@ struct ExplainedFact {
   CriterionResult result = CriterionResult::kHeld;
 };
 
+// The result of one criterion of a filter, and what it was compared with.
 struct ExplainedCriterion {
   FilterField field = FilterField::country;
   yox::WString required;
@@ -41,6 +42,7 @@ struct ExplainedCriterion {
   std::size_t facts_left_out = 0;  // how many there are beyond the first 256, which are in `facts`
 };
 
+// The result of one filter of the list.
 struct ExplainedFilter {
   enum class Outcome : std::uint8_t { kMatched, kNotMatched, kDefault, kNotReached, kUndecided };
 
@@ -50,6 +52,7 @@ struct ExplainedFilter {
   std::vector<ExplainedCriterion> criteria;
 };
 
+// A decision with the result of every criterion of every filter.
 struct Explanation {
   bool applies = false;
   yox::WString reason;                    // the reason text of the decision
@@ -79,6 +82,7 @@ struct DecisionTrace {
 YOX_API Explanation Explain(const CompiledList& list, DeviceFacts& facts);
 YOX_API DecisionTrace Trace(const CompiledList& list, DeviceFacts& facts);
 
+// The criterion that made another filter decide: its filter's index, and its result afterwards.
 struct DecisionFlip {
   std::size_t filter = 0;
   FilterField criterion = FilterField::country;

@@ -62,9 +62,11 @@ enum class FactForm : std::uint8_t {
 };
 
 #define YOX_ENUMERATOR(name, form) name,
+// The facts, in the order of the table.
 enum class Fact : std::uint8_t { YOX_FACTS(YOX_ENUMERATOR) };
 #undef YOX_ENUMERATOR
 
+// A row of the table: the key in a facts document, and the form of its value.
 struct FactRow {
   std::string_view name;
   FactForm form;

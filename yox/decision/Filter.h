@@ -73,7 +73,9 @@ class YOX_API ApplicabilityFilter {
   ApplicabilityFilter& operator=(const ApplicabilityFilter& other);
   ~ApplicabilityFilter();
 
+  // Returns a copy of the list as it was set.
   List filters() const;
+  // Replaces the list as a whole. A requirement that is malformed is no error (see CompiledList).
   void set_filters(const List& filters);
 
   // Returns the current list with its requirements parsed. Never null; the object that it points to

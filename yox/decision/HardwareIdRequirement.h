@@ -16,6 +16,7 @@ class HardwareIds {
  public:
   virtual ~HardwareIds() = default;
 
+  // Returns whether the ID is present. `id` must be in upper case; it is compared as it is.
   virtual bool Contains(WStringView id) const = 0;
   // Whether one of the texts, which have their letter case folded, equals an ID, without regard to
   // letter case and to white space around the ID.

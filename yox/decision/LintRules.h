@@ -63,6 +63,7 @@ enum class LintRule : std::uint8_t {
   kSuppressionUnused,
 };
 
+// One rule: its name, as `lint: allow` takes it, and what a finding says.
 struct LintRuleRow {
   LintRule rule;
   std::string_view id;
@@ -188,6 +189,7 @@ inline constexpr std::array kLintRules = [] {
   });
 }();
 
+// Returns the row of a rule.
 constexpr const LintRuleRow& RowOf(LintRule rule) {
   return kLintRules[static_cast<std::size_t>(rule)];
 }

@@ -56,6 +56,7 @@ struct TextPattern {
   WStringView text = {};          // in a compiled list with its letter case folded
   std::uint64_t fingerprint = 0;  // in a compiled list that of the text
 
+  // Trims the pattern. Keeps a view of it; the letter case is not folded.
   static TextPattern Parse(WStringView pattern);
   // Whether the pattern is a text alone, which it matches without regard to letter case.
   bool IsText() const { return form == Form::kEqual && !negated && !text.empty(); }
@@ -115,6 +116,7 @@ struct VersionRequirement {
   bool valid = false;
   Version version = {};
 
+  // Reads an operator and a version. The result is invalid if that is not what the text is.
   static VersionRequirement Parse(WStringView pattern);
   // Trims the view in `actual` if neither side is blank; the caller then has to trim its own text,
   // too.
@@ -128,6 +130,7 @@ struct IntegerRequirement {
   String::IntegerStatus status = String::IntegerStatus::kInvalid;
   int number = 0;
 
+  // Reads an operator and an integer; `status` says whether there is one.
   static IntegerRequirement Parse(WStringView pattern);
   // Throws std::invalid_argument or std::out_of_range if `actual` is not an integer of 32 bits, and
   // then if the operand is not.
@@ -149,6 +152,7 @@ struct KeyValueTerm {
   bool negated = false;  // of the form without a value
   std::variant<std::monostate, TextPattern, VersionRequirement, IntegerRequirement> value = {};
 
+  // Splits the term at its first "|".
   static KeyValueTerm Parse(WStringView term);
 
   // `find(pattern)` must return the first pair whose key the pattern matches, as

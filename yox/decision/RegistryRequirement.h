@@ -23,6 +23,7 @@ struct RegistryRequirement {
   WStringView name = {};
   WStringView data = {};
 
+  // Splits the requirement; `form` says which separator is missing.
   static RegistryRequirement Parse(WStringView requirement);
 };
 

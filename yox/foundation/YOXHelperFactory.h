@@ -45,6 +45,7 @@ class YOX_API YOXHelperFactory {
   }
   std::shared_ptr<MachineInformation>& GetMachineInformationAgent() { return machine_information_; }
 
+  // For the host's own use; no component of the library reads it.
   void SetDeviceInfoProviderAgent(std::shared_ptr<YOX::DeviceInfoProvider>& agent) {
     device_info_provider_ = agent;
   }
@@ -60,6 +61,7 @@ class YOX_API YOXHelperFactory {
     return applicability_evaluator_;
   }
 
+  // For the host's own use; no component of the library reads it.
   void SetYoxStatusManager(std::shared_ptr<YOX::YoxStatusManager>& manager) {
     status_manager_ = manager;
   }

@@ -57,16 +57,19 @@ class YOX_API YOXNotificationData {
   yox::WString getTopic() const { return fields_->topic; }
   void setTopic(yox::WString value) { fields_.Mutable().topic = std::move(value); }
   yox::WString getDeviceActionState() const { return fields_->deviceActionState; }
+  // The state of the action that a channel message asks for, as the channel spells it.
   void setDeviceActionState(const yox::WString& value) {
     fields_.Mutable().deviceActionState = value;
   }
   NotificationProvider getNotificationProvider() const { return fields_->notificationProvider; }
+  // Returns the new value.
   NotificationProvider setNotificationProvider(NotificationProvider value) {
     return fields_.Mutable().notificationProvider = value;
   }
   // Returns the channel message as JSON.
   yox::WString getMessageForKXP() const { return fields_->messageForKXP; }
 
+  // Returns whether the record was read as a channel notification.
   bool isKXPNotification() const;
   // Returns whether the topic's text contains "/app/".
   bool isExtensionNotification() const;

@@ -31,21 +31,21 @@ class YOX_API Platform {
  public:
   virtual ~Platform() = default;
 
-  virtual Clock& clock() = 0;
-  virtual Files& files() = 0;
-  virtual Firmware& firmware() = 0;
-  virtual OperatingSystem& operating_system() = 0;
-  virtual Locale& locale() = 0;
-  virtual Users& users() = 0;
-  virtual Applications& applications() = 0;
-  virtual DisplayAdapters& display_adapters() = 0;
-  virtual Accelerators& accelerators() = 0;
-  virtual Services& services() = 0;
-  virtual JoinState& join_state() = 0;
-  virtual ManagementQueries& management_queries() = 0;
-  virtual Registry& registry() = 0;
-  virtual Client& client() = 0;
-  virtual DeviceTree& device_tree() = 0;
+  virtual Clock& clock() = 0;                           // time, time zone, uptime
+  virtual Files& files() = 0;                           // places of the library's own paths
+  virtual Firmware& firmware() = 0;                     // SMBIOS facts
+  virtual OperatingSystem& operating_system() = 0;      // names, version, updates
+  virtual Locale& locale() = 0;                         // country and language
+  virtual Users& users() = 0;                           // who is logged on
+  virtual Applications& applications() = 0;             // installed programs
+  virtual DisplayAdapters& display_adapters() = 0;      // graphics hardware
+  virtual Accelerators& accelerators() = 0;             // NPUs
+  virtual Services& services() = 0;                     // background services
+  virtual JoinState& join_state() = 0;                  // domain or cloud directory
+  virtual ManagementQueries& management_queries() = 0;  // WQL
+  virtual Registry& registry() = 0;                     // registry keys and values
+  virtual Client& client() = 0;                         // the client itself
+  virtual DeviceTree& device_tree() = 0;                // present devices and their hardware IDs
 
   // The platform in use: this machine's, unless a ScopedPlatform has installed another. May be
   // called from any thread.

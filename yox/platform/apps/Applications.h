@@ -8,6 +8,7 @@
 
 namespace yox::platform {
 
+// What an application's entry says of it. A text that the entry does not have is empty.
 struct InstalledApplication {
   WString name;
   WString publisher;
@@ -35,6 +36,7 @@ class Applications {
 
   virtual ~Applications() = default;
 
+  // Returns the applications of one source by their keys; empty if the source cannot be read.
   virtual ByKey Installed(ApplicationSource source) = 0;
   // Store applications: name to version, which is empty where the store records none.
   virtual std::map<WString, WString> Store() = 0;

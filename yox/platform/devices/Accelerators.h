@@ -16,6 +16,7 @@ struct Accelerator {
   friend bool operator==(const Accelerator&, const Accelerator&) = default;
 };
 
+// The compute accelerators of the device.
 class Accelerators {
  public:
   virtual ~Accelerators() = default;

@@ -8,6 +8,7 @@
 
 namespace yox::platform {
 
+// A graphics processor, or a driver that draws by software.
 struct DisplayAdapter {
   WString description;
   bool software = false;                     // drawn by the processor
@@ -18,6 +19,7 @@ struct DisplayAdapter {
   friend bool operator==(const DisplayAdapter&, const DisplayAdapter&) = default;
 };
 
+// The graphics hardware of the device.
 class DisplayAdapters {
  public:
   virtual ~DisplayAdapters() = default;

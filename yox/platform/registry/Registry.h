@@ -34,6 +34,8 @@ struct YOX_API RegistryValue {
   RegistryType type = RegistryType::kNone;
   std::vector<std::uint8_t> data;
 
+  // Return a value of the type that is named, in the byte order of registries, little-endian. Texts
+  // are UTF-16 and get their terminators.
   static RegistryValue Text(WStringView text);  // adds the terminator
   static RegistryValue ExpandableText(WStringView text);
   static RegistryValue MultiText(std::span<const WString> texts);
@@ -53,6 +55,7 @@ struct YOX_API RegistryValue {
   friend bool operator==(const RegistryValue&, const RegistryValue&) = default;
 };
 
+// A value of a key, with its name.
 struct RegistryEntry {
   WString name;  // empty: the key's default value
   RegistryValue value;
@@ -91,6 +94,7 @@ enum class RegistryStatus {
 
 enum class RegistryAction { kCreateKey, kDeleteKey, kSetValue, kDeleteValue };
 
+// One change to a registry, for Apply.
 struct RegistryEdit {
   RegistryAction action = RegistryAction::kCreateKey;
   RegistryKey key;
@@ -161,6 +165,7 @@ class YOX_API Registry {
   virtual RegistryStatus Watch(const RegistryKey& key, Changed changed,
                                std::unique_ptr<RegistryWatch>& watch) = 0;
 
+  // Returns whether the key exists and can be opened for reading.
   bool Exists(const RegistryKey& key);
   // Creates the key and every missing key above it; an existing key is success.
   RegistryStatus CreateKey(const RegistryKey& key);

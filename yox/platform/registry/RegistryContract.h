@@ -28,7 +28,7 @@ class RegistryUnderTest {
   virtual yox::platform::Registry& registry() = 0;
   // The same store as another process sees it.
   virtual yox::platform::Registry& other() { return registry(); }
-  // The security identifier that HKEY_CURRENT_USER stands for.
+  // The security identifier of the account of HKEY_CURRENT_USER.
   virtual yox::WString own_user() = 0;
   // Whether edits that fail change nothing.
   virtual bool is_atomic() const { return true; }

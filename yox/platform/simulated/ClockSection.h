@@ -20,6 +20,7 @@ struct LocalTime {
   friend bool operator==(const LocalTime&, const LocalTime&) = default;
 };
 
+// A time zone, and how the profile spells it.
 struct NamedZone {
   WString text = "UTC"_w;  // a text that TimeZone::Parse reads
   TimeZone rule;           // what it was read as

@@ -22,15 +22,18 @@ namespace yox::platform {
 struct DeviceProfile {
   using ClockSection = platform::ClockSection;
 
+  // The client on the device: its version, and whether the user allows anonymous data.
   struct ClientSection {
     WString version;
     bool anonymous_metrics = false;
   };
 
+  // The firmware: its facts, or the raw table from which they are read.
   struct FirmwareSection : FirmwareFacts {
     std::optional<std::vector<std::uint8_t>> smbios_table;  // instead of the facts
   };
 
+  // The operating system, as OperatingSystem.h describes each text and number.
   struct OsSection {
     WString product_name;
     WString edition_id;
@@ -42,16 +45,19 @@ struct DeviceProfile {
     std::vector<OperatingSystemUpdate> updates;
   };
 
+  // The user who is logged on, and whether the client runs as the system's own account.
   struct UserSection {
     WString sid;
     bool system_process = false;
   };
 
+  // A present device of the device tree.
   struct Device {
     WString instance_id;
     std::vector<WString> hardware_ids;
   };
 
+  // An installed application; `key` is unique in its source.
   struct Application {
     WString key;
     WString name;
@@ -60,20 +66,24 @@ struct DeviceProfile {
 
   enum class ServiceState : std::uint8_t { kStopped, kRunning, kPaused };
 
+  // The directories of an organisation that the device has joined.
   struct JoinSection {
     bool domain = false;
     bool cloud_device = false;
   };
 
+  // The organisation that manages the device.
   struct OrganisationSection {
     WString realm;
     std::vector<WString> subscriptions;
   };
 
+  // What a developer overrides by registry values.
   struct DeveloperSection {
     WString device_model_override;
   };
 
+  // What the configuration file of the client overrides, and the device's own texts in it.
   struct ConfigurationSection {
     WString machine_type;
     WString serial_number;

@@ -13,6 +13,7 @@ struct LocaleFacts {
   WString language_name;  // "English (United States)"
 };
 
+// The region and the language that are set on the device.
 class Locale {
  public:
   virtual ~Locale() = default;

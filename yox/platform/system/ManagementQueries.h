@@ -20,6 +20,7 @@ struct ManagementRow {
   ManagementValue value;
 };
 
+// The result of a query.
 struct ManagementAnswer {
   // The first thing that failed; the rows are those that came before it.
   enum class Step { kNone, kThread, kLocator, kConnect, kSecurity, kQuery };

@@ -28,6 +28,7 @@ class OperatingSystem {
   virtual WString EditionId() = 0;    // "Professional"
   virtual WString Version() = 0;      // "10.0.22631.4460"
   virtual WString Caption() = 0;      // "Microsoft Windows 11 Pro"
+  // Returns whether the system runs in S mode, which allows store applications only.
   virtual bool IsSMode() = 0;
 
   // The processor's architecture: 0 x86, 5 ARM, 6 IA-64, 9 x64, 12 ARM64; 65535 when unknown.

@@ -4,6 +4,7 @@
 
 namespace yox::platform {
 
+// The background services of the system.
 class Services {
  public:
   virtual ~Services() = default;

@@ -26,6 +26,7 @@ class YOX_API Semaphore {
     return WaitFor(handle(), milliseconds).signalled();
   }
 
+  // For waits with other handles (Waits.h); valid while the semaphore lives.
   WaitHandle handle() const;
 
  private:

@@ -20,12 +20,14 @@ class YOX_API WaitableMutex {
   WaitableMutex(const WaitableMutex&) = delete;
   WaitableMutex& operator=(const WaitableMutex&) = delete;
 
+  // Takes the mutex. Returns false if another thread has kept it for the whole limit.
   bool Wait(std::int64_t milliseconds = kNoTimeLimit) {
     return WaitFor(handle(), milliseconds).signalled();
   }
   // Returns false, and changes nothing, if the calling thread is not the owner.
   bool Release();
 
+  // For waits with other handles (Waits.h); valid while the mutex lives.
   WaitHandle handle() const;
 
  private:

@@ -20,7 +20,7 @@ using yox::platform::PresentDevice;
 using yox::platform::WindowsDeviceTree;
 using yox_test::HeardEvents;
 
-// Stands in for the Configuration Manager's functions.
+// In place of the Configuration Manager's functions.
 struct Manager {
   static inline CM_NOTIFY_FILTER filter;
   static inline void* context;

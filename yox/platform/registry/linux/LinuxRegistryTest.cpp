@@ -322,7 +322,7 @@ TEST(LinuxRegistryProcessTest, SeveralProcessesWriteAtOnceAndNothingIsLost) {
       }
     }));
   }
-  // The store itself is made by whoever comes first.
+  // The store itself is made by the first process.
   for (const auto& writer : writers) writer->Tell();
   for (const auto& writer : writers) EXPECT_EQ(writer->End(), 0);
   LinuxRegistry registry = StoreIn(folder.path());
@@ -332,7 +332,7 @@ TEST(LinuxRegistryProcessTest, SeveralProcessesWriteAtOnceAndNothingIsLost) {
 }
 
 // Four writers at a time, each killed at a random moment, a thousand in all: whatever they had
-// reported as written is there, whole, and a watcher in another process was told of it.
+// reported as written is there, whole, and a watcher in another process reported it.
 TEST(LinuxRegistryProcessTest, AThousandKilledWritersLoseNothingAndTearNothing) {
   constexpr std::size_t kWriters = 4, kRounds = 250;
   const TemporaryFolder folder;
