@@ -36,7 +36,7 @@ namespace {
 using namespace yox::literals;
 using yox::WString;
 
-constexpr int kRecords = 512;  // published in a row; the bus's queue holds them
+constexpr int kRecords = 512;  // published in a row; they fit into the bus's queue
 constexpr std::size_t kTexts = 6;
 constexpr std::size_t kLength = 40;
 
@@ -189,7 +189,7 @@ void Signals2Delivery(benchmark::State& state) {
   consumer.join();
 }
 
-// The texts of a record behind one another, each of the same length, and what a receiver makes of
+// The texts of a record one after another, each of the same length, and what a receiver makes of
 // it.
 struct Packed {
   std::int32_t topic = 7;

@@ -82,7 +82,7 @@ const World& TheWorld() {
   return world;
 }
 
-// Both must give the same answer for every pair before any time is taken.
+// Both must decide every pair alike before any time is taken.
 void CheckThatBothAgree() {
   const World& world = TheWorld();
   int applying = 0;
@@ -141,7 +141,7 @@ void LibraryWithReason(benchmark::State& state) {
 }
 BENCHMARK(LibraryWithReason);
 
-// With somebody reading the log: every failing criterion asks the throttle.
+// With a sink that reads the log: every failing criterion asks the throttle.
 void LibraryWithLog(benchmark::State& state) {
   const World& world = TheWorld();
   YOX::Log::SetSink([](std::string_view, YOX::LogLevel, std::string_view) {});

@@ -30,7 +30,7 @@ constexpr std::pair<FilterField, MachineInformation::Text> kTexts[] = {
     {FilterField::model, MachineInformation::Text::device_model},
 };
 
-// Parsing, for which nobody waits.
+// Parsing, which is not measured.
 
 WString Folded(WString text) {
   for (WChar& unit : text) unit = String::FoldCase(unit);

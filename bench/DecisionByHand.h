@@ -24,7 +24,7 @@ struct Pattern {
   bool negated = false;
   WString text;  // folded, as all texts here
 };
-// For which orders of the actual and the required one it holds.
+// For which orders of the actual and the required version the requirement is met.
 struct Operator {
   bool less, equal, greater;
 };

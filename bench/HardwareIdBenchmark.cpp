@@ -149,7 +149,7 @@ BENCHMARK(Filter)->Unit(benchmark::kMicrosecond);
 void ByHand(benchmark::State& state) {
   const Present& present = ThePresent();
   for (auto _ : state) {
-    benchmark::ClobberMemory();  // else the answer is worked out once for all rounds
+    benchmark::ClobberMemory();  // otherwise the result is computed once for all rounds
     if (MatchesByHand(present.ids, present.alternatives)) std::abort();
   }
 }

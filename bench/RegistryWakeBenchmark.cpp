@@ -1,6 +1,6 @@
-// How long it takes until a watch in another process is told of a change: this process changes one
+// How long it takes until a watch in another process reports a change: this process changes one
 // key, another one that watches it changes a second key, and this one watches that. Beside it the
-// two changes alone, with nobody watching.
+// two changes alone, without a watch.
 
 #include <benchmark/benchmark.h>
 #include <stdlib.h>
@@ -38,7 +38,7 @@ RegistryKey Key(const char* name) {
           {}};
 }
 
-// Another value each time: a write of what already stands is no change.
+// Another value each time: writing an equal value is no change.
 void Set(Registry& registry, const RegistryKey& key) {
   static std::uint32_t number = 0;
   ++number;

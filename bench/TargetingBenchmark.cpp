@@ -349,7 +349,7 @@ void EvaluateOnTheSame(benchmark::State& state) {
 }
 BENCHMARK(EvaluateOnTheSame);
 
-// All must give the right answer for every pair before any time is taken.
+// All must decide every pair rightly before any time is taken.
 void CheckThatAllAgree() {
   const World& world = TheWorld();
 #ifdef YOX_BENCH_LUA

@@ -16,7 +16,7 @@ using namespace yox::decision;
 
 namespace {
 
-// A roll-out only grows, and has everybody on its last day.
+// A roll-out only grows, and includes every device on its last day.
 void CheckShares(const std::optional<Growth>& growth, int days, int elapsed) {
   if (!growth || days <= 0 || elapsed < 1 || elapsed >= days) return;
   const double share = RolloutShare(*growth, elapsed, days);
@@ -26,7 +26,7 @@ void CheckShares(const std::optional<Growth>& growth, int days, int elapsed) {
   FUZZ_CHECK(BucketIsIn(0, share) && BucketIsIn(kLastBucket, 1));
 }
 
-// A forecast says of now what the evaluator says; one is refused when nobody would ever be in.
+// A forecast says of now what the evaluator says; one is refused when no device would ever be in.
 void CheckForecast(const WString& function, const WString& seed, bool matched) {
   try {
     const RolloutForecast forecast(

@@ -12,7 +12,7 @@ using namespace yox::literals;
 
 namespace {
 
-// How a day written as three numbers stands to today, reading no further than needed; false in
+// How a day written as three numbers compares with today, reading no further than needed; false in
 // `good` when the text cannot be read so far.
 int Order(const WString& day, const LocalDate& today, bool& good) {
   const std::vector<WString> pieces = String::Split(day, '-');

@@ -8,7 +8,7 @@
 
 #include "yox/base/String.h"
 
-// A property that holds for every input. The program ends where it does not, which the fuzzer keeps
+// A property that is true for every input. The program ends where it is not, which the fuzzer keeps
 // as a finding and the replay reports as a failure.
 #define FUZZ_CHECK(condition)                                                             \
   do {                                                                                    \
@@ -36,8 +36,8 @@ class FuzzInput {
     return line;
   }
 
-  // The next line, read as UTF-8. A line that starts with the byte FF holds code units instead, two
-  // bytes each, so that lone surrogates and embedded zeros are reached.
+  // The next line, read as UTF-8. A line that starts with the byte FF contains code units instead,
+  // two bytes each, so that lone surrogates and embedded zeros are reached.
   yox::WString Text() {
     std::string_view line = Line();
     if (!line.starts_with('\xFF')) return YOX::String::UTF8ToUTF16(line);

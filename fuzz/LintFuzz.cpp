@@ -23,7 +23,7 @@ using namespace yox::literals;
 
 namespace {
 
-// What is said of the list holds on one device.
+// What is said of the list is true on one device.
 void CheckDecision(const ApplicabilityFilter& list, const std::vector<LintFinding>& findings,
                    const WString& fact) {
   static yox_test::TestEvaluator evaluator;
@@ -60,7 +60,7 @@ void CheckDecision(const ApplicabilityFilter& list, const std::vector<LintFindin
 
 }  // namespace
 
-// A line with a device's facts, and a filter document behind it.
+// A line with a device's facts, and a filter document after it.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   yox_fuzz::FuzzInput input(data, size);
   const WString fact = input.Text();

@@ -5,7 +5,7 @@
 using namespace yox::applicability;
 
 // A document of cases, and the device of each over a profile that has what may be changed. What is
-// refused is told in one line.
+// refused is reported in one line.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   constexpr std::string_view kProfile =
       R"({"region": {"country_code": "US"}, "firmware": {"sku": "X"}, "devices": []})";

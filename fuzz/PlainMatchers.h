@@ -61,7 +61,7 @@ inline WString TakeOperator(WString& pattern) {
   return {};
 }
 
-// `order` is how the device's value stands to the required one.
+// `order` is how the device's value compares with the required one.
 inline bool Holds(const WString& comparison, int order) {
   if (comparison == "!"_wv) return order != 0;
   if (comparison == ">="_wv) return order >= 0;
@@ -85,7 +85,7 @@ inline bool DoesVersionMatch(const WString& written, const WString& value) {
          Holds(comparison, version.CompareTo(required));
 }
 
-// Nothing when the conversion of a number raises.
+// std::nullopt if the conversion of a number throws.
 inline std::optional<bool> DoesIntMatch(const WString& written, const WString& value) {
   try {
     const int actual = String::ToInteger(Trimmed(value));

@@ -28,7 +28,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   utility.ExtractProvisionContent(path);
   const Json::Value content = utility.GetProvisionContent();
   utility.PopulateProvisionInfo();
-  // Nobody holds the key that the library trusts.
+  // The fuzzer does not have the key that the library trusts.
   FUZZ_CHECK(!utility.GetProvisionInfo().isTokenValid);
   FUZZ_CHECK(utility.GetProvisionInfo().configPolicy.empty());
   FUZZ_CHECK(!utility.WhyTokenIsRefused().empty());

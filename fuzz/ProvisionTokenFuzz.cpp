@@ -6,7 +6,7 @@
 
 namespace {
 
-// The tests' key; a seed holds a token that it signed.
+// The tests' key; a seed contains a token that it signed.
 constexpr std::string_view kPublicKey =
     "MFkwEwYHKoZIzj0CAQYIKoZIzj0DAQcDQgAEbyrnhdOHfV43BoeIS/1S0tDaFD3B4DUuNqMK8BbnA4Ia"
     "UxrvaEh3fRAcys66d69n/HnUGvQzp7MMKdF54XZV4g==";
@@ -41,7 +41,7 @@ void Check(const std::string& token) {
 
 }  // namespace
 
-// A token; or, behind a line "parts", header, payload and signature as lines, to be encoded.
+// A token; or, after a line "parts", header, payload and signature as lines, to be encoded.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   yox_fuzz::FuzzInput input(data, size);
   if (input.Line() == "parts") {

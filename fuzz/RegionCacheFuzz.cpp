@@ -20,7 +20,7 @@ struct Device {
 
 }  // namespace
 
-// The text of the region's cache file: what it holds, and nothing of the device, becomes the
+// The text of the region's cache file: what it contains, and nothing of the device, becomes the
 // region.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static Device& device = *new Device;

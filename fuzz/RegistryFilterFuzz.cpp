@@ -8,7 +8,7 @@ namespace {
 
 using yox::WString;
 
-// Where every look-up succeeds: the list holds exactly when each piece has its two separators.
+// Where every look-up succeeds: the list matches exactly when each piece has its two separators.
 class Agreeing : public yox_test::TestEvaluator {
  protected:
   bool DoesRequirementPathandValueExistInRegistry(
@@ -32,7 +32,7 @@ bool IsWellFormed(const WString& requirements) {
 
 }  // namespace
 
-// The text of a registry requirement, against a device whose registry holds a little.
+// The text of a registry requirement, against a device whose registry contains a little.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static auto* const device = [] {
     auto* const made = new yox::platform::SimulatedDevice;

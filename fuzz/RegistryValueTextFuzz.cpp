@@ -6,7 +6,7 @@
 #include "fuzz/FuzzInput.h"
 
 // The first byte is the type, the others the value's bytes, which stand alone in memory so that a
-// read behind them is found.
+// read after them is found.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static yox_test::TestEvaluator evaluator;
   if (size == 0) return 0;

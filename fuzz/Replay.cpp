@@ -1,5 +1,5 @@
 // yox_fuzz_replay TARGET FOLDER...: gives the target every file of the folders, once each. Ends
-// with 0 when all held; a property that does not hold aborts behind the name of its file.
+// with 0 when all properties are true; a property that is false aborts after the name of its file.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>

@@ -10,7 +10,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       YOX::String::UTF8ToUTF16(std::string_view(reinterpret_cast<const char*>(data), size));
   YOX::SendTelemetryCommandParams params;
   YOX::SendTelemetryCommandHandler::DeserializeSendTelemetryCommand(YOX::g_log, text, params);
-  // The word itself never stands among the names.
+  // The word itself is never among the names.
   FUZZ_CHECK(std::ranges::none_of(params.dataSets, [](const yox::WString& name) {
     return YOX::String::CaseInsesitiveEqual(name, YOX::operator""_wv<"all">());
   }));

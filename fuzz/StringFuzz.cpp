@@ -86,7 +86,7 @@ void CheckIntegers(const WString& text) {
 
 }  // namespace
 
-// Two lines of text; behind them, bytes.
+// Two lines of text; after them, bytes.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   yox_fuzz::FuzzInput input(data, size);
   const WString text = input.Text();

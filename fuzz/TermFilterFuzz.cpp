@@ -3,7 +3,7 @@
 #include "fuzz/FuzzInput.h"
 #include "fuzz/PlainMatchers.h"
 
-// A list of key and value terms; behind it, keys and values in turn.
+// A list of key and value terms; after it, keys and values in turn.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static yox_test::TestEvaluator evaluator;
   yox_fuzz::FuzzInput input(data, size);

@@ -4,7 +4,7 @@
 
 #include "fuzz/FuzzInput.h"
 
-// The text of a time zone; a moment of eight bytes behind it.
+// The text of a time zone; a moment of eight bytes after it.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   yox_fuzz::FuzzInput input(data, size);
   const std::optional<yox::TimeZone> zone = yox::TimeZone::Parse(input.Line());

@@ -2,7 +2,7 @@
 
 #include "fuzz/FuzzInput.h"
 
-// The configuration file: whatever stands in it, answers are trimmed.
+// The configuration file: whatever is in it, results are trimmed.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const XMLConfigAgent agent = XMLConfigAgent::Parse({reinterpret_cast<const char*>(data), size});
   for (const yox::WString& text :

@@ -10,8 +10,8 @@
 
 using yox::decision::FilterField;
 
-// What holds for every list and device, tried on generated ones. The platform is the machine's own:
-// criteria that ask it answer whatever they answer, the same at each asking.
+// What is true of every list and device, tried on generated ones. The platform is the machine's
+// own: criteria that depend on it have some result, the same in each decision.
 namespace yox_test {
 namespace {
 

@@ -26,7 +26,7 @@ using yox::decision::Explanation;
 using yox::decision::FilterField;
 using yox::decision::kFilterFieldNames;
 
-// What holds for the explanation of every list on every device, tried on generated ones.
+// What is true of the explanation of every list on every device, tried on generated ones.
 namespace yox_test {
 namespace {
 
@@ -37,7 +37,7 @@ using yox::platform::ScopedPlatform;
 using yox::platform::SimulatedDevice;
 using namespace yox::literals;
 
-// The filter that the reason names as the deciding one: nothing when it names none.
+// The filter that the reason names as the deciding one; std::nullopt if it names none.
 std::optional<std::size_t> DecidingFilter(const WString& reason) {
   const std::size_t last = reason.rfind("Filter ["_wv);
   if (last == WString::npos) return std::nullopt;

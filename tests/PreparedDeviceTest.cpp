@@ -156,7 +156,7 @@ TEST(PreparedDeviceProperties, DecidesAndExplainsAsTheRunningEvaluatorDoes) {
       yox::decision::ReasonText text(*compiled, prepared_reason);
       const auto verdict = Decide(*compiled, facts, &text);
       const std::string context = list.ToDocument() + device.ToProfile();
-      // A list may ask for a value of the registry that nobody has given.
+      // A list may require a registry value that was not given.
       if (verdict.applies == Truth::kUnknown) {
         for (const std::string& need : verdict.needs) {
           ASSERT_TRUE(need.starts_with("registry.")) << need << context;

@@ -332,7 +332,7 @@ int RunAll(const GlobalOptions& global, const TestOptions& options) {
   return counts.failed == 0 && covered ? kDone : kNegative;
 }
 
-// The bytes of files; nothing for one that cannot be read.
+// The bytes of files; std::nullopt for one that cannot be read.
 std::map<std::string, std::string> BytesOf(const std::set<std::string>& files) {
   std::map<std::string, std::string> bytes;
   for (const std::string& file : files) {

@@ -10,7 +10,7 @@ namespace yox_test {
 struct WholeOperation {
   std::string name;
   // Does it on the installed platform and returns what came of it, as text. What is kept from a
-  // former call does not count: it starts afresh.
+  // former call does not count: it starts from the beginning.
   std::function<std::string()> run;
   bool uses_what_can_fail = true;  // calls an interface of the platform that has failures
 };

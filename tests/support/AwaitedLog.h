@@ -35,7 +35,7 @@ class AwaitedLog {
   AwaitedLog(const AwaitedLog&) = delete;
   AwaitedLog& operator=(const AwaitedLog&) = delete;
 
-  // False when nothing that was logged so far, nor in the time given, holds the text.
+  // Returns false if no line that was logged so far, or in the time given, contains the text.
   [[nodiscard]] bool Await(std::string_view text, std::int64_t milliseconds = 30'000) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
     yox::MutexLock lock(taken_->mutex);
@@ -45,7 +45,7 @@ class AwaitedLog {
     return true;
   }
 
-  // Calls the function once, on the thread that next logs a line which holds the text, before the
+  // Calls the function once, on the thread that next logs a line that contains the text, before the
   // thread goes on.
   void OnLine(std::string_view text, std::function<void()> act) {
     const yox::MutexLock lock(taken_->mutex);

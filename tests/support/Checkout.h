@@ -5,7 +5,8 @@
 
 namespace yox_test {
 
-// The folder of the sources: as CTest tells it, else the nearest one above that holds them.
+// The folder of the sources: from CTest's environment, otherwise the nearest one above that
+// contains them.
 inline std::filesystem::path Checkout() {
   if (const char* const told = std::getenv("YOX_CHECKOUT")) return told;
   std::filesystem::path folder = std::filesystem::current_path();

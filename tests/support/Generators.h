@@ -83,14 +83,14 @@ struct GeneratedDevice {
 
   // The device as a profile document.
   std::string ToProfile() const;
-  // The texts that the machine record holds of it.
+  // The texts of its machine record.
   void Fill(MachineInformation& record) const;
 };
 
 // One filter list: each filter as field names and texts, in the order in which they were drawn.
 struct GeneratedList {
   std::vector<std::vector<std::pair<std::string_view, std::string>>> filters;
-  bool never_applies = false;  // each filter holds a criterion that no generated device meets
+  bool never_applies = false;  // each filter has a criterion that no generated device meets
 
   // The list as a filter document.
   std::string ToDocument() const;

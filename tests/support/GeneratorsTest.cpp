@@ -71,7 +71,7 @@ TEST(Generators, TheMixOfEverythingSetsEveryField) {
   EXPECT_EQ(fields.size(), 24U);
 }
 
-// What a list promises holds for the decision itself, with nothing of the device left out.
+// What a list promises is true of the decision itself, with nothing of the device left out.
 TEST(Generators, AListThatNeverAppliesIsDecidedSo) {
   Random random(11);
   TestEvaluator evaluator;

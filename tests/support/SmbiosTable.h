@@ -61,7 +61,7 @@ class SmbiosTable {
     entry[5] = Checksum(entry);
     return entry;
   }
-  // As a dump holds it.
+  // As it is in a dump.
   std::string Dump(std::string entry_point) const {
     entry_point.resize(32);
     return entry_point + structures_;

@@ -118,7 +118,7 @@ class EvaluatorLifeTest : public testing::Test {
     PassTheFirstSecond();
   }
   void PassTheFirstSecond() { PassTheNextAlarm(); }
-  // Moves the clock to the alarm that somebody has set.
+  // Moves the clock to the alarm that another thread has set.
   void PassTheNextAlarm() {
     const auto alarm = device_.clock().alarms().AwaitNext(kRealHalfMinute);
     ASSERT_TRUE(alarm.has_value());
@@ -193,7 +193,7 @@ TEST_F(EvaluatorLifeTest, AThousandWritesCostOneRefreshAndOneNotification) {
 }
 
 // The refresh writes the days, which is a change of the tags: it costs one more pass, whose write
-// of what already stands is none.
+// of an equal value is none.
 TEST_F(EvaluatorLifeTest, WhatTheRefreshWritesIsNoticedOnce) {
   Listener listener;
   ASSERT_NO_FATAL_FAILURE(Run());
@@ -218,7 +218,7 @@ TEST_F(EvaluatorLifeTest, AChangeAfterAPassIsHeldForAWholeMinute) {
   ASSERT_TRUE(listener.Await(1));
   ASSERT_NO_FATAL_FAILURE(PassTheNextAlarm());  // for what the refresh wrote
   ASSERT_TRUE(listener.Await(2));
-  // Time for a pass that nobody asked for to begin, and to be seen below.
+  // Time for a pass without a cause to begin, and to be seen below.
   for (int i = 0; i < 20'000; ++i) std::this_thread::yield();
   EXPECT_EQ(log_.Count("Received registry tags updated event"), 2U);
   log_.Clear();
@@ -456,7 +456,7 @@ TEST_F(EvaluatorLifeTest, APersonaAnswerIsHeldLikeATag) {
   ASSERT_NO_FATAL_FAILURE(Run());
   const RegistryKey key{
       HKEY_CURRENT_USER, yox::Persona::kIntentRegistryPath + "\\gaming"_w, {}, {}};
-  for (std::uint32_t i = 2; i < 300; ++i) {  // until the watch is there, behind its line
+  for (std::uint32_t i = 2; i < 300; ++i) {  // until the watch is there, after its line
     ASSERT_EQ(device_.registry().CreateKey(key), RegistryStatus::kOk);
     device_.registry().SetValue(key, "Intent"_w, RegistryValue::Dword(i));
     if (log_.Await("Received registry tags updated event", 100)) break;

@@ -303,7 +303,7 @@ TEST(ExplanationTest, ARegistryValueThatIsTooLongDiffers) {
             "HKLM\\A:b| /  / registry / longer than 4096 bytes / differs");
 }
 
-// Every criterion has a source, and none needs more than the table tells.
+// Every criterion has a source, and none needs more than its row says.
 TEST(ExplanationTest, EveryCriterionTellsWhereItsValueComesFrom) {
   for (const Criterion& criterion : kCriteria) {
     EXPECT_FALSE(criterion.source.empty()) << criterion.name();
@@ -341,7 +341,7 @@ TEST(ExplanationTest, FiltersBehindTheDecidingOneAreNotReachedAndToldAllTheSame)
     EXPECT_EQ(explanation.filters[i].criteria.size(), criteria[i]) << i;
     EXPECT_EQ(explanation.filters[i].answer, answers[i]) << i;
   }
-  EXPECT_EQ(explanation.filters[1].criteria[2].result, Result::kHeld);  // behind the failing one
+  EXPECT_EQ(explanation.filters[1].criteria[2].result, Result::kHeld);  // after the failing one
   EXPECT_EQ(explanation.filters[3].criteria[0].result, Result::kDiffers);
 }
 
@@ -385,7 +385,7 @@ TEST(ExplanationTest, ExplainingLeavesLogThrottleAndTextsAlone) {
     bench.client_version = " 4.2 "_w;
     WString target = " 1.0 "_w;
     bench.target = &target;
-    // Starts what is started once, and tells it.
+    // Starts what is started once, and says so.
     WString reason;
     bench.evaluator.EvaluateHardwareIdFilter("X"_w);
     const CapturedLog log;

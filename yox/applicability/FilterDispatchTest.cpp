@@ -91,7 +91,7 @@ class Bench {
   WString client_version = "4.2.10.0"_w;
 };
 
-// One row for each criterion: a text that holds, one that fails, and the line that a failure
+// One row for each criterion: a text that matches, one that fails, and the line that a failure
 // writes.
 struct CriterionCase {
   Field field;

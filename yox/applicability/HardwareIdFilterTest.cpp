@@ -245,7 +245,7 @@ TEST_F(BareDevice, SeveralThreadsStartOneTracker) {
   EXPECT_EQ(device.device_tree().enumerations(), 1U);
 }
 
-// Its log sink throws, which stands for any standard exception of the evaluation.
+// Its log sink throws, in place of any standard exception of the evaluation.
 TEST_F(BareDevice, AStandardExceptionIsLoggedAndFails) {
   std::vector<std::string> lines;
   YOX::Log::SetSink([&](std::string_view, YOX::LogLevel, std::string_view line) {

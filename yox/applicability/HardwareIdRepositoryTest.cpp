@@ -13,7 +13,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using yox::WString;
 
-// A repository that writes down what its callbacks are told.
+// A repository that records what its callbacks receive.
 struct Observed {
   HardwareIdRepository repository;
   std::vector<WString> added;
@@ -60,7 +60,7 @@ TEST(HardwareIdRepositoryTest, TheLastIdFillsTheHoleOfTheOneThatGoes) {
   for (const WString& id : {"A"_w, "B"_w, "C"_w}) repository.Add(id);
   repository.Remove("A"_w);
   EXPECT_THAT(repository.Snapshot(), ElementsAre("C"_w, "B"_w));
-  // The one that moved is still found where it stands now.
+  // The one that moved is still found where it is now.
   repository.Remove("C"_w);
   EXPECT_THAT(repository.Snapshot(), ElementsAre("B"_w));
 }

@@ -19,7 +19,7 @@ using namespace yox::literals;
 using yox::WString;
 using yox::platform::ApplicationSource;
 
-// Tells what it was asked for, in order.
+// Records what it was asked for, in order.
 class Observed final : public yox::platform::Applications {
  public:
   ByKey Installed(ApplicationSource source) override {
@@ -105,7 +105,7 @@ TEST_F(InstalledItemsTest, AnotherGenerationIsAskedForAgain) {
 }
 
 // Only the first pair that the name matches counts: in the order of the keys, whatever the order of
-// the map that holds them.
+// the map that contains them.
 TEST_F(InstalledItemsTest, AreTriedInTheOrderOfTheirKeys) {
   applications_.installed.clear();
   for (int i = 10; i < 60; ++i) {

@@ -161,7 +161,7 @@ TEST_F(IsApplicableTest, TheClientsVersionMayHaveBlanksAroundIt) {
 }
 
 TEST_F(IsApplicableTest, AnExceptionAppliesAndKeepsTheReasonSoFar) {
-  EXPECT_TRUE(Applies("[]"));  // whatever is made by the first decision stands
+  EXPECT_TRUE(Applies("[]"));  // what the first decision creates is there
   yox_test::FailingClock clock;
   yox_test::SubstitutedPlatform platform(device_);
   platform.Set(clock);

@@ -11,7 +11,7 @@
 
 namespace yox {
 
-// Any object: what stands in it is held to what it changes.
+// Any object: what is in it is checked together with what it changes.
 template <>
 struct JsonCodec<Json::Value> {
   static void Read(const JsonNode& node, Json::Value& value) {
@@ -67,7 +67,7 @@ struct JsonFields<applicability::ListTest> {
 namespace yox::applicability {
 namespace {
 
-// What a patch holds takes the place of what was there, objects member by member; null removes.
+// What a patch contains takes the place of what was there, objects member by member; null removes.
 void Merge(Json::Value& target, const Json::Value& patch) {
   if (!patch.isObject()) {
     target = patch;
@@ -87,7 +87,7 @@ yox::platform::DeviceProfile ReadChanged(const Json::Value& document, const char
   try {
     return yox::platform::ReadDeviceProfile(yox::JsonText(document));
   } catch (const yox::DocumentError& error) {
-    // The place is one in a text that nobody has written.
+    // The place is one in a text that is in no file.
     throw yox::DocumentError(std::string(changed_by) + ": " + error.message());
   }
 }

@@ -160,7 +160,7 @@ TEST_F(PnPDeviceTrackerTest, AnArrivalOfAKnownInstanceReadsNothing) {
   ASSERT_TRUE(tracker.Start());
   tree.Plug(Key("1"_w));
   ASSERT_EQ(tree.reads(), 1U);
-  // Even where the device now tells something else.
+  // Even where the device now has other IDs.
   tree.Plug({Key("1"_w).instance_id, {"USB\\OTHER"_w}});
   EXPECT_EQ(tree.reads(), 1U);
   EXPECT_FALSE(repository.Contains("USB\\OTHER"_w));
@@ -174,7 +174,7 @@ TEST_F(PnPDeviceTrackerTest, APropertyThatIsNoMultiStringEntersNothing) {
   tree.Plug("A"_w, 1, text);
   EXPECT_EQ(tree.reads(), 1U);
   EXPECT_EQ(repository.Size(), 0U);
-  // It was not entered, so it is read when it is enumerated anew.
+  // It was not entered, so it is read when it is enumerated again.
   tree.Plug("A"_w, 7, text);
   EXPECT_EQ(tree.reads(), 2U);
   EXPECT_THAT(repository.Snapshot(), ElementsAre("USB"_w));
@@ -330,7 +330,7 @@ TEST(PnPDeviceTrackerRaceTest, ArrivalsAndRemovalsDuringTheSeedLeaveWhatIsPresen
   }
 }
 
-// A device whose IDs are being read when the tracker is told to stop.
+// A device whose IDs are being read when the tracker is stopped.
 class SlowTree final : public DeviceTree {
  public:
   std::unique_ptr<DeviceRegistration> Register(PCM_NOTIFY_CALLBACK callback,

@@ -27,7 +27,7 @@ class Task final : public TaskPool::Work {
 };
 
 TEST(TaskPoolTest, EveryPieceRunsOnce) {
-  constexpr int kPieces = 5000;  // more than the pool's queue holds
+  constexpr int kPieces = 5000;  // more than fit into the pool's queue
   std::vector<std::atomic<int>> runs(kPieces);
   std::deque<Task> tasks;
   {

@@ -116,7 +116,7 @@ TEST(TimeZoneRule, JulianDaysSkipTheLeapDayAndPlainDaysCountIt) {
 }
 
 TEST(TimeZoneRule, ChangesMayComeOutsideOfTheirDay) {
-  // The Saturday 2 hours behind the end of the last Thursday's second day, as Gaza has it.
+  // The Saturday 2 hours after the end of the last Thursday's second day, as Gaza has it.
   const TimeZone gaza = Zone("EET-2EEST,M3.4.4/50,M10.4.4/50");
   const std::int64_t change = TimeZone().ToMoment({2026, 3, 28}, 0);  // 02:00 local, standard time
   EXPECT_EQ(gaza.OffsetAt(change - 1), 2 * kHour);

@@ -109,7 +109,7 @@ TEST(XMLConfigAgentTest, ADeviceWithoutConfigurationHasNone) {
   EXPECT_EQ(Written(XMLConfigAgent::GetInstance(0)), "||||");
 }
 
-// A device on which somebody else can have written every file.
+// A device on which another account can have written every file.
 class DistrustedFiles final : public yox_test::ForwardingFiles {
  public:
   using ForwardingFiles::ForwardingFiles;

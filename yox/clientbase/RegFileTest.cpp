@@ -23,7 +23,7 @@ using yox::platform::RegistryValue;
 const std::string kHead = "Windows Registry Editor Version 5.00\n";
 const std::string kKey = kHead + "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Contoso]\n";
 
-// The value that the one value line behind a key gives.
+// The value of the single value line after a key.
 RegistryValue ValueOf(const std::string& line) {
   const std::vector<RegistryEdit> edits = ReadRegFile(kKey + line);
   EXPECT_EQ(edits.size(), 2U) << line;

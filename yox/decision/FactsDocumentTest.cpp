@@ -208,7 +208,7 @@ TEST(FactsJson, AnonymousNamesNobodyAndDecidesTheSame) {
   EXPECT_EQ(FactsJson(anonymous), text);
 }
 
-// A hole in the table would write a fact that nobody reads back.
+// A hole in the table would write a fact that the reader does not read.
 TEST(FactsJson, EveryKeyOfTheTableIsWrittenAndRead) {
   const FactsRecord named = ReadFacts(kWhole);
   const std::string documents = FactsJson(named) + FactsJson(named, Anonymity::kAnonymous) +
@@ -243,7 +243,7 @@ TEST(Facts, EveryCriterionNeedsAKey) {
   }
 }
 
-// Whoever gives the facts that an undetermined verdict names has settled it.
+// Giving the facts that an undetermined verdict names settles it.
 TEST(Facts, TheNamedNeedsSettleAVerdict) {
   const auto list =
       ReadFilterDocument(R"([{"country":"DE","tag":"Ring|pilot","registry":"HKLM\\A:B|c"}])")

@@ -3,7 +3,8 @@
 //
 // Nothing here depends on how quickly threads get to run. A subscriber loses a record only when the
 // worker's wait for it ends by the clock; the clock stands still but when the test moves it, and
-// each move ends one wait at most. So the moves account for every loss, whoever suffers it.
+// each move ends one wait at most. So the moves account for every loss, whichever subscriber has
+// it.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -58,7 +59,7 @@ class Gate {
     while (openings_ == seen && !open_) changed_.Wait(lock);
     --hanging_;
   }
-  // Waits until somebody hangs. False when the gate stays open.
+  // Waits until a subscriber hangs. Returns false if the gate stays open.
   bool AwaitHanging() {
     yox::MutexLock lock(mutex_);
     while (hanging_ == 0 && !open_) changed_.Wait(lock);
@@ -104,7 +105,7 @@ struct Move {
   int to;
 };
 
-// Gives each loss a move of its own, and answers how many are left without one. The moves follow
+// Gives each loss a move of its own, and returns how many are left without one. The moves follow
 // each other, so the earliest that fits is as good as any.
 int LossesWithoutMove(std::vector<int> losses, const std::vector<Move>& moves) {
   std::ranges::sort(losses);
@@ -139,7 +140,7 @@ TEST(BusSoakTest, EveryRecordIsDeliveredAtMostOnceInOrderAndLossesAreAccountedFo
   std::atomic<int> taken{0};
   std::vector<Move> moves;
   const int hangs_every = std::max(RecordsToPublish() / 4, kHanging);
-  // Moves the clock while somebody hangs and the bus waits; who hangs outlasts some waits.
+  // Moves the clock while a subscriber hangs and the bus waits; it hangs longer than some waits.
   std::thread time([&] {
     while (gate.AwaitHanging()) {
       if (!device.clock().alarms().AwaitNext(20)) continue;

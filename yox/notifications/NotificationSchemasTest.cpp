@@ -1,4 +1,4 @@
-// The schemas of the documents, held against what writes and reads them.
+// The schemas of the documents, compared with what writes and reads them.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <json/value.h>

@@ -279,7 +279,7 @@ bool g_cancelled = false;
 class TelemetryRendezvousTest : public testing::Test {
  protected:
   void SetUp() override {
-    if (g_cancelled) GTEST_SKIP() << "nobody waits any more in this process";
+    if (g_cancelled) GTEST_SKIP() << "no thread waits any more in this process";
   }
   ~TelemetryRendezvousTest() override {
     for (std::thread& waiter : waiters_) waiter.join();
@@ -328,7 +328,7 @@ TEST_F(TelemetryRendezvousTest, OneNotifyLetsOneOfTwoWaitersPass) {
   AwaitPassed(2);
 }
 
-// The last, for it holds for the rest of the process.
+// The last test, because it lasts for the rest of the process.
 TEST_F(TelemetryRendezvousTest, CancelEndsAllWaitsForGood) {
   StartWaiter();
   StartWaiter();

@@ -213,7 +213,7 @@ INSTANTIATE_TEST_SUITE_P(
         WaiterRow{"RefreshTags", [](TestCollection& tags) { tags.RefreshTags(nullptr, false); }}),
     yox_test::RowName());
 
-// Readers of the shared list, and additions, wait for nobody.
+// Readers of the shared list, and additions, never wait.
 TEST_F(TagCollectionThreadsTest, ARefreshHoldsUpNoReaderAndNoAddition) {
   bool seen = false;
   YOX::Log::SetSink([&](std::string_view, YOX::LogLevel, std::string_view logged) {
