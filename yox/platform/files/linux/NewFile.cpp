@@ -69,6 +69,9 @@ void NewFile::Write(std::string_view bytes) {
 }
 
 void NewFile::Commit() {
+  // A file system may give the file its name before it has its content: without this, a loss of
+  // power leaves an empty file in the place of the former one.
+  if (fdatasync(state_->file.number()) != 0) state_->Fail();
   state_->file = {};
   const int folder = state_->folder.descriptor();
   if (renameat(folder, state_->staging.c_str(), folder, state_->name.c_str()) != 0) state_->Fail();

@@ -71,7 +71,9 @@ bool WriteInPlace(const fs::path& file, const std::function<std::string()>& cont
     }
     const std::string bytes = content();
     if (nameless) {
-      if (!WriteOver(nameless, bytes) || Link(folder, nameless, name.c_str())) return true;
+      // Synced first: a loss of power must not leave the name without the content.
+      if (!WriteOver(nameless, bytes) || fdatasync(nameless.number()) != 0) return true;
+      if (Link(folder, nameless, name.c_str())) return true;
       named = folder.OpenFile(name.c_str(), O_WRONLY);  // another process was first
       if (!named) return true;
     }
