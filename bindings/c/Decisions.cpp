@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 // Facts, and decisions on them.
 #include <algorithm>
+#include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
+#include "yox/base/Document.h"
 #include "yox/base/String.h"
 #include "yox/decision/CompiledList.h"
 #include "yox/decision/Decide.h"
@@ -79,6 +83,31 @@ yox_status yox_decide_many(const yox_list* list, const yox_facts* const* devices
   });
 }
 
+namespace {
+
+// Calls `read` with each line of a text that is not blank, and with its number. At least
+// FactsLine::kPadding bytes after the line are readable.
+template <class Read>
+void ForEachDocument(std::string_view text, std::size_t first_line, Read read) {
+  constexpr std::size_t kPadding = yox::facts::FactsLine::kPadding;
+  const char* const end = text.data() + text.size();
+  std::string padded;  // a line of the text's end
+  for (std::size_t number = first_line; !text.empty(); ++number) {
+    const std::size_t length = std::min(text.find('\n'), text.size());
+    std::string_view document = text.substr(0, length);
+    text.remove_prefix(std::min(length + 1, text.size()));
+    if (document.find_first_not_of(" \t\r") == std::string_view::npos) continue;
+    if (static_cast<std::size_t>(end - document.data()) < document.size() + kPadding) {
+      padded = document;
+      padded.append(kPadding, '\n');
+      document = std::string_view(padded).substr(0, document.size());
+    }
+    read(document, number);
+  }
+}
+
+}  // namespace
+
 yox_status yox_decide_lines(const yox_list* list, const char* text, size_t size, size_t first_line,
                             const yox_question* question, uint8_t* applies, size_t capacity,
                             size_t* count) {
@@ -86,21 +115,8 @@ yox_status yox_decide_lines(const yox_list* list, const char* text, size_t size,
     const auto& compiled = *Required(list, "list").compiled;
     const auto asked = QuestionOf(question);
     Required(count, "count") = 0;
-    std::string_view rest = Document(text, size, "text");
-    const char* const end = rest.data() + rest.size();
     yox::facts::FactsLine line;
-    std::string padded;  // a line of the text's end
-    for (std::size_t number = first_line; !rest.empty(); ++number) {
-      const std::size_t length = std::min(rest.find('\n'), rest.size());
-      std::string_view document = rest.substr(0, length);
-      rest.remove_prefix(std::min(length + 1, rest.size()));
-      if (document.find_first_not_of(" \t\r") == std::string_view::npos) continue;
-      if (static_cast<std::size_t>(end - document.data()) <
-          document.size() + yox::facts::FactsLine::kPadding) {
-        padded = document;
-        padded.append(yox::facts::FactsLine::kPadding, '\n');
-        document = std::string_view(padded).substr(0, document.size());
-      }
+    const auto decide = [&](std::string_view document, std::size_t number) {
       line.Read(document, number);
       if (*count == capacity) {
         throw Failure(YOX_ARGUMENT, "capacity: the text has more than " + std::to_string(capacity) +
@@ -109,9 +125,104 @@ yox_status yox_decide_lines(const yox_list* list, const char* text, size_t size,
       yox::facts::LineFacts facts(line, asked);
       Required(applies, "applies");
       applies[(*count)++] = static_cast<uint8_t>(Decide(compiled, facts).applies);
+    };
+    ForEachDocument(Document(text, size, "text"), first_line, decide);
+  });
+}
+
+struct yox_lines {
+  struct Device {
+    std::string id;
+    std::size_t begin;
+    std::size_t size;
+    yox::decision::Verdict verdict;  // of the list with which the text was read
+  };
+
+  std::string text;  // with padding, so that every document can be read where it is
+  std::vector<Device> devices;
+  bool is_decided;
+};
+
+namespace {
+
+// Writes the verdict on a device to the arrays that the caller wants.
+void WriteVerdict(const yox::decision::Verdict& verdict, std::size_t index, uint8_t* applies,
+                  size_t* decided_by) {
+  if (applies != nullptr) applies[index] = static_cast<uint8_t>(verdict.applies);
+  if (decided_by != nullptr) decided_by[index] = verdict.decided_by.value_or(YOX_NONE);
+}
+
+}  // namespace
+
+yox_status yox_lines_read(const char* text, size_t size, size_t first_line, const yox_list* list,
+                          const yox_question* question, yox_lines** lines) {
+  return Guarded([&] {
+    Required(lines, "lines") = nullptr;
+    const auto asked = QuestionOf(question);
+    auto read = std::make_unique<yox_lines>();
+    read->is_decided = list != nullptr;
+    read->text.reserve(size + yox::facts::FactsLine::kPadding);
+    read->text = Document(text, size, "text");
+    read->text.append(yox::facts::FactsLine::kPadding, '\n');
+    yox::facts::FactsLine line;
+    const auto keep = [&](std::string_view document, std::size_t number) {
+      line.Read(document, number);
+      const auto begin = static_cast<std::size_t>(document.data() - read->text.data());
+      read->devices.push_back({std::string(line.id()), begin, document.size(), {}});
+      if (list != nullptr) {
+        yox::facts::LineFacts facts(line, asked);
+        read->devices.back().verdict = Decide(*list->compiled, facts);
+      }
+      read->text[begin + document.size()] = '\0';  // in the place of the line feed
+    };
+    try {
+      ForEachDocument(read->text, first_line, keep);
+    } catch (const yox::DocumentError&) {
+      *lines = read.release();
+      throw;
+    }
+    *lines = read.release();
+  });
+}
+
+size_t yox_lines_count(const yox_lines* lines) {
+  return lines == nullptr ? 0 : lines->devices.size();
+}
+
+yox_status yox_lines_get(const yox_lines* lines, size_t index, yox_text* id, yox_text* document) {
+  return Guarded([&] {
+    const auto& device = At(Required(lines, "lines").devices, index, "index");
+    if (id != nullptr) *id = Text(device.id);
+    if (document != nullptr) *document = {lines->text.data() + device.begin, device.size};
+  });
+}
+
+yox_status yox_lines_decide(const yox_lines* lines, const yox_list* list,
+                            const yox_question* question, uint8_t* applies, size_t* decided_by) {
+  return Guarded([&] {
+    const auto& [text, devices, is_decided] = Required(lines, "lines");
+    const auto& compiled = *Required(list, "list").compiled;
+    const auto asked = QuestionOf(question);
+    yox::facts::FactsLine line;
+    for (std::size_t i = 0; i < devices.size(); ++i) {
+      line.Read(std::string_view(text).substr(devices[i].begin, devices[i].size));
+      yox::facts::LineFacts facts(line, asked);
+      WriteVerdict(Decide(compiled, facts), i, applies, decided_by);
     }
   });
 }
+
+yox_status yox_lines_decided(const yox_lines* lines, uint8_t* applies, size_t* decided_by) {
+  return Guarded([&] {
+    const auto& devices = Required(lines, "lines").devices;
+    if (!lines->is_decided) throw Failure(YOX_NOT_FOUND, "lines: were read without a list");
+    for (std::size_t i = 0; i < devices.size(); ++i) {
+      WriteVerdict(devices[i].verdict, i, applies, decided_by);
+    }
+  });
+}
+
+void yox_lines_free(yox_lines* lines) { delete lines; }
 
 yox_status yox_trace_decision(const yox_list* list, const yox_facts* facts,
                               const yox_question* question, yox_trace** trace) {

@@ -283,6 +283,91 @@ static void lines_decide_as_their_devices(void) {
   yox_list_free(list);
 }
 
+static void a_block_of_lines_decides_as_its_devices(void) {
+  static const char text[] =
+      "{\"id\": \"a\", \"country\": \"US\"}\n\n \r\n"
+      "{\"id\": \"b\", \"country\": \"DE\", \"tags\": {\"Ring\": \"beta\"}}\r\n"
+      "{\"country\": \"DE\"}";
+  static const char* const ids[] = {"a", "b", ""};
+  static const char wrong[] = "{\"id\": \"a\", \"country\": \"US\"}\n{\"contry\": \"US\"}\n{}";
+  yox_list* list = list_of(kList);
+  yox_lines* lines = NULL;
+  uint8_t applies[4] = {9, 9, 9, 9};
+  size_t decided_by[4] = {9, 9, 9, 9};
+  size_t i, cut;
+  yox_text id, document;
+  yox_question question = YOX_INIT(yox_question);
+  const yox_pair tag = {"Ring", "stable"};
+  char* given = malloc(strlen(text));
+  memcpy(given, text, strlen(text));
+  CHECK_OK(yox_lines_read(given, strlen(text), 1, NULL, NULL, &lines));
+  memset(given, 'x', strlen(text)); /* the text was copied */
+  free(given);
+  CHECK(yox_lines_count(lines) == 3 && yox_lines_count(NULL) == 0);
+  CHECK_OK(yox_lines_decide(lines, list, NULL, applies, decided_by));
+  CHECK(applies[0] == YOX_FALSE && applies[1] == YOX_TRUE && applies[2] == YOX_UNKNOWN);
+  CHECK(decided_by[2] == YOX_NONE && applies[3] == 9 && decided_by[3] == 9);
+  for (i = 0; i < 3; ++i) {
+    yox_facts* facts;
+    yox_verdict verdict = YOX_INIT(yox_verdict);
+    CHECK_OK(yox_lines_get(lines, i, &id, &document));
+    CHECK(strcmp(id.data, ids[i]) == 0 && id.size == strlen(ids[i]));
+    CHECK(document.data[0] == '{' && strlen(document.data) == document.size);
+    CHECK_OK(yox_facts_read(document.data, document.size, &facts));
+    CHECK_OK(yox_decide(list, facts, NULL, &verdict));
+    CHECK(verdict.applies == applies[i] && verdict.decided_by == decided_by[i]);
+    yox_facts_free(facts);
+  }
+  question.tags = &tag;
+  question.tag_count = 1;
+  CHECK_OK(yox_lines_decide(lines, list, &question, applies, NULL));
+  CHECK(applies[1] == YOX_FALSE);
+  CHECK_OK(yox_lines_decide(lines, list, NULL, NULL, decided_by));
+  CHECK_OK(yox_lines_get(lines, 0, NULL, NULL));
+  CHECK_STATUS(YOX_ARGUMENT, yox_lines_get(lines, 3, &id, &document));
+  CHECK_STATUS(YOX_ARGUMENT, yox_lines_decide(lines, NULL, NULL, applies, NULL));
+  CHECK_STATUS(YOX_NOT_FOUND, yox_lines_decided(lines, applies, NULL));
+  yox_lines_free(lines);
+
+  /* Decided on the way. */
+  memset(applies, 9, sizeof applies);
+  CHECK_OK(yox_lines_read(text, strlen(text), 1, list, &question, &lines));
+  CHECK_OK(yox_lines_decided(lines, applies, NULL));
+  CHECK(applies[0] == YOX_FALSE && applies[1] == YOX_FALSE && applies[2] == YOX_UNKNOWN);
+  CHECK(applies[3] == 9);
+  decided_by[0] = decided_by[1] = decided_by[2] = 9;
+  CHECK_OK(yox_lines_decided(lines, NULL, decided_by));
+  CHECK(decided_by[0] == 0 && decided_by[1] == 2 && decided_by[2] == YOX_NONE);
+  CHECK(decided_by[3] == 9);
+  CHECK_OK(yox_lines_decide(lines, list, NULL, applies, NULL));
+  CHECK(applies[1] == YOX_TRUE);
+  yox_lines_free(lines);
+
+  for (cut = 0; cut <= 28; cut += 28) { /* no byte after the text is read */
+    given = malloc(cut + 1);
+    memcpy(given, text, cut);
+    CHECK_OK(yox_lines_read(given, cut, 1, list, NULL, &lines));
+    CHECK(yox_lines_count(lines) == (cut == 0 ? 0 : 1));
+    CHECK_OK(yox_lines_decide(lines, list, NULL, applies, decided_by));
+    yox_lines_free(lines);
+    free(given);
+  }
+
+  /* What comes before a wrong line can be used. */
+  CHECK_STATUS(YOX_DOCUMENT, yox_lines_read(wrong, strlen(wrong), 41, list, NULL, &lines));
+  CHECK(strncmp(yox_error_place(), "line 42", 7) == 0);
+  CHECK(yox_lines_count(lines) == 1);
+  CHECK_OK(yox_lines_decided(lines, applies, NULL));
+  CHECK(applies[0] == YOX_FALSE);
+  yox_lines_free(lines);
+  lines = (yox_lines*)list;
+  CHECK_STATUS(YOX_ARGUMENT, yox_lines_read(NULL, 5, 1, NULL, NULL, &lines));
+  CHECK(lines == NULL);
+  CHECK_STATUS(YOX_ARGUMENT, yox_lines_read(text, strlen(text), 1, NULL, NULL, NULL));
+  yox_lines_free(NULL);
+  yox_list_free(list);
+}
+
 static void a_question_adds_version_tags_and_moment(void) {
   yox_list* list = list_of(
       "[{\"tag\": \"Ring|beta\", \"target_version\": \">=3.0\", \"date_range\": "
@@ -703,6 +788,7 @@ static const struct {
     CASE(sizes_bound_what_is_read_and_written),
     CASE(a_list_decides_on_facts),
     CASE(lines_decide_as_their_devices),
+    CASE(a_block_of_lines_decides_as_its_devices),
     CASE(a_question_adds_version_tags_and_moment),
     CASE(an_explanation_is_complete),
     CASE(long_criteria_are_counted),

@@ -57,6 +57,15 @@ class Decisions(unittest.TestCase):
         undetermined = yox.explain(yox.FilterList(LIST), yox.Facts({"country": "DE"}))
         self.assertEqual((undetermined.applies, undetermined.needs), (None, ("tags.Ring",)))
 
+    def test_an_explanation_says_how_much_it_leaves_out(self):
+        terms = ",".join(f"t{number}|x" for number in range(300))
+        explanation = yox.explain(yox.FilterList([{"tag": terms}]), yox.Facts({"tags": {}}))
+        criterion = explanation.filters[0].criteria[0]
+        self.assertEqual((len(criterion.facts), criterion.facts_left_out), (256, 44))
+
+    def test_documents_may_be_bytes(self):
+        self.assertEqual(yox.FilterList(b'[{"country": "De"}]').document(), yox.FilterList([{"country": "De"}]).document())
+
     def test_documents_come_back(self):
         facts = yox.Facts(BETA | {"serial_number": "C0FFEE12"})
         again = yox.Facts(facts.document())
@@ -90,6 +99,75 @@ class Decisions(unittest.TestCase):
             self.assertTrue(str(raised.exception).startswith("line 2"), raised.exception)
             self.assertTrue(raised.exception.place.startswith("line 2"), raised.exception.place)
 
+    def fleet(self, documents):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        path = pathlib.Path(folder.name) / "fleet.jsonl"
+        path.write_text("".join((one if isinstance(one, str) else json.dumps(one)) + "\n" for one in documents),
+                        encoding="utf-8")
+        return path
+
+    def test_a_device_of_a_fleet_is_decided_as_any_other(self):
+        documents = [{"id": f"dä{i}", "padding": "x" * 600} | ({"country": one} if one else {}) | tags
+                     for i in range(2_000) for one, tags in [
+                         (("DE", "US", None)[i % 7 % 3], {"tags": {"Ring": ("beta", "stable")[i % 2]}} if i % 5 else {})]]
+        for one in documents:
+            one["model"] = one.pop("padding")
+        path = self.fleet(documents)
+        self.assertGreater(path.stat().st_size, 1 << 20)  # several blocks
+        filters = yox.FilterList(LIST)
+        beta = yox.Question(1771243200, "3.1", {"Ring": "beta"})
+        filters = yox.FilterList([*LIST[:2], {"country": "DE", "target_version": "<3.1"},
+                                  {"country": "DE", "target_version": ">=3.1", "date_range": "*|2026-02-16",
+                                   "tag": "Ring|beta"}])
+        facts = [yox.Facts(one) for one in documents]
+        for question in (None, beta, yox.Question(beta.now, "3.0"), yox.Question(beta.now + 10**6, "3.1")):
+            expected = [yox.decide(filters, one, question) for one in facts]
+            devices = yox.read_fleet(path)
+            self.assertEqual([yox.decide(filters, one, question) for one in devices], expected)
+            self.assertEqual(list(yox.decide_fleet(filters, path, question)), [one.applies for one in expected])
+        lists = [filters, *(yox.FilterList([{"model": f"x{n}*"}, {"country": "DE"}]) for n in range(6))]
+        for one, document in zip(yox.read_fleet(path, threads=1), documents[:50]):
+            facts = yox.Facts(document)
+            self.assertEqual(one.id, document["id"])
+            for of in (*lists, *reversed(lists)):  # more than are decided for a whole block
+                self.assertEqual(yox.decide(of, one), yox.decide(of, facts))
+            self.assertEqual(yox.decide(filters, one, beta), yox.decide(filters, facts, beta))
+            self.assertEqual(yox.explain(filters, one), yox.explain(filters, facts))
+            self.assertEqual(one.document(), facts.document())
+            with self.assertRaises(AttributeError):
+                one.serial  # noqa: B018
+
+    def test_a_question_that_was_changed_is_another_one(self):
+        device = next(yox.read_fleet(self.fleet([{"country": "DE", "tags": {}}])))
+        filters, tags = yox.FilterList(LIST), {"Ring": "beta"}
+        question = yox.Question(tags=tags)
+        self.assertIs(yox.decide(filters, device, question).applies, True)
+        tags["Ring"] = "stable"
+        self.assertIs(yox.decide(filters, device, question).applies, False)
+        self.assertIs(yox.decide(filters, device).applies, False)
+
+    def test_the_devices_before_a_wrong_line_are_there(self):
+        path = self.fleet([{"id": "a"}, "", {"id": "b", "country": "DE"}, '{"contry": "DE"}', {"id": "c"}])
+        found = []
+        with self.assertRaises(yox.DocumentError) as raised:
+            for one in yox.read_fleet(path):
+                found.append((one.id, yox.decide(yox.FilterList([{"country": "DE"}]), one).applies))
+        self.assertTrue(raised.exception.place.startswith("line 4"), raised.exception.place)
+        self.assertEqual(found, [("a", None), ("b", True)])
+        with self.assertRaises(FileNotFoundError):
+            next(yox.read_fleet(path.with_name("none")))
+        self.assertEqual(list(yox.read_fleet(self.fleet([]))), [])
+
+    def test_a_list_is_not_decided_for_a_block_again(self):
+        decided, decide = [], yox._native.library.yox_lines_decide
+        yox._native.library.yox_lines_decide = lambda *arguments: (decided.append(1), decide(*arguments))[1]
+        self.addCleanup(setattr, yox._native.library, "yox_lines_decide", decide)
+        filters = yox.FilterList(LIST)
+        for one in yox.read_fleet(self.fleet([BETA] * 1000)):
+            self.assertTrue(yox.decide(filters, one).applies)
+        self.assertEqual(len(decided), 1)
+
     def test_a_fleet_is_decided_in_its_order(self):
         with tempfile.TemporaryDirectory() as folder:
             path = pathlib.Path(folder) / "fleet.jsonl"
@@ -118,6 +196,10 @@ class Decisions(unittest.TestCase):
                             today=datetime.date(2026, 1, 15))
         found = findings[-1]
         self.assertEqual((found.rule, found.filter, found.field, found.is_error), ("inner-star", 2, "country", True))
+        self.assertEqual((found.line, found.column), (1, 75))
+        self.assertIn("U*S", found.message)
+        self.assertNotIn("U*S", found.remedy)
+        self.assertTrue(found.remedy)
         self.assertEqual(len(yox.lint([{"date_range": "2026-01-01|2026-01-31"}], datetime.date(2026, 2, 1))),
                          1 + len(yox.lint([{"date_range": "2026-01-01|2026-01-31"}], datetime.date(2026, 1, 1))))
         rollout = yox.Rollout("2026-03-01|10|linear")
@@ -125,7 +207,9 @@ class Decisions(unittest.TestCase):
         self.assertEqual((shares[0], shares[10], shares), (0, 1, sorted(shares)))
         self.assertEqual(rollout.date(2), datetime.date(2026, 3, 2))
         self.assertIn(rollout.first_day("C0FFEE12"), range(1, 11))
-        self.assertFalse(rollout.by_organisation)
+        self.assertEqual((rollout.by_organisation, rollout.has_known_growth), (False, True))
+        rollout = yox.Rollout("2026-03-01|10|suddenly|tenant")
+        self.assertEqual((rollout.by_organisation, rollout.has_known_growth), (True, False))
 
     def test_threads_share_lists_and_facts(self):
         filters, facts = yox.FilterList(LIST), [yox.Facts(BETA)] * 1000
@@ -158,7 +242,9 @@ class OneRuntime(unittest.TestCase):
         filters = yox.FilterList(LIST)
         self.assertTrue(yox.decide(yox.FilterList([{"country": "DE"}]), yox.Facts.from_profile(PROFILE)).applies)
         arrived = queue.Queue()
-        with yox.Runtime(PROFILE, watch=True) as runtime:
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        with yox.Runtime(PROFILE, folder.name, watch=True) as runtime:
             self.assertEqual(runtime.record()["serial_number"], "C0FFEE12")
             self.assertEqual(runtime.decide(filters)[0], False)
             self.assertEqual(runtime.decide(filters, yox.Question(tags={"Ring": "beta"}))[0], True)
@@ -166,13 +252,15 @@ class OneRuntime(unittest.TestCase):
             runtime.add_tags({"Ring": "beta"})
             self.assertIn(("Ring", "beta"), runtime.tags())
             self.assertTrue(yox.decide(filters, runtime.facts()).applies)
-            runtime.subscribe(lambda *notification: arrived.put(notification))
+            subscription = runtime.subscribe(lambda *notification: arrived.put(notification))
             runtime.publish(41, 7, "pä")
             while (found := arrived.get(timeout=30))[0] != 41:
                 pass
             self.assertEqual(found, (41, 7, "pä"))
             with self.assertRaises(yox.YoxError):
                 yox.Facts.from_profile(PROFILE)
+        self.assertFalse(subscription._pointer)  # ended, because the library calls it no more
+        self.assertTrue(any(pathlib.Path(folder.name).rglob("*")))
         with self.assertRaises(yox.YoxError):
             yox.Runtime(PROFILE)
 

@@ -17,12 +17,14 @@ import concurrent.futures
 import ctypes
 import datetime
 import enum
+import functools
+import itertools
 import json
 import os
 from collections.abc import Callable, Iterator, Mapping, Sequence
 from ctypes import byref, c_int32, c_uint8, c_void_p
 from dataclasses import dataclass, field
-from typing import Any, Optional, Union
+from typing import Any, Optional, TypeVar, Union
 
 from . import _native
 from ._native import DocumentError, YoxError
@@ -74,14 +76,14 @@ class FilterList(_native.Handle):
         return _native.string("list_write", self.pointer)
 
 
-class Facts(_native.Handle):
+class Facts:
     """What is known of one device. Takes a facts document; raises DocumentError."""
 
-    __slots__ = ()
+    __slots__ = ("_handle", "__weakref__")
 
     def __init__(self, document: Document) -> None:
         text = _document(document)
-        super().__init__("facts", "facts_read", text, len(text))
+        self._handle = _native.Handle("facts", "facts_read", text, len(text))
 
     @classmethod
     def from_profile(cls, profile: Document, lists: Sequence[FilterList] = ()) -> Facts:
@@ -93,8 +95,13 @@ class Facts(_native.Handle):
     @classmethod
     def _created(cls, create: str, *arguments: Any) -> Facts:
         facts = cls.__new__(cls)
-        _native.Handle.__init__(facts, "facts", create, *arguments)
+        facts._handle = _native.Handle("facts", create, *arguments)
         return facts
+
+    @property
+    def pointer(self) -> c_void_p:
+        """The handle of the C interface."""
+        return self._handle.pointer
 
     @property
     def id(self) -> str:
@@ -141,7 +148,12 @@ def _asked(question: Optional[Question]) -> Any:
 
 
 def decide(filters: FilterList, facts: Facts, question: Optional[Question] = None) -> Verdict:
-    """Decides a list for a device."""
+    """Decides a list for a device. For a device of read_fleet, it is decided with those of the same part of the file, at
+    one moment for all of them."""
+    if isinstance(facts, _FleetDevice):
+        verdicts = facts._block.verdicts(filters, question)
+        if verdicts is not None:
+            return verdicts[facts._index]
     verdict = _native.Verdict()
     _native.call("decide", filters.pointer, facts.pointer, _asked(question), byref(verdict))
     return Verdict(_truth(verdict.applies), _index(verdict.decided_by))
@@ -158,41 +170,142 @@ def decide_many(filters: FilterList, devices: Sequence[Facts],
 _TRUTHS = (False, True, None)
 
 
-def read_fleet(path: Union[str, os.PathLike[str]]) -> Iterator[Facts]:
-    """The devices of a fleet, a file with one facts document on each line; blank lines are skipped. Raises
-    DocumentError, whose place begins with the line."""
-    with open(path, "rb") as file:
-        for number, line in enumerate(file, 1):
-            if line.isspace():
-                continue
-            try:
-                yield Facts(line)
-            except DocumentError as error:
-                place = error.place.replace("line 1", f"line {number}", 1)
-                message = str(error).replace(error.place, place, 1)
-                raise DocumentError(error.status, message, place) from None
-
-
 _BLOCK = 1 << 20
+_Path = Union[str, os.PathLike[str]]
+_Result = TypeVar("_Result")
 
 
-def _blocks(path: Union[str, os.PathLike[str]]) -> Iterator[tuple[bytes, int]]:
+def _blocks(path: _Path) -> Iterator[tuple[bytes, int]]:
     """The file in pieces of whole lines, each with the number of its first line."""
-    number, rest = 1, b""
-    with open(path, "rb", buffering=0) as file:
+    number = 1
+    with open(path, "rb") as file:
         while block := file.read(_BLOCK):
-            whole, newline, after = block.rpartition(b"\n")
-            if newline:
-                yield rest + whole + newline, number
-                number += whole.count(b"\n") + 1
-                rest = after
-            else:
-                rest += block
-    if rest:
-        yield rest, number
+            if block[-1] != 0x0A:
+                block += file.readline()
+            yield block, number
+            number += block.count(b"\n")
 
 
-def decide_fleet(filters: FilterList, path: Union[str, os.PathLike[str]], question: Optional[Question] = None,
+def _each_block(work: Callable[[bytes, int], _Result], path: _Path, threads: Optional[int]) -> Iterator[_Result]:
+    """What `work` returns for each block of a file, in their order, computed ahead in several threads."""
+    threads = threads or os.cpu_count() or 1
+    with concurrent.futures.ThreadPoolExecutor(threads) as pool:
+        pending: collections.deque[concurrent.futures.Future[_Result]] = collections.deque()
+        try:
+            for block in _blocks(path):
+                pending.append(pool.submit(work, *block))
+                if len(pending) > 2 * threads:
+                    yield pending.popleft().result()
+            while pending:
+                yield pending.popleft().result()
+        finally:
+            for future in pending:
+                future.cancel()
+
+
+class _Pass:
+    """A pass over a fleet: what was decided last, so that it is decided ahead for the next block."""
+
+    __slots__ = ("asked",)
+
+    def __init__(self) -> None:
+        self.asked: tuple[Optional[FilterList], Optional[Question]] = (None, None)
+
+
+def _snapshot(question: Optional[Question]) -> Any:
+    """What a question is compared by; its tags may change."""
+    return None if question is None else (question.now, question.target_version, dict(question.tags))
+
+
+class _Block:
+    """The devices of a block, and what lists decide for all of them. From any thread."""
+
+    __slots__ = ("_pass", "_lines", "_decided", "count", "error")
+    _LISTS = 4  # for more lists, each device is read once instead of the block once for each list
+
+    def __init__(self, of: _Pass, text: bytes, first_line: int) -> None:
+        self._pass = of
+        self._decided: dict[FilterList, tuple[Any, list[Verdict]]] = {}
+        self.error: Optional[DocumentError] = None
+        filters, question = of.asked
+        self._lines = _native.Handle.__new__(_native.Handle)
+        try:
+            self._lines.__init__("lines", "lines_read", text, len(text), first_line,  # type: ignore[misc]
+                                 filters and filters.pointer, _asked(question))
+        except DocumentError as error:  # the devices before it are there
+            self.error = error
+        self.count: int = _native.library.yox_lines_count(self._lines.pointer)
+        if filters is not None:
+            self._keep(filters, _snapshot(question), "lines_decided", self._lines.pointer)
+
+    def verdicts(self, filters: FilterList, question: Optional[Question]) -> Optional[list[Verdict]]:
+        """What the list decides for each device; None if too many lists were decided before."""
+        asked = _snapshot(question)
+        decided = self._decided.get(filters)
+        if decided is not None and decided[0] == asked:
+            return decided[1]
+        if decided is None and len(self._decided) == self._LISTS:
+            return None
+        # A copy, because another thread uses it.
+        self._pass.asked = (filters, question and Question(question.now, question.target_version, dict(question.tags)))
+        return self._keep(filters, asked, "lines_decide", self._lines.pointer, filters.pointer, _asked(question))
+
+    def _keep(self, filters: FilterList, asked: Any, function: str, *arguments: Any) -> list[Verdict]:
+        """Keeps what a function returns that decides for each device."""
+        applies, by = (c_uint8 * self.count)(), (ctypes.c_size_t * self.count)()
+        _native.call(function, *arguments, applies, by)
+        known: dict[tuple[int, int], Verdict] = {}
+        verdicts = []
+        for pair in zip(bytes(applies), by):
+            verdict = known.get(pair)
+            if verdict is None:
+                verdict = known[pair] = Verdict(_truth(pair[0]), _index(pair[1]))
+            verdicts.append(verdict)
+        self._decided[filters] = (asked, verdicts)
+        return verdicts
+
+    def text(self, index: int, of_id: bool) -> bytes:
+        """The name or the document of a device."""
+        text = _native.Text()
+        of = byref(text)
+        _native.call("lines_get", self._lines.pointer, index, of if of_id else None, None if of_id else of)
+        return ctypes.string_at(text.data, text.size)
+
+
+class _FleetDevice(Facts):
+    """A device of a block, which is read when something else than a decision is asked for."""
+
+    __slots__ = ("_block", "_index")
+
+    def __init__(self, block: _Block, index: int) -> None:
+        self._block = block
+        self._index = index
+
+    def __getattr__(self, name: str) -> Any:
+        if name != "_handle":
+            raise AttributeError(name)
+        document = self._block.text(self._index, of_id=False)
+        self._handle = _native.Handle("facts", "facts_read", document, len(document))
+        return self._handle
+
+    @property
+    def id(self) -> str:
+        return self._block.text(self._index, of_id=True).decode("utf-8")
+
+
+def read_fleet(path: _Path, threads: Optional[int] = None) -> Iterator[Facts]:
+    """The devices of a fleet, a file with one facts document on each line; blank lines are skipped. Raises
+    DocumentError, whose place begins with the line. The file is read in blocks of about a megabyte, ahead, in
+    `threads` threads, by default one for each processor; a list that is decided for a device is decided for its whole
+    block."""
+    this_pass = _Pass()
+    for block in _each_block(functools.partial(_Block, this_pass), path, threads):
+        yield from map(_FleetDevice, itertools.repeat(block), range(block.count))
+        if block.error is not None:
+            raise block.error
+
+
+def decide_fleet(filters: FilterList, path: _Path, question: Optional[Question] = None,
                  threads: Optional[int] = None) -> Iterator[Optional[bool]]:
     """Decides a list for each device of a fleet, a file with one facts document on each line, as fast as the file can be
     parsed: whether it applies to each, in their order, None where that is undetermined. Raises DocumentError, whose place
@@ -208,19 +321,8 @@ def decide_fleet(filters: FilterList, path: Union[str, os.PathLike[str]], questi
                      byref(count))
         return bytes(memoryview(applies)[:count.value])
 
-    threads = threads or os.cpu_count() or 1
-    with concurrent.futures.ThreadPoolExecutor(threads) as pool:
-        pending: collections.deque[concurrent.futures.Future[bytes]] = collections.deque()
-        try:
-            for block in _blocks(path):
-                pending.append(pool.submit(decided, *block))
-                if len(pending) > 2 * threads:
-                    yield from map(_TRUTHS.__getitem__, pending.popleft().result())
-            while pending:
-                yield from map(_TRUTHS.__getitem__, pending.popleft().result())
-        finally:
-            for future in pending:
-                future.cancel()
+    for block in _each_block(decided, path, threads):
+        yield from map(_TRUTHS.__getitem__, block)
 
 
 class Outcome(enum.Enum):

@@ -98,6 +98,10 @@ _STATUS = {
     "decide_many": [c_void_p, POINTER(c_void_p), c_size_t, POINTER(Question), POINTER(c_uint8)],
     "decide_lines": [c_void_p, c_void_p, c_size_t, c_size_t, POINTER(Question), POINTER(c_uint8), c_size_t,
                      POINTER(c_size_t)],
+    "lines_read": [c_char_p, c_size_t, c_size_t, c_void_p, POINTER(Question), POINTER(c_void_p)],
+    "lines_get": [c_void_p, c_size_t, POINTER(Text), POINTER(Text)],
+    "lines_decided": [c_void_p, POINTER(c_uint8), POINTER(c_size_t)],
+    "lines_decide": [c_void_p, c_void_p, POINTER(Question), POINTER(c_uint8), POINTER(c_size_t)],
     "explain": [c_void_p, c_void_p, POINTER(Question), POINTER(c_void_p)],
     "explanation_get": [c_void_p, POINTER(Explained)],
     "explanation_need": [c_void_p, c_size_t, POINTER(Text)],
@@ -129,11 +133,12 @@ _OTHERS = {
     "string_size": ([c_void_p], c_size_t),
     "list_count": ([c_void_p], c_size_t),
     "findings_count": ([c_void_p], c_size_t),
+    "lines_count": ([c_void_p], c_size_t),
     "pairs_count": ([c_void_p], c_size_t),
     "runtime_stop": ([c_void_p], None),
     "bus_unsubscribe": ([c_void_p], None),
 }
-_FREED = ["string", "list", "findings", "facts", "explanation", "rollout", "pairs"]
+_FREED = ["string", "list", "findings", "facts", "lines", "explanation", "rollout", "pairs"]
 
 
 def _load() -> ctypes.CDLL:

@@ -128,6 +128,7 @@ typedef struct yox_string yox_string;
 YOX_C_API const char* yox_string_data(const yox_string* string);
 /* The number of its bytes, without the zero byte; 0 for NULL. */
 YOX_C_API size_t yox_string_size(const yox_string* string);
+/* Frees a text. NULL is ignored. */
 YOX_C_API void yox_string_free(yox_string* string);
 
 /* An ordered list of keys and values. */
@@ -137,6 +138,7 @@ YOX_C_API size_t yox_pairs_count(const yox_pairs* pairs);
 /* Reads the pair with this index. `value` may be NULL. */
 YOX_C_API yox_status yox_pairs_get(const yox_pairs* pairs, size_t index, yox_text* key,
                                    yox_text* value);
+/* Frees pairs. NULL is ignored. */
 YOX_C_API void yox_pairs_free(yox_pairs* pairs);
 
 /* ---- filter lists ---- */
@@ -149,11 +151,14 @@ YOX_C_API yox_status yox_list_read(const char* document, size_t size, yox_list**
 YOX_C_API yox_status yox_list_write(const yox_list* list, yox_string** document);
 /* The number of filters; 0 for NULL. */
 YOX_C_API size_t yox_list_count(const yox_list* list);
+/* Frees a list; facts, verdicts and explanations that were made with it stay. NULL is ignored. */
 YOX_C_API void yox_list_free(yox_list* list);
 
 /* What is wrong or suspicious in a list (docs/lint.md). */
 typedef struct yox_findings yox_findings;
 enum { YOX_WARNING = 0, YOX_ERROR = 1 };
+/* Something that is wrong or suspicious in a list. Its texts are valid until the findings are
+ * freed. */
 typedef struct yox_finding {
   size_t size;
   int32_t severity; /* YOX_WARNING or YOX_ERROR */
@@ -174,6 +179,7 @@ YOX_C_API size_t yox_findings_count(const yox_findings* findings);
 /* Reads a finding. They are in the order of the document. */
 YOX_C_API yox_status yox_findings_get(const yox_findings* findings, size_t index,
                                       yox_finding* finding);
+/* Frees findings. NULL is ignored. */
 YOX_C_API void yox_findings_free(yox_findings* findings);
 
 /* ---- facts ---- */
@@ -194,6 +200,7 @@ YOX_C_API yox_status yox_facts_from_profile(const char* profile, size_t size,
                                             yox_facts** facts);
 /* The name that the facts have in a fleet; may be empty. */
 YOX_C_API yox_status yox_facts_id(const yox_facts* facts, yox_text* id);
+/* Frees facts. NULL is ignored. */
 YOX_C_API void yox_facts_free(yox_facts* facts);
 
 /* ---- decisions ---- */
@@ -208,6 +215,7 @@ typedef struct yox_question {
   size_t tag_count;
 } yox_question;
 
+/* What a list decides for a device. */
 typedef struct yox_verdict {
   size_t size;
   int32_t applies;   /* YOX_FALSE, YOX_TRUE, or YOX_UNKNOWN: it depends on facts that are unknown */
@@ -232,11 +240,42 @@ YOX_C_API yox_status yox_decide_lines(const yox_list* list, const char* text, si
                                       size_t first_line, const yox_question* question,
                                       uint8_t* applies, size_t capacity, size_t* count);
 
+/* A block of a fleet: a text with one facts document on each line, to decide on the devices one by
+ * one without a call for each. */
+typedef struct yox_lines yox_lines;
+/* Reads the devices of a text; blank lines are skipped. The text is copied. `first_line` is the
+ * number of its first line, which errors name. With a list, which may be NULL, it is decided for
+ * each device on the way, in less time than by yox_lines_decide afterwards; yox_lines_decided
+ * returns the verdicts. On YOX_DOCUMENT `lines` has the devices before the wrong line; it is NULL
+ * after every other error. */
+YOX_C_API yox_status yox_lines_read(const char* text, size_t size, size_t first_line,
+                                    const yox_list* list, const yox_question* question,
+                                    yox_lines** lines);
+/* The number of devices; 0 for NULL. */
+YOX_C_API size_t yox_lines_count(const yox_lines* lines);
+/* The name and the facts document of a device; valid while `lines` is. Either may be NULL. */
+YOX_C_API yox_status yox_lines_get(const yox_lines* lines, size_t index, yox_text* id,
+                                   yox_text* document);
+/* Decides a list for each device. Writes YOX_FALSE, YOX_TRUE or YOX_UNKNOWN to `applies` and the
+ * index of the deciding filter, or YOX_NONE, to `decided_by`, each with an element for each device;
+ * either may be NULL. May be called for one block from several threads at once. */
+YOX_C_API yox_status yox_lines_decide(const yox_lines* lines, const yox_list* list,
+                                      const yox_question* question, uint8_t* applies,
+                                      size_t* decided_by);
+/* Returns, in the same form, what the list of yox_lines_read decides; YOX_NOT_FOUND without a list.
+ */
+YOX_C_API yox_status yox_lines_decided(const yox_lines* lines, uint8_t* applies,
+                                       size_t* decided_by);
+/* Frees a block. NULL is ignored. */
+YOX_C_API void yox_lines_free(yox_lines* lines);
+
 /* How a decision went: its verdict, its reason, and the first criterion that failed in each filter.
  */
 typedef struct yox_trace yox_trace;
+/* Decides a list for a device and keeps how it went. */
 YOX_C_API yox_status yox_trace_decision(const yox_list* list, const yox_facts* facts,
                                         const yox_question* question, yox_trace** trace);
+/* The verdict, the same that yox_decide returns. */
 YOX_C_API yox_status yox_trace_verdict(const yox_trace* trace, yox_verdict* verdict);
 /* The reason, such as "Filter [0]: country = false; Filter [1]: true; ". */
 YOX_C_API yox_status yox_trace_reason(const yox_trace* trace, yox_text* reason);
@@ -245,6 +284,7 @@ YOX_C_API size_t yox_trace_failed_count(const yox_trace* trace);
 /* The criterion that failed first in a filter that was passed over, counted among those. */
 YOX_C_API yox_status yox_trace_failed(const yox_trace* trace, size_t index, yox_text* criterion);
 
+/* The criterion that changed a decision. */
 typedef struct yox_flip {
   size_t size;
   size_t filter;
@@ -255,10 +295,13 @@ typedef struct yox_flip {
  * YOX_NOT_FOUND if the same filter decides as before. */
 YOX_C_API yox_status yox_trace_flipped_by(const yox_trace* before, const yox_trace* after,
                                           yox_flip* flip);
+/* Frees a trace. NULL is ignored. */
 YOX_C_API void yox_trace_free(yox_trace* trace);
 
 /* Why a list decides as it does (docs/explaining.md). */
 typedef struct yox_explanation yox_explanation;
+
+/* An explanation as a whole. `reason` is the text of yox_trace_reason. */
 typedef struct yox_explained {
   size_t size;
   int32_t applies;     /* as in yox_verdict */
@@ -277,6 +320,7 @@ enum {
   YOX_NOT_REACHED = 3,
   YOX_UNDECIDED = 4 /* some criteria are unknown and none is false */
 };
+/* One filter of an explanation. */
 typedef struct yox_explained_filter {
   size_t size;
   int32_t outcome; /* YOX_MATCHED to YOX_UNDECIDED */
@@ -290,6 +334,7 @@ enum {
   YOX_MISSING = 2,  /* the device has none */
   YOX_NOT_KNOWN = 3 /* the fact is unknown */
 };
+/* One criterion of a filter. */
 typedef struct yox_explained_criterion {
   size_t size;
   yox_text field;        /* such as "country" */
@@ -299,6 +344,7 @@ typedef struct yox_explained_criterion {
   size_t facts_left_out; /* how many there are beyond the first 256 */
 } yox_explained_criterion;
 
+/* One thing that a criterion was compared with. */
 typedef struct yox_explained_fact {
   size_t size;
   yox_text required; /* the term of the criterion that reads this fact */
@@ -318,21 +364,25 @@ YOX_C_API yox_status yox_explanation_get(const yox_explanation* explanation,
 /* The name of a fact that would help to settle an undetermined verdict. */
 YOX_C_API yox_status yox_explanation_need(const yox_explanation* explanation, size_t index,
                                           yox_text* fact);
-/* Read one filter, one of its criteria, and one fact that the criterion was compared with. */
+/* Reads a filter. */
 YOX_C_API yox_status yox_explanation_filter(const yox_explanation* explanation, size_t filter,
                                             yox_explained_filter* explained);
+/* Reads a criterion of a filter; they are in the order in which they were looked at. */
 YOX_C_API yox_status yox_explanation_criterion(const yox_explanation* explanation, size_t filter,
                                                size_t criterion,
                                                yox_explained_criterion* explained);
+/* Reads a fact that a criterion was compared with. */
 YOX_C_API yox_status yox_explanation_fact(const yox_explanation* explanation, size_t filter,
                                           size_t criterion, size_t fact,
                                           yox_explained_fact* explained);
+/* Frees an explanation. NULL is ignored. */
 YOX_C_API void yox_explanation_free(yox_explanation* explanation);
 
 /* ---- roll-outs ---- */
 
 /* What a date function "START|DAYS|GROWTH" or "START|DAYS|GROWTH|SEGMENT" does, day by day. */
 typedef struct yox_rollout yox_rollout;
+/* A roll-out as a whole. */
 typedef struct yox_rollout_info {
   size_t size;
   int32_t days; /* from this day on everybody is in; the first day is 1 */
@@ -343,6 +393,7 @@ typedef struct yox_rollout_info {
 /* YOX_DOCUMENT for a function that never lets anybody in, or that takes more than a hundred years.
  */
 YOX_C_API yox_status yox_rollout_read(const char* function, yox_rollout** rollout);
+/* Reads the length of a roll-out and whom it counts. */
 YOX_C_API yox_status yox_rollout_get(const yox_rollout* rollout, yox_rollout_info* info);
 /* How many of the 4096 buckets are in on a day; 0 before day 1. */
 YOX_C_API yox_status yox_rollout_buckets_on(const yox_rollout* rollout, int64_t day,
@@ -354,6 +405,7 @@ YOX_C_API yox_status yox_rollout_day_at(const yox_rollout* rollout, int64_t mome
 /* The day from which a device or an organisation is in, by its serial number or realm. */
 YOX_C_API yox_status yox_rollout_first_day(const yox_rollout* rollout,
                                            const char* serial_number_or_realm, int32_t* day);
+/* Frees a roll-out. NULL is ignored. */
 YOX_C_API void yox_rollout_free(yox_rollout* rollout);
 
 /* ---- the device that the program runs on ---- */
@@ -362,6 +414,7 @@ YOX_C_API void yox_rollout_free(yox_rollout* rollout);
  * evaluator keeps applications and tags fresh. There is one for each process: after it was stopped,
  * no other can be started. Decisions on facts, above, do not need it. */
 typedef struct yox_runtime yox_runtime;
+/* How the library is started. */
 typedef struct yox_runtime_options {
   size_t size;
   const char* profile; /* a device profile, the device of which takes this machine's place; NULL:
@@ -427,6 +480,7 @@ typedef struct yox_notification {
  */
 typedef void (*yox_notified)(void* context, const yox_notification* notification);
 
+/* A receiver of records, until it is ended or the runtime stops. */
 typedef struct yox_subscription yox_subscription;
 /* Calls `notified` with every record that is published from now on. With `first` it is called
  * before all others, if that place is free. */
@@ -454,11 +508,14 @@ YOX_C_API yox_status yox_registry_get_text(yox_runtime* runtime, const char* key
 /* Reads a number, REG_DWORD or REG_QWORD; a value of another type is YOX_NOT_FOUND. */
 YOX_C_API yox_status yox_registry_get_number(yox_runtime* runtime, const char* key,
                                              const char* name, uint64_t* number);
-/* Write a value: bytes of a type, REG_SZ, REG_DWORD. The key is created if it is missing. */
+/* Writes the bytes of a value, whose type is Win32's number. The key is created if it is missing.
+ */
 YOX_C_API yox_status yox_registry_set(yox_runtime* runtime, const char* key, const char* name,
                                       uint32_t type, const void* bytes, size_t size);
+/* Writes a text, REG_SZ, in the same way. */
 YOX_C_API yox_status yox_registry_set_text(yox_runtime* runtime, const char* key, const char* name,
                                            const char* text);
+/* Writes a number, REG_DWORD, in the same way. */
 YOX_C_API yox_status yox_registry_set_number(yox_runtime* runtime, const char* key,
                                              const char* name, uint32_t number);
 /* Deletes a value, or with `name` NULL the key and everything below it. */
@@ -475,6 +532,7 @@ enum {
   YOX_VALUE_DELETED = 3,
   YOX_CHANGES_LOST = 4 /* too many to list: anything may have changed */
 };
+/* A change of a watched key. Its texts are valid during the call. */
 typedef struct yox_registry_change {
   size_t size;
   int32_t action; /* YOX_KEY_CREATED to YOX_CHANGES_LOST */
@@ -484,6 +542,7 @@ typedef struct yox_registry_change {
 /* Called on one thread at a time. It must not free its own watch. */
 typedef void (*yox_registry_changed)(void* context, const yox_registry_change* change);
 
+/* A watch on a key, until it is freed or the runtime stops. */
 typedef struct yox_registry_watch yox_registry_watch;
 /* Calls `changed` for each change of a key and of what is below it. */
 YOX_C_API yox_status yox_registry_watch_key(yox_runtime* runtime, const char* key,
