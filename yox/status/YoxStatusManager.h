@@ -45,11 +45,13 @@ class YOX_API YoxStatusManager {
   // Counts one occurrence of the code. Throws std::out_of_range, after counting, if `gateway` is
   // not an enumerator.
   void RegisterError(Gateway gateway, std::int32_t error_code);
+  // Forget the errors of one gateway, or of all. A critical status that depended on them ends.
   void ClearErrors(Gateway gateway);
   void ClearAllErrors();
 
   // Returns one entry per code, in the order of first occurrence; empty if the gateway has none.
   std::vector<ErrorInfo> GetErrors(Gateway gateway) const;
+  // Returns whether a code of any gateway is critical.
   bool HasCriticalError() const;
   // Meaningful only while HasCriticalError is true: it names every gateway that has any error, by
   // ascending number: "Critical error in HttpGateway; Critical error in MqttGateway; ".
