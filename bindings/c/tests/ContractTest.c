@@ -783,23 +783,7 @@ static const struct {
   const char* name;
   void (*run)(void);
 } cases[] = {
-    CASE(an_error_names_its_place),
-    CASE(bad_arguments_are_refused),
-    CASE(sizes_bound_what_is_read_and_written),
-    CASE(a_list_decides_on_facts),
-    CASE(lines_decide_as_their_devices),
-    CASE(a_block_of_lines_decides_as_its_devices),
-    CASE(a_question_adds_version_tags_and_moment),
-    CASE(an_explanation_is_complete),
-    CASE(long_criteria_are_counted),
-    CASE(documents_come_back),
-    CASE(lint_finds),
-    CASE(a_rollout_grows),
-    CASE(profiles_give_facts),
-    CASE(the_device_decides),
-    CASE(the_bus_delivers),
-    CASE(the_registry_is_read_and_written),
-    CASE(a_watching_runtime_stops),
+#include "cases.inc" /* CASE(name), for each that CMakeLists.txt lists */
 };
 
 int main(int count, char** arguments) {
