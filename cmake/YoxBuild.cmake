@@ -53,4 +53,8 @@ if(YOX_SANITIZE)
   target_compile_options(yox_build INTERFACE -fsanitize=${sanitizers} -fno-omit-frame-pointer
                                              -fno-sanitize-recover=all)
   target_link_options(yox_build INTERFACE -fsanitize=${sanitizers})
+  if("thread" IN_LIST YOX_SANITIZE)
+    # Threads pause at their locks when a test asks for it: yox/base/SchedulePoint.h.
+    target_compile_definitions(yox_build INTERFACE YOX_PERTURB_SCHEDULES)
+  endif()
 endif()

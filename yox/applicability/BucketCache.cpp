@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 
+#include "yox/base/SchedulePoint.h"
 #include "yox/decision/Dates.h"
 
 namespace yox::applicability {
@@ -23,6 +24,7 @@ int BucketCache::BucketOf(WStringView text) {
         entry.reset(
             new Entry{WString(text), decision::RolloutBucket(decision::SaltedHashOf(text))});
       }
+      YOX_SCHEDULE_POINT();
       if (slot.compare_exchange_strong(there, entry.get(), std::memory_order_acq_rel)) {
         return entry.release()->bucket;
       }

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "yox/base/Pause.h"
+#include "yox/base/SchedulePoint.h"
 
 namespace yox {
 namespace {
@@ -38,6 +39,7 @@ class TaskPool::Queue {
         const std::size_t turn = cell.turn.load(std::memory_order_acquire);
         if (turn == position) {
           if (filled_.compare_exchange_weak(position, position + 1)) {
+            YOX_SCHEDULE_POINT();
             cell.work = work;
             cell.turn.store(position + 1, std::memory_order_release);
             return;
@@ -61,6 +63,7 @@ class TaskPool::Queue {
       const std::size_t turn = cell.turn.load(std::memory_order_acquire);
       if (turn == position + 1) {
         if (taken_.compare_exchange_weak(position, position + 1, std::memory_order_relaxed)) {
+          YOX_SCHEDULE_POINT();
           Work* const work = cell.work;
           cell.turn.store(position + kCells, std::memory_order_release);
           return work;

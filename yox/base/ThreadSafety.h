@@ -4,19 +4,19 @@
 #include <condition_variable>
 #include <mutex>
 #include <shared_mutex>
+#if defined(YOX_PERTURB_SCHEDULES)  // in tests
+#include "yox/base/SchedulePoint.h"
+#define YOX_AT_LOCK YOX_SCHEDULE_POINT();
+#else
+#define YOX_AT_LOCK
+#endif
 
 // Annotations that state which lock guards which data and which function needs which lock. Clang
 // checks them with -Wthread-safety (https://clang.llvm.org/docs/ThreadSafetyAnalysis.html); for
-// other compilers they are empty. The standard library's locks have no such attributes, so use the
-// classes below instead.
-//
-//   class Counter {
-//    public:
-//     void Add() { const yox::MutexLock lock(mutex_); ++count_; }
-//    private:
-//     yox::Mutex mutex_;
-//     int count_ YOX_GUARDED_BY(mutex_) = 0;
-//   };
+// other compilers they are empty. The standard library's locks have none: use the classes below.
+//   void Counter::Add() { const yox::MutexLock lock(mutex_); ++count_; }
+//   yox::Mutex mutex_;
+//   int count_ YOX_GUARDED_BY(mutex_) = 0;
 #if defined(__clang__)
 #define YOX_THREAD_ATTRIBUTE(x) __attribute__((x))
 #else
@@ -56,8 +56,8 @@ class YOX_CAPABILITY("mutex") Mutex {
   Mutex(const Mutex&) = delete;
   Mutex& operator=(const Mutex&) = delete;
 
-  void lock() YOX_ACQUIRE() { mutex_.lock(); }
-  void unlock() YOX_RELEASE() { mutex_.unlock(); }
+  void lock() YOX_ACQUIRE() { YOX_AT_LOCK mutex_.lock(); }
+  void unlock() YOX_RELEASE() { YOX_AT_LOCK mutex_.unlock(); }
   bool try_lock() YOX_TRY_ACQUIRE(true) { return mutex_.try_lock(); }
 
  private:
@@ -73,8 +73,8 @@ class YOX_CAPABILITY("mutex") RecursiveMutex {
   RecursiveMutex(const RecursiveMutex&) = delete;
   RecursiveMutex& operator=(const RecursiveMutex&) = delete;
 
-  void lock() YOX_ACQUIRE() { mutex_.lock(); }
-  void unlock() YOX_RELEASE() { mutex_.unlock(); }
+  void lock() YOX_ACQUIRE() { YOX_AT_LOCK mutex_.lock(); }
+  void unlock() YOX_RELEASE() { YOX_AT_LOCK mutex_.unlock(); }
   bool try_lock() YOX_TRY_ACQUIRE(true) { return mutex_.try_lock(); }
 
  private:
@@ -88,10 +88,10 @@ class YOX_CAPABILITY("mutex") SharedMutex {
   SharedMutex(const SharedMutex&) = delete;
   SharedMutex& operator=(const SharedMutex&) = delete;
 
-  void lock() YOX_ACQUIRE() { mutex_.lock(); }
-  void unlock() YOX_RELEASE() { mutex_.unlock(); }
-  void lock_shared() YOX_ACQUIRE_SHARED() { mutex_.lock_shared(); }
-  void unlock_shared() YOX_RELEASE_SHARED() { mutex_.unlock_shared(); }
+  void lock() YOX_ACQUIRE() { YOX_AT_LOCK mutex_.lock(); }
+  void unlock() YOX_RELEASE() { YOX_AT_LOCK mutex_.unlock(); }
+  void lock_shared() YOX_ACQUIRE_SHARED() { YOX_AT_LOCK mutex_.lock_shared(); }
+  void unlock_shared() YOX_RELEASE_SHARED() { YOX_AT_LOCK mutex_.unlock_shared(); }
 
  private:
   std::shared_mutex mutex_;

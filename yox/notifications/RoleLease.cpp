@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "yox/base/Pause.h"
+#include "yox/base/SchedulePoint.h"
 
 namespace yox::notifications {
 namespace {
@@ -36,6 +37,7 @@ RoleLease::End RoleLease::Grant() {
   // Dekker's algorithm with the store and the load in Return, hence sequentially consistent: either
   // the holder sees that the owner sleeps, or the owner sees that the role was returned.
   asleep_ = true;
+  YOX_SCHEDULE_POINT();
   End end = End::kReturned;
   std::uint64_t seen = leased;
   while (true) {
@@ -58,6 +60,7 @@ RoleLease::End RoleLease::Grant() {
 
 void RoleLease::Return() {
   word_.store(word_.load(std::memory_order_relaxed) & ~kStateMask);
+  YOX_SCHEDULE_POINT();
   if (!asleep_) return;
   // The owner is between its look and its sleep, or asleep: wait for the latter.
   { const MutexLock lock(mutex_); }

@@ -3,6 +3,7 @@
 #include <chrono>
 
 #include "yox/base/Pause.h"
+#include "yox/base/SchedulePoint.h"
 #include "yox/base/ThreadSafety.h"
 #include "yox/platform/waits/WaitUntil.h"
 
@@ -71,6 +72,7 @@ Subscriber::Begun Subscriber::TryBegin() {
   if (!state_.compare_exchange_strong(state, kJoined | kDelivery)) {
     return (state & kJoined) != 0 ? Begun::kBusy : Begun::kLeft;
   }
+  YOX_SCHEDULE_POINT();
   failure_ = nullptr;
   return Begun::kYes;
 }
@@ -100,6 +102,7 @@ void Subscriber::CallFirst(YOXNotificationData& record) {
 
 void Subscriber::Start(std::shared_ptr<Subscriber> self) {
   self_ = std::move(self);
+  YOX_SCHEDULE_POINT();
   try {
     TaskPool::Process().Start(*this);
   } catch (...) {
@@ -120,6 +123,7 @@ void Subscriber::Run() noexcept {
 void Subscriber::End(unsigned call) {
   unsigned state = state_.load();
   unsigned ended = 0;
+  YOX_SCHEDULE_POINT();
   do {
     if ((state & (kJoined | kCalls)) == call) callback_ = nullptr;
     ended = state & ~call;
