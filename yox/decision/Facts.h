@@ -4,8 +4,10 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <optional>
 #include <string_view>
+#include <type_traits>
 
 #include "yox/decision/FilterFields.h"
 
@@ -87,46 +89,67 @@ static_assert(kFacts.back().form == FactForm::kOfTheQuestion);
 constexpr std::string_view NameOf(Fact fact) { return kFacts[static_cast<std::size_t>(fact)].name; }
 constexpr FactForm FormOf(Fact fact) { return kFacts[static_cast<std::size_t>(fact)].form; }
 
+// A perfect hash of the names, for FactOfKey. After a change of the table, search other factors.
+inline constexpr std::size_t kFactSlots = 64;
+constexpr std::size_t FactSlot(std::string_view name) {
+  return (static_cast<unsigned char>(name.front()) + 12U * static_cast<unsigned char>(name.back()) +
+          19 * name.size()) %
+         kFactSlots;
+}
+inline constexpr auto kSlottedFacts = [] {
+  std::array<std::uint8_t, kFactSlots> slots{};  // 0: empty; otherwise one more than the index
+  for (std::size_t i = 0; i < kFacts.size(); ++i) {
+    std::uint8_t& slot = slots[FactSlot(kFacts[i].name)];
+    if (slot != 0) throw "two names in one slot";
+    slot = static_cast<std::uint8_t>(i + 1);
+  }
+  return slots;
+}();
+
+// Whether two names of the same size are equal, in less time than a call of memcmp takes for them.
+constexpr bool IsSameName(std::string_view a, std::string_view b) {
+  if (std::is_constant_evaluated() || a.size() > 24) return a == b;
+  const auto same = [&]<class Word>(std::size_t at, Word) {
+    Word words[2];
+    std::memcpy(&words[0], a.data() + at, sizeof(Word));
+    std::memcpy(&words[1], b.data() + at, sizeof(Word));
+    return words[0] == words[1];
+  };
+  // Words at both ends, which may overlap.
+  const std::size_t size = a.size();
+  if (size >= 8) {
+    return same(0, std::uint64_t{}) && same(size - 8, std::uint64_t{}) &&
+           (size <= 16 || same(8, std::uint64_t{}));
+  }
+  if (size >= 4) return same(0, std::uint32_t{}) && same(size - 4, std::uint32_t{});
+  return size == 0 ||
+         (a.front() == b.front() && a[size / 2] == b[size / 2] && a.back() == b.back());
+}
+
 // The fact that a key of a document names.
 constexpr std::optional<Fact> FactOfKey(std::string_view key) {
-  // A perfect hash of the names. After a change of the table, search other factors.
-  constexpr std::size_t kSlots = 64;
-  constexpr auto slot_of = [](std::string_view name) {
-    return (static_cast<unsigned char>(name.front()) +
-            12U * static_cast<unsigned char>(name.back()) + 19 * name.size()) %
-           kSlots;
-  };
-  constexpr auto kSlotted = [slot_of] {
-    std::array<std::uint8_t, kSlots> slots{};
-    for (std::size_t i = 0; i < kFacts.size(); ++i) {
-      std::uint8_t& slot = slots[slot_of(kFacts[i].name)];
-      if (slot != 0) throw "two names in one slot";
-      slot = static_cast<std::uint8_t>(i + 1);
-    }
-    return slots;
-  }();
   if (key.empty()) return std::nullopt;
-  const std::size_t slot = kSlotted[slot_of(key)];
+  const std::size_t slot = kSlottedFacts[FactSlot(key)];
   if (slot == 0) return std::nullopt;
   const FactRow& row = kFacts[slot - 1];
-  if (row.name != key || row.form == FactForm::kOfTheQuestion) return std::nullopt;
+  if (row.name.size() != key.size() || row.form == FactForm::kOfTheQuestion) return std::nullopt;
+  if (!IsSameName(row.name, key)) return std::nullopt;
   return static_cast<Fact>(slot - 1);
 }
 
+inline constexpr auto kFieldsOfFacts = [] {
+  std::array<FilterField, kFacts.size()> fields{};
+  for (std::size_t i = 0; i < kFacts.size(); ++i) {
+    const auto* const name = std::ranges::find(kFilterFieldNames, kFacts[i].name);
+    if (name != std::end(kFilterFieldNames)) {
+      fields[i] = static_cast<FilterField>(name - std::begin(kFilterFieldNames));
+    }
+  }
+  return fields;
+}();
+
 // The field of the criterion that is compared with a fact of the form kText, kFirmwareText or
 // kHash.
-constexpr FilterField FieldOf(Fact fact) {
-  constexpr auto kFields = [] {
-    std::array<FilterField, kFacts.size()> fields{};
-    for (std::size_t i = 0; i < kFacts.size(); ++i) {
-      const auto* const name = std::ranges::find(kFilterFieldNames, kFacts[i].name);
-      if (name != std::end(kFilterFieldNames)) {
-        fields[i] = static_cast<FilterField>(name - std::begin(kFilterFieldNames));
-      }
-    }
-    return fields;
-  }();
-  return kFields[static_cast<std::size_t>(fact)];
-}
+constexpr FilterField FieldOf(Fact fact) { return kFieldsOfFacts[static_cast<std::size_t>(fact)]; }
 
 }  // namespace yox::decision

@@ -33,16 +33,32 @@ constexpr std::uint32_t kFirmwareTexts = [] {
   return bits;
 }();
 
-bool IsAscii(std::string_view text) {
-  unsigned char all = 0;
-  for (const char byte : text) all |= static_cast<unsigned char>(byte);
-  return all < 0x80;
-}
-
 WChar FoldAscii(WChar unit) {
   const auto value = static_cast<std::uint16_t>(unit);
   const bool capital = static_cast<std::uint16_t>(value - 'A') < 26;
   return static_cast<WChar>(value | (capital ? 0x20 : 0));
+}
+
+// Whether a text is `folded` when its letter case is folded; std::nullopt when only its conversion
+// shows that.
+std::optional<bool> IsFoldedAscii(std::string_view utf8, WStringView folded) {
+  if (utf8.size() < folded.size()) return false;  // no text has more units than bytes
+  // Both loops go over the whole text, which the compiler makes many bytes at once.
+  unsigned char all = 0;
+  for (const char byte : utf8) all |= static_cast<unsigned char>(byte);
+  if (all >= 0x80) return std::nullopt;
+  if (utf8.size() != folded.size()) return false;
+  unsigned difference = 0;
+  for (std::size_t i = 0; i < utf8.size(); ++i) {
+    difference |= static_cast<unsigned>(FoldAscii(static_cast<WChar>(utf8[i])) ^ folded[i]);
+  }
+  return difference == 0;
+}
+
+// Whether a text begins and ends with something else than white space, for certain.
+bool IsTrimmedAscii(std::string_view utf8) {
+  const auto is_ink = [](char byte) { return byte > ' ' && byte < 0x7F; };
+  return !utf8.empty() && is_ink(utf8.front()) && is_ink(utf8.back());
 }
 
 }  // namespace
@@ -69,10 +85,14 @@ TextScratch::Texts TextScratch::Widen(std::string_view utf8) {
   WChar* const given = Take(2 * utf8.size());
   WChar* const folded = given + utf8.size();
   std::size_t size = utf8.size();
-  if (IsAscii(utf8)) {
-    for (std::size_t i = 0; i < size; ++i) given[i] = static_cast<WChar>(utf8[i]);
-    for (std::size_t i = 0; i < size; ++i) folded[i] = FoldAscii(given[i]);
-  } else {
+  unsigned char all = 0;
+  for (std::size_t i = 0; i < size; ++i) {
+    const auto byte = static_cast<unsigned char>(utf8[i]);
+    all |= byte;
+    given[i] = byte;
+    folded[i] = FoldAscii(byte);
+  }
+  if (all >= 0x80) {
     const WString wide = String::UTF8ToUTF16(utf8);
     size = wide.size();
     std::ranges::copy(wide, given);
@@ -81,21 +101,24 @@ TextScratch::Texts TextScratch::Widen(std::string_view utf8) {
   return {{given, size}, {folded, size}};
 }
 
-void LinePairs::Widen(TextScratch& scratch) {
-  if (is_wide_) return;
-  is_wide_ = true;
-  for (Entry& entry : entries_) {
-    const TextScratch::Texts name = scratch.Widen(entry.name_utf8);
-    entry.pair = {name.given, scratch.Widen(entry.value_utf8).given};
-    entry.folded_name = String::Trimmed(name.folded);
-  }
+void LinePairs::Widen(Entry& entry) const {
+  if (std::exchange(entry.is_wide, true)) return;
+  const TextScratch::Texts name = scratch_.Widen(entry.name_utf8);
+  entry.pair = {name.given, scratch_.Widen(entry.value_utf8).given};
+  entry.folded_name = String::Trimmed(name.folded);
 }
 
 std::optional<PairView> LinePairs::First(const decision::TextPattern& name,
                                          const decision::Pairs& except) const {
-  for (const Entry& entry : entries_) {
+  for (Entry& entry : entries_) {
+    std::optional<bool> matches;
+    if (name.IsText() && IsTrimmedAscii(entry.name_utf8)) {
+      matches = IsFoldedAscii(entry.name_utf8, name.text);
+    }
+    if (matches == false) continue;
+    Widen(entry);
     const auto is_it = [&](const auto& pair) { return pair.key() == entry.pair.key; };
-    if (name.MatchesFolded(entry.folded_name) && std::ranges::none_of(except, is_it)) {
+    if ((matches || name.MatchesFolded(entry.folded_name)) && std::ranges::none_of(except, is_it)) {
       return entry.pair;
     }
   }
@@ -109,7 +132,6 @@ void LineValues::Clear() {
   utf8_[Index(FilterField::os)] = kOs;
   converted_ = parsed_ = 0;
   has_firmware_ = true;
-  registry_is_wide_ = false;
   hashed_[0] = hashed_[1] = {};
   time_zone_.reset();
   subscriptions_ = ids_ = Knowledge::kUnknown;
@@ -212,9 +234,8 @@ decision::TextsFact LineValues::Subscriptions() {
   return {subscriptions_, subscription_texts_};
 }
 
-PairsFact LineValues::PairsOf(LinePairs& pairs) {
+PairsFact LineValues::PairsOf(const LinePairs& pairs) {
   if (!pairs.is_known()) return {};
-  pairs.Widen(scratch_);
   return {Knowledge::kKnown, &pairs};
 }
 
@@ -228,17 +249,18 @@ decision::HardwareIdsFact LineValues::HardwareIds() {
   return {Knowledge::kKnown, &*hardware_ids_};
 }
 
+bool LineValues::IsFolded(std::string_view utf8, WStringView folded) {
+  const std::optional<bool> known = IsFoldedAscii(utf8, folded);
+  return known ? *known : scratch_.Widen(utf8).folded == folded;
+}
+
 RegistryFact LineValues::RegistryOf(const decision::CompiledRegistryRequirement& requirement) {
   using enum RegistryFact::Stage;
-  if (!std::exchange(registry_is_wide_, true)) {
-    for (RegistryEntry& entry : registry_) {
-      entry.folded_key = String::Trimmed(scratch_.Widen(entry.key_utf8).folded, "\\"_wv);
-      entry.folded_name = scratch_.Widen(entry.name_utf8).folded;
-    }
-  }
   const auto found = std::ranges::find_if(registry_, [&](const RegistryEntry& entry) {
-    return entry.folded_key == requirement.folded_place &&
-           entry.folded_name == requirement.folded_name;
+    std::string_view key = entry.key_utf8;
+    while (key.ends_with('\\')) key.remove_suffix(1);
+    return IsFolded(key, requirement.folded_place) &&
+           IsFolded(entry.name_utf8, requirement.folded_name);
   });
   if (found == registry_.end()) return {};
   if (!found->text_utf8) return {kNoValue};

@@ -43,20 +43,21 @@ class TextScratch {
   WChar* next_ = nullptr;
 };
 
-// Pairs that are converted when the first is looked up.
+// Pairs of which those are converted that cannot be compared as they are.
 class LinePairs final : public decision::PairSource {
  public:
+  // Converted texts are in the scratch, which must outlive the object.
+  explicit LinePairs(TextScratch& scratch) : scratch_(scratch) {}
+
   void Clear() {
     entries_.clear();
-    is_known_ = is_wide_ = false;
+    is_known_ = false;
   }
   void Begin() { is_known_ = true; }
   void Add(std::string_view name, std::string_view value) {
-    entries_.push_back({name, value, {}, {}});
+    entries_.push_back({name, value, false, {}, {}});
   }
   bool is_known() const { return is_known_; }
-  // Has to be called before First.
-  void Widen(TextScratch& scratch);
 
   std::optional<decision::PairView> First(const decision::TextPattern& name,
                                           const decision::Pairs& except) const override;
@@ -65,13 +66,16 @@ class LinePairs final : public decision::PairSource {
   struct Entry {
     std::string_view name_utf8;
     std::string_view value_utf8;
+    bool is_wide;
     decision::PairView pair;
     WStringView folded_name;  // without surrounding white space
   };
 
-  std::vector<Entry> entries_;
+  void Widen(Entry& entry) const;
+
+  TextScratch& scratch_;
+  mutable std::vector<Entry> entries_;
   bool is_known_ = false;
-  bool is_wide_ = false;
 };
 
 // The facts of one document as views of its UTF-8 texts, and of what was asked for in UTF-16. The
@@ -98,7 +102,7 @@ class LineValues {
   void HardwareId(std::string_view id) { ids_utf8_.push_back(id); }
   void RegistryValue(std::string_view key, std::string_view name,
                      std::optional<std::string_view> text) {
-    registry_.push_back({key, name, text, {}, {}});
+    registry_.push_back({key, name, text});
   }
 
   // For decisions. Each fact is converted when it is asked for first.
@@ -124,8 +128,6 @@ class LineValues {
     std::string_view key_utf8;
     std::string_view name_utf8;
     std::optional<std::string_view> text_utf8;
-    WStringView folded_key;
-    WStringView folded_name;
   };
 
   static constexpr std::size_t Index(decision::FilterField field) {
@@ -136,7 +138,8 @@ class LineValues {
   }
   decision::TextFact MakeText(decision::FilterField field);
   decision::TextFact MakeHash(const Hashed& hashed);
-  decision::PairsFact PairsOf(LinePairs& pairs);
+  static decision::PairsFact PairsOf(const LinePairs& pairs);
+  bool IsFolded(std::string_view utf8, WStringView folded);
 
   TextScratch scratch_;
   std::string_view id_;
@@ -144,7 +147,6 @@ class LineValues {
   std::uint32_t converted_ = 0;  // texts
   std::uint32_t parsed_ = 0;     // versions
   bool has_firmware_ = true;
-  bool registry_is_wide_ = false;
   std::string_view utf8_[decision::kFilterFieldCount];
   decision::TextFact texts_[decision::kFilterFieldCount];
   std::optional<decision::VersionFact> versions_[decision::kFilterFieldCount];
@@ -153,8 +155,8 @@ class LineValues {
   decision::Knowledge subscriptions_ = decision::Knowledge::kUnknown;
   std::vector<std::string_view> subscriptions_utf8_;
   std::vector<WString> subscription_texts_;
-  LinePairs tags_;
-  LinePairs items_;
+  LinePairs tags_{scratch_};
+  LinePairs items_{scratch_};
   decision::Knowledge ids_ = decision::Knowledge::kUnknown;
   std::vector<std::string_view> ids_utf8_;
   std::optional<decision::PreparedHardwareIds> hardware_ids_;

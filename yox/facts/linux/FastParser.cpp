@@ -3,11 +3,20 @@
 #include <simdjson.h>
 
 #include <algorithm>
+#include <charconv>
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
+#include <memory>
 #include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <system_error>
 #include <vector>
 
 #include "yox/base/Document.h"
+#include "yox/base/Utf8.h"
 #include "yox/decision/FactsReading.h"
 #include "yox/facts/FactsLine.h"
 #include "yox/facts/LineValues.h"
@@ -15,112 +24,267 @@
 namespace yox::facts {
 namespace {
 
-namespace dom = simdjson::dom;
-
 // The document is left to the strict parser.
 struct Declined {};
 
-static_assert(FactsLine::kPadding >= simdjson::SIMDJSON_PADDING);
-
-// The two parsers disagree on half surrogates, which are written only as an escape, and on a byte
-// order mark.
-bool MayDiffer(std::string_view utf8) {
-  if (utf8.size() > kMaxDocumentSize || !utf8.starts_with('{')) return true;
-  for (std::size_t at = utf8.find("\\u"); at != utf8.npos; at = utf8.find("\\u", at + 2)) {
-    const std::string_view digits = utf8.substr(at + 2, 2);
-    if (digits.size() == 2 && (digits[0] | 0x20) == 'd' && digits[1] > '7') return true;
-  }
-  return false;
+void Require(bool condition) {
+  if (!condition) throw Declined();
 }
 
-// A value as simdjson parsed it, for FactsReading.
+// The tokens of one document after another. simdjson's first stage finds where each begins: every
+// bracket, colon and comma, and every string, number or word; it refuses what is not UTF-8, a
+// control character in a string, and a string without an end. Grammar and values are checked here,
+// so that a string without an escape is never copied.
+class Tokens {
+ public:
+  void Begin(std::string_view utf8) {
+    Require(!utf8.empty() && utf8.size() <= kMaxDocumentSize);
+    Reserve(utf8.size());
+    const auto* const bytes = reinterpret_cast<const std::uint8_t*>(utf8.data());
+    Require(stage_->stage1(bytes, utf8.size(), simdjson::stage1_mode::regular) ==
+            simdjson::SUCCESS);
+    utf8_ = utf8;
+    begins_ = stage_->structural_indexes.get();
+    count_ = stage_->n_structural_indexes;
+    at_ = 0;
+    // So every other token has one after it.
+    Require(count_ > 1 && utf8[begins_[count_ - 1]] == '}');
+    keys.clear();
+    escape_ = FindEscape(utf8.data());
+    if (unescaped_.size() < utf8.size()) unescaped_.resize(utf8.size());
+    unescaped_end_ = unescaped_.data();
+  }
+
+  std::size_t at() const { return at_; }
+  bool IsAtEnd() const { return at_ == count_; }
+  // The first byte of the next token.
+  char First() const {
+    Require(at_ < count_);
+    return utf8_[begins_[at_]];
+  }
+  bool TakeIf(char first) {
+    const bool is_it = First() == first;
+    if (is_it) ++at_;
+    return is_it;
+  }
+  void Take(char first) { Require(TakeIf(first)); }
+  // Takes a string, number or word that was looked at.
+  void TakeScalar() { ++at_; }
+
+  // The next token, which must not be the last: up to the one after it, without white space.
+  std::string_view Token() const {
+    Require(at_ + 1 < count_);
+    const char* const begin = utf8_.data() + begins_[at_];
+    const char* end = utf8_.data() + begins_[at_ + 1];
+    while (IsSpace(end[-1])) --end;
+    return {begin, static_cast<std::size_t>(end - begin)};
+  }
+  // The content of the next token, which is a string.
+  std::string_view String() {
+    const std::string_view token = Token();
+    Require(token.size() >= 2 && token.front() == '"' && token.back() == '"');
+    const std::string_view content(token.data() + 1, token.size() - 2);
+    if (escape_ >= content.data() + content.size()) return content;
+    return WithEscapes(content);
+  }
+
+  // The keys of the objects that are being read, one after the other.
+  std::vector<std::string_view> keys;
+
+ private:
+  void Reserve(std::size_t size) {
+    if (stage_ != nullptr && size <= stage_->capacity()) return;
+    // For the smallest documents too, so that it is rarely done again.
+    constexpr std::size_t kLeast = 4096;
+    constexpr std::size_t kDepth = 1;  // of the second stage, which is not used
+    stage_.reset();
+    const std::size_t capacity = std::max(kLeast, size + size / 2);
+    Require(simdjson::get_active_implementation()->create_dom_parser_implementation(
+                capacity, kDepth, stage_) == simdjson::SUCCESS);
+  }
+
+  static bool IsSpace(char byte) {
+    return byte <= ' ' && (byte == ' ' || byte == '\n' || byte == '\r' || byte == '\t');
+  }
+
+  // The first backslash from there on, or the end of the document.
+  const char* FindEscape(const char* from) const {
+    const char* const end = utf8_.data() + utf8_.size();
+    const void* const found = std::memchr(from, '\\', static_cast<std::size_t>(end - from));
+    return found == nullptr ? end : static_cast<const char*>(found);
+  }
+
+  // A string that may have escapes: none when the next one is of a later string. Few strings come
+  // here, so that String stays small enough to be inlined.
+  [[gnu::noinline]] std::string_view WithEscapes(std::string_view content) {
+    const char* const end = content.data() + content.size();
+    if (escape_ < content.data()) escape_ = FindEscape(content.data());
+    if (escape_ >= end) return content;
+    char* const begin = unescaped_end_;  // no longer than the content
+    for (const char* from = content.data(); from != end;) {
+      if (*from != '\\') {
+        *unescaped_end_++ = *from++;
+      } else {
+        from = Unescape({from + 1, static_cast<std::size_t>(end - from - 1)});
+      }
+    }
+    return {begin, static_cast<std::size_t>(unescaped_end_ - begin)};
+  }
+
+  // Writes what an escape means, and returns what comes after it. `text` begins after the
+  // backslash.
+  const char* Unescape(std::string_view text) {
+    Require(!text.empty());
+    switch (text.front()) {
+      case '"':
+      case '\\':
+      case '/':
+        *unescaped_end_++ = text.front();
+        break;
+      case 'b':
+        *unescaped_end_++ = '\b';
+        break;
+      case 'f':
+        *unescaped_end_++ = '\f';
+        break;
+      case 'n':
+        *unescaped_end_++ = '\n';
+        break;
+      case 'r':
+        *unescaped_end_++ = '\r';
+        break;
+      case 't':
+        *unescaped_end_++ = '\t';
+        break;
+      case 'u': {
+        std::string point;
+        AppendUtf8(point, CodePoint(text.substr(1)));
+        unescaped_end_ = std::ranges::copy(point, unescaped_end_).out;
+        return text.data() + 5;
+      }
+      default:
+        throw Declined();
+    }
+    return text.data() + 1;
+  }
+  // Halves of a surrogate pair are left to the strict parser.
+  static char32_t CodePoint(std::string_view digits) {
+    std::uint32_t point = 0;
+    Require(digits.size() >= 4);
+    Require(std::from_chars(digits.data(), digits.data() + 4, point, 16).ptr == digits.data() + 4);
+    Require((point & 0xF800) != 0xD800);
+    return point;
+  }
+
+  std::unique_ptr<simdjson::internal::dom_parser_implementation> stage_;
+  std::string_view utf8_;
+  const std::uint32_t* begins_ = nullptr;
+  std::size_t count_ = 0;
+  std::size_t at_ = 0;
+  const char* escape_ = nullptr;  // the first backslash from a string on, or the end
+  std::string unescaped_;         // what has been unescaped of the document, up to the end
+  char* unescaped_end_ = nullptr;
+};
+
+// The value at the next token, for FactsReading. Reading an array or object takes its tokens.
 class FastNode {
  public:
-  explicit FastNode(dom::element element, bool is_root = false)
-      : element_(element), is_root_(is_root) {}
+  explicit FastNode(Tokens& tokens, bool is_root = false) : tokens_(tokens), is_root_(is_root) {}
 
-  bool IsNull() const { return element_.is_null(); }
-  bool IsString() const { return element_.is_string(); }
-  bool IsBool() const { return element_.is_bool(); }
-  bool Bool() const { return element_.get_bool().value_unsafe(); }
-  std::string_view Text() const { return element_.get_string().value_unsafe(); }
+  bool IsNull() const { return tokens_.First() == 'n' && tokens_.Token() == "null"; }
+  bool IsString() const { return tokens_.First() == '"'; }
+  bool IsBool() const { return tokens_.Token() == "true" || tokens_.Token() == "false"; }
+  bool Bool() const { return tokens_.First() == 't'; }
+  std::string_view Text() const { return tokens_.String(); }
   std::optional<std::int64_t> WholeNumber() const {
+    const std::string_view token = tokens_.Token();
+    const char* const end = token.data() + token.size();
     std::int64_t number = 0;
-    if (element_.get_int64().get(number) != simdjson::SUCCESS) return std::nullopt;
+    // Only what JSON writes in the same way: no leading zero.
+    if (token.size() > 1 && token[0] == '0') return std::nullopt;
+    const auto [last, error] = std::from_chars(token.data(), end, number);
+    if (error != std::errc() || last != end) return std::nullopt;
     return number;
   }
 
   template <class Visit>
   void ForEachMember(Visit visit) const {
-    dom::object object;
-    Require(element_.get_object().get(object) == simdjson::SUCCESS, {});
-    if (!is_root_) RequireDistinctKeys(object);  // FactsReading sees to the root's
-    for (const dom::key_value_pair member : object) visit(member.key, FastNode(member.value));
+    const std::size_t first_key = tokens_.keys.size();
+    tokens_.Take('{');
+    if (tokens_.TakeIf('}')) return;
+    do {
+      const std::string_view key = tokens_.String();
+      tokens_.TakeScalar();
+      tokens_.Take(':');
+      if (!is_root_) tokens_.keys.push_back(key);  // FactsReading sees to the root's
+      VisitOne([&](const FastNode& node) { visit(key, node); });
+    } while (tokens_.TakeIf(','));
+    tokens_.Take('}');
+    RequireDistinct(std::span(tokens_.keys).subspan(first_key));
+    tokens_.keys.resize(first_key);
   }
   template <class Visit>
   void ForEachElement(Visit visit) const {
-    dom::array array;
-    Require(element_.get_array().get(array) == simdjson::SUCCESS, {});
-    for (const dom::element element : array) visit(FastNode(element));
+    tokens_.Take('[');
+    if (tokens_.TakeIf(']')) return;
+    do {
+      VisitOne(visit);
+    } while (tokens_.TakeIf(','));
+    tokens_.Take(']');
   }
 
-  static void Require(bool condition, std::string_view /*kind*/) {
-    if (!condition) throw Declined();
-  }
+  static void Require(bool condition, std::string_view /*kind*/) { facts::Require(condition); }
   // What is neither a fact nor a remark is refused, and remarks are rare.
   [[noreturn]] static bool IsRemark() { throw Declined(); }
-  template <class Keys>
-  [[noreturn]] static void FailUnknownKey(const Keys& /*known*/) {
+  template <class Known>
+  [[noreturn]] static void FailUnknownKey(const Known& /*known*/) {
     throw Declined();
   }
   [[noreturn]] static void Fail(std::string_view /*what*/) { throw Declined(); }
 
  private:
-  // A repeated key is refused by the strict parser; simdjson does not look.
-  static void RequireDistinctKeys(const dom::object& object) {
+  // The strict parser refuses a repeated key.
+  static void RequireDistinct(std::span<std::string_view> keys) {
     constexpr std::size_t kFew = 16;
-    const std::size_t size = object.size();
-    if (size > kFew) return RequireDistinctManyKeys(object);
-    if (size < 2) return;
-    for (auto member = object.begin(); member != object.end(); ++member) {
-      for (auto earlier = object.begin(); earlier != member; ++earlier) {
-        Require(earlier.key() != member.key(), {});
-      }
+    if (keys.size() > kFew) {
+      std::ranges::sort(keys);
+      return facts::Require(std::ranges::adjacent_find(keys) == keys.end());
+    }
+    for (std::size_t i = 1; i < keys.size(); ++i) {
+      for (std::size_t j = 0; j < i; ++j) facts::Require(keys[i] != keys[j]);
     }
   }
-  static void RequireDistinctManyKeys(const dom::object& object) {
-    std::vector<std::string_view> keys;
-    for (const dom::key_value_pair member : object) keys.push_back(member.key);
-    std::ranges::sort(keys);
-    Require(std::ranges::adjacent_find(keys) == keys.end(), {});
+
+  template <class Visit>
+  void VisitOne(Visit visit) const {
+    const std::size_t before = tokens_.at();
+    visit(FastNode(tokens_));  // which requires a certain kind of value
+    if (tokens_.at() == before) tokens_.TakeScalar();
   }
 
-  dom::element element_;
+  Tokens& tokens_;
   bool is_root_;
 };
 
 }  // namespace
 
 struct FastParser::Parser {
-  dom::parser parser;
+  Tokens tokens;
 };
 
 FastParser::FastParser() : parser_(std::make_unique<Parser>()) {}
 FastParser::~FastParser() = default;
 
 bool FastParser::Read(std::string_view utf8, LineValues& values) {
-  if (MayDiffer(utf8)) return false;
-  constexpr bool kMayCopy = false;  // there is padding after the document
-  dom::element root;
-  if (parser_->parser.parse(utf8.data(), utf8.size(), kMayCopy).get(root) != simdjson::SUCCESS) {
-    return false;
-  }
+  static_assert(FactsLine::kPadding >= simdjson::SIMDJSON_PADDING);
+  Tokens& tokens = parser_->tokens;
   try {
-    decision::FactsReading<FastNode, LineValues>(values).Read(FastNode(root, true));
+    tokens.Begin(utf8);
+    decision::FactsReading<FastNode, LineValues>(values).Read(FastNode(tokens, true));
+    return tokens.IsAtEnd();
   } catch (const Declined&) {
     return false;
   }
-  return true;
 }
 
 }  // namespace yox::facts
