@@ -245,6 +245,24 @@ class Fleets(unittest.TestCase):
         self.assertIn("yox.funnel_part(", after_import)
         self.assertNotIn("COPY", after_import)
 
+    def test_a_change_is_decided_in_the_server(self):
+        """Only the facts of devices that change are transferred, whichever verdict they change from or to."""
+        cluster = SERVER.cluster("compared", log_statement="all")
+        yoxctl("fleet", "import", path("fleet.jsonl"), "--into", cluster.url())
+        write("tags.json", json.dumps([{"tag": "Ring|beta"}]))
+        for before, after in (("old.json", "list.json"), ("list.json", "old.json"), ("tags.json", "old.json"),
+                              ("old.json", "tags.json")):
+            arguments = ["--format", "json", "fleet", "diff", path(before), path(after), "--at", AT, "--target-version", "2.0"]
+            expected = yoxctl(*arguments, "--facts", path("fleet.jsonl"), code=1)
+            self.assertEqual(yoxctl(*arguments, "--facts", cluster.url(), code=1), expected, (before, after))
+        found = json.loads(expected)
+        self.assertTrue(found["gain"] and found["lose"] and found["undetermined_after"], "the lists show too little")
+        self.assertEqual(json.loads(yoxctl("--format", "json", "fleet", "diff", path("tags.json"), path("tags.json"),
+                                           "--facts", cluster.url()))["same"] + found["undetermined"], DEVICES)
+        cluster.stop()
+        self.assertEqual(cluster.log.count("COPY (SELECT facts FROM devices"), 5)
+        self.assertEqual(cluster.log.count("COPY (SELECT facts FROM devices WHERE yox.applies("), 5)
+
     def test_a_table_over_several_servers_is_counted_too(self):
         CLUSTER.text("""DROP SCHEMA IF EXISTS parted CASCADE; CREATE SCHEMA parted;
             CREATE TABLE parted.devices(id text, facts jsonb) PARTITION BY HASH (id);

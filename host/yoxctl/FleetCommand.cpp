@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -175,13 +176,50 @@ std::string EachLine(const CompiledList& list, std::string_view id, DeviceFacts&
   return yox::JsonText(line, yox::JsonStyle::kReadableLine);
 }
 
-// The counts of a database that makes them itself.
+// The database that is the only source, and may decide itself; null for other sources.
+std::unique_ptr<Inventory> DecidingDatabase(const FleetOptions& options) {
+  const bool is_one = options.facts.size() == 1 && IsDatabase(options.facts.front());
+  if (!is_one || options.skip_bad) return nullptr;
+  return OpenInventory(options.facts.front(), false);
+}
+
+std::string Document(const List& list) { return yox::decision::WriteFilterDocument(list.filter); }
+
 std::optional<Funnel> CountedInDatabase(const FleetOptions& options, const List& list,
                                         const Question& question) {
-  const bool is_one = options.facts.size() == 1 && IsDatabase(options.facts.front());
-  if (!is_one || options.skip_bad) return std::nullopt;
-  return OpenInventory(options.facts.front(), false)
-      ->Count(yox::decision::WriteFilterDocument(list.filter), question);
+  const auto database = DecidingDatabase(options);
+  return database ? database->Count(Document(list), question) : std::nullopt;
+}
+
+// The database decides both lists on all devices; those that change are decided here once more, to
+// see where.
+std::optional<ListDifference> ComparedInDatabase(const FleetOptions& options, const List& before,
+                                                 const List& after, const ListComparison& lists,
+                                                 const Question& question) {
+  const auto database = DecidingDatabase(options);
+  if (!database) return std::nullopt;
+  ListDifference difference;
+  yox::facts::FactsLine line;
+  std::string padded;
+  const auto add = [&](const std::string& facts) {
+    padded.assign(facts).append(yox::facts::FactsLine::kPadding, ' ');
+    line.Read(std::string_view(padded).substr(0, facts.size()));
+    LineFacts device(line, question);
+    difference.Add(lists, device, line.id());
+  };
+  const auto funnel = database->Compare(Document(before), Document(after), question, add);
+  if (!funnel) return std::nullopt;
+  const auto add_rest = [&](Truth verdict, std::uint64_t devices) {
+    std::uint64_t changed = 0;
+    for (const Truth now : {Truth::kFalse, Truth::kTrue, Truth::kUnknown}) {
+      changed += difference.Count(verdict, now);
+    }
+    difference.AddSame(verdict, devices - std::min(devices, changed));
+  };
+  add_rest(Truth::kTrue, funnel->applies());
+  add_rest(Truth::kFalse, funnel->does_not_apply());
+  add_rest(Truth::kUnknown, funnel->undetermined());
+  return difference;
 }
 
 int Decide(const GlobalOptions& global, const FleetOptions& options) {
@@ -209,11 +247,16 @@ int Diff(const GlobalOptions& global, const FleetOptions& options) {
   const List after(options.list);
   const ApplicabilityFilter both[] = {before.filter, after.filter};
   const ListComparison lists(before.compiled, after.compiled);
-  const ListDifference all = Counted(options, QuestionOf(options), both, ListDifference(),
-                                     [&](ListDifference& difference, std::string_view id,
-                                         DeviceFacts& facts) { difference.Add(lists, facts, id); });
-  Print(global.json ? all.ToJsonText() : DifferenceText(all, PainterOfOutput(global.colours)));
-  return all.HasChanges() ? kNegative : kDone;
+  const Question question = QuestionOf(options);
+  std::optional<ListDifference> all = ComparedInDatabase(options, before, after, lists, question);
+  if (!all) {
+    all = Counted(options, question, both, ListDifference(),
+                  [&](ListDifference& difference, std::string_view id, DeviceFacts& facts) {
+                    difference.Add(lists, facts, id);
+                  });
+  }
+  Print(global.json ? all->ToJsonText() : DifferenceText(*all, PainterOfOutput(global.colours)));
+  return all->HasChanges() ? kNegative : kDone;
 }
 
 int Rollout(const GlobalOptions& global, const FleetOptions& options) {

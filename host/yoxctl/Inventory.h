@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -43,6 +44,12 @@ class Inventory {
   // The funnel of a list, counted in the database; std::nullopt when it cannot decide.
   virtual std::optional<yox::decision::Funnel> Count(const std::string& list,
                                                      const yox::decision::Question& question) = 0;
+  // The funnel of the list `before`, counted in the database, which calls `visit` with the facts of
+  // each device, by id, for which the list `after` decides otherwise, undetermined included. Both
+  // see one state of the table. std::nullopt when the database cannot decide.
+  virtual std::optional<yox::decision::Funnel> Compare(
+      const std::string& before, const std::string& after, const yox::decision::Question& question,
+      const std::function<void(const std::string& facts)>& visit) = 0;
 };
 
 // Whether a source or target names a database: postgresql://..., or a file *.db or *.sqlite.

@@ -102,11 +102,7 @@ class PostgresqlInventory final : public Inventory {
   }
 
   // A transaction of its own sees one state of the table, whatever is imported meanwhile.
-  void BeginDevices() override {
-    const Result result(
-        PQexec(connection_.get(), "COPY (SELECT facts FROM devices ORDER BY id) TO STDOUT"));
-    if (PQresultStatus(result.get()) != PGRES_COPY_OUT) FailOf(result);
-  }
+  void BeginDevices() override { BeginFacts(""); }
 
   bool NextFacts(std::string& facts) override {
     char* row = nullptr;
@@ -129,14 +125,10 @@ class PostgresqlInventory final : public Inventory {
 
   std::optional<yox::decision::Funnel> Count(const std::string& list,
                                              const yox::decision::Question& question) override {
-    const std::string now = std::to_string(question.now);
-    const std::string target =
-        question.target_version ? yox::String::UTF16ToUTF8(*question.target_version) : "";
     // Where the table is partitioned over servers, each counts its own.
     Run("SET enable_partitionwise_aggregate = on");
-    const Result result = Query(
-        "SELECT substr(yox.funnel_part($1::jsonb, facts, to_timestamp($2), $3), 9) FROM devices",
-        {list.c_str(), now.c_str(), question.target_version ? target.c_str() : nullptr});
+    const std::string part = "yox.funnel_part(" + Arguments(list, question) + ")";
+    const Result result = Query(("SELECT substr(" + part + ", 9) FROM devices").c_str(), {});
     if (PQgetisnull(result.get(), 0, 0) != 0) return yox::decision::Funnel();
     std::size_t size = 0;
     const std::unique_ptr<unsigned char, decltype(&PQfreemem)> bytes(
@@ -145,6 +137,20 @@ class PostgresqlInventory final : public Inventory {
     const auto funnel = yox::decision::Funnel::FromBytes(
         {reinterpret_cast<const char*>(bytes.get()), bytes == nullptr ? 0 : size});
     if (!funnel) Fail("the server's extension yox is of another version than yoxctl");
+    return funnel;
+  }
+
+  std::optional<yox::decision::Funnel> Compare(
+      const std::string& before, const std::string& after, const yox::decision::Question& question,
+      const std::function<void(const std::string&)>& visit) override {
+    Run("BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY");
+    const auto funnel = Count(before, question);
+    // A condition that each server of a partitioned table evaluates for its own.
+    BeginFacts(" WHERE yox.applies(" + Arguments(before, question) +
+               ") IS DISTINCT FROM yox.applies(" + Arguments(after, question) + ")");
+    std::string facts;
+    while (NextFacts(facts)) visit(facts);
+    Run("COMMIT");
     return funnel;
   }
 
@@ -171,6 +177,28 @@ class PostgresqlInventory final : public Inventory {
                                std::data(arguments), nullptr, nullptr, 0));
     Require(result);
     return result;
+  }
+
+  // A text as a literal of SQL.
+  std::string Literal(const std::string& text) const {
+    const std::unique_ptr<char, decltype(&PQfreemem)> literal(
+        PQescapeLiteral(connection_.get(), text.data(), text.size()), PQfreemem);
+    if (literal == nullptr) Fail(PQerrorMessage(connection_.get()));
+    return literal.get();
+  }
+
+  // What the functions of the extension take: list, facts, at and target version.
+  std::string Arguments(const std::string& list, const yox::decision::Question& question) const {
+    const auto& target = question.target_version;
+    return Literal(list) + "::jsonb, facts, to_timestamp(" + std::to_string(question.now) + "), " +
+           (target ? Literal(yox::String::UTF16ToUTF8(*target)) : "NULL");
+  }
+
+  // Begins to read the facts of the devices that meet a condition.
+  void BeginFacts(const std::string& where) {
+    const std::string copy = "COPY (SELECT facts FROM devices" + where + " ORDER BY id) TO STDOUT";
+    const Result result(PQexec(connection_.get(), copy.c_str()));
+    if (PQresultStatus(result.get()) != PGRES_COPY_OUT) FailOf(result);
   }
 
   void Copy(const std::vector<Device>& devices) {

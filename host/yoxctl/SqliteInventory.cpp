@@ -51,9 +51,14 @@ class SqliteInventory final : public Inventory {
   void Complete(const std::string& source) override;
   void BeginDevices() override;
   bool NextFacts(std::string& facts) override;
-  // SQLite would do in one thread what yoxctl does in several.
+  // The database is in this process, and would do in one thread what yoxctl does in several.
   std::optional<yox::decision::Funnel> Count(const std::string&,
                                              const yox::decision::Question&) override {
+    return std::nullopt;
+  }
+  std::optional<yox::decision::Funnel> Compare(
+      const std::string&, const std::string&, const yox::decision::Question&,
+      const std::function<void(const std::string&)>&) override {
     return std::nullopt;
   }
 

@@ -76,6 +76,11 @@ class YOX_API ListDifference {
   // Decides both versions on the device, and counts and returns the verdicts.
   Verdicts Add(const ListComparison& lists, DeviceFacts& facts, std::string_view id);
 
+  // Counts devices for which both versions have this verdict, and which were decided elsewhere.
+  void AddSame(Truth verdict, std::uint64_t devices) {
+    counts_[static_cast<std::size_t>(verdict)][static_cast<std::size_t>(verdict)] += devices;
+  }
+
   // Adds the counts of devices that come after the ones counted so far, for the same two lists.
   void Merge(const ListDifference& later);
 
