@@ -1,11 +1,15 @@
+#include <algorithm>
+#include <cstddef>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "yox/applicability/ApplicabilityEvaluator.h"
 #include "yox/base/String.h"
 #include "yox/decision/CompiledList.h"
+#include "yox/decision/Facts.h"
 #include "yox/decision/FactsDocument.h"
 #include "yox/decision/FilterDocument.h"
 
@@ -19,6 +23,10 @@ namespace yoxctl {
 namespace {
 
 using namespace yox::literals;
+using yox::decision::Fact;
+using yox::decision::FactForm;
+using yox::decision::FactsRecord;
+using yox::decision::FilterField;
 
 struct FactsOptions {
   bool anonymous = false;
@@ -44,6 +52,67 @@ ApplicabilityFilter ListFor(const std::string& argument) {
   return list;
 }
 
+Fact FactOf(FilterField field) {
+  switch (field) {
+    case FilterField::tag:
+      return Fact::tags;
+    case FilterField::hardware_id:
+      return Fact::hardware_ids;
+    case FilterField::sn_hash:
+      return Fact::serial_number;
+    case FilterField::org_hash:
+      return Fact::realm;
+    case FilterField::date_range:
+    case FilterField::date_function:
+      return Fact::time_zone;
+    default:  // a criterion that is named as its fact
+      return yox::decision::FactOfKey(
+                 yox::decision::kFilterFieldNames[static_cast<std::size_t>(field)])
+          .value_or(Fact::target_version);
+  }
+}
+
+std::set<Fact> FactsFor(const std::vector<ApplicabilityFilter>& lists) {
+  std::set<Fact> facts;
+  for (const ApplicabilityFilter& list : lists) {
+    const auto compiled = list.snapshot();
+    for (const auto& program : compiled->programs()) {
+      for (const auto& step : compiled->Steps(program)) {
+        facts.insert(FactOf(step.field));
+        if (step.field != FilterField::date_function) continue;
+        facts.insert(compiled->RolloutOf(step).by_tenant ? Fact::realm : Fact::serial_number);
+      }
+    }
+  }
+  return facts;
+}
+
+// Makes all facts unknown but these; of the registry, only what lists ask for was read.
+void KeepOnly(const std::set<Fact>& facts, FactsRecord& record) {
+  const auto keep = [&](Fact fact, auto&... values) {
+    if (!facts.contains(fact)) ((values = {}), ...);
+  };
+  // A missing SKU says that there are no firmware tables, which all of their texts need.
+  const auto is_of_firmware = [](Fact fact) { return FormOf(fact) == FactForm::kFirmwareText; };
+  const bool has_firmware =
+      record.text(FilterField::sku).knowledge != yox::decision::Knowledge::kMissing;
+  for (std::size_t i = 0; i < yox::decision::kFacts.size(); ++i) {
+    const auto fact = static_cast<Fact>(i);
+    if (fact == Fact::sku && !has_firmware && std::ranges::any_of(facts, is_of_firmware)) continue;
+    if (FormOf(fact) == FactForm::kText || is_of_firmware(fact)) {
+      keep(fact, record.text(FieldOf(fact)));
+    }
+  }
+  keep(Fact::serial_number, record.serial_number, record.rollout_bucket,
+       record.text(FilterField::sn_hash));
+  keep(Fact::realm, record.realm, record.organisation_bucket, record.text(FilterField::org_hash));
+  keep(Fact::time_zone, record.time_zone, record.time_zone_name);
+  keep(Fact::device_subscription, record.device_subscriptions);
+  keep(Fact::tags, record.tags);
+  keep(Fact::installed_items, record.installed_items);
+  keep(Fact::hardware_ids, record.hardware_ids);
+}
+
 int Facts(const GlobalOptions& global, const FactsOptions& options) {
   std::vector<ApplicabilityFilter> lists;
   for (const std::string& value : options.values) lists.push_back(ListFor(value));
@@ -53,11 +122,12 @@ int Facts(const GlobalOptions& global, const FactsOptions& options) {
   Widened("--id", options.id);  // well-formed
   const ChosenDevice device(global);
   PublishMachineRecord();
-  yox::decision::FactsRecord record;
+  FactsRecord record;
   {
     const ProgressLine progress("still asking the device");
     record = ApplicabilityEvaluator::CreateWithoutTasks()->CollectFacts(lists);
   }
+  if (!options.lists.empty()) KeepOnly(FactsFor(lists), record);
   record.id = options.id;
   using yox::decision::Anonymity;
   Print(FactsJson(record, options.anonymous ? Anonymity::kAnonymous : Anonymity::kNamed) + "\n");
@@ -77,8 +147,8 @@ Command FactsCommand() {
                    .target = &options->anonymous},
                   {.name = "--for",
                    .type = "LIST.json",
-                   .help = "Take the registry values that this list asks for; may be given "
-                           "several times",
+                   .help = "Take only what this list needs, its registry values included; may be "
+                           "given several times",
                    .target = &options->lists},
                   {.name = "--registry",
                    .type = "KEY:VALUE",

@@ -42,6 +42,24 @@ class Facts(Yoxctl):
         self.assertEqual(self.facts("--for", "list.json", "--registry", APP + ":Channel")["registry"],
                          {APP: {"Channel": "beta", "Level": "10", "Gone": None}})
 
+    def test_a_list_takes_exactly_what_it_needs(self):
+        for filters, needed in (([], set()), ([{"country": "DE", "model": "x"}, {"default": "true"}], {"country", "model"}),
+                                ([{"sn_hash": "0"}], {"serial_number"}), ([{"org_hash": "0"}], {"realm"}),
+                                ([{"date_range": "2026-01-01|*"}], {"time_zone"}),
+                                ([{"date_function": "2026-01-05|28|linear"}], {"time_zone", "serial_number"}),
+                                ([{"tag": "a|b", "hardware_id": "PCI\\A"}], {"tags", "hardware_ids"}),
+                                ([{"target_version": ">1", "version": ">1", "os_version": ">1"}], {"version", "os_version"}),
+                                ([{"installed_items": "a|b", "device_subscription": "x"}],
+                                 {"installed_items", "device_subscription"}),
+                                ([{"registry": f"{APP}:Level|>5"}], {"registry"})):
+            self.write("list.json", filters)
+            # The operating system has one name everywhere.
+            self.assertEqual(set(self.facts("--for", "list.json")) - {"os"}, needed, filters)
+        self.write("list.json", [{"sn_hash": "0"}])
+        self.write("other.json", [{"country": "DE"}])
+        self.assertEqual(set(self.facts("--for", "list.json", "--for", "other.json", "--anonymous")) - {"os"},
+                         {"country", "sn_hash", "rollout_bucket"})
+
     def test_anonymous_facts_name_nobody(self):
         facts = self.facts("--anonymous")
         self.assertFalse({"serial_number", "realm"} & set(facts))
@@ -69,12 +87,13 @@ class Facts(Yoxctl):
                 if criterion == "registry" and "Contoso\\App" not in text:
                     continue
                 self.write("filters.json", [{criterion: text, "value": "true"}])
+                self.write("needed.json", self.facts("--for", "filters.json"))
                 command = ["evaluate", "filters.json", "--target-version", "2.0"]
                 on_device = self.run_program("--device", "device.json", *command)
                 self.assertEqual(on_device.stderr, b"")
                 answers[criterion, text] = on_device.returncode
-                for name in ("named.json", "anonymous.json"):
-                    on_facts = self.run_program(*command, "--facts", name, "--now", "2026-03-01T12:00:00")
+                for name in ("named.json", "anonymous.json", "needed.json"):
+                    on_facts = self.run_program(*command, "--facts", name, "--now", "2026-03-01T12:00:00+01:00")
                     self.assertEqual((on_facts.stdout, on_facts.stderr, on_facts.returncode),
                                      (on_device.stdout, b"", on_device.returncode), (criterion, text))
         self.assertEqual(set(answers.values()), {0, 1})
