@@ -218,6 +218,15 @@ class Errors(Case):
                               "SELECT " + call("applies", rule, json.dumps(device), AT))
             self.assertEqual(self.value("yox.facts_problem(" + quoted(json.dumps(device)) + ")"), message)
 
+    def test_remarks_mean_nothing(self):
+        for remark in '"comment": "x"', '"comment": ["x", "y"]', '"comment": []', '"$schema": "x"':
+            self.assertEqual(self.value(call("applies", '[{"country": "DE"}]', '{"country": "DE", %s}' % remark, AT)), "t")
+        for remark, message in (
+                ('"comment": 5', "comment: expected a string or an array of strings, found a number"),
+                ('"comment": ["x", {}]', "comment[1]: expected a string, found an object"),
+                ('"$schema": null', '["$schema"]: expected a string, found null')):
+            self.assert_error("22000", "facts: " + message, "SELECT " + call("applies", "[]", "{%s}" % remark, AT))
+
     def test_numbers_that_are_no_bucket(self):
         rule = '[{"date_function": "2026-02-20|28|linear"}]'
         for number in ("4096", "-1", "0.5", "1.0", "10000", "99999999999999999999", '"1"'):

@@ -27,6 +27,7 @@ class JsonbNode {
   bool IsNull() const { return kind_ == Kind::kNull; }
   bool IsString() const { return kind_ == Kind::kString; }
   bool IsBool() const { return kind_ == Kind::kFalse || kind_ == Kind::kTrue; }
+  bool IsContainer() const { return kind_ == Kind::kContainer; }
   bool Bool() const { return kind_ == Kind::kTrue; }
   std::string_view Text() const { return bytes_; }
   // 0 to 9999; std::nullopt for every other number, and for what is no number.

@@ -34,6 +34,17 @@ bool IsAmong(const decision::Pairs& pairs, WStringView name) {
   return std::ranges::any_of(pairs, [&](const auto& pair) { return pair.key() == name; });
 }
 
+// As JsonNode::IsRemark, for a member of the document.
+bool IsRemark(std::string_view key, const JsonbNode& value) {
+  if (key == "comment" && value.IsContainer()) {
+    value.ForEachElement([](const JsonbNode& line) { line.Require(line.IsString(), "a string"); });
+    return true;
+  }
+  if (key != "comment" && key != "$schema") return false;
+  value.Require(value.IsString(), "a string");
+  return true;
+}
+
 bool EqualsFolded(WStringView text, WStringView folded) {
   return std::ranges::equal(text, folded, {}, String::FoldCase);
 }
@@ -134,6 +145,7 @@ JsonbFacts::JsonbFacts(const JsonbNode& document, const decision::Question& ques
   document.ForEachMember([&](std::string_view key, const JsonbNode& value) {
     while (next != kByKey.end() && IsBefore(NameOf(*next), key)) ++next;
     const bool is_known = next != kByKey.end() && NameOf(*next) == key;
+    if (!is_known && IsRemark(key, value)) return;
     if (!is_known || FormOf(*next) == FactForm::kOfTheQuestion) throw BadJsonb();
     const auto fact = static_cast<unsigned>(*next);
     values_[fact] = value;
