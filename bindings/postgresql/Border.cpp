@@ -131,23 +131,23 @@ void Merge(yox_funnel& funnel, const Funnel& other, std::uint64_t fingerprint) {
 
 }  // namespace
 
-yox_call* yox_call_new(void) { return new (std::nothrow) yox_call; }
-void yox_call_free(void* call) { delete static_cast<yox_call*>(call); }
-yox_problem yox_problem_of(const yox_call* call) { return call->problem; }
-yox_text yox_message_of(const yox_call* call) { return TextOf(call->message); }
+yox_call* yox_call_new(void) noexcept { return new (std::nothrow) yox_call; }
+void yox_call_free(void* call) noexcept { delete static_cast<yox_call*>(call); }
+yox_problem yox_problem_of(const yox_call* call) noexcept { return call->problem; }
+yox_text yox_message_of(const yox_call* call) noexcept { return TextOf(call->message); }
 
-bool yox_call_choose(yox_call* call, const void* bytes, size_t size) {
+bool yox_call_choose(yox_call* call, const void* bytes, size_t size) noexcept {
   call->list = call->lists.Find({static_cast<const char*>(bytes), size});
   return call->list != nullptr;
 }
 
-bool yox_call_compile(yox_call* call, const void* bytes, size_t size, const char* json) {
+bool yox_call_compile(yox_call* call, const void* bytes, size_t size, const char* json) noexcept {
   return Guarded(call, YOX_BAD_LIST, [&] {
     call->list = call->lists.Add({static_cast<const char*>(bytes), size}, json);
   });
 }
 
-bool yox_applies(yox_call* call, const yox_question* question, yox_truth* applies) {
+bool yox_applies(yox_call* call, const yox_question* question, yox_truth* applies) noexcept {
   return Decided(call, question, [&](const CompiledList& list, JsonbFacts& facts) {
     const Truth truth = Decide(list, facts).applies;
     *applies = truth == Truth::kUnknown ? YOX_UNDETERMINED
@@ -156,7 +156,7 @@ bool yox_applies(yox_call* call, const yox_question* question, yox_truth* applie
   });
 }
 
-bool yox_reason(yox_call* call, const yox_question* question, yox_text* reason) {
+bool yox_reason(yox_call* call, const yox_question* question, yox_text* reason) noexcept {
   return Decided(call, question, [&](const CompiledList& list, JsonbFacts& facts) {
     yox::decision::ReasonText observer(list, call->reason);
     const Truth truth = Decide(list, facts, &observer).applies;
@@ -165,52 +165,52 @@ bool yox_reason(yox_call* call, const yox_question* question, yox_text* reason) 
   });
 }
 
-bool yox_decided_by(yox_call* call, const yox_question* question, int32_t* filter) {
+bool yox_decided_by(yox_call* call, const yox_question* question, int32_t* filter) noexcept {
   return Decided(call, question, [&](const CompiledList& list, JsonbFacts& facts) {
     const auto decided_by = Decide(list, facts).decided_by;
     *filter = decided_by ? static_cast<int32_t>(*decided_by) : -1;
   });
 }
 
-bool yox_explain(yox_call* call, const yox_question* question, yox_text* json) {
+bool yox_explain(yox_call* call, const yox_question* question, yox_text* json) noexcept {
   return Decided(call, question, [&](const CompiledList& list, JsonbFacts& facts) {
     *json = KeepJson(*call, yox::JsonText(ExplanationJson(yox::decision::Explain(list, facts)),
                                           yox::JsonStyle::kReadableLine));
   });
 }
 
-bool yox_check_facts(yox_call* call, const char* json) {
+bool yox_check_facts(yox_call* call, const char* json) noexcept {
   return Guarded(call, YOX_BAD_FACTS, [&] { static_cast<void>(yox::decision::ReadFacts(json)); });
 }
 
-void yox_explain_bad_facts(yox_call* call, const char* json) {
+void yox_explain_bad_facts(yox_call* call, const char* json) noexcept {
   // The binary form was refused: so is the text, unless it is damaged.
   if (yox_check_facts(call, json)) Fail(*call, YOX_INTERNAL, "the jsonb value cannot be read");
 }
 
-bool yox_bucket(yox_call* call, yox_text serial_number, int32_t* bucket) {
+bool yox_bucket(yox_call* call, yox_text serial_number, int32_t* bucket) noexcept {
   return Guarded(call, YOX_BAD_VALUE, [&] { *bucket = yox::sql::BucketOf(ViewOf(serial_number)); });
 }
 
-bool yox_share(yox_call* call, yox_text function, int64_t now, double* share) {
+bool yox_share(yox_call* call, yox_text function, int64_t now, double* share) noexcept {
   return Guarded(call, YOX_BAD_VALUE, [&] { *share = yox::sql::ShareAt(ViewOf(function), now); });
 }
 
-bool yox_criteria(yox_call* call, const yox_question* question) {
+bool yox_criteria(yox_call* call, const yox_question* question) noexcept {
   return Decided(call, question, [&](const CompiledList& list, JsonbFacts& facts) {
     call->rows = yox::sql::CriteriaRows(list, facts);
     call->next_row = 0;
   });
 }
 
-bool yox_lint(yox_call* call, const char* json, int64_t now) {
+bool yox_lint(yox_call* call, const char* json, int64_t now) noexcept {
   return Guarded(call, YOX_BAD_LIST, [&] {
     call->rows = yox::sql::LintRows(json, yox::TimeZone().ToLocalDate(now));
     call->next_row = 0;
   });
 }
 
-bool yox_next_row(yox_call* call, yox_cell* cells, size_t columns) {
+bool yox_next_row(yox_call* call, yox_cell* cells, size_t columns) noexcept {
   if (call->next_row >= call->rows.size()) return false;
   const yox::sql::Row& row = call->rows[call->next_row++];
   for (std::size_t i = 0; i < columns; ++i) {
@@ -224,10 +224,10 @@ bool yox_next_row(yox_call* call, yox_cell* cells, size_t columns) {
   return true;
 }
 
-yox_funnel* yox_funnel_new(void) { return new (std::nothrow) yox_funnel; }
-void yox_funnel_free(void* funnel) { delete static_cast<yox_funnel*>(funnel); }
+yox_funnel* yox_funnel_new(void) noexcept { return new (std::nothrow) yox_funnel; }
+void yox_funnel_free(void* funnel) noexcept { delete static_cast<yox_funnel*>(funnel); }
 
-bool yox_funnel_add(yox_call* call, yox_funnel* funnel, const yox_question* question) {
+bool yox_funnel_add(yox_call* call, yox_funnel* funnel, const yox_question* question) noexcept {
   return Decided(call, question, [&](const CompiledList& list, JsonbFacts& facts) {
     if (funnel->list == nullptr) {
       funnel->list = call->list;
@@ -240,11 +240,11 @@ bool yox_funnel_add(yox_call* call, yox_funnel* funnel, const yox_question* ques
   });
 }
 
-bool yox_funnel_merge(yox_call* call, yox_funnel* funnel, const yox_funnel* other) {
+bool yox_funnel_merge(yox_call* call, yox_funnel* funnel, const yox_funnel* other) noexcept {
   return Guarded(call, YOX_BAD_VALUE, [&] { Merge(*funnel, other->funnel, other->fingerprint); });
 }
 
-bool yox_funnel_bytes(yox_call* call, const yox_funnel* funnel, yox_text* bytes) {
+bool yox_funnel_bytes(yox_call* call, const yox_funnel* funnel, yox_text* bytes) noexcept {
   return Guarded(call, YOX_BAD_VALUE, [&] {
     call->result.assign(reinterpret_cast<const char*>(&funnel->fingerprint), kFingerprintSize);
     call->result += funnel->funnel.ToBytes();
@@ -252,7 +252,7 @@ bool yox_funnel_bytes(yox_call* call, const yox_funnel* funnel, yox_text* bytes)
   });
 }
 
-bool yox_funnel_merge_bytes(yox_call* call, yox_funnel* funnel, yox_text bytes) {
+bool yox_funnel_merge_bytes(yox_call* call, yox_funnel* funnel, yox_text bytes) noexcept {
   return Guarded(call, YOX_BAD_VALUE, [&] {
     const std::string_view view = ViewOf(bytes);
     const auto other = view.size() < kFingerprintSize
@@ -265,7 +265,7 @@ bool yox_funnel_merge_bytes(yox_call* call, yox_funnel* funnel, yox_text bytes) 
   });
 }
 
-bool yox_funnel_json(yox_call* call, const yox_funnel* funnel, yox_text* json) {
+bool yox_funnel_json(yox_call* call, const yox_funnel* funnel, yox_text* json) noexcept {
   return Guarded(call, YOX_BAD_VALUE, [&] {
     *json = KeepJson(*call, funnel->funnel.ToJsonText(yox::JsonStyle::kReadableLine));
   });

@@ -1,8 +1,10 @@
 /* The border between the server, whose code is C and leaves functions by longjmp, and the decision,
  * whose code is C++ and leaves functions by exceptions. Nothing crosses it but plain values:
  *
- *   - The C++ side never calls the server. So no longjmp can pass a frame with a destructor.
- *   - Every function below catches all exceptions and returns false; yox_message says why.
+ *   - The C++ side never calls the server: a test looks into its object files. So no longjmp can
+ *     pass a frame with a destructor.
+ *   - Every function below is noexcept. Those that return bool catch all exceptions and return
+ *     false; yox_message_of says why.
  *   - The C side owns a yox_call through a memory context: it registers yox_call_free with the
  *     context before it uses the object. Results are views of memory of the yox_call, valid until
  *     the next call; the C side copies them into memory of the server.
@@ -16,7 +18,10 @@
 #include <stdint.h>
 
 #ifdef __cplusplus
+#define YOX_NOEXCEPT noexcept
 extern "C" {
+#else
+#define YOX_NOEXCEPT
 #endif
 
 typedef struct yox_call yox_call; /* what one call site of a function keeps from row to row */
@@ -34,16 +39,17 @@ typedef enum {
   YOX_INTERNAL,
 } yox_problem;
 
-yox_call* yox_call_new(void); /* NULL: out of memory */
-void yox_call_free(void* call);
+yox_call* yox_call_new(void) YOX_NOEXCEPT; /* NULL: out of memory */
+void yox_call_free(void* call) YOX_NOEXCEPT;
 /* Of the last function that returned false. */
-yox_problem yox_problem_of(const yox_call* call);
-yox_text yox_message_of(const yox_call* call);
+yox_problem yox_problem_of(const yox_call* call) YOX_NOEXCEPT;
+yox_text yox_message_of(const yox_call* call) YOX_NOEXCEPT;
 
 /* Chooses the list by the bytes of its datum. False: it is not among the lists that the call site
  * has used last, or yox_call_compile must be called with its text. */
-bool yox_call_choose(yox_call* call, const void* bytes, size_t size);
-bool yox_call_compile(yox_call* call, const void* bytes, size_t size, const char* json);
+bool yox_call_choose(yox_call* call, const void* bytes, size_t size) YOX_NOEXCEPT;
+bool yox_call_compile(yox_call* call, const void* bytes, size_t size,
+                      const char* json) YOX_NOEXCEPT;
 
 typedef struct {
   const void* facts; /* a jsonb datum without its length word */
@@ -54,18 +60,18 @@ typedef struct {
 
 typedef enum { YOX_DOES_NOT_APPLY, YOX_APPLIES, YOX_UNDETERMINED } yox_truth;
 
-bool yox_applies(yox_call* call, const yox_question* question, yox_truth* applies);
-bool yox_reason(yox_call* call, const yox_question* question, yox_text* reason);
+bool yox_applies(yox_call* call, const yox_question* question, yox_truth* applies) YOX_NOEXCEPT;
+bool yox_reason(yox_call* call, const yox_question* question, yox_text* reason) YOX_NOEXCEPT;
 /* -1: no filter decided. */
-bool yox_decided_by(yox_call* call, const yox_question* question, int32_t* filter);
-bool yox_explain(yox_call* call, const yox_question* question, yox_text* json);
+bool yox_decided_by(yox_call* call, const yox_question* question, int32_t* filter) YOX_NOEXCEPT;
+bool yox_explain(yox_call* call, const yox_question* question, yox_text* json) YOX_NOEXCEPT;
 /* False, and YOX_BAD_FACTS, for a document that is none. */
-bool yox_check_facts(yox_call* call, const char* json);
+bool yox_check_facts(yox_call* call, const char* json) YOX_NOEXCEPT;
 /* Replaces the message of YOX_BAD_FACTS by that of the document's reader. */
-void yox_explain_bad_facts(yox_call* call, const char* json);
+void yox_explain_bad_facts(yox_call* call, const char* json) YOX_NOEXCEPT;
 
-bool yox_bucket(yox_call* call, yox_text serial_number, int32_t* bucket);
-bool yox_share(yox_call* call, yox_text function, int64_t now, double* share);
+bool yox_bucket(yox_call* call, yox_text serial_number, int32_t* bucket) YOX_NOEXCEPT;
+bool yox_share(yox_call* call, yox_text function, int64_t now, double* share) YOX_NOEXCEPT;
 
 /* Rows of the functions that return tables. */
 #define YOX_MOST_COLUMNS 6
@@ -76,20 +82,20 @@ typedef struct {
   yox_text text;
 } yox_cell;
 
-bool yox_criteria(yox_call* call, const yox_question* question);
-bool yox_lint(yox_call* call, const char* json, int64_t now);
+bool yox_criteria(yox_call* call, const yox_question* question) YOX_NOEXCEPT;
+bool yox_lint(yox_call* call, const char* json, int64_t now) YOX_NOEXCEPT;
 /* The next row; false at the end. Fills `columns` cells. */
-bool yox_next_row(yox_call* call, yox_cell* cells, size_t columns);
+bool yox_next_row(yox_call* call, yox_cell* cells, size_t columns) YOX_NOEXCEPT;
 
 /* The counts of an aggregate. Each is freed with its memory context, as a yox_call is. */
 typedef struct yox_funnel yox_funnel;
-yox_funnel* yox_funnel_new(void);
-void yox_funnel_free(void* funnel);
-bool yox_funnel_add(yox_call* call, yox_funnel* funnel, const yox_question* question);
-bool yox_funnel_merge(yox_call* call, yox_funnel* funnel, const yox_funnel* other);
-bool yox_funnel_bytes(yox_call* call, const yox_funnel* funnel, yox_text* bytes);
-bool yox_funnel_merge_bytes(yox_call* call, yox_funnel* funnel, yox_text bytes);
-bool yox_funnel_json(yox_call* call, const yox_funnel* funnel, yox_text* json);
+yox_funnel* yox_funnel_new(void) YOX_NOEXCEPT;
+void yox_funnel_free(void* funnel) YOX_NOEXCEPT;
+bool yox_funnel_add(yox_call* call, yox_funnel* funnel, const yox_question* question) YOX_NOEXCEPT;
+bool yox_funnel_merge(yox_call* call, yox_funnel* funnel, const yox_funnel* other) YOX_NOEXCEPT;
+bool yox_funnel_bytes(yox_call* call, const yox_funnel* funnel, yox_text* bytes) YOX_NOEXCEPT;
+bool yox_funnel_merge_bytes(yox_call* call, yox_funnel* funnel, yox_text bytes) YOX_NOEXCEPT;
+bool yox_funnel_json(yox_call* call, const yox_funnel* funnel, yox_text* json) YOX_NOEXCEPT;
 
 #ifdef __cplusplus
 }

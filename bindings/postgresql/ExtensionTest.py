@@ -1,6 +1,6 @@
 """The PostgreSQL extension, in a server of its own.
 
-    ExtensionTest.py MODULE YOXCTL
+    ExtensionTest.py MODULE YOXCTL OBJECT...      the objects of the module that are C++
 """
 import json
 import os
@@ -15,7 +15,7 @@ HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, HERE)
 from PrivateServer import Installation, SqlError, quoted  # noqa: E402
 
-MODULE, YOXCTL = [os.path.abspath(path) for path in sys.argv[1:3]]
+MODULE, YOXCTL, *OBJECTS = [os.path.abspath(path) for path in sys.argv[1:]]
 FILES = [os.path.join(HERE, name) for name in ("yox.control", "yox--1.0.sql", "yox--1.0--1.1.sql")]
 AT = "2026-03-01T12:00:00+01:00"
 
@@ -352,10 +352,19 @@ class Fleets(Case):
         self.assert_error("42P17", "functions in index expression must be marked IMMUTABLE",
                           f"CREATE INDEX ON chosen (yox.applies({quoted(LIST)}, facts))")
 
-    def test_a_query_can_be_cancelled(self):
-        self.assert_error("57014", "canceling statement due to statement timeout",
-                          f"""SET statement_timeout = '50ms'; SELECT count(*) FROM devices AS a, devices AS b
-                              WHERE yox.applies({quoted(LIST)}, a.facts, '{AT}')""")
+    def test_every_function_can_be_cancelled(self):
+        """In a statement that would take hours."""
+        arguments = f"{quoted(LIST)}, a.facts, '{AT}'"
+        for counted in (*(f"yox.{name}({arguments})" for name in ("applies", "reason", "decided_by", "explain", "funnel", "funnel_part")),
+                        "yox.facts_problem(a.facts)", "yox.bucket(a.facts ->> 'country' || b.id)",
+                        f"yox.share('2026-01-05|28|linear', '{AT}'::timestamptz + interval '1 s' * length(b.id))"):
+            query = f"SELECT {counted if 'funnel' in counted else f'count({counted})'} FROM devices AS a, devices AS b, devices AS c"
+            with self.subTest(query=query):
+                self.assert_error("57014", "canceling statement due to statement timeout", f"SET statement_timeout = '50ms'; {query}")
+        for rows in f"yox.criteria({arguments})", f"yox.lint({quoted(LIST)}, '{AT}'::timestamptz + interval '1 s' * length(a.id))":
+            with self.subTest(rows=rows):
+                self.assert_error("57014", "canceling statement due to statement timeout",
+                                  f"SET statement_timeout = '50ms'; SELECT count(*) FROM devices AS a, devices AS b, {rows}")
 
     def test_memory_does_not_grow_with_rows(self):
         peak = "substring(pg_read_file('/proc/self/status') FROM 'VmHWM:[^0-9]*([0-9]+)')::int"
@@ -368,6 +377,33 @@ class Fleets(Case):
             SELECT count(yox.explain({quoted(LIST)}, facts, '{AT}')) FROM devices;
             SELECT {peak} - peak FROM before""")
         self.assertLess(int(used[-1][0]), 4096, "KiB")
+
+
+class Border(unittest.TestCase):
+    """What Border.h says of the two languages."""
+
+    @staticmethod
+    def symbols(*arguments):
+        return {line.split()[-1] for line in subprocess.run(["nm", *arguments], check=True, capture_output=True,
+                                                            text=True).stdout.splitlines() if line and not line.endswith(":")}
+
+    def test_the_cpp_side_never_calls_the_server(self):
+        self.assertEqual(len(OBJECTS), 3)
+        server = self.symbols("--dynamic", "--defined-only", os.path.join(SERVER.bindir, "postgres"))
+        self.assertIn("errstart", server)
+        self.assertIn("CurrentMemoryContext", server)
+        for object_file in OBJECTS:
+            used = self.symbols("--undefined-only", object_file)
+            self.assertGreater(len(used), 5)
+            self.assertEqual(used & server, set(), object_file)
+
+    def test_the_c_side_keeps_no_cpp_object(self):
+        """Exceptions have no place to be caught there: every function that it calls is noexcept."""
+        with open(os.path.join(HERE, "Border.h"), encoding="utf-8") as file:
+            header = file.read()
+        declared = re.findall(r"(?m)^\w[\w* ]*?(yox_\w+)\([^;]*;", header)
+        self.assertGreater(len(declared), 20)
+        self.assertEqual(declared, re.findall(r"(?m)^\w[\w* ]*?(yox_\w+)\([^;]*\) YOX_NOEXCEPT;", header))
 
 
 class Versions(Case):

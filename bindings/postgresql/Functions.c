@@ -7,9 +7,11 @@
 #include "funcapi.h"
 #include "mb/pg_wchar.h"
 #include "miscadmin.h"
+#include "nodes/primnodes.h"
 #include "utils/builtins.h"
 #include "utils/jsonb.h"
 #include "utils/timestamp.h"
+#include "utils/tuplestore.h"
 #if PG_VERSION_NUM >= 160000
 #include "varatt.h"
 #endif
@@ -46,18 +48,41 @@ static void *make_funnel(void)
 }
 
 /* What this call site keeps: compiled lists, time zones, memory for texts. */
-static yox_call *call_of(FunctionCallInfo fcinfo)
+typedef struct
 {
-	FmgrInfo *site = fcinfo->flinfo;
+	yox_call *call;
+	bool has_constant_list; /* and has compiled it */
+} call_site;
 
-	if (site->fn_extra == NULL)
+static call_site *site_of(FunctionCallInfo fcinfo)
+{
+	FmgrInfo *info = fcinfo->flinfo;
+
+	if (info->fn_extra == NULL)
 	{
+		call_site *site = MemoryContextAllocZero(info->fn_mcxt, sizeof *site);
+
 		if (GetDatabaseEncoding() != PG_UTF8)
 			ereport(ERROR, (errcode(ERRCODE_FEATURE_NOT_SUPPORTED),
 							errmsg("yox needs a database whose encoding is UTF8")));
-		site->fn_extra = owned(site->fn_mcxt, make_call, yox_call_free);
+		site->call = owned(info->fn_mcxt, make_call, yox_call_free);
+		info->fn_extra = site;
 	}
-	return site->fn_extra;
+	return info->fn_extra;
+}
+
+static yox_call *call_of(FunctionCallInfo fcinfo)
+{
+	return site_of(fcinfo)->call;
+}
+
+/* Not a parameter, which may be another one with the same call site. */
+static bool is_constant(FunctionCallInfo fcinfo, int number)
+{
+	Node *expression = fcinfo->flinfo->fn_expr;
+	List *arguments = expression != NULL && IsA(expression, FuncExpr) ? ((FuncExpr *) expression)->args : NIL;
+
+	return number < list_length(arguments) && IsA(list_nth(arguments, number), Const);
 }
 
 static char *text_of(Jsonb *json)
@@ -66,9 +91,7 @@ static char *text_of(Jsonb *json)
 }
 
 /* Raises the error of the last call. `facts` is the document that it was about, or NULL. */
-static void fail(yox_call *call, Jsonb *facts) pg_attribute_noreturn();
-
-static void fail(yox_call *call, Jsonb *facts)
+static _Noreturn void fail(yox_call *call, Jsonb *facts)
 {
 	static const struct
 	{
@@ -129,23 +152,34 @@ typedef struct
 	yox_question question;
 } asking;
 
+static void choose_list(yox_call *call, Jsonb *list)
+{
+	const char *bytes = VARDATA(list);
+	const size_t size = VARSIZE(list) - VARHDRSZ;
+
+	if (yox_call_choose(call, bytes, size))
+		return;
+	CHECK_FOR_INTERRUPTS();
+	if (!yox_call_compile(call, bytes, size, text_of(list)))
+		fail(call, NULL);
+}
+
 /* False when one of list, facts and at is NULL. */
 static bool ask(FunctionCallInfo fcinfo, int first, asking *result)
 {
 	const int last = Min(PG_NARGS(), first + 3);
-	Jsonb *list;
+	call_site *site;
 
 	for (int i = first; i < last; i++)
 		if (PG_ARGISNULL(i))
 			return false;
 
-	result->call = call_of(fcinfo);
-	list = PG_GETARG_JSONB_P(first);
-	if (!yox_call_choose(result->call, VARDATA(list), VARSIZE(list) - VARHDRSZ))
+	site = site_of(fcinfo);
+	result->call = site->call;
+	if (!site->has_constant_list)
 	{
-		CHECK_FOR_INTERRUPTS();
-		if (!yox_call_compile(result->call, VARDATA(list), VARSIZE(list) - VARHDRSZ, text_of(list)))
-			fail(result->call, NULL);
+		choose_list(site->call, PG_GETARG_JSONB_P(first));
+		site->has_constant_list = is_constant(fcinfo, first);
 	}
 	result->facts = PG_GETARG_JSONB_P(first + 1);
 	result->question.facts = VARDATA(result->facts);

@@ -48,6 +48,20 @@ JsonbNode JsonbNode::Entries::Next() {
   return {kind, container_.data.substr(begin, end - begin)};
 }
 
+JsonbNode::Members::Members(const JsonbNode& object) : container_(object.Children(kObject)) {
+  const std::uint32_t end = Entries(container_, container_.count).offset();
+  if (end > container_.data.size()) throw BadJsonb();
+  key_texts_ = container_.data.substr(0, end);
+}
+
+std::string_view JsonbNode::Members::KeyLengths() const {
+  return {container_.entries, container_.count * kWord};
+}
+
+JsonbNode JsonbNode::Members::Value(std::uint32_t place) const {
+  return Entries(container_, container_.count + place).Next();
+}
+
 // A number is a datum with its length word: a header of 16 bits, then digits of base 10000. This
 // header is that of a number without sign and fraction whose first digit is that of the units.
 std::optional<std::int64_t> JsonbNode::WholeNumber() const {

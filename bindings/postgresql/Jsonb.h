@@ -52,6 +52,8 @@ class JsonbNode {
     for (std::uint32_t i = 0; i < container.count; ++i) visit(elements.Next());
   }
 
+  class Members;
+
   void Require(bool condition, std::string_view /*kind*/) const {
     if (!condition) throw BadJsonb();
   }
@@ -75,6 +77,7 @@ class JsonbNode {
    public:
     Entries(const Container& container, std::uint32_t first);
     JsonbNode Next();
+    std::uint32_t offset() const { return offset_; }
 
    private:
     const Container& container_;
@@ -93,6 +96,22 @@ class JsonbNode {
 
   std::string_view bytes_;
   Kind kind_;
+};
+
+// The members of an object by their place, in the order of jsonb. Throws BadJsonb for what is none.
+class JsonbNode::Members {
+ public:
+  explicit Members(const JsonbNode& object);
+
+  // Two objects have the same keys if both are equal.
+  std::string_view KeyLengths() const;
+  std::string_view KeyTexts() const { return key_texts_; }
+
+  JsonbNode Value(std::uint32_t place) const;
+
+ private:
+  Container container_;
+  std::string_view key_texts_;
 };
 
 }  // namespace yox::postgresql

@@ -18,31 +18,14 @@ using decision::PairView;
 using decision::RegistryFact;
 using decision::TextFact;
 
-constexpr bool IsBefore(std::string_view left, std::string_view right) {
-  return left.size() != right.size() ? left.size() < right.size() : left < right;
-}
-
-// All facts in the order in which jsonb has keys.
-constexpr auto kByKey = [] {
-  std::array<Fact, kFacts.size()> facts{};
-  for (std::size_t i = 0; i < facts.size(); ++i) facts[i] = static_cast<Fact>(i);
-  std::ranges::sort(facts, IsBefore, decision::NameOf);
-  return facts;
-}();
-
 bool IsAmong(const decision::Pairs& pairs, WStringView name) {
   return std::ranges::any_of(pairs, [&](const auto& pair) { return pair.key() == name; });
 }
 
-// As JsonNode::IsRemark, for a member of the document.
-bool IsRemark(std::string_view key, const JsonbNode& value) {
-  if (key == "comment" && value.IsContainer()) {
-    value.ForEachElement([](const JsonbNode& line) { line.Require(line.IsString(), "a string"); });
-    return true;
-  }
-  if (key != "comment" && key != "$schema") return false;
-  value.Require(value.IsString(), "a string");
-  return true;
+// As JsonNode::IsRemark.
+void CheckComment(const JsonbNode& value) {
+  if (value.IsString()) return;
+  value.ForEachElement([](const JsonbNode& line) { line.Require(line.IsString(), "a string"); });
 }
 
 bool EqualsFolded(WStringView text, WStringView folded) {
@@ -51,23 +34,61 @@ bool EqualsFolded(WStringView text, WStringView folded) {
 
 }  // namespace
 
+DocumentKeys::DocumentKeys(const JsonbNode& document) {
+  std::uint32_t place = 0;
+  document.ForEachMember([&](std::string_view key, const JsonbNode&) {
+    if (const auto fact = decision::FactOfKey(key)) {
+      places[static_cast<std::size_t>(*fact)] = place;
+      present |= std::uint32_t{1} << static_cast<unsigned>(*fact);
+    } else if (key == "comment" || key == "$schema") {
+      (key == "comment" ? comment : schema) = place;
+    } else {
+      throw BadJsonb();
+    }
+    ++place;
+  });
+}
+
+const DocumentKeys& FactsMemory::KeysOf(const JsonbNode& document,
+                                        const JsonbNode::Members& members) {
+  const std::string_view lengths = members.KeyLengths();
+  const std::string_view texts = members.KeyTexts();
+  for (std::size_t i = 0; i < kMostKeys; ++i) {
+    const std::size_t index = (last_keys_ + i) % kMostKeys;
+    const KnownKeys& known = known_keys_[index];
+    if (known.texts != texts || known.lengths != lengths) continue;
+    last_keys_ = index;
+    return known.keys;
+  }
+  KnownKeys read{std::string(lengths), std::string(texts), DocumentKeys(document)};
+  known_keys_[next_keys_] = std::move(read);
+  last_keys_ = std::exchange(next_keys_, (next_keys_ + 1) % kMostKeys);
+  return known_keys_[last_keys_].keys;
+}
+
 WStringView FactsMemory::Keep(std::string_view utf8) {
-  const auto is_ascii = [](char byte) { return static_cast<unsigned char>(byte) < 0x80; };
-  if (utf8.size() > kBlock || !std::ranges::all_of(utf8, is_ascii)) {
-    const WString wide = String::UTF8ToUTF16(utf8);
-    WChar* const copy = large_.emplace_back(new WChar[wide.size() + 1]).get();
-    std::ranges::copy(wide, copy);
-    return {copy, wide.size()};
+  if (utf8.size() <= kBlock) {
+    if (blocks_.empty() || used_ + utf8.size() > kBlock) {
+      block_ = blocks_.empty() ? 0 : block_ + 1;
+      if (block_ == blocks_.size()) blocks_.emplace_back(new WChar[kBlock]);
+      used_ = 0;
+    }
+    WChar* const copy = blocks_[block_].get() + used_;
+    unsigned bits = 0;
+    for (std::size_t i = 0; i < utf8.size(); ++i) {
+      const auto byte = static_cast<unsigned char>(utf8[i]);
+      bits |= byte;
+      copy[i] = static_cast<WChar>(byte);
+    }
+    if (bits < 0x80) {  // ASCII, whose units are its bytes
+      used_ += utf8.size();
+      return {copy, utf8.size()};
+    }
   }
-  if (blocks_.empty() || used_ + utf8.size() > kBlock) {
-    block_ = blocks_.empty() ? 0 : block_ + 1;
-    if (block_ == blocks_.size()) blocks_.emplace_back(new WChar[kBlock]);
-    used_ = 0;
-  }
-  WChar* const copy = blocks_[block_].get() + used_;
-  std::ranges::transform(utf8, copy, [](char byte) { return static_cast<WChar>(byte); });
-  used_ += utf8.size();
-  return {copy, utf8.size()};
+  const WString wide = String::UTF8ToUTF16(utf8);
+  WChar* const copy = large_.emplace_back(new WChar[wide.size() + 1]).get();
+  std::ranges::copy(wide, copy);
+  return {copy, wide.size()};
 }
 
 void FactsMemory::Clear() {
@@ -140,30 +161,26 @@ std::optional<PairView> JsonbFacts::PairViews::First(const decision::TextPattern
 
 JsonbFacts::JsonbFacts(const JsonbNode& document, const decision::Question& question,
                        FactsMemory& memory)
-    : DeviceFacts(question.extra_tags), question_(question), memory_(memory) {
-  auto next = kByKey.begin();
-  document.ForEachMember([&](std::string_view key, const JsonbNode& value) {
-    while (next != kByKey.end() && IsBefore(NameOf(*next), key)) ++next;
-    const bool is_known = next != kByKey.end() && NameOf(*next) == key;
-    if (!is_known && IsRemark(key, value)) return;
-    if (!is_known || FormOf(*next) == FactForm::kOfTheQuestion) throw BadJsonb();
-    const auto fact = static_cast<unsigned>(*next);
-    values_[fact] = value;
-    present_ |= std::uint32_t{1} << fact;
-  });
+    : DeviceFacts(question.extra_tags),
+      question_(question),
+      memory_(memory),
+      members_(document),
+      keys_(memory.KeysOf(document, members_)) {
+  if (keys_.comment) CheckComment(members_.Value(*keys_.comment));
+  if (keys_.schema) document.Require(members_.Value(*keys_.schema).IsString(), "a string");
 }
 
 bool JsonbFacts::Read(Fact fact, Sink& sink) const {
-  if (!Has(fact)) return false;
+  if (!keys_.Has(fact)) return false;
   decision::FactsReading<JsonbNode, Sink> reading(sink);
-  reading.NoteKeys(present_);
-  reading.ReadFact(fact, *values_[static_cast<std::size_t>(fact)]);
+  reading.NoteKeys(keys_.present);
+  reading.ReadFact(fact, ValueOf(fact));
   return true;
 }
 
 bool JsonbFacts::HasNoFirmware() const {
   Sink sink(memory_);
-  return Read(Fact::firmware, sink) && !values_[static_cast<std::size_t>(Fact::firmware)]->Bool();
+  return Read(Fact::firmware, sink) && !ValueOf(Fact::firmware).Bool();
 }
 
 TextFact JsonbFacts::HashOf(bool of_organisation) const {
@@ -234,7 +251,7 @@ decision::HardwareIdsFact JsonbFacts::FetchHardwareIds() {
 }
 
 decision::BucketFact JsonbFacts::FetchBucket(bool of_organisation) {
-  const bool is_text = Has(of_organisation ? Fact::realm : Fact::serial_number);
+  const bool is_text = keys_.Has(of_organisation ? Fact::realm : Fact::serial_number);
   Sink sink(memory_);
   if (!is_text && Read(of_organisation ? Fact::organisation_bucket : Fact::rollout_bucket, sink)) {
     const int none = sink.bucket ? 0 : decision::RolloutBucket(decision::SaltedHashOf({}));

@@ -18,8 +18,22 @@
 
 namespace yox::postgresql {
 
-// Memory that the facts of one device after the other use, and time zones by name. For one thread
-// at a time.
+// What the keys of a document say: which facts it has, and at which place.
+struct DocumentKeys {
+  DocumentKeys() = default;
+  // Throws BadJsonb for an unknown key.
+  explicit DocumentKeys(const JsonbNode& document);
+
+  bool Has(decision::Fact fact) const { return (present >> static_cast<unsigned>(fact) & 1) != 0; }
+
+  std::uint32_t present = 0;  // one bit for each Fact
+  std::array<std::uint32_t, decision::kFacts.size()> places{};
+  std::optional<std::uint32_t> comment;
+  std::optional<std::uint32_t> schema;
+};
+
+// Memory that the facts of one device after the other use, time zones by name, and the keys of
+// the last documents: those of a fleet have few combinations of keys. For one thread at a time.
 class FactsMemory {
  public:
   // The text as UTF-16, valid until Clear.
@@ -30,20 +44,33 @@ class FactsMemory {
   // Null for a text that names no time zone.
   const TimeZone* ZoneOf(std::string_view name);
 
+  // Valid until the next call. Throws BadJsonb for an unknown key.
+  const DocumentKeys& KeysOf(const JsonbNode& document, const JsonbNode::Members& members);
+
  private:
+  struct KnownKeys {
+    std::string lengths;
+    std::string texts;
+    DocumentKeys keys;
+  };
+
   static constexpr std::size_t kBlock = 4096;
   static constexpr std::size_t kMostZones = 1000;
+  static constexpr std::size_t kMostKeys = 16;
 
   std::vector<std::unique_ptr<WChar[]>> blocks_;  // of kBlock units each
   std::size_t block_ = 0;                         // in use
   std::size_t used_ = 0;                          // of that block
   std::vector<std::unique_ptr<WChar[]>> large_;
   std::unordered_map<std::string, std::optional<TimeZone>> zones_;
+  std::array<KnownKeys, kMostKeys> known_keys_;
+  std::size_t last_keys_ = 0;  // found last
+  std::size_t next_keys_ = 0;  // replaced next
 };
 
-// The facts of a document in jsonb. Keys are looked at once; a value is read when a criterion needs
-// it, and what is never needed is never read. Tags and registry values are in the order of jsonb.
-// Throws BadJsonb for a value that is not as docs/facts.md says, and for an unknown key.
+// The facts of a document in jsonb. A value is read when a criterion needs it, and what is never
+// needed is never read. Tags and registry values are in the order of jsonb. Throws BadJsonb for a
+// value that is not as docs/facts.md says, and for an unknown key.
 class JsonbFacts final : public decision::DeviceFacts {
  public:
   // All three must outlive the object.
@@ -74,7 +101,9 @@ class JsonbFacts final : public decision::DeviceFacts {
   std::int64_t FetchNow() override { return question_.now; }
   decision::LocalDays FetchToday() override;
 
-  bool Has(decision::Fact fact) const { return (present_ >> static_cast<unsigned>(fact) & 1) != 0; }
+  JsonbNode ValueOf(decision::Fact fact) const {
+    return members_.Value(keys_.places[static_cast<std::size_t>(fact)]);
+  }
   // Reads the value of a fact, if the document has it.
   bool Read(decision::Fact fact, Sink& sink) const;
   bool HasNoFirmware() const;
@@ -84,8 +113,8 @@ class JsonbFacts final : public decision::DeviceFacts {
 
   const decision::Question& question_;
   FactsMemory& memory_;
-  std::uint32_t present_ = 0;
-  std::array<std::optional<JsonbNode>, decision::kFacts.size()> values_;
+  JsonbNode::Members members_;
+  const DocumentKeys& keys_;
   PairViews tags_;
   PairViews items_;
   std::vector<WString> subscriptions_;

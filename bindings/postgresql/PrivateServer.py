@@ -91,9 +91,9 @@ class Installation:
         cluster.start()
         return cluster
 
-    def new_cluster(self, name, **settings):
-        """A server that was never started."""
-        cluster = Cluster(self, name, settings)
+    def new_cluster(self, name, wrapper=(), **settings):
+        """A server that was never started. `wrapper` is the command that runs its program."""
+        cluster = Cluster(self, name, wrapper, settings)
         self.clusters.append(cluster)
         return cluster
 
@@ -106,8 +106,9 @@ class Installation:
 class Cluster:
     """A server with a database of its own."""
 
-    def __init__(self, installation, name, settings):
+    def __init__(self, installation, name, wrapper, settings):
         self.installation = installation
+        self.wrapper = wrapper
         self.data = os.path.join(installation.folder, name)
         self.socket = os.path.join(installation.folder, name + ".s")
         self.process = self.reader = None
@@ -127,7 +128,7 @@ class Cluster:
 
     def start(self):
         self.process = subprocess.Popen(
-            [os.path.join(self.installation.bindir, "postgres"), "-D", self.data],
+            [*self.wrapper, os.path.join(self.installation.bindir, "postgres"), "-D", self.data],
             user=self.installation.user, cwd=self.installation.folder, stdin=subprocess.DEVNULL,
             stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True,
             env=self.installation.environment())

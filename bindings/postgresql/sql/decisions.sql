@@ -31,3 +31,23 @@ FROM (VALUES ('2026-02-28'), ('2026-03-01'), ('2026-03-02'), ('2026-03-05')) AS 
 -- Every function that takes a moment may be sent to other servers and stored; the others may not.
 SELECT proname, pronargs, provolatile, proparallel, procost FROM pg_proc
 WHERE pronamespace = 'yox'::regnamespace AND prokind = 'f' AND proname !~ '^funnel_' ORDER BY 1, 2;
+
+-- Texts beyond ASCII, and values that are stored out of line.
+SELECT yox.applies('[{"family": "Größe*", "mfr": "*😀"}]', '{"family": " GRÖßE 14 ", "mfr": "Contoso 😀"}', :'at');
+CREATE TEMP TABLE large AS SELECT jsonb_build_object('tags', jsonb_object_agg('Tag' || i, md5(i::text)) || '{"Ring": "beta"}') AS facts
+FROM generate_series(1, 500) AS i;
+SELECT pg_column_size(facts) > 8000 AS is_large, yox.applies('[{"tag": "Ring|beta"}]', facts, :'at'),
+       yox.applies('[{"tag": "Tag500|x"}]', facts, :'at') FROM large;
+
+-- One call site with one list after the other.
+CREATE FUNCTION pg_temp.each() RETURNS SETOF boolean LANGUAGE plpgsql AS $$
+DECLARE
+  country text;
+  list jsonb;
+BEGIN
+  FOREACH country IN ARRAY ARRAY['DE', 'FR', 'DE'] LOOP
+    list := jsonb_build_array(jsonb_build_object('country', country));
+    RETURN NEXT yox.applies(list, '{"country": "DE"}', '2026-03-01');
+  END LOOP;
+END $$;
+SELECT * FROM pg_temp.each();
