@@ -178,6 +178,39 @@ class Imports(unittest.TestCase):
         yoxctl("fleet", "import", path("many.jsonl"), "--into", url)
         self.assertEqual(CLUSTER.value("SELECT count(*) FROM devices", "killed"), str(count))
 
+    def test_an_import_that_is_killed_goes_on(self):
+        """The program is killed while the server has some batches and waits in the middle of another one."""
+        url = fresh("gone")
+        large = "".join(json.dumps({**device(n), "os_description": "x" * 3000}) + "\n" for n in range(DEVICES))
+        write("gone.jsonl", large)
+        write("first.jsonl", large[:large.index("\n") + 1])
+        yoxctl("fleet", "import", path("first.jsonl"), "--into", url)
+        CLUSTER.text("""CREATE FUNCTION wait() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN
+                IF (SELECT count(*) FROM devices) > 600 THEN PERFORM pg_advisory_xact_lock(7); END IF; RETURN NULL; END $$;
+            CREATE TRIGGER wait AFTER INSERT ON devices EXECUTE FUNCTION wait()""", "gone")
+        # A session that has the lock until its input ends.
+        holder = subprocess.Popen(["psql", "--no-psqlrc", "--quiet", "--tuples-only", url], stdin=subprocess.PIPE,
+                                  stdout=subprocess.PIPE, text=True)
+        holder.stdin.write("SELECT pg_advisory_lock(7), 'locked';\n")
+        holder.stdin.flush()
+        self.assertIn("locked", holder.stdout.readline())
+        importing = subprocess.Popen([YOXCTL, "fleet", "import", path("gone.jsonl"), "--into", url],
+                                     stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        while CLUSTER.value("SELECT count(*) FROM pg_locks WHERE locktype = 'advisory' AND NOT granted", "gone") == "0":
+            self.assertIsNone(importing.poll(), "the import ended before it could be killed")
+        importing.kill()
+        importing.wait()
+        holder.communicate()
+        # What was in work is rolled back, once the server notices; what was stored is counted.
+        while CLUSTER.value("SELECT count(*) FROM pg_stat_activity WHERE datname = 'gone'", "gone") != "1":
+            pass
+        stored, said = CLUSTER.rows("SELECT count(*), (SELECT max(devices) FROM imports) FROM devices", "gone")[0]
+        self.assertTrue(0 < int(said) < DEVICES, said)
+        self.assertEqual(stored, said)
+        self.assertEqual(json.loads(yoxctl("--format", "json", "fleet", "import", path("gone.jsonl"), "--into", url)),
+                         {"devices": DEVICES, "stored_before": int(said)})
+        self.assertEqual(CLUSTER.value("SELECT count(*) FROM devices", "gone"), str(DEVICES))
+
     def test_other_writers_are_checked_too(self):
         url = fresh("checked")
         yoxctl("fleet", "import", path("fleet.jsonl"), "--into", url)
