@@ -11,6 +11,7 @@ import tempfile
 import threading
 import unittest
 
+os.environ.pop("LD_PRELOAD", None)  # a sanitizer's runtime is for this process alone
 EXTENSION, YOXCTL = [os.path.abspath(path) for path in sys.argv[1:3]]
 AT = "2026-03-01T12:00:00+01:00"
 
