@@ -2,13 +2,15 @@
 
     SqlBenchmark.py MODULE YOXCTL SQLITE_EXTENSION [--rows N] [--plot FILE.svg]
 
-Everything is in one run, on servers of its own in a temporary folder. Times are the best of three.
+Everything is in one run, on servers of its own in a temporary folder. What is compared runs in turn, once before
+anything is timed, then five times; times are medians.
 """
 import argparse
 import json
 import os
 import pathlib
 import sqlite3
+import statistics
 import subprocess
 import sys
 import tempfile
@@ -56,13 +58,30 @@ TWO_WORKERS = """SET max_parallel_workers_per_gather = 1; SET parallel_setup_cos
     SET min_parallel_table_scan_size = 0"""  # the leader works too
 
 
-def best(run, times=3):
-    seconds = []
+def in_turn(runs, times=5):
+    """The median seconds of each of the functions, and what it returned."""
+    results = {name: run() for name, run in runs.items()}  # and what they read is in memory now
+    seconds = {name: [] for name in runs}
     for _ in range(times):
-        begin = time.perf_counter()
-        result = run()
-        seconds.append(time.perf_counter() - begin)
-    return min(seconds), result
+        for name, run in runs.items():
+            begin = time.perf_counter()
+            results[name] = run()
+            seconds[name].append(time.perf_counter() - begin)
+    return {name: statistics.median(taken) for name, taken in seconds.items()}, results
+
+
+def agree(*results):
+    if len(set(results)) > 1:
+        raise SystemExit(f"they disagree: {results}")
+
+
+OURS, OURS_TWO, BY_HAND = "yox.applies, one worker", "yox.applies, two workers", "CASE by hand, one worker"
+FUNNEL_ONE, FUNNEL_TWO = "yox.funnel, one worker", "yox.funnel, two workers"
+SCAN = "a scan that looks at no facts, one worker"
+COPIED, BY_CURSOR = "client: rows by one COPY, decided by yoxctl", "client: rows by a cursor, decided by yoxctl"
+EACH = "client: a query for each row, decided by yoxctl"
+ONE_SHARD, THREE_SHARDS = "funnel_part, one shard", "funnel_part, three shards"
+OURS_SQLITE, BY_HAND_SQLITE = "SQLite: yox_applies", "SQLite: CASE by hand"
 
 
 class Report:
@@ -127,41 +146,50 @@ def main():
         print(f"{rows:,} devices, {size / rows:.0f} bytes each with the primary key\n")
 
         count = "SELECT count(*) FROM devices WHERE "
-        seconds, ours = best(lambda: main_cluster.text(f"{ONE_WORKER}; {count}{APPLIES}"))
-        report.add("PostgreSQL, yox.applies, one worker", rows, seconds)
-        seconds, theirs = best(lambda: main_cluster.text(f"{ONE_WORKER}; {count}{CASE}"))
-        report.add("PostgreSQL, CASE by hand, one worker", rows, seconds)
-        if ours != theirs:
-            raise SystemExit(f"the two disagree: {ours.strip()} and {theirs.strip()}")
-        seconds, _ = best(lambda: main_cluster.text(f"{TWO_WORKERS}; {count}{APPLIES}"))
-        report.add("PostgreSQL, yox.applies, two workers", rows, seconds)
-        seconds, _ = best(lambda: main_cluster.text(f"{ONE_WORKER}; SELECT {FUNNEL} IS NULL FROM devices"))
-        report.add("PostgreSQL, yox.funnel, one worker", rows, seconds)
-        seconds, _ = best(lambda: main_cluster.text(f"{TWO_WORKERS}; SELECT {FUNNEL} IS NULL FROM devices"))
-        report.add("PostgreSQL, yox.funnel, two workers", rows, seconds)
+
+        def ask(query):
+            return lambda: main_cluster.text(query)
+
+        def measured(names, runs, of=rows, times=5):
+            seconds, results = in_turn(dict(zip(names, runs)), times)
+            for name in names:
+                report.add(name, of, seconds[name])
+            return [results[name] for name in names]
+
+        agree(*measured([OURS, BY_HAND, OURS_TWO], [ask(f"{ONE_WORKER}; {count}{APPLIES}"), ask(f"{ONE_WORKER}; {count}{CASE}"),
+                                                    ask(f"{TWO_WORKERS}; {count}{APPLIES}")]))
+        agree(*measured([FUNNEL_ONE, FUNNEL_TWO], [ask(f"{how}; SELECT {FUNNEL} FROM devices") for how in (ONE_WORKER, TWO_WORKERS)]))
+        measured([SCAN], [ask(f"{ONE_WORKER}; SELECT count(*) FROM devices WHERE shard < 0")])
 
         with tempfile.TemporaryDirectory() as folder:
-            listing, lines = os.path.join(folder, "list.json"), os.path.join(folder, "facts.jsonl")
+            listing = os.path.join(folder, "list.json")
             pathlib.Path(listing).write_text(json.dumps(LIST), encoding="utf-8")
-            decide = [yoxctl, "--format", "json", "fleet", "decide", listing, "--at", AT, "--facts"]
+            decide = [yoxctl, "--format", "json", "fleet", "decide", listing, "--at", AT, "--jobs", "1", "--facts", "-"]
 
-            def fetched_all():
-                text = main_cluster.text("COPY (SELECT facts FROM devices) TO STDOUT").replace("\\\\", "\\")
-                pathlib.Path(lines).write_text(text, encoding="utf-8")
-                return subprocess.run([*decide, lines], check=True, capture_output=True)
+            def fetched(script, *options):
+                """What psql fetches goes to yoxctl, which decides a row while others are on their way."""
+                psql = ["psql", "--no-psqlrc", "--quiet", "--tuples-only", "--no-align", *options, main_cluster.url()]
 
-            seconds, _ = best(fetched_all, 1)
-            report.add("client: one COPY of all facts, then yoxctl", rows, seconds)
+                def run():
+                    with tempfile.TemporaryFile("w+") as text:
+                        text.write(script)
+                        text.seek(0)
+                        fetching = subprocess.Popen(psql, stdin=text, stdout=subprocess.PIPE)
+                        done = subprocess.run(decide, stdin=fetching.stdout, check=True, capture_output=True)
+                        if fetching.wait() != 0:
+                            raise SystemExit("psql failed")
+                        return json.loads(done.stdout)["applies"]
+                return run
 
+            # No value of this fleet has a backslash, which COPY would double.
+            copied, by_cursor = measured([COPIED, BY_CURSOR], [
+                fetched("COPY (SELECT facts FROM devices) TO STDOUT;"),
+                fetched("SELECT facts FROM devices;", "--set=FETCH_COUNT=1000")], times=3)
             some = min(rows, 20_000)
-
-            def fetched_each():
-                script = "".join(f"SELECT facts FROM devices WHERE id = 'd{i}';\n" for i in range(1, some + 1))
-                pathlib.Path(lines).write_text("".join(row[0] + "\n" for row in main_cluster.rows(script)), encoding="utf-8")
-                return subprocess.run([*decide, lines], check=True, capture_output=True)
-
-            seconds, _ = best(fetched_each, 1)
-            report.add("client: a query for each device, then yoxctl", some, seconds)
+            each, = measured([EACH], [fetched("".join(f"SELECT facts FROM devices WHERE id = 'd{i}';\n" for i in range(1, some + 1)))],
+                             some, 3)
+            agree(copied, by_cursor, int(main_cluster.value(count + APPLIES)))
+            agree(each, int(main_cluster.value(f"{count}{APPLIES} AND substr(id, 2)::int <= {some}")))
 
             database = sqlite3.connect(os.path.join(folder, "fleet.db"))
             database.enable_load_extension(True)
@@ -174,53 +202,54 @@ def main():
                          .replace(f"('{AT}'::timestamptz AT TIME ZONE (facts ->> 'time_zone'))::date", "date('2026-03-01', length(facts->>'$.time_zone') || ' seconds')"))
             for name in "mfr", "language", "model":
                 in_sqlite = in_sqlite.replace(f"facts ->> '{name}'", f"facts->>'$.{name}'")
-            seconds, ours = best(lambda: database.execute("SELECT count(*) FROM devices WHERE yox_applies(?, facts, ?)",
-                                                          (json.dumps(LIST), AT)).fetchone()[0])
-            report.add("SQLite, yox_applies", some, seconds)
-            seconds, theirs = best(lambda: database.execute(f"SELECT count(*) FROM devices WHERE {in_sqlite}").fetchone()[0])
-            report.add("SQLite, CASE by hand", some, seconds)
+            ours, theirs = measured([OURS_SQLITE, BY_HAND_SQLITE], [
+                lambda: database.execute("SELECT count(*) FROM devices WHERE yox_applies(?, facts, ?)", (json.dumps(LIST), AT)).fetchone(),
+                lambda: database.execute(f"SELECT count(*) FROM devices WHERE {in_sqlite}").fetchone()], some)
+            agree(ours, theirs)
             database.close()
-            if ours != theirs:
-                raise SystemExit(f"SQLite: the two disagree: {ours} and {theirs}")
 
-        shards = [server.cluster(f"shard{n}", **{**settings, "shared_buffers": "128MB"}) for n in range(3)]
+        # The same devices twice: all on one server, and a third on each of three.
+        small = {**settings, "shared_buffers": "256MB"}
+        shards = {"all": server.cluster("all", **small), **{f"shard{n}": server.cluster(f"shard{n}", **small) for n in range(3)}}
         main_cluster.text("""CREATE EXTENSION postgres_fdw;
             CREATE TABLE parted(id text, shard int NOT NULL, facts jsonb NOT NULL) PARTITION BY LIST (shard)""")
-        for number, shard in enumerate(shards):
+        for name, shard in shards.items():
+            part = "true" if name == "all" else f"shard = {name[-1]}"
             shard.text(f"""CREATE EXTENSION yox; CREATE TABLE devices AS SELECT * FROM ({DEVICES.format(rows=rows)}) AS d
-                WHERE shard = {number}; VACUUM ANALYZE devices""")
-            main_cluster.text(f"""CREATE SERVER shard{number} FOREIGN DATA WRAPPER postgres_fdw OPTIONS (host '{shard.socket}',
+                WHERE {part}; VACUUM ANALYZE devices""")
+            table = ('TABLE whole(id text, shard int NOT NULL, facts jsonb NOT NULL)' if name == "all" else
+                     f"TABLE parted{name[-1]} PARTITION OF parted FOR VALUES IN ({name[-1]})")
+            main_cluster.text(f"""CREATE SERVER {name}_server FOREIGN DATA WRAPPER postgres_fdw OPTIONS (host '{shard.socket}',
                 dbname 'postgres', extensions 'yox', async_capable 'true');
-                CREATE USER MAPPING FOR tester SERVER shard{number} OPTIONS (user 'tester', password_required 'false');
-                CREATE FOREIGN TABLE parted{number} PARTITION OF parted FOR VALUES IN ({number}) SERVER shard{number}
-                OPTIONS (table_name 'devices')""")
-        partwise = "SET enable_partitionwise_aggregate = on"
-        for name, where in ("one shard", "WHERE shard = 0"), ("three shards", ""):
-            query = f"{partwise}; SELECT yox.funnel_sum(p) FROM (SELECT {PART} AS p FROM parted {where} GROUP BY shard) AS s"
-            seconds, _ = best(lambda: main_cluster.text(query))
-            report.add(f"PostgreSQL, funnel_part, {name}", rows // 3 if where else rows, seconds)
+                CREATE USER MAPPING FOR tester SERVER {name}_server OPTIONS (user 'tester', password_required 'false');
+                CREATE FOREIGN {table} SERVER {name}_server OPTIONS (table_name 'devices')""")
+            # A shard scans with one process, so that it is servers that are compared.
+            shard.text("ALTER SYSTEM SET max_parallel_workers_per_gather = 0; SELECT pg_reload_conf()")
+        agree(*measured([ONE_SHARD, THREE_SHARDS], [
+            ask(f"""SET enable_partitionwise_aggregate = on; SELECT yox.funnel_sum(p) FROM
+                (SELECT {PART} AS p FROM {table} GROUP BY shard) AS s""") for table in ("whole", "parted")]))
 
         print()
-        report.ratio("PostgreSQL: CASE by hand / yox.applies", "PostgreSQL, CASE by hand, one worker",
-                     "PostgreSQL, yox.applies, one worker", "at most 3")
-        report.ratio("SQLite: CASE by hand / yox_applies", "SQLite, CASE by hand", "SQLite, yox_applies", "at most 3")
-        report.ratio("in the database / a query for each device", "PostgreSQL, yox.applies, one worker",
-                     "client: a query for each device, then yoxctl", "at least 20")
-        report.ratio("in the database / one COPY of all facts", "PostgreSQL, yox.applies, one worker",
-                     "client: one COPY of all facts, then yoxctl", "")
-        report.ratio("two workers / one", "PostgreSQL, yox.applies, two workers", "PostgreSQL, yox.applies, one worker", "")
-        report.ratio("three shards / one", "PostgreSQL, funnel_part, three shards", "PostgreSQL, funnel_part, one shard", "")
+        for what, fast, slow, goal in (
+                ("yox.applies / CASE by hand", OURS, BY_HAND, "1/3 at least"), ("SQLite: yox_applies / CASE by hand", OURS_SQLITE, BY_HAND_SQLITE, "1/3 at least"),
+                ("in the database / a client, a query for each row", OURS, EACH, "20 at least"),
+                ("in the database / a client, rows by a cursor", OURS, BY_CURSOR, ""), ("in the database / a client, rows by one COPY", OURS, COPIED, ""),
+                ("with two workers / a client, a query for each row", OURS_TWO, EACH, "20 at least"),
+                ("with two workers / a client, rows by a cursor", OURS_TWO, BY_CURSOR, ""), ("with two workers / a client, rows by one COPY", OURS_TWO, COPIED, ""),
+                ("two workers / one", OURS_TWO, OURS, ""), ("funnel: two workers / one", FUNNEL_TWO, FUNNEL_ONE, ""),
+                ("three shards / one", THREE_SHARDS, ONE_SHARD, "")):
+            report.ratio(what, fast, slow, goal)
 
         if options.plot:
             points = []
-            for part in (0.1, 0.25, 0.5, 0.75, 1.0):
+            for part in (0.01, 0.1, 0.25, 0.5, 0.75, 1.0):
                 some = int(rows * part)
                 table = f"(SELECT facts FROM devices LIMIT {some}) AS d"
-                for name, what in (("yox.applies", APPLIES), ("CASE by hand", CASE)):
-                    seconds, _ = best(lambda: main_cluster.text(f"{ONE_WORKER}; SELECT count(*) FROM {table} WHERE {what}"), 2)
-                    points.append((name, some, seconds))
-                seconds, _ = best(lambda: main_cluster.text(f"{ONE_WORKER}; SELECT {FUNNEL} IS NULL FROM {table}"), 2)
-                points.append(("yox.funnel", some, seconds))
+                seconds, _ = in_turn({
+                    "yox.applies": ask(f"{ONE_WORKER}; SELECT count(*) FROM {table} WHERE {APPLIES}"),
+                    "CASE by hand": ask(f"{ONE_WORKER}; SELECT count(*) FROM {table} WHERE {CASE}"),
+                    "yox.funnel": ask(f"{ONE_WORKER}; SELECT {FUNNEL} IS NULL FROM {table}")}, 3)
+                points += [(name, some, taken) for name, taken in seconds.items()]
             plot(points, options.plot)
             print("\n" + "\n".join(f"{name:14} {some:9,} rows {seconds:8.3f} s" for name, some, seconds in points))
     finally:
