@@ -146,6 +146,24 @@ class FleetReport(Yoxctl):
         self.assertEqual(re.findall(r"""(?:src|href)=["'](?!#)[^"']*""", page), [])
         self.browser.screenshot("light")
 
+    def test_a_row_says_why_and_what_the_list_asks_for(self):
+        names = [f"t{number}" for number in range(6)]
+        (self.folder / "list.json").write_text(json.dumps([
+            {"country": "DE", "sku": "x", "value": "false"}, {"tag": ",".join(f"{name}|1" for name in names)},
+            {"tag": "w*|1"}, {"default": "false"}]), encoding="utf-8")
+        (self.folder / "few.jsonl").write_text("".join(json.dumps(device) + "\n" for device in (
+            {"id": "a", "country": "DE", "sku": "X", "tags": {"t0": "seen"}},
+            {"id": "b", "country": "FR"}, {"id": "c", "sku": "x", "tags": {}})), encoding="utf-8")
+        self.report(facts="few.jsonl", filters="list.json")
+        rows = self.rows()
+        self.assertEqual([row[self.column("why")] for row in rows],
+                         ["filter 0", "needs tags, " + ", ".join(f"tags.{name}" for name in names), "whatever is unknown"])
+        self.assertEqual([row[self.column("tag t0")] for row in rows], ["seen", "(unknown)", ""])
+        self.assertEqual(rows[1][self.column("sku")], "(unknown)")
+        shown = self.browser.run("return [...document.querySelectorAll('#rows th')].map(th => th.textContent)")
+        # At most four tags, and none of a pattern.
+        self.assertEqual([name for name in shown if name.startswith("tag ")], ["tag t0", "tag t1", "tag t2", "tag t3"])
+
     def test_the_table_is_searched_and_filtered(self):
         self.report("--against", "list-1.json")
         self.assertEqual(self.text("#found"), "1,000 devices")

@@ -158,6 +158,14 @@ class FleetDecide(Fleet):
                          "a\tdoes not apply\tFilter [0]: value = false;\nb\tundetermined\ttags.Ring\n"
                          "c\tapplies\tFilter [0]: country = false; Filter [1]: true;\n")
 
+    def test_a_device_is_one_line_whatever_its_id_is(self):
+        self.write("list.json", [{"country": "DE"}])
+        self.write_devices("odd.jsonl", [{"id": "a\nb\tc\u001b[31m", "country": "DE"}, {"id": "second", "country": "FR"}])
+        lines = self.fleet("decide", "list.json", "--facts", "odd.jsonl", "--each").splitlines()
+        self.assertEqual(len(lines), 2)
+        self.assertNotIn("\x1b", lines[0])
+        self.assertEqual([len(line.split("\t")) for line in lines], [3, 3])
+
     def test_the_text_says_who_is_excluded_by_what(self):
         self.write("one.json", [{"country": "US", "model": "A"}, {"country": "FR"}])
         self.write_devices("four.jsonl", [{"id": str(i), "country": country, "model": model} for i, (country, model)
@@ -243,6 +251,29 @@ class FleetDiff(Fleet):
         backwards = self.fleet_json("diff", "list-2.json", "list-1.json", "--facts", "devices.jsonl", code=1)
         self.assertEqual((backwards["gain"], backwards["lose"]), (found["lose"], found["gain"]))
 
+    def test_verdicts_that_become_or_were_undetermined_are_changes(self):
+        self.write_devices("one.jsonl", [{"id": "a"}])
+        for filters, name in (([{"country": "DE"}], "open.json"), ([{"default": "true"}], "all.json"),
+                              ([{"default": "false"}], "none.json")):
+            self.write(name, filters)
+        for before, after, words, code in (
+                ("open.json", "all.json", "  were undetermined, and apply now", 1),
+                ("open.json", "none.json", "  were undetermined, and do not apply now", 1),
+                ("all.json", "open.json", "  applied, and are undetermined now", 1),
+                ("none.json", "open.json", "  did not apply, and are undetermined now", 1)):
+            text = self.fleet("diff", before, after, "--facts", "one.jsonl", code=code)
+            self.assertEqual(text.splitlines()[5:], ["         1  100.00 %  " + words], (before, after))
+        self.assertEqual(len(self.fleet("diff", "open.json", "open.json", "--facts", "one.jsonl").splitlines()), 5)
+
+    def test_the_largest_group_is_first_and_names_five(self):
+        self.write("old.json", [{"country": "DE"}, {"country": "FR"}])
+        self.write("new.json", [{"country": "IT"}, {"country": "ES"}])
+        self.write_devices("few.jsonl", [{"id": f"{country}{number}", "country": country}
+                                         for country, count in (("IT", 2), ("ES", 7), ("FR", 1)) for number in range(count)])
+        groups = self.fleet_json("diff", "old.json", "new.json", "--facts", "few.jsonl", code=1)["by"]
+        self.assertEqual([(group["gain"], group["lose"], group["examples"]) for group in groups],
+                         [(7, 0, ["ES0", "ES1", "ES2", "ES3", "ES4"]), (2, 0, ["IT0", "IT1"]), (0, 1, ["FR0"])])
+
     def test_equal_lists_end_with_0(self):
         self.assertIn("1000 devices", self.fleet("diff", "list-1.json", "list-1.json", "--facts", "devices.jsonl"))
 
@@ -275,6 +306,19 @@ class FleetRollout(Fleet):
         self.assertEqual((days[0]["date"], days[-1]["date"], len(days)), ("2026-01-05", "2026-02-01", 28))
         self.assert_refused(["fleet", "rollout", "list-1.json", "--facts", "devices.jsonl", "--days", "0"],
                             "--days: expected a number from 1 to 36525")
+
+    def test_a_roll_out_of_more_than_a_century_needs_a_number_of_days(self):
+        self.write("long.json", [{"date_function": "2026-01-05|40000|linear"}])
+        command = ["fleet", "rollout", "long.json", "--facts", "devices.jsonl"]
+        self.assert_refused(command, "long.json: its roll-outs take more than 36525 days: choose fewer with --days")
+        done = self.run_program(*command, "--days", "2", "--format", "json")
+        self.assertEqual([day["date"] for day in json.loads(done.stdout)["days"]], ["2026-01-05", "2026-01-06"])
+
+    def test_a_list_without_a_roll_out_shows_four_weeks_from_the_moment(self):
+        self.write("plain.json", [{"country": "DE"}])
+        days = self.fleet_json("rollout", "plain.json", "--facts", "devices.jsonl")["days"]
+        self.assertEqual((days[0]["date"], len(days)), (MOMENT[:10], 28))
+        self.assertEqual(len({(day["in"], day["at_most"]) for day in days}), 1)
 
 
 class FleetEvaluate(Fleet):
