@@ -12,14 +12,26 @@ constexpr IID kFactory6 = {
 constexpr IID kFactory1 = {
     0x770aae78, 0xf26f, 0x4dba, {0xa8, 0x29, 0x25, 0x3c, 0x83, 0xd1, 0xb3, 0x87}};
 
+using Create = HRESULT(WINAPI*)(REFIID, void**);
+
+// Returns nullptr if the system has no DXGI. Found when it is first needed, because loading its
+// library, with the graphics driver, takes longer than loading all others; it stays loaded.
+Create CreateFactory() {
+  const HMODULE library = LoadLibraryExW(L"dxgi.dll", nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
+  if (library == nullptr) return nullptr;
+  return reinterpret_cast<Create>(
+      reinterpret_cast<void*>(GetProcAddress(library, "CreateDXGIFactory1")));
+}
+
 }  // namespace
 
 std::optional<std::vector<DisplayAdapter>> WindowsDisplayAdapters::Enumerate() {
   const ComInit com(false);  // for this call only
   if (!com.isOK()) return std::nullopt;
+  static const Create create = CreateFactory();
   ComPointer<IDXGIFactory1> factory;
-  if (FAILED(CreateDXGIFactory1(kFactory6, factory.out_void())) &&
-      FAILED(CreateDXGIFactory1(kFactory1, factory.out_void()))) {
+  if (create == nullptr || (FAILED(create(kFactory6, factory.out_void())) &&
+                            FAILED(create(kFactory1, factory.out_void())))) {
     return std::nullopt;
   }
   constexpr int kMostFailures = 64;
