@@ -40,7 +40,7 @@ if(TARGET yoxctl AND NOT CMAKE_CROSSCOMPILING)
   install(FILES ${reference}/fish DESTINATION ${data}/fish/vendor_completions.d RENAME yoxctl.fish COMPONENT tools)
 endif()
 
-# ---- all generators ----
+# ---- CPack ----
 
 set(CPACK_PACKAGE_NAME yox)
 set(CPACK_PACKAGE_VENDOR "The yox authors")
@@ -49,6 +49,7 @@ set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")
 set(CPACK_RESOURCE_FILE_LICENSE ${PROJECT_SOURCE_DIR}/LICENSE)
 set(CPACK_VERBATIM_VARIABLES ON)
 set(CPACK_STRIP_FILES ON)
+set(CPACK_GENERATOR DEB) # scripts/package writes the others
 set(CPACK_COMPONENTS_ALL ${YOX_COMPONENTS_OF_PACKAGES})
 if(NOT TARGET yoxd)
   list(REMOVE_ITEM CPACK_COMPONENTS_ALL service)
@@ -59,7 +60,6 @@ endif()
 if(NOT YOX_INSTALL_POSTGRESQL OR NOT TARGET yox_postgresql)
   list(REMOVE_ITEM CPACK_COMPONENTS_ALL postgresql)
 endif()
-set(CPACK_PACKAGE_FILE_NAME yox-${PROJECT_VERSION}-${YOX_SYSTEM}-x86_64)
 
 if(WIN32)
   install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION . RENAME LICENSE.txt COMPONENT library)
@@ -76,17 +76,7 @@ if(WIN32)
     endif()
   endforeach()
   install(FILES ${notices} DESTINATION . COMPONENT library)
-  set(CPACK_GENERATOR ZIP NSIS)
-  set(CPACK_NSIS_DISPLAY_NAME yox)
-  set(CPACK_NSIS_PACKAGE_NAME yox)
-  set(CPACK_PACKAGE_INSTALL_DIRECTORY yox)
-  set(CPACK_NSIS_MODIFY_PATH OFF)
-  set(CPACK_NSIS_ENABLE_UNINSTALL_BEFORE_INSTALL ON)
-  set(CPACK_NSIS_UNINSTALL_NAME uninstall)
-else()
-  set(CPACK_GENERATOR TGZ)
 endif()
-set(CPACK_ARCHIVE_COMPONENT_INSTALL OFF)
 
 # ---- Debian ----
 
@@ -166,6 +156,8 @@ if(NOT WIN32 AND CMAKE_INSTALL_PREFIX STREQUAL /usr)
 
   set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/debian/python/postinst
                                                 ${PROJECT_SOURCE_DIR}/packaging/debian/python/prerm)
+  set(scripts ${PROJECT_SOURCE_DIR}/packaging/debian/service)
+  set(CPACK_DEBIAN_SERVICE_PACKAGE_CONTROL_EXTRA ${scripts}/postinst ${scripts}/prerm ${scripts}/postrm)
   set(python ${CMAKE_INSTALL_PREFIX}/lib/python3/dist-packages)
   install(FILES bindings/python/yox/__init__.py bindings/python/yox/_native.py bindings/python/yox/py.typed
           DESTINATION ${python}/yox COMPONENT python)
