@@ -72,7 +72,6 @@ int main(int count, char** arguments) {
   check(yox_bus_publish(runtime, 41, 7, "{}", NULL));
   sem_wait(&arrived);
   printf("notified: %d\n", (int)event);
-
   yox_bus_unsubscribe(subscription);
   yox_runtime_stop(runtime);
   yox_facts_free(facts), yox_explanation_free(explanation);
