@@ -5,10 +5,11 @@
 #include <bit>
 #include <string>
 #include <utility>
+#include <variant>
 
+#include "yox/base/FoldedText.h"
 #include "yox/base/String.h"
 #include "yox/decision/Criteria.h"
-#include "yox/decision/Fingerprint.h"
 #include "yox/decision/ReasonText.h"
 
 namespace yox::decision {
@@ -30,7 +31,9 @@ void CompiledList::Compile(const Filter& filter) {
                   !String::CaseInsesitiveEqual(filter.View(FilterField::value), "false"_wv),
                   static_cast<std::uint32_t>(steps_.size()),
                   0,
-                  arena_.Keep(WString(opening.begin(), opening.end()))};
+                  arena_.Keep(WString(opening.begin(), opening.end())),
+                  static_cast<std::uint32_t>(inline_steps_.size()),
+                  0};
   if (filter.IsSet(FilterField::default_)) {
     const bool applies = String::CaseInsesitiveEqual(filter.View(FilterField::default_), "true"_wv);
     program.decides = applies ? Control::kTrue : Control::kFalse;
@@ -40,8 +43,11 @@ void CompiledList::Compile(const Filter& filter) {
     const FilterField field = kCriteria[criterion].field;
     CompileCriterion(steps_.emplace_back(
         Step{field, criterion, 0, 0, filter.View(field), kCriteria[criterion].evaluate}));
+    AddInline(steps_.back());
+    steps_.back().reason = arena_.Keep(WString(program.opening).append(FailedWords(steps_.back())));
     ++program.step_count;
   }
+  program.inline_count = static_cast<std::uint32_t>(inline_steps_.size()) - program.first_inline;
   longest_reason_ += program.opening.size() + kLongestReasonWords;
   programs_.push_back(program);
 }
@@ -92,6 +98,72 @@ void CompiledList::CompileCriterion(Step& step) {
       add(hardware_ids_, HardwareIdRequirement::Compile(step.required, arena_));
       break;
   }
+}
+
+// A criterion that is a conjunction of terms becomes one step for each. All of its terms or none:
+// the others would have to be evaluated once more with the whole.
+void CompiledList::AddInline(const Step& step) {
+  using enum InlineStep::Kind;
+  InlineStep compiled;
+  compiled.field = step.field;
+  compiled.step = static_cast<std::uint32_t>(steps_.size() - 1);
+  const auto set_text = [&](InlineStep::Kind kind, const TextPattern& pattern) {
+    compiled.kind = kind;
+    compiled.negated = pattern.negated;
+    compiled.size = static_cast<std::uint32_t>(pattern.text.size());
+    compiled.text = {pattern.text.data(), kind == kText  ? pattern.fingerprint
+                                          : kind == kEnd ? LastUnits(pattern.text)
+                                                         : FirstUnits(pattern.text)};
+  };
+  if (step.evaluate == EvaluateText) {
+    const auto patterns = Texts(step);
+    if (patterns.size() == 1 && !patterns.front().text.empty()) {
+      const TextPattern& pattern = patterns.front();
+      switch (pattern.form) {
+        case TextPattern::Form::kEqual:
+          set_text(kText, pattern);
+          break;
+        case TextPattern::Form::kStartsWith:
+          set_text(kStart, pattern);
+          break;
+        case TextPattern::Form::kEndsWith:
+          set_text(kEnd, pattern);
+          break;
+        case TextPattern::Form::kContains:
+          set_text(kMiddle, pattern);
+          break;
+        case TextPattern::Form::kEverything:
+          break;
+      }
+    } else if (step.alternatives.texts.slot_mask != 0 && step.alternatives.pattern_count == 0) {
+      compiled.kind = kTexts;
+      compiled.texts = step.alternatives.texts;
+    }
+  } else if (step.evaluate == EvaluateVersion && step.count == 1) {
+    const VersionRequirement& required = Versions(step).front();
+    // Without an operator the texts are compared.
+    if (required.valid && required.comparison != Comparison::kNone) {
+      compiled.kind = kVersion;
+      compiled.orders = OrdersOf(required.comparison);
+      compiled.version = required.version;
+    }
+  } else if (step.evaluate == EvaluateTags) {
+    const auto terms = Terms(step);
+    const auto is_inline = [](const KeyValueTerm& term) {
+      return term.key.IsText() && !term.negated && std::holds_alternative<TextPattern>(term.value);
+    };
+    if (std::ranges::all_of(terms, is_inline)) {
+      for (std::uint32_t i = 0; i < terms.size(); ++i) {
+        const auto& value = std::get<TextPattern>(terms[i].value);
+        compiled.kind = value.IsText() ? kTag : kTagMatch;
+        compiled.term = step.first + i;
+        compiled.tag = {terms[i].key.fingerprint, value.fingerprint};
+        inline_steps_.push_back(compiled);
+      }
+      if (!terms.empty()) return;
+    }
+  }
+  inline_steps_.push_back(compiled);
 }
 
 }  // namespace yox::decision

@@ -7,6 +7,7 @@
 #include "yox/decision/Dates.h"
 #include "yox/decision/Filter.h"
 #include "yox/decision/HardwareIdRequirement.h"
+#include "yox/decision/InlineStep.h"
 #include "yox/decision/MatchOperators.h"
 #include "yox/decision/RegistryRequirement.h"
 #include "yox/decision/TextAlternatives.h"
@@ -34,6 +35,7 @@ class CompiledList {
     WStringView required;                                               // as the filter has it
     Truth (*evaluate)(const Evaluation& evaluation, const Step& step);  // from the row
     TextAlternatives::Set alternatives = {};                            // of texts
+    WStringView reason = {};  // "Filter [3]: country = false; ", when this step fails
   };
 
   // One filter: what it decides when it matches, and the range of its steps.
@@ -43,7 +45,9 @@ class CompiledList {
     bool value;       // what a match decides
     std::uint32_t first_step;
     std::uint32_t step_count;
-    WStringView opening;  // "Filter [3]: ", how the filter's part of a reason begins
+    WStringView opening;         // "Filter [3]: ", how the filter's part of a reason begins
+    std::uint32_t first_inline;  // the steps once more, in the same order; a step may be several
+    std::uint32_t inline_count;
   };
 
   explicit CompiledList(std::vector<Filter> filters);
@@ -63,6 +67,11 @@ class CompiledList {
   std::span<const Step> Steps(const Program& program) const {
     return std::span(steps_).subspan(program.first_step, program.step_count);
   }
+  std::span<const InlineStep> InlineSteps(const Program& program) const {
+    return std::span(inline_steps_).subspan(program.first_inline, program.inline_count);
+  }
+  const Step& StepOf(const InlineStep& step) const { return steps_[step.step]; }
+  const KeyValueTerm& TermOf(const InlineStep& step) const { return terms_[step.term]; }
   std::span<const TextPattern> Texts(const Step& step) const { return Of(texts_, step); }
   // The same, arranged for matching, as the sets of steps.
   const TextAlternatives& alternatives() const { return alternatives_; }
@@ -88,12 +97,14 @@ class CompiledList {
   void Compile(const Filter& filter);
   void CompileCriterion(Step& step);
   TextPattern Folded(TextPattern pattern);
+  void AddInline(const Step& step);
 
   const std::uint64_t id_;
   const std::vector<Filter> filters_;
   TextArena arena_;
   std::vector<Program> programs_;
   std::vector<Step> steps_;
+  std::vector<InlineStep> inline_steps_;
   std::vector<TextPattern> texts_;
   TextAlternatives alternatives_;
   std::vector<VersionRequirement> versions_;

@@ -120,8 +120,8 @@ Truth EvaluateText(const Evaluation& evaluation, const Step& step) {
     if (is_skipped) return Truth::kTrue;
   }
   const TextAlternatives& alternatives = evaluation.list.alternatives();
-  if (step.alternatives.slot_mask != 0 &&
-      alternatives.HasText(step.alternatives, fact.text, fact.Fingerprint())) {
+  if (step.alternatives.texts.slot_mask != 0 &&
+      alternatives.HasText(step.alternatives.texts, fact.text, fact.Fingerprint())) {
     return Truth::kTrue;
   }
   return TruthOf(step.alternatives.pattern_count != 0 &&

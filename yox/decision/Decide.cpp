@@ -2,8 +2,11 @@
 
 #include <algorithm>
 #include <utility>
+#include <variant>
 
+#include "yox/base/FoldedText.h"
 #include "yox/decision/Criteria.h"
+#include "yox/decision/PreparedDevice.h"
 
 namespace yox::decision {
 namespace {
@@ -12,19 +15,103 @@ using Control = CompiledList::Control;
 using Program = CompiledList::Program;
 using Step = CompiledList::Step;
 
-FilterMatch Match(const Evaluation& evaluation, const Program& program) {
-  FilterMatch match;
-  for (const Step& step : evaluation.list.Steps(program)) {
-    const Truth truth = step.evaluate(evaluation, step);
+// What MatchesInline cannot tell.
+constexpr Truth kEvaluateInFull = Truth::kUnknown;
+
+inline bool TextMatches(const CompiledList& list, const InlineStep& step, TextFact& fact) {
+  const WStringView actual = fact.text;
+  const WStringView required = step.Text();
+  switch (step.kind) {
+    case InlineStep::Kind::kText: {
+      const unsigned may_be = static_cast<unsigned>(fact.Fingerprint() == step.text.key) &
+                              static_cast<unsigned>(actual.size() == required.size());
+      return may_be != 0 && (actual.size() <= kFingerprintIsExact ||
+                             SameUnits(actual.data(), required.data(), required.size()));
+    }
+    case InlineStep::Kind::kStart:
+      return StartsWithUnits(actual, required, step.text.key);
+    case InlineStep::Kind::kEnd:
+      return EndsWithUnits(actual, required, step.text.key);
+    case InlineStep::Kind::kMiddle:
+      return ContainsUnits(actual, required);
+    default:
+      return list.alternatives().HasText(step.texts, actual, fact.Fingerprint());
+  }
+}
+
+inline Truth TagMatches(const CompiledList& list, const InlineStep& step, DeviceFacts& facts) {
+  const PairsFact& tags = facts.Tags();
+  if (tags.knowledge == Knowledge::kUnknown) return kEvaluateInFull;
+  const KeyValueTerm& term = list.TermOf(step);
+  if (step.kind == InlineStep::Kind::kTag && tags.prepared != nullptr &&
+      facts.extra_tags().empty()) {
+    return TruthOf(tags.prepared->FirstMayBe(step.tag.name, step.tag.value) &&
+                   tags.prepared->FirstIs(term.key, *std::get_if<TextPattern>(&term.value)));
+  }
+  const TextPattern& value = *std::get_if<TextPattern>(&term.value);
+  const bool has_no_stored = tags.prepared != nullptr && tags.prepared->empty();
+  const auto pair = has_no_stored ? FirstOf(facts.extra_tags(), term.key) : facts.FindTag(term.key);
+  return TruthOf(pair && value.MatchesUnfolded(String::Trimmed(pair->value)));
+}
+
+inline Truth MatchesInline(const CompiledList& list, const InlineStep& step, DeviceFacts& facts) {
+  using enum InlineStep::Kind;
+  switch (step.kind) {
+    case kInFull:
+      return kEvaluateInFull;
+    case kText:
+    case kTexts:
+    case kStart:
+    case kEnd:
+    case kMiddle: {
+      TextFact& fact = facts.Text(step.field);
+      if (!fact.IsKnownAndFolded()) [[unlikely]]
+        return kEvaluateInFull;
+      return TruthOf(TextMatches(list, step, fact) != step.negated);
+    }
+    case kVersion: {
+      const VersionFact& fact = facts.Version(step.field);
+      const Version* const version = fact.text.ParsedPlain();
+      if (fact.knowledge != Knowledge::kKnown || version == nullptr) return kEvaluateInFull;
+      const auto order = *version <=> step.version;
+      const int accepted = order < 0   ? InlineStep::kLess
+                           : order > 0 ? InlineStep::kGreater
+                                       : InlineStep::kEqual;
+      return TruthOf((accepted & step.orders) != 0);
+    }
+    case kTag:
+    case kTagMatch:
+      return TagMatches(list, step, facts);
+  }
+  return kEvaluateInFull;
+}
+
+// Sets `failed` to the first step that is false, if there is one.
+[[gnu::always_inline]] inline Truth Match(const Evaluation& evaluation, const Program& program,
+                                          const Step*& failed) {
+  Truth result = Truth::kTrue;
+  const auto steps = evaluation.list.InlineSteps(program);
+  const InlineStep* const end = steps.data() + steps.size();
+  for (const InlineStep* step = steps.data(); step != end; ++step) {
+    Truth truth = MatchesInline(evaluation.list, *step, evaluation.facts);
     if (truth == Truth::kTrue) continue;
-    match.truth = truth;
+    if (truth == kEvaluateInFull) {
+      const Step& whole = evaluation.list.StepOf(*step);
+      truth = whole.evaluate(evaluation, whole);
+      while (step + 1 != end && (step + 1)->step == step->step) ++step;
+      if (truth == Truth::kTrue) continue;
+    }
+    result = truth;
     if (truth == Truth::kUnknown) continue;
-    match.failed = &step;
-    match.is_unnamed = CriterionOf(step).when_missing == WhenMissing::kFailsUnnamed &&
-                       evaluation.facts.Version(step.field).knowledge == Knowledge::kMissing;
+    failed = &evaluation.list.StepOf(*step);
     break;
   }
-  return match;
+  return result;
+}
+
+bool IsUnnamed(const Step& failed, DeviceFacts& facts) {
+  return CriterionOf(failed).when_missing == WhenMissing::kFailsUnnamed &&
+         facts.Version(failed.field).knowledge == Knowledge::kMissing;
 }
 
 // The names of the facts without which the list stays undetermined. An undecided filter does not
@@ -42,7 +129,8 @@ std::vector<std::string> NeedsOf(const CompiledList& list, DeviceFacts& facts) {
       break;
     }
     std::vector<std::string> needs;
-    const Truth truth = Match({list, facts, nullptr, &needs}, program).truth;
+    const Step* failed = nullptr;
+    const Truth truth = Match({list, facts, nullptr, &needs}, program, failed);
     if (truth == Truth::kUnknown) undecided.push_back({program.value, std::move(needs)});
     if (truth == Truth::kTrue) {
       end = program.value;
@@ -64,7 +152,10 @@ std::vector<std::string> NeedsOf(const CompiledList& list, DeviceFacts& facts) {
 
 FilterMatch MatchFilter(const CompiledList& list, const Program& program, DeviceFacts& facts,
                         Observer* observer) {
-  return Match({list, facts, observer}, program);
+  FilterMatch match;
+  match.truth = Match({list, facts, observer}, program, match.failed);
+  match.is_unnamed = match.failed != nullptr && IsUnnamed(*match.failed, facts);
+  return match;
 }
 
 Verdict Decide(const CompiledList& list, DeviceFacts& facts, Observer* observer) {
@@ -87,14 +178,15 @@ Verdict Decide(const CompiledList& list, DeviceFacts& facts, Observer* observer)
     if (program.decides != Control::kNotSet) {
       return decided(program, program.decides == Control::kTrue);
     }
-    const FilterMatch match = Match(evaluation, program);
-    if (match.truth == Truth::kTrue) return decided(program, program.value);
-    if (match.truth == Truth::kUnknown) {
+    const Step* failed = nullptr;
+    const Truth truth = Match(evaluation, program, failed);
+    if (truth == Truth::kTrue) return decided(program, program.value);
+    if (truth == Truth::kUnknown) {
       is_open = true;
       (program.value ? may_apply : may_not_apply) = true;
       if (observer != nullptr) observer->FilterUndecided(index);
     } else if (observer != nullptr) {
-      observer->FilterPassed(index, {program, *match.failed, facts, match.is_unnamed});
+      observer->FilterPassed(index, {program, *failed, facts, IsUnnamed(*failed, facts)});
     }
     ++index;
   }

@@ -8,10 +8,10 @@
 #include <type_traits>
 
 #include "yox/base/Export.h"
+#include "yox/base/FoldedText.h"
 #include "yox/base/WString.h"
 #include "yox/decision/Dates.h"
 #include "yox/decision/FilterFields.h"
-#include "yox/decision/Fingerprint.h"
 #include "yox/decision/HardwareIdRequirement.h"
 #include "yox/decision/MatchOperators.h"
 #include "yox/decision/RegistryRequirement.h"
@@ -33,13 +33,16 @@ struct TextFact {
   bool is_folded = false;         // the letter case of `text` is folded
   WStringView given = {};         // as the device has it
   WStringView text = {};          // without surrounding white space
-  std::uint64_t fingerprint = 0;  // of `text`, as Fingerprint.h has it; 0: not computed yet
+  std::uint64_t fingerprint = 0;  // of `text`, as FoldedText.h has it; 0: not computed yet
 
   // Returns the fingerprint, which the first call computes.
   std::uint64_t Fingerprint() {
-    if (fingerprint == 0) fingerprint = decision::Fingerprint(text);
+    if (fingerprint == 0) fingerprint = yox::Fingerprint(text);
     return fingerprint;
   }
+
+  // Whether the text can be compared with folded texts as it is.
+  bool IsKnownAndFolded() const { return knowledge == Knowledge::kKnown && is_folded; }
 
   // Returns the fact for a text as the device has it. Keeps the view.
   static TextFact Of(WStringView given, Knowledge knowledge = Knowledge::kKnown) {
@@ -69,10 +72,13 @@ class PairSource {
   virtual std::optional<PairView> First(const TextPattern& name, const Pairs& except) const = 0;
 };
 
+class PreparedPairs;
+
 // The tags or the installed items, known or unknown as a whole.
 struct PairsFact {
   Knowledge knowledge = Knowledge::kUnknown;
-  const PairSource* pairs = nullptr;  // set when known
+  const PairSource* pairs = nullptr;        // set when known
+  const PreparedPairs* prepared = nullptr;  // the same, if they are of this class
 };
 
 // The hardware IDs that are present, known or unknown as a whole.

@@ -85,6 +85,7 @@ const Version* VersionText::Parsed() {
     const std::optional<Version> version = Version::FromView(text_);
     state_ = version ? State::kGood : State::kBad;
     version_ = version.value_or(Version());
+    is_plain_ = version && text_.size() == String::Trimmed(text_).size();
   }
   return state_ == State::kGood ? &version_ : nullptr;
 }

@@ -7,6 +7,7 @@
 #include <variant>
 #include <vector>
 
+#include "yox/base/FoldedText.h"
 #include "yox/base/String.h"
 #include "yox/base/WString.h"
 #include "yox/foundation/KeyValuePair.h"
@@ -18,15 +19,6 @@
 // requirement is first, the device's value second. All functions are pure; docs/filter-list.md
 // describes the languages.
 namespace yox::decision {
-
-// Whether the units from `actual` on are `folded`, whose letter case is folded, in any letter case.
-inline bool EqualsFolded(const WChar* actual, WStringView folded) {
-  for (const WChar unit : folded) {
-    const WChar given = *actual++;
-    if (given != unit && String::FoldCase(given) != unit) return false;
-  }
-  return true;
-}
 
 // Iterates over the pieces of a text between separators, empty ones included; the empty text has
 // none.
@@ -66,24 +58,13 @@ struct TextPattern {
   bool MatchesUnfolded(WStringView actual) const;
   // For the patterns of a compiled list: the letter case of `actual` must be folded as well.
   bool MatchesFolded(WStringView actual) const {
-    bool matched = true;
-    switch (form) {
-      case Form::kEverything:
-        return true;
-      case Form::kEqual:
-        matched = actual == text;
-        break;
-      case Form::kContains:
-        matched = actual.find(text) != WStringView::npos;
-        break;
-      case Form::kStartsWith:
-        matched = actual.starts_with(text);
-        break;
-      case Form::kEndsWith:
-        matched = actual.ends_with(text);
-        break;
-    }
-    return matched != negated;
+    if (form == Form::kEverything) return true;
+    if (form == Form::kContains) return ContainsUnits(actual, text) != negated;
+    if (actual.size() < text.size()) return negated;
+    const std::size_t more = actual.size() - text.size();
+    if (form == Form::kEqual && more != 0) return negated;
+    const WChar* const begin = actual.data() + (form == Form::kEndsWith ? more : 0);
+    return SameUnits(begin, text.data(), text.size()) != negated;
   }
 };
 
@@ -99,12 +80,15 @@ class VersionText {
   void set_text(WStringView trimmed) { text_ = trimmed; }
   // Returns null if the text is not a version.
   const Version* Parsed();
+  // Returns null unless the text has been parsed, is a version, and has no white space around it.
+  const Version* ParsedPlain() const { return is_plain_ ? &version_ : nullptr; }
 
  private:
   enum class State : std::uint8_t { kUnread, kGood, kBad };
 
   WStringView text_;
   State state_ = State::kUnread;
+  bool is_plain_ = false;
   Version version_;
 };
 

@@ -5,8 +5,8 @@
 #include <functional>
 #include <utility>
 
+#include "yox/base/FoldedText.h"
 #include "yox/base/String.h"
-#include "yox/decision/Fingerprint.h"
 #include "yox/decision/KnownValues.h"
 
 namespace yox::decision {
@@ -59,42 +59,79 @@ bool FactsRecord::SetTimeZone(std::string_view name) {
 }
 
 PreparedPairs::PreparedPairs(const Pairs& pairs, TextArena& arena) {
+  std::vector<std::uint64_t> names;  // their fingerprints
   entries_.reserve(pairs.size());
+  names.reserve(pairs.size());
   for (const auto& pair : pairs) {
-    entries_.push_back({{arena.Keep(pair.key()), arena.Keep(pair.value())},
-                        arena.KeepFolded(String::Trimmed(pair.key()))});
+    const WStringView key = arena.Keep(pair.key());
+    entries_.push_back({{key, arena.Keep(pair.value())}});
+    names.push_back(Fingerprint(String::Trimmed(key)));
   }
-  slots_.resize(std::bit_ceil(2 * pairs.size() + 1));
-  for (std::uint32_t i = 0; i < entries_.size(); ++i) {
-    const std::uint64_t fingerprint = Fingerprint(entries_[i].folded_name);
-    Slot& slot = slots_[SlotOf(entries_[i].folded_name, fingerprint)];
-    if (slot.first == kNone) {
-      slot = {fingerprint, i, i};
-    } else {
-      slot.last = entries_[slot.last].next = i;
+  if (pairs.size() <= kMostScanned) ScanTags(names);
+  if (tags_.empty()) HashNames(names);
+}
+
+void PreparedPairs::ScanTags(const std::vector<std::uint64_t>& names) {
+  std::vector<std::uint16_t> sorted(names.size());
+  std::ranges::transform(names, sorted.begin(), TagOf);
+  std::ranges::sort(sorted);
+  if (std::ranges::adjacent_find(sorted) != sorted.end()) return;
+  while (std::ranges::binary_search(sorted, no_tag_)) ++no_tag_;
+  tags_.resize((names.size() + kAtOnce - 1) / kAtOnce * kAtOnce, no_tag_);
+  std::ranges::transform(names, tags_.begin(), TagOf);
+  values_.reserve(entries_.size() + 1);
+  values_.push_back(0);
+  for (const Entry& entry : entries_) {
+    values_.push_back(Fingerprint(String::Trimmed(entry.pair.value)));
+  }
+}
+
+void PreparedPairs::HashNames(const std::vector<std::uint64_t>& names) {
+  slots_.resize(std::bit_ceil(2 * names.size() + 1));
+  std::vector<std::uint32_t> last(slots_.size());  // by slot: the last entry of its name
+  for (std::uint32_t i = 0; i < names.size(); ++i) {
+    const WStringView name = String::Trimmed(entries_[i].pair.key);
+    for (std::uint64_t place = names[i];; ++place) {
+      const std::size_t at = place & (slots_.size() - 1);
+      Slot& slot = slots_[at];
+      if (slot.first == kNone) {
+        slot = {names[i], i};
+        last[at] = i;
+        break;
+      }
+      if (slot.fingerprint == names[i] &&
+          String::CaseInsesitiveEqual(String::Trimmed(entries_[slot.first].pair.key), name)) {
+        last[at] = entries_[last[at]].next = i;
+        break;
+      }
     }
   }
 }
 
-std::size_t PreparedPairs::SlotOf(WStringView folded_name, std::uint64_t fingerprint) const {
-  for (std::size_t i = fingerprint;; ++i) {
-    const Slot& slot = slots_[i &= slots_.size() - 1];
-    if (slot.first == kNone) return i;
-    if (slot.fingerprint == fingerprint && entries_[slot.first].folded_name == folded_name)
-      return i;
+std::uint32_t PreparedPairs::Find(const TextPattern& name) const {
+  if (!tags_.empty()) {
+    const std::size_t found = Scan(name.fingerprint);
+    const bool is_it = found != 0 && Equals(entries_[found - 1].pair.key, name.text);
+    return is_it ? static_cast<std::uint32_t>(found - 1) : kNone;
+  }
+  for (std::uint64_t i = name.fingerprint;; ++i) {
+    const Slot& slot = slots_[i & (slots_.size() - 1)];
+    if (slot.first == kNone) return kNone;
+    if (slot.fingerprint == name.fingerprint && Equals(entries_[slot.first].pair.key, name.text)) {
+      return slot.first;
+    }
   }
 }
 
 std::optional<PairView> PreparedPairs::First(const TextPattern& name, const Pairs& except) const {
   if (name.IsText()) {
-    std::uint32_t i = slots_[SlotOf(name.text, name.fingerprint)].first;
-    for (; i != kNone; i = entries_[i].next) {
+    for (std::uint32_t i = Find(name); i != kNone; i = entries_[i].next) {
       if (!IsAmong(except, entries_[i].pair.key)) return entries_[i].pair;
     }
     return std::nullopt;
   }
   for (const Entry& entry : entries_) {
-    if (name.MatchesFolded(entry.folded_name) && !IsAmong(except, entry.pair.key)) {
+    if (name.MatchesUnfolded(String::Trimmed(entry.pair.key)) && !IsAmong(except, entry.pair.key)) {
       return entry.pair;
     }
   }
@@ -172,7 +209,7 @@ TextsFact PreparedFacts::FetchSubscriptions() {
 
 PairsFact PreparedFacts::FetchTags() {
   if (device_.tags_ == nullptr) return {};
-  return {Knowledge::kKnown, device_.tags_.get()};
+  return {Knowledge::kKnown, device_.tags_.get(), device_.tags_.get()};
 }
 
 PairsFact PreparedFacts::FetchInstalledItems() {

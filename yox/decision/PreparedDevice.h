@@ -10,6 +10,8 @@
 #include <vector>
 
 #include "yox/base/Export.h"
+#include "yox/base/FoldedText.h"
+#include "yox/base/String.h"
 #include "yox/base/TimeZone.h"
 #include "yox/base/WString.h"
 #include "yox/decision/DeviceFacts.h"
@@ -18,32 +20,72 @@
 
 namespace yox::decision {
 
-// Pairs with folded names in a hash table: finding a name takes constant time. Immutable, so safe
+// Pairs whose names are in a hash table: finding a name takes constant time. Immutable, so safe
 // from any thread.
 class PreparedPairs final : public PairSource {
  public:
   PreparedPairs(const Pairs& pairs, TextArena& arena);
 
+  bool empty() const { return entries_.empty(); }
   std::optional<PairView> First(const TextPattern& name, const Pairs& except) const override;
+  // Whether the first pair that has the name has the value, too. Both patterns must be texts.
+  bool FirstIs(const TextPattern& name, const TextPattern& value) const {
+    const std::uint32_t found = Find(name);
+    return found != kNone && Equals(entries_[found].pair.value, value.text);
+  }
+  // Returns false only if FirstIs does; mostly right. Takes the fingerprints: of most names that
+  // are there with another value, or not at all, no text has to be read.
+  bool FirstMayBe(std::uint64_t name, std::uint64_t value) const {
+    return tags_.empty() || values_[Scan(name)] == value;
+  }
 
  private:
+  static constexpr std::uint32_t kNone = UINT32_MAX;
+  static constexpr std::size_t kMostScanned = 64;
+  static constexpr std::size_t kAtOnce = 16;
+
   struct Entry {
     PairView pair;
-    WStringView folded_name;     // without surrounding white space
     std::uint32_t next = kNone;  // the next entry of an equal folded name
   };
-  static constexpr std::uint32_t kNone = UINT32_MAX;
   struct Slot {
     std::uint64_t fingerprint = 0;
     std::uint32_t first = kNone;  // of the entries of one folded name
-    std::uint32_t last = kNone;
   };
 
-  // Where the name is, or would be put.
-  std::size_t SlotOf(WStringView folded_name, std::uint64_t fingerprint) const;
+  static std::uint16_t TagOf(std::uint64_t fingerprint) {
+    return static_cast<std::uint16_t>(fingerprint);
+  }
+  static bool Equals(WStringView text, WStringView folded) {
+    const WStringView trimmed = String::Trimmed(text);
+    return trimmed.size() == folded.size() && EqualsFolded(trimmed.data(), folded);
+  }
+  // Returns the number, from 1 on, of the only entry that may have the name; 0 if there is none.
+  // Looks at all tags at once, without a branch that depends on them.
+  std::size_t Scan(std::uint64_t name) const {
+    const std::uint16_t tag = TagOf(name);
+    if (tag == no_tag_) return 0;
+    std::uint16_t found = 0;
+    for (std::size_t i = 0; i < tags_.size(); i += kAtOnce) {
+      for (std::size_t j = i; j < i + kAtOnce; ++j) {
+        found = static_cast<std::uint16_t>(found | (tags_[j] == tag ? j + 1 : 0));
+      }
+    }
+    return found;
+  }
+  // Returns kNone if no pair has the name.
+  std::uint32_t Find(const TextPattern& name) const;
+  void ScanTags(const std::vector<std::uint64_t>& names);
+  void HashNames(const std::vector<std::uint64_t>& names);
 
   std::vector<Entry> entries_;
-  std::vector<Slot> slots_;  // a hash table with linear probing; its size a power of 2
+  // Of a few pairs whose names have different tags: the tags, filled up with `no_tag_` to a
+  // multiple of kAtOnce, and by number the fingerprint of the value without surrounding white
+  // space. A device's tags, mostly, which then cost three lines of the cache.
+  std::vector<std::uint16_t> tags_;
+  std::vector<std::uint64_t> values_;
+  std::uint16_t no_tag_ = 0;
+  std::vector<Slot> slots_;  // of all others: a hash table with linear probing; 2^n slots
 };
 
 // The present hardware IDs in hash tables. Immutable, so safe from any thread.

@@ -37,7 +37,7 @@ ReasonText::ReasonText(const CompiledList& list, WString& reason) : list_(list),
 }
 
 void ReasonText::FilterPassed(std::size_t /*filter*/, const Failure& failure) {
-  Append(failure.program, failure.is_unnamed ? WStringView() : FailedWords(failure.step));
+  Append(failure.is_unnamed ? failure.program.opening : failure.step.reason);
 }
 
 void ReasonText::FilterUndecided(std::size_t /*filter*/) {
@@ -48,19 +48,21 @@ void ReasonText::FilterUndecided(std::size_t /*filter*/) {
 void ReasonText::FilterDecided(std::size_t /*filter*/, const CompiledList::Program& program,
                                bool applies) {
   if (program.decides == CompiledList::Control::kNotSet) {
-    Append(program, applies ? "true; "_wv : "value = false; "_wv);
+    Append(program.opening);
+    Append(applies ? "true; "_wv : "value = false; "_wv);
   } else if (!applies) {
-    Append(program, "default = false; "_wv);
+    Append(program.opening);
+    Append("default = false; "_wv);
   }
 }
 
-void ReasonText::Append(const CompiledList::Program& program, WStringView words) {
+void ReasonText::Append(WStringView words) {
   if (!is_known_) return;
-  const std::size_t size = reason_.size() + program.opening.size() + words.size();
+  const std::size_t size = reason_.size() + words.size();
   if (size > reason_.capacity() && size <= kMostReserved) {
     reason_.reserve(std::min(list_.longest_reason(), kMostReserved));
   }
-  reason_.append(program.opening).append(words);
+  reason_.append(words);
 }
 
 }  // namespace yox::decision

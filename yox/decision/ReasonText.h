@@ -29,7 +29,7 @@ class ReasonText : public Observer {
                      bool applies) override;
 
  private:
-  void Append(const CompiledList::Program& program, WStringView words);
+  void Append(WStringView words);
 
   const CompiledList& list_;
   WString& reason_;

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "yox/base/FoldedText.h"
 #include "yox/base/String.h"
-#include "yox/decision/Fingerprint.h"
 #include "yox/decision/TextAlternatives.h"
 #include "yox/decision/TextArena.h"
 
@@ -53,7 +53,7 @@ TEST(TextAlternativesTest, ATextIsFoundAmongAnyNumber) {
     alternatives.Add(patterns);
     const auto set = alternatives.Add(patterns);  // not the first of its object
     const auto has = [&](const WString& text) {
-      return alternatives.HasText(set, text, Fingerprint(text));
+      return alternatives.HasText(set.texts, text, Fingerprint(text));
     };
     for (const TextPattern& pattern : patterns) {
       EXPECT_TRUE(has(WString(pattern.text)));
@@ -83,7 +83,7 @@ TEST(TextAlternativesTest, OtherPatternsAreTriedInTurn) {
     EXPECT_TRUE(alternatives.AnyPatternMatches(last, "a"_wv, is_folded));
   }
   EXPECT_TRUE(alternatives.AnyPatternMatches(first_two, "ABOUT"_wv, false));
-  EXPECT_EQ(first_two.slot_mask, 0U);
+  EXPECT_EQ(first_two.texts.slot_mask, 0U);
 }
 
 }  // namespace
