@@ -122,18 +122,26 @@ TextFact ApplicabilityEvaluator::RunningDevice::FetchText(FilterField field) {
   const Source& source = Sources::kByField[static_cast<std::size_t>(field)];
   if (source.fetch != nullptr) return (this->*source.fetch)();
   if (source.text == Text::kCount) return {};
-  const WStringView text = machine_.View(source.text);
-  return source.is_of_firmware ? OfFirmware(text) : TextFact::Of(text);
+  return OfRecord(source.text, source.is_of_firmware);
 }
 
-TextFact ApplicabilityEvaluator::RunningDevice::OfFirmware(WStringView text) const {
+TextFact ApplicabilityEvaluator::RunningDevice::OfRecord(Text text, bool is_of_firmware) const {
+  const yox::FoldedText& folded = machine_.Folded(text);
+  return {is_of_firmware ? KnowledgeOfFirmware() : Knowledge::kKnown, true, machine_.View(text),
+          folded.text, folded.fingerprint};
+}
+
+Knowledge ApplicabilityEvaluator::RunningDevice::KnowledgeOfFirmware() const {
   const bool is_missing =
       purpose_ == Purpose::kExplain && SMBiosInformationRetriever::GetInstance() == nullptr;
-  return TextFact::Of(text, is_missing ? Knowledge::kMissing : Knowledge::kKnown);
+  return is_missing ? Knowledge::kMissing : Knowledge::kKnown;
 }
 
+// The record's own getter would return a copy of the record's text.
 TextFact ApplicabilityEvaluator::RunningDevice::Manufacturer() {
-  return OfFirmware(Kept(manufacturer_, [&] { return machine_.device_manufacturer(); }));
+  if (!machine_.MayOverrideManufacturer()) return OfRecord(Text::device_manufacturer, true);
+  return TextFact::Of(Kept(manufacturer_, [&] { return machine_.device_manufacturer(); }),
+                      KnowledgeOfFirmware());
 }
 
 TextFact ApplicabilityEvaluator::RunningDevice::OrganisationHash() {
@@ -199,9 +207,9 @@ TextsFact ApplicabilityEvaluator::RunningDevice::FetchSubscriptions() {
 
 PairsFact ApplicabilityEvaluator::RunningDevice::FetchTags() {
   static const auto* const none = new IndexedPairs(Pairs());
-  if (tags_ == nullptr) return {Knowledge::kKnown, &none->index};
+  if (tags_ == nullptr) return {Knowledge::kKnown, &none->index, &none->index};
   stored_tags_ = evaluator_.Indexed(AppAndTagCollection::Shared(tags_));
-  return {Knowledge::kKnown, &stored_tags_->index};
+  return {Knowledge::kKnown, &stored_tags_->index, &stored_tags_->index};
 }
 
 std::optional<PairView> ApplicabilityEvaluator::RunningDevice::Items::First(

@@ -66,7 +66,8 @@ class YOX_LOCAL ApplicabilityEvaluator::RunningDevice final : public yox::decisi
   std::int64_t FetchNow() override;
   yox::decision::LocalDays FetchToday() override;
 
-  TextFact OfFirmware(yox::WStringView text) const;
+  TextFact OfRecord(Text text, bool is_of_firmware) const;
+  yox::decision::Knowledge KnowledgeOfFirmware() const;
   TextFact Manufacturer();
   TextFact OrganisationHash();
   TextFact OperatingSystem();

@@ -48,6 +48,7 @@ MachineInformation::MachineInformation(const MachineInformation& other) : Machin
 MachineInformation& MachineInformation::operator=(const MachineInformation& other) {
   if (this == &other) return *this;
   texts_ = other.texts_;
+  folded_ = other.folded_;
   device_extension_keyvalue(other.device_extension_keyvalue());
   List names = other.gpu_names();
   {
@@ -85,6 +86,34 @@ MachineInformation::List MachineInformation::gpu_names() const {
 int MachineInformation::SanitizeString(std::string& /*text*/) { return 0; }
 
 void MachineInformation::Set(Text text, const WString& value) {
-  WString& member = texts_[static_cast<std::size_t>(text)];
-  if (&member != &value) member = value;
+  const auto index = static_cast<std::size_t>(text);
+  yox::FoldedText folded(value);
+  if (&texts_[index] != &value) texts_[index] = value;
+  folded_[index] = std::move(folded);
+}
+
+// Out of line, so that every class without a getter of its own has the same address for it.
+#define YOX_PLAIN(name, ...)
+#define YOX_VIRTUAL(name, ...)                                          \
+  WString MachineInformation::name() const { return View(Text::name); } \
+  void MachineInformation::set_##name(const WString& value) { Set(Text::name, value); }
+YOX_MACHINE_TEXTS(YOX_PLAIN, YOX_VIRTUAL)
+#undef YOX_VIRTUAL
+#undef YOX_PLAIN
+
+bool MachineInformation::MayOverrideManufacturer() const {
+#if defined(__GNUC__) && !defined(__clang__)
+  // GCC's "bound member functions": which function a call of this object would reach. The pointer
+  // must not be a constant: GCC would take the function that it names without a look at the object.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wpmf-conversions"
+#pragma GCC diagnostic ignored "-Wpedantic"
+  using Getter = WString (*)(const MachineInformation*);
+  auto getter = &MachineInformation::device_manufacturer;  // NOLINT: not constant
+  return reinterpret_cast<Getter>(this->*getter) !=
+         reinterpret_cast<Getter>(&MachineInformation::device_manufacturer);
+#pragma GCC diagnostic pop
+#else
+  return true;
+#endif
 }

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "yox/base/Export.h"
+#include "yox/base/FoldedText.h"
 #include "yox/base/ThreadSafety.h"
 #include "yox/base/WString.h"
 
@@ -98,13 +99,21 @@ class YOX_API MachineInformation {
 #define YOX_ACCESSORS(name, ...)                         \
   yox::WString name() const { return View(Text::name); } \
   void set_##name(const yox::WString& value) { Set(Text::name, value); }
-#define YOX_VIRTUAL_ACCESSORS(name, ...) virtual YOX_ACCESSORS(name)
+#define YOX_VIRTUAL_ACCESSORS(name, ...) \
+  virtual yox::WString name() const;     \
+  virtual void set_##name(const yox::WString& value);
   YOX_MACHINE_TEXTS(YOX_ACCESSORS, YOX_VIRTUAL_ACCESSORS)
 #undef YOX_VIRTUAL_ACCESSORS
 #undef YOX_ACCESSORS
 
   // Returns a text without copying it; valid until the text is set.
   const yox::WString& View(Text text) const { return texts_[static_cast<std::size_t>(text)]; }
+
+  // Returns the same text in the form in which it is compared with others; computed when it is set.
+  const yox::FoldedText& Folded(Text text) const { return folded_[static_cast<std::size_t>(text)]; }
+  // Whether a class of the host overrides the getter of the manufacturer; true if that is not to be
+  // known, as with most compilers.
+  bool MayOverrideManufacturer() const;
 
   // Whether the operating system runs in S mode.
   bool os_is_s_mode() const { return os_is_s_mode_.load(std::memory_order_relaxed); }
@@ -175,6 +184,7 @@ class YOX_API MachineInformation {
   static yox::Mutex instance_mutex_;  // for creation; taken before lock_
 
   std::array<yox::WString, static_cast<std::size_t>(Text::kCount)> texts_;
+  std::array<yox::FoldedText, static_cast<std::size_t>(Text::kCount)> folded_;  // of them
   mutable yox::Mutex lists_mutex_;
   List device_extension_keyvalue_ YOX_GUARDED_BY(lists_mutex_);
   List gpu_names_ YOX_GUARDED_BY(lists_mutex_);
