@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <exception>
 #include <memory>
+#include <span>
 #include <utility>
 
 #include "yox/applicability/ApplicabilityEvaluator.h"
@@ -60,6 +61,20 @@ bool HasExactly(const HardwareIdRepository& present,
   return false;
 }
 
+// The first ID that one of the patterns matches; null if there is none. A text alone is looked up
+// in the index; the IDs before it are compared with the other patterns only.
+const WString* FirstMatch(const HardwareIdRepository::Index& index,
+                          const decision::HardwareIdRequirement& requirement) {
+  std::size_t end = index.ids().size();
+  for (const WStringView text : requirement.plain)
+    end = std::min(end, index.Find(text).value_or(end));
+  const std::span before(index.ids().data(), requirement.wildcards.empty() ? 0 : end);
+  for (const WString& id : before) {
+    if (decision::AnyText(requirement.wildcards, id)) return &id;
+  }
+  return end == index.ids().size() ? nullptr : &index.ids()[end];
+}
+
 }  // namespace
 
 const HardwareIdRepository* PresentIds() {
@@ -74,12 +89,10 @@ bool MatchHardwareId(WStringView required, const decision::HardwareIdRequirement
     if (present == nullptr) return false;
     if (HasExactly(*present, requirement)) return true;
 
-    const auto ids = present->SharedSnapshot();
+    const auto index = present->SharedIndex();
     g_evaluator_log.d("%s Checking %zu device IDs against wildcard requirement", kOrigin,
-                      ids->size());
-    const auto found = std::ranges::find_if(
-        *ids, [&](const WString& id) { return decision::AnyText(requirement.patterns, id); });
-    if (found != ids->end()) {
+                      index->ids().size());
+    if (const WString* const found = FirstMatch(*index, requirement)) {
       g_evaluator_log.d("%s Hardware ID filter matched: Required=%s, Found=%s", kOrigin,
                         requirement.normalised, *found);
       return true;
@@ -93,15 +106,11 @@ bool MatchHardwareId(WStringView required, const decision::HardwareIdRequirement
 }
 
 bool HardwareIdSnapshot::Contains(WStringView id) const {
-  return std::ranges::any_of(*ids_, [&](const WString& present) { return present == id; });
+  return std::ranges::find(index_->ids(), id) != index_->ids().end();
 }
 
 bool HardwareIdSnapshot::ContainsAnyFolded(std::span<const WStringView> ids) const {
-  return std::ranges::any_of(*ids_, [&](const WString& present) {
-    const WStringView trimmed = String::Trimmed(present);
-    return std::ranges::any_of(
-        ids, [&](WStringView id) { return String::CaseInsesitiveEqual(trimmed, id); });
-  });
+  return std::ranges::any_of(ids, [&](WStringView id) { return index_->Find(id).has_value(); });
 }
 
 }  // namespace yox::applicability

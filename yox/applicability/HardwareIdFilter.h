@@ -23,14 +23,14 @@ bool MatchHardwareId(WStringView required, const decision::HardwareIdRequirement
 class HardwareIdSnapshot final : public decision::HardwareIds {
  public:
   explicit HardwareIdSnapshot(const HardwareIdRepository& repository)
-      : ids_(repository.SharedSnapshot()) {}
+      : index_(repository.SharedIndex()) {}
 
   bool Contains(WStringView id) const override;
   bool ContainsAnyFolded(std::span<const WStringView> ids) const override;
-  std::span<const WString> All() const override { return *ids_; }
+  std::span<const WString> All() const override { return index_->ids(); }
 
  private:
-  std::shared_ptr<const HardwareIdRepository::Ids> ids_;
+  std::shared_ptr<const HardwareIdRepository::Index> index_;
 };
 
 }  // namespace yox::applicability

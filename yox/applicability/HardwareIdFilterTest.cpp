@@ -136,6 +136,22 @@ TEST_F(BareDevice, WithoutDevicesEvenNegationAndBlankTextFail) {
   EXPECT_THAT(log.Text(), HasSubstr(kLog + "Checking 0 device IDs against wildcard requirement\n"));
 }
 
+// A text alone is looked up in an index, other patterns are tried in turn.
+TEST_F(BareDevice, TheFirstIdThatAnyAlternativeMatchesIsLogged) {
+  evaluator.EvaluateHardwareIdFilter("never"_w);  // starts the tracker
+  for (const auto& id : {"A1"_w, " B2 "_w, "C3"_w}) device.device_tree().Plug({id, {id}});
+  const auto found = [&](const WString& required) {
+    CapturedLog log;
+    EXPECT_TRUE(evaluator.EvaluateHardwareIdFilter(required));
+    const std::string text = log.Text();
+    return text.substr(text.find("Found=") + 6);
+  };
+  EXPECT_EQ(found("b2,C*"_w), " B2 \n");
+  EXPECT_EQ(found("c*,b2"_w), " B2 \n");
+  EXPECT_EQ(found("b2,a*"_w), "A1\n");
+  EXPECT_EQ(found("b2,never,*never*"_w), " B2 \n");
+}
+
 TEST_F(BareDevice, TheLiveSetFollowsPlugAndUnplug) {
   EXPECT_FALSE(evaluator.EvaluateHardwareIdFilter("USB/VID_1050*"_w));
   device.device_tree().Plug({"USB\\K\\1"_w, {"USB\\VID_1050&PID_0120"_w}});

@@ -1,7 +1,12 @@
 #include "yox/applicability/HardwareIdRepository.h"
 
+#include <algorithm>
 #include <utility>
 
+#include "yox/base/FoldedText.h"
+#include "yox/base/String.h"
+
+using yox::String;
 using yox::WString;
 using yox::WStringView;
 
@@ -55,10 +60,34 @@ HardwareIdRepository::Ids HardwareIdRepository::Snapshot() const {
   return ids_;
 }
 
-std::shared_ptr<const HardwareIdRepository::Ids> HardwareIdRepository::SharedSnapshot() const {
+std::shared_ptr<const HardwareIdRepository::Index> HardwareIdRepository::SharedIndex() const {
   const yox::MutexLock lock(mutex_);
-  if (shared_ == nullptr) shared_ = std::make_shared<const Ids>(ids_);
+  if (shared_ == nullptr) shared_ = std::make_shared<const Index>(ids_);
   return shared_;
+}
+
+std::shared_ptr<const HardwareIdRepository::Ids> HardwareIdRepository::SharedSnapshot() const {
+  const std::shared_ptr<const Index> index = SharedIndex();
+  return {index, &index->ids()};
+}
+
+HardwareIdRepository::Index::Index(Ids ids) : ids_(std::move(ids)) {
+  entries_.reserve(ids_.size());
+  for (std::size_t i = 0; i < ids_.size(); ++i) {
+    entries_.push_back({yox::Fingerprint(String::Trimmed(ids_[i])), i});
+  }
+  std::ranges::sort(entries_);
+}
+
+std::optional<std::size_t> HardwareIdRepository::Index::Find(WStringView folded) const {
+  const Entry wanted{yox::Fingerprint(folded), 0};
+  for (auto entry = std::ranges::lower_bound(entries_, wanted);
+       entry != entries_.end() && entry->fingerprint == wanted.fingerprint; ++entry) {
+    if (String::CaseInsesitiveEqual(String::Trimmed(ids_[entry->position]), folded)) {
+      return entry->position;
+    }
+  }
+  return std::nullopt;
 }
 
 void HardwareIdRepository::Clear() {

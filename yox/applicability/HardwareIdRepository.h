@@ -1,9 +1,11 @@
 #pragma once
 
+#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
@@ -37,7 +39,29 @@ class YOX_API HardwareIdRepository {
   std::size_t Size() const;
   // Returns a copy of the IDs, in no particular order.
   Ids Snapshot() const;
-  // Returns the same, shared between callers until the next change. Never null.
+  // The IDs at one moment, and an index of them. Never changes.
+  class YOX_LOCAL Index {
+   public:
+    explicit Index(Ids ids);
+
+    const Ids& ids() const { return ids_; }
+    // Returns the position of the first ID that is equal to the text, whose letter case is folded,
+    // without regard to letter case and to white space around the ID. Takes logarithmic time.
+    std::optional<std::size_t> Find(yox::WStringView folded) const;
+
+   private:
+    struct Entry {
+      std::uint64_t fingerprint;
+      std::size_t position;
+      auto operator<=>(const Entry&) const = default;
+    };
+
+    const Ids ids_;
+    std::vector<Entry> entries_;  // sorted
+  };
+  // Returns the IDs with an index, shared between callers until the next change. Never null.
+  std::shared_ptr<const Index> SharedIndex() const;
+  // Returns the IDs of the same object.
   std::shared_ptr<const Ids> SharedSnapshot() const;
   // Removes all IDs without calling the callbacks.
   void Clear();
@@ -62,5 +86,5 @@ class YOX_API HardwareIdRepository {
   Callback on_added_ YOX_GUARDED_BY(mutex_);
   Callback on_removed_ YOX_GUARDED_BY(mutex_);
   // Null once ids_ has changed.
-  mutable std::shared_ptr<const Ids> shared_ YOX_GUARDED_BY(mutex_);
+  mutable std::shared_ptr<const Index> shared_ YOX_GUARDED_BY(mutex_);
 };

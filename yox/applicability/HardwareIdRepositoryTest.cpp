@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <thread>
 #include <vector>
 
@@ -114,6 +115,17 @@ TEST(HardwareIdRepositoryTest, ASharedSnapshotIsCopiedOnlyAfterAChange) {
   EXPECT_THAT(*first, ElementsAre("A"_w));
   repository.Clear();
   EXPECT_THAT(*repository.SharedSnapshot(), IsEmpty());
+}
+
+TEST(HardwareIdRepositoryTest, AnIndexFindsTheFirstIdThatIsEqual) {
+  HardwareIdRepository repository;
+  for (const auto& id : {"OTHER"_w, " Pci\\A "_w, "PCI\\A"_w, "STRA\u00DFE"_w}) repository.Add(id);
+  const auto index = repository.SharedIndex();
+  EXPECT_EQ(index->Find("pci\\a"_wv), 1U);
+  EXPECT_EQ(index->Find("stra\u00DFe"_wv), 3U);
+  EXPECT_EQ(index->Find(" pci\\a "_wv), std::nullopt);
+  EXPECT_EQ(index->Find("pci"_wv), std::nullopt);
+  EXPECT_EQ(index->Find(""_wv), std::nullopt);
 }
 
 TEST(HardwareIdRepositoryTest, ClaimsFromSeveralThreadsAddUp) {
