@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "yox/applicability/EvaluatorLog.h"
+#include "yox/base/FoldedText.h"
 #include "yox/base/ThreadSlot.h"
 #include "yox/decision/Criteria.h"
 
@@ -71,6 +72,8 @@ WStringView ActualFor(const decision::Failure& failure) {
   return counts && !failure.is_unnamed ? ActualOf(failure.facts, failure.step) : WStringView();
 }
 
+}  // namespace
+
 // Lines that the throttle dropped and would drop again, so that it need not be asked: for each
 // thread a hash table without chains, keyed by the step and the device's value. Without it, most of
 // a logged decision is spent on messages that are built for the comparison with the last one.
@@ -87,14 +90,18 @@ class DroppedLines {
     bool Is(const LogThrottler& asked, std::uint64_t now, const decision::CompiledList& in,
             const decision::Failure& failure) const {
       return step == &failure.step && list == in.id() && generation == now && throttler == &asked &&
-             is_unnamed == failure.is_unnamed && actual == ActualFor(failure);
+             is_unnamed == failure.is_unnamed && IsActual(ActualFor(failure));
+    }
+
+    bool IsActual(WStringView value) const {
+      return actual.size() == value.size() && SameUnits(actual.data(), value.data(), value.size());
     }
   };
 
   // Where the line of a step is, if it is here.
-  static Line& At(const decision::CompiledList::Step& step) {
+  Line& At(const decision::CompiledList::Step& step) {
     const auto address = reinterpret_cast<std::uintptr_t>(&step);
-    return yox::ThreadOwned<DroppedLines>().lines_[address / sizeof step % kLines];
+    return lines_[address / sizeof step % kLines];
   }
 
  private:
@@ -102,8 +109,6 @@ class DroppedLines {
 
   std::vector<Line> lines_ = std::vector<Line>(kLines);
 };
-
-}  // namespace
 
 void LogStoppedRollout(const decision::Rollout& rollout,
                        const decision::RolloutProgress& progress) {
@@ -191,7 +196,8 @@ void DecisionLog::FilterPassed(std::size_t filter, const decision::Failure& fail
   if (reason_) reason_->FilterPassed(filter, failure);
   if (!g_evaluator_log.Enabled(YOX::LogLevel::Debug)) return;
   const std::uint64_t generation = LogThrottler::Generation();
-  DroppedLines::Line& line = DroppedLines::At(failure.step);
+  if (dropped_ == nullptr) dropped_ = &yox::ThreadOwned<DroppedLines>();
+  DroppedLines::Line& line = dropped_->At(failure.step);
   if (line.Is(throttler_, generation, list_, failure)) return;
   if (!LogFailure(failure, throttler_)) return;
   line = {&throttler_,   generation,         list_.id(),

@@ -24,7 +24,10 @@ void LogFailedTerm(String::IntegerStatus status);
 // throttle dropped the line.
 bool LogFailure(const decision::Failure& failure, LogThrottler& throttler);
 
-// The observer of a decision: writes these lines and, unless `reason` is null, the reason text.
+class DroppedLines;
+
+// The observer of a decision, for one thread: writes these lines and, unless `reason` is null, the
+// reason text.
 class DecisionLog final : public decision::Observer {
  public:
   // The arguments must outlive the object. `reason` is cleared.
@@ -45,6 +48,7 @@ class DecisionLog final : public decision::Observer {
   const decision::CompiledList& list_;
   std::optional<decision::ReasonText> reason_;
   LogThrottler& throttler_;
+  DroppedLines* dropped_ = nullptr;  // the thread's, once it is needed
 };
 
 }  // namespace yox::applicability
