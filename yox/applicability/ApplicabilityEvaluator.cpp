@@ -42,7 +42,7 @@ namespace {
 struct ThisDevice {
   AppAndTagCollection* const tags = AppAndTagCollection::GetInstance();
   WString client_version = YoxInfo::GetInstance()->GetYoxServiceVersion();
-  const std::shared_ptr<MachineInformation> record =
+  std::shared_ptr<MachineInformation> record =
       yox::YOXHelperFactory::GetInstance()->GetMachineInformationAgent();
 };
 
@@ -86,8 +86,8 @@ bool ApplicabilityEvaluator::IsApplicable(const ApplicabilityFilter& filter, WSt
           "list applies",
           kOrigin);
     }
-    return EvaluateApplicability(device.record, device.client_version, filter, device.tags,
-                                 targetVersion, extraTags, reason);
+    return EvaluateApplicability(std::move(device.record), device.client_version, filter,
+                                 device.tags, targetVersion, extraTags, reason);
   } catch (const std::exception& error) {
     g_evaluator_log.e("%s : Exception - %s", kOrigin, String::UTF8ToUTF16(error.what()));
     return true;

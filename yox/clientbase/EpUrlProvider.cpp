@@ -11,11 +11,13 @@ using platform::RegistryStatus;
 using platform::RegistryType;
 using platform::RegistryValue;
 
-RegistryKey Organisation() {
-  return {HKEY_LOCAL_MACHINE,
-          "SOFTWARE\\Tervan\\YOX\\Organisation"_w,
-          platform::RegistryView::k64Bit,
-          {}};
+// Never destroyed. Every decision of the running service reads the key.
+const RegistryKey& Organisation() {
+  static const auto* const key = new RegistryKey{HKEY_LOCAL_MACHINE,
+                                                 "SOFTWARE\\Tervan\\YOX\\Organisation"_w,
+                                                 platform::RegistryView::k64Bit,
+                                                 {}};
+  return *key;
 }
 
 bool Read(WStringView name, RegistryType type, RegistryValue& value) {

@@ -163,9 +163,11 @@ bool DeviceManagementStatus::IsEnterpriseOrEducationEdition() {
 }
 
 bool DeviceManagementStatus::IsGroupPolicySetForManagedDevice() {
+  // Never destroyed. Every decision of the running service reads the value.
+  static const auto& path = *new WString("SOFTWARE\\Policies\\Tervan\\YOX\\"_w);
+  static const auto& name = *new WString("IsManagedDevice"_w);
   std::uint32_t managed = 0;
-  YOX::CRegUtil::GetRegValueOfDwordType(HKEY_LOCAL_MACHINE, "SOFTWARE\\Policies\\Tervan\\YOX\\"_w,
-                                        "IsManagedDevice"_w, managed);
+  YOX::CRegUtil::GetRegValueOfDwordType(HKEY_LOCAL_MACHINE, path, name, managed);
   return managed != 0;
 }
 

@@ -61,7 +61,7 @@ AppAndTagCollection* AppAndTagCollection::GetInstance() {
     if (const auto record = Record()) record->CollectGpuNames();
     instance.setTags(instance.getTagsFromRegistryAndMemory());
   }
-  instance.AddTags(instance.GetDynamicMemoryTags(), false, false);
+  for (const YOXTag& tag : instance.GetDynamicMemoryTags()) instance.AddToList(tag, false);
   return &instance;
 }
 
@@ -95,7 +95,7 @@ AppAndTagCollection::List AppAndTagCollection::getTagsFromRegistryAndMemory() {
       tags.emplace_back(name, WString());
     }
   }
-  for (YOXTag& tag : GetDynamicMemoryTags()) tags.push_back(std::move(tag));
+  for (const YOXTag& tag : GetDynamicMemoryTags()) tags.push_back(tag);
   return tags;
 }
 
@@ -229,16 +229,18 @@ void AppAndTagCollection::RefreshPersonaTags() {
   } while (!tags_.CompareAndSet(current, std::move(tags)));
 }
 
-AppAndTagCollection::List AppAndTagCollection::GetDynamicMemoryTags() {
+// The lists are never destroyed.
+const AppAndTagCollection::List& AppAndTagCollection::GetDynamicMemoryTags() {
+  static const auto& managed = *new List{{"Device.Usage.IsManagedDevice"_w, "true"_w}};
+  static const auto& unmanaged = *new List{{"Device.Usage.IsManagedDevice"_w, "false"_w}};
   static yox::Mutex mutex;
-  static WString reported YOX_GUARDED_BY(mutex);
-  const WString value = DeviceManagementStatus::IsDeviceManaged() ? "true"_w : "false"_w;
-  List tags{{"Device.Usage.IsManagedDevice"_w, value}};
+  static const List* reported YOX_GUARDED_BY(mutex) = nullptr;
+  const List& tags = DeviceManagementStatus::IsDeviceManaged() ? managed : unmanaged;
   const yox::MutexLock lock(mutex);
-  if (value != reported) {
+  if (&tags != reported) {
     g_log.d("%s: Device.Usage.IsManagedDevice %s", "AppAndTagCollection::GetDynamicMemoryTags",
-            value);
-    reported = value;
+            tags.front().value());
+    reported = &tags;
   }
   return tags;
 }

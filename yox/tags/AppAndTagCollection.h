@@ -91,7 +91,7 @@ class YOX_API AppAndTagCollection {
   static void QueryRegistryValues(HKEY key, List* tags);
   // Replaces the list by the registry's tags alone. The library does not call it.
   void ReadFromRegAndSetTags();
-  List GetDynamicMemoryTags();
+  const List& GetDynamicMemoryTags();
 
   void AddToList(const YOXTag& tag, bool persist);
 
