@@ -11,8 +11,6 @@
 namespace yoxctl {
 namespace {
 
-constexpr const char* kDefaultSocket = "/run/yox/yoxd.sock";
-
 struct Arguments {
   std::optional<std::string> socket;
   bool metrics = false;
@@ -20,7 +18,7 @@ struct Arguments {
 
 std::string SocketOf(const Arguments& arguments, const GlobalOptions& global) {
   if (arguments.socket) return *arguments.socket;
-  if (!global.state_dir) return kDefaultSocket;
+  if (!global.state_dir) return DefaultServiceSocket();
   std::filesystem::path folder = PathOf(*global.state_dir);
   if (global.device) folder /= "State";  // as a simulated device divides its folder
   return PathText(folder / "yoxd" / "yoxd.sock");
@@ -115,9 +113,9 @@ Command StatusCommand() {
           .help = "What the running service says of itself: connection, queue, decisions, errors",
           .options = {{.name = "--socket",
                        .type = "PATH",
-                       .help = "The service's socket",
+                       .help = "The service's socket, or its pipe",
                        .target = &arguments->socket,
-                       .initial = kDefaultSocket},
+                       .initial = DefaultServiceSocket()},
                       {.name = "--metrics",
                        .help = "Print the numbers as OpenMetrics text",
                        .target = &arguments->metrics}},

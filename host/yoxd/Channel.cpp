@@ -4,7 +4,6 @@
 #include <mqtt_protocol.h>
 #include <openssl/ssl.h>
 #include <openssl/x509_vfy.h>
-#include <poll.h>
 
 #include <algorithm>
 #include <atomic>
@@ -299,10 +298,9 @@ void Channel::Watch(std::vector<Watched>& watched) {
   const bool write = mosquitto_want_write(connection_->client);
   const bool read = handlers_.may_receive();
   if (!read && !write) return;
-  watched.push_back({socket, read, write, [this](bool readable, bool writable) {
-                       if (connection_ && !connection_->thread.joinable())
-                         Drive(readable, writable);
-                     }});
+  watched.push_back(socket_.Watch(socket, read, write, [this](bool readable, bool writable) {
+    if (connection_ && !connection_->thread.joinable()) Drive(readable, writable);
+  }));
 }
 
 std::optional<Moment> Channel::Due() const {
@@ -365,10 +363,10 @@ void Channel::Close(std::chrono::milliseconds limit) {
                   SteadyClock::now() >= end + std::chrono::milliseconds(500))) {
       break;
     }
-    pollfd socket{mosquitto_socket(connection_->client), POLLIN, 0};
-    if (mosquitto_want_write(connection_->client)) socket.events |= POLLOUT;
-    if (poll(&socket, 1, 50) < 0) break;
-    Drive((socket.revents & (POLLIN | POLLHUP | POLLERR)) != 0, (socket.revents & POLLOUT) != 0);
+    const SocketState socket =
+        SocketWatch::Wait(mosquitto_socket(connection_->client), true,
+                          mosquitto_want_write(connection_->client), std::chrono::milliseconds(50));
+    Drive(socket.readable, socket.writable);
     if (lost_) break;
   }
   connection_.reset();

@@ -12,6 +12,7 @@
 #include "host/yoxd/Outbox.h"
 #include "host/yoxd/Part.h"
 #include "host/yoxd/Redeliveries.h"
+#include "host/yoxd/SocketWatch.h"
 
 namespace yoxd {
 
@@ -122,6 +123,7 @@ class Channel final : public Part {
   bool lost_ = false;  // found in a callback, handled after it
   int lost_code_ = 0;
   bool closing_ = false;
+  SocketWatch socket_;
   Redeliveries redeliveries_;
   Counters counters_;
 };

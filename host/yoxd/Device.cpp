@@ -18,7 +18,7 @@
 #include "yox/tags/AppAndTagCollection.h"
 
 #include "host/yoxd/Journal.h"
-#include "host/yoxd/ProcessEnvironment.h"
+#include "host/yoxd/OperatingSystem.h"
 #include "host/yoxd/Text.h"
 
 namespace yoxd {
@@ -45,7 +45,7 @@ ChosenPlatform::ChosenPlatform(const DeviceChoice& choice) : choice_(choice) {
     simulated_.emplace(ReadProfile(choice_.profile, profile_text_), folder);
     installed_.emplace(*simulated_);
   } else if (!choice_.state_dir.empty()) {
-    SetVariable("YOX_STATE_DIR", std::filesystem::absolute(PathOf(choice_.state_dir)).string());
+    SetVariable("YOX_STATE_DIR", PathText(std::filesystem::absolute(PathOf(choice_.state_dir))));
   }
 }
 

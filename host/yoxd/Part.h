@@ -14,7 +14,8 @@ namespace yoxd {
 using SteadyClock = std::chrono::steady_clock;
 using Moment = SteadyClock::time_point;
 
-// A descriptor for which the service waits, and what it calls when that is ready.
+// What the service waits for, and what it calls when that is ready: a descriptor on Linux, and on
+// Windows a handle, which is ready as a whole.
 struct Watched {
   yox::platform::WaitHandle::Native descriptor;
   bool read = true;

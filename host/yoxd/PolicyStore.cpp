@@ -11,7 +11,7 @@
 #include "yox/policy/ProvisionFileUtility.h"
 
 #include "host/yoxd/Journal.h"
-#include "host/yoxd/ProcessEnvironment.h"
+#include "host/yoxd/OperatingSystem.h"
 #include "host/yoxd/Text.h"
 
 namespace yoxd {
@@ -154,7 +154,6 @@ std::optional<Endpoint> PolicyStore::Broker(const PlatformPolicy& policy, std::s
     return std::nullopt;
   }
   endpoint->trust_file = YOX::utility::getMqttPemFilePath();
-  std::error_code error;
   try {
     endpoint->trust_content = yox::ReadDocumentFile(PathOf(endpoint->trust_file));
   } catch (const yox::DocumentError& failure) {
@@ -162,9 +161,7 @@ std::optional<Endpoint> PolicyStore::Broker(const PlatformPolicy& policy, std::s
     return std::nullopt;
   }
   if (!certificate_file.empty()) {
-    namespace fs = std::filesystem;
-    const fs::perms rights = fs::status(PathOf(key()), error).permissions();
-    if ((rights & (fs::perms::group_all | fs::perms::others_all)) != fs::perms::none) {
+    if (!IsPrivate(PathOf(key()))) {
       why = yox::Printable(key()) + ": expected a key that only its owner can read";
       return std::nullopt;
     }
@@ -187,7 +184,7 @@ std::string PolicyStore::FirstThere(const std::string& configured, const char* n
   const std::filesystem::path file =
       PathOf(YOX::utility::getMqttPemFilePath()).parent_path() / name;
   std::error_code error;
-  return std::filesystem::exists(file, error) ? file.string() : std::string();
+  return std::filesystem::exists(file, error) ? PathText(file) : std::string();
 }
 
 }  // namespace yoxd

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -41,10 +42,11 @@ class StateFolder {
   std::size_t failures() const { return failures_; }
 
  private:
+  // Counts and reports a write that failed with an error of the system's; returns false.
   bool Failed(const std::filesystem::path& file, int error);
 
   std::filesystem::path path_;
-  int lock_ = -1;
+  std::intptr_t lock_ = -1;  // a descriptor or a handle
   std::size_t failures_ = 0;
 };
 

@@ -68,6 +68,8 @@ class Socket {
 
 }  // namespace
 
+const char* DefaultServiceSocket() { return "/run/yox/yoxd.sock"; }
+
 std::string AskService(const std::string& name, const std::string& path) {
   const Socket socket(name);
   socket.Send("GET " + path + " HTTP/1.0\r\n\r\n");

@@ -5,14 +5,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <fstream>
-#include <iterator>
 #include <stdexcept>
 #include <system_error>
-
-#include "host/yoxd/Journal.h"
 
 namespace yoxd {
 
@@ -49,26 +44,18 @@ StateFolder::StateFolder(const fs::path& root) : path_(root / "yoxd") {
   if (!fs::exists(root, ignored)) MakePrivate(root);
   MakePrivate(path_);
   MakePrivate(path_ / "content");
-  lock_ = open((path_ / "lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
-  if (lock_ < 0 || flock(lock_, LOCK_EX | LOCK_NB) != 0) {
+  const int lock = open((path_ / "lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+  if (lock < 0 || flock(lock, LOCK_EX | LOCK_NB) != 0) {
     const int error = errno;
-    if (lock_ >= 0) close(lock_);
+    if (lock >= 0) close(lock);
     throw std::runtime_error(path_.string() + ": " +
                              (error == EWOULDBLOCK ? "another yoxd uses this folder"
                                                    : std::system_category().message(error)));
   }
+  lock_ = lock;
 }
 
-StateFolder::~StateFolder() { close(lock_); }
-
-std::optional<std::string> StateFolder::Read(const std::string& name, std::size_t most) const {
-  const fs::path file = path_ / name;
-  std::error_code error;
-  if (const auto size = fs::file_size(file, error); error || size > most) return std::nullopt;
-  std::ifstream stream(file, std::ios::binary);
-  if (!stream) return std::nullopt;
-  return std::string{std::istreambuf_iterator<char>(stream), {}};
-}
+StateFolder::~StateFolder() { close(static_cast<int>(lock_)); }
 
 bool StateFolder::Write(const std::string& name, std::string_view bytes) {
   const fs::path file = path_ / name;
@@ -102,25 +89,6 @@ bool StateFolder::Append(const std::string& name, std::string_view bytes) {
   if (error != 0 && ftruncate(opened, end) != 0) error = errno;
   if (close(opened) != 0 && error == 0) error = errno;
   return error == 0 || Failed(file, error);
-}
-
-bool StateFolder::Failed(const fs::path& file, int error) {
-  ++failures_;
-  Journal::Error("state",
-                 file.string() + ": cannot be written: " + std::system_category().message(error));
-  return false;
-}
-
-void StateFolder::Remove(const std::string& name) { unlink((path_ / name).c_str()); }
-
-std::vector<std::string> StateFolder::List(const std::string& folder) const {
-  std::vector<std::string> names;
-  std::error_code error;
-  for (const auto& entry : fs::directory_iterator(path_ / folder, error)) {
-    if (entry.is_regular_file(error)) names.push_back(entry.path().filename().string());
-  }
-  std::ranges::sort(names);
-  return names;
 }
 
 }  // namespace yoxd

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <stdexcept>
 #include <system_error>
@@ -16,23 +17,17 @@
 #include <vector>
 
 #include "host/yoxd/Journal.h"
+#include "host/yoxd/OperatingSystem.h"
 
 namespace yoxd {
 namespace {
 
 constexpr std::size_t kMostPeers = 16;
-constexpr std::size_t kLongestRequest = 4'096;
 constexpr auto kPatience = std::chrono::seconds(5);
-
-std::string Response(const char* status, const StatusSocket::Document& document) {
-  return std::string("HTTP/1.0 ") + status + "\r\nContent-Type: " + document.type +
-         "\r\nContent-Length: " + std::to_string(document.body.size()) +
-         "\r\nConnection: close\r\n\r\n" + document.body;
-}
 
 }  // namespace
 
-StatusSocket::StatusSocket(const std::string& path, const std::string& group, Answer answer)
+StatusSocket::StatusSocket(const std::string& path, const std::string& group, StatusAnswer answer)
     : path_(path), group_(group), answer_(std::move(answer)) {
   const auto fail = [this](const std::string& why) {
     if (descriptor_ >= 0) close(descriptor_);
@@ -135,20 +130,9 @@ void StatusSocket::Serve(Peer& peer) {
       return;
     }
     peer.request.append(bytes.data(), static_cast<std::size_t>(size));
-    if (peer.request.size() > kLongestRequest) {
-      peer.response = Response("400 Bad Request", {"text/plain", "the request is too long\n"});
-    } else if (peer.request.find("\r\n\r\n") != std::string::npos) {
-      const std::string line = peer.request.substr(0, peer.request.find("\r\n"));
-      const std::size_t end = line.find(' ', 4);
-      const bool get = line.starts_with("GET ") && end != std::string::npos;
-      const Document document =
-          get ? answer_(std::string_view(line).substr(4, end - 4)) : Document{};
-      peer.response = document.body.empty()
-                          ? Response("404 Not Found", {"text/plain", "GET /status or /metrics\n"})
-                          : Response("200 OK", document);
-    } else {
-      return;
-    }
+    auto response = StatusResponse(peer.request, answer_);
+    if (!response) return;
+    peer.response = *std::move(response);
   }
   const ssize_t size =
       send(peer.descriptor, peer.response.data(), peer.response.size(), MSG_NOSIGNAL);
@@ -158,6 +142,18 @@ void StatusSocket::Serve(Peer& peer) {
   }
   peer.response.erase(0, static_cast<std::size_t>(size));
   peer.done = peer.response.empty();
+}
+
+std::unique_ptr<Part> ServeStatus(const std::string& name, const std::string& group,
+                                  StatusAnswer answer) {
+  return std::make_unique<StatusSocket>(name, group, std::move(answer));
+}
+
+std::string DefaultStatusName(const std::filesystem::path& folder, bool /*chosen*/) {
+  // systemd's, which outlives no run of the service.
+  const char* const runtime = std::getenv("RUNTIME_DIRECTORY");
+  const bool given = runtime != nullptr && *runtime != '\0';
+  return PathText((given ? std::filesystem::path(runtime) : folder) / "yoxd.sock");
 }
 
 }  // namespace yoxd

@@ -2,12 +2,11 @@
 
 #include <sys/types.h>
 
-#include <functional>
 #include <list>
 #include <string>
-#include <string_view>
 
 #include "host/yoxd/Part.h"
+#include "host/yoxd/StatusRequest.h"
 
 namespace yoxd {
 
@@ -16,16 +15,9 @@ namespace yoxd {
 // member of the group.
 class StatusSocket final : public Part {
  public:
-  // Returns the document of a path, with its type; an empty body: there is no such path.
-  struct Document {
-    std::string type;
-    std::string body;
-  };
-  using Answer = std::function<Document(std::string_view path)>;
-
   // Throws std::runtime_error, with the path, when the socket cannot be created. A socket of a
   // process that has ended is replaced.
-  StatusSocket(const std::string& path, const std::string& group, Answer answer);
+  StatusSocket(const std::string& path, const std::string& group, StatusAnswer answer);
   ~StatusSocket() override;
 
   void Watch(std::vector<Watched>& watched) override;
@@ -48,7 +40,7 @@ class StatusSocket final : public Part {
   std::string path_;
   std::string group_;
   gid_t group_id_ = 0;
-  Answer answer_;
+  StatusAnswer answer_;
   int descriptor_ = -1;
   std::list<Peer> peers_;
 };

@@ -6,7 +6,6 @@
 #include <sys/timerfd.h>
 #include <systemd/sd-daemon.h>
 #include <systemd/sd-login.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <array>
@@ -17,6 +16,8 @@
 #include <limits>
 #include <system_error>
 #include <utility>
+
+#include "host/yoxd/OperatingSystem.h"
 
 namespace yoxd {
 namespace {
@@ -144,41 +145,31 @@ void ClockChanges::Watch(std::vector<Watched>& watched) {
                      }});
 }
 
-Supervision::Supervision(std::function<std::string()> status) : status_(std::move(status)) {
+Heartbeat::Heartbeat(std::function<std::string()> status) : status_(std::move(status)) {
   std::uint64_t microseconds = 0;
   if (sd_watchdog_enabled(0, &microseconds) > 0) {
     interval_ = std::chrono::microseconds(microseconds / 2);
   }
 }
 
-void Supervision::Started() {
-  sd_notify(0, "READY=1");
-  Run(SteadyClock::now());
-}
-
-void Supervision::Reloading() {
-  timespec now{};
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  const auto moment = static_cast<long long>(now.tv_sec) * 1'000'000 + now.tv_nsec / 1'000;
-  sd_notifyf(0, "RELOADING=1\nMONOTONIC_USEC=%lld", moment);
-}
-
-void Supervision::Stopping() { sd_notify(0, "STOPPING=1"); }
-
-std::optional<Moment> Supervision::Due() const {
+std::optional<Moment> Heartbeat::Due() const {
   if (interval_.count() == 0) return std::nullopt;
   return next_;
 }
 
-void Supervision::Run(Moment now) {
-  if (std::string status = status_(); status != told_) {
+void Heartbeat::Run(Moment now) {
+  if (std::string status = status_(); status != reported_) {
     sd_notify(0, ("STATUS=" + status).c_str());
-    told_ = std::move(status);
+    reported_ = std::move(status);
   }
   // At each turn, so that the keep-alive's wake-up serves the watchdog too.
   if (interval_.count() == 0 || now + interval_ / 2 < next_) return;
   sd_notify(0, "WATCHDOG=1");
   next_ = now + interval_;
+}
+
+std::unique_ptr<Part> WatchFile(const std::string& file, std::function<void()> edited) {
+  return std::make_unique<FileWatch>(file, std::move(edited));
 }
 
 }  // namespace yoxd

@@ -65,21 +65,18 @@ class ClockChanges final : public Part {
   int descriptor_;
 };
 
-// Tells systemd that the service has started, reloads, is alive, and ends. Does nothing when
-// systemd did not start it.
-class Supervision final : public Part {
+// Reports to systemd that the service is alive, and what it does. Does nothing when systemd did not
+// start it.
+class Heartbeat final : public Part {
  public:
-  explicit Supervision(std::function<std::string()> status);
-  void Started();
-  void Reloading();
-  void Stopping();
+  explicit Heartbeat(std::function<std::string()> status);
 
   std::optional<Moment> Due() const override;
   void Run(Moment now) override;
 
  private:
   std::function<std::string()> status_;
-  std::string told_;
+  std::string reported_;
   std::chrono::microseconds interval_{0};  // of the watchdog; 0: none
   Moment next_{};
 };

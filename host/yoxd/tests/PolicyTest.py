@@ -119,7 +119,7 @@ class Fetching(Served):
         self.server.headers = {"ETag": '"7"', "Last-Modified": "Sun, 01 Mar 2026 12:00:00 GMT"}
         self.start()
         self.policy_status(lambda p: p["code"] == 200, "the policy")
-        self.service.process.send_signal(signal.SIGHUP)
+        self.reload()
         self.policy_status(lambda p: p["code"] == 304, "no new policy")
         headers = self.server.requests[1][1]
         self.assertEqual((headers["If-None-Match"], headers["If-Modified-Since"]),

@@ -19,6 +19,7 @@ import threading
 import time
 import unittest
 
+EMULATOR = []  # what a Windows program is started through
 YOXD = ""
 YOXCTL = ""
 YOXD_OWN_TRUST = ""  # the service with the trust of tests/trust
@@ -30,6 +31,16 @@ LIMIT = int(os.environ.get("YOXD_TEST_LIMIT", 60))  # seconds after which what d
 def is_sanitized():
     """Whether a sanitizer's runtime is in the service: it keeps freed memory, and has a thread of its own."""
     return re.search(rb"__[at]san_init", pathlib.Path(YOXD).read_bytes()) is not None
+
+
+def is_windows():
+    """Whether the service under test is the one of Windows."""
+    return YOXD.endswith(".exe")
+
+
+def not_on_windows(test, why):
+    if is_windows():
+        test.skipTest(why)
 
 
 def wait_for(condition, what, limit=LIMIT):
@@ -105,8 +116,12 @@ class Program:
     """A process that says on standard error when it is ready, and is stopped whatever happens."""
 
     def __init__(self, command, ready, **options):
-        self.process = subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE,
-                                        text=True, errors="replace", **options)
+        # No pipe: the emulator would keep its end until the desktop ends that it may start.
+        reading, writing = socket.socketpair()
+        self.errors = reading.makefile(errors="replace")
+        reading.close()
+        self.process = subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=writing, **options)
+        writing.close()
         self.lines = []
         self.is_ready = threading.Event()
         self.reader = threading.Thread(target=self.read, args=(ready,), daemon=True)
@@ -116,7 +131,7 @@ class Program:
             raise RuntimeError(f"{command[0]} does not start: {''.join(self.lines[-20:])}")
 
     def read(self, ready):
-        for line in self.process.stderr:
+        for line in self.errors:
             self.lines.append(line)
             if ready in line:
                 self.is_ready.set()
@@ -127,11 +142,16 @@ class Program:
 
     def kill(self, number=signal.SIGKILL):
         if self.process.poll() is None:
-            self.process.send_signal(number)
+            # Wine makes the event of a console of this signal, and of no other.
+            self.process.send_signal(signal.SIGINT if number == signal.SIGTERM and self.is_emulated() else number)
         self.process.wait(LIMIT)
-        self.reader.join(LIMIT)
-        self.process.stderr.close()
+        if not self.is_emulated():
+            self.reader.join(LIMIT)
+            self.errors.close()
         return self.process.returncode
+
+    def is_emulated(self):
+        return EMULATOR and self.process.args[:1] == EMULATOR
 
 
 class Mosquitto:
@@ -203,8 +223,27 @@ class Client:
                        timeout=LIMIT)
 
 
+class Schemas:
+    """What the service publishes, by the end of its topic, and the schemas that docs/yoxd.md names."""
+
+    NAMES = {"state": "yoxd-state", "facts": "facts", "tags": "yoxd-tags", "reports": "yoxd-report",
+             "decisions": "yoxd-decision"}
+
+    def __init__(self):
+        import jsonschema
+        self.error = jsonschema.ValidationError
+        self.validators = {leaf: jsonschema.Draft202012Validator(
+            json.loads((ROOT / f"schemas/{name}.schema.json").read_text())) for leaf, name in self.NAMES.items()}
+
+    def check(self, topic, payload):
+        """Raises an error for a document of the service that its schema does not allow."""
+        match = re.fullmatch(r"yox/devices/[^/]+/out/(\w+)(/[^/]+)?", topic)
+        if match and match[1] in self.validators and payload:
+            self.validators[match[1]].validate(json.loads(payload))
+
+
 class Listener:
-    """What arrives on topics, from when it was created."""
+    """What arrives on topics, from when it was created. All of it is as the schemas say."""
 
     def __init__(self, client, topic):
         self.process = subprocess.Popen(
@@ -243,6 +282,10 @@ class Listener:
         self.process.kill()
         self.process.wait()
         self.process.stdout.close()
+        schemas = Schemas()
+        with self.changed:
+            for _, topic, payload in self.messages:
+                schemas.check(topic, payload)
 
 
 class Proxy:
@@ -309,6 +352,10 @@ class Status:
         self.path = path
 
     def get(self, what="/status"):
+        if is_windows():
+            done = subprocess.run([*EMULATOR, YOXCTL, *([] if what == "/status" else ["--metrics"]), "--format", "json",
+                                   "status", "--socket", str(self.path)], capture_output=True, text=True, timeout=LIMIT)
+            return (200 if done.returncode in (0, 1) else 0), done.stdout
         connection = http.client.HTTPConnection("localhost", timeout=LIMIT)
         connection.sock = socket.socket(socket.AF_UNIX)
         connection.sock.settimeout(LIMIT)
@@ -361,7 +408,7 @@ class Case(unittest.TestCase):
         return file
 
     def start(self, *arguments, wrapper=(), program=None, **options):
-        self.service = Program([*wrapper, program or YOXD, "--config", str(self.folder / "yoxd.json"), "--device",
+        self.service = Program([*wrapper, *EMULATOR, program or YOXD, "--config", str(self.folder / "yoxd.json"), "--device",
                                 str(self.device), "--state-dir", str(self.state), *arguments],
                                "service: started", **options)
         return self.service
@@ -371,6 +418,11 @@ class Case(unittest.TestCase):
             return None
         service, self.service = self.service, None
         return service.kill(number)
+
+    def reload(self):
+        """Lets the service read policy and device again; on Windows only the service manager can."""
+        not_on_windows(self, "a program of a console is not reloaded")
+        self.service.process.send_signal(signal.SIGHUP)
 
     @property
     def status(self):
@@ -399,5 +451,7 @@ def main(arguments):
                        and any(test.startswith("test_") for test in dir(value))))
         return
     names = arguments[2].split(",")
-    YOXD, YOXCTL, YOXD_OWN_TRUST = arguments[3:6]
-    unittest.main(argv=[arguments[0], *arguments[6:], *names], verbosity=2)
+    first = 3 if pathlib.Path(arguments[3]).name.startswith("yoxd") else 4  # after an emulator
+    EMULATOR[:] = arguments[3:first]
+    YOXD, YOXCTL, YOXD_OWN_TRUST, *rest = arguments[first:]
+    unittest.main(argv=[arguments[0], *rest, *names], verbosity=2)

@@ -1,0 +1,46 @@
+#include "host/yoxd/StateFolder.h"
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+#include <system_error>
+
+#include "host/yoxd/Journal.h"
+#include "host/yoxd/OperatingSystem.h"
+
+namespace yoxd {
+
+namespace fs = std::filesystem;
+
+std::optional<std::string> StateFolder::Read(const std::string& name, std::size_t most) const {
+  const fs::path file = path_ / PathOf(name);
+  std::error_code error;
+  if (const auto size = fs::file_size(file, error); error || size > most) return std::nullopt;
+  std::ifstream stream(file, std::ios::binary);
+  if (!stream) return std::nullopt;
+  return std::string{std::istreambuf_iterator<char>(stream), {}};
+}
+
+void StateFolder::Remove(const std::string& name) {
+  std::error_code error;
+  fs::remove(path_ / PathOf(name), error);
+}
+
+std::vector<std::string> StateFolder::List(const std::string& folder) const {
+  std::vector<std::string> names;
+  std::error_code error;
+  for (const auto& entry : fs::directory_iterator(path_ / PathOf(folder), error)) {
+    if (entry.is_regular_file(error)) names.push_back(PathText(entry.path().filename()));
+  }
+  std::ranges::sort(names);
+  return names;
+}
+
+bool StateFolder::Failed(const fs::path& file, int error) {
+  ++failures_;
+  Journal::Error("state",
+                 PathText(file) + ": cannot be written: " + std::system_category().message(error));
+  return false;
+}
+
+}  // namespace yoxd
