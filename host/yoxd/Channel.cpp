@@ -89,10 +89,10 @@ struct Channel::Connection {
     Of(context).outbox_.Acknowledged(number);
   }
   static void OnMessage(mosquitto* /*client*/, void* context, const mosquitto_message* message) {
-    Of(context).OnMessage(message->mid, message->topic,
-                          std::string(static_cast<const char*>(message->payload),
-                                      static_cast<std::size_t>(std::max(message->payloadlen, 0))),
-                          message->qos, message->retain);
+    Of(context).OnMessage({message->topic,
+                           std::string(static_cast<const char*>(message->payload),
+                                       static_cast<std::size_t>(std::max(message->payloadlen, 0))),
+                           message->retain, message->qos > 0 ? message->mid : 0});
   }
   // The only place where the client library says what is wrong with a certificate. While it does,
   // its TLS session is still there.
@@ -130,11 +130,13 @@ struct Channel::Connection {
   }
 };
 
-Channel::Channel(ChannelSettings settings, Outbox& outbox, Handlers handlers)
+Channel::Channel(ChannelSettings settings, Outbox& outbox,
+                 const std::deque<Redeliveries::Entry>& recent, Handlers handlers)
     : settings_(std::move(settings)),
       outbox_(outbox),
       handlers_(std::move(handlers)),
       backoff_(settings_.reconnect_first, settings_.reconnect_most) {
+  redeliveries_.Restore(recent);
   static const int initialized = mosquitto_lib_init();
   if (initialized != MOSQ_ERR_SUCCESS) throw std::runtime_error("the MQTT library does not start");
 }
@@ -175,6 +177,9 @@ void Channel::Begin() {
                          settings_.version_5 ? MQTT_PROTOCOL_V5 : MQTT_PROTOCOL_V311);
     mosquitto_int_option(client, MOSQ_OPT_RECEIVE_MAXIMUM, 64);
     mosquitto_int_option(client, MOSQ_OPT_TCP_NODELAY, 1);
+    // What is to be sent is sent by mosquitto_loop_write alone. Otherwise an acknowledgement would
+    // be sent before the message was handed over.
+    mosquitto_threaded_set(client, true);
     mosquitto_connect_with_flags_callback_set(client, Connection::OnConnect);
     mosquitto_disconnect_callback_set(client, Connection::OnDisconnect);
     mosquitto_publish_callback_set(client, Connection::OnPublish);
@@ -247,15 +252,13 @@ void Channel::OnDisconnect(int code) {
   lost_code_ = code;
 }
 
-void Channel::OnMessage(int identifier, const char* topic, std::string payload, int qos,
-                        bool retained) {
+void Channel::OnMessage(Received message) {
   ++counters_.received;
-  if (qos > 0 && !retained &&
-      redeliveries_.IsRepeated(identifier, Fingerprint(std::string(topic) + "\n" + payload))) {
+  if (message.identifier != 0 && !message.retained && redeliveries_.IsRepeated(message)) {
     ++counters_.repeated;
     return;
   }
-  handlers_.received({topic, std::move(payload), retained});
+  handlers_.received(std::move(message));
 }
 
 void Channel::Pump() {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -11,6 +12,7 @@
 #include "host/yoxd/Backoff.h"
 #include "host/yoxd/Outbox.h"
 #include "host/yoxd/Part.h"
+#include "host/yoxd/Received.h"
 #include "host/yoxd/Redeliveries.h"
 #include "host/yoxd/SocketWatch.h"
 
@@ -44,15 +46,9 @@ struct ChannelSettings {
   std::string will_payload;
 };
 
-// A message of the broker's.
-struct Received {
-  std::string topic;
-  std::string payload;
-  bool retained = false;  // kept by the broker, from before the subscription
-};
-
 // The connection to the broker: established again whenever it is lost, with exponential back-off
-// and full jitter. Sends what is in the outbox, in order and with QoS 1.
+// and full jitter. Sends what is in the outbox, in order and with QoS 1. A received message is
+// acknowledged after `Handlers::received` has returned.
 class Channel final : public Part {
  public:
   struct Counters {
@@ -72,7 +68,9 @@ class Channel final : public Part {
     std::function<bool()> may_receive;  // false: messages stay in the connection for now
   };
 
-  Channel(ChannelSettings settings, Outbox& outbox, Handlers handlers);
+  // `recent` is what a former process received last (Redeliveries).
+  Channel(ChannelSettings settings, Outbox& outbox, const std::deque<Redeliveries::Entry>& recent,
+          Handlers handlers);
   // Ends the connection: what can be sent within `Close`'s limit is sent.
   ~Channel() override;
 
@@ -103,7 +101,7 @@ class Channel final : public Part {
   void Established();
   void OnConnect(int code, bool session_present);
   void OnDisconnect(int code);
-  void OnMessage(int identifier, const char* topic, std::string payload, int qos, bool retained);
+  void OnMessage(Received message);
   void Fail(int code, const std::string& what);
   void Pump();
   void Drive(bool readable, bool writable);

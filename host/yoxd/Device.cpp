@@ -17,8 +17,8 @@
 #include "yox/platform/simulated/DeviceProfileReader.h"
 #include "yox/tags/AppAndTagCollection.h"
 
+#include "host/yoxd/HostSystem.h"
 #include "host/yoxd/Journal.h"
-#include "host/yoxd/OperatingSystem.h"
 #include "host/yoxd/Text.h"
 
 namespace yoxd {

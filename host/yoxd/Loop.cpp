@@ -2,7 +2,7 @@
 #include <optional>
 #include <vector>
 
-#include "host/yoxd/OperatingSystem.h"
+#include "host/yoxd/HostSystem.h"
 
 namespace yoxd {
 

@@ -10,8 +10,8 @@
 #include "yox/clientbase/Paths.h"
 #include "yox/policy/ProvisionFileUtility.h"
 
+#include "host/yoxd/HostSystem.h"
 #include "host/yoxd/Journal.h"
-#include "host/yoxd/OperatingSystem.h"
 #include "host/yoxd/Text.h"
 
 namespace yoxd {

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "host/yoxd/Device.h"
-#include "host/yoxd/OperatingSystem.h"
+#include "host/yoxd/HostSystem.h"
 
 namespace yoxd {
 

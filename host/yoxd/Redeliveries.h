@@ -4,6 +4,9 @@
 #include <cstdint>
 #include <deque>
 
+#include "host/yoxd/Received.h"
+#include "host/yoxd/Text.h"
+
 namespace yoxd {
 
 // Recognises messages that a broker delivers again because an acknowledgement was lost with the
@@ -15,6 +18,17 @@ class Redeliveries {
  public:
   static constexpr std::size_t kMost = 128;
   static constexpr std::size_t kFirst = 256;
+
+  struct Entry {
+    int identifier;
+    std::uint64_t fingerprint;
+  };
+  static std::uint64_t FingerprintOf(const Received& message) {
+    return Fingerprint(message.topic + "\n" + message.payload);
+  }
+
+  // What a former process has received last, before the first connection.
+  void Restore(const std::deque<Entry>& entries) { current_ = entries; }
 
   // A connection begins. Without its session the broker has forgotten what it delivered.
   void Connected(bool session_present) {
@@ -29,7 +43,9 @@ class Redeliveries {
   }
 
   // Returns whether this message of QoS 1 or 2 was received before. Call it once for each.
-  bool IsRepeated(int identifier, std::uint64_t fingerprint) {
+  bool IsRepeated(const Received& message) {
+    const int identifier = message.identifier;
+    const std::uint64_t fingerprint = FingerprintOf(message);
     if (++received_ > kFirst) former_.clear();
     bool repeated = false;
     for (auto entry = former_.begin(); entry != former_.end(); ++entry) {
@@ -44,10 +60,6 @@ class Redeliveries {
   }
 
  private:
-  struct Entry {
-    int identifier;
-    std::uint64_t fingerprint;
-  };
   std::deque<Entry> former_;
   std::deque<Entry> current_;
   std::size_t received_ = 0;

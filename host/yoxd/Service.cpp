@@ -19,9 +19,6 @@ using Gateway = YOX::YoxStatusManager::Gateway;
 
 // The bus keeps 1024 records. So many received ones may be on it at once; more wait.
 constexpr std::int64_t kMostOnBus = 256;
-// So much may wait to be passed on, with so much for each message besides its text.
-constexpr std::size_t kMostReceivedBytes = std::size_t{4} << 20;
-constexpr std::size_t kOverhead = 128;
 constexpr std::size_t kMostFromBus = 4'096;
 // A delivery that the bus gave up does not hold up what follows.
 constexpr auto kBusPatience = std::chrono::seconds(15);
@@ -93,9 +90,10 @@ Service::Service(const Configuration& configuration, ChosenPlatform& platform)
       started_(DeviceTime()),
       device_(changed_),
       outbox_(folder_, LimitsOf(configuration_)),
+      inbox_(folder_),
       contents_(folder_),
       store_(folder_, configuration_),
-      channel_(SettingsOf(configuration_, id_), outbox_,
+      channel_(SettingsOf(configuration_, id_), outbox_, inbox_.recent(),
                {.received = [this](Received message) { OnReceived(std::move(message)); },
                 .connected =
                     [this] {
@@ -198,17 +196,15 @@ void Service::UserChanged() {
 
 // --- what the broker sends ---
 
-// What is not received waits at the broker, which slows down. That must not wait for room in the
-// queue: the acknowledgements that make room come through the same connection.
-bool Service::MayReceive() const { return received_bytes_ < kMostReceivedBytes; }
+// What is not received waits at the broker, which slows down (MayReceive). That must not wait for
+// room in the queue: the acknowledgements that make room come through the same connection.
 
 // Whether the next message is passed on now. A flood fills neither the bus nor the queue, each of
 // which would drop messages, as long as it is not larger than what may wait here.
 bool Service::MayPassOn() const {
   const bool queue_has_room =
       outbox_.messages() * 2 < static_cast<std::size_t>(configuration_.queue_messages);
-  return !received_.empty() && on_bus_ < kMostOnBus &&
-         (queue_has_room || received_bytes_ >= kMostReceivedBytes);
+  return inbox_.waiting() && on_bus_ < kMostOnBus && (queue_has_room || !MayReceive());
 }
 
 void Service::OnReceived(Received message) {
@@ -216,8 +212,7 @@ void Service::OnReceived(Received message) {
   if (message.topic.starts_with(content)) {
     OnList(message.topic.substr(content.size()), message.payload);
   } else {
-    received_bytes_ += kOverhead + message.payload.size();
-    received_.push_back(std::move(message));
+    inbox_.Add(std::move(message));
   }
 }
 
@@ -242,17 +237,24 @@ void Service::OnList(const std::string& id, const std::string& text) {
   look_ = SteadyClock::now();
 }
 
-void Service::OnChannelMessage(const Received& message) {
+// Returns whether the message is on the bus now; one that cannot be read is not.
+bool Service::PassOn(const Received& message) {
+  return message.topic.ends_with("/in/channel") ? OnChannelMessage(message)
+                                                : OnNotification(message);
+}
+
+bool Service::OnChannelMessage(const Received& message) {
   YOXNotificationData record(Wide(message.payload), true);
   if (record.getMessageForKXP().empty()) {
     ++unreadable_;
-    return Report("message-refused", message.topic, "not JSON");
+    Report("message-refused", message.topic, "not JSON");
+    return false;
   }
   record.setTopic(Wide(message.topic));
-  ToBus(std::move(record));
+  return ToBus(std::move(record));
 }
 
-void Service::OnNotification(const Received& message) {
+bool Service::OnNotification(const Received& message) {
   try {
     const Json::Value envelope = ReadJson(message.payload);
     if (!envelope.isObject() || envelope["notification_type"] != "yox" ||
@@ -263,18 +265,31 @@ void Service::OnNotification(const Received& message) {
     }
   } catch (const std::exception& error) {
     ++unreadable_;
-    return Report("message-refused", message.topic, error.what());
+    Report("message-refused", message.topic, error.what());
+    return false;
   }
   YOXNotificationData record(Wide(message.payload), false);
   record.setTopic(Wide(message.topic));
-  ToBus(std::move(record));
+  return ToBus(std::move(record));
 }
 
-void Service::ToBus(YOXNotificationData record) {
+bool Service::ToBus(YOXNotificationData record) {
   record.setNotificationProvider(kFromChannel);
   if (on_bus_++ == 0) progress_ = SteadyClock::now();
   // Not to the forwarder, which would send it back.
   YOXPublisherSubscriber::GetInstance()->Notify(record, forwarder_);
+  return true;
+}
+
+// Marks what the bus has delivered since the last call.
+void Service::MarkHandled() {
+  std::vector<std::uint64_t> numbers;
+  for (const std::uint64_t handled = handled_; marked_ < handled; ++marked_) {
+    if (passed_on_.empty()) continue;  // of a delivery that was given up
+    numbers.push_back(passed_on_.front());
+    passed_on_.pop_front();
+  }
+  inbox_.Handled(numbers);
 }
 
 // --- what the bus delivers ---
@@ -289,7 +304,8 @@ void Service::SubscribeToBus() {
           telemetry_.ProcessCommand(record);
         }
         ++handled_;
-        if (on_bus_-- == kMostOnBus || on_bus_ == 0) woken_.Set();
+        --on_bus_;
+        woken_.Set();  // to mark it
       },
       false);
 }
@@ -417,17 +433,20 @@ void Service::Run(Moment now) {
   if (woken_.IsSet()) {
     woken_.Clear();
     SendFromBus();
+    MarkHandled();
     progress_ = now;
   }
-  if (on_bus_ > 0 && now - progress_ >= kBusPatience) on_bus_ = 0;
+  if (on_bus_ > 0 && now - progress_ >= kBusPatience) {
+    on_bus_ = 0;
+    inbox_.Handled({passed_on_.begin(), passed_on_.end()});
+    passed_on_.clear();
+  }
   while (MayPassOn()) {
-    const Received message = std::move(received_.front());
-    received_.pop_front();
-    received_bytes_ -= kOverhead + message.payload.size();
-    if (message.topic.ends_with("/in/channel")) {
-      OnChannelMessage(message);
+    const Inbox::Item item = inbox_.Next();
+    if (PassOn(item.message)) {
+      passed_on_.push_back(item.number);
     } else {
-      OnNotification(message);
+      inbox_.Handled({item.number});
     }
   }
   if (recollect_.exchange(false)) {

@@ -17,6 +17,7 @@
 #include "host/yoxd/Configuration.h"
 #include "host/yoxd/Contents.h"
 #include "host/yoxd/Device.h"
+#include "host/yoxd/Inbox.h"
 #include "host/yoxd/Outbox.h"
 #include "host/yoxd/Part.h"
 #include "host/yoxd/PolicyFetch.h"
@@ -61,6 +62,9 @@ class Service final : public Part {
   const std::filesystem::path& state_path() const { return folder_.path(); }
 
  private:
+  // So much may wait to be handled, with so much for each message besides its text.
+  static constexpr std::size_t kMostReceivedBytes = std::size_t{4} << 20;
+
   std::string Out(std::string_view leaf) const;
   void ApplyPolicy();
   void Look();
@@ -68,13 +72,15 @@ class Service final : public Part {
   void PublishDecision(const std::string& id, const Contents::Content& content);
   void Report(const std::string& kind, const std::string& subject, const std::string& error);
 
-  bool MayReceive() const;
+  bool MayReceive() const { return inbox_.bytes() < kMostReceivedBytes; }
   bool MayPassOn() const;
   void OnReceived(Received message);
   void OnList(const std::string& id, const std::string& text);
-  void OnChannelMessage(const Received& message);
-  void OnNotification(const Received& message);
-  void ToBus(YOXNotificationData record);
+  bool PassOn(const Received& message);
+  bool OnChannelMessage(const Received& message);
+  bool OnNotification(const Received& message);
+  bool ToBus(YOXNotificationData record);
+  void MarkHandled();
   void FromBus(const YOXNotificationData& record);
   void SubscribeToBus();
   void SendFromBus();
@@ -91,6 +97,7 @@ class Service final : public Part {
   yox::platform::Event woken_;    // the bus has something
   RunningDevice device_;
   Outbox outbox_;
+  Inbox inbox_;  // what waits for room on the bus and in the queue, and what is on the bus
   Contents contents_;
   PolicyStore store_;
   std::optional<PlatformPolicy> policy_;  // built by each ApplyPolicy
@@ -116,9 +123,8 @@ class Service final : public Part {
   std::uint64_t from_bus_dropped_ YOX_GUARDED_BY(mutex_) = 0;
   std::atomic<std::int64_t> on_bus_{0};    // received, and not delivered yet
   std::atomic<std::uint64_t> handled_{0};  // received, and delivered
-  // Waits for room on the bus and in the queue.
-  std::deque<Received> received_;
-  std::size_t received_bytes_ = 0;
+  std::deque<std::uint64_t> passed_on_;    // numbers of what is on the bus, in its order
+  std::uint64_t marked_ = 0;               // so many of `handled_` are marked in the inbox
   std::uint64_t unreadable_ = 0;
 };
 

@@ -5,8 +5,8 @@
 #include <iterator>
 #include <system_error>
 
+#include "host/yoxd/HostSystem.h"
 #include "host/yoxd/Journal.h"
-#include "host/yoxd/OperatingSystem.h"
 
 namespace yoxd {
 

@@ -16,8 +16,8 @@
 #include <utility>
 #include <vector>
 
+#include "host/yoxd/HostSystem.h"
 #include "host/yoxd/Journal.h"
-#include "host/yoxd/OperatingSystem.h"
 
 namespace yoxd {
 namespace {

@@ -4,7 +4,7 @@
 #include <optional>
 #include <utility>
 
-#include "host/yoxd/OperatingSystem.h"
+#include "host/yoxd/HostSystem.h"
 #include "host/yoxd/linux/Watches.h"
 
 namespace yoxd {

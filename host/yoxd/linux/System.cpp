@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <utility>
 
-#include "host/yoxd/OperatingSystem.h"
+#include "host/yoxd/HostSystem.h"
 #include "host/yoxd/SocketWatch.h"
 
 namespace yoxd {

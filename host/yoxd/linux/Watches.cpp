@@ -17,7 +17,7 @@
 #include <system_error>
 #include <utility>
 
-#include "host/yoxd/OperatingSystem.h"
+#include "host/yoxd/HostSystem.h"
 
 namespace yoxd {
 namespace {

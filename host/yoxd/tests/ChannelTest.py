@@ -60,7 +60,7 @@ class Publishing(Connected):
     def test_facts_tags_and_state_are_published_once_and_retained(self):
         self.start()
         self.wait_connected()
-        self.service.process.send_signal(signal.SIGHUP)  # everything is looked at again
+        self.reload()  # everything is looked at again
         self.barrier()
         for leaf in ("facts", "tags", "state"):
             self.assertEqual(len(self.listener.payloads(self.out(leaf))), 1, leaf)
@@ -300,6 +300,21 @@ class Lost(Connected):
         self.listener.wait(lambda _: any('\\"n\\": 2' in text for text in self.listener.payloads(self.out("reports"))),
                            "the next message")
         self.assertEqual(self.status.json()["connection"]["unreadable"], 2)
+
+    def test_it_is_handled_once_by_two_processes_too(self):
+        self.configure(queue_on_disk=True)
+        self.start()
+        self.wait_connected()
+        self.barrier()
+        self.proxy.hold_upstream = True
+        self.client.publish(self.incoming("notification"), '{"n": 1}')
+        wait_for(lambda: self.status.json()["connection"]["unreadable"] == 1, "the message")
+        self.kill(signal.SIGKILL)
+        self.proxy.cut()
+        self.proxy.hold_upstream = False
+        self.start()
+        wait_for(lambda: self.status.json()["connection"]["repeated"] == 1, "the repetition")
+        self.assertEqual(self.status.json()["connection"]["unreadable"], 0)
 
     def test_equal_messages_are_handled_each(self):
         self.start()

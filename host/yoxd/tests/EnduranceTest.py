@@ -63,6 +63,36 @@ class Killed(Connected):
         self.assertEqual(json.loads(later.payloads(self.out("facts"))[0])["id"], "device-1")
         self.assertTrue(json.loads(later.payloads(self.out("state"))[0])["online"])
 
+    def test_no_message_that_was_acknowledged_is_lost(self):
+        # A queue of one: messages are handled one by one, while the others were acknowledged and wait.
+        self.configure(queue_messages=1, queue_on_disk=True)
+        count, folder = 400, self.state / "State/yoxd"
+        self.start()
+        self.wait_connected()
+        self.barrier()
+        subprocess.run(["mosquitto_pub", *self.client.options, "-q", "1", "-t", self.incoming("notification"), "-l"],
+                       input="".join(f'{{"n": {n}}}\n' for n in range(count)).encode(), check=True, timeout=LIMIT)
+        def waiting():
+            """How many messages a process that is killed now has acknowledged and not handled."""
+            handled = lines = 0
+            for line in (folder / "inbox.jsonl").read_text().splitlines():
+                handled += line.count(",") + 1 if '"handled"' in line else 0
+                lines += '"topic"' in line
+            return lines - handled
+        most = 0
+        for _ in range(3):
+            wait_for(lambda: (folder / "inbox.jsonl").exists() and waiting() > 20 or self.numbers() >= set(range(count)),
+                     "messages that wait")
+            self.kill(signal.SIGKILL)
+            most = max(most, waiting())
+            self.start()
+        self.assertGreater(most, 20)
+        self.listener.wait(lambda _: self.numbers() >= set(range(count)), "all reports")
+
+    def numbers(self):
+        return {int(json.loads(report)["error"].rsplit(":", 1)[1].strip(" }"))
+                for report in self.listener.payloads(self.out("reports"))}
+
     def test_a_queue_on_disk_survives(self):
         self.configure(queue_on_disk=True)
         self.start()

@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "host/yoxd/OperatingSystem.h"
+#include "host/yoxd/HostSystem.h"
 #include "host/yoxd/windows/Access.h"
 
 namespace yoxd {

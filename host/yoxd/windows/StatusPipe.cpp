@@ -9,8 +9,8 @@
 #include "yox/clientbase/CGuid.h"
 #include "yox/platform/waits/Event.h"
 
+#include "host/yoxd/HostSystem.h"
 #include "host/yoxd/Journal.h"
-#include "host/yoxd/OperatingSystem.h"
 #include "host/yoxd/StatusRequest.h"
 #include "host/yoxd/Text.h"
 #include "host/yoxd/windows/Access.h"

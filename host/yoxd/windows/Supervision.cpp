@@ -1,6 +1,6 @@
 #include <utility>
 
-#include "host/yoxd/OperatingSystem.h"
+#include "host/yoxd/HostSystem.h"
 #include "host/yoxd/windows/ServiceControl.h"
 
 namespace yoxd {

@@ -1,4 +1,4 @@
-#include "host/yoxd/OperatingSystem.h"
+#include "host/yoxd/HostSystem.h"
 
 // clang-format off
 #include <winsock2.h>  // before windows.h

@@ -3,7 +3,7 @@
 #include <array>
 #include <string>
 
-#include "host/yoxd/OperatingSystem.h"
+#include "host/yoxd/HostSystem.h"
 #include "host/yoxd/windows/ServiceControl.h"
 
 namespace yoxd {
