@@ -158,15 +158,20 @@ class Days(Connected):
         self.device.write_text(json.dumps(profile))
         self.client.publish("yox/content/editor", json.dumps(
             {"filters": [{"date_function": "2026-03-01|28|linear", "value": "true"}, {"default": "false"}]}), retained=True)
-        self.start("--clock-speed", "345600")  # four days a second
+        self.start("--clock-speed", "1000000")  # eleven days a second
         self.wait_connected()
-        def decisions(count):
-            return wait_for(lambda: self.status.json()["decisions"] >= count, f"{count} decisions")
-        decisions(15)
-        before = self.memory()
-        decisions(30)
+        folder = self.state / "State"
+        def after(days):
+            """Memory and files after so many days, each of which has a decision."""
+            wait_for(lambda: self.status.json()["decisions"] >= days, f"{days} decisions", 4 * LIMIT)
+            return self.memory(), sum(file.stat().st_size for file in folder.rglob("*")
+                                      if file.is_file() and "Logs" not in file.parts)
+        # A day a minute: what would be eight hours, and one before.
+        memory, files = after(60)
+        later, files_later = after(60 + 480)
+        self.assertLess(files_later - files, 4_096)
         if not Service.is_sanitized():
-            self.assertLess(self.memory() - before, 2_048)  # KiB
+            self.assertLess(later - memory, 2_048)  # KiB
 
 
 if __name__ == "__main__":
