@@ -66,8 +66,8 @@ if(WIN32)
   # The licences of what is linked into the programs or is beside them, as Debian's packages state them.
   set(notices ${PROJECT_BINARY_DIR}/THIRD-PARTY.txt)
   file(WRITE ${notices} "Licences of the libraries that this archive contains.\n")
-  foreach(package libjsoncpp-dev libspdlog-dev libfmt-dev libpugixml-dev libcli11-dev mingw-w64-x86-64-dev
-                  g++-mingw-w64-x86-64-posix)
+  foreach(package libjsoncpp-dev libspdlog-dev libfmt-dev libpugixml-dev libcli11-dev libssl-dev libmosquitto-dev
+                  libcurl4-openssl-dev mingw-w64-x86-64-dev g++-mingw-w64-x86-64-posix)
     if(EXISTS /usr/share/doc/${package}/copyright)
       file(READ /usr/share/doc/${package}/copyright text)
       file(APPEND ${notices} "\n\n==== ${package} ====\n\n${text}")
