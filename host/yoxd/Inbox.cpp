@@ -22,15 +22,20 @@ std::size_t SizeOf(const Received& message) { return kOverhead + message.payload
 }  // namespace
 
 Inbox::Inbox(StateFolder& folder) : folder_(folder) {
-  Load();
+  const bool whole = Load();
   waiting_ = messages_.begin();
-  Compact();
+  // What is added after an interrupted line would be part of it.
+  if (whole) {
+    Compact();
+  } else {
+    Rewrite();
+  }
 }
 
 // The lines are messages, {"number", "packet", "topic", "payload"}; numbers of handled ones,
 // {"handled": [...]}; and what is remembered of messages that are not needed any more, {"packet",
 // "fingerprint"}.
-void Inbox::Load() {
+bool Inbox::Load() {
   const std::string text = folder_.Read(kFile).value_or("");
   std::size_t begin = 0;
   // A line without its end is one whose writing was interrupted.
@@ -61,6 +66,7 @@ void Inbox::Load() {
     }
   }
   file_bytes_ = text.size();
+  return begin == text.size();
 }
 
 void Inbox::Remember(const Received& message) {
@@ -114,6 +120,10 @@ void Inbox::Handled(const std::vector<std::uint64_t>& numbers) {
 
 void Inbox::Compact() {
   if (lines_ < kMostLines + 2 * messages_.size() && file_bytes_ < kMostBytes + 2 * bytes_) return;
+  Rewrite();
+}
+
+void Inbox::Rewrite() {
   std::string text;
   std::size_t lines = 0;
   for (const Redeliveries::Entry& entry : recent_) {

