@@ -100,7 +100,7 @@ class Installing(Managed):
         self.assertIn("--service is for the service manager", run(Service.YOXD, "--service", code=2).stderr)
 
 
-class Asking(Managed):
+class AskingThroughAPipe(Managed):
     def test_one_service_has_a_pipe(self):
         self.configure(status_socket=r"\\.\pipe\yoxd-test-" + self.folder.name)
         self.start()
