@@ -119,11 +119,13 @@ class Parser {
       const std::size_t begin = at_;
       if (Current() != '"') FailExpecting(object.empty() ? "a key or \"}\"" : "a key");
       const std::string key = String();
-      if (object.isMember(key)) Fail(begin, "the key " + Quoted(key) + " is given twice");
+      const Json::ArrayIndex members = object.size();
+      Json::Value& member = object[key];
+      if (object.size() == members) Fail(begin, "the key " + Quoted(key) + " is given twice");
       SkipSpace();
       if (!Take(':')) FailExpecting("\":\"");
       SkipSpace();
-      object[key] = Value(depth);
+      member = Value(depth);
       SkipSpace();
       if (Take('}')) return object;
       if (!Take(',')) FailExpecting("\",\" or \"}\"");
@@ -146,19 +148,20 @@ class Parser {
   }
 
   std::string String() {
+    const auto is_plain = [](char letter) {
+      return letter != '"' && letter != '\\' && static_cast<unsigned char>(letter) >= 0x20;
+    };
     std::string string;
-    for (Take('"'); !Take('"');) {
+    Take('"');
+    while (true) {
+      const std::size_t begin = at_;
+      while (at_ < text_.size() && is_plain(text_[at_])) ++at_;
+      string += text_.substr(begin, at_ - begin);
+      if (Take('"')) return string;
       if (AtEnd()) Fail(at_, "a string without an end");
-      if (static_cast<unsigned char>(Current()) < 0x20) {
-        Fail(at_, "a control character in a string");
-      }
-      if (Current() == '\\') {
-        AppendUtf8(string, Escape());
-      } else {
-        string += text_[at_++];
-      }
+      if (Current() != '\\') Fail(at_, "a control character in a string");
+      AppendUtf8(string, Escape());
     }
-    return string;
   }
 
   char32_t Escape() {
