@@ -4,10 +4,15 @@
 #include <algorithm>
 #include <iostream>
 #include <string>
+#include <vector>
 
 #include "yox/base/Json.h"
 #include "yox/base/StrictJson.h"
+#include "yox/decision/FactsDocument.h"
+#include "yox/decision/FilterDocument.h"
+#include "yox/decision/FleetLint.h"
 #include "yox/decision/Lint.h"
+#include "yox/decision/PreparedDevice.h"
 
 #include "tests/support/SchemaPaths.h"
 
@@ -29,28 +34,43 @@ bool IsAt(const LintFinding& finding, const Json::Value& planted) {
                                planted["criterion"].asString());
 }
 
-TEST(LintCorpus, NearlyAllPlantedMistakesAreFoundAtTheirPlace) {
+// What is found in a list, with the devices beside it if there are any.
+std::vector<LintFinding> FindingsIn(const Json::Value& row) {
+  const std::string document = yox::JsonText(row["list"]);
+  const ApplicabilityFilter list = yox::decision::ReadFilterDocument(document);
+  yox::decision::FleetLint fleet(list);
+  for (const Json::Value& facts : row["facts"]) {
+    const yox::decision::PreparedDevice device(yox::decision::ReadFacts(yox::JsonText(facts)));
+    const yox::decision::Question question;
+    yox::decision::PreparedFacts prepared(device, question);
+    yox::decision::FleetLint::Tally tally(fleet);
+    tally.Add(prepared);
+    fleet.Add(tally);
+  }
+  return LintDocument(document, kToday, yox::decision::kLintEffort, fleet.Findings());
+}
+
+TEST(LintCorpus, PlantedMistakesAreFoundAtTheirPlace) {
   const Json::Value lists = yox::ParseDocument(CheckoutFile("tests/corpora/lint-planted.json"));
-  ASSERT_EQ(lists.size(), 60U);
-  int found = 0;
+  ASSERT_GE(lists.size(), 60U);
+  Json::ArrayIndex found = 0;
   for (const Json::Value& planted : lists) {
-    const auto findings = LintDocument(yox::JsonText(planted["list"]), kToday);
+    const auto findings = FindingsIn(planted);
     if (std::ranges::any_of(findings, [&](const auto& one) { return IsAt(one, planted); })) {
       ++found;
     } else {
       std::cout << "not found: " << planted["mistake"].asString() << "\n";
     }
   }
-  std::cout << found << " of 60 planted mistakes found\n";
-  // A slip in a maker's name, and a version that no system has yet, need facts of devices.
-  EXPECT_EQ(found, 58);
+  std::cout << found << " of " << lists.size() << " planted mistakes found\n";
+  EXPECT_EQ(found, lists.size());
 }
 
 TEST(LintCorpus, OfRightListsNothingIsSaid) {
   const Json::Value lists = yox::ParseDocument(CheckoutFile("tests/corpora/lint-right.json"));
-  ASSERT_EQ(lists.size(), 40U);
+  ASSERT_GE(lists.size(), 40U);
   for (const Json::Value& right : lists) {
-    for (const LintFinding& finding : LintDocument(yox::JsonText(right["list"]), kToday)) {
+    for (const LintFinding& finding : FindingsIn(right)) {
       if (!finding.allowed) ADD_FAILURE() << right["what"].asString() << ": " << MessageOf(finding);
     }
   }

@@ -9,8 +9,11 @@
 
 #include "yox/applicability/TestEvaluator.h"
 #include "yox/base/String.h"
+#include "yox/decision/FactsDocument.h"
 #include "yox/decision/FilterDocument.h"
+#include "yox/decision/FleetLint.h"
 #include "yox/decision/Lint.h"
+#include "yox/decision/PreparedDevice.h"
 #include "yox/decision/Vocabulary.h"
 #include "yox/platform/simulated/DeviceProfileReader.h"
 #include "yox/platform/simulated/SimulatedDevice.h"
@@ -111,13 +114,13 @@ const TextRow kTextRows[] = {
     {"NoKey", "tag", "!", "empty-alternative \"!\""},
     {"AnyTag", "tag", "*", ""},
     {"NegatedAlternatives", "country", "!US,!CA", "covering-alternatives \"!CA\""},
-    {"OneNegated", "country", "!US,CA", ""},
+    {"OneNegated", "country", "!US,CA", "superfluous \"CA\""},
     {"NegatedAndItsPart", "model", "FA14*,!FA14-2210", "covering-alternatives \"!FA14-2210\""},
-    {"NegatedAndOther", "model", "FA16*,!FA14-2210", ""},
+    {"NegatedAndOther", "model", "FA16*,!FA14-2210", "superfluous \"!FA14-2210\""},
     {"NegatedBeginnings", "model", "!FA14*,!FA16*", "covering-alternatives \"!FA16*\""},
-    {"NegatedNested", "model", "!FA14*,!FA14-2*", ""},
+    {"NegatedNested", "model", "!FA14*,!FA14-2*", "superfluous \"!FA14-2*\""},
     {"NegatedEnds", "model", "!*10,!*00", "covering-alternatives \"!*00\""},
-    {"NegatedEndInOther", "model", "!*210,!*10", ""},
+    {"NegatedEndInOther", "model", "!*210,!*10", "superfluous \"!*10\""},
     {"NegatedVersions", "os_version", "!10.0,!10.1", "covering-alternatives \"!10.1\""},
     {"NegatedVersion", "os_version", "!10.0", ""},
     {"VersionsFromAndTo", "os_version", ">=10.0,<11.0", "covering-alternatives \"<11.0\""},
@@ -126,6 +129,33 @@ const TextRow kTextRows[] = {
     {"VersionsWithoutOne", "version", "<2.0,>2.0", ""},
     {"InstalledOrNot", "installed_items", "Editor,!editor", "covering-alternatives \"!editor\""},
     {"InstalledAndOther", "installed_items", "Editor,!Viewer", ""},
+    {"Twice", "country", "US,CA,us", "superfluous \"us\""},
+    {"PartOfAPattern", "model", "FA14,FA*", "superfluous \"FA*\""},
+    {"OverlappingPatterns", "model", "FA*,*14", ""},
+    {"TwoVersionsFrom", "os_version", ">=10.0.19041,>=10.0.22000", "superfluous \">=10.0.22000\""},
+    {"TagTwice", "tag", "Ring|beta,Ring", "superfluous \"Ring\""},
+    {"TagsOfOneBeginning", "tag", "Ring|b*,Ring|*a", ""},
+    {"ItemTwice", "installed_items", "Editor|>=7.0,Editor|>=8.0", "superfluous \"Editor|>=8.0\""},
+    {"OneLetter", "model", "FA1?", "wildcard \"FA1?\""},
+    {"Expression", "model", "FA.*", "wildcard \"FA.*\""},
+    {"DotOfAName", "mfr", "Contoso Ltd.*", ""},
+    {"Anchored", "mfr", "^Contoso", "wildcard \"^Contoso\""},
+    {"AnchoredAtTheEnd", "family", "Falcon$", "wildcard \"Falcon$\""},
+    {"Percent", "model", "FA%", "wildcard \"FA%\""},
+    {"PercentInside", "model", "FA%14", ""},
+    {"Letters", "sku", "F[12]4", "wildcard \"F[12]4\""},
+    {"OpenBracket", "sku", "F[14", ""},
+    {"FormOfCompany", "mfr", "Contoso, Inc.", "comma-in-name \"Inc.\""},
+    {"TwoFormsOfCompany", "mfr", "Contoso,Co. Ltd.*", "comma-in-name \"Co. Ltd.*\""},
+    {"OtherCompany", "mfr", "Contoso,Incubus", ""},
+    {"ModelsWithABar", "model", "FA14|FA15", "separator \"FA14|FA15\""},
+    {"MakersWithSemicolons", "mfr", "Contoso;Fabrikam", "separator \"Contoso;Fabrikam\""},
+    {"YearOfTwoDigits", "date_range", "26-03-01|*", "date-year \"26-03-01\""},
+    {"FirstYear", "date_range", "1900-01-01|2026-12-31", ""},
+    {"YearOfTwoDigitsOfARollout", "date_function", "26-03-01|14|linear",
+     "date-year \"26-03-01\", rollout-over \"26-03-01|14|linear\""},
+    {"DataInHexadecimal", "registry", "HKLM\\A:B|0x1", "registry-number \"0x1\""},
+    {"DataWithItsType", "registry", "HKLM\\A:B|REG_DWORD 1", "registry-number \"REG_DWORD 1\""},
     {"EveryText", "mfr", "*", "always-holds \"*\""},
     {"AnySubscription", "device_subscription", "*", ""},
     {"EveryVersion", "version", ">=0.0", "always-holds \">=0.0\""},
@@ -140,7 +170,7 @@ const TextRow kTextRows[] = {
     {"CountryByItsName", "country", "new zealand", "country-unknown \"new zealand\""},
     {"KingdomsTwoLetters", "country", "!UK", "country-unknown \"UK\""},
     {"NoCountrysBeginning", "country", "USA*", "country-unknown \"USA\""},
-    {"CountryOfTwoLetters", "country", "gb,!US,XK", ""},
+    {"CountryOfTwoLetters", "country", "gb,US,XK", ""},
     {"CountriesBySemicolon", "country", "US;CA", "separator \"US;CA\""},
     {"CountriesByBar", "country", "US|CA", "separator \"US|CA\""},
     {"CountriesByBlank", "country", "US CA", "separator \"US CA\""},
@@ -156,7 +186,8 @@ const TextRow kTextRows[] = {
     {"NoEnclosure", "enclosure", "Notbook", "enclosure-unknown \"Notbook\""},
     {"EnclosuresByBar", "enclosure", "Notebook|Laptop", "separator \"Notebook|Laptop\""},
     {"NoEnclosuresBeginning", "enclosure", "Net*", "enclosure-unknown \"Net\""},
-    {"Enclosures", "enclosure", "laptop,!All in One,*Notebook", ""},
+    {"Enclosures", "enclosure", "laptop,All in One,*Notebook", ""},
+    {"EnclosuresAndAllButOne", "enclosure", "laptop,!All in One", "superfluous \"!All in One\""},
     {"SubscriptionByName", "device_subscription", "Contoso", "subscription-form \"Contoso\""},
     {"SubscriptionOfGuid", "device_subscription",
      "1b4e28ba-2fa1-11d2-883f-0016d3cca427,{1B4E28BA-2FA1-11D2-883F-0016D3CCA427}", ""},
@@ -371,6 +402,14 @@ const ListRow kListRows[] = {
      "[1]:1:21 default-and-criteria"},
     {"DefaultAndBlank", "[{'country': 'US'}, {'country': ' ', 'default': 'false'}]",
      "[1]:1:34 blank-text"},
+    {"RolloutAfterTheWindow",
+     "[{'date_range': '2026-03-01|2026-03-31', 'date_function': '2026-04-01|14|linear'}, "
+     "{'default': 'false'}]",
+     "[0]:1:60 rollout-outside"},
+    {"RolloutOnTheLastDay",
+     "[{'date_range': '2026-03-01|2026-03-31', 'date_function': '2026-03-31|14|linear'}, "
+     "{'default': 'false'}]",
+     ""},
     {"DetailsOfRelations", "[{'country': '!US, !CA', 'value': 'false'}, {'country': 'US'}]",
      "[0]:1:20 covering-alternatives (with \"!US\"); "
      "[1]:1:45 unreachable (filter [0] decides for every device)"},
@@ -421,6 +460,7 @@ const FixRow kFixRows[] = {
     {"Bitness", "os_bitness", "x64", "64"},
     {"Enclosure", "enclosure", "Notbook", "Notebook"},
     {"HardwareId", "hardware_id", "ven_8086&dev_7d45", "PCI\\ven_8086&dev_7d45"},
+    {"ModelsWithABar", "model", "FA14|FA15", "FA14,FA15"},
     {"Tag", "tag", "A,Ring: beta", "A,Ring|beta"},
     {"Comparison", "tag", "Ring>=5", "Ring|>=5"},
     {"Window", "date_range", "2026-05-01|2026-04-30", "2026-04-30|2026-05-01"},
@@ -441,7 +481,10 @@ TEST(LintRules, EachIsFoundByARow) {
       found.insert(finding.rule);
     }
   }
-  for (const LintRuleRow& rule : kLintRules) EXPECT_TRUE(found.contains(rule.rule)) << rule.id;
+  for (const LintRuleRow& rule : kLintRules) {
+    if (rule.rule == LintRule::kNoDevice) continue;  // FleetLintTest.cpp
+    EXPECT_TRUE(found.contains(rule.rule)) << rule.id;
+  }
 }
 
 std::string InTable(std::string_view text) {
@@ -477,13 +520,30 @@ std::vector<std::string> Examples(std::string_view section, std::string_view kin
   return examples;
 }
 
+// What no device of the fleet that the page describes has.
+std::vector<LintFinding> FleetFindings(const std::string& document) {
+  const ApplicabilityFilter list = yox::decision::ReadFilterDocument(document);
+  yox::decision::FleetLint lint(list);
+  const yox::decision::PreparedDevice device(
+      yox::decision::ReadFacts(R"({"mfr": "Contoso Ltd.", "tags": {"Ring": "beta"}})"));
+  const yox::decision::Question question;
+  yox::decision::PreparedFacts facts(device, question);
+  yox::decision::FleetLint::Tally tally(lint);
+  tally.Add(facts);
+  lint.Add(tally);
+  return lint.Findings();
+}
+
 // What is found in an example: a list, or one member of a filter.
-std::vector<LintFinding> FindingsInExample(const std::string& example) {
-  return LintDocument(example.starts_with('[') ? example
-                                               : "[{\"model\": \"A1\", \"value\": \"false\"}, "
-                                                 "{\"model\": \"A2\"}, {" +
-                                                     example + "}]",
-                      kToday);
+std::vector<LintFinding> FindingsInExample(const std::string& example, LintRule rule) {
+  const std::string document = example.starts_with('[')
+                                   ? example
+                                   : "[{\"model\": \"A1\", \"value\": \"false\"}, "
+                                     "{\"model\": \"A2\"}, {" +
+                                         example + "}]";
+  return LintDocument(
+      document, kToday, yox::decision::kLintEffort,
+      rule == LintRule::kNoDevice ? FleetFindings(document) : std::vector<LintFinding>());
 }
 
 TEST(LintRules, ThePagesExamplesAreFoundAndTheRightOnesAreNot) {
@@ -499,12 +559,12 @@ TEST(LintRules, ThePagesExamplesAreFoundAndTheRightOnesAreNot) {
     EXPECT_FALSE(right.empty()) << rule.id;
     for (const std::string& example : wrong) {
       EXPECT_TRUE(
-          std::ranges::any_of(FindingsInExample(example),
+          std::ranges::any_of(FindingsInExample(example, rule.rule),
                               [&](const auto& finding) { return finding.rule == rule.rule; }))
           << rule.id << example;
     }
     for (const std::string& example : right) {
-      std::vector<LintFinding> findings = FindingsInExample(example);
+      std::vector<LintFinding> findings = FindingsInExample(example, rule.rule);
       std::erase_if(findings, [](const LintFinding& finding) { return finding.allowed; });
       EXPECT_EQ(Named(findings), "") << rule.id << example;
     }

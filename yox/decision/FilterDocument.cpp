@@ -9,6 +9,7 @@
 #include "yox/base/Json.h"
 #include "yox/base/StrictJson.h"
 #include "yox/base/String.h"
+#include "yox/decision/FilterReading.h"
 
 namespace yox::decision {
 namespace {
@@ -41,7 +42,10 @@ ApplicabilityFilter ReadList(const JsonNode& node) {
 }  // namespace
 
 ApplicabilityFilter ReadFilterDocument(std::string_view utf8) {
-  const Json::Value document = ParseDocument(utf8);
+  return ReadParsedFilterDocument(ParseDocument(utf8), utf8);
+}
+
+ApplicabilityFilter ReadParsedFilterDocument(const Json::Value& document, std::string_view utf8) {
   const JsonNode root(document, utf8);
   if (document.isArray()) return ReadList(root);
   root.Require(document.isObject(), "an object or an array");

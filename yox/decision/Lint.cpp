@@ -12,7 +12,7 @@
 #include "yox/base/String.h"
 #include "yox/decision/CompiledList.h"
 #include "yox/decision/Criteria.h"
-#include "yox/decision/FilterDocument.h"
+#include "yox/decision/FilterReading.h"
 #include "yox/decision/Implications.h"
 #include "yox/decision/LintCriteria.h"
 
@@ -35,6 +35,7 @@ class ListLint {
       for (const auto& step : list_.Steps(program)) {
         LintCriterion(list_, program, step, index_, today_, effort_, findings_);
       }
+      Outside(program);
       Follow(program);
       ++index_;
     }
@@ -75,6 +76,26 @@ class ListLint {
       const WString& text = program.filter->View(field);
       if (!text.empty() && !program.filter->IsSet(field)) Whole(kBlankText, field, text);
     }
+  }
+
+  // A roll-out that begins after the filter's window.
+  void Outside(const Program& program) {
+    const DateRange* range = nullptr;
+    const CompiledList::Step* rollout = nullptr;
+    for (const auto& step : list_.Steps(program)) {
+      if (step.field == FilterField::date_range) range = &list_.Range(step);
+      if (step.field == FilterField::date_function) rollout = &step;
+    }
+    if (range == nullptr || rollout == nullptr || range->open_end || !range->has_two_pieces) return;
+    const auto& end = range->end;
+    const bool is_day = end.has_three_pieces && std::ranges::all_of(end.fields, [](const auto& f) {
+                          return f.status == String::IntegerStatus::kOk;
+                        });
+    if (!is_day) return;
+    const LocalDate last{end.fields[0].number, end.fields[1].number, end.fields[2].number};
+    if (list_.RolloutOf(*rollout).start.CompareTo(last).value_or(0) <= 0) return;
+    Whole(kRolloutOutside, FilterField::date_function,
+          program.filter->View(FilterField::date_function));
   }
 
   void Whole(LintRule rule, FilterField field, const WString& text, std::string detail = {}) {
@@ -278,10 +299,17 @@ std::vector<LintFinding> Lint(const ApplicabilityFilter& list, const LocalDate& 
 }
 
 std::vector<LintFinding> LintDocument(std::string_view utf8, const LocalDate& today,
-                                      std::uint32_t effort) {
-  const ApplicabilityFilter list = ReadFilterDocument(utf8);
-  std::vector<LintFinding> findings = ListLint(*list.snapshot(), today, effort).Run();
+                                      std::uint32_t effort, std::vector<LintFinding> more) {
   const Json::Value document = ParseDocument(utf8);
+  const ApplicabilityFilter list = ReadParsedFilterDocument(document, utf8);
+  std::vector<LintFinding> findings = ListLint(*list.snapshot(), today, effort).Run();
+  std::erase_if(more, [&](const LintFinding& one) {
+    return std::ranges::any_of(findings, [&](const LintFinding& other) {
+      return one.filter == other.filter && one.field == other.field &&
+             one.offset <= other.offset + other.length && other.offset <= one.offset + one.length;
+    });
+  });
+  std::ranges::move(more, std::back_inserter(findings));
   const Json::Value& filters = document.isArray() ? document : document["filters"];
   Allowances allowances(document, filters);
   allowances.Apply(findings);

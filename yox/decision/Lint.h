@@ -57,9 +57,12 @@ inline constexpr std::uint32_t kLintEffort = 5'000'000;
 YOX_API std::vector<LintFinding> Lint(const ApplicabilityFilter& list, const LocalDate& today);
 
 // The same for a filter document, with the places, and with what its comments allow: those of a
-// filter there, that of the document everywhere. Throws DocumentError as ReadFilterDocument.
+// filter there, that of the document everywhere. `more` are findings of the same list, as those of
+// a FleetLint; one whose text another finding is about is left out. Throws DocumentError as
+// ReadFilterDocument.
 YOX_API std::vector<LintFinding> LintDocument(std::string_view utf8, const LocalDate& today,
-                                              std::uint32_t effort = kLintEffort);
+                                              std::uint32_t effort = kLintEffort,
+                                              std::vector<LintFinding> more = {});
 
 // "country: "a*b": a `*` that is at no end matches every value (DETAIL)", one line of UTF-8.
 YOX_API std::string MessageOf(const LintFinding& finding);

@@ -1,6 +1,7 @@
 #include "yox/decision/LintCriteria.h"
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <string>
 #include <utility>
@@ -64,7 +65,7 @@ class CriterionLint {
     CheckPieces([&](WStringView piece) {
       Alternative(piece);
       const TextPattern pattern = TextPattern::Parse(piece);
-      if (Word(pattern)) return;
+      if (Word(pattern) || OtherSyntax(pattern, String::Trimmed(piece))) return;
       const auto values = KnownValues(field_);
       const bool known = values.empty() || std::ranges::any_of(values, [&](WStringView value) {
                            return pattern.Matches(value);
@@ -88,6 +89,7 @@ class CriterionLint {
     if (field_ != FilterField::tag) return Covered(terms);
     Related(kContradictingTerms, terms,
             [](const auto& a, const auto& b) { return Contradict(a, b); });
+    Superfluous(terms);
   }
 
   void Range(const LocalDate& today) {
@@ -229,6 +231,46 @@ class CriterionLint {
     }
     return pattern.form == TextPattern::Form::kEqual ? WholeWord(pattern.text)
                                                      : PartOfWord(pattern);
+  }
+
+  // Checks a pattern of free text for what other languages have. Returns whether it was reported.
+  bool OtherSyntax(const TextPattern& pattern, WStringView written) {
+    const bool is_maker = field_ == FilterField::mfr;
+    const bool is_product =
+        field_ == FilterField::family || field_ == FilterField::model || field_ == FilterField::sku;
+    if (!is_maker && !is_product) return false;
+    if (const std::string commas = WithCommas(pattern.text); !commas.empty()) {
+      Report(kSeparator, pattern.text);
+      return Fix(commas);
+    }
+    if (is_maker && written.data() != text_.data() && IsFormOfCompany(written)) {
+      Report(kCommaInName, written);
+      return true;
+    }
+    // A maker's name may end with a dot: `Contoso Ltd.*`.
+    const bool dot_star = is_product && written.find(".*"_wv) != WStringView::npos;
+    const bool anchored = pattern.text.starts_with('^') || pattern.text.ends_with('$');
+    const bool of_sql = pattern.text.starts_with('%') || pattern.text.ends_with('%');
+    const bool one_letter = pattern.text.find(WChar{'?'}) != WStringView::npos;
+    const std::size_t open = pattern.text.find(WChar{'['});
+    const bool set =
+        open != WStringView::npos && pattern.text.find(WChar{']'}, open) != WStringView::npos;
+    if (!dot_star && !anchored && !of_sql && !one_letter && !set) return false;
+    Report(kWildcard, written);
+    return true;
+  }
+
+  // "Inc.", "Co. Ltd".
+  static bool IsFormOfCompany(WStringView written) {
+    constexpr std::array kForms = {"inc"_wv, "ltd"_wv,  "llc"_wv,     "gmbh"_wv,        "co"_wv,
+                                   "ag"_wv,  "corp"_wv, "coltd"_wv,   "corporation"_wv, "sa"_wv,
+                                   "bv"_wv,  "plc"_wv,  "limited"_wv, "kg"_wv,          "oy"_wv};
+    WString letters;
+    for (const WChar unit : written) {
+      if (unit != '.' && unit != '*' && !String::IsWhiteSpace(unit)) letters += unit;
+    }
+    return std::ranges::any_of(
+        kForms, [&](WStringView form) { return String::CaseInsesitiveEqual(letters, form); });
   }
 
   bool WholeWord(WStringView word) {
@@ -456,7 +498,12 @@ class CriterionLint {
       return false;
     }
     for (const IntegerText& field : date.fields) Cut(field.text);
-    if (!IsRealDay(date)) Report(kDateImpossible, date.text);
+    constexpr int kFirstYear = 1900;
+    if (!IsRealDay(date)) {
+      Report(kDateImpossible, date.text);
+    } else if (date.fields[0].number < kFirstYear) {
+      Report(kDateYear, date.text);
+    }
     return true;
   }
 
@@ -470,7 +517,9 @@ class CriterionLint {
     RegistryPath(path);
     if (String::Trimmed(requirement.data).empty()) return;
     Pattern(requirement.data);
-    if (StartsComparison(String::Trimmed(requirement.data))) {
+    const WString data = String::ToLower(String::Trimmed(requirement.data));
+    if (StartsComparison(data) || data.starts_with("0x"_wv) || data.starts_with("dword:"_wv) ||
+        data.starts_with("reg_"_wv)) {
       Report(kRegistryNumber, requirement.data);
     }
   }
@@ -517,6 +566,15 @@ class CriterionLint {
     });
     if (always) return;
     Related(kCoveringAlternatives, all, [](const auto& a, const auto& b) { return Cover(a, b); });
+    Superfluous(all);
+  }
+
+  // Unless something else is wrong with the criterion, which may explain it.
+  template <class Requirement>
+  void Superfluous(std::span<const Requirement> all) {
+    if (findings_.size() != first_) return;
+    Related(kSuperfluous, all,
+            [](const auto& a, const auto& b) { return Implies(a, b) || Implies(b, a); });
   }
 
   // The first piece that is so related to one before it.
