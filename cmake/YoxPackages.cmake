@@ -39,6 +39,9 @@ if(TARGET yoxctl AND NOT CMAKE_CROSSCOMPILING)
   install(FILES ${reference}/zsh DESTINATION ${data}/zsh/vendor-completions RENAME _yoxctl COMPONENT tools)
   install(FILES ${reference}/fish DESTINATION ${data}/fish/vendor_completions.d RENAME yoxctl.fish COMPONENT tools)
 endif()
+if(TARGET yoxctl) # for editors
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/schemas DESTINATION ${CMAKE_INSTALL_DATADIR}/yox COMPONENT tools)
+endif()
 
 # ---- CPack ----
 

@@ -29,11 +29,6 @@ void Collect(const Json::Value& root, const Json::Value& schema, const std::stri
   Collect(root, schema["additionalProperties"], path + ".*", paths);
   Collect(root, schema["items"], path + "[*]", paths);
   for (const char* const branch : {"then", "else"}) Collect(root, schema[branch], path, paths);
-  for (const char* const alternatives : {"oneOf", "anyOf"}) {
-    for (const Json::Value& alternative : schema[alternatives]) {
-      Collect(root, alternative, path, paths);
-    }
-  }
 }
 
 }  // namespace

@@ -41,7 +41,7 @@ void AddPaths(const Json::Value& value, const std::string& above, std::vector<st
 // The schema of one key of a document, in whichever alternative has it.
 Json::Value SchemaOf(const PayloadDocument& document, const char* key) {
   const Json::Value schema = yox::ParseDocument(yox_test::CheckoutFile(kInternal));
-  for (const Json::Value& alternative : schema["anyOf"]) {
+  for (const Json::Value& alternative : schema["$defs"]) {
     const Json::Value& wrapped = alternative["properties"];
     const Json::Value& keys =
         document.wrapper != nullptr ? wrapped[document.wrapper]["properties"] : wrapped;
