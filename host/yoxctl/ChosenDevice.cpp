@@ -54,11 +54,12 @@ yox::platform::DeviceProfile ProfileAt(const std::string& text,
 
 }  // namespace
 
+yox::platform::DeviceProfile::ClockSection ClockAt(const std::string& now) {
+  return *ProfileAt("{}", now).clock;
+}
+
 yox::LocalDate Today(const GlobalOptions& options) {
-  if (options.now) {
-    yox::platform::SimulatedDevice moment(ProfileAt("{}", options.now));
-    return moment.clock().ToLocalDate(moment.clock().Now());
-  }
+  if (options.now) return ClockAt(*options.now).now->date;
   const ChosenDevice device(options);
   const auto& clock = yox::platform::Platform::Get().clock();
   return clock.ToLocalDate(clock.Now());
@@ -76,9 +77,6 @@ ChosenDevice::ChosenDevice(const GlobalOptions& options) {
 ChosenDevice::~ChosenDevice() { yox::platform::Platform::Get().registry().OnFailure({}); }
 
 void ChosenDevice::Install(const GlobalOptions& options) {
-  if (options.now && !options.device) {
-    throw Refusal("--now: this machine's clock is not set: it needs --device");
-  }
   std::filesystem::path folder;
   if (options.state_dir) folder = StateFolder(*options.state_dir);
   if (options.device) {
@@ -92,6 +90,10 @@ void ChosenDevice::Install(const GlobalOptions& options) {
   } else if (options.state_dir) {
     // The machine's files determine their place at the first access.
     SetVariable("YOX_STATE_DIR", PathText(folder));
+  }
+  if (options.now && !options.device) {
+    machine_.emplace(*options.now);
+    installed_.emplace(*machine_);
   }
 }
 

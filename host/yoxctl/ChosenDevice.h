@@ -8,6 +8,8 @@
 #include "yox/platform/simulated/SimulatedDevice.h"
 
 #include "host/yoxctl/CommandLine.h"
+#include "host/yoxctl/Inputs.h"
+#include "host/yoxctl/MachineAtMoment.h"
 #include "host/yoxctl/Output.h"
 
 namespace yoxctl {
@@ -23,12 +25,15 @@ auto Named(const std::string& argument, Read read) {
   }
 }
 
-// Returns `read(text)` for the text of the file that an argument names. Throws Refusal with the
-// argument and what is wrong with the document.
+// Returns `read(text)` for the text of the file that an argument names, "-" for standard input.
+// Throws Refusal with the argument and what is wrong with the document.
 template <class Read>
 auto ReadNamed(const std::string& argument, Read read) {
-  return Named(argument, [&] { return read(yox::ReadDocumentFile(PathOf(argument))); });
+  return Named(argument, [&] { return read(ReadInput(argument)); });
 }
+
+// Reads the argument of --now: its `now` is set. Throws Refusal.
+yox::platform::DeviceProfile::ClockSection ClockAt(const std::string& now);
 
 // Returns the day that --now names, or else the chosen device's.
 yox::LocalDate Today(const GlobalOptions& options);
@@ -49,6 +54,7 @@ class ChosenDevice {
   void Install(const GlobalOptions& options);
 
   std::optional<yox::platform::SimulatedDevice> simulated_;
+  std::optional<MachineAtMoment> machine_;  // with --now and without --device
   std::optional<yox::platform::ScopedPlatform> installed_;
 };
 

@@ -165,12 +165,13 @@ int Parse(CLI::App& app, std::vector<std::string> arguments) {
 }
 
 void CheckFormat(const std::string& format, const Command& command) {
-  std::string known = "text,json";
-  for (const std::string& one : command.formats) known += "," + one;
-  if (format == "text" || format == "json" || std::ranges::count(command.formats, format) != 0) {
-    return;
-  }
-  throw Refusal("--format: " + NameOf(format) + " not in {" + known + "}" + kSeeHelp);
+  std::vector<std::string> known = {"text", "json"};
+  known.insert(known.end(), command.formats.begin(), command.formats.end());
+  if (std::ranges::count(known, format) != 0) return;
+  std::string names;
+  for (const std::string& one : known) names += (names.empty() ? "" : ",") + one;
+  throw Refusal("--format: " + NameOf(format) + " not in {" + names + "}" +
+                yox::DidYouMean(format, known) + kSeeHelp);
 }
 
 int RunOrThrow(std::vector<std::string> arguments) {
@@ -193,8 +194,7 @@ int RunOrThrow(std::vector<std::string> arguments) {
        .initial = "text"},
       {.name = "--now",
        .type = "DATETIME",
-       .help = "The moment of a simulated device, and today for lint: 2026-03-01 or "
-               "2026-03-01T12:00:00",
+       .help = "The moment instead of the device's clock: 2026-03-01 or 2026-03-01T12:00:00",
        .target = &options.now},
       {.name = "--color",
        .type = "auto|always|never",

@@ -1,6 +1,9 @@
+#include <functional>
 #include <memory>
 #include <optional>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "yox/applicability/ApplicabilityEvaluator.h"
 #include "yox/base/Json.h"
@@ -27,7 +30,7 @@ namespace yoxctl {
 namespace {
 
 struct EvaluateOptions {
-  std::string filters;
+  std::vector<std::string> lists;
   std::optional<std::string> target_version;
   std::vector<std::string> tags;
   std::optional<std::string> facts;
@@ -58,20 +61,29 @@ Json::Value AnswerJson(const Explanation& explanation) {
   return answer;
 }
 
-int PrintAnswer(const GlobalOptions& global, bool explain, const Explanation& explanation) {
-  if (global.json) {
-    Print(yox::JsonText(explain ? ExplanationJson(explanation) : AnswerJson(explanation)));
-  } else if (explain) {
-    const Painter paint = PainterOfOutput(global.colours);
-    Print(AnswerText(explanation, paint) + ExplanationText(explanation, paint));
-  } else {
-    Print(AnswerText(explanation, Painter(false)));
-  }
-  return explanation.applies ? kDone : kNegative;
+Answer AnswerOf(const GlobalOptions& global, bool explain, const Explanation& explanation) {
+  const Painter paint = explain ? PainterOfOutput(global.colours) : Painter(false);
+  return {AnswerText(explanation, paint) + (explain ? ExplanationText(explanation, paint) : ""),
+          explain ? ExplanationJson(explanation) : AnswerJson(explanation)};
+}
+
+using Decide = std::function<Explanation(const ApplicabilityFilter& list)>;
+
+// Decides each list, and says so.
+int EvaluateEach(const GlobalOptions& global, bool explain, const std::vector<std::string>& lists,
+                 const Decide& decide) {
+  bool all_apply = true;
+  const bool readable = PrintAnswers(global, lists, [&](const std::string& name) {
+    const Explanation explanation = decide(ReadNamed(name, ReadFilterDocument));
+    all_apply = all_apply && explanation.applies;
+    return AnswerOf(global, explain, explanation);
+  });
+  if (!readable) return kRefused;
+  return all_apply ? kDone : kNegative;
 }
 
 int EvaluateOnFacts(const GlobalOptions& global, const EvaluateOptions& options,
-                    const ApplicabilityFilter& list, yox::decision::Question question) {
+                    const std::vector<std::string>& lists, yox::decision::Question question) {
   if (global.device || global.state_dir) {
     throw Refusal("--facts: the facts are the device: --device and --state-dir are not for it");
   }
@@ -79,7 +91,9 @@ int EvaluateOnFacts(const GlobalOptions& global, const EvaluateOptions& options,
   const auto facts = Named(file == kStandardInput ? "standard input" : file,
                            [text = ReadInput(file)] { return yox::decision::ReadFacts(text); });
   question.now = MomentOn(facts, "--now", global.now);
-  return PrintAnswer(global, options.explain, ExplainOn(facts, list, question));
+  return EvaluateEach(global, options.explain, lists, [&](const ApplicabilityFilter& list) {
+    return ExplainOn(facts, list, question);
+  });
 }
 
 int Evaluate(const GlobalOptions& global, const EvaluateOptions& options) {
@@ -87,19 +101,20 @@ int Evaluate(const GlobalOptions& global, const EvaluateOptions& options) {
   if (options.target_version) {
     question.target_version = Widened("--target-version", *options.target_version);
   }
-  const ApplicabilityFilter list = ReadNamed(options.filters, ReadFilterDocument);
-  if (options.facts) return EvaluateOnFacts(global, options, list, std::move(question));
+  const std::vector<std::string> lists = ExpandFolders(options.lists, IsFilterList);
+  if (options.facts) return EvaluateOnFacts(global, options, lists, std::move(question));
 
   const ChosenDevice device(global);
   PublishMachineRecord();
   const auto evaluator = ApplicabilityEvaluator::CreateWithoutTasks();
-  yox::WString* const target = question.target_version ? &*question.target_version : nullptr;
-  if (options.explain) {
-    return PrintAnswer(global, true, evaluator->Explain(list, target, question.extra_tags));
-  }
-  Explanation decided;
-  decided.applies = evaluator->IsApplicable(list, target, question.extra_tags, decided.reason);
-  return PrintAnswer(global, false, decided);
+  return EvaluateEach(global, options.explain, lists, [&](const ApplicabilityFilter& list) {
+    std::optional<yox::WString> version = question.target_version;  // which a decision may trim
+    yox::WString* const target = version ? &*version : nullptr;
+    if (options.explain) return evaluator->Explain(list, target, question.extra_tags);
+    Explanation decided;
+    decided.applies = evaluator->IsApplicable(list, target, question.extra_tags, decided.reason);
+    return decided;
+  });
 }
 
 }  // namespace
@@ -109,8 +124,8 @@ Command EvaluateCommand() {
   return {.name = "evaluate",
           .help = "Whether a filter list applies to the device, and why",
           .options = {{.name = "FILTERS.json",
-                       .help = "The filter list",
-                       .target = &options->filters,
+                       .help = "The filter lists; a directory: all below it; -: standard input",
+                       .target = &options->lists,
                        .required = true},
                       {.name = "--target-version",
                        .type = "V",

@@ -94,18 +94,18 @@ void WriteFact(Lines& lines, const Layout& layout, FilterField field, const Expl
 
   lines.To(layout.required).Write(Paint::kPlain, required);
   const bool aligned =
-      lines.column() + 2 <= layout.actual && layout.actual + Columns(actual) <= kLineColumns;
+      lines.column() + 2 <= layout.actual && layout.actual + Columns(actual) <= LineColumns();
   const std::size_t below = aligned ? layout.actual : layout.required + kIndent;
   if (!aligned) lines.NewLine();
   lines.To(below).Write(PaintOf(fact.result), actual);
   const std::size_t behind = lines.column() + 2;
   const std::size_t column = aligned ? std::max(behind, layout.origin) : behind;
-  if (column + Columns(origin) <= kLineColumns) {
+  if (column + Columns(origin) <= LineColumns()) {
     lines.To(column);
-  } else if (behind + Columns(origin) <= kLineColumns) {
+  } else if (behind + Columns(origin) <= LineColumns()) {
     lines.To(behind);
   } else {
-    lines.NewLine().To(below + kNarrow <= kLineColumns ? below : layout.required + kIndent);
+    lines.NewLine().To(below + kNarrow <= LineColumns() ? below : layout.required + kIndent);
   }
   lines.WriteWords(Paint::kFaint, origin).NewLine();
 }

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "yox/base/Document.h"
+#include "yox/base/Json.h"
 #include "yox/base/StrictJson.h"
 
 #include "host/yoxctl/ChosenDevice.h"
@@ -21,6 +22,8 @@ namespace fs = std::filesystem;
 constexpr std::string_view kTestEnding = ".test.json";
 
 std::string StandardInput() {
+  static bool is_read = false;
+  if (std::exchange(is_read, true)) throw Refusal("standard input: can be read only once");
   std::string text;
   constexpr std::size_t kPiece = std::size_t{64} << 10;
   while (std::cin && text.size() <= yox::kMaxDocumentSize) {
@@ -62,7 +65,7 @@ std::vector<std::string> FilesBelow(const std::string& folder, const auto& is_me
 
 std::string ReadInput(const std::string& argument) {
   if (argument == kStandardInput) return StandardInput();
-  return ReadNamed(argument, [](std::string text) { return text; });
+  return Named(argument, [&] { return yox::ReadDocumentFile(PathOf(argument)); });
 }
 
 std::vector<std::string> ExpandFolders(
@@ -100,6 +103,25 @@ bool ForEachInput(const std::vector<std::string>& arguments,
       good = false;
     }
   }
+  return good;
+}
+
+bool PrintAnswers(const GlobalOptions& global, const std::vector<std::string>& arguments,
+                  const std::function<Answer(const std::string& argument)>& answer_of) {
+  const bool several = arguments.size() > 1;
+  Json::Value answers(Json::arrayValue);
+  bool first = true;
+  const bool good = ForEachInput(arguments, [&](const std::string& argument) {
+    Answer answer = answer_of(argument);
+    if (!several) return Print(global.json ? yox::JsonText(answer.json) : answer.text);
+    if (global.json) {
+      answer.json["file"] = argument;
+      answers.append(std::move(answer.json));
+      return;
+    }
+    Print((std::exchange(first, false) ? "" : "\n") + NameOf(argument) + ":\n" + answer.text);
+  });
+  if (several && global.json) Print(yox::JsonText(answers));
   return good;
 }
 

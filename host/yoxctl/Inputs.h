@@ -8,11 +8,13 @@
 
 namespace yoxctl {
 
+struct GlobalOptions;
+
 // The name of standard input among the arguments.
 inline constexpr const char* kStandardInput = "-";
 
-// Returns the text of the document that an argument names, "-" for standard input. Throws Refusal
-// with the argument and what is wrong.
+// Returns the text of the document that an argument names, "-" for standard input, which can be
+// read once. Throws Refusal with the argument and what is wrong.
 std::string ReadInput(const std::string& argument);
 
 // Returns the files that the arguments name, in their order: a directory stands for the documents
@@ -31,5 +33,17 @@ bool IsListTest(const std::string& name, const Json::Value& document);
 // file does not silence the others. Returns whether none was refused.
 bool ForEachInput(const std::vector<std::string>& arguments,
                   const std::function<void(const std::string& argument)>& act);
+
+// What a command says of one input.
+struct Answer {
+  std::string text;
+  Json::Value json = Json::objectValue;  // an object
+};
+
+// Prints what `answer_of(argument)` returns for each, and what it refuses to standard error: of one
+// argument the answer alone; of several each text below its name, or an array of the JSON objects,
+// with the name as `file`. Returns whether none was refused.
+bool PrintAnswers(const GlobalOptions& global, const std::vector<std::string>& arguments,
+                  const std::function<Answer(const std::string& argument)>& answer_of);
 
 }  // namespace yoxctl

@@ -4,12 +4,15 @@
   ListAuthorTest.py [--cases CLASS] [EMULATOR...] YOXCTL
 """
 import json
+import os
 import pathlib
 import signal
+import subprocess
+import unittest
 import xml.etree.ElementTree
 
 import YoxctlTest
-from YoxctlTest import Yoxctl
+from YoxctlTest import PROGRAM, Yoxctl
 
 LIST = [{"country": "US", "mfr": "Contoso"}, {"tag": "Ring|beta", "value": "false"}, {"default": "true"}]
 CASES = [{"name": "US Contoso", "profile": "device.json", "applies": True, "decided_by": 0},
@@ -104,6 +107,165 @@ class TestRuns(Yoxctl):
                 self.assertEqual(line, b"0 passed, 2 failed\n")
                 break
         self.end(program, signal.SIGTERM)
+
+
+class ManyInputs(Yoxctl):
+    """Several files, directories and standard input, one of them bad."""
+
+    def setUp(self):
+        super().setUp()
+        (self.folder / "lists").mkdir()
+        self.write("lists/a.json", [{"country": "US"}])
+        self.write("lists/b.json", [{"country": "DE"}, {"default": "false"}])
+        self.write("bad.json", [{"contry": "US"}])
+
+    def given(self, text, *arguments):
+        """A run with a text on standard input."""
+        return subprocess.run([*PROGRAM, *arguments], cwd=self.folder, input=text, capture_output=True, timeout=60)
+
+    def test_evaluate_decides_each_and_says_what_is_bad(self):
+        done = self.run_program("--device", "device.json", "evaluate", "bad.json", "lists")
+        a, b = (str(pathlib.PurePath("lists") / name) for name in ("a.json", "b.json"))
+        self.assertEqual([line.rstrip() for line in done.stdout.decode().replace("\\", "/").splitlines()], [
+            "lists/a.json:", "applies", "Filter [0]: true;", "", "lists/b.json:", "does not apply",
+            "Filter [0]: country = false; Filter [1]: default = false;"])
+        self.assertEqual((done.stderr.decode(), done.returncode), (
+            'yoxctl: bad.json: line 1, column 3: [0].contry: unknown key (did you mean "country"?)\n', 2))
+        done = self.run_program("--format", "json", "--device", "device.json", "evaluate", a, b)
+        self.assertEqual([(one["file"], one["applies"]) for one in json.loads(done.stdout)], [(a, True), (b, False)])
+        self.assertEqual(done.returncode, 1)
+        self.assertEqual(self.run_program("--device", "device.json", "evaluate", a, a).returncode, 0)
+
+    def test_standard_input_is_a_list(self):
+        done = self.given(b'[{"country": "US"}]', "--device", "device.json", "evaluate", "-")
+        self.assertEqual((done.stdout.splitlines()[0], done.returncode), (b"applies", 0))
+        done = self.given(b'[{"contry": "US"}]', "--device", "device.json", "evaluate", "-")
+        self.assertIn(b"yoxctl: -: line 1, column 3: ", done.stderr)
+        done = self.given(b"[]", "--device", "device.json", "evaluate", "-", "-")
+        self.assertEqual((done.stderr, done.returncode), (b"yoxctl: standard input: can be read only once\n", 2))
+
+    def test_the_device_may_be_on_standard_input(self):
+        profile = {"region": {"country_code": "DE"}}
+        done = self.given(json.dumps(profile).encode(), "--device", "-", "evaluate", "lists/b.json")
+        self.assertEqual((done.stdout.splitlines()[0], done.returncode), (b"applies", 0))
+
+    def test_rollout_forecasts_each(self):
+        self.write("lists/a.json", [{"date_function": "2026-03-01|1|linear"}])
+        done = self.run_program("--device", "device.json", "rollout", "lists", "bad.json")
+        self.assertEqual(done.returncode, 2)
+        self.assertIn(b"a.json:\nfilter [0]: 2026-03-01|1|linear\n", done.stdout)
+        self.assertIn(b"b.json:\nno roll-out in the list\n", done.stdout)
+        done = self.given(b'[{"date_function": "2026-03-01|2|linear"}]', "--device", "device.json", "--format", "json",
+                          "rollout", "-")
+        self.assertEqual(json.loads(done.stdout)["rollouts"][0]["days"], 2)
+        self.assert_refused(["--device", "device.json", "rollout", "lists", "--plot", "a.svg"],
+                            "--plot: draws the curve of one list")
+
+    def test_policy_notification_and_provision_read_each(self):
+        self.write("p.json", {"yox_config": {"platform_policy": {"uri": {"api_baseuri": "one"}}}})
+        self.write("n.json", {"topicId": 7, "payload": "x"})
+        self.write("t.json", {"provision_token": "a.b.c"})
+        for command, good in ((["policy", "show"], "p.json"), (["notification", "read"], "n.json"),
+                              (["--device", "device.json", "--state-dir", "state", "provision", "check"], "t.json")):
+            with self.subTest(command=command):
+                done = self.run_program("--format", "json", *command, "bad.json", good, good)
+                self.assertEqual(done.returncode, 2)
+                self.assertRegex(done.stderr, rb"\Ayoxctl: bad\.json: line 1, column 1: [^\n]*\n\Z")
+                files = [pathlib.PurePath(one["file"]).name for one in json.loads(done.stdout)]
+                self.assertEqual(files, [good, good])
+        self.assertEqual(self.given((self.folder / "p.json").read_bytes(), "policy", "show", "-").returncode, 0)
+        self.assertEqual(json.loads(self.given(b'{"topicId": 7}', "notification", "read", "-").stdout)["topic_id"], 7)
+
+    def test_now_is_the_moment_of_this_machine_too(self):
+        for now, first, last, applies in (("2031-05-06", "2031-05-06", "2031-05-06", True),
+                                          ("2031-05-06T23:59:59", "2031-05-06", "2031-05-06", True),
+                                          ("2031-05-07T00:00:00", "*", "2031-05-06", False),
+                                          ("2019-01-01T12:00:00", "2019-01-01", "2019-01-01", True)):
+            self.write("list.json", [{"date_range": f"{first}|{last}"}, {"default": "false"}])
+            done = self.run_program("--now", now, "--state-dir", "state", "evaluate", "list.json")
+            self.assertEqual((done.stdout.splitlines()[0], done.stderr), (
+                b"applies" if applies else b"does not apply", b""), (now, done))
+        done = self.run_program("--now", "2026-03-02", "--state-dir", "state", "rollout", "--function",
+                                "2026-03-01|3|linear")
+        self.assertIn(b"is at day 2, ", done.stdout)
+        done = self.run_program("--now", "soon", "--state-dir", "state", "tags")
+        self.assertEqual((done.returncode, done.stdout), (2, b""))
+        self.assertRegex(done.stderr, rb"\Ayoxctl: --now: [^\n]*\n\Z")
+
+    def test_an_offset_of_now_counts(self):
+        self.write("list.json", [{"date_range": "*|*"}])
+        early, late = (json.loads(self.run_program(
+            "--format", "json", "--now", now, "--state-dir", "state", "rollout", "--function",
+            "2026-03-01|9|linear").stdout)["rollouts"][0]["today"]
+            for now in ("2026-03-04T12:00:00+12:00", "2026-03-04T12:00:00-12:00"))
+        self.assertEqual(late - early, 1)
+
+
+@unittest.skipIf(os.name == "nt" or len(PROGRAM) > 1, "needs a terminal of its own")
+class Terminal(Yoxctl):
+    def test_tables_are_as_wide_as_the_terminal(self):
+        import fcntl
+        import pty
+        import struct
+        import termios
+        self.write("list.json", [{"tag": "A|b", "mfr": "Contoso", "date_function": "2026-03-01|14|linear"}])
+        longest = {}
+        for columns in (60, 120):
+            main, other = pty.openpty()
+            fcntl.ioctl(other, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
+            program = subprocess.Popen([*PROGRAM, "--color", "never", "--device", "device.json", "evaluate", "list.json",
+                                        "--explain"], cwd=self.folder, stdout=other, stderr=subprocess.DEVNULL)
+            os.close(other)
+            output = b""
+            try:
+                while piece := os.read(main, 65536):
+                    output += piece
+            except OSError:  # the other side is closed
+                pass
+            os.close(main)
+            program.wait(timeout=60)
+            lines = output.decode().replace("\r", "").splitlines()
+            longest[columns] = max(len(line) for line in lines[2:])
+            self.assertLessEqual(longest[columns], columns)
+        self.assertGreater(longest[120], 76)
+
+
+class LintOfFacts(Yoxctl):
+    def setUp(self):
+        super().setUp()
+        facts = [{"id": f"d{number}", "country": "DE", "mfr": "Contoso Ltd.", "tags": {"Ring": "beta"}}
+                 for number in range(812)]
+        self.write("fleet.jsonl", b"".join(json.dumps(one).encode() + b"\n" for one in facts))
+
+    def test_what_no_device_has_is_said_with_the_nearest(self):
+        self.write("list.json", [{"mfr": "Contoso", "tag": "Rng|beta"}, {"country": "DE,SE"}, {"default": "false"}])
+        self.assert_answer(["lint", "--facts", "fleet.jsonl", "list.json"], 0, (
+            'list.json:1:11: warning: filter [0]: mfr: "Contoso": no device of the facts documents has this '
+            '(did you mean "Contoso Ltd.": 812 devices) [no-device]\n'
+            "    write what devices have, or wait until some have it\n"
+            'list.json:1:29: warning: filter [0]: tag: "Rng|beta": no device of the facts documents has this '
+            '(did you mean "Ring": 812 devices) [no-device]\n'
+            "    write what devices have, or wait until some have it\n"
+            'list.json:1:57: warning: filter [1]: country: "SE": no device of the facts documents has this [no-device]\n'
+            "    write what devices have, or wait until some have it\n"
+            "0 errors, 3 warnings\n"))
+        found = json.loads(self.run_program("--format", "json", "lint", "--facts", "fleet.jsonl", "list.json").stdout)
+        self.assertEqual(found["findings"][0]["fix"], {"offset": 0, "length": 7, "replacement": "Contoso Ltd."})
+        self.assertEqual(self.run_program("lint", "--strict", "--facts", "fleet.jsonl", "list.json").returncode, 1)
+
+    def test_several_lists_are_checked_in_one_reading(self):
+        self.write("a.json", [{"country": "SE"}, {"default": "false"}])
+        self.write("b.json", [{"country": "DE"}, {"default": "false"}])
+        answer = json.loads(self.run_program("--format", "json", "lint", "--facts", "fleet.jsonl", "a.json", "b.json").stdout)
+        self.assertEqual([one["file"] for one in answer["findings"]], ["a.json"])
+
+    def test_a_line_that_is_no_facts_document_is_left_out_and_said(self):
+        with open(self.folder / "fleet.jsonl", "ab") as fleet:
+            fleet.write(b'{"contry": "SE"}\n')
+        self.write("list.json", [{"country": "DE"}, {"default": "false"}])
+        done = self.run_program("lint", "--facts", "fleet.jsonl", "list.json")
+        self.assertEqual((done.stdout, done.returncode), (b"nothing found\n", 0))
+        self.assertIn(b"fleet.jsonl, line 813", done.stderr)
 
 
 if __name__ == "__main__":

@@ -18,6 +18,7 @@
 
 #include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/CommandLine.h"
+#include "host/yoxctl/Inputs.h"
 #include "host/yoxctl/Output.h"
 
 namespace yoxctl {
@@ -214,7 +215,7 @@ void CheckChannelDocument(const yox::JsonNode& root) {
 
 Json::Value ReadInternal(const std::string& text) {
   const Json::Value document = yox::ParseDocument(text);
-  CheckEnvelope(yox::JsonNode(document));
+  CheckEnvelope(yox::JsonNode(document, text));
   const YOXNotificationData record(YOX::String::UTF8ToUTF16(text), false);
   Json::Value answer;
   answer["topic_id"] = record.getTopicId();
@@ -237,7 +238,7 @@ void AddTextFields(const YOXNotificationData& record, const yox::JsonNode& objec
 
 Json::Value ReadChannel(const std::string& text) {
   const Json::Value document = yox::ParseDocument(text);
-  CheckChannelDocument(yox::JsonNode(document));
+  CheckChannelDocument(yox::JsonNode(document, text));
   const YOXNotificationData record(YOX::String::UTF8ToUTF16(text), true);
   Json::Value answer;
   answer["message_type"] = Utf8(record.getMessageType());
@@ -453,23 +454,28 @@ Command BuildCommand() {
 
 Command ReadCommand() {
   struct ReadOptions {
-    std::string file;
+    std::vector<std::string> files;
     bool channel = false;
   };
   const auto options = std::make_shared<ReadOptions>();
   return {.name = "read",
           .help = "The fields of a notification document, as JSON",
           .options = {{.name = "FILE.json",
-                       .help = "An envelope, or a document of the channel",
-                       .target = &options->file,
+                       .help = "Envelopes, or documents of the channel; -: standard input",
+                       .target = &options->files,
                        .required = true},
                       {.name = "--channel",
                        .help = "It is a document of the channel",
                        .target = &options->channel}},
-          .run = [options](const GlobalOptions&) {
-            Print(yox::JsonText(
-                ReadNamed(options->file, options->channel ? ReadChannel : ReadInternal)));
-            return kDone;
+          .run = [options](const GlobalOptions& given) {
+            GlobalOptions global = given;
+            global.json = true;  // in every format
+            const auto read = options->channel ? ReadChannel : ReadInternal;
+            const bool readable =
+                PrintAnswers(global, options->files, [&](const std::string& name) -> Answer {
+                  return {{}, ReadNamed(name, read)};
+                });
+            return readable ? kDone : kRefused;
           }};
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <exception>
 #include <stdexcept>
 #include <string>
@@ -42,6 +43,10 @@ void Complain(std::string_view message);
 
 // Returns whether standard error is a terminal. Each system has its own.
 bool ErrorsAreOnTerminal();
+
+// Returns how many columns the terminal has to which standard output goes; 0 if it is none. Each
+// system has its own.
+std::size_t TerminalColumns();
 
 // Returns whether an errno value of a write to standard output means that it is a closed pipe. Each
 // system has its own.

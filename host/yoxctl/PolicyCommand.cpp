@@ -18,6 +18,7 @@
 
 #include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/CommandLine.h"
+#include "host/yoxctl/Inputs.h"
 #include "host/yoxctl/Output.h"
 
 namespace yoxctl {
@@ -27,8 +28,8 @@ using YOX::String;
 using yox::WString;
 
 struct PolicyOptions {
-  std::string document;
-  std::vector<std::string> documents;  // for accumulate
+  std::string document;                // for update-certificates
+  std::vector<std::string> documents;  // for the others
   std::string form = "wrapped";
   bool override_uris = false;
   bool built_in = false;
@@ -78,10 +79,7 @@ std::string ToText(const PlatformPolicy& policy) {
   return text;
 }
 
-void Show(const GlobalOptions& global, const PlatformPolicy& policy) {
-  if (!global.json) return Print(ToText(policy));
-  Print(yox::JsonText(ToJson(policy)));
-}
+Answer AnswerOf(const PlatformPolicy& policy) { return {ToText(policy), ToJson(policy)}; }
 
 template <class Rows>
 bool Names(const Rows& rows, std::string_view key) {
@@ -130,7 +128,7 @@ void CheckWrapper(const yox::JsonNode& document) {
 PlatformPolicy ReadPolicy(const std::string& file, const std::string& form) {
   return ReadNamed(file, [&](const std::string& utf8) {
     const Json::Value document = yox::ParseDocument(utf8);
-    const yox::JsonNode root(document);
+    const yox::JsonNode root(document, utf8);
     form == "flat" ? CheckFields(root) : CheckWrapper(root);
     const WString text = String::UTF8ToUTF16(utf8);
     if (form == "response") return PlatformPolicy::DeSerializePlatformPolicyResponse(text);
@@ -213,8 +211,17 @@ int UpdateCertificates(const GlobalOptions& global, const PolicyOptions& options
   return complete || (updated && !stored) ? kDone : kNegative;
 }
 
-int ShowOne(const GlobalOptions& global, const PolicyOptions& options) {
-  Show(global, ReadPolicy(options.document, options.form));
+int Show(const GlobalOptions& global, const PolicyOptions& options) {
+  return PrintAnswers(
+             global, options.documents,
+             [&](const std::string& name) { return AnswerOf(ReadPolicy(name, options.form)); })
+             ? kDone
+             : kRefused;
+}
+
+int Accumulate(const GlobalOptions& global, const PolicyOptions& options) {
+  const Answer answer = AnswerOf(Accumulated(options));
+  Print(global.json ? yox::JsonText(answer.json) : answer.text);
   return kDone;
 }
 
@@ -228,28 +235,26 @@ Option FormOption(PolicyOptions& options) {
           .choices = {"wrapped", "flat", "response"}};
 }
 
-// A command on one document.
-Command DocumentCommand(std::string name, std::string help,
-                        int (*run)(const GlobalOptions&, const PolicyOptions&)) {
+Option DocumentsOption(PolicyOptions& options) {
+  return {.name = "POLICY.json",
+          .help = "The policy documents; -: standard input",
+          .target = &options.documents,
+          .required = true};
+}
+
+Command ShowCommand() {
   const auto options = std::make_shared<PolicyOptions>();
-  return {.name = std::move(name),
-          .help = std::move(help),
-          .options = {{.name = "POLICY.json",
-                       .help = "The policy document",
-                       .target = &options->document,
-                       .required = true},
-                      FormOption(*options)},
-          .run = [options, run](const GlobalOptions& global) { return run(global, *options); }};
+  return {.name = "show",
+          .help = "The fields of a document",
+          .options = {DocumentsOption(*options), FormOption(*options)},
+          .run = [options](const GlobalOptions& global) { return Show(global, *options); }};
 }
 
 Command AccumulateCommand() {
   const auto options = std::make_shared<PolicyOptions>();
   return {.name = "accumulate",
           .help = "The effective policy of several documents, the oldest first",
-          .options = {{.name = "POLICY.json",
-                       .help = "The policy document",
-                       .target = &options->documents,
-                       .required = true},
+          .options = {DocumentsOption(*options),
                       FormOption(*options),
                       {.name = "--override-uris",
                        .help = "Each document replaces the addresses of those before it",
@@ -257,9 +262,20 @@ Command AccumulateCommand() {
                       {.name = "--built-in",
                        .help = "Add the trust that is built into the library",
                        .target = &options->built_in}},
+          .run = [options](const GlobalOptions& global) { return Accumulate(global, *options); }};
+}
+
+Command UpdateCertificatesCommand() {
+  const auto options = std::make_shared<PolicyOptions>();
+  return {.name = "update-certificates",
+          .help = "Bring the certificate files in line with a document's chain",
+          .options = {{.name = "POLICY.json",
+                       .help = "The policy document; -: standard input",
+                       .target = &options->document,
+                       .required = true},
+                      FormOption(*options)},
           .run = [options](const GlobalOptions& global) {
-            Show(global, Accumulated(*options));
-            return kDone;
+            return UpdateCertificates(global, *options);
           }};
 }
 
@@ -268,11 +284,7 @@ Command AccumulateCommand() {
 Command PolicyCommand() {
   return {.name = "policy",
           .help = "Read and merge policy documents, update the certificate files",
-          .commands = {
-              DocumentCommand("show", "The fields of a document", ShowOne), AccumulateCommand(),
-              DocumentCommand("update-certificates",
-                              "Bring the certificate files in line with a document's chain",
-                              UpdateCertificates)}};
+          .commands = {ShowCommand(), AccumulateCommand(), UpdateCertificatesCommand()}};
 }
 
 }  // namespace yoxctl

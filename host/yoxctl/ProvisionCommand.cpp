@@ -1,9 +1,9 @@
 #include <cstddef>
 #include <filesystem>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "yox/base/Document.h"
 #include "yox/base/Json.h"
@@ -14,6 +14,7 @@
 
 #include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/CommandLine.h"
+#include "host/yoxctl/Inputs.h"
 #include "host/yoxctl/Output.h"
 
 namespace yoxctl {
@@ -23,35 +24,31 @@ using YOX::String;
 using yox::WString;
 
 struct ProvisionOptions {
-  std::optional<std::string> file;
+  std::vector<std::string> files;
 };
 
 // The library reads leniently and says only whether it found content. What is wrong with a file is
 // found here first, by a strict reader.
 void CheckDocument(const std::string& utf8) {
   const Json::Value document = yox::ParseDocument(utf8);
-  yox::JsonNode(document).ForEachMember([](std::string_view key, const yox::JsonNode& member) {
-    if (key == "provision_token" || key == "config_policy") {
-      member.Require(member.value().isString(), "a string");
-    }
-  });
+  yox::JsonNode(document, utf8)
+      .ForEachMember([](std::string_view key, const yox::JsonNode& member) {
+        if (key == "provision_token" || key == "config_policy") {
+          member.Require(member.value().isString(), "a string");
+        }
+      });
 }
 
-int Check(const GlobalOptions& global, const ProvisionOptions& options) {
-  const ChosenDevice device(global);
+// The token of a file. `found` is set for the file that the library has found, and is its path
+// there.
+Answer AnswerOf(const std::string& name, const WString& found, bool& all_valid) {
   ProvisionFileUtility& utility = *ProvisionFileUtility::GetInstance();
-  WString path;
-  if (!options.file) {
-    path = utility.GetProvisionPath();
-    if (path.empty()) throw Refusal("there is no provision file");
-    path += ProvisionFileUtility::kFileName;
-  }
-  if (options.file) Widened("FILE", *options.file);  // the library keeps it as UTF-16
-  const std::string name = options.file.value_or(PathText(FileSystem::Locate(path)));
+  WString path = found;
   try {
     CheckDocument(
         yox::ReadDocumentFile(PathOf(name), std::size_t{ProvisionFileUtility::kLargestFile}));
-    if (options.file) path = String::UTF8ToUTF16(PathText(std::filesystem::absolute(PathOf(name))));
+    if (found.empty())
+      path = String::UTF8ToUTF16(PathText(std::filesystem::absolute(PathOf(name))));
     utility.ExtractProvisionContent(path);
     if (!utility.GetProvisionContent().isObject()) {
       throw yox::DocumentError("cannot be read (a byte order mark is not allowed)");
@@ -63,18 +60,34 @@ int Check(const GlobalOptions& global, const ProvisionOptions& options) {
   utility.PopulateProvisionInfo();
   const DeviceProvisionInfo info = utility.GetProvisionInfo();
   const std::string reason = utility.WhyTokenIsRefused();
-  if (global.json) {
-    Json::Value answer;
-    answer["file"] = shown;
-    answer["token_valid"] = info.isTokenValid;
-    answer["reason"] = reason;
-    answer["config_policy"] = info.isTokenValid && !info.configPolicy.empty();
-    Print(yox::JsonText(answer));
-  } else {
-    Print(OneLine(shown) + "\n" +
-          (info.isTokenValid ? "the token is valid\n" : "the token is refused: " + reason + "\n"));
+  all_valid = all_valid && info.isTokenValid;
+  Answer answer;
+  answer.json["file"] = shown;
+  answer.json["token_valid"] = info.isTokenValid;
+  answer.json["reason"] = reason;
+  answer.json["config_policy"] = info.isTokenValid && !info.configPolicy.empty();
+  answer.text =
+      OneLine(shown) + "\n" +
+      (info.isTokenValid ? "the token is valid\n" : "the token is refused: " + reason + "\n");
+  return answer;
+}
+
+int Check(const GlobalOptions& global, const ProvisionOptions& options) {
+  const ChosenDevice device(global);
+  std::vector<std::string> names = options.files;
+  for (const std::string& name : names) Widened("FILE", name);  // the library keeps it as UTF-16
+  WString found;
+  if (names.empty()) {
+    found = ProvisionFileUtility::GetInstance()->GetProvisionPath();
+    if (found.empty()) throw Refusal("there is no provision file");
+    found += ProvisionFileUtility::kFileName;
+    names.push_back(PathText(FileSystem::Locate(found)));
   }
-  return info.isTokenValid ? kDone : kNegative;
+  bool all_valid = true;
+  const bool readable = PrintAnswers(
+      global, names, [&](const std::string& name) { return AnswerOf(name, found, all_valid); });
+  if (!readable) return kRefused;
+  return all_valid ? kDone : kNegative;
 }
 
 }  // namespace
@@ -85,8 +98,8 @@ Command ProvisionCommand() {
       .name = "check",
       .help = "Find the file and check its token; a copy that another one hides is deleted",
       .options = {{.name = "FILE",
-                   .help = "The file, instead of finding it",
-                   .target = &options->file}},
+                   .help = "The files, instead of finding one",
+                   .target = &options->files}},
       .run = [options](const GlobalOptions& global) { return Check(global, *options); }};
   return {.name = "provision",
           .help = "The provision file of the device",

@@ -24,6 +24,7 @@
 
 #include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/CommandLine.h"
+#include "host/yoxctl/Inputs.h"
 #include "host/yoxctl/Output.h"
 #include "host/yoxctl/RolloutPlot.h"
 
@@ -41,7 +42,7 @@ using YOX::String;
 using yox::WString;
 
 struct RolloutOptions {
-  std::optional<std::string> list;
+  std::vector<std::string> lists;
   std::optional<std::string> function;
   std::optional<std::size_t> filter;
   std::optional<std::string> serial_number;
@@ -84,27 +85,25 @@ RolloutForecast ForecastOf(const std::string& place, const WString& function) {
   }
 }
 
-std::vector<Rollout> RolloutsOf(const RolloutOptions& options) {
+Rollout RolloutOf(const std::string& function) {
+  return {{}, function, ForecastOf("--function", Widened("--function", function))};
+}
+
+std::vector<Rollout> RolloutsOf(const std::string& name, const ApplicabilityFilter& list,
+                                const RolloutOptions& options) {
   std::vector<Rollout> rollouts;
-  if (options.function) {
-    rollouts.push_back({{},
-                        *options.function,
-                        ForecastOf("--function", Widened("--function", *options.function))});
-    return rollouts;
-  }
-  const auto filters = ReadNamed(*options.list, ReadFilterDocument).filters();
+  const auto filters = list.filters();
   std::int64_t days = 0;
   for (std::size_t i = 0; i < filters.size(); ++i) {
     if (!filters[i].IsSet(FilterField::date_function)) continue;
     if (options.filter && *options.filter != i) continue;
     const WString function = filters[i].date_function();
-    const std::string place =
-        NameOf(*options.list) + ": filter [" + std::to_string(i) + "]: date_function";
+    const std::string place = NameOf(name) + ": filter [" + std::to_string(i) + "]: date_function";
     rollouts.push_back({i, String::UTF16ToUTF8(function), ForecastOf(place, function)});
     days += rollouts.back().forecast.days();
     if (days > kMostDays) {
-      throw Refusal(NameOf(*options.list) + ": the roll-outs take more than " +
-                    std::to_string(kMostDays) + " days together: choose one with --filter");
+      throw Refusal(NameOf(name) + ": the roll-outs take more than " + std::to_string(kMostDays) +
+                    " days together: choose one with --filter");
     }
   }
   if (options.filter && rollouts.empty()) {
@@ -310,54 +309,69 @@ struct Fleet {
   }
 };
 
-Fleet FleetOf(const RolloutOptions& options) {
+// `list` is null if only a function is given.
+Fleet FleetOf(const RolloutOptions& options, const ApplicabilityFilter* list) {
   Fleet fleet;
   if (!options.profiles) return fleet;
-  if (options.function) {
+  if (list == nullptr) {
     fleet.buckets = ReadProfiles<Buckets>(*options.profiles, BucketsOf);
     return fleet;
   }
-  fleet.list = ReadNamed(*options.list, ReadFilterDocument);
+  fleet.list = *list;
   fleet.devices = ReadProfiles<PreparedDevice>(*options.profiles, [&](const auto& profile) {
     return PreparedDevice(FactsOf(profile, std::span(&fleet.list, 1)));
   });
   return fleet;
 }
 
-int Forecast(const GlobalOptions& global, const RolloutOptions& options) {
-  if (options.list.has_value() == options.function.has_value()) {
-    throw Refusal("expected either a LIST.json or --function");
-  }
-  if (options.function && options.filter) throw Refusal("--filter: there is no list");
-  const ChosenDevice device(global);
-  const std::vector<Rollout> rollouts = RolloutsOf(options);
+// The forecasts of a list, or of a function alone.
+Answer AnswerOf(const GlobalOptions& global, const RolloutOptions& options,
+                const std::vector<Rollout>& rollouts, const Fleet& fleet) {
   if (options.plot && rollouts.size() > 1) {
     throw Refusal("--plot: the list has " + std::to_string(rollouts.size()) +
                   " roll-outs: choose one with --filter");
   }
-  const Fleet fleet = FleetOf(options);
   const std::int64_t now = yox::platform::Platform::Get().clock().Now();
-
-  std::string text;
-  Json::Value json;
-  json["rollouts"] = Json::Value(Json::arrayValue);
-  if (options.profiles) json["profiles"] = Json::UInt64{fleet.size()};
+  Answer answer;
+  answer.json["rollouts"] = Json::Value(Json::arrayValue);
+  if (options.profiles) answer.json["profiles"] = Json::UInt64{fleet.size()};
   for (const Rollout& rollout : rollouts) {
     const std::vector<std::size_t> counts = fleet.CountsOf(rollout.forecast);
     const std::int64_t today = rollout.forecast.DayAt(now);
     if (options.plot) Plot(rollout, options, counts, now);
     if (global.json) {
-      json["rollouts"].append(ToJson(rollout, options, counts, today));
+      answer.json["rollouts"].append(ToJson(rollout, options, counts, today));
     } else {
-      text += (text.empty() ? "" : "\n") + ToText(rollout, options, counts, today);
+      answer.text += (answer.text.empty() ? "" : "\n") + ToText(rollout, options, counts, today);
     }
   }
-  if (global.json) {
-    Print(yox::JsonText(json));
-  } else {
-    Print(text.empty() ? "no roll-out in the list\n" : text);
+  if (rollouts.empty()) answer.text = "no roll-out in the list\n";
+  return answer;
+}
+
+int Forecast(const GlobalOptions& global, const RolloutOptions& options) {
+  if (options.lists.empty() != options.function.has_value()) {
+    throw Refusal("expected either a LIST.json or --function");
   }
-  return rollouts.empty() ? kNegative : kDone;
+  if (options.function && options.filter) throw Refusal("--filter: there is no list");
+  const ChosenDevice device(global);
+  if (options.function) {
+    const std::vector<Rollout> rollouts = {RolloutOf(*options.function)};
+    const Answer answer = AnswerOf(global, options, rollouts, FleetOf(options, nullptr));
+    Print(global.json ? yox::JsonText(answer.json) : answer.text);
+    return kDone;
+  }
+  const std::vector<std::string> names = ExpandFolders(options.lists, IsFilterList);
+  if (options.plot && names.size() > 1) throw Refusal("--plot: draws the curve of one list");
+  bool any = false;
+  const bool readable = PrintAnswers(global, names, [&](const std::string& name) {
+    const ApplicabilityFilter list = ReadNamed(name, ReadFilterDocument);
+    const std::vector<Rollout> rollouts = RolloutsOf(name, list, options);
+    any = any || !rollouts.empty();
+    return AnswerOf(global, options, rollouts, FleetOf(options, &list));
+  });
+  if (!readable) return kRefused;
+  return any ? kDone : kNegative;
 }
 
 }  // namespace
@@ -367,8 +381,9 @@ Command RolloutCommand() {
   return {.name = "rollout",
           .help = "How a roll-out grows day by day, and who is in when",
           .options = {{.name = "LIST.json",
-                       .help = "Every date_function of this filter list",
-                       .target = &options->list},
+                       .help = "Every date_function of these filter lists; a directory: all "
+                               "below it; -: standard input",
+                       .target = &options->lists},
                       {.name = "--function",
                        .type = "START|DAYS|GROWTH",
                        .help = "This date function instead of a list's",

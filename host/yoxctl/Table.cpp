@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "host/yoxctl/Output.h"
+
 namespace yoxctl {
 namespace {
 
@@ -22,6 +24,17 @@ std::string TakeLine(std::string& text, std::size_t columns) {
 }
 
 }  // namespace
+
+std::size_t LineColumns() {
+  static const std::size_t columns = [] {
+    constexpr std::size_t kUsual = 76;
+    constexpr std::size_t kLeast = 40;
+    constexpr std::size_t kMost = 200;
+    const std::size_t terminal = TerminalColumns();
+    return terminal == 0 ? kUsual : std::clamp(terminal, kLeast, kMost);
+  }();
+  return columns;
+}
 
 std::size_t Columns(const std::string& text) {
   return static_cast<std::size_t>(std::ranges::count_if(
@@ -54,7 +67,7 @@ Lines& Lines::Write(Paint paint, const std::string& text) {
 Lines& Lines::WriteWords(Paint paint, std::string text, std::size_t hanging) {
   const std::size_t column = column_ + hanging;
   while (!text.empty()) {
-    Write(paint, TakeLine(text, kLineColumns - std::min(column_, kLineColumns)));
+    Write(paint, TakeLine(text, LineColumns() - std::min(column_, LineColumns())));
     if (!text.empty()) NewLine().To(column);
   }
   return *this;

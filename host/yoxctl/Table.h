@@ -7,9 +7,9 @@
 
 namespace yoxctl {
 
-// Text output is broken into lines of at most this many columns where its words allow, so that it
-// fits into a terminal of 80 even if it is indented.
-inline constexpr std::size_t kLineColumns = 76;
+// Text output is broken into lines of at most so many columns where its words allow: those of the
+// terminal, at least 40 and at most 200; 76 where the output is no terminal.
+std::size_t LineColumns();
 
 // Returns the approximate width of a text (UTF-8) in a terminal: one column for each code point.
 std::size_t Columns(const std::string& text);
@@ -30,7 +30,7 @@ class Lines {
   Lines& WriteWords(Paint paint, std::string text, std::size_t hanging = 0);
 
   std::size_t column() const { return column_; }
-  bool Fits(std::size_t columns) const { return column_ + columns <= kLineColumns; }
+  bool Fits(std::size_t columns) const { return column_ + columns <= LineColumns(); }
   // Returns the lines, each with its line feed.
   std::string Take() &&;
 

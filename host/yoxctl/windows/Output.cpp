@@ -20,6 +20,12 @@ bool ErrorsAreOnTerminal() {
   return GetConsoleMode(GetStdHandle(STD_ERROR_HANDLE), &mode) != 0;
 }
 
+std::size_t TerminalColumns() {
+  CONSOLE_SCREEN_BUFFER_INFO info{};
+  if (GetConsoleScreenBufferInfo(GetStdHandle(STD_OUTPUT_HANDLE), &info) == 0) return 0;
+  return static_cast<std::size_t>(info.srWindow.Right - info.srWindow.Left + 1);
+}
+
 // The C runtime reports ERROR_NO_DATA, which is what writing to a closed pipe gives, as EINVAL.
 bool IsClosedPipe(int error) {
   return error == EPIPE ||
