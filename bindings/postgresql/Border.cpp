@@ -172,7 +172,7 @@ bool yox_decided_by(yox_call* call, const yox_question* question, int32_t* filte
   });
 }
 
-bool yox_explain(yox_call* call, const yox_question* question, yox_text* json) noexcept {
+bool yox_explain_device(yox_call* call, const yox_question* question, yox_text* json) noexcept {
   return Decided(call, question, [&](const CompiledList& list, JsonbFacts& facts) {
     *json = KeepJson(*call, yox::JsonText(ExplanationJson(yox::decision::Explain(list, facts)),
                                           yox::JsonStyle::kReadableLine));
@@ -203,7 +203,7 @@ bool yox_criteria(yox_call* call, const yox_question* question) noexcept {
   });
 }
 
-bool yox_lint(yox_call* call, const char* json, int64_t now) noexcept {
+bool yox_lint_list(yox_call* call, const char* json, int64_t now) noexcept {
   return Guarded(call, YOX_BAD_LIST, [&] {
     call->rows = yox::sql::LintRows(json, yox::TimeZone().ToLocalDate(now));
     call->next_row = 0;

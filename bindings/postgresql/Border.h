@@ -64,7 +64,7 @@ bool yox_applies(yox_call* call, const yox_question* question, yox_truth* applie
 bool yox_reason(yox_call* call, const yox_question* question, yox_text* reason) YOX_NOEXCEPT;
 /* -1: no filter decided. */
 bool yox_decided_by(yox_call* call, const yox_question* question, int32_t* filter) YOX_NOEXCEPT;
-bool yox_explain(yox_call* call, const yox_question* question, yox_text* json) YOX_NOEXCEPT;
+bool yox_explain_device(yox_call* call, const yox_question* question, yox_text* json) YOX_NOEXCEPT;
 /* False, and YOX_BAD_FACTS, for a document that is none. */
 bool yox_check_facts(yox_call* call, const char* json) YOX_NOEXCEPT;
 /* Replaces the message of YOX_BAD_FACTS by that of the document's reader. */
@@ -83,7 +83,7 @@ typedef struct {
 } yox_cell;
 
 bool yox_criteria(yox_call* call, const yox_question* question) YOX_NOEXCEPT;
-bool yox_lint(yox_call* call, const char* json, int64_t now) YOX_NOEXCEPT;
+bool yox_lint_list(yox_call* call, const char* json, int64_t now) YOX_NOEXCEPT;
 /* The next row; false at the end. Fills `columns` cells. */
 bool yox_next_row(yox_call* call, yox_cell* cells, size_t columns) YOX_NOEXCEPT;
 

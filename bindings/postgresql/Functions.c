@@ -253,7 +253,7 @@ Datum yox_pg_explain(PG_FUNCTION_ARGS)
 
 	if (!ask(fcinfo, 0, &asked))
 		PG_RETURN_NULL();
-	if (!yox_explain(asked.call, &asked.question, &json))
+	if (!yox_explain_device(asked.call, &asked.question, &json))
 		fail(asked.call, asked.facts);
 	return jsonb_datum(json);
 }
@@ -339,7 +339,7 @@ Datum yox_pg_lint(PG_FUNCTION_ARGS)
 	yox_call *call = call_of(fcinfo);
 
 	InitMaterializedSRF(fcinfo, 0);
-	if (!yox_lint(call, text_of(PG_GETARG_JSONB_P(0)), seconds_of(PG_GETARG_TIMESTAMPTZ(1))))
+	if (!yox_lint_list(call, text_of(PG_GETARG_JSONB_P(0)), seconds_of(PG_GETARG_TIMESTAMPTZ(1))))
 		fail(call, NULL);
 	put_rows(fcinfo, call);
 	return (Datum) 0;
