@@ -4,6 +4,7 @@
 #include "yox/platform/registry/Registry.h"
 #include "yox/platform/registry/RegistryPlatform.h"
 #include "yox/tags/AppAndTagCollection.h"
+#include "yox/tags/Persona.h"
 
 #include "tests/support/CapturedLog.h"
 #include "tests/support/PrivateMember.h"
@@ -234,6 +235,23 @@ TEST_P(AppAndTagCollectionTest, TheListIsThatOfRegistryAdaptersAndManagementInTh
             "Device.Hardware.Gpu.Intel:, Device.Usage.IsManagedDevice:false, "
             "Device.Hardware.Npu.Exists:false, ");
   yox::YOXHelperFactory::ReleaseInstance();
+}
+
+TEST_P(AppAndTagCollectionTest, TheListHasTheUsesThatTheUserHasChosen) {
+  device().Change([&](yox::platform::DeviceProfile& profile) { profile.user.sid = own_user(); });
+  const WString intent = own_user() + "\\"_w + yox::Persona::kIntentRegistryPath;
+  const RegistryKey gaming{HKEY_USERS, intent + "\\gaming"_w, {}, {}};
+  Set(gaming, "Intent"_w, RegistryValue::Dword(1));
+  Store("a"_w, "1"_w);
+  EXPECT_EQ(TextOf(tags_.getTagsFromRegistryAndMemory()),
+            "a:1, User.Usage.Detected.Gaming:Windows, Device.Usage.IsManagedDevice:false, ");
+  registry().DeleteKey({HKEY_USERS, intent, {}, {}});
+}
+
+TEST_P(AppAndTagCollectionTest, AStoredTextOfAnyScriptIsRead) {
+  Store("a"_w, String::UTF8ToUTF16("Größe Ω 試 😀"));
+  EXPECT_EQ(TextOf(tags_.getTagsFromRegistryAndMemory()),
+            "a:Größe Ω 試 😀, Device.Usage.IsManagedDevice:false, ");
 }
 
 TEST_P(AppAndTagCollectionTest, PersonaTagsAreReplacedAlone) {
