@@ -346,6 +346,7 @@ class Lost(Connected):
             for _ in range(3):
                 self.client.publish(self.incoming("notification"), '{"n": 1}')
             wait_for(lambda: self.status.json()["connection"]["unreadable"] == 3 * connection, "three more")
+            self.barrier()  # the acknowledgements were sent before its decision
             self.proxy.cut()
         self.wait_connected(3)
         self.assertEqual(self.status.json()["connection"]["repeated"], 0)
