@@ -35,6 +35,7 @@ class FleetLint {
    public:
     YOX_API explicit Tally(const FleetLint& lint);
 
+    // Counts what a device has.
     YOX_API void Add(DeviceFacts& facts);
 
    private:

@@ -29,10 +29,12 @@ struct InlineStep {
   // The orders of a device's version to the required one that are accepted.
   enum Order : std::uint8_t { kLess = 1, kEqual = 2, kGreater = 4 };
 
+  // A text that a device's text is compared with.
   struct RequiredText {
     const WChar* units;
     std::uint64_t key;  // of kText its fingerprint, else its first or, of kEnd, last four units
   };
+  // A tag that a device is to have.
   struct RequiredTag {
     std::uint64_t name;  // the fingerprints of name and value
     std::uint64_t value;
