@@ -6,6 +6,7 @@
 
 #include <algorithm>
 
+#include "yox/base/String.h"
 #include "yox/platform/Platform.h"
 #include "yox/platform/clock/Clock.h"
 #include "yox/platform/devices/Accelerators.h"
@@ -90,6 +91,41 @@ TEST(WindowsOperatingSystemTest, VersionAndNamesAreThoseOfWindows) {
   EXPECT_TRUE(system.Version().starts_with(L"10.0."));
   EXPECT_EQ(system.Architecture(), 9U);
   EXPECT_FALSE(system.IsSMode());
+}
+
+// What is read from the registry, in one of the test's own.
+class RegisteredSystem : public testing::Test {
+ protected:
+  void Set(const WString& name, const RegistryValue& value) {
+    const RegistryKey key = KeyOfMachine(L"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion");
+    ASSERT_EQ(registry_.CreateKey(key), RegistryStatus::kOk);
+    ASSERT_EQ(registry_.SetValue(key, name, value), RegistryStatus::kOk);
+  }
+
+  SimulatedRegistry registry_;
+  WindowsOperatingSystem system_{registry_, Native().management_queries()};
+};
+
+TEST_F(RegisteredSystem, TheVersionEndsWithTheRevisionOfTheLastUpdate) {
+  const WString without = system_.Version();
+  EXPECT_EQ(std::ranges::count(without, L'.'), 2);
+  Set(L"UBR", RegistryValue::Dword(1234));
+  EXPECT_EQ(system_.Version(), without + L".1234");
+}
+
+// Windows 11 still calls itself Windows 10 in the registry.
+TEST_F(RegisteredSystem, TheProductIsNamedByTheBuild) {
+  const WString version = system_.Version();
+  const int build = std::stoi(version.substr(version.rfind(L'.') + 1));
+  Set(L"ProductName", RegistryValue::Text(L"Windows 10 Pro"));
+  EXPECT_EQ(system_.ProductName(), build < 22000 ? L"Windows 10 Pro" : L"Windows 11 Pro");
+  Set(L"ProductName", RegistryValue::Text(L"Windows Server 2022"));
+  EXPECT_EQ(system_.ProductName(), L"Windows Server 2022");
+}
+
+TEST_F(RegisteredSystem, ADateOfZeroIsNoFirstDay) {
+  Set(L"InstallDate", RegistryValue::Dword(0));
+  EXPECT_EQ(system_.FirstRunDate(), std::nullopt);
 }
 
 TEST(WindowsOperatingSystemTest, TheUpdateServiceHasAStartType) {
@@ -217,6 +253,9 @@ TEST(WindowsClientTest, AProgramHasTheVersionOfItsResource) {
   const WString version = Native().client().FileVersion(folder + L"\\kernel32.dll");
   EXPECT_EQ(std::ranges::count(version, L'.'), 3);
   EXPECT_EQ(version.find_first_not_of(L"0123456789."), WString::npos);
+  // Major before minor, both before the build.
+  EXPECT_TRUE(version.starts_with(L"10.0.") || (IsWine() && version.starts_with(L"6.1.")))
+      << yox::String::UTF16ToUTF8(version);
   EXPECT_EQ(Native().client().FileVersion(folder + L"\\yox-none.dll"), L"");
   EXPECT_EQ(Native().client().FileVersion(folder), L"");
 }
