@@ -261,7 +261,12 @@ void AppAndTagCollection::CollectTags(yox::platform::WaitHandle stopEvent, bool 
   const std::shared_ptr<MachineInformation> record = Record();
   if (record == nullptr) return;
   const bool written = CheckIfTagsAlreadyExist();
-  if (!written) record->CollectNpuInfo();
+  if (!written) {
+    // The record's texts have no lock of their own: this one keeps a refresh on another thread from
+    // setting the same ones, here and below.
+    const yox::RecursiveMutexLock lock(lock_);
+    record->CollectNpuInfo();
+  }
   record->CollectGpuNames();
 
   const WString days = YOX::DateTimeUtility::GetDaysSinceOobe(dateFlag);
@@ -270,6 +275,7 @@ void AppAndTagCollection::CollectTags(yox::platform::WaitHandle stopEvent, bool 
 
   if (written) {
     g_log.d("%s: Npu tags already generated and saved in registry", kOrigin);
+    const yox::RecursiveMutexLock lock(lock_);
     WString text;
     if (CRegUtil::GetRegValueOfStringType(HKEY_LOCAL_MACHINE, szRegKeySubPath, npuMfrTag, text)) {
       record->set_npu_mfr(text);
@@ -283,9 +289,9 @@ void AppAndTagCollection::CollectTags(yox::platform::WaitHandle stopEvent, bool 
       g_log.d("%s: Npu description not found in registry", kOrigin);
     }
   } else {
+    const yox::RecursiveMutexLock lock(lock_);
     g_log.d("%s: Npu exists %s , NPU mfr %s NPU desc %s", kOrigin, record->npu_exists(),
             record->npu_mfr(), record->npu_description());
-    const yox::RecursiveMutexLock lock(lock_);
     List tags{{npuExistsTag, record->npu_exists()},
               {npuMfrTag, record->npu_mfr()},
               {npuDescriptionTag, record->npu_description()}};
