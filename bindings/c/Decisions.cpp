@@ -44,7 +44,8 @@ yox_status yox_facts_read(const char* document, size_t size, yox_facts** facts) 
 yox_status yox_facts_write(const yox_facts* facts, int32_t anonymous, yox_string** document) {
   return Guarded([&] {
     using yox::decision::Anonymity;
-    Required(document, "document") = NewString(
+    Required(document, "document");
+    *document = NewString(
         yox::decision::FactsJson(Required(facts, "facts").record,
                                  anonymous != 0 ? Anonymity::kAnonymous : Anonymity::kNamed));
   });

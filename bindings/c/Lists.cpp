@@ -32,8 +32,8 @@ yox_status yox_list_read(const char* document, size_t size, yox_list** list) {
 
 yox_status yox_list_write(const yox_list* list, yox_string** document) {
   return Guarded([&] {
-    Required(document, "document") =
-        NewString(yox::decision::WriteFilterDocument(Required(list, "list").filter));
+    Required(document, "document");
+    *document = NewString(yox::decision::WriteFilterDocument(Required(list, "list").filter));
   });
 }
 

@@ -282,7 +282,8 @@ yox_status yox_device_explain(yox_runtime* runtime, const yox_list* list,
 yox_status yox_tags_get(yox_runtime* runtime, yox_pairs** tags) {
   return Guarded([&] {
     Required(runtime, "runtime");
-    Required(tags, "tags") = TagPairs();
+    Required(tags, "tags");
+    *tags = TagPairs();
   });
 }
 

@@ -92,8 +92,56 @@ static void an_error_names_its_place(void) {
   CHECK(strcmp(yox_error_place(), "") == 0);
   CHECK(strcmp(yox_status_name(YOX_DOCUMENT), "YOX_DOCUMENT") == 0);
   CHECK(strcmp(yox_status_name(YOX_INTERNAL), "YOX_INTERNAL") == 0);
+  CHECK(strcmp(yox_status_name(YOX_INTERNAL + 1), "unknown") == 0);
   CHECK(strcmp(yox_status_name(99), "unknown") == 0);
   CHECK(strcmp(yox_status_name(-1), "unknown") == 0);
+}
+
+/* The number of characters of well-formed UTF-8; 0 for a text that is cut within one. */
+static size_t characters_of(const char* text) {
+  size_t count = 0;
+  for (; *text != '\0'; ++count) {
+    const unsigned char first = (unsigned char)*text++;
+    int more = first < 0x80 ? 0 : first < 0xE0 ? 1 : first < 0xF0 ? 2 : 3;
+    for (; more > 0; --more)
+      if (((unsigned char)*text++ & 0xC0) != 0x80) return 0;
+  }
+  return count;
+}
+
+static void a_long_error_is_cut_between_characters(void) {
+  static char key[1 << 12];
+  yox_runtime* runtime = started(0);
+  yox_string* text = NULL;
+  size_t shift, i, length;
+  for (shift = 0; shift < 2; ++shift) { /* one of the two would be cut within a character */
+    length = (size_t)sprintf(key, "HKXX\\%s", shift == 0 ? "" : "x");
+    for (i = 0; i < 1500; ++i) length += (size_t)sprintf(key + length, "\xc3\xbc");
+    CHECK_STATUS(YOX_ARGUMENT, yox_registry_get_text(runtime, key, "", &text));
+    CHECK(strlen(yox_error_message()) >= 1022 && strlen(yox_error_message()) <= 1023);
+    CHECK(characters_of(yox_error_message()) > 500);
+  }
+  yox_runtime_stop(runtime);
+}
+
+static void a_place_may_contain_colons(void) {
+  static const char document[] = "{\"tags\": {\"a b: c\": 5}}";
+  yox_facts* facts = NULL;
+  const char* place;
+  CHECK_STATUS(YOX_DOCUMENT, yox_facts_read(document, strlen(document), &facts));
+  place = yox_error_place();
+  if (strstr(place, "\"a b: c\"") == NULL) fail(__LINE__, place);
+  CHECK(strncmp(yox_error_message() + strlen(place), ": expected", 10) == 0);
+}
+
+static void missing_memory_is_an_error(void) {
+/* Sanitizers end a process that asks for so much. */
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) && !defined(__clang__)
+  yox_lines* lines = NULL;
+  const size_t more_than_there_is = (size_t)1 << 61;
+  CHECK_STATUS(YOX_NO_MEMORY, yox_lines_read("{}", more_than_there_is, 1, NULL, NULL, &lines));
+  CHECK(strcmp(yox_error_message(), "out of memory") == 0 && lines == NULL);
+#endif
 }
 
 static void bad_arguments_are_refused(void) {
@@ -114,6 +162,8 @@ static void bad_arguments_are_refused(void) {
   yox_pair pair;
   uint8_t applies;
   const yox_facts* none = NULL;
+  const yox_list* nothing = NULL;
+  yox_facts* made = NULL;
 
   CHECK_STATUS(YOX_ARGUMENT, yox_list_read(NULL, 5, &list));
   CHECK_STATUS(YOX_ARGUMENT, yox_decide(NULL, facts, NULL, &verdict));
@@ -121,7 +171,14 @@ static void bad_arguments_are_refused(void) {
   CHECK_STATUS(YOX_ARGUMENT, yox_decide(list, facts, NULL, NULL));
   CHECK_STATUS(YOX_ARGUMENT, yox_decide_many(list, &none, 1, NULL, &applies));
   CHECK_STATUS(YOX_ARGUMENT, yox_decide_many(list, NULL, 1, NULL, &applies));
+  CHECK_STATUS(YOX_ARGUMENT, yox_decide_many(list, (const yox_facts* const*)&facts, 1, NULL, NULL));
   CHECK_OK(yox_decide_many(list, NULL, 0, NULL, NULL));
+  CHECK_STATUS(YOX_DOCUMENT, yox_list_read(NULL, 0, &list)); /* an empty document */
+  CHECK_STATUS(YOX_ARGUMENT, yox_list_write(list, NULL));
+  CHECK_STATUS(YOX_ARGUMENT, yox_facts_write(facts, 0, NULL));
+  CHECK_STATUS(YOX_ARGUMENT, yox_facts_from_profile(kProfile, strlen(kProfile), NULL, 1, &made));
+  CHECK_STATUS(YOX_ARGUMENT,
+               yox_facts_from_profile(kProfile, strlen(kProfile), &nothing, 1, &made));
 
   question.target_version = "\xff";
   CHECK_STATUS(YOX_ARGUMENT, yox_decide(list, facts, &question, &verdict));
@@ -393,6 +450,18 @@ static void a_question_adds_version_tags_and_moment(void) {
   question.now += 30 * 86400;
   CHECK_OK(yox_decide(list, facts, &question, &verdict));
   CHECK(verdict.applies == YOX_FALSE);
+  yox_list_free(list);
+
+  /* Without a question, or with YOX_NOW, it is the moment of the clock. */
+  list = list_of("[{\"date_range\": \"1969-12-01|1970-02-01\"}]");
+  question.now = 0;
+  CHECK_OK(yox_decide(list, facts, &question, &verdict));
+  CHECK(verdict.applies == YOX_TRUE);
+  question.now = YOX_NOW;
+  CHECK_OK(yox_decide(list, facts, &question, &verdict));
+  CHECK(verdict.applies == YOX_FALSE);
+  CHECK_OK(yox_decide(list, facts, NULL, &verdict));
+  CHECK(verdict.applies == YOX_FALSE);
   yox_facts_free(facts);
   yox_list_free(list);
 }
@@ -509,6 +578,12 @@ static void lint_finds(void) {
   yox_findings_free(findings);
   CHECK_OK(yox_lint(document, strlen(document), &after, &findings));
   CHECK(yox_findings_count(findings) == count + 1); /* the window has passed */
+  yox_findings_free(findings);
+  /* What concerns the list as a whole has no filter and no field. */
+  CHECK_OK(yox_lint("[]", 2, NULL, &findings));
+  CHECK(yox_findings_count(findings) == 1);
+  CHECK_OK(yox_findings_get(findings, 0, &finding));
+  CHECK(finding.filter == YOX_NONE && is(finding.field, ""));
   yox_findings_free(findings);
   CHECK_STATUS(YOX_DOCUMENT, yox_lint("{", 1, NULL, &findings));
 }
@@ -661,14 +736,20 @@ static void the_device_decides(void) {
   yox_list_free(list);
 }
 
+static atomic_int calls;
+
 typedef struct delivered {
   atomic_int count;
+  int turn; /* of the last call, among those to all subscribers */
   int32_t topic, event;
   char payload[32];
 } delivered;
 
 static void keep(void* context, const yox_notification* notification) {
   delivered* const to = context;
+  yox_list* none = NULL;
+  yox_list_read("{", 1, &none); /* an error of this thread */
+  to->turn = atomic_fetch_add(&calls, 1);
   to->topic = notification->topic;
   to->event = notification->event;
   CHECK(notification->size == sizeof *notification);
@@ -695,15 +776,19 @@ static void the_bus_delivers(void) {
   CHECK_STATUS(YOX_NOT_FOUND, yox_bus_last_event(runtime, 41, &event));
   CHECK_STATUS(YOX_ARGUMENT, yox_bus_subscribe(runtime, NULL, NULL, 0, &subscription));
   CHECK_OK(yox_bus_subscribe(runtime, keep, &to, 0, &subscription));
-  CHECK_OK(yox_bus_subscribe(runtime, keep, &other, 0, &second));
+  CHECK_OK(yox_bus_subscribe(runtime, keep, &other, 1, &second));
   CHECK_OK(yox_bus_publish(runtime, 41, 7, "p\xc3\xa4yload", NULL));
   CHECK(arrived(runtime, &to, 1) && arrived(runtime, &other, 1));
   CHECK(to.topic == 41 && to.event == 7 && strcmp(to.payload, "p\xc3\xa4yload") == 0);
   CHECK_OK(yox_bus_last_event(runtime, 41, &event));
   CHECK(event == 7);
+  CHECK(other.turn < to.turn); /* which wanted to be first */
   /* A sender does not get its own record; what is unsubscribed gets none. */
+  CHECK_STATUS(YOX_ARGUMENT, yox_device_refresh(NULL));
   CHECK_OK(yox_bus_publish(runtime, 41, 8, "", subscription));
   CHECK(arrived(runtime, &other, 2));
+  CHECK(strcmp(yox_error_message(), "runtime: is NULL") == 0); /* not the other thread's */
+  CHECK_STATUS(YOX_ARGUMENT, yox_tags_get(runtime, NULL));
   yox_bus_unsubscribe(subscription);
   CHECK(atomic_load(&to.count) == 1);
   CHECK_OK(yox_bus_publish(runtime, 41, 9, "", NULL));
@@ -730,6 +815,7 @@ static void the_registry_is_read_and_written(void) {
   uint64_t number = 0;
   uint32_t type = 0;
   int counts[5] = {0}, others[5] = {0};
+  size_t i;
   CHECK_STATUS(YOX_NOT_FOUND, yox_registry_get_text(runtime, key, "Name", &text));
   CHECK_STATUS(YOX_ARGUMENT, yox_registry_get_text(runtime, "HKXX\\A", "Name", &text));
   CHECK_STATUS(YOX_ARGUMENT, yox_registry_get_text(runtime, "HKLM\\A\\\\B", "Name", &text));
@@ -742,14 +828,18 @@ static void the_registry_is_read_and_written(void) {
   CHECK_OK(yox_registry_set_number(runtime, key, "N", 7));
   CHECK_OK(yox_registry_get_number(runtime, key, "N", &number));
   CHECK(number == 7 && counts[YOX_VALUE_SET] == 1);
+  CHECK_OK(yox_registry_set(runtime, key, "Q", 11, "\1\0\0\0\1\0\0\0", 8));
+  CHECK_OK(yox_registry_get_number(runtime, key, "Q", &number));
+  CHECK(number == 0x100000001 && counts[YOX_VALUE_SET] == 2);
   CHECK_STATUS(YOX_NOT_FOUND, yox_registry_get_number(runtime, key, "Name", &number));
+  CHECK_STATUS(YOX_ARGUMENT, yox_registry_set(runtime, key, "Q", 3, NULL, 1));
   CHECK_STATUS(YOX_NOT_FOUND, yox_registry_get_text(runtime, key, "N", &text));
   yox_registry_watch_free(watch);
   CHECK_OK(yox_registry_set(runtime, "HKLM\\SOFTWARE\\Contoso\\C\\D", "", 3, bytes, sizeof bytes));
   CHECK_OK(yox_registry_get(runtime, "HKLM\\SOFTWARE\\Contoso\\C\\D", "", &type, &text));
   CHECK(type == 3 && yox_string_size(text) == 3 && memcmp(yox_string_data(text), bytes, 3) == 0);
   yox_string_free(text);
-  CHECK(counts[YOX_VALUE_SET] == 1 && counts[YOX_KEY_CREATED] == 0); /* no calls after the free */
+  CHECK(counts[YOX_VALUE_SET] == 2 && counts[YOX_KEY_CREATED] == 0); /* no calls after the free */
   CHECK(others[YOX_KEY_CREATED] == 1);
   CHECK_OK(yox_registry_keys(runtime, key, &pairs));
   CHECK(yox_pairs_count(pairs) == 1);
@@ -757,7 +847,11 @@ static void the_registry_is_read_and_written(void) {
   CHECK(is(name, "D"));
   yox_pairs_free(pairs);
   CHECK_OK(yox_registry_values(runtime, key, &pairs));
-  CHECK(yox_pairs_count(pairs) == 2);
+  CHECK(yox_pairs_count(pairs) == 3);
+  for (i = 0; i < yox_pairs_count(pairs); ++i) { /* texts alone are given */
+    CHECK_OK(yox_pairs_get(pairs, i, &name, &data));
+    CHECK(is(data, is(name, "Name") ? "V\xc3\xa4lue" : ""));
+  }
   yox_pairs_free(pairs);
   CHECK_OK(yox_registry_delete(runtime, key, "N"));
   CHECK_STATUS(YOX_NOT_FOUND, yox_registry_delete(runtime, key, "N"));
