@@ -1,5 +1,6 @@
 #pragma once
 
+#include <string>
 #include <string_view>
 
 namespace yoxd {
@@ -23,6 +24,11 @@ class Journal {
   static void Notice(std::string_view part, std::string_view message) {
     Write(Priority::kNotice, part, message);
   }
+
+ private:
+  // The system's: finds out where messages go, and writes one of a single line.
+  static void Open();
+  static void WriteLine(Priority priority, const std::string& part, const std::string& text);
 };
 
 }  // namespace yoxd

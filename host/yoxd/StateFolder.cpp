@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <fstream>
 #include <iterator>
+#include <stdexcept>
 #include <system_error>
 
 #include "host/yoxd/HostSystem.h"
@@ -11,6 +12,27 @@
 namespace yoxd {
 
 namespace fs = std::filesystem;
+
+StateFolder::StateFolder(const fs::path& root) : path_(root / "yoxd") {
+  std::error_code ignored;
+  if (!fs::exists(root, ignored)) Create(root);
+  Create(path_);
+  Create(path_ / "content");
+  if (const int error = Lock(path_ / "lock"); error != 0) {
+    throw std::runtime_error(PathText(path_) + ": " +
+                             (error == kInUse ? "another yoxd uses this folder"
+                                              : std::system_category().message(error)));
+  }
+}
+
+void StateFolder::Create(const fs::path& folder) {
+  std::error_code ignored;
+  fs::create_directories(folder.parent_path(), ignored);
+  if (const int error = MakePrivate(folder); error != 0) {
+    throw std::runtime_error(PathText(folder) +
+                             ": cannot be created: " + std::system_category().message(error));
+  }
+}
 
 std::optional<std::string> StateFolder::Read(const std::string& name, std::size_t most) const {
   const fs::path file = path_ / PathOf(name);

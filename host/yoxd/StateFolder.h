@@ -42,6 +42,15 @@ class StateFolder {
   std::size_t failures() const { return failures_; }
 
  private:
+  // What `Lock` returns when another process has the lock.
+  static constexpr int kInUse = -1;
+
+  // The system's: return 0 or an error of the system's. `MakePrivate` creates a folder for this
+  // account alone, or takes the rights of others away.
+  static int MakePrivate(const std::filesystem::path& folder);
+  int Lock(const std::filesystem::path& file);
+
+  static void Create(const std::filesystem::path& folder);
   // Counts and reports a write that failed with an error of the system's; returns false.
   bool Failed(const std::filesystem::path& file, int error);
 

@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <stdexcept>
 #include <system_error>
 
 namespace yoxd {
@@ -26,33 +25,26 @@ int WriteAll(int file, std::string_view bytes) {
   return 0;
 }
 
-void MakePrivate(const fs::path& folder) {
-  std::error_code error;
-  fs::create_directories(folder.parent_path(), error);
-  if (mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST) {
-    throw std::runtime_error(folder.string() +
-                             ": cannot be created: " + std::system_category().message(errno));
-  }
-  // Also when it was there, with other rights.
-  fs::permissions(folder, fs::perms::owner_all, error);
-}
-
 }  // namespace
 
-StateFolder::StateFolder(const fs::path& root) : path_(root / "yoxd") {
-  std::error_code ignored;
-  if (!fs::exists(root, ignored)) MakePrivate(root);
-  MakePrivate(path_);
-  MakePrivate(path_ / "content");
-  const int lock = open((path_ / "lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
-  if (lock < 0 || flock(lock, LOCK_EX | LOCK_NB) != 0) {
-    const int error = errno;
-    if (lock >= 0) close(lock);
-    throw std::runtime_error(path_.string() + ": " +
-                             (error == EWOULDBLOCK ? "another yoxd uses this folder"
-                                                   : std::system_category().message(error)));
+int StateFolder::MakePrivate(const fs::path& folder) {
+  if (mkdir(folder.c_str(), 0700) != 0 && errno != EEXIST) return errno;
+  // Also when it was there, with other rights.
+  std::error_code error;
+  fs::permissions(folder, fs::perms::owner_all, error);
+  return 0;
+}
+
+int StateFolder::Lock(const fs::path& file) {
+  const int lock = open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+  if (lock < 0) return errno;
+  if (flock(lock, LOCK_EX | LOCK_NB) != 0) {
+    const int error = errno == EWOULDBLOCK ? kInUse : errno;
+    close(lock);
+    return error;
   }
   lock_ = lock;
+  return 0;
 }
 
 StateFolder::~StateFolder() { close(static_cast<int>(lock_)); }

@@ -229,7 +229,6 @@ class Provisioning(Case):
                          "check the token: it does not have three parts")
 
     def test_a_valid_file_leads_to_a_connection_and_a_stored_policy(self):
-        Service.not_on_windows(self, "its build with a key of its own is not made")
         broker = Mosquitto(self.folder, self.certificates)
         self.addCleanup(broker.stop)
         material = (Service.ROOT / "tests/trust/Material.h").read_text()

@@ -4,9 +4,6 @@
 
 #include <string>
 
-#include "yox/base/Log.h"
-#include "yox/base/Printable.h"
-
 #include "host/yoxd/Text.h"
 #include "host/yoxd/windows/EventLog.h"
 #include "yoxd-events.h"
@@ -14,20 +11,7 @@
 namespace yoxd {
 namespace {
 
-Journal::Priority least_priority = Journal::Priority::kNotice;
 HANDLE event_log = nullptr;
-
-Journal::Priority Of(yox::LogLevel level) {
-  switch (level) {
-    case yox::LogLevel::Error:
-      return Journal::Priority::kError;
-    case yox::LogLevel::Warning:
-      return Journal::Priority::kWarning;
-    case yox::LogLevel::Debug:
-      break;
-  }
-  return Journal::Priority::kDebug;
-}
 
 WORD TypeOf(Journal::Priority priority) {
   switch (priority) {
@@ -46,21 +30,14 @@ void UseEventLog(const std::wstring& source) {
   event_log = RegisterEventSourceW(nullptr, source.c_str());
 }
 
-void Journal::Begin(Priority least) {
-  least_priority = least;
-  // The library keeps its log files; the journal gets its warnings and errors too.
-  YOX::Log::SetSink([](std::string_view log, yox::LogLevel level, std::string_view line) {
-    Write(Of(level), log, line);
-  });
-}
+void Journal::Open() {}
 
-void Journal::Write(Priority priority, std::string_view part, std::string_view message) {
-  if (priority > least_priority) return;
-  const std::string line = std::string(part) + ": " + yox::OneLine(message);
+void Journal::WriteLine(Priority priority, const std::string& part, const std::string& text) {
+  const std::string line = part + ": " + text;
   if (event_log != nullptr) {
     const std::wstring wide = Wide(line);
-    const wchar_t* text = wide.c_str();
-    ReportEventW(event_log, TypeOf(priority), 0, YOXD_EVENT, nullptr, 1, 0, &text, nullptr);
+    const wchar_t* string = wide.c_str();
+    ReportEventW(event_log, TypeOf(priority), 0, YOXD_EVENT, nullptr, 1, 0, &string, nullptr);
     return;
   }
   const std::string whole = "yoxd: " + line + "\n";

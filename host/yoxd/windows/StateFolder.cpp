@@ -1,8 +1,6 @@
 #include "host/yoxd/StateFolder.h"
 
 #include <algorithm>
-#include <stdexcept>
-#include <system_error>
 
 #include "host/yoxd/HostSystem.h"
 #include "host/yoxd/windows/Access.h"
@@ -30,40 +28,30 @@ int WriteAll(HANDLE file, std::string_view bytes) {
   return 0;
 }
 
-void MakePrivate(const fs::path& folder) {
-  std::error_code error;
-  fs::create_directories(folder.parent_path(), error);
-  PrivateAccess access;
-  if (CreateDirectoryW(folder.c_str(), access.attributes()) != FALSE) return;
-  if (GetLastError() != ERROR_ALREADY_EXISTS) {
-    throw std::runtime_error(PathText(folder) +
-                             ": cannot be created: " + std::system_category().message(LastError()));
-  }
-  // It was there, perhaps with other rights.
-  SetFileSecurityW(folder.c_str(), DACL_SECURITY_INFORMATION | PROTECTED_DACL_SECURITY_INFORMATION,
-                   access.descriptor());
-}
-
 HANDLE HandleOf(std::intptr_t lock) { return reinterpret_cast<HANDLE>(lock); }
 
 }  // namespace
 
-StateFolder::StateFolder(const fs::path& root) : path_(root / "yoxd") {
-  std::error_code ignored;
-  if (!fs::exists(root, ignored)) MakePrivate(root);
-  MakePrivate(path_);
-  MakePrivate(path_ / "content");
+int StateFolder::MakePrivate(const fs::path& folder) {
+  PrivateAccess access;
+  if (CreateDirectoryW(folder.c_str(), access.attributes()) != FALSE) return 0;
+  if (GetLastError() != ERROR_ALREADY_EXISTS) return LastError();
+  // It was there, perhaps with other rights.
+  SetFileSecurityW(folder.c_str(), DACL_SECURITY_INFORMATION | PROTECTED_DACL_SECURITY_INFORMATION,
+                   access.descriptor());
+  return 0;
+}
+
+int StateFolder::Lock(const fs::path& file) {
   // Not shared: it is the lock.
-  HANDLE const lock = CreateFileW((path_ / "lock").c_str(), GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS,
+  HANDLE const lock = CreateFileW(file.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS,
                                   FILE_ATTRIBUTE_NORMAL, nullptr);
   if (lock == INVALID_HANDLE_VALUE) {
     const int error = LastError();
-    throw std::runtime_error(PathText(path_) + ": " +
-                             (error == ERROR_SHARING_VIOLATION
-                                  ? "another yoxd uses this folder"
-                                  : std::system_category().message(error)));
+    return error == ERROR_SHARING_VIOLATION ? kInUse : error;
   }
   lock_ = reinterpret_cast<std::intptr_t>(lock);
+  return 0;
 }
 
 StateFolder::~StateFolder() { CloseHandle(HandleOf(lock_)); }
