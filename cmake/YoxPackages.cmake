@@ -64,21 +64,41 @@ if(NOT YOX_INSTALL_POSTGRESQL OR NOT TARGET yox_postgresql)
   list(REMOVE_ITEM CPACK_COMPONENTS_ALL postgresql)
 endif()
 
+# ---- licences ----
+
+# The licences of others' work that is compiled into the library and the programs, or is beside them on Windows, as Debian's
+# packages state them, and the texts to which those refer.
+set(sources libcli11-dev libfmt-dev libspdlog-dev unicode-data libicu72)
 if(WIN32)
-  install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION . RENAME LICENSE.txt COMPONENT library)
-  # The licences of what is linked into the programs or is beside them, as Debian's packages state them.
-  set(notices ${PROJECT_BINARY_DIR}/THIRD-PARTY.txt)
-  file(WRITE ${notices} "Licences of the libraries that this archive contains.\n")
-  foreach(package libjsoncpp-dev libspdlog-dev libfmt-dev libpugixml-dev libcli11-dev libssl-dev libmosquitto-dev
-                  libcurl4-openssl-dev mingw-w64-x86-64-dev g++-mingw-w64-x86-64-posix)
-    if(EXISTS /usr/share/doc/${package}/copyright)
-      file(READ /usr/share/doc/${package}/copyright text)
-      file(APPEND ${notices} "\n\n==== ${package} ====\n\n${text}")
-    else()
-      message(STATUS "THIRD-PARTY.txt lacks the licence of ${package}")
-    endif()
-  endforeach()
+  list(APPEND sources libjsoncpp-dev libpugixml-dev libssl-dev libmosquitto-dev libcurl4-openssl-dev
+                      mingw-w64-x86-64-dev g++-mingw-w64-x86-64-posix)
+endif()
+set(notices ${PROJECT_BINARY_DIR}/THIRD-PARTY.txt)
+set(text "Licences of others' work that is part of yox, by the Debian package that it comes from.\n")
+string(APPEND text "Texts to which they refer as files of /usr/share/common-licenses are at the end.\n")
+foreach(package IN LISTS sources)
+  if(EXISTS /usr/share/doc/${package}/copyright)
+    file(READ /usr/share/doc/${package}/copyright copyright)
+    string(APPEND text "\n\n==== ${package} ====\n\n${copyright}")
+  else()
+    message(STATUS "THIRD-PARTY.txt lacks the licence of ${package}")
+  endif()
+endforeach()
+string(REGEX MATCHALL "/usr/share/common-licenses/[A-Za-z0-9.-]*[A-Za-z0-9]" references "${text}")
+list(REMOVE_DUPLICATES references)
+list(SORT references)
+foreach(reference IN LISTS references)
+  if(EXISTS ${reference})
+    file(READ ${reference} licence)
+    string(APPEND text "\n\n==== ${reference} ====\n\n${licence}")
+  endif()
+endforeach()
+file(WRITE ${notices} "${text}")
+if(WIN32)
+  install(FILES LICENSE DESTINATION . RENAME LICENSE.txt COMPONENT library)
   install(FILES ${notices} DESTINATION . COMPONENT library)
+elseif(NOT CMAKE_INSTALL_PREFIX STREQUAL /usr) # Debian's packages have them in folders of their own
+  install(FILES LICENSE ${notices} DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/yox COMPONENT library)
 endif()
 
 # ---- Debian ----
@@ -110,6 +130,7 @@ function(yox_debian_package component)
   endif()
   set(documents ${CMAKE_INSTALL_DATADIR}/doc/${arg_NAME})
   install(FILES ${PROJECT_SOURCE_DIR}/packaging/debian/copyright ${PROJECT_BINARY_DIR}/debian/changelog.Debian.gz
+                ${PROJECT_BINARY_DIR}/THIRD-PARTY.txt
           DESTINATION ${documents} COMPONENT ${component})
 endfunction()
 
