@@ -7,6 +7,10 @@
 #include <string.h>
 #include <time.h>
 
+#ifdef __linux__
+#include <dirent.h>
+#endif
+
 #include "yox/c/yox.h"
 
 static int failures = 0;
@@ -60,6 +64,25 @@ static yox_runtime* started(int watch) {
   CHECK_OK(yox_runtime_start(&options, &runtime));
   if (runtime == NULL) exit(1);
   return runtime;
+}
+
+/* The number of this process's threads, where a system says it. */
+static int threads(void) {
+  int count = 0;
+#ifdef __linux__
+  DIR* const folder = opendir("/proc/self/task");
+  const struct dirent* entry;
+  while ((entry = readdir(folder)) != NULL) count += entry->d_name[0] != '.';
+  closedir(folder);
+#endif
+  return count;
+}
+
+/* Whether the threads that have been joined are gone: the system takes a moment to forget them. */
+static int threads_are_again(int count) {
+  const time_t limit = time(NULL) + 30;
+  while (threads() != count && time(NULL) < limit) continue;
+  return threads() == count;
 }
 
 static void an_error_names_its_place(void) {
@@ -768,6 +791,7 @@ static int arrived(yox_runtime* runtime, delivered* to, int count) {
 }
 
 static void the_bus_delivers(void) {
+  const int threads_before = threads();
   yox_runtime* runtime = started(0);
   yox_subscription* subscription = NULL;
   yox_subscription* second = NULL;
@@ -794,7 +818,19 @@ static void the_bus_delivers(void) {
   CHECK_OK(yox_bus_publish(runtime, 41, 9, "", NULL));
   CHECK(arrived(runtime, &other, 3) && other.event == 9 && atomic_load(&to.count) == 1);
   yox_runtime_stop(runtime);
+  CHECK(threads_are_again(threads_before));
   yox_bus_unsubscribe(second); /* after the stop: frees, and nothing else */
+}
+
+static void a_runtime_stops_without_a_record(void) {
+  const int threads_before = threads();
+  yox_runtime* runtime = started(0);
+  yox_subscription* subscription = NULL;
+  delivered to = {0};
+  CHECK_OK(yox_bus_subscribe(runtime, keep, &to, 0, &subscription));
+  yox_runtime_stop(runtime);
+  CHECK(threads_are_again(threads_before));
+  yox_bus_unsubscribe(subscription);
 }
 
 static void count_changes(void* context, const yox_registry_change* change) {
@@ -819,6 +855,7 @@ static void the_registry_is_read_and_written(void) {
   CHECK_STATUS(YOX_NOT_FOUND, yox_registry_get_text(runtime, key, "Name", &text));
   CHECK_STATUS(YOX_ARGUMENT, yox_registry_get_text(runtime, "HKXX\\A", "Name", &text));
   CHECK_STATUS(YOX_ARGUMENT, yox_registry_get_text(runtime, "HKLM\\A\\\\B", "Name", &text));
+  CHECK(strstr(yox_error_message(), "key: expected HKLM") == yox_error_message());
   CHECK_OK(yox_registry_set_text(runtime, key, "Name", "V\xc3\xa4lue"));
   CHECK_OK(yox_registry_watch_key(runtime, key, count_changes, counts, &watch));
   CHECK_OK(yox_registry_watch_key(runtime, key, count_changes, others, &forgotten));
@@ -862,12 +899,14 @@ static void the_registry_is_read_and_written(void) {
 }
 
 static void a_watching_runtime_stops(void) {
+  const int threads_before = threads();
   yox_runtime* runtime = started(1);
   yox_list* list = list_of(kList);
   int32_t applies = 9;
   CHECK_OK(yox_device_decide(runtime, list, NULL, &applies, NULL));
   CHECK(applies == YOX_FALSE);
   yox_runtime_stop(runtime);
+  CHECK(threads_are_again(threads_before));
   yox_list_free(list);
 }
 
