@@ -78,7 +78,9 @@ class Demonstration(unittest.TestCase):
                                   capture_output=True, text=True, timeout=300)
             self.assertEqual(done.returncode, 0, done.stderr)
             self.assertEqual(done.stdout.count("applies to"), 3)
-            self.assertEqual(len((pathlib.Path(name) / "facts.jsonl").read_text().splitlines()), 3)
+            import sqlite3
+            with sqlite3.connect(pathlib.Path(name) / "inventory.db") as database:
+                self.assertEqual(database.execute("SELECT count(*) FROM devices").fetchone(), (3,))
             self.assertIn("<html", (pathlib.Path(name) / "report.html").read_text())
 
 
