@@ -114,20 +114,64 @@ const CLI::App& DeepestCommand(const CLI::App& app) {
   return chosen.empty() ? app : DeepestCommand(*chosen.front());
 }
 
+// A word that may be misspelt, and what to write.
+struct Known {
+  std::string word;
+  std::string phrase;
+
+  operator std::string_view() const { return word; }
+};
+
+// The names of the commands below `command`, those of its own first; then their parts, and the
+// subcommands of any depth: "diff" is of "fleet diff".
+std::vector<Known> KnownCommands(const CLI::App& command) {
+  std::vector<Known> names;
+  for (const CLI::App* const sub : command.get_subcommands({})) {
+    names.push_back({sub->get_name(), sub->get_name()});
+  }
+  const std::size_t own = names.size();
+  for (std::size_t i = 0; i < own; ++i) {
+    const std::string name = names[i].word;
+    for (std::size_t begin = 0, end = 0; end < name.size() && begin < name.size();
+         begin = end + 1) {
+      end = std::min(name.find('-', begin), name.size());
+      names.push_back({name.substr(begin, end - begin), name});
+    }
+  }
+  for (const CLI::App* const sub : command.get_subcommands({})) {
+    for (const Known& below : KnownCommands(*sub)) {
+      names.push_back({below.word, sub->get_name() + " " + below.phrase});
+    }
+  }
+  return names;
+}
+
 // What was probably meant by an argument that is not known.
 std::string Suggestion(const CLI::App& app, const std::string& argument) {
   const CLI::App& command = DeepestCommand(app);
-  std::vector<std::string> names;
+  std::vector<Known> names;
   if (argument.starts_with('-')) {
     for (const CLI::App* const each : {&app, &command}) {
       for (const CLI::Option* const option : each->get_options()) {
-        for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+        for (const std::string& name : option->get_lnames()) {
+          names.push_back({"--" + name, "--" + name});
+        }
       }
     }
   } else {
-    for (const CLI::App* const sub : command.get_subcommands({})) names.push_back(sub->get_name());
+    names = KnownCommands(command);
+    if (&command == &app) {
+      for (const std::string name : {"help", "version"}) names.push_back({name, "--" + name});
+    }
   }
-  return yox::DidYouMean(argument, names);
+  const std::string_view nearest = yox::NearestWord(argument, names);
+  const auto found = std::ranges::find(names, nearest, &Known::word);
+  return nearest.empty() ? "" : " (did you mean \"" + found->phrase + "\"?)";
+}
+
+Refusal UnexpectedArgument(const CLI::App& app, const std::string& argument) {
+  return Refusal("The following argument was not expected: " + NameOf(argument) +
+                 Suggestion(app, argument) + kSeeHelp);
 }
 
 // `chosen` receives the command to run. Subcommands inherit the settings of `parent`.
@@ -149,6 +193,10 @@ int Parse(CLI::App& app, std::vector<std::string> arguments) {
   } catch (const CLI::CallForVersion& version) {
     Print(std::string(version.what()) + "\n");
   } catch (const CLI::Success&) {
+    // Help of a command that does not exist is not that of the program.
+    for (const std::string& unknown : app.remaining(true)) {
+      if (!unknown.starts_with('-')) throw UnexpectedArgument(app, unknown);
+    }
     Print(app.help());  // of the command, if there is one
   } catch (const CLI::ParseError& error) {
     // Report a misspelt command or option rather than what is missing because of it.
@@ -156,8 +204,7 @@ int Parse(CLI::App& app, std::vector<std::string> arguments) {
         !unknown.empty() &&
         (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::ExtrasError) ||
          error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError))) {
-      throw Refusal("The following argument was not expected: " + NameOf(unknown.front()) +
-                    Suggestion(app, unknown.front()) + kSeeHelp);
+      throw UnexpectedArgument(app, unknown.front());
     }
     throw Refusal(std::string(error.what()) + kSeeHelp);
   }

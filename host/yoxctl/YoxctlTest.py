@@ -49,14 +49,24 @@ class Yoxctl(unittest.TestCase):
         data = document if isinstance(document, bytes) else json.dumps(document).encode()
         (self.folder / name).write_bytes(data)
 
-    def run_program(self, *arguments, **options):
-        return subprocess.run([*PROGRAM, *arguments], cwd=self.folder, stdin=subprocess.DEVNULL,
+    def run_program(self, *arguments, given=b"", **options):
+        """A run with `given` on standard input."""
+        return subprocess.run([*PROGRAM, *arguments], cwd=self.folder, input=given,
                               stderr=subprocess.PIPE, timeout=60, **{"stdout": subprocess.PIPE, **options})
 
-    def start_program(self, *arguments):
+    def commands(self, *group):
+        """Every command, as a list of words, with its help; groups are left out."""
+        page = self.run_program(*group, "--help").stdout.decode().replace("\r", "")
+        _, is_group, names = page.partition("\nSubcommands:\n")
+        if not is_group:
+            return [(list(group), page)]
+        return [found for name in re.findall(r"^  ([a-z][a-z-]*)", names.split("\n\n")[0], re.MULTILINE)
+                for found in self.commands(*group, name)]
+
+    def start_program(self, *arguments, stdin=subprocess.DEVNULL):
         """A program that goes on until the test ends it; what it complains of goes into a file."""
         with open(self.folder / "errors", "wb") as errors:
-            program = subprocess.Popen([*PROGRAM, *arguments], cwd=self.folder, stdin=subprocess.DEVNULL,
+            program = subprocess.Popen([*PROGRAM, *arguments], cwd=self.folder, stdin=stdin,
                                        stdout=subprocess.PIPE, stderr=errors)
         self.addCleanup(program.communicate)
         self.addCleanup(program.kill)
@@ -1177,6 +1187,21 @@ class BadInput(Yoxctl):
                 self.write("bad.json", profile)
                 self.assert_refused_at_a_place(["--device", "bad.json", "evaluate", "filters.json"], "bad.json", message)
 
+    def test_every_command_that_is_misspelt_has_the_right_one_named(self):
+        """One letter is left out, doubled, or exchanged with the next."""
+        commands = [command for command, _ in self.commands()]
+        self.assertGreater(len(commands), 30)
+        for *groups, name in commands:
+            at = len(name) // 2
+            for typo in (name[:at] + name[at + 1:], name[:at] + name[at] + name[at:],
+                         name[:at - 1] + name[at] + name[at - 1] + name[at + 1:]):
+                if [*groups, typo] in commands:
+                    continue
+                done = self.run_program(*groups, typo)
+                self.assertEqual((done.returncode, done.stderr.decode().strip()), (
+                    2, f'yoxctl: The following argument was not expected: {typo} (did you mean "{name}"?) '
+                       "(see yoxctl --help)"))
+
     def test_usage(self):
         usage = " (see yoxctl --help)"
         for arguments, message in (
@@ -1184,6 +1209,13 @@ class BadInput(Yoxctl):
             (["frob"], "The following argument was not expected: frob" + usage),
             (["--bogus"], "The following argument was not expected: --bogus" + usage),
             (["evaluat", "a.json"], "The following argument was not expected: evaluat (did you mean \"evaluate\"?)" + usage),
+            (["explan", "country"],
+             'The following argument was not expected: explan (did you mean "explain-field"?)' + usage),
+            (["dif"], 'The following argument was not expected: dif (did you mean "fleet diff"?)' + usage),
+            (["chek"], 'The following argument was not expected: chek (did you mean "provision check"?)' + usage),
+            (["evalute", "--help"],
+             'The following argument was not expected: evalute (did you mean "evaluate"?)' + usage),
+            (["help"], 'The following argument was not expected: help (did you mean "--help"?)' + usage),
             (["registry", "frob"], "The following argument was not expected: frob" + usage),
             (["evaluate", "--explane"], "The following argument was not expected: --explane (did you mean \"--explain\"?)" + usage),
             (["registry", "lst"], "The following argument was not expected: lst (did you mean \"list\"?)" + usage),
