@@ -33,18 +33,13 @@ std::filesystem::path StateFolder(const std::string& argument) {
   throw Refusal(NameOf(argument) + ": is not a directory");
 }
 
-// A day, or a day and a time, as a profile has it.
-std::string MomentOf(const std::string& now) {
-  return now.find('T') == std::string::npos ? now + "T12:00:00" : now;
-}
-
 // The device of a profile, at another moment if there is one.
 yox::platform::DeviceProfile ProfileAt(const std::string& text,
                                        const std::optional<std::string>& now) {
   yox::platform::DeviceProfile profile = yox::platform::ReadDeviceProfile(text);
   if (!now) return profile;
   Json::Value document = yox::ParseDocument(text);
-  document["clock"]["now"] = MomentOf(*now);
+  document["clock"]["now"] = ClockTextOf(*now);
   try {
     return yox::platform::ReadDeviceProfile(yox::JsonText(document));
   } catch (const yox::DocumentError& error) {
@@ -53,6 +48,10 @@ yox::platform::DeviceProfile ProfileAt(const std::string& text,
 }
 
 }  // namespace
+
+std::string ClockTextOf(const std::string& now) {
+  return now.find('T') == std::string::npos ? now + "T12:00:00" : now;
+}
 
 yox::platform::DeviceProfile::ClockSection ClockAt(const std::string& now) {
   return *ProfileAt("{}", now).clock;

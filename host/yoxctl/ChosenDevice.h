@@ -32,6 +32,9 @@ auto ReadNamed(const std::string& argument, Read read) {
   return Named(argument, [&] { return read(ReadInput(argument)); });
 }
 
+// Returns the argument of --now as a profile's clock has it: of a day its noon.
+std::string ClockTextOf(const std::string& now);
+
 // Reads the argument of --now: its `now` is set. Throws Refusal.
 yox::platform::DeviceProfile::ClockSection ClockAt(const std::string& now);
 

@@ -15,6 +15,7 @@
 
 #include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/CommandLine.h"
+#include "host/yoxctl/Inputs.h"
 #include "host/yoxctl/MachineRecord.h"
 #include "host/yoxctl/Output.h"
 #include "host/yoxctl/ProgressLine.h"
@@ -116,7 +117,7 @@ void KeepOnly(const std::set<Fact>& facts, FactsRecord& record) {
 int Facts(const GlobalOptions& global, const FactsOptions& options) {
   std::vector<ApplicabilityFilter> lists;
   for (const std::string& value : options.values) lists.push_back(ListFor(value));
-  for (const std::string& list : options.lists) {
+  for (const std::string& list : ExpandFolders(options.lists, IsFilterList)) {
     lists.push_back(ReadNamed(list, yox::decision::ReadFilterDocument));
   }
   Widened("--id", options.id);  // well-formed
@@ -147,8 +148,9 @@ Command FactsCommand() {
                    .target = &options->anonymous},
                   {.name = "--for",
                    .type = "LIST.json",
-                   .help = "Take only what this list needs, its registry values included; may be "
-                           "given several times",
+                   .help =
+                       "Take only what this list needs, its registry values included; a directory: "
+                       "all lists below it; -: standard input; may be given several times",
                    .target = &options->lists},
                   {.name = "--registry",
                    .type = "KEY:VALUE",

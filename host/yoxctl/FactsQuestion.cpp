@@ -7,6 +7,7 @@
 #include "yox/base/String.h"
 #include "yox/platform/simulated/DeviceProfileReader.h"
 
+#include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/ExplanationText.h"
 #include "host/yoxctl/Output.h"
 
@@ -20,7 +21,7 @@ std::int64_t MomentOn(const yox::decision::FactsRecord& facts, const std::string
   }
   // A profile's clock has the same form.
   Json::Value document;
-  document["clock"]["now"] = now->find('T') == std::string::npos ? *now + "T12:00:00" : *now;
+  document["clock"]["now"] = ClockTextOf(*now);
   if (facts.time_zone) document["clock"]["time_zone"] = facts.time_zone_name;
   yox::platform::DeviceProfile profile;
   try {

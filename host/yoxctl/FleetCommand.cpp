@@ -26,6 +26,7 @@
 #include "host/yoxctl/FleetReport.h"
 #include "host/yoxctl/FleetText.h"
 #include "host/yoxctl/Inventory.h"
+#include "host/yoxctl/MachineAtMoment.h"
 #include "host/yoxctl/Output.h"
 #include "host/yoxctl/RolloutCounts.h"
 
@@ -83,9 +84,11 @@ std::string MomentText(std::int64_t moment) {
          two(second % 60) + "Z";
 }
 
-Question QuestionOf(const FleetOptions& options) {
+Question QuestionOf(const GlobalOptions& global, const FleetOptions& options) {
   Question question;
-  question.now = yox::platform::Platform::Get().clock().Now();
+  if (options.at && global.now) throw Refusal("--at: is a moment as --now is; give one of them");
+  question.now = global.now ? MachineAtMoment(*global.now).clock().Now()
+                            : yox::platform::Platform::Get().clock().Now();
   if (options.at) {
     try {
       question.now = yox::ReadMoment(*options.at);
@@ -224,7 +227,7 @@ std::optional<ListDifference> ComparedInDatabase(const FleetOptions& options, co
 
 int Decide(const GlobalOptions& global, const FleetOptions& options) {
   const List list(options.list);
-  const Question question = QuestionOf(options);
+  const Question question = QuestionOf(global, options);
   if (options.each) {
     Counted(options, question, list.span(), Lines(),
             [&](Lines& lines, std::string_view id, DeviceFacts& facts) {
@@ -247,7 +250,7 @@ int Diff(const GlobalOptions& global, const FleetOptions& options) {
   const List after(options.list);
   const ApplicabilityFilter both[] = {before.filter, after.filter};
   const ListComparison lists(before.compiled, after.compiled);
-  const Question question = QuestionOf(options);
+  const Question question = QuestionOf(global, options);
   std::optional<ListDifference> all = ComparedInDatabase(options, before, after, lists, question);
   if (!all) {
     all = Counted(options, question, both, ListDifference(),
@@ -261,9 +264,9 @@ int Diff(const GlobalOptions& global, const FleetOptions& options) {
 
 int Rollout(const GlobalOptions& global, const FleetOptions& options) {
   const List list(options.list);
-  const Question question = QuestionOf(options);
+  const Question question = QuestionOf(global, options);
   std::optional<std::int64_t> first;
-  if (options.at) first = question.now / kSecondsPerDay;
+  if (options.at || global.now) first = question.now / kSecondsPerDay;
   const RolloutCounts none(*list, SpanOf(options, *list, question, first), question);
   const RolloutCounts all = Counted(options, question, list.span(), none,
                                     [&](RolloutCounts& counts, std::string_view,
@@ -302,7 +305,7 @@ int Report(const GlobalOptions& global, const FleetOptions& options) {
     filters.push_back(before->filter);
     lists.emplace(before->compiled, list.compiled);
   }
-  const Question question = QuestionOf(options);
+  const Question question = QuestionOf(global, options);
   const ReportPart none{Funnel(), RolloutCounts(*list, SpanOf(options, *list, question), question),
                         ListDifference(), ReportTable(*list, lists.has_value())};
   const ReportPart all = Counted(options, question, filters, none,

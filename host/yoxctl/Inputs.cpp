@@ -21,24 +21,6 @@ namespace fs = std::filesystem;
 
 constexpr std::string_view kTestEnding = ".test.json";
 
-std::string StandardInput() {
-  static bool is_read = false;
-  if (std::exchange(is_read, true)) throw Refusal("standard input: can be read only once");
-  std::string text;
-  constexpr std::size_t kPiece = std::size_t{64} << 10;
-  while (std::cin && text.size() <= yox::kMaxDocumentSize) {
-    const std::size_t before = text.size();
-    text.resize(before + kPiece);
-    std::cin.read(text.data() + before, kPiece);
-    text.resize(before + static_cast<std::size_t>(std::cin.gcount()));
-  }
-  if (text.size() > yox::kMaxDocumentSize) {
-    throw Refusal(std::string("standard input: ") + yox::kTooLongDocument);
-  }
-  if (text.starts_with("\xEF\xBB\xBF")) text.erase(0, 3);
-  return text;
-}
-
 bool IsMeant(const std::string& file, const auto& is_meant) {
   try {
     return is_meant(file, yox::ParseDocument(yox::ReadDocumentFile(PathOf(file))));
@@ -63,8 +45,27 @@ std::vector<std::string> FilesBelow(const std::string& folder, const auto& is_me
 
 }  // namespace
 
+std::string ReadStandardInput(std::size_t most) {
+  static bool is_read = false;
+  if (std::exchange(is_read, true)) throw Refusal("standard input: can be read only once");
+  std::string bytes;
+  constexpr std::size_t kPiece = std::size_t{64} << 10;
+  while (std::cin && bytes.size() <= most) {
+    const std::size_t before = bytes.size();
+    bytes.resize(before + kPiece);
+    std::cin.read(bytes.data() + before, kPiece);
+    bytes.resize(before + static_cast<std::size_t>(std::cin.gcount()));
+  }
+  if (bytes.size() > most) throw Refusal(std::string("standard input: ") + yox::kTooLongDocument);
+  return bytes;
+}
+
 std::string ReadInput(const std::string& argument) {
-  if (argument == kStandardInput) return StandardInput();
+  if (argument == kStandardInput) {
+    std::string text = ReadStandardInput();
+    if (text.starts_with("\xEF\xBB\xBF")) text.erase(0, 3);
+    return text;
+  }
   return Named(argument, [&] { return yox::ReadDocumentFile(PathOf(argument)); });
 }
 

@@ -2,9 +2,12 @@
 
 #include <json/value.h>
 
+#include <cstddef>
 #include <functional>
 #include <string>
 #include <vector>
+
+#include "yox/base/Document.h"
 
 namespace yoxctl {
 
@@ -12,6 +15,10 @@ struct GlobalOptions;
 
 // The name of standard input among the arguments.
 inline constexpr const char* kStandardInput = "-";
+
+// Returns the bytes of standard input, which can be read once. Throws Refusal if there are more
+// than `most`.
+std::string ReadStandardInput(std::size_t most = yox::kMaxDocumentSize);
 
 // Returns the text of the document that an argument names, "-" for standard input, which can be
 // read once. Throws Refusal with the argument and what is wrong.

@@ -6,6 +6,7 @@
 import json
 import os
 import pathlib
+import re
 import signal
 import subprocess
 import unittest
@@ -119,10 +120,6 @@ class ManyInputs(Yoxctl):
         self.write("lists/b.json", [{"country": "DE"}, {"default": "false"}])
         self.write("bad.json", [{"contry": "US"}])
 
-    def given(self, text, *arguments):
-        """A run with a text on standard input."""
-        return subprocess.run([*PROGRAM, *arguments], cwd=self.folder, input=text, capture_output=True, timeout=60)
-
     def test_evaluate_decides_each_and_says_what_is_bad(self):
         done = self.run_program("--device", "device.json", "evaluate", "bad.json", "lists")
         a, b = (str(pathlib.PurePath("lists") / name) for name in ("a.json", "b.json"))
@@ -137,16 +134,16 @@ class ManyInputs(Yoxctl):
         self.assertEqual(self.run_program("--device", "device.json", "evaluate", a, a).returncode, 0)
 
     def test_standard_input_is_a_list(self):
-        done = self.given(b'[{"country": "US"}]', "--device", "device.json", "evaluate", "-")
+        done = self.run_program("--device", "device.json", "evaluate", "-", given=b'[{"country": "US"}]')
         self.assertEqual((done.stdout.splitlines()[0], done.returncode), (b"applies", 0))
-        done = self.given(b'[{"contry": "US"}]', "--device", "device.json", "evaluate", "-")
+        done = self.run_program("--device", "device.json", "evaluate", "-", given=b'[{"contry": "US"}]')
         self.assertIn(b"yoxctl: -: line 1, column 3: ", done.stderr)
-        done = self.given(b"[]", "--device", "device.json", "evaluate", "-", "-")
+        done = self.run_program("--device", "device.json", "evaluate", "-", "-", given=b"[]")
         self.assertEqual((done.stderr, done.returncode), (b"yoxctl: standard input: can be read only once\n", 2))
 
     def test_the_device_may_be_on_standard_input(self):
         profile = {"region": {"country_code": "DE"}}
-        done = self.given(json.dumps(profile).encode(), "--device", "-", "evaluate", "lists/b.json")
+        done = self.run_program("--device", "-", "evaluate", "lists/b.json", given=json.dumps(profile).encode())
         self.assertEqual((done.stdout.splitlines()[0], done.returncode), (b"applies", 0))
 
     def test_rollout_forecasts_each(self):
@@ -155,11 +152,18 @@ class ManyInputs(Yoxctl):
         self.assertEqual(done.returncode, 2)
         self.assertIn(b"a.json:\nfilter [0]: 2026-03-01|1|linear\n", done.stdout)
         self.assertIn(b"b.json:\nno roll-out in the list\n", done.stdout)
-        done = self.given(b'[{"date_function": "2026-03-01|2|linear"}]', "--device", "device.json", "--format", "json",
-                          "rollout", "-")
+        done = self.run_program("--device", "device.json", "--format", "json",
+                          "rollout", "-", given=b'[{"date_function": "2026-03-01|2|linear"}]')
         self.assertEqual(json.loads(done.stdout)["rollouts"][0]["days"], 2)
         self.assert_refused(["--device", "device.json", "rollout", "lists", "--plot", "a.svg"],
                             "--plot: draws the curve of one list")
+
+    def test_facts_are_what_all_lists_of_a_directory_ask_for(self):
+        done = self.run_program("--device", "device.json", "facts", "--for", "lists")
+        self.assertEqual(json.loads(done.stdout), {"country": "US"})
+        self.write("lists/c.json", [{"mfr": "Contoso"}])
+        done = self.run_program("--device", "device.json", "facts", "--for", "lists")
+        self.assertEqual(set(json.loads(done.stdout)), {"country", "mfr"})
 
     def test_policy_notification_and_provision_read_each(self):
         self.write("p.json", {"yox_config": {"platform_policy": {"uri": {"api_baseuri": "one"}}}})
@@ -173,8 +177,9 @@ class ManyInputs(Yoxctl):
                 self.assertRegex(done.stderr, rb"\Ayoxctl: bad\.json: line 1, column 1: [^\n]*\n\Z")
                 files = [pathlib.PurePath(one["file"]).name for one in json.loads(done.stdout)]
                 self.assertEqual(files, [good, good])
-        self.assertEqual(self.given((self.folder / "p.json").read_bytes(), "policy", "show", "-").returncode, 0)
-        self.assertEqual(json.loads(self.given(b'{"topicId": 7}', "notification", "read", "-").stdout)["topic_id"], 7)
+        self.assertEqual(self.run_program("policy", "show", "-", given=(self.folder / "p.json").read_bytes()).returncode, 0)
+        done = self.run_program("notification", "read", "-", given=b'{"topicId": 7}')
+        self.assertEqual(json.loads(done.stdout)["topic_id"], 7)
 
     def test_now_is_the_moment_of_this_machine_too(self):
         for now, first, last, applies in (("2031-05-06", "2031-05-06", "2031-05-06", True),
@@ -192,6 +197,29 @@ class ManyInputs(Yoxctl):
         self.assertEqual((done.returncode, done.stdout), (2, b""))
         self.assertRegex(done.stderr, rb"\Ayoxctl: --now: [^\n]*\n\Z")
 
+    def test_now_is_the_moment_of_cases_that_name_none(self):
+        self.write("list.json", [{"date_range": "2031-05-06|2031-05-06"}, {"default": "false"}])
+        facts = {"time_zone": "UTC"}
+        cases = [{"name": "profile", "profile": "device.json", "applies": True}, {"facts": facts, "applies": True},
+                 {"name": "of its own", "profile": "device.json", "now": "2031-05-07T12:00:00", "applies": False}]
+        self.write("list.test.json", {"cases": cases})
+        for now, passed in (("2031-05-06", 3), ("2031-05-06T23:59:59", 3), ("2031-05-08", 1)):
+            done = self.run_program("--now", now, "test", "list.test.json")
+            self.assertTrue(done.stdout.endswith(f"\n{passed} passed, {3 - passed} failed\n".encode()), (now, done))
+        done = self.run_program("--now", "soon", "test", "list.test.json")
+        self.assertEqual((done.returncode, done.stdout), (2, b""))
+
+    def test_now_is_the_moment_for_a_fleet(self):
+        self.write("list.json", [{"date_range": "2031-05-06|2031-05-06"}, {"default": "false"}])
+        self.write("facts.jsonl", b'{"time_zone": "UTC"}\n')
+        for moment, applies in (("2031-05-06T12:00:00+00:00", 1), ("2031-05-08T12:00:00+00:00", 0)):
+            for option in ("--now", "--at"):
+                done = self.run_program("--format", "json", "fleet", "decide", "list.json", "--facts", "facts.jsonl",
+                                        option, moment)
+                self.assertEqual(json.loads(done.stdout)["applies"], applies, (option, moment))
+        self.assert_refused(["--now", "2031-05-06", "fleet", "decide", "list.json", "--facts", "facts.jsonl",
+                             "--at", "2031-05-06T12:00:00Z"], "--at: is a moment as --now is; give one of them")
+
     def test_an_offset_of_now_counts(self):
         self.write("list.json", [{"date_range": "*|*"}])
         early, late = (json.loads(self.run_program(
@@ -199,6 +227,94 @@ class ManyInputs(Yoxctl):
             "2026-03-01|9|linear").stdout)["rollouts"][0]["today"]
             for now in ("2026-03-04T12:00:00+12:00", "2026-03-04T12:00:00-12:00"))
         self.assertEqual(late - early, 1)
+
+
+class StandardInput(Yoxctl):
+    """Every command that reads a document reads it from standard input."""
+
+    # The arguments, of which {} is the document, and the document.
+    LIST = b'[{"country": "US", "registry": "HKLM\\\\SOFTWARE\\\\A:B=C"}, {"default": "false"}]'
+    POLICY = b'{"yox_config": {"platform_policy": {"uri": {"api_baseuri": "one"}}}}'
+    FACTS = b'{"id": "d1", "country": "US"}\n{"id": "d2", "country": "DE"}\n'
+    TEST = b'{"list": "list.json", "cases": [{"name": "a", "applies": false}]}'
+    ROWS = {
+        "evaluate FILTERS.json": (["--device", "device.json", "evaluate", "{}"], LIST),
+        "evaluate --facts": (["--now", "2026-03-01T12:00:00+00:00", "evaluate", "list.json", "--facts", "{}"],
+                             b'{"country": "DE"}'),
+        "lint LIST.json": (["lint", "{}"], LIST),
+        "lint --facts": (["lint", "list.json", "--facts", "{}"], FACTS),
+        "fmt FILE.json": (["fmt", "--check", "{}"], LIST),
+        "rollout LIST.json": (["--device", "device.json", "rollout", "{}"], LIST),
+        "facts --for": (["--device", "device.json", "facts", "--for", "{}"], LIST),
+        "test LIST.test.json": (["test", "{}"], TEST),
+        "test --suggest": (["test", "--suggest", "{}"], b'[{"country": "US"}, {"default": "false"}]'),
+        "policy show POLICY.json": (["policy", "show", "{}"], POLICY),
+        "policy accumulate POLICY.json": (["policy", "accumulate", "{}"], POLICY),
+        "policy update-certificates POLICY.json": (
+            ["--device", "device.json", "--state-dir", "state", "policy", "update-certificates", "{}"], POLICY),
+        "provision check FILE": (["--device", "device.json", "provision", "check", "{}"],
+                                 b'{"provision_token": "a.b.c"}'),
+        "registry import FILE.reg": (
+            ["--device", "device.json", "registry", "import", "{}"],
+            b'Windows Registry Editor Version 5.00\r\n\r\n[HKEY_LOCAL_MACHINE\\SOFTWARE\\A]\r\n"B"="C"\r\n'),
+        "notification read FILE.json": (["notification", "read", "{}"], b'{"topicId": 7, "payload": "x"}'),
+        "fleet decide LIST.json": (["fleet", "decide", "{}", "--facts", "facts.jsonl"], LIST),
+        "fleet decide --facts": (["fleet", "decide", "list.json", "--facts", "{}"], FACTS),
+        "fleet diff OLD.json": (["fleet", "diff", "{}", "list.json", "--facts", "facts.jsonl"], LIST),
+        "fleet diff NEW.json": (["fleet", "diff", "list.json", "{}", "--facts", "facts.jsonl"], LIST),
+        "fleet rollout LIST.json": (["fleet", "rollout", "{}", "--facts", "facts.jsonl"], LIST),
+        "fleet report LIST.json": (["fleet", "report", "{}", "--facts", "facts.jsonl", "--html", "page.html"], LIST),
+        "--device": (["--device", "{}", "evaluate", "list.json"], b'{"region": {"country_code": "US"}}')}
+    # Positional arguments that are no documents, or are read as long as the program runs.
+    OTHERS = {"explain-field NAME", "hash TEXT", "registry get KEY", "registry get NAME", "registry set KEY",
+              "registry set NAME", "registry set DATA", "registry delete KEY", "registry delete NAME",
+              "registry list KEY", "registry watch KEY", "registry export KEY", "registry export FILE.reg",
+              "watch FILTERS.json", "fleet import SOURCE", "notification build"}
+
+    def test_it_is_read_as_a_file_is(self):
+        self.write("list.json", [{"country": "DE"}, {"default": "false"}])
+        self.write("facts.jsonl", self.FACTS)
+        for row, (arguments, document) in self.ROWS.items():
+            with self.subTest(row):
+                name = ("document.jsonl" if document == self.FACTS else
+                        "document.test.json" if "test.json" in row else "document.json")
+                self.write(name, document)
+                of_file = self.run_program(*(argument.replace("{}", name) for argument in arguments))
+                done = self.run_program(*(argument.replace("{}", "-") for argument in arguments), given=document)
+
+                def plain(output):
+                    """Without the names of the document."""
+                    text = output.replace(os.fsencode(self.folder) + os.sep.encode(), b"").replace(name.encode(), b"-")
+                    return text.replace(b"standard input", b"-").replace(b"standard output", b"-")
+
+                self.assertNotIn(b"usage", of_file.stderr.lower())
+                self.assertIn(of_file.returncode, (0, 1), of_file)
+                self.assertEqual((done.returncode, plain(done.stdout), plain(done.stderr)),
+                                 (of_file.returncode, plain(of_file.stdout), plain(of_file.stderr)))
+
+    def test_the_rows_are_all_commands_that_take_documents(self):
+        named = {" ".join([*command, name]) for command, page in self.commands()
+                 for name in re.findall(r"^  ([A-Z][A-Za-z.]*) ", page.split("Options:")[0], re.MULTILINE)}
+        rows = {row for row in self.ROWS if "--" not in row}
+        self.assertEqual(named - self.OTHERS, rows)
+
+    def test_the_list_to_watch_is_read(self):
+        self.write("list.json", [{"country": "US"}])
+        with open(self.folder / "list.json", "rb") as document:
+            program = self.start_program("--device", "device.json", "watch", "-", stdin=document)
+        self.assertEqual(program.stdout.readline().rstrip(), b"watching 0 devices")
+        self.assertEqual(program.stdout.readline().rstrip(), b"applies: Filter [0]: true;")
+        self.end(program, signal.SIGTERM)
+
+    def test_a_provision_file_is_held_to_the_same_limits(self):
+        for document, complaint in ((b"\xef\xbb\xbf{}", b"yoxctl: -: line 1, column 1: "),
+                                    (b" " * (1 << 20) + b"{}", b"standard input: "), (b"{", b"-: line 1, column 2: ")):
+            done = self.run_program("--device", "device.json", "provision", "check", "-", given=document)
+            self.assertEqual(done.returncode, 2)
+            self.assertIn(complaint, done.stderr)
+
+    def test_what_cannot_be_read_again_cannot_be_watched(self):
+        self.assert_refused(["test", "--watch", "-"], "--watch: standard input can be read only once")
 
 
 @unittest.skipIf(os.name == "nt" or len(PROGRAM) > 1, "needs a terminal of its own")

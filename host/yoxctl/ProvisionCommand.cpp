@@ -42,21 +42,28 @@ void CheckDocument(const std::string& utf8) {
 // The token of a file. `found` is set for the file that the library has found, and is its path
 // there.
 Answer AnswerOf(const std::string& name, const WString& found, bool& all_valid) {
+  constexpr std::size_t kMost{ProvisionFileUtility::kLargestFile};
   ProvisionFileUtility& utility = *ProvisionFileUtility::GetInstance();
-  WString path = found;
+  std::string shown = name;
   try {
-    CheckDocument(
-        yox::ReadDocumentFile(PathOf(name), std::size_t{ProvisionFileUtility::kLargestFile}));
-    if (found.empty())
-      path = String::UTF8ToUTF16(PathText(std::filesystem::absolute(PathOf(name))));
-    utility.ExtractProvisionContent(path);
+    if (name == kStandardInput) {
+      const std::string bytes = ReadStandardInput(kMost);
+      CheckDocument(bytes);
+      utility.ExtractProvisionContentOf(bytes);
+    } else {
+      CheckDocument(yox::ReadDocumentFile(PathOf(name), kMost));
+      const WString path =
+          found.empty() ? String::UTF8ToUTF16(PathText(std::filesystem::absolute(PathOf(name))))
+                        : found;
+      utility.ExtractProvisionContent(path);
+      shown = PathText(FileSystem::Locate(path));
+    }
     if (!utility.GetProvisionContent().isObject()) {
       throw yox::DocumentError("cannot be read (a byte order mark is not allowed)");
     }
   } catch (const yox::DocumentError& error) {
     throw Refusal(NameOf(name) + ": " + error.what());
   }
-  const std::string shown = PathText(FileSystem::Locate(path));
   utility.PopulateProvisionInfo();
   const DeviceProvisionInfo info = utility.GetProvisionInfo();
   const std::string reason = utility.WhyTokenIsRefused();
@@ -98,7 +105,7 @@ Command ProvisionCommand() {
       .name = "check",
       .help = "Find the file and check its token; a copy that another one hides is deleted",
       .options = {{.name = "FILE",
-                   .help = "The files, instead of finding one",
+                   .help = "The files, instead of finding one; -: standard input",
                    .target = &options->files}},
       .run = [options](const GlobalOptions& global) { return Check(global, *options); }};
   return {.name = "provision",

@@ -15,6 +15,7 @@
 
 #include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/CommandLine.h"
+#include "host/yoxctl/Inputs.h"
 #include "host/yoxctl/Output.h"
 
 namespace yoxctl {
@@ -342,7 +343,9 @@ int Import(Session& session, const RegistryOptions& options) {
   constexpr std::size_t kLongestFile = std::size_t{256} << 20;
   std::vector<RegistryEdit> edits;
   try {
-    edits = yox::ReadRegFile(yox::ReadDocumentFile(PathOf(options.file), kLongestFile));
+    edits = yox::ReadRegFile(options.file == kStandardInput
+                                 ? ReadStandardInput(kLongestFile)
+                                 : yox::ReadDocumentFile(PathOf(options.file), kLongestFile));
   } catch (const yox::DocumentError& error) {
     throw Refusal(NameOf(options.file) + ": " + error.what());
   }
@@ -409,7 +412,7 @@ Command RegistryCommand() {
   const Option count{
       .name = "--count", .type = "N", .help = "End after N changes", .target = &options->count};
   const Option source{.name = "FILE.reg",
-                      .help = "UTF-16 or UTF-8, version 5.00",
+                      .help = "UTF-16 or UTF-8, version 5.00; -: standard input",
                       .target = &options->file,
                       .required = true};
   const Option target{

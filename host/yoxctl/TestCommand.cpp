@@ -110,9 +110,10 @@ KnownDevice DeviceOfFacts(const ListTestCase& test, const std::string& place,
 }
 
 // `inputs` receives the names of the files, also when one of them cannot be read.
-TestFile ReadTestFile(const std::string& name, std::set<std::string>& inputs) {
+TestFile ReadTestFile(const std::string& name, const std::optional<std::string>& now,
+                      std::set<std::string>& inputs) {
   inputs.insert(name);
-  const ListTest test = ReadNamed(name, yox::applicability::ReadListTest);
+  ListTest test = ReadNamed(name, yox::applicability::ReadListTest);
   const std::filesystem::path folder = PathOf(name).parent_path();
   const auto beside = [&](const yox::WString& file) {
     return *inputs.insert(PathText(folder / PathOf(YOX::String::UTF16ToUTF8(file)))).first;
@@ -124,7 +125,8 @@ TestFile ReadTestFile(const std::string& name, std::set<std::string>& inputs) {
   } else {
     file.list = ReadBeside(NameOf(name) + ": list: ", beside(test.list), ReadFilterDocument);
   }
-  for (const ListTestCase& one : test.cases) {
+  for (ListTestCase& one : test.cases) {
+    if (!one.now && now) one.now = YOX::String::UTF8ToUTF16(ClockTextOf(*now));
     const std::string place = NameOf(name) + ": cases[" + std::to_string(file.cases.size()) + "]";
     if (one.facts) {
       const std::string facts_place = place + ".facts: ";
@@ -311,7 +313,7 @@ int RunAll(const GlobalOptions& global, const TestOptions& options) {
   const bool readable =
       ForEachInput(ExpandFolders(options.files, IsListTest), [&](const std::string& name) {
         std::set<std::string> inputs;
-        files.push_back(ReadTestFile(name, inputs));
+        files.push_back(ReadTestFile(name, global.now, inputs));
       });
   std::vector<TestedFile> tested;
   for (const TestFile& file : files) tested.push_back(RunFile(file, global, options));
@@ -350,7 +352,7 @@ std::set<std::string> InputsOf(const TestOptions& options) {
   std::set<std::string> inputs;
   for (const std::string& name : ExpandFolders(options.files, IsListTest)) {
     try {
-      ReadTestFile(name, inputs);
+      ReadTestFile(name, {}, inputs);
     } catch (const Refusal&) {
       // Its names up to there count.
     }
@@ -392,14 +394,18 @@ int Suggest(const std::string& list_name) {
 }
 
 int Test(const GlobalOptions& global, const TestOptions& options) {
-  if (global.device || global.state_dir || global.now) {
+  if (global.device || global.state_dir) {
     throw Refusal("test: the cases name their devices: --device and --state-dir are not for it");
   }
+  if (global.now) ClockAt(*global.now);  // refused once, and not for each case
   if (options.suggest) {
     if (!options.files.empty()) throw Refusal("--suggest: takes the list alone");
     return Suggest(*options.suggest);
   }
   if (options.files.empty()) throw Refusal("LIST.test.json is required (see yoxctl --help)");
+  if (options.watch && std::ranges::count(options.files, kStandardInput) != 0) {
+    throw Refusal("--watch: standard input can be read only once");
+  }
   if (options.watch) return Watch(global, options);
   return RunAll(global, options);
 }
@@ -412,7 +418,7 @@ Command TestCommand() {
       .name = "test",
       .help = "Whether filter lists decide as their test files expect",
       .options = {{.name = "LIST.test.json",
-                   .help = "The test files; a directory: all below it",
+                   .help = "The test files; a directory: all below it; -: standard input",
                    .target = &options->files},
                   {.name = "--name",
                    .type = "PATTERN",

@@ -38,6 +38,15 @@ WString FileIn(const WString& folder) {
   return path;
 }
 
+WString OneUnitForEachByte(const std::string& bytes) {
+  WString units;
+  units.reserve(bytes.size());
+  for (const char byte : bytes) {
+    units += static_cast<yox::WChar>(static_cast<unsigned char>(byte));
+  }
+  return units;
+}
+
 // Returns an empty text if there is no such member or it cannot be converted. The content is read
 // through a constant reference, so that no member is added.
 WString TextOf(const Json::Value& content, const char* key) {
@@ -85,11 +94,19 @@ bool ProvisionFileUtility::IsFileSizeValid(const WString&, std::uint64_t size) c
 }
 
 void ProvisionFileUtility::ExtractProvisionContent(const WString& path) {
-  constexpr const char* kFunction = "ProvisionFileUtility::ExtractProvisionContent";
   const std::uint64_t size = FileSystem::fileSize(path);
   if (!IsFileSizeValid(path, size)) return LogInvalidSize(size);
   std::string text;
-  if (!ExtractProvisionJsonContent(path, text)) return;
+  if (ExtractProvisionJsonContent(path, text)) ParseProvisionContent(text);
+}
+
+void ProvisionFileUtility::ExtractProvisionContentOf(const std::string& bytes) {
+  if (!IsFileSizeValid({}, bytes.size())) return LogInvalidSize(bytes.size());
+  ParseProvisionContent(String::UTF16ToUTF8(OneUnitForEachByte(bytes)));
+}
+
+void ProvisionFileUtility::ParseProvisionContent(const std::string& text) {
+  constexpr const char* kFunction = "ProvisionFileUtility::ExtractProvisionContent";
   std::optional<Json::Value> content;
   try {
     content = yox::ParseLenientJson(text);
@@ -113,18 +130,18 @@ bool ProvisionFileUtility::ExtractProvisionJsonContent(const WString& path,
             "ProvisionFileUtility::ExtractProvisionJsonContent", 2002);
     return false;
   }
-  WString text;
+  std::string bytes;
   for (std::istreambuf_iterator<char> byte(stream), end; byte != end; ++byte) {
     // A file can have more bytes than its size says: it may have grown since, and the size of the
     // files of /proc is 0.
-    if (text.size() == kLargestFile) {
+    if (bytes.size() == kLargestFile) {
       IsFileSizeValid(path, kLargestFile + 1);
       LogInvalidSize(kLargestFile + 1);
       return false;
     }
-    text += static_cast<yox::WChar>(static_cast<unsigned char>(*byte));
+    bytes += *byte;
   }
-  content = String::UTF16ToUTF8(text);
+  content = String::UTF16ToUTF8(OneUnitForEachByte(bytes));
   return true;
 }
 

@@ -55,6 +55,8 @@ class YOX_API ProvisionFileUtility {
   // Reads a file. Each byte becomes one code unit, whatever the file's encoding. The former content
   // stays if the file cannot be opened, has more than kLargestFile bytes or is not JSON.
   void ExtractProvisionContent(const yox::WString& path);
+  // The same for the bytes of such a file.
+  void ExtractProvisionContentOf(const std::string& bytes);
   // Checks the token and fills the record from the content: `provisionToken` in any case,
   // `configPolicy` only if the token is valid.
   void PopulateProvisionInfo();
@@ -76,6 +78,7 @@ class YOX_API ProvisionFileUtility {
  private:
   bool ExtractProvisionJsonContent(const yox::WString& path, std::string& content) const;
   bool IsFileSizeValid(const yox::WString& path, std::uint64_t size) const;
+  void ParseProvisionContent(const std::string& text);
   // If the token is refused, replaces it by the reason and returns false.
   bool IsProvisionTokenValid(yox::WString& token) const;
   static yox::policy::TokenType GetTokenType() { return yox::policy::TokenType::kProvision; }
