@@ -35,6 +35,7 @@ constexpr int kParseError = -32700;
 constexpr int kInvalidRequest = -32600;
 constexpr int kMethodNotFound = -32601;
 constexpr int kInvalidParams = -32602;
+constexpr int kContentModified = -32801;  // of the Language Server Protocol
 
 // Diagnostics of one document beyond this number do not help, and editors are slow to show them.
 constexpr std::size_t kMostDiagnostics = 500;
@@ -220,7 +221,6 @@ const LanguageServer::Method LanguageServer::kRequests[] = {
     {"textDocument/codeAction", &LanguageServer::CodeAction},
     {"textDocument/formatting", &LanguageServer::Formatting},
     {"textDocument/definition", &LanguageServer::Definition},
-    {"textDocument/codeLens", &LanguageServer::CodeLens},
 };
 
 LanguageServer::LanguageServer(Settings settings) : settings_(std::move(settings)) {}
@@ -245,6 +245,7 @@ std::vector<Json::Value> LanguageServer::Take(std::string_view message) {
       Notify(method, request["params"]);
       return std::exchange(due_, {});
     }
+    if (method == "textDocument/codeLens") return AskForLens(id, request["params"]);
     const auto* const row = std::ranges::find(kRequests, method, &Method::name);
     if (row == std::end(kRequests)) {
       return {ErrorResponse(id, kMethodNotFound, "no such method: " + yox::Printable(method))};
@@ -302,6 +303,11 @@ LanguageServer::Document& LanguageServer::Of(const Json::Value& params) {
 
 std::vector<Json::Value> LanguageServer::CheckEdited() {
   std::vector<Json::Value> messages;
+  if (settings_.fleet_state && !edited_.empty()) {
+    std::string state = settings_.fleet_state();
+    if (state != fleet_state_) fleet_.Forget();
+    fleet_state_ = std::move(state);
+  }
   for (const std::string& uri : std::exchange(edited_, {})) {
     messages.push_back(
         Notification("textDocument/publishDiagnostics", Check(uri, documents_.at(uri))));
@@ -309,7 +315,7 @@ std::vector<Json::Value> LanguageServer::CheckEdited() {
   return messages;
 }
 
-Json::Value LanguageServer::Check(const std::string& uri, Document& document) const {
+Json::Value LanguageServer::Check(const std::string& uri, Document& document) {
   Json::Value params;
   params["uri"] = uri;
   params["version"] = Json::Int64{document.version};
@@ -322,8 +328,12 @@ Json::Value LanguageServer::Check(const std::string& uri, Document& document) co
     } else if (!IsList(document.text)) {
       yox::ParseDocument(document.text);
     } else {
+      yox::decision::MoreFindings of_fleet;
+      if (settings_.fleet_lint) {
+        of_fleet = [&](const auto& list) { return fleet_.FindingsOf(list, unknown_); };
+      }
       document.findings =
-          yox::decision::LintDocument(document.text, settings_.today, kEffortOfAnEdit);
+          yox::decision::LintDocument(document.text, settings_.today, kEffortOfAnEdit, of_fleet);
       std::erase_if(document.findings, [](const LintFinding& one) { return one.allowed; });
       std::ranges::stable_sort(document.findings, {}, [](const LintFinding& one) {
         return std::pair(one.place.line, one.place.column);
@@ -353,7 +363,7 @@ Json::Value LanguageServer::Initialize(const Json::Value& /*params*/) {
   can["codeActionProvider"]["codeActionKinds"].append("quickfix");
   Json::Value& triggers = can["completionProvider"]["triggerCharacters"];
   for (const char* const letter : {"\"", ",", "|"}) triggers.append(letter);
-  if (settings_.fleet) can["codeLensProvider"]["resolveProvider"] = false;
+  if (settings_.fleet_count) can["codeLensProvider"]["resolveProvider"] = false;
   result["serverInfo"]["name"] = "yoxctl";
   result["serverInfo"]["version"] = YOXCTL_VERSION;
   return result;
@@ -552,19 +562,82 @@ Json::Value LanguageServer::Definition(const Json::Value& params) {
   return location;
 }
 
-Json::Value LanguageServer::CodeLens(const Json::Value& params) {
+std::vector<Json::Value> LanguageServer::AskForLens(const Json::Value& id,
+                                                    const Json::Value& params) {
   const Document& document = Of(params);
-  Json::Value lenses(Json::arrayValue);
-  if (!settings_.fleet || IsTestDocument(params["textDocument"]["uri"].asString())) return lenses;
-  const std::string counted = settings_.fleet(document.text);
-  if (counted.empty()) return lenses;
-  PositionFinder positions(document.text);
-  Json::Value lens;
-  lens["range"] = RangeOf(positions, {1, 1}, {1, 1});
-  lens["command"]["title"] = "applies to " + counted;
-  lens["command"]["command"] = "";
-  lenses.append(lens);
-  return lenses;
+  const std::string uri = params["textDocument"]["uri"].asString();
+  if (!settings_.fleet_count || IsTestDocument(uri)) {
+    return {Response(id, Json::Value(Json::arrayValue))};
+  }
+  std::vector<Json::Value> messages;
+  std::erase_if(lenses_, [&](const LensRequest& earlier) {
+    if (earlier.uri != uri) return false;
+    messages.push_back(ErrorResponse(earlier.id, kContentModified, "asked again"));
+    return true;
+  });
+  lenses_.push_back({id, uri, document.text});
+  return messages;
+}
+
+LanguageServer::FleetWork LanguageServer::TakeFleetWork() {
+  // The findings first: an editor asks for a lens after each edit.
+  std::erase_if(unknown_, [&](const CriterionText& one) { return fleet_.Knows(one); });
+  if (!unknown_.empty()) return LintWork(std::exchange(unknown_, {}));
+  if (lenses_.empty()) return {};
+  LensRequest request = std::move(lenses_.front());
+  lenses_.erase(lenses_.begin());
+  return CountWork(std::move(request));
+}
+
+LanguageServer::FleetWork LanguageServer::CountWork(LensRequest request) const {
+  return [request = std::move(request), count = settings_.fleet_count] {
+    Json::Value lenses(Json::arrayValue);
+    Json::Value message;
+    try {
+      const std::string counted = count(request.text);
+      if (!counted.empty()) {
+        PositionFinder positions(request.text);
+        Json::Value lens;
+        lens["range"] = RangeOf(positions, {1, 1}, {1, 1});
+        lens["command"]["title"] = "applies to " + counted;
+        lens["command"]["command"] = "";
+        lenses.append(lens);
+      }
+      message = Response(request.id, lenses);
+    } catch (const std::exception& error) {
+      message = ErrorResponse(request.id, kInvalidParams, yox::Printable(error.what()));
+    }
+    return [message] { return std::vector{message}; };
+  };
+}
+
+LanguageServer::FleetWork LanguageServer::LintWork(std::set<CriterionText> criteria) {
+  return [this, criteria = std::move(criteria), state = fleet_state_, lint = settings_.fleet_lint] {
+    std::vector<LintFinding> findings;
+    std::string trouble;
+    try {
+      findings = lint(FleetKnowledge::ListOf(criteria));
+    } catch (const std::exception& error) {
+      trouble = yox::Printable(error.what());
+    }
+    return [this, criteria, state, findings, trouble]() -> std::vector<Json::Value> {
+      if (!trouble.empty()) {
+        if (std::exchange(fleet_trouble_, trouble) == trouble) return {};
+        Json::Value params;
+        params["type"] = 1;  // error
+        params["message"] = trouble;
+        return {Notification("window/showMessage", params)};
+      }
+      fleet_trouble_.clear();
+      if (state != fleet_state_) {  // the fleet has changed meanwhile
+        unknown_.insert(criteria.begin(), criteria.end());
+        return {};
+      }
+      if (!fleet_.Learn(criteria, findings)) return {};
+      for (const auto& [uri, document] : documents_) edited_.insert(uri);
+      return CheckEdited();
+    };
+  };
 }
 
 }  // namespace yoxctl

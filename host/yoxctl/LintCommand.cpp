@@ -1,25 +1,21 @@
 #include <algorithm>
 #include <cstddef>
-#include <deque>
 #include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "yox/decision/FilterDocument.h"
-#include "yox/decision/FleetLint.h"
 #include "yox/decision/Lint.h"
-#include "yox/decision/PreparedDevice.h"
-#include "yox/facts/FactsLine.h"
 
 #include "host/yoxctl/ChosenDevice.h"
 #include "host/yoxctl/CommandLine.h"
 #include "host/yoxctl/FactsSource.h"
+#include "host/yoxctl/FleetFindings.h"
 #include "host/yoxctl/Inputs.h"
 #include "host/yoxctl/LintReport.h"
 #include "host/yoxctl/Output.h"
 
-using yox::decision::FleetLint;
 using yox::decision::kLintEffort;
 using yox::decision::LintDocument;
 using yox::decision::LintFinding;
@@ -40,49 +36,30 @@ struct Input {
   std::string text;
 };
 
-// What no device of facts documents has, for each list; nothing without facts documents.
-std::vector<std::vector<LintFinding>> FleetFindings(const std::vector<std::string>& sources,
-                                                    const std::vector<Input>& inputs) {
-  std::vector<std::vector<LintFinding>> findings(inputs.size());
-  if (sources.empty()) return findings;
-  std::vector<ApplicabilityFilter> lists;
-  for (const Input& input : inputs) {
-    lists.push_back(Named(input.name, [&] { return ReadFilterDocument(input.text); }));
-  }
-  std::deque<FleetLint> lints;
-  for (const ApplicabilityFilter& list : lists) lints.emplace_back(list);
-  const yox::decision::Question question;
-  const FactsInput fleet{.sources = sources, .skip_bad = true, .lists = lists};
-  ComplainOf(ReadFleet(fleet, [&](FactsBatch& batch) {
-    std::vector<FleetLint::Tally> tallies(lints.begin(), lints.end());
-    while (batch.Next()) {
-      for (FleetLint::Tally& tally : tallies) {
-        yox::facts::LineFacts facts(batch.line(), question);
-        tally.Add(facts);
-      }
-    }
-    return [&lints, tallies = std::move(tallies)] {
-      for (std::size_t i = 0; i < lints.size(); ++i) lints[i].Add(tallies[i]);
-    };
-  }));
-  for (std::size_t i = 0; i < lints.size(); ++i) findings[i] = lints[i].Findings();
-  return findings;
+// What no device of the facts documents has, for each list; empty without facts documents.
+std::vector<std::vector<LintFinding>> FindingsOfFleet(
+    const std::vector<std::string>& sources, const std::vector<ApplicabilityFilter>& lists) {
+  if (sources.empty()) return std::vector<std::vector<LintFinding>>(lists.size());
+  FleetFindings findings = LintOnFleet({.sources = sources, .skip_bad = true, .lists = lists});
+  ComplainOf(findings.count);
+  return std::move(findings.of_lists);
 }
 
 int Lint(const GlobalOptions& global, const LintOptions& options) {
   const yox::LocalDate today = Today(global);
   std::vector<Input> inputs;
+  std::vector<ApplicabilityFilter> lists;
   const bool readable =
       ForEachInput(ExpandFolders(options.lists, IsFilterList), [&](const std::string& name) {
         Input input{name, ReadInput(name)};
-        Named(name, [&] { return ReadFilterDocument(input.text); });
+        lists.push_back(Named(name, [&] { return ReadFilterDocument(input.text); }));
         inputs.push_back(std::move(input));
       });
-  auto fleet = FleetFindings(options.facts, inputs);
+  const auto fleet = FindingsOfFleet(options.facts, lists);
   std::vector<LintedFile> files;
   for (std::size_t i = 0; i < inputs.size(); ++i) {
-    files.push_back(
-        {inputs[i].name, LintDocument(inputs[i].text, today, kLintEffort, std::move(fleet[i]))});
+    files.push_back({inputs[i].name, LintDocument(inputs[i].text, today, kLintEffort,
+                                                  [&](const auto&) { return fleet[i]; })});
     std::ranges::stable_sort(files.back().findings, {}, [](const LintFinding& finding) {
       return std::pair(finding.place.line, finding.place.column);
     });

@@ -34,6 +34,7 @@ class Client:
         test.addCleanup(self.program.kill)
         self.number = 0
         self.notifications = []
+        self.passed_over = []  # notifications that came before diagnostics
 
     def send(self, method, params, **more):
         self.program.stdin.write(framed({"jsonrpc": "2.0", "method": method, "params": params, **more}))
@@ -65,6 +66,7 @@ class Client:
             if message.get("method") == "textDocument/publishDiagnostics" and message["params"]["uri"] == uri and (
                     message["params"].get("version") == version):
                 return message["params"]["diagnostics"]
+            self.passed_over.append(message)
 
     def at(self, method, text, marker, uri=URI):
         """A request at the place of a marker in the text."""
@@ -199,6 +201,114 @@ class Fleet(Yoxctl):
         client.open("[{}]")
         self.assertIn("fleet.jsonl", client.request("textDocument/codeLens", textDocument={"uri": URI})["error"]["message"])
         self.assertEqual(client.end(), 0)
+
+
+class Moment(Yoxctl):
+    def test_now_is_the_day_of_findings_and_lenses(self):
+        self.write("fleet.jsonl", b'{"time_zone": "UTC"}\n')
+        text = '[{"date_range": "2031-05-06|2031-05-06"}, {"default": "false"}]'
+        for now, codes, counted in (("2031-05-06T12:00:00+00:00", [], "1 of 1"),
+                                    ("2031-05-08T12:00:00+00:00", ["window-past"], "0 of 1")):
+            client = Client(self, "--facts", "fleet.jsonl", "--now", now)
+            self.assertEqual([one["code"] for one in client.open(text)], codes)
+            lens, = client.result("textDocument/codeLens", textDocument={"uri": URI})
+            self.assertEqual(lens["command"]["title"], "applies to " + counted)
+            self.assertEqual(client.end(), 0)
+
+
+class FindingsOfFacts(Yoxctl):
+    """Findings that need the facts of devices."""
+
+    def setUp(self):
+        super().setUp()
+        self.write_fleet("Contoso Ltd.")
+        self.client = Client(self, "--facts", "fleet.jsonl")
+
+    def write_fleet(self, mfr):
+        facts = [{"id": f"d{number}", "country": "DE", "mfr": mfr} for number in range(3)]
+        self.write("fleet.jsonl", b"".join(json.dumps(one).encode() + b"\n" for one in facts))
+
+    def edit(self, version, text):
+        self.client.send("textDocument/didChange", {"textDocument": {"uri": URI, "version": version},
+                                                    "contentChanges": [{"text": text}]})
+        return self.client.diagnostics(URI, version)
+
+    def test_what_no_device_has_is_shown_after_the_other_findings(self):
+        text = '[{"mfr": "Contoso", "country": "USA"}, {"country": "SE"}, {"default": "false"}]'
+        self.assertEqual([one["code"] for one in self.client.open(text)], ["country-unknown"])
+        all_findings = self.client.diagnostics(URI, 1)
+        self.assertEqual([one["code"] for one in all_findings], ["no-device", "country-unknown", "no-device"])
+        self.assertIn('(did you mean "Contoso Ltd.": 3 devices)', all_findings[0]["message"])
+        self.assertEqual(all_findings[2]["range"]["start"], {"line": 0, "character": text.index("SE")})
+        fix, = [action for action in self.client.result(
+            "textDocument/codeAction", textDocument={"uri": URI}, context={"diagnostics": []},
+            range=all_findings[0]["range"])]
+        self.assertEqual(fix["edit"]["changes"][URI][0]["newText"], "Contoso Ltd.")
+        self.assertEqual(self.client.end(), 0)
+
+    def test_an_edit_keeps_what_is_known_of_the_rest(self):
+        self.client.open('[{"mfr": "Contoso"}, {"country": "DE"}, {"default": "false"}]')
+        self.client.diagnostics(URI, 1)
+        # The same criterion at another place needs no look at the fleet.
+        found, = self.edit(2, '[{"country": "DE"},\n {"mfr": "Contoso"}, {"default": "false"}]')
+        self.assertEqual((found["code"], found["range"]["start"]["line"]), ("no-device", 1))
+        self.assertEqual(self.edit(3, '[{"mfr": "Contoso Ltd."}, {"default": "false"}]'), [])
+        self.assertEqual(self.client.end(), 0)
+
+    def test_another_fleet_is_looked_at_again(self):
+        self.client.open('[{"mfr": "Contoso"}, {"default": "false"}]')
+        self.client.diagnostics(URI, 1)
+        self.write_fleet("Contoso")
+        self.assertEqual(self.edit(2, '[{"mfr": "Contoso" }, {"default": "false"}]'), [])
+        self.write_fleet("Contoso Limited")
+        self.assertEqual(self.edit(3, '[{"mfr": "Contoso"}, {"default": "false"}]'), [])
+        found, = self.client.diagnostics(URI, 3)
+        self.assertIn('"Contoso Limited": 3 devices', found["message"])
+        self.assertEqual(self.client.end(), 0)
+
+    def test_what_a_comment_allows_is_not_shown(self):
+        text = '[{"mfr": "Contoso", "comment": "lint: allow no-device: to come"}, {"mfr": "X"}, {"default": "false"}]'
+        self.assertEqual(self.client.open(text), [])
+        found, = self.client.diagnostics(URI, 1)
+        self.assertEqual(found["range"]["start"]["character"], text.index("X"))
+        self.assertEqual(self.client.end(), 0)
+
+    def test_a_fleet_that_cannot_be_read_is_said_once(self):
+        (self.folder / "fleet.jsonl").unlink()
+        self.client.open('[{"mfr": "A"}, {"default": "false"}]')
+        shown = self.client.receive()
+        self.assertEqual((shown["method"], shown["params"]["type"]), ("window/showMessage", 1))
+        self.assertIn("fleet.jsonl", shown["params"]["message"])
+        self.edit(2, '[{"mfr": "B"}, {"default": "false"}]')
+        self.write_fleet("C")
+        self.edit(3, '[{"mfr": "Bb"}, {"default": "false"}]')
+        found, = self.client.diagnostics(URI, 3)
+        self.assertEqual(found["code"], "no-device")
+        self.assertNotIn("window/showMessage", [one["method"] for one in self.client.passed_over])
+        self.assertEqual(self.client.end(), 0)
+
+    def test_of_several_requests_for_a_lens_the_last_is_answered(self):
+        self.client.open("[{}]")
+        message = framed({"jsonrpc": "2.0", "method": "textDocument/codeLens", "id": "a",
+                          "params": {"textDocument": {"uri": URI}}})
+        self.client.program.stdin.write(message * 50)
+        lens, = self.client.result("textDocument/codeLens", textDocument={"uri": URI})
+        self.assertEqual(lens["command"]["title"], "applies to 3 of 3")
+        answers = [one for one in self.client.notifications if one.get("id") == "a"]
+        self.assertEqual(len(answers), 50)
+        for answer in answers:
+            if "error" in answer:
+                self.assertEqual(answer["error"]["code"], -32801)
+        self.assertEqual(self.client.end(), 0)
+
+    def test_the_end_does_not_wait_for_the_fleet(self):
+        lines = b"".join(b'{"id": "%d", "mfr": "A%d"}\n' % (number, number) for number in range(200_000))
+        self.write("fleet.jsonl", lines)
+        text = json.dumps([{"model": f"{number}*"} for number in range(2000)] + [{"default": "false"}])
+        self.client.open(text)  # some 400,000,000 comparisons
+        self.client.send("textDocument/codeLens", {"textDocument": {"uri": URI}}, id=1)
+        self.client.send("exit", {})
+        self.assertEqual(self.client.program.wait(timeout=60), 1)
 
 
 class Garbage(Yoxctl):

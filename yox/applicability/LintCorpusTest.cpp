@@ -47,7 +47,8 @@ std::vector<LintFinding> FindingsIn(const Json::Value& row) {
     tally.Add(prepared);
     fleet.Add(tally);
   }
-  return LintDocument(document, kToday, yox::decision::kLintEffort, fleet.Findings());
+  return LintDocument(document, kToday, yox::decision::kLintEffort,
+                      [&](const auto&) { return fleet.Findings(); });
 }
 
 TEST(LintCorpus, PlantedMistakesAreFoundAtTheirPlace) {

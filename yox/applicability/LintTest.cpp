@@ -139,6 +139,45 @@ const TextRow kTextRows[] = {
     {"OneLetter", "model", "FA1?", "wildcard \"FA1?\""},
     {"Expression", "model", "FA.*", "wildcard \"FA.*\""},
     {"DotOfAName", "mfr", "Contoso Ltd.*", ""},
+    {"EqualSign", "mfr", "=Contoso", "foreign-text \"=Contoso\""},
+    {"Unequal", "mfr", "!=Contoso", "foreign-text \"=Contoso\""},
+    {"UnequalOfQueries", "model", "<>A", "foreign-text \"<>A\""},
+    {"TwoNegations", "os_description", "!!A", "foreign-text \"!A\""},
+    {"NegatedInWords", "mfr", "NOT Contoso", "foreign-text \"NOT Contoso\""},
+    {"NoWordOfNegation", "mfr", "Not,Nothing,not", "superfluous \"not\""},
+    {"QuotationMarks", "family", "'A 1',B", "foreign-text \"'A 1'\""},
+    {"QuotationMarksWithin", "family", "14\" A,\",''", ""},
+    {"SignsWithin", "model", "A=1,B<2,C!", ""},
+    {"ValueWithEqualSign", "tag", "A|==b", "foreign-text \"==b\""},
+    {"ValueFromOn", "tag", "A|7.0+", "foreign-text \"7.0+\""},
+    {"ValuesWithPlus", "tag", "A|C++,B|x7+,C|+", ""},
+    {"Thousands", "tag", "A|>5,000", "number-cut \"000\""},
+    {"NoThousands", "tag", "A|>5,B,001,A|<9,0001", ""},
+    {"TagOfTheProductWithASlip", "tag", "Device.Usage.IsManagedDevise|true",
+     "tag-unknown \"Device.Usage.IsManagedDevise\""},
+    {"NegatedTagOfTheProductWithASlip", "tag", "!Device.Hardware.Gpu.Exist",
+     "tag-unknown \"!Device.Hardware.Gpu.Exist\""},
+    {"TagsOfOthers", "tag",
+     "Team.Usage.IsManaged|1,Device.Ring|beta,Days,Device.Hardware.Dock,Device.Usage.Is", ""},
+    {"TagsOfTheProduct", "tag",
+     "device.usage.ismanageddevice|!TRUE,User.Usage.Detected.Gaming|Win*,DaysSinceOobe|>30,"
+     "Device.Hardware.Npu.mfr|x",
+     ""},
+    {"ValueThatATagNeverHas", "tag", "Device.Usage.IsManagedDevice|!yes", "tag-value \"!yes\""},
+    {"NumberThatATagNeverHas", "tag", "Device.Usage.IsManagedDevice|>=1", "tag-value \">=1\""},
+    {"ValueOfATagWithout", "tag", "Device.Hardware.Gpu.Exists|true", "tag-value \"true\""},
+    {"DashOfAWordProcessor", "model",
+     "A\u2013"
+     "1",
+     "typography \"A\u2013"
+     "1\""},
+    {"DashInAName", "installed_items", "A \u2013 1", ""},
+    {"NoBreakSpace", "installed_items",
+     "A\u00a0"
+     "1|>2",
+     "typography \"A\u00a0"
+     "1|>2\""},
+    {"LettersOutsideThePlane", "mfr", "\U0001F600\u200b", "typography \"\U0001F600\u200b\""},
     {"Anchored", "mfr", "^Contoso", "wildcard \"^Contoso\""},
     {"AnchoredAtTheEnd", "family", "Falcon$", "wildcard \"Falcon$\""},
     {"Percent", "model", "FA%", "wildcard \"FA%\""},
@@ -392,6 +431,24 @@ const ListRow kListRows[] = {
     {"NeverApplies", "[{'country': 'US', 'value': 'false'}]",
      ":1:1 constant-list (it never applies)"},
     {"NeverAppliesForNothingHolds", "[{'version': 'x'}]", "[0]:1:15 version-unreadable"},
+    {"TwoThatLeaveNoDevice",
+     "[{'country': 'US'}, {'country': '!us', 'value': 'false'}, {'mfr': 'A'}]",
+     "[2]:1:59 unreachable (filter [1] takes every device that is left)"},
+    {"AlternativesThatLeaveNoDevice",
+     "[{'model': 'B1,!B*'}, {'mfr': 'C'}, {'model': 'X,B*', 'value': 'false'}, {'sku': 'D'}]",
+     "[3]:1:74 unreachable (filter [2] takes every device that is left)"},
+    {"ATermAndItsOpposite", "[{'tag': 'A'}, {'tag': '!a', 'value': 'false'}, {'mfr': 'A'}]",
+     "[2]:1:49 unreachable (filter [1] takes every device that is left)"},
+    {"TwoThatLeaveNoDeviceAndDefault",
+     "[{'country': 'US'}, {'country': '!US', 'value': 'false'}, {'default': 'false'}]", ""},
+    {"AnotherCriterionLeavesDevices",
+     "[{'country': 'US', 'mfr': 'A'}, {'country': '!US', 'value': 'false'}, {'mfr': 'A'}]", ""},
+    {"WithoutSubscriptionsNoneMatches",
+     "[{'device_subscription': '11111111-2222-3333-4444-555555555555'}, {'value': 'false', "
+     "'device_subscription': '!11111111-2222-3333-4444-555555555555'}, {'mfr': 'A'}]",
+     ""},
+    {"TermsThatMustAllBeThere", "[{'tag': 'A,B'}, {'tag': '!A', 'value': 'false'}, {'mfr': 'A'}]",
+     ""},
     {"AllowedWithoutReason", "[{'country': 'US', 'comment': 'lint: allow unreachable'}]",
      "[0]:1:31 suppression (there is no reason)"},
     {"AllowedAndNotThere", "[{'country': 'US', 'comment': 'lint: allow unreachable: x'}]",
@@ -463,6 +520,11 @@ const FixRow kFixRows[] = {
     {"ModelsWithABar", "model", "FA14|FA15", "FA14,FA15"},
     {"Tag", "tag", "A,Ring: beta", "A,Ring|beta"},
     {"Comparison", "tag", "Ring>=5", "Ring|>=5"},
+    {"QuotationMarks", "mfr", "\"A\",B", "A,B"},
+    {"EqualSign", "mfr", "!== A", "!A"},
+    {"ValueFromOn", "tag", "A|7.0+", "A|>=7.0"},
+    {"TagOfTheProduct", "tag", "!Device.Hardware.Gpu.Exist", "!Device.Hardware.Gpu.Exists"},
+    {"Typography", "sku", "a\u2013\u201cb\u201d\u00a0\U0001F600\u200b", "a-\"b\" \U0001F600"},
     {"Window", "date_range", "2026-05-01|2026-04-30", "2026-04-30|2026-05-01"},
     {"FirstAlternative", "country", ",US", "US"},
     {"InnerAlternative", "country", "US, ,CA", "US,CA"},
@@ -541,9 +603,9 @@ std::vector<LintFinding> FindingsInExample(const std::string& example, LintRule 
                                    : "[{\"model\": \"A1\", \"value\": \"false\"}, "
                                      "{\"model\": \"A2\"}, {" +
                                          example + "}]";
-  return LintDocument(
-      document, kToday, yox::decision::kLintEffort,
-      rule == LintRule::kNoDevice ? FleetFindings(document) : std::vector<LintFinding>());
+  return LintDocument(document, kToday, yox::decision::kLintEffort, [&](const auto&) {
+    return rule == LintRule::kNoDevice ? FleetFindings(document) : std::vector<LintFinding>();
+  });
 }
 
 TEST(LintRules, ThePagesExamplesAreFoundAndTheRightOnesAreNot) {
@@ -659,9 +721,22 @@ class LintProperties : public testing::Test {
     if (random_.Percent(40)) {
       for (Filter& filter : list) filter.set_value(random_.Percent(90) ? "false"_w : "true"_w);
     }
+    if (random_.Percent(15)) AddOpposites(list);
     if (random_.Percent(30))
       list.emplace_back().set_default(random_.Percent(50) ? "true"_w : "x"_w);
     return ApplicabilityFilter(list);
+  }
+
+  // Two filters of which each device matches one, and one that is never reached.
+  void AddOpposites(ApplicabilityFilter::List& list) {
+    static const WString kTexts[] = {"US"_w, "C*"_w, "*1"_w, "*on*"_w};
+    const FilterField fields[] = {FilterField::country, FilterField::mfr, FilterField::model};
+    const FilterField field = fields[random_.Below(std::size(fields))];
+    const WString text = kTexts[random_.Below(std::size(kTexts))];
+    list.emplace_back().Set(field, text);
+    list.emplace_back().Set(field, "!"_w + text);
+    list.back().set_value("false"_w);
+    list.emplace_back().Set(FilterField::mfr, "Contoso"_w);
   }
 
   // With a criterion or an alternative more or less, or another letter case.

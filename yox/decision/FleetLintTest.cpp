@@ -39,8 +39,8 @@ std::string Found(const std::string& document) {
     lint.Add(tally);
   }
   std::string text;
-  for (const LintFinding& finding :
-       LintDocument(document, {2026, 3, 1}, kLintEffort, lint.Findings())) {
+  for (const LintFinding& finding : LintDocument(document, {2026, 3, 1}, kLintEffort,
+                                                 [&](const auto&) { return lint.Findings(); })) {
     if (finding.rule != LintRule::kNoDevice) continue;
     text += (text.empty() ? "[" : "; [") + std::to_string(*finding.filter) + "] " + finding.excerpt;
     if (!finding.detail.empty()) text += " (" + finding.detail + ")";
@@ -125,7 +125,8 @@ TEST(FleetLint, AFindingIsAllowedByAComment) {
   FleetLint::Tally tally(lint);
   tally.Add(prepared);
   lint.Add(tally);
-  const auto findings = LintDocument(document, {2026, 3, 1}, kLintEffort, lint.Findings());
+  const auto findings = LintDocument(document, {2026, 3, 1}, kLintEffort,
+                                     [&](const auto&) { return lint.Findings(); });
   ASSERT_EQ(findings.size(), 1U);
   EXPECT_EQ(findings[0].allowed, "shipped in May");
 }

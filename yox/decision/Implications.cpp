@@ -387,6 +387,28 @@ bool Implies(const DateRange& a, const DateRange& b) {
          reaches(a.open_end, a.end, b.open_end, b.end, 1);
 }
 
+bool Cover(const CompiledList& list, const Step& a, const Step& b, Effort& effort) {
+  // Without a subscription no subscription matches.
+  if (a.field != b.field || a.field == FilterField::device_subscription) return false;
+  const auto any_pair = [&](const auto& ones, const auto& others) {
+    return std::ranges::any_of(ones, [&](const auto& one_of) {
+      return std::ranges::any_of(
+          others, [&](const auto& other_of) { return effort.Spend() && Cover(one_of, other_of); });
+    });
+  };
+  switch (kCriteria[a.criterion].language) {
+    case Language::kText:
+      return any_pair(list.Texts(a), list.Texts(b));
+    case Language::kTerms: {
+      // All terms of `tag` must match.
+      const bool alternatives = a.field != FilterField::tag || (a.count == 1 && b.count == 1);
+      return alternatives && any_pair(list.Terms(a), list.Terms(b));
+    }
+    default:
+      return false;  // there may be no version
+  }
+}
+
 Holding HoldingOf(const CompiledList& list, const Step& step, Effort& effort) {
   const Criterion& criterion = kCriteria[step.criterion];
   switch (criterion.language) {

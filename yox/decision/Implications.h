@@ -59,6 +59,10 @@ Holding HoldingOf(const CompiledList& list, const CompiledList::Step& step, Effo
 // All of a filter's criteria.
 Holding HoldingOf(const CompiledList& list, const CompiledList::Program& program, Effort& effort);
 
+// Whether every device meets at least one of two criteria; not all that do so are found.
+bool Cover(const CompiledList& list, const CompiledList::Step& a, const CompiledList::Step& b,
+           Effort& effort);
+
 // Whether every device that matches `one` matches `other`. Neither may have `default`.
 bool Implies(const CompiledList& list, const CompiledList::Program& one,
              const CompiledList::Program& other, Effort& effort);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <map>
 #include <optional>
 #include <utility>
 
@@ -105,7 +106,12 @@ class ListLint {
 
   // What the filter adds to the answers that the list can give.
   void Follow(const Program& program) {
-    if (decided_) return Unreachable(*decided_, "decides for every device");
+    if (decided_) {
+      // A `default` after two filters that leave no device ends the list as is usual.
+      if (takes_rest_ && program.decides != Control::kNotSet) return;
+      return Unreachable(
+          *decided_, takes_rest_ ? "takes every device that is left" : "decides for every device");
+    }
     if (program.decides != Control::kNotSet) {
       (program.decides == Control::kTrue ? may_apply_ : may_not_apply_) = true;
       decided_ = index_;
@@ -119,11 +125,25 @@ class ListLint {
       return Unreachable(earlier, "takes every device that this one matches");
     }
     (program.value ? may_apply_ : may_not_apply_) = true;
-    if (holding == Holding::kAlways) {
+    takes_rest_ = holding != Holding::kAlways && TakesRest(program);
+    if (holding == Holding::kAlways || takes_rest_) {
       decided_ = index_;
     } else {
       reached_.push_back(index_);
     }
+  }
+
+  // Whether a filter matches every device that an earlier one leaves, each of one criterion.
+  bool TakesRest(const Program& program) {
+    if (program.step_count != 1) return false;
+    const CompiledList::Step& step = list_.Steps(program).front();
+    auto& earlier = alone_[step.field];
+    for (const CompiledList::Step* const one : earlier) {
+      if (effort_.spent()) break;
+      if (Cover(list_, *one, step, effort_)) return true;
+    }
+    earlier.push_back(&step);
+    return false;
   }
 
   void Unreachable(std::size_t earlier, const char* why) {
@@ -137,7 +157,9 @@ class ListLint {
   Effort effort_;
   std::vector<LintFinding> findings_;
   std::vector<std::size_t> reached_;  // filters that may match, but do not always
-  std::optional<std::size_t> decided_;
+  std::map<FilterField, std::vector<const CompiledList::Step*>> alone_;  // of those with no other
+  std::optional<std::size_t> decided_;  // the filter after which no device is left
+  bool takes_rest_ = false;             // it does not match every device itself
   bool may_apply_ = false;
   bool may_not_apply_ = false;
   std::size_t index_ = 0;
@@ -173,7 +195,8 @@ class Allowances {
     }
     for (const auto& [finding, comment] : wrong_) Add(findings, finding, comment);
     for (const Allowance& allowance : all_) {
-      if (allowance.used) continue;
+      // Whether a fleet has something changes with the fleet, which may not be looked at here.
+      if (allowance.used || allowance.rule == kNoDevice) continue;
       Add(findings,
           {kSuppressionUnused,
            allowance.filter,
@@ -299,17 +322,24 @@ std::vector<LintFinding> Lint(const ApplicabilityFilter& list, const LocalDate& 
 }
 
 std::vector<LintFinding> LintDocument(std::string_view utf8, const LocalDate& today,
-                                      std::uint32_t effort, std::vector<LintFinding> more) {
+                                      std::uint32_t effort, const MoreFindings& more_findings) {
   const Json::Value document = ParseDocument(utf8);
   const ApplicabilityFilter list = ReadParsedFilterDocument(document, utf8);
   std::vector<LintFinding> findings = ListLint(*list.snapshot(), today, effort).Run();
-  std::erase_if(more, [&](const LintFinding& one) {
-    return std::ranges::any_of(findings, [&](const LintFinding& other) {
-      return one.filter == other.filter && one.field == other.field &&
-             one.offset <= other.offset + other.length && other.offset <= one.offset + one.length;
+  if (more_findings) {
+    std::vector<LintFinding> more = more_findings(list);
+    std::erase_if(more, [&](const LintFinding& one) {
+      // They are in the order of the filters.
+      const auto of_filter = std::ranges::equal_range(
+          findings, one.filter.value_or(SIZE_MAX), {},
+          [](const LintFinding& other) { return other.filter.value_or(SIZE_MAX); });
+      return std::ranges::any_of(of_filter, [&](const LintFinding& other) {
+        return one.field == other.field && one.offset <= other.offset + other.length &&
+               other.offset <= one.offset + one.length;
+      });
     });
-  });
-  std::ranges::move(more, std::back_inserter(findings));
+    std::ranges::move(more, std::back_inserter(findings));
+  }
   const Json::Value& filters = document.isArray() ? document : document["filters"];
   Allowances allowances(document, filters);
   allowances.Apply(findings);

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -56,13 +57,16 @@ inline constexpr std::uint32_t kLintEffort = 5'000'000;
 // constant. Safe from any thread.
 YOX_API std::vector<LintFinding> Lint(const ApplicabilityFilter& list, const LocalDate& today);
 
+// Returns further findings of a list, such as those of a FleetLint.
+using MoreFindings = std::function<std::vector<LintFinding>(const ApplicabilityFilter& list)>;
+
 // The same for a filter document, with the places, and with what its comments allow: those of a
-// filter there, that of the document everywhere. `more` are findings of the same list, as those of
-// a FleetLint; one whose text another finding is about is left out. Throws DocumentError as
-// ReadFilterDocument.
+// filter there, that of the document everywhere. `more` is called with the list, unless it is
+// empty; what it returns is left out where it is about the text of another finding. Throws
+// DocumentError as ReadFilterDocument.
 YOX_API std::vector<LintFinding> LintDocument(std::string_view utf8, const LocalDate& today,
                                               std::uint32_t effort = kLintEffort,
-                                              std::vector<LintFinding> more = {});
+                                              const MoreFindings& more = {});
 
 // "country: "a*b": a `*` that is at no end matches every value (DETAIL)", one line of UTF-8.
 YOX_API std::string MessageOf(const LintFinding& finding);

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "yox/base/EnclosureNames.h"
+#include "yox/base/NearestWord.h"
 #include "yox/base/String.h"
 #include "yox/decision/Criteria.h"
 #include "yox/decision/KnownValues.h"
@@ -175,7 +176,9 @@ class CriterionLint {
         detail += (detail.empty() ? "" : "; ") + std::string("the text is not checked after this");
         return;
       }
-      check(NextPiece(rest, ','));
+      const WStringView piece = NextPiece(rest, ',');
+      check(piece);
+      Typography(String::Trimmed(piece));
     }
   }
 
@@ -235,10 +238,13 @@ class CriterionLint {
 
   // Checks a pattern of free text for what other languages have. Returns whether it was reported.
   bool OtherSyntax(const TextPattern& pattern, WStringView written) {
+    const bool is_free = field_ == FilterField::os || field_ == FilterField::os_description;
+    if (is_free) return Foreign(pattern.text);
     const bool is_maker = field_ == FilterField::mfr;
     const bool is_product =
         field_ == FilterField::family || field_ == FilterField::model || field_ == FilterField::sku;
     if (!is_maker && !is_product) return false;
+    if (Foreign(pattern.text)) return true;
     if (const std::string commas = WithCommas(pattern.text); !commas.empty()) {
       Report(kSeparator, pattern.text);
       return Fix(commas);
@@ -258,6 +264,128 @@ class CriterionLint {
     if (!dot_star && !anchored && !of_sql && !one_letter && !set) return false;
     Report(kWildcard, written);
     return true;
+  }
+
+  // Reports "=a", "\"a\"" and "not a", which other languages read as more than a text. Returns
+  // whether it was reported.
+  bool Foreign(WStringView text) {
+    constexpr auto kSigns = "=<>!"_wv;
+    const auto quoted = [&](char mark) {
+      return text.size() > 2 && text.starts_with(static_cast<WChar>(mark)) &&
+             text.ends_with(static_cast<WChar>(mark));
+    };
+    const std::size_t begin = text.find_first_not_of("= "_wv);
+    if (quoted('"') || quoted('\'')) {
+      Report(kForeignText, text);
+      return Fix(String::UTF16ToUTF8(text.substr(1, text.size() - 2)));
+    }
+    const bool negated_in_words =
+        text.size() > 4 && String::CaseInsesitiveEqual(text.substr(0, 4), "not "_wv);
+    const bool signs = !text.empty() && kSigns.find(text.front()) != WStringView::npos;
+    if (!negated_in_words && !signs) return false;
+    Report(kForeignText, text);
+    if (text.starts_with('=') && begin != WStringView::npos &&
+        kSigns.find(text[begin]) == WStringView::npos) {
+      Fix(String::UTF16ToUTF8(text.substr(begin)));
+    }
+    return true;
+  }
+
+  // "7.0+", which other languages read as "from 7.0 on".
+  static bool IsFromOn(WStringView text) {
+    const WStringView number = text.substr(0, text.size() - (text.empty() ? 0 : 1));
+    return text.ends_with('+') && !number.empty() && IsDigit(number.front()) &&
+           number.find_first_not_of("0123456789."_wv) == WStringView::npos;
+  }
+
+  // What is at an end of a word, in its middle or between words and looks like another character,
+  // or like none.
+  void Typography(WStringView text) {
+    struct Look {
+      WChar first;
+      WChar last;
+      std::string_view plain;
+      bool everywhere;  // else only in what firmware says, which has plain letters
+    };
+    static constexpr Look kLooks[] = {
+        {0x00A0, 0x00A0, " ", true},    // no-break space
+        {0x00AD, 0x00AD, "", true},     // soft hyphen
+        {0x200B, 0x200B, "", true},     // space of no width
+        {0x200E, 0x200F, "", true},     // marks of direction
+        {0x2010, 0x2015, "-", false},   // hyphens and dashes
+        {0x2018, 0x201B, "'", false},   // single quotation marks
+        {0x201C, 0x201F, "\"", false},  // double ones
+        {0x202A, 0x202E, "", true},     // embeddings
+        {0x202F, 0x202F, " ", true},    // narrow no-break space
+        {0x2060, 0x2064, "", true},     // joiners and invisible operators
+        {0xFEFF, 0xFEFF, "", true}};    // byte order mark
+    const bool of_firmware = field_ == FilterField::mfr || field_ == FilterField::family ||
+                             field_ == FilterField::model || field_ == FilterField::sku;
+    std::string plain;
+    bool found = false;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+      const auto* const look = std::ranges::find_if(kLooks, [&](const Look& one) {
+        return text[i] >= one.first && text[i] <= one.last && (one.everywhere || of_firmware);
+      });
+      if (look == std::end(kLooks)) {
+        plain += String::UTF16ToUTF8(text.substr(i, IsHighSurrogate(text[i]) ? 2 : 1));
+        i += IsHighSurrogate(text[i]) ? 1 : 0;
+      } else {
+        plain += look->plain;
+        found = true;
+      }
+    }
+    if (!found) return;
+    Report(kTypography, text);
+    Fix(plain);
+  }
+
+  static bool IsHighSurrogate(WChar unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
+
+  // Whether at most two letters differ, or the end of the last word is left out.
+  static bool IsSlipOf(std::string_view name, std::string_view tag) {
+    constexpr std::size_t kFewLetters = 2;
+    constexpr std::size_t kShortestWord = 3;
+    if (name.size() > tag.size() + kFewLetters) return false;
+    if (EditDistance(name, tag) <= kFewLetters) return true;
+    const std::size_t word = tag.rfind('.') + 1;  // 0 if there is no dot
+    return word != 0 && name.size() >= word + kShortestWord && name.size() < tag.size() &&
+           EditDistance(name, tag.substr(0, name.size())) == 0;
+  }
+
+  // A term about a tag that only the product sets.
+  void ProductTag(const KeyValueTerm& term, WStringView key, WStringView value) {
+    if (field_ != FilterField::tag || term.key.form != TextPattern::Form::kEqual) return;
+    const std::string name = String::UTF16ToUTF8(term.key.text);
+    const auto tags = ProductTags();
+    const auto found = std::ranges::find_if(tags, [&](const TagRow& row) {
+      return String::CaseInsesitiveEqual(String::UTF8ToUTF16(row.name), term.key.text);
+    });
+    if (found == tags.end()) {
+      // Other programs set tags of any name: only what is nearly one of the product's is a slip.
+      const auto near =
+          std::ranges::find_if(tags, [&](const TagRow& row) { return IsSlipOf(name, row.name); });
+      if (near == tags.end()) return;
+      const std::string meant(near->name);
+      Report(kTagUnknown, key, "did you mean \"" + meant + "\"?");
+      Fix((term.negated || term.key.negated ? "!" : "") + meant);
+      return;
+    }
+    const auto* const pattern = std::get_if<TextPattern>(&term.value);
+    if (found->is_open || value.empty() || (pattern != nullptr && pattern->text.empty())) return;
+    bool known = false;
+    std::string_view rest = found->values;
+    for (bool more = true; more && pattern != nullptr && !known;) {
+      const std::size_t comma = rest.find(',');
+      TextPattern positive = *pattern;
+      positive.negated = false;
+      known = positive.Matches(String::UTF8ToUTF16(rest.substr(0, comma)));
+      more = comma != std::string_view::npos;
+      rest.remove_prefix(more ? comma + 1 : 0);
+    }
+    if (known) return;
+    const std::string values(found->values);
+    Report(kTagValue, value, values.empty() ? "it has none" : "it has " + values);
   }
 
   // "Inc.", "Co. Ltd".
@@ -423,9 +551,15 @@ class CriterionLint {
           key.find(WChar{'*'}) == WStringView::npos) {
         return Report(kEmptyAlternative, key);
       }
+      // "Score|>5,000"
+      const bool thousands = key.size() == 3 && std::ranges::all_of(key, IsDigit);
+      if (thousands && is_after_number_) return Report(kNumberCut, key, "the comma ends it");
+      is_after_number_ = false;
       Separator(key);
+      ProductTag(term, key, {});
       return KeyPattern(key, term.key);
     }
+    is_after_number_ = std::holds_alternative<IntegerRequirement>(term.value);
     if (key.empty()) {
       Report(kEmptyAlternative, piece.substr(0, bar));
     } else {
@@ -433,6 +567,7 @@ class CriterionLint {
     }
     if (term.key.negated) Report(kNegatedKey, key);
     Value(piece.substr(bar + 1), term);
+    ProductTag(term, key, String::Trimmed(piece.substr(bar + 1)));
   }
 
   // What was meant to separate a key from its value, in a term without "|".
@@ -480,6 +615,13 @@ class CriterionLint {
       }
     } else if (!value.empty()) {
       Pattern(value);
+      const TextPattern pattern = TextPattern::Parse(value);
+      if (IsFromOn(pattern.text)) {
+        Report(kForeignText, pattern.text);
+        Fix(">=" + String::UTF16ToUTF8(pattern.text.substr(0, pattern.text.size() - 1)));
+      } else {
+        Foreign(pattern.text);
+      }
     }
     if (end != WStringView::npos) Report(kExtraPieces, behind.substr(end));
   }
@@ -600,6 +742,7 @@ class CriterionLint {
   Effort& effort_;
   const std::size_t first_;
   std::vector<LintFinding>& findings_;
+  bool is_after_number_ = false;  // the term before compares with a whole number
 };
 
 }  // namespace

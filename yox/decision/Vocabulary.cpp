@@ -282,6 +282,28 @@ WordCheck CheckBitness(std::string_view word) {
   return CheckAmong(word, kValues);
 }
 
+std::span<const TagRow> ProductTags() {
+  static constexpr TagRow kTags[] = {{"Device.Usage.IsManagedDevice", "true,false"},
+                                     {"Device.Hardware.Gpu.Exists", ""},
+                                     {"Device.Hardware.Gpu.Intel", "", true},
+                                     {"Device.Hardware.Gpu.NVIDIA", "", true},
+                                     {"Device.Hardware.Gpu.AMD", "", true},
+                                     {"Device.Hardware.Gpu.Others", "", true},
+                                     {"Device.Hardware.Npu.Exists", "true,false"},
+                                     {"Device.Hardware.Npu.mfr", "", true},
+                                     {"Device.Hardware.Npu.description", "", true},
+                                     {"User.Usage.Detected.Business", "Windows"},
+                                     {"User.Usage.Detected.Gaming", "Windows"},
+                                     {"User.Usage.Detected.SchoolWork", "Windows"},
+                                     {"User.Usage.Detected.Creative", "Windows"},
+                                     {"User.Usage.Detected.Entertainment", "Windows"},
+                                     {"User.Usage.Detected.Developer", "Windows"},
+                                     {"User.Usage.Detected.Family", "Windows"},
+                                     {"DaysSinceOobe", "", true},
+                                     {"OobeDate", "", true}};
+  return kTags;
+}
+
 bool IsGuid(std::string_view word) {
   if (word.starts_with('{') && word.ends_with('}')) word = word.substr(1, word.size() - 2);
   constexpr std::string_view kForm = "00000000-0000-0000-0000-000000000000";

@@ -22,6 +22,14 @@ YOX_API std::span<const CodeRow> Countries();
 // The languages of ISO 639-1.
 YOX_API std::span<const CodeRow> Languages();
 
+// A tag that the product sets itself.
+struct TagRow {
+  std::string_view name;    // "Device.Usage.IsManagedDevice"
+  std::string_view values;  // all that it can have, separated by commas; empty for an empty value
+  bool is_open = false;     // it can have other values
+};
+std::span<const TagRow> ProductTags();
+
 // What is wrong with a word, and the word that was probably meant; empty for none.
 struct WordCheck {
   bool good = true;
