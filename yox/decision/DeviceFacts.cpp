@@ -36,8 +36,9 @@ const LocalDays& DeviceFacts::Today() {
 }
 
 std::optional<PairView> DeviceFacts::FindTag(const TextPattern& name) {
-  if (const auto found = Tags().pairs->First(name, extra_tags_)) return found;
-  return FirstOf(extra_tags_, name);
+  auto found = Tags().pairs->First(name, extra_tags_);
+  if (!found) found = FirstOf(extra_tags_, name);
+  return found;
 }
 
 Truth DeviceFacts::MeetsRegistry(const CompiledRegistryRequirement& requirement) {

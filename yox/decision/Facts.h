@@ -126,15 +126,20 @@ constexpr bool IsSameName(std::string_view a, std::string_view b) {
          (a.front() == b.front() && a[size / 2] == b[size / 2] && a.back() == b.back());
 }
 
-// The fact that a key of a document names.
-constexpr std::optional<Fact> FactOfKey(std::string_view key) {
-  if (key.empty()) return std::nullopt;
+// The number of the fact that a key of a document names; that of a fact of the question, which no
+// document has, if there is none.
+constexpr std::size_t FactIndexOfKey(std::string_view key) {
+  constexpr std::size_t kNone = kFacts.size() - 1;
+  if (key.empty()) return kNone;
   const std::size_t slot = kSlottedFacts[FactSlot(key)];
-  if (slot == 0) return std::nullopt;
-  const FactRow& row = kFacts[slot - 1];
-  if (row.name.size() != key.size() || row.form == FactForm::kOfTheQuestion) return std::nullopt;
-  if (!IsSameName(row.name, key)) return std::nullopt;
-  return static_cast<Fact>(slot - 1);
+  if (slot == 0) return kNone;
+  const std::string_view name = kFacts[slot - 1].name;
+  return name.size() == key.size() && IsSameName(name, key) ? slot - 1 : kNone;
+}
+constexpr std::optional<Fact> FactOfKey(std::string_view key) {
+  const std::size_t index = FactIndexOfKey(key);
+  if (index == kDocumentKeys.size()) return std::nullopt;
+  return static_cast<Fact>(index);
 }
 
 inline constexpr auto kFieldsOfFacts = [] {

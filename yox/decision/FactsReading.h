@@ -37,12 +37,15 @@ class FactsReading {
 
   void Read(const Node& root) {
     root.ForEachMember([&](std::string_view key, const Node& node) {
-      const std::optional<Fact> fact = FactOfKey(key);
-      if (!fact && node.IsRemark()) return;
-      if (!fact) node.FailUnknownKey(kDocumentKeys);
-      if (Saw(*fact)) node.Fail("the key is given twice");
-      seen_ |= Bit(*fact);
-      ReadFact(*fact, node);
+      const std::size_t index = FactIndexOfKey(key);
+      if (index == kDocumentKeys.size()) {
+        if (node.IsRemark()) return;
+        node.FailUnknownKey(kDocumentKeys);
+      }
+      const auto fact = static_cast<Fact>(index);
+      if (Saw(fact)) node.Fail("the key is given twice");
+      seen_ |= Bit(fact);
+      ReadFact(fact, node);
     });
     // Once all texts are there: what the device has none of does not depend on the order of keys.
     if (no_firmware_) sink_.NoFirmware();

@@ -46,6 +46,10 @@ std::string_view FactsLine::id() const { return document_->values.id(); }
 LineFacts::LineFacts(const FactsLine& line, const decision::Question& question)
     : QuestionFacts(question, line.document_->values.time_zone()), document_(*line.document_) {}
 
+decision::DayStart LineFacts::StartOfDay(int year, int month, int day) {
+  return document_.values.StartOfDay(year, month, day);
+}
+
 decision::RegistryFact LineFacts::ReadRegistry(
     const decision::CompiledRegistryRequirement& requirement) {
   return document_.values.RegistryOf(requirement);

@@ -46,6 +46,7 @@ class YOX_API LineFacts final : public decision::QuestionFacts {
  public:
   LineFacts(const FactsLine& line, const decision::Question& question);
 
+  decision::DayStart StartOfDay(int year, int month, int day) override;
   decision::RegistryFact ReadRegistry(
       const decision::CompiledRegistryRequirement& requirement) override;
 

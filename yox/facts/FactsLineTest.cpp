@@ -240,6 +240,29 @@ TEST(FactsLine, AnErrorLeavesNoDocument) {
   EXPECT_EQ(line.id(), "");
 }
 
+// Zones are read once, and the start of a day that was asked for last is kept with its zone.
+TEST(FactsLine, ADayBeginsAsInTheZoneOfEachDocument) {
+  FactsLine line;
+  const Question question{1772361000, {}, {}};
+  for (const int day : {1, 2, 1}) {
+    for (const char* const zone : {"Europe/Berlin", "Europe/Dublin", "UTC", "+01:00", "+02:00", "",
+                                   "Europe/Berlin", "America/Vancouver"}) {
+      const std::string document =
+          *zone == '\0' ? "{}" : R"({"time_zone":")" + std::string(zone) + "\"}";
+      const std::string padded = document + std::string(FactsLine::kPadding, ' ');
+      line.Read(std::string_view(padded).substr(0, document.size()));
+      const PreparedDevice device(ReadFacts(document));
+      for (const int month : {3, 7, 3}) {
+        LineFacts facts(line, question);
+        PreparedFacts expected(device, question);
+        const DayStart start = facts.StartOfDay(2026, month, day);
+        EXPECT_EQ(start.earliest, expected.StartOfDay(2026, month, day).earliest) << zone << month;
+        EXPECT_EQ(start.latest, expected.StartOfDay(2026, month, day).latest) << zone << month;
+      }
+    }
+  }
+}
+
 TEST(FactsLine, SerialNumbersAreHashedAsTheReaderHashesThem) {
   FactsLine line;
   const Reading reading = Read(line, R"({"serial_number":"C0FFEE12","realm":"contoso"})");

@@ -39,10 +39,9 @@ WChar FoldAscii(WChar unit) {
   return static_cast<WChar>(value | (capital ? 0x20 : 0));
 }
 
-// Whether a text is `folded` when its letter case is folded; std::nullopt when only its conversion
-// shows that.
-std::optional<bool> IsFoldedAscii(std::string_view utf8, WStringView folded) {
-  if (utf8.size() < folded.size()) return false;  // no text has more units than bytes
+// IsFoldedAscii of texts whose ends are the same. Few come here.
+[[gnu::noinline]] std::optional<bool> IsFoldedAsciiWithin(std::string_view utf8,
+                                                          WStringView folded) {
   // Both loops go over the whole text, which the compiler makes many bytes at once.
   unsigned char all = 0;
   for (const char byte : utf8) all |= static_cast<unsigned char>(byte);
@@ -53,6 +52,22 @@ std::optional<bool> IsFoldedAscii(std::string_view utf8, WStringView folded) {
     difference |= static_cast<unsigned>(FoldAscii(static_cast<WChar>(utf8[i])) ^ folded[i]);
   }
   return difference == 0;
+}
+
+// Whether a text is `folded` when its letter case is folded; std::nullopt when only its conversion
+// shows that.
+std::optional<bool> IsFoldedAscii(std::string_view utf8, WStringView folded) {
+  if (utf8.size() < folded.size()) return false;  // no text has more units than bytes
+  // Most texts differ in a unit at one of the ends, which a byte of ASCII is alone.
+  const auto differs = [](char byte, WChar unit) {
+    const auto value = static_cast<unsigned char>(byte);
+    return value < 0x80 && FoldAscii(value) != unit;
+  };
+  if (!folded.empty() &&
+      (differs(utf8.front(), folded.front()) || differs(utf8.back(), folded.back()))) {
+    return false;
+  }
+  return IsFoldedAsciiWithin(utf8, folded);
 }
 
 // Whether a text begins and ends with something else than white space, for certain.
@@ -98,14 +113,7 @@ TextScratch::Texts TextScratch::Widen(std::string_view utf8) {
     std::ranges::copy(wide, given);
     std::ranges::transform(wide, folded, String::FoldCase);
   }
-  return {{given, size}, {folded, size}};
-}
-
-void LinePairs::Widen(Entry& entry) const {
-  if (std::exchange(entry.is_wide, true)) return;
-  const TextScratch::Texts name = scratch_.Widen(entry.name_utf8);
-  entry.pair = {name.given, scratch_.Widen(entry.value_utf8).given};
-  entry.folded_name = String::Trimmed(name.folded);
+  return {given, static_cast<std::uint32_t>(size), static_cast<std::uint32_t>(utf8.size())};
 }
 
 std::optional<PairView> LinePairs::First(const decision::TextPattern& name,
@@ -116,10 +124,17 @@ std::optional<PairView> LinePairs::First(const decision::TextPattern& name,
       matches = IsFoldedAscii(entry.name_utf8, name.text);
     }
     if (matches == false) continue;
-    Widen(entry);
-    const auto is_it = [&](const auto& pair) { return pair.key() == entry.pair.key; };
-    if ((matches || name.MatchesFolded(entry.folded_name)) && std::ranges::none_of(except, is_it)) {
-      return entry.pair;
+    // Copies, so that the result is not read from memory that was written just before.
+    TextScratch::Texts key = entry.name;
+    TextScratch::Texts value = entry.value;
+    if (key.units == nullptr) {
+      entry.name = key = scratch_.Widen(entry.name_utf8);
+      entry.value = value = scratch_.Widen(entry.value_utf8);
+    }
+    const auto is_it = [&](const auto& pair) { return pair.key() == key.given(); };
+    if ((matches || name.MatchesFolded(String::Trimmed(key.folded()))) &&
+        std::ranges::none_of(except, is_it)) {
+      return PairView{key.given(), value.given()};
     }
   }
   return std::nullopt;
@@ -132,8 +147,8 @@ void LineValues::Clear() {
   utf8_[Index(FilterField::os)] = kOs;
   converted_ = parsed_ = 0;
   has_firmware_ = true;
-  hashed_[0] = hashed_[1] = {};
-  time_zone_.reset();
+  for (Hashed& hashed : hashed_) hashed = {};
+  zone_ = &no_zone_;
   subscriptions_ = ids_ = Knowledge::kUnknown;
   subscriptions_utf8_.clear();
   subscription_texts_.clear();
@@ -145,19 +160,37 @@ void LineValues::Clear() {
 }
 
 bool LineValues::TimeZone(std::string_view name) {
-  if (last_zone_ == nullptr || last_zone_->first != name) {
-    if (zones_.size() == kMostZones) zones_.clear();
-    auto found = zones_.find(name);
-    if (found == zones_.end()) found = zones_.emplace(name, yox::TimeZone::Parse(name)).first;
-    last_zone_ = &*found;
-  }
-  time_zone_ = last_zone_->second;
-  return time_zone_.has_value();
+  zone_ = &FindZone(name);
+  return zone_->zone.has_value();
 }
 
-void LineValues::HashedText(bool is_realm, std::optional<std::string_view> text) {
-  hashed_[is_realm] = {text ? Knowledge::kKnown : Knowledge::kMissing, false, text.value_or(""),
-                       std::nullopt};
+LineValues::Zone& LineValues::FindZone(std::string_view name) {
+  const std::size_t slot =
+      name.empty() ? 0
+                   : 5 * static_cast<unsigned char>(name.back()) +
+                         11 * static_cast<unsigned char>(name[name.size() / 2]) + name.size();
+  Zones::value_type*& recent = recent_zones_[slot % recent_zones_.size()];
+  if (recent == nullptr || recent->first != name) {
+    if (zones_.size() == kMostZones) {
+      zones_.clear();
+      recent_zones_ = {};
+    }
+    auto found = zones_.find(name);
+    if (found == zones_.end()) found = zones_.emplace(name, Zone{yox::TimeZone::Parse(name)}).first;
+    recent = &*found;
+  }
+  return recent->second;
+}
+
+decision::DayStart LineValues::StartOfDay(int year, int month, int day) {
+  const LocalDate asked{year, month, day};
+  if (!zone_->start || zone_->day != asked) {
+    zone_->day = asked;
+    zone_->start = zone_->zone
+                       ? decision::DayStart::Of(zone_->zone->StartOfLocalDay(year, month, day))
+                       : decision::DayStart::Anywhere(year, month, day);
+  }
+  return *zone_->start;
 }
 
 void LineValues::Hash(bool is_realm, std::optional<std::string_view> digits) {
@@ -178,50 +211,54 @@ void LineValues::Begin(Fact fact, Knowledge knowledge) {
   if (fact == Fact::hardware_ids) ids_ = Knowledge::kKnown;
 }
 
-const TextFact& LineValues::TextOf(FilterField field) {
-  TextFact& fact = texts_[Index(field)];
-  if ((converted_ & Bit(field)) == 0) {
-    fact = MakeText(field);
-    converted_ |= Bit(field);
+TextFact LineValues::TextOf(FilterField field) {
+  if ((converted_ & Bit(field)) != 0) return texts_[Index(field)];
+  Knowledge knowledge = Knowledge::kUnknown;
+  const TextScratch::Texts texts = MakeText(field, knowledge);
+  converted_ |= Bit(field);
+  TextFact fact;
+  if (knowledge != Knowledge::kUnknown) {
+    fact = {knowledge, true, texts.given(), String::Trimmed(texts.folded())};
   }
+  texts_[Index(field)] = fact;
   return fact;
 }
 
-TextFact LineValues::MakeText(FilterField field) {
-  if (field == FilterField::sn_hash) return MakeHash(hashed_[0]);
-  if (field == FilterField::org_hash) return MakeHash(hashed_[1]);
-  const bool is_missing = !has_firmware_ && (kFirmwareTexts & Bit(field)) != 0;
-  const bool is_known = (known_ & Bit(field)) != 0;
-  if (!is_known && !is_missing) return {};
-  const auto [given, folded] = scratch_.Widen(is_known ? utf8_[Index(field)] : std::string_view());
-  return {is_missing ? Knowledge::kMissing : Knowledge::kKnown, true, given,
-          String::Trimmed(folded)};
-}
-
-TextFact LineValues::MakeHash(const Hashed& hashed) {
-  if (hashed.knowledge == Knowledge::kUnknown) return {};
-  const auto [given, folded] =
-      hashed.is_digits ? scratch_.Widen(hashed.utf8)
-                       : scratch_.Widen(YOX::utility::SHA256WithSalt(std::string(hashed.utf8)));
-  return {hashed.knowledge, true, given, folded};
-}
-
-const VersionFact& LineValues::VersionOf(FilterField field) {
-  std::optional<VersionFact>& version = versions_[Index(field)];
-  if ((parsed_ & Bit(field)) == 0) {
-    const TextFact& text = TextOf(field);
-    version.emplace(VersionFact{text.knowledge, decision::VersionText(text.given)});
-    version->text.Parsed();  // copies keep what was parsed
-    parsed_ |= Bit(field);
+TextScratch::Texts LineValues::MakeText(FilterField field, Knowledge& knowledge) {
+  if (field == FilterField::sn_hash) return MakeHash(hashed_[0], knowledge);
+  if (field == FilterField::org_hash) return MakeHash(hashed_[1], knowledge);
+  if (!has_firmware_ && (kFirmwareTexts & Bit(field)) != 0) {
+    knowledge = Knowledge::kMissing;
+  } else if ((known_ & Bit(field)) != 0) {
+    knowledge = Knowledge::kKnown;
   }
-  return *version;
+  if ((known_ & Bit(field)) == 0) return {};
+  return scratch_.Widen(utf8_[Index(field)]);
+}
+
+TextScratch::Texts LineValues::MakeHash(const Hashed& hashed, Knowledge& knowledge) {
+  knowledge = hashed.knowledge;
+  if (knowledge == Knowledge::kUnknown) return {};
+  return hashed.is_digits ? scratch_.Widen(hashed.utf8)
+                          : scratch_.Widen(YOX::utility::SHA256WithSalt(std::string(hashed.utf8)));
+}
+
+VersionFact LineValues::VersionOf(FilterField field) {
+  std::optional<VersionFact>& known = versions_[Index(field)];
+  if ((parsed_ & Bit(field)) != 0) return *known;
+  const TextFact text = TextOf(field);
+  VersionFact version{text.knowledge, decision::VersionText(text.given)};
+  version.text.Parsed();  // copies keep what was parsed
+  known = version;
+  parsed_ |= Bit(field);
+  return version;
 }
 
 BucketFact LineValues::BucketOf(bool is_realm) {
   const Hashed& hashed = hashed_[is_realm];
   if (hashed.bucket) return {Knowledge::kKnown, *hashed.bucket};
   if (hashed.knowledge == Knowledge::kUnknown) return {};
-  const TextFact& hash = TextOf(is_realm ? FilterField::org_hash : FilterField::sn_hash);
+  const TextFact hash = TextOf(is_realm ? FilterField::org_hash : FilterField::sn_hash);
   return {Knowledge::kKnown, decision::RolloutBucket(hash.given)};
 }
 
@@ -251,7 +288,7 @@ decision::HardwareIdsFact LineValues::HardwareIds() {
 
 bool LineValues::IsFolded(std::string_view utf8, WStringView folded) {
   const std::optional<bool> known = IsFoldedAscii(utf8, folded);
-  return known ? *known : scratch_.Widen(utf8).folded == folded;
+  return known ? *known : scratch_.Widen(utf8).folded() == folded;
 }
 
 RegistryFact LineValues::RegistryOf(const decision::CompiledRegistryRequirement& requirement) {
@@ -264,7 +301,7 @@ RegistryFact LineValues::RegistryOf(const decision::CompiledRegistryRequirement&
   });
   if (found == registry_.end()) return {};
   if (!found->text_utf8) return {kNoValue};
-  return {kRead, scratch_.Widen(*found->text_utf8).given};
+  return {kRead, scratch_.Widen(*found->text_utf8).given()};
 }
 
 }  // namespace yox::facts

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -11,6 +12,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "yox/base/LocalDate.h"
 #include "yox/base/TimeZone.h"
 #include "yox/base/WString.h"
 #include "yox/decision/DeviceFacts.h"
@@ -22,9 +24,14 @@ namespace yox::facts {
 // UTF-16 texts of one document; all of them go at once, and the memory serves the next document.
 class TextScratch {
  public:
+  // Small enough to be returned in registers.
   struct Texts {
-    WStringView given;
-    WStringView folded;  // with its letter case folded
+    WStringView given() const { return {units, size}; }
+    WStringView folded() const { return {units + folded_at, size}; }  // its letter case is folded
+
+    const WChar* units = nullptr;
+    std::uint32_t size = 0;
+    std::uint32_t folded_at = 0;
   };
 
   // The text has to be well-formed.
@@ -54,9 +61,7 @@ class LinePairs final : public decision::PairSource {
     is_known_ = false;
   }
   void Begin() { is_known_ = true; }
-  void Add(std::string_view name, std::string_view value) {
-    entries_.push_back({name, value, false, {}, {}});
-  }
+  void Add(std::string_view name, std::string_view value) { entries_.push_back({name, value}); }
   bool is_known() const { return is_known_; }
 
   std::optional<decision::PairView> First(const decision::TextPattern& name,
@@ -66,12 +71,10 @@ class LinePairs final : public decision::PairSource {
   struct Entry {
     std::string_view name_utf8;
     std::string_view value_utf8;
-    bool is_wide;
-    decision::PairView pair;
-    WStringView folded_name;  // without surrounding white space
+    // Their units are null before the conversion.
+    TextScratch::Texts name = {};
+    TextScratch::Texts value = {};
   };
-
-  void Widen(Entry& entry) const;
 
   TextScratch& scratch_;
   mutable std::vector<Entry> entries_;
@@ -92,7 +95,13 @@ class LineValues {
     known_ |= Bit(field);
   }
   void NoFirmware() { has_firmware_ = false; }
-  void HashedText(bool is_realm, std::optional<std::string_view> text);
+  void HashedText(bool is_realm, std::optional<std::string_view> text) {
+    Hashed& hashed = hashed_[is_realm];
+    hashed.knowledge = text ? decision::Knowledge::kKnown : decision::Knowledge::kMissing;
+    hashed.is_digits = false;
+    hashed.utf8 = text.value_or("");
+    hashed.bucket.reset();
+  }
   void Hash(bool is_realm, std::optional<std::string_view> digits);
   void Bucket(bool is_realm, std::optional<int> bucket);
   void Begin(decision::Fact fact, decision::Knowledge knowledge);
@@ -107,9 +116,10 @@ class LineValues {
 
   // For decisions. Each fact is converted when it is asked for first.
   std::string_view id() const { return id_; }
-  const std::optional<yox::TimeZone>& time_zone() const { return time_zone_; }
-  const decision::TextFact& TextOf(decision::FilterField field);
-  const decision::VersionFact& VersionOf(decision::FilterField field);
+  const std::optional<yox::TimeZone>& time_zone() const { return zone_->zone; }
+  decision::DayStart StartOfDay(int year, int month, int day);
+  decision::TextFact TextOf(decision::FilterField field);
+  decision::VersionFact VersionOf(decision::FilterField field);
   decision::BucketFact BucketOf(bool is_realm);
   decision::TextsFact Subscriptions();
   decision::PairsFact Tags() { return PairsOf(tags_); }
@@ -136,8 +146,8 @@ class LineValues {
   static constexpr std::uint32_t Bit(decision::FilterField field) {
     return std::uint32_t{1} << Index(field);
   }
-  decision::TextFact MakeText(decision::FilterField field);
-  decision::TextFact MakeHash(const Hashed& hashed);
+  TextScratch::Texts MakeText(decision::FilterField field, decision::Knowledge& knowledge);
+  TextScratch::Texts MakeHash(const Hashed& hashed, decision::Knowledge& knowledge);
   static decision::PairsFact PairsOf(const LinePairs& pairs);
   bool IsFolded(std::string_view utf8, WStringView folded);
 
@@ -151,7 +161,6 @@ class LineValues {
   decision::TextFact texts_[decision::kFilterFieldCount];
   std::optional<decision::VersionFact> versions_[decision::kFilterFieldCount];
   Hashed hashed_[2];  // serial number, realm
-  std::optional<yox::TimeZone> time_zone_;
   decision::Knowledge subscriptions_ = decision::Knowledge::kUnknown;
   std::vector<std::string_view> subscriptions_utf8_;
   std::vector<WString> subscription_texts_;
@@ -162,14 +171,24 @@ class LineValues {
   std::optional<decision::PreparedHardwareIds> hardware_ids_;
   std::vector<RegistryEntry> registry_;
 
-  // A fleet is in few zones.
+  // A time zone, and the beginning of the day that was asked for last.
+  struct Zone {
+    std::optional<yox::TimeZone> zone;
+    LocalDate day = {};
+    std::optional<decision::DayStart> start = {};
+  };
   struct Hasher : std::hash<std::string_view> {
     using is_transparent = void;
   };
-  using Zones =
-      std::unordered_map<std::string, std::optional<yox::TimeZone>, Hasher, std::equal_to<>>;
+  using Zones = std::unordered_map<std::string, Zone, Hasher, std::equal_to<>>;
+
+  Zone& FindZone(std::string_view name);
+
+  // A fleet is in few zones.
   Zones zones_;
-  const Zones::value_type* last_zone_ = nullptr;
+  std::array<Zones::value_type*, 64> recent_zones_ = {};  // by letters and size of the name
+  Zone no_zone_;
+  Zone* zone_ = &no_zone_;
 };
 
 }  // namespace yox::facts

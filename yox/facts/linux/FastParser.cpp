@@ -27,8 +27,11 @@ namespace {
 // The document is left to the strict parser.
 struct Declined {};
 
+[[noreturn, gnu::cold, gnu::noinline]] void Decline() { throw Declined(); }
+
 void Require(bool condition) {
-  if (!condition) throw Declined();
+  if (!condition) [[unlikely]]
+    Decline();
 }
 
 // The tokens of one document after another. simdjson's first stage finds where each begins: every
@@ -43,25 +46,24 @@ class Tokens {
     const auto* const bytes = reinterpret_cast<const std::uint8_t*>(utf8.data());
     Require(stage_->stage1(bytes, utf8.size(), simdjson::stage1_mode::regular) ==
             simdjson::SUCCESS);
-    utf8_ = utf8;
-    begins_ = stage_->structural_indexes.get();
-    count_ = stage_->n_structural_indexes;
-    at_ = 0;
-    // So every other token has one after it.
-    Require(count_ > 1 && utf8[begins_[count_ - 1]] == '}');
+    utf8_ = utf8.data();
+    at_ = stage_->structural_indexes.get();
+    end_ = at_ + stage_->n_structural_indexes;
+    stage_->structural_indexes[stage_->n_structural_indexes] =
+        static_cast<std::uint32_t>(utf8.size());
+    // The last token is a bracket, so that every string, number and word has one after it.
+    Require(end_ - at_ > 1 && utf8_[end_[-1]] == '}');
     keys.clear();
+    utf8_end_ = utf8.data() + utf8.size();
     escape_ = FindEscape(utf8.data());
     if (unescaped_.size() < utf8.size()) unescaped_.resize(utf8.size());
     unescaped_end_ = unescaped_.data();
   }
 
-  std::size_t at() const { return at_; }
-  bool IsAtEnd() const { return at_ == count_; }
-  // The first byte of the next token.
-  char First() const {
-    Require(at_ < count_);
-    return utf8_[begins_[at_]];
-  }
+  const std::uint32_t* at() const { return at_; }
+  bool IsAtEnd() const { return at_ == end_; }
+  // The first byte of the next token. There is one until the document's object is closed.
+  char First() const { return utf8_[*at_]; }
   bool TakeIf(char first) {
     const bool is_it = First() == first;
     if (is_it) ++at_;
@@ -71,11 +73,10 @@ class Tokens {
   // Takes a string, number or word that was looked at.
   void TakeScalar() { ++at_; }
 
-  // The next token, which must not be the last: up to the one after it, without white space.
+  // The next token: up to the one after it, without white space.
   std::string_view Token() const {
-    Require(at_ + 1 < count_);
-    const char* const begin = utf8_.data() + begins_[at_];
-    const char* end = utf8_.data() + begins_[at_ + 1];
+    const char* const begin = utf8_ + at_[0];
+    const char* end = utf8_ + at_[1];
     while (IsSpace(end[-1])) --end;
     return {begin, static_cast<std::size_t>(end - begin)};
   }
@@ -109,9 +110,8 @@ class Tokens {
 
   // The first backslash from there on, or the end of the document.
   const char* FindEscape(const char* from) const {
-    const char* const end = utf8_.data() + utf8_.size();
-    const void* const found = std::memchr(from, '\\', static_cast<std::size_t>(end - from));
-    return found == nullptr ? end : static_cast<const char*>(found);
+    const void* const found = std::memchr(from, '\\', static_cast<std::size_t>(utf8_end_ - from));
+    return found == nullptr ? utf8_end_ : static_cast<const char*>(found);
   }
 
   // A string that may have escapes: none when the next one is of a later string. Few strings come
@@ -177,12 +177,12 @@ class Tokens {
   }
 
   std::unique_ptr<simdjson::internal::dom_parser_implementation> stage_;
-  std::string_view utf8_;
-  const std::uint32_t* begins_ = nullptr;
-  std::size_t count_ = 0;
-  std::size_t at_ = 0;
-  const char* escape_ = nullptr;  // the first backslash from a string on, or the end
-  std::string unescaped_;         // what has been unescaped of the document, up to the end
+  const char* utf8_ = nullptr;
+  const char* utf8_end_ = nullptr;
+  const std::uint32_t* at_ = nullptr;   // where in the document each token begins
+  const std::uint32_t* end_ = nullptr;  // where the document's size is
+  const char* escape_ = nullptr;        // the first backslash from a string on, or the end
+  std::string unescaped_;               // what has been unescaped of the document, up to the end
   char* unescaped_end_ = nullptr;
 };
 
@@ -211,7 +211,7 @@ class FastNode {
   void ForEachMember(Visit visit) const {
     const std::size_t first_key = tokens_.keys.size();
     tokens_.Take('{');
-    if (tokens_.TakeIf('}')) return;
+    if (tokens_.TakeIf('}')) return RequireMore();
     do {
       const std::string_view key = tokens_.String();
       tokens_.TakeScalar();
@@ -220,6 +220,7 @@ class FastNode {
       VisitOne([&](const FastNode& node) { visit(key, node); });
     } while (tokens_.TakeIf(','));
     tokens_.Take('}');
+    RequireMore();
     RequireDistinct(std::span(tokens_.keys).subspan(first_key));
     tokens_.keys.resize(first_key);
   }
@@ -255,9 +256,12 @@ class FastNode {
     }
   }
 
+  // The last bracket is the document's, which an object within it must not take.
+  void RequireMore() const { facts::Require(is_root_ || !tokens_.IsAtEnd()); }
+
   template <class Visit>
   void VisitOne(Visit visit) const {
-    const std::size_t before = tokens_.at();
+    const std::uint32_t* const before = tokens_.at();
     visit(FastNode(tokens_));  // which requires a certain kind of value
     if (tokens_.at() == before) tokens_.TakeScalar();
   }

@@ -23,10 +23,12 @@ class FastParserRows : public ::testing::TestWithParam<FastRow> {};
 TEST_P(FastParserRows, TakesOrdinaryDocuments) {
   FastParser parser;
   LineValues values;
-  values.Clear();
-  const std::string padded = GetParam().document + std::string(FactsLine::kPadding, ' ');
-  const auto document = std::string_view(padded).substr(0, GetParam().document.size());
-  EXPECT_EQ(parser.Read(document, values), GetParam().is_taken);
+  for (const char after : {' ', '}', ',', '"'}) {
+    values.Clear();
+    const std::string padded = GetParam().document + std::string(FactsLine::kPadding, after);
+    const auto document = std::string_view(padded).substr(0, GetParam().document.size());
+    EXPECT_EQ(parser.Read(document, values), GetParam().is_taken) << after;
+  }
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -49,6 +51,10 @@ INSTANTIATE_TEST_SUITE_P(
         FastRow{"ACommaAtTheEnd", R"({"country":"a",})", false},
         FastRow{"NoColon", R"({"country" "a"})", false},
         FastRow{"NoEnd", R"({"country":"a")", false},
+        FastRow{"NoEndAfterAnObject", R"({"tags":{"a":"b"})", false},
+        FastRow{"NoEndAfterAnEmptyObject", R"({"tags":{})", false},
+        FastRow{"NoEndOfAList", R"({"hardware_ids":["a"})", false},
+        FastRow{"NoValue", R"({"country":})", false},
         FastRow{"TooManyEnds", R"({"tags":{}}})", false},
         FastRow{"AnotherDocument", R"({}{})", false},
         FastRow{"TheWrongBracket", R"({"tags":{]})", false},
