@@ -1242,6 +1242,10 @@ class Hanging {
   const WString& id() const { return id_; }
   void AwaitHanging() { EXPECT_TRUE(delivery_->begun.Wait()); }
   void Release() { delivery_->release.CountDown(); }
+  void Fail() {
+    delivery_->fails = true;
+    Release();
+  }
   bool AwaitSecond() { return delivery_->second.Wait(); }
   bool AwaitEnd() { return delivery_->ended.Wait(); }
   std::vector<int> Events() const {
@@ -1263,6 +1267,7 @@ class Hanging {
         begun.CountDown();
         EXPECT_TRUE(release.Wait());
         ended.CountDown();
+        if (fails) throw std::runtime_error("it failed");
       } else {
         second.CountDown();
       }
@@ -1273,6 +1278,7 @@ class Hanging {
     Latch begun;
     Latch release;
     Latch ended;
+    std::atomic<bool> fails{false};
     Latch second;
   };
 
@@ -1356,6 +1362,30 @@ TEST_F(SteppedBusTest, UnsubscribeDoesNotWaitForADeliveryThatTheWorkerWaitsFor) 
   // The bus does not wait for its end any more.
   hanging.Release();
   EXPECT_TRUE(hanging.AwaitEnd());
+}
+
+// Only a thread that waited for the delivery logs what it threw.
+TEST_F(SteppedBusTest, UnsubscribeWaitsForADeliveryOnWhichTheWorkerGaveUp) {
+  TestBus bus;
+  // The other one's record comes after the worker's wait, because its id is greater.
+  const auto [hangs, behind] = OneBehind<1>(bus);
+  Hanging& hanging = *hangs[0];
+  bus.Notify(Record(7, 1), ""_w);
+  hanging.AwaitHanging();
+  behind->Until(1);
+  bus.Notify(Record(7, 2), ""_w);
+  Pass(10'000);
+  behind->Until(2);
+  std::vector<std::string> errors;
+  YOX::Log::SetSink([&](std::string_view, YOX::LogLevel level, std::string_view line) {
+    if (line.ends_with("exit")) hanging.Fail();
+    if (level == YOX::LogLevel::Error) errors.emplace_back(line);
+  });
+  bus.Unsubscribe(hanging.id());
+  YOX::Log::SetSink({});
+  EXPECT_THAT(
+      errors,
+      ElementsAre("YOXPublisherSubscriber::Unsubscribe: Exception in future.get(): it failed"));
 }
 
 TEST_F(SteppedBusTest, CleanupCallsADeliveryHangingAfterFiveSecondsAndWaitsOn) {
