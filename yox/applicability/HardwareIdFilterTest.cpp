@@ -227,6 +227,20 @@ TEST_F(BareDevice, TheFailureOfTheCriterionIsLoggedEachTime) {
   }
 }
 
+TEST_F(BareDevice, AListLogsTheFailureOfTheCriterionEachTime) {
+  const auto record = yox_test::MakeRecord();
+  Filter filter;
+  filter.set_hardware_id("USB/A"_w);
+  const ApplicabilityFilter list({filter});
+  for (int i = 0; i < 3; ++i) {
+    CapturedLog log;
+    WString reason;
+    EXPECT_FALSE(
+        evaluator.EvaluateApplicability(record, "1.0"_w, list, nullptr, nullptr, {}, reason));
+    EXPECT_THAT(log.Text(), testing::HasSubstr("Hardware ID filter is false"));
+  }
+}
+
 TEST_F(BareDevice, TheCriterionDecidesAListAndGivesItsReason) {
   Filter filter;
   filter.set_hardware_id("USB/A"_w);

@@ -176,6 +176,9 @@ TEST(ChannelNotificationTest, WhatWouldExpandTooMuchIsReadButNotWritten) {
   EXPECT_EQ(deep.getMessageForKXP(), ""_w);
   EXPECT_NE(read(DeepDocument(900, 100)).getMessageForKXP(), ""_w) << "deep, but small";
   EXPECT_NE(read(DeepDocument(10, 200'000)).getMessageForKXP(), ""_w) << "large, but flat";
+  // Sixteen levels for each value are the limit.
+  EXPECT_NE(read(DeepDocument(14, 100'000)).getMessageForKXP(), ""_w);
+  EXPECT_EQ(read(DeepDocument(15, 100'000)).getMessageForKXP(), ""_w);
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <functional>
+#include <map>
 #include <memory>
 #include <numeric>
 #include <optional>
@@ -28,6 +29,7 @@
 
 #include "tests/support/CapturedLog.h"
 #include "tests/support/Latch.h"
+#include "tests/support/PrivateMember.h"
 
 namespace {
 
@@ -48,6 +50,17 @@ class TestBus : public YOXPublisherSubscriber {
   ~TestBus() override = default;
   using YOXPublisherSubscriber::DeliveryCopyCount;
 };
+
+struct DeliveryCopies
+    : yox_test::PrivateMember<
+          DeliveryCopies,
+          std::map<WString, std::shared_ptr<YOXNotificationData>> YOXPublisherSubscriber::*> {};
+
+}  // namespace
+
+template struct yox_test::Reach<DeliveryCopies, &YOXPublisherSubscriber::deliveryCopies>;
+
+namespace {
 
 YOXNotificationData Record(int topic, int event) { return {topic, event, "payload"_w}; }
 
@@ -696,6 +709,33 @@ TEST(BusTest, EverySubscriberThatHadADeliveryLeavesACopyBehind) {
   silent.Leave();
   bus.Cleanup();
   EXPECT_EQ(bus.DeliveryCopyCount(), 3U);
+}
+
+TEST(BusTest, AFirstSubscriberThatHasLeftIsNotCalled) {
+  TestBus bus;
+  Receiver first(bus, true);
+  Receiver other(bus);
+  bus.Notify(Record(7, 1), ""_w);
+  other.Until(1);
+  first.Leave();
+  const CapturedLog log;
+  bus.Notify(Record(7, 2), ""_w);
+  other.Until(2);
+  bus.Cleanup();
+  EXPECT_THAT(log.Text(), testing::Not(HasSubstr("Exception")));
+}
+
+TEST(BusTest, NothingIsKeptOfADeliveredRecord) {
+  TestBus bus;
+  Receiver receiver(bus);
+  bus.Notify({7, 1, "a long payload"_w}, ""_w);
+  receiver.Until(1);
+  receiver.Leave();
+  bus.Cleanup();
+  const auto& copies = bus.*Reached(DeliveryCopies{});
+  ASSERT_EQ(copies.size(), 1U);
+  EXPECT_EQ(copies.begin()->second->getPayload(), ""_w);
+  EXPECT_EQ(copies.begin()->second->getTopicId(), YOXNotificationData().getTopicId());
 }
 
 bool Expires(const std::weak_ptr<int>& watched) {
