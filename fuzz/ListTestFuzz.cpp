@@ -9,11 +9,16 @@ using namespace yox::applicability;
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   constexpr std::string_view kProfile =
       R"({"region": {"country_code": "US"}, "firmware": {"sku": "X"}, "devices": []})";
+  constexpr std::string_view kFacts = R"({"id": "1", "country": "US"})";
   try {
     const ListTest test = ReadListTest({reinterpret_cast<const char*>(data), size});
     FUZZ_CHECK(!test.cases.empty());
     for (const ListTestCase& one : test.cases) {
       FUZZ_CHECK(one.applies.has_value());
+      if (one.facts) {
+        FactsOfCase(one, kFacts);
+        continue;
+      }
       const auto device = DeviceOfCase(one, kProfile);
       if (!one.changes) FUZZ_CHECK(device.firmware.has_value());
     }

@@ -17,13 +17,17 @@ class Utility : public ProvisionFileUtility {
 
 }  // namespace
 
-// The content of a provision file.
+// The content of a provision file; without any, there is no file.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static yox::platform::SimulatedDevice device;
   const yox::platform::ScopedPlatform installed(device);
   const yox::WString path = yox::platform::ToText(device.files().folder() / "provision.json");
-  FileSystem::OpenToWrite(path, std::ios::out | std::ios::binary)
-      .write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
+  if (size == 0) {
+    FileSystem::deleteFile(path);
+  } else {
+    FileSystem::OpenToWrite(path, std::ios::out | std::ios::binary)
+        .write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
+  }
   Utility utility;
   utility.ExtractProvisionContent(path);
   const Json::Value content = utility.GetProvisionContent();

@@ -1,9 +1,11 @@
 #include "yox/applicability/TestEvaluator.h"
 
+#include "fuzz/CompiledCriterion.h"
 #include "fuzz/FuzzInput.h"
 #include "fuzz/PlainMatchers.h"
 
-// A list of version requirements, and the device's version.
+// A list of version requirements, and the device's version: as it is written, compiled, and
+// plainly.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static yox_test::TestEvaluator evaluator;
   yox_fuzz::FuzzInput input(data, size);
@@ -25,5 +27,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   yox::WString value = actual;
   FUZZ_CHECK(evaluator.EvaluateVersionFilter(required, value) == any);
+  if (!YOX::String::IsEmptyOrWhiteSpace(required)) {
+    using yox::decision::FilterField;
+    yox::decision::FactsRecord facts;
+    facts.text(FilterField::os_version) = yox::decision::Given<yox::WString>::Known(actual);
+    FUZZ_CHECK(yox_fuzz::Applies(FilterField::os_version, required, facts) == any);
+  }
   return 0;
 }

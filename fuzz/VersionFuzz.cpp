@@ -14,6 +14,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Version read = untouched;
     const bool parsed = Version::TryParse(texts[i], read);
     FUZZ_CHECK(parsed || read == untouched);
+    // A component is the digits of its text.
+    int component = -1;
+    const bool has_digits = Version::TryParseComponent(texts[i], yox::WString(), read, component);
+    FUZZ_CHECK(has_digits == (component >= 0));
     versions[i] = Version::Parse(texts[i]);
     FUZZ_CHECK(versions[i] == (parsed ? read : Version()));
     const std::optional<Version> viewed = Version::FromView(texts[i]);
