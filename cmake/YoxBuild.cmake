@@ -14,14 +14,41 @@ set(YOX_SANITIZE "" CACHE STRING "Sanitizers to compile and link with")
 
 add_library(yox_build INTERFACE)
 target_compile_features(yox_build INTERFACE cxx_std_20)
+
+# yox_precompile(TARGET [HEADERS...]): precompiles the headers and those of the standard library for all sources of
+# the target. yox_precompile(TARGET AS OTHER): takes what was made for a target that is compiled alike.
+function(yox_precompile target)
+  if(NOT YOX_PRECOMPILE)
+    return()
+  endif()
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT target MATCHES "tests")
+    # Once it optimises, GCC warns of system headers that were precompiled as of the program's own.
+    return()
+  endif()
+  if(ARGV1 STREQUAL "AS")
+    target_precompile_headers(${target} REUSE_FROM ${ARGV2})
+  else()
+    target_precompile_headers(${target} PRIVATE <algorithm> <array> <atomic> <chrono> <filesystem> <functional> <map>
+                              <memory> <optional> <set> <span> <string> <string_view> <thread> <utility> <vector>
+                              ${ARGN})
+  endif()
+  # Compiler caches would otherwise see another header in each build.
+  target_compile_options(${target} PRIVATE $<IF:$<CXX_COMPILER_ID:Clang>,SHELL:-Xclang -fno-pch-timestamp,-fpch-preprocess>)
+endfunction()
+
 if(NOT PROJECT_IS_TOP_LEVEL)
   return()
 endif()
 
+# The presets dev and release do without, so that every source includes what it uses.
+option(YOX_PRECOMPILE "Precompile the headers that most sources include" OFF)
+
 find_program(YOX_CCACHE ccache)
 if(YOX_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  # What a source includes is known from the compiler's list of dependencies: nothing is preprocessed twice.
   set(CMAKE_CXX_COMPILER_LAUNCHER
-      ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=${PROJECT_SOURCE_DIR} CCACHE_NOHASHDIR=1 ${YOX_CCACHE})
+      ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=${PROJECT_SOURCE_DIR} CCACHE_NOHASHDIR=1 CCACHE_DEPEND=1
+      CCACHE_SLOPPINESS=pch_defines,time_macros ${YOX_CCACHE})
 endif()
 
 if(MSVC)
