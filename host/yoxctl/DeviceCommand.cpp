@@ -1,6 +1,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "yox/base/Json.h"
@@ -41,19 +42,32 @@ std::string Line(const Json::Value& value) {
   return line.empty() ? "-" : line;
 }
 
-std::string AsText(const std::vector<Fact>& facts) {
-  constexpr std::size_t kNameColumns = 28;
-  constexpr std::size_t kValueColumns = 44;
-  std::string text;
+// A column for the names, one for the values, and one for the sources if all of it is wide enough:
+// otherwise a source follows its value.
+std::string AsText(const std::vector<Fact>& facts, const Painter& paint) {
+  constexpr std::size_t kValues = 30;
+  constexpr std::size_t kSources = 76;
+  Lines lines(paint);
+  bool first = true;
   for (const auto& [group, title] : yox::device::FactGroups()) {
-    text += (text.empty() ? "" : "\n") + std::string(title) + "\n";
+    if (!std::exchange(first, false)) lines.NewLine();
+    lines.Write(Paint::kPlain, std::string(title)).NewLine();
     for (const Fact& fact : facts) {
       if (std::string_view(fact.group) != group) continue;
-      text += "  " + Padded(fact.name, kNameColumns) + Padded(Line(fact.read()), kValueColumns) +
-              "  [" + fact.source + "]\n";
+      const std::string source = "[" + std::string(fact.source) + "]";
+      lines.To(2).Write(Paint::kPlain, fact.name + std::string(" ")).To(kValues);
+      lines.WriteWords(Paint::kPlain, Line(fact.read()));
+      if (kSources + Columns(source) <= LineColumns() && lines.column() + 2 <= kSources) {
+        lines.To(kSources);
+      } else if (lines.Fits(2 + Columns(source))) {
+        lines.To(lines.column() + 2);
+      } else {
+        lines.NewLine().To(kValues);
+      }
+      lines.WriteWords(Paint::kFaint, source).NewLine();
     }
   }
-  return text;
+  return std::move(lines).Take();
 }
 
 std::string AsJson(const std::vector<Fact>& facts) {
@@ -77,7 +91,8 @@ int Show(const GlobalOptions& global, bool refresh) {
     auto* const provider = YOX::DeviceInfoProvider::GetInstance();
     provider->setForceRefresh(true);
     provider->Init(record);
-    output = (global.json ? AsJson : AsText)(yox::device::Facts());
+    const auto facts = yox::device::Facts();
+    output = global.json ? AsJson(facts) : AsText(facts, PainterOfOutput(global.colours));
   }
   Print(output);
   return kDone;

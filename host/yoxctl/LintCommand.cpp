@@ -68,7 +68,7 @@ int Lint(const GlobalOptions& global, const LintOptions& options) {
     Print(global.format == "json"     ? LintJson(files)
           : global.format == "sarif"  ? LintSarif(files)
           : global.format == "github" ? LintGithub(files)
-                                      : LintText(files));
+                                      : LintText(files, PainterOfOutput(global.colours)));
   }
   if (!readable) return kRefused;
   const LintCounts counts = CountsOf(files);

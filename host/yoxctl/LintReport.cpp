@@ -2,6 +2,7 @@
 
 #include <json/value.h>
 
+#include <filesystem>
 #include <string_view>
 
 #include "yox/base/Json.h"
@@ -59,6 +60,39 @@ Json::Value FindingJson(const LintedFile& file, const LintFinding& finding) {
   return json;
 }
 
+// Writes the characters that are not plain as %XX.
+template <class IsPlain>
+std::string WithPercents(std::string_view text, IsPlain is_plain) {
+  constexpr std::string_view kDigits = "0123456789ABCDEF";
+  std::string result;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (is_plain(c)) {
+      result += c;
+    } else {
+      result += {'%', kDigits[byte / 16], kDigits[byte % 16]};
+    }
+  }
+  return result;
+}
+
+// A value of a workflow command.
+std::string Escaped(std::string_view text, std::string_view escaped) {
+  return WithPercents(text, [&](char c) { return escaped.find(c) == std::string_view::npos; });
+}
+
+// The name of a file as a reference of RFC 3986.
+std::string UriOf(const std::string& name) {
+  constexpr std::string_view kPlain =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~/";
+  const std::filesystem::path path = PathOf(name);
+  const std::string text = PathText(path.generic_u8string());
+  const std::string uri =
+      WithPercents(text, [&](char c) { return kPlain.find(c) != std::string_view::npos; });
+  if (!path.is_absolute()) return uri;
+  return (uri.starts_with('/') ? "file://" : "file:///") + uri;
+}
+
 Json::Value SarifRule(const LintRuleRow& rule) {
   Json::Value json;
   json["id"] = std::string(rule.id);
@@ -76,7 +110,7 @@ Json::Value SarifResult(const LintedFile& file, const LintFinding& finding) {
   json["level"] = WordOf(rule.severity);
   json["message"]["text"] = PlacedMessage(finding) + ": " + std::string(rule.remedy);
   Json::Value place;
-  place["artifactLocation"]["uri"] = file.name;
+  place["artifactLocation"]["uri"] = UriOf(file.name);
   place["region"]["startLine"] = Json::UInt64{finding.place.line};
   place["region"]["startColumn"] = Json::UInt64{finding.place.column};
   place["region"]["endLine"] = Json::UInt64{finding.end.line};
@@ -87,21 +121,6 @@ Json::Value SarifResult(const LintedFile& file, const LintFinding& finding) {
     json["suppressions"][0]["justification"] = *finding.allowed;
   }
   return json;
-}
-
-// A value of a workflow command, in which some characters are written as %XX.
-std::string Escaped(std::string_view text, std::string_view escaped) {
-  constexpr std::string_view kDigits = "0123456789ABCDEF";
-  std::string result;
-  for (const char c : text) {
-    if (escaped.find(c) == std::string_view::npos) {
-      result += c;
-    } else {
-      const auto byte = static_cast<unsigned char>(c);
-      result += {'%', kDigits[byte / 16], kDigits[byte % 16]};
-    }
-  }
-  return result;
 }
 
 std::string WorkflowCommand(const LintedFile& file, const LintFinding& finding) {
@@ -133,14 +152,16 @@ LintCounts CountsOf(const std::vector<LintedFile>& files) {
   return counts;
 }
 
-std::string LintText(const std::vector<LintedFile>& files) {
+std::string LintText(const std::vector<LintedFile>& files, const Painter& paint) {
   std::string text;
   ForEachFinding(files, [&](const LintedFile& file, const LintFinding& finding) {
     if (finding.allowed) return;
     const LintRuleRow& rule = RowOf(finding.rule);
     text += NameOf(file.name) + ":" + std::to_string(finding.place.line) + ":" +
-            std::to_string(finding.place.column) + ": " + WordOf(rule.severity) + ": " +
-            PlacedMessage(finding) + " [" + std::string(rule.id) + "]\n    " +
+            std::to_string(finding.place.column) + ": " +
+            paint(rule.severity == LintSeverity::kError ? Paint::kBad : Paint::kOdd,
+                  WordOf(rule.severity)) +
+            ": " + PlacedMessage(finding) + " [" + std::string(rule.id) + "]\n    " +
             std::string(rule.remedy) + "\n";
   });
   const LintCounts counts = CountsOf(files);

@@ -6,6 +6,8 @@
 
 #include "yox/decision/Lint.h"
 
+#include "host/yoxctl/Paint.h"
+
 namespace yoxctl {
 
 // What was found in one file; the findings in the order of their places.
@@ -24,7 +26,7 @@ struct LintCounts {
 LintCounts CountsOf(const std::vector<LintedFile>& files);
 
 // "FILE:LINE:COLUMN: error: ..." as compilers write, so that editors jump there.
-std::string LintText(const std::vector<LintedFile>& files);
+std::string LintText(const std::vector<LintedFile>& files, const Painter& paint);
 std::string LintJson(const std::vector<LintedFile>& files);
 // SARIF 2.1.0.
 std::string LintSarif(const std::vector<LintedFile>& files);

@@ -325,12 +325,11 @@ class Terminal(Yoxctl):
         import struct
         import termios
         self.write("list.json", [{"tag": "A|b", "mfr": "Contoso", "date_function": "2026-03-01|14|linear"}])
-        longest = {}
-        for columns in (60, 120):
+        def longest(columns, *arguments):
             main, other = pty.openpty()
             fcntl.ioctl(other, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
-            program = subprocess.Popen([*PROGRAM, "--color", "never", "--device", "device.json", "evaluate", "list.json",
-                                        "--explain"], cwd=self.folder, stdout=other, stderr=subprocess.DEVNULL)
+            program = subprocess.Popen([*PROGRAM, "--color", "never", "--device", "device.json", *arguments],
+                                       cwd=self.folder, stdout=other, stderr=subprocess.DEVNULL)
             os.close(other)
             output = b""
             try:
@@ -340,10 +339,14 @@ class Terminal(Yoxctl):
                 pass
             os.close(main)
             program.wait(timeout=60)
-            lines = output.decode().replace("\r", "").splitlines()
-            longest[columns] = max(len(line) for line in lines[2:])
-            self.assertLessEqual(longest[columns], columns)
-        self.assertGreater(longest[120], 76)
+            return max(len(line) for line in output.decode().replace("\r", "").splitlines()[2:])
+
+        for arguments in (["evaluate", "list.json", "--explain"], ["device"], ["explain-field", "hardware_id"]):
+            with self.subTest(arguments):
+                for columns in (80, 120) if arguments == ["device"] else (60, 120):  # a word stays whole
+                    self.assertLessEqual(longest(columns, *arguments), columns)
+        self.assertGreater(longest(120, "evaluate", "list.json", "--explain"), 76)
+        self.assertGreater(longest(120, "device"), 80)
 
 
 class LintOfFacts(Yoxctl):

@@ -138,6 +138,9 @@ class Editor(Yoxctl):
         self.assertIn("- the value of `Ring` is `beta`\n- and `X` is absent",
                       self.client.at("textDocument/hover", text, "Ring")["contents"]["value"])
         self.assertIsNone(self.client.at("textDocument/hover", text, "[{"))
+        text = '[{"model": "' + 8 * "\U0001F600" + '", "mfr": "A", "tag": "Ring"}]'  # each is two units of UTF-16
+        self.client.open(text)
+        self.assertIn("**mfr**", self.client.at("textDocument/hover", text, "fr")["contents"]["value"])
 
     def test_completion_of_keys_and_words_while_the_text_is_broken(self):
         text = '{"filters": [{"country": "US", "lan'
@@ -228,6 +231,10 @@ class FindingsOfFacts(Yoxctl):
         facts = [{"id": f"d{number}", "country": "DE", "mfr": mfr} for number in range(3)]
         self.write("fleet.jsonl", b"".join(json.dumps(one).encode() + b"\n" for one in facts))
 
+    def wait_for_the_fleet(self):
+        """A lens is counted after the findings of what was edited before it."""
+        self.client.request("textDocument/codeLens", textDocument={"uri": URI})
+
     def edit(self, version, text):
         self.client.send("textDocument/didChange", {"textDocument": {"uri": URI, "version": version},
                                                     "contentChanges": [{"text": text}]})
@@ -260,6 +267,7 @@ class FindingsOfFacts(Yoxctl):
         self.client.diagnostics(URI, 1)
         self.write_fleet("Contoso")
         self.assertEqual(self.edit(2, '[{"mfr": "Contoso" }, {"default": "false"}]'), [])
+        self.wait_for_the_fleet()
         self.write_fleet("Contoso Limited")
         self.assertEqual(self.edit(3, '[{"mfr": "Contoso"}, {"default": "false"}]'), [])
         found, = self.client.diagnostics(URI, 3)
@@ -280,6 +288,7 @@ class FindingsOfFacts(Yoxctl):
         self.assertEqual((shown["method"], shown["params"]["type"]), ("window/showMessage", 1))
         self.assertIn("fleet.jsonl", shown["params"]["message"])
         self.edit(2, '[{"mfr": "B"}, {"default": "false"}]')
+        self.wait_for_the_fleet()
         self.write_fleet("C")
         self.edit(3, '[{"mfr": "Bb"}, {"default": "false"}]')
         found, = self.client.diagnostics(URI, 3)
@@ -300,6 +309,21 @@ class FindingsOfFacts(Yoxctl):
             if "error" in answer:
                 self.assertEqual(answer["error"]["code"], -32801)
         self.assertEqual(self.client.end(), 0)
+
+    def test_a_lens_of_each_document_is_answered(self):
+        others = "file:///other.json"
+        self.client.open("[{}]")
+        self.client.open('[{"mfr": "A"}]', uri=others)
+        for number in range(20):
+            self.client.send("textDocument/codeLens", {"textDocument": {"uri": (others, URI)[number % 2]}}, id=f"l{number}")
+        self.client.send("shutdown", {}, id="end")
+        answers = {}
+        while len(answers) < 21:
+            message = self.client.receive()
+            if "id" in message:
+                answers[message["id"]] = message
+        titles = [answers[f"l{number}"]["result"][0]["command"]["title"] for number in (18, 19)]
+        self.assertEqual(titles, ["applies to 0 of 3", "applies to 3 of 3"])
 
     def test_the_end_does_not_wait_for_the_fleet(self):
         lines = b"".join(b'{"id": "%d", "mfr": "A%d"}\n' % (number, number) for number in range(200_000))

@@ -19,6 +19,7 @@ import subprocess
 import sys
 import tempfile
 import unittest
+import urllib.parse
 import xml.etree.ElementTree
 
 PROGRAM = []
@@ -345,6 +346,16 @@ class Lint(Yoxctl):
         self.assertEqual(place["region"], {"startLine": 1, "startColumn": column, "endLine": 1, "endColumn": column + 2})
         self.assertEqual([one["suppressions"] for one in run["results"] if "suppressions" in one],
                          [[{"kind": "inSource", "justification": "a, b"}]])
+
+    def test_sarif_names_a_file_by_a_reference(self):
+        name = "a b:%ä.json" if os.name != "nt" else "a b%ä.json"
+        (self.folder / name).write_text('[{"country": "USA"}]', encoding="utf-8")
+        quoted = urllib.parse.quote(name)
+        for argument, start in ((name, ""), (str(self.folder / name), "file:///")):
+            log = json.loads(self.run_program("--format", "sarif", "lint", argument).stdout)
+            uri = log["runs"][0]["results"][0]["locations"][0]["physicalLocation"]["artifactLocation"]["uri"]
+            self.assertTrue(uri.startswith(start) and uri.endswith(quoted), uri)
+            self.assertNotRegex(uri, "[^-A-Za-z0-9._~/:%]")
 
     def test_github_reads_one_command_for_each_finding(self):
         self.write("a,b.json", [{"model": "50%*x"}])
@@ -1485,6 +1496,12 @@ class Output(Yoxctl):
             with self.subTest(colour=colour, environment=environment):
                 done = self.run_program("--color", colour, *arguments, env={**os.environ, **environment})
                 self.assertEqual(done.stdout.decode().splitlines(True)[0], first_line)
+        self.write("list.json", [{"country": "USA"}, {"country": "de", "language": "de"}, {"default": "false"}])
+        done = self.run_program("--color", "always", "lint", "list.json")
+        self.assertEqual([re.sub(".*: \x1b", "\x1b", line)[:len(word)] for line, word in zip(
+            done.stdout.decode().splitlines()[::2], ("\x1b[31merror\x1b[0m:", "\x1b[33mwarning\x1b[0m:"))],
+            ["\x1b[31merror\x1b[0m:", "\x1b[33mwarning\x1b[0m:"])
+        self.assertNotIn(b"\x1b", self.run_program("lint", "list.json").stdout)
         self.assert_refused(["--color", "red", *arguments],
                             "--color: red not in {auto,always,never} (see yoxctl --help)")
 

@@ -90,6 +90,8 @@ INSTANTIATE_TEST_SUITE_P(
                       "[{'os_version': '<10.0.19041', 'value': 'false'}, {'version': '4.2.10', "
                       "'target_version': '>=1.2,<=0.5'}]",
                       4},
+        SuggestionRow{"OneVersionBelow", "[{'version': '<0.0.0.1'}, {'default': 'false'}]", 2},
+        SuggestionRow{"OneVersionAbove", "[{'version': '>99999.0.0.0'}, {'default': 'false'}]", 2},
         SuggestionRow{"Windows",
                       "[{'date_range': '2026-02-01|2026-02-01'}, {'date_range': '2026-02-02|*', "
                       "'country': 'DE'}]",

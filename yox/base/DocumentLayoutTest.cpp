@@ -41,6 +41,8 @@ const LayoutRow kLayouts[] = {
      "[\n  {\n    \"a\": \"" + kLong + "\",\n    \"bb\": \"cccc\"\n  }\n]\n"},
     {"WideLettersCountOnce", R"([{"a":")" + kLong + R"(","ä":"ö"}])",
      "[\n  { \"a\": \"" + kLong + "\", \"ä\": \"ö\" }\n]\n"},
+    {"LettersOfThreeBytesCountOnce", R"([{"a":")" + kLong + R"(","b":"€€"}])",
+     "[\n  { \"a\": \"" + kLong + "\", \"b\": \"€€\" }\n]\n"},
 };
 
 INSTANTIATE_TEST_SUITE_P(Rows, DocumentLayout, testing::ValuesIn(kLayouts), yox_test::RowName());
