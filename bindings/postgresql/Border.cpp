@@ -21,6 +21,7 @@
 #include "yox/decision/FactsDocument.h"
 #include "yox/decision/Funnel.h"
 #include "yox/decision/ReasonText.h"
+#include "yox/decision/RolloutDays.h"
 
 #include "bindings/postgresql/JsonbFacts.h"
 #include "bindings/sql/Buckets.h"
@@ -38,12 +39,27 @@ using yox::postgresql::FactsMemory;
 using yox::postgresql::JsonbFacts;
 using yox::postgresql::JsonbNode;
 
+namespace {
+
+// The days that a call site counts, and what they depend on.
+struct Rollout {
+  yox::sql::ListCache::List list;
+  yox::decision::DaySpan span;
+  std::string target_version;  // "" is not the same as none
+  bool has_target_version;
+  yox::decision::RolloutDays days;
+};
+
+}  // namespace
+
 struct yox_call {
   yox::sql::ListCache lists;
   yox::sql::ListCache::List list;
   FactsMemory memory;
   WString reason;
   std::string result;
+  std::optional<Rollout> rollout;
+  std::vector<Truth> verdicts;  // by day
   std::vector<yox::sql::Row> rows;
   std::size_t next_row = 0;
   yox_problem problem = YOX_INTERNAL;
@@ -194,6 +210,39 @@ bool yox_bucket(yox_call* call, yox_text serial_number, int32_t* bucket) noexcep
 
 bool yox_share(yox_call* call, yox_text function, int64_t now, double* share) noexcept {
   return Guarded(call, YOX_BAD_VALUE, [&] { *share = yox::sql::ShareAt(ViewOf(function), now); });
+}
+
+bool yox_rollout_choose(yox_call* call, int64_t first, int64_t days,
+                        yox_text target_version) noexcept {
+  return Guarded(call, YOX_BAD_VALUE, [&] {
+    const yox::decision::DaySpan span{first, first + days - 1};
+    const bool has_target_version = target_version.bytes != nullptr;
+    const std::string_view text = has_target_version ? ViewOf(target_version) : "";
+    const auto& now = call->rollout;
+    if (now && now->list == call->list && now->span == span &&
+        now->has_target_version == has_target_version && now->target_version == text) {
+      return;
+    }
+    yox::decision::Question question;
+    if (has_target_version) question.target_version = String::UTF8ToUTF16(text);
+    call->rollout.reset();
+    call->rollout.emplace(Rollout{
+        call->list, span, std::string(text), has_target_version, {*call->list, span, question}});
+  });
+}
+
+bool yox_rollout_add(yox_call* call, const yox_question* question, int64_t* counts) noexcept {
+  return Decided(call, question, [&](const CompiledList& list, JsonbFacts& facts) {
+    // A document that is refused may be so on a later day only: nothing is counted of it.
+    call->verdicts.clear();
+    call->rollout->days.ForEachDay(
+        list, facts, [&](std::size_t, Truth applies) { call->verdicts.push_back(applies); });
+    ++counts[0];
+    for (std::size_t day = 0; day < call->verdicts.size(); ++day) {
+      if (call->verdicts[day] == Truth::kTrue) ++counts[1 + 2 * day];
+      if (call->verdicts[day] == Truth::kUnknown) ++counts[2 + 2 * day];
+    }
+  });
 }
 
 bool yox_criteria(yox_call* call, const yox_question* question) noexcept {

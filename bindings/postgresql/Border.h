@@ -73,6 +73,13 @@ void yox_explain_bad_facts(yox_call* call, const char* json) YOX_NOEXCEPT;
 bool yox_bucket(yox_call* call, yox_text serial_number, int32_t* bucket) YOX_NOEXCEPT;
 bool yox_share(yox_call* call, yox_text function, int64_t now, double* share) YOX_NOEXCEPT;
 
+/* Chooses `days` days from `first` on, a day since 1970, for the list that was chosen last. */
+bool yox_rollout_choose(yox_call* call, int64_t first, int64_t days,
+                        yox_text target_version) YOX_NOEXCEPT;
+/* Adds a device to the counts of these days: the number of devices, and two numbers for each day, which
+ * are those that the list applies to and the undetermined ones. Of the question the facts count. */
+bool yox_rollout_add(yox_call* call, const yox_question* question, int64_t* counts) YOX_NOEXCEPT;
+
 /* Rows of the functions that return tables. */
 #define YOX_MOST_COLUMNS 6
 typedef enum { YOX_NULL, YOX_INTEGER, YOX_TEXT } yox_cell_kind;

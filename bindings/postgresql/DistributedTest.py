@@ -12,7 +12,7 @@ sys.path.insert(0, HERE)
 from PrivateServer import Installation, SqlError, quoted  # noqa: E402
 
 MODULE = os.path.abspath(sys.argv[1])
-FILES = [os.path.join(HERE, name) for name in ("yox.control", "yox--1.0.sql", "yox--1.0--1.1.sql")]
+FILES = [os.path.join(HERE, name) for name in ("yox.control", "yox--1.0.sql", "yox--1.0--1.1.sql", "yox--1.1--1.2.sql")]
 AT = "2026-03-01T12:00:00+01:00"
 LIST = json.dumps([{"country": "FR", "value": "false"}, {"os_version": ">=10.0.22500", "tag": "Ring|beta"},
                    {"default": "false"}])

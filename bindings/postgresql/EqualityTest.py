@@ -18,7 +18,7 @@ from PrivateServer import Installation, quoted  # noqa: E402
 MODULE, YOXCTL, SQLITE_EXTENSION, MAKE_DECISIONS = [os.path.abspath(path) for path in sys.argv[1:5]]
 COUNT = int(sys.argv[5]) if len(sys.argv) > 5 else 1000
 SEED = sys.argv[6] if len(sys.argv) > 6 else "1"
-FILES = [os.path.join(HERE, name) for name in ("yox.control", "yox--1.0.sql", "yox--1.0--1.1.sql")]
+FILES = [os.path.join(HERE, name) for name in ("yox.control", "yox--1.0.sql", "yox--1.0--1.1.sql", "yox--1.1--1.2.sql")]
 FIELDS = ("list", "facts", "at", "target_version")
 
 

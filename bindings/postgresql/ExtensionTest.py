@@ -16,7 +16,7 @@ sys.path.insert(0, HERE)
 from PrivateServer import Installation, SqlError, quoted  # noqa: E402
 
 MODULE, YOXCTL, *OBJECTS = [os.path.abspath(path) for path in sys.argv[1:]]
-FILES = [os.path.join(HERE, name) for name in ("yox.control", "yox--1.0.sql", "yox--1.0--1.1.sql")]
+FILES = [os.path.join(HERE, name) for name in ("yox.control", "yox--1.0.sql", "yox--1.0--1.1.sql", "yox--1.1--1.2.sql")]
 AT = "2026-03-01T12:00:00+01:00"
 
 LIST = json.dumps([
@@ -456,7 +456,7 @@ class Versions(Case):
 
     def test_functions_that_depend_on_a_moment_are_marked(self):
         rows = CLUSTER.rows("""SELECT proname, provolatile, proparallel, procost > 1 FROM pg_proc
-            WHERE pronamespace = 'yox'::regnamespace AND prokind = 'f' AND proname !~ '^funnel_'""")
+            WHERE pronamespace = 'yox'::regnamespace AND prokind = 'f' AND proname !~ '^(funnel|rollout)_'""")
         self.assertEqual({row[2] for row in rows}, {"s"})
         self.assertEqual({row[3] for row in rows}, {"t"})
         self.assertEqual(sorted(name for name, volatility, *_ in rows if volatility == "s"),

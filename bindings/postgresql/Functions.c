@@ -3,12 +3,15 @@
 #include "postgres.h"
 
 #include "access/xact.h"
+#include "catalog/pg_type.h"
 #include "fmgr.h"
 #include "funcapi.h"
 #include "mb/pg_wchar.h"
 #include "miscadmin.h"
 #include "nodes/primnodes.h"
+#include "utils/array.h"
 #include "utils/builtins.h"
+#include "utils/date.h"
 #include "utils/jsonb.h"
 #include "utils/timestamp.h"
 #include "utils/tuplestore.h"
@@ -478,4 +481,110 @@ Datum yox_pg_funnel_json(PG_FUNCTION_ARGS)
 	if (!yox_funnel_json(call, state, &json))
 		fail(call, NULL);
 	return jsonb_datum(json);
+}
+
+/* The counts of a roll-out: a plain array, which the server itself copies, sends and stores. */
+
+static ArrayType *new_counts(int size)
+{
+	const Size bytes = ARR_OVERHEAD_NONULLS(1) + size * sizeof(int64);
+	ArrayType *counts = palloc0(bytes);
+
+	SET_VARSIZE(counts, bytes);
+	counts->ndim = 1;
+	counts->elemtype = INT8OID;
+	ARR_DIMS(counts)[0] = size;
+	ARR_LBOUND(counts)[0] = 1;
+	return counts;
+}
+
+static int size_of(ArrayType *counts)
+{
+	if (ARR_NDIM(counts) != 1 || ARR_HASNULL(counts) || ARR_ELEMTYPE(counts) != INT8OID)
+		ereport(ERROR, (errcode(ERRCODE_INVALID_PARAMETER_VALUE), errmsg("counts: not those of a roll-out")));
+	return ARR_DIMS(counts)[0];
+}
+
+static void require_days(ArrayType *counts, int size)
+{
+	if (size_of(counts) != size)
+		ereport(ERROR, (errcode(ERRCODE_INVALID_PARAMETER_VALUE),
+						errmsg("last: the number of days differs within the group")));
+}
+
+/* Of the arguments first and last, which are the third and fourth after the state. */
+static int64 days_of(FunctionCallInfo fcinfo)
+{
+	enum { most_days = 36525 };
+	const DateADT first = PG_GETARG_DATEADT(3);
+	const DateADT last = PG_GETARG_DATEADT(4);
+	const int64 days = (int64) last - first + 1;
+
+	if (DATE_NOT_FINITE(first) || DATE_NOT_FINITE(last))
+		ereport(ERROR, (errcode(ERRCODE_DATETIME_VALUE_OUT_OF_RANGE),
+						errmsg("first, last: expected a day, found infinity")));
+	if (days < 1 || days > most_days)
+		ereport(ERROR, (errcode(ERRCODE_INVALID_PARAMETER_VALUE),
+						errmsg("last: expected one of the %d days from the first on", (int) most_days)));
+	return days;
+}
+
+PG_FUNCTION_INFO_V1(yox_pg_rollout_add);
+Datum yox_pg_rollout_add(PG_FUNCTION_ARGS)
+{
+	ArrayType *state = PG_ARGISNULL(0) ? NULL : PG_GETARG_ARRAYTYPE_P(0);
+	call_site *site;
+	Jsonb *facts;
+	yox_question question = {0};
+	int64 days;
+
+	context_of_aggregate(fcinfo);
+	for (int i = 1; i <= 4; i++)
+	{
+		if (!PG_ARGISNULL(i))
+			continue;
+		if (state == NULL)
+			PG_RETURN_NULL();
+		PG_RETURN_ARRAYTYPE_P(state);
+	}
+	days = days_of(fcinfo);
+	site = site_of(fcinfo);
+	if (!site->has_constant_list)
+	{
+		choose_list(site->call, PG_GETARG_JSONB_P(1));
+		site->has_constant_list = is_constant(fcinfo, 1);
+	}
+	if (!yox_rollout_choose(site->call, PG_GETARG_DATEADT(3) + POSTGRES_EPOCH_JDATE - UNIX_EPOCH_JDATE, days,
+							text_argument(fcinfo, 5)))
+		fail(site->call, NULL);
+	if (state == NULL)
+		state = new_counts(1 + 2 * days);
+	require_days(state, 1 + 2 * days);
+	facts = PG_GETARG_JSONB_P(2);
+	question.facts = VARDATA(facts);
+	question.size = VARSIZE(facts) - VARHDRSZ;
+	if (!yox_rollout_add(site->call, &question, (int64_t *) ARR_DATA_PTR(state)))
+		fail(site->call, facts);
+	PG_RETURN_ARRAYTYPE_P(state);
+}
+
+PG_FUNCTION_INFO_V1(yox_pg_rollout_combine);
+Datum yox_pg_rollout_combine(PG_FUNCTION_ARGS)
+{
+	ArrayType *state;
+	ArrayType *other;
+	int size;
+
+	context_of_aggregate(fcinfo);
+	if (PG_ARGISNULL(0) && PG_ARGISNULL(1))
+		PG_RETURN_NULL();
+	if (PG_ARGISNULL(0) || PG_ARGISNULL(1))
+		PG_RETURN_DATUM(PG_GETARG_DATUM(PG_ARGISNULL(0) ? 1 : 0));
+	state = PG_GETARG_ARRAYTYPE_P(0);
+	other = PG_GETARG_ARRAYTYPE_P(1);
+	size = size_of(other);
+	require_days(state, size);
+	for (int i = 0; i < size; i++)
+		((int64 *) ARR_DATA_PTR(state))[i] += ((int64 *) ARR_DATA_PTR(other))[i];
+	PG_RETURN_ARRAYTYPE_P(state);
 }

@@ -18,7 +18,7 @@ sys.path.insert(0, HERE)
 from PrivateServer import Installation, SqlError, quoted  # noqa: E402
 
 MODULE, YOXCTL, SQLITE_EXTENSION = [os.path.abspath(path) for path in sys.argv[1:4]]
-FILES = [os.path.join(HERE, name) for name in ("yox.control", "yox--1.0.sql", "yox--1.0--1.1.sql")]
+FILES = [os.path.join(HERE, name) for name in ("yox.control", "yox--1.0.sql", "yox--1.0--1.1.sql", "yox--1.1--1.2.sql")]
 PAGE = pathlib.Path(HERE).parents[1] / "docs" / "sql.md"
 AT = "2026-03-01T12:00:00+01:00"
 DEVICES = 1200
@@ -278,6 +278,33 @@ class Fleets(unittest.TestCase):
         self.assertIn("yox.funnel_part(", after_import)
         self.assertNotIn("COPY", after_import)
 
+    def test_the_days_of_a_rollout_are_counted_in_the_server(self):
+        """Counts alone are transferred, and they are those of the file, whatever the days and what is known."""
+        cluster = SERVER.cluster("days", log_statement="all")
+        yoxctl("fleet", "import", path("fleet.jsonl"), "--into", cluster.url())
+        write("windows.json", json.dumps([
+            {"tag": "Ring|beta", "date_range": "2026-02-20|2026-02-28", "target_version": ">=2.0"},
+            {"country": "US", "date_function": "2026-02-25|14|exponentialSlow"}, {"country": "IT", "tag": "Ring|stable"}]))
+        for more in ((), ("--days", "40"), ("--at", "2026-02-27T23:30:00Z", "--days", "1"), ("--target-version", "2.0")):
+            for name in "list.json", "windows.json":
+                arguments = ["--format", "json", "fleet", "rollout", path(name), *more]
+                expected = yoxctl(*arguments, "--facts", path("fleet.jsonl"))
+                self.assertEqual(yoxctl(*arguments, "--facts", cluster.url()), expected, (name, more))
+        days = json.loads(expected)["days"]
+        self.assertGreater(len({day["in"] for day in days}), 4, "the list shows too little")
+        self.assertGreater(days[0]["at_most"], days[0]["in"])
+        cluster.stop()
+        after_import = cluster.log.partition("DELETE FROM imports")[2]
+        self.assertEqual(after_import.count("yox.rollout("), 8)
+        self.assertNotIn("COPY", after_import)
+
+    def test_an_extension_without_counts_of_days_gives_the_facts(self):
+        url = fresh("earlier")
+        yoxctl("fleet", "import", path("fleet.jsonl"), "--into", url)
+        CLUSTER.text("DROP EXTENSION yox CASCADE; CREATE EXTENSION yox VERSION '1.1'", "earlier")
+        arguments = ["fleet", "rollout", path("list.json"), "--facts"]
+        self.assertEqual(yoxctl(*arguments, url), yoxctl(*arguments, path("fleet.jsonl")))
+
     def test_a_change_is_decided_in_the_server(self):
         """Only the facts of devices that change are transferred, whichever verdict they change from or to."""
         cluster = SERVER.cluster("compared", log_statement="all")
@@ -346,7 +373,8 @@ class Questions(unittest.TestCase):
         self.assertEqual([row[0] for row in self.ask(9)], [str(f["filter"]) for f in counts["filters"] if not f["decided"]])
         self.assertEqual({row[0]: int(row[1]) for row in self.ask(12)}, counts["needs"])
         rollout = json.loads(yoxctl("--format", "json", "fleet", "rollout", path("list.json"), *source, "--days", "28"))
-        self.assertEqual(len(self.ask(16)), len(rollout["days"]))
+        self.assertEqual(self.ask(16), [tuple(str(day[key]) for key in ("date", "in", "at_most"))
+                                        for day in rollout["days"]])
         difference = json.loads(yoxctl("--format", "json", "fleet", "diff", path("old.json"), path("list.json"), *source, code=1))
         changed = {(before, after): int(number) for before, after, number in self.ask(10)}
         self.assertEqual((changed.get(("f", "t"), 0), changed.get(("t", "f"), 0)), (difference["gain"], difference["lose"]))

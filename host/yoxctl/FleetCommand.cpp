@@ -14,6 +14,7 @@
 #include "yox/decision/Funnel.h"
 #include "yox/decision/ListDifference.h"
 #include "yox/decision/PreparedDevice.h"
+#include "yox/decision/RolloutDays.h"
 #include "yox/facts/FactsLine.h"
 #include "yox/platform/Platform.h"
 #include "yox/platform/clock/Clock.h"
@@ -40,6 +41,7 @@ using yox::decision::Funnel;
 using yox::decision::ListComparison;
 using yox::decision::ListDifference;
 using yox::decision::Question;
+using yox::decision::RolloutDays;
 using yox::decision::Truth;
 using yox::facts::LineFacts;
 
@@ -194,6 +196,26 @@ std::optional<Funnel> CountedInDatabase(const FleetOptions& options, const List&
   return database ? database->Count(Document(list), question) : std::nullopt;
 }
 
+std::optional<RolloutCounts> DaysCountedInDatabase(const FleetOptions& options, const List& list,
+                                                   const RolloutDays& days,
+                                                   const Question& question) {
+  const auto database = DecidingDatabase(options);
+  if (!database) return std::nullopt;
+  const auto numbers = database->CountDays(Document(list), days.span(), question);
+  if (!numbers) return std::nullopt;
+  std::vector<RolloutCounts::Count> counts(days.size());
+  if (numbers->empty()) return RolloutCounts(days, 0, std::move(counts));  // no device
+  if (numbers->size() != 1 + 2 * counts.size()) {
+    throw Refusal(NameOfDatabase(options.facts.front()) + ": expected counts of " +
+                  std::to_string(counts.size()) + " days, found " +
+                  std::to_string(numbers->size()) + " numbers");
+  }
+  for (std::size_t day = 0; day < counts.size(); ++day) {
+    counts[day] = {(*numbers)[1 + 2 * day], (*numbers)[2 + 2 * day]};
+  }
+  return RolloutCounts(days, numbers->front(), std::move(counts));
+}
+
 // The database decides both lists on all devices; those that change are decided here once more, to
 // see where.
 std::optional<ListDifference> ComparedInDatabase(const FleetOptions& options, const List& before,
@@ -267,11 +289,15 @@ int Rollout(const GlobalOptions& global, const FleetOptions& options) {
   const Question question = QuestionOf(global, options);
   std::optional<std::int64_t> first;
   if (options.at || global.now) first = question.now / kSecondsPerDay;
-  const RolloutCounts none(*list, SpanOf(options, *list, question, first), question);
-  const RolloutCounts all = Counted(options, question, list.span(), none,
-                                    [&](RolloutCounts& counts, std::string_view,
-                                        DeviceFacts& facts) { counts.Add(*list, facts); });
-  Print(global.json ? yox::JsonText(RolloutJson(all)) : RolloutText(all));
+  const RolloutDays days(*list, SpanOf(options, *list, question, first), question);
+  std::optional<RolloutCounts> all = DaysCountedInDatabase(options, list, days, question);
+  if (!all) {
+    all = Counted(options, question, list.span(), RolloutCounts(days),
+                  [&](RolloutCounts& counts, std::string_view, DeviceFacts& facts) {
+                    counts.Add(*list, facts);
+                  });
+  }
+  Print(global.json ? yox::JsonText(RolloutJson(*all)) : RolloutText(*all));
   return kDone;
 }
 
@@ -306,8 +332,9 @@ int Report(const GlobalOptions& global, const FleetOptions& options) {
     lists.emplace(before->compiled, list.compiled);
   }
   const Question question = QuestionOf(global, options);
-  const ReportPart none{Funnel(), RolloutCounts(*list, SpanOf(options, *list, question), question),
-                        ListDifference(), ReportTable(*list, lists.has_value())};
+  const RolloutDays days(*list, SpanOf(options, *list, question), question);
+  const ReportPart none{Funnel(), RolloutCounts(days), ListDifference(),
+                        ReportTable(*list, lists.has_value())};
   const ReportPart all = Counted(options, question, filters, none,
                                  [&](ReportPart& part, std::string_view id, DeviceFacts& facts) {
                                    const yox::decision::Verdict verdict =

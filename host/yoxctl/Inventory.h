@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "yox/decision/Funnel.h"
+#include "yox/decision/ListDays.h"
 #include "yox/decision/PreparedDevice.h"
 
 namespace yoxctl {
@@ -44,6 +45,12 @@ class Inventory {
   // The funnel of a list, counted in the database; std::nullopt when it cannot decide.
   virtual std::optional<yox::decision::Funnel> Count(const std::string& list,
                                                      const yox::decision::Question& question) = 0;
+  // The counts of a list on each day of the span, made in the database as yox.rollout returns them:
+  // devices, and for each day those that it applies to and the undetermined; std::nullopt when it
+  // cannot decide.
+  virtual std::optional<std::vector<std::uint64_t>> CountDays(
+      const std::string& list, const yox::decision::DaySpan& span,
+      const yox::decision::Question& question) = 0;
   // The funnel of the list `before`, counted in the database, which calls `visit` with the facts of
   // each device, by id, for which the list `after` decides otherwise, undetermined included. Both
   // see one state of the table. std::nullopt when the database cannot decide.

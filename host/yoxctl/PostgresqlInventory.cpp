@@ -140,6 +140,27 @@ class PostgresqlInventory final : public Inventory {
     return funnel;
   }
 
+  std::optional<std::vector<std::uint64_t>> CountDays(
+      const std::string& list, const yox::decision::DaySpan& span,
+      const yox::decision::Question& question) override {
+    const auto day = [](std::int64_t number) {
+      return "date '1970-01-01' + " + std::to_string(number);
+    };
+    const std::string text = "SELECT unnest(yox.rollout(" + Literal(list) + "::jsonb, facts, " +
+                             day(span.first) + ", " + day(span.last) + ", " + TargetOf(question) +
+                             ")) FROM devices";
+    const Result result(PQexec(connection_.get(), text.c_str()));
+    const char* const state = PQresultErrorField(result.get(), PG_DIAG_SQLSTATE);
+    // An extension that was not updated has no such function: the caller reads the facts then.
+    if (state != nullptr && std::string_view(state) == "42883") return std::nullopt;
+    Require(result);
+    std::vector<std::uint64_t> counts;
+    for (int i = 0; i < PQntuples(result.get()); ++i) {
+      counts.push_back(std::stoull(PQgetvalue(result.get(), i, 0)));
+    }
+    return counts;
+  }
+
   std::optional<yox::decision::Funnel> Compare(
       const std::string& before, const std::string& after, const yox::decision::Question& question,
       const std::function<void(const std::string&)>& visit) override {
@@ -189,9 +210,12 @@ class PostgresqlInventory final : public Inventory {
 
   // What the functions of the extension take: list, facts, at and target version.
   std::string Arguments(const std::string& list, const yox::decision::Question& question) const {
-    const auto& target = question.target_version;
     return Literal(list) + "::jsonb, facts, to_timestamp(" + std::to_string(question.now) + "), " +
-           (target ? Literal(yox::String::UTF16ToUTF8(*target)) : "NULL");
+           TargetOf(question);
+  }
+  std::string TargetOf(const yox::decision::Question& question) const {
+    const auto& target = question.target_version;
+    return target ? Literal(yox::String::UTF16ToUTF8(*target)) : "NULL";
   }
 
   // Begins to read the facts of the devices that meet a condition.

@@ -1,13 +1,12 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "yox/decision/CompiledList.h"
-#include "yox/decision/DeviceFacts.h"
-#include "yox/decision/ListDays.h"
-#include "yox/decision/PreparedDevice.h"
+#include "yox/decision/RolloutDays.h"
 
 namespace yoxctl {
 
@@ -20,9 +19,13 @@ class RolloutCounts {
     std::uint64_t undetermined = 0;  // unknown facts decide
   };
 
-  // Counts the days of the span. `question` gives all but the time.
-  RolloutCounts(const yox::decision::CompiledList& list, const yox::decision::DaySpan& span,
-                const yox::decision::Question& question);
+  // `days` must outlive the object.
+  explicit RolloutCounts(const yox::decision::RolloutDays& days)
+      : days_(days), counts_(days.size()) {}
+  // Counts that were made elsewhere, one for each day.
+  RolloutCounts(const yox::decision::RolloutDays& days, std::uint64_t devices,
+                std::vector<Count> counts)
+      : days_(days), counts_(std::move(counts)), devices_(devices) {}
 
   // Decides the list on the device on each day. Its time zone need not be known.
   void Add(const yox::decision::CompiledList& list, yox::decision::DeviceFacts& device);
@@ -30,14 +33,14 @@ class RolloutCounts {
   void Merge(const RolloutCounts& other);
 
   std::uint64_t devices() const { return devices_; }
-  const yox::decision::DaySpan& span() const { return span_; }
-  const Count& On(std::int64_t day) const;  // within the span
+  const yox::decision::DaySpan& span() const { return days_.get().span(); }
+  const Count& On(std::int64_t day) const {  // within the span
+    return counts_[static_cast<std::size_t>(day - span().first)];
+  }
 
  private:
-  yox::decision::DaySpan span_;
-  std::vector<std::int64_t> changes_;               // the days that are decided on
-  std::vector<yox::decision::Question> questions_;  // by change
-  std::vector<Count> counts_;                       // by change
+  std::reference_wrapper<const yox::decision::RolloutDays> days_;
+  std::vector<Count> counts_;  // by day
   std::uint64_t devices_ = 0;
 };
 

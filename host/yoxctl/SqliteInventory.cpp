@@ -56,6 +56,11 @@ class SqliteInventory final : public Inventory {
                                              const yox::decision::Question&) override {
     return std::nullopt;
   }
+  std::optional<std::vector<std::uint64_t>> CountDays(const std::string&,
+                                                      const yox::decision::DaySpan&,
+                                                      const yox::decision::Question&) override {
+    return std::nullopt;
+  }
   std::optional<yox::decision::Funnel> Compare(
       const std::string&, const std::string&, const yox::decision::Question&,
       const std::function<void(const std::string&)>&) override {

@@ -30,7 +30,7 @@ FROM (VALUES ('2026-02-28'), ('2026-03-01'), ('2026-03-02'), ('2026-03-05')) AS 
 
 -- Every function that takes a moment may be sent to other servers and stored; the others may not.
 SELECT proname, pronargs, provolatile, proparallel, procost FROM pg_proc
-WHERE pronamespace = 'yox'::regnamespace AND prokind = 'f' AND proname !~ '^funnel_' ORDER BY 1, 2;
+WHERE pronamespace = 'yox'::regnamespace AND prokind = 'f' AND proname !~ '^(funnel|rollout)_' ORDER BY 1, 2;
 
 -- Texts beyond ASCII, and values that are stored out of line.
 SELECT yox.applies('[{"family": "Größe*", "mfr": "*😀"}]', '{"family": " GRÖßE 14 ", "mfr": "Contoso 😀"}', :'at');

@@ -17,4 +17,24 @@ EXPLAIN (COSTS OFF) SELECT yox.funnel(:arguments) FROM devices;
 SELECT yox.funnel(:arguments) - 'filters' AS by_workers FROM devices;
 SELECT yox.funnel_sum(part) - 'filters' AS of_parts
 FROM (SELECT yox.funnel_part(:arguments) AS part FROM devices GROUP BY site) AS parts;
+
+-- The days of a roll-out.
+\set days '''[{"country": "FR"}, {"country": "DE", "date_function": "2026-03-01|4|linear"}]'', facts, ''2026-02-28'', ''2026-03-05'''
+UPDATE devices SET facts = facts || jsonb_build_object('rollout_bucket', abs(hashtext(facts::text)) % 4096);
+EXPLAIN (COSTS OFF) SELECT yox.rollout(:days) FROM devices;
+SELECT yox.rollout(:days) AS by_workers FROM devices;
+SET max_parallel_workers_per_gather = 0;
+SELECT yox.rollout(:days) AS by_one FROM devices;
+SELECT site, yox.rollout(:days, '1.0') FROM devices GROUP BY site ORDER BY site;
+SELECT yox.rollout(:days) AS none FROM devices WHERE false;
+SELECT count(*) FILTER (WHERE yox.applies('[{"country": "DE", "date_function": "2026-03-01|4|linear"}]', facts,
+  '2026-03-02 12:00Z')) AS de_on_the_third_day FROM devices;
+SELECT yox.rollout('[{"country": "DE"}]', facts, first, '2026-03-02') FROM (VALUES ('{}'::jsonb, NULL::date),
+  ('{"country": "DE"}', '2026-03-01'), (NULL, '2026-03-01')) AS given(facts, first);
+SELECT yox.rollout('[{"country": "DE"}]', '{}', '2026-03-02', '2026-03-01');
+SELECT yox.rollout('[{"country": "DE"}]', '{}', '2026-03-02', 'infinity');
+SELECT yox.rollout('[{"country": "DE"}]', '{}', '2026-03-02', last) FROM (VALUES (date '2026-03-02'), ('2026-03-03')) AS d(last);
+SELECT yox.rollout('[{"country": 1}]', '{}', '2026-03-02', '2026-03-03');
+SELECT yox.rollout('[{"country": "DE"}]', '{"country": 1}', '2026-03-02', '2026-03-03');
+SELECT yox.rollout_add(NULL, '[]', '{}', '2026-03-02', '2026-03-03');
 DROP TABLE devices;
