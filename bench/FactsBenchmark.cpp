@@ -89,6 +89,39 @@ void ParseEachLine(benchmark::State& state) {
 }
 BENCHMARK(ParseEachLine)->UseRealTime()->Unit(benchmark::kMillisecond);
 
+// What a program does that looks at each value that it parsed.
+std::size_t Visited(simdjson::dom::element value) {
+  std::size_t bytes = 0;
+  switch (value.type()) {
+    case simdjson::dom::element_type::OBJECT:
+      for (const auto& [key, member] : value.get_object().value_unsafe()) {
+        bytes += key.size() + Visited(member);
+      }
+      break;
+    case simdjson::dom::element_type::ARRAY:
+      for (const auto element : value.get_array().value_unsafe()) bytes += Visited(element);
+      break;
+    case simdjson::dom::element_type::STRING:
+      bytes = value.get_string().value_unsafe().size();
+      break;
+    default:
+      bytes = 1;
+  }
+  return bytes;
+}
+
+void ParseAndVisitEachLine(benchmark::State& state) {
+  simdjson::dom::parser parser;
+  EachLine(state, [&](std::string_view line) {
+    simdjson::dom::element document;
+    if (parser.parse(line.data(), line.size(), false).get(document) != simdjson::SUCCESS) {
+      std::abort();
+    }
+    benchmark::DoNotOptimize(Visited(document));
+  });
+}
+BENCHMARK(ParseAndVisitEachLine)->UseRealTime()->Unit(benchmark::kMillisecond);
+
 void ParseStream(benchmark::State& state) {
   const Fleet& fleet = TheFleet();
   simdjson::dom::parser parser;
@@ -150,6 +183,8 @@ int main(int argc, char** argv) {
       {{"reading, to parsing each line", "Read/real_time", "ParseEachLine/real_time"},
        {"reading and deciding, to parsing each line (at most 2)",
         "ReadAndDecide/real_time/threads:1", "ParseEachLine/real_time"},
+       {"reading and deciding, to parsing each line and visiting its values",
+        "ReadAndDecide/real_time/threads:1", "ParseAndVisitEachLine/real_time"},
        {"reading and deciding, to parsing a stream", "ReadAndDecide/real_time/threads:1",
         "ParseStream/real_time"},
        {"reading and deciding in two threads, to parsing each line in one",
