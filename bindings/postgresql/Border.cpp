@@ -1,5 +1,6 @@
 #include "bindings/postgresql/Border.h"
 
+#include <csignal>
 #include <cstdint>
 #include <cstring>
 #include <exception>
@@ -13,6 +14,7 @@
 #include <vector>
 
 #include "yox/base/Document.h"
+#include "yox/base/Interruption.h"
 #include "yox/base/Json.h"
 #include "yox/base/String.h"
 #include "yox/base/TimeZone.h"
@@ -62,6 +64,7 @@ struct yox_call {
   std::vector<Truth> verdicts;  // by day
   std::vector<yox::sql::Row> rows;
   std::size_t next_row = 0;
+  const volatile std::sig_atomic_t* interrupt_flag = nullptr;
   yox_problem problem = YOX_INTERNAL;
   std::string message;
 };
@@ -106,8 +109,11 @@ void RemovePlaceInText(std::string& message) {
 template <class Body>
 bool Guarded(yox_call* call, yox_problem document, Body body) noexcept {
   try {
+    const yox::InterruptionScope scope(call->interrupt_flag);
     body();
     return true;
+  } catch (const yox::Interrupted&) {
+    return Fail(*call, YOX_INTERRUPTED, "");
   } catch (const BadJsonb&) {
     return Fail(*call, YOX_BAD_FACTS, "");
   } catch (const DocumentError& error) {
@@ -149,6 +155,9 @@ void Merge(yox_funnel& funnel, const Funnel& other, std::uint64_t fingerprint) {
 
 yox_call* yox_call_new(void) noexcept { return new (std::nothrow) yox_call; }
 void yox_call_free(void* call) noexcept { delete static_cast<yox_call*>(call); }
+void yox_call_interrupt_by(yox_call* call, const volatile std::sig_atomic_t* flag) noexcept {
+  call->interrupt_flag = flag;
+}
 yox_problem yox_problem_of(const yox_call* call) noexcept { return call->problem; }
 yox_text yox_message_of(const yox_call* call) noexcept { return TextOf(call->message); }
 

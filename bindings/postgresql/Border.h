@@ -5,6 +5,9 @@
  *     pass a frame with a destructor.
  *   - Every function below is noexcept. Those that return bool catch all exceptions and return
  *     false; yox_message_of says why.
+ *   - Long functions look at a flag of the server after each filter, return false with
+ * YOX_INTERRUPTED and have changed nothing then: the C side sees to the interrupt, and calls again
+ * if it is still there.
  *   - The C side owns a yox_call through a memory context: it registers yox_call_free with the
  *     context before it uses the object. Results are views of memory of the yox_call, valid until
  *     the next call; the C side copies them into memory of the server.
@@ -13,6 +16,7 @@
 #ifndef YOX_POSTGRESQL_BORDER_H
 #define YOX_POSTGRESQL_BORDER_H
 
+#include <signal.h>
 #include <stdbool.h>
 #include <stddef.h>
 #include <stdint.h>
@@ -36,11 +40,14 @@ typedef enum {
   YOX_BAD_FACTS, /* the facts are no facts document; see yox_explain_bad_facts */
   YOX_BAD_VALUE, /* another argument */
   YOX_NO_MEMORY,
+  YOX_INTERRUPTED,
   YOX_INTERNAL,
 } yox_problem;
 
 yox_call* yox_call_new(void) YOX_NOEXCEPT; /* NULL: out of memory */
 void yox_call_free(void* call) YOX_NOEXCEPT;
+/* Functions of the call are interrupted when the flag is not 0; NULL: never, as at first. */
+void yox_call_interrupt_by(yox_call* call, const volatile sig_atomic_t* flag) YOX_NOEXCEPT;
 /* Of the last function that returned false. */
 yox_problem yox_problem_of(const yox_call* call) YOX_NOEXCEPT;
 yox_text yox_message_of(const yox_call* call) YOX_NOEXCEPT;
@@ -76,8 +83,9 @@ bool yox_share(yox_call* call, yox_text function, int64_t now, double* share) YO
 /* Chooses `days` days from `first` on, a day since 1970, for the list that was chosen last. */
 bool yox_rollout_choose(yox_call* call, int64_t first, int64_t days,
                         yox_text target_version) YOX_NOEXCEPT;
-/* Adds a device to the counts of these days: the number of devices, and two numbers for each day, which
- * are those that the list applies to and the undetermined ones. Of the question the facts count. */
+/* Adds a device to the counts of these days: the number of devices, and two numbers for each day,
+ * which are those that the list applies to and the undetermined ones. Of the question the facts
+ * count. */
 bool yox_rollout_add(yox_call* call, const yox_question* question, int64_t* counts) YOX_NOEXCEPT;
 
 /* Rows of the functions that return tables. */

@@ -9,6 +9,7 @@ import signal
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 
 HERE = os.path.dirname(os.path.abspath(__file__))
@@ -365,6 +366,22 @@ class Fleets(Case):
             with self.subTest(rows=rows):
                 self.assert_error("57014", "canceling statement due to statement timeout",
                                   f"SET statement_timeout = '50ms'; SELECT count(*) FROM devices AS a, devices AS b, {rows}")
+
+    def test_one_call_on_a_long_list_is_cancelled_within(self):
+        """Each call takes long by itself. Cancelled after a tenth of that time, it ends long before the whole of it."""
+        filters = json.dumps([{"country": "DE", "os_version": ">=10.0.1", "tag": f"Ring|r{n}"} for n in range(40000)])
+        CLUSTER.text(f"CREATE TABLE lists AS SELECT {quoted(filters)}::jsonb AS list")
+        self.addCleanup(CLUSTER.text, "DROP TABLE lists")
+        for query in (f"count(yox.applies(list, '{{}}', '{AT}')) FROM lists", f"count(yox.explain(list, '{{}}', '{AT}')) FROM lists",
+                      f"count(*) FROM lists, yox.lint(list, '{AT}')", f"count(*) FROM lists, yox.criteria(list, '{{}}', '{AT}')"):
+            with self.subTest(query=query):
+                begun = time.monotonic()
+                CLUSTER.text(f"SELECT {query}")
+                whole = time.monotonic() - begun
+                begun = time.monotonic()
+                self.assert_error("57014", "canceling statement due to statement timeout",
+                                  f"SET statement_timeout = {int(100 * whole)}; SELECT {query}")
+                self.assertLess(time.monotonic() - begun, 0.6 * whole)
 
     def test_memory_does_not_grow_with_rows(self):
         peak = "substring(pg_read_file('/proc/self/status') FROM 'VmHWM:[^0-9]*([0-9]+)')::int"

@@ -71,6 +71,9 @@ static call_site *site_of(FunctionCallInfo fcinfo)
 		site->call = owned(info->fn_mcxt, make_call, yox_call_free);
 		info->fn_extra = site;
 	}
+	/* Where interrupts are held off the flag stays set: there nothing is interrupted. */
+	yox_call_interrupt_by(((call_site *) info->fn_extra)->call,
+						  INTERRUPTS_CAN_BE_PROCESSED() ? &InterruptPending : NULL);
 	return info->fn_extra;
 }
 
@@ -93,8 +96,9 @@ static char *text_of(Jsonb *json)
 	return JsonbToCString(NULL, &json->root, VARSIZE(json));
 }
 
-/* Raises the error of the last call. `facts` is the document that it was about, or NULL. */
-static _Noreturn void fail(yox_call *call, Jsonb *facts)
+/* Raises the error of the last call, or returns after an interrupt, when the function is to be called
+ * again. `facts` is the document that it was about, or NULL. */
+static void fail(yox_call *call, Jsonb *facts)
 {
 	static const struct
 	{
@@ -110,6 +114,11 @@ static _Noreturn void fail(yox_call *call, Jsonb *facts)
 	yox_text message;
 	yox_problem problem;
 
+	if (yox_problem_of(call) == YOX_INTERRUPTED)
+	{
+		CHECK_FOR_INTERRUPTS();
+		return;
+	}
 	if (facts != NULL && yox_problem_of(call) == YOX_BAD_FACTS)
 		yox_explain_bad_facts(call, text_of(facts));
 	problem = yox_problem_of(call);
@@ -163,7 +172,7 @@ static void choose_list(yox_call *call, Jsonb *list)
 	if (yox_call_choose(call, bytes, size))
 		return;
 	CHECK_FOR_INTERRUPTS();
-	if (!yox_call_compile(call, bytes, size, text_of(list)))
+	while (!yox_call_compile(call, bytes, size, text_of(list)))
 		fail(call, NULL);
 }
 
@@ -211,7 +220,7 @@ Datum yox_pg_applies(PG_FUNCTION_ARGS)
 
 	if (!ask(fcinfo, 0, &asked))
 		PG_RETURN_NULL();
-	if (!yox_applies(asked.call, &asked.question, &applies))
+	while (!yox_applies(asked.call, &asked.question, &applies))
 		fail(asked.call, asked.facts);
 	if (applies == YOX_UNDETERMINED)
 		PG_RETURN_NULL();
@@ -226,7 +235,7 @@ Datum yox_pg_reason(PG_FUNCTION_ARGS)
 
 	if (!ask(fcinfo, 0, &asked))
 		PG_RETURN_NULL();
-	if (!yox_reason(asked.call, &asked.question, &reason))
+	while (!yox_reason(asked.call, &asked.question, &reason))
 		fail(asked.call, asked.facts);
 	if (reason.bytes == NULL)
 		PG_RETURN_NULL();
@@ -241,7 +250,7 @@ Datum yox_pg_decided_by(PG_FUNCTION_ARGS)
 
 	if (!ask(fcinfo, 0, &asked))
 		PG_RETURN_NULL();
-	if (!yox_decided_by(asked.call, &asked.question, &filter))
+	while (!yox_decided_by(asked.call, &asked.question, &filter))
 		fail(asked.call, asked.facts);
 	if (filter < 0)
 		PG_RETURN_NULL();
@@ -256,7 +265,7 @@ Datum yox_pg_explain(PG_FUNCTION_ARGS)
 
 	if (!ask(fcinfo, 0, &asked))
 		PG_RETURN_NULL();
-	if (!yox_explain_device(asked.call, &asked.question, &json))
+	while (!yox_explain_device(asked.call, &asked.question, &json))
 		fail(asked.call, asked.facts);
 	return jsonb_datum(json);
 }
@@ -282,7 +291,7 @@ Datum yox_pg_bucket(PG_FUNCTION_ARGS)
 	yox_call *call = call_of(fcinfo);
 	int32_t bucket;
 
-	if (!yox_bucket(call, text_argument(fcinfo, 0), &bucket))
+	while (!yox_bucket(call, text_argument(fcinfo, 0), &bucket))
 		fail(call, NULL);
 	PG_RETURN_INT32(bucket);
 }
@@ -293,7 +302,7 @@ Datum yox_pg_share(PG_FUNCTION_ARGS)
 	yox_call *call = call_of(fcinfo);
 	double share;
 
-	if (!yox_share(call, text_argument(fcinfo, 0), seconds_of(PG_GETARG_TIMESTAMPTZ(1)), &share))
+	while (!yox_share(call, text_argument(fcinfo, 0), seconds_of(PG_GETARG_TIMESTAMPTZ(1)), &share))
 		fail(call, NULL);
 	PG_RETURN_FLOAT8(share);
 }
@@ -330,7 +339,7 @@ Datum yox_pg_criteria(PG_FUNCTION_ARGS)
 	InitMaterializedSRF(fcinfo, 0);
 	if (!ask(fcinfo, 0, &asked))
 		return (Datum) 0;
-	if (!yox_criteria(asked.call, &asked.question))
+	while (!yox_criteria(asked.call, &asked.question))
 		fail(asked.call, asked.facts);
 	put_rows(fcinfo, asked.call);
 	return (Datum) 0;
@@ -342,7 +351,7 @@ Datum yox_pg_lint(PG_FUNCTION_ARGS)
 	yox_call *call = call_of(fcinfo);
 
 	InitMaterializedSRF(fcinfo, 0);
-	if (!yox_lint_list(call, text_of(PG_GETARG_JSONB_P(0)), seconds_of(PG_GETARG_TIMESTAMPTZ(1))))
+	while (!yox_lint_list(call, text_of(PG_GETARG_JSONB_P(0)), seconds_of(PG_GETARG_TIMESTAMPTZ(1))))
 		fail(call, NULL);
 	put_rows(fcinfo, call);
 	return (Datum) 0;
@@ -388,7 +397,7 @@ Datum yox_pg_funnel_add(PG_FUNCTION_ARGS)
 		return state_datum(fcinfo, state);
 	if (state == NULL)
 		state = new_state(context);
-	if (!yox_funnel_add(asked.call, state, &asked.question))
+	while (!yox_funnel_add(asked.call, state, &asked.question))
 		fail(asked.call, asked.facts);
 	PG_RETURN_POINTER(state);
 }
@@ -405,7 +414,7 @@ Datum yox_pg_funnel_combine(PG_FUNCTION_ARGS)
 		return state_datum(fcinfo, state);
 	if (state == NULL)
 		state = new_state(context);
-	if (!yox_funnel_merge(call, state, other))
+	while (!yox_funnel_merge(call, state, other))
 		fail(call, NULL);
 	PG_RETURN_POINTER(state);
 }
@@ -415,7 +424,7 @@ static bytea *bytes_of(yox_call *call, yox_funnel *state)
 	yox_text bytes;
 	bytea *result;
 
-	if (!yox_funnel_bytes(call, state, &bytes))
+	while (!yox_funnel_bytes(call, state, &bytes))
 		fail(call, NULL);
 	result = palloc(VARHDRSZ + bytes.size);
 	SET_VARSIZE(result, VARHDRSZ + bytes.size);
@@ -439,7 +448,7 @@ static void merge_bytes(yox_call *call, yox_funnel *state, bytea *bytes)
 {
 	yox_text view = {VARDATA_ANY(bytes), VARSIZE_ANY_EXHDR(bytes)};
 
-	if (!yox_funnel_merge_bytes(call, state, view))
+	while (!yox_funnel_merge_bytes(call, state, view))
 		fail(call, NULL);
 }
 
@@ -478,7 +487,7 @@ Datum yox_pg_funnel_json(PG_FUNCTION_ARGS)
 	context_of_aggregate(fcinfo);
 	if (state == NULL) /* no device */
 		state = new_state(CurrentMemoryContext);
-	if (!yox_funnel_json(call, state, &json))
+	while (!yox_funnel_json(call, state, &json))
 		fail(call, NULL);
 	return jsonb_datum(json);
 }
@@ -554,7 +563,7 @@ Datum yox_pg_rollout_add(PG_FUNCTION_ARGS)
 		choose_list(site->call, PG_GETARG_JSONB_P(1));
 		site->has_constant_list = is_constant(fcinfo, 1);
 	}
-	if (!yox_rollout_choose(site->call, PG_GETARG_DATEADT(3) + POSTGRES_EPOCH_JDATE - UNIX_EPOCH_JDATE, days,
+	while (!yox_rollout_choose(site->call, PG_GETARG_DATEADT(3) + POSTGRES_EPOCH_JDATE - UNIX_EPOCH_JDATE, days,
 							text_argument(fcinfo, 5)))
 		fail(site->call, NULL);
 	if (state == NULL)
@@ -563,7 +572,7 @@ Datum yox_pg_rollout_add(PG_FUNCTION_ARGS)
 	facts = PG_GETARG_JSONB_P(2);
 	question.facts = VARDATA(facts);
 	question.size = VARSIZE(facts) - VARHDRSZ;
-	if (!yox_rollout_add(site->call, &question, (int64_t *) ARR_DATA_PTR(state)))
+	while (!yox_rollout_add(site->call, &question, (int64_t *) ARR_DATA_PTR(state)))
 		fail(site->call, facts);
 	PG_RETURN_ARRAYTYPE_P(state);
 }

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <utility>
 
+#include "yox/base/Interruption.h"
 #include "yox/base/String.h"
 #include "yox/decision/Criteria.h"
 #include "yox/decision/ExplanationDocument.h"
@@ -53,6 +54,7 @@ std::vector<Row> CriteriaRows(const CompiledList& list, decision::DeviceFacts& f
   const decision::Explanation explanation = Explain(list, facts);
   std::vector<Row> rows;
   for (std::size_t filter = 0; filter < explanation.filters.size(); ++filter) {
+    ThrowIfInterrupted();
     const auto steps = list.Steps(list.programs()[filter]);
     for (std::size_t i = 0; i < steps.size(); ++i) {
       const ExplainedCriterion& criterion = explanation.filters[filter].criteria[i];

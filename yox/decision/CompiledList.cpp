@@ -8,6 +8,7 @@
 #include <variant>
 
 #include "yox/base/FoldedText.h"
+#include "yox/base/Interruption.h"
 #include "yox/base/String.h"
 #include "yox/decision/Criteria.h"
 #include "yox/decision/ReasonText.h"
@@ -21,7 +22,10 @@ CompiledList::CompiledList(std::vector<Filter> filters)
       }()),
       filters_(std::move(filters)) {
   programs_.reserve(filters_.size());
-  for (const Filter& filter : filters_) Compile(filter);
+  for (const Filter& filter : filters_) {
+    ThrowIfInterrupted();
+    Compile(filter);
+  }
 }
 
 void CompiledList::Compile(const Filter& filter) {

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <utility>
 
+#include "yox/base/Interruption.h"
 #include "yox/decision/Criteria.h"
 #include "yox/decision/Decide.h"
 #include "yox/decision/ReasonText.h"
@@ -104,6 +105,7 @@ Explanation Explain(const CompiledList& list, DeviceFacts& facts) {
                           verdict.applies == Truth::kUnknown,
                           std::move(verdict.needs)};
   for (const CompiledList::Program& program : list.programs()) {
+    ThrowIfInterrupted();
     const std::size_t index = explanation.filters.size();
     ExplainedFilter& filter = explanation.filters.emplace_back();
     filter.outcome = walk.OutcomeOf(index);

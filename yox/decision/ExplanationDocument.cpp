@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "yox/base/Interruption.h"
 #include "yox/base/String.h"
 #include "yox/decision/FilterFields.h"
 
@@ -86,6 +87,7 @@ Json::Value ExplanationJson(const Explanation& explanation) {
   json["decided_by"] = IndexJson(explanation.decided_by);
   json["explain"] = Json::Value(Json::arrayValue);
   for (std::size_t i = 0; i < explanation.filters.size(); ++i) {
+    ThrowIfInterrupted();
     Json::Value& filter = json["explain"].append(Json::objectValue);
     filter["filter"] = Json::UInt64{i};
     filter["outcome"] = Word(explanation.filters[i].outcome);

@@ -6,6 +6,7 @@
 #include <optional>
 #include <utility>
 
+#include "yox/base/Interruption.h"
 #include "yox/base/Json.h"
 #include "yox/base/StrictJson.h"
 #include "yox/base/String.h"
@@ -34,6 +35,7 @@ ApplicabilityFilter ReadList(const JsonNode& node) {
   ApplicabilityFilter::List filters;
   filters.reserve(node.value().size());
   for (Json::ArrayIndex i = 0; i < node.value().size(); ++i) {
+    ThrowIfInterrupted();
     filters.push_back(ReadFilter(node.Element(i)));
   }
   return ApplicabilityFilter(std::move(filters));

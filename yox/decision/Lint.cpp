@@ -8,6 +8,7 @@
 #include <optional>
 #include <utility>
 
+#include "yox/base/Interruption.h"
 #include "yox/base/NearestWord.h"
 #include "yox/base/StrictJson.h"
 #include "yox/base/String.h"
@@ -31,6 +32,7 @@ class ListLint {
 
   std::vector<LintFinding> Run() {
     for (const Program& program : list_.programs()) {
+      ThrowIfInterrupted();
       Controls(program);
       Blanks(program);
       for (const auto& step : list_.Steps(program)) {

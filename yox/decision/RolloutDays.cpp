@@ -2,6 +2,7 @@
 
 #include <optional>
 
+#include "yox/base/Interruption.h"
 #include "yox/base/TimeZone.h"
 #include "yox/decision/Decide.h"
 
@@ -48,6 +49,7 @@ RolloutDays::RolloutDays(const CompiledList& list, const DaySpan& span, const Qu
 
 Truth RolloutDays::DecideOn(const CompiledList& list, DeviceFacts& device,
                             const Question& question) {
+  ThrowIfInterrupted();
   InUtc facts(device, question);
   return Decide(list, facts).applies;
 }
