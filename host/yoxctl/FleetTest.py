@@ -320,6 +320,11 @@ class FleetRollout(Fleet):
         self.assertEqual((days[0]["date"], len(days)), (MOMENT[:10], 28))
         self.assertEqual(len({(day["in"], day["at_most"]) for day in days}), 1)
 
+    def test_after_the_last_day_of_a_roll_out_four_weeks_are_shown(self):
+        for moment, last in (("2026-02-02T12:00:00Z", "2026-03-01"), ("2026-02-01T12:00:00Z", "2026-02-01")):
+            days = self.fleet_json("rollout", "list-1.json", "--facts", "devices.jsonl", moment=moment)["days"]
+            self.assertEqual((days[0]["date"], days[-1]["date"]), (moment[:10], last))
+
 
 class FleetEvaluate(Fleet):
     def test_every_decision_is_that_of_evaluate_on_a_profile_of_the_same_values(self):
