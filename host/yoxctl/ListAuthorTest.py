@@ -283,8 +283,8 @@ class StandardInput(Yoxctl):
                 done = self.run_program(*(argument.replace("{}", "-") for argument in arguments), given=document)
 
                 def plain(output):
-                    """Without the names of the document."""
-                    text = output.replace(os.fsencode(self.folder) + os.sep.encode(), b"").replace(name.encode(), b"-")
+                    """Without the names of the document, with their folders or not."""
+                    text = re.sub(rb'[^\s"]*\b' + re.escape(name.encode()), b"-", output)
                     return text.replace(b"standard input", b"-").replace(b"standard output", b"-")
 
                 self.assertNotIn(b"usage", of_file.stderr.lower())
