@@ -330,12 +330,13 @@ std::vector<LintFinding> LintDocument(std::string_view utf8, const LocalDate& to
   std::vector<LintFinding> findings = ListLint(*list.snapshot(), today, effort).Run();
   if (more_findings) {
     std::vector<LintFinding> more = more_findings(list);
+    const auto filter_of = [](const LintFinding& one) { return one.filter.value_or(SIZE_MAX); };
     std::erase_if(more, [&](const LintFinding& one) {
       // They are in the order of the filters.
-      const auto of_filter = std::ranges::equal_range(
-          findings, one.filter.value_or(SIZE_MAX), {},
-          [](const LintFinding& other) { return other.filter.value_or(SIZE_MAX); });
-      return std::ranges::any_of(of_filter, [&](const LintFinding& other) {
+      const std::size_t filter = filter_of(one);
+      const auto first = std::ranges::lower_bound(findings, filter, {}, filter_of);
+      const auto last = std::ranges::upper_bound(findings, filter, {}, filter_of);
+      return std::any_of(first, last, [&](const LintFinding& other) {
         return one.field == other.field && one.offset <= other.offset + other.length &&
                other.offset <= one.offset + one.length;
       });
