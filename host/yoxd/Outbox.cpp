@@ -172,7 +172,6 @@ void Outbox::Resend() {
     state.number = 0;
     Wait(topic, state);
   }
-  for (std::size_t i = 0; i < sent_; ++i) queue_[i].number = 0;
   // An acknowledgement that overtook another one: its message is not sent again.
   std::erase_if(queue_, [this](const Message& message) {
     if (message.acknowledged) bytes_ -= SizeOf(message.topic, message.payload);
