@@ -40,7 +40,7 @@ std::string ToDer(std::string_view pair) {
   const int size = i2d_ECDSA_SIG(signature.get(), &written);
   std::string der(reinterpret_cast<const char*>(written),
                   size > 0 ? static_cast<std::size_t>(size) : 0);
-  OPENSSL_free(written);
+  CRYPTO_free(written, "", 0);  // OPENSSL_free would put this file's path into the library
   return der;
 }
 
