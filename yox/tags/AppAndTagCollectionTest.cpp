@@ -261,6 +261,21 @@ TEST_P(AppAndTagCollectionTest, PersonaTagsAreReplacedAlone) {
   EXPECT_EQ(Text(), "a:1, ");
 }
 
+TEST(AppAndTagCollectionSingletonTest, PersonaTagsFollowTheUsersAnswers) {
+  yox::platform::SimulatedDevice device;
+  const yox::platform::ScopedPlatform installed(device);
+  device.Change([](auto& profile) { profile.user.sid = "S-1-5-21-1-2-3-1001"_w; });
+  const RegistryKey gaming{
+      HKEY_CURRENT_USER, yox::Persona::kIntentRegistryPath + "\\gaming"_w, {}, {}};
+  ASSERT_EQ(device.registry().CreateKey(gaming), RegistryStatus::kOk);
+  device.registry().SetValue(gaming, "Intent"_w, RegistryValue::Dword(1));
+  TestCollection tags;
+  tags.setTags({{"a"_w, "1"_w}});
+  tags.RefreshPersonaTags();
+  EXPECT_EQ(String::UTF16ToUTF8(tags.getTagsAsString()),
+            "a:1, User.Usage.Detected.Gaming:Windows, ");
+}
+
 TEST(AppAndTagCollectionSingletonTest, ItFillsAnEmptyListAndAsksForManagementEachTime) {
   yox::platform::SimulatedDevice device;
   const yox::platform::ScopedPlatform installed(device);
