@@ -74,7 +74,6 @@ Contents::Receipt Contents::Receive(const std::string& id, std::string_view text
     if (found == contents_.end() && contents_.size() >= kMostContents) {
       throw yox::DocumentError("more than " + std::to_string(kMostContents) + " lists");
     }
-    if (text.size() > yox::kMaxDocumentSize) throw yox::DocumentError(yox::kTooLongDocument);
     Content content;
     content.text = std::string(text);
     content.list = yox::decision::ReadFilterDocument(text);
