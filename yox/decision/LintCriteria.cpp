@@ -321,6 +321,7 @@ class CriterionLint {
         {0xFEFF, 0xFEFF, "", true}};    // byte order mark
     const bool of_firmware = field_ == FilterField::mfr || field_ == FilterField::family ||
                              field_ == FilterField::model || field_ == FilterField::sku;
+    if (std::ranges::all_of(text, [](WChar unit) { return unit < kLooks[0].first; })) return;
     std::string plain;
     bool found = false;
     for (std::size_t i = 0; i < text.size(); ++i) {
@@ -347,7 +348,8 @@ class CriterionLint {
     constexpr std::size_t kFewLetters = 2;
     constexpr std::size_t kShortestWord = 3;
     if (name.size() > tag.size() + kFewLetters) return false;
-    if (EditDistance(name, tag) <= kFewLetters) return true;
+    const bool as_long = name.size() + kFewLetters >= tag.size();
+    if (as_long && EditDistance(name, tag) <= kFewLetters) return true;
     const std::size_t word = tag.rfind('.') + 1;  // 0 if there is no dot
     return word != 0 && name.size() >= word + kShortestWord && name.size() < tag.size() &&
            EditDistance(name, tag.substr(0, name.size())) == 0;
@@ -359,7 +361,7 @@ class CriterionLint {
     const std::string name = String::UTF16ToUTF8(term.key.text);
     const auto tags = ProductTags();
     const auto found = std::ranges::find_if(tags, [&](const TagRow& row) {
-      return String::CaseInsesitiveEqual(String::UTF8ToUTF16(row.name), term.key.text);
+      return row.name.size() == name.size() && EditDistance(row.name, name) == 0;
     });
     if (found == tags.end()) {
       // Other programs set tags of any name: only what is nearly one of the product's is a slip.
