@@ -20,6 +20,7 @@ using yox::decision::FilterField;
 namespace {
 
 using namespace yox::literals;
+using YOX::String;
 using yox::WString;
 using yox_test::CapturedLog;
 using yox_test::MakeRecord;
@@ -324,6 +325,59 @@ TEST(DecisionWalkTest, WhatTheHostsRegistryChangesIsSeenByLaterCriteria) {
   EXPECT_EQ(reason,
             "Filter [0]: registry = false; Filter [1]: version = false; Filter [2]: os_version = "
             "false; Filter [3]: family = false; Filter [4]: true; "_w);
+}
+
+TEST(DecisionWalkTest, EachCriterionIsComparedWithItsOwnTextOfTheRecord) {
+  const auto record = MakeRecord();
+  record->set_device_name("name"_w);
+  record->set_os_region("region"_w);
+  record->set_os_language("language"_w);
+  record->set_device_enclosuretype("enclosure"_w);
+  record->set_device_family("family"_w);
+  record->set_device_manufacturer("manufacturer"_w);
+  record->set_device_model("model"_w);
+  record->set_os_description("description"_w);
+  const Settings rows = {{Field::country, "Region"_w},
+                         {Field::language, "Language"_w},
+                         {Field::enclosure, "En*"_w},
+                         {Field::family, "*ily"_w},
+                         {Field::mfr, "Manufacturer"_w},
+                         {Field::model, "*ODE*"_w},
+                         {Field::os_description, "x,description"_w}};
+  TestEvaluator evaluator;
+  WString reason;
+  for (const auto& [field, own] : rows) {
+    for (const auto& [other, text] : rows) {
+      EXPECT_EQ(evaluator.EvaluateApplicability(record, {}, MakeList({{{field, text}}}), nullptr,
+                                                nullptr, {}, reason),
+                field == other)
+          << String::UTF16ToUTF8(text) << ": " << String::UTF16ToUTF8(reason);
+    }
+  }
+}
+
+TEST(DecisionWalkTest, AVersionThatHasChangedIsParsedAgain) {
+  const auto record = MakeRecord();
+  const ApplicabilityFilter list = MakeList({{{Field::os_version, ">=2.0"_w}},
+                                             {{Field::version, ">=2.0"_w}},
+                                             {{Field::target_version, ">=2.0"_w}}});
+  TestEvaluator evaluator;
+  const WString old_version = "1.0"_w;
+  const WString new_version = "2.0"_w;
+  const WString long_version = "00000000000000000000000000000000000002.0"_w;
+  for (const WString& system : {old_version, new_version, old_version}) {
+    record->set_os_version(system);
+    for (const WString& client : {old_version, new_version, long_version, "no version"_w}) {
+      for (WString target : {old_version, long_version, new_version, old_version}) {
+        WString reason;
+        evaluator.EvaluateApplicability(record, client, list, nullptr, &target, {}, reason);
+        const bool is_client = client == new_version || client == long_version;
+        EXPECT_EQ(reason.find("true"_w) != WString::npos,
+                  system == new_version || is_client || target != old_version)
+            << String::UTF16ToUTF8(reason);
+      }
+    }
+  }
 }
 
 TEST(DecisionWalkTest, TheRecordIsNeverTrimmed) {

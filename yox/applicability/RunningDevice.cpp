@@ -97,6 +97,16 @@ struct ApplicabilityEvaluator::RunningDevice::Sources {
     of(FilterField::sn_hash).fetch = &RunningDevice::SerialNumberHash;
     return sources;
   }();
+  // The texts that the record has in the form in which they are compared.
+  static constexpr auto kReady = [] {
+    yox::decision::ReadyPlaces places = yox::decision::kNothingReady;
+    for (std::size_t i = 0; i < places.size(); ++i) {
+      const Source& source = kByField[i];
+      if (source.fetch != nullptr || source.text == Text::kCount) continue;
+      places[i] = static_cast<std::uint8_t>(source.text);
+    }
+    return places;
+  }();
 };
 
 ApplicabilityEvaluator::RunningDevice::RunningDevice(ApplicabilityEvaluator& evaluator,
@@ -111,7 +121,9 @@ ApplicabilityEvaluator::RunningDevice::RunningDevice(ApplicabilityEvaluator& eva
       client_version_(client_version),
       tags_(tags),
       target_version_(target_version),
-      purpose_(purpose) {}
+      purpose_(purpose) {
+  if (purpose == Purpose::kDecide) SetReady(&machine_.Folded(Text{}), Sources::kReady);
+}
 
 ApplicabilityEvaluator::RunningDevice::Own& ApplicabilityEvaluator::RunningDevice::own() {
   if (!own_) own_.emplace();
@@ -180,6 +192,29 @@ const WString& ApplicabilityEvaluator::RunningDevice::Realm() {
   return *own().realm;
 }
 
+// The versions that decisions of the thread parsed last: those of the device and of its client are
+// the same in most decisions, and comparing texts is cheaper than parsing one.
+VersionText ApplicabilityEvaluator::RunningDevice::LastParsed(FilterField field,
+                                                              const WString& text) {
+  struct Parsed {
+    std::array<yox::WChar, 32> units{};
+    std::size_t size = 0;
+    VersionText version = VersionText(WStringView());
+  };
+  constinit static thread_local std::array<Parsed, 2> last;  // the system's, and others
+  Parsed& known = last[field == FilterField::os_version ? 0 : 1];
+  if (known.size != text.size() || !yox::SameUnits(known.units.data(), text.data(), text.size())) {
+    if (text.size() > known.units.size()) return VersionText(text);
+    std::ranges::copy(text, known.units.begin());
+    known.size = text.size();
+    known.version = VersionText(text);
+    known.version.Parsed();
+  }
+  VersionText version = known.version;
+  version.set_text(text);
+  return version;
+}
+
 VersionFact ApplicabilityEvaluator::RunningDevice::FetchVersion(FilterField field) {
   if (field == FilterField::target_version && target_version_ == nullptr) {
     return {Knowledge::kMissing};
@@ -187,7 +222,7 @@ VersionFact ApplicabilityEvaluator::RunningDevice::FetchVersion(FilterField fiel
   const WString& text = field == FilterField::target_version ? *target_version_
                         : field == FilterField::version      ? client_version_
                                                              : machine_.View(Text::os_version);
-  return {Knowledge::kKnown, VersionText(text)};
+  return {Knowledge::kKnown, LastParsed(field, text)};
 }
 
 void ApplicabilityEvaluator::RunningDevice::VersionWasTrimmed(FilterField field) {

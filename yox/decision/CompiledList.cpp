@@ -26,6 +26,8 @@ CompiledList::CompiledList(std::vector<Filter> filters)
     ThrowIfInterrupted();
     Compile(filter);
   }
+  AddInlineMark(InlineStep::Kind::kEndOfList);
+  LinkInlineSteps();
 }
 
 void CompiledList::Compile(const Filter& filter) {
@@ -36,11 +38,12 @@ void CompiledList::Compile(const Filter& filter) {
                   static_cast<std::uint32_t>(steps_.size()),
                   0,
                   arena_.Keep(WString(opening.begin(), opening.end())),
-                  static_cast<std::uint32_t>(inline_steps_.size()),
-                  0};
+                  static_cast<std::uint32_t>(inline_steps_.size())};
   if (filter.IsSet(FilterField::default_)) {
     const bool applies = String::CaseInsesitiveEqual(filter.View(FilterField::default_), "true"_wv);
     program.decides = applies ? Control::kTrue : Control::kFalse;
+    AddInlineMark(InlineStep::Kind::kDefault);
+    ++program.first_inline;
   }
   for (std::uint32_t left = filter.criteria(); left != 0; left &= left - 1) {
     const auto criterion = static_cast<std::uint8_t>(std::countr_zero(left));
@@ -51,7 +54,7 @@ void CompiledList::Compile(const Filter& filter) {
     steps_.back().reason = arena_.Keep(WString(program.opening).append(FailedWords(steps_.back())));
     ++program.step_count;
   }
-  program.inline_count = static_cast<std::uint32_t>(inline_steps_.size()) - program.first_inline;
+  AddInlineMark(InlineStep::Kind::kMatched);
   longest_reason_ += program.opening.size() + kLongestReasonWords;
   programs_.push_back(program);
 }
@@ -104,6 +107,19 @@ void CompiledList::CompileCriterion(Step& step) {
   }
 }
 
+void CompiledList::AddInlineMark(InlineStep::Kind kind) {
+  inline_steps_.emplace_back().kind = kind;
+}
+
+void CompiledList::LinkInlineSteps() {
+  auto next = static_cast<std::uint32_t>(inline_steps_.size() - 1);
+  for (std::size_t i = inline_steps_.size() - 1; i-- != 0;) {
+    InlineStep& step = inline_steps_[i];
+    if (step.kind == InlineStep::Kind::kMatched) next = static_cast<std::uint32_t>(i + 1);
+    step.otherwise = next;
+  }
+}
+
 // A criterion that is a conjunction of terms becomes one step for each. All of its terms or none:
 // the others would have to be evaluated once more with the whole.
 void CompiledList::AddInline(const Step& step) {
@@ -149,7 +165,7 @@ void CompiledList::AddInline(const Step& step) {
     if (required.valid && required.comparison != Comparison::kNone) {
       compiled.kind = kVersion;
       compiled.orders = OrdersOf(required.comparison);
-      compiled.version = required.version;
+      compiled.version = OrderedVersion(required.version);
     }
   } else if (step.evaluate == EvaluateTags) {
     const auto terms = Terms(step);
@@ -160,7 +176,7 @@ void CompiledList::AddInline(const Step& step) {
       for (std::uint32_t i = 0; i < terms.size(); ++i) {
         const auto& value = std::get<TextPattern>(terms[i].value);
         compiled.kind = value.IsText() ? kTag : kTagMatch;
-        compiled.term = step.first + i;
+        compiled.size = step.first + i;
         compiled.tag = {terms[i].key.fingerprint, value.fingerprint};
         inline_steps_.push_back(compiled);
       }

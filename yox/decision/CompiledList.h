@@ -47,7 +47,6 @@ class CompiledList {
     std::uint32_t step_count;
     WStringView opening;         // "Filter [3]: ", how the filter's part of a reason begins
     std::uint32_t first_inline;  // the steps once more, in the same order; a step may be several
-    std::uint32_t inline_count;
   };
 
   explicit CompiledList(std::vector<Filter> filters);
@@ -67,11 +66,11 @@ class CompiledList {
   std::span<const Step> Steps(const Program& program) const {
     return std::span(steps_).subspan(program.first_step, program.step_count);
   }
-  std::span<const InlineStep> InlineSteps(const Program& program) const {
-    return std::span(inline_steps_).subspan(program.first_inline, program.inline_count);
-  }
+  // The inline steps of all filters, in order; those of a filter's criteria begin at its
+  // `first_inline`.
+  const InlineStep* inline_steps() const { return inline_steps_.data(); }
   const Step& StepOf(const InlineStep& step) const { return steps_[step.step]; }
-  const KeyValueTerm& TermOf(const InlineStep& step) const { return terms_[step.term]; }
+  const KeyValueTerm& TermOf(const InlineStep& step) const { return terms_[step.size]; }
   std::span<const TextPattern> Texts(const Step& step) const { return Of(texts_, step); }
   // The same, arranged for matching, as the sets of steps.
   const TextAlternatives& alternatives() const { return alternatives_; }
@@ -98,6 +97,8 @@ class CompiledList {
   void CompileCriterion(Step& step);
   TextPattern Folded(TextPattern pattern);
   void AddInline(const Step& step);
+  void AddInlineMark(InlineStep::Kind kind);
+  void LinkInlineSteps();
 
   const std::uint64_t id_;
   const std::vector<Filter> filters_;

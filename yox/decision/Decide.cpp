@@ -18,61 +18,79 @@ using Step = CompiledList::Step;
 // What MatchesInline cannot tell.
 constexpr Truth kEvaluateInFull = Truth::kUnknown;
 
-inline bool TextMatches(const CompiledList& list, const InlineStep& step, TextFact& fact) {
-  const WStringView actual = fact.text;
+// A known text of the device in the form in which it is compared.
+struct Actual {
+  WStringView text;
+  std::uint64_t fingerprint;
+};
+
+// Returns false if the text is unknown or has not been folded.
+inline bool GetActual(DeviceFacts& facts, FilterField field, Actual& actual) {
+  if (const FoldedText* const ready = facts.Ready(field)) {
+    actual = {ready->text, ready->fingerprint};
+    return true;
+  }
+  TextFact& fact = facts.Text(field);
+  if (!fact.IsKnownAndFolded()) return false;
+  actual = {fact.text, fact.Fingerprint()};
+  return true;
+}
+
+inline bool TextMatches(const CompiledList& list, const InlineStep& step, const Actual& actual) {
   const WStringView required = step.Text();
   switch (step.kind) {
     case InlineStep::Kind::kText: {
-      const unsigned may_be = static_cast<unsigned>(fact.Fingerprint() == step.text.key) &
-                              static_cast<unsigned>(actual.size() == required.size());
-      return may_be != 0 && (actual.size() <= kFingerprintIsExact ||
-                             SameUnits(actual.data(), required.data(), required.size()));
+      const unsigned may_be = static_cast<unsigned>(actual.fingerprint == step.text.key) &
+                              static_cast<unsigned>(actual.text.size() == required.size());
+      return may_be != 0 && (required.size() <= kFingerprintIsExact ||
+                             SameUnits(actual.text.data(), required.data(), required.size()));
     }
     case InlineStep::Kind::kStart:
-      return StartsWithUnits(actual, required, step.text.key);
+      return StartsWithUnits(actual.text, required, step.text.key);
     case InlineStep::Kind::kEnd:
-      return EndsWithUnits(actual, required, step.text.key);
+      return EndsWithUnits(actual.text, required, step.text.key);
     case InlineStep::Kind::kMiddle:
-      return ContainsUnits(actual, required);
+      return ContainsUnits(actual.text, required);
     default:
-      return list.alternatives().HasText(step.texts, actual, fact.Fingerprint());
+      return list.alternatives().HasText(step.texts, actual.text, actual.fingerprint);
   }
 }
 
 inline Truth TagMatches(const CompiledList& list, const InlineStep& step, DeviceFacts& facts) {
   const PairsFact& tags = facts.Tags();
   if (tags.knowledge == Knowledge::kUnknown) return kEvaluateInFull;
-  const KeyValueTerm& term = list.TermOf(step);
   if (step.kind == InlineStep::Kind::kTag && tags.prepared != nullptr &&
       facts.extra_tags().empty()) {
-    return TruthOf(tags.prepared->FirstMayBe(step.tag.name, step.tag.value) &&
-                   tags.prepared->FirstIs(term.key, *std::get_if<TextPattern>(&term.value)));
+    if (!tags.prepared->FirstMayBe(step.tag.name, step.tag.value)) return Truth::kFalse;
+    const KeyValueTerm& term = list.TermOf(step);
+    return TruthOf(tags.prepared->FirstIs(term.key, *std::get_if<TextPattern>(&term.value)));
   }
+  const KeyValueTerm& term = list.TermOf(step);
   const TextPattern& value = *std::get_if<TextPattern>(&term.value);
   const bool has_no_stored = tags.prepared != nullptr && tags.prepared->empty();
   const auto pair = has_no_stored ? FirstOf(facts.extra_tags(), term.key) : facts.FindTag(term.key);
   return TruthOf(pair && value.MatchesUnfolded(String::Trimmed(pair->value)));
 }
 
-inline Truth MatchesInline(const CompiledList& list, const InlineStep& step, DeviceFacts& facts) {
+[[gnu::always_inline]] inline Truth MatchesInline(const CompiledList& list, const InlineStep& step,
+                                                  DeviceFacts& facts) {
   using enum InlineStep::Kind;
   switch (step.kind) {
-    case kInFull:
-      return kEvaluateInFull;
     case kText:
     case kTexts:
     case kStart:
     case kEnd:
     case kMiddle: {
-      TextFact& fact = facts.Text(step.field);
-      if (!fact.IsKnownAndFolded()) [[unlikely]]
+      Actual actual;
+      if (!GetActual(facts, step.field, actual)) [[unlikely]]
         return kEvaluateInFull;
-      return TruthOf(TextMatches(list, step, fact) != step.negated);
+      return TruthOf(TextMatches(list, step, actual) != step.negated);
     }
     case kVersion: {
-      const VersionFact& fact = facts.Version(step.field);
-      const Version* const version = fact.text.ParsedPlain();
-      if (fact.knowledge != Knowledge::kKnown || version == nullptr) return kEvaluateInFull;
+      VersionFact& fact = facts.Version(step.field);
+      if (fact.knowledge != Knowledge::kKnown) return kEvaluateInFull;
+      const OrderedVersion* const version = fact.text.Plain();
+      if (version == nullptr) return kEvaluateInFull;
       const auto order = *version <=> step.version;
       const int accepted = order < 0   ? InlineStep::kLess
                            : order > 0 ? InlineStep::kGreater
@@ -82,31 +100,48 @@ inline Truth MatchesInline(const CompiledList& list, const InlineStep& step, Dev
     case kTag:
     case kTagMatch:
       return TagMatches(list, step, facts);
+    default:
+      return kEvaluateInFull;
   }
-  return kEvaluateInFull;
+}
+
+[[gnu::noinline]] Truth InFull(const Evaluation& evaluation, const InlineStep& step) {
+  const Step& whole = evaluation.list.StepOf(step);
+  return whole.evaluate(evaluation, whole);
+}
+
+// Evaluates the steps of a filter up to the first that is false or is no criterion, where `at` is
+// left.
+[[gnu::always_inline]] inline Truth EvaluateFilter(const CompiledList& list, const InlineStep*& at,
+                                                   DeviceFacts& facts,
+                                                   const Evaluation& evaluation) {
+  Truth result = Truth::kTrue;
+  for (const InlineStep* step = at;; ++step) {
+    Truth truth = MatchesInline(list, *step, facts);
+    if (truth == Truth::kTrue) continue;
+    if (truth == kEvaluateInFull) {
+      if (step->step == InlineStep::kNoStep) {
+        at = step;
+        return result;
+      }
+      truth = InFull(evaluation, *step);
+      while ((step + 1)->step == step->step) ++step;  // the others of the same criterion
+      if (truth == Truth::kTrue) continue;
+    }
+    if (truth == Truth::kFalse) {
+      at = step;
+      return truth;
+    }
+    result = truth;
+  }
 }
 
 // Sets `failed` to the first step that is false, if there is one.
-[[gnu::always_inline]] inline Truth Match(const Evaluation& evaluation, const Program& program,
-                                          const Step*& failed) {
-  Truth result = Truth::kTrue;
-  const auto steps = evaluation.list.InlineSteps(program);
-  const InlineStep* const end = steps.data() + steps.size();
-  for (const InlineStep* step = steps.data(); step != end; ++step) {
-    Truth truth = MatchesInline(evaluation.list, *step, evaluation.facts);
-    if (truth == Truth::kTrue) continue;
-    if (truth == kEvaluateInFull) {
-      const Step& whole = evaluation.list.StepOf(*step);
-      truth = whole.evaluate(evaluation, whole);
-      while (step + 1 != end && (step + 1)->step == step->step) ++step;
-      if (truth == Truth::kTrue) continue;
-    }
-    result = truth;
-    if (truth == Truth::kUnknown) continue;
-    failed = &evaluation.list.StepOf(*step);
-    break;
-  }
-  return result;
+Truth Match(const Evaluation& evaluation, const Program& program, const Step*& failed) {
+  const InlineStep* at = evaluation.list.inline_steps() + program.first_inline;
+  const Truth truth = EvaluateFilter(evaluation.list, at, evaluation.facts, evaluation);
+  failed = truth == Truth::kFalse ? &evaluation.list.StepOf(*at) : nullptr;
+  return truth;
 }
 
 bool IsUnnamed(const Step& failed, DeviceFacts& facts) {
@@ -160,37 +195,40 @@ FilterMatch MatchFilter(const CompiledList& list, const Program& program, Device
 
 Verdict Decide(const CompiledList& list, DeviceFacts& facts, Observer* observer) {
   const Evaluation evaluation{list, facts, observer};
+  const InlineStep* const first = list.inline_steps();
+  const InlineStep* at = first;
   bool may_apply = false;
   bool may_not_apply = false;
   bool is_open = false;
-  std::size_t index = 0;
   const auto verdict = [&](bool applies, std::optional<std::size_t> decided_by) {
-    (applies ? may_apply : may_not_apply) = true;
     if (!is_open) return Verdict{TruthOf(applies), decided_by};
+    (applies ? may_apply : may_not_apply) = true;
     if (may_apply != may_not_apply) return Verdict{TruthOf(applies)};
     return Verdict{Truth::kUnknown, {}, NeedsOf(list, facts)};
   };
-  const auto decided = [&](const Program& program, bool applies) {
-    if (observer != nullptr) observer->FilterDecided(index, program, applies);
+  const auto decided = [&](std::size_t index, bool applies) {
+    if (observer != nullptr) observer->FilterDecided(index, list.programs()[index], applies);
     return verdict(applies, index);
   };
-  for (const Program& program : list.programs()) {
-    if (program.decides != Control::kNotSet) {
-      return decided(program, program.decides == Control::kTrue);
+  for (std::size_t index = 0;; ++index, at = first + at->otherwise) {
+    const Truth truth = EvaluateFilter(list, at, facts, evaluation);
+    if (truth == Truth::kFalse) {
+      if (observer == nullptr) continue;
+      const Step& failed = list.StepOf(*at);
+      observer->FilterPassed(index,
+                             {list.programs()[index], failed, facts, IsUnnamed(failed, facts)});
+      continue;
     }
-    const Step* failed = nullptr;
-    const Truth truth = Match(evaluation, program, failed);
-    if (truth == Truth::kTrue) return decided(program, program.value);
-    if (truth == Truth::kUnknown) {
-      is_open = true;
-      (program.value ? may_apply : may_not_apply) = true;
-      if (observer != nullptr) observer->FilterUndecided(index);
-    } else if (observer != nullptr) {
-      observer->FilterPassed(index, {program, *failed, facts, IsUnnamed(*failed, facts)});
+    if (at->kind == InlineStep::Kind::kEndOfList) return verdict(index == 0, std::nullopt);
+    const Program& program = list.programs()[index];
+    if (at->kind == InlineStep::Kind::kDefault) {
+      return decided(index, program.decides == Control::kTrue);
     }
-    ++index;
+    if (truth == Truth::kTrue) return decided(index, program.value);
+    is_open = true;
+    (program.value ? may_apply : may_not_apply) = true;
+    if (observer != nullptr) observer->FilterUndecided(index);
   }
-  return verdict(list.programs().empty(), std::nullopt);
 }
 
 }  // namespace yox::decision

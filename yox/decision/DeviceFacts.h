@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <new>
@@ -102,6 +103,15 @@ struct BucketFact {
   int bucket = 0;
 };
 
+// By field: the place of a text in an array, or kNotReady.
+using ReadyPlaces = std::array<std::uint8_t, kFilterFieldCount>;
+inline constexpr std::uint8_t kNotReady = UINT8_MAX;
+inline constexpr ReadyPlaces kNothingReady = [] {
+  ReadyPlaces places{};
+  places.fill(kNotReady);
+  return places;
+}();
+
 // The facts of one device at one moment, together with what the caller of a decision adds: target
 // version and extra tags. Each fact is fetched when a criterion first needs it, and then kept: the
 // object may serve many lists as long as the device does not change. For one thread at a time.
@@ -120,6 +130,12 @@ class YOX_API DeviceFacts {
   TextFact& Text(FilterField field) {
     return Fetched(Bit(field), slots_.of.texts[static_cast<std::size_t>(field)],
                    [&] { return FetchText(field); });
+  }
+  // Returns the same text in the form in which it is compared, if it is known and in that form
+  // already; otherwise null. Costs no call.
+  const FoldedText* Ready(FilterField field) const {
+    const std::uint8_t place = ready_places_[static_cast<std::size_t>(field)];
+    return place == kNotReady ? nullptr : ready_texts_ + place;
   }
   // Returns the fact for os_version, version or target_version. Criteria store the parsed version
   // in it.
@@ -173,6 +189,13 @@ class YOX_API DeviceFacts {
   virtual std::int64_t FetchNow() = 0;
   virtual LocalDays FetchToday();
 
+  // From now on Ready returns these texts, which must be those of known facts; both arguments must
+  // outlive the object. The texts may change.
+  void SetReady(const FoldedText* texts, const ReadyPlaces& places) {
+    ready_texts_ = texts;
+    ready_places_ = places.data();
+  }
+
   // Drops the facts of the field's criterion, so that they are fetched again when next needed.
   void Forget(FilterField field) { fetched_ &= ~(Bit(field) | OtherBit(field)); }
 
@@ -224,6 +247,8 @@ class YOX_API DeviceFacts {
 
   std::uint64_t fetched_ = 0;
   const Pairs& extra_tags_;
+  const FoldedText* ready_texts_ = nullptr;
+  const std::uint8_t* ready_places_ = kNothingReady.data();
   Slots slots_;
 };
 

@@ -13,6 +13,10 @@ namespace yox::decision {
 // A step of a compiled list in the form in which most are decided: one requirement, in half a line
 // of the cache and without a call. A step that has no such form, and one that finds a fact which is
 // unknown or has to be folded or trimmed first, is evaluated in full.
+//
+// The steps of a list are one program: a step that is true is followed by the next one, and one
+// that is false by the first of the next filter. A filter begins with kDefault, if it has one, and
+// ends with kMatched; the list ends with kEndOfList.
 struct InlineStep {
   enum class Kind : std::uint8_t {
     kInFull,
@@ -24,6 +28,9 @@ struct InlineStep {
     kVersion,   // the field's version compares so
     kTag,       // the first tag of a name has a value: both are texts
     kTagMatch,  // the first tag of a name is there, and its value matches any pattern
+    kDefault,
+    kMatched,
+    kEndOfList,
   };
 
   // The orders of a device's version to the required one that are accepted.
@@ -40,18 +47,20 @@ struct InlineStep {
     std::uint64_t value;
   };
 
+  static constexpr std::uint32_t kNoStep = UINT32_MAX;  // of the last three kinds
+
   Kind kind = Kind::kInFull;
   FilterField field = {};
-  std::uint8_t orders = 0;  // of kVersion
-  bool negated = false;     // of kText to kMiddle
-  std::uint32_t step = 0;   // the index among the list's steps
-  std::uint32_t term = 0;   // of tags: the index among the list's terms
-  std::uint32_t size = 0;   // of the text
+  std::uint8_t orders = 0;       // of kVersion
+  bool negated = false;          // of kText to kMiddle
+  std::uint32_t step = kNoStep;  // the index among the list's steps
+  std::uint32_t otherwise = 0;   // the index of the first inline step of the next filter
+  std::uint32_t size = 0;        // of the text; of tags: the index among the list's terms
   union {
     RequiredText text;
     TextAlternatives::Table texts;
     RequiredTag tag;
-    Version version;
+    OrderedVersion version;
   };
 
   InlineStep() : text{nullptr, 0} {}

@@ -157,7 +157,7 @@ TEST(InlineStepTest, EveryKindIsCompiled) {
     Filter filter;
     filter.Set(field, WString(text));
     const CompiledList list({filter});
-    return list.InlineSteps(list.programs().front()).front().kind;
+    return list.inline_steps()->kind;
   };
   EXPECT_EQ(kind(FilterField::country, "de"_wv), kText);
   EXPECT_EQ(kind(FilterField::country, "!de"_wv), kText);

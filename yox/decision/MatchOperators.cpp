@@ -1,6 +1,8 @@
 #include "yox/decision/MatchOperators.h"
 
+#include <algorithm>
 #include <array>
+#include <cstddef>
 #include <optional>
 
 namespace yox::decision {
@@ -86,6 +88,7 @@ const Version* VersionText::Parsed() {
     state_ = version ? State::kGood : State::kBad;
     version_ = version.value_or(Version());
     is_plain_ = version && text_.size() == String::Trimmed(text_).size();
+    ordered_ = OrderedVersion(version_);
   }
   return state_ == State::kGood ? &version_ : nullptr;
 }
@@ -205,24 +208,35 @@ bool AnyVersion(WStringView required, VersionText& actual) {
 }
 
 std::optional<PairView> FirstOf(const Pairs& pairs, const TextPattern& name) {
-  const WStringView text = name.text;
+  // Whether a name may be the text, by its size and its first unit. A name with white space around
+  // it is longer, and a unit beyond ASCII may fold to one that looks different; those may be it,
+  // too. Without a branch.
   const bool is_text = name.IsText();
-  const int first = is_text ? text.front() : 0;
-  const int last = is_text ? text.back() : 0;
-  // Whether a name may be the text, by its size and both ends: passes over most names without a
-  // branch that depends on anything else. A name with white space around it is longer, and a unit
-  // beyond ASCII may fold to an ASCII one.
-  const auto may_be = [&](const WString& key) {
-    const int front = key.c_str()[0];
-    const int back = key.c_str()[key.size() - (key.empty() ? 0 : 1)];
-    const bool fits = (((front ^ first) | (back ^ last)) & ~0x20) == 0;
-    const bool is_plain = (front > ' ') & (back > ' ') & ((front | back) < 0x80);
-    return (fits & (key.size() == text.size())) | !is_plain;
+  const std::size_t size = name.text.size();
+  const unsigned first = is_text ? name.text.front() : 0;
+  const auto may_be = [size, first](const KeyValuePair<WString, WString>& pair) {
+    const WString& key = pair.key();
+    const unsigned front = key.c_str()[0];
+    const unsigned back = key.c_str()[key.size() - (key.empty() ? 0 : 1)];
+    const std::size_t differs = (key.size() ^ size) | ((front ^ first) & ~0x20u);
+    const unsigned is_odd = ((front - '!') | (back - '!')) & ~0x7Fu;
+    return static_cast<unsigned>(differs == 0) | is_odd;
   };
-  for (const auto& pair : pairs) {
-    if (is_text && !may_be(pair.key())) continue;
-    if (name.MatchesUnfolded(String::Trimmed(pair.key())))
-      return PairView{pair.key(), pair.value()};
+  constexpr std::ptrdiff_t kAtOnce = 4;
+  const auto* pair = pairs.data();
+  const auto* const end = pair + pairs.size();
+  while (pair != end) {
+    const auto* const stop = pair + std::min(kAtOnce, end - pair);
+    if (is_text && stop - pair == kAtOnce) {
+      const unsigned any = may_be(pair[0]) | may_be(pair[1]) | may_be(pair[2]) | may_be(pair[3]);
+      if (any == 0) pair = stop;
+    }
+    for (; pair != stop; ++pair) {
+      if (is_text && may_be(*pair) == 0) continue;
+      if (name.MatchesUnfolded(String::Trimmed(pair->key()))) {
+        return PairView{pair->key(), pair->value()};
+      }
+    }
   }
   return std::nullopt;
 }

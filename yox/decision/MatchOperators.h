@@ -70,18 +70,45 @@ struct TextPattern {
 
 enum class Comparison : std::uint8_t { kNone, kNotEqual, kAtLeast, kGreater, kAtMost, kLess };
 
+// A version as two numbers that have its order: compared without a branch for each component.
+struct OrderedVersion {
+  std::uint64_t high = 0;  // major and minor
+  std::uint64_t low = 0;   // build and revision
+
+  OrderedVersion() = default;
+  explicit OrderedVersion(const Version& version) {
+    const auto [major_number, minor_number, build, revision] = version.components();
+    high = Ordered(major_number, minor_number);
+    low = Ordered(build, revision);
+  }
+
+  friend auto operator<=>(const OrderedVersion&, const OrderedVersion&) = default;
+
+ private:
+  // The components are signed.
+  static std::uint64_t Ordered(std::int32_t first, std::int32_t second) {
+    constexpr std::uint32_t kSign = 0x80000000;
+    return std::uint64_t{static_cast<std::uint32_t>(first) ^ kSign} << 32 |
+           (static_cast<std::uint32_t>(second) ^ kSign);
+  }
+};
+
 // A device's version text. It is parsed at most once, however many requirements are compared with
 // it.
 class VersionText {
  public:
-  explicit VersionText(WStringView text) : text_(text) {}
+  constexpr explicit VersionText(WStringView text) : text_(text) {}
 
   WStringView text() const { return text_; }
-  void set_text(WStringView trimmed) { text_ = trimmed; }
+  // The same text somewhere else, or without white space around it.
+  void set_text(WStringView same) { text_ = same; }
   // Returns null if the text is not a version.
   const Version* Parsed();
-  // Returns null unless the text has been parsed, is a version, and has no white space around it.
-  const Version* ParsedPlain() const { return is_plain_ ? &version_ : nullptr; }
+  // Returns null unless the text is a version without white space around it.
+  const OrderedVersion* Plain() {
+    if (state_ == State::kUnread) Parsed();
+    return is_plain_ ? &ordered_ : nullptr;
+  }
 
  private:
   enum class State : std::uint8_t { kUnread, kGood, kBad };
@@ -90,6 +117,7 @@ class VersionText {
   State state_ = State::kUnread;
   bool is_plain_ = false;
   Version version_;
+  OrderedVersion ordered_;  // the same, if it is plain
 };
 
 // An operator and a version, or a plain text, which is compared as text with a value that is a

@@ -38,16 +38,21 @@ bool Version::TryParseVersion(const WString& text, Version& out) {
 std::optional<Version> Version::FromView(WStringView text) {
   std::array<int, 4> numbers = {0, 0, kMissing, kMissing};
   std::size_t count = 0;
-  std::int64_t number = kMissing;  // of the component so far
-  for (std::size_t i = 0; i <= text.size(); ++i) {
-    if (i == text.size() || text[i] == '.') {
-      if (number == kMissing || count == numbers.size()) return std::nullopt;
-      numbers[count++] = static_cast<int>(number);
-      number = kMissing;
-    } else if (text[i] >= '0' && text[i] <= '9') {
-      number = (number == kMissing ? 0 : number * 10) + (text[i] - '0');
+  const yox::WChar* unit = text.data();
+  const yox::WChar* const end = unit + text.size();
+  for (;; ++unit) {
+    std::uint64_t number = 0;
+    bool has_digit = false;
+    for (; unit != end && *unit != '.'; ++unit) {
+      const unsigned digit = unsigned{*unit} - '0';
+      if (digit > 9) continue;
+      number = number * 10 + digit;
+      has_digit = true;
       if (number > std::numeric_limits<int>::max()) return std::nullopt;
     }
+    if (!has_digit || count == numbers.size()) return std::nullopt;
+    numbers[count++] = static_cast<int>(number);
+    if (unit == end) break;
   }
   if (count < 2) return std::nullopt;
   return Version(numbers[0], numbers[1], numbers[2], numbers[3]);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <compare>
 #include <cstdint>
 #include <optional>
@@ -31,6 +32,9 @@ class YOX_API Version {
                                 Version& out, int& value);
   // TryParseVersion for a view, without copying it. Returns std::nullopt on failure.
   static std::optional<Version> FromView(yox::WStringView text);
+
+  // The components in order; a missing build or revision is -1.
+  std::array<std::int32_t, 4> components() const { return {major_, minor_, build_, revision_}; }
 
   // Returns 1, 0 or -1: this version is greater than, equal to or less than the other.
   int CompareTo(const Version& other) const;
