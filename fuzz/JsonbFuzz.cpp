@@ -234,7 +234,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     line.Read(std::string_view(padded).substr(0, written->text().size()));
     const yox::decision::Question question{kNow};
     yox::facts::LineFacts device(line, question);
-    const auto compiled = yox::decision::ReadFilterDocument(list).snapshot();
+    // What the call was given ends at a zero.
+    const auto compiled =
+        yox::decision::ReadFilterDocument(std::string_view(list.c_str())).snapshot();
     yox::WString reason;
     yox::decision::ReasonText observer(*compiled, reason);
     const auto verdict = Decide(*compiled, device, &observer);
