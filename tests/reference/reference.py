@@ -209,7 +209,8 @@ class Device:
         registry = profile.get("registry", {})
         self.target_version = target_version
         tags = [(name, value["data"]) for name, value in registry.get(TAGS, {}).items() if value["type"] == "REG_SZ"]
-        tags.append(("Device.Usage.IsManagedDevice", "false"))
+        # Of what makes a device managed, generated profiles have the organisation alone.
+        tags.append(("Device.Usage.IsManagedDevice", "true" if organisation else "false"))
         for name, value in extra_tags:
             tags = [tag for tag in tags if tag[0] != name] + [(name, value)]
         today = datetime.date.fromisoformat(profile["clock"]["now"][:10])
