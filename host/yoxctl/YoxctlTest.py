@@ -1034,7 +1034,7 @@ class ControlCharacters(Yoxctl):
         self.write("device.json", {"firmware": {"manufacturer": self.TEXT + 200 * "x"}})
         done = self.run_program("--device", "device.json", "device")
         self.assertEqual((done.stderr, done.returncode), (b"", 0))
-        self.assertIn(f"{self.SHOWN}{200 * 'x'} ", done.stdout.decode())
+        self.assertIn(f"{self.SHOWN}{200 * 'x'}\n", done.stdout.decode())
 
     def test_a_complaint_shows_them_as_escapes(self):
         self.assert_refused(self.evaluate([{self.TEXT: "x"}]),
