@@ -93,14 +93,16 @@ BENCHMARK(ParseEachLine)->UseRealTime()->Unit(benchmark::kMillisecond);
 std::size_t Visited(simdjson::dom::element value) {
   std::size_t bytes = 0;
   switch (value.type()) {
-    case simdjson::dom::element_type::OBJECT:
-      for (const auto& [key, member] : value.get_object().value_unsafe()) {
-        bytes += key.size() + Visited(member);
-      }
+    case simdjson::dom::element_type::OBJECT: {
+      const simdjson::dom::object members = value.get_object().value_unsafe();
+      for (const auto& [key, member] : members) bytes += key.size() + Visited(member);
       break;
-    case simdjson::dom::element_type::ARRAY:
-      for (const auto element : value.get_array().value_unsafe()) bytes += Visited(element);
+    }
+    case simdjson::dom::element_type::ARRAY: {
+      const simdjson::dom::array elements = value.get_array().value_unsafe();
+      for (const auto element : elements) bytes += Visited(element);
       break;
+    }
     case simdjson::dom::element_type::STRING:
       bytes = value.get_string().value_unsafe().size();
       break;
