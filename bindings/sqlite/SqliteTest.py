@@ -122,6 +122,29 @@ class Decisions(Database):
             yox_criteria(?, devices.facts, ?) WHERE result = 'differs' ORDER BY id""", LIST, AT)
         self.assertEqual(rows, [("a", "country")])
 
+    def test_criteria_of_each_row_begin_anew(self):
+        self.rows("CREATE TABLE devices(id TEXT, facts TEXT)")
+        self.database.executemany("INSERT INTO devices VALUES (?, ?)", [
+            ("a", facts()), ("b", facts(country="FR")), ("c", facts(country="US"))])
+        rows = self.rows("""SELECT id, count(*), max(actual) FILTER (WHERE criterion = 'country')
+            FROM devices, yox_criteria(?, devices.facts, ?) GROUP BY id ORDER BY id""", LIST, AT)
+        self.assertEqual(rows, [("a", 4, "DE"), ("b", 4, "FR"), ("c", 4, "US")])
+
+    def test_criteria_of_a_null_target_version_are_those_without_one(self):
+        rule = '[{"target_version": ">=2.0"}]'
+        self.assertEqual(self.rows("SELECT result, actual FROM yox_criteria(?, ?, ?, ?)", rule, facts(), AT, "2.1"),
+                         [("held", "2.1")])
+        without_one = self.rows("SELECT * FROM yox_criteria(?, ?, ?)", rule, facts(), AT)
+        self.assertEqual(len(without_one), 1)
+        self.assertEqual(self.rows("SELECT * FROM yox_criteria(?, ?, ?, NULL)", rule, facts(), AT), without_one)
+
+    def test_json_may_be_a_part_of_other_json(self):
+        """SQLite takes it as a value, not as a string that would have to be escaped."""
+        self.assertEqual(self.value(
+            "SELECT json_extract(json_array(yox_explain(?, ?, ?)), '$[0].decided_by')", LIST, facts(), AT), 1)
+        self.assertEqual(self.value(
+            "SELECT json_extract(json_object('funnel', yox_funnel(?, ?, ?)), '$.funnel.devices')", LIST, facts(), AT), 1)
+
     def test_lint_is_rows(self):
         rows = self.rows("SELECT * FROM yox_lint(?, ?)", '[{"country": "a*b"}]', AT)
         self.assertEqual([row[:4] for row in rows if row[2] == "inner-star"],
