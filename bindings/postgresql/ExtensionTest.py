@@ -228,6 +228,13 @@ class Errors(Case):
                 ('"$schema": null', '["$schema"]: expected a string, found null')):
             self.assert_error("22000", "facts: " + message, "SELECT " + call("applies", "[]", "{%s}" % remark, AT))
 
+    def test_keys_of_another_document_that_spell_the_same(self):
+        """What is kept of a document's keys serves documents with the same keys only."""
+        rows = """SELECT count(yox.applies('[{"sku": "x"}]', facts, '%s')) FROM (VALUES
+            ('{"os": "Windows", "sku": "x"}'::jsonb), ('%s')) AS devices(facts)"""
+        self.assertEqual(CLUSTER.value(rows % (AT, '{"os": "Windows", "sku": "y"}')), "2")
+        self.assert_error("22000", 'facts: ossku: unknown key (did you mean "sku"?)', rows % (AT, '{"ossku": "x"}'))
+
     def test_numbers_that_are_no_bucket(self):
         rule = '[{"date_function": "2026-02-20|28|linear"}]'
         for number in ("4096", "-1", "0.5", "1.0", "10000", "99999999999999999999", '"1"'):
@@ -282,7 +289,7 @@ class Fleets(Case):
             CREATE TABLE devices(id text PRIMARY KEY, site text, facts jsonb);
             INSERT INTO devices SELECT 'd' || i, 's' || i % 3, jsonb_strip_nulls(jsonb_build_object(
                 'time_zone', 'Europe/Berlin', 'country', (ARRAY['DE','FR','US'])[1 + i % 3],
-                'os_version', '10.0.' || 22000 + i,
+                'os_version', '10.0.' || 22000 + i, 'rollout_bucket', i % 4096,
                 'tags', CASE WHEN i % 5 = 0 THEN NULL ELSE jsonb_build_object('Ring',
                     CASE WHEN i % 2 = 0 THEN 'beta' ELSE 'stable' END) END))
             FROM generate_series(1, 6000) AS i;
@@ -312,6 +319,24 @@ class Fleets(Case):
         self.assertIn("Partial Aggregate", plan)
         self.assertIn("Parallel Seq Scan", plan)
         self.assertEqual(self.funnel(*parallel), self.funnel("max_parallel_workers_per_gather = 0"))
+
+    def test_every_aggregate_is_combined_of_parts(self):
+        lacking = CLUSTER.rows("""SELECT aggfnoid::regprocedure FROM pg_aggregate JOIN pg_proc ON pg_proc.oid = aggfnoid
+            WHERE pronamespace = 'yox'::regnamespace AND (proparallel <> 's' OR aggcombinefn = 0
+                OR aggtranstype = 'internal'::regtype AND (aggserialfn = 0 OR aggdeserialfn = 0))""")
+        self.assertEqual(lacking, [])
+
+    def test_rollouts_of_several_spans_and_versions_in_one_statement(self):
+        filters = quoted(json.dumps([{"target_version": ">=2.0", "date_function": "2026-03-01|9|linear"}, {"default": "false"}]))
+        one = "SELECT yox.rollout(%s, facts, %s, %s, %s) FROM devices"
+        questions = [(f"date '2026-03-0{day}'", f"date '2026-03-0{day + 1}'", version)
+                     for day in (2, 5) for version in ("'2.1'", "'1.9'", "''", "NULL")]
+        expected = [CLUSTER.value(one % (filters, *question)) for question in questions]
+        self.assertEqual(len(set(expected)), 3)  # none is in; some on the days of either span
+        values = ", ".join(f"({number}, {', '.join(question)})" for number, question in enumerate(questions))
+        together = CLUSTER.rows(f"""SELECT yox.rollout({filters}, facts, first, last, version)
+            FROM devices, (VALUES {values}) AS asked(number, first, last, version) GROUP BY number ORDER BY number""")
+        self.assertEqual([counts for counts, in together], expected)
 
     def test_parts_add_up(self):
         total = CLUSTER.value(f"""SELECT yox.funnel_sum(part) FROM (SELECT yox.funnel_part({quoted(LIST)}, facts, '{AT}')
