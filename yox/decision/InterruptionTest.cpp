@@ -4,10 +4,12 @@
 #include <functional>
 #include <string>
 
+#include "yox/base/Document.h"
 #include "yox/base/Interruption.h"
 #include "yox/base/LocalDate.h"
 #include "yox/decision/CompiledList.h"
 #include "yox/decision/Explanation.h"
+#include "yox/decision/ExplanationDocument.h"
 #include "yox/decision/FactsDocument.h"
 #include "yox/decision/FilterDocument.h"
 #include "yox/decision/Lint.h"
@@ -19,18 +21,41 @@
 namespace yox::decision {
 namespace {
 
+constexpr const char* kListWithMistake = R"([{"country":"DE"},{"country":5}])";
 constexpr const char* kList = R"([{"country":"DE","date_function":"2026-03-01|4|linear"},{}])";
+
+PreparedDevice Device() { return PreparedDevice(ReadFacts(R"({"country":"FR"})")); }
+
+Explanation ExplanationOf(const ApplicabilityFilter& list) {
+  const PreparedDevice device = Device();
+  const Question question;
+  PreparedFacts facts(device, question);
+  return Explain(*list.snapshot(), facts);
+}
+
+void DecideDays(const ApplicabilityFilter& list) {
+  const RolloutDays days(*list.snapshot(), {20513, 20520}, {});
+  const PreparedDevice device = Device();
+  const Question question;
+  PreparedFacts facts(device, question);
+  days.ForEachDay(*list.snapshot(), facts, [](std::size_t, Truth) {});
+}
+
+struct Given {
+  ApplicabilityFilter list = ReadFilterDocument(kList);
+  Explanation explanation = ExplanationOf(list);
+};
 
 struct WorkRow {
   const char* name;
-  std::function<void(const ApplicabilityFilter&)> work;
+  std::function<void(const Given&)> work;
 };
 
 class InterruptedWork : public ::testing::TestWithParam<WorkRow> {};
 
 TEST_P(InterruptedWork, EndsWhenTheFlagIsSetAndOnlyThen) {
-  const ApplicabilityFilter list = ReadFilterDocument(kList);
-  const auto work = [&] { GetParam().work(list); };
+  const Given given;
+  const auto work = [&] { GetParam().work(given); };
   const volatile std::sig_atomic_t is_set = 1;
   const volatile std::sig_atomic_t is_not_set = 0;
   EXPECT_NO_THROW(work());
@@ -45,36 +70,29 @@ TEST_P(InterruptedWork, EndsWhenTheFlagIsSetAndOnlyThen) {
   EXPECT_NO_THROW(work());
 }
 
-PreparedDevice Device() { return PreparedDevice(ReadFacts(R"({"country":"FR"})")); }
-
 INSTANTIATE_TEST_SUITE_P(
     Rows, InterruptedWork,
-    ::testing::Values(WorkRow{"Reading",
-                              [](const ApplicabilityFilter&) { ReadFilterDocument(kList); }},
-                      WorkRow{"Compiling",
-                              [](const ApplicabilityFilter& list) {
-                                const CompiledList compiled(list.filters());
+    ::testing::Values(WorkRow{"Compiling",
+                              [](const Given& given) {
+                                const CompiledList compiled(given.list.filters());
                               }},
-                      WorkRow{"Explaining",
-                              [](const ApplicabilityFilter& list) {
-                                const PreparedDevice device = Device();
-                                const Question question;
-                                PreparedFacts facts(device, question);
-                                Explain(*list.snapshot(), facts);
-                              }},
-                      WorkRow{"Days",
-                              [](const ApplicabilityFilter& list) {
-                                const RolloutDays days(*list.snapshot(), {20513, 20520}, {});
-                                const PreparedDevice device = Device();
-                                const Question question;
-                                PreparedFacts facts(device, question);
-                                days.ForEachDay(*list.snapshot(), facts, [](std::size_t, Truth) {});
-                              }},
+                      WorkRow{"Explaining", [](const Given& given) { ExplanationOf(given.list); }},
+                      WorkRow{"WritingAnExplanation",
+                              [](const Given& given) { ExplanationJson(given.explanation); }},
+                      WorkRow{"Days", [](const Given& given) { DecideDays(given.list); }},
                       WorkRow{"Linting",
-                              [](const ApplicabilityFilter& list) {
-                                Lint(list, {2026, 3, 1});
+                              [](const Given& given) {
+                                Lint(given.list, {2026, 3, 1});
                               }}),
     yox_test::RowName());
+
+// A list that is read is compiled as well, so reading shows by a mistake that it does not come to.
+TEST(InterruptedReading, EndsBeforeAMistakeIsFound) {
+  const volatile std::sig_atomic_t is_set = 1;
+  EXPECT_THROW(ReadFilterDocument(kListWithMistake), DocumentError);
+  const InterruptionScope scope(&is_set);
+  EXPECT_THROW(ReadFilterDocument(kListWithMistake), Interrupted);
+}
 
 }  // namespace
 }  // namespace yox::decision
