@@ -36,17 +36,24 @@ class FactsReading {
   explicit FactsReading(Sink& sink) : sink_(sink) {}
 
   void Read(const Node& root) {
-    root.ForEachMember([&](std::string_view key, const Node& node) {
-      const std::size_t index = FactIndexOfKey(key);
-      if (index == kDocumentKeys.size()) {
-        if (node.IsRemark()) return;
-        node.FailUnknownKey(kDocumentKeys);
-      }
-      const auto fact = static_cast<Fact>(index);
-      if (Saw(fact)) node.Fail("the key is given twice");
-      seen_ |= Bit(fact);
-      ReadFact(fact, node);
-    });
+    root.ForEachMember(
+        [&](std::string_view key, const Node& node) { ReadMember(FactIndexOfKey(key), node); });
+    End();
+  }
+
+  // The parts of Read, for callers that look up the keys themselves: a member by FactIndexOfKey of
+  // its key, and what comes after the last one.
+  void ReadMember(std::size_t index, const Node& node) {
+    if (index == kDocumentKeys.size()) {
+      if (node.IsRemark()) return;
+      node.FailUnknownKey(kDocumentKeys);
+    }
+    const auto fact = static_cast<Fact>(index);
+    if (Saw(fact)) node.Fail("the key is given twice");
+    seen_ |= Bit(fact);
+    ReadFact(fact, node);
+  }
+  void End() {
     // Once all texts are there: what the device has none of does not depend on the order of keys.
     if (no_firmware_) sink_.NoFirmware();
   }

@@ -1,6 +1,7 @@
 #include "yox/facts/LineValues.h"
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 #include "yox/base/SaltedHash.h"
@@ -39,19 +40,59 @@ WChar FoldAscii(WChar unit) {
   return static_cast<WChar>(value | (capital ? 0x20 : 0));
 }
 
+// Four bytes of ASCII as four units in a word, and such units with their letter case folded.
+constexpr std::uint64_t FourUnits(std::uint32_t bytes) {
+  std::uint64_t units = bytes;
+  units = (units | units << 16) & 0x0000FFFF0000FFFFU;
+  return (units | units << 8) & 0x00FF00FF00FF00FFU;
+}
+constexpr std::uint64_t FoldFour(std::uint64_t units) {
+  constexpr std::uint64_t kOnes = 0x0001000100010001U;
+  // Their bit 0x80: whether a unit is 'A' or more, and whether it is more than 'Z'.
+  const std::uint64_t from_a = units + (0x80 - 'A') * kOnes;
+  const std::uint64_t after_z = units + (0x7F - 'Z') * kOnes;
+  return units | (from_a & ~after_z & 0x80 * kOnes) >> 2;
+}
+
+// Calls visit(at, given, folded) for four units at a time that cover a text of ASCII, of which the
+// last ones may overlap those before, or for single units of a shorter text. Returns false for
+// another text, which is visited as well.
+template <class Visit>
+bool VisitAscii(std::string_view utf8, Visit visit) {
+  std::uint32_t all = 0;
+  const auto visit_four = [&](std::size_t at) {
+    std::uint32_t bytes = 0;
+    std::memcpy(&bytes, utf8.data() + at, sizeof bytes);
+    all |= bytes;
+    const std::uint64_t units = FourUnits(bytes);
+    visit(at, units, FoldFour(units));
+  };
+  if (utf8.size() >= 4) {
+    for (std::size_t at = 0; at + 4 < utf8.size(); at += 4) visit_four(at);
+    visit_four(utf8.size() - 4);
+  } else {
+    for (std::size_t at = 0; at < utf8.size(); ++at) {
+      const auto byte = static_cast<unsigned char>(utf8[at]);
+      all |= byte;
+      visit(at, WChar{byte}, FoldAscii(byte));
+    }
+  }
+  return (all & 0x80808080U) == 0;
+}
+
 // IsFoldedAscii of texts whose ends are the same. Few come here.
 [[gnu::noinline]] std::optional<bool> IsFoldedAsciiWithin(std::string_view utf8,
                                                           WStringView folded) {
-  // Both loops go over the whole text, which the compiler makes many bytes at once.
-  unsigned char all = 0;
-  for (const char byte : utf8) all |= static_cast<unsigned char>(byte);
-  if (all >= 0x80) return std::nullopt;
-  if (utf8.size() != folded.size()) return false;
-  unsigned difference = 0;
-  for (std::size_t i = 0; i < utf8.size(); ++i) {
-    difference |= static_cast<unsigned>(FoldAscii(static_cast<WChar>(utf8[i])) ^ folded[i]);
-  }
-  return difference == 0;
+  const bool has_its_size = utf8.size() == folded.size();
+  bool differs = !has_its_size;
+  const auto compare = [&](std::size_t at, auto /*given*/, auto units) {
+    if (!has_its_size) return;
+    decltype(units) other;
+    std::memcpy(&other, folded.data() + at, sizeof other);
+    differs |= units != other;
+  };
+  if (!VisitAscii(utf8, compare)) return std::nullopt;
+  return !differs;
 }
 
 // Whether a text is `folded` when its letter case is folded; std::nullopt when only its conversion
@@ -78,15 +119,13 @@ bool IsTrimmedAscii(std::string_view utf8) {
 
 }  // namespace
 
-WChar* TextScratch::Take(std::size_t size) {
-  if (size > left_) {
-    if (size > kBlock) return large_.emplace_back(new WChar[size]).get();
-    if (used_blocks_ == blocks_.size()) blocks_.emplace_back(new WChar[kBlock]);
-    next_ = blocks_[used_blocks_++].get();
-    left_ = kBlock;
-  }
-  left_ -= size;
-  return std::exchange(next_, next_ + size);
+WChar* TextScratch::TakeOfAnotherBlock(std::size_t size) {
+  if (size > kBlock) return large_.emplace_back(new WChar[size]).get();
+  if (used_blocks_ == blocks_.size()) blocks_.emplace_back(new WChar[kBlock]);
+  WChar* const block = blocks_[used_blocks_++].get();
+  left_ = kBlock - size;
+  next_ = block + size;
+  return block;
 }
 
 void TextScratch::Clear() {
@@ -100,14 +139,11 @@ TextScratch::Texts TextScratch::Widen(std::string_view utf8) {
   WChar* const given = Take(2 * utf8.size());
   WChar* const folded = given + utf8.size();
   std::size_t size = utf8.size();
-  unsigned char all = 0;
-  for (std::size_t i = 0; i < size; ++i) {
-    const auto byte = static_cast<unsigned char>(utf8[i]);
-    all |= byte;
-    given[i] = byte;
-    folded[i] = FoldAscii(byte);
-  }
-  if (all >= 0x80) {
+  const bool is_ascii = VisitAscii(utf8, [&](std::size_t at, auto units, auto folded_units) {
+    std::memcpy(given + at, &units, sizeof units);
+    std::memcpy(folded + at, &folded_units, sizeof folded_units);
+  });
+  if (!is_ascii) {
     const WString wide = String::UTF8ToUTF16(utf8);
     size = wide.size();
     std::ranges::copy(wide, given);
@@ -165,11 +201,14 @@ bool LineValues::TimeZone(std::string_view name) {
 }
 
 LineValues::Zone& LineValues::FindZone(std::string_view name) {
-  const std::size_t slot =
-      name.empty() ? 0
-                   : 5 * static_cast<unsigned char>(name.back()) +
-                         11 * static_cast<unsigned char>(name[name.size() / 2]) + name.size();
-  Zones::value_type*& recent = recent_zones_[slot % recent_zones_.size()];
+  std::uint64_t letters = 0;  // the last eight: few continents, many cities
+  if (name.size() >= sizeof letters) {
+    std::memcpy(&letters, name.end() - sizeof letters, sizeof letters);
+  } else {
+    for (const char letter : name) letters = letters << 8 | static_cast<unsigned char>(letter);
+  }
+  const std::size_t slot = letters * 0x9E3779B97F4A7C15U >> 56;  // Fibonacci hashing
+  Zones::value_type*& recent = recent_zones_[slot];
   if (recent == nullptr || recent->first != name) {
     if (zones_.size() == kMostZones) {
       zones_.clear();

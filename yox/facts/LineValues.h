@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "yox/base/LocalDate.h"
@@ -41,7 +42,12 @@ class TextScratch {
  private:
   static constexpr std::size_t kBlock = 8192;
 
-  WChar* Take(std::size_t size);
+  WChar* Take(std::size_t size) {
+    if (size > left_) return TakeOfAnotherBlock(size);
+    left_ -= size;
+    return std::exchange(next_, next_ + size);
+  }
+  WChar* TakeOfAnotherBlock(std::size_t size);
 
   std::vector<std::unique_ptr<WChar[]>> blocks_;  // of kBlock units each
   std::vector<std::unique_ptr<WChar[]>> large_;
@@ -186,7 +192,7 @@ class LineValues {
 
   // A fleet is in few zones.
   Zones zones_;
-  std::array<Zones::value_type*, 64> recent_zones_ = {};  // by letters and size of the name
+  std::array<Zones::value_type*, 256> recent_zones_ = {};  // by a hash of eight bits
   Zone no_zone_;
   Zone* zone_ = &no_zone_;
 };

@@ -3,6 +3,7 @@
 #include <simdjson.h>
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cstddef>
 #include <cstdint>
@@ -17,6 +18,7 @@
 
 #include "yox/base/Document.h"
 #include "yox/base/Utf8.h"
+#include "yox/decision/Facts.h"
 #include "yox/decision/FactsReading.h"
 #include "yox/facts/FactsLine.h"
 #include "yox/facts/LineValues.h"
@@ -89,6 +91,27 @@ class Tokens {
     return WithEscapes(content);
   }
 
+  // Takes the key of the document's member of this number, and the colon. Returns the number of its
+  // fact. Most documents of a fleet have the same keys in the same order, so the key of the
+  // document before is tried first.
+  std::size_t TakeFactKey(std::size_t member) {
+    KnownKey& known = known_keys_[member % known_keys_.size()];
+    const char* const begin = utf8_ + at_[0];
+    const std::size_t size = at_[1] - at_[0];
+    if (size != known.size || !decision::IsSameName({begin, size}, {known.text.data(), size}) ||
+        begin[size] != ':') {
+      const std::string_view key = String();
+      known.fact = decision::FactIndexOfKey(key);
+      known.size = size <= known.text.size() ? size : 0;
+      std::copy_n(begin, known.size, known.text.begin());
+      ++at_;
+      Take(':');
+    } else {
+      at_ += 2;
+    }
+    return known.fact;
+  }
+
   // The keys of the objects that are being read, one after the other.
   std::vector<std::string_view> keys;
 
@@ -121,13 +144,13 @@ class Tokens {
     if (escape_ < content.data()) escape_ = FindEscape(content.data());
     if (escape_ >= end) return content;
     char* const begin = unescaped_end_;  // no longer than the content
-    for (const char* from = content.data(); from != end;) {
-      if (*from != '\\') {
-        *unescaped_end_++ = *from++;
-      } else {
-        from = Unescape({from + 1, static_cast<std::size_t>(end - from - 1)});
-      }
+    const char* from = content.data();
+    while (escape_ < end) {
+      unescaped_end_ = std::copy(from, escape_, unescaped_end_);
+      from = Unescape({escape_ + 1, static_cast<std::size_t>(end - escape_ - 1)});
+      escape_ = FindEscape(from);
     }
+    unescaped_end_ = std::copy(from, end, unescaped_end_);
     return {begin, static_cast<std::size_t>(unescaped_end_ - begin)};
   }
 
@@ -176,6 +199,15 @@ class Tokens {
     return point;
   }
 
+  // A key of a document, from its quotation mark to before its colon.
+  struct KnownKey {
+    std::size_t size = 0;
+    std::size_t fact = 0;
+    std::array<char, 24> text = {};
+  };
+  static constexpr std::size_t kKnownKeys = 32;
+
+  std::array<KnownKey, kKnownKeys> known_keys_;
   std::unique_ptr<simdjson::internal::dom_parser_implementation> stage_;
   const char* utf8_ = nullptr;
   const char* utf8_end_ = nullptr;
@@ -189,7 +221,7 @@ class Tokens {
 // The value at the next token, for FactsReading. Reading an array or object takes its tokens.
 class FastNode {
  public:
-  explicit FastNode(Tokens& tokens, bool is_root = false) : tokens_(tokens), is_root_(is_root) {}
+  explicit FastNode(Tokens& tokens) : tokens_(tokens) {}
 
   bool IsNull() const { return tokens_.First() == 'n' && tokens_.Token() == "null"; }
   bool IsString() const { return tokens_.First() == '"'; }
@@ -216,7 +248,7 @@ class FastNode {
       const std::string_view key = tokens_.String();
       tokens_.TakeScalar();
       tokens_.Take(':');
-      if (!is_root_) tokens_.keys.push_back(key);  // FactsReading sees to the root's
+      tokens_.keys.push_back(key);
       VisitOne([&](const FastNode& node) { visit(key, node); });
     } while (tokens_.TakeIf(','));
     tokens_.Take('}');
@@ -232,6 +264,14 @@ class FastNode {
       VisitOne(visit);
     } while (tokens_.TakeIf(','));
     tokens_.Take(']');
+  }
+
+  // Calls visit(node), which requires a certain kind of value, and takes what it has not taken.
+  template <class Visit>
+  void VisitOne(Visit visit) const {
+    const std::uint32_t* const before = tokens_.at();
+    visit(*this);
+    if (tokens_.at() == before) tokens_.TakeScalar();
   }
 
   static void Require(bool condition, std::string_view /*kind*/) { facts::Require(condition); }
@@ -257,18 +297,27 @@ class FastNode {
   }
 
   // The last bracket is the document's, which an object within it must not take.
-  void RequireMore() const { facts::Require(is_root_ || !tokens_.IsAtEnd()); }
-
-  template <class Visit>
-  void VisitOne(Visit visit) const {
-    const std::uint32_t* const before = tokens_.at();
-    visit(FastNode(tokens_));  // which requires a certain kind of value
-    if (tokens_.at() == before) tokens_.TakeScalar();
-  }
+  void RequireMore() const { facts::Require(!tokens_.IsAtEnd()); }
 
   Tokens& tokens_;
-  bool is_root_;
 };
+
+// Reads the document whose tokens these are. FactsReading sees to keys that are given twice.
+void ReadDocument(Tokens& tokens, LineValues& values) {
+  decision::FactsReading<FastNode, LineValues> reading(values);
+  const FastNode node(tokens);
+  tokens.Take('{');
+  if (!tokens.TakeIf('}')) {
+    std::size_t member = 0;
+    do {
+      const std::size_t fact = tokens.TakeFactKey(member++);
+      node.VisitOne([&](const FastNode& value) { reading.ReadMember(fact, value); });
+    } while (tokens.TakeIf(','));
+    tokens.Take('}');
+  }
+  Require(tokens.IsAtEnd());
+  reading.End();
+}
 
 }  // namespace
 
@@ -284,8 +333,8 @@ bool FastParser::Read(std::string_view utf8, LineValues& values) {
   Tokens& tokens = parser_->tokens;
   try {
     tokens.Begin(utf8);
-    decision::FactsReading<FastNode, LineValues>(values).Read(FastNode(tokens, true));
-    return tokens.IsAtEnd();
+    ReadDocument(tokens, values);
+    return true;
   } catch (const Declined&) {
     return false;
   }
