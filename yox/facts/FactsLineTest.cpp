@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <random>
@@ -217,6 +218,30 @@ TEST(FactsLine, EditedDocumentsAreReadOrRefusedAlike) {
   }
   EXPECT_GT(taken, kEdits / 50) << "most edits only break the syntax";
   EXPECT_LT(taken, kEdits * 9 / 10);
+}
+
+// The parser tries the keys of the document before.
+TEST(FactsLine, KeysMayComeInAnyOrder) {
+  std::vector<std::string> members = {
+      R"("id":"a")",      R"("os":null)",       R"("mfr" : "b")",     R"("sku":"c")",
+      R"("model":"d")",   R"("realm":"e")",     R"("tags":{})",       R"("family" :"f")",
+      R"("\u0069d":"g")", R"("country": "DE")", R"("language":"de")", R"("installed_items":[])"};
+  std::mt19937 random(7);
+  FactsLine line;
+  int taken = 0;
+  for (int i = 0; i < 300; ++i) {
+    std::ranges::shuffle(members, random);
+    std::string document = "{";
+    const std::size_t count = random() % (members.size() + 1);
+    for (std::size_t member = 0; member < count; ++member) {
+      document += (member == 0 ? "" : ",") + members[member];
+    }
+    const Reading reading = Read(line, document + "}");
+    ASSERT_EQ(reading.by_line, reading.by_reader) << document;
+    taken += reading.was_taken ? 1 : 0;
+  }
+  EXPECT_GT(taken, 150);
+  EXPECT_LT(taken, 290) << "id is given twice in the others";
 }
 
 // A device may have many tags, which must not be checked each against each.
