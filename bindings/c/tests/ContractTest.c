@@ -1,6 +1,9 @@
 /* SPDX-License-Identifier: Apache-2.0 */
 /* The contract of yox.h, from C. ContractTest CASE runs one case; each has a process of its own,
  * because a process has one runtime. */
+#ifdef __linux__
+#define _XOPEN_SOURCE 700 /* other accounts, private folders */
+#endif
 #include <stdatomic.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -9,6 +12,8 @@
 
 #ifdef __linux__
 #include <dirent.h>
+#include <sys/stat.h>
+#include <unistd.h>
 #endif
 
 #include "yox/c/yox.h"
@@ -904,6 +909,34 @@ static void the_registry_is_read_and_written(void) {
   CHECK_STATUS(YOX_NOT_FOUND, yox_registry_keys(runtime, key, &pairs));
   yox_runtime_stop(runtime);
   yox_registry_watch_free(forgotten); /* after the stop */
+}
+
+/* On Linux, where a folder can be closed to the account that runs the test, and root takes another
+ * account. On Windows every test runs as an administrator. */
+static void what_is_not_permitted_is_denied(void) {
+#ifdef __linux__
+  static const char key[] = "HKLM\\SOFTWARE\\Contoso\\C";
+  char folder[] = "/tmp/yox-c-XXXXXX";
+  yox_runtime* runtime = NULL;
+  yox_registry_watch* watch = NULL;
+  yox_string* text = NULL;
+  yox_pairs* pairs = NULL;
+  int counts[5] = {0};
+  CHECK(mkdtemp(folder) != NULL && setenv("YOX_STATE_DIR", folder, 1) == 0);
+  CHECK(chmod(folder, 0) == 0);
+  CHECK(geteuid() != 0 || seteuid(65534) == 0);
+  CHECK_OK(yox_runtime_start(NULL, &runtime));
+  CHECK_STATUS(YOX_DENIED, yox_registry_get_text(runtime, key, "Name", &text));
+  CHECK(strstr(yox_error_message(), "denied") != NULL);
+  CHECK(strcmp(yox_status_name(YOX_DENIED), "YOX_DENIED") == 0);
+  CHECK_STATUS(YOX_DENIED, yox_registry_set_text(runtime, key, "Name", "value"));
+  CHECK_STATUS(YOX_DENIED, yox_registry_delete(runtime, key, NULL));
+  CHECK_STATUS(YOX_DENIED, yox_registry_keys(runtime, key, &pairs));
+  CHECK_STATUS(YOX_DENIED, yox_registry_values(runtime, key, &pairs));
+  CHECK_STATUS(YOX_DENIED, yox_registry_watch_key(runtime, key, count_changes, counts, &watch));
+  yox_runtime_stop(runtime);
+  CHECK(seteuid(getuid()) == 0 && rmdir(folder) == 0);
+#endif
 }
 
 static void a_watching_runtime_stops(void) {
