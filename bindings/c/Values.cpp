@@ -73,8 +73,6 @@ yox_status Caught() noexcept {
     return Kept(YOX_NO_MEMORY, "out of memory");
   } catch (const std::system_error& error) {
     return Kept(YOX_SYSTEM, error.what());
-  } catch (const std::invalid_argument& error) {
-    return Kept(YOX_ARGUMENT, error.what());
   } catch (const std::exception& error) {
     return Kept(YOX_INTERNAL, error.what());
   } catch (...) {

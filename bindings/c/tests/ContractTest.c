@@ -12,6 +12,7 @@
 
 #ifdef __linux__
 #include <dirent.h>
+#include <ftw.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #endif
@@ -541,6 +542,8 @@ static void an_explanation_is_complete(void) {
   CHECK(is(failed, "tag"));
   CHECK_OK(yox_trace_flipped_by(before, after, &flip));
   CHECK(flip.filter == 1 && is(flip.criterion, "tag") && flip.holds_now == 1);
+  CHECK_OK(yox_trace_flipped_by(after, before, &flip));
+  CHECK(flip.filter == 1 && is(flip.criterion, "tag") && flip.holds_now == 0);
   CHECK_STATUS(YOX_NOT_FOUND, yox_trace_flipped_by(before, before, &flip));
   yox_trace_free(after);
   yox_trace_free(before);
@@ -598,8 +601,8 @@ static void documents_come_back(void) {
 
 static void lint_finds(void) {
   static const char document[] =
-      "[{\"country\": \"DE\"},\n {\"date_range\": \"2026-01-01|2026-01-31\"},\n"
-      " {\"country\": \"U*S\"}]";
+      "[{\"language\": \"d*e\"},\n {\"date_range\": \"2026-01-01|2026-01-31\"},\n"
+      "{\"country\": \"U*S\"}]";
   const yox_date inside = {2026, 1, 15};
   const yox_date after = {2026, 2, 15};
   yox_findings* findings = NULL;
@@ -611,8 +614,10 @@ static void lint_finds(void) {
   CHECK_OK(yox_findings_get(findings, count - 1, &finding));
   CHECK(is(finding.rule, "inner-star") && finding.severity == YOX_ERROR);
   CHECK(finding.filter == 2 && is(finding.field, "country"));
-  CHECK(finding.line == 3 && finding.column > 1);
+  CHECK(finding.line == 3 && finding.column == 14);
   CHECK(finding.message.size > 0 && finding.remedy.size > 0);
+  CHECK_OK(yox_findings_get(findings, 0, &finding)); /* in the order of the lines */
+  CHECK(finding.line == 1 && finding.column == 16 && is(finding.field, "language"));
   yox_findings_free(findings);
   CHECK_OK(yox_lint(document, strlen(document), &after, &findings));
   CHECK(yox_findings_count(findings) == count + 1); /* the window has passed */
@@ -654,6 +659,10 @@ static void a_rollout_grows(void) {
   CHECK_OK(yox_rollout_get(rollout, &info));
   CHECK(info.by_organisation == 1);
   yox_rollout_free(rollout);
+  CHECK_OK(yox_rollout_read("2026-03-01|10|cubic", &rollout));
+  CHECK_OK(yox_rollout_get(rollout, &info));
+  CHECK(info.has_known_growth == 0);
+  yox_rollout_free(rollout);
 }
 
 static void profiles_give_facts(void) {
@@ -689,6 +698,20 @@ static void profiles_give_facts(void) {
   yox_facts_free(second);
   yox_facts_free(first);
   yox_list_free(list);
+}
+
+static int has_machine_type(yox_runtime* runtime, const char* type) {
+  yox_pairs* record = NULL;
+  yox_text key, value;
+  size_t i;
+  int found = 0;
+  CHECK_OK(yox_device_record(runtime, &record));
+  for (i = 0; i < yox_pairs_count(record); ++i) {
+    CHECK_OK(yox_pairs_get(record, i, &key, &value));
+    found += is(key, "device_mt") && is(value, type);
+  }
+  yox_pairs_free(record);
+  return found;
 }
 
 static void the_device_decides(void) {
@@ -741,13 +764,15 @@ static void the_device_decides(void) {
   }
   CHECK(stages == 1);
   yox_pairs_free(tags);
+  CHECK_OK(yox_registry_set_text(runtime, "HKLM\\SOFTWARE\\Tervan\\YOX\\Applicability\\Tags",
+                                 "Late", "two"));
   CHECK_OK(yox_tags_refresh(runtime)); /* from the registry */
   CHECK_OK(yox_tags_get(runtime, &tags));
   for (i = stages = 0; i < yox_pairs_count(tags); ++i) {
-    CHECK_OK(yox_pairs_get(tags, i, &key, &value));
-    stages += is(key, "Stage") && is(value, "one");
+    CHECK_OK(yox_pairs_get(tags, i, &key, NULL));
+    stages += is(key, "Stage") || is(key, "Late");
   }
-  CHECK(stages == 1);
+  CHECK(stages == 2);
 
   lists[0] = list;
   CHECK_OK(yox_device_facts(runtime, lists, 1, &facts));
@@ -760,7 +785,12 @@ static void the_device_decides(void) {
   CHECK(strstr(yox_string_data(line), "\"Stage\"") != NULL);
 
   CHECK_STATUS(YOX_STATE, yox_runtime_start(NULL, &another));
+  /* The record is read once, and again when it is refreshed. */
+  CHECK_OK(yox_registry_set_text(runtime, "HKLM\\SOFTWARE\\Tervan\\YOXDeviceSimulator",
+                                 "MachineType", "Contoso 9"));
+  CHECK(!has_machine_type(runtime, "Contoso 9"));
   CHECK_OK(yox_device_refresh(runtime));
+  CHECK(has_machine_type(runtime, "Contoso 9"));
   yox_runtime_stop(runtime);
   CHECK_STATUS(YOX_STATE, yox_runtime_start(NULL, &another));
   /* What does not change outlives the runtime. */
@@ -849,7 +879,8 @@ static void a_runtime_stops_without_a_record(void) {
 static void count_changes(void* context, const yox_registry_change* change) {
   int* const counts = context;
   ++counts[change->action];
-  if (change->action == YOX_VALUE_SET) CHECK(change->name.size == strlen(change->name.data));
+  CHECK(is(change->key, "") || is(change->key, "D"));
+  CHECK(change->name.size == strlen(change->name.data));
 }
 
 static void the_registry_is_read_and_written(void) {
@@ -903,9 +934,15 @@ static void the_registry_is_read_and_written(void) {
     CHECK(is(data, is(name, "Name") ? "V\xc3\xa4lue" : ""));
   }
   yox_pairs_free(pairs);
+  CHECK_OK(yox_registry_set(runtime, key, "E", 2, "%\0A\0\0\0", 6)); /* expandable text */
+  CHECK_OK(yox_registry_get_text(runtime, key, "E", &text));
+  CHECK(strcmp(yox_string_data(text), "%A") == 0);
+  yox_string_free(text);
   CHECK_OK(yox_registry_delete(runtime, key, "N"));
+  CHECK(others[YOX_VALUE_DELETED] == 1 && others[YOX_KEY_DELETED] == 0);
   CHECK_STATUS(YOX_NOT_FOUND, yox_registry_delete(runtime, key, "N"));
   CHECK_OK(yox_registry_delete(runtime, key, NULL));
+  CHECK(others[YOX_KEY_DELETED] >= 1);
   CHECK_STATUS(YOX_NOT_FOUND, yox_registry_keys(runtime, key, &pairs));
   yox_runtime_stop(runtime);
   yox_registry_watch_free(forgotten); /* after the stop */
@@ -936,6 +973,42 @@ static void what_is_not_permitted_is_denied(void) {
   CHECK_STATUS(YOX_DENIED, yox_registry_watch_key(runtime, key, count_changes, counts, &watch));
   yox_runtime_stop(runtime);
   CHECK(seteuid(getuid()) == 0 && rmdir(folder) == 0);
+#endif
+}
+
+#ifdef __linux__
+static int remove_entry(const char* path, const struct stat* status, int type, struct FTW* place) {
+  (void)status, (void)type, (void)place;
+  return remove(path);
+}
+#endif
+
+/* On Linux, where the environment names the folder of temporary folders. */
+static void a_missing_temporary_folder_is_the_systems_error(void) {
+#ifdef __linux__
+  yox_runtime_options options = YOX_INIT(yox_runtime_options);
+  yox_runtime* runtime = NULL;
+  CHECK(setenv("TMPDIR", "/dev/null", 1) == 0);
+  options.profile = kProfile;
+  options.profile_size = strlen(kProfile);
+  CHECK_STATUS(YOX_SYSTEM, yox_runtime_start(&options, &runtime));
+  CHECK(strlen(yox_error_message()) > 0);
+#endif
+}
+
+static void a_device_keeps_its_files_in_the_given_folder(void) {
+#ifdef __linux__
+  yox_runtime_options options = YOX_INIT(yox_runtime_options);
+  yox_runtime* runtime = NULL;
+  char folder[] = "/tmp/yox-c-XXXXXX";
+  CHECK(mkdtemp(folder) != NULL);
+  options.profile = kProfile;
+  options.profile_size = strlen(kProfile);
+  options.directory = folder;
+  CHECK_OK(yox_runtime_start(&options, &runtime));
+  yox_runtime_stop(runtime);
+  CHECK(rmdir(folder) != 0); /* it is not empty */
+  CHECK(nftw(folder, remove_entry, 8, FTW_DEPTH | FTW_PHYS) == 0);
 #endif
 }
 
