@@ -71,7 +71,7 @@ endif()
 set(sources libcli11-dev libfmt-dev libspdlog-dev unicode-data libicu72)
 if(WIN32)
   list(APPEND sources libjsoncpp-dev libpugixml-dev libssl-dev libmosquitto-dev libcurl4-openssl-dev
-                      mingw-w64-x86-64-dev g++-mingw-w64-x86-64-posix)
+                      libz-mingw-w64-dev mingw-w64-x86-64-dev g++-mingw-w64-x86-64-posix)
 endif()
 set(notices ${PROJECT_BINARY_DIR}/THIRD-PARTY.txt)
 set(text "Licences of others' work that is part of yox, by the Debian package that it comes from.\n")
