@@ -21,7 +21,7 @@ function(yox_precompile target)
   if(NOT YOX_PRECOMPILE)
     return()
   endif()
-  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT target MATCHES "tests")
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT CMAKE_BUILD_TYPE STREQUAL "Debug" AND NOT target MATCHES "tests")
     # Once it optimises, GCC warns of system headers that were precompiled as of the program's own.
     return()
   endif()
@@ -40,7 +40,7 @@ if(NOT PROJECT_IS_TOP_LEVEL)
   return()
 endif()
 
-# The presets dev and release do without, so that every source includes what it uses.
+# The preset release does without, so that every source includes what it uses.
 option(YOX_PRECOMPILE "Precompile the headers that most sources include" OFF)
 
 find_program(YOX_CCACHE ccache)

@@ -28,6 +28,23 @@ else()
   set(YOX_SYSTEM linux)
 endif()
 
+# How components are compiled.
+add_library(yox_objects INTERFACE)
+if(NOT WIN32 AND NOT MSVC)
+  # Calls within the library go to its own functions even when a program defines the same names, so
+  # they may be inlined.
+  target_compile_options(yox_objects INTERFACE -fno-semantic-interposition)
+endif()
+
+# What the components' headers are precompiled for, once. It has no definitions: GCC takes what was precompiled only
+# where all definitions are that it had.
+if(YOX_PRECOMPILE)
+  file(CONFIGURE OUTPUT precompiled.cpp CONTENT "")
+  add_library(yox_precompiled OBJECT ${CMAKE_CURRENT_BINARY_DIR}/precompiled.cpp)
+  target_link_libraries(yox_precompiled PRIVATE yox_build yox_objects)
+  yox_precompile(yox_precompiled)
+endif()
+
 function(yox_component name)
   cmake_parse_arguments(PARSE_ARGV 1 component "" "" "PUBLIC_HEADERS;SOURCES;TESTS;COMPONENTS;LINK")
   set(target yox_${name})
@@ -35,17 +52,8 @@ function(yox_component name)
   list(TRANSFORM component_COMPONENTS PREPEND yox_)
   target_include_directories(${target} PUBLIC $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>)
   target_compile_definitions(${target} PRIVATE ${YOX_OBJECT_DEFINITION})
-  if(NOT WIN32 AND NOT MSVC)
-    # Calls within the library go to its own functions even when a program defines the same names, so
-    # they may be inlined.
-    target_compile_options(${target} PRIVATE -fno-semantic-interposition)
-  endif()
-  target_link_libraries(${target} PUBLIC ${component_COMPONENTS} PRIVATE yox_build ${component_LINK})
-  if(name STREQUAL base)
-    yox_precompile(${target})
-  else()
-    yox_precompile(${target} AS yox_base)
-  endif()
+  target_link_libraries(${target} PUBLIC ${component_COMPONENTS} PRIVATE yox_build yox_objects ${component_LINK})
+  yox_precompile(${target} AS yox_precompiled)
   set_property(GLOBAL APPEND PROPERTY YOX_COMPONENTS ${target})
   set_property(GLOBAL APPEND PROPERTY YOX_LIBRARIES ${component_LINK})
   foreach(test IN LISTS component_TESTS)
