@@ -116,9 +116,9 @@ class FactsReading {
   }
   // Of what may be missing; std::nullopt for null.
   static std::optional<std::string_view> StringOrNull(const Node& node) {
-    if (node.IsNull()) return std::nullopt;
-    node.Require(node.IsString(), "a string or null");
-    return node.Text();
+    if (node.IsString()) return node.Text();
+    node.Require(node.IsNull(), "a string or null");
+    return std::nullopt;
   }
 
   // A hash, its bucket, and the text that both are computed from, which is not given beside them.

@@ -35,6 +35,9 @@ constexpr const char* kDocuments[] = {
      R"("hardware_ids":["PCI\\VEN_8086&DEV_7D45"," usb "],)"
      R"("registry":{"HKLM\\SOFTWARE\\Contoso\\App\\":{"Level":"10","Gone":null},)"
      R"("hkcu\\Ä":{"":"x"}}})"),
+    (R"({"id":"\u0041\\b\"","realm":"Gr\u00f6\u00dfe","tags":{"\\\\":"\/","\u212aelvin":"\n","Ring":"\""},)"
+     R"("registry":{"HKLM\\SOFTWARE\\Contoso\\App\\":{"Le\\vel":"1\\2","Gone":null},)"
+     R"("HKCU\\a":{"":"\t"}},"model":"plain"})"),
     (R"({"firmware":false,"model":"X","sn_hash":null,"organisation_bucket":null,"tags":null,)"
      R"("device_subscription":null,"installed_items":null,"hardware_ids":null,"country":null})"),
     R"( {"rollout_bucket":7, "sn_hash":

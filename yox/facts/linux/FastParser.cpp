@@ -82,13 +82,19 @@ class Tokens {
     while (IsSpace(end[-1])) --end;
     return {begin, static_cast<std::size_t>(end - begin)};
   }
-  // The content of the next token, which is a string.
+  // The content of the next token, which has to be a string.
   std::string_view String() {
-    const std::string_view token = Token();
-    Require(token.size() >= 2 && token.front() == '"' && token.back() == '"');
-    const std::string_view content(token.data() + 1, token.size() - 2);
-    if (escape_ >= content.data() + content.size()) return content;
-    return WithEscapes(content);
+    Require(First() == '"');
+    return Content();
+  }
+  // The content of the next token, which begins as a string does.
+  std::string_view Content() {
+    const char* const begin = utf8_ + at_[0] + 1;
+    const char* end = utf8_ + at_[1] - 1;
+    while (IsSpace(*end)) --end;
+    Require(*end == '"' && end >= begin);
+    const std::string_view content(begin, static_cast<std::size_t>(end - begin));
+    return escape_ >= end ? content : WithEscapes(content);
   }
 
   // Takes the key of the document's member of this number, and the colon. Returns the number of its
@@ -227,7 +233,7 @@ class FastNode {
   bool IsString() const { return tokens_.First() == '"'; }
   bool IsBool() const { return tokens_.Token() == "true" || tokens_.Token() == "false"; }
   bool Bool() const { return tokens_.First() == 't'; }
-  std::string_view Text() const { return tokens_.String(); }
+  std::string_view Text() const { return tokens_.Content(); }
   std::optional<std::int64_t> WholeNumber() const {
     const std::string_view token = tokens_.Token();
     const char* const end = token.data() + token.size();
