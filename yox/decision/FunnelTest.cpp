@@ -247,5 +247,16 @@ TEST(FunnelTest, BytesOfAnotherFormAreRefused) {
   EXPECT_FALSE(Funnel::FromBytes(std::string("\1\0\0\0\xFF\xFF\xFF\xFF\x0F", 9)).has_value());
 }
 
+TEST(FunnelTest, BytesOfACriterionThatThereIsNotAreRefused) {
+  // The format, no device, one filter, the bits of its criteria, and no needs.
+  const auto counts = [](std::uint64_t criteria) {
+    std::string bytes("\1\0\0\0\1\0\0", 7);
+    for (; criteria >= 0x80; criteria >>= 7) bytes += static_cast<char>(criteria | 0x80);
+    return bytes + static_cast<char>(criteria) + '\0';
+  };
+  EXPECT_TRUE(Funnel::FromBytes(counts(0)).has_value());
+  EXPECT_FALSE(Funnel::FromBytes(counts(std::uint64_t{1} << kFilterFieldCount)).has_value());
+}
+
 }  // namespace
 }  // namespace yox::decision

@@ -73,6 +73,22 @@ TEST(ListComparisonTest, PairsEqualFiltersAndThoseBetweenThem) {
   EXPECT_EQ(rows(kAbc, "[]"), (std::vector<Row>{{0, kNone}, {1, kNone}, {2, kNone}}));
 }
 
+// Finding equal filters takes time and memory by the product of the sizes.
+TEST(ListComparisonTest, PairsLongDifferentListsInTheirOrder) {
+  constexpr std::size_t kFilters = 2001;
+  std::string before;
+  std::string after;
+  for (std::size_t i = 0; i < kFilters; ++i) {
+    const std::string number = std::to_string(i);
+    before += R"(,{"model": "before )" + number + "\"}";
+    after += R"(,{"model": ")" + (i == 900 ? "before 1000" : "after " + number) + "\"}";
+  }
+  before.front() = after.front() = '[';
+  const ListComparison lists = Compared((before + "]").c_str(), (after + "]").c_str());
+  ASSERT_EQ(lists.rows().size(), kFilters);
+  for (std::size_t i = 0; i < kFilters; ++i) EXPECT_EQ(lists.rows()[i], (Row{i, i}));
+}
+
 TEST(ListDifferenceTest, EqualListsChangeNoDevice) {
   const char* const kList = R"([{"country": "US"}, {"default": "false"}])";
   const ListComparison lists = Compared(kList, kList);
