@@ -37,7 +37,7 @@ constexpr const char* kDocuments[] = {
      R"("hkcu\\Ä":{"":"x"}}})"),
     (R"({"id":"\u0041\\b\"","realm":"Gr\u00f6\u00dfe","tags":{"\\\\":"\/","\u212aelvin":"\n","Ring":"\""},)"
      R"("registry":{"HKLM\\SOFTWARE\\Contoso\\App\\":{"Le\\vel":"1\\2","Gone":null},)"
-     R"("HKCU\\a":{"":"\t"}},"model":"plain"})"),
+     R"("HKCU\\a":{"":"\t"}},"model":"@AMZ[`amz{","sku":"Z"})"),
     (R"({"firmware":false,"model":"X","sn_hash":null,"organisation_bucket":null,"tags":null,)"
      R"("device_subscription":null,"installed_items":null,"hardware_ids":null,"country":null})"),
     R"( {"rollout_bucket":7, "sn_hash":
@@ -288,6 +288,19 @@ TEST(FactsLine, ADayBeginsAsInTheZoneOfEachDocument) {
         EXPECT_EQ(start.latest, expected.StartOfDay(2026, month, day).latest) << zone << month;
       }
     }
+  }
+}
+
+// So many that those that were read are forgotten, with what was kept of where they were.
+TEST(FactsLine, MoreZonesMayBeReadThanAreKept) {
+  FactsLine line;
+  const auto check = [&](const std::string& zone) {
+    const Reading reading = Read(line, R"({"time_zone":")" + zone + "\"}");
+    ASSERT_EQ(reading.by_line, reading.by_reader) << zone;
+  };
+  for (int round = 0; round < 2; ++round) {
+    for (const char* const zone : {"Europe/Berlin", "America/Vancouver", "UTC"}) check(zone);
+    for (int i = 0; i < 4200; ++i) check("Nowhere/" + std::to_string(i));
   }
 }
 
