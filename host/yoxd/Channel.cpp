@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <charconv>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -31,34 +30,6 @@ constexpr auto kGood = std::chrono::seconds(30);
 constexpr auto kHandshake = std::chrono::seconds(30);
 
 }  // namespace
-
-std::optional<Endpoint> Endpoint::FromUri(std::string_view uri) {
-  constexpr std::string_view kScheme = "mqtts://";
-  if (!uri.starts_with(kScheme)) return std::nullopt;
-  uri.remove_prefix(kScheme.size());
-  while (uri.ends_with('/')) uri.remove_suffix(1);
-  Endpoint endpoint;
-  if (uri.starts_with('[')) {  // an IPv6 address
-    const std::size_t end = uri.find(']');
-    if (end == std::string_view::npos) return std::nullopt;
-    endpoint.host = uri.substr(1, end - 1);
-    uri.remove_prefix(end + 1);
-  } else {
-    const std::size_t end = std::min(uri.find(':'), uri.size());
-    endpoint.host = uri.substr(0, end);
-    uri.remove_prefix(end);
-  }
-  if (!uri.empty()) {
-    const char* const last = uri.data() + uri.size();
-    if (uri.front() != ':') return std::nullopt;
-    const auto [stop, error] = std::from_chars(uri.data() + 1, last, endpoint.port);
-    if (error != std::errc() || stop != last) return std::nullopt;
-  }
-  const bool valid = !endpoint.host.empty() && endpoint.port > 0 && endpoint.port < 65'536 &&
-                     endpoint.host.find_first_of("/@? ") == std::string::npos;
-  if (!valid) return std::nullopt;
-  return endpoint;
-}
 
 // The library's client. Name resolution and the TCP connection block, so they have a thread of
 // their own, and no other thread uses the client until that thread has set `established`.
@@ -147,23 +118,28 @@ bool Channel::is_blocked() const { return connection_ && connection_->connecting
 
 void Channel::Use(std::optional<Endpoint> endpoint) {
   if (endpoint == endpoint_) return;
+  endpoint_ = std::move(endpoint);
   if (is_blocked()) {
-    // The attempt ends by itself; Run then connects to the new one.
-    endpoint_ = std::move(endpoint);
+    outdated_ = true;  // Run goes on when the attempt has ended by itself
     return;
   }
   Close(std::chrono::milliseconds(500));
+  Restart();
+}
+
+// Begins with another endpoint, without a connection.
+void Channel::Restart() {
   closing_ = false;
-  endpoint_ = std::move(endpoint);
+  outdated_ = false;
   outbox_.ForgetStates();
   reason_.clear();
   backoff_.Reset();
   state_ = endpoint_ ? State::kWaiting : State::kOff;
-  retry_ = SteadyClock::now();
+  retry_ = handlers_.now();
 }
 
-void Channel::Hurry() {
-  if (state_ == State::kWaiting) retry_ = SteadyClock::now();
+void Channel::ConnectNow() {
+  if (state_ == State::kWaiting) retry_ = handlers_.now();
 }
 
 void Channel::Begin() {
@@ -203,7 +179,7 @@ void Channel::Begin() {
   }
   connection_->refusal.clear();
   state_ = State::kConnecting;
-  connected_ = SteadyClock::now();
+  connected_ = handlers_.now();
   connection_->Start(*endpoint_, settings_.keep_alive_seconds, settings_.session_seconds,
                      settings_.version_5);
 }
@@ -212,7 +188,7 @@ void Channel::Begin() {
 void Channel::Established() {
   connection_->thread.join();
   connection_->established.Clear();
-  read_ = written_ = SteadyClock::now();
+  read_ = written_ = handlers_.now();
   if (const int result = connection_->result; result != MOSQ_ERR_SUCCESS) {
     Fail(result, result == MOSQ_ERR_ERRNO ? std::system_category().message(connection_->error)
                                           : mosquitto_strerror(result));
@@ -225,7 +201,7 @@ void Channel::Fail(int code, const std::string& what) {
   if (connection_) connection_->refusal.clear();
   state_ = State::kWaiting;
   const auto wait = backoff_.Next();
-  retry_ = SteadyClock::now() + wait;
+  retry_ = handlers_.now() + wait;
   handlers_.failed(code, reason_);
 }
 
@@ -236,7 +212,7 @@ void Channel::OnConnect(int code, bool session_present) {
     return;
   }
   state_ = State::kConnected;
-  connected_ = SteadyClock::now();
+  connected_ = handlers_.now();
   reason_.clear();
   ++counters_.connections;
   redeliveries_.Connected(session_present);
@@ -272,7 +248,7 @@ void Channel::Pump() {
     if (result != MOSQ_ERR_SUCCESS) return;
     outbox_.Sent(number);
     ++counters_.sent;
-    written_ = SteadyClock::now();
+    written_ = handlers_.now();
   }
 }
 
@@ -280,11 +256,11 @@ void Channel::Drive(bool readable, bool writable) {
   mosquitto* const client = connection_->client;
   int result = MOSQ_ERR_SUCCESS;
   if (readable) {
-    read_ = SteadyClock::now();
+    read_ = handlers_.now();
     result = mosquitto_loop_read(client, 1);
   }
   if (result == MOSQ_ERR_SUCCESS && writable && mosquitto_want_write(client)) {
-    written_ = SteadyClock::now();
+    written_ = handlers_.now();
     result = mosquitto_loop_write(client, 1);
   }
   if (result != MOSQ_ERR_SUCCESS && !lost_) OnDisconnect(result);
@@ -325,7 +301,12 @@ std::optional<Moment> Channel::Due() const {
 void Channel::Run(Moment now) {
   if (connection_ && connection_->thread.joinable()) {
     if (connection_->connecting) return;
-    Established();
+    if (outdated_) {
+      connection_.reset();
+      Restart();
+    } else {
+      Established();
+    }
   }
   if (state_ == State::kConnected && now >= *Due()) {
     const int result = mosquitto_loop_misc(connection_->client);
@@ -354,22 +335,24 @@ void Channel::Close(std::chrono::milliseconds limit) {
   closing_ = true;
   if (is_blocked()) return;
   if (connection_->thread.joinable()) connection_->thread.join();
-  const Moment end = SteadyClock::now() + limit;
+  const Moment end = handlers_.now() + limit;
   bool ended = false;
   while (state_ == State::kConnected && mosquitto_socket(connection_->client) >= 0) {
     Pump();
-    if (!ended && (outbox_.empty() || SteadyClock::now() >= end)) {
+    if (!ended && (outbox_.empty() || handlers_.now() >= end)) {
       mosquitto_disconnect(connection_->client);
       ended = true;
     }
     if (ended && (!mosquitto_want_write(connection_->client) ||
-                  SteadyClock::now() >= end + std::chrono::milliseconds(500))) {
+                  handlers_.now() >= end + std::chrono::milliseconds(500))) {
       break;
     }
+    // After the farewell the library takes whatever arrives for a fault, and would drop the
+    // connection before the farewell was sent.
     const SocketState socket =
-        SocketWatch::Wait(mosquitto_socket(connection_->client), true,
+        SocketWatch::Wait(mosquitto_socket(connection_->client), !ended,
                           mosquitto_want_write(connection_->client), std::chrono::milliseconds(50));
-    Drive(socket.readable, socket.writable);
+    Drive(socket.readable && !ended, socket.writable);
     if (lost_) break;
   }
   connection_.reset();

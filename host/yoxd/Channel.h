@@ -6,10 +6,10 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "host/yoxd/Backoff.h"
+#include "host/yoxd/Endpoint.h"
 #include "host/yoxd/Outbox.h"
 #include "host/yoxd/Part.h"
 #include "host/yoxd/Received.h"
@@ -18,32 +18,16 @@
 
 namespace yoxd {
 
-// Where the broker is and how it is trusted. All connections use TLS: the server's certificate has
-// to lead to a certificate of `trust_file` and to name `host`.
-struct Endpoint {
-  std::string host;
-  int port = 8883;
-  std::string trust_file;     // PEM
-  std::string trust_content;  // what the file has; another content is another endpoint
-  std::string certificate;    // the client's, PEM; empty: none
-  std::string key;
-
-  friend bool operator==(const Endpoint&, const Endpoint&) = default;
-
-  // Reads "mqtts://HOST[:PORT]". Returns std::nullopt for any other form, one without TLS included.
-  static std::optional<Endpoint> FromUri(std::string_view uri);
-};
-
 struct ChannelSettings {
-  std::string client_id;
+  std::string client_id = {};
   bool version_5 = true;
   int keep_alive_seconds = 60;
   std::uint32_t session_seconds = 86'400;
   std::chrono::milliseconds reconnect_first{1'000};
   std::chrono::milliseconds reconnect_most{300'000};
-  std::vector<std::string> subscriptions;
-  std::string will_topic;  // retained, published by the broker when the connection is lost
-  std::string will_payload;
+  std::vector<std::string> subscriptions = {};
+  std::string will_topic = {};  // retained, published by the broker when the connection is lost
+  std::string will_payload = {};
 };
 
 // The connection to the broker: established again whenever it is lost, with exponential back-off
@@ -66,6 +50,7 @@ class Channel final : public Part {
     std::function<void()> connected;
     std::function<void(int code, const std::string& reason)> failed;
     std::function<bool()> may_receive;  // false: messages stay in the connection for now
+    std::function<Moment()> now = SteadyClock::now;
   };
 
   // `recent` is what a former process received last (Redeliveries).
@@ -77,7 +62,7 @@ class Channel final : public Part {
   // Connects to this broker from now on; std::nullopt: to none. The same one again changes nothing.
   void Use(std::optional<Endpoint> endpoint);
   // Connects without waiting for the back-off.
-  void Hurry();
+  void ConnectNow();
   // Sends what is in the outbox and ends the connection in order, within the time limit.
   void Close(std::chrono::milliseconds limit);
   // Whether a thread is still trying to connect, which cannot be interrupted: the process may then
@@ -97,6 +82,7 @@ class Channel final : public Part {
   struct Connection;
   friend struct Connection;
 
+  void Restart();
   void Begin();
   void Established();
   void OnConnect(int code, bool session_present);
@@ -121,6 +107,7 @@ class Channel final : public Part {
   bool lost_ = false;  // found in a callback, handled after it
   int lost_code_ = 0;
   bool closing_ = false;
+  bool outdated_ = false;  // the attempt that runs is for a former endpoint
   SocketWatch socket_;
   Redeliveries redeliveries_;
   Counters counters_;

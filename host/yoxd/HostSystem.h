@@ -10,6 +10,8 @@
 #include <string_view>
 #include <vector>
 
+#include "yox/base/Printable.h"
+
 #include "host/yoxd/Part.h"
 #include "host/yoxd/StatusRequest.h"
 
@@ -35,6 +37,11 @@ std::string DefaultConfigurationFile();
 
 // Returns whether no account but the file's owner, and those that may do everything, can read it.
 bool IsPrivate(const std::filesystem::path& file);
+// Why a client's key must not be used; empty: it may.
+inline std::string WhyKeyIsRefused(const std::string& file) {
+  if (IsPrivate(PathOf(file))) return {};
+  return yox::Printable(file) + ": expected a key that only its owner can read";
+}
 
 // Waits until something that a part watches is ready, or a part is due, and runs all parts. The
 // same on every system.

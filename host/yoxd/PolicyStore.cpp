@@ -161,10 +161,8 @@ std::optional<Endpoint> PolicyStore::Broker(const PlatformPolicy& policy, std::s
     return std::nullopt;
   }
   if (!certificate_file.empty()) {
-    if (!IsPrivate(PathOf(key()))) {
-      why = yox::Printable(key()) + ": expected a key that only its owner can read";
-      return std::nullopt;
-    }
+    why = WhyKeyIsRefused(key());
+    if (!why.empty()) return std::nullopt;
     endpoint->certificate = certificate_file;
     endpoint->key = key();
   }

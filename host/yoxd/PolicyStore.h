@@ -7,8 +7,8 @@
 
 #include "yox/policy/PlatformPolicy.h"
 
-#include "host/yoxd/Channel.h"
 #include "host/yoxd/Configuration.h"
+#include "host/yoxd/Endpoint.h"
 #include "host/yoxd/StateFolder.h"
 
 namespace yoxd {

@@ -1,12 +1,11 @@
 #include "host/yoxd/Service.h"
 
 #include <algorithm>
+#include <stdexcept>
 #include <utility>
 
-#include "yox/base/Log.h"
 #include "yox/base/Printable.h"
 #include "yox/clientbase/CGuid.h"
-#include "yox/notifications/YOXPublisherSubscriber.h"
 #include "yox/status/YoxStatusManager.h"
 
 #include "host/yoxd/Journal.h"
@@ -16,14 +15,6 @@ namespace yoxd {
 namespace {
 
 using Gateway = YOX::YoxStatusManager::Gateway;
-
-// The bus keeps 1024 records. So many received ones may be on it at once; more wait.
-constexpr std::int64_t kMostOnBus = 256;
-constexpr std::size_t kMostFromBus = 4'096;
-// A delivery that the bus gave up does not hold up what follows.
-constexpr auto kBusPatience = std::chrono::seconds(15);
-// Marks the records that came from the channel.
-constexpr NotificationProvider kFromChannel{1};
 
 std::string DeviceId(const Configuration& configuration, StateFolder& folder) {
   if (!configuration.device_id.empty()) return configuration.device_id;
@@ -58,6 +49,23 @@ OutboxLimits LimitsOf(const Configuration& configuration) {
           .on_disk = configuration.queue_on_disk};
 }
 
+// Reads a message of the channel. Throws std::exception for one that cannot be read.
+YOXNotificationData NotificationOf(const Received& message) {
+  if (message.topic.ends_with("/in/channel")) {
+    YOXNotificationData record(Wide(message.payload), true);
+    if (record.getMessageForKXP().empty()) throw std::runtime_error("not JSON");
+    return record;
+  }
+  const Json::Value envelope = ReadJson(message.payload);
+  if (!envelope.isObject() || envelope["notification_type"] != "yox" ||
+      !envelope["topicId"].isInt() || !envelope["eventState"].isInt() ||
+      !envelope["payload"].isString()) {
+    throw std::runtime_error("expected the envelope of an internal notification, found " +
+                             yox::Printable(message.payload));
+  }
+  return YOXNotificationData(Wide(message.payload), false);
+}
+
 std::vector<std::string> Texts(const PlatformPolicy::List& list) {
   std::vector<std::string> texts;
   for (const yox::WString& text : list) texts.push_back(Narrow(text));
@@ -65,20 +73,6 @@ std::vector<std::string> Texts(const PlatformPolicy::List& list) {
 }
 
 YOX::YoxStatusManager& StatusManager() { return *YOX::YoxStatusManager::GetInstance(); }
-
-const char* NameOf(Channel::State state) {
-  switch (state) {
-    case Channel::State::kOff:
-      return "off";
-    case Channel::State::kConnecting:
-      return "connecting";
-    case Channel::State::kConnected:
-      return "connected";
-    case Channel::State::kWaiting:
-      break;
-  }
-  return "waiting";
-}
 
 }  // namespace
 
@@ -106,25 +100,16 @@ Service::Service(const Configuration& configuration, ChosenPlatform& platform)
                       Journal::Warning("channel", channel_.endpoint()->host + ": " + reason);
                     },
                 .may_receive = [this] { return MayReceive(); }}),
-      fetch_(
-          std::chrono::minutes(configuration_.policy_interval_minutes),
-          Backoff(std::chrono::milliseconds(configuration_.reconnect_first_milliseconds),
-                  std::chrono::seconds(configuration_.reconnect_most_seconds)),
-          [this] { return PolicyRequest(); },
-          [this](const PolicyFetch::Result& result) { return OnPolicy(result); }),
+      fetch_(std::chrono::minutes(configuration_.policy_interval_minutes),
+             Backoff(std::chrono::milliseconds(configuration_.reconnect_first_milliseconds),
+                     std::chrono::seconds(configuration_.reconnect_most_seconds)),
+             {.request = [this] { return PolicyRequest(); },
+              .done = [this](const HttpsResponse& response) { return OnPolicy(response); }}),
       today_(Today()),
-      telemetry_(YOX::g_log) {
-  telemetry_.RegisterRecollectTelemetryHandler([this](YOX::SendTelemetryCommandParams&) {
-    recollect_ = true;
-    woken_.Set();
-  });
-  telemetry_.RegisterDuplicateTelemetryHandler([this](YOX::SendTelemetryCommandParams&) {
-    repeat_ = true;
-    woken_.Set();
-  });
+      telemetry_(woken_),
+      bus_(woken_, [this](const YOXNotificationData& record) { telemetry_.Receive(record); }) {
   // The record of a simulated device may have been kept from before its profile was edited.
   if (platform_.simulated() != nullptr) device_.Recollect();
-  SubscribeToBus();
   Json::Value online;
   online["online"] = true;
   online["version"] = YOXD_VERSION;
@@ -135,13 +120,7 @@ Service::Service(const Configuration& configuration, ChosenPlatform& platform)
   }
   Look();
   ApplyPolicy();
-  fetch_.Hurry();
-}
-
-Service::~Service() {
-  auto* const bus = YOXPublisherSubscriber::GetInstance();
-  bus->Unsubscribe(forwarder_);
-  bus->Unsubscribe(commands_);
+  fetch_.FetchNow();
 }
 
 std::vector<Part*> Service::Parts() { return {this, &channel_, &fetch_}; }
@@ -204,7 +183,7 @@ void Service::UserChanged() {
 bool Service::MayPassOn() const {
   const bool queue_has_room =
       outbox_.messages() * 2 < static_cast<std::size_t>(configuration_.queue_messages);
-  return inbox_.waiting() && on_bus_ < kMostOnBus && (queue_has_room || !MayReceive());
+  return inbox_.waiting() && bus_.has_room() && (queue_has_room || !MayReceive());
 }
 
 void Service::OnReceived(Received message) {
@@ -237,98 +216,24 @@ void Service::OnList(const std::string& id, const std::string& text) {
   look_ = SteadyClock::now();
 }
 
-// Returns whether the message is on the bus now; one that cannot be read is not.
-bool Service::PassOn(const Received& message) {
-  return message.topic.ends_with("/in/channel") ? OnChannelMessage(message)
-                                                : OnNotification(message);
-}
-
-bool Service::OnChannelMessage(const Received& message) {
-  YOXNotificationData record(Wide(message.payload), true);
-  if (record.getMessageForKXP().empty()) {
-    ++unreadable_;
-    Report("message-refused", message.topic, "not JSON");
-    return false;
-  }
-  record.setTopic(Wide(message.topic));
-  return ToBus(std::move(record));
-}
-
-bool Service::OnNotification(const Received& message) {
+// Passes the next message on to the bus; one that cannot be read is refused.
+void Service::PassOn() {
+  const auto [number, message] = inbox_.Next();
   try {
-    const Json::Value envelope = ReadJson(message.payload);
-    if (!envelope.isObject() || envelope["notification_type"] != "yox" ||
-        !envelope["topicId"].isInt() || !envelope["eventState"].isInt() ||
-        !envelope["payload"].isString()) {
-      throw std::runtime_error("expected the envelope of an internal notification, found " +
-                               yox::Printable(message.payload));
-    }
+    YOXNotificationData record = NotificationOf(message);
+    record.setTopic(Wide(message.topic));
+    bus_.Publish(std::move(record), number);
   } catch (const std::exception& error) {
     ++unreadable_;
     Report("message-refused", message.topic, error.what());
-    return false;
+    inbox_.Handled({number});
   }
-  YOXNotificationData record(Wide(message.payload), false);
-  record.setTopic(Wide(message.topic));
-  return ToBus(std::move(record));
 }
 
-bool Service::ToBus(YOXNotificationData record) {
-  record.setNotificationProvider(kFromChannel);
-  if (on_bus_++ == 0) progress_ = SteadyClock::now();
-  // Not to the forwarder, which would send it back.
-  YOXPublisherSubscriber::GetInstance()->Notify(record, forwarder_);
-  return true;
-}
-
-// Marks what the bus has delivered since the last call.
-void Service::MarkHandled() {
-  std::vector<std::uint64_t> numbers;
-  for (const std::uint64_t handled = handled_; marked_ < handled; ++marked_) {
-    if (passed_on_.empty()) continue;  // of a delivery that was given up
-    numbers.push_back(passed_on_.front());
-    passed_on_.pop_front();
-  }
-  inbox_.Handled(numbers);
-}
-
-// --- what the bus delivers ---
-
-void Service::SubscribeToBus() {
-  auto* const bus = YOXPublisherSubscriber::GetInstance();
-  forwarder_ = bus->Subscribe([this](YOXNotificationData& record) { FromBus(record); }, false);
-  commands_ = bus->Subscribe(
-      [this](YOXNotificationData& record) {
-        if (record.getNotificationProvider() != kFromChannel) return;
-        if (record.isKXPNotification() && Narrow(record.getMessageType()) == "sendTelemetry") {
-          telemetry_.ProcessCommand(record);
-        }
-        ++handled_;
-        --on_bus_;
-        woken_.Set();  // to mark it
-      },
-      false);
-}
-
-void Service::FromBus(const YOXNotificationData& record) {
-  {
-    const yox::MutexLock lock(mutex_);
-    if (from_bus_.size() >= kMostFromBus) {
-      ++from_bus_dropped_;
-      return;
-    }
-    from_bus_.push_back(record);
-  }
-  woken_.Set();
-}
+// --- what other components send ---
 
 void Service::SendFromBus() {
-  std::deque<YOXNotificationData> records;
-  {
-    const yox::MutexLock lock(mutex_);
-    records.swap(from_bus_);
-  }
-  for (const YOXNotificationData& record : records) {
+  for (const YOXNotificationData& record : bus_.TakeCollected()) {
     if (record.isKXPNotification()) {
       outbox_.Post(Out("channel"), Narrow(record.getMessageForKXP()));
     } else {
@@ -340,7 +245,9 @@ void Service::SendFromBus() {
 // --- the policy ---
 
 void Service::ApplyPolicy() {
+  const bool first = !store_.provisioned();
   if (store_.Provision()) {
+    if (first) fetch_.FetchNow();
     StatusManager().ClearErrors(Gateway::Registration);
   } else {
     StatusManager().RegisterError(Gateway::Registration, 1);
@@ -355,8 +262,8 @@ void Service::ApplyPolicy() {
   channel_.Use(std::move(endpoint));
 }
 
-std::optional<PolicyFetch::Request> Service::PolicyRequest() const {
-  PolicyFetch::Request request;
+std::optional<HttpsRequest> Service::PolicyRequest() const {
+  HttpsRequest request;
   request.url = store_.Url(*policy_);
   if (request.url.empty()) return std::nullopt;
   if (const auto& response = store_.response(); response && response->url == request.url) {
@@ -372,12 +279,12 @@ std::optional<PolicyFetch::Request> Service::PolicyRequest() const {
   return request;
 }
 
-bool Service::OnPolicy(const PolicyFetch::Result& result) {
+bool Service::OnPolicy(const HttpsResponse& result) {
   policy_code_ = result.code;
   policy_problem_ = result.reason;
   if (result.code == 200) {
-    const PolicyStore::Response response{result.body, store_.Url(*policy_), result.etag,
-                                         result.last_modified, DeviceTime()};
+    const PolicyStore::Response response{result.body, store_.Url(*policy_), result.headers.etag,
+                                         result.headers.last_modified, DeviceTime()};
     std::string why;
     if (store_.Receive(response, why)) {
       ApplyPolicy();
@@ -399,8 +306,8 @@ bool Service::OnPolicy(const PolicyFetch::Result& result) {
 void Service::Reload() {
   device_.Recollect();
   ApplyPolicy();
-  channel_.Hurry();
-  fetch_.Hurry();
+  channel_.ConnectNow();
+  fetch_.FetchNow();
   look_now_ = true;
 }
 
@@ -424,36 +331,20 @@ std::optional<Moment> Service::Due() const {
   sooner(look_ + std::chrono::seconds(1));
   // A clock that is moved by hand has its own steps, above.
   if (!due || !platform_.Due()) sooner(SteadyClock::now() + std::chrono::seconds(SecondsOfToday()));
-  if (on_bus_ > 0) sooner(progress_ + kBusPatience);
+  if (const auto moment = bus_.Due()) sooner(*moment);
   return due;
 }
 
 void Service::Run(Moment now) {
   platform_.PassTime(now);
-  if (woken_.IsSet()) {
-    woken_.Clear();
-    SendFromBus();
-    MarkHandled();
-    progress_ = now;
-  }
-  if (on_bus_ > 0 && now - progress_ >= kBusPatience) {
-    on_bus_ = 0;
-    inbox_.Handled({passed_on_.begin(), passed_on_.end()});
-    passed_on_.clear();
-  }
-  while (MayPassOn()) {
-    const Inbox::Item item = inbox_.Next();
-    if (PassOn(item.message)) {
-      passed_on_.push_back(item.number);
-    } else {
-      inbox_.Handled({item.number});
-    }
-  }
-  if (recollect_.exchange(false)) {
+  woken_.Clear();
+  SendFromBus();
+  inbox_.Handled(bus_.TakeDelivered(now));
+  while (MayPassOn()) PassOn();
+  if (telemetry_.TakeCollect()) {
     device_.Recollect();
     look_now_ = true;
-    repeat_ = true;
-    YOX::SendTelemetryCommandHandler::Notify();
+    telemetry_.Collected();
   }
   // The connection's keep-alive is due at about the same time: one wake-up serves both.
   const bool due = now + std::chrono::milliseconds(900) >= look_;
@@ -461,104 +352,10 @@ void Service::Run(Moment now) {
     if (due && !store_.provisioned()) ApplyPolicy();
     Look();
   }
-  if (repeat_.exchange(false)) {
+  if (telemetry_.TakeSend()) {
     outbox_.Repeat(Out("facts"));
     outbox_.Repeat(Out("tags"));
   }
-}
-
-// --- health ---
-
-std::string Service::StatusLine() const {
-  if (!store_.provisioned()) return store_.problem();
-  if (!broker_problem_.empty()) return broker_problem_;
-  std::string line = NameOf(channel_.state());
-  if (channel_.endpoint()) line += " (" + channel_.endpoint()->host + ")";
-  if (!channel_.reason().empty()) line += ": " + channel_.reason();
-  return line + "; " + std::to_string(contents_.contents().size()) + " lists";
-}
-
-Json::Value Service::Status() const {
-  const auto number = [](auto value) { return Json::UInt64{value}; };
-  Json::Value status;
-  status["version"] = YOXD_VERSION;
-  status["device_id"] = id_;
-  status["device"] = platform_.profile_file().empty() ? "this machine" : platform_.profile_file();
-  status["started"] = UtcText(started_);
-  status["provisioning"]["done"] = store_.provisioned();
-  status["provisioning"]["problem"] = store_.problem();
-
-  Json::Value& connection = status["connection"];
-  connection["state"] = NameOf(channel_.state());
-  connection["server"] = channel_.endpoint() ? channel_.endpoint()->host + ":" +
-                                                   std::to_string(channel_.endpoint()->port)
-                                             : "";
-  connection["problem"] = broker_problem_.empty() ? channel_.reason() : broker_problem_;
-  const Channel::Counters& counters = channel_.counters();
-  connection["connections"] = number(counters.connections);
-  connection["failures"] = number(counters.failures);
-  connection["received"] = number(counters.received);
-  connection["repeated"] = number(counters.repeated);
-  connection["sent"] = number(counters.sent);
-  connection["acknowledged"] = number(outbox_.acknowledged());
-  connection["unreadable"] = number(unreadable_);
-  connection["handled"] = number(handled_.load());
-
-  Json::Value& queue = status["queue"];
-  queue["messages"] = number(outbox_.messages());
-  queue["bytes"] = number(outbox_.bytes());
-  queue["states"] = number(outbox_.pending_states());
-  queue["in_flight"] = number(outbox_.in_flight());
-  {
-    const yox::MutexLock lock(mutex_);
-    queue["dropped"] = number(outbox_.dropped() + from_bus_dropped_);
-  }
-
-  Json::Value& policy = status["policy"];
-  policy["url"] = store_.Url(*policy_);
-  policy["code"] = policy_code_;
-  policy["problem"] = policy_problem_;
-  policy["fetched"] = store_.response() ? UtcText(store_.response()->fetched) : "";
-
-  status["lists"] = Json::arrayValue;
-  for (const auto& [id, content] : contents_.contents()) {
-    Json::Value list;
-    list["content"] = id;
-    if (content.decision) {
-      list["applies"] = content.decision->applies;
-      list["reason"] = content.decision->reason;
-      list["decided"] = UtcText(content.decided);
-    }
-    status["lists"].append(std::move(list));
-  }
-  status["refused"] = Json::arrayValue;
-  for (const auto& [id, refusal] : contents_.refusals()) {
-    Json::Value refused;
-    refused["content"] = id;
-    refused["error"] = refusal.why;
-    status["refused"].append(std::move(refused));
-  }
-  status["decisions"] = number(contents_.decisions());
-  status["failed_writes"] = number(folder_.failures());
-
-  Json::Value& errors = status["errors"];
-  errors["critical"] = StatusManager().HasCriticalError();
-  errors["message"] =
-      StatusManager().HasCriticalError() ? StatusManager().GetCriticalErrorMessage() : "";
-  errors["counts"] = Json::arrayValue;
-  for (const Gateway gateway :
-       {Gateway::Registration, Gateway::HttpGateway, Gateway::MqttGateway, Gateway::Unknown}) {
-    for (const auto& error : StatusManager().GetErrors(gateway)) {
-      Json::Value entry;
-      entry["gateway"] = YOX::YoxStatusManager::GatewayToString(gateway);
-      entry["code"] = error.errorCode;
-      entry["count"] = error.count;
-      entry["critical"] = error.turnedCritical;
-      entry["last"] = UtcText(std::chrono::system_clock::to_time_t(error.lastOccurred));
-      errors["counts"].append(std::move(entry));
-    }
-  }
-  return status;
 }
 
 }  // namespace yoxd

@@ -1,18 +1,14 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "yox/base/ThreadSafety.h"
-#include "yox/notifications/SendTelemetryCommandHandler.h"
-#include "yox/notifications/YOXNotificationData.h"
 #include "yox/platform/waits/Event.h"
 
+#include "host/yoxd/BusLink.h"
 #include "host/yoxd/Channel.h"
 #include "host/yoxd/Configuration.h"
 #include "host/yoxd/Contents.h"
@@ -23,6 +19,7 @@
 #include "host/yoxd/PolicyFetch.h"
 #include "host/yoxd/PolicyStore.h"
 #include "host/yoxd/StateFolder.h"
+#include "host/yoxd/Telemetry.h"
 
 namespace yoxd {
 
@@ -32,7 +29,6 @@ class Service final : public Part {
   // Starts the library, decides the lists that were kept, and begins to connect. Throws
   // std::exception when the state folder cannot be used.
   Service(const Configuration& configuration, ChosenPlatform& platform);
-  ~Service() override;
   Service(const Service&) = delete;
   Service& operator=(const Service&) = delete;
 
@@ -76,17 +72,11 @@ class Service final : public Part {
   bool MayPassOn() const;
   void OnReceived(Received message);
   void OnList(const std::string& id, const std::string& text);
-  bool PassOn(const Received& message);
-  bool OnChannelMessage(const Received& message);
-  bool OnNotification(const Received& message);
-  bool ToBus(YOXNotificationData record);
-  void MarkHandled();
-  void FromBus(const YOXNotificationData& record);
-  void SubscribeToBus();
+  void PassOn();
   void SendFromBus();
 
-  std::optional<PolicyFetch::Request> PolicyRequest() const;
-  bool OnPolicy(const PolicyFetch::Result& result);
+  std::optional<HttpsRequest> PolicyRequest() const;
+  bool OnPolicy(const HttpsResponse& result);
 
   const Configuration configuration_;
   ChosenPlatform& platform_;
@@ -109,22 +99,8 @@ class Service final : public Part {
   yox::LocalDate today_;
   Moment look_{};
   bool look_now_ = false;
-  Moment progress_{};  // when the bus last delivered what was received
-
-  YOX::SendTelemetryCommandHandler telemetry_;
-  std::atomic<bool> recollect_{false};
-  std::atomic<bool> repeat_{false};
-
-  // What the bus delivers, on its threads.
-  yox::WString forwarder_;
-  yox::WString commands_;
-  mutable yox::Mutex mutex_;
-  std::deque<YOXNotificationData> from_bus_ YOX_GUARDED_BY(mutex_);
-  std::uint64_t from_bus_dropped_ YOX_GUARDED_BY(mutex_) = 0;
-  std::atomic<std::int64_t> on_bus_{0};    // received, and not delivered yet
-  std::atomic<std::uint64_t> handled_{0};  // received, and delivered
-  std::deque<std::uint64_t> passed_on_;    // numbers of what is on the bus, in its order
-  std::uint64_t marked_ = 0;               // so many of `handled_` are marked in the inbox
+  Telemetry telemetry_;
+  BusLink bus_;
   std::uint64_t unreadable_ = 0;
 };
 

@@ -62,6 +62,13 @@ bool IsName(std::string_view text) {
          text.find_first_not_of(kAllowed) == std::string_view::npos;
 }
 
+std::string Lower(std::string text) {
+  std::ranges::transform(text, text.begin(), [](char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
+  });
+  return text;
+}
+
 std::uint64_t Fingerprint(std::string_view text) {
   std::uint64_t hash = 14695981039346656037ULL;
   for (const char byte : text) hash = (hash ^ static_cast<unsigned char>(byte)) * 1099511628211ULL;

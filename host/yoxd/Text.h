@@ -27,6 +27,9 @@ std::string UtcText(std::int64_t moment);
 // 0-9, "-", "_" and ".", and not a dot at the beginning.
 bool IsName(std::string_view text);
 
+// A-Z in small letters; all else as it is.
+std::string Lower(std::string text);
+
 // 64 bits of a text for telling two texts apart (FNV-1a).
 std::uint64_t Fingerprint(std::string_view text);
 // 16 lower-case digits.

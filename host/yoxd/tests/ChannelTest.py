@@ -114,13 +114,17 @@ class Deciding(Connected):
 
     def test_a_list_is_decided_when_the_day_changes(self):
         profile = json.loads(self.device.read_text())
-        profile["clock"] = {"now": "2026-03-01T23:59:58", "time_zone": "Europe/Berlin"}
-        self.device.write_text(json.dumps(profile))
+        def set_clock(time):
+            profile["clock"] = {"now": f"2026-03-01T{time}", "time_zone": "Europe/Berlin"}
+            self.device.write_text(json.dumps(profile))
+        set_clock("12:00:00")
         self.client.publish("yox/content/editor", json.dumps({"filters": [
             {"date_range": "2026-03-02|2026-03-05", "value": "true"}, {"default": "false"}]}), retained=True)
         self.start()
         self.decision(False)
-        self.assertEqual(self.decision(True)["decided"], "2026-03-01T23:00:00Z")
+        set_clock("23:59:58")
+        # Midnight, and as long as a busy machine may take to notice it.
+        self.assertRegex(self.decision(True)["decided"], "^2026-03-01T23:0[0-2]:")
 
     def test_a_clock_set_a_year_on_and_back_decides_anew(self):
         profile = json.loads(self.device.read_text())
@@ -290,11 +294,10 @@ class Lost(Connected):
         self.start()
         self.wait_connected()
         self.barrier()
-        self.proxy.hold_upstream = True
+        self.proxy.hold()
         self.client.publish(self.incoming("notification"), '{"n": 1}')
         wait_for(lambda: self.status.json()["connection"]["unreadable"] == 1, "the message")
         self.proxy.cut()
-        self.proxy.hold_upstream = False
         wait_for(lambda: self.status.json()["connection"]["repeated"] == 1, "the repetition")
         self.client.publish(self.incoming("notification"), '{"n": 2}')
         self.listener.wait(lambda _: any('\\"n\\": 2' in text for text in self.listener.payloads(self.out("reports"))),
@@ -306,12 +309,11 @@ class Lost(Connected):
         self.start()
         self.wait_connected()
         self.barrier()
-        self.proxy.hold_upstream = True
+        self.proxy.hold()
         self.client.publish(self.incoming("notification"), '{"n": 1}')
         wait_for(lambda: self.status.json()["connection"]["unreadable"] == 1, "the message")
         self.kill(signal.SIGKILL)
         self.proxy.cut()
-        self.proxy.hold_upstream = False
         self.start()
         wait_for(lambda: self.status.json()["connection"]["repeated"] == 1, "the repetition")
         self.assertEqual(self.status.json()["connection"]["unreadable"], 0)
@@ -320,13 +322,12 @@ class Lost(Connected):
         self.start()
         self.wait_connected()
         self.barrier()
-        self.proxy.hold_upstream = True
+        self.proxy.hold()
         topic, payload = self.incoming("notification"), '{"n": 1}'
         self.client.publish(topic, payload)
         wait_for(lambda: self.status.json()["connection"]["unreadable"] == 1, "the message")
         self.kill(signal.SIGKILL)
         self.proxy.cut()
-        self.proxy.hold_upstream = False
         file = self.state / "State/yoxd/inbox.jsonl"
         packet = json.loads(file.read_text().splitlines()[0])["packet"]
         fingerprint = 14695981039346656037  # FNV-1a, 64 bits
@@ -387,13 +388,12 @@ class Lost(Connected):
         self.wait_connected()
         self.barrier()
         # The service receives, and its own messages do not arrive: each report waits.
-        self.proxy.hold_upstream = True
+        self.proxy.hold()
         # Twenty are on their way, five wait, and the five before those make room.
         for n in range(30):
             self.client.publish("yox/content/bad-%d" % n, '{"filters": 1}')
         wait_for(lambda: self.status.json()["queue"]["dropped"] == 5, "five dropped")
         self.proxy.cut()
-        self.proxy.hold_upstream = False
         subjects = self.listener.wait(
             lambda _: len(found := self.listener.payloads(self.out("reports"))) == 25 and found, "25 reports")
         self.assertEqual([json.loads(text)["subject"] for text in subjects],

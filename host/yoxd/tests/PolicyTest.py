@@ -167,6 +167,35 @@ class Fetching(Served):
                 self.kill()
 
 
+    def test_a_policy_that_comes_later_is_used_without_a_restart(self):
+        self.trust()
+        self.answer(1)
+        later = self.folder / "policy.json"
+        text = later.read_text()
+        later.unlink()
+        self.configure(keep_alive_seconds=5)
+        self.start()
+        status = self.status.json()
+        self.assertIn("policy.json: ", status["provisioning"]["problem"])
+        self.assertEqual(status["policy"]["code"], 0)
+        later.write_text(text)
+        self.policy_status(lambda p: p["code"] == 200, "the policy")
+        self.assertEqual(self.status.json()["provisioning"], {"done": True, "problem": ""})
+
+    def test_a_key_that_others_can_read_is_not_used(self):
+        Service.not_on_windows(self, "Wine does not enforce access lists")
+        self.certificates.make("device-1", "root")
+        self.certificates.key("device-1").chmod(0o644)
+        self.configure(client_certificate=str(self.certificates.path("device-1")),
+                       client_key=str(self.certificates.key("device-1")))
+        self.trust()
+        self.fails("expected a key that only its owner can read")
+        self.assertEqual(self.server.requests, [])
+        self.certificates.key("device-1").chmod(0o600)
+        self.reload()
+        self.policy_status(lambda p: p["code"] == 200, "the policy")
+
+
 class Trusted(Served):
     """TLS checks are never off: a self-signed root needs the flag and its thumbprint."""
 

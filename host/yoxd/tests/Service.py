@@ -8,7 +8,7 @@ import http.client
 import json
 import os
 import pathlib
-import queue
+import random
 import re
 import select
 import shutil
@@ -25,7 +25,7 @@ YOXCTL = ""
 YOXD_OWN_TRUST = ""  # the service with the trust of tests/trust
 ROOT = pathlib.Path(__file__).resolve().parents[3]
 PROFILE = ROOT / "examples/devices/kestrel-mini.json"
-LIMIT = int(os.environ.get("YOXD_TEST_LIMIT", 60))  # seconds after which what does not happen is missing
+LIMIT = int(os.environ.get("YOXD_TEST_LIMIT", 180))  # seconds after which what does not happen is missing
 
 
 def is_sanitized():
@@ -56,9 +56,17 @@ def wait_for(condition, what, limit=LIMIT):
 
 
 def free_port():
-    with socket.socket() as probe:
-        probe.bind(("127.0.0.1", 0))
-        return probe.getsockname()[1]
+    """A port below those of which the system gives one to each outgoing connection: a server that was away gets it
+    again."""
+    first = int(pathlib.Path("/proc/sys/net/ipv4/ip_local_port_range").read_text().split()[0])
+    while True:
+        port = random.randrange(10_000, max(first, 20_000))
+        with socket.socket() as probe:
+            try:
+                probe.bind(("127.0.0.1", port))
+                return port
+            except OSError:
+                pass
 
 
 def openssl(*arguments):
@@ -296,8 +304,8 @@ class Proxy:
         self.listener = socket.create_server(("127.0.0.1", 0))
         self.port = self.listener.getsockname()[1]
         self.connections = []
-        self.hold_upstream = False   # what the client sends is read and thrown away
-        self.piece = 65_536          # bytes at once
+        self.held = set()     # of them, those whose bytes are read and thrown away
+        self.piece = 65_536   # bytes at once
         self.open = True
         threading.Thread(target=self.accept, daemon=True).start()
 
@@ -319,7 +327,7 @@ class Proxy:
     def copy(self, source, sink, up):
         try:
             while data := source.recv(self.piece):
-                if not (up and self.hold_upstream):
+                if not (up and source in self.held):
                     sink.sendall(data)
         except OSError:
             pass
@@ -328,6 +336,10 @@ class Proxy:
                 end.shutdown(socket.SHUT_RDWR)
             except OSError:
                 pass
+
+    def hold(self):
+        """Throws away what the clients send on the connections that there are, until these are cut."""
+        self.held.update(self.connections)
 
     def cut(self):
         """Ends the connections without a farewell."""
@@ -338,6 +350,7 @@ class Proxy:
                 pass
             connection.close()
         self.connections.clear()
+        self.held.clear()
 
     def close(self):
         self.open = False
