@@ -85,8 +85,8 @@ class BadFacts(FactsSource):
             self.assert_input_refused(f"fleet.jsonl, line 3, {what}", "fleet.jsonl")
 
     def test_the_first_bad_line_is_named_with_any_number_of_threads(self):
-        good = json.dumps({"tags": {"a": "x" * 1000}}) + "\n"
-        self.write("fleet.jsonl", (good * 2000 + "1\n" + good * 2000 + "2\n").encode())
+        long, good = (json.dumps({"tags": {"a": "x" * size}}) + "\n" for size in (300_000, 1000))
+        self.write("fleet.jsonl", (long + good * 1999 + "1\n" + good * 2000 + "2\n").encode())
         for jobs in ("1", "4"):
             self.assert_input_refused("fleet.jsonl, line 2001, column 1: expected an object, found a number",
                                       "fleet.jsonl", arguments=["--jobs", jobs])
