@@ -1,7 +1,7 @@
 // Decisions on a fleet whose facts are prepared in memory: a list of five filters on the devices of
 // examples/fleet, as many as a processor's cache has room for and twenty times as many, with one
-// and two threads, and counted into a funnel. FactsBenchmark measures facts that are read from
-// lines.
+// and two threads, beside two threads that share nothing, and counted into a funnel. FactsBenchmark
+// measures facts that are read from lines.
 
 #include <benchmark/benchmark.h>
 
@@ -81,6 +81,17 @@ void Prepared(benchmark::State& state) {
 }
 BENCHMARK(Prepared)->Arg(1000)->Arg(20000)->Threads(1)->Threads(2)->UseRealTime();
 
+// Two threads that share nothing, each with a fleet of its own: what the machine lets them do.
+void PreparedApart(benchmark::State& state) {
+  static const Fleet other;
+  const Fleet& fleet = state.thread_index() == 0 ? TheFleet() : other;
+  ForEachDevice(state, [&](std::size_t i) {
+    PreparedFacts facts(fleet.devices[i], fleet.question);
+    benchmark::DoNotOptimize(Decide(*fleet.list, facts));
+  });
+}
+BENCHMARK(PreparedApart)->Arg(1000)->Arg(20000)->Threads(2)->UseRealTime();
+
 void PreparedIntoAFunnel(benchmark::State& state) {
   const Fleet& fleet = TheFleet();
   Funnel funnel;
@@ -100,6 +111,10 @@ int main(int argc, char** argv) {
         "Prepared/1000/real_time/threads:1"},
        {"the same, out of the cache", "Prepared/20000/real_time/threads:2",
         "Prepared/20000/real_time/threads:1"},
+       {"two threads of one fleet, to two with a fleet each", "Prepared/1000/real_time/threads:2",
+        "PreparedApart/1000/real_time/threads:2"},
+       {"the same, out of the cache", "Prepared/20000/real_time/threads:2",
+        "PreparedApart/20000/real_time/threads:2"},
        {"a decision out of the cache, to one within", "Prepared/20000/real_time/threads:1",
         "Prepared/1000/real_time/threads:1"},
        {"a count, to a decision", "PreparedIntoAFunnel/20000/real_time",
