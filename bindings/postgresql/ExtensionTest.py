@@ -329,8 +329,9 @@ class Fleets(Case):
     def test_rollouts_of_several_spans_and_versions_in_one_statement(self):
         filters = quoted(json.dumps([{"target_version": ">=2.0", "date_function": "2026-03-01|9|linear"}, {"default": "false"}]))
         one = "SELECT yox.rollout(%s, facts, %s, %s, %s) FROM devices"
+        # From one to the next either the span changes or the version.
         questions = [(f"date '2026-03-0{day}'", f"date '2026-03-0{day + 1}'", version)
-                     for day in (2, 5) for version in ("'2.1'", "'1.9'", "''", "NULL")]
+                     for version, days in (("'2.1'", (2, 5)), ("'1.9'", (5, 2)), ("''", (2, 5)), ("NULL", (5, 2))) for day in days]
         expected = [CLUSTER.value(one % (filters, *question)) for question in questions]
         self.assertEqual(len(set(expected)), 3)  # none is in; some on the days of either span
         values = ", ".join(f"({number}, {', '.join(question)})" for number, question in enumerate(questions))

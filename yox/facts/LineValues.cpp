@@ -203,7 +203,7 @@ bool LineValues::TimeZone(std::string_view name) {
 LineValues::Zone& LineValues::FindZone(std::string_view name) {
   std::uint64_t letters = 0;  // the last eight: few continents, many cities
   if (name.size() >= sizeof letters) {
-    std::memcpy(&letters, name.end() - sizeof letters, sizeof letters);
+    std::memcpy(&letters, name.data() + name.size() - sizeof letters, sizeof letters);
   } else {
     for (const char letter : name) letters = letters << 8 | static_cast<unsigned char>(letter);
   }
