@@ -99,18 +99,18 @@ class Report:
 
 def plot(points, file):
     """Seconds by rows, both axes linear, as an SVG of its own."""
-    width, height, left, bottom = 720, 400, 70, 50
+    width, height, left, right, bottom = 720, 400, 70, 40, 50
     most_rows, most_seconds = max(p[1] for p in points), max(p[2] for p in points)
     names = list(dict.fromkeys(p[0] for p in points))
     colours = ["#1f6feb", "#d1242f", "#1a7f37"]
 
     def place(rows, seconds):
-        return (left + rows / most_rows * (width - left - 20),
+        return (left + rows / most_rows * (width - left - right),
                 height - bottom - seconds / most_seconds * (height - bottom - 20))
 
     parts = [f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {width} {height}" font-family="sans-serif" font-size="12">',
              f'<rect width="{width}" height="{height}" fill="#ffffff"/>',
-             f'<path d="M{left} 20V{height - bottom}H{width - 20}" stroke="#57606a" fill="none"/>']
+             f'<path d="M{left} 20V{height - bottom}H{width - right}" stroke="#57606a" fill="none"/>']
     for i in range(5):
         rows, seconds = most_rows * i / 4, most_seconds * i / 4
         x, y = place(rows, seconds)
