@@ -375,7 +375,6 @@ struct CaptureCase {
   const char* file;
   std::vector<WString> instances;
 };
-void PrintTo(const CaptureCase& row, std::ostream* out) { *out << row.name; }
 
 class Capture : public testing::TestWithParam<CaptureCase> {
  protected:

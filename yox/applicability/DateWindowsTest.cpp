@@ -48,8 +48,6 @@ struct RangeCase {
   bool holds;
 };
 
-void PrintTo(const RangeCase& row, std::ostream* out) { *out << row.name; }
-
 class DateWindow : public testing::TestWithParam<RangeCase> {};
 
 // 2026-03-15
@@ -143,8 +141,6 @@ struct FunctionCase {
   bool holds;
   std::string log;
 };
-
-void PrintTo(const FunctionCase& row, std::ostream* out) { *out << row.name; }
 
 class DateFunction : public testing::TestWithParam<FunctionCase> {};
 

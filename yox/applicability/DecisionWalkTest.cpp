@@ -69,8 +69,6 @@ struct WalkCase {
   WString reason;
 };
 
-void PrintTo(const WalkCase& row, std::ostream* out) { *out << row.name; }
-
 class Walk : public testing::TestWithParam<WalkCase> {};
 
 TEST_P(Walk, DecidesWithItsReason) {

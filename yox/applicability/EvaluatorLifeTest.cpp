@@ -258,7 +258,6 @@ struct UninstallRow {
   HKEY root;
   WString key;
 };
-void PrintTo(const UninstallRow& row, std::ostream* out) { *out << row.name; }
 
 class UninstallKey : public EvaluatorLifeTest, public testing::WithParamInterface<UninstallRow> {};
 
@@ -386,7 +385,6 @@ struct WatchRow {
   std::uint32_t architecture;
   const char* tags_watch;
 };
-void PrintTo(const WatchRow& row, std::ostream* out) { *out << row.name; }
 
 class TagsWatch : public EvaluatorLifeTest, public testing::WithParamInterface<WatchRow> {};
 

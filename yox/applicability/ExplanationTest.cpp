@@ -114,8 +114,6 @@ struct FactRow {
   std::string bare_facts;
 };
 
-void PrintTo(const FactRow& row, std::ostream* out) { *out << row.name; }
-
 class ExplainedFacts : public testing::TestWithParam<FactRow> {
  protected:
   static std::string Document() {

@@ -323,8 +323,6 @@ struct BitnessCase {
   WString text;
 };
 
-void PrintTo(const BitnessCase& row, std::ostream* out) { *out << row.name; }
-
 class Bitness : public testing::TestWithParam<BitnessCase> {
   // A singleton remembers: each row has a process of its own.
 };

@@ -101,7 +101,6 @@ struct PatternCase {
   WString required;
   bool matched;
 };
-void PrintTo(const PatternCase& row, std::ostream* out) { *out << row.name; }
 
 class HardwareIdPattern : public HardwareIdFilterTest,
                           public testing::WithParamInterface<PatternCase> {};

@@ -65,8 +65,6 @@ struct TextRow {
   const char* found;
 };
 
-void PrintTo(const TextRow& row, std::ostream* out) { *out << row.name; }
-
 class LintedText : public testing::TestWithParam<TextRow> {};
 
 std::vector<LintFinding> FindingsIn(const TextRow& row) {
@@ -373,8 +371,6 @@ struct ListRow {
   const char* found;
 };
 
-void PrintTo(const ListRow& row, std::ostream* out) { *out << row.name; }
-
 class LintedList : public testing::TestWithParam<ListRow> {};
 
 // "[filter]:line:column rule (detail)" of each.
@@ -488,8 +484,6 @@ struct FixRow {
   const char* text;
   const char* fixed;
 };
-
-void PrintTo(const FixRow& row, std::ostream* out) { *out << row.name; }
 
 class LintFixes : public testing::TestWithParam<FixRow> {};
 

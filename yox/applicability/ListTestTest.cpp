@@ -107,8 +107,6 @@ struct RefusalRow {
   const char* error;
 };
 
-void PrintTo(const RefusalRow& row, std::ostream* out) { *out << row.name; }
-
 class RefusedListTest : public testing::TestWithParam<RefusalRow> {};
 
 TEST_P(RefusedListTest, NamesThePlace) {
@@ -154,8 +152,6 @@ struct DeviceRefusalRow {
   const char* profile;
   const char* error;
 };
-
-void PrintTo(const DeviceRefusalRow& row, std::ostream* out) { *out << row.name; }
 
 class RefusedDeviceOfCase : public testing::TestWithParam<DeviceRefusalRow> {};
 

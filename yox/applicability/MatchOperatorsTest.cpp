@@ -26,8 +26,6 @@ struct MatchCase {
   bool matches;
 };
 
-void PrintTo(const MatchCase& row, std::ostream* out) { *out << row.name; }
-
 class StringPattern : public testing::TestWithParam<MatchCase> {};
 
 TEST_P(StringPattern, MatchesAsToldAndLeavesItsArgumentsAlone) {
@@ -253,8 +251,6 @@ struct TermCase {
   WString term;
   bool holds;
 };
-
-void PrintTo(const TermCase& row, std::ostream* out) { *out << row.name; }
 
 class KeyValueTerm : public testing::TestWithParam<TermCase> {};
 

@@ -71,8 +71,6 @@ struct FunctionRow {
   const char* zone;
 };
 
-void PrintTo(const FunctionRow& row, std::ostream* out) { *out << row.name; }
-
 class Forecast : public testing::TestWithParam<FunctionRow> {};
 
 // Day by day, at noon, by the evaluator over some devices or organisations.
@@ -144,8 +142,6 @@ struct RefusalRow {
   WString function;
   const char* error;
 };
-
-void PrintTo(const RefusalRow& row, std::ostream* out) { *out << row.name; }
 
 class RefusedForecast : public testing::TestWithParam<RefusalRow> {};
 

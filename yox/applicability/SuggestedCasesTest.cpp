@@ -52,8 +52,6 @@ struct SuggestionRow {
   std::size_t most_cases;
 };
 
-void PrintTo(const SuggestionRow& row, std::ostream* out) { *out << row.name; }
-
 class Suggestion : public testing::TestWithParam<SuggestionRow> {};
 
 // The cases are written, read, and decided on the devices that they describe.

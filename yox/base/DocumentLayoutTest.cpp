@@ -14,8 +14,6 @@ struct LayoutRow {
   std::string laid_out;
 };
 
-void PrintTo(const LayoutRow& row, std::ostream* out) { *out << row.name; }
-
 class DocumentLayout : public testing::TestWithParam<LayoutRow> {};
 
 TEST_P(DocumentLayout, IsTheRowsAndStays) {

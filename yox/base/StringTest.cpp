@@ -40,8 +40,6 @@ struct ConversionCase {
   WString units;
 };
 
-void PrintTo(const ConversionCase& row, std::ostream* out) { *out << row.name; }
-
 class WellFormed : public testing::TestWithParam<ConversionCase> {};
 
 TEST_P(WellFormed, ConvertsBothWays) {
@@ -201,8 +199,6 @@ struct IntegerCase {
   WString text;
   int value;
 };
-
-void PrintTo(const IntegerCase& row, std::ostream* out) { *out << row.name; }
 
 class Integers : public testing::TestWithParam<IntegerCase> {};
 

@@ -78,7 +78,6 @@ struct FactRow {
   void (*forget)(FactsRecord& record);
   std::vector<std::string> needs;
 };
-void PrintTo(const FactRow& row, std::ostream* out) { *out << row.name; }
 
 template <FilterField kField>
 void Forget(FactsRecord& record) {
@@ -207,7 +206,6 @@ struct WalkRow {
   Truth applies;
   std::vector<std::string> needs = {};
 };
-void PrintTo(const WalkRow& row, std::ostream* out) { *out << row.name; }
 
 class UnknownWalk : public testing::TestWithParam<WalkRow> {};
 
@@ -271,7 +269,6 @@ struct ZoneRow {
   const char* list;
   Truth applies;  // the time zone unknown
 };
-void PrintTo(const ZoneRow& row, std::ostream* out) { *out << row.name; }
 
 class UnknownZone : public testing::TestWithParam<ZoneRow> {};
 

@@ -59,8 +59,6 @@ struct FleetRow {
   const char* found;
 };
 
-void PrintTo(const FleetRow& row, std::ostream* out) { *out << row.name; }
-
 class FleetLintRows : public testing::TestWithParam<FleetRow> {};
 
 TEST_P(FleetLintRows, FindWhatNoDeviceHas) {

@@ -19,8 +19,6 @@ struct TextCase {
   Version version;
 };
 
-void PrintTo(const TextCase& row, std::ostream* out) { *out << row.name; }
-
 class VersionText : public testing::TestWithParam<TextCase> {};
 
 TEST_P(VersionText, ParsesOrLeavesTheOutputAlone) {

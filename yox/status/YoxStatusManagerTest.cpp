@@ -225,7 +225,6 @@ struct CallRow {
   const char* name;
   void (*call)(YoxStatusManager& manager);
 };
-void PrintTo(const CallRow& row, std::ostream* out) { *out << row.name; }
 
 class StatusCall : public YoxStatusManagerTest, public testing::WithParamInterface<CallRow> {};
 

@@ -114,7 +114,6 @@ struct ModaliasCase {
   std::string_view tag;
   std::optional<std::uint32_t> number;
 };
-void PrintTo(const ModaliasCase& row, std::ostream* out) { *out << row.name; }
 
 class ModaliasText : public testing::TestWithParam<ModaliasCase> {};
 

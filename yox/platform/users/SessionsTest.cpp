@@ -14,7 +14,7 @@ struct SessionsRow {
   UserSessions<const char*> sessions;
   std::string first;
 };
-void PrintTo(const SessionsRow& row, std::ostream* out) { *out << row.name; }
+
 class UserSessionsTest : public testing::TestWithParam<SessionsRow> {};
 
 TEST_P(UserSessionsTest, BeginWithTheLoggedOnUser) {

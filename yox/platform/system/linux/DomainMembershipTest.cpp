@@ -92,7 +92,7 @@ struct KeytabRow {
   std::string keytab;
   bool joined;
 };
-void PrintTo(const KeytabRow& row, std::ostream* out) { *out << row.name; }
+
 class KeytabTest : public testing::TestWithParam<KeytabRow> {};
 
 TEST_P(KeytabTest, AKeyOfAMachineIsASignOfAJoin) {
