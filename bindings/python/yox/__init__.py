@@ -151,7 +151,9 @@ def decide(filters: FilterList, facts: Facts, question: Optional[Question] = Non
     """Decides a list for a device. For a device of read_fleet, it is decided with those of the same part of the file, at
     one moment for all of them."""
     if isinstance(facts, _FleetDevice):
-        verdicts = facts._block.verdicts(filters, question)
+        last, verdicts = facts._block.last
+        if last is not filters or question is not None:
+            verdicts = facts._block.verdicts(filters, question)
         if verdicts is not None:
             return verdicts[facts._index]
     verdict = _native.Verdict()
@@ -217,15 +219,25 @@ def _snapshot(question: Optional[Question]) -> Any:
     return None if question is None else (question.now, question.target_version, dict(question.tags))
 
 
+class _Verdicts(dict[tuple[int, int], Verdict]):
+    """Verdicts by their numbers."""
+
+    def __missing__(self, numbers: tuple[int, int]) -> Verdict:
+        verdict = self[numbers] = Verdict(_truth(numbers[0]), _index(numbers[1]))
+        return verdict
+
+
 class _Block:
     """The devices of a block, and what lists decide for all of them. From any thread."""
 
-    __slots__ = ("_pass", "_lines", "_decided", "count", "error")
+    __slots__ = ("_pass", "_lines", "_decided", "last", "count", "error")
     _LISTS = 4  # for more lists, each device is read once instead of the block once for each list
 
     def __init__(self, of: _Pass, text: bytes, first_line: int) -> None:
         self._pass = of
         self._decided: dict[FilterList, tuple[Any, list[Verdict]]] = {}
+        # What was decided last without a question, which most loops ask for again.
+        self.last: tuple[Optional[FilterList], Optional[list[Verdict]]] = (None, None)
         self.error: Optional[DocumentError] = None
         filters, question = of.asked
         self._lines = _native.Handle.__new__(_native.Handle)
@@ -243,6 +255,8 @@ class _Block:
         asked = _snapshot(question)
         decided = self._decided.get(filters)
         if decided is not None and decided[0] == asked:
+            if asked is None:
+                self.last = (filters, decided[1])
             return decided[1]
         if decided is None and len(self._decided) == self._LISTS:
             return None
@@ -254,14 +268,10 @@ class _Block:
         """Keeps what a function returns that decides for each device."""
         applies, by = (c_uint8 * self.count)(), (ctypes.c_size_t * self.count)()
         _native.call(function, *arguments, applies, by)
-        known: dict[tuple[int, int], Verdict] = {}
-        verdicts = []
-        for pair in zip(bytes(applies), by):
-            verdict = known.get(pair)
-            if verdict is None:
-                verdict = known[pair] = Verdict(_truth(pair[0]), _index(pair[1]))
-            verdicts.append(verdict)
+        verdicts = list(map(_Verdicts().__getitem__, zip(bytes(applies), by)))
         self._decided[filters] = (asked, verdicts)
+        if asked is None:
+            self.last = (filters, verdicts)
         return verdicts
 
     def text(self, index: int, of_id: bool) -> bytes:
