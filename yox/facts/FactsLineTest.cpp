@@ -247,6 +247,45 @@ TEST(FactsLine, KeysMayComeInAnyOrder) {
   EXPECT_LT(taken, 290) << "id is given twice in the others";
 }
 
+// Tags are compared as UTF-8 where that shows whether they match.
+TEST(FactsLine, TagsMatchAsThoseOfThePreparedDevice) {
+  constexpr const char* kTags[] = {
+      R"("Ring":"pilot")",     R"("ring":"Beta")",   R"(" Ring ":"x")", R"("Ring":" pilot ")",
+      R"("RING":"PILOT")",     R"("rin\u0067":"1")", R"("Größe":"x")",  R"("Ring":"pilöt")",
+      R"("\u212aey":"pilot")", R"("Ring":"")",       R"("":"pilot")",   R"("Rung":"pilot")",
+      R"("Key":"\u212a")",     R"("Ring":"pilot@")"};
+  constexpr const char* kTerms[] = {"Ring|pilot", "ring|BETA", "RING|", "ring|pil*", "r*|pilot",
+                                    "GRÖSSE|x",   "größe|X",   "key|k", "key|pilot", "ring|!pilot",
+                                    "ring|PILÖT", "ring|1",    "Ring",  "!ring",     "ring|pilot`"};
+  FactsLine line;
+  const Question question{1772361000, {}, {}};
+  int applying = 0;
+  for (const std::string first : kTags) {
+    for (const std::string second : kTags) {
+      const std::string tags = first == second ? first : first + "," + second;
+      const std::string document = "{\"tags\":{" + tags + "}}";
+      const std::string padded = document + std::string(FactsLine::kPadding, '"');
+      FactsRecord record;
+      try {
+        record = ReadFacts(document);
+      } catch (const DocumentError&) {
+        continue;  // a name that is given twice
+      }
+      const PreparedDevice device(record);
+      for (const std::string term : kTerms) {
+        const auto list = ReadFilterDocument("[{\"tag\":\"" + term + "\"}]").snapshot();
+        line.Read(std::string_view(padded).substr(0, document.size()));
+        LineFacts facts(line, question);
+        PreparedFacts expected(device, question);
+        const Truth applies = Decide(*list, expected).applies;
+        ASSERT_EQ(Decide(*list, facts).applies, applies) << document << term;
+        applying += applies == Truth::kTrue ? 1 : 0;
+      }
+    }
+  }
+  EXPECT_GT(applying, 300);
+}
+
 // A device may have many tags, which must not be checked each against each.
 TEST(FactsLine, TakesManyTagsAndRefusesTheSecondOfAName) {
   FactsLine line;
