@@ -4,47 +4,24 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <chrono>
 #include <deque>
 #include <string_view>
-#include <system_error>
 
 #include "host/yoxctl/CommandLine.h"
 #include "host/yoxctl/Output.h"
+#include "host/yoxd/Endpoint.h"
+#include "host/yoxd/MqttFailure.h"
 
 namespace yoxctl {
 namespace {
 
 constexpr int kKeepAliveSeconds = 60;
 
-struct Broker {
-  std::string host;
-  int port = 8883;
-};
-
-Broker BrokerOf(const std::string& url) {
-  constexpr std::string_view kScheme = "mqtts://";
-  Broker broker;
-  bool valid = url.starts_with(kScheme);
-  if (valid) {
-    broker.host = url.substr(kScheme.size());
-    while (broker.host.ends_with('/')) broker.host.pop_back();
-    if (const std::size_t colon = broker.host.rfind(':');
-        colon != std::string::npos && !broker.host.ends_with(']')) {
-      const char* const end = broker.host.data() + broker.host.size();
-      const auto [stop, error] = std::from_chars(broker.host.data() + colon + 1, end, broker.port);
-      valid = error == std::errc() && stop == end && broker.port > 0 && broker.port < 65'536;
-      broker.host.resize(colon);
-    }
-    if (broker.host.starts_with('[') && broker.host.ends_with(']')) {
-      broker.host = broker.host.substr(1, broker.host.size() - 2);
-    }
-  }
-  if (!valid || broker.host.empty()) {
-    throw Refusal("--broker: expected mqtts://HOST[:PORT], found \"" + yox::Printable(url) + "\"");
-  }
-  return broker;
+yoxd::Endpoint BrokerOf(const std::string& url) {
+  auto broker = yoxd::Endpoint::FromUri(url);
+  if (broker) return *std::move(broker);
+  throw Refusal("--broker: expected mqtts://HOST[:PORT], found \"" + yox::Printable(url) + "\"");
 }
 
 }  // namespace
@@ -76,7 +53,7 @@ struct FactsSubscription::Client {
                                    });
     mosquitto_log_callback_set(client, [](mosquitto*, void* self, int level, const char* text) {
       auto& that = *static_cast<Client*>(self);
-      if (level == MOSQ_LOG_ERR && that.refusal.empty()) that.refusal = text;
+      if (level == MOSQ_LOG_ERR && that.refusal.empty()) that.refusal = yoxd::TlsFailure(text);
     });
   }
   ~Client() { mosquitto_destroy(client); }
@@ -96,9 +73,9 @@ struct FactsSubscription::Client {
     throw Refusal(NameOf(url) + ": " + (refusal.empty() ? what : refusal));
   }
   void Require(int result) const {
+    const int error = errno;
     if (result == MOSQ_ERR_SUCCESS) return;
-    Fail(result == MOSQ_ERR_ERRNO ? std::system_category().message(errno)
-                                  : mosquitto_strerror(result));
+    Fail(yoxd::MqttFailure(result, error));
   }
 
   const std::string url;
@@ -112,7 +89,7 @@ struct FactsSubscription::Client {
 
 FactsSubscription::FactsSubscription(const Options& options)
     : client_(std::make_unique<Client>(options)) {
-  const Broker broker = BrokerOf(options.url);
+  const yoxd::Endpoint broker = BrokerOf(options.url);
   const auto path = [](const std::optional<std::string>& text) {
     return text ? text->c_str() : nullptr;
   };

@@ -57,12 +57,11 @@ std::string Text(const Json::Value& status) {
       Row("service",
           "yoxd " + status["version"].asString() + ", since " + status["started"].asString()) +
       Row("device", status["device_id"].asString() + " (" + status["device"].asString() + ")") +
-      Row("provisioned", status["provisioning"]["done"].asBool()
-                             ? "yes"
-                             : With("no", status["provisioning"]["problem"].asString())) +
+      Row("provisioned", With(status["provisioning"]["done"].asBool() ? "yes" : "no",
+                              status["provisioning"]["problem"].asString())) +
       Row("policy",
           policy["url"].asString().empty()
-              ? "no server"
+              ? "not fetched: no api_baseuri"
               : With(policy["url"].asString() + (policy["fetched"].asString().empty()
                                                      ? ""
                                                      : ", fetched " + policy["fetched"].asString()),
@@ -73,8 +72,8 @@ std::string Text(const Json::Value& status) {
                                                      : " " + connection["server"].asString()),
                connection["problem"].asString())) +
       Row("messages", connection["received"].asString() + " received, " +
-                          connection["acknowledged"].asString() + " acknowledged, " +
-                          queue["messages"].asString() + " waiting, " +
+                          connection["acknowledged"].asString() + " sent, " +
+                          queue["messages"].asString() + " waiting to be sent, " +
                           queue["dropped"].asString() + " dropped");
   for (const Json::Value& error : status["errors"]["counts"]) {
     text +=

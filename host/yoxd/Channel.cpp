@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -16,6 +15,7 @@
 #include "yox/platform/waits/Event.h"
 
 #include "host/yoxd/Journal.h"
+#include "host/yoxd/MqttFailure.h"
 #include "host/yoxd/Text.h"
 
 namespace yoxd {
@@ -75,7 +75,7 @@ struct Channel::Connection {
     const bool known = verdict != X509_V_OK && verdict != X509_V_ERR_UNSPECIFIED;
     connection.refusal = known ? std::string("the server's certificate is refused: ") +
                                      X509_verify_cert_error_string(verdict)
-                               : std::string(text);
+                               : TlsFailure(text);
   }
 
   void Start(Endpoint endpoint, int keep_alive, std::uint32_t session_seconds, bool version_5) {
@@ -190,8 +190,7 @@ void Channel::Established() {
   connection_->established.Clear();
   read_ = written_ = handlers_.now();
   if (const int result = connection_->result; result != MOSQ_ERR_SUCCESS) {
-    Fail(result, result == MOSQ_ERR_ERRNO ? std::system_category().message(connection_->error)
-                                          : mosquitto_strerror(result));
+    Fail(result, MqttFailure(result, connection_->error));
   }
 }
 

@@ -113,7 +113,7 @@ bool ReadOptions(std::vector<std::string> arguments, const std::string& footer, 
       ->type_name("N")
       ->check(CLI::Range(1, 1'000'000));
   app.add_flag("--check", options.check, "Only check the configuration file and the profile");
-  app.add_flag("--verbose", options.verbose, "Write the library's messages too");
+  app.add_flag("--verbose", options.verbose, "Write the library's debug messages too");
   try {
     std::ranges::reverse(arguments);  // as CLI11 wants them
     app.parse(arguments);

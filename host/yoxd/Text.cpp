@@ -21,6 +21,22 @@ std::string JsonLine(const Json::Value& document) {
   return Json::writeString(builder, document);
 }
 
+namespace {
+
+// The first of JsonCpp's messages, "* Line 2, Column 1\n  Missing ...\n", as "line 2, column 1:
+// missing ...".
+std::string FirstMessage(const std::string& messages) {
+  int line = 0;
+  int column = 0;
+  if (std::sscanf(messages.c_str(), "* Line %d, Column %d", &line, &column) != 2) return messages;
+  const std::size_t begin = std::min(messages.find("\n  "), messages.size() - 3) + 3;
+  std::string what = messages.substr(begin, messages.find('\n', begin) - begin);
+  what = Lower(what.substr(0, 1)) + what.substr(std::min<std::size_t>(what.size(), 1));
+  return "line " + std::to_string(line) + ", column " + std::to_string(column) + ": " + what;
+}
+
+}  // namespace
+
 Json::Value ReadJson(std::string_view utf8) {
   Json::CharReaderBuilder builder;
   Json::CharReaderBuilder::strictMode(&builder.settings_);
@@ -34,7 +50,7 @@ Json::Value ReadJson(std::string_view utf8) {
   } catch (const Json::Exception& error) {
     errors = error.what();
   }
-  throw yox::DocumentError("not JSON: " + yox::Printable(errors));
+  throw yox::DocumentError("not JSON: " + yox::Printable(FirstMessage(errors)));
 }
 
 std::string Narrow(yox::WStringView text) { return YOX::String::UTF16ToUTF8(text); }
