@@ -351,7 +351,7 @@ void Channel::Close(std::chrono::milliseconds limit) {
     const SocketState socket =
         SocketWatch::Wait(mosquitto_socket(connection_->client), !ended,
                           mosquitto_want_write(connection_->client), std::chrono::milliseconds(50));
-    Drive(socket.readable && !ended, socket.writable);
+    Drive(socket.readable, socket.writable);
     if (lost_) break;
   }
   connection_.reset();

@@ -11,7 +11,8 @@ namespace yoxd {
 std::string MqttFailure(int result, int error) {
   if (result != MOSQ_ERR_ERRNO) return mosquitto_strerror(result);
   // The library's error for a connection that ends within a TLS record or the handshake.
-  if (error == EPROTO) return "TLS: the broker ended the connection";
+  if (error == EPROTO)
+    return "TLS: the broker ended the connection; it may require a client certificate";
   return std::system_category().message(error);
 }
 

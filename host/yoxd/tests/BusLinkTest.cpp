@@ -4,6 +4,7 @@
 
 #include "host/yoxd/BusLink.h"
 #include "host/yoxd/Text.h"
+#include "host/yoxd/tests/BusTraffic.h"
 #include "tests/support/Latch.h"
 
 namespace yoxd {
@@ -12,23 +13,8 @@ namespace {
 using std::chrono::milliseconds;
 using yox_test::Latch;
 
-YOXNotificationData Record(int topic) { return {topic, 1, Wide("{}")}; }
-
 class BusLinkTest : public testing::Test {
  protected:
-  // Publishes as another component does.
-  void PublishFromOutside(int count) {
-    for (int sent = 0; sent < count;) {
-      // In portions for which the bus has room.
-      const int portion = std::min(count - sent, 500);
-      Latch delivered(portion);
-      const auto id = bus_.Subscribe([&](YOXNotificationData&) { delivered.CountDown(); }, false);
-      for (int i = 0; i < portion; ++i) bus_.Notify(Record(++sent), {});
-      ASSERT_TRUE(delivered.Wait());
-      bus_.Unsubscribe(id);
-    }
-  }
-
   // Waits until the condition is true, which other threads make so.
   template <typename Condition>
   void Until(Condition condition) {
@@ -53,11 +39,11 @@ TEST_F(BusLinkTest, WhatItPublishesReachesOthersAndIsNotCollected) {
   });
   Latch seen;
   const auto id = bus_.Subscribe([&](YOXNotificationData&) { seen.CountDown(); }, false);
-  link.Publish(Record(7), 1);
+  link.Publish(BusRecord(7), 1);
   EXPECT_TRUE(received.Wait());
   EXPECT_TRUE(seen.Wait());
   bus_.Unsubscribe(id);
-  PublishFromOutside(1);  // would be collected after it
+  PublishOnBus(1);  // would be collected after it
   std::deque<YOXNotificationData> collected;
   Until([&] {
     for (const YOXNotificationData& record : link.TakeCollected()) collected.push_back(record);
@@ -70,7 +56,7 @@ TEST_F(BusLinkTest, WhatItPublishesReachesOthersAndIsNotCollected) {
 TEST_F(BusLinkTest, TheNumbersOfDeliveredRecordsAreInOrder) {
   Latch received(3);
   BusLink link(changed_, [&](const YOXNotificationData&) { received.CountDown(); });
-  for (const std::uint64_t number : {30U, 10U, 20U}) link.Publish(Record(1), number);
+  for (const std::uint64_t number : {30U, 10U, 20U}) link.Publish(BusRecord(1), number);
   EXPECT_TRUE(received.Wait());
   std::vector<std::uint64_t> numbers;
   Until([&] {
@@ -84,16 +70,16 @@ TEST_F(BusLinkTest, TheNumbersOfDeliveredRecordsAreInOrder) {
 
 TEST_F(BusLinkTest, OnlySomeRecordsAreOnTheBusAtOnce) {
   BusLink link(changed_, [](const YOXNotificationData&) {});
-  for (std::uint64_t number = 0; number < 255; ++number) link.Publish(Record(1), number);
+  for (std::uint64_t number = 0; number < 255; ++number) link.Publish(BusRecord(1), number);
   EXPECT_TRUE(link.has_room());
-  link.Publish(Record(1), 255);
+  link.Publish(BusRecord(1), 255);
   EXPECT_FALSE(link.has_room());
 }
 
 TEST_F(BusLinkTest, ADeliveryThatHangsIsGivenUp) {
   Latch release;
   BusLink link(changed_, [&](const YOXNotificationData&) { (void)release.Wait(); });
-  link.Publish(Record(1), 1);
+  link.Publish(BusRecord(1), 1);
   ASSERT_TRUE(link.Due());
   const Moment due = *link.Due();
   EXPECT_LE(due, SteadyClock::now() + std::chrono::seconds(15));
@@ -106,10 +92,10 @@ TEST_F(BusLinkTest, ADeliveryThatHangsIsGivenUp) {
 
 TEST_F(BusLinkTest, WhatIsCollectedIsBounded) {
   BusLink link(changed_, [](const YOXNotificationData&) {});
-  PublishFromOutside(4'096 + 1);
+  PublishOnBus(4'096 + 1);
   Until([&] { return link.dropped() > 0; });
   EXPECT_EQ(link.TakeCollected().size(), 4'096);
-  PublishFromOutside(1);
+  PublishOnBus(1);
   std::size_t after = 0;
   Until([&] { return (after += link.TakeCollected().size()) == 1; });
   EXPECT_EQ(link.dropped(), 1);

@@ -85,5 +85,13 @@ TEST_F(ContentsTest, ThereIsABoundOfLists) {
   EXPECT_EQ(contents.Receive("list-0", kList, why_), Receipt::kAccepted);  // a new version
 }
 
+TEST_F(ContentsTest, ThereIsABoundOfRefusalsThatAreKept) {
+  Contents contents(folder_);
+  for (std::size_t i = 0; i < Contents::kMostContents + 1; ++i) {
+    ASSERT_EQ(contents.Receive("list-" + std::to_string(i), "{", why_), Receipt::kRefused);
+  }
+  EXPECT_EQ(contents.refusals().size(), Contents::kMostContents);
+}
+
 }  // namespace
 }  // namespace yoxd

@@ -22,13 +22,20 @@ TEST_F(InboxTest, ANewProcessContinuesWithWhatWasNotHandled) {
   {
     Inbox inbox(folder_);
     for (const char* const payload : {"a", "b", "c"}) inbox.Add(Message(0, payload));
+    const std::size_t before = inbox.bytes();
     inbox.Handled({inbox.Next().number});
+    EXPECT_EQ(inbox.bytes(), before / 3 * 2);
     EXPECT_EQ(inbox.Next().message.payload, "b");  // not handled yet
   }
   Inbox inbox(folder_);
   EXPECT_EQ(inbox.Next().message.payload, "b");
   EXPECT_EQ(inbox.Next().message.payload, "c");
   EXPECT_FALSE(inbox.waiting());
+  // What comes now has a number of its own.
+  inbox.Add(Message(0, "d"));
+  const auto [number, message] = inbox.Next();
+  EXPECT_EQ(number, 4);
+  EXPECT_EQ(message.payload, "d");
 }
 
 TEST_F(InboxTest, AnInterruptedLineDoesNotSpoilTheNext) {

@@ -9,7 +9,8 @@ namespace yoxd {
 namespace {
 
 TEST(MqttFailureTest, AnErrorOfTheSystemIsInTheSystemsWords) {
-  EXPECT_EQ(MqttFailure(MOSQ_ERR_ERRNO, EPROTO), "TLS: the broker ended the connection");
+  EXPECT_EQ(MqttFailure(MOSQ_ERR_ERRNO, EPROTO),
+            "TLS: the broker ended the connection; it may require a client certificate");
   EXPECT_EQ(MqttFailure(MOSQ_ERR_ERRNO, ENOENT), std::system_category().message(ENOENT));
   EXPECT_EQ(MqttFailure(MOSQ_ERR_CONN_LOST, ENOENT), mosquitto_strerror(MOSQ_ERR_CONN_LOST));
 }

@@ -8,6 +8,7 @@
 #include "host/yoxd/HostSystem.h"
 #include "host/yoxd/Service.h"
 #include "host/yoxd/Text.h"
+#include "host/yoxd/tests/BusTraffic.h"
 #include "tests/support/Checkout.h"
 #include "tests/support/Latch.h"
 #include "tests/support/TemporaryFolder.h"
@@ -55,6 +56,12 @@ TEST_F(ServiceTest, WhoWaitsForACollectionGoesOnAfterACommandForOne) {
   EXPECT_TRUE(collected.IsSet());
   YOX::SendTelemetryCommandHandler::Cancel();
   waiter.join();
+}
+
+TEST_F(ServiceTest, WhatTheBusSendsTooFastIsCountedAsDropped) {
+  Service service(configuration_, platform_);
+  PublishOnBus(4'096 + 500);  // while the service has no turn
+  EXPECT_GT(service.Status()["queue"]["dropped"].asInt(), 400);
 }
 
 }  // namespace

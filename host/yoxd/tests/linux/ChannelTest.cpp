@@ -245,6 +245,28 @@ TEST_F(ChannelTest, TheEndDoesNotWaitLongerThanItMay) {
   EXPECT_EQ(outbox_.in_flight(), 0);
 }
 
+TEST_F(ChannelTest, AConnectionEndsTheFormerFailure) {
+  MakeChannel();
+  Connect();
+  now_ += WaitAfterCut();
+  EXPECT_NE(channel_->reason(), "");
+  Accept();
+  EXPECT_EQ(channel_->reason(), "");
+}
+
+TEST_F(ChannelTest, ASilentBrokerIsAskedAlthoughMuchIsSent) {
+  MakeChannel();
+  Connect();
+  outbox_.Post("out", "first");
+  broker_.SendAcknowledged(NextPacket(ScriptedBroker::kPublish).identifier());
+  Until("the acknowledgement", [this] { return outbox_.empty(); });
+  const Moment last_read = now_;
+  now_ += seconds(40);
+  outbox_.Post("out", "second");
+  NextPacket(ScriptedBroker::kPublish);
+  EXPECT_LE(*channel_->Due(), last_read + seconds(61));
+}
+
 TEST_F(ChannelTest, AFailureIsFollowedByAWait) {
   const ClosedPort port;
   // The chance that the wait is drawn below a minute is 2 in a million.
