@@ -157,6 +157,11 @@ const TextRow kTextRows[] = {
     {"NoThousands", "tag", "A|>5,B,001,A|<9,0001", ""},
     {"TagOfTheProductWithASlip", "tag", "Device.Usage.IsManagedDevise|true",
      "tag-unknown \"Device.Usage.IsManagedDevise\""},
+    {"TagOfTheProductWithTwoMoreLetters", "tag", "DaysSinceOobeee",
+     "tag-unknown \"DaysSinceOobeee\""},
+    {"TagOfTheProductWithThreeMoreLetters", "tag", "DaysSinceOobeeee", ""},
+    {"TagOfTheProductWithTwoFewerLetters", "tag", "DaysSinceOo", "tag-unknown \"DaysSinceOo\""},
+    {"TagOfTheProductWithThreeFewerLetters", "tag", "DaysSinceO", ""},
     {"NegatedTagOfTheProductWithASlip", "tag", "!Device.Hardware.Gpu.Exist",
      "tag-unknown \"!Device.Hardware.Gpu.Exist\""},
     {"TagsOfOthers", "tag",
@@ -530,6 +535,36 @@ const FixRow kFixRows[] = {
 };
 
 INSTANTIATE_TEST_SUITE_P(Rows, LintFixes, testing::ValuesIn(kFixRows), RowName());
+
+// Each character in a tag and in a model, of which firmware has plain letters alone.
+TEST(LintTypography, FindsTheseCharactersAndNoOther) {
+  const auto found = [](const char* field) {
+    std::string text;
+    for (std::uint32_t unit = 0x80; unit <= 0xFFFF; ++unit) {
+      if (unit == 0x100) unit = 0x1FF0;
+      if (unit == 0x2080) unit = 0xFEF0;
+      const WString name = "A"_w + WString(1, static_cast<yox::WChar>(unit)) + "B"_w;
+      const std::string utf8 = String::UTF16ToUTF8(name);
+      const auto findings = FindingsIn({"", field, utf8.c_str(), ""});
+      if (std::ranges::none_of(findings, [](const LintFinding& one) {
+            return RowOf(one.rule).id == "typography";
+          })) {
+        continue;
+      }
+      constexpr const char* kDigits = "0123456789ABCDEF";
+      for (const int shift : {12, 8, 4, 0}) text += kDigits[unit >> shift & 0xF];
+      text += ' ';
+    }
+    return text;
+  };
+  EXPECT_EQ(
+      found("tag"),
+      "00A0 00AD 200B 200E 200F 202A 202B 202C 202D 202E 202F 2060 2061 2062 2063 2064 FEFF ");
+  EXPECT_EQ(found("model"),
+            "00A0 00AD 200B 200E 200F 2010 2011 2012 2013 2014 2015 2018 2019 201A 201B 201C 201D "
+            "201E 201F 202A 202B "
+            "202C 202D 202E 202F 2060 2061 2062 2063 2064 FEFF ");
+}
 
 TEST(LintRules, EachIsFoundByARow) {
   std::set<LintRule> found;

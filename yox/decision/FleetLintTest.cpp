@@ -95,6 +95,10 @@ const FleetRow kRows[] = {
     {"AVersionThatNoItemHas", R"({"installed_items": "Contoso Editor|>=8.0"})",
      "[0] Contoso Editor|>=8.0"},
     {"AVersionThatNoSystemHas", R"({"os_version": ">=11.0"})", "[0] >=11.0"},
+    {"AVersionWithASlip", R"({"os_version": "10.0.19054"})",
+     "[0] 10.0.19054 (did you mean \"10.0.19045\": 1 device)"},
+    {"AVersionThatIsExcludedWithASlip", R"({"os_version": "!10.0.19054"})", ""},
+    {"AComparedVersionHasNoneNear", R"({"os_version": ">10.0.22631"})", "[0] >10.0.22631"},
     {"AVersionOfASystem", R"({"os_version": "<10.0.22000"})", ""},
     {"ANewerVersionThanExcluded", R"({"os_version": "!9.0"})", ""},
     {"ADeviceThatIsNotThere", R"({"hardware_id": "PCI\\VEN_1234&DEV_5678"})",
@@ -110,6 +114,49 @@ INSTANTIATE_TEST_SUITE_P(Rows, FleetLintRows, testing::ValuesIn(kRows), RowName(
 TEST(FleetLint, WithoutDevicesNothingIsSaid) {
   const ApplicabilityFilter list = ReadFilterDocument(R"([{"mfr": "Contoso"}])");
   EXPECT_TRUE(FleetLint(list).Findings().empty());
+}
+
+// Numbers, and after them "Contoso".
+class ManyNames : public PairSource {
+ public:
+  explicit ManyNames(std::size_t others) : others_(others) {}
+  std::optional<PairView> First(const TextPattern& name, const Pairs& except) const override {
+    if (except.size() > others_) return std::nullopt;
+    name_ =
+        String::UTF8ToUTF16(except.size() == others_ ? "Contoso" : std::to_string(except.size()));
+    if (!name.Matches(name_)) return std::nullopt;
+    return PairView{name_, {}};
+  }
+
+ private:
+  std::size_t others_;
+  mutable yox::WString name_;
+};
+
+class TaggedFacts : public DeviceFacts {
+ public:
+  explicit TaggedFacts(const PairSource& tags) : DeviceFacts(NoPairs()), tags_(tags) {}
+
+ private:
+  PairsFact FetchTags() override { return {.knowledge = Knowledge::kKnown, .pairs = &tags_}; }
+  std::int64_t FetchNow() override { return 0; }
+
+  const PairSource& tags_;
+};
+
+TEST(FleetLint, OfADeviceAThousandNamesAreLookedAt) {
+  const auto detail = [](std::size_t others) {
+    const ApplicabilityFilter list = ReadFilterDocument(R"([{"tag": "Contosso"}])");
+    FleetLint lint(list);
+    const ManyNames tags(others);
+    TaggedFacts facts(tags);
+    FleetLint::Tally tally(lint);
+    tally.Add(facts);
+    lint.Add(tally);
+    return lint.Findings().at(0).detail;
+  };
+  EXPECT_EQ(detail(999), "did you mean \"Contoso\": 1 device");
+  EXPECT_EQ(detail(1000), "");
 }
 
 TEST(FleetLint, AFindingIsAllowedByAComment) {

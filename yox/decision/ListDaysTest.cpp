@@ -88,6 +88,12 @@ TEST(ListDaysTest, RolloutsSpanTheirFirstToTheirLastDay) {
   EXPECT_EQ(RolloutDaysOf(*ListOf(FilterField::date_range, "2026-01-01|*")), std::nullopt);
 }
 
+TEST(ListDaysTest, AYearThatCannotBeReadIsNotTheYearZero) {
+  const auto list = ListOf(FilterField::date_range, "x-03-01|x-04-01");
+  const DaySpan span{DayOf(-1, 1, 1), DayOf(1, 1, 1)};
+  EXPECT_EQ(DaysOfChange(*list, span), std::vector<std::int64_t>{span.first});
+}
+
 TEST(ListDaysTest, DaysWithoutAChangeAreLeftOut) {
   const auto list = ListOf(FilterField::date_range, "2026-03-01|2026-03-31");
   EXPECT_EQ(DaysOfChange(*list, {DayOf(2026, 1, 1), DayOf(2026, 12, 31)}),
