@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
+
 #include "yox/platform/registry/RegistryPaths.h"
 
 #include "tests/support/Rows.h"
@@ -33,6 +35,17 @@ TEST(RegistryPathTextTest, OtherRootsAreRefused) {
   for (const WString& text : {""_w, "\\HKLM"_w, "HKLMX\\A"_w, "HKCR\\A"_w, "HKLM/A"_w}) {
     EXPECT_FALSE(ParseRegistryPath(text));
   }
+}
+
+TEST(AsksToWriteTest, EachRightToChangeSomethingDoes) {
+  using yox::platform::AsksToWrite;
+  // KEY_SET_VALUE, KEY_CREATE_SUB_KEY, DELETE, GENERIC_WRITE, GENERIC_ALL
+  constexpr std::uint32_t kChanging = 0x2 | 0x4 | 0x10000 | 0x40000000 | 0x10000000;
+  for (std::uint32_t bit = 1; bit != 0; bit <<= 1) {
+    EXPECT_EQ(AsksToWrite(bit), (kChanging & bit) != 0) << bit;
+    EXPECT_EQ(AsksToWrite(0x20019 | bit), (kChanging & bit) != 0) << "KEY_READ and " << bit;
+  }
+  EXPECT_FALSE(AsksToWrite(0));
 }
 
 struct NameRow {

@@ -5,11 +5,14 @@
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <optional>
 #include <string>
 #include <system_error>
+#include <thread>
 
 #include "yox/platform/registry/linux/CommitCounter.h"
 
@@ -91,6 +94,22 @@ TEST_F(CommitCounterTest, ACountThatWasLostStartsWithANumberNobodyHasSeen) {
     EXPECT_EQ(counter.Count(), std::nullopt) << size;
     Commit();
     EXPECT_GT(counter.Count(), before) << size;
+  }
+}
+
+TEST_F(CommitCounterTest, TwoThatCreateTheCountAtOnceBothCommit) {
+  constexpr int kRounds = 300;
+  for (int round = 0; round < kRounds; ++round) {
+    fs::remove(file());
+    std::atomic<int> ready{0};
+    const auto commit = [&] {
+      ++ready;
+      while (ready < 2) std::this_thread::yield();
+      Commit();
+    };
+    std::future<void> other = std::async(std::launch::async, commit);
+    EXPECT_NO_THROW(commit());
+    EXPECT_NO_THROW(other.get());
   }
 }
 
