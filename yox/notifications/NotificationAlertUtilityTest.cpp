@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <utility>
+
 #include "yox/base/String.h"
 #include "yox/notifications/NotificationAlertUtility.h"
 
@@ -33,6 +35,21 @@ TEST(NotificationAlertUtilityTest, TheRecordIsReplacedAsAWhole) {
   EXPECT_EQ(record.getTopic(), WString());
   EXPECT_EQ(record.getNotificationProvider(), NotificationProvider{0});
   EXPECT_EQ(record.getDeviceActionState(), "-7"_w);
+}
+
+TEST(NotificationAlertUtilityTest, AnAlertThatWouldBecomeVeryLargeIsRefused) {
+  Json::Value param;
+  for (int depth = 0; depth < 900; ++depth) {
+    Json::Value outer;
+    outer["a"] = std::move(param);
+    param = std::move(outer);
+  }
+  Json::Value params(Json::arrayValue);
+  for (int i = 0; i < 10; ++i) params.append(param);
+  YOXNotificationData record(30, 307, "payload"_w);
+  EXPECT_THROW(NotificationAlertUtility::ConstructKXPPayload("kind"_w, params, record),
+               Json::RuntimeError);
+  EXPECT_EQ(record.getPayload(), "payload"_w);
 }
 
 TEST(NotificationAlertUtilityTest, AnAlertTakesAnyParameters) {

@@ -300,6 +300,28 @@ TEST(BusTest, AFirstSubscriberThatThrowsKeepsTheRecordFromNobody) {
   EXPECT_THAT(Texts(log), testing::Contains("D NotifyWorker: Inner Exception"));
 }
 
+// The log's sink is the host's, and is called in the round.
+TEST(BusTest, AnExceptionInARoundIsLoggedAndTheNextRecordsCome) {
+  TestBus bus;
+  Receiver receiver(bus);
+  const WString first = bus.Subscribe(
+      [](YOXNotificationData& record) {
+        if (record.getEventState() == 1) throw std::runtime_error("first");
+      },
+      true);
+  std::atomic<int> exceptions{0};
+  YOX::Log::SetSink([&](std::string_view, YOX::LogLevel, std::string_view line) {
+    if (line == "NotifyWorker: Inner Exception") throw std::runtime_error("log");
+    if (line == "NotifyWorker: Exception") ++exceptions;
+  });
+  bus.Notify(Record(7, 1), ""_w);
+  bus.Notify(Record(7, 2), ""_w);
+  EXPECT_EQ(receiver.Until(2), std::vector<int>{2});
+  YOX::Log::SetSink({});
+  EXPECT_EQ(exceptions, 1);
+  bus.Unsubscribe(first);
+}
+
 TEST(BusTest, SomebodyWhoLeavesBeforeItsTurnIsNotCalled) {
   TestBus bus;
   auto leaving = std::make_unique<Receiver>(bus);
