@@ -10,6 +10,7 @@
 #include "yox/platform/files/Files.h"
 
 #include "tests/support/CapturedLog.h"
+#include "tests/support/PrivateMember.h"
 #include "tests/support/SubstitutedPlatform.h"
 #include "tests/support/TestRecord.h"
 
@@ -21,6 +22,17 @@ using YOX::DeviceInfoProvider;
 using yox::WString;
 using yox_test::InstalledDevice;
 using yox_test::TestRecord;
+
+// What is kept without a function that returns it.
+struct Model : yox_test::PrivateMember<Model, WString DeviceInfoProvider::*> {};
+
+}  // namespace
+
+template struct yox_test::Reach<Model, &DeviceInfoProvider::model_>;
+
+namespace {
+
+WString ModelOf(const DeviceInfoProvider* provider) { return provider->*Reached(Model{}); }
 
 std::shared_ptr<MachineInformation> MakeRecord(const WString& type = "FA14"_w,
                                                const WString& bios = "FAL14 v1.35"_w) {
@@ -58,6 +70,7 @@ TEST(DeviceInfoProviderTest, WithoutOverrideAndConfigurationAllComesFromTheRecor
   EXPECT_EQ(provider->GetDeviceEnclosureType(), "Notebook"_w);
   EXPECT_EQ(provider->GetDeviceFamily(), "Falcon 14"_w);
   EXPECT_EQ(provider->GetDeviceCategory(), "PC"_w);
+  EXPECT_EQ(ModelOf(provider), "FA14-2210"_w);
 }
 
 TEST(DeviceInfoProviderTest, WhatFailsToBeReadIsSuppliedByTheRecord) {
@@ -90,6 +103,7 @@ TEST(DeviceInfoProviderTest, WhatIsConfiguredComesBeforeTheRecord) {
   EXPECT_EQ(provider->GetSystemSerialNumber(), "CONF1"_w);
   EXPECT_EQ(provider->GetRealSerialNumber(), "C0FFEE12"_w);
   EXPECT_EQ(provider->GetDeviceCategory(), "HUB"_w);
+  EXPECT_EQ(ModelOf(provider), "M"_w);
 }
 
 TEST(DeviceInfoProviderTest, ALongOverrideGivesTypeAndModel) {
@@ -99,6 +113,7 @@ TEST(DeviceInfoProviderTest, ALongOverrideGivesTypeAndModel) {
   EXPECT_EQ(provider->Init(MakeRecord()), 0U);
   EXPECT_EQ(provider->GetMT(), "20X1"_w);
   EXPECT_EQ(provider->GetMTM(), "20X1ABCD"_w);
+  EXPECT_EQ(ModelOf(provider), "20X1ABCD"_w);
 }
 
 TEST(DeviceInfoProviderTest, AShortOverrideIsTheWholeType) {

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <string_view>
+#include <thread>
 
 #include "yox/device/DeviceManagementStatus.h"
 #include "yox/device/InstalledDevice.h"
@@ -285,6 +286,25 @@ TEST(DeviceManagementTest, PolicyAndSubscriptionsAreSeenAtOnce) {
   device->registry().SetValue(key, "Subscriptions"_w,
                               yox::platform::RegistryValue::MultiText(list));
   EXPECT_TRUE(DeviceManagementStatus::IsDeviceClaimedInCommercialOrg());
+}
+
+// The results that are kept for an hour are queried again and again.
+TEST(DeviceManagementTest, SeveralThreadsGetTheSameResults) {
+  InstalledDevice device(
+      Profile(R"("os": {"edition_id": "Core"}, "services": {"ccmexec": "running"},
+                                    "join": {"domain": true, "cloud_device": true})"));
+  const auto query = [&] {
+    for (int i = 0; i < 100; ++i) {
+      EXPECT_TRUE(Query("domain"));
+      EXPECT_TRUE(Query("cloud_device"));
+      EXPECT_TRUE(Query("management_service"));
+      EXPECT_FALSE(Query("edition"));
+      device->clock().Advance(kHour);
+    }
+  };
+  std::thread other(query);
+  query();
+  other.join();
 }
 
 TEST(DeviceManagementTest, TheEditionIsRememberedForEver) {

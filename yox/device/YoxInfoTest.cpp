@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <thread>
+
 #include "yox/device/YoxInfo.h"
 #include "yox/platform/clock/Clock.h"
 #include "yox/platform/simulated/SimulatedDevice.h"
@@ -47,6 +49,20 @@ TEST_F(YoxInfoTest, AMissingExecutableIsLookedForAgainAndAFoundOneIsNot) {
   EXPECT_EQ(info->GetVersion(), "4.2.10.0"_w);
   Change("5.0.0.0"_w, false);
   EXPECT_EQ(info->GetYoxServiceVersion(), "4.2.10.0"_w);
+}
+
+TEST_F(YoxInfoTest, SeveralThreadsReadTheVersion) {
+  Change("4.2.10.0"_w, false);
+  YoxInfo* const info = YoxInfo::GetInstance();
+  const auto read = [&] {
+    for (int i = 0; i < 100; ++i) {
+      EXPECT_EQ(info->GetYoxServiceVersion(), "4.2.10.0"_w);
+      info->ForgetServiceVersion();
+    }
+  };
+  std::thread other(read);
+  read();
+  other.join();
 }
 
 TEST_F(YoxInfoTest, ThePreferenceIsReadAtEveryCall) {

@@ -10,6 +10,7 @@
 #include "yox/base/String.h"
 #include "yox/clientbase/FileSystem.h"
 #include "yox/platform/files/Files.h"
+#include "yox/policy/CombinedChain.h"
 #include "yox/policy/MqttChainFiles.h"
 #include "yox/policy/PlatformPolicy.h"
 
@@ -77,6 +78,21 @@ TEST_F(MqttCertChainTest, PrivateKeyOfTheServersChainStaysOutOfTheCombinedFile) 
   EXPECT_TRUE(PolicyOf(key + "# between\n" + kA + key).updateMqttCertChain());
   EXPECT_EQ(Read(bridge_), key + "# between\n" + kA + key);
   EXPECT_EQ(Read(combined_), "# between\n" + kA + "\n" + kB + "\n");
+}
+
+TEST_F(MqttCertChainTest, WhatIsReadSaysWhatWasLeftOut) {
+  const auto chain_of = [](const std::string& stored) {
+    EXPECT_TRUE(PolicyOf(stored).updateMqttCertChain());
+    return yox::policy::ReadCombinedChain();
+  };
+  EXPECT_TRUE(chain_of(kServerKey + kA).had_private_key);
+  const yox::policy::CombinedChain without = chain_of(kA);
+  EXPECT_FALSE(without.had_private_key);
+  EXPECT_TRUE(without.has_server_chain);
+  EXPECT_TRUE(without.is_clean);
+  EXPECT_FALSE(chain_of("garbage").has_server_chain);
+  Write(embedded_, "-----BEGIN CERTIFICATE-----\nbroken");
+  EXPECT_FALSE(chain_of(kA).is_clean);
 }
 
 TEST_F(MqttCertChainTest, GarbageInTheBridgeLeavesTheEmbeddedChainAlone) {

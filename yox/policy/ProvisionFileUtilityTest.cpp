@@ -151,6 +151,25 @@ TEST_F(ProvisionFileUtilityTest, TheLimitAlsoBoundsWhatIsRead) {
             "1048577\n");
 }
 
+TEST_F(ProvisionFileUtilityTest, TheBytesOfAFileAreReadAsTheFileIs) {
+  const std::string bytes = "{\"provision_token\": \"\xC3\xBC\xFF\"}";
+  EXPECT_EQ(TokenOf(bytes), "Ã¼ÿ"_w);
+  TestUtility of_bytes;
+  of_bytes.ExtractProvisionContentOf(bytes);
+  EXPECT_EQ(of_bytes.GetProvisionContent(), utility_.GetProvisionContent());
+  const yox_test::CapturedLog log;
+  of_bytes.ExtractProvisionContentOf(std::string(1'048'577, ' '));
+  EXPECT_EQ(of_bytes.GetProvisionContent(), utility_.GetProvisionContent());
+  EXPECT_NE(log.Text().find("Provision file size invalid 1048577"), std::string::npos);
+}
+
+TEST_F(ProvisionFileUtilityTest, TheReasonOfARefusalShowsNoPartOfTheToken) {
+  TokenOf(R"({"provision_token": "secret.secret.secret"})");
+  const std::string reason = utility_.WhyTokenIsRefused();
+  EXPECT_NE(reason, "");
+  EXPECT_EQ(reason.find("secret"), std::string::npos) << reason;
+}
+
 TEST_F(ProvisionFileUtilityTest, MalformedFileKeepsTheFormerContent) {
   EXPECT_EQ(TokenOf(R"({"provision_token": "first", "other": 7})"), "first"_w);
   const yox_test::CapturedLog log;

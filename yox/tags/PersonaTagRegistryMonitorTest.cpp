@@ -3,7 +3,6 @@
 #include <system_error>
 #include <thread>
 
-#include "yox/base/Log.h"
 #include "yox/base/String.h"
 #include "yox/platform/registry/RegistryPlatform.h"
 #include "yox/platform/waits/Event.h"
@@ -156,21 +155,38 @@ TEST_P(PersonaTagRegistryMonitorTest, StartAndStopMayRace) {
   races.join();
 }
 
+// Another monitor of the same key shows that there were changes to notice.
 TEST_P(PersonaTagRegistryMonitorTest, StoppedOnItsOwnThreadItEndsAndSaysSo) {
-  ASSERT_EQ(registry().CreateKey(Intent()), RegistryStatus::kOk);
+  ASSERT_EQ(registry().CreateKey(Intent("\\gaming"_w)), RegistryStatus::kOk);
+  yox_test::AwaitedLog log;
+  yox::PersonaTagRegistryMonitor other;
+  other.SetChangeEvent(changed_.handle());
+  other.Start();
+  ASSERT_TRUE(log.Await(kWatching));
   std::error_code error;
-  YOX::Log::SetSink([&](std::string_view, YOX::LogLevel, std::string_view line) {
-    if (line.find(kWatching) == std::string_view::npos) return;
+  Latch stopped;
+  log.OnLine(kWatching, [&] {
     try {
       monitor_.Stop();
     } catch (const std::system_error& thrown) {
       error = thrown.code();
     }
+    stopped.CountDown();
   });
+  Event ignored;
+  monitor_.SetChangeEvent(ignored.handle());
   monitor_.Start();
-  monitor_.Stop();
-  YOX::Log::SetSink({});
+  ASSERT_TRUE(stopped.Wait());
   EXPECT_EQ(error, std::errc::resource_deadlock_would_occur);
+  std::uint32_t number = 1;
+  for (; !changed_.IsSet() && number < 300; ++number) {
+    Answer(number);
+    WaitFor(changed_.handle(), 100);
+  }
+  EXPECT_TRUE(changed_.IsSet());
+  for (const std::uint32_t end = number + 20; number < end; ++number) Answer(number);
+  monitor_.Stop();
+  EXPECT_FALSE(ignored.IsSet());
 }
 
 }  // namespace

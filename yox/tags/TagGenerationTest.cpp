@@ -10,6 +10,7 @@
 #include "yox/platform/waits/Event.h"
 #include "yox/tags/AppAndTagCollection.h"
 
+#include "tests/faults/FailingPlatform.h"
 #include "tests/support/AwaitedLog.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/Rows.h"
@@ -126,6 +127,33 @@ TEST(TagGenerationTest, TheFirstTimeWritesTheTagsThatLastInTheirOrder) {
             "DaysSinceOobe:415, Device.Hardware.Npu.Exists:true, Device.Hardware.Npu.mfr:Contoso, "
             "Device.Hardware.Npu.description:Contoso AI Boost, OobeDate:2025-01-10, ")
       << "adapters' tags are not merged";
+}
+
+TEST(TagGenerationTest, ATagThatCannotBeReadDoesNotExist) {
+  Setting setting(kPlain);
+  setting.Store("Device.Hardware.Npu.Exists", "true");
+  setting.Store("Device.Hardware.Npu.mfr", "Contoso");
+  setting.Store("Device.Hardware.Npu.description", "AI");
+  setting.Store("OobeDate", "2025-01-10");
+  yox_test::FailingPlatform platform(setting.device);
+  const yox::platform::ScopedPlatform installed(platform.platform());
+  int call = 0;
+  bool exist = false;
+  do {
+    platform.call().Choose(++call);
+    exist = setting.tags.CheckIfTagsAlreadyExist();
+    EXPECT_EQ(exist, platform.call().calls() < call) << call;
+  } while (!exist && call < 100);
+  EXPECT_GE(call, 5);
+}
+
+TEST(TagGenerationTest, TheDaysAreWrittenWhereAKeyHasTheirName) {
+  Setting setting(kPlain);
+  RegistryKey key = setting.key;
+  key.path += "\\DaysSinceOobe"_w;
+  ASSERT_EQ(setting.device.registry().CreateKey(key), RegistryStatus::kOk);
+  setting.Collect();
+  EXPECT_NE(setting.Stored().find("DaysSinceOobe=415;"), std::string::npos) << setting.Stored();
 }
 
 TEST(TagGenerationTest, LaterTheDaysAloneAreWrittenAndTheRecordIsFilledWithoutProbing) {
