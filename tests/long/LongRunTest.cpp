@@ -118,12 +118,13 @@ struct InUse {
   }
 };
 
-// Everything that has threads or handles, once.
-void StartAndStopEverything() {
+// Everything that has threads or handles, once. The evaluator is ended by its call, or by the event
+// and its end alone, in turn, and is asked for another watch in every third round.
+void StartAndStopEverything(int round) {
   Event stop;
   ApplicabilityEvaluator::SetYoxIsStoppingHandle(stop.handle());
-  Evaluator evaluator;
-  evaluator.Init();
+  std::optional<Evaluator> evaluator(std::in_place);
+  evaluator->Init();
   yox::PersonaTagRegistryMonitor monitor;
   monitor.Start();
   HardwareIdRepository repository;
@@ -136,13 +137,15 @@ void StartAndStopEverything() {
   EXPECT_TRUE(Eventually([&] { return received == 1; }));
   Collection collection;
   collection.RefreshTags(stop.handle(), true);
-  evaluator.EvaluateHardwareIdFilter("PCI\\VEN_1"_w);
+  evaluator->EvaluateHardwareIdFilter("PCI\\VEN_1"_w);
+  if (round % 3 == 1) evaluator->RefreshPersonaTagMonitoring();
   bus.Unsubscribe(id);
   bus.Cleanup();
   tracker.Stop();
   monitor.Stop();
   stop.Set();
-  evaluator.Uninit();
+  if (round % 2 == 0) evaluator->Uninit();
+  evaluator.reset();
   ApplicabilityEvaluator::SetYoxIsStoppingHandle({});
 }
 
@@ -152,9 +155,9 @@ TEST(LongRunTest, StartingAndStoppingEverythingLeavesNothing) {
   MachineInformation::Publish();
   const int rounds = FromEnvironment("YOX_LONG_ROUNDS", kRounds);
   // What is made once, and the threads of the pool, which stay for a while.
-  for (int i = 0; i < rounds / 4; ++i) StartAndStopEverything();
+  for (int i = 0; i < rounds / 4; ++i) StartAndStopEverything(i);
   const InUse before = InUse::Now();
-  for (int i = 0; i < rounds; ++i) StartAndStopEverything();
+  for (int i = 0; i < rounds; ++i) StartAndStopEverything(i);
   const InUse after = InUse::Now();
   RecordProperty("bytes_before", std::to_string(before.bytes));
   RecordProperty("bytes_after", std::to_string(after.bytes));

@@ -462,20 +462,6 @@ TEST_F(EvaluatorLifeTest, APersonaAnswerIsHeldLikeATag) {
   EXPECT_EQ(log_.Count("Received registry tags updated event"), 1U);
 }
 
-TEST_F(EvaluatorLifeTest, StartsAndStopsAThousandTimes) {
-  for (int i = 0; i < 1'000; ++i) {
-    Event stop;
-    ApplicabilityEvaluator::SetYoxIsStoppingHandle(stop.handle());
-    LivingEvaluator evaluator;
-    evaluator.Init();
-    if (i % 3 == 1) evaluator.RefreshPersonaTagMonitoring();
-    if (i % 3 == 2) std::this_thread::yield();
-    stop.Set();
-    if (i % 2 == 0) evaluator.Uninit();
-  }
-  EXPECT_EQ(log_.Count("ApplicabilityEvaluator::Uninit :exit"), 1'000U);
-}
-
 // Others may ask for the instance while it starts, and get the one that is starting.
 TEST(EvaluatorSingletonTest, IsPublishedBeforeItStarts) {
   SimulatedDevice device(ReadDeviceProfile(kProfile));
