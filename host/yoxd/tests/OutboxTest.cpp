@@ -115,6 +115,19 @@ TEST_F(OutboxTest, AStateIsSentWhenItChangesAndBeforeTheQueue) {
   EXPECT_EQ(Send(outbox, 3), "new");
 }
 
+TEST_F(OutboxTest, AStateThatChangesOnItsWayIsOnItsWayOnce) {
+  Outbox outbox(folder_, {});
+  outbox.SetState("s", "old");
+  EXPECT_EQ(Send(outbox, 1), "old");
+  outbox.SetState("s", "new");
+  EXPECT_EQ(Send(outbox, 2), "new");
+  EXPECT_EQ(outbox.in_flight(), 1);
+  outbox.Acknowledged(1);  // of the former value
+  EXPECT_FALSE(outbox.empty());
+  outbox.Acknowledged(2);
+  EXPECT_TRUE(outbox.empty());
+}
+
 TEST_F(OutboxTest, ALostStateIsSentAgain) {
   Outbox outbox(folder_, {});
   outbox.SetState("s", "value");
