@@ -308,8 +308,9 @@ class FastNode {
   Tokens& tokens_;
 };
 
-// Reads the document whose tokens these are. FactsReading sees to keys that are given twice.
-void ReadDocument(Tokens& tokens, LineValues& values) {
+// Reads the document whose tokens these are. FactsReading sees to keys that are given twice. Begins
+// a line of the cache: elsewhere its loop takes up to a sixth longer.
+[[gnu::aligned(64)]] void ReadDocument(Tokens& tokens, LineValues& values) {
   decision::FactsReading<FastNode, LineValues> reading(values);
   const FastNode node(tokens);
   tokens.Take('{');
