@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <thread>
 
 #include "yox/device/YoxInfo.h"
@@ -54,8 +55,11 @@ TEST_F(YoxInfoTest, AMissingExecutableIsLookedForAgainAndAFoundOneIsNot) {
 TEST_F(YoxInfoTest, SeveralThreadsReadTheVersion) {
   Change("4.2.10.0"_w, false);
   YoxInfo* const info = YoxInfo::GetInstance();
+  std::atomic<int> ready{0};
   const auto read = [&] {
-    for (int i = 0; i < 100; ++i) {
+    ++ready;
+    while (ready < 2) std::this_thread::yield();
+    for (int i = 0; i < 2'000; ++i) {
       EXPECT_EQ(info->GetYoxServiceVersion(), "4.2.10.0"_w);
       info->ForgetServiceVersion();
     }
