@@ -5,14 +5,11 @@
 #include <unistd.h>
 
 #include <array>
-#include <atomic>
 #include <filesystem>
 #include <fstream>
-#include <future>
 #include <optional>
 #include <string>
 #include <system_error>
-#include <thread>
 
 #include "yox/platform/registry/linux/CommitCounter.h"
 
@@ -94,22 +91,6 @@ TEST_F(CommitCounterTest, ACountThatWasLostStartsWithANumberNobodyHasSeen) {
     EXPECT_EQ(counter.Count(), std::nullopt) << size;
     Commit();
     EXPECT_GT(counter.Count(), before) << size;
-  }
-}
-
-TEST_F(CommitCounterTest, TwoThatCreateTheCountAtOnceBothCommit) {
-  constexpr int kRounds = 300;
-  for (int round = 0; round < kRounds; ++round) {
-    fs::remove(file());
-    std::atomic<int> ready{0};
-    const auto commit = [&] {
-      ++ready;
-      while (ready < 2) std::this_thread::yield();
-      Commit();
-    };
-    std::future<void> other = std::async(std::launch::async, commit);
-    EXPECT_NO_THROW(commit());
-    EXPECT_NO_THROW(other.get());
   }
 }
 
