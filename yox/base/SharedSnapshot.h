@@ -1,5 +1,7 @@
 #pragma once
 
+#include <atomic>
+#include <cstdint>
 #include <memory>
 #include <utility>
 
@@ -31,6 +33,9 @@ class SharedSnapshot {
     return value_;
   }
 
+  // Changes whenever the object is replaced. Costs one load.
+  std::uint64_t Generation() const { return generation_.load(std::memory_order_acquire); }
+
   void Set(T value) { Exchange(std::make_shared<const T>(std::move(value))); }
 
   // Compare and swap. Returns false, with nothing changed, when `expected` is no longer the current
@@ -39,7 +44,7 @@ class SharedSnapshot {
     auto replacement = std::make_shared<const T>(std::move(value));
     const MutexLock lock(mutex_);
     if (value_ != expected) return false;
-    value_.swap(replacement);
+    Replace(replacement);
     return true;
   }
 
@@ -47,11 +52,16 @@ class SharedSnapshot {
   // The former object is released after the lock.
   void Exchange(Pointer replacement) {
     const MutexLock lock(mutex_);
+    Replace(replacement);
+  }
+  void Replace(Pointer& replacement) YOX_REQUIRES(mutex_) {
     value_.swap(replacement);
+    generation_.fetch_add(1, std::memory_order_release);
   }
 
   mutable Mutex mutex_;
   Pointer value_ YOX_GUARDED_BY(mutex_);
+  std::atomic<std::uint64_t> generation_{0};
 };
 
 }  // namespace yox

@@ -26,6 +26,11 @@ using Outcome = yox::platform::JoinAnswer::Outcome;
 
 namespace {
 
+using yox::device::ManagementState;
+
+constexpr std::int64_t kForEver = INT64_MAX;
+constexpr std::int64_t kNotAtAll = INT64_MIN;
+
 // A result that is kept until the process ends or its platform changes.
 class KnownForEver {
  public:
@@ -57,7 +62,7 @@ class KnownForAnHour {
  public:
   // `query` returns std::nullopt if there is no result to keep.
   template <class Query>
-  bool Get(Query query) {
+  ManagementState Get(Query query) {
     constexpr std::int64_t kHour = 3'600'000'000'000;  // in nanoseconds
     const std::int64_t now = Platform::Get().clock().SteadyNanoseconds();
     {
@@ -67,14 +72,14 @@ class KnownForAnHour {
         queried_ = 0;
         generation_ = Platform::Generation();
       }
-      if (now - queried_ < kHour) return answer_;
+      if (now - queried_ < kHour) return {answer_, queried_ + kHour};
     }
     const std::optional<bool> fresh = query();
-    if (!fresh) return false;
+    if (!fresh) return {false, kNotAtAll};
     const yox::MutexLock lock(mutex_);
     answer_ = *fresh;
     queried_ = now;
-    return answer_;
+    return {answer_, now + kHour};
   }
 
  private:
@@ -110,7 +115,68 @@ bool NamesManagedEdition(const WString& text) {
                                     "edu"_wv);  // short, as required: matches anywhere in the text
 }
 
+ManagementState Domain() {
+  constexpr const char* kName = "DeviceManagementStatus::IsJoinedToAnyDomain";
+  static KnownForEver memory;
+  if (const auto known = memory.Get()) return {*known, kForEver};
+  const JoinAnswer join = Platform::Get().join_state().Domain();
+  if (!WasAsked(join, kName)) return {};
+  if (join.code != 0) {
+    g_log.e("%s: NetGetJoinInformation return code %llu", kName, std::uint64_t{join.code});
+  }
+  return {memory.Remember(join.joined), kForEver};
+}
+
+ManagementState CloudDevice() {
+  static KnownForAnHour memory;
+  return memory.Get([]() -> std::optional<bool> {
+    const JoinAnswer join = Platform::Get().join_state().Cloud();
+    if (!WasAsked(join, "DeviceManagementStatus::IsJoinedToAadDomain")) return std::nullopt;
+    return join.joined;
+  });
+}
+
+ManagementState Edition() {
+  static KnownForEver memory;
+  if (const auto known = memory.Get()) return {*known, kForEver};
+  return {memory.Remember(
+              NamesManagedEdition(OperatingSystemAgent::GetOperatingSystemProductEditionID()) ||
+              NamesManagedEdition(OperatingSystemAgent::GetOperatingSystemProductName())),
+          kForEver};
+}
+
+// Until the registry changes.
+ManagementState Policy() {
+  // Never destroyed. Every decision of the running service reads the value.
+  static const auto& path = *new WString("SOFTWARE\\Policies\\Tervan\\YOX\\"_w);
+  static const auto& name = *new WString("IsManagedDevice"_w);
+  std::uint32_t managed = 0;
+  YOX::CRegUtil::GetRegValueOfDwordType(HKEY_LOCAL_MACHINE, path, name, managed);
+  return {managed != 0, kForEver};
+}
+
+// The same.
+ManagementState Organisation() {
+  return {DeviceManagementStatus::IsDeviceClaimedInCommercialOrg(), kForEver};
+}
+
+ManagementState ManagementService() {
+  static KnownForAnHour memory;
+  return memory.Get(
+      []() -> std::optional<bool> { return Platform::Get().services().IsRunning("ccmexec"_wv); });
+}
+
 }  // namespace
+
+ManagementState yox::device::QueryManagement() {
+  ManagementState all{false, kForEver};
+  for (const auto query : {Domain, CloudDevice, Edition, Policy, Organisation, ManagementService}) {
+    const ManagementState state = query();
+    all.known_until = std::min(all.known_until, state.known_until);
+    if (state.is_managed) return {true, all.known_until};
+  }
+  return all;
+}
 
 constexpr std::array<yox::WStringView, 2> DeviceManagementStatus::nonCommercialOrgIds = {
     "c915fedc-aab3-4509-a588-9d8365f31079"_wv, "f1e571bf-4b98-4463-832a-eaadc56f4c9d"_wv};
@@ -128,48 +194,13 @@ std::span<const yox::device::ManagementSignal> yox::device::ManagementSignals() 
   return kSignals;
 }
 
-bool DeviceManagementStatus::IsDeviceManaged() {
-  return std::ranges::any_of(yox::device::ManagementSignals(),
-                             [](const auto& signal) { return signal.query(); });
-}
+bool DeviceManagementStatus::IsDeviceManaged() { return yox::device::QueryManagement().is_managed; }
 
-bool DeviceManagementStatus::IsJoinedToAnyDomain() {
-  constexpr const char* kName = "DeviceManagementStatus::IsJoinedToAnyDomain";
-  static KnownForEver memory;
-  if (const auto known = memory.Get()) return *known;
-  const JoinAnswer join = Platform::Get().join_state().Domain();
-  if (!WasAsked(join, kName)) return false;
-  if (join.code != 0) {
-    g_log.e("%s: NetGetJoinInformation return code %llu", kName, std::uint64_t{join.code});
-  }
-  return memory.Remember(join.joined);
-}
-
-bool DeviceManagementStatus::IsJoinedToAadDomain() {
-  static KnownForAnHour memory;
-  return memory.Get([]() -> std::optional<bool> {
-    const JoinAnswer join = Platform::Get().join_state().Cloud();
-    if (!WasAsked(join, "DeviceManagementStatus::IsJoinedToAadDomain")) return std::nullopt;
-    return join.joined;
-  });
-}
-
-bool DeviceManagementStatus::IsEnterpriseOrEducationEdition() {
-  static KnownForEver memory;
-  if (const auto known = memory.Get()) return *known;
-  return memory.Remember(
-      NamesManagedEdition(OperatingSystemAgent::GetOperatingSystemProductEditionID()) ||
-      NamesManagedEdition(OperatingSystemAgent::GetOperatingSystemProductName()));
-}
-
-bool DeviceManagementStatus::IsGroupPolicySetForManagedDevice() {
-  // Never destroyed. Every decision of the running service reads the value.
-  static const auto& path = *new WString("SOFTWARE\\Policies\\Tervan\\YOX\\"_w);
-  static const auto& name = *new WString("IsManagedDevice"_w);
-  std::uint32_t managed = 0;
-  YOX::CRegUtil::GetRegValueOfDwordType(HKEY_LOCAL_MACHINE, path, name, managed);
-  return managed != 0;
-}
+bool DeviceManagementStatus::IsJoinedToAnyDomain() { return Domain().is_managed; }
+bool DeviceManagementStatus::IsJoinedToAadDomain() { return CloudDevice().is_managed; }
+bool DeviceManagementStatus::IsEnterpriseOrEducationEdition() { return Edition().is_managed; }
+bool DeviceManagementStatus::IsGroupPolicySetForManagedDevice() { return Policy().is_managed; }
+bool DeviceManagementStatus::IsManagedBySCCM() { return ManagementService().is_managed; }
 
 bool DeviceManagementStatus::IsDeviceClaimedInCommercialOrg() {
   std::vector<WString> subscriptions;
@@ -181,10 +212,4 @@ bool DeviceManagementStatus::IsDeviceClaimedInCommercialOrg() {
            const WString id = String::ToLower(subscription);
            return std::ranges::find(nonCommercialOrgIds, id) != nonCommercialOrgIds.end();
          });
-}
-
-bool DeviceManagementStatus::IsManagedBySCCM() {
-  static KnownForAnHour memory;
-  return memory.Get(
-      []() -> std::optional<bool> { return Platform::Get().services().IsRunning("ccmexec"_wv); });
 }

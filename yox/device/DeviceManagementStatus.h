@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <span>
 
 #include "yox/base/Export.h"
@@ -14,6 +15,17 @@ struct ManagementSignal {
   const char* source;  // where it is read, in a few words
   bool (*query)();     // false when the source cannot be read
 };
+
+// Whether an organisation manages the device, and until when that is known to be so.
+struct ManagementState {
+  bool is_managed = false;
+  // In nanoseconds of the platform's steady clock, provided that neither the registry nor the
+  // platform changes before. INT64_MIN: the next call has to query again.
+  std::int64_t known_until = INT64_MIN;
+};
+
+// The same as IsDeviceManaged, for callers that keep the result.
+ManagementState QueryManagement();
 
 // The signals in the order in which IsDeviceManaged queries them.
 YOX_API std::span<const ManagementSignal> ManagementSignals();

@@ -1,6 +1,8 @@
 #include "yox/tags/AppAndTagCollection.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <optional>
 #include <utility>
 
 #include "yox/base/Log.h"
@@ -20,6 +22,8 @@ using YOX::CRegUtil;
 using YOX::g_log;
 using yox::WString;
 using yox::WStringView;
+using yox::device::ManagementState;
+using yox::platform::Platform;
 using namespace yox::literals;
 
 namespace {
@@ -43,6 +47,56 @@ WString ValueOf(const yox::platform::RegistryValue& stored) {
   return text;
 }
 
+// Writes a log line when the result differs from that of the last call. The lists are never
+// destroyed.
+const AppAndTagCollection::List& ManagementTags(bool is_managed) {
+  using List = AppAndTagCollection::List;
+  static const auto& managed = *new List{{"Device.Usage.IsManagedDevice"_w, "true"_w}};
+  static const auto& unmanaged = *new List{{"Device.Usage.IsManagedDevice"_w, "false"_w}};
+  static yox::Mutex mutex;
+  static const List* reported YOX_GUARDED_BY(mutex) = nullptr;
+  const List& tags = is_managed ? managed : unmanaged;
+  const yox::MutexLock lock(mutex);
+  if (&tags != reported) {
+    g_log.d("%s: Device.Usage.IsManagedDevice %s", "AppAndTagCollection::GetDynamicMemoryTags",
+            tags.front().value());
+    reported = &tags;
+  }
+  return tags;
+}
+
+// What the management tag depends on, and the list that has it.
+class StateOfTag {
+ public:
+  constexpr StateOfTag() = default;
+  // The state at this moment, with a list of that generation.
+  explicit StateOfTag(std::uint64_t list)
+      : list_(list),
+        platform_(Platform::Generation()),
+        registry_(Platform::Get().registry().Generation()) {}
+
+  StateOfTag Until(std::int64_t moment) const {
+    StateOfTag limited = *this;
+    limited.until_ = registry_ ? moment : INT64_MIN;
+    return limited;
+  }
+  // Whether this state has lasted until `now`.
+  bool IsStill(const StateOfTag& now) const {
+    return *this == now && until_ != INT64_MIN &&
+           (until_ == INT64_MAX || Platform::Get().clock().SteadyNanoseconds() < until_);
+  }
+  friend bool operator==(const StateOfTag& left, const StateOfTag& right) {
+    return left.list_ == right.list_ && left.platform_ == right.platform_ &&
+           left.registry_ == right.registry_;
+  }
+
+ private:
+  std::uint64_t list_ = 0;
+  std::uint64_t platform_ = 0;
+  std::optional<std::uint64_t> registry_ = std::nullopt;
+  std::int64_t until_ = INT64_MIN;  // of the steady clock, in nanoseconds
+};
+
 }  // namespace
 
 const WString AppAndTagCollection::szRegKeySubPath = "SOFTWARE\\Tervan\\YOX\\Applicability\\Tags"_w;
@@ -57,11 +111,17 @@ AppAndTagCollection::~AppAndTagCollection() = default;
 
 AppAndTagCollection* AppAndTagCollection::GetInstance() {
   static AppAndTagCollection instance;
+  const StateOfTag now(instance.tags_.Generation());
+  constinit static thread_local StateOfTag last;
+  if (last.IsStill(now)) return &instance;
   if (instance.tags_.Get()->empty()) {
     if (const auto record = Record()) record->CollectGpuNames();
     instance.setTags(instance.getTagsFromRegistryAndMemory());
   }
-  for (const YOXTag& tag : instance.GetDynamicMemoryTags()) instance.AddToList(tag, false);
+  const ManagementState management = yox::device::QueryManagement();
+  for (const YOXTag& tag : ManagementTags(management.is_managed)) instance.AddToList(tag, false);
+  // Kept if all of it is of one moment, in which the list had the tag already.
+  if (StateOfTag(instance.tags_.Generation()) == now) last = now.Until(management.known_until);
   return &instance;
 }
 
@@ -229,20 +289,8 @@ void AppAndTagCollection::RefreshPersonaTags() {
   } while (!tags_.CompareAndSet(current, std::move(tags)));
 }
 
-// The lists are never destroyed.
 const AppAndTagCollection::List& AppAndTagCollection::GetDynamicMemoryTags() {
-  static const auto& managed = *new List{{"Device.Usage.IsManagedDevice"_w, "true"_w}};
-  static const auto& unmanaged = *new List{{"Device.Usage.IsManagedDevice"_w, "false"_w}};
-  static yox::Mutex mutex;
-  static const List* reported YOX_GUARDED_BY(mutex) = nullptr;
-  const List& tags = DeviceManagementStatus::IsDeviceManaged() ? managed : unmanaged;
-  const yox::MutexLock lock(mutex);
-  if (&tags != reported) {
-    g_log.d("%s: Device.Usage.IsManagedDevice %s", "AppAndTagCollection::GetDynamicMemoryTags",
-            tags.front().value());
-    reported = &tags;
-  }
-  return tags;
+  return ManagementTags(DeviceManagementStatus::IsDeviceManaged());
 }
 
 void AppAndTagCollection::CollectTags(yox::platform::WaitHandle stopEvent, bool dateFlag,

@@ -34,8 +34,9 @@ class YOX_API AppAndTagCollection {
   static const yox::WString oobeDateTag;
   static const yox::WString daysSinceOobe;
 
-  // Never returns null. Fills the list when it is empty, and on every call computes again whether
-  // the device is managed, which costs a few system calls.
+  // Never returns null. Fills the list when it is empty, and computes again whether the device is
+  // managed: on every call, which costs a few system calls, unless the platform tells when its
+  // registry changes.
   static AppAndTagCollection* GetInstance();
 
   // Returns a copy of the list, in order. Holds the lock.

@@ -1,3 +1,5 @@
+#include <thread>
+
 #include "yox/base/String.h"
 #include "yox/device/MachineInformation.h"
 #include "yox/foundation/YOXHelperFactory.h"
@@ -296,6 +298,59 @@ TEST(AppAndTagCollectionSingletonTest, ItFillsAnEmptyListAndAsksForManagementEac
   tags->setTags({});
   AppAndTagCollection::GetInstance();
   EXPECT_EQ(text(), "a:1, Device.Usage.IsManagedDevice:true, ");
+}
+
+TEST(AppAndTagCollectionSingletonTest, TheManagementTagComesBackWhenTheListIsReplaced) {
+  yox::platform::SimulatedDevice device;
+  const yox::platform::ScopedPlatform installed(device);
+  AppAndTagCollection* const tags = AppAndTagCollection::GetInstance();
+  for (const WString& name : {"a"_w, "b"_w}) {
+    tags->setTags({{name, "1"_w}});
+    AppAndTagCollection::GetInstance();
+    AppAndTagCollection::GetInstance();
+    EXPECT_EQ(String::UTF16ToUTF8(tags->getTagsAsString()),
+              String::UTF16ToUTF8(name) + ":1, Device.Usage.IsManagedDevice:false, ");
+  }
+}
+
+TEST(AppAndTagCollectionSingletonTest, APolicyThatAnotherThreadSetsIsSeen) {
+  yox::platform::SimulatedDevice device;
+  const yox::platform::ScopedPlatform installed(device);
+  const RegistryKey policy{HKEY_LOCAL_MACHINE, "SOFTWARE\\Policies\\Tervan\\YOX"_w, {}, {}};
+  ASSERT_EQ(device.registry().CreateKey(policy), RegistryStatus::kOk);
+  for (const std::uint32_t managed : {0U, 1U, 0U}) {
+    std::thread([&] {
+      device.registry().SetValue(policy, "IsManagedDevice"_w, RegistryValue::Dword(managed));
+      AppAndTagCollection::GetInstance();
+    }).join();
+    EXPECT_THAT(String::UTF16ToUTF8(AppAndTagCollection::GetInstance()->getTagsAsString()),
+                HasSubstr(managed != 0 ? "IsManagedDevice:true" : "IsManagedDevice:false"));
+  }
+}
+
+TEST(AppAndTagCollectionSingletonTest, AManagementServiceIsSeenWithinAnHour) {
+  yox::platform::DeviceProfile profile;
+  profile.clock.emplace();
+  profile.clock->now = yox::platform::LocalTime{{2026, 3, 1}};
+  profile.clock->uptime_seconds = 7200;
+  yox::platform::SimulatedDevice device(profile);
+  const yox::platform::ScopedPlatform installed(device);
+  const auto is_managed = [] {
+    const WString text = AppAndTagCollection::GetInstance()->getTagsAsString();
+    return text.find("IsManagedDevice:true"_wv) != WString::npos;
+  };
+  EXPECT_FALSE(is_managed());
+  device.Change([](yox::platform::DeviceProfile& changed) {
+    changed.services["ccmexec"_w] = yox::platform::DeviceProfile::ServiceState::kRunning;
+  });
+  device.clock().Advance(3599);
+  EXPECT_FALSE(is_managed());
+  device.clock().Advance(1);
+  EXPECT_TRUE(is_managed());
+  device.Change([](yox::platform::DeviceProfile& changed) { changed.services.clear(); });
+  EXPECT_TRUE(is_managed());
+  device.clock().Advance(3600);
+  EXPECT_FALSE(is_managed());
 }
 
 TEST(AppAndTagCollectionSingletonTest, FillingItCollectsTheDisplayAdapters) {

@@ -165,6 +165,12 @@ class YOX_API Registry {
   virtual RegistryStatus Watch(const RegistryKey& key, Changed changed,
                                std::unique_ptr<RegistryWatch>& watch) = 0;
 
+  // Returns a number that differs from every earlier one as soon as something that this registry
+  // returns may have changed, by whichever process: what was read between two calls with the same
+  // number has not changed meanwhile, and what was read before is still right. Costs a load.
+  // Returns std::nullopt where that is not to be had for so little, as on Linux and Windows.
+  virtual std::optional<std::uint64_t> Generation() const { return std::nullopt; }
+
   // Returns whether the key exists and can be opened for reading.
   bool Exists(const RegistryKey& key);
   // Creates the key and every missing key above it; an existing key is success.

@@ -160,6 +160,7 @@ void SimulatedRegistry::SetOwnUser(const WString& own_user) {
   const MutexLock lock(mutex_);
   Transaction transaction(keys_);
   transaction.Do({RegistryAction::kCreateKey, {}, {}, {}}, path);
+  generation_.fetch_add(1, std::memory_order_release);
 }
 
 void SimulatedRegistry::SetReadOnly(bool read_only) {
@@ -250,7 +251,10 @@ RegistryStatus SimulatedRegistry::Apply(std::span<const RegistryEdit> edits) {
       }
     }
     changes = transaction.changes();
-    if (!changes.empty()) watchers = watchers_;
+    if (!changes.empty()) {
+      watchers = watchers_;
+      generation_.fetch_add(1, std::memory_order_release);
+    }
   }
   for (const std::shared_ptr<Watcher>& watcher : watchers) {
     const std::vector<RegistryChange> seen = ChangesBelow(changes, watcher->folded);

@@ -1,7 +1,10 @@
 #pragma once
 
+#include <atomic>
+#include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "yox/base/ThreadSafety.h"
@@ -34,6 +37,9 @@ class YOX_API SimulatedRegistry final : public Registry {
   RegistryStatus Apply(std::span<const RegistryEdit> edits) override;
   RegistryStatus Watch(const RegistryKey& key, Changed changed,
                        std::unique_ptr<RegistryWatch>& watch) override;
+  std::optional<std::uint64_t> Generation() const override {
+    return generation_.load(std::memory_order_acquire);
+  }
 
  private:
   struct Key;
@@ -48,6 +54,9 @@ class YOX_API SimulatedRegistry final : public Registry {
   std::map<WString, Key> keys_ YOX_GUARDED_BY(mutex_);  // by folded path
   std::vector<std::shared_ptr<Watcher>> watchers_ YOX_GUARDED_BY(mutex_);
   bool read_only_ YOX_GUARDED_BY(mutex_) = false;
+  // Written with the lock, after a change and before the unlock: a reader that finds the new number
+  // finds the change, and one that has seen the change finds the new number.
+  std::atomic<std::uint64_t> generation_{0};
 };
 
 }  // namespace yox::platform

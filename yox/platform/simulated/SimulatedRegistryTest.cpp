@@ -1,3 +1,6 @@
+#include <cstdint>
+#include <set>
+
 #include "yox/platform/registry/RegistryContract.h"
 #include "yox/platform/simulated/SimulatedRegistry.h"
 
@@ -34,6 +37,29 @@ TEST(SimulatedRegistryTest, AnotherOwnUserHasAnotherHive) {
   EXPECT_FALSE(registry.Exists(key));
   EXPECT_TRUE(registry.Exists({HKEY_USERS, "S-1-5-18"_w, {}, {}}));
   EXPECT_TRUE(registry.Exists({HKEY_USERS, kUser + "\\Software"_w, {}, {}}));
+}
+
+TEST(SimulatedRegistryTest, EveryChangeGivesItAnotherGeneration) {
+  SimulatedRegistry registry;
+  const RegistryKey key{HKEY_LOCAL_MACHINE, "SOFTWARE"_w, {}, {}};
+  std::set<std::uint64_t> seen{registry.Generation().value()};
+  const auto is_new = [&] { return seen.insert(registry.Generation().value()).second; };
+  EXPECT_FALSE(is_new());
+  registry.CreateKey(key);
+  EXPECT_TRUE(is_new());
+  registry.SetValue(key, "Name"_w, RegistryValue::Dword(1));
+  EXPECT_TRUE(is_new());
+  RegistryValue value;
+  registry.Get(key, "Name"_wv, value);
+  EXPECT_FALSE(is_new());
+  registry.SetValue(key, "Name"_w, RegistryValue::Dword(2));
+  EXPECT_TRUE(is_new());
+  registry.DeleteValue(key, "Name"_w);
+  EXPECT_TRUE(is_new());
+  registry.DeleteKey(key);
+  EXPECT_TRUE(is_new());
+  registry.SetOwnUser(kUser);
+  EXPECT_TRUE(is_new());
 }
 
 }  // namespace
