@@ -155,7 +155,9 @@ void CompiledList::AddInline(const Step& step) {
         case TextPattern::Form::kEverything:
           break;
       }
-    } else if (step.alternatives.texts.slot_mask != 0 && step.alternatives.pattern_count == 0) {
+    } else if (step.alternatives.pattern_count != 0) {
+      compiled.kind = kPatterns;
+    } else if (step.alternatives.texts.slot_mask != 0) {
       compiled.kind = kTexts;
       compiled.texts = step.alternatives.texts;
     }

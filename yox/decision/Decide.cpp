@@ -51,6 +51,12 @@ inline bool TextMatches(const CompiledList& list, const InlineStep& step, const 
       return EndsWithUnits(actual.text, required, step.text.key);
     case InlineStep::Kind::kMiddle:
       return ContainsUnits(actual.text, required);
+    case InlineStep::Kind::kPatterns: {
+      const TextAlternatives::Set& set = list.StepOf(step).alternatives;
+      return (set.texts.slot_mask != 0 &&
+              list.alternatives().HasText(set.texts, actual.text, actual.fingerprint)) ||
+             list.alternatives().AnyPatternMatches(set, actual.text, true);
+    }
     default:
       return list.alternatives().HasText(step.texts, actual.text, actual.fingerprint);
   }
@@ -78,6 +84,7 @@ inline Truth TagMatches(const CompiledList& list, const InlineStep& step, Device
   switch (step.kind) {
     case kText:
     case kTexts:
+    case kPatterns:
     case kStart:
     case kEnd:
     case kMiddle: {

@@ -22,6 +22,7 @@ struct InlineStep {
     kInFull,
     kText,      // the field's text is the text
     kTexts,     // is one of a set of TextAlternatives
+    kPatterns,  // is matched by one of a set that has patterns, too
     kStart,     // begins with the text
     kEnd,       // ends with it
     kMiddle,    // has it anywhere
@@ -52,7 +53,7 @@ struct InlineStep {
   Kind kind = Kind::kInFull;
   FilterField field = {};
   std::uint8_t orders = 0;       // of kVersion
-  bool negated = false;          // of kText to kMiddle
+  bool negated = false;          // of kText, kStart, kEnd and kMiddle
   std::uint32_t step = kNoStep;  // the index among the list's steps
   std::uint32_t otherwise = 0;   // the index of the first inline step of the next filter
   std::uint32_t size = 0;        // of the text; of tags: the index among the list's terms

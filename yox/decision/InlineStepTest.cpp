@@ -165,7 +165,7 @@ TEST(InlineStepTest, EveryKindIsCompiled) {
   EXPECT_EQ(kind(FilterField::country, "d*"_wv), kStart);
   EXPECT_EQ(kind(FilterField::country, "*e"_wv), kEnd);
   EXPECT_EQ(kind(FilterField::country, "*d*"_wv), kMiddle);
-  EXPECT_EQ(kind(FilterField::country, "de,a*"_wv), kInFull);
+  EXPECT_EQ(kind(FilterField::country, "de,a*"_wv), kPatterns);
   EXPECT_EQ(kind(FilterField::device_subscription, "de"_wv), kInFull);
   EXPECT_EQ(kind(FilterField::version, ">=1.2"_wv), kVersion);
   EXPECT_EQ(kind(FilterField::version, "1.2"_wv), kInFull);
