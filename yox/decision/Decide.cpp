@@ -74,8 +74,16 @@ inline Truth TagMatches(const CompiledList& list, const InlineStep& step, Device
   const KeyValueTerm& term = list.TermOf(step);
   const TextPattern& value = *std::get_if<TextPattern>(&term.value);
   const bool has_no_stored = tags.prepared != nullptr && tags.prepared->empty();
-  const auto pair = has_no_stored ? FirstOf(facts.extra_tags(), term.key) : facts.FindTag(term.key);
-  return TruthOf(pair && value.MatchesUnfolded(String::Trimmed(pair->value)));
+  if (!has_no_stored) {
+    const auto pair = facts.FindTag(term.key);
+    return TruthOf(pair && value.MatchesUnfolded(String::Trimmed(pair->value)));
+  }
+  const auto* const pair = FindFirst(facts.extra_tags(), term.key);
+  if (pair == nullptr) return Truth::kFalse;
+  if (step.kind == InlineStep::Kind::kTag) {
+    return TruthOf(pair->value_fingerprint() == step.tag.value && value.Is(pair->value()));
+  }
+  return TruthOf(value.MatchesUnfolded(String::Trimmed(pair->value())));
 }
 
 [[gnu::always_inline]] inline Truth MatchesInline(const CompiledList& list, const InlineStep& step,

@@ -2,6 +2,7 @@
 
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "yox/base/FoldedText.h"
@@ -181,6 +182,39 @@ TextPattern Pattern(const WString& text, TextArena& arena) {
   pattern.text = arena.KeepFolded(pattern.text);
   pattern.fingerprint = Fingerprint(pattern.text);
   return pattern;
+}
+
+TEST(FindFirstTest, FindsWhatALookAtEachPairFinds) {
+  std::mt19937 random(11);
+  const std::vector<std::string> names = {"name",        "NAME",   " name ", "nam",
+                                          "names",       "",       "straße", "STRASSE",
+                                          "\u212Aelvin", "kelvin", "\tname", "other"};
+  std::vector<std::string> patterns = names;
+  patterns.insert(patterns.end(), {"n*", "*e", "*am*", "!name", "*", "n*e"});
+  int found_at_last = 0;
+  for (int i = 0; i < 20000; ++i) {
+    Pairs pairs;
+    for (auto left = random() % 14; left != 0; --left) {
+      pairs.emplace_back(Wide(Draw(random, names)), Wide(std::to_string(left)));
+    }
+    TextArena arena;
+    const WString text = Wide(Draw(random, patterns));
+    const auto expected = FindInPairs{pairs}(TextPattern::Parse(text));
+    const auto* const found = FindFirst(pairs, Pattern(text, arena));
+    ASSERT_EQ(found != nullptr, expected.has_value()) << String::UTF16ToUTF8(text);
+    if (found == nullptr) continue;
+    EXPECT_EQ(WStringView(found->value()).data(), expected->value.data())
+        << String::UTF16ToUTF8(text);
+    found_at_last += found == &pairs.back() ? 1 : 0;
+  }
+  EXPECT_GT(found_at_last, 500);
+}
+
+TEST(FindFirstTest, APairThatHasBeenMovedFromIsNotFound) {
+  Pairs pairs = {{"a long name of a tag"_w, "1"_w}, {"a long name of a tag"_w, "2"_w}};
+  const auto kept = std::move(pairs.front());
+  TextArena arena;
+  EXPECT_EQ(FindFirst(pairs, Pattern("a long name of a tag"_w, arena)), &pairs.back());
 }
 
 void ExpectAllFound(const Pairs& pairs, const std::vector<WString>& absent) {

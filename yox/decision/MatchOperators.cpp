@@ -207,38 +207,37 @@ bool AnyVersion(WStringView required, VersionText& actual) {
   return false;
 }
 
-std::optional<PairView> FirstOf(const Pairs& pairs, const TextPattern& name) {
-  // Whether a name may be the text, by its size and its first unit. A name with white space around
-  // it is longer, and a unit beyond ASCII may fold to one that looks different; those may be it,
-  // too. Without a branch.
-  const bool is_text = name.IsText();
-  const std::size_t size = name.text.size();
-  const unsigned first = is_text ? name.text.front() : 0;
-  const auto may_be = [size, first](const KeyValuePair<WString, WString>& pair) {
-    const WString& key = pair.key();
-    const unsigned front = key.c_str()[0];
-    const unsigned back = key.c_str()[key.size() - (key.empty() ? 0 : 1)];
-    const std::size_t differs = (key.size() ^ size) | ((front ^ first) & ~0x20u);
-    const unsigned is_odd = ((front - '!') | (back - '!')) & ~0x7Fu;
-    return static_cast<unsigned>(differs == 0) | is_odd;
+const Pairs::value_type* FindFirst(const Pairs& pairs, const TextPattern& name) {
+  using Pair = Pairs::value_type;
+  const Pair* at = pairs.data();
+  const Pair* const end = at + pairs.size();
+  if (!name.IsText()) {
+    at = std::find_if(at, end, [&](const Pair& pair) {
+      return name.MatchesUnfolded(String::Trimmed(pair.key()));
+    });
+    return at == end ? nullptr : at;
+  }
+  const auto may_be = [wanted = name.fingerprint](const Pair& pair) {
+    return static_cast<unsigned>(pair.key_fingerprint() == wanted);
   };
-  constexpr std::ptrdiff_t kAtOnce = 4;
-  const auto* pair = pairs.data();
-  const auto* const end = pair + pairs.size();
-  while (pair != end) {
-    const auto* const stop = pair + std::min(kAtOnce, end - pair);
-    if (is_text && stop - pair == kAtOnce) {
-      const unsigned any = may_be(pair[0]) | may_be(pair[1]) | may_be(pair[2]) | may_be(pair[3]);
-      if (any == 0) pair = stop;
+  constexpr std::ptrdiff_t kAtOnce = 4;  // without a branch
+  while (at != end) {
+    if (end - at >= kAtOnce &&
+        (may_be(at[0]) | may_be(at[1]) | may_be(at[2]) | may_be(at[3])) == 0) {
+      at += kAtOnce;
+      continue;
     }
-    for (; pair != stop; ++pair) {
-      if (is_text && may_be(*pair) == 0) continue;
-      if (name.MatchesUnfolded(String::Trimmed(pair->key()))) {
-        return PairView{pair->key(), pair->value()};
-      }
+    for (const Pair* const stop = at + std::min(kAtOnce, end - at); at != stop; ++at) {
+      if (may_be(*at) != 0 && name.Is(at->key())) return at;
     }
   }
-  return std::nullopt;
+  return nullptr;
+}
+
+std::optional<PairView> FirstOf(const Pairs& pairs, const TextPattern& name) {
+  const auto* const found = FindFirst(pairs, name);
+  if (found == nullptr) return std::nullopt;
+  return PairView{found->key(), found->value()};
 }
 
 }  // namespace yox::decision

@@ -56,6 +56,12 @@ struct TextPattern {
   bool Matches(WStringView actual) const;
   // The same, faster, for the patterns of a compiled list.
   bool MatchesUnfolded(WStringView actual) const;
+  // For a text alone, of a compiled list: whether `actual`, which may have white space around it,
+  // is the text.
+  bool Is(WStringView actual) const {
+    actual = String::Trimmed(actual);
+    return actual.size() == text.size() && EqualsFolded(actual.data(), text);
+  }
   // For the patterns of a compiled list: the letter case of `actual` must be folded as well.
   bool MatchesFolded(WStringView actual) const {
     if (form == Form::kEverything) return true;
@@ -193,7 +199,8 @@ bool AnyVersion(WStringView required, VersionText& actual);
 
 using Pairs = std::vector<KeyValuePair<WString, WString>>;
 
-// The first pair whose name a pattern of a compiled list matches.
+// Returns the first pair whose name a pattern of a compiled list matches, or null.
+const Pairs::value_type* FindFirst(const Pairs& pairs, const TextPattern& name);
 std::optional<PairView> FirstOf(const Pairs& pairs, const TextPattern& name);
 
 // Linear search in a list of pairs, for KeyValueTerm::TryMatch.

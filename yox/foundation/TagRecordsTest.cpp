@@ -81,6 +81,22 @@ TEST(KeyValuePairTest, CopiesAndMovesMemberByMember) {
   EXPECT_EQ(moved.getValue(), "value"_w);
 }
 
+TEST(KeyValuePairTest, FingerprintsIgnoreLetterCaseAndWhiteSpaceAround) {
+  const Pair pair("Key"_w, " Value\t"_w);
+  const Pair same(" key "_w, "VALUE"_w);
+  const Pair other("key 2"_w, "value 2"_w);
+  EXPECT_EQ(pair.key_fingerprint(), same.key_fingerprint());
+  EXPECT_EQ(pair.value_fingerprint(), same.value_fingerprint());
+  EXPECT_NE(pair.key_fingerprint(), other.key_fingerprint());
+  EXPECT_NE(pair.value_fingerprint(), other.value_fingerprint());
+  EXPECT_NE(pair.key_fingerprint(), pair.value_fingerprint());
+
+  Pair assigned("x"_w, "y"_w);
+  assigned = other;
+  EXPECT_EQ(assigned.key_fingerprint(), other.key_fingerprint());
+  EXPECT_EQ(assigned.value_fingerprint(), other.value_fingerprint());
+}
+
 TEST(TagRecordsTest, TheTwoRecordsAreSeparateTypes) {
   static_assert(!std::is_base_of_v<Pair, YOXTag>);
   static_assert(!std::is_polymorphic_v<YOXTag> && !std::is_polymorphic_v<Pair>);
