@@ -194,7 +194,8 @@ bool DecisionLog::IsWanted() const {
 
 void DecisionLog::FilterPassed(std::size_t filter, const decision::Failure& failure) {
   if (reason_) reason_->FilterPassed(filter, failure);
-  if (!g_evaluator_log.Enabled(YOX::LogLevel::Debug)) return;
+  // Nothing silences the log of a decision: that is for explanations.
+  if (!g_evaluator_log.IsRead(YOX::LogLevel::Debug)) return;
   const std::uint64_t generation = LogThrottler::Generation();
   if (dropped_ == nullptr) dropped_ = &yox::ThreadOwned<DroppedLines>();
   DroppedLines::Line& line = dropped_->At(failure.step);

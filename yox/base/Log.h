@@ -110,11 +110,12 @@ class YOX_API Log {
   }
 
   // Returns whether a line of this level goes to a file or a sink. One that does not is not built.
-  bool Enabled(LogLevel level) const {
+  bool Enabled(LogLevel level) const { return IsRead(level) && SilencedHere() != this; }
+  // The same but for a Silence of the current thread; costs three loads.
+  bool IsRead(LogLevel level) const {
     return level >= level_.load(std::memory_order_relaxed) &&
            (file_.load(std::memory_order_relaxed) != nullptr ||
-            sink_set_.load(std::memory_order_relaxed)) &&
-           SilencedHere() != this;
+            sink_set_.load(std::memory_order_relaxed));
   }
 
   // Drops the lines that the current thread writes to `log`, as long as the object lives. A thread
