@@ -152,6 +152,26 @@ TEST(InlineStepTest, DecidesAsTheWholeEvaluationDoes) {
   EXPECT_GT(matched, 500);
 }
 
+TEST(InlineStepTest, ATagOfTheCallerIsComparedByItsFirstValue) {
+  FactsRecord record;
+  record.tags = Pairs();
+  const PreparedDevice device(record);
+  Question question;
+  question.extra_tags = {{"other"_w, "abd"_w}, {" Name"_w, "Abc "_w}, {"name"_w, "abd"_w}};
+  const auto decide = [&](WStringView terms) {
+    Filter filter;
+    filter.set_tag(WString(terms));
+    PreparedFacts facts(device, question);
+    return Decide(CompiledList({filter}), facts).applies;
+  };
+  EXPECT_EQ(decide("name|abc"_wv), Truth::kTrue);
+  EXPECT_EQ(decide("NAME|a*"_wv), Truth::kTrue);
+  EXPECT_EQ(decide("name|abc,other|abd"_wv), Truth::kTrue);
+  EXPECT_EQ(decide("name|abd"_wv), Truth::kFalse);
+  EXPECT_EQ(decide("name|name"_wv), Truth::kFalse);
+  EXPECT_EQ(decide("third|abc"_wv), Truth::kFalse);
+}
+
 TEST(InlineStepTest, EveryKindIsCompiled) {
   using enum InlineStep::Kind;
   const auto kind = [](FilterField field, WStringView text) {
