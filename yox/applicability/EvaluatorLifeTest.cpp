@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <chrono>
 #include <future>
 #include <string>
@@ -316,6 +317,39 @@ TEST_F(EvaluatorLifeTest, WatchesThatFailAreNamedAndTheTagsKeyIsMade) {
                                "\n"),
             std::string::npos);
   EXPECT_EQ(text.find("AddMonitorKey failed for Tags registry"), std::string::npos);
+  EXPECT_EQ(text.find("failed to create Tags registry path"), std::string::npos);
+}
+
+TEST_F(EvaluatorLifeTest, ATagsKeyThatCannotBeMadeIsNamed) {
+  device_.registry().SetReadOnly(true);
+  Start();
+  EXPECT_TRUE(
+      log_.Await("ApplicabilityEvaluator::RunRegMonitor failed to create Tags registry path\n"));
+}
+
+TEST_F(EvaluatorLifeTest, TheFirstPlaceOnTheBusIsLeftToTheHost) {
+  ASSERT_NO_FATAL_FAILURE(Run());
+  auto* const bus = YOXPublisherSubscriber::GetInstance();
+  yox_test::Latch both(2);
+  std::atomic<bool> was_called = false;
+  bool was_called_before = false;
+  const WString other = bus->Subscribe(
+      [&](YOXNotificationData&) {
+        was_called = true;
+        both.CountDown();
+      },
+      false);
+  const WString first = bus->Subscribe(
+      [&](YOXNotificationData&) {
+        was_called_before = was_called;
+        both.CountDown();
+      },
+      true);
+  bus->Notify(YOXNotificationData(), {});
+  EXPECT_TRUE(both.Wait());
+  bus->Unsubscribe(first);
+  bus->Unsubscribe(other);
+  EXPECT_FALSE(was_called_before);
 }
 
 TEST_F(EvaluatorLifeTest, StartAndEndAreLoggedAndASecondEndIsNone) {

@@ -134,6 +134,16 @@ TEST(SuggestCasesTest, TakesNoMoreCasesThanNeeded) {
   EXPECT_EQ(SuggestCases(list).cases.size(), 5U);
 }
 
+TEST(SuggestCasesTest, ADeviceWithoutTheRegistryValueComesFirst) {
+  const auto list = ReadFilterDocument(
+      R"([{"registry": "HKLM\\SOFTWARE\\Contoso:Channel|beta"}, {"default": "false"}])");
+  const auto suggested = SuggestCases(list);
+  EXPECT_EQ(suggested.cases.size(), 2U);
+  const std::string document = WriteCases(suggested.cases);
+  EXPECT_NE(document.find("beta"), std::string::npos) << document;
+  EXPECT_EQ(document.find("Other"), std::string::npos) << document;
+}
+
 TEST(SuggestCasesTest, WhatCannotBeReachedStaysOpen) {
   const auto suggested =
       SuggestCases(ReadFilterDocument(R"([{"country": "US"}, {"country": "US", "mfr": "A"}])"));
