@@ -1,8 +1,10 @@
-#include "yox/applicability/ListTest.h"
+#include "yox/applicability/DeviceOfCase.h"
+#include "yox/decision/ListTest.h"
 
 #include "fuzz/FuzzInput.h"
 
 using namespace yox::applicability;
+using namespace yox::decision;
 
 // A document of cases, and the device of each over a profile that has what may be changed. What is
 // refused is reported in one line.

@@ -7,13 +7,13 @@
 #include <stdexcept>
 #include <utility>
 
-#include "yox/applicability/ListTest.h"
 #include "yox/base/Document.h"
 #include "yox/base/DocumentLayout.h"
 #include "yox/base/EnclosureNames.h"
 #include "yox/base/Json.h"
 #include "yox/base/StrictJson.h"
 #include "yox/decision/FieldHelp.h"
+#include "yox/decision/ListTest.h"
 #include "yox/decision/Vocabulary.h"
 
 #include "host/yoxctl/InWords.h"
@@ -324,7 +324,7 @@ Json::Value LanguageServer::Check(const std::string& uri, Document& document) {
   document.findings.clear();
   try {
     if (IsTestDocument(uri)) {
-      yox::applicability::ReadListTest(document.text);
+      yox::decision::ReadListTest(document.text);
     } else if (!IsList(document.text)) {
       yox::ParseDocument(document.text);
     } else {

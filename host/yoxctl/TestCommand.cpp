@@ -9,14 +9,15 @@
 #include <variant>
 
 #include "yox/applicability/ApplicabilityEvaluator.h"
-#include "yox/applicability/ListTest.h"
+#include "yox/applicability/DeviceOfCase.h"
 #include "yox/applicability/SimulatedProcess.h"
-#include "yox/applicability/SuggestedCases.h"
 #include "yox/base/Json.h"
 #include "yox/base/String.h"
 #include "yox/decision/Explanation.h"
 #include "yox/decision/ExplanationDocument.h"
 #include "yox/decision/FilterDocument.h"
+#include "yox/decision/ListTest.h"
+#include "yox/decision/SuggestedCases.h"
 #include "yox/platform/simulated/DeviceProfile.h"
 #include "yox/platform/waits/Event.h"
 #include "yox/platform/waits/Waits.h"
@@ -31,12 +32,12 @@
 #include "host/yoxctl/StopSignals.h"
 #include "host/yoxctl/TestReport.h"
 
-using yox::applicability::CoverageGoal;
-using yox::applicability::ListTest;
-using yox::applicability::ListTestCase;
 using yox::applicability::SimulatedProcess;
+using yox::decision::CoverageGoal;
 using yox::decision::ExplainedFilter;
 using yox::decision::Explanation;
+using yox::decision::ListTest;
+using yox::decision::ListTestCase;
 using yox::decision::ReadFilterDocument;
 using yox::decision::Truth;
 
@@ -98,7 +99,7 @@ KnownDevice DeviceOfFacts(const ListTestCase& test, const std::string& place,
                           std::string_view text) {
   KnownDevice device;
   try {
-    device.facts = yox::applicability::FactsOfCase(test, text);
+    device.facts = yox::decision::FactsOfCase(test, text);
   } catch (const yox::DocumentError& error) {
     const std::string file = YOX::String::UTF16ToUTF8(test.facts->file);
     throw Refusal(place + ".facts: " + (file.empty() ? "" : OneLine(file) + ": ") + error.what());
@@ -113,7 +114,7 @@ KnownDevice DeviceOfFacts(const ListTestCase& test, const std::string& place,
 TestFile ReadTestFile(const std::string& name, const std::optional<std::string>& now,
                       std::set<std::string>& inputs) {
   inputs.insert(name);
-  ListTest test = ReadNamed(name, yox::applicability::ReadListTest);
+  ListTest test = ReadNamed(name, yox::decision::ReadListTest);
   const std::filesystem::path folder = PathOf(name).parent_path();
   const auto beside = [&](const yox::WString& file) {
     return *inputs.insert(PathText(folder / PathOf(YOX::String::UTF16ToUTF8(file)))).first;
@@ -256,7 +257,7 @@ struct CaseAnswer {
 CaseAnswer AnswerCase(const TestFile& file, std::size_t index, const Painter& paint) {
   const Case& one = file.cases[index];
   const Explanation found = Decide(file.list, one);
-  CaseAnswer answer{CaseJson(index, one, found), {}, yox::applicability::GoalsReached(found)};
+  CaseAnswer answer{CaseJson(index, one, found), {}, yox::decision::GoalsReached(found)};
   if (!Passed(one.test, found)) answer.text = RelevantText(one.test, found, paint);
   return answer;
 }
@@ -296,7 +297,7 @@ bool IsChosen(const Case& one, const TestOptions& options) {
 TestedFile RunFile(const TestFile& file, const GlobalOptions& global, const TestOptions& options) {
   const bool text = global.format == "text";
   const Painter paint = PainterOfOutput(global.colours);
-  TestedFile tested{file.name, yox::applicability::CoverageGoals(file.list), {}, {}};
+  TestedFile tested{file.name, yox::decision::CoverageGoals(file.list), {}, {}};
   if (text) Print(OneLine(file.name) + "\n");
   for (std::size_t i = 0; i < file.cases.size(); ++i) {
     if (!IsChosen(file.cases[i], options)) continue;
@@ -384,12 +385,12 @@ int Watch(const GlobalOptions& global, const TestOptions& options) {
 int Suggest(const std::string& list_name) {
   const ApplicabilityFilter list =
       Named(list_name, [&] { return ReadFilterDocument(ReadInput(list_name)); });
-  const auto suggested = yox::applicability::SuggestCases(list);
+  const auto suggested = yox::decision::SuggestCases(list);
   for (const CoverageGoal& goal : suggested.open) {
     Complain(NameOf(list_name) + ": no device was found for: " + GoalText(goal));
   }
   if (suggested.cases.empty()) throw Refusal(NameOf(list_name) + ": there is nothing to test");
-  Print(yox::applicability::WriteCases(suggested.cases));
+  Print(yox::decision::WriteCases(suggested.cases));
   return suggested.open.empty() ? kDone : kNegative;
 }
 

@@ -8,7 +8,7 @@
 #include "host/yoxctl/Output.h"
 #include "host/yoxctl/XmlText.h"
 
-using yox::applicability::CoverageGoal;
+using yox::decision::CoverageGoal;
 using yox::decision::kFilterFieldNames;
 
 namespace yoxctl {

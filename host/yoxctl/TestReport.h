@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "yox/applicability/SuggestedCases.h"
+#include "yox/decision/SuggestedCases.h"
 
 #include "host/yoxctl/Paint.h"
 
@@ -22,8 +22,8 @@ struct TestedCase {
 
 struct TestedFile {
   std::string name;
-  std::vector<yox::applicability::CoverageGoal> goals;  // of its list
-  std::set<yox::applicability::CoverageGoal> reached;
+  std::vector<yox::decision::CoverageGoal> goals;  // of its list
+  std::set<yox::decision::CoverageGoal> reached;
   std::vector<TestedCase> results;
 };
 
@@ -36,7 +36,7 @@ TestCounts CountsOf(const std::vector<TestedFile>& files);
 std::string CountsText(const TestCounts& counts, const Painter& paint);
 
 // "filter [1] decides", "filter [1]: country is the first that fails".
-std::string GoalText(const yox::applicability::CoverageGoal& goal);
+std::string GoalText(const yox::decision::CoverageGoal& goal);
 // What the cases of each file reach, and what they do not.
 std::string CoverageText(const std::vector<TestedFile>& files);
 // Whether the cases of each file reach as much of its list.

@@ -4,9 +4,10 @@
 #include <string>
 #include <vector>
 
-#include "yox/applicability/ListTest.h"
+#include "yox/applicability/DeviceOfCase.h"
 #include "yox/base/String.h"
 #include "yox/decision/FilterDocument.h"
+#include "yox/decision/ListTest.h"
 
 #include "tests/support/Rows.h"
 #include "tests/support/SchemaPaths.h"
@@ -16,6 +17,7 @@ namespace {
 using yox::decision::Truth;
 using namespace yox::literals;
 using namespace yox::applicability;
+using namespace yox::decision;
 
 TEST(ListTestDocuments, TheSchemaHasTheReadersKeys) {
   std::vector<std::string> paths = ListTestPaths();

@@ -4,26 +4,27 @@
 #include <string>
 
 #include "yox/applicability/ApplicabilityEvaluator.h"
+#include "yox/applicability/DeviceOfCase.h"
 #include "yox/applicability/SimulatedProcess.h"
-#include "yox/applicability/SuggestedCases.h"
 #include "yox/base/String.h"
 #include "yox/decision/FilterDocument.h"
+#include "yox/decision/SuggestedCases.h"
 
 #include "tests/support/Generators.h"
 #include "tests/support/Rows.h"
 #include "tests/support/SchemaPaths.h"
 
-using yox::applicability::CoverageGoal;
-using yox::applicability::CoverageGoals;
 using yox::applicability::DeviceOfCase;
-using yox::applicability::GoalsReached;
-using yox::applicability::ListTestCase;
-using yox::applicability::ReadListTest;
 using yox::applicability::SimulatedProcess;
-using yox::applicability::SuggestCases;
-using yox::applicability::WriteCases;
+using yox::decision::CoverageGoal;
+using yox::decision::CoverageGoals;
 using yox::decision::Explanation;
+using yox::decision::GoalsReached;
+using yox::decision::ListTestCase;
 using yox::decision::ReadFilterDocument;
+using yox::decision::ReadListTest;
+using yox::decision::SuggestCases;
+using yox::decision::WriteCases;
 
 namespace yox_test {
 namespace {

@@ -6,12 +6,12 @@
 #include <string>
 #include <vector>
 
-#include "yox/applicability/ListTest.h"
 #include "yox/base/Export.h"
 #include "yox/decision/Explanation.h"
 #include "yox/decision/Filter.h"
+#include "yox/decision/ListTest.h"
 
-namespace yox::applicability {
+namespace yox::decision {
 
 // A thing that a list's tests should show: that a filter decides, or that a criterion is the first
 // that fails in its filter.
@@ -26,7 +26,7 @@ struct CoverageGoal {
 // of evaluation.
 YOX_API std::vector<CoverageGoal> CoverageGoals(const ApplicabilityFilter& list);
 // Those that a decision reaches.
-YOX_API std::vector<CoverageGoal> GoalsReached(const yox::decision::Explanation& explanation);
+YOX_API std::vector<CoverageGoal> GoalsReached(const Explanation& explanation);
 
 struct SuggestedCases {
   std::vector<ListTestCase> cases;  // on bare devices, with what the list asks for in `changes`
@@ -41,4 +41,4 @@ YOX_API SuggestedCases SuggestCases(const ApplicabilityFilter& list);
 // Returns the document of cases, UTF-8, laid out.
 YOX_API std::string WriteCases(const std::vector<ListTestCase>& cases);
 
-}  // namespace yox::applicability
+}  // namespace yox::decision

@@ -1,4 +1,4 @@
-#include "yox/applicability/SuggestedCases.h"
+#include "yox/decision/SuggestedCases.h"
 
 #include <algorithm>
 #include <array>
@@ -21,7 +21,7 @@
 #include "yox/decision/PreparedDevice.h"
 #include "yox/decision/RegistryRequirement.h"
 
-namespace yox::applicability {
+namespace yox::decision {
 namespace {
 
 using decision::CompiledList;
@@ -733,4 +733,4 @@ std::string WriteCases(const std::vector<ListTestCase>& cases) {
   return yox::LayOutDocument(text + "]}");
 }
 
-}  // namespace yox::applicability
+}  // namespace yox::decision

@@ -15,9 +15,8 @@
 #include "yox/base/WString.h"
 #include "yox/decision/FactsRecord.h"
 #include "yox/decision/Truth.h"
-#include "yox/platform/simulated/DeviceProfile.h"
 
-namespace yox::applicability {
+namespace yox::decision {
 
 // The facts of a case's device: a file, seen from the document's folder, or the facts document
 // itself (docs/facts.md), as it is written in the document of cases.
@@ -28,8 +27,7 @@ struct ListTestFacts {
 };
 
 // Tests of filter lists (docs/list-tests.md): what a list is expected to decide. Plain values with
-// UTF-16 text. In this component, not in `decision`, because a case describes its device by a
-// profile, which belongs to the simulated platform.
+// UTF-16 text. A device that is described by a profile is made by applicability/DeviceOfCase.h.
 struct ListTestCase {
   yox::WString name;
   yox::WString profile;  // path relative to the document's folder; empty: a device without facts
@@ -39,7 +37,7 @@ struct ListTestCase {
   std::optional<yox::WString> target_version;
   std::map<yox::WString, yox::WString> tags;
   // kUnknown: undetermined. Always set by ReadListTest.
-  std::optional<yox::decision::Truth> applies;
+  std::optional<Truth> applies;
   std::optional<std::uint32_t> decided_by;
 };
 
@@ -52,17 +50,11 @@ struct ListTest {
 // malformed.
 YOX_API ListTest ReadListTest(std::string_view utf8);
 
-// Returns the device of a case: the profile with the case's changes and time. `profile` is the text
-// of the profile's file, or "{}". Throws yox::DocumentError, which names the key of the case that
-// is wrong.
-YOX_API yox::platform::DeviceProfile DeviceOfCase(const ListTestCase& test,
-                                                  std::string_view profile);
-
 // The facts of a case that has them: the text of its file, or its own. Throws yox::DocumentError as
 // ReadFacts does.
-YOX_API yox::decision::FactsRecord FactsOfCase(const ListTestCase& test, std::string_view file);
+YOX_API FactsRecord FactsOfCase(const ListTestCase& test, std::string_view file);
 
 // Returns the paths of all keys that a document may have, such as "cases[*].name".
 std::vector<std::string> ListTestPaths();
 
-}  // namespace yox::applicability
+}  // namespace yox::decision
