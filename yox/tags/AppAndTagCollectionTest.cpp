@@ -1,3 +1,4 @@
+#include <string>
 #include <thread>
 
 #include "yox/base/String.h"
@@ -336,8 +337,9 @@ TEST(AppAndTagCollectionSingletonTest, AManagementServiceIsSeenWithinAnHour) {
   yox::platform::SimulatedDevice device(profile);
   const yox::platform::ScopedPlatform installed(device);
   const auto is_managed = [] {
-    const WString text = AppAndTagCollection::GetInstance()->getTagsAsString();
-    return text.find("IsManagedDevice:true"_wv) != WString::npos;
+    const std::string text =
+        String::UTF16ToUTF8(AppAndTagCollection::GetInstance()->getTagsAsString());
+    return text.find("IsManagedDevice:true") != std::string::npos;
   };
   EXPECT_FALSE(is_managed());
   device.Change([](yox::platform::DeviceProfile& changed) {
