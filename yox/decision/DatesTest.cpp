@@ -16,7 +16,8 @@ const std::int64_t kMidnight = TimeZone().ToMoment({2026, 3, 10}, 0);
 // "9 10 10": the days of March 2026.
 std::string DaysAnywhere(std::int64_t moment) {
   std::string text;
-  for (const LocalDate& day : LocalDays::Anywhere(moment).Possible()) {
+  const LocalDays anywhere = LocalDays::Anywhere(moment);
+  for (const LocalDate& day : anywhere.Possible()) {
     EXPECT_EQ(day.year, 2026);
     EXPECT_EQ(day.month, 3);
     text += (text.empty() ? "" : " ") + std::to_string(day.day);
