@@ -22,7 +22,13 @@ struct PolicyFetch::Transfer {
   }
   ~Transfer() {
     stop = true;
+    if (thread.joinable()) thread.join();
+  }
+
+  // Once it is done. Waits for the thread's end, which orders what it wrote before what is read.
+  HttpsResponse Take() {
     thread.join();
+    return std::move(response);
   }
 };
 
@@ -41,7 +47,7 @@ std::optional<Moment> PolicyFetch::Due() const { return transfer_ ? std::nullopt
 
 void PolicyFetch::Run(Moment now) {
   if (transfer_ && transfer_->done.IsSet()) {
-    const HttpsResponse response = std::move(transfer_->response);
+    const HttpsResponse response = transfer_->Take();
     transfer_.reset();
     if (handlers_.done(response)) {
       backoff_.Reset();
