@@ -65,13 +65,13 @@ PreparedPairs::PreparedPairs(const Pairs& pairs, TextArena& arena) {
   for (const auto& pair : pairs) {
     const WStringView key = arena.Keep(pair.key());
     entries_.push_back({{key, arena.Keep(pair.value())}});
-    names.push_back(Fingerprint(String::Trimmed(key)));
+    names.push_back(pair.key_fingerprint());
   }
-  if (pairs.size() <= kMostScanned) ScanTags(names);
+  if (pairs.size() <= kMostScanned) ScanTags(names, pairs);
   if (tags_.empty()) HashNames(names);
 }
 
-void PreparedPairs::ScanTags(const std::vector<std::uint64_t>& names) {
+void PreparedPairs::ScanTags(const std::vector<std::uint64_t>& names, const Pairs& pairs) {
   std::vector<std::uint16_t> sorted(names.size());
   std::ranges::transform(names, sorted.begin(), TagOf);
   std::ranges::sort(sorted);
@@ -79,11 +79,9 @@ void PreparedPairs::ScanTags(const std::vector<std::uint64_t>& names) {
   while (std::ranges::binary_search(sorted, no_tag_)) ++no_tag_;
   tags_.resize((names.size() + kAtOnce - 1) / kAtOnce * kAtOnce, no_tag_);
   std::ranges::transform(names, tags_.begin(), TagOf);
-  values_.reserve(entries_.size() + 1);
+  values_.reserve(pairs.size() + 1);
   values_.push_back(0);
-  for (const Entry& entry : entries_) {
-    values_.push_back(Fingerprint(String::Trimmed(entry.pair.value)));
-  }
+  for (const auto& pair : pairs) values_.push_back(pair.value_fingerprint());
 }
 
 void PreparedPairs::HashNames(const std::vector<std::uint64_t>& names) {

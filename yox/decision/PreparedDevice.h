@@ -75,7 +75,7 @@ class PreparedPairs final : public PairSource {
   }
   // Returns kNone if no pair has the name.
   std::uint32_t Find(const TextPattern& name) const;
-  void ScanTags(const std::vector<std::uint64_t>& names);
+  void ScanTags(const std::vector<std::uint64_t>& names, const Pairs& pairs);
   void HashNames(const std::vector<std::uint64_t>& names);
 
   std::vector<Entry> entries_;

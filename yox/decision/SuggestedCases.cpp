@@ -24,14 +24,6 @@
 namespace yox::decision {
 namespace {
 
-using decision::CompiledList;
-using decision::CriterionResult;
-using decision::DateText;
-using decision::ExplainedFilter;
-using decision::Explanation;
-using decision::FactsRecord;
-using decision::Given;
-using decision::TextPattern;
 using Outcome = ExplainedFilter::Outcome;
 using Value = std::optional<WString>;  // std::nullopt: the device has none
 
@@ -148,31 +140,31 @@ class Variables {
   }
 
   void Add(const WString& text, const CompiledList::Step& step) {
-    switch (decision::kCriteria[step.criterion].language) {
-      case decision::Language::kText:
+    switch (kCriteria[step.criterion].language) {
+      case Language::kText:
         return AddTexts(text, step.field);
-      case decision::Language::kVersion:
+      case Language::kVersion:
         return AddVersions(text, step.field);
-      case decision::Language::kTerms:
+      case Language::kTerms:
         return AddTerms(text, step.field);
-      case decision::Language::kDateRange:
+      case Language::kDateRange:
         AddDay(list_.Range(step).start, {-1, 0, 1});
         return AddDay(list_.Range(step).end, {-1, 0, 1});
-      case decision::Language::kRollout: {
+      case Language::kRollout: {
         const auto& rollout = list_.RolloutOf(step);
         AddDay(rollout.start, {-1, 0, rollout.days.number});
         return;
       }
-      case decision::Language::kRegistry:
+      case Language::kRegistry:
         return AddRegistry(step);
-      case decision::Language::kHardwareId:
+      case Language::kHardwareId:
         return AddTexts(text, step.field);
     }
   }
 
   template <class Visit>
   static void ForEachPiece(WStringView text, Visit visit) {
-    for (auto rest = decision::Pieces(text); rest;) visit(decision::NextPiece(rest, ','));
+    for (auto rest = Pieces(text); rest;) visit(NextPiece(rest, ','));
   }
 
   void AddTexts(WStringView text, FilterField field) {
@@ -222,7 +214,7 @@ class Variables {
 
   void AddTerms(WStringView text, FilterField field) {
     ForEachPiece(text, [&](WStringView piece) {
-      const auto term = decision::KeyValueTerm::Parse(piece);
+      const auto term = KeyValueTerm::Parse(piece);
       if (term.key.text.empty()) return;
       Variable& variable = Of(field, WString(String::Trimmed(term.key.text)));
       variable.Add(std::nullopt);
@@ -230,10 +222,10 @@ class Variables {
       if (const auto* const pattern = std::get_if<TextPattern>(&term.value)) {
         if (!pattern->text.empty()) variable.Add(WString(String::Trimmed(pattern->text)));
       } else if (const auto* const version =
-                     std::get_if<decision::VersionRequirement>(&term.value)) {
+                     std::get_if<VersionRequirement>(&term.value)) {
         for (WString& near : VersionsNear(version->text)) variable.Add(std::move(near));
       } else if (const auto* const number =
-                     std::get_if<decision::IntegerRequirement>(&term.value)) {
+                     std::get_if<IntegerRequirement>(&term.value)) {
         for (const int more : {0, 1, -1})
           variable.Add(Number(static_cast<long long>(number->number) + more));
       }
@@ -251,7 +243,7 @@ class Variables {
   void AddRegistry(const CompiledList::Step& step) {
     for (const auto& requirement : list_.Registry(step)) {
       if (!requirement.CanHold()) continue;
-      WString place = *requirement.hive == decision::Hive::kCurrentUser ? "HKCU"_w : "HKLM"_w;
+      WString place = *requirement.hive == Hive::kCurrentUser ? "HKCU"_w : "HKLM"_w;
       const WStringView key = String::Trimmed(requirement.key, "\\"_wv);
       if (key.empty()) continue;
       place += "\\"_w + WString(key) + ":"_w + WString(requirement.name);
@@ -282,10 +274,10 @@ class MadeDevice {
     record.SetSerialNumber(Given<WString>::Known({}));
     record.SetRealm(Given<WString>::Missing());
     record.device_subscriptions = Given<std::vector<WString>>::Known({});
-    record.tags = decision::Pairs{{"Device.Usage.IsManagedDevice"_w, "false"_w}};
+    record.tags = Pairs{{"Device.Usage.IsManagedDevice"_w, "false"_w}};
     record.installed_items.emplace();
     record.hardware_ids.emplace();
-    decision::Question question;
+    Question question;
     ForEach([&](const Variable& variable, const Value& value) {
       switch (variable.field) {
         case FilterField::date_range:
@@ -319,8 +311,8 @@ class MadeDevice {
           record.text(variable.field) = Given<WString>::Known(*value);
       }
     });
-    const decision::PreparedDevice device(record);
-    decision::PreparedFacts facts(device, question);
+    const PreparedDevice device(record);
+    PreparedFacts facts(device, question);
     return decision::Explain(list, facts);
   }
 
@@ -331,7 +323,7 @@ class MadeDevice {
       if (value) Write(variable, String::UTF16ToUTF8(*value), profile, test);
     });
     if (!profile.empty()) test.changes = profile;
-    test.applies = explanation.applies ? decision::Truth::kTrue : decision::Truth::kFalse;
+    test.applies = explanation.applies ? Truth::kTrue : Truth::kFalse;
     if (explanation.decided_by)
       test.decided_by = static_cast<std::uint32_t>(*explanation.decided_by);
     const std::string decided =
@@ -446,7 +438,7 @@ class MadeDevice {
   const Assignment& assignment_;
 };
 
-bool Held(const decision::ExplainedCriterion& criterion) {
+bool Held(const ExplainedCriterion& criterion) {
   return criterion.result == CriterionResult::kHeld;
 }
 
@@ -725,8 +717,7 @@ std::string WriteCases(const std::vector<ListTestCase>& cases) {
       for (const auto& [key, value] : one.tags) tags[String::UTF16ToUTF8(key)] = utf8(value);
       text += ", \"tags\": " + quoted(tags);
     }
-    text += std::string(", \"applies\": ") +
-            (*one.applies == decision::Truth::kTrue ? "true" : "false");
+    text += std::string(", \"applies\": ") + (*one.applies == Truth::kTrue ? "true" : "false");
     if (one.decided_by) text += ", \"decided_by\": " + std::to_string(*one.decided_by);
     text += "}";
   }
