@@ -221,11 +221,9 @@ class Variables {
       variable.Add(field == FilterField::tag ? "x"_w : "1.0"_w);
       if (const auto* const pattern = std::get_if<TextPattern>(&term.value)) {
         if (!pattern->text.empty()) variable.Add(WString(String::Trimmed(pattern->text)));
-      } else if (const auto* const version =
-                     std::get_if<VersionRequirement>(&term.value)) {
+      } else if (const auto* const version = std::get_if<VersionRequirement>(&term.value)) {
         for (WString& near : VersionsNear(version->text)) variable.Add(std::move(near));
-      } else if (const auto* const number =
-                     std::get_if<IntegerRequirement>(&term.value)) {
+      } else if (const auto* const number = std::get_if<IntegerRequirement>(&term.value)) {
         for (const int more : {0, 1, -1})
           variable.Add(Number(static_cast<long long>(number->number) + more));
       }
