@@ -14,4 +14,15 @@ inline void Pause() {
 #endif
 }
 
+// Waits busily until the condition is met, for `rounds` looks at most: for what comes within a few
+// microseconds, because falling asleep and waking cost more. Returns whether it was met.
+template <class Condition>
+bool SpinUntil(int rounds, Condition&& is_met) {
+  for (int i = 0; i < rounds; ++i) {
+    if (is_met()) return true;
+    Pause();
+  }
+  return false;
+}
+
 }  // namespace yox

@@ -193,8 +193,7 @@ void TaskPool::Body(Thread& self) {
   // The thread that started or woke this one has already counted it as searching.
   while (true) {
     Work* work = nullptr;
-    for (int i = 0; i < kSpins && (work = queue_->Take()) == nullptr; ++i) Pause();
-    if (work != nullptr) {
+    if (SpinUntil(kSpins, [&] { return (work = queue_->Take()) != nullptr; })) {
       running_.fetch_add(1);
       if (searching_.fetch_sub(1) == 1 && !queue_->Empty()) {
         const MutexLock lock(mutex_);
