@@ -54,7 +54,6 @@ FieldMap YOXNotificationData::JSONtoMap(const Json::Value& value) {
 void YOXNotificationData::DeserializeKXPNotification(const WString& text) {
   try {
     Fields& fields = fields_.Mutable();
-    fields.fieldMap.clear();
     const std::optional<Json::Value> root = yox::ParseLenientJson(text);
     if (!root) return;
     fields.fieldMap = JSONtoMap(*root);

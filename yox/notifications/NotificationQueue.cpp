@@ -8,12 +8,6 @@
 #include "yox/base/Pause.h"
 
 namespace yox::notifications {
-namespace {
-
-// A token that comes within a few microseconds is not worth a sleep.
-constexpr int kSpins = 200;
-
-}  // namespace
 
 // The size of the batch when it was filled bounds what is left of it, and reading it costs no cache
 // miss: the consumer's own count is read only near the limit.
@@ -32,24 +26,19 @@ bool NotificationQueue::AddTokenLocked() {
 }
 
 bool NotificationQueue::Append(QueuedNotification queued) {
-  bool added = false;
-  bool wake = false;
-  {
-    const MutexLock lock(mutex_);
-    queue_.push_back(std::move(queued));
-    added = AddTokenLocked();
-    wake = std::exchange(waiting_, false);
-  }
+  MutexLock lock(mutex_);
+  queue_.push_back(std::move(queued));
+  const bool added = AddTokenLocked();
+  const bool wake = std::exchange(waiting_, false);
+  lock.Unlock();
   if (wake) added_.NotifyOne();
   return added;
 }
 
 bool NotificationQueue::AddToken() {
-  bool added = false;
-  {
-    const MutexLock lock(mutex_);
-    added = AddTokenLocked();
-  }
+  MutexLock lock(mutex_);
+  const bool added = AddTokenLocked();
+  lock.Unlock();
   added_.NotifyOne();
   return added;
 }
@@ -65,11 +54,8 @@ void NotificationQueue::Close() {
 bool NotificationQueue::AwaitToken(std::optional<std::chrono::milliseconds> limit) {
   if (LeftInBatch() > 0) return true;
   batch_.clear();
-  static const bool kSeveralProcessors = std::thread::hardware_concurrency() > 1;
-  for (int i = 0; kSeveralProcessors && i < kSpins; ++i) {
-    if (tokens_.load(std::memory_order_relaxed) > 0) break;
-    Pause();
-  }
+  static const int kSpins = std::thread::hardware_concurrency() > 1 ? 200 : 0;
+  SpinUntil(kSpins, [this] { return tokens_.load(std::memory_order_relaxed) != 0; });
   MutexLock lock(mutex_);
   if (!MayTake() && limit) {
     const auto deadline = std::chrono::steady_clock::now() + *limit;
@@ -81,7 +67,6 @@ bool NotificationQueue::AwaitToken(std::optional<std::chrono::milliseconds> limi
     waiting_ = true;
     added_.Wait(lock);
   }
-  waiting_ = false;
   if (!MayTake()) return false;
   if (!closed_) FillBatch();
   return true;

@@ -162,7 +162,7 @@ void YOXPublisherSubscriber::UseRole(RoleLease& lease) {
       const Subscriber::Begun begun = subscriber.TryBegin();
       if (begun == Subscriber::Begun::kBusy) break;
       if (begun == Subscriber::Begun::kYes) {
-        if (!FillCopy(subscriber)) break;
+        FillCopy(subscriber);
         ++round.next;
         const std::uint64_t call = lease.BeginCall();
         subscriber.Call();
@@ -179,7 +179,6 @@ void YOXPublisherSubscriber::UseRole(RoleLease& lease) {
 // round does stays in `round_` for the worker.
 bool YOXPublisherSubscriber::BeginNextRound(RoleLease& lease) {
   Round& round = *round_;
-  if (stopRequested) return false;
   lease.Idle();
   if (!queue_->AwaitToken(std::chrono::milliseconds(kIdleMilliseconds)) || stopRequested) {
     return false;
@@ -198,20 +197,12 @@ bool YOXPublisherSubscriber::BeginNextRound(RoleLease& lease) {
   return true;
 }
 
-bool YOXPublisherSubscriber::FillCopy(Subscriber& subscriber) {
+// Copies of a record share its texts, so that this allocates no memory.
+void YOXPublisherSubscriber::FillCopy(Subscriber& subscriber) {
   Round& round = *round_;
-  const bool is_last = round.next + 1 == round.snapshot->subscribers.size();
-  try {
-    if (is_last) {
-      *subscriber.copy = std::move(round.queued.record);
-    } else {
-      *subscriber.copy = round.queued.record;
-    }
-    return true;
-  } catch (...) {
-    subscriber.Abandon();
-    // The worker tries again.
-    subscriber.ExpectLongDeliveries();
-    return false;
+  if (round.next + 1 == round.snapshot->subscribers.size()) {
+    *subscriber.copy = std::move(round.queued.record);
+  } else {
+    *subscriber.copy = round.queued.record;
   }
 }

@@ -25,14 +25,10 @@ RoleLease::End RoleLease::Grant() {
     TaskPool::Process().Start(*this);
   } catch (...) {
     self_ = nullptr;
-    word_.store(leased & ~kStateMask);
     return End::kNotGranted;
   }
   const auto returned = [this] { return (word_.load() & kStateMask) == kOwned; };
-  for (int i = 0; i < kSpins; ++i) {
-    if (returned()) return End::kReturned;
-    Pause();
-  }
+  if (SpinUntil(kSpins, returned)) return End::kReturned;
   MutexLock lock(mutex_);
   // Dekker's algorithm with the store and the load in Return, hence sequentially consistent: either
   // the holder sees that the owner sleeps, or the owner sees that the role was returned.

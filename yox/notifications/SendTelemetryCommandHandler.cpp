@@ -72,8 +72,8 @@ void SendTelemetryCommandHandler::DeserializeSendTelemetryCommand(
     const Json::Value& root = *parsed;
     const Json::Value& command = root["yox-message"]["action"]["cmd_param"];
 
-    if (command.isMember("dataSet") && command["dataSet"].isArray()) {
-      for (const Json::Value& element : command["dataSet"]) {
+    if (const Json::Value& sets = command["dataSet"]; sets.isArray()) {
+      for (const Json::Value& element : sets) {
         WString name = ToText(element);
         if (String::CaseInsesitiveEqual(name, operator""_wv<"all">())) {
           params.allDataSets = true;
@@ -82,18 +82,11 @@ void SendTelemetryCommandHandler::DeserializeSendTelemetryCommand(
         }
       }
     }
-    if (command.isMember("reCollect")) {
-      const Json::Value& collect = command["reCollect"];
-      if (collect.isBool()) {
-        params.reCollect = collect.asBool();
-      } else if (collect.isString()) {
-        const WString word = ToText(collect);
-        if (String::CaseInsesitiveEqual(word, operator""_wv<"true">())) {
-          params.reCollect = true;
-        } else if (String::CaseInsesitiveEqual(word, operator""_wv<"false">())) {
-          params.reCollect = false;
-        }
-      }
+    const Json::Value& collect = command["reCollect"];
+    if (collect.isBool()) {
+      params.reCollect = collect.asBool();
+    } else if (collect.isString()) {
+      params.reCollect = String::CaseInsesitiveEqual(ToText(collect), operator""_wv<"true">());
     }
   } catch (const std::exception& error) {
     log.e("%s: failed to deserilaize sendTelemetry command %s", kName, error.what());

@@ -47,17 +47,13 @@ bool Subscriber::IsCurrent() const { return t_current == this; }
 bool Subscriber::IsAnyCurrent() { return t_current != nullptr; }
 
 Subscriber::Callback Subscriber::Leave() {
-  const unsigned former = state_.fetch_and(~kJoined);
-  if ((former & kJoined) == 0 || (former & kCalls) != 0) return {};
-  return std::move(callback_);
+  if ((state_.fetch_and(~kJoined) & kCalls) != 0) return {};
+  return std::exchange(callback_, nullptr);
 }
 
 bool Subscriber::WaitEnded(std::int64_t milliseconds) {
   // A delivery takes some microseconds as a rule: no longer than going to sleep and waking.
-  for (int i = 0; i < kSpins; ++i) {
-    if (!IsRunning()) return true;
-    Pause();
-  }
+  SpinUntil(kSpins, [this] { return !IsRunning(); });
   unsigned state = state_.load();
   do {
     if ((state & kDelivery) == 0) return true;
@@ -121,15 +117,13 @@ void Subscriber::Run() noexcept {
 // Compare and swap, because the subscriber may leave at any moment: either Leave finds the call and
 // this destroys the callback, or this ends the call and Leave takes the callback.
 void Subscriber::End(unsigned call) {
+  const unsigned ended = call == kDelivery ? kDelivery | kAwaited : call;
   unsigned state = state_.load();
-  unsigned ended = 0;
   YOX_SCHEDULE_POINT();
   do {
     if ((state & (kJoined | kCalls)) == call) callback_ = nullptr;
-    ended = state & ~call;
-    if (call == kDelivery) ended &= ~kAwaited;
-  } while (!state_.compare_exchange_weak(state, ended));
-  if (call != kDelivery || (state & kAwaited) == 0) return;
+  } while (!state_.compare_exchange_weak(state, state & ~ended));
+  if ((state & ended & kAwaited) == 0) return;
   Ends& ends = AllEnds();
   { const MutexLock lock(ends.mutex); }
   ends.ended.NotifyAll();

@@ -30,7 +30,7 @@ class Subscriber final : public TaskPool::Work {
   const WString& id() const { return id_; }
 
   // No delivery begins any more; a call that is running goes on. Returns the callback if the caller
-  // is to destroy it, which it must do without a lock, and else an empty function.
+  // is to destroy it, which it must do without a lock, and else an empty function. Called once.
   [[nodiscard]] Callback Leave();
 
   // Whether the latest delivery is still running.

@@ -110,7 +110,6 @@ void YOXPublisherSubscriber::Unsubscribe(const WString& id) {
   }
   subscribersLock.ExitLock();
 
-  callback = nullptr;
   if (!collect || leaving->IsCurrent()) return;
   leaving->WaitEnded(kNoTimeLimit);
   const std::exception_ptr failure = leaving->TakeFailure();
@@ -135,7 +134,6 @@ void YOXPublisherSubscriber::Notify(const YOXNotificationData& record, const WSt
 }
 
 bool YOXPublisherSubscriber::GetLastNotificationForTopic(const TopicId& topic, EventState& event) {
-  if (topic == TopicId::NoTopic) return false;
   lastEventLock.EnterLock();
   const auto found = lastEventByTopic.find(static_cast<std::int32_t>(topic));
   const bool known = found != lastEventByTopic.end();
@@ -210,7 +208,6 @@ void YOXPublisherSubscriber::RemoveSubscribers() {
   }
   leaving.swap(subscribers);
   former.swap(snapshot_);
-  firstSubscriberId.clear();
   callbacks.reserve(leaving.size());
   for (const auto& [id, subscriber] : leaving) callbacks.push_back(subscriber->Leave());
   subscribersLock.ExitLock();

@@ -119,7 +119,7 @@ class YOX_API YOXPublisherSubscriber {
   // On the pool's thread that has leased the worker's role.
   void UseRole(RoleLease& lease);
   bool BeginNextRound(RoleLease& lease);
-  bool FillCopy(Subscriber& subscriber);
+  void FillCopy(Subscriber& subscriber);
 
   // On either. Returns false when there is no record.
   bool TakeRecord();
