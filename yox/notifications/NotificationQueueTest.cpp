@@ -1,10 +1,13 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <optional>
 #include <thread>
 #include <vector>
 
 #include "yox/notifications/NotificationQueue.h"
+
+#include "tests/support/Rows.h"
 
 namespace {
 
@@ -13,6 +16,7 @@ using yox::notifications::QueuedNotification;
 
 constexpr int kCapacity = static_cast<int>(NotificationQueue::kCapacity);
 constexpr std::chrono::milliseconds kAtOnce{0};
+constexpr std::chrono::milliseconds kAnHour{3'600'000};
 
 QueuedNotification Queued(int event) { return {YOXNotificationData(7, event, {}), {}}; }
 
@@ -66,6 +70,29 @@ TEST(NotificationQueueTest, RecordsInTheConsumersBatchCountAsQueued) {
   EXPECT_EQ(Next(queue), -2);
 }
 
+TEST(NotificationQueueTest, WhatIsLeftOfABatchCountsTogetherWithWhatCameSince) {
+  NotificationQueue queue;
+  for (int i = 0; i < 500; ++i) queue.Append(Queued(i));
+  EXPECT_EQ(Next(queue), 0);
+  for (int i = 499; i < kCapacity; ++i) {
+    EXPECT_TRUE(queue.HasRoom()) << i;
+    EXPECT_TRUE(queue.Append(Queued(i + 1)));
+  }
+  EXPECT_FALSE(queue.HasRoom());
+  EXPECT_FALSE(queue.AddToken());
+}
+
+TEST(NotificationQueueTest, ATokenThatIsThereIsNotWaitedFor) {
+  NotificationQueue queue;
+  for (const auto limit : {std::optional(kAnHour), std::optional<std::chrono::milliseconds>()}) {
+    queue.AddToken();
+    EXPECT_TRUE(queue.AwaitToken(limit));
+    queue.Append(Queued(1));
+    EXPECT_TRUE(queue.AwaitToken(limit));
+    EXPECT_EQ(Next(queue), 1);
+  }
+}
+
 TEST(NotificationQueueTest, RecordsBeyondTheTokensWaitForLaterOnes) {
   NotificationQueue queue;
   for (int i = 0; i < kCapacity; ++i) queue.Append(Queued(i));
@@ -105,6 +132,37 @@ TEST(NotificationQueueTest, AWaitingConsumerIsWoken) {
   consumer.join();
   EXPECT_EQ(taken, (std::vector{0, 1, 2}));
 }
+
+struct WakeRow {
+  const char* name;
+  std::optional<std::chrono::milliseconds> limit;
+  void (*wake)(NotificationQueue& queue);
+};
+
+class SleepingConsumerTest : public testing::TestWithParam<WakeRow> {};
+
+TEST_P(SleepingConsumerTest, IsWoken) {
+  NotificationQueue queue;
+  bool in_time = false;
+  std::thread consumer([&] { in_time = queue.AwaitToken(GetParam().limit); });
+  for (int i = 0; i < 20'000; ++i) std::this_thread::yield();  // until it sleeps
+  GetParam().wake(queue);
+  consumer.join();
+  EXPECT_TRUE(in_time);
+}
+
+void AppendOne(NotificationQueue& queue) { queue.Append(Queued(1)); }
+void AddToken(NotificationQueue& queue) { queue.AddToken(); }
+void Close(NotificationQueue& queue) { queue.Close(); }
+
+INSTANTIATE_TEST_SUITE_P(Rows, SleepingConsumerTest,
+                         testing::Values(WakeRow{"ByARecord", {}, AppendOne},
+                                         WakeRow{"ByAToken", {}, AddToken},
+                                         WakeRow{"ByTheEnd", {}, Close},
+                                         WakeRow{"ByARecordBeforeItsLimit", kAnHour, AppendOne},
+                                         WakeRow{"ByATokenBeforeItsLimit", kAnHour, AddToken},
+                                         WakeRow{"ByTheEndBeforeItsLimit", kAnHour, Close}),
+                         yox_test::RowName());
 
 TEST(NotificationQueueTest, ManyProducersLoseNothingAndKeepTheirOrder) {
   constexpr int kProducers = 4;

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <memory>
 #include <thread>
 
@@ -54,9 +55,85 @@ TEST(RoleLeaseTest, ACallOutlivesTheRolesOwner) {
     ended.CountDown();
   });
   EXPECT_EQ(role->Grant(), RoleLease::End::kRevoked);
+  const std::weak_ptr<RoleLease> watched = role;
   role = nullptr;
+  EXPECT_FALSE(watched.expired());
   release.CountDown();
   EXPECT_TRUE(ended.Wait());
+}
+
+// Makes short calls for as long as the owner looks several times. Returns false if the system held
+// the thread up, so that the role was revoked.
+bool MakeShortCalls(RoleLease& lease) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(5);
+  while (std::chrono::steady_clock::now() < end) {
+    if (!lease.EndCall(lease.BeginCall())) return false;
+  }
+  return true;
+}
+
+TEST(RoleLeaseTest, ALeaseIsNotRevokedDuringShortCalls) {
+  const auto role = std::make_shared<RoleLease>([&](RoleLease& lease) {
+    if (MakeShortCalls(lease)) lease.Return();
+  });
+  int revoked = 0;
+  while (revoked < 1000 && role->Grant() == RoleLease::End::kRevoked) ++revoked;
+  EXPECT_LT(revoked, 1000);
+}
+
+TEST(RoleLeaseTest, ALeaseIsRevokedDuringALongCallAfterManyShortOnes) {
+  Latch release;
+  Latch ended;
+  bool hung = false;  // guarded by the role
+  const auto role = std::make_shared<RoleLease>([&](RoleLease& lease) {
+    if (!MakeShortCalls(lease)) return;
+    hung = true;
+    const std::uint64_t call = lease.BeginCall();
+    EXPECT_TRUE(release.Wait());
+    EXPECT_FALSE(lease.EndCall(call));
+    ended.CountDown();
+  });
+  while (!hung) EXPECT_EQ(role->Grant(), RoleLease::End::kRevoked);
+  release.CountDown();
+  EXPECT_TRUE(ended.Wait());
+}
+
+// The first holder's call ends during one of the second holder's.
+TEST(RoleLeaseTest, ACallOfARevokedLeaseIsNotTakenForOneOfTheNext) {
+  for (int calls = 1; calls <= 4; ++calls) {
+    Latch release;
+    Latch first_ended;
+    Latch second_ended;
+    bool is_second = false;  // guarded by the role
+    bool still_had_role = true;
+    const auto hold_first = [&](RoleLease& lease) {
+      is_second = true;
+      const std::uint64_t call = lease.BeginCall();
+      EXPECT_TRUE(release.Wait());
+      still_had_role = lease.EndCall(call);
+      first_ended.CountDown();
+    };
+    const auto hold_second = [&](RoleLease& lease) {
+      for (int i = 1; i < calls; ++i) {
+        if (!lease.EndCall(lease.BeginCall())) return;
+      }
+      const std::uint64_t call = lease.BeginCall();
+      release.CountDown();
+      EXPECT_TRUE(first_ended.Wait());
+      if (lease.EndCall(call)) lease.Return();
+    };
+    const auto role = std::make_shared<RoleLease>([&](RoleLease& lease) {
+      if (!is_second) return hold_first(lease);
+      hold_second(lease);
+      second_ended.CountDown();
+    });
+    EXPECT_EQ(role->Grant(), RoleLease::End::kRevoked);
+    role->Grant();
+    release.CountDown();
+    EXPECT_TRUE(first_ended.Wait());
+    EXPECT_TRUE(second_ended.Wait());
+    EXPECT_FALSE(still_had_role) << calls;
+  }
 }
 
 // However often the system holds a holder up, so that the role is taken back: each step is made

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdlib>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -137,6 +138,25 @@ TEST_F(TelemetryTest, TheFirstFiveMinutesOfTheClockAreThrottled) {
   EXPECT_EQ(calls_, "duplicate ");
 }
 
+// In a process of its own, in which nothing has reset the throttle.
+TEST(TelemetryThrottleTest, TheFirstCommandGetsThroughWhenTheClockHasReachedFiveMinutes) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        yox::platform::DeviceProfile profile;
+        profile.clock.emplace().now.emplace();
+        profile.clock->uptime_seconds = 300;
+        yox::platform::SimulatedDevice device(profile);
+        const yox::platform::ScopedPlatform installed(device);
+        SendTelemetryCommandHandler handler(g_test_log);
+        handler.RegisterDuplicateTelemetryHandler(
+            [](SendTelemetryCommandParams&) { std::exit(4); });
+        handler.ProcessCommand(Command(kAll));
+        std::exit(5);
+      },
+      testing::ExitedWithCode(4), "");
+}
+
 TEST_F(TelemetryTest, AfterAResetACommandGetsThrough) {
   handler_.ProcessCommand(Command(kAll));
   SendTelemetryCommandHandler::ResetThrottle();
@@ -227,6 +247,8 @@ INSTANTIATE_TEST_SUITE_P(
                    std::string(kSpecific) + "\n"},
         CommandRow{"ATextIsNotDefined", R"({"dataSet": "all"})", "",
                    std::string(kNotDefined) + "\n"},
+        CommandRow{"AnObjectIsNotDefined", R"({"dataSet": {"a": "all"}})", "",
+                   std::string(kNotDefined) + "\n"},
         CommandRow{"AnEmptyArrayIsNotDefined", R"({"dataSet": []})", "",
                    std::string(kNotDefined) + "\n"},
         CommandRow{"NothingIsNotDefined", "{}", "", std::string(kNotDefined) + "\n"},
@@ -307,16 +329,7 @@ class TelemetryRendezvousTest : public testing::Test {
   std::vector<std::thread> waiters_;
 };
 
-TEST_F(TelemetryRendezvousTest, NotifiesBeforeTheWaitLetOneWaitPass) {
-  SendTelemetryCommandHandler::Notify();
-  SendTelemetryCommandHandler::Notify();
-  SendTelemetryCommandHandler::WaitForCollectionToComplete();
-  StartWaiter();
-  EXPECT_EQ(PassedAfterAWhile(), 0) << "several count as one";
-  SendTelemetryCommandHandler::Notify();
-  AwaitPassed(1);
-}
-
+// The first test, because it shows that a process begins without a Notify.
 TEST_F(TelemetryRendezvousTest, OneNotifyLetsOneOfTwoWaitersPass) {
   StartWaiter();
   StartWaiter();
@@ -326,6 +339,16 @@ TEST_F(TelemetryRendezvousTest, OneNotifyLetsOneOfTwoWaitersPass) {
   EXPECT_EQ(PassedAfterAWhile(), 1);
   SendTelemetryCommandHandler::Notify();
   AwaitPassed(2);
+}
+
+TEST_F(TelemetryRendezvousTest, NotifiesBeforeTheWaitLetOneWaitPass) {
+  SendTelemetryCommandHandler::Notify();
+  SendTelemetryCommandHandler::Notify();
+  SendTelemetryCommandHandler::WaitForCollectionToComplete();
+  StartWaiter();
+  EXPECT_EQ(PassedAfterAWhile(), 0) << "several count as one";
+  SendTelemetryCommandHandler::Notify();
+  AwaitPassed(1);
 }
 
 // The last test, because it lasts for the rest of the process.

@@ -27,9 +27,11 @@
 #include "yox/platform/crypto/RandomBytes.h"
 #include "yox/platform/simulated/SimulatedDevice.h"
 
+#include "tests/support/AwaitedLog.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/Latch.h"
 #include "tests/support/PrivateMember.h"
+#include "tests/support/Rows.h"
 
 namespace {
 
@@ -160,6 +162,11 @@ std::vector<std::string> Texts(const CapturedLog& log) {
     texts.push_back("DWE"[static_cast<int>(line.level)] + (" " + line.text));
   std::erase(texts, "D NotifyWorker: Entry");
   return texts;
+}
+
+// Long enough for a thread that does not have to wait to be done.
+void LetOthersRun() {
+  for (int i = 0; i < 20'000; ++i) std::this_thread::yield();
 }
 
 std::string Utf8(const WString& text) { return YOX::String::UTF16ToUTF8(text); }
@@ -421,6 +428,20 @@ TEST(BusTest, UnsubscribeOfAnUnknownIdDisturbsNobody) {
   EXPECT_EQ(TopicSeen(bus), "1");
 }
 
+TEST(BusTest, AnIdIsAGuidWithoutBraces) {
+  TestBus bus;
+  EXPECT_EQ(Receiver(bus).id().size(), 36U);
+}
+
+TEST(BusTest, TheWorkerSaysWhenItBeginsAndWhenAStopEndsIt) {
+  yox_test::AwaitedLog log;
+  TestBus bus;
+  EXPECT_TRUE(log.Await("NotifyWorker: Entry"));
+  EXPECT_EQ(log.Count("NotifyWorker: Exit"), 0U);
+  bus.SetStopRequest();
+  EXPECT_TRUE(log.Await("NotifyWorker: Exit"));
+}
+
 TEST(BusTest, SubscribeAndUnsubscribeSayWhatTheyDo) {
   const CapturedLog log;
   TestBus bus;
@@ -575,6 +596,7 @@ TEST(BusTest, AStopThatComesDuringSubscribeRefusesItToo) {
   EXPECT_THAT(Texts(log),
               testing::Contains("D YOXPublisherSubscriber::Subscribe: Rejecting new subscriber, "
                                 "cleanup in progress (double-check)"));
+  std::thread([&] { EXPECT_EQ(bus.DeliveryCopyCount(), 0U); }).join();
 }
 
 TEST(BusTest, AnEmptyCallbackIsRefused) {
@@ -620,6 +642,106 @@ TEST(BusTest, AStoppedBusTakesRecordsThatItNeverDelivers) {
   EXPECT_THAT(other.Events(), IsEmpty());
 }
 
+// What has to wait while another thread has subscribersLock, and what has not.
+struct LockRow {
+  const char* name;
+  void (*call)(TestBus& bus);
+  bool waits = true;
+};
+
+class BusLockTest : public testing::TestWithParam<LockRow> {
+ protected:
+  ~BusLockTest() override {
+    YOX::Log::SetSink({});
+    if (other_.joinable()) other_.join();
+  }
+
+  // From now on: makes the row's call on another thread when this line is logged, and lets it run.
+  void CallAt(std::string_view line) {
+    YOX::Log::SetSink([this, line](std::string_view, YOX::LogLevel, std::string_view logged) {
+      if (logged.find(line) == std::string_view::npos || seen_.exchange(true)) return;
+      other_ = std::thread([this] {
+        begun_.CountDown();
+        GetParam().call(bus_);
+        returned_ = true;
+        ended_.CountDown();
+      });
+      EXPECT_TRUE(begun_.Wait());
+      if (GetParam().waits) {
+        LetOthersRun();
+        EXPECT_FALSE(returned_);
+      } else {
+        EXPECT_TRUE(ended_.Wait());
+      }
+    });
+  }
+
+  TestBus bus_;
+  std::atomic<bool> seen_{false};
+
+ private:
+  Latch begun_;
+  std::atomic<bool> returned_{false};
+  Latch ended_;
+  std::thread other_;
+};
+
+TEST_P(BusLockTest, WaitsForSubscribe) {
+  CallAt("Added subscriber");
+  bus_.Subscribe([](YOXNotificationData&) {}, false);
+  EXPECT_TRUE(seen_);
+}
+
+TEST_P(BusLockTest, WaitsForUnsubscribe) {
+  const WString id = bus_.Subscribe([](YOXNotificationData&) {}, false);
+  CallAt(" exit");
+  bus_.Unsubscribe(id);
+  EXPECT_TRUE(seen_);
+}
+
+TEST_P(BusLockTest, WaitsWhileCleanupWaitsForDeliveries) {
+  CallAt("Cleaning up");
+  bus_.Cleanup();
+  EXPECT_TRUE(seen_);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , BusLockTest,
+    testing::Values(LockRow{"Unsubscribe", [](TestBus& bus) { bus.Unsubscribe("unknown"_w); }},
+                    LockRow{"DeliveryCopyCount", [](TestBus& bus) { bus.DeliveryCopyCount(); }},
+                    LockRow{"NotifyDoesNot", [](TestBus& bus) { bus.Notify(Record(0, 1), ""_w); },
+                            false},
+                    LockRow{"GetLastNotificationForTopicDoesNot",
+                            [](TestBus& bus) {
+                              EventState event = EventState::NotSet;
+                              bus.GetLastNotificationForTopic(TopicId::TagsUpdated, event);
+                            },
+                            false}),
+    yox_test::RowName());
+
+TEST(BusTest, SubscribeWaitsForAnother) {
+  TestBus bus;
+  std::atomic<bool> seen{false};
+  Latch begun;
+  std::atomic<bool> returned{false};
+  std::thread other;
+  YOX::Log::SetSink([&](std::string_view, YOX::LogLevel, std::string_view line) {
+    if (line.find("Added subscriber") == std::string_view::npos || seen.exchange(true)) return;
+    other = std::thread([&] {
+      begun.CountDown();
+      bus.Subscribe([](YOXNotificationData&) {}, false);
+      returned = true;
+    });
+    EXPECT_TRUE(begun.Wait());
+    LetOthersRun();
+    EXPECT_FALSE(returned);
+  });
+  bus.Subscribe([](YOXNotificationData&) {}, false);
+  YOX::Log::SetSink({});
+  ASSERT_TRUE(seen);
+  other.join();
+}
+
 TEST(BusTest, LastEventsAndUnsubscribeOutliveAStop) {
   TestBus bus;
   auto other = std::make_unique<Receiver>(bus);
@@ -640,6 +762,19 @@ TEST(BusTest, ASemaphoreThatIsFullIsLogged) {
   const CapturedLog log;
   bus.SetStopRequest();
   EXPECT_THAT(Texts(log), ElementsAre("E ReleaseSempahore failed."));
+}
+
+TEST(BusTest, ASemaphoreThatIsFullIsLoggedByCleanupToo) {
+  TestBus bus;
+  HeldWorker held(bus);
+  bus.Notify(Record(7, 0), ""_w);
+  held.AwaitHeld();
+  for (int i = 1; i <= 1024; ++i) bus.Notify(Record(7, i), ""_w);
+  yox_test::AwaitedLog log;
+  std::thread cleanup([&] { bus.Cleanup(); });
+  EXPECT_TRUE(log.Await("E ReleaseSempahore failed."));
+  held.Release();
+  cleanup.join();
 }
 
 TEST(BusTest, ACleanedUpBusHasNoSemaphoreToFill) {
@@ -678,6 +813,38 @@ TEST(BusTest, CleanupsMayRace) {
   bus.Cleanup();
   second.join();
   EXPECT_TRUE(bus.Subscribe([](YOXNotificationData&) {}, false).empty());
+}
+
+TEST(BusTest, ASecondCleanupReturnsAfterTheFirst) {
+  Latch begun;
+  Latch release;
+  std::atomic<bool> ended{false};
+  std::atomic<bool> returned{false};
+  TestBus bus;
+  bus.Subscribe(
+      [&](YOXNotificationData&) {
+        begun.CountDown();
+        EXPECT_TRUE(release.Wait());
+        ended = true;
+      },
+      false);
+  bus.Notify(Record(7, 1), ""_w);
+  ASSERT_TRUE(begun.Wait());
+  yox_test::AwaitedLog log;
+  std::thread first([&] { bus.Cleanup(); });
+  EXPECT_TRUE(log.Await("Cleaning up 1 subscribers"));
+  std::thread second([&] {
+    bus.Cleanup();
+    EXPECT_TRUE(ended);
+    returned = true;
+  });
+  while (log.Count("Cleanup.Entry") < 2) std::this_thread::yield();
+  LetOthersRun();
+  EXPECT_FALSE(returned);
+  release.CountDown();
+  first.join();
+  second.join();
+  EXPECT_EQ(log.Count("Cleaning up 0 subscribers"), 1U);
 }
 
 TEST(BusTest, NotifyMayRaceWithCleanup) {
@@ -968,6 +1135,39 @@ TEST(BusTest, ASubscriberThatHangsAfterManyShortDeliveriesHoldsBackNobody) {
   }
 }
 
+TEST(BusTest, SomebodyWhoJoinsAfterManyShortDeliveriesReceivesTheNextRecord) {
+  for (int round = 0; round < 10; ++round) {
+    TestBus bus;
+    Receiver receiver(bus);
+    Settle(bus, receiver);
+    Receiver joined(bus);
+    bus.Notify(Record(7, 1000), ""_w);
+    joined.Until(1000);
+  }
+}
+
+TEST(BusTest, AStopInADeliveryAfterManyShortOnesLosesTheQueueToo) {
+  for (int round = 0; round < 10; ++round) {
+    std::atomic<bool> came_late{false};
+    yox_test::AwaitedLog log;
+    TestBus bus;
+    bus.Subscribe(
+        [&](YOXNotificationData& record) {
+          if (record.getEventState() == 1001) came_late = true;
+          if (record.getEventState() != 1000) return;
+          bus.Notify(Record(7, 1001), ""_w);
+          bus.SetStopRequest();
+        },
+        false);
+    Receiver receiver(bus);
+    Settle(bus, receiver);
+    bus.Notify(Record(7, 1000), ""_w);
+    EXPECT_TRUE(log.Await("NotifyWorker: Exit"));
+    bus.Cleanup();
+    EXPECT_FALSE(came_late);
+  }
+}
+
 TEST(BusTest, SubscribersMayWaitForEachOtherInDeliveriesOfOneRecord) {
   Latch all(4);
   TestBus bus;
@@ -1191,6 +1391,18 @@ TEST_F(BusExitTest, TheBusIsCleanedUpAtExit) {
       testing::ExitedWithCode(4), "destroyed");
 }
 
+TEST_F(BusExitTest, CleanupInAFirstCallTerminatesTheProcess) {
+  EXPECT_DEATH(
+      {
+        YOX::Log::SetSink([](std::string_view, YOX::LogLevel, std::string_view line) {
+          if (line.ends_with("joining thread")) std::fputs(std::string(line).c_str(), stderr);
+        });
+        Bus().Subscribe([](YOXNotificationData&) { Bus().Cleanup(); }, true);
+        PublishAndWait();
+      },
+      "YOXPublisherSubscriber::Cleanup: Exception joining thread");
+}
+
 TEST_F(BusExitTest, ADeliveryMayExit) {
   EXPECT_EXIT(
       {
@@ -1259,6 +1471,23 @@ TEST(BusTest, NothingIsKeptOfABurstOfLargeRecords) {
   one.Until(17);
   two.Until(17);
   EXPECT_LT(*ResidentBytes() - *before, 32 * kMebibyte);
+}
+
+TEST(BusTest, NothingIsKeptOfARecordWhoseRoundFailed) {
+  constexpr std::int64_t kMebibyte = 1 << 20;
+  const std::optional<std::int64_t> before = ResidentBytes();
+  if (!before) GTEST_SKIP() << "this system does not tell how much memory is in use";
+  TestBus bus;
+  bus.Subscribe([](YOXNotificationData&) { throw std::runtime_error("first"); }, true);
+  Latch failed;
+  YOX::Log::SetSink([&](std::string_view, YOX::LogLevel, std::string_view line) {
+    if (line == "NotifyWorker: Inner Exception") throw std::runtime_error("log");
+    if (line == "NotifyWorker: Exception") failed.CountDown();
+  });
+  bus.Notify({7, 1, WString(48 * kMebibyte, yox::WChar{'x'})}, ""_w);
+  EXPECT_TRUE(failed.Wait());
+  YOX::Log::SetSink({});
+  EXPECT_LT(*ResidentBytes() - *before, 48 * kMebibyte);
 }
 
 TEST(BusTest, TheProcesssBusIsOne) {
@@ -1456,7 +1685,11 @@ TEST_F(SteppedBusTest, CleanupCallsADeliveryHangingAfterFiveSecondsAndWaitsOn) {
   bus.Notify(Record(7, 1), ""_w);
   hanging.AwaitHanging();
   const CapturedLog log;
-  std::thread cleanup([&] { bus.Cleanup(); });
+  std::atomic<bool> returned{false};
+  std::thread cleanup([&] {
+    bus.Cleanup();
+    returned = true;
+  });
   const std::int64_t begin = clock().SteadyMilliseconds();
   EXPECT_EQ(clock().alarms().AwaitNext(kBound), begin + 5'000);
   Latch logged;
@@ -1468,6 +1701,8 @@ TEST_F(SteppedBusTest, CleanupCallsADeliveryHangingAfterFiveSecondsAndWaitsOn) {
   });
   clock().AdvanceMilliseconds(5'000);
   EXPECT_TRUE(logged.Wait());
+  LetOthersRun();
+  EXPECT_FALSE(returned);
   YOX::Log::SetSink({});
   hanging.Release();
   cleanup.join();
