@@ -219,7 +219,7 @@ class Client final : public Part<yox::platform::Client> {
 };
 #undef YOX_EMPTY_OR
 
-class Registry final : public yox::platform::Registry {
+class Registry : public yox::platform::Registry {
  public:
   Registry(yox::platform::Registry& base, FailingCall& call) : base_(base), call_(call) {}
 

@@ -82,7 +82,7 @@ class StateOfTag {
   }
   // Whether this state has lasted until `now`.
   bool IsStill(const StateOfTag& now) const {
-    return *this == now && until_ != INT64_MIN &&
+    return *this == now &&
            (until_ == INT64_MAX || Platform::Get().clock().SteadyNanoseconds() < until_);
   }
   friend bool operator==(const StateOfTag& left, const StateOfTag& right) {

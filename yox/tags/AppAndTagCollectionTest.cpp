@@ -1,3 +1,4 @@
+#include <optional>
 #include <string>
 #include <thread>
 
@@ -9,6 +10,7 @@
 #include "yox/tags/AppAndTagCollection.h"
 #include "yox/tags/Persona.h"
 
+#include "tests/faults/FailingPlatform.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/PrivateMember.h"
 
@@ -353,6 +355,76 @@ TEST(AppAndTagCollectionSingletonTest, AManagementServiceIsSeenWithinAnHour) {
   EXPECT_TRUE(is_managed());
   device.clock().Advance(3600);
   EXPECT_FALSE(is_managed());
+}
+
+// Counts its reads, and has the numbers of the registry that it forwards to.
+class CountingRegistry final : public yox_test::failing::Registry {
+ public:
+  CountingRegistry(yox::platform::Registry& base, yox_test::FailingCall& calls)
+      : Registry(base, calls), base_(base) {}
+  std::optional<std::uint64_t> Generation() const override { return base_.Generation(); }
+
+ private:
+  yox::platform::Registry& base_;
+};
+
+TEST(AppAndTagCollectionSingletonTest, TheRegistryIsReadAgainOnlyAfterAChange) {
+  yox::platform::DeviceProfile profile;
+  profile.clock.emplace().now.emplace();
+  yox::platform::SimulatedDevice device(profile);
+  yox_test::FailingCall calls;
+  CountingRegistry registry(device.registry(), calls);
+  yox_test::SubstitutedPlatform platform(device);
+  platform.Set(registry);
+  const yox::platform::ScopedPlatform installed(platform);
+  const auto reads = [&] {
+    calls.Choose(0);
+    AppAndTagCollection::GetInstance();
+    return calls.calls();
+  };
+  AppAndTagCollection::GetInstance()->setTags({{"a"_w, "1"_w}});
+  EXPECT_GT(reads(), 0) << "the list was replaced";
+  EXPECT_GT(reads(), 0) << "by this the list has the tag";
+  EXPECT_EQ(reads(), 0);
+  device.registry().CreateKey({HKEY_LOCAL_MACHINE, "SOFTWARE\\Changed"_w, {}, {}});
+  EXPECT_GT(reads(), 0);
+  EXPECT_EQ(reads(), 0);
+  device.clock().Advance(3600);
+  EXPECT_GT(reads(), 0);
+  EXPECT_EQ(reads(), 0);
+}
+
+TEST(AppAndTagCollectionSingletonTest, AnotherPlatformIsQueriedAnew) {
+  const auto prepare = [](yox::platform::SimulatedDevice& device, std::uint32_t managed) {
+    const RegistryKey policy{HKEY_LOCAL_MACHINE, "SOFTWARE\\Policies\\Tervan\\YOX"_w, {}, {}};
+    ASSERT_EQ(device.registry().CreateKey(policy), RegistryStatus::kOk);
+    device.registry().SetValue(policy, "IsManagedDevice"_w, RegistryValue::Dword(managed));
+  };
+  const auto text = [] {
+    AppAndTagCollection::GetInstance();
+    return String::UTF16ToUTF8(AppAndTagCollection::GetInstance()->getTagsAsString());
+  };
+  yox::platform::SimulatedDevice managed;
+  prepare(managed, 1);
+  const yox::platform::ScopedPlatform installed(managed);
+  EXPECT_THAT(text(), HasSubstr("IsManagedDevice:true"));
+  {
+    yox::platform::SimulatedDevice unmanaged;
+    prepare(unmanaged, 0);
+    const yox::platform::ScopedPlatform inner(unmanaged);
+    EXPECT_THAT(text(), HasSubstr("IsManagedDevice:false"));
+  }
+  EXPECT_THAT(text(), HasSubstr("IsManagedDevice:true"));
+}
+
+TEST(AppAndTagCollectionSingletonTest, ATagThatTheListHasAlreadyIsNotLogged) {
+  yox::platform::SimulatedDevice device;
+  const yox::platform::ScopedPlatform installed(device);
+  AppAndTagCollection::GetInstance();
+  device.registry().CreateKey({HKEY_LOCAL_MACHINE, "SOFTWARE\\Changed"_w, {}, {}});
+  const yox_test::CapturedLog log;
+  AppAndTagCollection::GetInstance();
+  EXPECT_EQ(log.Text().find("AddTags"), std::string::npos) << log.Text();
 }
 
 TEST(AppAndTagCollectionSingletonTest, FillingItCollectsTheDisplayAdapters) {

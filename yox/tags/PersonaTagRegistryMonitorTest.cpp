@@ -40,7 +40,18 @@ class PersonaTagRegistryMonitorTest : public yox_test::OnEveryRegistry {
     Set(Intent("\\gaming"_w), "Intent"_w, RegistryValue::Dword(number));
   }
 
+  // Changes the answer until the event is set, or for half a minute. Returns whether it was set.
+  // Windows watches from the moment of return on; the line in the log comes before.
+  bool IsNoticed() {
+    while (!changed_.IsSet() && number_ < 300) {
+      Answer(++number_);
+      WaitFor(changed_.handle(), 100);
+    }
+    return changed_.IsSet();
+  }
+
   Event changed_;
+  std::uint32_t number_ = 0;
   yox::PersonaTagRegistryMonitor monitor_;
 };
 YOX_ON_EVERY_REGISTRY(PersonaTagRegistryMonitorTest);
@@ -50,12 +61,7 @@ TEST_P(PersonaTagRegistryMonitorTest, AnAnswerBelowTheIntentKeySetsTheEvent) {
   yox_test::AwaitedLog log;
   monitor_.SetChangeEvent(changed_.handle());
   monitor_.Start();
-  // Windows watches from the moment of return on; the line comes before.
-  for (std::uint32_t number = 1; !changed_.IsSet() && number < 300; ++number) {
-    Answer(number);
-    WaitFor(changed_.handle(), 100);
-  }
-  EXPECT_TRUE(changed_.IsSet());
+  EXPECT_TRUE(IsNoticed());
   monitor_.Stop();
   const std::string text = log.Text();
   EXPECT_NE(text.find("yox D yox::PersonaTagRegistryMonitor::MonitorLoop Monitoring subkey path " +
@@ -122,6 +128,25 @@ TEST_P(PersonaTagRegistryMonitorTest, AStoppedMonitorCanBeStartedAgain) {
   }
 }
 
+TEST_P(PersonaTagRegistryMonitorTest, StartedAgainItNoticesAnAnswer) {
+  ASSERT_EQ(registry().CreateKey(Intent("\\gaming"_w)), RegistryStatus::kOk);
+  monitor_.SetChangeEvent(changed_.handle());
+  monitor_.Start();
+  monitor_.Stop();
+  monitor_.Start();
+  EXPECT_TRUE(IsNoticed());
+}
+
+// It often has the identifier of the one that has ended.
+TEST_P(PersonaTagRegistryMonitorTest, AThreadThatComesAfterTheWatchingOneMayStopIt) {
+  ASSERT_EQ(registry().CreateKey(Intent()), RegistryStatus::kOk);
+  for (int i = 0; i < 20; ++i) {
+    monitor_.Start();
+    monitor_.Stop();
+    std::thread([&] { EXPECT_NO_THROW(monitor_.Stop()); }).join();
+  }
+}
+
 TEST_P(PersonaTagRegistryMonitorTest, SeveralThreadsMayStopIt) {
   ASSERT_EQ(registry().CreateKey(Intent()), RegistryStatus::kOk);
   for (int i = 0; i < 50; ++i) {
@@ -178,15 +203,32 @@ TEST_P(PersonaTagRegistryMonitorTest, StoppedOnItsOwnThreadItEndsAndSaysSo) {
   monitor_.Start();
   ASSERT_TRUE(stopped.Wait());
   EXPECT_EQ(error, std::errc::resource_deadlock_would_occur);
-  std::uint32_t number = 1;
-  for (; !changed_.IsSet() && number < 300; ++number) {
-    Answer(number);
-    WaitFor(changed_.handle(), 100);
-  }
-  EXPECT_TRUE(changed_.IsSet());
-  for (const std::uint32_t end = number + 20; number < end; ++number) Answer(number);
+  EXPECT_TRUE(IsNoticed());
+  for (int i = 0; i < 20; ++i) Answer(++number_);
   monitor_.Stop();
   EXPECT_FALSE(ignored.IsSet());
+}
+
+TEST_P(PersonaTagRegistryMonitorTest, StoppedOnItsOwnThreadItDoesNotWaitForAnotherStop) {
+  ASSERT_EQ(registry().CreateKey(Intent()), RegistryStatus::kOk);
+  yox_test::AwaitedLog log;
+  std::thread other;
+  std::error_code error;
+  Latch refused;
+  log.OnLine(kWatching, [&] {
+    other = std::thread([&] { monitor_.Stop(); });
+    for (int i = 0; i < 20'000; ++i) std::this_thread::yield();  // until it waits for this thread
+    try {
+      monitor_.Stop();
+    } catch (const std::system_error& thrown) {
+      error = thrown.code();
+    }
+    refused.CountDown();
+  });
+  monitor_.Start();
+  ASSERT_TRUE(refused.Wait());
+  other.join();
+  EXPECT_EQ(error, std::errc::resource_deadlock_would_occur);
 }
 
 }  // namespace

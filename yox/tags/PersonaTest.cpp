@@ -131,6 +131,21 @@ TEST(PersonaTest, EachUseHasItsTagInOrderAndASecondCallAppendsAgain) {
   EXPECT_EQ(TextOf(tags), "Other=x User.Usage.Detected.Unknown=Windows ");
 }
 
+TEST(PersonaTest, TheLogHasEachTagAndTheLengthOfTheList) {
+  Chosen gaming("gaming"_w);
+  std::vector<YOXTag> tags{{"Other"_w, "x"_w}};
+  const yox_test::CapturedLog log;
+  TestPersona::GeneratePersonaTagsInternal(tags, gaming);
+  yox::Persona::RemovePersonaTags(tags);
+  EXPECT_EQ(log.Text(),
+            "yox D yox::Persona::GeneratePersonaTagsInternal: persona tags\n"
+            "yox D yox::Persona::GeneratePersonaTagsInternal: Added persona tag "
+            "[User.Usage.Detected.Gaming]=[Windows]\n"
+            "yox D yox::Persona::GeneratePersonaTagsInternal:generate persona tags 2\n"
+            "yox D yox::Persona::RemovePersonaTags:Remove persona tags 2\n"
+            "yox D yox::Persona::RemovePersonaTags:Remove persona tags 1\n");
+}
+
 TEST(PersonaTest, TheRegistryOfTheUserWhoIsLoggedOnDecides) {
   yox::platform::DeviceProfile profile;
   profile.user.sid = "S-1-5-21-1-2-3-1001"_w;

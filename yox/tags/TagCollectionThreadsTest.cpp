@@ -139,6 +139,24 @@ TEST_F(TagCollectionThreadsTest, ARefreshMayMeetACollection) {
   EXPECT_EQ(record_->gpu_names(), std::vector{"Intel(R) Arc(TM)"_w});
 }
 
+// Each thread makes the device managed and unmanaged, and every list has the tag once.
+TEST_F(TagCollectionThreadsTest, ListsAreBuiltAtOnceWhileTheManagementChanges) {
+  const yox::platform::RegistryKey policy{
+      HKEY_LOCAL_MACHINE, "SOFTWARE\\Policies\\Tervan\\YOX"_w, {}, {}};
+  ASSERT_EQ(device_.registry().CreateKey(policy), yox::platform::RegistryStatus::kOk);
+  std::atomic<int> wrong{0};
+  const auto build = [&] {
+    for (std::uint32_t n = 0; n < 300; ++n) {
+      device_.registry().SetValue(policy, "IsManagedDevice"_w,
+                                  yox::platform::RegistryValue::Dword(n % 2));
+      const auto list = tags_.getTagsFromRegistryAndMemory();
+      if (list.empty() || list.back().key() != WString("Device.Usage.IsManagedDevice"_w)) ++wrong;
+    }
+  };
+  AtOnce({build, build});
+  EXPECT_EQ(wrong, 0);
+}
+
 // What has to wait while another thread has the collection's lock.
 struct WaiterRow {
   const char* name;

@@ -156,6 +156,37 @@ TEST(TagGenerationTest, TheDaysAreWrittenWhereAKeyHasTheirName) {
   EXPECT_NE(setting.Stored().find("DaysSinceOobe=415;"), std::string::npos) << setting.Stored();
 }
 
+TEST(TagGenerationTest, TheDateIsNotWrittenWhereAKeyHasItsName) {
+  Setting setting(kPlain);
+  RegistryKey key = setting.key;
+  key.path += "\\OobeDate"_w;
+  ASSERT_EQ(setting.device.registry().CreateKey(key), RegistryStatus::kOk);
+  setting.Collect();
+  EXPECT_EQ(setting.Stored(), "DaysSinceOobe=415;Device.Hardware.Npu.Exists=false;");
+  EXPECT_NE(setting.Text().find("OobeDate:2025-01-10, "), std::string::npos) << setting.Text();
+}
+
+TEST(TagGenerationTest, ATagThatCannotBeWrittenIsInTheListAndInTheLog) {
+  Setting setting(kPlain);
+  yox_test::FailingPlatform platform(setting.device);
+  const yox::platform::ScopedPlatform installed(platform.platform());
+  std::vector<std::string> logs;
+  int call = 0;
+  do {
+    setting.tags.setTags({});
+    const yox_test::CapturedLog log;
+    platform.call().Choose(++call);
+    setting.tags.AddTags({{"a"_w, "1"_w}}, true, true);
+    EXPECT_EQ(setting.Text(), "a:1, ");
+    logs.push_back(log.Text());
+  } while (platform.call().calls() >= call);
+  const std::string listed = "yox D AppAndTagCollection::AddTags Adding key to tag list a 1\n";
+  EXPECT_EQ(logs.front(), listed) << "the key cannot be created";
+  EXPECT_EQ(logs.at(logs.size() - 2),
+            listed + "yox E AppAndTagCollection::AddTags Unable to add 1 in registry\n");
+  EXPECT_EQ(logs.back(), listed + "yox E AppAndTagCollection::AddTags Added key to registry a 1\n");
+}
+
 TEST(TagGenerationTest, LaterTheDaysAloneAreWrittenAndTheRecordIsFilledWithoutProbing) {
   Setting setting(kWithAccelerator);
   setting.Store("Device.Hardware.Npu.Exists", "true");
@@ -223,6 +254,12 @@ TEST(TagGenerationTest, ARefreshCollectsBehindTheNewList) {
   EXPECT_EQ(setting.Text(),
             "a:1, Device.Usage.IsManagedDevice:false, DaysSinceOobe:415, "
             "Device.Hardware.Npu.Exists:false, OobeDate:2025-01-10, ");
+}
+
+TEST(TagGenerationTest, ARefreshInTheFirstMinuteDoesNotWait) {
+  Setting setting(kJustStarted);
+  setting.tags.RefreshTags(nullptr, true);
+  EXPECT_NE(setting.Text().find("DaysSinceOobe:415, "), std::string::npos) << setting.Text();
 }
 
 TEST(TagGenerationTest, AMinuteAfterTheStartNobodyWaits) {
