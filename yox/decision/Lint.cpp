@@ -241,10 +241,12 @@ class Allowances {
     const std::string_view reason =
         colon == std::string_view::npos ? std::string_view() : Trim(rest.substr(colon + 1));
     if (reason.empty()) return Wrong(filter, "there is no reason");
-    for (std::string_view rules = rest.substr(0, colon); !rules.empty();) {
+    std::string_view rules = rest.substr(0, colon);
+    for (bool more = true; more;) {
       const std::size_t comma = rules.find(',');
       Allow(Trim(rules.substr(0, comma)), reason, filter);
-      rules.remove_prefix(comma == std::string_view::npos ? rules.size() : comma + 1);
+      more = comma != std::string_view::npos;
+      rules.remove_prefix(more ? comma + 1 : 0);
     }
   }
 

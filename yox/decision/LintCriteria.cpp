@@ -38,11 +38,13 @@ bool StartsComparison(WStringView text) { return text.starts_with('<') || text.s
 bool IsRealDay(const DateText& date) {
   using namespace std::chrono;
   const auto [year_text, month_text, day_text] = date.fields;
-  if (month_text.number < 1 || day_text.number < 1 || day_text.number > 31) return false;
+  // chrono keeps the lowest byte of a month or day. Numbers have no sign: "-" separates them.
+  const auto byte = [](const IntegerText& text) {
+    return static_cast<unsigned>(std::min(text.number, 255));
+  };
   // The calendar repeats after 400 years.
-  const year_month_day day = year{year_text.number % 400 + 2000} /
-                             month{static_cast<unsigned>(std::min(month_text.number, 13))} /
-                             std::chrono::day{static_cast<unsigned>(day_text.number)};
+  const year_month_day day = year{year_text.number % 400 + 2000} / month{byte(month_text)} /
+                             std::chrono::day{byte(day_text)};
   return day.ok();
 }
 
@@ -101,7 +103,7 @@ class CriterionLint {
     if (start && end && HoldingOf(range) == Holding::kNever) {
       Report(kWindowEmpty, text_);
       Fix(String::UTF16ToUTF8(range.end.text) + "|" + String::UTF16ToUTF8(range.start.text));
-    } else if (end && range.end.CompareTo(today).value_or(0) < 0) {
+    } else if (end && range.end.CompareTo(today) < 0) {
       Report(kWindowPast, range.end.text);
     }
     if (HoldingOf(range) == Holding::kAlways) Report(kAlwaysHolds, text_);
@@ -124,8 +126,7 @@ class CriterionLint {
     if (!rollout.growth) Report(kRolloutGrowth, rollout.growth_word);
     const std::size_t fourth = static_cast<std::size_t>(rollout.growth_word.data() - text_.data()) +
                                rollout.growth_word.size() + 1;
-    if (fourth > text_.size()) return;
-    const WStringView behind = text_.substr(fourth);
+    const WStringView behind = text_.substr(std::min(fourth, text_.size()));
     const WStringView segment = behind.substr(0, behind.find(WChar{'|'}));
     const bool by_device = segment.empty() || String::CaseInsesitiveEqual(segment, "device"_wv);
     if (!rollout.by_tenant && !by_device) Report(kRolloutSegment, segment);
@@ -192,7 +193,6 @@ class CriterionLint {
     Report(kEmptyAlternative, piece);
     LintFinding& finding = findings_.back();
     const bool comma_before = finding.offset > 0;
-    if (piece.size() == text_.size()) return;
     finding.fix = LintFix{finding.offset - (comma_before ? 1 : 0), finding.length + 1, {}};
   }
 
@@ -351,7 +351,7 @@ class CriterionLint {
     const bool as_long = name.size() + kFewLetters >= tag.size();
     if (as_long && EditDistance(name, tag) <= kFewLetters) return true;
     const std::size_t word = tag.rfind('.') + 1;  // 0 if there is no dot
-    return word != 0 && name.size() >= word + kShortestWord && name.size() < tag.size() &&
+    return word != 0 && name.size() >= word + kShortestWord &&
            EditDistance(name, tag.substr(0, name.size())) == 0;
   }
 
@@ -501,19 +501,16 @@ class CriterionLint {
   }
 
   static bool IsLongOver(const Rollout& rollout, const LocalDate& today) {
-    constexpr int kLongAgoDays = 30;
-    constexpr int kLongestDays = 100'000;
     using namespace std::chrono;
-    if (rollout.days.number > kLongestDays || rollout.start.CompareTo(today).value_or(1) > 0) {
-      return false;
-    }
+    constexpr days kLongAgo{30};
+    if (rollout.start.CompareTo(today) > 0) return false;
     const auto day_of = [](int y, int m, int d) {
       return sys_days{year{y} / month{static_cast<unsigned>(m)} / day{static_cast<unsigned>(d)}};
     };
     const auto& fields = rollout.start.fields;
     const sys_days first = day_of(fields[0].number, fields[1].number, fields[2].number);
     return day_of(today.year, today.month, today.day) - first >
-           days{rollout.days.number + kLongAgoDays};
+           days{rollout.days.number} + kLongAgo;
   }
 
   void VersionText(WStringView piece, const VersionRequirement& requirement) {
@@ -559,13 +556,13 @@ class CriterionLint {
       is_after_number_ = false;
       Separator(key);
       ProductTag(term, key, {});
-      return KeyPattern(key, term.key);
+      return KeyPattern(key, term);
     }
     is_after_number_ = std::holds_alternative<IntegerRequirement>(term.value);
     if (key.empty()) {
       Report(kEmptyAlternative, piece.substr(0, bar));
     } else {
-      KeyPattern(key, term.key);
+      KeyPattern(key, term);
     }
     if (term.key.negated) Report(kNegatedKey, key);
     Value(piece.substr(bar + 1), term);
@@ -594,14 +591,17 @@ class CriterionLint {
   }
 
   // The key alone may have been freed of "!" before it was read as a pattern.
-  void KeyPattern(WStringView key, const TextPattern& pattern) {
+  void KeyPattern(WStringView key, const KeyValueTerm& term) {
+    const TextPattern& pattern = term.key;
     if (pattern.form == TextPattern::Form::kEverything) return Report(kInnerStar, key);
     if (pattern.text.find(WChar{'*'}) != WStringView::npos) Report(kLiteralStar, key);
     if (!pattern.text.empty() &&
         (String::IsWhiteSpace(pattern.text.front()) || String::IsWhiteSpace(pattern.text.back()))) {
       Report(kWhiteSpace, key);
     }
-    if (HoldingOf(pattern) == Holding::kNever) Report(kNeverHolds, key);
+    if (HoldingOf(pattern) == Holding::kNever) {
+      Report(term.negated ? kAlwaysHolds : kNeverHolds, key);
+    }
   }
 
   void Value(WStringView behind, const KeyValueTerm& term) {
@@ -620,7 +620,8 @@ class CriterionLint {
       const TextPattern pattern = TextPattern::Parse(value);
       if (IsFromOn(pattern.text)) {
         Report(kForeignText, pattern.text);
-        Fix(">=" + String::UTF16ToUTF8(pattern.text.substr(0, pattern.text.size() - 1)));
+        const WStringView number = pattern.text.substr(0, pattern.text.size() - 1);
+        if (pattern.IsText()) Fix(">=" + String::UTF16ToUTF8(number));
       } else {
         Foreign(pattern.text);
       }
@@ -671,10 +672,11 @@ class CriterionLint {
   static bool IsSeparator(WChar unit) { return unit == '\\' || unit == '/'; }
 
   static bool HasBlankBesideName(WStringView path) {
-    for (std::size_t i = 0; i < path.size(); ++i) {
-      const bool beside =
-          i == 0 || i + 1 == path.size() || IsSeparator(path[i - 1]) || IsSeparator(path[i + 1]);
-      if (beside && String::IsWhiteSpace(path[i])) return true;
+    for (std::size_t end = 0; end != WStringView::npos;) {
+      end = path.find_first_of("\\/"_wv);
+      const WStringView name = path.substr(0, end);
+      if (String::Trimmed(name) != name) return true;
+      path.remove_prefix(std::min(name.size() + 1, path.size()));
     }
     return false;
   }

@@ -215,7 +215,8 @@ WordCheck CheckAmong(std::string_view word, std::span<const std::string_view> wo
 bool IsSubtag(std::string_view part) {
   if (part.size() == 2) return Find(Countries(), part, &CodeRow::code) != nullptr;
   if (part.size() == 3) return std::ranges::all_of(part, IsDigit);
-  return part.size() >= 4 && part.size() <= 8;
+  return part.size() >= 4 && part.size() <= 8 &&
+         std::ranges::all_of(part, [](char c) { return IsLetter(c) || IsDigit(c); });
 }
 
 }  // namespace
@@ -252,7 +253,9 @@ WordCheck CheckLanguage(std::string_view word) {
     const std::string_view part = rest.substr(0, rest.find('-'));
     if (!IsSubtag(part)) {
       const std::string country = CheckCountry(part).meant;
-      return {false, country.empty() ? "" : std::string(language) + "-" + country};
+      const std::string_view before = word.substr(0, word.size() - rest.size());
+      const std::string_view after = rest.substr(part.size());
+      return {false, country.empty() ? "" : std::string(before) + country + std::string(after)};
     }
     rest.remove_prefix(part.size());
   }
