@@ -1,10 +1,14 @@
 #include <algorithm>
+#include <atomic>
+#include <thread>
 #include <utility>
 
 #include "yox/base/String.h"
 #include "yox/base/ThreadSafety.h"
 #include "yox/platform/registry/RegistryContract.h"
 #include "yox/platform/registry/RegistryPaths.h"
+
+#include "tests/support/Latch.h"
 
 namespace yox_test {
 
@@ -179,11 +183,12 @@ TEST_P(RegistryContract, ValuesOfEveryTypeComeBackByteForByte) {
 }
 
 TEST_P(RegistryContract, TextIsStoredInUtf16WithItsTerminator) {
-  ASSERT_EQ(registry_->SetValue(Key(), "Name"_w, RegistryValue::Text("a\u00e9"_w)), kOk);
+  ASSERT_EQ(registry_->SetValue(Key(), "Name"_w, RegistryValue::Text("a\u00e9\u6f22"_w)), kOk);
   RegistryValue value;
   ASSERT_EQ(registry_->Get(Key(), "Name"_w, value), kOk);
   EXPECT_EQ(value.type, RegistryType::kText);
-  EXPECT_THAT(value.data, ElementsAre('a', 0, 0xe9, 0, 0, 0));
+  EXPECT_THAT(value.data, ElementsAre('a', 0, 0xe9, 0, 0x22, 0x6f, 0, 0));
+  EXPECT_EQ(value.FirstText(), "a\u00e9\u6f22"_w);
 }
 
 TEST_P(RegistryContract, ASecondWriteReplacesValueAndType) {
@@ -192,6 +197,21 @@ TEST_P(RegistryContract, ASecondWriteReplacesValueAndType) {
   RegistryValue value;
   ASSERT_EQ(registry_->Get(Key(), "Name"_w, value), kOk);
   EXPECT_EQ(value, RegistryValue::Dword(5));
+  const RegistryValue same_bytes = RegistryValue::Binary(value.data);
+  ASSERT_EQ(registry_->SetValue(Key(), "Name"_w, same_bytes), kOk);
+  ASSERT_EQ(registry_->Get(Key(), "Name"_w, value), kOk);
+  EXPECT_EQ(value, same_bytes);
+}
+
+TEST_P(RegistryContract, WhatIsReadReplacesWhatTheCallerHad) {
+  ASSERT_EQ(registry_->SetValue(Key(), "Name"_w, RegistryValue::Dword(1)), kOk);
+  ASSERT_EQ(registry_->CreateKey(Key("Sub"_w)), kOk);
+  std::vector<RegistryEntry> values(2);
+  EXPECT_EQ(registry_->Values(Key(), values), kOk);
+  EXPECT_THAT(values, ElementsAre(RegistryEntry{"Name"_w, RegistryValue::Dword(1)}));
+  std::vector<WString> names{"former"_w, "names"_w};
+  EXPECT_EQ(registry_->SubKeys(Key(), names), kOk);
+  EXPECT_THAT(names, ElementsAre("Sub"_w));
 }
 
 TEST_P(RegistryContract, LetterCaseDoesNotMatterAndStaysAsFirstWritten) {
@@ -263,14 +283,16 @@ TEST_P(RegistryContract, NamesTooLongForTheCallerAreLeftOut) {
 }
 
 TEST_P(RegistryContract, DeletingAKeyTakesEverythingBelowAndNothingBeside) {
-  for (const WString& path : {"A\\B\\C"_w, "A\\B!"_w, "A\\B b"_w, "A\\BB\\C"_w, "A\\b]"_w}) {
+  for (const WString& path :
+       {"A\\B\\C"_w, "A\\B!"_w, "A\\B b"_w, "A\\BB\\C"_w, "A\\b]"_w, "A\\B\x01"_w}) {
     ASSERT_EQ(registry_->CreateKey(Key(path)), kOk);
   }
   ASSERT_EQ(registry_->SetValue(Key("A\\B\\C"_w), "Name"_w, RegistryValue::Dword(1)), kOk);
   EXPECT_THAT(SubKeysOf(*registry_, Key("A"_w)),
-              UnorderedElementsAre("B", "B!", "B b", "BB", "b]"));
+              UnorderedElementsAre("B", "B!", "B b", "BB", "b]", "B\x01"));
   ASSERT_EQ(registry_->DeleteKey(Key("a\\b"_w)), kOk);
-  EXPECT_THAT(SubKeysOf(*registry_, Key("A"_w)), UnorderedElementsAre("B!", "B b", "BB", "b]"));
+  EXPECT_THAT(SubKeysOf(*registry_, Key("A"_w)),
+              UnorderedElementsAre("B!", "B b", "BB", "b]", "B\x01"));
   EXPECT_FALSE(registry_->Exists(Key("A\\B\\C"_w)));
   EXPECT_TRUE(registry_->Exists(Key("A\\BB\\C"_w)));
   ASSERT_EQ(registry_->CreateKey(Key("A\\B\\C"_w)), kOk);
@@ -376,6 +398,26 @@ TEST_P(RegistryContract, EditsAreDoneInOrder) {
   ASSERT_EQ(registry_->Apply(edits), kOk);
   EXPECT_THAT(ValueNamesOf(*registry_, Key("A"_w)), ElementsAre("Two"));
   EXPECT_THAT(SubKeysOf(*registry_, Key()), ElementsAre("A"));
+}
+
+TEST_P(RegistryContract, DeletingWhatIsMissingMaySucceed) {
+  ASSERT_EQ(registry_->SetValue(Key(), "Gone"_w, RegistryValue::Dword(1)), kOk);
+  std::vector<RegistryEdit> edits{
+      Edit(RegistryAction::kDeleteKey, Key("Missing"_w)),
+      Edit(RegistryAction::kDeleteValue, Key("Missing"_w), "Name"_w),
+      Edit(RegistryAction::kDeleteValue, Key(), "Missing"_w),
+      Edit(RegistryAction::kDeleteValue, Key(), "Gone"_w),
+      Edit(RegistryAction::kCreateKey, Key("Then"_w)),
+  };
+  for (RegistryEdit& edit : edits) edit.if_there = true;
+  EXPECT_EQ(registry_->Apply(edits), kOk);
+  EXPECT_THAT(SubKeysOf(*registry_, Key()), ElementsAre("Then"));
+  EXPECT_THAT(ValueNamesOf(*registry_, Key()), ElementsAre());
+
+  edits[0].key.path += "\\\\"_w;
+  edits[4].key = Key("Never"_w);
+  EXPECT_EQ(registry_->Apply(edits), kInvalid);
+  EXPECT_FALSE(registry_->Exists(Key("Never"_w)));
 }
 
 TEST_P(RegistryContract, EditsStopAtTheFirstThatFails) {
@@ -486,6 +528,94 @@ TEST_P(RegistryContract, AnEndedWatchReportsNoMore) {
   ASSERT_EQ(registry_->SetValue(Key(), "Name"_w, RegistryValue::Dword(1)), kOk);
   EXPECT_TRUE(living.WaitFor("set :Name"));
   EXPECT_THAT(ended.All(), ElementsAre());
+}
+
+TEST_P(RegistryContract, AnOverwrittenValueIsReportedByItsFirstName) {
+  ASSERT_EQ(registry_->SetValue(Key(), "Name"_w, RegistryValue::Dword(1)), kOk);
+  RegistryReports reports;
+  std::unique_ptr<RegistryWatch> watch;
+  ASSERT_EQ(registry_->Watch(Key(), reports.Callback(), watch), kOk);
+  ASSERT_EQ(registry_->SetValue(Key(), "NAME"_w, RegistryValue::Dword(2)), kOk);
+  EXPECT_TRUE(reports.WaitFor("set :Name"));
+}
+
+TEST_P(RegistryContract, EndingAWatchWaitsForItsCallback) {
+  Latch called;
+  std::atomic<bool> ended{false};
+  std::unique_ptr<RegistryWatch> watch;
+  const auto changed = [&](const auto&) {
+    called.CountDown();
+    for (int i = 0; i < 500; ++i) std::this_thread::yield();
+    EXPECT_FALSE(ended);
+  };
+  ASSERT_EQ(registry_->Watch(Key(), changed, watch), kOk);
+  std::thread changing([&] { registry_->SetValue(Key(), "Name"_w, RegistryValue::Dword(1)); });
+  EXPECT_TRUE(called.Wait());
+  watch.reset();
+  ended = true;
+  changing.join();
+}
+
+TEST_P(RegistryContract, ACallbackMayEndAnotherWatch) {
+  std::atomic<bool> ended{false};
+  RegistryReports reports;
+  const Registry::Changed report = reports.Callback();
+  std::unique_ptr<RegistryWatch> first, second;
+  const auto end_the_other = [&](const std::vector<RegistryChange>& changes) {
+    second.reset();
+    ended = true;
+    report(changes);
+  };
+  ASSERT_EQ(registry_->Watch(Key(), end_the_other, first), kOk);
+  ASSERT_EQ(registry_->Watch(
+                Key(), [&](const auto&) { EXPECT_FALSE(ended); }, second),
+            kOk);
+  ASSERT_EQ(registry_->SetValue(Key(), "Name"_w, RegistryValue::Dword(1)), kOk);
+  EXPECT_TRUE(reports.WaitFor("set :Name"));
+}
+
+TEST_P(RegistryContract, AnEndedWatchFreesItsCallback) {
+  auto token = std::make_shared<int>();
+  const std::weak_ptr<int> freed = token;
+  std::unique_ptr<RegistryWatch> watch, other;
+  Registry::Changed changed = [token = std::move(token)](const auto&) {};
+  ASSERT_EQ(registry_->Watch(Key(), std::move(changed), watch), kOk);
+  changed = {};
+  ASSERT_EQ(registry_->Watch(
+                Key(), [](const auto&) {}, other),
+            kOk);
+  watch.reset();
+  // The registry's thread may have it for a moment longer.
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (!freed.expired() && std::chrono::steady_clock::now() < end) std::this_thread::yield();
+  EXPECT_TRUE(freed.expired());
+}
+
+TEST_P(RegistryContract, SeveralThreadsUseItAtOnce) {
+  const auto use = [this](const WString& own) {
+    const RegistryKey key = Key(own);
+    for (std::uint32_t round = 0; round < 10; ++round) {
+      std::unique_ptr<RegistryWatch> watch;
+      EXPECT_EQ(registry_->Watch(
+                    Key(), [](const auto&) {}, watch),
+                kOk);
+      EXPECT_EQ(registry_->CreateKey(Key(own + "\\Sub"_w)), kOk);
+      EXPECT_EQ(registry_->SetValue(key, "Name"_w, RegistryValue::Dword(round)), kOk);
+      RegistryValue value;
+      EXPECT_EQ(registry_->Get(key, "Name"_w, value), kOk);
+      EXPECT_EQ(value, RegistryValue::Dword(round));
+      HKEY opened = nullptr;
+      EXPECT_EQ(registry_->Open(key, Registry::kFullAccess, opened), kOk);
+      EXPECT_THAT(SubKeysOf(*registry_, Root(opened)), ElementsAre("Sub"));
+      EXPECT_THAT(ValueNamesOf(*registry_, Root(opened)), ElementsAre("Name"));
+      registry_->Close(opened);
+      EXPECT_EQ(registry_->DeleteValue(key, "Name"_w), kOk);
+      EXPECT_EQ(registry_->DeleteKey(key), kOk);
+    }
+  };
+  std::vector<std::thread> threads;
+  for (const WString& own : {"A"_w, "B"_w, "C"_w}) threads.emplace_back(use, own);
+  for (std::thread& thread : threads) thread.join();
 }
 
 TEST_P(RegistryContract, ACallbackMayUseTheRegistry) {

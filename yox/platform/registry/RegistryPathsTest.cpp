@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <thread>
 
 #include "yox/platform/registry/RegistryPaths.h"
 
@@ -46,6 +47,28 @@ TEST(AsksToWriteTest, EachRightToChangeSomethingDoes) {
     EXPECT_EQ(AsksToWrite(0x20019 | bit), (kChanging & bit) != 0) << "KEY_READ and " << bit;
   }
   EXPECT_FALSE(AsksToWrite(0));
+}
+
+// Run under ThreadSanitizer, this finds a member that is not guarded.
+TEST(RegistryPathsTest, SeveralThreadsUseThemAtOnce) {
+  RegistryPaths paths("S-1-1"_w);
+  const auto use = [&paths](const WString& user) {
+    for (int round = 0; round < 200; ++round) {
+      paths.SetOwnUser(user);
+      WString name;
+      EXPECT_EQ(paths.Resolve({HKEY_CURRENT_USER, {}, {}, {}}, name), RegistryStatus::kOk);
+      EXPECT_TRUE(name == "HKU\\S-1-1"_w || name == "HKU\\S-1-2"_w);
+      EXPECT_FALSE(paths.IsHive("HKU\\S-1-3"_w));
+      HKEY const handle = paths.OpenHandle("HKLM\\"_w + user);
+      EXPECT_EQ(paths.Resolve({handle, {}, {}, {}}, name), RegistryStatus::kOk);
+      EXPECT_EQ(name, "HKLM\\"_w + user);
+      paths.CloseHandle(handle);
+      EXPECT_EQ(paths.Resolve({handle, {}, {}, {}}, name), RegistryStatus::kInvalid);
+    }
+  };
+  std::thread other(use, "S-1-2"_w);
+  use("S-1-1"_w);
+  other.join();
 }
 
 struct NameRow {

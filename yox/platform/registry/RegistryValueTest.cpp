@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <utility>
 #include <vector>
 
 #include "yox/platform/registry/Registry.h"
@@ -18,6 +19,29 @@ TEST(RegistryValueTest, SeveralTextsAreReadBack) {
   EXPECT_EQ(RegistryValue::MultiText(texts).FirstText(), "A"_w);
   EXPECT_THAT(RegistryValue::Text("A"_wv).Texts(), ElementsAre("A"_w));
   EXPECT_THAT(RegistryValue::MultiText({}).Texts(), IsEmpty());
+}
+
+TEST(RegistryValueTest, ATextEndsWithItsBytesAndIgnoresAnOddOne) {
+  const auto text = [](std::vector<std::uint8_t> bytes) {
+    return RegistryValue{RegistryType::kText, std::move(bytes)}.FirstText();
+  };
+  EXPECT_EQ(text({}), ""_w);
+  EXPECT_EQ(text({'a'}), ""_w);
+  EXPECT_EQ(text({'a', 0}), "a"_w);
+  EXPECT_EQ(text({'a', 0, 'b'}), "a"_w);
+  EXPECT_EQ(text({'a', 0, 'b', 0}), "ab"_w);
+  EXPECT_EQ(text({'a', 0, 0, 0, 'b', 0}), "a"_w);
+  EXPECT_EQ(text({0x22, 0x6f, 1, 0}), "\u6f22\x01"_w);
+}
+
+TEST(RegistryValueTest, ANumberHasItsTypeAndItsSize) {
+  const auto dword = [](RegistryType type, std::size_t size) {
+    return RegistryValue{type, std::vector<std::uint8_t>(size)}.AsDword();
+  };
+  EXPECT_EQ(dword(RegistryType::kDword, 4), 0U);
+  EXPECT_EQ(dword(RegistryType::kDword, 3), std::nullopt);
+  EXPECT_EQ(dword(RegistryType::kDword, 5), std::nullopt);
+  EXPECT_EQ(dword(RegistryType::kBinary, 4), std::nullopt);
 }
 
 TEST(RegistryValueTest, NumbersAreReadBackInTheirTypeAlone) {

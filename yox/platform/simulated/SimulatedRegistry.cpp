@@ -142,11 +142,8 @@ class YOX_LOCAL SimulatedRegistry::Transaction {
 SimulatedRegistry::SimulatedRegistry(const WString& own_user)
     : paths_(std::make_unique<RegistryPaths>(own_user)) {
   using namespace literals;
-  {
-    const MutexLock lock(mutex_);
-    for (const WStringView root : {"HKLM"_wv, "HKU"_wv}) {
-      keys_[FoldRegistryName(root)].path = root;
-    }
+  for (const WStringView root : {"HKLM"_wv, "HKU"_wv}) {
+    keys_[FoldRegistryName(root)].path = root;
   }
   SetOwnUser(own_user);
 }

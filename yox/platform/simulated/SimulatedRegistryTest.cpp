@@ -1,5 +1,6 @@
 #include <cstdint>
 #include <set>
+#include <thread>
 
 #include "yox/platform/registry/RegistryContract.h"
 #include "yox/platform/simulated/SimulatedRegistry.h"
@@ -37,6 +38,24 @@ TEST(SimulatedRegistryTest, AnotherOwnUserHasAnotherHive) {
   EXPECT_FALSE(registry.Exists(key));
   EXPECT_TRUE(registry.Exists({HKEY_USERS, "S-1-5-18"_w, {}, {}}));
   EXPECT_TRUE(registry.Exists({HKEY_USERS, kUser + "\\Software"_w, {}, {}}));
+}
+
+TEST(SimulatedRegistryTest, UserAndRightsChangeWhileOthersUseIt) {
+  SimulatedRegistry registry;
+  registry.SetOwnUser(kUser);  // so that both hives are there
+  const RegistryKey key{HKEY_CURRENT_USER, "Software"_w, {}, {}};
+  std::thread changing([&] {
+    for (int i = 0; i < 200; ++i) {
+      registry.SetReadOnly(i % 2 == 0);
+      registry.SetOwnUser(i % 2 == 0 ? kUser : WString());
+    }
+  });
+  for (int i = 0; i < 200; ++i) {
+    const RegistryStatus status = registry.CreateKey(key);
+    EXPECT_TRUE(status == RegistryStatus::kOk || status == RegistryStatus::kDenied);
+    EXPECT_TRUE(registry.Exists({HKEY_CURRENT_USER, {}, {}, {}}));
+  }
+  changing.join();
 }
 
 TEST(SimulatedRegistryTest, EveryChangeGivesItAnotherGeneration) {

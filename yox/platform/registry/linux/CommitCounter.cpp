@@ -29,9 +29,8 @@ Number First() {
 // Open file description locks, unlike the older record locks, belong to one opening of the file:
 // closing another one of the same process does not release them.
 struct flock WholeFile(short type) {
-  struct flock lock {};
+  struct flock lock {};  // from 0, which is SEEK_SET, and without an end
   lock.l_type = type;
-  lock.l_whence = SEEK_SET;
   return lock;
 }
 

@@ -5,14 +5,18 @@
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <optional>
 #include <string>
 #include <system_error>
+#include <thread>
 
 #include "yox/platform/registry/linux/CommitCounter.h"
 
+#include "tests/support/FileSizeLimit.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace {
@@ -99,6 +103,48 @@ TEST_F(CommitCounterTest, ACountThatIsNoFileOfThisFolderIsAnError) {
   EXPECT_THROW(CommitCounter counter(folder_), std::system_error);
   EXPECT_THROW(CommitCounter::Commit commit(folder_), std::system_error);
   EXPECT_FALSE(fs::exists(file()));
+}
+
+TEST_F(CommitCounterTest, TheFirstCountIsTheTimeInNanoseconds) {
+  const auto now = [] {
+    return static_cast<std::uint64_t>(
+        std::chrono::nanoseconds(std::chrono::system_clock::now().time_since_epoch()).count());
+  };
+  const std::uint64_t before = now();
+  Commit();
+  const auto count = CommitCounter(folder_).Count();
+  EXPECT_GE(count, before);
+  EXPECT_LE(count, now());
+}
+
+TEST_F(CommitCounterTest, SeveralMayCreateTheFileAtOnce) {
+  for (int round = 0; round < 200; ++round) {
+    fs::remove(file());
+    std::atomic<int> ready{0};
+    const auto commit = [&] {
+      ++ready;
+      while (ready < 2) std::this_thread::yield();
+      Commit();
+    };
+    std::thread other([&] { EXPECT_NO_THROW(commit()); });
+    EXPECT_NO_THROW(commit());
+    other.join();
+    EXPECT_TRUE(CommitCounter(folder_).Count());
+  }
+}
+
+TEST_F(CommitCounterTest, ACommitThatCannotBeCountedFails) {
+  Commit();
+  const auto before = CommitCounter(folder_).Count();
+  const yox_test::FileSizeLimit limit(0);
+  try {
+    Commit();
+    ADD_FAILURE() << "nothing was thrown";
+  } catch (const std::system_error& error) {
+    EXPECT_EQ(error.code().value(), EFBIG);
+    EXPECT_TRUE(std::string(error.what()).starts_with(file().native())) << error.what();
+  }
+  EXPECT_EQ(CommitCounter(folder_).Count(), before);
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 #include <sqlite3.h>
 #include <time.h>
 
-#include <cerrno>
 #include <string>
 #include <system_error>
 
@@ -37,10 +36,7 @@ DatabaseFault FaultOf(int code, int system_error) {
       return DatabaseFault::kDamaged;
     case SQLITE_CANTOPEN:
     case SQLITE_IOERR:
-      if (system_error == EACCES || system_error == EPERM) return DatabaseFault::kDenied;
-      if (system_error == EROFS) return DatabaseFault::kReadOnly;
-      if (system_error == ENOSPC || system_error == EDQUOT) return DatabaseFault::kFull;
-      return DatabaseFault::kOther;
+      return FaultOfSystemError(system_error);
     default:
       return DatabaseFault::kOther;
   }
@@ -63,13 +59,15 @@ std::filesystem::path Resolved(const std::filesystem::path& file) {
   return error ? file : folder / file.filename();
 }
 
-// The path as an URI of SQLite: https://www.sqlite.org/uri.html.
+// The path as an URI of SQLite, where only three characters have a meaning of their own:
+// https://www.sqlite.org/uri.html.
 std::string ImmutableUri(const std::filesystem::path& file) {
+  constexpr std::string_view kSpecial = "%?#";
   constexpr std::string_view kDigits = "0123456789ABCDEF";
   std::string uri = "file:";
   for (const char c : file.native()) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (c == '%' || c == '?' || c == '#' || byte <= ' ' || byte > '~') {
+    if (kSpecial.find(c) != std::string_view::npos) {
+      const auto byte = static_cast<unsigned char>(c);
       uri += '%';
       uri += kDigits[byte >> 4];
       uri += kDigits[byte & 0xF];
@@ -119,7 +117,6 @@ bool Statement::Step() {
 void Statement::Run() {
   while (Step()) {
   }
-  Reset();
 }
 
 void Statement::Reset() { sqlite3_reset(statement_.get()); }
@@ -165,6 +162,8 @@ std::int64_t Database::Number(const char* sql) {
   Statement statement = Prepare(sql);
   return statement.Step() ? statement.Number(0) : 0;
 }
+
+bool Database::IsInTransaction() const { return sqlite3_get_autocommit(database_.get()) == 0; }
 
 bool Database::IsReadOnly() const { return sqlite3_db_readonly(database_.get(), "main") != 0; }
 

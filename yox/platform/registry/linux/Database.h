@@ -23,14 +23,15 @@ class Statement {
   Statement(sqlite3* database, const char* sql);
 
   // Sets a parameter, numbered from 1 as in SQL, and resets the statement. The bytes are not
-  // copied: they must stay valid until the next Bind or Reset.
+  // copied: they must stay valid until the statement has been executed.
   Statement& Bind(int parameter, std::int64_t number);
   Statement& Bind(int parameter, std::string_view bytes);
   // Moves to the next row; returns false after the last one.
   bool Step();
-  // Executes the statement to its end and resets it.
+  // Executes the statement to its end.
   void Run();
-  // Ends the execution and with it the transaction that reading may have begun.
+  // Ends the execution before the last row, and with it the transaction that reading may have
+  // begun.
   void Reset();
 
   // A column of the current row, numbered from 0. The bytes are valid until the next Step or Reset.
@@ -65,6 +66,8 @@ class Database {
   // Returns the first column of the first row, 0 when there is no row.
   std::int64_t Number(const char* sql);
   Statement Prepare(const char* sql) { return Statement(database_.get(), sql); }
+  // Whether a BEGIN has no COMMIT or ROLLBACK yet; some failures roll back by themselves.
+  bool IsInTransaction() const;
   bool IsReadOnly() const;
 
  private:

@@ -23,8 +23,10 @@ std::string Text(DatabaseFault fault, const std::string& detail) {
   return detail.empty() ? words : words + " (" + detail + ")";
 }
 
-DatabaseFault FaultOf(const std::error_code& code) {
-  switch (code.value()) {
+}  // namespace
+
+DatabaseFault FaultOfSystemError(int error) {
+  switch (error) {
     case EACCES:
     case EPERM:
       return DatabaseFault::kDenied;
@@ -38,12 +40,10 @@ DatabaseFault FaultOf(const std::error_code& code) {
   }
 }
 
-}  // namespace
-
 DatabaseError::DatabaseError(DatabaseFault fault, const std::string& detail)
     : std::runtime_error(Text(fault, detail)), fault_(fault) {}
 
 DatabaseError::DatabaseError(const std::system_error& error)
-    : DatabaseError(FaultOf(error.code()), error.what()) {}
+    : DatabaseError(FaultOfSystemError(error.code().value()), error.what()) {}
 
 }  // namespace yox::platform

@@ -17,6 +17,9 @@ enum class DatabaseFault {
   kOther,
 };
 
+// The fault that an error number of the system means.
+DatabaseFault FaultOfSystemError(int error);
+
 // A failure of a database or of a file beside it.
 class DatabaseError : public std::runtime_error {
  public:

@@ -120,7 +120,7 @@ WString LinuxRegistry::UserIdentifier(unsigned user) {
 // the reserve.
 template <class Work>
 RegistryStatus LinuxRegistry::Run(const Operation& operation, Work work) {
-  for (bool may_retry = operation.may_use_reserve;; may_retry = false) {
+  for (;;) {
     try {
       Session session(*this);
       const RegistryStatus status = work(session);
@@ -128,7 +128,7 @@ RegistryStatus LinuxRegistry::Run(const Operation& operation, Work work) {
       return status;
     } catch (const std::exception& error) {
       const bool full = AsDatabaseError(error).fault() == DatabaseFault::kFull;
-      if (full && may_retry && ReleaseReserve()) continue;
+      if (full && operation.may_use_reserve && ReleaseReserve()) continue;
       return Failed(operation, error);
     }
   }

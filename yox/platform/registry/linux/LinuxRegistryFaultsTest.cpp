@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdint>
 #include <fstream>
 #include <functional>
 #include <string>
@@ -21,6 +22,7 @@
 #include "yox/platform/registry/linux/RegistryStore.h"
 
 #include "tests/support/CapturedLog.h"
+#include "tests/support/Latch.h"
 #include "tests/support/Rows.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -51,6 +53,7 @@ using yox::platform::RegistryValue;
 using yox::platform::RegistryWatch;
 
 constexpr uid_t kNobody = 65534;
+constexpr std::uintmax_t kReserve = 256 * 1024;
 const RegistryKey kKey{HKEY_LOCAL_MACHINE, "SOFTWARE\\Contoso"_w, {}, {}};
 const WString kName = "Name"_w;
 
@@ -181,6 +184,50 @@ TEST(LinuxRegistryFaultsTest, AStoreOfAnotherAccountIsNamedAsDenied) {
                                             HasSubstr("cannot be written: permission denied (")));
 }
 
+TEST(LinuxRegistryFaultsTest, AStoreInAFolderThatCannotBeSearchedIsDenied) {
+  if (geteuid() != 0) GTEST_SKIP() << "becomes another account, which only root can";
+  const TemporaryFolder temporary;
+  MakeStore(temporary.path() / "state");
+  fs::permissions(temporary.path(), fs::perms::owner_all);
+  const AsNobody another;
+  LinuxRegistry registry = StoreIn(temporary.path() / "state");
+  EXPECT_EQ(Read(registry), RegistryStatus::kDenied);
+}
+
+TEST(LinuxRegistryFaultsTest, AStoreThatAnotherHasForItselfIsNotReadWithoutLocks) {
+  const TemporaryFolder folder;
+  MakeStore(folder.path());
+  Database other(folder.path() / "registry.db", Database::Access::kShared, 1ms);
+  other.Run("PRAGMA locking_mode = EXCLUSIVE; BEGIN EXCLUSIVE");
+  LinuxRegistry registry = StoreIn(folder.path());
+  const Failures failures(registry);
+  EXPECT_EQ(Read(registry), RegistryStatus::kFailed);
+  EXPECT_THAT(failures.texts(),
+              ElementsAre(HasSubstr("cannot be read: another process keeps it locked")));
+}
+
+TEST(LinuxRegistryFaultsTest, AStoreThatIsDamagedWhileItIsWatchedIsNamed) {
+  const TemporaryFolder folder;
+  MakeStore(folder.path());
+  LinuxRegistry registry = StoreIn(folder.path());
+  Latch reported;
+  std::string text;
+  registry.OnFailure([&](std::string_view line) {
+    text = line;
+    reported.CountDown();
+  });
+  std::unique_ptr<RegistryWatch> watch;
+  const auto ignore = [](const auto&) {};
+  ASSERT_EQ(registry.Watch(kKey, ignore, watch), RegistryStatus::kOk);
+  Execute(folder.path(), "DROP TABLE change");
+  { const CommitCounter::Commit commit{yox::platform::PrivateFolder(folder.path())}; }
+  EXPECT_TRUE(reported.Wait());
+  watch.reset();
+  registry.OnFailure({});
+  EXPECT_EQ(text, "registry " + (folder.path() / "registry.db").native() +
+                      " cannot be read: the file is damaged (no such table: change)");
+}
+
 TEST(LinuxRegistryFaultsTest, WithoutAFolderNothingCanBeWritten) {
   LinuxRegistry registry = StoreIn({});
   const Failures failures(registry);
@@ -200,9 +247,10 @@ TEST(LinuxRegistryFaultsTest, ALockThatIsNotReleasedInTimeIsNamed) {
   LinuxRegistry registry = StoreIn(folder.path());
   const Failures failures(registry);
   EXPECT_EQ(Read(registry), RegistryStatus::kOk);
-  EXPECT_EQ(registry.CreateKey(kKey), RegistryStatus::kFailed);
+  EXPECT_EQ(registry.DeleteKey(kKey), RegistryStatus::kFailed);
   EXPECT_THAT(failures.texts(),
               ElementsAre(HasSubstr("cannot be written: another process keeps it locked")));
+  EXPECT_EQ(fs::file_size(folder.path() / "registry.reserve"), kReserve) << "the disk is not full";
 }
 
 TEST(LinuxRegistryFaultsTest, AKeyThatIsMissingIsNoFailure) {
@@ -231,6 +279,18 @@ TEST(LinuxRegistryFaultsTest, ALinkInThePlaceOfAFileIsNotFollowed) {
     registry.CreateKey(kKey);
     EXPECT_EQ(fs::file_size(target), 0U) << name;
   }
+}
+
+TEST(LinuxRegistryFaultsTest, TheReserveIsTakenOnceItsPlaceIsFree) {
+  const TemporaryFolder folder;
+  const fs::path reserve = folder.path() / "registry.reserve";
+  fs::create_symlink("elsewhere", reserve);
+  LinuxRegistry registry = StoreIn(folder.path());
+  EXPECT_EQ(registry.CreateKey(kKey), RegistryStatus::kOk);
+  EXPECT_TRUE(fs::is_symlink(reserve));
+  fs::remove(reserve);
+  EXPECT_EQ(registry.DeleteKey(kKey), RegistryStatus::kOk);
+  EXPECT_EQ(fs::file_size(reserve), kReserve);
 }
 
 TEST(LinuxRegistryFaultsTest, FilesAreTheOwnersAloneWhateverTheUmask) {
@@ -340,10 +400,49 @@ TEST_F(ReadOnlyFolderTest, WhatChangedWhileItWasReadIsNotTrusted) {
   EXPECT_FALSE(store->IsReusable());
   store->CheckUnchanged();
   ASSERT_EQ(seteuid(0), 0);
-  LinuxRegistry writer = StoreIn(folder());
-  ASSERT_EQ(writer.SetValue(kKey, kName, RegistryValue::Dword(1)), RegistryStatus::kOk);
+  {
+    LinuxRegistry writer = StoreIn(folder());
+    ASSERT_EQ(writer.SetValue(kKey, kName, RegistryValue::Dword(1)), RegistryStatus::kOk);
+    EXPECT_THROW(store->CheckUnchanged(), DatabaseError);  // there is a log
+  }
+  EXPECT_FALSE(fs::exists(folder() / "registry.db-wal"));
+  EXPECT_THROW(store->CheckUnchanged(), DatabaseError);  // the database is another one
   ASSERT_EQ(seteuid(kNobody), 0);
-  EXPECT_THROW(store->CheckUnchanged(), DatabaseError);
+}
+
+// Replaces a file of the folder, as the account that the folder belongs to.
+void Replace(const fs::path& file, const std::string& content) {
+  ASSERT_EQ(seteuid(0), 0);
+  std::ofstream(file, std::ios::binary) << content;
+  ASSERT_EQ(chown(file.c_str(), kNobody, kNobody), 0);
+  ASSERT_EQ(seteuid(kNobody), 0);
+}
+
+TEST_F(ReadOnlyFolderTest, AnEmptyLogIsNone) {
+  if (getuid() != 0) GTEST_SKIP() << "writes as another account, which only root can";
+  Replace(folder() / "registry.db-wal", "");
+  LinuxRegistry registry = StoreIn(folder());
+  EXPECT_EQ(Read(registry), RegistryStatus::kOk);
+}
+
+TEST_F(ReadOnlyFolderTest, ALogThatCannotBeReadIsNotPassedOver) {
+  if (getuid() != 0) GTEST_SKIP() << "writes as another account, which only root can";
+  Replace(folder() / "registry.db-wal", "x");
+  LinuxRegistry registry = StoreIn(folder());
+  const Failures failures(registry);
+  EXPECT_EQ(Read(registry), RegistryStatus::kFailed);
+  EXPECT_THAT(failures.texts(),
+              ElementsAre(HasSubstr("cannot be read: unable to open database file")));
+}
+
+TEST_F(ReadOnlyFolderTest, AStoreWithoutTablesIsEmpty) {
+  if (getuid() != 0) GTEST_SKIP() << "writes as another account, which only root can";
+  Replace(folder() / "registry.db", "");
+  ASSERT_EQ(seteuid(0), 0);
+  Execute(folder(), "PRAGMA journal_mode = WAL");
+  ASSERT_EQ(seteuid(kNobody), 0);
+  LinuxRegistry registry = StoreIn(folder());
+  EXPECT_EQ(Read(registry), RegistryStatus::kNotFound);
 }
 
 // A file system of its own in memory. Only this process sees it.
@@ -433,10 +532,35 @@ TEST_F(SmallDiskTest, AFullOneIsReadAndDeletesButTakesNoNewValues) {
   }
 }
 
+TEST_F(SmallDiskTest, TheReserveIsForDeletionsAlone) {
+  const fs::path reserve = folder() / "registry.reserve";
+  for (const RegistryAction action : {RegistryAction::kDeleteValue, RegistryAction::kDeleteKey}) {
+    MakeStore(folder());
+    LinuxRegistry registry = StoreIn(folder());
+    disk_.Fill();
+    const RegistryEdit edit{action, kKey, kName, {}};
+    const RegistryEdit edits[] = {{RegistryAction::kCreateKey, kKey, {}, {}}, edit};
+    EXPECT_EQ(registry.Apply(edits), RegistryStatus::kFailed);
+    EXPECT_EQ(fs::file_size(reserve), kReserve);
+    EXPECT_EQ(registry.Apply({&edit, 1}), RegistryStatus::kOk);
+    EXPECT_EQ(fs::file_size(reserve), 0U);
+    disk_.MakeRoom();
+  }
+}
+
+TEST_F(SmallDiskTest, WithALinkInThePlaceOfTheReserveAFullDiskIsNamed) {
+  fs::remove(folder() / "registry.reserve");
+  fs::create_symlink("elsewhere", folder() / "registry.reserve");
+  LinuxRegistry registry = StoreIn(folder());
+  disk_.Fill();
+  const Failures failures(registry);
+  EXPECT_EQ(registry.DeleteKey(kKey), RegistryStatus::kFailed);
+  EXPECT_THAT(failures.texts(), ElementsAre(HasSubstr("cannot be written: the disk is full")));
+}
+
 TEST_F(SmallDiskTest, TheReserveIsTakenAgainWhenThereIsRoom) {
   const fs::path reserve = folder() / "registry.reserve";
-  const auto size = fs::file_size(reserve);
-  ASSERT_GT(size, 0U);
+  ASSERT_EQ(fs::file_size(reserve), kReserve);
   LinuxRegistry registry = StoreIn(folder());
   ASSERT_EQ(registry.SetValue(kKey, "Other"_w, RegistryValue::Dword(1)), RegistryStatus::kOk);
   // Keeps SQLite's log, whose room the last connection would free.
@@ -447,7 +571,7 @@ TEST_F(SmallDiskTest, TheReserveIsTakenAgainWhenThereIsRoom) {
   EXPECT_EQ(fs::file_size(reserve), 0U);
   disk_.MakeRoom();
   ASSERT_EQ(registry.CreateKey(kKey), RegistryStatus::kOk);
-  EXPECT_EQ(fs::file_size(reserve), size);
+  EXPECT_EQ(fs::file_size(reserve), kReserve);
 }
 
 }  // namespace

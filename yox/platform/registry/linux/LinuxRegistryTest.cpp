@@ -21,7 +21,9 @@
 #include "yox/platform/registry/linux/CommitCounter.h"
 #include "yox/platform/registry/linux/Database.h"
 #include "yox/platform/registry/linux/LinuxRegistry.h"
+#include "yox/platform/registry/linux/RegistryStore.h"
 
+#include "tests/support/Latch.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace yox_test {
@@ -41,8 +43,10 @@ using yox::platform::RegistryEdit;
 using yox::platform::RegistryEntry;
 using yox::platform::RegistryKey;
 using yox::platform::RegistryStatus;
+using yox::platform::RegistryStore;
 using yox::platform::RegistryValue;
 using yox::platform::RegistryWatch;
+using yox::platform::StoredChange;
 
 const RegistryKey kKey{HKEY_LOCAL_MACHINE, "SOFTWARE\\Contoso"_w, {}, {}};
 
@@ -110,6 +114,149 @@ TEST(LinuxRegistryTest, ThreadsReadAndWriteAtOnceOverFewConnections) {
   EXPECT_LE(OpenDescriptorsOf(fs::canonical(folder.path()) / "registry.db"), 16);
 }
 
+TEST(LinuxRegistryTest, TheEndClosesEveryFile) {
+  const TemporaryFolder folder;
+  {
+    LinuxRegistry registry = StoreIn(folder.path());
+    ASSERT_EQ(registry.CreateKey(kKey), RegistryStatus::kOk);
+    EXPECT_TRUE(registry.Exists(kKey));
+  }
+  EXPECT_EQ(OpenDescriptorsOf(fs::canonical(folder.path()) / "registry.db"), 0);
+}
+
+TEST(LinuxRegistryTest, AConnectionIsKeptForLaterOperations) {
+  const TemporaryFolder folder;
+  int opened = 0;
+  LinuxRegistry registry(
+      [&] {
+        ++opened;
+        return folder.path();
+      },
+      {}, std::chrono::milliseconds(1));
+  for (std::uint32_t round = 0; round < 5; ++round) {
+    ASSERT_EQ(registry.CreateKey(kKey), RegistryStatus::kOk);
+    ASSERT_EQ(registry.SetValue(kKey, "Name"_w, RegistryValue::Dword(round)), RegistryStatus::kOk);
+    ASSERT_TRUE(registry.Exists(kKey));
+  }
+  EXPECT_EQ(opened, 1);
+  Database other = Open(folder.path());
+  other.Run("BEGIN IMMEDIATE");
+  EXPECT_EQ(registry.DeleteKey(kKey), RegistryStatus::kFailed);
+  other.Run("COMMIT");
+  const int after_failure = opened;
+  EXPECT_TRUE(registry.Exists(kKey));
+  EXPECT_EQ(opened, after_failure + 1) << "the connection may have a transaction open";
+}
+
+// With another process's connection in between, one that reads on in an old state would fail.
+TEST(LinuxRegistryTest, TwoWritersTakeTurns) {
+  const TemporaryFolder folder;
+  LinuxRegistry first = StoreIn(folder.path()), second = StoreIn(folder.path());
+  ASSERT_EQ(first.CreateKey(kKey), RegistryStatus::kOk);
+  for (std::uint32_t round = 0; round < 3; ++round) {
+    for (LinuxRegistry* const registry : {&first, &second}) {
+      RegistryKey key = kKey;
+      key.path += "\\Sub"_w;
+      ASSERT_EQ(registry->CreateKey(key), RegistryStatus::kOk);
+      ASSERT_EQ(registry->SetValue(key, "Name"_w, RegistryValue::Dword(round)),
+                RegistryStatus::kOk);
+      ASSERT_EQ(registry->SetValue(key, "Name"_w, RegistryValue::Text("other"_w)),
+                RegistryStatus::kOk);
+      ASSERT_EQ(registry->SetValue(key, "Name"_w, RegistryValue::Text("other"_w)),
+                RegistryStatus::kOk);
+    }
+    for (LinuxRegistry* const registry : {&first, &second}) {
+      ASSERT_EQ(registry->SetValue(kKey, "Mine"_w, RegistryValue::Dword(round)),
+                RegistryStatus::kOk);
+      ASSERT_EQ(registry->DeleteValue(kKey, "Mine"_w), RegistryStatus::kOk);
+      RegistryValue value;
+      ASSERT_EQ(registry->Get(kKey, "Mine"_w, value), RegistryStatus::kNotFound);
+    }
+    ASSERT_EQ(first.DeleteKey(kKey), RegistryStatus::kOk);
+    ASSERT_EQ(second.CreateKey(kKey), RegistryStatus::kOk);
+    ASSERT_EQ(first.DeleteKey(kKey), RegistryStatus::kOk);
+    ASSERT_FALSE(second.Exists(kKey));
+    ASSERT_EQ(second.CreateKey(kKey), RegistryStatus::kOk);
+  }
+}
+
+TEST(LinuxRegistryTest, WritersOfOneProcessWaitForEachOtherWithoutAnEnd) {
+  const TemporaryFolder folder;
+  LinuxRegistry registry([&] { return folder.path(); }, {}, std::chrono::milliseconds(0));
+  ASSERT_EQ(registry.CreateKey(kKey), RegistryStatus::kOk);
+  const auto write = [&registry](const WString& name) {
+    for (std::uint32_t round = 0; round < 20; ++round) {
+      std::vector<RegistryEdit> edits;
+      for (std::uint32_t i = 0; i < 200; ++i) {
+        edits.push_back(
+            {RegistryAction::kSetValue, kKey, name, RegistryValue::Dword(200 * round + i)});
+      }
+      EXPECT_EQ(registry.Apply(edits), RegistryStatus::kOk);
+    }
+  };
+  std::thread other(write, "Other"_w);
+  write("Own"_w);
+  other.join();
+}
+
+TEST(LinuxRegistryTest, ARootHasValuesAndKeysToo) {
+  const TemporaryFolder folder;
+  LinuxRegistry registry = StoreIn(folder.path());
+  const RegistryKey root{HKEY_LOCAL_MACHINE, {}, {}, {}};
+  ASSERT_EQ(registry.CreateKey(kKey), RegistryStatus::kOk);
+  ASSERT_EQ(registry.SetValue(root, "Name"_w, RegistryValue::Dword(1)), RegistryStatus::kOk);
+  std::vector<RegistryEntry> values;
+  EXPECT_EQ(registry.Values(root, values, 10), RegistryStatus::kOk);
+  EXPECT_THAT(values, ElementsAre(RegistryEntry{"Name"_w, RegistryValue::Dword(1)}));
+  std::vector<WString> names;
+  EXPECT_EQ(registry.SubKeys(root, names), RegistryStatus::kOk);
+  EXPECT_THAT(names, ElementsAre("SOFTWARE"_w));
+  EXPECT_EQ(registry.DeleteValue(root, "Name"_w), RegistryStatus::kOk);
+}
+
+TEST(LinuxRegistryTest, WhatWasReadIsRememberedUntilACommit) {
+  const TemporaryFolder folder;
+  LinuxRegistry registry = StoreIn(folder.path());
+  ASSERT_EQ(registry.CreateKey(kKey), RegistryStatus::kOk);
+  ASSERT_EQ(registry.SetValue(kKey, "Name"_w, RegistryValue::Dword(1)), RegistryStatus::kOk);
+  RegistryValue value;
+  ASSERT_EQ(registry.Get(kKey, "Name"_w, value), RegistryStatus::kOk);
+  ASSERT_TRUE(registry.Exists(kKey));
+  // Not counted, as no process of this library writes.
+  Open(folder.path()).Run("DELETE FROM key; DELETE FROM value");
+  EXPECT_EQ(registry.Get(kKey, "Name"_w, value), RegistryStatus::kOk);
+  EXPECT_TRUE(registry.Exists(kKey));
+  { const CommitCounter::Commit commit{yox::platform::PrivateFolder(folder.path())}; }
+  EXPECT_EQ(registry.Get(kKey, "Name"_w, value), RegistryStatus::kNotFound);
+  EXPECT_FALSE(registry.Exists(kKey));
+}
+
+TEST(LinuxRegistryTest, NamesOfKeyAndValueDoNotRunTogether) {
+  const TemporaryFolder folder;
+  LinuxRegistry registry = StoreIn(folder.path());
+  RegistryKey longer = kKey;
+  longer.path +=
+      "\x01"
+      "A"_w;
+  ASSERT_EQ(registry.CreateKey(kKey), RegistryStatus::kOk);
+  ASSERT_EQ(registry.CreateKey(longer), RegistryStatus::kOk);
+  ASSERT_EQ(registry.SetValue(kKey,
+                              "A\x01"
+                              "B"_w,
+                              RegistryValue::Dword(1)),
+            RegistryStatus::kOk);
+  ASSERT_EQ(registry.SetValue(longer, "B"_w, RegistryValue::Dword(2)), RegistryStatus::kOk);
+  RegistryValue value;
+  ASSERT_EQ(registry.Get(kKey,
+                         "A\x01"
+                         "B"_w,
+                         value),
+            RegistryStatus::kOk);
+  EXPECT_EQ(value, RegistryValue::Dword(1));
+  ASSERT_EQ(registry.Get(longer, "B"_w, value), RegistryStatus::kOk);
+  EXPECT_EQ(value, RegistryValue::Dword(2));
+}
+
 TEST(LinuxRegistryTest, AReadSeesWhatAnotherHasWrittenHoweverOftenItReadBefore) {
   const TemporaryFolder folder;
   LinuxRegistry writer = StoreIn(folder.path());
@@ -146,6 +293,12 @@ TEST(LinuxRegistryTest, MoreCanBeReadThanIsRemembered) {
   }
 }
 
+TEST(LinuxRegistryTest, AUserHasAnIdentifierAndTheSystemsIsEmpty) {
+  EXPECT_EQ(LinuxRegistry::UserIdentifier(0), ""_w);
+  EXPECT_EQ(LinuxRegistry::UserIdentifier(1), "S-1-22-1-1"_w);
+  EXPECT_EQ(LinuxRegistry::UserIdentifier(65534), "S-1-22-1-65534"_w);
+}
+
 TEST(LinuxRegistryTest, TheSystemsOwnHiveBelongsToItsAccount) {
   const TemporaryFolder folder;
   LinuxRegistry registry = StoreIn(folder.path(), 0);
@@ -172,6 +325,16 @@ TEST(LinuxRegistryTest, AStoreWhoseMakerWasKilledEarlyIsMadeByTheNext) {
   EXPECT_TRUE(registry.Exists(kKey));
 }
 
+// As many edits of values that the key does not have yet.
+std::vector<RegistryEdit> NewValues(std::uint32_t count, std::uint32_t first = 0) {
+  std::vector<RegistryEdit> edits;
+  for (std::uint32_t i = first; i < first + count; ++i) {
+    edits.push_back({RegistryAction::kSetValue, kKey, String::UTF8ToUTF16(std::to_string(i)),
+                     RegistryValue::Dword(i)});
+  }
+  return edits;
+}
+
 TEST(LinuxRegistryTest, AWatchThatMissesTooMuchSaysSo) {
   const TemporaryFolder folder;
   LinuxRegistry registry = StoreIn(folder.path());
@@ -179,16 +342,113 @@ TEST(LinuxRegistryTest, AWatchThatMissesTooMuchSaysSo) {
   RegistryReports reports;
   std::unique_ptr<RegistryWatch> watch;
   ASSERT_EQ(registry.Watch(kKey, reports.Callback(), watch), RegistryStatus::kOk);
-  std::vector<RegistryEdit> edits;
-  for (std::uint32_t i = 0; i < 10'001; ++i) {
-    edits.push_back({RegistryAction::kSetValue, kKey, String::UTF8ToUTF16(std::to_string(i)),
-                     RegistryValue::Dword(i)});
-  }
-  ASSERT_EQ(registry.Apply(edits), RegistryStatus::kOk);
+  ASSERT_EQ(registry.Apply(NewValues(10'001)), RegistryStatus::kOk);
   EXPECT_TRUE(reports.WaitFor("lost"));
   ASSERT_EQ(registry.SetValue(kKey, "Then"_w, RegistryValue::Dword(1)), RegistryStatus::kOk);
   EXPECT_TRUE(reports.WaitFor("set :Then"));
   EXPECT_THAT(reports.All(), ElementsAre("lost", "set :Then"));
+}
+
+std::vector<StoredChange> ChangesSince(const fs::path& folder, std::int64_t seen) {
+  return RegistryStore::OpenExisting(folder, std::chrono::seconds(10))->ChangesSince(seen);
+}
+
+TEST(LinuxRegistryTest, TheLatestTenThousandChangesAreRecorded) {
+  const TemporaryFolder folder;
+  LinuxRegistry registry = StoreIn(folder.path());
+  ASSERT_EQ(registry.CreateKey(kKey), RegistryStatus::kOk);  // changes 1 to 3
+  EXPECT_EQ(ChangesSince(folder.path(), 3).size(), 0U);
+  ASSERT_EQ(registry.Apply(NewValues(10'000)), RegistryStatus::kOk);
+  const auto of_one_transaction = ChangesSince(folder.path(), 3);
+  ASSERT_EQ(of_one_transaction.size(), 10'000U);
+  EXPECT_FALSE(of_one_transaction.front().change.lost);
+  EXPECT_EQ(of_one_transaction.front().change.name, "0"_w);
+  ASSERT_EQ(registry.Apply(NewValues(10, 10'000)), RegistryStatus::kOk);
+
+  // Of 10,013 changes the first 13 are forgotten: the 12th is not known to be followed by the 14th.
+  for (const std::int64_t seen : {0, 12}) {
+    const auto changes = ChangesSince(folder.path(), seen);
+    ASSERT_EQ(changes.size(), 10'001U) << seen;
+    EXPECT_TRUE(changes[0].change.lost);
+    EXPECT_EQ(changes[0].id, 13);
+    EXPECT_FALSE(changes[1].change.lost);
+    EXPECT_EQ(changes[1].id, 14);
+  }
+  const auto changes = ChangesSince(folder.path(), 13);
+  ASSERT_EQ(changes.size(), 10'000U);
+  EXPECT_EQ(changes[0].id, 14);
+  EXPECT_FALSE(changes[0].change.lost);
+}
+
+TEST(LinuxRegistryTest, AConnectionHasItsSettings) {
+  const TemporaryFolder folder;
+  const auto store = RegistryStore::Create(folder.path(), std::chrono::seconds(10));
+  EXPECT_EQ(store->database().Number("PRAGMA synchronous"), 1);  // NORMAL
+  EXPECT_EQ(store->database().Number("PRAGMA cache_size"), -16384);
+  EXPECT_EQ(store->LastChange(), 0);
+}
+
+std::ptrdiff_t ThreadsOfThisProcess() {
+  return std::distance(fs::directory_iterator("/proc/self/task"), fs::directory_iterator());
+}
+
+TEST(LinuxRegistryTest, AllWatchesShareOneThread) {
+  const TemporaryFolder folder;
+  LinuxRegistry registry = StoreIn(folder.path());
+  ASSERT_EQ(registry.CreateKey(kKey), RegistryStatus::kOk);
+  const std::ptrdiff_t before = ThreadsOfThisProcess();
+  std::array<std::unique_ptr<RegistryWatch>, 3> watches;
+  for (auto& watch : watches) {
+    ASSERT_EQ(registry.Watch(
+                  kKey, [](const auto&) {}, watch),
+              RegistryStatus::kOk);
+  }
+  EXPECT_EQ(ThreadsOfThisProcess(), before + 1);
+}
+
+TEST(LinuxRegistryTest, AWatchIsToldOnlyWhatCameAfterIt) {
+  const TemporaryFolder folder;
+  LinuxRegistry registry = StoreIn(folder.path());
+  ASSERT_EQ(registry.CreateKey(kKey), RegistryStatus::kOk);
+  Latch called, go_on;
+  RegistryReports reports;
+  std::unique_ptr<RegistryWatch> late, former;
+  const auto changed = [&](const auto&) {
+    called.CountDown();
+    EXPECT_TRUE(go_on.Wait());
+  };
+  ASSERT_EQ(registry.Watch(kKey, changed, former), RegistryStatus::kOk);
+  ASSERT_EQ(registry.SetValue(kKey, "One"_w, RegistryValue::Dword(1)), RegistryStatus::kOk);
+  EXPECT_TRUE(called.Wait());
+  // The thread is in the call: that it reads for the former watch alone.
+  ASSERT_EQ(registry.SetValue(kKey, "Two"_w, RegistryValue::Dword(1)), RegistryStatus::kOk);
+  ASSERT_EQ(registry.Watch(kKey, reports.Callback(), late), RegistryStatus::kOk);
+  go_on.CountDown();
+  ASSERT_EQ(registry.SetValue(kKey, "Three"_w, RegistryValue::Dword(1)), RegistryStatus::kOk);
+  EXPECT_TRUE(reports.WaitFor("set :Three"));
+  EXPECT_THAT(reports.All(), ElementsAre("set :Three"));
+}
+
+TEST(LinuxRegistryTest, AKeyThatIsDeletedMeanwhileIsNotWatched) {
+  const TemporaryFolder folder;
+  LinuxRegistry other = StoreIn(folder.path());
+  ASSERT_EQ(other.CreateKey(kKey), RegistryStatus::kOk);
+  int asked = 0;
+  LinuxRegistry registry(
+      [&] {
+        // First for the connection that finds the key, then for the thread that watches.
+        if (++asked == 2) {
+          EXPECT_EQ(other.DeleteKey(kKey), RegistryStatus::kOk);
+        }
+        return folder.path();
+      },
+      {});
+  std::unique_ptr<RegistryWatch> watch;
+  EXPECT_EQ(registry.Watch(
+                kKey, [](const auto&) {}, watch),
+            RegistryStatus::kNotFound);
+  EXPECT_EQ(watch, nullptr);
+  EXPECT_EQ(asked, 2);
 }
 
 TEST(LinuxRegistryTest, AHundredThousandValuesInOneKeyEnumerate) {

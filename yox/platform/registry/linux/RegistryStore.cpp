@@ -108,8 +108,7 @@ std::int64_t FormatOf(Database& database) {
 void MakeTables(const PrivateFolder& folder, Database& database) {
   // One process at a time: changing the journal's mode needs the database alone.
   const FileDescriptor lock = folder.OpenFile(CommitCounter::kFile, O_RDONLY);
-  while (flock(lock.number(), LOCK_EX) != 0 && errno == EINTR) {
-  }
+  TEMP_FAILURE_RETRY(flock(lock.number(), LOCK_EX));
   if (FormatOf(database) != 0) return;
   database.Run("PRAGMA journal_mode = WAL");
   database.Run("BEGIN IMMEDIATE");
@@ -186,8 +185,7 @@ RegistryStore::~RegistryStore() = default;
 RegistryStore::FileState RegistryStore::StateOf(const PrivateFolder& folder) {
   struct stat status {};
   Stat(folder, kFile, status);
-  return {status.st_ino, status.st_size,
-          std::int64_t{status.st_mtim.tv_sec} * 1'000'000'000 + status.st_mtim.tv_nsec};
+  return {status.st_ino, status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
 }
 
 void RegistryStore::CheckUnchanged() const {
@@ -249,7 +247,6 @@ std::vector<RegistryEntry> RegistryStore::Values(std::int64_t key, std::size_t l
     values.push_back({FromStored(list_values_.Bytes(0)),
                       {TypeOf(list_values_.Number(1)), {data.begin(), data.end()}}});
   }
-  list_values_.Reset();
   return values;
 }
 
@@ -257,12 +254,12 @@ std::vector<WString> RegistryStore::SubKeyPaths(std::int64_t key) {
   std::vector<WString> paths;
   list_keys_.Bind(1, key);
   while (list_keys_.Step()) paths.push_back(FromStored(list_keys_.Bytes(0)));
-  list_keys_.Reset();
   return paths;
 }
 
 std::int64_t RegistryStore::LastChange() {
-  const std::int64_t last = last_change_.Step() ? last_change_.Number(0) : 0;
+  last_change_.Step();  // there is one row always, with NULL for none
+  const std::int64_t last = last_change_.Number(0);
   last_change_.Reset();
   return last;
 }
@@ -282,7 +279,6 @@ std::vector<StoredChange> RegistryStore::ChangesSince(std::int64_t seen) {
     stored.change.name = FromStored(list_changes_.Bytes(3));
     changes.push_back(std::move(stored));
   }
-  list_changes_.Reset();
   return changes;
 }
 

@@ -80,7 +80,8 @@ class RegistryStore {
   struct FileState {
     ino_t inode = 0;
     off_t size = 0;
-    std::int64_t modified = 0;  // nanoseconds
+    std::int64_t modified_seconds = 0;
+    std::int64_t modified_nanoseconds = 0;  // of that second
     friend bool operator==(const FileState&, const FileState&) = default;
   };
 

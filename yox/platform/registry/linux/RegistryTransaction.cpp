@@ -32,11 +32,11 @@ RegistryTransaction::RegistryTransaction(RegistryStore& store)
 }
 
 RegistryTransaction::~RegistryTransaction() {
-  if (committed_) return;
+  if (!store_.database().IsInTransaction()) return;
   try {
     store_.database().Run("ROLLBACK");
-  } catch (const DatabaseError&) {
-    // Some failures have already rolled back.
+  } catch (
+      const DatabaseError&) {  // NOLINT(bugprone-empty-catch): the connection is not used again
   }
 }
 
@@ -91,7 +91,6 @@ void RegistryTransaction::Commit() {
   statements_.forget_changes.Bind(1, RegistryStore::kRecordedChanges).Run();
   const CommitCounter::Commit commit(store_.folder());
   store_.database().Run("COMMIT");
-  committed_ = true;
 }
 
 void RegistryTransaction::Record(RegistryAction action, std::string key, std::string name) {
@@ -137,7 +136,6 @@ RegistryStatus RegistryTransaction::SetValue(const WString& path, const Registry
     if (same) return RegistryStatus::kOk;
     statements_.set_value.Bind(1, id).Bind(2, type).Bind(3, data).Run();
   } else {
-    find.Reset();
     name = ToStored(edit.name);
     Statement& add = statements_.add_value;
     add.Bind(1, key.id).Bind(2, folded).Bind(3, name).Bind(4, type).Bind(5, data).Run();
@@ -148,9 +146,9 @@ RegistryStatus RegistryTransaction::SetValue(const WString& path, const Registry
 
 RegistryStatus RegistryTransaction::DeleteValue(const WString& path, const WString& name) {
   Key key = Find(Folded(path));
-  if (key.id == 0) return RegistryStatus::kNotFound;
   const std::string folded = Folded(name);
   Statement& find = statements_.find_value;
+  // A key that is missing has the number 0, and no value.
   if (!find.Bind(1, key.id).Bind(2, folded).Step()) return RegistryStatus::kNotFound;
   const std::int64_t id = find.Number(0);
   std::string stored(find.Bytes(1));

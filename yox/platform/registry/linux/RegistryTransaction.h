@@ -47,7 +47,6 @@ class RegistryTransaction {
   RegistryStore& store_;
   StoreEditing& statements_;
   std::vector<Change> changes_;
-  bool committed_ = false;
 };
 
 }  // namespace yox::platform

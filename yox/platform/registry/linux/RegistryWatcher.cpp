@@ -75,7 +75,7 @@ void RegistryWatcher::Remove(const std::shared_ptr<Watch>& watch) {
 void RegistryWatcher::WakeUp() { eventfd_write(wake_up_.number(), 1); }
 
 void RegistryWatcher::Run() {
-  std::array<pollfd, 2> sources{{{inotify_.number(), POLLIN, 0}, {wake_up_.number(), POLLIN, 0}}};
+  std::array sources{pollfd{inotify_.number(), POLLIN, {}}, pollfd{wake_up_.number(), POLLIN, {}}};
   for (;;) {
     poll(sources.data(), sources.size(), -1);
     // Before the changes are read: a commit that they do not have yet makes an event again.
@@ -102,7 +102,7 @@ void RegistryWatcher::Drain() {
   alignas(inotify_event) std::array<char, 4096> events;
   while (read(inotify_.number(), events.data(), events.size()) > 0) {
   }
-  eventfd_t count = 0;
+  eventfd_t count{};
   eventfd_read(wake_up_.number(), &count);
 }
 
