@@ -13,8 +13,10 @@ class TestRecord : public MachineInformation {
   TestRecord() = default;
   using MachineInformation::DeSerialize;
   using MachineInformation::Initialize;
+  using MachineInformation::LoadMachineInformationFromFile;
   using MachineInformation::ReadMachineInformation;
   using MachineInformation::SanitizeString;
+  using MachineInformation::SaveMachineInformationToFile;
   using MachineInformation::Serialize;
   using MachineInformation::SetMachineType;
   using MachineInformation::SetSerialNumber;

@@ -10,6 +10,7 @@
 #include "yox/platform/files/Files.h"
 
 #include "tests/support/CapturedLog.h"
+#include "tests/support/MeetingCreation.h"
 #include "tests/support/PrivateMember.h"
 #include "tests/support/SubstitutedPlatform.h"
 #include "tests/support/TestRecord.h"
@@ -318,6 +319,12 @@ TEST(DeviceInfoProviderTest, TheEndIsLogged) {
   EXPECT_EQ(captured.Text(),
             "yox D YOX::DeviceInfoProvider::~DeviceInfoProvider destructor of DeviceInfoProvider "
             "called\n");
+}
+
+TEST(DeviceInfoProviderTest, TwoThreadsCreateOneInstance) {
+  EXPECT_EQ(yox_test::CreationsByTwoThreads("Creating object of DeviceInfoProvider",
+                                            DeviceInfoProvider::GetInstance),
+            1);
 }
 
 TEST(DeviceInfoProviderTest, CreationIsLoggedOnce) {

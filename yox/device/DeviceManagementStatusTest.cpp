@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdint>
 #include <string_view>
 #include <thread>
 
@@ -196,6 +197,45 @@ TEST(DeviceManagementTest, InTheFirstHourOfTheDeviceNobodyIsAsked) {
   device->clock().Advance(1);
   EXPECT_TRUE(Query("cloud_device"));
   EXPECT_TRUE(Query("management_service"));
+}
+
+TEST(DeviceManagementTest, AnotherDeviceIsQueriedAnew) {
+  {
+    const InstalledDevice device(Profile(R"("join": {"cloud_device": true})"));
+    EXPECT_TRUE(Query("cloud_device"));
+  }
+  InstalledDevice started(R"({"clock": {"now": "2026-03-01T12:00:00", "uptime_seconds": 3599},
+      "join": {"cloud_device": true}})");
+  EXPECT_FALSE(Query("cloud_device"));
+  started->clock().Advance(1);
+  EXPECT_TRUE(Query("cloud_device"));
+}
+
+constexpr std::int64_t kHourInNanoseconds = kHour * 1'000'000'000;
+
+TEST_F(DeviceManagementStatusTest, AResultIsKnownUntilTheFirstOfItsSignalsIsQueriedAgain) {
+  // The device has been up for two hours.
+  for (int again = 0; again < 2; ++again) {
+    const auto state = yox::device::QueryManagement();
+    EXPECT_FALSE(state.is_managed);
+    EXPECT_EQ(state.known_until, 3 * kHourInNanoseconds);
+    device_->clock().Advance(10);
+  }
+  device_->clock().Advance(kHour);
+  services_.running = true;
+  const auto state = yox::device::QueryManagement();
+  EXPECT_TRUE(state.is_managed);
+  EXPECT_EQ(state.known_until, 4 * kHourInNanoseconds + 20 * 1'000'000'000LL);
+}
+
+TEST_F(DeviceManagementStatusTest, ADomainJoinIsKnownForEver) {
+  join_.domain.joined = true;
+  EXPECT_EQ(yox::device::QueryManagement().known_until, INT64_MAX);
+}
+
+TEST_F(DeviceManagementStatusTest, WhatCouldNotBeQueriedIsNotKnown) {
+  join_.cloud.outcome = Outcome::kUnknown;
+  EXPECT_EQ(yox::device::QueryManagement().known_until, INT64_MIN);
 }
 
 // Each signal of its own makes the device managed; none does not.

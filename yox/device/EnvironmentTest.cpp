@@ -1,5 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <string>
+#include <thread>
+
 #include "yox/device/Environment.h"
 #include "yox/device/InstalledDevice.h"
 
@@ -123,6 +127,25 @@ TEST(EnvironmentCaptionTest, ASuccessIsRememberedAndAFailureIsNot) {
   Environment::GetOsDescription(out);
   EXPECT_EQ(out, "Caption");
   EXPECT_EQ(answering.asked, 1);
+}
+
+// In each round the caption of another device. Run under ThreadSanitizer, this finds a member that
+// is not guarded.
+TEST(EnvironmentCaptionTest, SeveralThreadsGetTheSame) {
+  for (int round = 0; round < 50; ++round) {
+    const yox_test::InstalledDevice device;
+    std::atomic<int> ready{0};
+    const auto get = [&ready] {
+      ++ready;
+      while (ready < 2) std::this_thread::yield();
+      std::string out;
+      Environment::GetOsDescription(out);
+      EXPECT_EQ(out, "Microsoft Windows 11 Pro");
+    };
+    std::thread other(get);
+    get();
+    other.join();
+  }
 }
 
 }  // namespace

@@ -24,6 +24,7 @@
 #include "yox/platform/users/Users.h"
 
 #include "tests/support/CapturedLog.h"
+#include "tests/support/ForwardingFiles.h"
 #include "tests/support/Latch.h"
 #include "tests/support/SubstitutedPlatform.h"
 #include "tests/support/TestRecord.h"
@@ -57,6 +58,45 @@ TEST(MachineInformationCacheTest, TheFirstInstanceCollectsAndWritesAllKeys) {
   MachineInformation* const record = MachineInformation::GetInstance();
   EXPECT_EQ(record->serial_number(), "C0FFEE12"_w);
   EXPECT_EQ(ReadFile(device.Shared(kFile)), kGoldenFile);
+}
+
+TEST(MachineInformationCacheTest, EveryFolderOnTheWayIsCreated) {
+  InstalledDevice device;
+  std::filesystem::remove_all(device.Shared("").parent_path().parent_path());
+  MachineInformation::GetInstance();
+  EXPECT_EQ(ReadFile(device.Shared(kFile)), kGoldenFile);
+}
+
+TEST(MachineInformationCacheTest, LoadingAndSavingReturnWhetherTheFileWasOpened) {
+  InstalledDevice device;
+  TestRecord record;
+  EXPECT_FALSE(record.SaveMachineInformationToFile()) << "there is no folder";
+  EXPECT_FALSE(record.LoadMachineInformationFromFile());
+  std::filesystem::create_directories(device.Shared(""));
+  EXPECT_TRUE(record.SaveMachineInformationToFile());
+  EXPECT_TRUE(record.LoadMachineInformationFromFile());
+}
+
+// Files whose places cannot be found.
+class LostFiles final : public yox_test::ForwardingFiles {
+ public:
+  using ForwardingFiles::ForwardingFiles;
+  std::filesystem::path Locate(yox::WStringView) const override {
+    throw std::runtime_error("no place");
+  }
+};
+
+TEST(MachineInformationCacheTest, AFailureOfTheFilesIsNoFile) {
+  InstalledDevice device;
+  TestRecord record;
+  record.Initialize();
+  yox_test::SubstitutedPlatform platform(device.device());
+  LostFiles files(device->files());
+  platform.Set(files);
+  const yox::platform::ScopedPlatform installed(platform);
+  EXPECT_FALSE(record.SaveMachineInformationToFile());
+  EXPECT_FALSE(record.LoadMachineInformationFromFile());
+  EXPECT_EQ(record.serial_number(), "C0FFEE12"_w);
 }
 
 TEST(MachineInformationCacheTest, TheKeysHaveTheirOrder) {
@@ -188,17 +228,33 @@ class CountingFirmware final : public yox::platform::Firmware {
   explicit CountingFirmware(Firmware& base) : base_(base) {}
   const yox::platform::FirmwareFacts* Facts() override { return base_.Facts(); }
   void Reread() override {
+    ++reread;
     if (++inside > 1) together = true;
     for (int i = 0; i < 200; ++i) std::this_thread::yield();
     base_.Reread();
     --inside;
   }
+  std::atomic<int> reread{0};
   std::atomic<int> inside{0};
   std::atomic<bool> together{false};
 
  private:
   Firmware& base_;
 };
+
+TEST(MachineInformationCacheTest, TheFirstCollectionTakesTheFirmwareAsItWasRead) {
+  InstalledDevice device;
+  yox_test::SubstitutedPlatform platform(device.device());
+  CountingFirmware firmware(device->firmware());
+  platform.Set(firmware);
+  const yox::platform::ScopedPlatform installed(platform);
+  TestRecord record;
+  record.Initialize();
+  EXPECT_EQ(record.serial_number(), "C0FFEE12"_w);
+  EXPECT_EQ(firmware.reread, 0);
+  record.ReInitialize(true);
+  EXPECT_EQ(firmware.reread, 1);
+}
 
 TEST(MachineInformationCacheTest, ForcedRefreshesRunOneAfterTheOther) {
   InstalledDevice device;

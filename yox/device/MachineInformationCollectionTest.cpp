@@ -288,9 +288,13 @@ TEST(MachineInformationCollectionTest, WithoutAcceleratorsTheTextsAreNotCleared)
   InstalledDevice device("{}");
   TestRecord record;
   record.set_npu_mfr("old"_w);
+  const CapturedLog captured;
   record.CollectNpuInfo();
   EXPECT_EQ(record.npu_exists(), "false"_w);
   EXPECT_EQ(record.npu_mfr(), "old"_w);
+  EXPECT_EQ(captured.Text(),
+            "yox D MachineInformation::CollectNpuInfo NPU doesnt exist, set to false\n"
+            "yox D MachineInformation::CollectNpuInfo exiting\n");
 }
 
 TEST(MachineInformationCollectionTest, AcceleratorsThatCannotBeAskedChangeNothing) {

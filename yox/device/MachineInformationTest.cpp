@@ -14,6 +14,7 @@
 
 #include "tests/support/CapturedLog.h"
 #include "tests/support/Latch.h"
+#include "tests/support/MeetingCreation.h"
 #include "tests/support/SubstitutedPlatform.h"
 #include "tests/support/TestRecord.h"
 
@@ -112,6 +113,50 @@ TEST(MachineInformationTest, ACopyOfAFilledRecordReportsWhatItHeld) {
   EXPECT_TRUE(copy.os_is_s_mode());
 }
 
+TEST(MachineInformationTest, ACopyOfAFilledRecordIsFilled) {
+  const yox_test::InstalledDevice device;
+  TestRecord source;
+  source.Initialize();
+  TestRecord copy(source);
+  copy.set_os_name("kept"_w);
+  copy.Initialize();
+  EXPECT_EQ(copy.os_name(), "kept"_w);
+  TestRecord of_an_empty_one{TestRecord()};
+  of_an_empty_one.Initialize();
+  EXPECT_EQ(of_an_empty_one.serial_number(), "C0FFEE12"_w);
+}
+
+TEST(MachineInformationTest, TheFormForComparisonFollowsItsText) {
+  using Text = MachineInformation::Text;
+  const auto folded = [](const MachineInformation& record, const char* text) {
+    const yox::FoldedText expected(YOX::String::UTF8ToUTF16(text));
+    const yox::FoldedText& found = record.Folded(Text::os_name);
+    return found.text == expected.text && found.fingerprint == expected.fingerprint;
+  };
+  TestRecord record;
+  EXPECT_TRUE(folded(record, ""));
+  record.set_os_name("Windows 11"_w);
+  EXPECT_TRUE(folded(record, "WINDOWS 11"));
+  const MachineInformation copy(record);
+  record.set_os_name("Linux"_w);
+  EXPECT_TRUE(folded(copy, "windows 11"));
+  EXPECT_TRUE(folded(record, "linux"));
+}
+
+// Run under ThreadSanitizer, this finds a list that is not guarded.
+TEST(MachineInformationTest, ListsMayBeReadWhileTheRecordIsAssigned) {
+  const yox_test::InstalledDevice device(
+      R"({"display_adapters": [{"description": "H", "dedicated_video_memory": 1}]})");
+  TestRecord source, target;
+  source.CollectGpuNames();
+  target = source;
+  std::thread reading([&] {
+    for (int n = 0; n < 500; ++n) EXPECT_EQ(target.gpu_names(), std::vector{"H"_w});
+  });
+  for (int n = 0; n < 500; ++n) target = source;
+  reading.join();
+}
+
 TEST(MachineInformationTest, CopiesHaveTheGpuNames) {
   yox_test::InstalledDevice device(
       R"({"display_adapters": [{"description": "H", "dedicated_video_memory": 1}]})");
@@ -188,6 +233,13 @@ TEST(MachineInformationTest, TheFirstGetInstanceLogsAndCreates) {
       "machine info\n"
       "yox D MachineInformation::GetInstance Creating object of machine info\n"))
       << log.Text();
+}
+
+TEST(MachineInformationTest, TwoThreadsCreateOneInstance) {
+  const yox_test::InstalledDevice device;
+  EXPECT_EQ(yox_test::CreationsByTwoThreads("Creating object of machine info",
+                                            MachineInformation::GetInstance),
+            1);
 }
 
 TEST(MachineInformationTest, ASecondGetInstanceReturnsTheSamePointerAndLogsNothing) {

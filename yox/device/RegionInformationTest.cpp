@@ -1,7 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <stdexcept>
+
 #include "yox/device/InstalledDevice.h"
 #include "yox/device/RegionInformation.h"
+
+#include "tests/support/ForwardingFiles.h"
+#include "tests/support/SubstitutedPlatform.h"
 
 namespace {
 
@@ -113,6 +118,25 @@ TEST(RegionInformationTest, WithoutAStateFolderTheFallbackFileIsRead) {
   device->files().SetStateFolder(false);
   WriteFile(Fallback(device), kOtherFile);
   EXPECT_EQ(RegionInformation::GetInstance()->country_code(), "DE"_w);
+}
+
+// Files whose places cannot be found.
+class LostFiles final : public yox_test::ForwardingFiles {
+ public:
+  using ForwardingFiles::ForwardingFiles;
+  std::filesystem::path Locate(yox::WStringView) const override {
+    throw std::runtime_error("no place");
+  }
+};
+
+TEST(RegionInformationTest, AFailureOfTheFilesIsNoFile) {
+  InstalledDevice device;
+  LogOff(device);
+  yox_test::SubstitutedPlatform platform(device.device());
+  LostFiles files(device->files());
+  platform.Set(files);
+  const yox::platform::ScopedPlatform installed(platform);
+  EXPECT_EQ(RegionInformation::GetInstance()->country_code(), "US"_w);
 }
 
 TEST(RegionInformationTest, AnEmptyFileEmptiesAllAndHidesTheFallback) {

@@ -52,6 +52,15 @@ TEST_F(YoxInfoTest, AMissingExecutableIsLookedForAgainAndAFoundOneIsNot) {
   EXPECT_EQ(info->GetYoxServiceVersion(), "4.2.10.0"_w);
 }
 
+TEST_F(YoxInfoTest, AForgottenVersionIsReadAgain) {
+  Change("4.2.10.0"_w, false);
+  YoxInfo* const info = YoxInfo::GetInstance();
+  EXPECT_EQ(info->GetYoxServiceVersion(), "4.2.10.0"_w);
+  Change("5.0.0.0"_w, false);
+  info->ForgetServiceVersion();
+  EXPECT_EQ(info->GetYoxServiceVersion(), "5.0.0.0"_w);
+}
+
 TEST_F(YoxInfoTest, SeveralThreadsReadTheVersion) {
   Change("4.2.10.0"_w, false);
   YoxInfo* const info = YoxInfo::GetInstance();
