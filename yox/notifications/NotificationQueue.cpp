@@ -2,12 +2,16 @@
 
 #include <algorithm>
 #include <iterator>
-#include <thread>
 #include <utility>
 
 #include "yox/base/Pause.h"
 
 namespace yox::notifications {
+namespace {
+
+constexpr int kSpins = 200;
+
+}  // namespace
 
 // The size of the batch when it was filled bounds what is left of it, and reading it costs no cache
 // miss: the consumer's own count is read only near the limit.
@@ -54,7 +58,6 @@ void NotificationQueue::Close() {
 bool NotificationQueue::AwaitToken(std::optional<std::chrono::milliseconds> limit) {
   if (LeftInBatch() > 0) return true;
   batch_.clear();
-  static const int kSpins = std::thread::hardware_concurrency() > 1 ? 200 : 0;
   SpinUntil(kSpins, [this] { return tokens_.load(std::memory_order_relaxed) != 0; });
   MutexLock lock(mutex_);
   if (!MayTake() && limit) {

@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <memory>
 #include <thread>
 
+#include "yox/base/Pause.h"
 #include "yox/notifications/RoleLease.h"
 
 #include "tests/support/Latch.h"
@@ -96,6 +98,24 @@ TEST(RoleLeaseTest, ALeaseIsRevokedDuringALongCallAfterManyShortOnes) {
   while (!hung) EXPECT_EQ(role->Grant(), RoleLease::End::kRevoked);
   release.CountDown();
   EXPECT_TRUE(ended.Wait());
+}
+
+// The owner would look only after a millisecond. Tried again if the system holds a thread up.
+TEST(RoleLeaseTest, AReturnWakesTheOwner) {
+  using std::chrono::microseconds;
+  using std::chrono::steady_clock;
+  const auto role = std::make_shared<RoleLease>([&](RoleLease& lease) {
+    const auto end = steady_clock::now() + microseconds(300);  // by then the owner sleeps
+    while (steady_clock::now() < end) yox::Pause();
+    lease.Return();
+  });
+  auto shortest = steady_clock::duration::max();
+  for (int i = 0; i < 2000 && shortest >= microseconds(900); ++i) {
+    const auto begin = steady_clock::now();
+    EXPECT_EQ(role->Grant(), RoleLease::End::kReturned);
+    shortest = std::min(shortest, steady_clock::now() - begin);
+  }
+  EXPECT_LT(shortest, microseconds(900));
 }
 
 // The first holder's call ends during one of the second holder's.

@@ -1,6 +1,7 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "yox/base/String.h"
 #include "yox/device/MachineInformation.h"
@@ -392,6 +393,30 @@ TEST(AppAndTagCollectionSingletonTest, TheRegistryIsReadAgainOnlyAfterAChange) {
   device.clock().Advance(3600);
   EXPECT_GT(reads(), 0);
   EXPECT_EQ(reads(), 0);
+}
+
+// Notes the access with which keys are opened.
+class OpenedRegistry final : public yox_test::failing::Registry {
+ public:
+  using Registry::Registry;
+  RegistryStatus Open(const RegistryKey& key, std::uint32_t access, HKEY& opened) override {
+    accesses.push_back(access);
+    return Registry::Open(key, access, opened);
+  }
+
+  std::vector<std::uint32_t> accesses;
+};
+
+TEST(AppAndTagCollectionSingletonTest, TheTagsKeyIsOpenedWithAllRights) {
+  yox::platform::SimulatedDevice device;
+  yox_test::FailingCall calls;
+  OpenedRegistry registry(device.registry(), calls);
+  yox_test::SubstitutedPlatform platform(device);
+  platform.Set(registry);
+  const yox::platform::ScopedPlatform installed(platform);
+  AppAndTagCollection::List list;
+  Reached(ReadKey{})(AppAndTagCollection::szRegKeySubPath, &list);
+  EXPECT_EQ(registry.accesses, std::vector<std::uint32_t>{0xF003F});
 }
 
 TEST(AppAndTagCollectionSingletonTest, AnotherPlatformIsQueriedAnew) {
