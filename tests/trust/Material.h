@@ -30,6 +30,10 @@ inline constexpr const char* kRsa1024PublicKey =
     "mNmu0Uo5Ktr2p5dxs2DezEEvEw/ypXxVNUBUhMrewpyNAFUpkEZxC40R/Agejdsg0Hg81cChuMRgBz9IwOi/LHjCqw"
     "Ai43kpkTS5Pyb3IIzx/PowFjbw+yJQIDAQAB";
 
+inline constexpr const char* kLatestPublicKey =
+    "MFkwEwYHKoZIzj0CAQYIKoZIzj0DAQcDQgAE8C4g7uAvPGEnqIMzXbJcV0XYJicqlmq9z6Bdi1d7SoVKKdg/QSSywU"
+    "z3X1JGpnl8AZ3Y8Zkp3x6RT1WOPX64Pw==";
+
 inline constexpr const char* kEs256Signature =
     "Ln3yBssR3UnxLdksEuig1UmpgVI6OBHKU8jZvmt8OGjha6TVo7nhlNlr62pR62U6aTHCcD4R8HsL4fn9mD/Wfw==";
 
@@ -244,6 +248,14 @@ inline constexpr SignedToken kTokens[] = {
      "eyJhbGciOiJFUzI1NiJ9.eyJ0b2tlbl90eXBlIjoieW94LXByb3Zpc2lvbiIsImV4cCI6MTc3MjM3MDAwMCwibmJ"
      "mIjoxNzcyMzYyODAwLCJzdWIiOiJkZXZpY2UifQ.MEUCIGrtAE0GG4wazcdl5sD45ehicG-wHm7yBwF4G2USwASl"
      "AiEA-AggG2xLDQMGA6kSKpi3iKOsDGnmmblf-iQze6DJjxY"},
+    {"EndsAtTheLatest",
+     "eyJhbGciOiJFUzI1NiJ9.eyJ0b2tlbl90eXBlIjoieW94LXByb3Zpc2lvbiIsImV4cCI6MjUzNDAyMzAwNzk5LCJ"
+     "uYmYiOjE3NzIzNjI4MDAsInN1YiI6ImRldmljZSJ9.C7cLZiNmYBtnzc28SmkGdGgKv58WpMBwKc8tgkkjQodI3T"
+     "SWpBh8EOf2tvkAYOMBxKkAYeNBDuGK7Xwss3Enfg"},
+    {"EndsAfterTheLatest",
+     "eyJhbGciOiJFUzI1NiJ9.eyJ0b2tlbl90eXBlIjoieW94LXByb3Zpc2lvbiIsImV4cCI6MjUzNDAyMzAwODAwLCJ"
+     "uYmYiOjE3NzIzNjI4MDAsInN1YiI6ImRldmljZSJ9.HSJYdEU8hDa36NHirN4tA95x2PKeQGLPLLT6Yqzp3uG5jG"
+     "iQ1f4yW8xHH9hTSdwt33bmiLEzM2-QkGH1BfnmFw"},
 };
 
 }  // namespace yox_test

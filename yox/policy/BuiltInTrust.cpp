@@ -17,15 +17,16 @@ constexpr yox::WStringView kPublicKey =
 #include "PublicKey.inc"
     ;
 
-constexpr bool IsThumbprint(const TrustedRoot& root) {
-  return root.thumbprint.size() == 64 && std::ranges::all_of(root.thumbprint, [](yox::WChar unit) {
-           return (unit >= '0' && unit <= '9') || (unit >= 'a' && unit <= 'f');
-         });
+constexpr bool HasThumbprintsSize(const TrustedRoot& root) { return root.thumbprint.size() == 64; }
+
+constexpr bool IsHexadecimal(const TrustedRoot& root) {
+  return root.thumbprint.find_first_not_of("0123456789abcdef"_wv) == yox::WStringView::npos;
 }
 
 static_assert(std::size(kTrustedRoots) == 33, "the library trusts 33 roots");
-static_assert(std::ranges::all_of(kTrustedRoots, IsThumbprint),
-              "a thumbprint has 64 lower-case hexadecimal digits");
+static_assert(std::ranges::all_of(kTrustedRoots, HasThumbprintsSize), "a thumbprint has 64 digits");
+static_assert(std::ranges::all_of(kTrustedRoots, IsHexadecimal),
+              "a thumbprint's digits are hexadecimal, in lower case");
 static_assert(!kPublicKey.empty());
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <json/value.h>
 
+#include <algorithm>
 #include <optional>
 #include <utility>
 
@@ -45,12 +46,9 @@ std::optional<Json::Value> ParseObject(std::string_view json) {
 CheckedJws CheckCompactJws(std::string_view text, std::string_view public_key) {
   if (text.empty()) return Refused("it is empty");
   if (text.size() > kLongestJws) return Refused("it is longer than 16384 bytes");
+  if (std::ranges::count(text, '.') != 2) return Refused("it does not have three parts");
   const std::size_t first = text.find('.');
-  const std::size_t second = text.find('.', first + 1);
-  if (first == std::string_view::npos || second == std::string_view::npos ||
-      text.find('.', second + 1) != std::string_view::npos) {
-    return Refused("it does not have three parts");
-  }
+  const std::size_t second = text.rfind('.');
   const auto header = yox::FromBase64Url(text.substr(0, first));
   auto payload = yox::FromBase64Url(text.substr(first + 1, second - first - 1));
   const auto signature = yox::FromBase64Url(text.substr(second + 1));

@@ -7,9 +7,11 @@
 #include "yox/clientbase/Paths.h"
 #include "yox/platform/files/NewFile.h"
 #include "yox/policy/CombinedChain.h"
+#include "yox/policy/LogExceptions.h"
 #include "yox/policy/PlatformPolicy.h"
 
 using YOX::String;
+using yox::policy::LogExceptions;
 using namespace yox::literals;
 
 namespace {
@@ -35,31 +37,31 @@ bool WriteCombinedFile(const std::string& content) {
 
 bool PlatformPolicy::updateMqttCertChain() {
   constexpr const char* kFunction = "PlatformPolicy::updateMqttCertChain";
-  try {
+  bool updated = false;
+  LogExceptions(log_, kFunction, [&] {
     if (mqtt_chain_pem64_.empty()) {
       if (log_ != nullptr) log_->d("%s, mqtt chain pem is empty so delete the file", kFunction);
-      return deleteMqttCertChain();
+      updated = deleteMqttCertChain();
+      return;
     }
     if (log_ != nullptr) {
       log_->d("%s, mqtt chain pem is not empty so store it to a file", kFunction);
     }
-    return storeMqttCertChain();
-  } catch (const std::exception& exception) {
-    if (log_ != nullptr) log_->e("%s, Exception: %s", kFunction, exception.what());
-  }
-  return false;
+    updated = storeMqttCertChain();
+  });
+  return updated;
 }
 
 bool PlatformPolicy::storeMqttCertChain() {
   constexpr const char* kFunction = "PlatformPolicy::storeMqttCertChain";
   bool stored = false;
-  try {
+  LogExceptions(log_, kFunction, [&] {
     std::string bridge;
     if (!YOX::utility::getBridgeMqttPemFilePath(bridge)) {
       if (log_ != nullptr) {
         log_->d("%s, not able to get BridgeMqttPem file path ", kFunction);
       }
-      return false;
+      return;
     }
     const std::string chain = String::Base64toString(String::UTF16ToUTF8(mqtt_chain_pem64_));
     // The file has its final access before it has content.
@@ -71,28 +73,25 @@ bool PlatformPolicy::storeMqttCertChain() {
     file.Commit();
     stored = true;
     AccumulateMqttCertChain();
-  } catch (const std::exception& exception) {
-    if (log_ != nullptr) log_->e("%s, Exception: %s", kFunction, exception.what());
-  }
+  });
   return stored;
 }
 
 bool PlatformPolicy::deleteMqttCertChain() {
   constexpr const char* kFunction = "PlatformPolicy::deleteMqttCertChain";
-  try {
+  bool deleted = false;
+  LogExceptions(log_, kFunction, [&] {
     std::string bridge;
     if (!YOX::utility::getBridgeMqttPemFilePath(bridge)) {
       if (log_ != nullptr) log_->d("%s, not able to get mqtt ca pem file path", kFunction);
-      return false;
+      return;
     }
-    if (FileUtils::removeFile(bridge) == 0) return true;
-    if (log_ != nullptr) {
+    deleted = FileUtils::removeFile(bridge) == 0;
+    if (!deleted && log_ != nullptr) {
       log_->w("%s, mqtt ca pem file may not exist or failed to delete it", kFunction);
     }
-  } catch (const std::exception& exception) {
-    if (log_ != nullptr) log_->e("%s, Exception: %s", kFunction, exception.what());
-  }
-  return false;
+  });
+  return deleted;
 }
 
 void PlatformPolicy::AccumulateMqttCertChain() {

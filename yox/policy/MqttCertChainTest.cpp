@@ -3,7 +3,9 @@
 #include <cstdint>
 #include <filesystem>
 #include <span>
+#include <stdexcept>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -239,6 +241,52 @@ TEST_F(MqttCertChainTest, CombinedFileThatCannotBeWrittenDoesNotFailTheStore) {
   EXPECT_EQ(log.Lines().back().text,
             "PlatformPolicy::AccumulateMqttCertChain, Issue occured while trying to remove "
             "potential expired and duplicate certs.");
+}
+
+// While it lives, the log throws at a line with the word; other lines are kept.
+class ThrowingLog {
+ public:
+  explicit ThrowingLog(std::string_view word) {
+    YOX::Log::SetSink([this, word](std::string_view, YOX::LogLevel, std::string_view line) {
+      if (line.find(word) != std::string_view::npos) throw std::runtime_error("boom");
+      lines += std::string(line) + "\n";
+    });
+  }
+  ~ThrowingLog() { YOX::Log::SetSink({}); }
+  ThrowingLog(const ThrowingLog&) = delete;
+  ThrowingLog& operator=(const ThrowingLog&) = delete;
+
+  std::string lines;
+};
+
+TEST_F(MqttCertChainTest, AnExceptionIsLoggedByTheStepThatItEnds) {
+  {
+    const ThrowingLog log("so delete the file");
+    EXPECT_FALSE(PlatformPolicy(&test_log_).updateMqttCertChain());
+    EXPECT_EQ(log.lines, "PlatformPolicy::updateMqttCertChain, Exception: boom\n");
+  }
+  {
+    const ThrowingLog log("may not exist");
+    EXPECT_FALSE(PlatformPolicy(&test_log_).updateMqttCertChain());
+    EXPECT_EQ(log.lines,
+              "PlatformPolicy::updateMqttCertChain, mqtt chain pem is empty so delete the file\n"
+              "PlatformPolicy::deleteMqttCertChain, Exception: boom\n");
+  }
+  Write(embedded_, "-----BEGIN CERTIFICATE-----\nbroken");
+  const ThrowingLog log("Issue occured");
+  EXPECT_TRUE(PolicyOf(kA).updateMqttCertChain()) << "the chain is stored by then";
+  EXPECT_EQ(Read(bridge_), kA);
+  EXPECT_EQ(log.lines,
+            "PlatformPolicy::updateMqttCertChain, mqtt chain pem is not empty so store it to a "
+            "file\n"
+            "PlatformPolicy::storeMqttCertChain, Exception: boom\n");
+}
+
+TEST_F(MqttCertChainTest, WithoutALogAnExceptionEndsTheStepAllTheSame) {
+  ASSERT_TRUE(FileSystem::createDirectory(String::UTF8ToUTF16(bridge_), false));
+  PlatformPolicy policy;
+  policy.set_mqtt_chain_pem64("garbage"_w);
+  EXPECT_FALSE(policy.updateMqttCertChain());
 }
 
 TEST_F(MqttCertChainTest, WithoutALogNothingIsLogged) {

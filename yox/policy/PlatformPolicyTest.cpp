@@ -5,6 +5,8 @@
 
 #include "yox/policy/PlatformPolicy.h"
 
+#include "tests/support/CapturedLog.h"
+
 namespace {
 
 using yox::WString;
@@ -71,6 +73,18 @@ TEST(PlatformPolicyTest, CopyHasTheListsOnce) {
   EXPECT_EQ(copy.tls_leaf_cn_list(), source.tls_leaf_cn_list());
   EXPECT_EQ(copy.device_subscription_list(), source.device_subscription_list());
   EXPECT_EQ(copy.get_platform_policy_url(), source.get_platform_policy_url());
+}
+
+TEST(PlatformPolicyTest, CopyLogsWhereItsSourceDoes) {
+  YOX::Log test_log("test");
+  PlatformPolicy assigned;
+  assigned = Filled(&test_log);
+  PlatformPolicy copy(Filled(&test_log));
+  for (PlatformPolicy* const policy : {&assigned, &copy}) {
+    const yox_test::CapturedLog log;
+    policy->accumulatePlatformPolicy(PlatformPolicy(), false);
+    EXPECT_FALSE(log.Lines().empty());
+  }
 }
 
 TEST(PlatformPolicyTest, AssigningTwoThumbprintsToOneGivesThree) {

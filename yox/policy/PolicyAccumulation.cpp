@@ -1,12 +1,13 @@
-#include <exception>
 #include <unordered_set>
 #include <utility>
 
 #include "yox/policy/BuiltInTrust.h"
+#include "yox/policy/LogExceptions.h"
 #include "yox/policy/PlatformPolicy.h"
 
 using yox::WString;
 using yox::WStringView;
+using yox::policy::LogExceptions;
 using namespace yox::literals;
 
 namespace {
@@ -18,9 +19,8 @@ using List = PlatformPolicy::List;
 void AddMissing(List& list, const List& entries) {
   std::unordered_set<WStringView> known(list.begin(), list.end());
   List added;
-  added.reserve(entries.size());  // moving a short string would invalidate its view
   for (const WString& entry : entries) {
-    if (!known.contains(entry)) known.insert(added.emplace_back(entry));
+    if (known.insert(entry).second) added.push_back(entry);
   }
   for (WString& entry : added) list.push_back(std::move(entry));
 }
@@ -36,7 +36,6 @@ WString WrapKey(WStringView base64) {
 
 List WrapKeys(const List& keys) {
   List wrapped;
-  wrapped.reserve(keys.size());
   for (const WString& key : keys) wrapped.push_back(WrapKey(key));
   return wrapped;
 }
@@ -45,7 +44,7 @@ List WrapKeys(const List& keys) {
 
 void PlatformPolicy::accumulatePlatformPolicy(const PlatformPolicy& other, bool overrideBaseUris) {
   constexpr const char* kFunction = "PlatformPolicy::accumulatePlatformPolicy";
-  try {
+  LogExceptions(log_, kFunction, [&] {
     if (log_ != nullptr) {
       log_->d("%s, accumulatePlatformPolicy with overrideBaseUris :: %d", kFunction,
               overrideBaseUris);
@@ -76,28 +75,22 @@ void PlatformPolicy::accumulatePlatformPolicy(const PlatformPolicy& other, bool 
     AddMissing(device_subscription_list_, other.device_subscription_list_);
     // Required to be unconditional, unlike the two texts above.
     device_auth_type_ = other.device_auth_type_;
-  } catch (const std::exception& exception) {
-    if (log_ != nullptr) log_->e("%s, Exception: %s", kFunction, exception.what());
-  }
+  });
 }
 
 void PlatformPolicy::accumulateCertificateThumbprints() {
   constexpr const char* kFunction = "PlatformPolicy::accumulateCertificateThumbprints";
-  try {
+  LogExceptions(log_, kFunction, [this] {
     List thumbprints;
     for (const auto& root : yox::policy::TrustedRoots()) thumbprints.emplace_back(root.thumbprint);
     AddMissing(tls_rootca_thumbprint_list_, thumbprints);
-  } catch (const std::exception& exception) {
-    if (log_ != nullptr) log_->e("%s, Exception: %s", kFunction, exception.what());
-  }
+  });
 }
 
 void PlatformPolicy::accumulateServerValidationConstants() {
   constexpr const char* kFunction = "PlatformPolicy::accumulateServerValidationConstants";
-  try {
+  LogExceptions(log_, kFunction, [this] {
     accumulateCertificateThumbprints();
     AddMissing(jws_pubkey_, {WrapKey(yox::policy::PublicKey())});
-  } catch (const std::exception& exception) {
-    if (log_ != nullptr) log_->e("%s, Exception: %s", kFunction, exception.what());
-  }
+  });
 }

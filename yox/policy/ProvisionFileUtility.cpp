@@ -39,12 +39,8 @@ WString FileIn(const WString& folder) {
 }
 
 WString OneUnitForEachByte(const std::string& bytes) {
-  WString units;
-  units.reserve(bytes.size());
-  for (const char byte : bytes) {
-    units += static_cast<yox::WChar>(static_cast<unsigned char>(byte));
-  }
-  return units;
+  const auto* const first = reinterpret_cast<const unsigned char*>(bytes.data());
+  return {first, first + bytes.size()};
 }
 
 // Returns an empty text if there is no such member or it cannot be converted. The content is read
@@ -149,9 +145,8 @@ bool ProvisionFileUtility::IsProvisionTokenValid(WString& token) const {
   const std::string reason = yox::policy::RefusalOfToken(
       String::UTF16ToUTF8(token), String::UTF16ToUTF8(yox::policy::PublicKey()),
       yox::platform::Platform::Get().clock().Now(), GetTokenType());
-  if (reason.empty()) return true;
-  token = String::UTF8ToUTF16(reason);
-  return false;
+  if (!reason.empty()) token = String::UTF8ToUTF16(reason);
+  return reason.empty();
 }
 
 void ProvisionFileUtility::PopulateProvisionInfo() {

@@ -197,6 +197,7 @@ TEST_F(ProvisionFileUtilityTest, AbsentTokenIsEmptyAndLookingAddsNoMember) {
 TEST_F(ProvisionFileUtilityTest, InvalidTokenIsStoredAndThePolicyIsNot) {
   DeviceProvisionInfo former;
   former.configPolicy = "former"_w;
+  former.isTokenValid = true;
   utility_.SetProvisionInfo(former);
   EXPECT_EQ(TokenOf(R"({"provision_token": "a.b.c", "config_policy": "policy"})"), "a.b.c"_w);
   EXPECT_FALSE(utility_.GetProvisionInfo().isTokenValid);

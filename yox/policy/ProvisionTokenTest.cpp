@@ -76,6 +76,11 @@ INSTANTIATE_TEST_SUITE_P(
                     TokenRow{"DerSignature", "the signature does not match"}),
     yox_test::RowName());
 
+TEST(ProvisionTokenTest, TheLatestEndIsThatOfTheYear9999) {
+  EXPECT_EQ(Refusal(Token("EndsAtTheLatest"), kLatestPublicKey), "");
+  EXPECT_EQ(Refusal(Token("EndsAfterTheLatest"), kLatestPublicKey), "exp is after the year 9999");
+}
+
 TEST(ProvisionTokenTest, RsaKeyVerifiesItsOwnAlgorithmAlone) {
   EXPECT_EQ(Refusal(Token("ValidRsa"), kRs256PublicKey), "");
   EXPECT_EQ(Refusal(Token("ValidRsa")), "the key does not fit the algorithm");
@@ -100,6 +105,11 @@ TEST(ProvisionTokenTest, MalformedTextsAreRefused) {
   EXPECT_EQ(Refusal(token + "="), "a part is not base64url");
   EXPECT_EQ(Refusal(token + "\n"), "a part is not base64url");
   EXPECT_EQ(Refusal(" " + token), "a part is not base64url");
+  EXPECT_EQ(Refusal(token.substr(0, first) + ".!" + token.substr(second)),
+            "a part is not base64url");
+  EXPECT_EQ(Refusal(token.substr(0, second + 1) + "."), "it does not have three parts");
+  EXPECT_EQ(Refusal(token.substr(0, first + 1) + token.substr(second)),
+            "the signature does not match");
   EXPECT_EQ(Refusal(token.substr(first)), "the header is not a JSON object");
   EXPECT_EQ(Refusal(token.substr(0, second + 1)), "the signature does not match");
   // Without a signature, and saying so.
