@@ -93,20 +93,19 @@ class KnownForAnHour {
 bool WasAsked(const JoinAnswer& answer, const char* name) {
   switch (answer.outcome) {
     case Outcome::kAsked:
-      return true;
     case Outcome::kUnknown:
-      return false;
+      break;
     case Outcome::kNoHostName:
       g_log.e("%s: gethostname error code %d", name, answer.code);
-      return false;
+      break;
     case Outcome::kNoLibrary:
       g_log.e("%s: Failed to load Netapi32.dll", name);
-      return false;
+      break;
     case Outcome::kNoFunction:
       g_log.e("%s: Failed to get required function(s)", name);
-      return false;
+      break;
   }
-  return false;
+  return answer.outcome == Outcome::kAsked;
 }
 
 bool NamesManagedEdition(const WString& text) {

@@ -317,6 +317,44 @@ class SlowFirmware final : public yox::platform::Firmware {
   Firmware& base_;
 };
 
+// Firmware that lets another thread fill the record while it is being filled.
+class MeetingFirmware final : public yox::platform::Firmware {
+ public:
+  MeetingFirmware(Firmware& base, TestRecord& record) : base_(base), record_(record) {}
+  ~MeetingFirmware() override {
+    if (meeting_.joinable()) meeting_.join();
+  }
+  const yox::platform::FirmwareFacts* Facts() override {
+    if (!meeting_.joinable()) {
+      meeting_ = std::thread([this] {
+        begun_ = true;
+        record_.Initialize();
+        EXPECT_EQ(record_.serial_number(), "C0FFEE12"_w);
+      });
+      while (!begun_) std::this_thread::yield();
+      for (int i = 0; i < 300; ++i) std::this_thread::yield();
+    }
+    return base_.Facts();
+  }
+  void Reread() override { base_.Reread(); }
+
+ private:
+  Firmware& base_;
+  TestRecord& record_;
+  std::atomic<bool> begun_{false};
+  std::thread meeting_;
+};
+
+TEST(MachineInformationCacheTest, WhoFillsARecordSecondWaitsUntilItIsFilled) {
+  InstalledDevice device;
+  yox_test::SubstitutedPlatform platform(device.device());
+  TestRecord record;
+  MeetingFirmware firmware(device->firmware(), record);
+  platform.Set(firmware);
+  const yox::platform::ScopedPlatform installed(platform);
+  record.Initialize();
+}
+
 TEST(MachineInformationCacheTest, AnUnforcedRefreshDoesNotWaitForACollection) {
   InstalledDevice device;
   yox_test::SubstitutedPlatform platform(device.device());

@@ -19,13 +19,15 @@ bool FillDiskReserve(const PrivateFolder& folder) try {
   FileDescriptor file = folder.OpenFile(kFile, O_RDWR);
   if (!file) file = folder.CreateFile(kFile);
   struct stat status {};
-  const bool is_complete = fstat(file.number(), &status) == 0 && status.st_size == kSize;
   // fallocate, unlike ftruncate, takes the blocks; where the file system has no such call, glibc
   // writes them.
-  if (is_complete || posix_fallocate(file.number(), 0, kSize) == 0) return true;
-  // A file that is only partly allocated would be of no use.
-  [[maybe_unused]] const int ignored = ftruncate(file.number(), 0);
-  return false;
+  const bool is_complete = (fstat(file.number(), &status) == 0 && status.st_size == kSize) ||
+                           posix_fallocate(file.number(), 0, kSize) == 0;
+  if (!is_complete) {
+    // A file that is only partly allocated would be of no use.
+    [[maybe_unused]] const int ignored = ftruncate(file.number(), 0);
+  }
+  return is_complete;
 } catch (const std::system_error&) {
   return false;  // without it deletions need room like other changes
 }
