@@ -216,7 +216,12 @@ TEST_P(PersonaTagRegistryMonitorTest, StoppedOnItsOwnThreadItDoesNotWaitForAnoth
   std::error_code error;
   Latch refused;
   log.OnLine(kWatching, [&] {
-    other = std::thread([&] { monitor_.Stop(); });
+    Latch begun;
+    other = std::thread([&] {
+      begun.CountDown();
+      monitor_.Stop();
+    });
+    EXPECT_TRUE(begun.Wait());
     for (int i = 0; i < 20'000; ++i) std::this_thread::yield();  // until it waits for this thread
     try {
       monitor_.Stop();
