@@ -66,6 +66,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   utility.ExtractProvisionContent(path);
   const Json::Value read = utility.GetProvisionContent();
   FUZZ_CHECK(grown.empty() || read.isNull());
+  Utility of_bytes;
+  of_bytes.ExtractProvisionContentOf(content);
+  FUZZ_CHECK(!grown.empty() || of_bytes.GetProvisionContent() == read);
   utility.PopulateProvisionInfo();
   // The fuzzer does not have the key that the library trusts.
   FUZZ_CHECK(!utility.GetProvisionInfo().isTokenValid);
