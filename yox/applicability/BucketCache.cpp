@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <span>
 
 #include "yox/base/SchedulePoint.h"
 #include "yox/decision/Dates.h"
@@ -15,8 +16,7 @@ BucketCache::~BucketCache() {
 int BucketCache::BucketOf(WStringView text) {
   const std::size_t hash = std::hash<WStringView>()(text);
   std::unique_ptr<const Entry> entry;
-  for (std::size_t i = 0; i < kTries; ++i) {
-    std::atomic<const Entry*>& slot = slots_[(hash + i) % kSlots];
+  for (std::atomic<const Entry*>& slot : std::span(slots_).subspan(hash % kSlots, kTries)) {
     // Acquire, here and below: what another thread has published is read whole.
     const Entry* there = slot.load(std::memory_order_acquire);
     if (there == nullptr) {

@@ -29,8 +29,8 @@ class BucketCache {
   static constexpr std::size_t kSlots = 4096;
   static constexpr std::size_t kTries = 8;
 
-  // A hash table with linear probing; a slot is set once.
-  std::array<std::atomic<const Entry*>, kSlots> slots_{};
+  // A hash table with linear probing, which may go past the last place; a slot is set once.
+  std::array<std::atomic<const Entry*>, kSlots + kTries> slots_{};
 };
 
 }  // namespace yox::applicability

@@ -43,8 +43,6 @@ WString MessageOf(const Criterion& criterion, const WString& required, WStringVi
   constexpr std::string_view kMiddle = " filter is false. Required: ";
   constexpr std::string_view kActual = ", Actual: ";
   WString message;
-  message.reserve(criterion.label.size() + kMiddle.size() + required.size() + kActual.size() +
-                  actual.size());
   Append(message, criterion.label);
   Append(message, kMiddle);
   message += required;
@@ -81,10 +79,10 @@ class DroppedLines {
  public:
   struct Line {
     const LogThrottler* throttler = nullptr;
-    std::uint64_t generation = 0;  // of the throttle, before it was asked
-    std::uint64_t list = 0;
-    const decision::CompiledList::Step* step = nullptr;
-    bool is_unnamed = false;
+    std::uint64_t generation{};  // of the throttle, before it was asked
+    std::uint64_t list{};
+    const decision::CompiledList::Step* step = nullptr;  // none yet
+    bool is_unnamed{};
     WString actual;
 
     bool Is(const LogThrottler& asked, std::uint64_t now, const decision::CompiledList& in,

@@ -325,6 +325,42 @@ TEST(DecisionWalkTest, WhatTheHostsRegistryChangesIsSeenByLaterCriteria) {
             "false; Filter [3]: family = false; Filter [4]: true; "_w);
 }
 
+// The lines show texts that were fetched for lines before the change.
+TEST(DecisionWalkTest, WhatTheHostsRegistryChangesIsLoggedByLaterCriteria) {
+  const auto record = MakeRecord();
+  record->set_device_family("family, one with a long name"_w);
+  InterruptedEvaluator evaluator;
+  evaluator.interrupt = [&] { record->set_device_family("family, another with a longer name"_w); };
+  const ApplicabilityFilter list = MakeList(
+      {{{Field::family, "A"_w}}, {{Field::registry, "HKLM\\A:b|"_w}}, {{Field::family, "B"_w}}});
+  const CapturedLog log;
+  WString reason;
+  evaluator.EvaluateApplicability(record, {}, list, nullptr, nullptr, {}, reason);
+  const std::string text = log.Text();
+  for (const char* const line : {"Required: A, Actual: family, one with a long name\n",
+                                 "Required: B, Actual: family, another with a longer name\n"}) {
+    EXPECT_NE(text.find(line), std::string::npos) << text;
+  }
+}
+
+TEST(DecisionWalkTest, ASerialNumberThatTheHostsRegistryChangesIsHashedAgain) {
+  const auto record = MakeRecord();
+  record->set_serial_number("one"_w);
+  InterruptedEvaluator evaluator;
+  evaluator.interrupt = [&] { record->set_serial_number("another"_w); };
+  const auto hash_of = [&](const WString& serial) {
+    return evaluator.GetHashedSaltedString(serial);
+  };
+  const ApplicabilityFilter list =
+      MakeList({{{Field::sn_hash, hash_of("one"_w)}, {Field::registry, "HKLM\\A:b|"_w}},
+                {{Field::sn_hash, hash_of("one"_w)}},
+                {{Field::sn_hash, hash_of("another"_w)}}});
+  WString reason;
+  EXPECT_TRUE(evaluator.EvaluateApplicability(record, {}, list, nullptr, nullptr, {}, reason));
+  EXPECT_EQ(reason,
+            "Filter [0]: registry = false; Filter [1]: sn_hash = false; Filter [2]: true; "_w);
+}
+
 TEST(DecisionWalkTest, EachCriterionIsComparedWithItsOwnTextOfTheRecord) {
   const auto record = MakeRecord();
   record->set_device_name("name"_w);
@@ -378,6 +414,36 @@ TEST(DecisionWalkTest, AVersionThatHasChangedIsParsedAgain) {
   }
 }
 
+// The thread remembers the last versions by their texts, and not where these were.
+TEST(DecisionWalkTest, AVersionIsReadFromTheTextOfThisDecision) {
+  const auto record = MakeRecord();
+  TestEvaluator evaluator;
+  const auto decide = [&](const WString& client, const WString& required) {
+    WString reason;
+    return evaluator.EvaluateApplicability(record, client, MakeList({{{Field::version, required}}}),
+                                           nullptr, nullptr, {}, reason);
+  };
+  WString first = "1.0"_w;
+  EXPECT_TRUE(decide(first, "1.0"_w));
+  first = "2.0"_w;
+  EXPECT_TRUE(decide("1.0"_w, "1.0"_w));
+  EXPECT_TRUE(decide("3.0"_w, ">2.0"_w));
+  EXPECT_FALSE(decide({}, ">2.0"_w));
+  EXPECT_FALSE(decide({}, "!2.0"_w));
+}
+
+TEST(DecisionWalkTest, WithoutFirmwareAMakerOfTheHostsRecordIsKnown) {
+  class Renamed : public yox_test::TestRecord {
+   public:
+    WString device_manufacturer() const override { return {}; }
+  };
+  TestEvaluator evaluator;
+  WString reason;
+  EXPECT_TRUE(evaluator.EvaluateApplicability(std::make_shared<Renamed>(), {},
+                                              MakeList({{{Field::mfr, "!Contoso"_w}}}), nullptr,
+                                              nullptr, {}, reason));
+}
+
 TEST(DecisionWalkTest, TheRecordIsNeverTrimmed) {
   const auto record = MakeRecord();
   record->set_os_version(" 10.0.1 "_w);
@@ -399,6 +465,24 @@ TEST(DecisionWalkTest, DoesFilterMatchAppendsItsWords) {
   filter = MakeFilter({{Field::country, "DE"_w}});
   EXPECT_FALSE(evaluator.DoesFilterMatch(&filter, record, ""_w, nullptr, nullptr, {}, reason));
   EXPECT_EQ(reason, "before; country = false; "_w);
+}
+
+// A target version that is not passed has a line of its own, and no word in the reason.
+TEST(DecisionWalkTest, DoesFilterMatchNamesNoCriterionForAMissingTargetVersion) {
+  TestEvaluator evaluator;
+  Filter filter = MakeFilter({{Field::target_version, "1.0"_w}});
+  WString reason = "before; "_w;
+  const auto record = MakeRecord();
+  const CapturedLog log;
+  EXPECT_FALSE(evaluator.DoesFilterMatch(&filter, record, {}, nullptr, nullptr, {}, reason));
+  EXPECT_EQ(reason, "before; "_w);
+  EXPECT_EQ(
+      log.Text(),
+      "ApplicabilityEvaluator D ApplicabilityEvaluator::DoesFilterMatch Target version filter "
+      "is false. Target version pointer is null\n");
+  WString target = "2.0"_w;
+  EXPECT_FALSE(evaluator.DoesFilterMatch(&filter, record, {}, nullptr, &target, {}, reason));
+  EXPECT_EQ(reason, "before; target_version = false; "_w);
 }
 
 TEST(DecisionWalkTest, DecisionsRunOnManyThreads) {

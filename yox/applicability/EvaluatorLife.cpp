@@ -148,9 +148,17 @@ void ApplicabilityEvaluator::StartPersonaMonitor() {
 
 void ApplicabilityEvaluator::RunRegMonitor() {
   constexpr const char* kOrigin = "ApplicabilityEvaluator::RunRegMonitor";
-  struct Watch {
+  const WString uninstall = "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall"_w;
+  const WString uninstall32 =
+      "SOFTWARE\\WOW6432Node\\Microsoft\\Windows\\CurrentVersion\\Uninstall"_w;
+  const struct {
     HKEY root;
-    WString path;
+    const WString& path;
+    const char* failure;
+  } watches[] = {
+      {HKEY_LOCAL_MACHINE, uninstall, ""},
+      {HKEY_CURRENT_USER, uninstall, " for HKEY_CURRENT_USER"},
+      {HKEY_LOCAL_MACHINE, uninstall32, " for HKEY_LOCAL_MACHINE SOFTWARE WOW6432Node "},
   };
   try {
     g_evaluator_log.d("%s enter", kOrigin);
@@ -165,35 +173,26 @@ void ApplicabilityEvaluator::RunRegMonitor() {
       g_evaluator_log.e("%s Init error", kOrigin);
       return;
     }
-    const WString uninstall = "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall"_w;
-    const WString uninstall32 =
-        "SOFTWARE\\WOW6432Node\\Microsoft\\Windows\\CurrentVersion\\Uninstall"_w;
-    if (watcher->AddMonitorKey(HKEY_LOCAL_MACHINE, uninstall, {}, 1) == CRegMonitor::kFailed) {
-      g_evaluator_log.e("%s AddMonitorKey failed", kOrigin);
-    }
-    if (watcher->AddMonitorKey(HKEY_CURRENT_USER, uninstall, {}, 1) == CRegMonitor::kFailed) {
-      g_evaluator_log.e("%s AddMonitorKey failed for HKEY_CURRENT_USER", kOrigin);
-    }
-    if (watcher->AddMonitorKey(HKEY_LOCAL_MACHINE, uninstall32, {}, 1) == CRegMonitor::kFailed) {
-      g_evaluator_log.e("%s AddMonitorKey failed for HKEY_LOCAL_MACHINE SOFTWARE WOW6432Node ",
-                        kOrigin);
+    for (const auto& [root, path, failure] : watches) {
+      if (watcher->AddMonitorKey(root, path, {}, true) != CRegMonitor::kFailed) continue;
+      g_evaluator_log.e("%s AddMonitorKey failed%s", kOrigin, failure);
     }
     // The watches above keep the process's own view.
     if (IsArm64()) watcher->SetUseOnly64BitRegistry(true);
     YOX::CRegUtil registry;
     const WString& tags = AppAndTagCollection::szRegKeySubPath;
     if (registry.DoesKeyExistsIn64BitRegView(HKEY_LOCAL_MACHINE, tags) == 0 &&
-        registry.CreateKey(HKEY_LOCAL_MACHINE, tags, 1) == 0) {
+        registry.CreateKey(HKEY_LOCAL_MACHINE, tags, true) == 0) {
       g_evaluator_log.e("%s failed to create Tags registry path", kOrigin);
     }
-    const std::uint32_t tags_watch = watcher->AddMonitorKey(HKEY_LOCAL_MACHINE, tags, {}, 1);
+    const std::uint32_t tags_watch = watcher->AddMonitorKey(HKEY_LOCAL_MACHINE, tags, {}, true);
     if (tags_watch == CRegMonitor::kFailed) {
       g_evaluator_log.e("%s AddMonitorKey failed for Tags registry", kOrigin);
     }
     StartPersonaMonitor();
     if (uninitialized) PersonaMonitor()->Stop();
 
-    for (std::uint32_t identifier = 0; watcher->WaitForChange(identifier, 1);) {
+    for (std::uint32_t identifier{}; watcher->WaitForChange(identifier, true);) {
       if (identifier == tags_watch) {
         SignalEvent(TagsChangedHandle());
         continue;

@@ -325,6 +325,8 @@ TEST_F(EvaluatorLifeTest, ATagsKeyThatCannotBeMadeIsNamed) {
   Start();
   EXPECT_TRUE(
       log_.Await("ApplicabilityEvaluator::RunRegMonitor failed to create Tags registry path\n"));
+  EXPECT_TRUE(
+      log_.Await("ApplicabilityEvaluator::RunRegMonitor AddMonitorKey failed for Tags registry\n"));
 }
 
 TEST_F(EvaluatorLifeTest, TheFirstPlaceOnTheBusIsLeftToTheHost) {
@@ -364,6 +366,97 @@ TEST_F(EvaluatorLifeTest, StartAndEndAreLoggedAndASecondEndIsNone) {
         "~ApplicabilityEvaluator :destructor of ApplicableEvaluator"}) {
     EXPECT_EQ(log_.Count(std::string("ApplicabilityEvaluator::") + line + "\n"), 1U) << line;
   }
+}
+
+// Both tasks have logged their end when Uninit returns, although the line takes a while.
+TEST_F(EvaluatorLifeTest, TheEndWaitsForBothTasks) {
+  ASSERT_NO_FATAL_FAILURE(Run());
+  const auto await_end = [this](const std::string& line) {
+    log_.OnLine(line, [] {
+      for (int i = 0; i < 1'000; ++i) std::this_thread::yield();
+    });
+  };
+  await_end("RunRegMonitor exit");
+  End();
+  EXPECT_EQ(log_.Count("ApplicabilityEvaluator::RunRegMonitor exit\n"), 1U);
+  EXPECT_EQ(log_.Count("ApplicabilityEvaluator::NotifyTagUpdatesThread exit\n"), 1U);
+  EXPECT_TRUE(log_.Await("ApplicabilityEvaluator::Uninit :exit"));
+}
+
+TEST_F(EvaluatorLifeTest, TheEndStopsThePersonasWatch) {
+  ASSERT_NO_FATAL_FAILURE(Run());
+  End();
+  log_.Clear();
+  const RegistryKey key{
+      HKEY_CURRENT_USER, yox::Persona::kIntentRegistryPath + "\\gaming"_w, {}, {}};
+  ASSERT_EQ(device_.registry().CreateKey(key), RegistryStatus::kOk);
+  ASSERT_EQ(device_.registry().SetValue(key, "Intent"_w, RegistryValue::Dword(1)),
+            RegistryStatus::kOk);
+  EXPECT_FALSE(log_.Await("Persona tags changed", 100));
+}
+
+// The next evaluator has an event of its own, which is not set.
+TEST_F(EvaluatorLifeTest, AChangeThatTheEndDroppedIsNotSeenByTheNext) {
+  ASSERT_NO_FATAL_FAILURE(Run());
+  Write(kTags, "Channel"_w, "beta"_w);
+  ASSERT_TRUE(AwaitHold());
+  End();
+  evaluator_.reset();
+  stop_.Clear();
+  log_.Clear();
+  ASSERT_NO_FATAL_FAILURE(Run());
+  EXPECT_FALSE(log_.Await("Received registry tags updated event", 100));
+}
+
+// The evaluator that created the event has deleted it: there is nothing to wait for but the stop.
+TEST_F(EvaluatorLifeTest, WithoutAnEventTheTagTaskTriesEachMinuteAndStopsPromptly) {
+  Event stop_of_first;
+  stop_of_first.Set();
+  LivingEvaluator first;
+  first.Init();
+  Start();
+  ApplicabilityEvaluator::SetYoxIsStoppingHandle(stop_of_first.handle());
+  first.Uninit();
+  ApplicabilityEvaluator::SetYoxIsStoppingHandle(stop_.handle());
+  ASSERT_NO_FATAL_FAILURE(PassTheFirstSecond());
+  ASSERT_TRUE(log_.Await("Unexpected WaitForMultipleObjects return value: -1"));
+  const auto alarm = device_.clock().alarms().AwaitNext(kRealHalfMinute);
+  EXPECT_EQ(alarm, device_.clock().SteadyMilliseconds() + 60'000);
+  EXPECT_LT(End(), kPromptly);
+}
+
+TEST_F(EvaluatorLifeTest, AnExceptionEndsTheWatchesAndIsLogged) {
+  class Closed final : public yox::platform::Applications {
+   public:
+    ByKey Installed(yox::platform::ApplicationSource /*source*/) override {
+      throw std::runtime_error("applications are closed");
+    }
+    std::map<WString, WString> Store() override { return {}; }
+    std::uint64_t Generation() override { return 0; }
+  };
+  Closed applications;
+  yox_test::SubstitutedPlatform platform(device_);
+  platform.Set(applications);
+  const ScopedPlatform installed(platform);
+  ASSERT_NO_FATAL_FAILURE(Run());
+  Write({HKEY_CURRENT_USER, kUninstall + "\\{1}"_w, {}, {}}, "DisplayName"_w, "Editor"_w);
+  EXPECT_TRUE(
+      log_.Await("ApplicabilityEvaluator E ApplicabilityEvaluator::RunRegMonitor : Exception - "
+                 "applications are closed\n"));
+  End();
+  evaluator_.reset();
+}
+
+TEST_F(EvaluatorLifeTest, ALogOnBeforeThereIsAMonitorDoesNothing) {
+  yox_test::Latch logged_on;
+  log_.OnLine("ApplicabilityEvaluator::RunRegMonitor enter",
+              [&] { EXPECT_TRUE(logged_on.Wait()); });
+  Start();
+  evaluator_->RefreshPersonaTagMonitoring();
+  logged_on.CountDown();
+  EXPECT_EQ(log_.Count("Initialisation is not completed or registry moniter is not yet started\n"),
+            1U);
+  EXPECT_TRUE(log_.Await("MonitorLoop Monitoring subkey path"));
 }
 
 TEST_F(EvaluatorLifeTest, StopsPromptlyInTheFirstSecond) {
@@ -458,6 +551,8 @@ TEST_F(EvaluatorLifeTest, ALogOnThatChangesNothingSetsNoEvent) {
   log_.Clear();
   evaluator_->RefreshPersonaTagMonitoring();
   ASSERT_TRUE(log_.Await("MonitorLoop Monitoring subkey path")) << "the monitor is another";
+  EXPECT_EQ(log_.Count("RefreshPersonaTagMonitoring Refresh on log on\n"), 1U);
+  EXPECT_EQ(log_.Count("RefreshPersonaTagMonitoring Old tags: "), 1U);
   EXPECT_EQ(log_.Count("RefreshPersonaTagMonitoring No tag changes detected\n"), 1U);
   EXPECT_EQ(log_.Count("RefreshPersonaTagMonitoring Refresh completed\n"), 1U);
   End();
@@ -494,6 +589,43 @@ TEST_F(EvaluatorLifeTest, APersonaAnswerIsHeldLikeATag) {
     if (log_.Await("Received registry tags updated event", 100)) break;
   }
   EXPECT_EQ(log_.Count("Received registry tags updated event"), 1U);
+}
+
+TEST(EvaluatorHandles, MayBeSetAndReadByThreadsAtOnce) {
+  Event stop;
+  const auto use = [&] {
+    for (int i = 0; i < 1'000; ++i) {
+      ApplicabilityEvaluator::SetYoxIsStoppingHandle(stop.handle());
+      EXPECT_EQ(ApplicabilityEvaluator::GetYoxIsStoppingHandle(), stop.handle());
+    }
+  };
+  std::thread other(use);
+  use();
+  other.join();
+  ApplicabilityEvaluator::SetYoxIsStoppingHandle({});
+}
+
+// The second waits for the first, which is about to create the instance.
+TEST(EvaluatorSingletonTest, TwoFirstCallsCreateOne) {
+  SimulatedDevice device(ReadDeviceProfile(kProfile));
+  const yox::platform::ScopedPlatform installed(device);
+  Event stop;
+  yox_test::AwaitedLog log;
+  ApplicabilityEvaluator::SetYoxIsStoppingHandle(stop.handle());
+  constexpr const char* kCreates = "first time creating object of applicabiltyevaluator";
+  std::future<ApplicabilityEvaluator*> other;
+  log.OnLine(kCreates, [&] {
+    other = std::async(std::launch::async, [] { return ApplicabilityEvaluator::GetInstance(); });
+    while (log.Count("acquring lock") < 2) std::this_thread::yield();
+    for (int i = 0; i < 1'000 && log.Count(kCreates) < 2; ++i) std::this_thread::yield();
+  });
+  ApplicabilityEvaluator* const evaluator = ApplicabilityEvaluator::GetInstance();
+  if (other.valid()) {
+    EXPECT_EQ(other.get(), evaluator);
+    EXPECT_EQ(log.Count(kCreates), 1U);
+  }
+  stop.Set();
+  evaluator->Uninit();
 }
 
 // Others may ask for the instance while it starts, and get the one that is starting.

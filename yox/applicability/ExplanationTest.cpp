@@ -406,6 +406,23 @@ TEST(ExplanationTest, ExplainingLeavesLogThrottleAndTextsAlone) {
   EXPECT_EQ(decide(true), lines);
 }
 
+// What is fetched once and kept for later decisions says so; the list decides what that is.
+TEST(ExplanationTest, LogsWhatItStartsAndNoMore) {
+  Bench bench(kBare);
+  const auto logged = [&](const char* document) {
+    const CapturedLog log;
+    bench.Explain(document);
+    return log.Text();
+  };
+  EXPECT_EQ(logged(R"([{"country": "US", "tag": "A"}, {"registry": "HKLM\\A:b|c"}])"), "");
+  EXPECT_EQ(logged(R"([{"default": "true"}, {"country": "US", "hardware_id": "USB\\X"}])"),
+            "ApplicabilityEvaluator D ApplicabilityEvaluator::EvaluateHardwareIdFilter PnP device "
+            "tracker started successfully\n");
+  EXPECT_EQ(logged(R"([{"country": "US"}, {"installed_items": "X"}])"),
+            "ApplicabilityEvaluator D ApplicabilityEvaluator::DoesFilterMatch Updated installed "
+            "apps list its size is now: 0\n");
+}
+
 TEST(ExplanationTest, AMissingRecordIsRefused) {
   Bench bench(kBare);
   bench.record = nullptr;

@@ -68,9 +68,10 @@ const WString* FirstMatch(const HardwareIdRepository::Index& index,
   std::size_t end = index.ids().size();
   for (const WStringView text : requirement.plain)
     end = std::min(end, index.Find(text).value_or(end));
-  const std::span before(index.ids().data(), requirement.wildcards.empty() ? 0 : end);
-  for (const WString& id : before) {
-    if (decision::AnyText(requirement.wildcards, id)) return &id;
+  if (!requirement.wildcards.empty()) {
+    for (const WString& id : std::span(index.ids().data(), end)) {
+      if (decision::AnyText(requirement.wildcards, id)) return &id;
+    }
   }
   return end == index.ids().size() ? nullptr : &index.ids()[end];
 }

@@ -1,6 +1,7 @@
 #include "yox/applicability/HardwareIdRepository.h"
 
 #include <algorithm>
+#include <span>
 #include <utility>
 
 #include "yox/base/FoldedText.h"
@@ -31,10 +32,8 @@ void HardwareIdRepository::Remove(const WString& id) {
   // The last one takes the place of the one that goes.
   if (const auto place = index_.find(id); place != index_.end()) {
     const std::size_t hole = place->second;
-    if (hole + 1 != ids_.size()) {
-      std::swap(ids_[hole], ids_.back());
-      index_.find(ids_[hole])->second = hole;
-    }
+    std::swap(ids_[hole], ids_.back());
+    index_.find(ids_[hole])->second = hole;
     ids_.pop_back();
     index_.erase(place);
   }
@@ -72,7 +71,6 @@ std::shared_ptr<const HardwareIdRepository::Ids> HardwareIdRepository::SharedSna
 }
 
 HardwareIdRepository::Index::Index(Ids ids) : ids_(std::move(ids)) {
-  entries_.reserve(ids_.size());
   for (std::size_t i = 0; i < ids_.size(); ++i) {
     entries_.push_back({yox::Fingerprint(String::Trimmed(ids_[i])), i});
   }
@@ -80,11 +78,12 @@ HardwareIdRepository::Index::Index(Ids ids) : ids_(std::move(ids)) {
 }
 
 std::optional<std::size_t> HardwareIdRepository::Index::Find(WStringView folded) const {
-  const Entry wanted{yox::Fingerprint(folded), 0};
-  for (auto entry = std::ranges::lower_bound(entries_, wanted);
-       entry != entries_.end() && entry->fingerprint == wanted.fingerprint; ++entry) {
-    if (String::CaseInsesitiveEqual(String::Trimmed(ids_[entry->position]), folded)) {
-      return entry->position;
+  const std::uint64_t wanted = yox::Fingerprint(folded);
+  const auto first = std::ranges::lower_bound(entries_, wanted, {}, &Entry::fingerprint);
+  for (const Entry& entry : std::span(first, entries_.end())) {
+    if (entry.fingerprint != wanted) break;
+    if (String::CaseInsesitiveEqual(String::Trimmed(ids_[entry.position]), folded)) {
+      return entry.position;
     }
   }
   return std::nullopt;

@@ -121,11 +121,79 @@ TEST(HardwareIdRepositoryTest, AnIndexFindsTheFirstIdThatIsEqual) {
   HardwareIdRepository repository;
   for (const auto& id : {"OTHER"_w, " Pci\\A "_w, "PCI\\A"_w, "STRA\u00DFE"_w}) repository.Add(id);
   const auto index = repository.SharedIndex();
+  EXPECT_EQ(index->Find("other"_wv), 0U);
   EXPECT_EQ(index->Find("pci\\a"_wv), 1U);
   EXPECT_EQ(index->Find("stra\u00DFe"_wv), 3U);
   EXPECT_EQ(index->Find(" pci\\a "_wv), std::nullopt);
   EXPECT_EQ(index->Find("pci"_wv), std::nullopt);
   EXPECT_EQ(index->Find(""_wv), std::nullopt);
+}
+
+TEST(HardwareIdRepositoryTest, AnIndexFindsEachOfManyIds) {
+  HardwareIdRepository repository;
+  const auto id = [](int i) { return WString(1, static_cast<yox::WChar>('a' + i)) + "\\x"_w; };
+  for (int i = 0; i < 26; ++i) repository.Add(id(i));
+  const auto index = repository.SharedIndex();
+  for (int i = 0; i < 26; ++i) EXPECT_EQ(index->Find(id(i)), static_cast<std::size_t>(i));
+}
+
+TEST(HardwareIdRepositoryTest, AnIdThatCameBackGoesFromWhereItIs) {
+  HardwareIdRepository repository;
+  for (const WString& id : {"A"_w, "B"_w}) repository.Add(id);
+  repository.Remove("A"_w);
+  repository.Add("A"_w);
+  EXPECT_THAT(repository.Snapshot(), ElementsAre("B"_w, "A"_w));
+  repository.Remove("A"_w);
+  EXPECT_THAT(repository.Snapshot(), ElementsAre("B"_w));
+  EXPECT_FALSE(repository.Contains("A"_w));
+}
+
+TEST(HardwareIdRepositoryTest, AfterClearIdsAreCountedAnew) {
+  HardwareIdRepository repository;
+  for (const WString& id : {"A"_w, "A"_w, "B"_w}) repository.Add(id);
+  repository.Clear();
+  for (const WString& id : {"B"_w, "A"_w}) repository.Add(id);
+  EXPECT_THAT(repository.Snapshot(), ElementsAre("B"_w, "A"_w));
+  repository.Remove("A"_w);
+  EXPECT_THAT(repository.Snapshot(), ElementsAre("B"_w));
+}
+
+// Every operation beside every other.
+TEST(HardwareIdRepositoryTest, IsReadAndChangedByThreadsAtOnce) {
+  HardwareIdRepository repository;
+  repository.Add("SHARED"_w);
+  const auto use = [&repository](int thread) {
+    const WString own = WString(1, static_cast<yox::WChar>('A' + thread));
+    for (int round = 0; round < 200; ++round) {
+      repository.SetOnAdded([](const WString&) {});
+      repository.SetOnRemoved([](const WString&) {});
+      repository.Add(own);
+      EXPECT_TRUE(repository.IsPresent(own));
+      EXPECT_TRUE(repository.Contains("SHARED"_w));
+      EXPECT_GE(repository.Size(), 2U);
+      EXPECT_GE(repository.Snapshot().size(), 2U);
+      EXPECT_TRUE(repository.SharedIndex()->Find("SHARED"_wv).has_value());
+      repository.Remove(own);
+    }
+  };
+  std::thread other(use, 1);
+  use(0);
+  other.join();
+  EXPECT_THAT(repository.Snapshot(), ElementsAre("SHARED"_w));
+}
+
+TEST(HardwareIdRepositoryTest, IsClearedWhileThreadsAdd) {
+  HardwareIdRepository repository;
+  const auto use = [&repository] {
+    for (int round = 0; round < 500; ++round) {
+      repository.Add("A"_w);
+      repository.Clear();
+    }
+  };
+  std::thread other(use);
+  use();
+  other.join();
+  EXPECT_EQ(repository.Size(), 0U);
 }
 
 TEST(HardwareIdRepositoryTest, ClaimsFromSeveralThreadsAddUp) {

@@ -19,11 +19,9 @@ void ApplicabilityEvaluator::UpdateInstalledAppsMap() {
   GetInstalledApps(apps, true, true);
 
   std::vector<const YOX::utility::AppMap::value_type*> sorted;
-  sorted.reserve(apps.size());
   for (const auto& entry : apps) sorted.push_back(&entry);
   std::ranges::sort(sorted, {}, [](const auto* entry) { return entry->first; });
   Pairs items;
-  items.reserve(2 * sorted.size());
   for (const auto* const entry : sorted) {
     const auto& [key, application] = *entry;
     items.emplace_back(key, application.version);
@@ -43,7 +41,6 @@ std::shared_ptr<const ApplicabilityEvaluator::IndexedPairs> ApplicabilityEvaluat
     if (tags_ == tags) return indexed_tags_;
   }
   Pairs pairs;
-  pairs.reserve(tags->size());
   for (const YOXTag& tag : *tags) pairs.emplace_back(tag.getKey(), tag.getValue());
   auto indexed = std::make_shared<const IndexedPairs>(std::move(pairs));
   const yox::MutexLock lock(tags_mutex_);

@@ -1,13 +1,16 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <thread>
 
 #include "yox/applicability/TestEvaluator.h"
 #include "yox/base/String.h"
 #include "yox/platform/simulated/DeviceProfileReader.h"
 #include "yox/platform/simulated/SimulatedDevice.h"
+#include "yox/tags/AppAndTagCollection.h"
 
 #include "tests/support/CapturedLog.h"
 #include "tests/support/SubstitutedPlatform.h"
@@ -122,6 +125,59 @@ TEST_F(InstalledItemsTest, AnInstalledOneComesBeforeTheStores) {
   applications_.installed["Contoso.Notes"_w] = {"Notes"_w, {}, "1.0"_w};
   EXPECT_TRUE(Decide("Contoso.Notes|1.0"_w));
   EXPECT_FALSE(Decide("Contoso.Notes|2.0"_w));
+}
+
+// Has changed each time that it is looked at.
+class Changing final : public yox::platform::Applications {
+ public:
+  ByKey Installed(ApplicationSource /*source*/) override {
+    return {{"{1}"_w, {"Contoso Editor"_w, {}, "7.1"_w}}};
+  }
+  std::map<WString, WString> Store() override { return {}; }
+  std::uint64_t Generation() override { return ++generation_; }
+
+ private:
+  std::atomic<std::uint64_t> generation_ = 0;
+};
+
+class DecisionsOfThreads : public testing::Test {
+ protected:
+  DecisionsOfThreads() { platform_.Set(applications_); }
+
+  void DecideInTwo(const Filter& filter, AppAndTagCollection* tags) {
+    const ApplicabilityFilter list({filter});
+    const auto record = yox_test::MakeRecord();
+    const auto decide = [&] {
+      for (int i = 0; i < 100; ++i) {
+        WString reason;
+        EXPECT_TRUE(evaluator_.EvaluateApplicability(record, {}, list, tags, nullptr, {}, reason));
+        if (tags != nullptr) tags->setTags({YOXTag("Ring"_w, "beta"_w)});
+      }
+    };
+    std::thread other(decide);
+    decide();
+    other.join();
+  }
+
+  yox::platform::SimulatedDevice device_;
+  Changing applications_;
+  yox_test::SubstitutedPlatform platform_{device_};
+  yox::platform::ScopedPlatform installed_{platform_};
+  yox_test::TestEvaluator evaluator_;
+};
+
+TEST_F(DecisionsOfThreads, MayMeetWhileApplicationsChange) {
+  Filter filter;
+  filter.set_installed_items("Contoso Editor|7.1"_w);
+  DecideInTwo(filter, nullptr);
+}
+
+TEST_F(DecisionsOfThreads, MayMeetWhileTagsChange) {
+  auto* const tags = AppAndTagCollection::GetInstance();
+  tags->setTags({YOXTag("Ring"_w, "beta"_w)});
+  Filter filter;
+  filter.set_tag("Ring|beta"_w);
+  DecideInTwo(filter, tags);
 }
 
 TEST(InstalledItemsOfADevice, FollowItsChanges) {

@@ -103,6 +103,18 @@ TEST(ListTestDevice, ChangesAreMergedAndTheTimeComesLast) {
   EXPECT_EQ(device.clock->time_zone.text, "+02:00"_w);
 }
 
+TEST(ListTestDevice, WithoutChangesIsThatOfTheProfile) {
+  const ListTest test = ReadListTest(
+      R"({"cases": [{"applies": true}, {"applies": true, "now": "2027-01-02T03:04:05"},
+                    {"applies": true, "changes": {"region": null, "firmware": {"sku": {}}}}]})");
+  const auto* const profile = R"({"region": {"country_code": "US"}})";
+  EXPECT_EQ(DeviceOfCase(test.cases[0], profile).region.country_code, "US"_w);
+  const auto at_a_time = DeviceOfCase(test.cases[1], profile);
+  EXPECT_EQ(at_a_time.region.country_code, "US"_w);
+  EXPECT_EQ(at_a_time.clock->now->date.year, 2027);
+  EXPECT_THROW(DeviceOfCase(test.cases[2], profile), yox::DocumentError);
+}
+
 struct RefusalRow {
   const char* name;
   const char* document;

@@ -77,9 +77,8 @@ void PnPDeviceTracker::OnArrival(const WString& instance_id) {
 }
 
 void PnPDeviceTracker::OnRemoval(const WString& instance_id) {
-  yox::MutexLock lock(mutex_);
+  const yox::MutexLock lock(mutex_);
   const auto contributed = instance_ids_.extract(instance_id);
-  lock.Unlock();
   if (contributed.empty()) return;
   for (const WString& id : contributed.mapped()) repository_.Remove(id);
 }

@@ -128,6 +128,27 @@ TEST_F(PnPDeviceTrackerTest, IdsThatDifferInCaseOnlyAreOneUpperCaseId) {
   EXPECT_EQ(repository.Size(), 0U);  // it had one claim
 }
 
+TEST_F(PnPDeviceTrackerTest, AnIdThatADeviceHasTwiceCountsOnce) {
+  ASSERT_TRUE(tracker.Start());
+  tree.Plug({"A"_w, {"PCI\\B"_w, "PCI\\A"_w, "pci\\b"_w}});
+  EXPECT_EQ(repository.Size(), 2U);
+  repository.Remove("PCI\\B"_w);
+  EXPECT_FALSE(repository.Contains("PCI\\B"_w));
+}
+
+TEST_F(PnPDeviceTrackerTest, ADeviceWithoutIdsAtTheStartIsReadWhenItComes) {
+  tree.Plug({"A"_w, {}});
+  ASSERT_TRUE(tracker.Start());
+  tree.Plug({"A"_w, {"PCI\\A"_w}});
+  EXPECT_THAT(repository.Snapshot(), ElementsAre("PCI\\A"_w));
+}
+
+TEST_F(PnPDeviceTrackerTest, ADeviceWithoutAnInstanceIdIsNotCountedAtTheStart) {
+  tree.Plug({{}, {"PCI\\A"_w}});
+  ASSERT_TRUE(tracker.Start());
+  EXPECT_EQ(repository.Size(), 0U);
+}
+
 TEST_F(PnPDeviceTrackerTest, AnIdOfTwoInstancesStaysUntilBothHaveGone) {
   ASSERT_TRUE(tracker.Start());
   tree.Plug(Key("1"_w));
@@ -259,6 +280,41 @@ class AnnouncingTree final : public DeviceTree {
   SimulatedDeviceTree inner;
   std::vector<std::string> order;
 };
+
+// Windows expects ERROR_SUCCESS from the callback, whatever the event is.
+class CallingTree final : public DeviceTree {
+ public:
+  std::unique_ptr<DeviceRegistration> Register(PCM_NOTIFY_CALLBACK callback,
+                                               void* context) override {
+    callback_ = callback;
+    context_ = context;
+    return inner_.Register(callback, context);
+  }
+  void Enumerate(const Visitor& visit) override { inner_.Enumerate(visit); }
+  std::vector<WString> HardwareIds(const WString& instance_id) override {
+    return inner_.HardwareIds(instance_id);
+  }
+  yox::platform::Dword Call(CM_NOTIFY_ACTION action, const WString& instance_id) {
+    DeviceEvent event(instance_id);
+    return callback_(nullptr, context_, action, event.data(), event.size());
+  }
+
+ private:
+  SimulatedDeviceTree inner_;
+  PCM_NOTIFY_CALLBACK callback_ = nullptr;
+  void* context_ = nullptr;
+};
+
+TEST(PnPDeviceTrackerCallbackTest, ReturnsSuccessForEveryEvent) {
+  CallingTree tree;
+  HardwareIdRepository repository;
+  PnPDeviceTracker tracker(repository, tree);
+  ASSERT_TRUE(tracker.Start());
+  for (const auto action : {kEnumerated, kStarted, kRemoveComplete, kRemoved}) {
+    EXPECT_EQ(tree.Call(action, "A"_w), 0U);
+    EXPECT_EQ(tree.Call(action, {}), 0U);
+  }
+}
 
 TEST(PnPDeviceTrackerSeedTest, RegistersBeforeItSeeds) {
   AnnouncingTree tree;

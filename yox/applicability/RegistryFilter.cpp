@@ -50,12 +50,11 @@ class PaddedBytes {
 
 WString UpToTerminator(const PaddedBytes& bytes) {
   WString text;
-  for (std::size_t i = 0; i < bytes.size(); i += 2) {
+  for (std::size_t i = 0;; i += sizeof(std::uint16_t)) {
     const auto unit = static_cast<WChar>(bytes.At<std::uint16_t>(i));
-    if (unit == 0) break;
+    if (unit == 0) return text;
     text += unit;
   }
-  return text;
 }
 
 WString Hexadecimal(const PaddedBytes& bytes) {
@@ -114,7 +113,7 @@ ApplicabilityEvaluator::RegistryReading ApplicabilityEvaluator::ReadRegistry(HKE
   if (!registry.OpenKey(hive, path, key, system, sid, kKeyRead)) return {Stage::kNoKey};
   std::array<std::uint8_t, kLongestValue> buffer{};
   std::uint32_t size = kLongestValue;
-  std::uint32_t type = 0;
+  std::uint32_t type{};
   const long status =
       CRegUtil::GetKeyValue(hive, path, name, system, sid, buffer.data(), size, type, false);
   if (status != 0) return {status == kMoreData ? Stage::kTooLong : Stage::kNoValue};

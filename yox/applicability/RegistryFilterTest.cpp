@@ -1,9 +1,11 @@
 #include "yox/applicability/TestEvaluator.h"
 #include "yox/base/String.h"
+#include "yox/platform/registry/RecordingRegistry.h"
 #include "yox/platform/registry/Registry.h"
 #include "yox/platform/registry/RegistryPlatform.h"
 
 #include "tests/support/CapturedLog.h"
+#include "tests/support/SubstitutedPlatform.h"
 
 namespace {
 
@@ -227,6 +229,20 @@ TEST(RegistryFilterUserTest, TheSystemsAccountReadsTheHiveOfTheUserWhoIsLoggedOn
   yox_test::TestEvaluator evaluator;
   EXPECT_TRUE(evaluator.EvaluateRegistryFilter("HKCU\\Software\\Fabrikam:Name|his"_w));
   EXPECT_FALSE(evaluator.EvaluateRegistryFilter("HKCU\\Software\\Contoso:Name|own"_w));
+}
+
+TEST(RegistryFilterViewTest, ReadsTheProcesssOwnView) {
+  yox::platform::SimulatedDevice device{yox::platform::DeviceProfile()};
+  yox_test::RecordingRegistry registry;
+  yox_test::SubstitutedPlatform platform(device);
+  platform.Set(registry);
+  const yox::platform::ScopedPlatform installed(platform);
+  const RegistryKey key{HKEY_LOCAL_MACHINE, "SOFTWARE\\Fabrikam"_w, {}, {}};
+  ASSERT_EQ(registry.CreateKey(key), yox::platform::RegistryStatus::kOk);
+  registry.TakeCalls();
+  yox_test::TestEvaluator evaluator;
+  EXPECT_FALSE(evaluator.EvaluateRegistryFilter("HKLM\\SOFTWARE\\Fabrikam:Name|"_w));
+  EXPECT_THAT(registry.TakeCalls(), testing::ElementsAre("Open default", "Get default"));
 }
 
 // Replaces the registry at the evaluator's own seam.

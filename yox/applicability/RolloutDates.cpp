@@ -48,7 +48,7 @@ bool ApplicabilityEvaluator::DoesDateFunctionMatch(const WString& function,
   const Clock& clock = Platform::Get().clock();
   const auto& fields = rollout.start.fields;
   const auto start = clock.StartOfLocalDay(fields[0].number, fields[1].number, fields[2].number);
-  const RolloutProgress progress = ProgressOf(rollout, start, start ? clock.Now() : 0);
+  const RolloutProgress progress = ProgressOf(rollout, start, clock.Now());
   if (progress.stage == kComplete) return true;
   if (progress.stage != kGrowing) return stopped(progress);
   const WString* const seed = rollout.by_tenant ? orgName : serialNumber;
