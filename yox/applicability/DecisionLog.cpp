@@ -67,7 +67,7 @@ WStringView ActualFor(const decision::Failure& failure) {
   const Criterion& criterion = CriterionOf(failure.step);
   const bool counts = criterion.end == decision::MessageEnd::kActual ||
                       criterion.throttling == Throttling::kDynamic;
-  return counts && !failure.is_unnamed ? ActualOf(failure.facts, failure.step) : WStringView();
+  return counts ? ActualOf(failure.facts, failure.step) : WStringView();
 }
 
 }  // namespace

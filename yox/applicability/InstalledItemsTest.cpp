@@ -143,6 +143,8 @@ class Changing final : public yox::platform::Applications {
 class DecisionsOfThreads : public testing::Test {
  protected:
   DecisionsOfThreads() { platform_.Set(applications_); }
+  // An empty collection is filled again at the next access.
+  ~DecisionsOfThreads() override { AppAndTagCollection::GetInstance()->setTags({}); }
 
   void DecideInTwo(const Filter& filter, AppAndTagCollection* tags) {
     const ApplicabilityFilter list({filter});

@@ -28,9 +28,10 @@ class RecordSink {
     record_.text(field) = Given<WString>::Known(Wide(text));
   }
   void NoFirmware() {
-    for (std::size_t i = 0; i < kFacts.size(); ++i) {
-      if (kFacts[i].form != FactForm::kFirmwareText) continue;
-      record_.text(FieldOf(static_cast<Fact>(i))).knowledge = Knowledge::kMissing;
+    for (const FactRow& row : kFacts) {
+      if (row.form != FactForm::kFirmwareText) continue;
+      record_.text(FieldOf(static_cast<Fact>(&row - kFacts.data()))).knowledge =
+          Knowledge::kMissing;
     }
   }
   void HashedText(bool is_realm, std::optional<std::string_view> text) {

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <span>
 #include <string>
 #include <vector>
 
@@ -26,11 +27,21 @@ const char* const kFleet[] = {
         "tags": {"Ring": "stable"}, "installed_items": [], "hardware_ids": []})",
     R"({"country": "DE", "model": "KE9"})"};
 
+// Three more, with values that a list cannot have, or of which no nearest one helps.
+const char* const kOddFleet[] = {
+    R"({"mfr": "Contoso, Ltd", "family": "A|Falcon", "model": "Mark*2", "sku": "!Pro",
+        "sn_hash": "00112233445566778899aabbccddeeff00112233445566778899aabbccddeeff",
+        "device_subscription": ["gold-plan", "basic-plan"], "enclosure": "Notebook",
+        "tags": {"Ring": "beta"}, "installed_items": [["Editor", "7.2"]]})",
+    R"({"device_subscription": ["basic-plan"], "enclosure": "Tablet", "model": "Mark 2",
+        "tags": {"ring": "beta", "Rung": "x"}, "installed_items": [["Viewer", "beta"]]})",
+    R"({"device_subscription": [], "tags": {}})"};
+
 // "[0]:OFFSET+LENGTH (DETAIL)", and the criterion's text after the fix.
-std::string Found(const std::string& document) {
+std::string Found(const std::string& document, std::span<const char* const> fleet = kFleet) {
   const ApplicabilityFilter list = ReadFilterDocument(document);
   FleetLint lint(list);
-  for (const char* const facts : kFleet) {
+  for (const char* const facts : fleet) {
     const PreparedDevice device(ReadFacts(facts));
     const Question question;
     PreparedFacts prepared(device, question);
@@ -107,9 +118,57 @@ const FleetRow kRows[] = {
     {"NotOfTheDevice", R"({"date_range": "2027-01-01|*", "target_version": ">=9.0"})", ""},
     {"WhatAnotherRuleExplains", R"({"country": "USA"})", ""},
     {"InEachFilter", R"({"model": "X1"}, {"country": "DE", "model": "X1"})", "[0] X1; [1] X1"},
+    {"InTheOrderOfTheFilters", R"({"mfr": "Q1", "model": "X1"}, {"mfr": "Q1", "model": "X1"})",
+     "[0] Q1; [0] X1; [1] Q1; [1] X1"},
+    {"InTheOrderOfTheAlternatives", R"({"model": "X1,Y1"}, {"model": "Y1,X1"})",
+     "[0] X1; [0] Y1; [1] Y1; [1] X1"},
+    {"AShortPartOfALongName", R"({"model": "KE9-22222"})",
+     "[0] KE9-22222 (did you mean \"KE9\": 1 device) -> KE9"},
+    {"OneOfThreeLetters", R"({"model": "KE8"})", "[0] KE8 (did you mean \"KE9\": 1 device) -> KE9"},
+    {"OneOfTwoLetters", R"({"model": "KE"})", "[0] KE"},
+    {"AnExcludedDeviceId", R"({"hardware_id": "!PCI\\VEN_8086&DEV_7D45"})",
+     "[0] !PCI\\VEN_8086&DEV_7D45"},
+    {"BlankAlternatives", R"({"model": "FA14, ,"})", ""},
+    {"AKeyOfAnyName", R"({"tag": "*|betta"})", "[0] *|betta"},
+    {"AnExcludedKey", R"({"tag": "!Rings"})",
+     "[0] !Rings (did you mean \"Ring\": 2 devices) -> !Ring"},
+    {"AnExcludedKeyThatIsThere", R"({"tag": "!Ring"})", ""},
+    {"AnUnknownKeyWithAValue", R"({"tag": "Team|beta"})", "[0] Team|beta"},
 };
 
 INSTANTIATE_TEST_SUITE_P(Rows, FleetLintRows, testing::ValuesIn(kRows), RowName());
+
+class OddFleetRows : public testing::TestWithParam<FleetRow> {};
+
+TEST_P(OddFleetRows, FindWhatNoDeviceHas) {
+  EXPECT_EQ(Found("[" + std::string(GetParam().filter) + R"(, {"default": "false"}])", kOddFleet),
+            GetParam().found);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, OddFleetRows,
+    testing::Values(
+        FleetRow{"ACommaInAName", R"({"mfr": "Contoso Ltd"})",
+                 "[0] Contoso Ltd (did you mean \"Contoso, Ltd\": 1 device)"},
+        FleetRow{"ABarInAName", R"({"family": "A:Falcon"})",
+                 "[0] A:Falcon (did you mean \"A|Falcon\": 1 device)"},
+        FleetRow{"AStarInAName", R"({"model": "Mark#2"})",
+                 "[0] Mark#2 (did you mean \"Mark 2\": 1 device) -> Mark 2"},
+        FleetRow{
+            "AHash",
+            R"({"sn_hash": "00112233445566778899aabbccddeeff00112233445566778899aabbccddeefe"})",
+            "[0] 00112233445566778899aabbccddeeff00112233445566778899aabbccddeefe"},
+        FleetRow{"ASubscription", R"({"device_subscription": "basic-plam*"})",
+                 "[0] basic-plam* (did you mean \"basic-plan\": 2 devices)"},
+        FleetRow{"AnEnclosure", R"({"enclosure": "Blade"})", "[0] Blade"},
+        FleetRow{"AKeyInAnotherCase", R"({"tag": "RING|betta"})",
+                 "[0] RING|betta (did you mean \"beta\": 2 devices) -> RING|beta"},
+        FleetRow{
+            "TwoKeys", R"({"tag": "Ring|betta,Rung|y"})",
+            "[0] Ring|betta (did you mean \"beta\": 2 devices) -> Ring|beta,Rung|y; [0] Rung|y"},
+        FleetRow{"AVersionOfAnItem", R"({"installed_items": "Viewer|betta"})",
+                 "[0] Viewer|betta (did you mean \"beta\": 1 device) -> Viewer|beta"}),
+    RowName());
 
 TEST(FleetLint, WithoutDevicesNothingIsSaid) {
   const ApplicabilityFilter list = ReadFilterDocument(R"([{"mfr": "Contoso"}])");

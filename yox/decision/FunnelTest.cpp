@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
+#include <map>
 #include <set>
 #include <string>
 #include <vector>
@@ -245,6 +246,76 @@ TEST(FunnelTest, BytesOfAnotherFormAreRefused) {
   EXPECT_FALSE(Funnel::FromBytes(bytes + '\0').has_value());
   EXPECT_FALSE(Funnel::FromBytes("\2" + bytes.substr(1)).has_value());
   EXPECT_FALSE(Funnel::FromBytes(std::string("\1\0\0\0\xFF\xFF\xFF\xFF\x0F", 9)).has_value());
+}
+
+// The format, the three counts in LEB128, and no filters and needs.
+TEST(FunnelTest, CountsOfEverySizeAreReadAndWritten) {
+  const auto leb128 = [](std::uint64_t number) {
+    std::string bytes;
+    for (; number >= 0x80; number >>= 7) bytes += static_cast<char>(number | 0x80);
+    return bytes + static_cast<char>(number);
+  };
+  for (unsigned bit = 0; bit < 64; ++bit) {
+    for (const std::uint64_t number :
+         {std::uint64_t{1} << bit, (std::uint64_t{1} << bit) - 1, ~std::uint64_t{0} >> bit}) {
+      const std::string bytes =
+          "\1" + leb128(number) + leb128(7) + leb128(0) + std::string(2, '\0');
+      const auto read = Funnel::FromBytes(bytes);
+      ASSERT_TRUE(read.has_value()) << number;
+      EXPECT_EQ(read->applies(), number);
+      EXPECT_EQ(read->does_not_apply(), 7U);
+      EXPECT_EQ(read->undetermined(), 0U);
+      EXPECT_EQ(read->ToBytes(), bytes);
+    }
+  }
+  // One byte more than a number of 64 bits has.
+  EXPECT_FALSE(Funnel::FromBytes("\1" + std::string(10, '\x80') + '\1' + std::string(4, '\0')));
+  EXPECT_FALSE(Funnel::FromBytes(""));
+}
+
+TEST(FunnelTest, EveryCriterionHasItsCountsInTheBytes) {
+  for (std::size_t i = 2; i < kFilterFieldCount; ++i) {
+    Funnel funnel;
+    const auto bytes = [&](std::uint64_t reached) {
+      std::string present;
+      std::uint64_t bits = std::uint64_t{1} << i;
+      for (; bits >= 0x80; bits >>= 7) present += static_cast<char>(bits | 0x80);
+      present += static_cast<char>(bits);
+      // No device, one filter: reached, decided, the bits of its criteria, first and only; a need.
+      return std::string("\1\0\0\0\1", 5) + static_cast<char>(reached) + '\2' + present +
+             "\3\1\1\4need\5";
+    };
+    const auto read = Funnel::FromBytes(bytes(6));
+    ASSERT_TRUE(read.has_value()) << kFilterFieldNames[i];
+    ASSERT_EQ(read->filters().size(), 1U);
+    EXPECT_EQ(read->filters()[0].reached, 6U);
+    EXPECT_EQ(read->filters()[0].decided, 2U);
+    for (std::size_t j = 0; j < kFilterFieldCount; ++j) {
+      EXPECT_EQ(read->filters()[0].criteria[j].first, i == j ? 3U : 0U);
+      EXPECT_EQ(read->filters()[0].criteria[j].only, i == j ? 1U : 0U);
+    }
+    EXPECT_EQ(read->needs(), (std::map<std::string, std::uint64_t>{{"need", 5}}));
+    EXPECT_EQ(read->ToBytes(), bytes(6));
+  }
+}
+
+TEST(FunnelTest, MergingIntoAnEmptyOrALargerOneKeepsAllCounts) {
+  Random random(21);
+  const ApplicabilityFilter list = RandomList(random);
+  Funnel one;
+  for (int i = 0; i < 50; ++i) Add(one, list, RandomDevice(random));
+  Funnel twice = one;
+  twice.Merge(one);
+  Funnel from_empty;
+  from_empty.Merge(one);
+  EXPECT_EQ(from_empty.ToBytes(), one.ToBytes());
+  from_empty.Merge(Funnel());
+  EXPECT_EQ(from_empty.ToBytes(), one.ToBytes());
+  EXPECT_EQ(twice.devices(), 100U);
+  for (std::size_t i = 0; i < one.filters().size(); ++i) {
+    EXPECT_EQ(twice.filters()[i].reached, 2 * one.filters()[i].reached);
+    EXPECT_EQ(twice.filters()[i].decided, 2 * one.filters()[i].decided);
+  }
 }
 
 TEST(FunnelTest, BytesOfACriterionThatThereIsNotAreRefused) {

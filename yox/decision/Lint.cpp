@@ -49,8 +49,10 @@ class ListLint {
       return RowOf(finding.rule).severity == LintSeverity::kError;
     });
     if (may_apply_ != may_not_apply_ && !explained) {
-      findings_.push_back(
-          {kConstantList, {}, {}, 0, 0, {}, may_apply_ ? "it always applies" : "it never applies"});
+      findings_.push_back({.rule = kConstantList,
+                           .filter = {},
+                           .field = {},
+                           .detail = may_apply_ ? "it always applies" : "it never applies"});
     }
     return std::move(findings_);
   }
@@ -149,9 +151,11 @@ class ListLint {
   }
 
   void Unreachable(std::size_t earlier, const char* why) {
-    findings_.push_back(
-        {kUnreachable, index_, {}, 0, 0, {}, "filter [" + std::to_string(earlier) + "] " + why});
-    findings_.back().covered_by = earlier;
+    findings_.push_back({.rule = kUnreachable,
+                         .filter = index_,
+                         .field = {},
+                         .detail = "filter [" + std::to_string(earlier) + "] " + why,
+                         .covered_by = earlier});
   }
 
   const CompiledList& list_;
@@ -200,13 +204,10 @@ class Allowances {
       // Whether a fleet has something changes with the fleet, which may not be looked at here.
       if (allowance.used || allowance.rule == kNoDevice) continue;
       Add(findings,
-          {kSuppressionUnused,
-           allowance.filter,
-           {},
-           0,
-           0,
-           {},
-           std::string(RowOf(allowance.rule).id)},
+          {.rule = kSuppressionUnused,
+           .filter = allowance.filter,
+           .field = {},
+           .detail = std::string(RowOf(allowance.rule).id)},
           allowance.comment);
     }
   }
@@ -262,8 +263,9 @@ class Allowances {
   }
 
   void Wrong(std::optional<std::size_t> filter, std::string why) {
-    wrong_.emplace_back(LintFinding{kSuppression, filter, {}, 0, 0, {}, std::move(why)},
-                        comments_.size() - 1);
+    wrong_.emplace_back(
+        LintFinding{.rule = kSuppression, .filter = filter, .field = {}, .detail = std::move(why)},
+        comments_.size() - 1);
   }
 
   static std::string_view Trim(std::string_view text) {

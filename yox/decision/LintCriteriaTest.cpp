@@ -448,6 +448,36 @@ TEST(LintCriterion, TheLastFindingKeepsItsDetailWhenMoreAreLeftOut) {
   EXPECT_EQ(findings.back().detail, "did you mean \"US\"?; the text is not checked after this");
 }
 
+// Each character that looks like another, or like none, in a model, and what it is replaced by.
+TEST(LintCriterion, TypographyIsReplacedByWhatItLooksLike) {
+  const auto plain_of = [](int unit) {
+    WString text = "A"_w;
+    text += static_cast<WChar>(unit);
+    text += "B"_w;
+    const auto findings = FindingsIn(FilterField::model, text);
+    if (findings.empty() || findings[0].rule != LintRule::kTypography) return std::string("none");
+    const std::string& fixed = findings[0].fix->replacement;
+    return fixed.substr(1, fixed.size() - 2);
+  };
+  const auto all = [&](int first, int last, const char* plain) {
+    for (int unit = first; unit <= last; ++unit) EXPECT_EQ(plain_of(unit), plain) << unit;
+  };
+  all(0xA0, 0xA0, " ");
+  all(0xAD, 0xAD, "");
+  all(0x200B, 0x200B, "");
+  all(0x200E, 0x200F, "");
+  all(0x2010, 0x2015, "-");
+  all(0x2016, 0x2017, "none");
+  all(0x2018, 0x201B, "'");
+  all(0x201C, 0x201F, "\"");
+  all(0x2020, 0x2026, "none");
+  all(0x202A, 0x202E, "");
+  all(0x202F, 0x202F, " ");
+  all(0x2030, 0x203F, "none");
+  all(0x2060, 0x2064, "");
+  all(0xFEFF, 0xFEFF, "");
+}
+
 // A document's escapes can name half a pair.
 TEST(LintCriterion, ALoneLowSurrogateDoesNotHideTheNextCharacter) {
   WString text = "A"_w;

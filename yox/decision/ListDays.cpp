@@ -16,12 +16,12 @@ bool IsNumber(const IntegerText& text) { return text.status == String::IntegerSt
 
 // A month or day out of its range carries over.
 std::int64_t DayNumber(int year, int month, int day) {
-  return TimeZone().ToMoment({year, month, day}, 0) / kSecondsPerDay;
+  return TimeZone().ToMoment({year, month, day}, {}) / kSecondsPerDay;
 }
 
 bool IsRealDay(const LocalDate& date) {
   return date.month >= 1 && date.month <= 12 &&
-         TimeZone().ToLocalDate(TimeZone().ToMoment(date, 0)) == date;
+         TimeZone().ToLocalDate(TimeZone().ToMoment(date, {})) == date;
 }
 
 // Calls `visit` for each step of the list that is in the language.
@@ -40,7 +40,7 @@ void ForEachStep(const CompiledList& list, Language language, Visit visit) {
 void AddChanges(const DateText& text, bool after, std::set<std::int64_t>& days) {
   if (!text.has_three_pieces || !IsNumber(text.fields[0])) return;
   const int year = text.fields[0].number;
-  if (year < -9999 || year > 9999) return;
+  if (year > 9999) return;
   const int month = text.fields[1].number;
   const bool has_month = IsNumber(text.fields[1]) && month >= 1 && month <= 12;
   if (!has_month) {

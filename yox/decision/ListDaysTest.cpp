@@ -94,6 +94,58 @@ TEST(ListDaysTest, AYearThatCannotBeReadIsNotTheYearZero) {
   EXPECT_EQ(DaysOfChange(*list, span), std::vector<std::int64_t>{span.first});
 }
 
+// A month of each length, a leap year, and years before 1970 and at the end of four digits.
+TEST(ListDaysTest, ARangeChangesOnItsFirstDayAndAfterItsLast) {
+  struct Row {
+    const char* range;
+    std::vector<std::int64_t> days;
+  };
+  const Row rows[] = {
+      {"1969-12-31|1969-12-31", {DayOf(1969, 12, 31), DayOf(1970, 1, 1)}},
+      {"1960-02-29|1961-02-28", {DayOf(1960, 2, 29), DayOf(1961, 3, 1)}},
+      {"2026-01-31|2026-04-30", {DayOf(2026, 1, 31), DayOf(2026, 5, 1)}},
+      {"2026-12-01|2026-12-31", {DayOf(2026, 12, 1), DayOf(2027, 1, 1)}},
+      {"*|9999-12-31", {DayOf(9999, 12, 31) + 1}},
+      {"9999-01-01|*", {DayOf(9999, 1, 1)}},
+      {"10000-01-01|*", {}},
+      // Days that there are not: the month, and the year, in which they would be.
+      {"2026-02-29|*", {DayOf(2026, 2, 1), DayOf(2026, 3, 1)}},
+      {"2026-12-32|*", {DayOf(2026, 12, 1), DayOf(2027, 1, 1)}},
+      {"2026-12-x|*", {DayOf(2026, 12, 1), DayOf(2027, 1, 1)}},
+      {"2026-01-00|*", {DayOf(2026, 1, 1), DayOf(2026, 2, 1)}},
+      {"2026-00-01|*", {DayOf(2026, 1, 1), DayOf(2027, 1, 1)}},
+      {"2026-13-01|*", {DayOf(2026, 1, 1), DayOf(2027, 1, 1)}},
+      {"2026-x-01|*", {DayOf(2026, 1, 1), DayOf(2027, 1, 1)}},
+      {"2026-01|*", {}},
+      {"x-01-01|*", {}},
+  };
+  const DaySpan span{DayOf(1900, 1, 1), DayOf(9999, 12, 31) + 10};
+  for (const auto& [range, days] : rows) {
+    std::vector<std::int64_t> found = DaysOfChange(*ListOf(FilterField::date_range, range), span);
+    ASSERT_EQ(found.front(), span.first);
+    found.erase(found.begin());
+    EXPECT_EQ(found, days) << range;
+  }
+}
+
+TEST(ListDaysTest, ARolloutChangesOnEachOfItsDaysWithinTheSpan) {
+  const auto days = [](const char* rollout, std::int64_t first, std::int64_t last) {
+    return DaysOfChange(*ListOf(FilterField::date_function, rollout), {first, last});
+  };
+  const std::int64_t start = DayOf(2026, 3, 10);
+  const char* const kThree = "2026-03-10|3|linear";
+  EXPECT_EQ(days(kThree, start - 2, start + 9),
+            (std::vector{start - 2, start, start + 1, start + 2}));
+  EXPECT_EQ(days(kThree, start + 1, start + 1), (std::vector{start + 1}));
+  EXPECT_EQ(days(kThree, start, start + 2), (std::vector{start, start + 1, start + 2}));
+  EXPECT_EQ(days(kThree, start + 3, start + 5), (std::vector{start + 3}));
+  EXPECT_EQ(days("2026-03-10|-5|linear", start - 9, start + 9), (std::vector{start - 9, start}));
+  for (const char* const none : {"2026-03-10|0|linear", "2026-03-10|x|linear", "2026-03-10|3",
+                                 "2026-03|3|linear", "2026-x-10|3|linear"}) {
+    EXPECT_EQ(days(none, start - 9, start + 9), (std::vector{start - 9})) << none;
+  }
+}
+
 TEST(ListDaysTest, DaysWithoutAChangeAreLeftOut) {
   const auto list = ListOf(FilterField::date_range, "2026-03-01|2026-03-31");
   EXPECT_EQ(DaysOfChange(*list, {DayOf(2026, 1, 1), DayOf(2026, 12, 31)}),

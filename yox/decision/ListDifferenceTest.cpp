@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <iterator>
 #include <string>
 #include <utility>
 #include <vector>
@@ -73,6 +75,66 @@ TEST(ListComparisonTest, PairsEqualFiltersAndThoseBetweenThem) {
   EXPECT_EQ(rows(kAbc, "[]"), (std::vector<Row>{{0, kNone}, {1, kNone}, {2, kNone}}));
 }
 
+// The length of a longest common subsequence, by trying all.
+std::size_t LongestCommon(const std::string& a, const std::string& b) {
+  if (a.empty() || b.empty()) return 0;
+  if (a[0] == b[0]) return 1 + LongestCommon(a.substr(1), b.substr(1));
+  return std::max(LongestCommon(a.substr(1), b), LongestCommon(a, b.substr(1)));
+}
+
+// Lists of filters for the letters of two words; of all words of at most three of three letters.
+TEST(ListComparisonTest, PairsAsManyEqualFiltersAsThereAreInOrder) {
+  std::vector<std::string> words = {""};
+  for (std::size_t i = 0; words[i].size() < 3; ++i) {
+    for (const char letter : {'A', 'B', 'C'}) words.push_back(words[i] + letter);
+  }
+  const auto list_of = [](const std::string& word) {
+    ApplicabilityFilter::List filters(word.size());
+    for (std::size_t i = 0; i < word.size(); ++i) {
+      filters[i].set_country(WString(1, static_cast<WChar>(word[i])));
+    }
+    return ApplicabilityFilter(filters).snapshot();
+  };
+  for (const std::string& before : words) {
+    for (const std::string& after : words) {
+      std::string shown[2];
+      std::size_t equal = 0;
+      std::size_t alone = 0;
+      bool was_alone[2] = {};
+      const ListComparison lists(list_of(before), list_of(after));
+      for (const Row& row : lists.rows()) {
+        if (row.before) shown[0] += before[*row.before];
+        if (row.after) shown[1] += after[*row.after];
+        const bool is_pair = row.before && row.after;
+        const bool is_equal = is_pair && before[*row.before] == after[*row.after];
+        equal += is_equal ? 1 : 0;
+        alone += is_pair ? 0 : 1;
+        if (is_equal) was_alone[0] = was_alone[1] = false;
+        // Between two pairs of equal filters only one side has filters alone, after those in pairs.
+        EXPECT_FALSE(is_pair && !is_equal && (was_alone[0] || was_alone[1]));
+        if (!is_pair) was_alone[row.before ? 0 : 1] = true;
+        EXPECT_FALSE(was_alone[0] && was_alone[1]);
+      }
+      ASSERT_EQ(shown[0], before);
+      ASSERT_EQ(shown[1], after);
+      ASSERT_EQ(equal, LongestCommon(before, after)) << before << " " << after;
+      ASSERT_GE(alone + 0U, before.size() > after.size() ? before.size() - after.size()
+                                                         : after.size() - before.size());
+    }
+  }
+}
+
+TEST(ListComparisonTest, FiltersThatDifferInAnyFieldAreNotEqual) {
+  for (const auto& name : kFilterFieldNames) {
+    Filter changed;
+    changed.Set(static_cast<FilterField>(&name - std::begin(kFilterFieldNames)), "true"_w);
+    const auto before = ApplicabilityFilter({Filter(), Filter()}).snapshot();
+    const auto after = ApplicabilityFilter({changed, Filter(), Filter()}).snapshot();
+    EXPECT_EQ(ListComparison(before, after).rows(), (std::vector<Row>{{kNone, 0}, {0, 1}, {1, 2}}))
+        << name;
+  }
+}
+
 // Finding equal filters takes time and memory by the product of the sizes.
 TEST(ListComparisonTest, PairsLongDifferentListsInTheirOrder) {
   constexpr std::size_t kFilters = 2001;
@@ -87,6 +149,40 @@ TEST(ListComparisonTest, PairsLongDifferentListsInTheirOrder) {
   const ListComparison lists = Compared((before + "]").c_str(), (after + "]").c_str());
   ASSERT_EQ(lists.rows().size(), kFilters);
   for (std::size_t i = 0; i < kFilters; ++i) EXPECT_EQ(lists.rows()[i], (Row{i, i}));
+}
+
+TEST(ListDifferenceTest, TheLargestGroupsComeFirst) {
+  const ListComparison lists = Compared(R"([{"country": "A,B,C"}])",
+                                        R"([{"country": "D"}, {"model": "M"}, {"country": "B"}])");
+  ListDifference difference;
+  for (const Device& device :
+       {Device{"1", "A"}, Device{"2", "D"}, Device{"3", "D", "B"}, Device{"4", "E", "M"},
+        Device{"5", "F", "M"}, Device{"6", "G", "M"}}) {
+    Add(difference, lists, device);
+  }
+  std::string sizes;
+  for (const auto* const group : difference.LargestGroups()) {
+    sizes += std::to_string(group->second.gain) + "-" + std::to_string(group->second.lose) + " ";
+  }
+  EXPECT_EQ(sizes, "3-0 2-0 0-1 ");
+}
+
+TEST(ListDifferenceTest, CountsWhatIsUndeterminedInOneVersionOrBoth) {
+  const ListComparison lists =
+      Compared(R"([{"country": "US"}, {"model": "A"}])", R"([{"model": "B"}, {"country": "DE"}])");
+  ListDifference difference;
+  for (const Device& device : {Device{"1", nullptr}, Device{"2", nullptr, "B"},
+                               Device{"3", nullptr, "C"}, Device{"4", "US"}, Device{"5", "FR"}}) {
+    Add(difference, lists, device);
+  }
+  difference.AddSame(Truth::kUnknown, 3);
+  difference.AddSame(Truth::kFalse, 20);
+  difference.AddSame(Truth::kTrue, 100);
+  const std::string text = difference.ToJsonText(JsonStyle::kReadableLine);
+  EXPECT_EQ(text.substr(text.find("\"devices\"")),
+            R"("devices":128,"gain":0,"lose":2,"same":120,"undetermined":6,)"
+            R"("undetermined_after":1,"undetermined_before":1})"
+            "\n");
 }
 
 TEST(ListDifferenceTest, EqualListsChangeNoDevice) {

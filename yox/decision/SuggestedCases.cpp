@@ -497,9 +497,10 @@ bool Concerns(const Variable& variable, FilterField criterion) {
 class Search {
  public:
   explicit Search(const CompiledList& list)
-      : list_(list), variables_(Variables(list).Take()), left_(LimitOf(list)) {
-    best_.assign(variables_.size(), 0);
-  }
+      : list_(list),
+        variables_(Variables(list).Take()),
+        best_(variables_.size()),
+        left_(LimitOf(list)) {}
 
   std::optional<Assignment> Find(const Wish& wish) {
     for (int attempt = 0; attempt < 4 && left_ > 0; ++attempt) {
