@@ -48,8 +48,10 @@ bool CommitCounter::IsCommitting() const {
 }
 
 CommitCounter::Commit::Commit(const PrivateFolder& folder) : file_(folder.OpenFile(kFile, O_RDWR)) {
-  if (!file_) file_ = folder.CreateFile(kFile);
-  if (!file_) file_ = folder.OpenFile(kFile, O_RDWR);  // another process has just created it
+  if (!file_) {
+    folder.CreateFile(kFile);  // no failure when another process has just created it
+    file_ = folder.OpenFile(kFile, O_RDWR);
+  }
   // Shared, and so never waited for: a writer that is stopped here does not keep others from
   // writing.
   struct flock lock = WholeFile(F_RDLCK);

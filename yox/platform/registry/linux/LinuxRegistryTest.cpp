@@ -148,6 +148,26 @@ TEST(LinuxRegistryTest, AConnectionIsKeptForLaterOperations) {
   EXPECT_EQ(opened, after_failure + 1) << "the connection may have a transaction open";
 }
 
+TEST(LinuxRegistryTest, SixteenConnectionsAreKept) {
+  const TemporaryFolder folder;
+  ASSERT_EQ(StoreIn(folder.path()).CreateKey(kKey), RegistryStatus::kOk);
+  int depth = 0;
+  LinuxRegistry* self = nullptr;
+  LinuxRegistry registry(
+      [&] {
+        // One more operation before this one has its connection.
+        if (++depth < 20) {
+          EXPECT_TRUE(self->Exists(kKey));
+        }
+        return folder.path();
+      },
+      {});
+  self = &registry;
+  EXPECT_TRUE(registry.Exists(kKey));
+  EXPECT_EQ(depth, 20);
+  EXPECT_EQ(OpenDescriptorsOf(fs::canonical(folder.path()) / CommitCounter::kFile), 16);
+}
+
 // With another process's connection in between, one that reads on in an old state would fail.
 TEST(LinuxRegistryTest, TwoWritersTakeTurns) {
   const TemporaryFolder folder;
@@ -311,9 +331,14 @@ TEST(LinuxRegistryTest, AStoreOpenToOthersIsClosedToThem) {
   const TemporaryFolder folder;
   ASSERT_EQ(StoreIn(folder.path()).CreateKey(kKey), RegistryStatus::kOk);
   const fs::path file = folder.path() / "registry.db";
-  fs::permissions(file, fs::perms::owner_all | fs::perms::group_all | fs::perms::others_read);
-  ASSERT_EQ(StoreIn(folder.path()).CreateKey(kKey), RegistryStatus::kOk);
-  EXPECT_EQ(fs::status(file).permissions(), fs::perms::owner_all);
+  for (const fs::perms others :
+       {fs::perms::group_read, fs::perms::group_write, fs::perms::group_exec,
+        fs::perms::others_read, fs::perms::others_write, fs::perms::others_exec,
+        fs::perms::group_all | fs::perms::others_all}) {
+    fs::permissions(file, fs::perms::owner_all | others);
+    ASSERT_EQ(StoreIn(folder.path()).CreateKey(kKey), RegistryStatus::kOk);
+    EXPECT_EQ(fs::status(file).permissions(), fs::perms::owner_all);
+  }
 }
 
 TEST(LinuxRegistryTest, AStoreWhoseMakerWasKilledEarlyIsMadeByTheNext) {

@@ -77,11 +77,11 @@ bool IsWritable(const PrivateFolder& folder) {
 // that other connections of this process have on it.
 bool MakePrivate(const PrivateFolder& folder, const char* name) {
   struct stat status {};
-  if (!Stat(folder, name, status)) return false;
+  const bool exists = Stat(folder, name, status);  // otherwise the mode is 0, of no regular file
   if (S_ISREG(status.st_mode) && (status.st_mode & (S_IRWXG | S_IRWXO)) != 0) {
     fchmodat(folder.descriptor(), name, status.st_mode & S_IRWXU, AT_SYMLINK_NOFOLLOW);
   }
-  return true;
+  return exists;
 }
 
 // Returns the version of the store's format, 0 for a file without content.

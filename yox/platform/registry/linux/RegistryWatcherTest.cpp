@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <cstdint>
 #include <exception>
@@ -8,6 +10,7 @@
 #include <fstream>
 #include <memory>
 #include <string>
+#include <system_error>
 #include <thread>
 
 #include "yox/platform/registry/RegistryContract.h"
@@ -102,9 +105,41 @@ TEST_F(RegistryWatcherTest, WatchesComeAndGoWithoutACall) {
     watch->seen = 1'000'000;
     watcher.Add(watch);
     EXPECT_TRUE(OthersComeToRest());
-    watcher.Remove(watch);
+    // Otherwise the end finds one.
+    if (round % 2 == 0) watcher.Remove(watch);
   }
   EXPECT_TRUE(reports_.All().empty());
+}
+
+// Lets this process open so many files more while it lives.
+class DescriptorLimit {
+ public:
+  explicit DescriptorLimit(rlim_t more) {
+    EXPECT_EQ(getrlimit(RLIMIT_NOFILE, &former_), 0);
+    const int lowest = dup(STDERR_FILENO);
+    close(lowest);
+    const rlimit limit{static_cast<rlim_t>(lowest) + more, former_.rlim_max};
+    EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+  }
+  ~DescriptorLimit() { setrlimit(RLIMIT_NOFILE, &former_); }
+  DescriptorLimit(const DescriptorLimit&) = delete;
+  DescriptorLimit& operator=(const DescriptorLimit&) = delete;
+
+ private:
+  rlimit former_{};
+};
+
+TEST_F(RegistryWatcherTest, ADescriptorThatIsMissingIsNamedByItsCall) {
+  for (const char* const call : {"inotify_init1", "eventfd"}) {
+    const DescriptorLimit limit(std::string(call) == "eventfd" ? 1 : 0);
+    try {
+      const RegistryWatcher watcher(folder(), std::chrono::seconds(10), Ignore);
+      ADD_FAILURE() << "nothing was thrown";
+    } catch (const std::system_error& error) {
+      EXPECT_EQ(error.code().value(), EMFILE);
+      EXPECT_EQ(std::string(error.what()).find(call), 0U) << error.what();
+    }
+  }
 }
 
 // As in a service that was started without a standard input.
