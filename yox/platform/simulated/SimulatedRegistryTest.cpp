@@ -44,18 +44,19 @@ TEST(SimulatedRegistryTest, UserAndRightsChangeWhileOthersUseIt) {
   SimulatedRegistry registry;
   registry.SetOwnUser(kUser);  // so that both hives are there
   const RegistryKey key{HKEY_CURRENT_USER, "Software"_w, {}, {}};
-  std::thread changing([&] {
-    for (int i = 0; i < 200; ++i) {
-      registry.SetReadOnly(i % 2 == 0);
-      registry.SetOwnUser(i % 2 == 0 ? kUser : WString());
-    }
+  std::thread changing_rights([&] {
+    for (int i = 0; i < 200; ++i) registry.SetReadOnly(i % 2 == 0);
+  });
+  std::thread changing_user([&] {
+    for (int i = 0; i < 200; ++i) registry.SetOwnUser(i % 2 == 0 ? kUser : WString());
   });
   for (int i = 0; i < 200; ++i) {
     const RegistryStatus status = registry.CreateKey(key);
     EXPECT_TRUE(status == RegistryStatus::kOk || status == RegistryStatus::kDenied);
     EXPECT_TRUE(registry.Exists({HKEY_CURRENT_USER, {}, {}, {}}));
   }
-  changing.join();
+  changing_rights.join();
+  changing_user.join();
 }
 
 TEST(SimulatedRegistryTest, EveryChangeGivesItAnotherGeneration) {
