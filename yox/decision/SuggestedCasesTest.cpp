@@ -301,6 +301,18 @@ TEST(SuggestCasesOf, ManyAlternativesTryTheFirst) {
   EXPECT_EQ(open("M5*").find("open"), std::string::npos);
 }
 
+TEST(SuggestCasesOf, AListAreNamedByWhatDecides) {
+  std::string names;
+  for (const char* const list : {R"([{"country": "US"}])",
+                                 R"([{"country": "US", "value": "false"}, {"default": "true"}])"}) {
+    const SuggestedCases suggested = SuggestCases(ReadFilterDocument(list));
+    for (const ListTestCase& one : suggested.cases) names += String::UTF16ToUTF8(one.name) + "\n";
+  }
+  EXPECT_EQ(names,
+            "filter [0] decides: applies\nno filter decides: does not apply\n"
+            "filter [0] decides: does not apply\nfilter [1] decides: applies\n");
+}
+
 TEST(CoverageGoalsOf, AFilterAreItselfAndItsCriteriaInTheirOrder) {
   std::string shown;
   for (const CoverageGoal& goal : CoverageGoals(ReadFilterDocument(

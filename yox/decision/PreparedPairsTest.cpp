@@ -1,0 +1,123 @@
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "yox/base/String.h"
+#include "yox/decision/CompiledList.h"
+#include "yox/decision/Filter.h"
+#include "yox/decision/PreparedDevice.h"
+
+namespace yox::decision {
+namespace {
+
+using YOX::String;
+
+WString Wide(const std::string& text) { return String::UTF8ToUTF16(text); }
+
+// A term "KEY|VALUE" of a compiled list.
+class Term {
+ public:
+  explicit Term(const std::string& text) {
+    Filter filter;
+    filter.set_tag(Wide(text));
+    list_ = ApplicabilityFilter({filter}).snapshot();
+  }
+  const KeyValueTerm& operator*() const {
+    return list_->Terms(list_->Steps(list_->programs().front()).front()).front();
+  }
+
+ private:
+  std::shared_ptr<const CompiledList> list_;
+};
+
+std::string Shown(const std::optional<PairView>& pair) {
+  return pair ? String::UTF16ToUTF8(pair->key) + "=" + String::UTF16ToUTF8(pair->value) : "none";
+}
+
+// The first pair whose name the pattern matches, by looking at each.
+std::string FirstByLooking(const Pairs& pairs, const TextPattern& name, const Pairs& except) {
+  for (const auto& pair : pairs) {
+    bool is_excepted = false;
+    for (const auto& other : except) is_excepted = is_excepted || other.key() == pair.key();
+    if (!is_excepted && name.Matches(String::Trimmed(pair.key()))) {
+      return Shown(PairView{pair.key(), pair.value()});
+    }
+  }
+  return "none";
+}
+
+// Names that are equal but for letter case and white space, among others; from 0 to 9 of them, and
+// from 0 to 150 of the others.
+Pairs PairsOf(std::size_t size, std::size_t step) {
+  static const char* const kNames[] = {"Ring",    " ring",    "RING ", "Ring", "Channel",
+                                       "channel", "Channels", "Rin",   "",     " "};
+  Pairs pairs;
+  for (std::size_t i = 0; i < size; ++i) {
+    const bool is_named = step != 0 && i % step == step - 1;
+    pairs.emplace_back(
+        is_named ? Wide(kNames[i / step % std::size(kNames)]) : Wide("Name" + std::to_string(i)),
+        Wide(" Value" + std::to_string(i % 7) + " "));
+  }
+  return pairs;
+}
+
+TEST(PreparedPairs, FindTheFirstPairThatLookingAtEachFinds) {
+  std::vector<Term> terms;
+  for (const char* const text :
+       {"ring", "channel|x", "channels", "rin", "none", "!ring|x", "ring*|x", "*el", "*", "name0",
+        "name5", "Name16", "NAME63", "name64", "name149"}) {
+    terms.emplace_back(text);
+  }
+  const Pairs excepts[] = {{}, {{"Ring"_w, ""_w}}, {{" ring"_w, ""_w}, {"Ring"_w, ""_w}}};
+  for (const std::size_t size :
+       {0U, 1U, 2U, 3U, 4U, 5U, 8U, 15U, 16U, 17U, 31U, 33U, 63U, 64U, 65U, 66U, 150U}) {
+    for (const std::size_t step : {0U, 1U, 2U, 5U, 13U}) {
+      const Pairs pairs = PairsOf(size, step);
+      TextArena arena;
+      const PreparedPairs prepared(pairs, arena);
+      EXPECT_EQ(prepared.empty(), pairs.empty());
+      for (const Term& term : terms) {
+        for (const Pairs& except : excepts) {
+          EXPECT_EQ(Shown(prepared.First((*term).key, except)),
+                    FirstByLooking(pairs, (*term).key, except))
+              << size << " " << step << " " << String::UTF16ToUTF8((*term).key.text);
+        }
+        EXPECT_EQ(Shown(FirstOf(pairs, (*term).key)), FirstByLooking(pairs, (*term).key, {}));
+      }
+    }
+  }
+}
+
+TEST(PreparedPairs, KnowWhetherTheFirstPairHasAValue) {
+  for (const std::size_t size : {1U, 16U, 17U, 64U, 65U, 150U}) {
+    const Pairs pairs = PairsOf(size, 3);
+    TextArena arena;
+    const PreparedPairs prepared(pairs, arena);
+    for (std::size_t i = 0; i < size; ++i) {
+      const std::string name = String::UTF16ToUTF8(String::Trimmed(pairs[i].key()));
+      if (name.empty()) continue;
+      for (int value = 0; value < 7; ++value) {
+        const Term term(name + "|vALUE" + std::to_string(value));
+        const auto& of = *std::get_if<TextPattern>(&(*term).value);
+        const std::string first = FirstByLooking(pairs, (*term).key, {});
+        const bool is = first.ends_with("= Value" + std::to_string(value) + " ");
+        EXPECT_EQ(prepared.FirstIs((*term).key, of), is) << size << " " << name << " " << value;
+        const bool may_be = prepared.FirstMayBe((*term).key.fingerprint, of.fingerprint);
+        EXPECT_TRUE(may_be || !is) << size << " " << name << " " << value;
+        // Of a few different names it is exact.
+        EXPECT_TRUE(may_be == is || size > 2) << size << " " << name;
+      }
+    }
+    const Term other("Another|Value1");
+    const auto& value = *std::get_if<TextPattern>(&(*other).value);
+    EXPECT_FALSE(prepared.FirstIs((*other).key, value));
+  }
+}
+
+}  // namespace
+}  // namespace yox::decision
