@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 #include <memory>
+#include <string>
 #include <utility>
 
 #include "yox/applicability/ApplicabilityEvaluator.h"
@@ -17,6 +18,7 @@
 #include "yox/device/DeviceInfoProvider.h"
 #include "yox/device/MachineInformation.h"
 #include "yox/device/RegionInformation.h"
+#include "yox/notifications/YOXPublisherSubscriber.h"
 #include "yox/platform/Platform.h"
 #include "yox/platform/files/Files.h"
 #include "yox/platform/files/PathText.h"
@@ -27,6 +29,7 @@
 #include "yox/tags/AppAndTagCollection.h"
 #include "yox/tags/PersonaTagRegistryMonitor.h"
 
+#include "tests/support/Latch.h"
 #include "tests/trust/Material.h"
 
 namespace yox_test {
@@ -188,6 +191,41 @@ std::string Watch() {
   return text;
 }
 
+class OwnBus : public YOXPublisherSubscriber {
+ public:
+  OwnBus() = default;
+  ~OwnBus() override = default;
+};
+
+// Subscribes, publishes, and returns what was received; leaves again, whatever fails.
+std::string ReceivedOn(OwnBus& bus) {
+  struct Subscription {
+    ~Subscription() { bus.Unsubscribe(id); }
+    OwnBus& bus;
+    WString id;
+  };
+  Latch received;
+  int event = 0;
+  const Subscription subscription{bus, bus.Subscribe(
+                                           [&](YOXNotificationData& record) {
+                                             event = record.getEventState();
+                                             received.CountDown();
+                                           },
+                                           true)};
+  bus.Notify({7, 307, "payload"_w}, {});
+  return received.Wait() ? std::to_string(event) : "lost";
+}
+
+// On a bus that lives on, whose worker a lock that was left behind would stop, and on one that
+// ends.
+std::string PublishRecord() {
+  static auto& lasting = *new OwnBus;
+  OwnBus own;
+  const std::string text = ReceivedOn(lasting) + " " + ReceivedOn(own);
+  own.Cleanup();
+  return text;
+}
+
 }  // namespace
 
 const std::vector<WholeOperation>& WholeOperations() {
@@ -199,6 +237,7 @@ const std::vector<WholeOperation>& WholeOperations() {
       {"SaveCertificates", SaveCertificates},
       {"Provision", Provision, false},
       {"Watch", Watch},
+      {"Publish", PublishRecord, false},
   };
   return operations;
 }

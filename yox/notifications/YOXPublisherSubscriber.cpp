@@ -2,7 +2,6 @@
 
 #include <exception>
 #include <utility>
-#include <vector>
 
 #include "yox/base/Log.h"
 #include "yox/clientbase/CGuid.h"
@@ -71,7 +70,10 @@ WString YOXPublisherSubscriber::Subscribe(std::function<void(YOXNotificationData
     g_log.e("%s: Failed to generate GUID", kName);
     return {};
   }
-  auto subscriber = std::make_shared<Subscriber>(id, std::move(callback));
+  // What needs memory comes before the lock, which an exception would not leave.
+  std::map<WString, std::shared_ptr<Subscriber>> added;
+  added.emplace(id, std::make_shared<Subscriber>(id, std::move(callback)));
+  WString first = wantsFirst ? id : WString();
   std::shared_ptr<const Snapshot> former;
   subscribersLock.EnterLock();
   if (stopRequested) {
@@ -79,8 +81,8 @@ WString YOXPublisherSubscriber::Subscribe(std::function<void(YOXNotificationData
     g_log.d("%s: Rejecting new subscriber, cleanup in progress (double-check)", kName);
     return {};
   }
-  if (firstSubscriberId.empty() && wantsFirst) firstSubscriberId = id;
-  subscribers.emplace(id, std::move(subscriber));
+  if (firstSubscriberId.empty()) firstSubscriberId.swap(first);
+  subscribers.merge(added);
   former.swap(snapshot_);
   ++membership_;
   g_log.d("%s: Added subscriber %s, total: %zu", kName, id, subscribers.size());
@@ -198,7 +200,6 @@ void YOXPublisherSubscriber::RemoveSubscribers() {
   constexpr const char* kName = "YOXPublisherSubscriber::Cleanup";
   std::map<WString, std::shared_ptr<Subscriber>> leaving;
   std::shared_ptr<const Snapshot> former;
-  std::vector<Subscriber::Callback> callbacks;
   subscribersLock.EnterLock();
   g_log.d("%s: Cleaning up %zu subscribers", kName, subscribers.size());
   for (const auto& [id, subscriber] : subscribers) {
@@ -208,10 +209,11 @@ void YOXPublisherSubscriber::RemoveSubscribers() {
   }
   leaving.swap(subscribers);
   former.swap(snapshot_);
-  callbacks.reserve(leaving.size());
-  for (const auto& [id, subscriber] : leaving) callbacks.push_back(subscriber->Leave());
   subscribersLock.ExitLock();
-  // Here, without the lock, the callbacks are destroyed: a destructor may call Unsubscribe.
+  // Without the lock, because the destructor of a callback may call Unsubscribe.
+  for (const auto& [id, subscriber] : leaving) {
+    const Subscriber::Callback callback = subscriber->Leave();
+  }
 }
 
 std::size_t YOXPublisherSubscriber::DeliveryCopyCount() {
