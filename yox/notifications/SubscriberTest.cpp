@@ -171,8 +171,11 @@ void Start(const std::shared_ptr<Subscriber>& subscriber) {
 template <class Condition>
 bool Becomes(const Condition& is_met) {
   const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-  while (!is_met() && std::chrono::steady_clock::now() < limit) std::this_thread::yield();
-  return is_met();
+  while (std::chrono::steady_clock::now() < limit) {
+    if (is_met()) return true;
+    std::this_thread::yield();
+  }
+  return false;
 }
 
 TEST(PooledSubscriberTest, ADeliveryKeepsItsSubscriberAlive) {
@@ -197,25 +200,18 @@ TEST(PooledSubscriberTest, TheLatestDeliveryDecidesWhetherTheyAreShort) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(1);
     while (is_long && std::chrono::steady_clock::now() < end) yox::Pause();
   });
-  const auto run = [&] {
+  const auto is_short_after_another = [&] {
     Start(subscriber);
     EXPECT_TRUE(subscriber->WaitEnded(kNoTimeLimit));
+    return subscriber->HasShortDeliveries();
   };
   EXPECT_FALSE(subscriber->HasShortDeliveries());
   // More than one if the system holds up the thread.
-  EXPECT_TRUE(Becomes([&] {
-    run();
-    return subscriber->HasShortDeliveries();
-  }));
+  EXPECT_TRUE(Becomes(is_short_after_another));
   subscriber->ExpectLongDeliveries();
-  EXPECT_FALSE(subscriber->HasShortDeliveries());
-  EXPECT_TRUE(Becomes([&] {
-    run();
-    return subscriber->HasShortDeliveries();
-  }));
+  EXPECT_TRUE(Becomes(is_short_after_another));
   is_long = true;
-  run();
-  EXPECT_TRUE(Becomes([&] { return !subscriber->HasShortDeliveries(); }));
+  EXPECT_TRUE(Becomes([&] { return !is_short_after_another(); }));
 }
 
 // Deliveries of many lengths, so that some end at the very moment at which the waiting thread falls

@@ -204,6 +204,17 @@ TEST_P(TagCollectionLockTest, WaitsWhileTheTagsThatLastAreAdded) {
       ReturnsAt("CollectTags:OobeDate", [&] { tags_.CollectTags(nullptr, false, false); }));
 }
 
+TEST_P(TagCollectionLockTest, WaitsWhileTheRecordIsFilledFromTheRegistry) {
+  tags_.CollectTags(nullptr, false, false);  // writes the tags that last
+  EXPECT_FALSE(ReturnsAt("CollectTags: Npu mfr not found",
+                         [&] { tags_.CollectTags(nullptr, false, false); }));
+}
+
+TEST_P(TagCollectionLockTest, WaitsWhileTheRecordIsFilledFromTheDevice) {
+  EXPECT_FALSE(
+      ReturnsAt("CollectNpuInfo exiting", [&] { tags_.CollectTags(nullptr, false, false); }));
+}
+
 TEST_P(TagCollectionLockTest, WaitsForARefreshOfThePersona) {
   EXPECT_FALSE(ReturnsAt("Remove persona tags", [&] { tags_.RefreshPersonaTags(); }));
 }
