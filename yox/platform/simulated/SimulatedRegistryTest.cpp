@@ -1,7 +1,13 @@
+#include <atomic>
 #include <cstdint>
+#include <functional>
+#include <memory>
 #include <set>
+#include <string>
 #include <thread>
+#include <vector>
 
+#include "yox/base/String.h"
 #include "yox/platform/registry/RegistryContract.h"
 #include "yox/platform/simulated/SimulatedRegistry.h"
 
@@ -9,11 +15,16 @@ namespace yox_test {
 namespace {
 
 using namespace yox::literals;
+using YOX::String;
 using yox::WString;
 using yox::platform::Registry;
+using yox::platform::RegistryAction;
+using yox::platform::RegistryEdit;
+using yox::platform::RegistryEntry;
 using yox::platform::RegistryKey;
 using yox::platform::RegistryStatus;
 using yox::platform::RegistryValue;
+using yox::platform::RegistryWatch;
 using yox::platform::SimulatedRegistry;
 
 const WString kUser = "S-1-5-21-1-2-3-1001"_w;
@@ -40,23 +51,72 @@ TEST(SimulatedRegistryTest, AnotherOwnUserHasAnotherHive) {
   EXPECT_TRUE(registry.Exists({HKEY_USERS, kUser + "\\Software"_w, {}, {}}));
 }
 
-TEST(SimulatedRegistryTest, UserAndRightsChangeWhileOthersUseIt) {
+// Each operation has a thread of its own. Run under ThreadSanitizer, this finds one that takes no
+// lock: there is no other meeting point with the thread that writes.
+TEST(SimulatedRegistryTest, EveryOperationRunsBesideAWriter) {
+  constexpr int kRounds = 100;
   SimulatedRegistry registry;
-  registry.SetOwnUser(kUser);  // so that both hives are there
-  const RegistryKey key{HKEY_CURRENT_USER, "Software"_w, {}, {}};
-  std::thread changing_rights([&] {
-    for (int i = 0; i < 200; ++i) registry.SetReadOnly(i % 2 == 0);
-  });
-  std::thread changing_user([&] {
-    for (int i = 0; i < 200; ++i) registry.SetOwnUser(i % 2 == 0 ? kUser : WString());
-  });
-  for (int i = 0; i < 200; ++i) {
-    const RegistryStatus status = registry.CreateKey(key);
-    EXPECT_TRUE(status == RegistryStatus::kOk || status == RegistryStatus::kDenied);
-    EXPECT_TRUE(registry.Exists({HKEY_CURRENT_USER, {}, {}, {}}));
+  const RegistryKey key{HKEY_LOCAL_MACHINE, "Key"_w, {}, {}};
+  const RegistryKey below{HKEY_LOCAL_MACHINE, "Key\\Sub"_w, {}, {}};
+  const RegistryEdit edits[] = {
+      {RegistryAction::kCreateKey, below, {}, {}},
+      {RegistryAction::kSetValue, key, "Name"_w, RegistryValue::Dword(1)},
+  };
+  ASSERT_EQ(registry.Apply(edits), RegistryStatus::kOk);
+  std::atomic<bool> has_user{false};  // relaxed, so that it is no meeting point
+  const std::function<void(int)> operations[] = {
+      [&](int round) { registry.SetReadOnly(round % 2 == 0); },
+      [&](int round) {
+        registry.SetOwnUser(String::UTF8ToUTF16("S-1-1-" + std::to_string(round)));
+        has_user.store(round == kRounds - 1, std::memory_order_relaxed);
+      },
+      [&](int) {
+        while (!has_user.load(std::memory_order_relaxed)) std::this_thread::yield();
+        std::vector<RegistryEntry> values;
+        EXPECT_EQ(registry.Values({HKEY_CURRENT_USER, {}, {}, {}}, values, 10),
+                  RegistryStatus::kOk);
+      },
+      [&](int) {
+        RegistryValue value = RegistryValue::Dword(0);
+        registry.Get(key, "Name"_w, value);
+        EXPECT_EQ(value.data.size(), 4U);
+      },
+      [&](int) {
+        std::vector<RegistryEntry> values;
+        EXPECT_EQ(registry.Values(key, values, 10), RegistryStatus::kOk);
+        EXPECT_LE(values.size(), 1U);
+      },
+      [&](int) {
+        std::vector<WString> names;
+        EXPECT_EQ(registry.SubKeys(key, names), RegistryStatus::kOk);
+        EXPECT_LE(names.size(), 1U);
+      },
+      [&](int) {
+        HKEY opened = nullptr;
+        if (registry.Open(below, Registry::kRead, opened) == RegistryStatus::kOk) {
+          registry.Close(opened);
+        }
+      },
+      [&](int) {
+        std::unique_ptr<RegistryWatch> watch;
+        EXPECT_EQ(registry.Watch(
+                      key, [](const auto&) {}, watch),
+                  RegistryStatus::kOk);
+      },
+  };
+  std::vector<std::thread> threads;
+  for (const auto& operation : operations) {
+    threads.emplace_back([&operation] {
+      for (int round = 0; round < kRounds; ++round) operation(round);
+    });
   }
-  changing_rights.join();
-  changing_user.join();
+  for (int round = 0; round < kRounds; ++round) {
+    registry.DeleteKey(below);
+    registry.DeleteValue(key, "Name"_w);
+    const RegistryStatus status = registry.Apply(edits);
+    EXPECT_TRUE(status == RegistryStatus::kOk || status == RegistryStatus::kDenied);
+  }
+  for (std::thread& thread : threads) thread.join();
 }
 
 TEST(SimulatedRegistryTest, EveryChangeGivesItAnotherGeneration) {

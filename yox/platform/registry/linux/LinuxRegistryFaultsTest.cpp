@@ -548,6 +548,15 @@ TEST_F(SmallDiskTest, TheReserveIsForDeletionsAlone) {
   }
 }
 
+TEST_F(SmallDiskTest, WithoutAReserveADeletionFailsOnce) {
+  fs::resize_file(folder() / "registry.reserve", 0);
+  LinuxRegistry registry = StoreIn(folder());
+  disk_.Fill();
+  const Failures failures(registry);
+  EXPECT_EQ(registry.DeleteKey(kKey), RegistryStatus::kFailed);
+  EXPECT_THAT(failures.texts(), ElementsAre(HasSubstr("cannot be written: the disk is full")));
+}
+
 TEST_F(SmallDiskTest, WithALinkInThePlaceOfTheReserveAFullDiskIsNamed) {
   fs::remove(folder() / "registry.reserve");
   fs::create_symlink("elsewhere", folder() / "registry.reserve");
