@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <memory>
 #include <new>
 #include <stdexcept>
 #include <string>
@@ -19,6 +20,7 @@
 #include "tests/support/CapturedLog.h"
 #include "tests/support/Rows.h"
 #include "tests/support/SubstitutedPlatform.h"
+#include "tests/support/TestRecord.h"
 
 namespace {
 
@@ -120,6 +122,25 @@ TEST(DateWindowTest, AClockThatFailsIsLoggedAndFalse) {
   EXPECT_EQ(log.Text(),
             "ApplicabilityEvaluator D ApplicabilityEvaluator::IsCurrentDateWithinRange : Exception "
             "occured - the clock fällt aus\n");
+}
+
+TEST(DateWindowTest, InADecisionAClockThatFailsIsLoggedAndFalse) {
+  SimulatedDevice device;
+  yox_test::FailingClock clock;
+  yox_test::SubstitutedPlatform platform(device);
+  platform.Set(clock);
+  const ScopedPlatform installed(platform);
+  Filter filter;
+  filter.set_date_range("2020-01-01|*"_w);
+  const auto record = std::make_shared<yox_test::TestRecord>();
+  const CapturedLog log;
+  WString reason;
+  EXPECT_FALSE(AnyEvaluator().EvaluateApplicability(record, {}, ApplicabilityFilter({filter}),
+                                                    nullptr, nullptr, {}, reason));
+  EXPECT_EQ(reason, "Filter [0]: date_range = false; "_w);
+  EXPECT_EQ(log.Lines().front().text,
+            "ApplicabilityEvaluator::IsCurrentDateWithinRange : Exception occured - the clock "
+            "fällt aus");
 }
 
 const WString kSerial = "C0FFEE12"_w;

@@ -554,6 +554,41 @@ TEST(FilterTest, GettersReturnCopies) {
   EXPECT_EQ(filter.mfr(), "Contoso"_w);
 }
 
+// Each criterion has an entry of its own in the throttle, whatever it requires.
+TEST(DecisionLogTest, CriteriaThatFailTogetherAreEachLoggedOnce) {
+  TestEvaluator evaluator;
+  const auto record = MakeRecord();
+  record->set_os_region("DE"_w);
+  record->set_os_language("de-DE"_w);
+  record->set_device_enclosuretype("Tablet"_w);
+  record->set_device_family("Falcon"_w);
+  record->set_device_manufacturer("Contoso"_w);
+  record->set_device_model("FA14"_w);
+  record->set_os_description("Pro"_w);
+  record->set_os_version("1.0"_w);
+  std::vector<Settings> filters;
+  for (const Field field :
+       {Field::country, Field::language, Field::enclosure, Field::family, Field::mfr, Field::model,
+        Field::os_description, Field::os, Field::os_bitness, Field::os_version, Field::version,
+        Field::tag, Field::registry, Field::sn_hash, Field::org_hash, Field::date_range}) {
+    filters.push_back({{field, "9.9"_w}});
+  }
+  const ApplicabilityFilter list = MakeList(filters);
+  const CapturedLog log;
+  const auto lines = [&] {
+    std::size_t count = 0;
+    for (const auto& line : log.Lines()) {
+      count += line.text.starts_with("ApplicabilityEvaluator::DoesFilterMatch ") ? 1 : 0;
+    }
+    return count;
+  };
+  for (int i = 0; i < 3; ++i) {
+    evaluator.EvaluateApplicability(record, "1.0"_w, list, nullptr, nullptr, {},
+                                    ApplicabilityEvaluator::discard_reason_);
+    EXPECT_EQ(lines(), filters.size()) << i;
+  }
+}
+
 // The same list over and over, whose dropped lines are remembered by the thread.
 TEST(DecisionLogTest, ADroppedLineIsWrittenAgainAfterAnyChange) {
   TestEvaluator evaluator;

@@ -82,6 +82,7 @@ const CriterionRow kRows[] = {
     {"ThousandsAfterAVersion", "tag", "A|>5.0,000", ""},
     {"ThousandsAfterAnotherKey", "tag", "A|>5,B,000", ""},
     {"TwoDigitsAfterANumber", "tag", "A|>5,12", ""},
+    {"ThreeDigitsFirst", "tag", "123,A", ""},
     // Operators before a version.
     {"LetterAfterNot", "version", "!v4.2", "version-letters@0 \"!v4.2\""},
     {"LetterAfterGreater", "version", ">v4.2", "version-letters@0 \">v4.2\""},

@@ -524,9 +524,8 @@ class Search {
 
  private:
   static long LimitOf(const CompiledList& list) {
-    constexpr long kWork = 4'000'000;  // criteria; some seconds
-    const auto size = static_cast<long>(list.programs().size());
-    return std::max(2'000L, kWork / std::max(1L, size * 2));
+    constexpr long kFilters = 2'000'000;  // some seconds
+    return std::max(2'000L, kFilters / (static_cast<long>(list.programs().size()) + 1));
   }
 
   std::size_t Random(std::size_t below) {
