@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <utility>
 
 #include "yox/base/String.h"
 #include "yox/base/WString.h"
@@ -155,6 +156,40 @@ struct FoldedText {
     std::ranges::transform(text, text.begin(), String::FoldCase);
     fingerprint = Fingerprint(text);
   }
+};
+
+// The same as a view of a text that something else owns.
+struct FoldedView {
+  WStringView text = {};
+  std::uint64_t fingerprint = Fingerprint({});
+};
+
+// So many folded texts, at first empty ones, and views of them.
+template <std::size_t kCount>
+class FoldedTexts {
+ public:
+  FoldedTexts() = default;
+  FoldedTexts(const FoldedTexts& other) { *this = other; }
+  FoldedTexts& operator=(const FoldedTexts& other) {
+    for (std::size_t i = 0; i < kCount; ++i) {
+      texts_[i] = other.texts_[i];
+      views_[i] = {texts_[i], other.views_[i].fingerprint};
+    }
+    return *this;
+  }
+
+  // Replaces the text at the index.
+  void Set(std::size_t index, FoldedText folded) noexcept {
+    texts_[index] = std::move(folded.text);
+    views_[index] = {texts_[index], folded.fingerprint};
+  }
+
+  // Valid until the text is replaced.
+  const FoldedView& operator[](std::size_t index) const { return views_[index]; }
+
+ private:
+  std::array<WString, kCount> texts_;
+  std::array<FoldedView, kCount> views_;  // of them
 };
 
 }  // namespace yox

@@ -72,5 +72,32 @@ TEST_F(FoldedTextTest, AFoldedTextHasNoWhiteSpaceAroundIt) {
   EXPECT_EQ(FoldedText().fingerprint, FoldedText(" "_wv).fingerprint);
 }
 
+TEST_F(FoldedTextTest, FoldedTextsAreSeenThroughTheirViews) {
+  FoldedTexts<2> texts;
+  EXPECT_TRUE(texts[1].text.empty());
+  EXPECT_EQ(texts[1].fingerprint, Fingerprint({}));
+  texts.Set(1, FoldedText(" Some Text\t"_wv));
+  EXPECT_EQ(texts[1].text, "some text"_wv);
+  EXPECT_EQ(texts[1].fingerprint, Fingerprint("some text"_wv));
+  EXPECT_TRUE(texts[0].text.empty());
+}
+
+TEST_F(FoldedTextTest, ACopyOfFoldedTextsHasItsOwn) {
+  FoldedTexts<2> texts;
+  texts.Set(0, FoldedText("A"_wv));
+  texts.Set(1, FoldedText("A text that is too long for the string itself"_wv));
+  const FoldedTexts<2> copy(texts);
+  FoldedTexts<2> assigned;
+  assigned = texts;
+  texts.Set(0, FoldedText("B"_wv));
+  texts.Set(1, FoldedText("Another text that is too long for the string itself"_wv));
+  for (const auto* const each : {&copy, &std::as_const(assigned)}) {
+    EXPECT_EQ((*each)[0].text, "a"_wv);
+    EXPECT_EQ((*each)[0].fingerprint, Fingerprint("a"_wv));
+    EXPECT_EQ((*each)[1].text, "a text that is too long for the string itself"_wv);
+    EXPECT_EQ((*each)[1].fingerprint, Fingerprint((*each)[1].text));
+  }
+}
+
 }  // namespace
 }  // namespace yox

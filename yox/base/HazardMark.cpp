@@ -15,17 +15,13 @@ bool HasFence() {
 
 }  // namespace
 
-// Without a destructor: a mark made by another thread-local object's destructor still finds it.
-constinit thread_local void* t_marks = nullptr;
+constinit thread_local HazardMark::Marks* HazardMark::t_marks_ = nullptr;
 
-HazardMark::Marks& HazardMark::Marks::WithRoom() {
-  auto* const marks = static_cast<Marks*>(t_marks);
-  if (marks != nullptr && marks->taken < marks->seats.size()) [[likely]]
-    return *marks;
+HazardMark::Marks& HazardMark::Marks::More(Marks* taken) {
   Marks* const more = Take();
-  more->outer = marks;
-  t_marks = more;
-  if (marks == nullptr) {
+  more->outer = taken;
+  t_marks_ = more;
+  if (taken == nullptr) {
     static ThreadSlot first_of_thread(&Marks::Leave);
     first_of_thread.Set(more);
   }
@@ -50,12 +46,12 @@ HazardMark::Marks* HazardMark::Marks::Take() {
 }
 
 void HazardMark::Marks::Leave(void* first) {
-  t_marks = nullptr;
+  t_marks_ = nullptr;
   static_cast<Marks*>(first)->is_owned.store(false, std::memory_order_release);
 }
 
 void HazardMark::Marks::GiveBack() {
-  t_marks = outer;
+  t_marks_ = outer;
   outer = nullptr;
   is_owned.store(false, std::memory_order_release);
 }

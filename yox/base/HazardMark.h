@@ -47,11 +47,22 @@ class HazardMark {
     std::atomic<bool> is_owned{true};
     Marks* next = nullptr;  // in the list of all
 
-    static Marks& WithRoom();
+    // Returns those of the thread that have a seat left.
+    static Marks& WithRoom() {
+      Marks* const marks = t_marks_;
+      if (marks != nullptr && marks->taken < marks->seats.size()) [[likely]]
+        return *marks;
+      return More(marks);
+    }
+    static Marks& More(Marks* taken);
     static Marks* Take();
     static void Leave(void* first);  // the thread's first ones, when it ends
     void GiveBack();
   };
+
+  // Of the thread, the ones with room; null at first. Without a destructor: a mark made by another
+  // thread-local object's destructor still finds it.
+  static constinit thread_local Marks* t_marks_;
 
   Marks& marks_;
 };

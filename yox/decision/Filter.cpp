@@ -59,13 +59,13 @@ void Filter::Set(FilterField field, const WString& text) {
 ApplicabilityFilter::ApplicabilityFilter() : ApplicabilityFilter(List{}) {}
 
 ApplicabilityFilter::ApplicabilityFilter(List filters)
-    : list_(std::make_shared<const CompiledList>(std::move(filters))), current_(list_.get()) {}
+    : list_(std::make_shared<const CompiledList>(std::move(filters))) {}
 
 ApplicabilityFilter::ApplicabilityFilter(const ApplicabilityFilter& other)
-    : list_(other.snapshot()), current_(list_.get()) {}
+    : list_(other.snapshot()) {}
 
 ApplicabilityFilter& ApplicabilityFilter::operator=(const ApplicabilityFilter& other) {
-  if (this != &other) Replace(other.snapshot());
+  if (this != &other) list_.Set(other.snapshot());
   return *this;
 }
 
@@ -74,39 +74,10 @@ ApplicabilityFilter::~ApplicabilityFilter() = default;
 ApplicabilityFilter::List ApplicabilityFilter::filters() const { return snapshot()->filters(); }
 
 void ApplicabilityFilter::set_filters(const List& filters) {
-  Replace(std::make_shared<const CompiledList>(filters));
+  list_.Set(std::make_shared<const CompiledList>(filters));
 }
 
-std::shared_ptr<const CompiledList> ApplicabilityFilter::snapshot() const {
-  const yox::MutexLock lock(mutex_);
-  return list_;
-}
+std::shared_ptr<const CompiledList> ApplicabilityFilter::snapshot() const { return list_.Get(); }
 
-// A lease that does not see in time that a list has been retired leaves it to the next lease or the
-// next list; so the way out needs no fence.
-ApplicabilityFilter::Lease::Lease(const ApplicabilityFilter& filter)
-    : filter_(filter), mark_(&filter), list_(filter.current_.load()) {}
-
-ApplicabilityFilter::Lease::~Lease() {
-  mark_.reset();
-  if (filter_.has_retired_.load(std::memory_order_relaxed)) filter_.FreeRetired();
-}
-
-void ApplicabilityFilter::Replace(Compiled list) {
-  {
-    const yox::MutexLock lock(mutex_);
-    current_ = list.get();
-    list_.swap(list);
-    retired_.push_back(std::move(list));
-    has_retired_ = true;
-  }
-  FreeRetired();
-}
-
-void ApplicabilityFilter::FreeRetired() const {
-  std::vector<Compiled> unused;  // freed without the lock
-  const yox::MutexLock lock(mutex_);
-  if (yox::HazardMark::IsInUse(this)) return;
-  has_retired_ = false;
-  unused.swap(retired_);
-}
+ApplicabilityFilter::Lease::Lease(const ApplicabilityFilter& filter) : list_(filter.list_) {}
+ApplicabilityFilter::Lease::~Lease() = default;

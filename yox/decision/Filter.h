@@ -1,16 +1,13 @@
 #pragma once
 
 #include <array>
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <vector>
 
 #include "yox/base/Export.h"
-#include "yox/base/HazardMark.h"
-#include "yox/base/ThreadSafety.h"
+#include "yox/base/Published.h"
 #include "yox/base/WString.h"
 #include "yox/decision/FilterFields.h"
 
@@ -94,21 +91,9 @@ class YOX_API ApplicabilityFilter {
     const yox::decision::CompiledList& operator*() const { return *list_; }
 
    private:
-    const ApplicabilityFilter& filter_;
-    std::optional<yox::HazardMark> mark_;  // of the filter
-    const yox::decision::CompiledList* const list_;
+    const yox::Published<yox::decision::CompiledList>::Lease list_;
   };
 
  private:
-  using Compiled = std::shared_ptr<const yox::decision::CompiledList>;
-
-  void Replace(Compiled list);
-  void FreeRetired() const;
-
-  mutable yox::Mutex mutex_;
-  Compiled list_ YOX_GUARDED_BY(mutex_);
-  // Lists that were replaced while there were leases.
-  mutable std::vector<Compiled> retired_ YOX_GUARDED_BY(mutex_);
-  std::atomic<const yox::decision::CompiledList*> current_;  // list_, for leases
-  mutable std::atomic<bool> has_retired_{false};
+  yox::Published<yox::decision::CompiledList> list_;
 };
