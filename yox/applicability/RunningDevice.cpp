@@ -138,7 +138,7 @@ TextFact ApplicabilityEvaluator::RunningDevice::FetchText(FilterField field) {
 }
 
 TextFact ApplicabilityEvaluator::RunningDevice::OfRecord(Text text, bool is_of_firmware) const {
-  const yox::FoldedText& folded = machine_.Folded(text);
+  const yox::FoldedView& folded = machine_.Folded(text);
   return {is_of_firmware ? KnowledgeOfFirmware() : Knowledge::kKnown, true, machine_.View(text),
           folded.text, folded.fingerprint};
 }

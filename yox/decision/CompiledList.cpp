@@ -42,7 +42,7 @@ void CompiledList::Compile(const Filter& filter) {
   if (filter.IsSet(FilterField::default_)) {
     const bool applies = String::CaseInsesitiveEqual(filter.View(FilterField::default_), "true"_wv);
     program.decides = applies ? Control::kTrue : Control::kFalse;
-    AddInlineMark(InlineStep::Kind::kDefault);
+    AddInlineMark(InlineStep::Kind::kDefault, applies);
     ++program.first_inline;
   }
   for (std::uint32_t left = filter.criteria(); left != 0; left &= left - 1) {
@@ -54,7 +54,7 @@ void CompiledList::Compile(const Filter& filter) {
     steps_.back().reason = arena_.Keep(WString(program.opening).append(FailedWords(steps_.back())));
     ++program.step_count;
   }
-  AddInlineMark(InlineStep::Kind::kMatched);
+  AddInlineMark(InlineStep::Kind::kMatched, program.value);
   longest_reason_ += program.opening.size() + kLongestReasonWords;
   programs_.push_back(program);
 }
@@ -107,8 +107,10 @@ void CompiledList::CompileCriterion(Step& step) {
   }
 }
 
-void CompiledList::AddInlineMark(InlineStep::Kind kind) {
-  inline_steps_.emplace_back().kind = kind;
+void CompiledList::AddInlineMark(InlineStep::Kind kind, bool applies) {
+  InlineStep& mark = inline_steps_.emplace_back();
+  mark.kind = kind;
+  mark.applies = applies;
 }
 
 void CompiledList::LinkInlineSteps() {

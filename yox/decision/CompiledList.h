@@ -97,7 +97,7 @@ class CompiledList {
   void CompileCriterion(Step& step);
   TextPattern Folded(TextPattern pattern);
   void AddInline(const Step& step);
-  void AddInlineMark(InlineStep::Kind kind);
+  void AddInlineMark(InlineStep::Kind kind, bool applies = false);
   void LinkInlineSteps();
 
   const std::uint64_t id_;

@@ -18,16 +18,11 @@ using Step = CompiledList::Step;
 // What MatchesInline cannot tell.
 constexpr Truth kEvaluateInFull = Truth::kUnknown;
 
-// A known text of the device in the form in which it is compared.
-struct Actual {
-  WStringView text;
-  std::uint64_t fingerprint;
-};
-
 // Returns false if the text is unknown or has not been folded.
-inline bool GetActual(DeviceFacts& facts, FilterField field, Actual& actual) {
-  if (const FoldedText* const ready = facts.Ready(field)) {
-    actual = {ready->text, ready->fingerprint};
+[[gnu::always_inline]] inline bool GetActual(DeviceFacts& facts, FilterField field,
+                                             FoldedView& actual) {
+  if (const FoldedView* const ready = facts.Ready(field)) [[likely]] {
+    actual = *ready;
     return true;
   }
   TextFact& fact = facts.Text(field);
@@ -36,72 +31,91 @@ inline bool GetActual(DeviceFacts& facts, FilterField field, Actual& actual) {
   return true;
 }
 
-inline bool TextMatches(const CompiledList& list, const InlineStep& step, const Actual& actual) {
+inline bool IsText(const InlineStep& step, const FoldedView& actual) {
   const WStringView required = step.Text();
-  switch (step.kind) {
-    case InlineStep::Kind::kText: {
-      const unsigned may_be = static_cast<unsigned>(actual.fingerprint == step.text.key) &
-                              static_cast<unsigned>(actual.text.size() == required.size());
-      return may_be != 0 && (required.size() <= kFingerprintIsExact ||
-                             SameUnits(actual.text.data(), required.data(), required.size()));
-    }
-    case InlineStep::Kind::kStart:
-      return StartsWithUnits(actual.text, required, step.text.key);
-    case InlineStep::Kind::kEnd:
-      return EndsWithUnits(actual.text, required, step.text.key);
-    case InlineStep::Kind::kMiddle:
-      return ContainsUnits(actual.text, required);
-    case InlineStep::Kind::kPatterns: {
-      const TextAlternatives::Set& set = list.StepOf(step).alternatives;
-      return (set.texts.slot_mask != 0 &&
-              list.alternatives().HasText(set.texts, actual.text, actual.fingerprint)) ||
-             list.alternatives().AnyPatternMatches(set, actual.text, true);
-    }
-    default:
-      return list.alternatives().HasText(step.texts, actual.text, actual.fingerprint);
-  }
+  const unsigned may_be = static_cast<unsigned>(actual.fingerprint == step.text.key) &
+                          static_cast<unsigned>(actual.text.size() == required.size());
+  return may_be != 0 && (required.size() <= kFingerprintIsExact ||
+                         SameUnits(actual.text.data(), required.data(), required.size()));
 }
 
-inline Truth TagMatches(const CompiledList& list, const InlineStep& step, DeviceFacts& facts) {
+inline bool PatternsMatch(const CompiledList& list, const InlineStep& step,
+                          const FoldedView& actual) {
+  const TextAlternatives::Set& set = list.StepOf(step).alternatives;
+  return (set.texts.slot_mask != 0 &&
+          list.alternatives().HasText(set.texts, actual.text, actual.fingerprint)) ||
+         list.alternatives().AnyPatternMatches(set, actual.text, true);
+}
+
+// Whether the text of a pair matches the value of a term.
+[[gnu::always_inline]] inline Truth ValueMatches(const InlineStep& step, const KeyValueTerm& term,
+                                                 WStringView actual) {
+  const TextPattern& value = *std::get_if<TextPattern>(&term.value);
+  if (step.kind == InlineStep::Kind::kTag) return TruthOf(value.Is(actual));
+  return TruthOf(value.MatchesUnfolded(String::Trimmed(actual)));
+}
+
+// Among stored tags and those of the caller.
+[[gnu::noinline]] Truth AnyTagMatches(const CompiledList& list, const InlineStep& step,
+                                      DeviceFacts& facts) {
+  const KeyValueTerm& term = list.TermOf(step);
+  const std::optional<PairView> pair = facts.FindTag(term.key);
+  return pair ? ValueMatches(step, term, pair->value) : Truth::kFalse;
+}
+
+template <InlineStep::Kind kKind>
+[[gnu::always_inline]] inline Truth TagMatches(const CompiledList& list, const InlineStep& step,
+                                               DeviceFacts& facts) {
+  constexpr bool is_text = kKind == InlineStep::Kind::kTag;
   const PairsFact& tags = facts.Tags();
   if (tags.knowledge == Knowledge::kUnknown) return kEvaluateInFull;
-  if (step.kind == InlineStep::Kind::kTag && tags.prepared != nullptr &&
-      facts.extra_tags().empty()) {
-    if (!tags.prepared->FirstMayBe(step.tag.name, step.tag.value)) return Truth::kFalse;
+  if (tags.prepared == nullptr) return AnyTagMatches(list, step, facts);
+  if (facts.extra_tags().empty()) {
+    if (is_text && !tags.prepared->FirstMayBe(step.tag.name, step.tag.value)) return Truth::kFalse;
     const KeyValueTerm& term = list.TermOf(step);
-    return TruthOf(tags.prepared->FirstIs(term.key, *std::get_if<TextPattern>(&term.value)));
+    const PairView* const pair = tags.prepared->FirstNamed(term.key);
+    return pair == nullptr ? Truth::kFalse : ValueMatches(step, term, pair->value);
   }
+  if (!tags.prepared->empty()) return AnyTagMatches(list, step, facts);
   const KeyValueTerm& term = list.TermOf(step);
-  const TextPattern& value = *std::get_if<TextPattern>(&term.value);
-  const bool has_no_stored = tags.prepared != nullptr && tags.prepared->empty();
-  if (!has_no_stored) {
-    const auto pair = facts.FindTag(term.key);
-    return TruthOf(pair && value.MatchesUnfolded(String::Trimmed(pair->value)));
-  }
   const auto* const pair = FindFirst(facts.extra_tags(), term.key);
-  if (pair == nullptr) return Truth::kFalse;
-  if (step.kind == InlineStep::Kind::kTag) {
-    return TruthOf(pair->value_fingerprint() == step.tag.value && value.Is(pair->value()));
+  if (pair == nullptr || (is_text && pair->value_fingerprint() != step.tag.value)) {
+    return Truth::kFalse;
   }
-  return TruthOf(value.MatchesUnfolded(String::Trimmed(pair->value())));
+  return ValueMatches(step, term, pair->value());
 }
 
+// One switch, without a test before it: which kind is next is what the processor predicts worst.
 [[gnu::always_inline]] inline Truth MatchesInline(const CompiledList& list, const InlineStep& step,
                                                   DeviceFacts& facts) {
-  using enum InlineStep::Kind;
+  const auto text = [&](auto matches) __attribute__((always_inline)) {
+    FoldedView actual;
+    if (!GetActual(facts, step.field, actual)) [[unlikely]]
+      return kEvaluateInFull;
+    return TruthOf(matches(actual));
+  };
   switch (step.kind) {
-    case kText:
-    case kTexts:
-    case kPatterns:
-    case kStart:
-    case kEnd:
-    case kMiddle: {
-      Actual actual;
-      if (!GetActual(facts, step.field, actual)) [[unlikely]]
-        return kEvaluateInFull;
-      return TruthOf(TextMatches(list, step, actual) != step.negated);
-    }
-    case kVersion: {
+    case InlineStep::Kind::kText:
+      return text([&](const FoldedView& actual) { return IsText(step, actual) != step.negated; });
+    case InlineStep::Kind::kTexts:
+      return text([&](const FoldedView& actual) {
+        return list.alternatives().HasText(step.texts, actual.text, actual.fingerprint);
+      });
+    case InlineStep::Kind::kPatterns:
+      return text([&](const FoldedView& actual) { return PatternsMatch(list, step, actual); });
+    case InlineStep::Kind::kStart:
+      return text([&](const FoldedView& actual) {
+        return StartsWithUnits(actual.text, step.Text(), step.text.key) != step.negated;
+      });
+    case InlineStep::Kind::kEnd:
+      return text([&](const FoldedView& actual) {
+        return EndsWithUnits(actual.text, step.Text(), step.text.key) != step.negated;
+      });
+    case InlineStep::Kind::kMiddle:
+      return text([&](const FoldedView& actual) {
+        return ContainsUnits(actual.text, step.Text()) != step.negated;
+      });
+    case InlineStep::Kind::kVersion: {
       VersionFact& fact = facts.Version(step.field);
       if (fact.knowledge != Knowledge::kKnown) return kEvaluateInFull;
       const OrderedVersion* const version = fact.text.Plain();
@@ -112,24 +126,30 @@ inline Truth TagMatches(const CompiledList& list, const InlineStep& step, Device
                                        : InlineStep::kEqual;
       return TruthOf((accepted & step.orders) != 0);
     }
-    case kTag:
-    case kTagMatch:
-      return TagMatches(list, step, facts);
-    default:
-      return kEvaluateInFull;
+    case InlineStep::Kind::kTag:
+      return TagMatches<InlineStep::Kind::kTag>(list, step, facts);
+    case InlineStep::Kind::kTagMatch:
+      return TagMatches<InlineStep::Kind::kTagMatch>(list, step, facts);
+    case InlineStep::Kind::kInFull:
+    case InlineStep::Kind::kDefault:
+    case InlineStep::Kind::kMatched:
+    case InlineStep::Kind::kEndOfList:
+      break;
   }
+  return kEvaluateInFull;
 }
 
-[[gnu::noinline]] Truth InFull(const Evaluation& evaluation, const InlineStep& step) {
-  const Step& whole = evaluation.list.StepOf(step);
-  return whole.evaluate(evaluation, whole);
+[[gnu::noinline]] Truth InFull(const CompiledList& list, DeviceFacts& facts, Observer* observer,
+                               std::vector<std::string>* needs, const InlineStep& step) {
+  const Step& whole = list.StepOf(step);
+  return whole.evaluate({list, facts, observer, needs}, whole);
 }
 
 // Evaluates the steps of a filter up to the first that is false or is no criterion, where `at` is
-// left.
+// left. `needs` as in Evaluation.
 [[gnu::always_inline]] inline Truth EvaluateFilter(const CompiledList& list, const InlineStep*& at,
-                                                   DeviceFacts& facts,
-                                                   const Evaluation& evaluation) {
+                                                   DeviceFacts& facts, Observer* observer,
+                                                   std::vector<std::string>* needs) {
   Truth result = Truth::kTrue;
   for (const InlineStep* step = at;; ++step) {
     Truth truth = MatchesInline(list, *step, facts);
@@ -139,7 +159,7 @@ inline Truth TagMatches(const CompiledList& list, const InlineStep& step, Device
         at = step;
         return result;
       }
-      truth = InFull(evaluation, *step);
+      truth = InFull(list, facts, observer, needs, *step);
       while ((step + 1)->step == step->step) ++step;  // the others of the same criterion
       if (truth == Truth::kTrue) continue;
     }
@@ -152,10 +172,11 @@ inline Truth TagMatches(const CompiledList& list, const InlineStep& step, Device
 }
 
 // Sets `failed` to the first step that is false, if there is one.
-Truth Match(const Evaluation& evaluation, const Program& program, const Step*& failed) {
-  const InlineStep* at = evaluation.list.inline_steps() + program.first_inline;
-  const Truth truth = EvaluateFilter(evaluation.list, at, evaluation.facts, evaluation);
-  failed = truth == Truth::kFalse ? &evaluation.list.StepOf(*at) : nullptr;
+Truth Match(const CompiledList& list, DeviceFacts& facts, Observer* observer,
+            std::vector<std::string>* needs, const Program& program, const Step*& failed) {
+  const InlineStep* at = list.inline_steps() + program.first_inline;
+  const Truth truth = EvaluateFilter(list, at, facts, observer, needs);
+  failed = truth == Truth::kFalse ? &list.StepOf(*at) : nullptr;
   return truth;
 }
 
@@ -180,7 +201,7 @@ std::vector<std::string> NeedsOf(const CompiledList& list, DeviceFacts& facts) {
     }
     std::vector<std::string> needs;
     const Step* failed = nullptr;
-    const Truth truth = Match({list, facts, nullptr, &needs}, program, failed);
+    const Truth truth = Match(list, facts, nullptr, &needs, program, failed);
     if (truth == Truth::kUnknown) undecided.push_back({program.value, std::move(needs)});
     if (truth == Truth::kTrue) {
       end = program.value;
@@ -198,52 +219,97 @@ std::vector<std::string> NeedsOf(const CompiledList& list, DeviceFacts& facts) {
   return all;
 }
 
+// What a list decides, as long as it is not undetermined.
+struct Outcome {
+  static constexpr std::uint32_t kNoFilter = UINT32_MAX;
+  static constexpr std::uint32_t kOpen = kNoFilter - 1;  // a filter is undecided
+
+  Truth applies;
+  std::uint32_t decided_by;
+};
+
+// The filter at which a walk over the list is, and the step at which its evaluation ended.
+struct Place {
+  std::uint32_t filter;
+  const InlineStep* at;
+};
+
+template <bool kIsObserved>
+[[gnu::always_inline]] inline Outcome WalkFrom(Place& place, const CompiledList& list,
+                                               DeviceFacts& facts, Observer* observer) {
+  const InlineStep* const first = list.inline_steps();
+  const InlineStep* at = place.at;
+  for (std::uint32_t filter = place.filter;; ++filter, at = first + at->otherwise) {
+    const Truth truth = EvaluateFilter(list, at, facts, observer, nullptr);
+    if (truth == Truth::kFalse) {
+      if constexpr (kIsObserved) {
+        const Step& failed = list.StepOf(*at);
+        observer->FilterPassed(filter,
+                               {list.programs()[filter], failed, facts, IsUnnamed(failed, facts)});
+      }
+      continue;
+    }
+    if (truth == Truth::kUnknown) [[unlikely]] {
+      place = {filter, at};
+      return {truth, Outcome::kOpen};
+    }
+    if (at->kind == InlineStep::Kind::kEndOfList) return {TruthOf(filter == 0), Outcome::kNoFilter};
+    if constexpr (kIsObserved) {
+      observer->FilterDecided(filter, list.programs()[filter], at->applies);
+    }
+    return {TruthOf(at->applies), filter};
+  }
+}
+
+// Walks on up to the filter that decides, or up to one that is undecided, where `place` is left.
+[[gnu::noinline]] Outcome Walk(Place& place, const CompiledList& list, DeviceFacts& facts,
+                               Observer* observer) {
+  return observer == nullptr ? WalkFrom<false>(place, list, facts, nullptr)
+                             : WalkFrom<true>(place, list, facts, observer);
+}
+
+// Goes on from an undecided filter, both as if it had matched and as if it had not.
+[[gnu::noinline]] Verdict GoOn(Place place, const CompiledList& list, DeviceFacts& facts,
+                               Observer* observer) {
+  bool may_apply = false;
+  bool may_not_apply = false;
+  Outcome outcome{Truth::kUnknown, Outcome::kOpen};
+  while (outcome.decided_by == Outcome::kOpen) {
+    (list.programs()[place.filter].value ? may_apply : may_not_apply) = true;
+    if (observer != nullptr) observer->FilterUndecided(place.filter);
+    place = {place.filter + 1, list.inline_steps() + place.at->otherwise};
+    outcome = Walk(place, list, facts, observer);
+  }
+  (outcome.applies == Truth::kTrue ? may_apply : may_not_apply) = true;
+  if (may_apply != may_not_apply) return Verdict{outcome.applies};
+  return Verdict{Truth::kUnknown, {}, NeedsOf(list, facts)};
+}
+
 }  // namespace
 
 FilterMatch MatchFilter(const CompiledList& list, const Program& program, DeviceFacts& facts,
                         Observer* observer) {
   FilterMatch match;
-  match.truth = Match({list, facts, observer}, program, match.failed);
+  match.truth = Match(list, facts, observer, nullptr, program, match.failed);
   match.is_unnamed = match.failed != nullptr && IsUnnamed(*match.failed, facts);
   return match;
 }
 
 Verdict Decide(const CompiledList& list, DeviceFacts& facts, Observer* observer) {
-  const Evaluation evaluation{list, facts, observer};
-  const InlineStep* const first = list.inline_steps();
-  const InlineStep* at = first;
-  bool may_apply = false;
-  bool may_not_apply = false;
-  bool is_open = false;
-  const auto verdict = [&](bool applies, std::optional<std::size_t> decided_by) {
-    if (!is_open) return Verdict{TruthOf(applies), decided_by};
-    (applies ? may_apply : may_not_apply) = true;
-    if (may_apply != may_not_apply) return Verdict{TruthOf(applies)};
-    return Verdict{Truth::kUnknown, {}, NeedsOf(list, facts)};
-  };
-  const auto decided = [&](std::size_t index, bool applies) {
-    if (observer != nullptr) observer->FilterDecided(index, list.programs()[index], applies);
-    return verdict(applies, index);
-  };
-  for (std::size_t index = 0;; ++index, at = first + at->otherwise) {
-    const Truth truth = EvaluateFilter(list, at, facts, evaluation);
-    if (truth == Truth::kFalse) {
-      if (observer == nullptr) continue;
-      const Step& failed = list.StepOf(*at);
-      observer->FilterPassed(index,
-                             {list.programs()[index], failed, facts, IsUnnamed(failed, facts)});
-      continue;
-    }
-    if (at->kind == InlineStep::Kind::kEndOfList) return verdict(index == 0, std::nullopt);
-    const Program& program = list.programs()[index];
-    if (at->kind == InlineStep::Kind::kDefault) {
-      return decided(index, program.decides == Control::kTrue);
-    }
-    if (truth == Truth::kTrue) return decided(index, program.value);
-    is_open = true;
-    (program.value ? may_apply : may_not_apply) = true;
-    if (observer != nullptr) observer->FilterUndecided(index);
-  }
+  Place place{0, list.inline_steps()};
+  const Outcome outcome = Walk(place, list, facts, observer);
+  if (outcome.decided_by == Outcome::kOpen) return GoOn(place, list, facts, observer);
+  if (outcome.decided_by == Outcome::kNoFilter) return Verdict{outcome.applies};
+  return Verdict{outcome.applies, outcome.decided_by};
+}
+
+Truth Applies(const CompiledList& list, DeviceFacts& facts, Observer* observer) {
+  Place place{0, list.inline_steps()};
+  // Most decisions of a fleet come this way: without a call.
+  const Outcome outcome = observer == nullptr ? WalkFrom<false>(place, list, facts, nullptr)
+                                              : Walk(place, list, facts, observer);
+  if (outcome.decided_by == Outcome::kOpen) return GoOn(place, list, facts, observer).applies;
+  return outcome.applies;
 }
 
 }  // namespace yox::decision

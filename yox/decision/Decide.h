@@ -35,6 +35,9 @@ struct Verdict {
 // agrees with the known facts.
 YOX_API Verdict Decide(const CompiledList& list, DeviceFacts& facts, Observer* observer = nullptr);
 
+// The same for callers that only ask whether the list applies: Verdict::applies.
+YOX_API Truth Applies(const CompiledList& list, DeviceFacts& facts, Observer* observer = nullptr);
+
 // The result of one filter: kTrue if it matches. `failed` is the first criterion that is false;
 // null if there is none.
 struct FilterMatch {

@@ -133,7 +133,7 @@ class YOX_API DeviceFacts {
   }
   // Returns the same text in the form in which it is compared, if it is known and in that form
   // already; otherwise null. Costs no call.
-  const FoldedText* Ready(FilterField field) const {
+  const FoldedView* Ready(FilterField field) const {
     const std::uint8_t place = ready_places_[static_cast<std::size_t>(field)];
     return place == kNotReady ? nullptr : ready_texts_ + place;
   }
@@ -191,7 +191,7 @@ class YOX_API DeviceFacts {
 
   // From now on Ready returns these texts, which must be those of known facts; both arguments must
   // outlive the object. The texts may change.
-  void SetReady(const FoldedText* texts, const ReadyPlaces& places) {
+  void SetReady(const FoldedView* texts, const ReadyPlaces& places) {
     ready_texts_ = texts;
     ready_places_ = places.data();
   }
@@ -247,7 +247,7 @@ class YOX_API DeviceFacts {
 
   std::uint64_t fetched_ = 0;
   const Pairs& extra_tags_;
-  const FoldedText* ready_texts_ = nullptr;
+  const FoldedView* ready_texts_ = nullptr;
   const std::uint8_t* ready_places_ = kNothingReady.data();
   Slots slots_;
 };

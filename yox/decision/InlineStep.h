@@ -52,8 +52,11 @@ struct InlineStep {
 
   Kind kind = Kind::kInFull;
   FilterField field = {};
-  std::uint8_t orders = 0;       // of kVersion
-  bool negated = false;          // of kText, kStart, kEnd and kMiddle
+  std::uint8_t orders = 0;  // of kVersion
+  union {
+    bool negated = false;  // of kText, kStart, kEnd and kMiddle
+    bool applies;          // what a filter that ends with kMatched, or is kDefault, decides
+  };
   std::uint32_t step = kNoStep;  // the index among the list's steps
   std::uint32_t otherwise = 0;   // the index of the first inline step of the next filter
   std::uint32_t size = 0;        // of the text; of tags: the index among the list's terms

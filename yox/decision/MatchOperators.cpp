@@ -207,31 +207,32 @@ bool AnyVersion(WStringView required, VersionText& actual) {
   return false;
 }
 
+namespace {
+
+const Pairs::value_type* FindPattern(const Pairs& pairs, const TextPattern& name) {
+  const auto found = std::ranges::find_if(
+      pairs, [&](const auto& pair) { return name.MatchesUnfolded(String::Trimmed(pair.key())); });
+  return found == pairs.end() ? nullptr : &*found;
+}
+
+}  // namespace
+
 const Pairs::value_type* FindFirst(const Pairs& pairs, const TextPattern& name) {
   using Pair = Pairs::value_type;
   const Pair* at = pairs.data();
   const Pair* const end = at + pairs.size();
-  if (!name.IsText()) {
-    at = std::find_if(at, end, [&](const Pair& pair) {
-      return name.MatchesUnfolded(String::Trimmed(pair.key()));
-    });
-    return at == end ? nullptr : at;
-  }
-  const auto may_be = [wanted = name.fingerprint](const Pair& pair) {
-    return static_cast<unsigned>(pair.key_fingerprint() == wanted);
-  };
-  constexpr std::ptrdiff_t kAtOnce = 4;  // without a branch
-  while (at != end) {
-    if (end - at >= kAtOnce &&
-        (may_be(at[0]) | may_be(at[1]) | may_be(at[2]) | may_be(at[3])) == 0) {
-      at += kAtOnce;
-      continue;
+  if (!name.IsText()) return FindPattern(pairs, name);
+  const std::uint64_t wanted = name.fingerprint;
+  const auto may_be = [wanted](const Pair& pair) { return pair.key_fingerprint() == wanted; };
+  for (;; ++at) {
+    // Four for each look at the end.
+    while (end - at >= 4 && !may_be(at[0]) && !may_be(at[1]) && !may_be(at[2]) && !may_be(at[3])) {
+      at += 4;
     }
-    for (const Pair* const stop = at + std::min(kAtOnce, end - at); at != stop; ++at) {
-      if (may_be(*at) != 0 && name.Is(at->key())) return at;
-    }
+    while (at != end && !may_be(*at)) ++at;
+    if (at == end) return nullptr;
+    if (name.Is(at->key())) return at;
   }
-  return nullptr;
 }
 
 std::optional<PairView> FirstOf(const Pairs& pairs, const TextPattern& name) {

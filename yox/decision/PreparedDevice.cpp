@@ -58,66 +58,47 @@ bool FactsRecord::SetTimeZone(std::string_view name) {
   return true;
 }
 
-PreparedPairs::PreparedPairs(const Pairs& pairs, TextArena& arena) {
-  std::vector<std::uint64_t> names;  // their fingerprints
+PreparedPairs::PreparedPairs(const Pairs& pairs, TextArena& arena)
+    : slots_(std::bit_ceil(3 * pairs.size() + 1)),
+      slot_mask_(slots_.size() - 1),
+      firsts_(slots_.size(), kNone) {
   entries_.reserve(pairs.size());
-  names.reserve(pairs.size());
   for (const auto& pair : pairs) {
     const WStringView key = arena.Keep(pair.key());
     entries_.push_back({{key, arena.Keep(pair.value())}});
-    names.push_back(pair.key_fingerprint());
   }
-  if (pairs.size() <= kMostScanned) ScanTags(names, pairs);
-  if (tags_.empty()) HashNames(names);
+  // From the last on: of those of one name the first comes to stand before the others.
+  for (std::size_t i = pairs.size(); i-- != 0;) {
+    Add(static_cast<std::uint32_t>(i), pairs[i].key_fingerprint(), pairs[i].value_fingerprint());
+  }
 }
 
-void PreparedPairs::ScanTags(const std::vector<std::uint64_t>& names, const Pairs& pairs) {
-  std::vector<std::uint16_t> sorted(names.size());
-  std::ranges::transform(names, sorted.begin(), TagOf);
-  std::ranges::sort(sorted);
-  if (std::ranges::adjacent_find(sorted) != sorted.end()) return;
-  while (std::ranges::binary_search(sorted, no_tag_)) ++no_tag_;
-  tags_.resize((names.size() + kAtOnce - 1) / kAtOnce * kAtOnce, no_tag_);
-  std::ranges::transform(names, tags_.begin(), TagOf);
-  values_.reserve(pairs.size() + 1);
-  values_.push_back(0);
-  for (const auto& pair : pairs) values_.push_back(pair.value_fingerprint());
-}
-
-void PreparedPairs::HashNames(const std::vector<std::uint64_t>& names) {
-  slots_.resize(std::bit_ceil(2 * names.size() + 1));
-  std::vector<std::uint32_t> last(slots_.size());  // by slot: the last entry of its name
-  for (std::uint32_t i = 0; i < names.size(); ++i) {
-    const WStringView name = String::Trimmed(entries_[i].pair.key);
-    for (std::uint64_t place = names[i];; ++place) {
-      const std::size_t at = place & (slots_.size() - 1);
-      Slot& slot = slots_[at];
-      if (slot.first == kNone) {
-        slot = {names[i], i};
-        last[at] = i;
-        break;
-      }
-      if (slot.fingerprint == names[i] &&
-          String::CaseInsesitiveEqual(String::Trimmed(entries_[slot.first].pair.key), name)) {
-        last[at] = entries_[last[at]].next = i;
-        break;
-      }
+void PreparedPairs::Add(std::uint32_t entry, std::uint64_t name, std::uint64_t value) {
+  const auto text_of = [&](std::uint32_t i) { return String::Trimmed(entries_[i].pair.key); };
+  const std::uint32_t part = PartOf(name);
+  for (std::uint64_t i = PlaceOf(name);; ++i) {
+    Slot& slot = slots_[i & slot_mask_];
+    std::uint32_t& first = firsts_[i & slot_mask_];
+    if (slot.name == part && !String::CaseInsesitiveEqual(text_of(first), text_of(entry))) {
+      is_ambiguous_ = true;
+      continue;
     }
+    if (slot.name != part && slot.name != 0) continue;
+    entries_[entry].next = std::exchange(first, entry);
+    slot = {part, static_cast<std::uint32_t>(value)};
+    return;
   }
 }
 
 std::uint32_t PreparedPairs::Find(const TextPattern& name) const {
-  if (!tags_.empty()) {
-    const std::size_t found = Scan(name.fingerprint);
-    const bool is_it = found != 0 && Equals(entries_[found - 1].pair.key, name.text);
-    return is_it ? static_cast<std::uint32_t>(found - 1) : kNone;
-  }
-  for (std::uint64_t i = name.fingerprint;; ++i) {
-    const Slot& slot = slots_[i & (slots_.size() - 1)];
-    if (slot.first == kNone) return kNone;
-    if (slot.fingerprint == name.fingerprint && Equals(entries_[slot.first].pair.key, name.text)) {
-      return slot.first;
-    }
+  const std::uint32_t part = PartOf(name.fingerprint);
+  for (std::uint64_t i = PlaceOf(name.fingerprint);; ++i) {
+    const Slot& slot = slots_[i & slot_mask_];
+    if (slot.name == 0) return kNone;
+    if (slot.name != part) continue;
+    const std::uint32_t first = firsts_[i & slot_mask_];
+    const WStringView key = String::Trimmed(entries_[first].pair.key);
+    if (key.size() == name.text.size() && EqualsFolded(key.data(), name.text)) return first;
   }
 }
 
@@ -154,7 +135,13 @@ bool PreparedHardwareIds::ContainsAnyFolded(std::span<const WStringView> ids) co
 PreparedDevice::PreparedDevice(const FactsRecord& record)
     : time_zone_(record.time_zone), subscriptions_(record.device_subscriptions) {
   texts_.reserve(record.texts.size());
-  for (const Given<WString>& given : record.texts) texts_.push_back(Fold(given));
+  ready_.reserve(record.texts.size());
+  for (const Given<WString>& given : record.texts) {
+    const TextFact& fact = texts_.emplace_back(Fold(given));
+    if (!fact.IsKnownAndFolded()) continue;
+    ready_places_[texts_.size() - 1] = static_cast<std::uint8_t>(ready_.size());
+    ready_.push_back({fact.text, fact.fingerprint});
+  }
   os_version_ = Parsed(texts_[static_cast<std::size_t>(FilterField::os_version)]);
   version_ = Parsed(texts_[static_cast<std::size_t>(FilterField::version)]);
   buckets_[0] = {record.rollout_bucket.knowledge, record.rollout_bucket.value};

@@ -28,64 +28,53 @@ class PreparedPairs final : public PairSource {
 
   bool empty() const { return entries_.empty(); }
   std::optional<PairView> First(const TextPattern& name, const Pairs& except) const override;
-  // Whether the first pair that has the name has the value, too. Both patterns must be texts.
-  bool FirstIs(const TextPattern& name, const TextPattern& value) const {
+  // Returns the first pair that has the name, which must be a text alone; null if there is none.
+  const PairView* FirstNamed(const TextPattern& name) const {
     const std::uint32_t found = Find(name);
-    return found != kNone && Equals(entries_[found].pair.value, value.text);
+    return found == kNone ? nullptr : &entries_[found].pair;
   }
-  // Returns false only if FirstIs does; mostly right. Takes the fingerprints: of most names that
-  // are there with another value, or not at all, no text has to be read.
+  // Returns false if the first pair that has the name has another value, or if there is none, and
+  // rarely otherwise. Takes the fingerprints: of most pairs no text has to be read.
   bool FirstMayBe(std::uint64_t name, std::uint64_t value) const {
-    return tags_.empty() || values_[Scan(name)] == value;
+    const std::uint32_t part = PartOf(name);
+    for (std::uint64_t i = PlaceOf(name);; ++i) {
+      const Slot& slot = slots_[i & slot_mask_];
+      if (slot.name == part)
+        return slot.value == static_cast<std::uint32_t>(value) || is_ambiguous_;
+      if (slot.name == 0) return false;
+    }
   }
 
  private:
   static constexpr std::uint32_t kNone = UINT32_MAX;
-  static constexpr std::size_t kMostScanned = 64;
-  static constexpr std::size_t kAtOnce = 16;
 
   struct Entry {
     PairView pair;
     std::uint32_t next = kNone;  // the next entry of an equal folded name
   };
+  // Parts of the fingerprints of a name, 0 if the slot is empty, and of the first value it has.
   struct Slot {
-    std::uint64_t fingerprint = 0;
-    std::uint32_t first = kNone;  // of the entries of one folded name
+    std::uint32_t name = 0;
+    std::uint32_t value = 0;
   };
 
-  static std::uint16_t TagOf(std::uint64_t fingerprint) {
-    return static_cast<std::uint16_t>(fingerprint);
+  // Of a name's fingerprint: the part in its slot, never 0, and the part that numbers the slot.
+  static std::uint32_t PartOf(std::uint64_t fingerprint) {
+    return static_cast<std::uint32_t>(fingerprint) | 1;
   }
-  static bool Equals(WStringView text, WStringView folded) {
-    const WStringView trimmed = String::Trimmed(text);
-    return trimmed.size() == folded.size() && EqualsFolded(trimmed.data(), folded);
-  }
-  // Returns the number, from 1 on, of the only entry that may have the name; 0 if there is none.
-  // Looks at all tags at once, without a branch that depends on them.
-  std::size_t Scan(std::uint64_t name) const {
-    const std::uint16_t tag = TagOf(name);
-    if (tag == no_tag_) return 0;
-    std::uint16_t found = 0;
-    for (std::size_t i = 0; i < tags_.size(); i += kAtOnce) {
-      for (std::size_t j = i; j < i + kAtOnce; ++j) {
-        found = static_cast<std::uint16_t>(found | (tags_[j] == tag ? j + 1 : 0));
-      }
-    }
-    return found;
-  }
+  static std::uint64_t PlaceOf(std::uint64_t fingerprint) { return fingerprint >> 32; }
+
   // Returns kNone if no pair has the name.
   std::uint32_t Find(const TextPattern& name) const;
-  void ScanTags(const std::vector<std::uint64_t>& names, const Pairs& pairs);
-  void HashNames(const std::vector<std::uint64_t>& names);
+  void Add(std::uint32_t entry, std::uint64_t name, std::uint64_t value);
 
   std::vector<Entry> entries_;
-  // Of a few pairs whose names have different tags: the tags, filled up with `no_tag_` to a
-  // multiple of kAtOnce, and by number the fingerprint of the value without surrounding white
-  // space. A device's tags, mostly, which then cost three lines of the cache.
-  std::vector<std::uint16_t> tags_;
-  std::vector<std::uint64_t> values_;
-  std::uint16_t no_tag_ = 0;
-  std::vector<Slot> slots_;  // of all others: a hash table with linear probing; 2^n slots
+  // A hash table with linear probing of 2^n slots, at most a third of them full: in most look-ups
+  // the first slot is the last.
+  std::vector<Slot> slots_;
+  std::uint64_t slot_mask_;
+  std::vector<std::uint32_t> firsts_;  // by slot, the first of the entries that have its name
+  bool is_ambiguous_ = false;          // different names have the same part of a fingerprint
 };
 
 // The present hardware IDs in hash tables. Immutable, so safe from any thread.
@@ -133,7 +122,9 @@ class YOX_API PreparedDevice {
   TextFact Fold(const Given<WString>& given);
 
   TextArena arena_;
-  std::vector<TextFact> texts_;  // by field, up to the last that is used
+  std::vector<TextFact> texts_;    // by field, up to the last that is used
+  std::vector<FoldedView> ready_;  // those that are known
+  ReadyPlaces ready_places_ = kNothingReady;
   VersionFact os_version_;
   VersionFact version_;
   BucketFact buckets_[2];  // of the device, of its organisation
@@ -179,7 +170,9 @@ class YOX_API QuestionFacts : public DeviceFacts {
 class YOX_API PreparedFacts final : public QuestionFacts {
  public:
   PreparedFacts(const PreparedDevice& device, const Question& question)
-      : QuestionFacts(question, device.time_zone_), device_(device) {}
+      : QuestionFacts(question, device.time_zone_), device_(device) {
+    SetReady(device.ready_.data(), device.ready_places_);
+  }
 
   RegistryFact ReadRegistry(const CompiledRegistryRequirement& requirement) override;
 

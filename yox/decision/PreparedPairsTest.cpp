@@ -106,16 +106,18 @@ TEST(PreparedPairs, KnowWhetherTheFirstPairHasAValue) {
         const auto& of = *std::get_if<TextPattern>(&(*term).value);
         const std::string first = FirstByLooking(pairs, (*term).key, {});
         const bool is = first.ends_with("= Value" + std::to_string(value) + " ");
-        EXPECT_EQ(prepared.FirstIs((*term).key, of), is) << size << " " << name << " " << value;
-        const bool may_be = prepared.FirstMayBe((*term).key.fingerprint, of.fingerprint);
-        EXPECT_TRUE(may_be || !is) << size << " " << name << " " << value;
-        // Of a few different names it is exact.
-        EXPECT_TRUE(may_be == is || size > 2) << size << " " << name;
+        const PairView* const named = prepared.FirstNamed((*term).key);
+        EXPECT_EQ(named != nullptr && of.Is(named->value), is)
+            << size << " " << name << " " << value;
+        // Exact, unless two names look alike.
+        EXPECT_EQ(prepared.FirstMayBe((*term).key.fingerprint, of.fingerprint), is)
+            << size << " " << name << " " << value;
       }
     }
     const Term other("Another|Value1");
     const auto& value = *std::get_if<TextPattern>(&(*other).value);
-    EXPECT_FALSE(prepared.FirstIs((*other).key, value));
+    EXPECT_EQ(prepared.FirstNamed((*other).key), nullptr);
+    EXPECT_FALSE(prepared.FirstMayBe((*other).key.fingerprint, value.fingerprint));
   }
 }
 

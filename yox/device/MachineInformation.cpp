@@ -89,7 +89,7 @@ void MachineInformation::Set(Text text, const WString& value) {
   const auto index = static_cast<std::size_t>(text);
   yox::FoldedText folded(value);
   if (&texts_[index] != &value) texts_[index] = value;
-  folded_[index] = std::move(folded);
+  folded_.Set(index, std::move(folded));
 }
 
 // Out of line, so that every class without a getter of its own has the same address for it.

@@ -110,7 +110,7 @@ class YOX_API MachineInformation {
   const yox::WString& View(Text text) const { return texts_[static_cast<std::size_t>(text)]; }
 
   // Returns the same text in the form in which it is compared with others; computed when it is set.
-  const yox::FoldedText& Folded(Text text) const { return folded_[static_cast<std::size_t>(text)]; }
+  const yox::FoldedView& Folded(Text text) const { return folded_[static_cast<std::size_t>(text)]; }
   // Whether a class of the host overrides the getter of the manufacturer; true if that is not to be
   // known, as with most compilers.
   bool MayOverrideManufacturer() const;
@@ -184,7 +184,7 @@ class YOX_API MachineInformation {
   static yox::Mutex instance_mutex_;  // for creation; taken before lock_
 
   std::array<yox::WString, static_cast<std::size_t>(Text::kCount)> texts_;
-  std::array<yox::FoldedText, static_cast<std::size_t>(Text::kCount)> folded_;  // of them
+  yox::FoldedTexts<static_cast<std::size_t>(Text::kCount)> folded_;  // of them
   mutable yox::Mutex lists_mutex_;
   List device_extension_keyvalue_ YOX_GUARDED_BY(lists_mutex_);
   List gpu_names_ YOX_GUARDED_BY(lists_mutex_);

@@ -130,7 +130,7 @@ TEST(MachineInformationTest, TheFormForComparisonFollowsItsText) {
   using Text = MachineInformation::Text;
   const auto folded = [](const MachineInformation& record, const char* text) {
     const yox::FoldedText expected(YOX::String::UTF8ToUTF16(text));
-    const yox::FoldedText& found = record.Folded(Text::os_name);
+    const yox::FoldedView& found = record.Folded(Text::os_name);
     return found.text == expected.text && found.fingerprint == expected.fingerprint;
   };
   TestRecord record;
