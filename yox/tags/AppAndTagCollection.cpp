@@ -75,15 +75,20 @@ class StateOfTag {
         platform_(Platform::Generation()),
         registry_(Platform::Get().registry().Generation()) {}
 
+  // The same, if it lasts until a moment of the steady clock, in nanoseconds.
   StateOfTag Until(std::int64_t moment) const {
     StateOfTag limited = *this;
     limited.until_ = registry_ ? moment : INT64_MIN;
+    limited.looked_ = Platform::Get().clock().CoarseMilliseconds();
     return limited;
   }
-  // Whether this state has lasted until `now`.
-  bool IsStill(const StateOfTag& now) const {
-    return *this == now &&
-           (until_ == INT64_MAX || Platform::Get().clock().SteadyNanoseconds() < until_);
+  // Whether this state has lasted until now, with a list of that generation; or until up to a
+  // second ago.
+  bool IsStill(std::uint64_t list) {
+    if (until_ == INT64_MIN || list_ != list || platform_ != Platform::Generation()) return false;
+    Platform& platform = Platform::Get();
+    return platform.registry().Generation() == registry_ &&
+           (until_ == INT64_MAX || !HasEnded(platform.clock()));
   }
   friend bool operator==(const StateOfTag& left, const StateOfTag& right) {
     return left.list_ == right.list_ && left.platform_ == right.platform_ &&
@@ -91,10 +96,19 @@ class StateOfTag {
   }
 
  private:
+  // Looks at the steady clock once a second: that costs as much as a decision.
+  bool HasEnded(const yox::platform::Clock& clock) {
+    const std::int64_t coarse = clock.CoarseMilliseconds();
+    if (coarse - looked_ < 1000) return false;
+    looked_ = coarse;
+    return clock.SteadyNanoseconds() >= until_;
+  }
+
   std::uint64_t list_ = 0;
   std::uint64_t platform_ = 0;
   std::optional<std::uint64_t> registry_ = std::nullopt;
-  std::int64_t until_ = INT64_MIN;  // of the steady clock, in nanoseconds
+  std::int64_t until_ = INT64_MIN;
+  std::int64_t looked_ = 0;  // at the steady clock last, by the coarse one
 };
 
 }  // namespace
@@ -111,18 +125,25 @@ AppAndTagCollection::~AppAndTagCollection() = default;
 
 AppAndTagCollection* AppAndTagCollection::GetInstance() {
   static AppAndTagCollection instance;
-  const StateOfTag now(instance.tags_.Generation());
   constinit static thread_local StateOfTag last;
-  if (last.IsStill(now)) return &instance;
-  if (instance.tags_.Get()->empty()) {
+  const std::uint64_t list = instance.tags_.Generation();
+  if (last.IsStill(list)) [[likely]]
+    return &instance;
+  const StateOfTag now(list);
+  // Kept if all of it is of one moment, in which the list had the tag already.
+  const std::int64_t until = instance.UpdateManagement();
+  if (StateOfTag(instance.tags_.Generation()) == now) last = now.Until(until);
+  return &instance;
+}
+
+std::int64_t AppAndTagCollection::UpdateManagement() {
+  if (tags_.Get()->empty()) {
     if (const auto record = Record()) record->CollectGpuNames();
-    instance.setTags(instance.getTagsFromRegistryAndMemory());
+    setTags(getTagsFromRegistryAndMemory());
   }
   const ManagementState management = yox::device::QueryManagement();
-  for (const YOXTag& tag : ManagementTags(management.is_managed)) instance.AddToList(tag, false);
-  // Kept if all of it is of one moment, in which the list had the tag already.
-  if (StateOfTag(instance.tags_.Generation()) == now) last = now.Until(management.known_until);
-  return &instance;
+  for (const YOXTag& tag : ManagementTags(management.is_managed)) AddToList(tag, false);
+  return management.known_until;
 }
 
 AppAndTagCollection::List AppAndTagCollection::getTags() const {

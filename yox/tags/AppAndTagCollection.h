@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -56,6 +57,8 @@ class YOX_API AppAndTagCollection {
       AppAndTagCollection* collection);
   // Returns the same list without a copy, and without waiting for a refresh. Never null.
   static std::shared_ptr<const List> Shared(AppAndTagCollection* collection);
+  // Changes whenever the list is replaced. Costs one load.
+  std::uint64_t Generation() const { return tags_.Generation(); }
 
   // Merges tags into the list. A tag with an empty value is skipped. The first entry with an equal
   // key (case-sensitive) gets the new value; a tag without such an entry is appended. With
@@ -93,6 +96,9 @@ class YOX_API AppAndTagCollection {
   // Replaces the list by the registry's tags alone. The library does not call it.
   void ReadFromRegAndSetTags();
   const List& GetDynamicMemoryTags();
+  // Fills an empty list, and puts into it whether the device is managed. Returns until when that is
+  // known, a moment of the steady clock in nanoseconds.
+  YOX_LOCAL std::int64_t UpdateManagement();
 
   void AddToList(const YOXTag& tag, bool persist);
 

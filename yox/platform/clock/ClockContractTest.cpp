@@ -7,6 +7,7 @@
 #include "yox/base/TimeZone.h"
 #include "yox/platform/PlatformContract.h"
 #include "yox/platform/clock/Clock.h"
+#include "yox/platform/simulated/SimulatedClock.h"
 
 namespace yox::platform {
 namespace {
@@ -94,6 +95,19 @@ TEST_P(ClockContract, TimeDoesNotGoBack) {
     const std::int64_t next = clock_.SteadyMilliseconds();
     EXPECT_GE(next, std::exchange(steady, next));
   }
+}
+
+TEST_P(ClockContract, TheCoarseClockGoesOnAndNotBack) {
+  const std::int64_t begin = clock_.SteadyMilliseconds();
+  const std::int64_t coarse_begin = clock_.CoarseMilliseconds();
+  std::int64_t coarse = coarse_begin;
+  auto* const by_hand = dynamic_cast<SimulatedClock*>(&clock_);
+  while (clock_.SteadyMilliseconds() - begin < 50) {
+    if (by_hand != nullptr && by_hand->MovedByHand()) by_hand->AdvanceMilliseconds(1);
+    const std::int64_t next = clock_.CoarseMilliseconds();
+    EXPECT_GE(next, std::exchange(coarse, next));
+  }
+  EXPECT_GE(clock_.CoarseMilliseconds() - coarse_begin, 30);
 }
 
 TEST_P(ClockContract, OnlyAClockThatIsMovedByHandHasAlarms) {

@@ -54,6 +54,10 @@ std::int64_t SimulatedClock::SteadyMilliseconds() const {
   return Base(real_.SteadyMilliseconds()) + steady_milliseconds_;
 }
 
+std::int64_t SimulatedClock::CoarseMilliseconds() const {
+  return Base(real_.CoarseMilliseconds()) + steady_milliseconds_;
+}
+
 void SimulatedClock::AdvanceMilliseconds(std::int64_t milliseconds) {
   now_milliseconds_ += milliseconds;
   const std::int64_t steady = steady_milliseconds_ += milliseconds;
