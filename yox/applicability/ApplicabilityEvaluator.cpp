@@ -4,6 +4,7 @@
 #include <exception>
 #include <utility>
 
+#include "yox/applicability/ClientVersion.h"
 #include "yox/applicability/DecisionLog.h"
 #include "yox/applicability/EvaluatorLog.h"
 #include "yox/applicability/RunningDevice.h"
@@ -12,12 +13,12 @@
 #include "yox/decision/Criteria.h"
 #include "yox/decision/Decide.h"
 #include "yox/decision/Explanation.h"
-#include "yox/device/YoxInfo.h"
 #include "yox/foundation/YOXHelperFactory.h"
 #include "yox/tags/AppAndTagCollection.h"
 
 using YOX::String;
 using yox::WString;
+using yox::applicability::ClientVersion;
 using yox::applicability::DecisionLog;
 using yox::applicability::LogFailedTerm;
 using yox::applicability::LogFailure;
@@ -40,8 +41,11 @@ namespace {
 
 // What decisions over this device start from, fetched in this order.
 struct ThisDevice {
+  explicit ThisDevice(ClientVersion& version) : client_version(version.Get(own)) {}
+
+  WString own;
   AppAndTagCollection* const tags = AppAndTagCollection::GetInstance();
-  WString client_version = YoxInfo::GetInstance()->GetYoxServiceVersion();
+  const WString& client_version;
   std::shared_ptr<MachineInformation> record =
       yox::YOXHelperFactory::GetInstance()->GetMachineInformationAgent();
 };
@@ -79,15 +83,15 @@ bool ApplicabilityEvaluator::IsApplicable(const ApplicabilityFilter& filter, WSt
                                           const Pairs& extraTags, WString& reason) {
   constexpr const char* kOrigin = "ApplicabilityEvaluator::IsApplicable";
   try {
-    ThisDevice device;  // not constant: a decision may trim the version
+    ThisDevice device(*client_version_);
     if (device.record == nullptr && !warned_.exchange(true)) {
       g_evaluator_log.w(
           "%s No machine record: until the host sets one with SetMachineInformationAgent, every "
           "list applies",
           kOrigin);
     }
-    return EvaluateApplicability(std::move(device.record), device.client_version, filter,
-                                 device.tags, targetVersion, extraTags, reason);
+    return Decide(device.record.get(), device.client_version, filter, device.tags, true,
+                  targetVersion, extraTags, reason);
   } catch (const std::exception& error) {
     g_evaluator_log.e("%s : Exception - %s", kOrigin, String::UTF8ToUTF16(error.what()));
     return true;
@@ -99,17 +103,27 @@ bool ApplicabilityEvaluator::EvaluateApplicability(
     const WString& clientVersion, const ApplicabilityFilter& filter,
     AppAndTagCollection* tagCollection, WString* targetVersion, const Pairs& extraTags,
     WString& reason) {
+  return Decide(machineInformation.get(), clientVersion, filter, tagCollection, false,
+                targetVersion, extraTags, reason);
+}
+
+bool ApplicabilityEvaluator::Decide(const MachineInformation* machine,
+                                    const WString& client_version,
+                                    const ApplicabilityFilter& filter, AppAndTagCollection* tags,
+                                    bool keeps_tags, WString* target_version,
+                                    const Pairs& extra_tags, WString& reason) {
   const ApplicabilityFilter::Lease list(filter);
-  RunningDevice device(*this, machineInformation.get(), clientVersion, tagCollection, targetVersion,
-                       extraTags);
+  RunningDevice device(*this, machine, client_version, tags, target_version, extra_tags);
+  if (keeps_tags) device.UseKeptTags();
   const bool is_discarded = &reason == &discard_reason_ || reason == discard_reason_;
+  if (is_discarded && !DecisionLog::IsRead()) return Applies(*list, device) == Truth::kTrue;
   DecisionLog log(*list, logThrottler, is_discarded ? nullptr : &reason);
-  return Decide(*list, device, log.IsWanted() ? &log : nullptr).applies == Truth::kTrue;
+  return Applies(*list, device, &log) == Truth::kTrue;
 }
 
 Explanation ApplicabilityEvaluator::Explain(const ApplicabilityFilter& filter,
                                             const WString* targetVersion, const Pairs& extraTags) {
-  const ThisDevice device;
+  const ThisDevice device(*client_version_);
   return Explain(device.record, device.client_version, filter, device.tags, targetVersion,
                  extraTags);
 }
@@ -126,7 +140,7 @@ Explanation ApplicabilityEvaluator::Explain(
 
 DecisionTrace ApplicabilityEvaluator::Trace(const ApplicabilityFilter& filter,
                                             const WString* targetVersion, const Pairs& extraTags) {
-  const ThisDevice device;
+  const ThisDevice device(*client_version_);
   return Trace(device.record, device.client_version, filter, device.tags, targetVersion, extraTags);
 }
 

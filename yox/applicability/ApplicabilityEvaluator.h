@@ -34,6 +34,8 @@ class PersonaTagRegistryMonitor;
 
 namespace yox::applicability {
 class BucketCache;
+class ClientVersion;
+class KeptTags;
 struct IndexedPairs;
 }  // namespace yox::applicability
 
@@ -214,6 +216,12 @@ class YOX_API ApplicabilityEvaluator {
   // Returns the tags as pairs with an index, which is kept until other tags are passed.
   std::shared_ptr<const IndexedPairs> Indexed(
       const std::shared_ptr<const std::vector<YOXTag>>& tags);
+  // EvaluateApplicability, with the tags of the process's collection as IsApplicable keeps them if
+  // `keeps_tags` is true.
+  YOX_LOCAL bool Decide(const MachineInformation* machine, const yox::WString& client_version,
+                        const ApplicabilityFilter& filter, AppAndTagCollection* tags,
+                        bool keeps_tags, yox::WString* target_version, const Pairs& extra_tags,
+                        yox::WString& reason);
 
   static std::atomic<ApplicabilityEvaluator*> applicability_evaluator_;
   static yox::Mutex instance_mutex_;
@@ -239,6 +247,8 @@ class YOX_API ApplicabilityEvaluator {
   yox::Mutex installedAppsLock;
   LogThrottler logThrottler;
   const std::unique_ptr<yox::applicability::BucketCache> buckets_;
+  const std::unique_ptr<yox::applicability::ClientVersion> client_version_;
+  const std::unique_ptr<yox::applicability::KeptTags> kept_tags_;
   std::atomic<bool> warned_{false};  // that there is no machine record
 
   yox::Mutex tags_mutex_;

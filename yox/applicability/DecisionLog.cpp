@@ -186,13 +186,11 @@ DecisionLog::DecisionLog(const decision::CompiledList& list, LogThrottler& throt
   if (reason != nullptr) reason_.emplace(list, *reason);
 }
 
-bool DecisionLog::IsWanted() const {
-  return reason_ || g_evaluator_log.Enabled(YOX::LogLevel::Error);
-}
+// Nothing silences the log of a decision: that is for explanations.
+bool DecisionLog::IsRead() { return g_evaluator_log.IsRead(YOX::LogLevel::Error); }
 
 void DecisionLog::FilterPassed(std::size_t filter, const decision::Failure& failure) {
   if (reason_) reason_->FilterPassed(filter, failure);
-  // Nothing silences the log of a decision: that is for explanations.
   if (!g_evaluator_log.IsRead(YOX::LogLevel::Debug)) return;
   const std::uint64_t generation = LogThrottler::Generation();
   if (dropped_ == nullptr) dropped_ = &yox::ThreadOwned<DroppedLines>();

@@ -33,8 +33,8 @@ class DecisionLog final : public decision::Observer {
   // The arguments must outlive the object. `reason` is cleared.
   DecisionLog(const decision::CompiledList& list, LogThrottler& throttler, WString* reason);
 
-  // Whether there is a log or a reason to write to; a decision needs no observer otherwise.
-  bool IsWanted() const;
+  // Whether some line would go to the log; a decision without a reason needs no observer otherwise.
+  static bool IsRead();
 
   void FilterPassed(std::size_t filter, const decision::Failure& failure) override;
   void FilterDecided(std::size_t filter, const decision::CompiledList::Program& program,

@@ -4,7 +4,9 @@
 
 #include "yox/applicability/ApplicabilityEvaluator.h"
 #include "yox/applicability/BucketCache.h"
+#include "yox/applicability/ClientVersion.h"
 #include "yox/applicability/EvaluatorLog.h"
+#include "yox/applicability/KeptTags.h"
 #include "yox/base/String.h"
 #include "yox/clientbase/CRegMonitor.h"
 #include "yox/clientbase/CRegUtil.h"
@@ -68,7 +70,9 @@ ApplicabilityEvaluator* ApplicabilityEvaluator::GetInstance() {
 }
 
 ApplicabilityEvaluator::ApplicabilityEvaluator()
-    : buckets_(std::make_unique<yox::applicability::BucketCache>()) {}
+    : buckets_(std::make_unique<yox::applicability::BucketCache>()),
+      client_version_(std::make_unique<yox::applicability::ClientVersion>()),
+      kept_tags_(std::make_unique<yox::applicability::KeptTags>()) {}
 
 ApplicabilityEvaluator::~ApplicabilityEvaluator() {
   g_evaluator_log.d("%s :destructor of ApplicableEvaluator",

@@ -36,6 +36,7 @@ using yox::decision::Knowledge;
 using yox::decision::LocalDays;
 using yox::decision::PairsFact;
 using yox::decision::PairView;
+using yox::decision::PreparedPairs;
 using yox::decision::RegistryFact;
 using yox::decision::TextFact;
 using yox::decision::TextPattern;
@@ -243,8 +244,18 @@ TextsFact ApplicabilityEvaluator::RunningDevice::FetchSubscriptions() {
 PairsFact ApplicabilityEvaluator::RunningDevice::FetchTags() {
   static const auto* const none = new IndexedPairs(Pairs());
   if (tags_ == nullptr) return {Knowledge::kKnown, &none->index, &none->index};
-  stored_tags_ = evaluator_.Indexed(AppAndTagCollection::Shared(tags_));
-  return {Knowledge::kKnown, &stored_tags_->index, &stored_tags_->index};
+  StoredTags& stored = stored_tags_.emplace();
+  const std::uint64_t generation = tags_->Generation();  // before the tags: they may change
+  if (uses_kept_tags_) {
+    stored.kept.emplace(*evaluator_.kept_tags_);
+    if (const PreparedPairs* const kept = stored.kept->Get(generation)) {
+      return {Knowledge::kKnown, kept, kept};
+    }
+    stored.kept.reset();
+  }
+  stored.shared = evaluator_.Indexed(AppAndTagCollection::Shared(tags_));
+  if (uses_kept_tags_) evaluator_.kept_tags_->Keep(stored.shared, generation);
+  return {Knowledge::kKnown, &stored.shared->index, &stored.shared->index};
 }
 
 std::optional<PairView> ApplicabilityEvaluator::RunningDevice::Items::First(

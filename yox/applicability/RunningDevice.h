@@ -7,6 +7,7 @@
 
 #include "yox/applicability/ApplicabilityEvaluator.h"
 #include "yox/applicability/IndexedPairs.h"
+#include "yox/applicability/KeptTags.h"
 #include "yox/base/WString.h"
 #include "yox/decision/DeviceFacts.h"
 #include "yox/decision/FactsRecord.h"
@@ -28,6 +29,10 @@ class YOX_LOCAL ApplicabilityEvaluator::RunningDevice final : public yox::decisi
                 const yox::WString& client_version, AppAndTagCollection* tags,
                 const yox::WString* target_version, const Pairs& extra_tags,
                 Purpose purpose = Purpose::kDecide);
+
+  // From now on the tags, which must be those of the process's collection, are taken from the
+  // evaluator as long as they have not changed.
+  void UseKeptTags() { uses_kept_tags_ = true; }
 
   // Returns all facts, and of the registry the values that the lists require.
   yox::decision::FactsRecord Collect(std::span<const ApplicabilityFilter> lists);
@@ -104,6 +109,12 @@ class YOX_LOCAL ApplicabilityEvaluator::RunningDevice final : public yox::decisi
   Own& own();
 
   std::optional<yox::WString> manufacturer_;
-  std::shared_ptr<const IndexedPairs> stored_tags_;  // null without a collection
+  // The stored tags, leased from the evaluator or shared with it.
+  struct StoredTags {
+    std::optional<yox::applicability::KeptTags::Lease> kept;
+    std::shared_ptr<const IndexedPairs> shared;
+  };
+  bool uses_kept_tags_ = false;
+  std::optional<StoredTags> stored_tags_;
   std::optional<Own> own_;
 };

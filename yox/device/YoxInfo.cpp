@@ -1,5 +1,6 @@
 #include "yox/device/YoxInfo.h"
 
+#include <atomic>
 #include <utility>
 
 #include "yox/base/ThreadSafety.h"
@@ -16,6 +17,8 @@ namespace {
 
 // Guards service_version_ of every object: with a lock as a member they could not be copied.
 yox::Mutex g_service_version_mutex;
+
+constinit std::atomic<std::uint64_t> g_times_forgotten{0};
 
 }  // namespace
 
@@ -50,6 +53,12 @@ WString YoxInfo::GetYoxServiceVersion() {
 void YoxInfo::ForgetServiceVersion() {
   const yox::MutexLock lock(g_service_version_mutex);
   service_version_.clear();
+  g_times_forgotten.fetch_add(1, std::memory_order_release);
+}
+
+// The sum of two numbers that only grow.
+std::uint64_t YoxInfo::ServiceVersionGeneration() {
+  return yox::platform::Platform::Generation() + g_times_forgotten.load(std::memory_order_acquire);
 }
 
 WString YoxInfo::GetAnonymousDataCollectionPreference() {

@@ -28,6 +28,9 @@ class YOX_API YoxInfo {
   yox::WString GetYoxServiceVersion();
   // The next GetYoxServiceVersion reads the version again.
   void ForgetServiceVersion();
+  // Changes before GetYoxServiceVersion returns another version than the one that was known. Costs
+  // two loads; safe from any thread.
+  static std::uint64_t ServiceVersionGeneration();
   // Returns "On" or "Off", read again at every call.
   yox::WString GetAnonymousDataCollectionPreference();
 
