@@ -64,6 +64,11 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_L
   # in every "literal" + text that it inlines (GCC bug 105651).
   target_compile_options(yox_build INTERFACE -Wno-maybe-uninitialized -Wno-restrict)
 endif()
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  # Its memory is reclaimed from a gigabyte on (in kilobytes; by default from 128 MB): looking for what a source no
+  # longer needs costs up to a fifth of its time.
+  target_compile_options(yox_build INTERFACE --param=ggc-min-heapsize=1000000)
+endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   # Proves that data is used with the lock that yox/base/ThreadSafety.h says guards it.
   target_compile_options(yox_build INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wthread-safety>)
