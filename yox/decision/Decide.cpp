@@ -85,34 +85,43 @@ template <InlineStep::Kind kKind>
   return ValueMatches(step, term, pair->value());
 }
 
+// Whether the field's text, if it is known and has been folded, is one that `matches` returns true
+// for.
+template <class Matches>
+[[gnu::always_inline]] inline Truth ActualMatches(DeviceFacts& facts, FilterField field,
+                                                  Matches matches) {
+  FoldedView actual;
+  if (!GetActual(facts, field, actual)) [[unlikely]]
+    return kEvaluateInFull;
+  return TruthOf(matches(actual));
+}
+
 // One switch, without a test before it: which kind is next is what the processor predicts worst.
 [[gnu::always_inline]] inline Truth MatchesInline(const CompiledList& list, const InlineStep& step,
                                                   DeviceFacts& facts) {
-  const auto text = [&](auto matches) __attribute__((always_inline)) {
-    FoldedView actual;
-    if (!GetActual(facts, step.field, actual)) [[unlikely]]
-      return kEvaluateInFull;
-    return TruthOf(matches(actual));
-  };
   switch (step.kind) {
     case InlineStep::Kind::kText:
-      return text([&](const FoldedView& actual) { return IsText(step, actual) != step.negated; });
+      return ActualMatches(facts, step.field, [&](const FoldedView& actual) {
+        return IsText(step, actual) != step.negated;
+      });
     case InlineStep::Kind::kTexts:
-      return text([&](const FoldedView& actual) {
+      return ActualMatches(facts, step.field, [&](const FoldedView& actual) {
         return list.alternatives().HasText(step.texts, actual.text, actual.fingerprint);
       });
     case InlineStep::Kind::kPatterns:
-      return text([&](const FoldedView& actual) { return PatternsMatch(list, step, actual); });
+      return ActualMatches(facts, step.field, [&](const FoldedView& actual) {
+        return PatternsMatch(list, step, actual);
+      });
     case InlineStep::Kind::kStart:
-      return text([&](const FoldedView& actual) {
+      return ActualMatches(facts, step.field, [&](const FoldedView& actual) {
         return StartsWithUnits(actual.text, step.Text(), step.text.key) != step.negated;
       });
     case InlineStep::Kind::kEnd:
-      return text([&](const FoldedView& actual) {
+      return ActualMatches(facts, step.field, [&](const FoldedView& actual) {
         return EndsWithUnits(actual.text, step.Text(), step.text.key) != step.negated;
       });
     case InlineStep::Kind::kMiddle:
-      return text([&](const FoldedView& actual) {
+      return ActualMatches(facts, step.field, [&](const FoldedView& actual) {
         return ContainsUnits(actual.text, step.Text()) != step.negated;
       });
     case InlineStep::Kind::kVersion: {
