@@ -79,6 +79,19 @@ bool HoldsLogged(const KeyValueTerm& term, const ApplicabilityEvaluator::Pairs& 
 
 }  // namespace
 
+[[gnu::always_inline]] inline bool ApplicabilityEvaluator::Decide(
+    const MachineInformation* machine, const WString& client_version,
+    const ApplicabilityFilter& filter, AppAndTagCollection* tags, bool keeps_tags,
+    WString* target_version, const Pairs& extra_tags, WString& reason) {
+  const yox::Published<CompiledList>::Lease list(filter.list_);
+  RunningDevice device(*this, machine, client_version, tags, target_version, extra_tags);
+  if (keeps_tags) device.UseKeptTags();
+  const bool is_discarded = &reason == &discard_reason_ || reason == discard_reason_;
+  if (is_discarded && !DecisionLog::IsRead()) return Applies(*list, device) == Truth::kTrue;
+  DecisionLog log(*list, logThrottler, is_discarded ? nullptr : &reason);
+  return Applies(*list, device, &log) == Truth::kTrue;
+}
+
 bool ApplicabilityEvaluator::IsApplicable(const ApplicabilityFilter& filter, WString* targetVersion,
                                           const Pairs& extraTags, WString& reason) {
   constexpr const char* kOrigin = "ApplicabilityEvaluator::IsApplicable";
@@ -105,20 +118,6 @@ bool ApplicabilityEvaluator::EvaluateApplicability(
     WString& reason) {
   return Decide(machineInformation.get(), clientVersion, filter, tagCollection, false,
                 targetVersion, extraTags, reason);
-}
-
-bool ApplicabilityEvaluator::Decide(const MachineInformation* machine,
-                                    const WString& client_version,
-                                    const ApplicabilityFilter& filter, AppAndTagCollection* tags,
-                                    bool keeps_tags, WString* target_version,
-                                    const Pairs& extra_tags, WString& reason) {
-  const ApplicabilityFilter::Lease list(filter);
-  RunningDevice device(*this, machine, client_version, tags, target_version, extra_tags);
-  if (keeps_tags) device.UseKeptTags();
-  const bool is_discarded = &reason == &discard_reason_ || reason == discard_reason_;
-  if (is_discarded && !DecisionLog::IsRead()) return Applies(*list, device) == Truth::kTrue;
-  DecisionLog log(*list, logThrottler, is_discarded ? nullptr : &reason);
-  return Applies(*list, device, &log) == Truth::kTrue;
 }
 
 Explanation ApplicabilityEvaluator::Explain(const ApplicabilityFilter& filter,

@@ -218,10 +218,9 @@ class YOX_API ApplicabilityEvaluator {
       const std::shared_ptr<const std::vector<YOXTag>>& tags);
   // EvaluateApplicability, with the tags of the process's collection as IsApplicable keeps them if
   // `keeps_tags` is true.
-  YOX_LOCAL bool Decide(const MachineInformation* machine, const yox::WString& client_version,
-                        const ApplicabilityFilter& filter, AppAndTagCollection* tags,
-                        bool keeps_tags, yox::WString* target_version, const Pairs& extra_tags,
-                        yox::WString& reason);
+  bool Decide(const MachineInformation* machine, const yox::WString& client_version,
+              const ApplicabilityFilter& filter, AppAndTagCollection* tags, bool keeps_tags,
+              yox::WString* target_version, const Pairs& extra_tags, yox::WString& reason);
 
   static std::atomic<ApplicabilityEvaluator*> applicability_evaluator_;
   static yox::Mutex instance_mutex_;

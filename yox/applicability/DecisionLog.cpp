@@ -6,7 +6,6 @@
 #include <string_view>
 #include <vector>
 
-#include "yox/applicability/EvaluatorLog.h"
 #include "yox/base/FoldedText.h"
 #include "yox/base/ThreadSlot.h"
 #include "yox/decision/Criteria.h"
@@ -185,9 +184,6 @@ DecisionLog::DecisionLog(const decision::CompiledList& list, LogThrottler& throt
     : list_(list), throttler_(throttler) {
   if (reason != nullptr) reason_.emplace(list, *reason);
 }
-
-// Nothing silences the log of a decision: that is for explanations.
-bool DecisionLog::IsRead() { return g_evaluator_log.IsRead(YOX::LogLevel::Error); }
 
 void DecisionLog::FilterPassed(std::size_t filter, const decision::Failure& failure) {
   if (reason_) reason_->FilterPassed(filter, failure);

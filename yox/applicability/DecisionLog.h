@@ -4,6 +4,7 @@
 #include <exception>
 #include <optional>
 
+#include "yox/applicability/EvaluatorLog.h"
 #include "yox/base/String.h"
 #include "yox/base/WString.h"
 #include "yox/decision/Observer.h"
@@ -34,7 +35,8 @@ class DecisionLog final : public decision::Observer {
   DecisionLog(const decision::CompiledList& list, LogThrottler& throttler, WString* reason);
 
   // Whether some line would go to the log; a decision without a reason needs no observer otherwise.
-  static bool IsRead();
+  // Nothing silences the log of a decision: that is for explanations.
+  static bool IsRead() { return g_evaluator_log.IsRead(YOX::LogLevel::Error); }
 
   void FilterPassed(std::size_t filter, const decision::Failure& failure) override;
   void FilterDecided(std::size_t filter, const decision::CompiledList::Program& program,

@@ -11,6 +11,8 @@
 #include "yox/base/WString.h"
 #include "yox/decision/FilterFields.h"
 
+class ApplicabilityEvaluator;
+
 namespace yox::decision {
 class CompiledList;
 }
@@ -95,5 +97,7 @@ class YOX_API ApplicabilityFilter {
   };
 
  private:
+  friend class ApplicabilityEvaluator;  // leases without a call
+
   yox::Published<yox::decision::CompiledList> list_;
 };

@@ -215,21 +215,29 @@ const Pairs::value_type* FindPattern(const Pairs& pairs, const TextPattern& name
   return found == pairs.end() ? nullptr : &*found;
 }
 
+// Returns the first pair from `at` on whose name has the fingerprint, or `end`.
+[[gnu::noinline]] const Pairs::value_type* FindFingerprint(const Pairs::value_type* at,
+                                                           const Pairs::value_type* end,
+                                                           std::uint64_t name) {
+  const auto may_be = [name](const auto& pair) { return pair.key_fingerprint() == name; };
+  // Four for each look at the end.
+  for (; end - at >= 4; at += 4) {
+    if (may_be(at[0])) return at;
+    if (may_be(at[1])) return at + 1;
+    if (may_be(at[2])) return at + 2;
+    if (may_be(at[3])) return at + 3;
+  }
+  while (at != end && !may_be(*at)) ++at;
+  return at;
+}
+
 }  // namespace
 
 const Pairs::value_type* FindFirst(const Pairs& pairs, const TextPattern& name) {
-  using Pair = Pairs::value_type;
-  const Pair* at = pairs.data();
-  const Pair* const end = at + pairs.size();
   if (!name.IsText()) return FindPattern(pairs, name);
-  const std::uint64_t wanted = name.fingerprint;
-  const auto may_be = [wanted](const Pair& pair) { return pair.key_fingerprint() == wanted; };
-  for (;; ++at) {
-    // Four for each look at the end.
-    while (end - at >= 4 && !may_be(at[0]) && !may_be(at[1]) && !may_be(at[2]) && !may_be(at[3])) {
-      at += 4;
-    }
-    while (at != end && !may_be(*at)) ++at;
+  const auto* const end = pairs.data() + pairs.size();
+  for (const auto* at = pairs.data();; ++at) {
+    at = FindFingerprint(at, end, name.fingerprint);
     if (at == end) return nullptr;
     if (name.Is(at->key())) return at;
   }
