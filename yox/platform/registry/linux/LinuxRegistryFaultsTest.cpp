@@ -451,7 +451,7 @@ class SmallDisk {
   explicit SmallDisk(const char* size) {
     // Without root's rights in a name space of users, where the process has them.
     if (unshare(CLONE_NEWNS) != 0 && unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) return;
-    mounted_ = mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+    mounted_ = mount("none", "/", "none", MS_REC | MS_PRIVATE, nullptr) == 0 &&
                mount("none", path().c_str(), "tmpfs", 0, size) == 0;
   }
   ~SmallDisk() {
