@@ -34,6 +34,8 @@
 #include "bench/TargetingLua.h"
 #endif
 #include "bench/TargetingWorkload.h"
+#include "tests/support/SubstitutedPlatform.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace {
 
@@ -301,9 +303,11 @@ void TextInARow(benchmark::State& state) {
 BENCHMARK(TextInARow);
 
 // The running service: what IsApplicable takes from the singletons, beside the same decision over
-// the same objects as arguments.
+// the same objects as arguments. On a simulated device, and on one with this system's own registry
+// and clock.
 struct Service {
   yox::platform::SimulatedDevice platform;
+  yox_test::SubstitutedPlatform native{platform};
   yox::platform::ScopedPlatform installed{platform};
   std::unique_ptr<ApplicabilityEvaluator> evaluator;
   std::shared_ptr<MachineInformation> record = TheWorld().devices.front().record;
@@ -324,6 +328,12 @@ struct Service {
     tags->AddTags(list, false, false);
     version = YoxInfo::GetInstance()->GetYoxServiceVersion();
     evaluator = ApplicabilityEvaluator::CreateWithoutTasks();
+
+    native.Set(yox::platform::Platform::Native().clock());
+    auto& registry = yox::platform::Platform::Native().registry();
+    // A key that every system has, and on Linux a registry that a process has written to.
+    registry.CreateKey({HKEY_CURRENT_USER, YOX::String::UTF8ToUTF16("Software"), {}, {}});
+    native.Set(registry);
   }
 };
 Service& TheService() {
@@ -339,6 +349,12 @@ void IsApplicable(benchmark::State& state) {
   });
 }
 BENCHMARK(IsApplicable);
+
+void IsApplicableWithOwnRegistry(benchmark::State& state) {
+  const yox::platform::ScopedPlatform installed(TheService().native);
+  IsApplicable(state);
+}
+BENCHMARK(IsApplicableWithOwnRegistry);
 
 void EvaluateOnTheSame(benchmark::State& state) {
   Service& service = TheService();
@@ -383,6 +399,8 @@ void CheckThatAllAgree() {
 }  // namespace
 
 int main(int argc, char** argv) {
+  const yox_test::TemporaryFolder state;
+  setenv("YOX_STATE_DIR", state.path().c_str(), 1);  // of Linux
   CheckThatAllAgree();
   return yox_bench::RunWithRatios(
       argc, argv,
@@ -393,6 +411,8 @@ int main(int argc, char** argv) {
         "TextInARow", 3},
        {"a decision on a prepared device, to the digest evaluator", "Prepared", "Digest", 1.5},
        {"IsApplicable, to EvaluateApplicability", "IsApplicable", "EvaluateOnTheSame", 1.3},
+       {"IsApplicable with the system's own registry, to EvaluateApplicability",
+        "IsApplicableWithOwnRegistry", "EvaluateOnTheSame", 1.3},
        {"a decision, to LuaJIT", "Library/threads:1", "Lua", 0.5},
        {"two threads' time per decision, to one's", "Library/threads:2", "Library/threads:1",
         0.6}});

@@ -11,8 +11,16 @@ using platform::RegistryStatus;
 using platform::RegistryType;
 using platform::RegistryValue;
 
-// Never destroyed. Every decision of the running service reads the key.
-const RegistryKey& Organisation() {
+bool Read(WStringView name, RegistryType type, RegistryValue& value) {
+  return platform::Platform::Get().registry().Get(EpUrlProvider::Key(), name, value) ==
+             RegistryStatus::kOk &&
+         value.type == type;
+}
+
+}  // namespace
+
+// Never destroyed. Every decision of the running service may read the key.
+const RegistryKey& EpUrlProvider::Key() {
   static const auto* const key = new RegistryKey{HKEY_LOCAL_MACHINE,
                                                  "SOFTWARE\\Tervan\\YOX\\Organisation"_w,
                                                  platform::RegistryView::k64Bit,
@@ -20,17 +28,9 @@ const RegistryKey& Organisation() {
   return *key;
 }
 
-bool Read(WStringView name, RegistryType type, RegistryValue& value) {
-  return platform::Platform::Get().registry().Get(Organisation(), name, value) ==
-             RegistryStatus::kOk &&
-         value.type == type;
-}
-
-}  // namespace
-
 EpUrlProvider* EpUrlProvider::GetInstance() {
   static EpUrlProvider instance;
-  return platform::Platform::Get().registry().Exists(Organisation()) ? &instance : nullptr;
+  return platform::Platform::Get().registry().Exists(Key()) ? &instance : nullptr;
 }
 
 bool EpUrlProvider::GetRealm(WString& realm) const {

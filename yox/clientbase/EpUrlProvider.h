@@ -5,6 +5,10 @@
 #include "yox/base/Export.h"
 #include "yox/base/WString.h"
 
+namespace yox::platform {
+struct RegistryKey;
+}
+
 namespace YOX {
 
 // The organisation that this device belongs to, as the client's service has written it to the
@@ -18,6 +22,9 @@ class YOX_API EpUrlProvider {
   // Return false, and empty the output, if there is no such value.
   bool GetRealm(WString& realm) const;
   bool GetDeviceSubscriptionList(std::vector<WString>& subscriptions) const;
+
+  // The key of these values.
+  YOX_LOCAL static const platform::RegistryKey& Key();
 
  private:
   EpUrlProvider() = default;

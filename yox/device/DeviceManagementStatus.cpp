@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "yox/base/Log.h"
+#include "yox/base/Published.h"
 #include "yox/base/String.h"
 #include "yox/base/ThreadSafety.h"
 #include "yox/clientbase/CRegUtil.h"
@@ -13,6 +14,7 @@
 #include "yox/clientbase/OperatingSystemAgent.h"
 #include "yox/platform/Platform.h"
 #include "yox/platform/clock/Clock.h"
+#include "yox/platform/registry/Registry.h"
 #include "yox/platform/system/JoinState.h"
 #include "yox/platform/system/Services.h"
 
@@ -22,6 +24,7 @@ using YOX::String;
 using yox::WString;
 using yox::platform::JoinAnswer;
 using yox::platform::Platform;
+using yox::platform::RegistryKey;
 using Outcome = yox::platform::JoinAnswer::Outcome;
 
 namespace {
@@ -144,13 +147,17 @@ ManagementState Edition() {
           kForEver};
 }
 
+// Never destroyed. Every decision of the running service may read the key.
+const WString& PolicyPath() {
+  static const auto& path = *new WString("SOFTWARE\\Policies\\Tervan\\YOX\\"_w);
+  return path;
+}
+
 // Until the registry changes.
 ManagementState Policy() {
-  // Never destroyed. Every decision of the running service reads the value.
-  static const auto& path = *new WString("SOFTWARE\\Policies\\Tervan\\YOX\\"_w);
   static const auto& name = *new WString("IsManagedDevice"_w);
   std::uint32_t managed = 0;
-  YOX::CRegUtil::GetRegValueOfDwordType(HKEY_LOCAL_MACHINE, path, name, managed);
+  YOX::CRegUtil::GetRegValueOfDwordType(HKEY_LOCAL_MACHINE, PolicyPath(), name, managed);
   return {managed != 0, kForEver};
 }
 
@@ -165,7 +172,27 @@ ManagementState ManagementService() {
       []() -> std::optional<bool> { return Platform::Get().services().IsRunning("ccmexec"_wv); });
 }
 
+// Tracks the keys of Policy and Organisation on one platform.
+struct PlatformTracker {
+  std::uint64_t platform = Platform::Generation();
+  std::unique_ptr<yox::platform::RegistryTracker> tracker = Platform::Get().registry().Track(
+      std::array{RegistryKey{HKEY_LOCAL_MACHINE, PolicyPath(), {}, {}}, YOX::EpUrlProvider::Key()});
+};
+
 }  // namespace
+
+std::optional<std::uint64_t> yox::device::ManagementGeneration() {
+  // Never destroyed.
+  static auto& current = *new Published<PlatformTracker>(std::make_shared<PlatformTracker>());
+  {
+    const Published<PlatformTracker>::Lease lease(current);
+    if (lease->platform == Platform::Generation()) [[likely]]
+      return lease->tracker->Generation();
+  }
+  const auto next = std::make_shared<PlatformTracker>();
+  current.Set(next);
+  return next->tracker->Generation();
+}
 
 ManagementState yox::device::QueryManagement() {
   ManagementState all{false, kForEver};

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <span>
 
 #include "yox/base/Export.h"
@@ -19,13 +20,17 @@ struct ManagementSignal {
 // Whether an organisation manages the device, and until when that is known to be so.
 struct ManagementState {
   bool is_managed = false;
-  // In nanoseconds of the platform's steady clock, provided that neither the registry nor the
-  // platform changes before. INT64_MIN: the next call has to query again.
+  // In nanoseconds of the platform's steady clock, provided that neither the platform nor
+  // ManagementGeneration changes before. INT64_MIN: the next call has to query again.
   std::int64_t known_until = INT64_MIN;
 };
 
 // The same as IsDeviceManaged, for callers that keep the result.
 ManagementState QueryManagement();
+
+// A number that differs from every earlier one of this platform once the registry may have changed
+// what QueryManagement reads there. std::nullopt: that is not known. See RegistryTracker.
+std::optional<std::uint64_t> ManagementGeneration();
 
 // The signals in the order in which IsDeviceManaged queries them.
 YOX_API std::span<const ManagementSignal> ManagementSignals();

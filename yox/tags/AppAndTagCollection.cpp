@@ -73,12 +73,14 @@ class StateOfTag {
   explicit StateOfTag(std::uint64_t list)
       : list_(list),
         platform_(Platform::Generation()),
-        registry_(Platform::Get().registry().Generation()) {}
+        registry_(yox::device::ManagementGeneration()) {}
 
+  // Whether a later state can be compared with it.
+  bool IsKnown() const { return registry_.has_value(); }
   // The same, if it lasts until a moment of the steady clock, in nanoseconds.
   StateOfTag Until(std::int64_t moment) const {
     StateOfTag limited = *this;
-    limited.until_ = registry_ ? moment : INT64_MIN;
+    limited.until_ = moment;
     limited.looked_ = Platform::Get().clock().CoarseMilliseconds();
     return limited;
   }
@@ -86,9 +88,8 @@ class StateOfTag {
   // second ago.
   bool IsStill(std::uint64_t list) {
     if (until_ == INT64_MIN || list_ != list || platform_ != Platform::Generation()) return false;
-    Platform& platform = Platform::Get();
-    return platform.registry().Generation() == registry_ &&
-           (until_ == INT64_MAX || !HasEnded(platform.clock()));
+    return yox::device::ManagementGeneration() == registry_ &&
+           (until_ == INT64_MAX || !HasEnded(Platform::Get().clock()));
   }
   friend bool operator==(const StateOfTag& left, const StateOfTag& right) {
     return left.list_ == right.list_ && left.platform_ == right.platform_ &&
@@ -132,7 +133,7 @@ AppAndTagCollection* AppAndTagCollection::GetInstance() {
   const StateOfTag now(list);
   // Kept if all of it is of one moment, in which the list had the tag already.
   const std::int64_t until = instance.UpdateManagement();
-  if (StateOfTag(instance.tags_.Generation()) == now) last = now.Until(until);
+  if (now.IsKnown() && StateOfTag(instance.tags_.Generation()) == now) last = now.Until(until);
   return &instance;
 }
 

@@ -35,9 +35,9 @@ class YOX_API AppAndTagCollection {
   static const yox::WString oobeDateTag;
   static const yox::WString daysSinceOobe;
 
-  // Never returns null. Fills the list when it is empty, and computes again whether the device is
-  // managed: on every call, which costs a few system calls, unless the platform tells when its
-  // registry changes.
+  // Never returns null. Fills the list when it is empty, and computes whether the device is managed
+  // again after the registry's keys that say so have changed (RegistryTracker), after an hour, and
+  // whenever the registry cannot say that they have not.
   static AppAndTagCollection* GetInstance();
 
   // Returns a copy of the list, in order. Holds the lock.

@@ -26,6 +26,7 @@ using yox::platform::RegistryKey;
 using yox::platform::RegistryStatus;
 using yox::platform::RegistryType;
 using yox::platform::RegistryValue;
+using yox::platform::RegistryView;
 
 class TestCollection : public AppAndTagCollection {
  public:
@@ -358,12 +359,15 @@ TEST(AppAndTagCollectionSingletonTest, AManagementServiceIsSeenWithinAnHour) {
   EXPECT_FALSE(is_managed());
 }
 
-// Counts its reads, and has the numbers of the registry that it forwards to.
+// Counts its reads, and has the trackers of the registry that it forwards to.
 class CountingRegistry final : public yox_test::failing::Registry {
  public:
   CountingRegistry(yox::platform::Registry& base, yox_test::FailingCall& calls)
       : Registry(base, calls), base_(base) {}
-  std::optional<std::uint64_t> Generation() const override { return base_.Generation(); }
+  std::unique_ptr<yox::platform::RegistryTracker> Track(
+      std::span<const RegistryKey> keys) override {
+    return base_.Track(keys);
+  }
 
  private:
   yox::platform::Registry& base_;
@@ -393,6 +397,73 @@ TEST(AppAndTagCollectionSingletonTest, TheRegistryIsReadAgainOnlyAfterAChange) {
   device.clock().Advance(3600);
   EXPECT_GT(reads(), 0);
   EXPECT_EQ(reads(), 0);
+}
+
+TEST(AppAndTagCollectionSingletonTest, ARegistryThatTracksNothingIsReadByEveryCall) {
+  yox::platform::SimulatedDevice device;
+  yox_test::FailingCall calls;
+  yox_test::failing::Registry registry(device.registry(), calls);
+  ASSERT_EQ(registry.Track({})->Generation(), std::nullopt);
+  yox_test::SubstitutedPlatform platform(device);
+  platform.Set(registry);
+  const yox::platform::ScopedPlatform installed(platform);
+  for (int call = 0; call < 4; ++call) {
+    calls.Choose(0);
+    AppAndTagCollection::GetInstance();
+    EXPECT_GT(calls.calls(), 0) << call;
+  }
+}
+
+class ManagementOnEveryRegistry : public testing::TestWithParam<yox_test::RegistryMaker> {};
+YOX_ON_EVERY_REGISTRY(ManagementOnEveryRegistry);
+
+TEST_P(ManagementOnEveryRegistry, IsKeptUntilItsKeysChange) {
+  const auto under_test = GetParam().make();
+  under_test->Isolate();
+  ASSERT_EQ(under_test->registry().CreateKey({HKEY_LOCAL_MACHINE, "SOFTWARE"_w, {}, {}}),
+            RegistryStatus::kOk);
+  yox::platform::SimulatedDevice device;
+  yox_test::FailingCall calls;
+  CountingRegistry registry(under_test->registry(), calls);
+  yox_test::SubstitutedPlatform platform(device);
+  platform.Set(registry);
+  const yox::platform::ScopedPlatform installed(platform);
+  const auto is_managed = [] {
+    const std::string text =
+        String::UTF16ToUTF8(AppAndTagCollection::GetInstance()->getTagsAsString());
+    return text.find("IsManagedDevice:true") != std::string::npos;
+  };
+  const auto is_kept = [&] {
+    const bool managed = is_managed();  // from now on, if the list had another tag until now
+    is_managed();
+    calls.Choose(0);
+    return is_managed() == managed && calls.calls() == 0;
+  };
+  const RegistryKey policy{HKEY_LOCAL_MACHINE, "SOFTWARE\\Policies\\Tervan\\YOX"_w, {}, {}};
+  const RegistryKey organisation{
+      HKEY_LOCAL_MACHINE, "SOFTWARE\\Tervan\\YOX\\Organisation"_w, RegistryView::k64Bit, {}};
+  const WString subscriptions[] = {"6f1c9e3a"_w};
+  yox::platform::Registry& other = under_test->other();
+
+  EXPECT_FALSE(is_managed());
+  EXPECT_TRUE(is_kept());
+  ASSERT_EQ(other.CreateKey(policy), RegistryStatus::kOk);
+  EXPECT_TRUE(is_kept());
+  for (const bool managed : {true, false, true}) {
+    other.SetValue(policy, "IsManagedDevice"_w, RegistryValue::Dword(managed));
+    EXPECT_EQ(is_managed(), managed);
+    EXPECT_TRUE(is_kept());
+  }
+  ASSERT_EQ(other.DeleteKey(policy), RegistryStatus::kOk);
+  EXPECT_FALSE(is_managed());
+  EXPECT_TRUE(is_kept());
+  ASSERT_EQ(other.CreateKey(organisation), RegistryStatus::kOk);
+  EXPECT_TRUE(is_kept());
+  other.SetValue(organisation, "Subscriptions"_w, RegistryValue::MultiText(subscriptions));
+  EXPECT_TRUE(is_managed());
+  EXPECT_TRUE(is_kept());
+  ASSERT_EQ(other.DeleteValue(organisation, "Subscriptions"_w), RegistryStatus::kOk);
+  EXPECT_FALSE(is_managed());
 }
 
 // Notes the access with which keys are opened.
@@ -437,6 +508,10 @@ TEST(AppAndTagCollectionSingletonTest, AnotherPlatformIsQueriedAnew) {
     yox::platform::SimulatedDevice unmanaged;
     prepare(unmanaged, 0);
     const yox::platform::ScopedPlatform inner(unmanaged);
+    EXPECT_THAT(text(), HasSubstr("IsManagedDevice:false"));
+    prepare(unmanaged, 1);
+    EXPECT_THAT(text(), HasSubstr("IsManagedDevice:true"));
+    prepare(unmanaged, 0);
     EXPECT_THAT(text(), HasSubstr("IsManagedDevice:false"));
   }
   EXPECT_THAT(text(), HasSubstr("IsManagedDevice:true"));

@@ -46,6 +46,11 @@ WString NextText(std::span<const std::uint8_t> data, std::size_t& offset) {
   return text;
 }
 
+class UnknownTracker final : public RegistryTracker {
+ public:
+  std::optional<std::uint64_t> Generation() override { return std::nullopt; }
+};
+
 }  // namespace
 
 RegistryValue RegistryValue::Text(WStringView text) {
@@ -99,6 +104,10 @@ std::optional<std::uint32_t> RegistryValue::AsDword() const {
 
 std::optional<std::uint64_t> RegistryValue::AsQword() const {
   return FromLittleEndian<std::uint64_t>(*this, RegistryType::kQword);
+}
+
+std::unique_ptr<RegistryTracker> Registry::Track(std::span<const RegistryKey>) {
+  return std::make_unique<UnknownTracker>();
 }
 
 bool Registry::Exists(const RegistryKey& key) {

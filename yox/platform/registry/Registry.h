@@ -120,6 +120,22 @@ class YOX_API RegistryWatch {
   virtual ~RegistryWatch() = default;
 };
 
+// Says whether keys have changed, for a caller that keeps what it computed from their values. May
+// be used from any thread; after the end of its registry it may only be destroyed.
+class YOX_API RegistryTracker {
+ public:
+  virtual ~RegistryTracker() = default;
+
+  // Returns a number that differs from every earlier one of this object once a tracked key or one
+  // of its values has changed, was created or was deleted, by whichever process; perhaps also after
+  // changes elsewhere. Values that were read between two calls that returned the same number are
+  // those that the registry has at the second call. Costs a load on a simulated device, a system
+  // call on Linux.
+  //
+  // Returns std::nullopt when it cannot say, for example during a change.
+  virtual std::optional<std::uint64_t> Generation() = 0;
+};
+
 // The registry of this device. All operations may be called from any thread, and see what other
 // processes have written.
 class YOX_API Registry {
@@ -165,11 +181,9 @@ class YOX_API Registry {
   virtual RegistryStatus Watch(const RegistryKey& key, Changed changed,
                                std::unique_ptr<RegistryWatch>& watch) = 0;
 
-  // Returns a number that differs from every earlier one as soon as something that this registry
-  // returns may have changed, by whichever process: what was read between two calls with the same
-  // number has not changed meanwhile, and what was read before is still right. Costs a load.
-  // Returns std::nullopt where that is not to be had for so little, as on Linux and Windows.
-  virtual std::optional<std::uint64_t> Generation() const { return std::nullopt; }
+  // Tracks keys, which need not exist, below the roots. Never returns null; the tracker's numbers
+  // may always be std::nullopt.
+  virtual std::unique_ptr<RegistryTracker> Track(std::span<const RegistryKey> keys);
 
   // Returns whether the key exists and can be opened for reading.
   bool Exists(const RegistryKey& key);

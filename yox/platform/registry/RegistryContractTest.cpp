@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <thread>
 #include <utility>
@@ -27,6 +28,7 @@ using yox::platform::RegistryEdit;
 using yox::platform::RegistryEntry;
 using yox::platform::RegistryKey;
 using yox::platform::RegistryStatus;
+using yox::platform::RegistryTracker;
 using yox::platform::RegistryType;
 using yox::platform::RegistryValue;
 using yox::platform::RegistryView;
@@ -631,6 +633,121 @@ TEST_P(RegistryContract, ACallbackMayUseTheRegistry) {
   ASSERT_EQ(registry_->Watch(Key(), answer, watch), kOk);
   ASSERT_EQ(registry_->SetValue(Key(), "Question"_w, RegistryValue::Dword(1)), kOk);
   EXPECT_TRUE(reports.WaitFor("set :Answer"));
+}
+
+// Keeps a value of the registry until the tracker's number changes.
+class KeptValue {
+ public:
+  KeptValue(Registry& registry, RegistryKey key)
+      : registry_(registry), key_(std::move(key)), tracker_(registry.Track({&key_, 1})) {}
+
+  // The value, 0 when there is none.
+  std::uint32_t Get() {
+    const auto now = tracker_->Generation();
+    if (now && now == generation_) return kept_;
+    ++reads_;
+    RegistryValue value;
+    const bool found = registry_.Get(key_, "Name"_w, value) == kOk;
+    kept_ = found ? value.AsDword().value_or(0) : 0;
+    generation_ = tracker_->Generation() == now ? now : std::nullopt;
+    return kept_;
+  }
+  int reads() const { return reads_; }
+
+ private:
+  Registry& registry_;
+  const RegistryKey key_;
+  const std::unique_ptr<RegistryTracker> tracker_;
+  std::optional<std::uint64_t> generation_;
+  std::uint32_t kept_ = 0;
+  int reads_ = 0;
+};
+
+TEST_P(RegistryContract, ATrackedKeyIsReadAgainOnlyAfterAChange) {
+  for (Registry* const writer : {registry_, &under_test_->other()}) {
+    for (const WString& path : {"Sub"_w, "Sub\\Sub"_w}) {
+      const RegistryKey key = Key(path);
+      KeptValue kept(*registry_, key);
+      EXPECT_EQ(kept.Get(), 0U) << "there is no such key";
+      ASSERT_EQ(writer->CreateKey(key), kOk);
+      EXPECT_EQ(kept.Get(), 0U) << "an empty one";
+      for (const std::uint32_t number : {1U, 2U, 2U, 3U}) {
+        ASSERT_EQ(writer->SetValue(key, "Name"_w, RegistryValue::Dword(number)), kOk);
+        EXPECT_EQ(kept.Get(), number);
+      }
+      ASSERT_EQ(writer->DeleteValue(key, "Name"_w), kOk);
+      EXPECT_EQ(kept.Get(), 0U) << "the value is gone";
+      ASSERT_EQ(writer->SetValue(key, "Name"_w, RegistryValue::Dword(4)), kOk);
+      EXPECT_EQ(kept.Get(), 4U);
+      ASSERT_EQ(writer->DeleteKey(Key("Sub"_w)), kOk);
+      EXPECT_EQ(kept.Get(), 0U) << "the key is gone";
+      ASSERT_EQ(writer->CreateKey(key), kOk);
+      ASSERT_EQ(writer->SetValue(key, "Name"_w, RegistryValue::Dword(5)), kOk);
+      EXPECT_EQ(kept.Get(), 5U);
+      const int reads = kept.reads();
+      for (int again = 0; again < 10; ++again) EXPECT_EQ(kept.Get(), 5U);
+      EXPECT_EQ(kept.reads(), reads);
+      ASSERT_EQ(writer->DeleteKey(Key("Sub"_w)), kOk);
+    }
+  }
+}
+
+TEST_P(RegistryContract, EveryTrackedKeyCounts) {
+  const std::array keys{Key("A"_w), Key("B"_w)};
+  ASSERT_EQ(registry_->CreateKey(keys[0]), kOk);
+  const auto tracker = registry_->Track(keys);
+  auto last = tracker->Generation();
+  ASSERT_TRUE(last);
+  for (std::uint32_t round = 0; round < 3; ++round) {
+    for (const RegistryKey& key : keys) {
+      ASSERT_EQ(registry_->CreateKey(key), kOk);
+      ASSERT_EQ(registry_->SetValue(key, "Name"_w, RegistryValue::Dword(round)), kOk);
+      const auto next = tracker->Generation();
+      ASSERT_TRUE(next);
+      EXPECT_NE(next, last);
+      EXPECT_EQ(tracker->Generation(), next);
+      last = next;
+    }
+  }
+}
+
+TEST_P(RegistryContract, AChangeIsSeenAtOnceByEveryThreadOfATracker) {
+  constexpr std::uint32_t kLast = 300;
+  const RegistryKey key = Key("Sub"_w);
+  const auto tracker = registry_->Track({&key, 1});
+  std::atomic<std::uint32_t> written{0};
+  std::atomic<int> late{0};
+  const auto read = [&] {
+    std::optional<std::uint64_t> kept;
+    std::uint32_t number = 0;
+    while (number < kLast) {
+      const std::uint32_t expected = written;
+      const auto now = tracker->Generation();
+      if (!now || now != kept) {
+        RegistryValue value;
+        if (registry_->Get(key, "Name"_w, value) == kOk) number = value.AsDword().value_or(0);
+        kept = tracker->Generation() == now ? now : std::nullopt;
+      }
+      late += number < expected;
+      if (late != 0) break;
+    }
+  };
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 3; ++i) threads.emplace_back(read);
+  EXPECT_EQ(under_test_->other().CreateKey(key), kOk);
+  for (std::uint32_t number = 1; number <= kLast; ++number) {
+    EXPECT_EQ(under_test_->other().SetValue(key, "Name"_w, RegistryValue::Dword(number)), kOk);
+    written = number;
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(late, 0);
+}
+
+TEST_P(RegistryContract, ATrackerMayOutliveItsRegistry) {
+  const RegistryKey key = Key();
+  const auto tracker = registry_->Track({&key, 1});
+  EXPECT_TRUE(tracker->Generation());
+  under_test_.reset();
 }
 
 TEST_P(RegistryContract, WatchesOfOneKeyUnderTwoNamesBothReport) {

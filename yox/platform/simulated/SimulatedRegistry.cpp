@@ -46,6 +46,18 @@ class YOX_LOCAL SimulatedRegistry::SimulatedWatch final : public RegistryWatch {
   std::shared_ptr<Watcher> watcher_;
 };
 
+class YOX_LOCAL SimulatedRegistry::SimulatedTracker final : public RegistryTracker {
+ public:
+  explicit SimulatedTracker(const SimulatedRegistry& registry) : registry_(registry) {}
+
+  std::optional<std::uint64_t> Generation() override {
+    return registry_.generation_.load(std::memory_order_acquire);
+  }
+
+ private:
+  const SimulatedRegistry& registry_;
+};
+
 // Edits under way: what was changed, and how to undo it. Lives while the registry is locked.
 class YOX_LOCAL SimulatedRegistry::Transaction {
  public:
@@ -273,6 +285,10 @@ RegistryStatus SimulatedRegistry::Watch(const RegistryKey& key, Changed changed,
   watchers_.push_back(watcher);
   watch = std::make_unique<SimulatedWatch>(*this, std::move(watcher));
   return RegistryStatus::kOk;
+}
+
+std::unique_ptr<RegistryTracker> SimulatedRegistry::Track(std::span<const RegistryKey>) {
+  return std::make_unique<SimulatedTracker>(*this);
 }
 
 }  // namespace yox::platform

@@ -37,13 +37,12 @@ class YOX_API SimulatedRegistry final : public Registry {
   RegistryStatus Apply(std::span<const RegistryEdit> edits) override;
   RegistryStatus Watch(const RegistryKey& key, Changed changed,
                        std::unique_ptr<RegistryWatch>& watch) override;
-  std::optional<std::uint64_t> Generation() const override {
-    return generation_.load(std::memory_order_acquire);
-  }
+  std::unique_ptr<RegistryTracker> Track(std::span<const RegistryKey> keys) override;
 
  private:
   struct Key;
   class Transaction;
+  class SimulatedTracker;
   class SimulatedWatch;
   struct Watcher;
 

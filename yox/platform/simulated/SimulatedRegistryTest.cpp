@@ -122,8 +122,9 @@ TEST(SimulatedRegistryTest, EveryOperationRunsBesideAWriter) {
 TEST(SimulatedRegistryTest, EveryChangeGivesItAnotherGeneration) {
   SimulatedRegistry registry;
   const RegistryKey key{HKEY_LOCAL_MACHINE, "SOFTWARE"_w, {}, {}};
-  std::set<std::uint64_t> seen{registry.Generation().value()};
-  const auto is_new = [&] { return seen.insert(registry.Generation().value()).second; };
+  const auto tracker = registry.Track({});
+  std::set<std::uint64_t> seen{tracker->Generation().value()};
+  const auto is_new = [&] { return seen.insert(tracker->Generation().value()).second; };
   EXPECT_FALSE(is_new());
   registry.CreateKey(key);
   EXPECT_TRUE(is_new());

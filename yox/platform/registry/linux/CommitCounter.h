@@ -16,7 +16,8 @@ namespace yox::platform {
 // number, commits, and closes the file. The kernel then releases the lock and reports the closing
 // to inotify (IN_CLOSE_WRITE), even for a process that was killed. Therefore, when a reader finds
 // the number n and the file unlocked afterwards, every commit counted in n has ended and each later
-// one changes the number before it changes the database.
+// one changes the number before it changes the database. A reader that finds the same number again
+// later need not ask for the lock again.
 //
 // The number is read with pread and not from shared memory: the kernel ends a process that reads a
 // mapping of a file that another process has truncated (SIGBUS). Safe from any thread.

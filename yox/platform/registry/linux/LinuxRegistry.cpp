@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "yox/base/String.h"
+#include "yox/platform/registry/linux/CommitCounter.h"
 #include "yox/platform/registry/linux/DatabaseError.h"
 #include "yox/platform/registry/linux/DiskReserve.h"
 #include "yox/platform/registry/linux/RegistryStore.h"
@@ -49,8 +50,10 @@ class LinuxRegistry::Session {
  public:
   explicit Session(LinuxRegistry& registry) : registry_(registry) {}
   ~Session() {
+    if (store_ == nullptr || !store_->IsReusable()) return;
     // A failed operation may have left a transaction open.
-    if (store_ == nullptr || !store_->IsReusable() || std::uncaught_exceptions() > exceptions_) {
+    if (std::uncaught_exceptions() > exceptions_) {
+      ++registry_.connections_;
       return;
     }
     const MutexLock lock(registry_.mutex_);
@@ -63,12 +66,14 @@ class LinuxRegistry::Session {
   RegistryStore* ForReading() {
     if (!HasStore()) {
       store_ = RegistryStore::OpenExisting(registry_.folder_(), registry_.patience_);
+      ++registry_.connections_;
     }
     return store_.get();
   }
   RegistryStore& ForWriting() {
     if (!HasStore() || !store_->IsReusable()) {
       store_ = RegistryStore::Create(registry_.folder_(), registry_.patience_);
+      ++registry_.connections_;
     }
     return *store_;
   }
@@ -102,6 +107,15 @@ class LinuxRegistry::LinuxWatch final : public RegistryWatch {
  private:
   std::shared_ptr<RegistryWatcher> watcher_;
   std::shared_ptr<RegistryWatcher::Watch> watch_;
+};
+
+class LinuxRegistry::LinuxTracker final : public RegistryTracker {
+ public:
+  explicit LinuxTracker(LinuxRegistry& registry) : registry_(registry) {}
+  std::optional<std::uint64_t> Generation() override { return registry_.Generation(); }
+
+ private:
+  LinuxRegistry& registry_;
 };
 
 LinuxRegistry::LinuxRegistry(std::function<std::filesystem::path()> folder, WString own_user,
@@ -285,6 +299,40 @@ RegistryStatus LinuxRegistry::Watch(const RegistryKey& key, Changed changed,
     watch = std::make_unique<LinuxWatch>(std::move(watcher), std::move(watched));
     return RegistryStatus::kOk;
   });
+}
+
+std::unique_ptr<RegistryTracker> LinuxRegistry::Track(std::span<const RegistryKey>) {
+  return std::make_unique<LinuxTracker>(*this);
+}
+
+std::optional<std::uint64_t> LinuxRegistry::Generation() {
+  {
+    const Published<Settled>::Lease last(settled_);
+    if (last->counter != nullptr && last->connections == connections_ &&
+        last->counter->Count() == last->commits) {
+      return last->generation;
+    }
+  }
+  return Settle();
+}
+
+std::optional<std::uint64_t> LinuxRegistry::Settle() try {
+  Session session(*this);
+  RegistryStore* const store = session.ForReading();
+  if (store == nullptr || !store->IsReusable()) return std::nullopt;
+  const MutexLock lock(settling_);
+  auto next = std::make_shared<Settled>();
+  next->connections = connections_;
+  next->counter = store->commits();
+  const std::optional<std::uint64_t> commits = next->counter->Count();
+  // Asked after the number was read: see CommitCounter.
+  if (!commits || next->counter->IsCommitting()) return std::nullopt;
+  next->commits = *commits;
+  next->generation = settled_.Get()->generation + 1;
+  settled_.Set(next);
+  return next->generation;
+} catch (const std::exception&) {
+  return std::nullopt;  // Get reports the failure
 }
 
 }  // namespace yox::platform

@@ -2,17 +2,21 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
+#include "yox/base/Published.h"
 #include "yox/base/ThreadSafety.h"
 #include "yox/platform/registry/Registry.h"
 #include "yox/platform/registry/RegistryPaths.h"
 
 namespace yox::platform {
 
+class CommitCounter;
 class RegistryStore;
 class RegistryWatcher;
 
@@ -48,11 +52,21 @@ class LinuxRegistry final : public Registry {
   RegistryStatus Apply(std::span<const RegistryEdit> edits) override;
   RegistryStatus Watch(const RegistryKey& key, Changed changed,
                        std::unique_ptr<RegistryWatch>& watch) override;
+  // Tracks all keys alike.
+  std::unique_ptr<RegistryTracker> Track(std::span<const RegistryKey> keys) override;
 
  private:
+  // A state without a commit under way.
+  struct Settled {
+    std::shared_ptr<const CommitCounter> counter;  // null in the first one
+    std::uint64_t commits = 0;
+    std::uint64_t connections = 0;  // connections_ at that time
+    std::uint64_t generation = 0;
+  };
   struct Operation;
   struct Place;
   class Session;
+  class LinuxTracker;
   class LinuxWatch;
 
   template <class Work>
@@ -62,6 +76,8 @@ class LinuxRegistry final : public Registry {
   RegistryStatus Find(Session& session, const RegistryKey& key, Place& place);
   RegistryStatus Write(Session& session, std::span<const RegistryEdit> edits);
   std::shared_ptr<RegistryWatcher> SharedWatcher();
+  std::optional<std::uint64_t> Generation();
+  std::optional<std::uint64_t> Settle();
 
   const std::function<std::filesystem::path()> folder_;
   const std::chrono::milliseconds patience_;
@@ -71,10 +87,14 @@ class LinuxRegistry final : public Registry {
   // Whether the reserve on the disk is complete as far as this object knows.
   std::atomic<bool> has_reserve_ = false;
   yox::Mutex mutex_;
+  // Changes when a connection is opened or given up: the next one may be to another file.
+  std::atomic<std::uint64_t> connections_ = 0;
   // Connections that no operation uses at the moment.
   std::vector<std::unique_ptr<RegistryStore>> idle_ YOX_GUARDED_BY(mutex_);
   // Exists as long as a watch does.
   std::weak_ptr<RegistryWatcher> watcher_ YOX_GUARDED_BY(mutex_);
+  yox::Mutex settling_;
+  Published<Settled> settled_{std::make_shared<Settled>()};
 };
 
 }  // namespace yox::platform

@@ -391,6 +391,7 @@ TEST_F(ReadOnlyFolderTest, AStoreThatNobodyHasOpenIsReadAndNotWritten) {
   EXPECT_THAT(failures.texts(),
               ElementsAre(HasSubstr("cannot be written: permission denied"),
                           HasSubstr("cannot be opened for writing: permission denied")));
+  EXPECT_EQ(registry.Track({&kKey, 1})->Generation(), std::nullopt);
 }
 
 TEST_F(ReadOnlyFolderTest, WhatChangedWhileItWasReadIsNotTrusted) {

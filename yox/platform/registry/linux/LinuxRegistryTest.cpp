@@ -591,6 +591,37 @@ TEST(LinuxRegistryProcessTest, AWatchSeesWhatAnotherProcessWrites) {
   EXPECT_EQ(writer.End(), 0);
 }
 
+TEST(LinuxRegistryProcessTest, ATrackerSeesWhatAnotherProcessWrites) {
+  constexpr std::uint32_t kWrites = 50;
+  const TemporaryFolder folder;
+  ChildProcess writer([&](int input, int output) {
+    LinuxRegistry registry = StoreIn(folder.path());
+    for (std::uint32_t number = 1; number <= kWrites; ++number) {
+      AwaitWord(input);
+      const auto status = registry.SetValue(kKey, "Name"_w, RegistryValue::Dword(number));
+      if (status != RegistryStatus::kOk || write(output, "!", 1) != 1) _exit(2);
+    }
+    _exit(0);
+  });
+  LinuxRegistry registry = StoreIn(folder.path());
+  ASSERT_EQ(registry.CreateKey(kKey), RegistryStatus::kOk);
+  const auto tracker = registry.Track({&kKey, 1});
+  auto last = tracker->Generation();
+  ASSERT_TRUE(last);
+  for (std::uint32_t number = 1; number <= kWrites; ++number) {
+    EXPECT_EQ(tracker->Generation(), last);
+    writer.Tell();
+    char word = 0;
+    ASSERT_EQ(read(writer.output(), &word, 1), 1);
+    const auto next = tracker->Generation();
+    EXPECT_TRUE(next);
+    EXPECT_NE(next, last);
+    EXPECT_EQ(DwordOf(registry, kKey, "Name"_w), number);
+    last = next;
+  }
+  EXPECT_EQ(writer.End(), 0);
+}
+
 TEST(LinuxRegistryProcessTest, SeveralProcessesWriteAtOnceAndNothingIsLost) {
   const TemporaryFolder folder;
   constexpr std::uint32_t kProcesses = 4, kWrites = 100;

@@ -172,7 +172,7 @@ RegistryStore::RegistryStore(PrivateFolder folder, Database database,
     : folder_(std::move(folder)),
       database_(std::move(database)),
       unlocked_state_(unlocked_state),
-      commits_(folder_) {
+      commits_(std::make_shared<const CommitCounter>(folder_)) {
   // What was committed outlives the process, and with NORMAL a power failure once the system has
   // written it.
   database_.Run("PRAGMA synchronous = NORMAL");
@@ -198,12 +198,12 @@ void RegistryStore::CheckUnchanged() const {
 
 template <class Result, class Read>
 const Result& RegistryStore::Cached(ReadCache<Result>& cache, WString key, Read read) {
-  const std::optional<std::uint64_t> commits = commits_.Count();
+  const std::optional<std::uint64_t> commits = commits_->Count();
   if (!commits || commits != cached_commits_) {
     cached_keys_.Clear();
     cached_values_.Clear();
     // Asked after the number was read: see CommitCounter.
-    cached_commits_ = commits && !commits_.IsCommitting() ? commits : std::nullopt;
+    cached_commits_ = commits && !commits_->IsCommitting() ? commits : std::nullopt;
   }
   return cache.Find(std::move(key), read);
 }

@@ -70,6 +70,9 @@ class RegistryStore {
   // Throws when such a database was written since it was opened: what was read may be mixed.
   void CheckUnchanged() const;
 
+  // Compared before every use of what the connection caches. May outlive the store.
+  const std::shared_ptr<const CommitCounter>& commits() const { return commits_; }
+
   // For RegistryTransaction. Statements that write are prepared when they are first needed.
   Database& database() { return database_; }
   const PrivateFolder& folder() const { return folder_; }
@@ -96,7 +99,7 @@ class RegistryStore {
   PrivateFolder folder_;
   Database database_;
   const std::optional<FileState> unlocked_state_;
-  CommitCounter commits_;
+  const std::shared_ptr<const CommitCounter> commits_;
   // The commits that are part of what the caches have; std::nullopt: drop it before the next use.
   std::optional<std::uint64_t> cached_commits_;
   ReadCache<std::int64_t> cached_keys_;

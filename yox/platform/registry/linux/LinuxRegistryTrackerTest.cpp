@@ -1,0 +1,148 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <filesystem>
+#include <optional>
+#include <thread>
+#include <vector>
+
+#include "yox/platform/registry/linux/CommitCounter.h"
+#include "yox/platform/registry/linux/Database.h"
+#include "yox/platform/registry/linux/LinuxRegistry.h"
+
+#include "tests/support/FileSizeLimit.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace yox_test {
+namespace {
+
+namespace fs = std::filesystem;
+using namespace yox::literals;
+using yox::platform::CommitCounter;
+using yox::platform::Database;
+using yox::platform::LinuxRegistry;
+using yox::platform::PrivateFolder;
+using yox::platform::Registry;
+using yox::platform::RegistryKey;
+using yox::platform::RegistryStatus;
+using yox::platform::RegistryTracker;
+using yox::platform::RegistryValue;
+
+const RegistryKey kKey{HKEY_LOCAL_MACHINE, "SOFTWARE\\Contoso"_w, {}, {}};
+
+class LinuxRegistryTrackerTest : public testing::Test {
+ protected:
+  static void Write(Registry& registry, std::uint32_t number) {
+    ASSERT_EQ(registry.CreateKey(kKey), RegistryStatus::kOk);
+    ASSERT_EQ(registry.SetValue(kKey, "Name"_w, RegistryValue::Dword(number)), RegistryStatus::kOk);
+  }
+  std::uint32_t Read() {
+    RegistryValue value;
+    EXPECT_EQ(registry_.Get(kKey, "Name"_w, value), RegistryStatus::kOk);
+    return value.AsDword().value_or(0);
+  }
+
+  const TemporaryFolder temporary_;
+  const fs::path folder_ = temporary_.path() / "state";
+  std::atomic<const fs::path*> place_{&folder_};
+  LinuxRegistry registry_{[this] { return *place_.load(); }, {}};
+  LinuxRegistry other_{[this] { return folder_; }, {}};
+  const std::unique_ptr<RegistryTracker> tracker_ = registry_.Track({&kKey, 1});
+};
+
+TEST_F(LinuxRegistryTrackerTest, AStoreThatNobodyWroteToHasNoGenerationAndIsNotCreated) {
+  EXPECT_EQ(tracker_->Generation(), std::nullopt);
+  EXPECT_FALSE(fs::exists(folder_));
+  Write(other_, 1);
+  const auto first = tracker_->Generation();
+  EXPECT_TRUE(first);
+  EXPECT_EQ(tracker_->Generation(), first);
+}
+
+TEST_F(LinuxRegistryTrackerTest, ACommitUnderWayHasNoGeneration) {
+  Write(other_, 1);
+  const auto before = tracker_->Generation();
+  ASSERT_TRUE(before);
+  Database writer(folder_ / "registry.db");
+  writer.Run("BEGIN IMMEDIATE");
+  writer.Run("UPDATE value SET data = x'07000000'");
+  EXPECT_EQ(tracker_->Generation(), before) << "not committed yet";
+  {
+    const CommitCounter::Commit commit{PrivateFolder(folder_)};
+    EXPECT_EQ(tracker_->Generation(), std::nullopt) << "it may be committed at any moment";
+    EXPECT_EQ(Read(), 1U);
+    writer.Run("COMMIT");
+    EXPECT_EQ(tracker_->Generation(), std::nullopt);
+  }
+  const auto after = tracker_->Generation();
+  EXPECT_TRUE(after);
+  EXPECT_NE(after, before);
+  EXPECT_EQ(Read(), 7U);
+}
+
+TEST_F(LinuxRegistryTrackerTest, ACommitCountThatIsLostHasNoGeneration) {
+  Write(other_, 1);
+  const auto before = tracker_->Generation();
+  ASSERT_TRUE(before);
+  for (const std::uintmax_t size : {0U, 1U, 7U}) {
+    fs::resize_file(folder_ / CommitCounter::kFile, size);
+    EXPECT_EQ(tracker_->Generation(), std::nullopt) << size;
+  }
+  Write(other_, 2);
+  const auto after = tracker_->Generation();
+  EXPECT_TRUE(after);
+  EXPECT_NE(after, before);
+}
+
+TEST_F(LinuxRegistryTrackerTest, AnotherFolderIsAnotherGeneration) {
+  Write(other_, 1);
+  const fs::path second = temporary_.path() / "second";
+  fs::copy(folder_, second, fs::copy_options::recursive);  // with the same count
+  const auto first = tracker_->Generation();
+  EXPECT_EQ(Read(), 1U);
+  place_ = &second;
+  EXPECT_EQ(Read(), 1U) << "by the connection that is open";
+  EXPECT_EQ(tracker_->Generation(), first);
+  {
+    // A failure closes the connection.
+    const FileSizeLimit full(0);
+    EXPECT_NE(registry_.SetValue(kKey, "Name"_w, RegistryValue::Dword(9)), RegistryStatus::kOk);
+  }
+  const auto moved = tracker_->Generation();
+  EXPECT_NE(moved, first);
+  Write(other_, 2);
+  EXPECT_EQ(Read(), 1U);
+  EXPECT_EQ(tracker_->Generation(), moved) << "it was written to the first folder";
+}
+
+TEST_F(LinuxRegistryTrackerTest, ThreadsThatOpenFurtherConnectionsDoNotHideAChange) {
+  constexpr std::uint32_t kLast = 100;
+  Write(other_, 0);
+  std::atomic<std::uint32_t> written{0};
+  std::atomic<int> late{0};
+  const auto read = [&] {
+    std::optional<std::uint64_t> kept;
+    std::uint32_t number = 0;
+    while (number < kLast) {
+      const std::uint32_t expected = written;
+      const auto now = tracker_->Generation();
+      if (!now || now != kept) {
+        number = Read();
+        kept = tracker_->Generation() == now ? now : std::nullopt;
+      }
+      late += number < expected;
+      if (late != 0) break;
+    }
+  };
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 20; ++i) threads.emplace_back(read);  // more than are kept open
+  for (std::uint32_t number = 1; number <= kLast; ++number) {
+    Write(other_, number);
+    written = number;
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(late, 0);
+}
+
+}  // namespace
+}  // namespace yox_test
