@@ -3,6 +3,7 @@
 #include "yox/platform/registry/RegistryPlatform.h"
 
 #include "tests/support/Rows.h"
+#include "tests/support/ScriptedUsers.h"
 
 namespace yox::platform {
 namespace {
@@ -15,15 +16,6 @@ const WString kStaged =
 const WString kOfUser =
     "Software\\Classes\\Local Settings\\Software\\Microsoft\\Windows\\CurrentVersion\\AppModel\\"
     "Repository\\Packages\\"_w;
-
-class Somebody final : public Users {
- public:
-  WString LoggedInUserSid() override { return sid; }
-  bool IsSystemProcess() override { return system_process; }
-
-  WString sid;
-  bool system_process = false;
-};
 
 class RegistryApplicationsTest : public yox_test::OnEveryRegistry {
  protected:
@@ -47,7 +39,7 @@ class RegistryApplicationsTest : public yox_test::OnEveryRegistry {
     return text;
   }
 
-  Somebody users_;
+  yox_test::ScriptedUsers users_;
   RegistryApplications applications_{registry(), users_};
 };
 YOX_ON_EVERY_REGISTRY(RegistryApplicationsTest);

@@ -9,12 +9,12 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-std::string Bytes(WStringView units) {
+std::string BytesOf(WStringView units) {
   return {reinterpret_cast<const char*>(units.data()), units.size() * sizeof(WChar)};
 }
 
 std::vector<WString> Read(WStringView units) {
-  return ReadMultiString(kMultiStringType, Bytes(units));
+  return ReadMultiString(kMultiStringType, BytesOf(units));
 }
 
 TEST(MultiStringTest, AnEmptyTextEndsTheList) {
@@ -32,12 +32,12 @@ TEST(MultiStringTest, NothingIsReadFromNothing) {
 }
 
 TEST(MultiStringTest, AByteThatIsLeftOverDoesNotCount) {
-  EXPECT_THAT(ReadMultiString(kMultiStringType, Bytes("A\0\0"_wv) + "x"), ElementsAre("A"_w));
+  EXPECT_THAT(ReadMultiString(kMultiStringType, BytesOf("A\0\0"_wv) + "x"), ElementsAre("A"_w));
 }
 
 TEST(MultiStringTest, AnotherTypeHoldsNoTexts) {
   for (const std::uint32_t type : {0U, 1U, 2U, 3U, 6U, 8U}) {
-    EXPECT_THAT(ReadMultiString(type, Bytes("A\0\0"_wv)), IsEmpty()) << type;
+    EXPECT_THAT(ReadMultiString(type, BytesOf("A\0\0"_wv)), IsEmpty()) << type;
   }
 }
 

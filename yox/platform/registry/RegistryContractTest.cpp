@@ -97,19 +97,19 @@ std::vector<std::string> ValueNamesOf(Registry& registry, const RegistryKey& key
   return names;
 }
 
-RegistryKey Root(HKEY root, const WString& path = {}) { return {root, path, {}, {}}; }
+RegistryKey KeyBelow(HKEY root, const WString& path = {}) { return {root, path, {}, {}}; }
 
 TEST_P(RegistryContract, TheRootsAreThereAndCannotBeDeleted) {
   for (HKEY const root : {HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER, HKEY_USERS}) {
-    EXPECT_TRUE(registry_->Exists(Root(root)));
-    EXPECT_EQ(registry_->DeleteKey(Root(root)), kInvalid);
-    EXPECT_TRUE(registry_->Exists(Root(root)));
+    EXPECT_TRUE(registry_->Exists(KeyBelow(root)));
+    EXPECT_EQ(registry_->DeleteKey(KeyBelow(root)), kInvalid);
+    EXPECT_TRUE(registry_->Exists(KeyBelow(root)));
   }
 }
 
 TEST_P(RegistryContract, ANullOrForeignRootIsInvalid) {
-  EXPECT_EQ(registry_->CreateKey(Root(nullptr, "SOFTWARE"_w)), kInvalid);
-  EXPECT_FALSE(registry_->Exists(Root(nullptr)));
+  EXPECT_EQ(registry_->CreateKey(KeyBelow(nullptr, "SOFTWARE"_w)), kInvalid);
+  EXPECT_FALSE(registry_->Exists(KeyBelow(nullptr)));
 }
 
 TEST_P(RegistryContract, CreatingAKeyMakesEveryKeyOnItsWay) {
@@ -250,7 +250,7 @@ TEST_P(RegistryContract, OneSeparatorAtTheEndIsIgnored) {
 
 TEST_P(RegistryContract, AnEmptyKeyNameIsInvalid) {
   for (const WString& path : {"\\A"_w, "A\\\\B"_w, "A\\\\"_w, "\\"_w}) {
-    EXPECT_EQ(registry_->CreateKey(Root(HKEY_LOCAL_MACHINE, path)), kInvalid);
+    EXPECT_EQ(registry_->CreateKey(KeyBelow(HKEY_LOCAL_MACHINE, path)), kInvalid);
     EXPECT_EQ(registry_->CreateKey(Key(path)), kInvalid);
     RegistryValue value;
     EXPECT_EQ(registry_->Get(Key(path), "Name"_w, value), kInvalid);
@@ -306,12 +306,12 @@ TEST_P(RegistryContract, AnOpenedKeyServesAsRoot) {
   HKEY opened = nullptr;
   ASSERT_EQ(registry_->Open(Key("A"_w), Registry::kFullAccess, opened), kOk);
   ASSERT_NE(opened, nullptr);
-  EXPECT_EQ(registry_->SetValue(Root(opened), "Name"_w, RegistryValue::Dword(1)), kOk);
-  EXPECT_EQ(registry_->CreateKey(Root(opened, "C"_w)), kOk);
-  EXPECT_THAT(SubKeysOf(*registry_, Root(opened)), UnorderedElementsAre("B", "C"));
+  EXPECT_EQ(registry_->SetValue(KeyBelow(opened), "Name"_w, RegistryValue::Dword(1)), kOk);
+  EXPECT_EQ(registry_->CreateKey(KeyBelow(opened, "C"_w)), kOk);
+  EXPECT_THAT(SubKeysOf(*registry_, KeyBelow(opened)), UnorderedElementsAre("B", "C"));
   registry_->Close(opened);
   EXPECT_THAT(ValueNamesOf(*registry_, Key("A"_w)), ElementsAre("Name"));
-  EXPECT_FALSE(registry_->Exists(Root(opened)));
+  EXPECT_FALSE(registry_->Exists(KeyBelow(opened)));
 }
 
 TEST_P(RegistryContract, OpeningAMissingKeyGivesNoHandle) {
@@ -608,8 +608,8 @@ TEST_P(RegistryContract, SeveralThreadsUseItAtOnce) {
       EXPECT_EQ(value, RegistryValue::Dword(round));
       HKEY opened = nullptr;
       EXPECT_EQ(registry_->Open(key, Registry::kFullAccess, opened), kOk);
-      EXPECT_THAT(SubKeysOf(*registry_, Root(opened)), ElementsAre("Sub"));
-      EXPECT_THAT(ValueNamesOf(*registry_, Root(opened)), ElementsAre("Name"));
+      EXPECT_THAT(SubKeysOf(*registry_, KeyBelow(opened)), ElementsAre("Sub"));
+      EXPECT_THAT(ValueNamesOf(*registry_, KeyBelow(opened)), ElementsAre("Name"));
       registry_->Close(opened);
       EXPECT_EQ(registry_->DeleteValue(key, "Name"_w), kOk);
       EXPECT_EQ(registry_->DeleteKey(key), kOk);

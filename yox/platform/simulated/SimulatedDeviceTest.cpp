@@ -26,19 +26,19 @@
 namespace yox::platform {
 namespace {
 
-constexpr std::int64_t kNoon = 1772366400;  // 2026-03-01T12:00:00 UTC
+constexpr std::int64_t kProfileTime = 1772366400;  // 2026-03-01T12:00:00 UTC
 
 TEST(SimulatedClock, StandsAtTheProfilesTimeUntilItIsMoved) {
   SimulatedDevice device(
       ReadDeviceProfile(R"({"clock": {"now": "2026-03-01T12:00:00", "uptime_seconds": 7200}})"));
   SimulatedClock& clock = device.clock();
-  EXPECT_EQ(clock.Now(), kNoon);
+  EXPECT_EQ(clock.Now(), kProfileTime);
   EXPECT_EQ(clock.UptimeSeconds(), 7200);
   EXPECT_EQ(clock.ToLocalDate(clock.Now()), (LocalDate{2026, 3, 1}));
 
   const std::int64_t steady = clock.SteadyMilliseconds();
   clock.Advance(86400);
-  EXPECT_EQ(clock.Now(), kNoon + 86400);
+  EXPECT_EQ(clock.Now(), kProfileTime + 86400);
   EXPECT_EQ(clock.UptimeSeconds(), 7200 + 86400);
   EXPECT_EQ(clock.SteadyMilliseconds(), steady + 86'400'000);
   EXPECT_EQ(clock.ToLocalDate(clock.Now()), (LocalDate{2026, 3, 2}));
@@ -70,10 +70,10 @@ class RunningClock : public testing::Test {
 
 TEST_F(RunningClock, CountsOnFromTheProfilesUptimeAsTimePasses) {
   const SimulatedClock clock(Section(R"({"clock": {"uptime_seconds": 60}})"), machine_);
-  EXPECT_EQ(clock.Now(), kNoon);
+  EXPECT_EQ(clock.Now(), kProfileTime);
   EXPECT_EQ(clock.SteadyMilliseconds(), 60'000);
   machine_.AdvanceMilliseconds(10'500);
-  EXPECT_EQ(clock.Now(), kNoon + 10);
+  EXPECT_EQ(clock.Now(), kProfileTime + 10);
   EXPECT_EQ(clock.SteadyMilliseconds(), 70'500);
   EXPECT_EQ(clock.UptimeSeconds(), 70);
   EXPECT_FALSE(clock.MovedByHand());
@@ -100,7 +100,7 @@ TEST_F(RunningClock, ShowsAnotherSectionsTimeAndZoneAndNeverGoesBack) {
   EXPECT_EQ(clock.ZoneName(), "Asia/Tokyo"_w);
   EXPECT_EQ(clock.UptimeSeconds(), 7200);
   clock.Apply(Section(R"({"clock": {"uptime_seconds": 10}})"));
-  EXPECT_EQ(clock.Now(), kNoon);
+  EXPECT_EQ(clock.Now(), kProfileTime);
   EXPECT_EQ(clock.UtcOffset(clock.Now()), 0);
   EXPECT_EQ(clock.UptimeSeconds(), 7200);
   clock.SetTimeZone({"UTC+3"_w, *TimeZone::Parse("UTC+3")});
@@ -125,10 +125,10 @@ TEST(SimulatedClock, AnOffsetSaysWhichOfTwoTimesIsMeantWhenClocksGoBack) {
 TEST(SimulatedClock, ReadsTheTimeInItsZone) {
   SimulatedDevice device(
       ReadDeviceProfile(R"({"clock": {"now": "2026-03-01T12:00:00", "time_zone": "Asia/Tokyo"}})"));
-  EXPECT_EQ(device.clock().Now(), kNoon - 9 * 3600);
-  EXPECT_EQ(device.clock().StartOfLocalDay(2026, 3, 2), kNoon + 3 * 3600);
+  EXPECT_EQ(device.clock().Now(), kProfileTime - 9 * 3600);
+  EXPECT_EQ(device.clock().StartOfLocalDay(2026, 3, 2), kProfileTime + 3 * 3600);
   device.clock().SetTimeZone({});
-  EXPECT_EQ(device.clock().StartOfLocalDay(2026, 3, 2), kNoon + 12 * 3600);
+  EXPECT_EQ(device.clock().StartOfLocalDay(2026, 3, 2), kProfileTime + 12 * 3600);
 }
 
 TEST(SimulatedClock, IsTheRealOneWithoutASection) {
@@ -366,7 +366,7 @@ TEST(SimulatedDevice, IsReadAndChangedFromSeveralThreads) {
     EXPECT_EQ(device.clock().ToLocalDate(device.clock().Now()), (LocalDate{2026, 3, 1}));
   }
   changer.join();
-  EXPECT_EQ(device.clock().Now(), kNoon + kRounds);
+  EXPECT_EQ(device.clock().Now(), kProfileTime + kRounds);
   EXPECT_EQ(device.locale().Facts().country_code.size(), static_cast<std::size_t>(kRounds));
 }
 

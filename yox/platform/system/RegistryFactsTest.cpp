@@ -2,18 +2,10 @@
 #include "yox/platform/system/RegistryFacts.h"
 
 #include "tests/support/Rows.h"
+#include "tests/support/ScriptedUsers.h"
 
 namespace yox::platform {
 namespace {
-
-class Somebody final : public Users {
- public:
-  WString LoggedInUserSid() override { return sid; }
-  bool IsSystemProcess() override { return system_process; }
-
-  WString sid;
-  bool system_process = true;
-};
 
 const WString kGeo = "Control Panel\\International\\Geo"_w;
 constexpr WStringView kDeviceRegion =
@@ -25,6 +17,7 @@ class RegistryFactsTest : public yox_test::OnEveryRegistry {
  protected:
   RegistryFactsTest() {
     users_.sid = own_user();
+    users_.system_process = true;
     registry().Values(OfUser(), former_);
     Clear();
   }
@@ -41,7 +34,7 @@ class RegistryFactsTest : public yox_test::OnEveryRegistry {
   RegistryKey OfUser() { return {HKEY_CURRENT_USER, kGeo, {}, own_user()}; }
   ChosenRegion Read() { return ReadChosenRegion(registry(), users_); }
 
-  Somebody users_;
+  yox_test::ScriptedUsers users_;
   std::vector<yox::platform::RegistryEntry> former_;
 };
 YOX_ON_EVERY_REGISTRY(RegistryFactsTest);

@@ -2,16 +2,13 @@
 #include <sys/stat.h>
 
 #include "host/yoxd/StateFolder.h"
+#include "tests/support/FileMode.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace yoxd {
 namespace {
 
-mode_t ModeOf(const std::filesystem::path& file) {
-  struct stat facts {};
-  EXPECT_EQ(stat(file.c_str(), &facts), 0) << file;
-  return facts.st_mode & 0777;
-}
+using yox_test::ModeOf;
 
 TEST(PrivateFilesTest, NoOtherAccountReadsThemWhateverTheUmask) {
   const mode_t former = umask(0);

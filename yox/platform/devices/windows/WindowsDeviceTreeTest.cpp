@@ -45,7 +45,8 @@ struct Manager {
 
 DWORD Ignored(HCMNOTIFICATION, void*, CM_NOTIFY_ACTION, PCM_NOTIFY_EVENT_DATA, DWORD) { return 0; }
 
-DWORD Throw(HCMNOTIFICATION, void* context, CM_NOTIFY_ACTION, PCM_NOTIFY_EVENT_DATA, DWORD) {
+DWORD CountAndThrow(HCMNOTIFICATION, void* context, CM_NOTIFY_ACTION, PCM_NOTIFY_EVENT_DATA,
+                    DWORD) {
   ++*static_cast<int*>(context);
   throw 7;
 }
@@ -81,7 +82,7 @@ TEST(WindowsDeviceTreeTest, EventsOfTheSystemReachTheCallbackAndItsExceptionsGoN
   EXPECT_EQ(send(), 0U);
   EXPECT_TRUE(events.Wait({CM_NOTIFY_ACTION_DEVICEINSTANCEENUMERATED, "ROOT\\YOXTEST\\0000"_w}));
   int calls = 0;
-  const auto registration = tree.Register(Throw, &calls);
+  const auto registration = tree.Register(CountAndThrow, &calls);
   const yox_test::CapturedLog log;
   EXPECT_EQ(send(), 0U);
   EXPECT_EQ(calls, 1);

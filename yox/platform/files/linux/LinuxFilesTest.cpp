@@ -11,6 +11,7 @@
 #include "yox/platform/files/linux/LinuxFiles.h"
 
 #include "tests/support/CapturedLog.h"
+#include "tests/support/FileMode.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace {
@@ -21,13 +22,8 @@ using yox::ParseAccessGrants;
 using yox::platform::LinuxFiles;
 using yox::platform::NativePath;
 using yox::platform::ToText;
+using yox_test::ModeOf;
 using namespace yox::literals;
-
-mode_t ModeOf(const fs::path& file) {
-  struct stat status {};
-  EXPECT_EQ(stat(file.c_str(), &status), 0);
-  return status.st_mode & 07777;
-}
 
 class LinuxFilesTest : public testing::Test {
  protected:

@@ -9,6 +9,7 @@
 
 #include "yox/platform/files/linux/PrivateFolder.h"
 
+#include "tests/support/FileMode.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace {
@@ -17,12 +18,7 @@ namespace fs = std::filesystem;
 using testing::StartsWith;
 using yox::platform::FileDescriptor;
 using yox::platform::PrivateFolder;
-
-mode_t ModeOf(const fs::path& file) {
-  struct stat status {};
-  EXPECT_EQ(lstat(file.c_str(), &status), 0) << file;
-  return status.st_mode & 07777;
-}
+using yox_test::ModeOf;
 
 class Umask {
  public:

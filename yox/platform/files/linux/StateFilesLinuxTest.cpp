@@ -11,6 +11,7 @@
 #include "yox/platform/files/PathText.h"
 #include "yox/platform/files/StateFiles.h"
 
+#include "tests/support/FileMode.h"
 #include "tests/support/FileSizeLimit.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -21,12 +22,7 @@ using yox::NewFile;
 using yox::platform::CreatePrivateFolder;
 using yox::platform::ToText;
 using yox::platform::WriteInPlace;
-
-mode_t ModeOf(const fs::path& file) {
-  struct stat status {};
-  EXPECT_EQ(lstat(file.c_str(), &status), 0) << file;
-  return status.st_mode & 07777;
-}
+using yox_test::ModeOf;
 
 void Replace(const fs::path& file, NewFile::Access access) {
   NewFile created(ToText(file), access, NewFile::Form::kBinary);

@@ -22,6 +22,7 @@
 #include "yox/platform/registry/linux/RegistryStore.h"
 
 #include "tests/support/CapturedLog.h"
+#include "tests/support/FileMode.h"
 #include "tests/support/Latch.h"
 #include "tests/support/Rows.h"
 #include "tests/support/TemporaryFolder.h"
@@ -54,28 +55,22 @@ using yox::platform::RegistryWatch;
 
 constexpr uid_t kNobody = 65534;
 constexpr std::uintmax_t kReserve = 256 * 1024;
-const RegistryKey kKey{HKEY_LOCAL_MACHINE, "SOFTWARE\\Contoso"_w, {}, {}};
+const RegistryKey kTestKey{HKEY_LOCAL_MACHINE, "SOFTWARE\\Contoso"_w, {}, {}};
 const WString kName = "Name"_w;
 
-LinuxRegistry StoreIn(const fs::path& folder) {
+LinuxRegistry BrieflyWaitingStoreIn(const fs::path& folder) {
   return {[folder] { return folder; }, "S-1-22-1-1000"_w, 1ms};
 }
 
 void MakeStore(const fs::path& folder) {
-  LinuxRegistry registry = StoreIn(folder);
-  ASSERT_EQ(registry.CreateKey(kKey), RegistryStatus::kOk);
-  ASSERT_EQ(registry.SetValue(kKey, kName, RegistryValue::Text("kept"_w)), RegistryStatus::kOk);
+  LinuxRegistry registry = BrieflyWaitingStoreIn(folder);
+  ASSERT_EQ(registry.CreateKey(kTestKey), RegistryStatus::kOk);
+  ASSERT_EQ(registry.SetValue(kTestKey, kName, RegistryValue::Text("kept"_w)), RegistryStatus::kOk);
 }
 
 RegistryStatus Read(Registry& registry, const WString& name = kName) {
   RegistryValue value;
-  return registry.Get(kKey, name, value);
-}
-
-mode_t ModeOf(const fs::path& file) {
-  struct stat status {};
-  EXPECT_EQ(lstat(file.c_str(), &status), 0) << file;
-  return status.st_mode & 07777;
+  return registry.Get(kTestKey, name, value);
 }
 
 // The lines that a registry hands to OnFailure while the object lives.
@@ -112,7 +107,7 @@ TEST_P(UnreadableStore, IsNamedWithTheReasonByEveryOperationAndInTheLog) {
   const fs::path folder = temporary.path() / "state";
   MakeStore(folder);
   GetParam().cause(folder);
-  LinuxRegistry registry = StoreIn(folder);
+  LinuxRegistry registry = BrieflyWaitingStoreIn(folder);
   const Failures failures(registry);
   const CapturedLog log;
   const std::string place = "registry " + (folder / "registry.db").native();
@@ -120,16 +115,16 @@ TEST_P(UnreadableStore, IsNamedWithTheReasonByEveryOperationAndInTheLog) {
 
   EXPECT_EQ(Read(registry), RegistryStatus::kFailed);
   HKEY opened = nullptr;
-  EXPECT_EQ(registry.Open(kKey, Registry::kRead, opened), RegistryStatus::kFailed);
+  EXPECT_EQ(registry.Open(kTestKey, Registry::kRead, opened), RegistryStatus::kFailed);
   std::vector<RegistryEntry> values;
-  EXPECT_EQ(registry.Values(kKey, values, 10), RegistryStatus::kFailed);
+  EXPECT_EQ(registry.Values(kTestKey, values, 10), RegistryStatus::kFailed);
   std::vector<WString> names;
-  EXPECT_EQ(registry.SubKeys(kKey, names), RegistryStatus::kFailed);
-  EXPECT_EQ(registry.Open(kKey, Registry::kFullAccess, opened), RegistryStatus::kFailed);
-  EXPECT_EQ(registry.CreateKey(kKey), RegistryStatus::kFailed);
+  EXPECT_EQ(registry.SubKeys(kTestKey, names), RegistryStatus::kFailed);
+  EXPECT_EQ(registry.Open(kTestKey, Registry::kFullAccess, opened), RegistryStatus::kFailed);
+  EXPECT_EQ(registry.CreateKey(kTestKey), RegistryStatus::kFailed);
   std::unique_ptr<RegistryWatch> watch;
   const auto ignore = [](const auto&) {};
-  EXPECT_EQ(registry.Watch(kKey, ignore, watch), RegistryStatus::kFailed);
+  EXPECT_EQ(registry.Watch(kTestKey, ignore, watch), RegistryStatus::kFailed);
 
   const std::string read = place + " cannot be read: " + reason;
   EXPECT_THAT(failures.texts(), ElementsAre(read, read, read, read, read,
@@ -164,8 +159,8 @@ TEST(LinuxRegistryFaultsTest, AFileThatIsNoStoreKeepsItsContent) {
   const TemporaryFolder folder;
   const std::string garbage(5000, 'x');
   Overwrite(folder.path(), garbage);
-  LinuxRegistry registry = StoreIn(folder.path());
-  EXPECT_EQ(registry.CreateKey(kKey), RegistryStatus::kFailed);
+  LinuxRegistry registry = BrieflyWaitingStoreIn(folder.path());
+  EXPECT_EQ(registry.CreateKey(kTestKey), RegistryStatus::kFailed);
   std::ifstream file(folder.path() / "registry.db");
   EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), garbage);
 }
@@ -176,10 +171,10 @@ TEST(LinuxRegistryFaultsTest, AStoreOfAnotherAccountIsNamedAsDenied) {
   fs::permissions(temporary.path(), fs::perms::all);
   MakeStore(temporary.path() / "state");
   const AsNobody another;
-  LinuxRegistry registry = StoreIn(temporary.path() / "state");
+  LinuxRegistry registry = BrieflyWaitingStoreIn(temporary.path() / "state");
   const Failures failures(registry);
   EXPECT_EQ(Read(registry), RegistryStatus::kDenied);
-  EXPECT_EQ(registry.CreateKey(kKey), RegistryStatus::kDenied);
+  EXPECT_EQ(registry.CreateKey(kTestKey), RegistryStatus::kDenied);
   EXPECT_THAT(failures.texts(), ElementsAre(HasSubstr("cannot be read: permission denied ("),
                                             HasSubstr("cannot be written: permission denied (")));
 }
@@ -190,7 +185,7 @@ TEST(LinuxRegistryFaultsTest, AStoreInAFolderThatCannotBeSearchedIsDenied) {
   MakeStore(temporary.path() / "state");
   fs::permissions(temporary.path(), fs::perms::owner_all);
   const AsNobody another;
-  LinuxRegistry registry = StoreIn(temporary.path() / "state");
+  LinuxRegistry registry = BrieflyWaitingStoreIn(temporary.path() / "state");
   EXPECT_EQ(Read(registry), RegistryStatus::kDenied);
 }
 
@@ -199,7 +194,7 @@ TEST(LinuxRegistryFaultsTest, AStoreThatAnotherHasForItselfIsNotReadWithoutLocks
   MakeStore(folder.path());
   Database other(folder.path() / "registry.db", Database::Access::kShared, 1ms);
   other.Run("PRAGMA locking_mode = EXCLUSIVE; BEGIN EXCLUSIVE");
-  LinuxRegistry registry = StoreIn(folder.path());
+  LinuxRegistry registry = BrieflyWaitingStoreIn(folder.path());
   const Failures failures(registry);
   EXPECT_EQ(Read(registry), RegistryStatus::kFailed);
   EXPECT_THAT(failures.texts(),
@@ -209,7 +204,7 @@ TEST(LinuxRegistryFaultsTest, AStoreThatAnotherHasForItselfIsNotReadWithoutLocks
 TEST(LinuxRegistryFaultsTest, AStoreThatIsDamagedWhileItIsWatchedIsNamed) {
   const TemporaryFolder folder;
   MakeStore(folder.path());
-  LinuxRegistry registry = StoreIn(folder.path());
+  LinuxRegistry registry = BrieflyWaitingStoreIn(folder.path());
   Latch reported;
   std::string text;
   registry.OnFailure([&](std::string_view line) {
@@ -218,7 +213,7 @@ TEST(LinuxRegistryFaultsTest, AStoreThatIsDamagedWhileItIsWatchedIsNamed) {
   });
   std::unique_ptr<RegistryWatch> watch;
   const auto ignore = [](const auto&) {};
-  ASSERT_EQ(registry.Watch(kKey, ignore, watch), RegistryStatus::kOk);
+  ASSERT_EQ(registry.Watch(kTestKey, ignore, watch), RegistryStatus::kOk);
   Execute(folder.path(), "DROP TABLE change");
   { const CommitCounter::Commit commit{yox::platform::PrivateFolder(folder.path())}; }
   EXPECT_TRUE(reported.Wait());
@@ -229,12 +224,12 @@ TEST(LinuxRegistryFaultsTest, AStoreThatIsDamagedWhileItIsWatchedIsNamed) {
 }
 
 TEST(LinuxRegistryFaultsTest, WithoutAFolderNothingCanBeWritten) {
-  LinuxRegistry registry = StoreIn({});
+  LinuxRegistry registry = BrieflyWaitingStoreIn({});
   const Failures failures(registry);
-  EXPECT_FALSE(registry.Exists(kKey));
+  EXPECT_FALSE(registry.Exists(kTestKey));
   EXPECT_TRUE(registry.Exists({HKEY_CURRENT_USER, {}, {}, {}}));
   EXPECT_THAT(failures.texts(), IsEmpty());
-  EXPECT_EQ(registry.CreateKey(kKey), RegistryStatus::kDenied);
+  EXPECT_EQ(registry.CreateKey(kTestKey), RegistryStatus::kDenied);
   EXPECT_THAT(failures.texts(), ElementsAre("the registry cannot be written: permission denied"
                                             " (this account has no folder for state)"));
 }
@@ -244,10 +239,10 @@ TEST(LinuxRegistryFaultsTest, ALockThatIsNotReleasedInTimeIsNamed) {
   MakeStore(folder.path());
   Database other(folder.path() / "registry.db", Database::Access::kShared, 1ms);
   other.Run("BEGIN IMMEDIATE");
-  LinuxRegistry registry = StoreIn(folder.path());
+  LinuxRegistry registry = BrieflyWaitingStoreIn(folder.path());
   const Failures failures(registry);
   EXPECT_EQ(Read(registry), RegistryStatus::kOk);
-  EXPECT_EQ(registry.DeleteKey(kKey), RegistryStatus::kFailed);
+  EXPECT_EQ(registry.DeleteKey(kTestKey), RegistryStatus::kFailed);
   EXPECT_THAT(failures.texts(),
               ElementsAre(HasSubstr("cannot be written: another process keeps it locked")));
   EXPECT_EQ(fs::file_size(folder.path() / "registry.reserve"), kReserve) << "the disk is not full";
@@ -256,7 +251,7 @@ TEST(LinuxRegistryFaultsTest, ALockThatIsNotReleasedInTimeIsNamed) {
 TEST(LinuxRegistryFaultsTest, AKeyThatIsMissingIsNoFailure) {
   const TemporaryFolder folder;
   MakeStore(folder.path());
-  LinuxRegistry registry = StoreIn(folder.path());
+  LinuxRegistry registry = BrieflyWaitingStoreIn(folder.path());
   const Failures failures(registry);
   const CapturedLog log;
   EXPECT_EQ(Read(registry, "Missing"_w), RegistryStatus::kNotFound);
@@ -271,12 +266,12 @@ TEST(LinuxRegistryFaultsTest, ALinkInThePlaceOfAFileIsNotFollowed) {
     const fs::path folder = temporary.path() / "state", target = temporary.path() / "target";
     fs::create_directory(folder);
     fs::create_symlink(target, folder / name);
-    LinuxRegistry registry = StoreIn(folder);
-    registry.CreateKey(kKey);
+    LinuxRegistry registry = BrieflyWaitingStoreIn(folder);
+    registry.CreateKey(kTestKey);
     EXPECT_FALSE(fs::exists(target)) << name;
     // Empty, as a database may be: it would get tables.
     std::ofstream(target).close();
-    registry.CreateKey(kKey);
+    registry.CreateKey(kTestKey);
     EXPECT_EQ(fs::file_size(target), 0U) << name;
   }
 }
@@ -285,11 +280,11 @@ TEST(LinuxRegistryFaultsTest, TheReserveIsTakenOnceItsPlaceIsFree) {
   const TemporaryFolder folder;
   const fs::path reserve = folder.path() / "registry.reserve";
   fs::create_symlink("elsewhere", reserve);
-  LinuxRegistry registry = StoreIn(folder.path());
-  EXPECT_EQ(registry.CreateKey(kKey), RegistryStatus::kOk);
+  LinuxRegistry registry = BrieflyWaitingStoreIn(folder.path());
+  EXPECT_EQ(registry.CreateKey(kTestKey), RegistryStatus::kOk);
   EXPECT_TRUE(fs::is_symlink(reserve));
   fs::remove(reserve);
-  EXPECT_EQ(registry.DeleteKey(kKey), RegistryStatus::kOk);
+  EXPECT_EQ(registry.DeleteKey(kTestKey), RegistryStatus::kOk);
   EXPECT_EQ(fs::file_size(reserve), kReserve);
 }
 
@@ -298,8 +293,8 @@ TEST(LinuxRegistryFaultsTest, FilesAreTheOwnersAloneWhateverTheUmask) {
     const TemporaryFolder temporary;
     const fs::path folder = temporary.path() / "deep" / "state";
     const mode_t former = umask(mask);
-    LinuxRegistry registry = StoreIn(folder);
-    EXPECT_EQ(registry.CreateKey(kKey), RegistryStatus::kOk);
+    LinuxRegistry registry = BrieflyWaitingStoreIn(folder);
+    EXPECT_EQ(registry.CreateKey(kTestKey), RegistryStatus::kOk);
     umask(former);
     EXPECT_EQ(ModeOf(folder), 0700U) << mask;
     std::vector<std::string> names;
@@ -315,19 +310,22 @@ TEST(LinuxRegistryFaultsTest, FilesAreTheOwnersAloneWhateverTheUmask) {
 
 TEST(LinuxRegistryFaultsTest, ACommitCountOfAnyLengthLetsEverybodyWriteAndRead) {
   const TemporaryFolder folder;
-  LinuxRegistry writer = StoreIn(folder.path()), reader = StoreIn(folder.path());
-  ASSERT_EQ(writer.CreateKey(kKey), RegistryStatus::kOk);
+  LinuxRegistry writer = BrieflyWaitingStoreIn(folder.path()),
+                reader = BrieflyWaitingStoreIn(folder.path());
+  ASSERT_EQ(writer.CreateKey(kTestKey), RegistryStatus::kOk);
   std::uint32_t number = 0;
   for (const std::uintmax_t size : {0U, 1U, 7U, 8U, 9U, 0U}) {
     // Cached, with the count that is then lost under both.
     RegistryValue value;
-    ASSERT_EQ(writer.SetValue(kKey, kName, RegistryValue::Dword(++number)), RegistryStatus::kOk);
-    ASSERT_EQ(reader.Get(kKey, kName, value), RegistryStatus::kOk);
+    ASSERT_EQ(writer.SetValue(kTestKey, kName, RegistryValue::Dword(++number)),
+              RegistryStatus::kOk);
+    ASSERT_EQ(reader.Get(kTestKey, kName, value), RegistryStatus::kOk);
     fs::resize_file(folder.path() / CommitCounter::kFile, size);
-    ASSERT_EQ(reader.Get(kKey, kName, value), RegistryStatus::kOk) << size;
+    ASSERT_EQ(reader.Get(kTestKey, kName, value), RegistryStatus::kOk) << size;
     EXPECT_EQ(value, RegistryValue::Dword(number));
-    ASSERT_EQ(writer.SetValue(kKey, kName, RegistryValue::Dword(++number)), RegistryStatus::kOk);
-    ASSERT_EQ(reader.Get(kKey, kName, value), RegistryStatus::kOk) << size;
+    ASSERT_EQ(writer.SetValue(kTestKey, kName, RegistryValue::Dword(++number)),
+              RegistryStatus::kOk);
+    ASSERT_EQ(reader.Get(kTestKey, kName, value), RegistryStatus::kOk) << size;
     EXPECT_EQ(value, RegistryValue::Dword(number)) << size;
   }
 }
@@ -335,7 +333,7 @@ TEST(LinuxRegistryFaultsTest, ACommitCountOfAnyLengthLetsEverybodyWriteAndRead) 
 TEST(LinuxRegistryFaultsTest, WhatIsReadDuringACommitIsNotRemembered) {
   const TemporaryFolder temporary;
   MakeStore(temporary.path());
-  LinuxRegistry reader = StoreIn(temporary.path());
+  LinuxRegistry reader = BrieflyWaitingStoreIn(temporary.path());
   const yox::platform::PrivateFolder folder(temporary.path());
   Database writer(temporary.path() / "registry.db");
   writer.Run("BEGIN IMMEDIATE");
@@ -346,7 +344,7 @@ TEST(LinuxRegistryFaultsTest, WhatIsReadDuringACommitIsNotRemembered) {
     writer.Run("COMMIT");
   }
   RegistryValue value;
-  ASSERT_EQ(reader.Get(kKey, kName, value), RegistryStatus::kOk);
+  ASSERT_EQ(reader.Get(kTestKey, kName, value), RegistryStatus::kOk);
   EXPECT_EQ(value, RegistryValue::Dword(7));
 }
 
@@ -380,14 +378,14 @@ class ReadOnlyFolderTest : public testing::Test {
 };
 
 TEST_F(ReadOnlyFolderTest, AStoreThatNobodyHasOpenIsReadAndNotWritten) {
-  LinuxRegistry registry = StoreIn(folder());
+  LinuxRegistry registry = BrieflyWaitingStoreIn(folder());
   const Failures failures(registry);
   EXPECT_EQ(Read(registry), RegistryStatus::kOk);
   EXPECT_EQ(Read(registry, "Missing"_w), RegistryStatus::kNotFound);
   EXPECT_THAT(failures.texts(), IsEmpty());
-  EXPECT_EQ(registry.CreateKey(kKey), RegistryStatus::kDenied);
+  EXPECT_EQ(registry.CreateKey(kTestKey), RegistryStatus::kDenied);
   HKEY opened = nullptr;
-  EXPECT_EQ(registry.Open(kKey, Registry::kFullAccess, opened), RegistryStatus::kDenied);
+  EXPECT_EQ(registry.Open(kTestKey, Registry::kFullAccess, opened), RegistryStatus::kDenied);
   EXPECT_THAT(failures.texts(),
               ElementsAre(HasSubstr("cannot be written: permission denied"),
                           HasSubstr("cannot be opened for writing: permission denied")));
@@ -402,8 +400,8 @@ TEST_F(ReadOnlyFolderTest, WhatChangedWhileItWasReadIsNotTrusted) {
   store->CheckUnchanged();
   ASSERT_EQ(seteuid(0), 0);
   {
-    LinuxRegistry writer = StoreIn(folder());
-    ASSERT_EQ(writer.SetValue(kKey, kName, RegistryValue::Dword(1)), RegistryStatus::kOk);
+    LinuxRegistry writer = BrieflyWaitingStoreIn(folder());
+    ASSERT_EQ(writer.SetValue(kTestKey, kName, RegistryValue::Dword(1)), RegistryStatus::kOk);
     EXPECT_THROW(store->CheckUnchanged(), DatabaseError);  // there is a log
   }
   EXPECT_FALSE(fs::exists(folder() / "registry.db-wal"));
@@ -422,14 +420,14 @@ void Replace(const fs::path& file, const std::string& content) {
 TEST_F(ReadOnlyFolderTest, AnEmptyLogIsNone) {
   if (getuid() != 0) GTEST_SKIP() << "writes as another account, which only root can";
   Replace(folder() / "registry.db-wal", "");
-  LinuxRegistry registry = StoreIn(folder());
+  LinuxRegistry registry = BrieflyWaitingStoreIn(folder());
   EXPECT_EQ(Read(registry), RegistryStatus::kOk);
 }
 
 TEST_F(ReadOnlyFolderTest, ALogThatCannotBeReadIsNotPassedOver) {
   if (getuid() != 0) GTEST_SKIP() << "writes as another account, which only root can";
   Replace(folder() / "registry.db-wal", "x");
-  LinuxRegistry registry = StoreIn(folder());
+  LinuxRegistry registry = BrieflyWaitingStoreIn(folder());
   const Failures failures(registry);
   EXPECT_EQ(Read(registry), RegistryStatus::kFailed);
   EXPECT_THAT(failures.texts(),
@@ -442,7 +440,7 @@ TEST_F(ReadOnlyFolderTest, AStoreWithoutTablesIsEmpty) {
   ASSERT_EQ(seteuid(0), 0);
   Execute(folder(), "PRAGMA journal_mode = WAL");
   ASSERT_EQ(seteuid(kNobody), 0);
-  LinuxRegistry registry = StoreIn(folder());
+  LinuxRegistry registry = BrieflyWaitingStoreIn(folder());
   EXPECT_EQ(Read(registry), RegistryStatus::kNotFound);
 }
 
@@ -493,16 +491,16 @@ class SmallDiskTest : public testing::Test {
 
 TEST_F(SmallDiskTest, AStoreOfAReadOnlyFileSystemIsReadAndNotWritten) {
   disk_.MakeReadOnly();
-  LinuxRegistry registry = StoreIn(folder());
+  LinuxRegistry registry = BrieflyWaitingStoreIn(folder());
   const Failures failures(registry);
   EXPECT_EQ(Read(registry), RegistryStatus::kOk);
   EXPECT_THAT(failures.texts(), IsEmpty());
-  EXPECT_EQ(registry.CreateKey(kKey), RegistryStatus::kDenied);
+  EXPECT_EQ(registry.CreateKey(kTestKey), RegistryStatus::kDenied);
   HKEY opened = nullptr;
-  EXPECT_EQ(registry.Open(kKey, Registry::kFullAccess, opened), RegistryStatus::kDenied);
+  EXPECT_EQ(registry.Open(kTestKey, Registry::kFullAccess, opened), RegistryStatus::kDenied);
   std::unique_ptr<RegistryWatch> watch;
   const auto ignore = [](const auto&) {};
-  EXPECT_EQ(registry.Watch(kKey, ignore, watch), RegistryStatus::kDenied);
+  EXPECT_EQ(registry.Watch(kTestKey, ignore, watch), RegistryStatus::kDenied);
   const auto of = [](const std::string& what) {
     return HasSubstr(what + ": the file or its folder is read-only");
   };
@@ -515,7 +513,7 @@ TEST_F(SmallDiskTest, AFullOneIsReadAndDeletesButTakesNoNewValues) {
   for (const bool is_open : {false, true}) {
     SCOPED_TRACE(is_open);
     MakeStore(folder());
-    LinuxRegistry registry = StoreIn(folder());
+    LinuxRegistry registry = BrieflyWaitingStoreIn(folder());
     if (is_open) {
       ASSERT_EQ(Read(registry), RegistryStatus::kOk);
     }
@@ -523,11 +521,11 @@ TEST_F(SmallDiskTest, AFullOneIsReadAndDeletesButTakesNoNewValues) {
     EXPECT_EQ(Read(registry), RegistryStatus::kOk);
     const Failures failures(registry);
     const RegistryValue large = RegistryValue::Binary(std::vector<std::uint8_t>(500'000, 1));
-    EXPECT_EQ(registry.SetValue(kKey, "Large"_w, large), RegistryStatus::kFailed);
+    EXPECT_EQ(registry.SetValue(kTestKey, "Large"_w, large), RegistryStatus::kFailed);
     EXPECT_THAT(failures.texts(), ElementsAre(HasSubstr("cannot be written: the disk is full")));
-    EXPECT_EQ(registry.DeleteValue(kKey, kName), RegistryStatus::kOk);
-    EXPECT_EQ(registry.DeleteKey(kKey), RegistryStatus::kOk);
-    EXPECT_FALSE(registry.Exists(kKey));
+    EXPECT_EQ(registry.DeleteValue(kTestKey, kName), RegistryStatus::kOk);
+    EXPECT_EQ(registry.DeleteKey(kTestKey), RegistryStatus::kOk);
+    EXPECT_FALSE(registry.Exists(kTestKey));
     EXPECT_THAT(failures.texts(), SizeIs(1));
     disk_.MakeRoom();
   }
@@ -537,10 +535,10 @@ TEST_F(SmallDiskTest, TheReserveIsForDeletionsAlone) {
   const fs::path reserve = folder() / "registry.reserve";
   for (const RegistryAction action : {RegistryAction::kDeleteValue, RegistryAction::kDeleteKey}) {
     MakeStore(folder());
-    LinuxRegistry registry = StoreIn(folder());
+    LinuxRegistry registry = BrieflyWaitingStoreIn(folder());
     disk_.Fill();
-    const RegistryEdit edit{action, kKey, kName, {}};
-    const RegistryEdit edits[] = {{RegistryAction::kCreateKey, kKey, {}, {}}, edit};
+    const RegistryEdit edit{action, kTestKey, kName, {}};
+    const RegistryEdit edits[] = {{RegistryAction::kCreateKey, kTestKey, {}, {}}, edit};
     EXPECT_EQ(registry.Apply(edits), RegistryStatus::kFailed);
     EXPECT_EQ(fs::file_size(reserve), kReserve);
     EXPECT_EQ(registry.Apply({&edit, 1}), RegistryStatus::kOk);
@@ -551,36 +549,36 @@ TEST_F(SmallDiskTest, TheReserveIsForDeletionsAlone) {
 
 TEST_F(SmallDiskTest, WithoutAReserveADeletionFailsOnce) {
   fs::resize_file(folder() / "registry.reserve", 0);
-  LinuxRegistry registry = StoreIn(folder());
+  LinuxRegistry registry = BrieflyWaitingStoreIn(folder());
   disk_.Fill();
   const Failures failures(registry);
-  EXPECT_EQ(registry.DeleteKey(kKey), RegistryStatus::kFailed);
+  EXPECT_EQ(registry.DeleteKey(kTestKey), RegistryStatus::kFailed);
   EXPECT_THAT(failures.texts(), ElementsAre(HasSubstr("cannot be written: the disk is full")));
 }
 
 TEST_F(SmallDiskTest, WithALinkInThePlaceOfTheReserveAFullDiskIsNamed) {
   fs::remove(folder() / "registry.reserve");
   fs::create_symlink("elsewhere", folder() / "registry.reserve");
-  LinuxRegistry registry = StoreIn(folder());
+  LinuxRegistry registry = BrieflyWaitingStoreIn(folder());
   disk_.Fill();
   const Failures failures(registry);
-  EXPECT_EQ(registry.DeleteKey(kKey), RegistryStatus::kFailed);
+  EXPECT_EQ(registry.DeleteKey(kTestKey), RegistryStatus::kFailed);
   EXPECT_THAT(failures.texts(), ElementsAre(HasSubstr("cannot be written: the disk is full")));
 }
 
 TEST_F(SmallDiskTest, TheReserveIsTakenAgainWhenThereIsRoom) {
   const fs::path reserve = folder() / "registry.reserve";
   ASSERT_EQ(fs::file_size(reserve), kReserve);
-  LinuxRegistry registry = StoreIn(folder());
-  ASSERT_EQ(registry.SetValue(kKey, "Other"_w, RegistryValue::Dword(1)), RegistryStatus::kOk);
+  LinuxRegistry registry = BrieflyWaitingStoreIn(folder());
+  ASSERT_EQ(registry.SetValue(kTestKey, "Other"_w, RegistryValue::Dword(1)), RegistryStatus::kOk);
   // Keeps SQLite's log, whose room the last connection would free.
-  LinuxRegistry other = StoreIn(folder());
+  LinuxRegistry other = BrieflyWaitingStoreIn(folder());
   ASSERT_EQ(Read(other), RegistryStatus::kOk);
   disk_.Fill();
-  ASSERT_EQ(registry.DeleteValue(kKey, kName), RegistryStatus::kOk);
+  ASSERT_EQ(registry.DeleteValue(kTestKey, kName), RegistryStatus::kOk);
   EXPECT_EQ(fs::file_size(reserve), 0U);
   disk_.MakeRoom();
-  ASSERT_EQ(registry.CreateKey(kKey), RegistryStatus::kOk);
+  ASSERT_EQ(registry.CreateKey(kTestKey), RegistryStatus::kOk);
   EXPECT_EQ(fs::file_size(reserve), kReserve);
 }
 
