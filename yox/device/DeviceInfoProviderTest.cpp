@@ -231,7 +231,7 @@ TEST(DeviceInfoProviderTest, TheLegacyIdentifierFollowsFromTheSerialNumber) {
   EXPECT_EQ(YOX::String::UTF16ToUTF8(id), "1A00AD57-1D9D-5E3E-BCD7-A6C44957DF08");
 }
 
-class Answering final : public yox::platform::ManagementQueries {
+class ArchitectureQueries final : public yox::platform::ManagementQueries {
  public:
   yox::platform::ManagementAnswer Ask(yox::WStringView, yox::WStringView query,
                                       yox::WStringView property) override {
@@ -252,7 +252,7 @@ class ArchitectureTest : public testing::Test {
 
   InstalledDevice device_{"{}"};
   yox_test::SubstitutedPlatform platform_{device_.device()};
-  Answering queries_;
+  ArchitectureQueries queries_;
   yox::platform::ScopedPlatform installed_{platform_};
   DeviceInfoProvider* provider_ = DeviceInfoProvider::GetInstance();
 };
@@ -294,9 +294,9 @@ TEST_F(ArchitectureTest, AnExceptionOfAnyTypeIsLogged) {
   }
 }
 
-class Presented : public DeviceInfoProvider {
+class PresentedProvider : public DeviceInfoProvider {
  public:
-  Presented() = default;
+  PresentedProvider() = default;
   Architecture GetCPUArchitecture() override {
     ++asked;
     return DeviceInfoProvider::GetCPUArchitecture();
@@ -306,7 +306,7 @@ class Presented : public DeviceInfoProvider {
 
 TEST(DeviceInfoProviderTest, InitHasTheArchitectureReadyThroughItsVirtualOperation) {
   InstalledDevice device("{}");
-  Presented provider;
+  PresentedProvider provider;
   provider.Init(MakeRecord());
   EXPECT_EQ(provider.asked, 1);
   provider.Init(MakeRecord());
@@ -315,7 +315,7 @@ TEST(DeviceInfoProviderTest, InitHasTheArchitectureReadyThroughItsVirtualOperati
 
 TEST(DeviceInfoProviderTest, TheEndIsLogged) {
   const yox_test::CapturedLog captured;
-  { const Presented provider; }
+  { const PresentedProvider provider; }
   EXPECT_EQ(captured.Text(),
             "yox D YOX::DeviceInfoProvider::~DeviceInfoProvider destructor of DeviceInfoProvider "
             "called\n");

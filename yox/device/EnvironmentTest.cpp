@@ -19,9 +19,9 @@ using yox::platform::ManagementAnswer;
 using yox::platform::ManagementRow;
 using Step = ManagementAnswer::Step;
 
-class Answering final : public yox::platform::ManagementQueries {
+class CaptionQueries final : public yox::platform::ManagementQueries {
  public:
-  explicit Answering(ManagementAnswer answer) : answer_(std::move(answer)) {}
+  explicit CaptionQueries(ManagementAnswer answer) : answer_(std::move(answer)) {}
   ManagementAnswer Ask(yox::WStringView name_space, yox::WStringView query,
                        yox::WStringView property) override {
     ++asked;
@@ -50,7 +50,7 @@ class EnvironmentTest : public testing::TestWithParam<CaptionRow> {
 TEST_P(EnvironmentTest, TellsWhatCameOfTheQuery) {
   yox_test::InstalledDevice device;
   yox_test::SubstitutedPlatform platform(device.device());
-  Answering answering(GetParam().answer);
+  CaptionQueries answering(GetParam().answer);
   platform.Set(answering);
   const yox::platform::ScopedPlatform installed(platform);
   const yox_test::CapturedLog captured;
@@ -111,7 +111,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(EnvironmentCaptionTest, ASuccessIsRememberedAndAFailureIsNot) {
   yox_test::InstalledDevice device;
   yox_test::SubstitutedPlatform platform(device.device());
-  Answering failing({Step::kConnect, 5, {}});
+  CaptionQueries failing({Step::kConnect, 5, {}});
   platform.Set(failing);
   const yox::platform::ScopedPlatform installed(platform);
   std::string out;
@@ -119,7 +119,7 @@ TEST(EnvironmentCaptionTest, ASuccessIsRememberedAndAFailureIsNot) {
   Environment::GetOsDescription(out);
   EXPECT_EQ(failing.asked, 2);
 
-  Answering answering({Step::kNone, 0, {ManagementRow{0, "Caption"_w}}});
+  CaptionQueries answering({Step::kNone, 0, {ManagementRow{0, "Caption"_w}}});
   platform.Set(answering);
   Environment::GetOsDescription(out);
   EXPECT_EQ(out, "Caption");

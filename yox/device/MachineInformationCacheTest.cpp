@@ -24,8 +24,8 @@
 #include "yox/platform/users/Users.h"
 
 #include "tests/support/CapturedLog.h"
-#include "tests/support/ForwardingFiles.h"
 #include "tests/support/Latch.h"
+#include "tests/support/LostFiles.h"
 #include "tests/support/SubstitutedPlatform.h"
 #include "tests/support/TestRecord.h"
 
@@ -37,10 +37,10 @@ using yox_test::ReadFile;
 using yox_test::TestRecord;
 using yox_test::WriteFile;
 
-constexpr char kFile[] = "MachineInformationCached.json";
+constexpr char kRecordFile[] = "MachineInformationCached.json";
 
 // What other versions of the client read and write: do not edit.
-constexpr char kGoldenFile[] =
+constexpr char kGoldenRecordFile[] =
     R"({"device_bios_release_date":"2025-11-03","device_bios_version":"FAL14 v1.35",)"
     R"("device_bios_version_short":"1.35","device_brand":"Falcon","device_ec_release_date":)"
     R"("2025-10-01","device_ec_version":"1.20","device_enclosuretype":"Notebook",)"
@@ -57,14 +57,14 @@ TEST(MachineInformationCacheTest, TheFirstInstanceCollectsAndWritesAllKeys) {
   ASSERT_FALSE(std::filesystem::exists(device.Shared("")));
   MachineInformation* const record = MachineInformation::GetInstance();
   EXPECT_EQ(record->serial_number(), "C0FFEE12"_w);
-  EXPECT_EQ(ReadFile(device.Shared(kFile)), kGoldenFile);
+  EXPECT_EQ(ReadFile(device.Shared(kRecordFile)), kGoldenRecordFile);
 }
 
 TEST(MachineInformationCacheTest, EveryFolderOnTheWayIsCreated) {
   InstalledDevice device;
   std::filesystem::remove_all(device.Shared("").parent_path().parent_path());
   MachineInformation::GetInstance();
-  EXPECT_EQ(ReadFile(device.Shared(kFile)), kGoldenFile);
+  EXPECT_EQ(ReadFile(device.Shared(kRecordFile)), kGoldenRecordFile);
 }
 
 TEST(MachineInformationCacheTest, LoadingAndSavingReturnWhetherTheFileWasOpened) {
@@ -77,21 +77,12 @@ TEST(MachineInformationCacheTest, LoadingAndSavingReturnWhetherTheFileWasOpened)
   EXPECT_TRUE(record.LoadMachineInformationFromFile());
 }
 
-// Files whose places cannot be found.
-class LostFiles final : public yox_test::ForwardingFiles {
- public:
-  using ForwardingFiles::ForwardingFiles;
-  std::filesystem::path Locate(yox::WStringView) const override {
-    throw std::runtime_error("no place");
-  }
-};
-
 TEST(MachineInformationCacheTest, AFailureOfTheFilesIsNoFile) {
   InstalledDevice device;
   TestRecord record;
   record.Initialize();
   yox_test::SubstitutedPlatform platform(device.device());
-  LostFiles files(device->files());
+  yox_test::LostFiles files(device->files());
   platform.Set(files);
   const yox::platform::ScopedPlatform installed(platform);
   EXPECT_FALSE(record.SaveMachineInformationToFile());
@@ -132,7 +123,7 @@ TEST(MachineInformationCacheTest, TheKeysHaveTheirOrder) {
 
 TEST(MachineInformationCacheTest, AStartFromTheFileAsksNothing) {
   InstalledDevice device;
-  WriteFile(device.Shared(kFile), kGoldenFile);
+  WriteFile(device.Shared(kRecordFile), kGoldenRecordFile);
   yox_test::SubstitutedPlatform platform(device.device());
   yox_test::Untouchable untouchable;
   platform.Set(static_cast<yox::platform::Firmware&>(untouchable));
@@ -155,7 +146,7 @@ TEST(MachineInformationCacheTest, AStartFromTheFileAsksNothing) {
   EXPECT_TRUE(record->os_is_s_mode());
   EXPECT_EQ(record->baseboard_serial_number(), ""_w);
   EXPECT_EQ(record->npu_exists(), ""_w);
-  EXPECT_EQ(ReadFile(device.Shared(kFile)), kGoldenFile);
+  EXPECT_EQ(ReadFile(device.Shared(kRecordFile)), kGoldenRecordFile);
 }
 
 // A file that is read gives a record, and no collection, whatever it contains.
@@ -170,14 +161,14 @@ class MachineInformationBadFileTest : public testing::TestWithParam<BadFileRow> 
 TEST_P(MachineInformationBadFileTest, IsBelievedAndLeftAlone) {
   const BadFileRow& row = GetParam();
   InstalledDevice device;
-  WriteFile(device.Shared(kFile), row.content);
+  WriteFile(device.Shared(kRecordFile), row.content);
   TestRecord record;
   record.Initialize();
   EXPECT_EQ(YOX::String::UTF16ToUTF8(record.os_name()), row.os_name);
   EXPECT_EQ(YOX::String::UTF16ToUTF8(record.os_version()), row.os_version);
   EXPECT_EQ(record.serial_number(), ""_w);
   EXPECT_EQ(record.device_manufacturer(), ""_w);
-  EXPECT_EQ(ReadFile(device.Shared(kFile)), row.content);
+  EXPECT_EQ(ReadFile(device.Shared(kRecordFile)), row.content);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -211,13 +202,13 @@ TEST(MachineInformationCacheTest, AFileThatIsNoObjectIsUnusable) {
   InstalledDevice device;
   EXPECT_EQ(yox::device::UnusableMachineCache(), std::nullopt);
   for (const char* const content : {"", "[]", "{\"os_name\":", "7", "\0{}"}) {
-    WriteFile(device.Shared(kFile), content);
+    WriteFile(device.Shared(kRecordFile), content);
     const auto path = yox::device::UnusableMachineCache();
     ASSERT_TRUE(path) << content;
-    EXPECT_EQ(device->files().Locate(*path), device.Shared(kFile));
+    EXPECT_EQ(device->files().Locate(*path), device.Shared(kRecordFile));
   }
-  for (const char* const content : {"{}", kGoldenFile}) {
-    WriteFile(device.Shared(kFile), content);
+  for (const char* const content : {"{}", kGoldenRecordFile}) {
+    WriteFile(device.Shared(kRecordFile), content);
     EXPECT_EQ(yox::device::UnusableMachineCache(), std::nullopt);
   }
 }
@@ -295,10 +286,10 @@ TEST(MachineInformationCacheTest, AnUnforcedRefreshDoesNothing) {
   TestRecord record;
   record.Initialize();
   device->Change([](auto& profile) { profile.os.product_name = "Changed"_w; });
-  std::filesystem::remove(device.Shared(kFile));
+  std::filesystem::remove(device.Shared(kRecordFile));
   record.ReInitialize(false);
   EXPECT_EQ(record.os_name(), "Windows 11 Pro"_w);
-  EXPECT_FALSE(std::filesystem::exists(device.Shared(kFile)));
+  EXPECT_FALSE(std::filesystem::exists(device.Shared(kRecordFile)));
 }
 
 // Firmware whose tables take long to read.
@@ -381,10 +372,10 @@ TEST(MachineInformationCacheTest, ARecordIsFilledOnce) {
   TestRecord record;
   record.Initialize();
   device->Change([](auto& profile) { profile.os.product_name = "Changed"_w; });
-  std::filesystem::remove(device.Shared(kFile));
+  std::filesystem::remove(device.Shared(kRecordFile));
   record.Initialize();
   EXPECT_EQ(record.os_name(), "Windows 11 Pro"_w);
-  EXPECT_FALSE(std::filesystem::exists(device.Shared(kFile)));
+  EXPECT_FALSE(std::filesystem::exists(device.Shared(kRecordFile)));
 }
 
 TEST(MachineInformationCacheTest, ARecordThatCannotBeWrittenDownLeavesAnEmptyFile) {
@@ -393,12 +384,12 @@ TEST(MachineInformationCacheTest, ARecordThatCannotBeWrittenDownLeavesAnEmptyFil
     yox::WString device_manufacturer() const override { throw std::runtime_error("none"); }
   };
   InstalledDevice device;
-  WriteFile(device.Shared(kFile), kGoldenFile);
+  WriteFile(device.Shared(kRecordFile), kGoldenRecordFile);
   Unwritable record;
   EXPECT_EQ(record.Serialize(), "");
   record.ReInitialize(true);
   EXPECT_EQ(record.serial_number(), "C0FFEE12"_w);
-  EXPECT_EQ(ReadFile(device.Shared(kFile)), "");
+  EXPECT_EQ(ReadFile(device.Shared(kRecordFile)), "");
 }
 
 TEST(MachineInformationCacheTest, AForcedRefreshOverwritesTheFileAndKeepsTheTag) {
@@ -459,16 +450,16 @@ TEST(MachineInformationCacheTest, TheManufacturerIsWrittenThroughItsVirtualGette
 
 TEST(MachineInformationCacheTest, AFolderInThePlaceOfTheFileLeavesTheRecordCollected) {
   InstalledDevice device;
-  std::filesystem::create_directories(device.Shared(kFile));
+  std::filesystem::create_directories(device.Shared(kRecordFile));
   TestRecord record;
   record.Initialize();
   EXPECT_EQ(record.os_name(), "Windows 11 Pro"_w);
-  EXPECT_TRUE(std::filesystem::is_directory(device.Shared(kFile)));
+  EXPECT_TRUE(std::filesystem::is_directory(device.Shared(kRecordFile)));
 }
 
 TEST(MachineInformationCacheTest, NothingIsLogged) {
   InstalledDevice device;
-  WriteFile(device.Shared(kFile), "broken");
+  WriteFile(device.Shared(kRecordFile), "broken");
   TestRecord record;
   const yox_test::CapturedLog captured;
   record.Initialize();

@@ -5,7 +5,7 @@
 #include "yox/device/InstalledDevice.h"
 #include "yox/device/RegionInformation.h"
 
-#include "tests/support/ForwardingFiles.h"
+#include "tests/support/LostFiles.h"
 #include "tests/support/SubstitutedPlatform.h"
 
 namespace {
@@ -16,10 +16,10 @@ using yox_test::InstalledDevice;
 using yox_test::ReadFile;
 using yox_test::WriteFile;
 
-constexpr char kFile[] = "RegionInformationCached.json";
+constexpr char kRegionFile[] = "RegionInformationCached.json";
 
 // What other versions of the client read and write: do not edit.
-constexpr char kGoldenFile[] =
+constexpr char kGoldenRegionFile[] =
     R"({"country_code":"US","country_name":"United States","language_code":"en-US",)"
     R"~("language_name":"English (United States)","region_info_datetime":"2026-03-01T12:00:00Z",)~"
     R"("region_name":"USA"})";
@@ -28,7 +28,7 @@ constexpr char kOtherFile[] =
 
 std::filesystem::path Fallback(InstalledDevice& device) {
   return device->files().Locate(device->files().CommonApplicationDataPath()) / "tervan" / "yox" /
-         "Shared" / kFile;
+         "Shared" / kRegionFile;
 }
 
 void MakeSharedFolder(InstalledDevice& device) {
@@ -49,7 +49,7 @@ TEST(RegionInformationTest, WithoutAFileTheUsersSettingsAreReadAndWritten) {
   EXPECT_EQ(region->language_code(), "en-US"_w);
   EXPECT_EQ(region->language_name(), "English (United States)"_w);
   EXPECT_EQ(region->region_info_datetime(), "2026-03-01T12:00:00Z"_w);
-  EXPECT_EQ(ReadFile(device.Shared(kFile)), kGoldenFile);
+  EXPECT_EQ(ReadFile(device.Shared(kRegionFile)), kGoldenRegionFile);
 }
 
 TEST(RegionInformationTest, WithoutAFileAndAUserNothingIsWritten) {
@@ -57,7 +57,7 @@ TEST(RegionInformationTest, WithoutAFileAndAUserNothingIsWritten) {
   MakeSharedFolder(device);
   LogOff(device);
   EXPECT_EQ(RegionInformation::GetInstance()->country_code(), "US"_w);
-  EXPECT_FALSE(std::filesystem::exists(device.Shared(kFile)));
+  EXPECT_FALSE(std::filesystem::exists(device.Shared(kRegionFile)));
 }
 
 TEST(RegionInformationTest, WithoutTheSharedFolderSavingFailsSilently) {
@@ -68,21 +68,21 @@ TEST(RegionInformationTest, WithoutTheSharedFolderSavingFailsSilently) {
 
 TEST(RegionInformationTest, AFileComesBeforeTheUsersSettings) {
   InstalledDevice device;
-  WriteFile(device.Shared(kFile), kOtherFile);
+  WriteFile(device.Shared(kRegionFile), kOtherFile);
   EXPECT_EQ(RegionInformation::GetInstance()->country_code(), "DE"_w);
-  EXPECT_EQ(ReadFile(device.Shared(kFile)), kOtherFile);
+  EXPECT_EQ(ReadFile(device.Shared(kRegionFile)), kOtherFile);
 }
 
 TEST(RegionInformationTest, ARefreshWithoutAUserReloadsTheFile) {
   InstalledDevice device;
-  WriteFile(device.Shared(kFile), kOtherFile);
+  WriteFile(device.Shared(kRegionFile), kOtherFile);
   LogOff(device);
   RegionInformation* const region = RegionInformation::GetInstance();
   region->set_country_code("FR"_w);
   region->ReInitialize();
   EXPECT_EQ(region->country_code(), "DE"_w);
   EXPECT_EQ(region->region_info_datetime(), "then"_w);
-  EXPECT_EQ(ReadFile(device.Shared(kFile)), kOtherFile);
+  EXPECT_EQ(ReadFile(device.Shared(kRegionFile)), kOtherFile);
 }
 
 TEST(RegionInformationTest, ARefreshWithoutAUserAndAFileIsKeptInMemoryOnly) {
@@ -93,16 +93,16 @@ TEST(RegionInformationTest, ARefreshWithoutAUserAndAFileIsKeptInMemoryOnly) {
   device->Change([](DeviceProfile& profile) { profile.region.country_code = "JP"_w; });
   region->ReInitialize();
   EXPECT_EQ(region->country_code(), "JP"_w);
-  EXPECT_FALSE(std::filesystem::exists(device.Shared(kFile)));
+  EXPECT_FALSE(std::filesystem::exists(device.Shared(kRegionFile)));
 }
 
 TEST(RegionInformationTest, ARefreshWithAUserOverwritesTheFile) {
   InstalledDevice device;
-  WriteFile(device.Shared(kFile), kOtherFile);
+  WriteFile(device.Shared(kRegionFile), kOtherFile);
   RegionInformation* const region = RegionInformation::GetInstance();
   region->ReInitialize();
   EXPECT_EQ(region->country_code(), "US"_w);
-  EXPECT_EQ(ReadFile(device.Shared(kFile)), kGoldenFile);
+  EXPECT_EQ(ReadFile(device.Shared(kRegionFile)), kGoldenRegionFile);
 }
 
 TEST(RegionInformationTest, TheFallbackFileIsReadAndNeverCopied) {
@@ -110,7 +110,7 @@ TEST(RegionInformationTest, TheFallbackFileIsReadAndNeverCopied) {
   MakeSharedFolder(device);
   WriteFile(Fallback(device), kOtherFile);
   EXPECT_EQ(RegionInformation::GetInstance()->country_code(), "DE"_w);
-  EXPECT_FALSE(std::filesystem::exists(device.Shared(kFile)));
+  EXPECT_FALSE(std::filesystem::exists(device.Shared(kRegionFile)));
 }
 
 TEST(RegionInformationTest, WithoutAStateFolderTheFallbackFileIsRead) {
@@ -120,20 +120,11 @@ TEST(RegionInformationTest, WithoutAStateFolderTheFallbackFileIsRead) {
   EXPECT_EQ(RegionInformation::GetInstance()->country_code(), "DE"_w);
 }
 
-// Files whose places cannot be found.
-class LostFiles final : public yox_test::ForwardingFiles {
- public:
-  using ForwardingFiles::ForwardingFiles;
-  std::filesystem::path Locate(yox::WStringView) const override {
-    throw std::runtime_error("no place");
-  }
-};
-
 TEST(RegionInformationTest, AFailureOfTheFilesIsNoFile) {
   InstalledDevice device;
   LogOff(device);
   yox_test::SubstitutedPlatform platform(device.device());
-  LostFiles files(device->files());
+  yox_test::LostFiles files(device->files());
   platform.Set(files);
   const yox::platform::ScopedPlatform installed(platform);
   EXPECT_EQ(RegionInformation::GetInstance()->country_code(), "US"_w);
@@ -141,7 +132,7 @@ TEST(RegionInformationTest, AFailureOfTheFilesIsNoFile) {
 
 TEST(RegionInformationTest, AnEmptyFileEmptiesAllAndHidesTheFallback) {
   InstalledDevice device;
-  WriteFile(device.Shared(kFile), "");
+  WriteFile(device.Shared(kRegionFile), "");
   WriteFile(Fallback(device), kOtherFile);
   const RegionInformation* const region = RegionInformation::GetInstance();
   EXPECT_EQ(region->country_code(), ""_w);
@@ -150,17 +141,17 @@ TEST(RegionInformationTest, AnEmptyFileEmptiesAllAndHidesTheFallback) {
 
 TEST(RegionInformationTest, ACorruptFileIsRepairedByARefreshWithAUser) {
   InstalledDevice device;
-  WriteFile(device.Shared(kFile), "{");
+  WriteFile(device.Shared(kRegionFile), "{");
   RegionInformation* const region = RegionInformation::GetInstance();
   EXPECT_EQ(region->country_code(), ""_w);
   region->ReInitialize();
   EXPECT_EQ(region->country_code(), "US"_w);
-  EXPECT_EQ(ReadFile(device.Shared(kFile)), kGoldenFile);
+  EXPECT_EQ(ReadFile(device.Shared(kRegionFile)), kGoldenRegionFile);
 }
 
 TEST(RegionInformationTest, BehindAValueOfWrongShapeMembersKeepWhatTheyHold) {
   InstalledDevice device;
-  WriteFile(device.Shared(kFile), R"({"region_name":"A","country_code":"B","country_name":[],
+  WriteFile(device.Shared(kRegionFile), R"({"region_name":"A","country_code":"B","country_name":[],
                                       "language_code":"C"})");
   const RegionInformation* const region = RegionInformation::GetInstance();
   EXPECT_EQ(region->region_name(), "A"_w);
