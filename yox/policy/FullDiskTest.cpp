@@ -18,8 +18,8 @@ namespace {
 using YOX::String;
 using namespace yox_test;
 
-const std::string kA = kRootACertificate;
-const std::string kB = kRootBCertificate;
+const std::string kFormerChain = kRootACertificate;
+const std::string kOtherChain = kRootBCertificate;
 
 class FullDiskTest : public MqttChainFiles {
  protected:
@@ -35,15 +35,15 @@ class FullDiskTest : public MqttChainFiles {
 };
 
 TEST_F(FullDiskTest, ABridgeFileThatDoesNotFitLeavesTheFormerOneAndTheCombinedFile) {
-  ASSERT_TRUE(Store(kA));
+  ASSERT_TRUE(Store(kFormerChain));
   const std::string combined = Read(combined_);
   bool stored = true;
   {
-    const FileSizeLimit limit(kB.size() / 2);
-    stored = Store(kB);
+    const FileSizeLimit limit(kOtherChain.size() / 2);
+    stored = Store(kOtherChain);
   }
   EXPECT_FALSE(stored);
-  EXPECT_EQ(Read(bridge_), kA);
+  EXPECT_EQ(Read(bridge_), kFormerChain);
   EXPECT_EQ(Read(combined_), combined);
   EXPECT_EQ(FilesBesideTheBridge(), 2U);
   const std::string line = log_.Lines().back().text;
@@ -54,38 +54,38 @@ TEST_F(FullDiskTest, ABridgeFileThatDoesNotFitLeavesTheFormerOneAndTheCombinedFi
 TEST_F(FullDiskTest, AFirstBridgeFileThatDoesNotFitLeavesNothing) {
   bool stored = true;
   {
-    const FileSizeLimit limit(kA.size() / 2);
-    stored = Store(kA);
+    const FileSizeLimit limit(kFormerChain.size() / 2);
+    stored = Store(kFormerChain);
   }
   EXPECT_FALSE(stored);
   EXPECT_EQ(FilesBesideTheBridge(), 0U);
 }
 
 TEST_F(FullDiskTest, ACombinedFileThatDoesNotFitLeavesTheFormerOneUntilTheNextStore) {
-  ASSERT_TRUE(Store(kA));
-  Write(embedded_, kB);
+  ASSERT_TRUE(Store(kFormerChain));
+  Write(embedded_, kOtherChain);
   bool stored = false;
   {
-    const FileSizeLimit limit(kA.size() + kB.size() / 2);
-    stored = Store(kA);
+    const FileSizeLimit limit(kFormerChain.size() + kOtherChain.size() / 2);
+    stored = Store(kFormerChain);
   }
   EXPECT_TRUE(stored);  // the chain was written
-  EXPECT_EQ(Read(bridge_), kA);
-  EXPECT_EQ(Read(combined_), kA + "\n");
+  EXPECT_EQ(Read(bridge_), kFormerChain);
+  EXPECT_EQ(Read(combined_), kFormerChain + "\n");
   EXPECT_EQ(log_.Lines().back().text,
             "PlatformPolicy::AccumulateMqttCertChain, Issue occured while trying to remove "
             "potential expired and duplicate certs.");
   EXPECT_EQ(FilesBesideTheBridge(), 2U);
-  EXPECT_TRUE(Store(kA));
-  EXPECT_EQ(Read(combined_), kA + "\n" + kB + "\n");
+  EXPECT_TRUE(Store(kFormerChain));
+  EXPECT_EQ(Read(combined_), kFormerChain + "\n" + kOtherChain + "\n");
 }
 
 TEST_F(FullDiskTest, ACleaningThatDoesNotFitLeavesTheFileAsItWas) {
-  const std::string uncleaned = kA + kExpiredCertificate + kB;
+  const std::string uncleaned = kFormerChain + kExpiredCertificate + kOtherChain;
   Write(combined_, uncleaned);
   bool cleaned = true;
   {
-    const FileSizeLimit limit(kA.size());
+    const FileSizeLimit limit(kFormerChain.size());
     cleaned = YOX::CoreUtility::RemoveExpiredAndDuplicateCertsFromFile(combined_);
   }
   EXPECT_FALSE(cleaned);
