@@ -20,11 +20,14 @@
 
 #include "yox/base/Log.h"
 #include "yox/base/ThreadSafety.h"
+#include "yox/notifications/TestBus.h"
 #include "yox/notifications/YOXPublisherSubscriber.h"
 #include "yox/platform/clock/Clock.h"
 #include "yox/platform/simulated/SimulatedDevice.h"
 
 namespace {
+
+using yox_test::TestBus;
 
 constexpr int kPublishers = 8;
 constexpr int kSteady = 40;
@@ -39,12 +42,6 @@ int RecordsToPublish() {
   }
   return records;
 }
-
-class TestBus : public YOXPublisherSubscriber {
- public:
-  TestBus() = default;
-  ~TestBus() override = default;
-};
 
 constinit thread_local bool t_dropped = false;
 
@@ -82,7 +79,7 @@ class Gate {
 
 // What one subscriber saw: the records' places in the bus's order. Written by one delivery after
 // another.
-struct Seen {
+struct PlacesSeen {
   int last = -1;
   int count = 0;
   int out_of_order = 0;
@@ -151,8 +148,8 @@ TEST(BusSoakTest, EveryRecordIsDeliveredAtMostOnceInOrderAndLossesAreAccountedFo
     }
   });
 
-  std::vector<Seen> steady(kSteady + kThrowing);
-  std::vector<Seen> hanging(kHanging);
+  std::vector<PlacesSeen> steady(kSteady + kThrowing);
+  std::vector<PlacesSeen> hanging(kHanging);
   std::atomic<int> restless_out_of_order{0};
   std::atomic<int> restless_received{0};
   yox::Mutex losses_mutex;
@@ -200,7 +197,7 @@ TEST(BusSoakTest, EveryRecordIsDeliveredAtMostOnceInOrderAndLossesAreAccountedFo
           // waits for.
           struct State {
             yox::Mutex mutex;
-            Seen seen YOX_GUARDED_BY(mutex);
+            PlacesSeen seen YOX_GUARDED_BY(mutex);
             yox::ConditionVariable received;
           };
           const auto state = std::make_shared<State>();
@@ -253,8 +250,8 @@ TEST(BusSoakTest, EveryRecordIsDeliveredAtMostOnceInOrderAndLossesAreAccountedFo
   EXPECT_LT(kept_back, kPublishers);
   EXPECT_EQ(publisher_out_of_order, 0);
   std::size_t lost_by_hanging = 0;
-  for (std::vector<Seen>* const group : {&steady, &hanging}) {
-    for (Seen& seen : *group) {
+  for (std::vector<PlacesSeen>* const group : {&steady, &hanging}) {
+    for (PlacesSeen& seen : *group) {
       seen.LoseUpTo(taken);
       EXPECT_EQ(seen.out_of_order, 0);
       EXPECT_EQ(seen.count + static_cast<int>(seen.lost.size()), taken);

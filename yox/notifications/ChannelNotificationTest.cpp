@@ -8,14 +8,14 @@
 #include "yox/notifications/YOXNotificationData.h"
 
 #include "tests/support/Rows.h"
+#include "tests/support/Text.h"
 
 namespace {
 
 using namespace yox::literals;
 using YOX::String;
 using yox::WString;
-
-std::string Utf8(const WString& text) { return String::UTF16ToUTF8(text); }
+using yox_test::Utf8;
 
 YOXNotificationData Channel(const std::string& text) { return {String::UTF8ToUTF16(text), true}; }
 

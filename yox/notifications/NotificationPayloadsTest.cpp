@@ -7,14 +7,14 @@
 #include "yox/notifications/YOXNotificationData.h"
 
 #include "tests/support/Rows.h"
+#include "tests/support/Text.h"
 
 namespace {
 
 using namespace yox::literals;
 using YOX::String;
 using yox::WString;
-
-std::string Utf8(const WString& text) { return String::UTF16ToUTF8(text); }
+using yox_test::Utf8;
 
 YOXNotificationData WithPayload(WString payload) { return {1, 1, std::move(payload)}; }
 YOXNotificationData WithPayload(const char* payload) {

@@ -17,7 +17,7 @@ using namespace yox::literals;
 using YOX::String;
 using yox::WString;
 
-Json::Value Parsed(const WString& text) {
+Json::Value ReadWithJsonCpp(const WString& text) {
   Json::Value root;
   std::istringstream stream(String::UTF16ToUTF8(text));
   stream >> root;
@@ -137,7 +137,8 @@ TEST(NotificationDataTest, EveryWayOfCopyingKeepsEveryField) {
 }
 
 TEST(NotificationDataTest, AnInternalEnvelopeHasItsCommandsAsNulls) {
-  const Json::Value root = Parsed(YOXNotificationData(30, 307, "text \xC3\xA9"_w).getJsonMessage());
+  const Json::Value root =
+      ReadWithJsonCpp(YOXNotificationData(30, 307, "text \xC3\xA9"_w).getJsonMessage());
   EXPECT_EQ(root.size(), 6U);
   EXPECT_TRUE(root.isMember("cmd") && root["cmd"].isNull());
   EXPECT_TRUE(root.isMember("cmd_type") && root["cmd_type"].isNull());
@@ -157,7 +158,7 @@ TEST(NotificationDataTest, AChannelEnvelopeIsItsMessageAndFourKeys) {
   YOXNotificationData record(R"({"kxp-message": {"alert": {"notify": "x"}}})"_w, true);
   record.setTopicId(30);
   record.setEventState(307);
-  const Json::Value root = Parsed(record.getJsonMessage());
+  const Json::Value root = ReadWithJsonCpp(record.getJsonMessage());
   EXPECT_EQ(root.size(), 5U);
   EXPECT_EQ(root["kxp-message"]["alert"]["notify"], Json::Value("x"));
   EXPECT_EQ(root["notification_type"], Json::Value("kxp"));
@@ -167,7 +168,8 @@ TEST(NotificationDataTest, AChannelEnvelopeIsItsMessageAndFourKeys) {
 }
 
 TEST(NotificationDataTest, AChannelEnvelopeWithoutAMessageHasTheFourKeysAlone) {
-  const Json::Value root = Parsed(YOXNotificationData("not JSON"_w, true).getJsonMessage());
+  const Json::Value root =
+      ReadWithJsonCpp(YOXNotificationData("not JSON"_w, true).getJsonMessage());
   EXPECT_EQ(root.size(), 4U);
   EXPECT_EQ(root["notification_type"], Json::Value("kxp"));
 }
@@ -178,7 +180,7 @@ TEST(NotificationDataTest, AnEnvelopeThatCannotBeWrittenIsEmpty) {
 }
 
 TEST(NotificationDataTest, ADefaultRecordsEnvelopeHasNoType) {
-  const Json::Value root = Parsed(YOXNotificationData().getJsonMessage());
+  const Json::Value root = ReadWithJsonCpp(YOXNotificationData().getJsonMessage());
   EXPECT_EQ(root["notification_type"], Json::Value(""));
   EXPECT_EQ(root["topicId"], Json::Value(-1));
   EXPECT_EQ(root["eventState"], Json::Value(-1));

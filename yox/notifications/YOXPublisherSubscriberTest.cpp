@@ -22,6 +22,7 @@
 #include "yox/base/Log.h"
 #include "yox/base/String.h"
 #include "yox/base/ThreadSafety.h"
+#include "yox/notifications/TestBus.h"
 #include "yox/notifications/YOXPublisherSubscriber.h"
 #include "yox/platform/clock/Clock.h"
 #include "yox/platform/crypto/RandomBytes.h"
@@ -32,6 +33,7 @@
 #include "tests/support/Latch.h"
 #include "tests/support/PrivateMember.h"
 #include "tests/support/Rows.h"
+#include "tests/support/Text.h"
 
 namespace {
 
@@ -42,16 +44,11 @@ using testing::IsEmpty;
 using yox::WString;
 using yox_test::CapturedLog;
 using yox_test::Latch;
+using yox_test::TestBus;
+using yox_test::Utf8;
 
 constexpr std::int64_t kBound = 30'000;
 constexpr int kSettling = 50;
-
-class TestBus : public YOXPublisherSubscriber {
- public:
-  TestBus() = default;
-  ~TestBus() override = default;
-  using YOXPublisherSubscriber::DeliveryCopyCount;
-};
 
 struct DeliveryCopies
     : yox_test::PrivateMember<
@@ -168,8 +165,6 @@ std::vector<std::string> Texts(const CapturedLog& log) {
 void LetOthersRun() {
   for (int i = 0; i < 20'000; ++i) std::this_thread::yield();
 }
-
-std::string Utf8(const WString& text) { return YOX::String::UTF16ToUTF8(text); }
 
 TEST(BusTest, ARecordReachesEverySubscriber) {
   TestBus bus;
