@@ -10,6 +10,7 @@
 #include "yox/platform/registry/RegistryPlatform.h"
 #include "yox/tags/AppAndTagCollection.h"
 #include "yox/tags/Persona.h"
+#include "yox/tags/TestCollection.h"
 
 #include "tests/faults/FailingPlatform.h"
 #include "tests/support/CapturedLog.h"
@@ -27,12 +28,7 @@ using yox::platform::RegistryStatus;
 using yox::platform::RegistryType;
 using yox::platform::RegistryValue;
 using yox::platform::RegistryView;
-
-class TestCollection : public AppAndTagCollection {
- public:
-  TestCollection() = default;
-  ~TestCollection() = default;
-};
+using yox_test::TestCollection;
 
 // The private operations.
 struct ReadKey

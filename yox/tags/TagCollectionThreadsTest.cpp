@@ -13,9 +13,11 @@
 #include "yox/platform/simulated/DeviceProfileReader.h"
 #include "yox/platform/simulated/SimulatedDevice.h"
 #include "yox/tags/AppAndTagCollection.h"
+#include "yox/tags/TestCollection.h"
 
 #include "tests/support/PrivateMember.h"
 #include "tests/support/Rows.h"
+#include "tests/support/TestRecord.h"
 
 namespace {
 
@@ -24,22 +26,13 @@ using YOX::String;
 using yox::WString;
 using yox::platform::ReadDeviceProfile;
 using yox::platform::SimulatedDevice;
+using yox_test::TestCollection;
+using yox_test::TestRecord;
 
 constexpr const char* kProfile = R"json({
   "clock": {"now": "2026-03-01T12:00:00"},
   "display_adapters": [{"description": "Intel(R) Arc(TM)", "dedicated_video_memory": 1073741824}],
   "first_run_date": "2025-01-10"})json";
-
-class TestCollection : public AppAndTagCollection {
- public:
-  TestCollection() = default;
-  ~TestCollection() = default;
-};
-
-class FreshRecord : public MachineInformation {
- public:
-  FreshRecord() = default;
-};
 
 WString Number(int n) { return String::UTF8ToUTF16(std::to_string(n)); }
 
@@ -64,7 +57,7 @@ class TagCollectionThreadsTest : public testing::Test {
 
   SimulatedDevice device_{ReadDeviceProfile(kProfile)};
   const yox::platform::ScopedPlatform installed_{device_};
-  std::shared_ptr<MachineInformation> record_ = std::make_shared<FreshRecord>();
+  std::shared_ptr<MachineInformation> record_ = std::make_shared<TestRecord>();
   TestCollection tags_;
 };
 
@@ -162,7 +155,7 @@ struct WaiterRow {
   const char* name;
   void (*call)(TestCollection& tags);
 };
-struct ReadAndSet : yox_test::PrivateMember<ReadAndSet, void (AppAndTagCollection::*)()> {};
+struct FillRecord : yox_test::PrivateMember<FillRecord, void (AppAndTagCollection::*)()> {};
 
 class TagCollectionLockTest : public TagCollectionThreadsTest,
                               public testing::WithParamInterface<WaiterRow> {
@@ -221,7 +214,7 @@ TEST_P(TagCollectionLockTest, WaitsForARefreshOfThePersona) {
 
 }  // namespace
 
-template struct yox_test::Reach<ReadAndSet, &AppAndTagCollection::ReadFromRegAndSetTags>;
+template struct yox_test::Reach<FillRecord, &AppAndTagCollection::ReadFromRegAndSetTags>;
 
 namespace {
 
@@ -237,7 +230,7 @@ INSTANTIATE_TEST_SUITE_P(
         WaiterRow{"ExtractCollecitonOfKeys",
                   [](TestCollection& tags) { TestCollection::ExtractCollecitonOfKeys(&tags); }},
         WaiterRow{"ReadFromRegAndSetTags",
-                  [](TestCollection& tags) { (tags.*Reached(ReadAndSet{}))(); }},
+                  [](TestCollection& tags) { (tags.*Reached(FillRecord{}))(); }},
         WaiterRow{"RefreshPersonaTags", [](TestCollection& tags) { tags.RefreshPersonaTags(); }},
         WaiterRow{"RefreshTags", [](TestCollection& tags) { tags.RefreshTags(nullptr, false); }}),
     yox_test::RowName());

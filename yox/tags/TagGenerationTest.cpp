@@ -9,11 +9,13 @@
 #include "yox/platform/simulated/DeviceProfileReader.h"
 #include "yox/platform/waits/Event.h"
 #include "yox/tags/AppAndTagCollection.h"
+#include "yox/tags/TestCollection.h"
 
 #include "tests/faults/FailingPlatform.h"
 #include "tests/support/AwaitedLog.h"
 #include "tests/support/CapturedLog.h"
 #include "tests/support/Rows.h"
+#include "tests/support/TestRecord.h"
 
 namespace {
 
@@ -26,6 +28,8 @@ using yox::platform::RegistryKey;
 using yox::platform::RegistryStatus;
 using yox::platform::RegistryValue;
 using yox::platform::SimulatedDevice;
+using yox_test::TestCollection;
+using yox_test::TestRecord;
 
 constexpr const char* kWithAccelerator = R"json({
   "clock": {"now": "2026-03-01T12:00:00"},
@@ -37,17 +41,6 @@ constexpr const char* kPlain =
 constexpr const char* kJustStarted =
     R"({"clock": {"now": "2026-03-01T12:00:00", "uptime_seconds": 59},
         "first_run_date": "2025-01-10"})";
-
-class TestCollection : public AppAndTagCollection {
- public:
-  TestCollection() = default;
-  ~TestCollection() = default;
-};
-
-class FreshRecord : public MachineInformation {
- public:
-  FreshRecord() = default;
-};
 
 // A device with a machine record of its own and a collection of its own.
 class Setting {
@@ -91,7 +84,7 @@ class Setting {
   SimulatedDevice device;
   const yox::platform::ScopedPlatform installed{device};
   const RegistryKey key{HKEY_LOCAL_MACHINE, AppAndTagCollection::szRegKeySubPath, {}, {}};
-  std::shared_ptr<MachineInformation> record = std::make_shared<FreshRecord>();
+  std::shared_ptr<MachineInformation> record = std::make_shared<TestRecord>();
   TestCollection tags;
 };
 
