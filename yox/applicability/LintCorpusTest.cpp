@@ -13,6 +13,7 @@
 #include "yox/decision/FleetLint.h"
 #include "yox/decision/Lint.h"
 #include "yox/decision/PreparedDevice.h"
+#include "yox/decision/TestMoments.h"
 
 #include "tests/support/SchemaPaths.h"
 
@@ -23,8 +24,6 @@ using yox::decision::MessageOf;
 
 namespace yox_test {
 namespace {
-
-constexpr yox::LocalDate kToday{2026, 3, 1};
 
 // A finding at the filter, and the criterion if one is named, in which the mistake was planted.
 bool IsAt(const LintFinding& finding, const Json::Value& planted) {

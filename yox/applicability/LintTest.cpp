@@ -14,6 +14,7 @@
 #include "yox/decision/FleetLint.h"
 #include "yox/decision/Lint.h"
 #include "yox/decision/PreparedDevice.h"
+#include "yox/decision/TestMoments.h"
 #include "yox/decision/Vocabulary.h"
 #include "yox/platform/simulated/DeviceProfileReader.h"
 #include "yox/platform/simulated/SimulatedDevice.h"
@@ -44,8 +45,6 @@ using YOX::String;
 using yox::WString;
 using namespace yox::literals;
 
-constexpr yox::LocalDate kToday{2026, 3, 1};
-
 // "rule excerpt" of each finding, with a comma between them.
 std::string Named(const std::vector<LintFinding>& findings) {
   std::string names;
@@ -58,16 +57,16 @@ std::string Named(const std::vector<LintFinding>& findings) {
 }
 
 // What is found in a filter of one text, in a list that is in order otherwise.
-struct TextRow {
+struct LintedTextRow {
   const char* name;
   const char* field;
   const char* text;
   const char* found;
 };
 
-class LintedText : public testing::TestWithParam<TextRow> {};
+class LintedText : public testing::TestWithParam<LintedTextRow> {};
 
-std::vector<LintFinding> FindingsIn(const TextRow& row) {
+std::vector<LintFinding> FindingsIn(const LintedTextRow& row) {
   const auto* const field = std::ranges::find(kFilterFieldNames, std::string_view(row.field));
   ApplicabilityFilter::List list(3);
   list[0].set_country("AQ"_w);
@@ -83,7 +82,7 @@ TEST_P(LintedText, HasWhatIsToldAndNothingElse) {
 }
 
 // After each row that a rule finds, a similar one that is in order.
-const TextRow kTextRows[] = {
+const LintedTextRow kTextRows[] = {
     {"DefaultNoWord", "default", "yes", "control-word \"yes\""},
     {"DefaultTrue", "default", "TRUE", ""},
     {"DefaultBlank", "default", "true ", "control-word \"true \""},
@@ -568,7 +567,7 @@ TEST(LintTypography, FindsTheseCharactersAndNoOther) {
 
 TEST(LintRules, EachIsFoundByARow) {
   std::set<LintRule> found;
-  for (const TextRow& row : kTextRows) {
+  for (const LintedTextRow& row : kTextRows) {
     for (const LintFinding& finding : FindingsIn(row)) found.insert(finding.rule);
   }
   for (const ListRow& row : kListRows) {

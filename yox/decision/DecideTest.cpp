@@ -17,15 +17,16 @@
 #include "yox/decision/FilterDocument.h"
 #include "yox/decision/PreparedDevice.h"
 #include "yox/decision/ReasonText.h"
+#include "yox/decision/TestMoments.h"
 
 #include "tests/support/Rows.h"
 
 namespace yox::decision {
 namespace {
 
-using Known = Given<WString>;
+using yox_test::kMorning;
 
-constexpr std::int64_t kMorning = 1772361000;  // 2026-03-01T10:30:00Z, three days at once on earth
+using Known = Given<WString>;
 
 FactsRecord WholeDevice() {
   FactsRecord record;
@@ -52,22 +53,22 @@ FactsRecord WholeDevice() {
   return record;
 }
 
-struct Outcome {
+struct Decided {
   Verdict verdict;
   WString reason;
 };
 
-Outcome DecideOn(const FactsRecord& record, const char* list, const Question& question) {
+Decided DecideOn(const FactsRecord& record, const char* list, const Question& question) {
   const PreparedDevice device(record);
   PreparedFacts facts(device, question);
   const auto compiled = ReadFilterDocument(list).snapshot();
-  Outcome outcome;
+  Decided outcome;
   ReasonText reason(*compiled, outcome.reason);
   outcome.verdict = Decide(*compiled, facts, &reason);
   return outcome;
 }
 
-Outcome DecideOn(const FactsRecord& record, const char* list) {
+Decided DecideOn(const FactsRecord& record, const char* list) {
   return DecideOn(record, list, {kMorning, "2.0"_w, {{"Extra"_w, "x"_w}}});
 }
 
@@ -87,7 +88,7 @@ void Forget(FactsRecord& record) {
 class CriterionOnFacts : public testing::TestWithParam<FactRow> {};
 
 TEST_P(CriterionOnFacts, IsTrueWhenTheFactMatches) {
-  const Outcome outcome = DecideOn(WholeDevice(), GetParam().list);
+  const Decided outcome = DecideOn(WholeDevice(), GetParam().list);
   EXPECT_EQ(outcome.verdict.applies, Truth::kTrue);
   EXPECT_EQ(outcome.verdict.decided_by, 0U);
   EXPECT_EQ(outcome.reason, "Filter [0]: true; "_w);
@@ -96,7 +97,7 @@ TEST_P(CriterionOnFacts, IsTrueWhenTheFactMatches) {
 TEST_P(CriterionOnFacts, IsUnknownWithoutTheFactAndNamesIt) {
   FactsRecord record = WholeDevice();
   GetParam().forget(record);
-  const Outcome outcome = DecideOn(record, GetParam().list);
+  const Decided outcome = DecideOn(record, GetParam().list);
   EXPECT_EQ(outcome.verdict.applies, Truth::kUnknown);
   EXPECT_EQ(outcome.verdict.decided_by, std::nullopt);
   EXPECT_EQ(outcome.verdict.needs, GetParam().needs);
@@ -195,7 +196,7 @@ TEST(DecideTest, WhatIsMissingIsSeenAsOnADeviceWithoutIt) {
 }
 
 TEST(DecideTest, WithoutATargetVersionItsCriterionFailsUnnamed) {
-  const Outcome outcome = DecideOn(WholeDevice(), R"([{"target_version": ">1.0"}])", {kMorning});
+  const Decided outcome = DecideOn(WholeDevice(), R"([{"target_version": ">1.0"}])", {kMorning});
   EXPECT_EQ(outcome.verdict.applies, Truth::kFalse);
   EXPECT_EQ(outcome.reason, "Filter [0]: "_w);
 }
@@ -215,7 +216,7 @@ TEST_P(UnknownWalk, DecidesWhatLogicAllows) {
   record.text(FilterField::os_version) = {};
   record.tags.reset();
   record.registry.clear();
-  const Outcome outcome = DecideOn(record, GetParam().list);
+  const Decided outcome = DecideOn(record, GetParam().list);
   EXPECT_EQ(outcome.verdict.applies, GetParam().applies);
   EXPECT_EQ(outcome.verdict.needs, GetParam().needs);
 }

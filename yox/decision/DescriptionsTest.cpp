@@ -8,13 +8,16 @@
 #include "yox/decision/FactsDocument.h"
 #include "yox/decision/FilterDocument.h"
 #include "yox/decision/PreparedDevice.h"
+#include "yox/decision/TestMoments.h"
 
 #include "tests/support/Rows.h"
+#include "tests/support/Text.h"
 
 namespace yox::decision {
 namespace {
 
 using YOX::String;
+using yox_test::Utf8;
 
 const char* WordOf(CriterionResult result) {
   switch (result) {
@@ -30,8 +33,6 @@ const char* WordOf(CriterionResult result) {
   return "";
 }
 
-std::string Utf8(WStringView text) { return String::UTF16ToUTF8(text); }
-
 // "RESULT: REQUIRED / ACTUAL / SOURCE / NOTE / RESULT" of each fact of a filter's criteria.
 std::string Described(const std::string& facts, const std::string& filter) {
   const auto quoted = [](std::string text) {
@@ -39,7 +40,7 @@ std::string Described(const std::string& facts, const std::string& filter) {
     return text;
   };
   const PreparedDevice device(ReadFacts(quoted(facts)));
-  const Question question{.now = 1'772'361'000};  // 2026-03-01T10:30:00Z
+  const Question question{.now = yox_test::kMorning};
   PreparedFacts prepared(device, question);
   const ApplicabilityFilter list = ReadFilterDocument(quoted("[" + filter + "]"));
   const Explanation explanation = Explain(*list.snapshot(), prepared);

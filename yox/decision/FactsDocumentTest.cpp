@@ -116,13 +116,13 @@ TEST(ReadFacts, AHashHasItsBucket) {
   EXPECT_EQ(alone.text(FilterField::org_hash).knowledge, Knowledge::kUnknown);
 }
 
-struct RefusalRow {
+struct RefusedFactsRow {
   const char* name;
   std::string document;
   std::string error;
 };
 
-class FactsRefusals : public ::testing::TestWithParam<RefusalRow> {};
+class FactsRefusals : public ::testing::TestWithParam<RefusedFactsRow> {};
 
 TEST_P(FactsRefusals, NameLinePathExpectedAndFound) {
   try {
@@ -136,60 +136,67 @@ TEST_P(FactsRefusals, NameLinePathExpectedAndFound) {
 INSTANTIATE_TEST_SUITE_P(
     Rows, FactsRefusals,
     ::testing::Values(
-        RefusalRow{"Number", R"({"country": 49})",
-                   "line 17, column 13: country: expected a string or null, found a number"},
-        RefusalRow{"UnknownKey", R"({"county": "DE"})",
-                   "line 17, column 2: county: unknown key (did you mean \"country\"?)"},
-        RefusalRow{"OfTheQuestion", R"({"target_version": "1.0"})",
-                   "line 17, column 2: target_version: unknown key"},
-        RefusalRow{"SecondLine", "{\"id\":\"a\",\n\"tags\":{\"Ring\":null}}",
-                   "line 18, column 16: tags.Ring: expected a string, found null"},
-        RefusalRow{"Syntax", R"({"country": "DE",})",
-                   "line 17, column 18: expected a key, found \"}\""},
-        RefusalRow{"Utf8", "{\"id\":\"\xff\"}", "line 17, column 8: not well-formed UTF-8"},
-        RefusalRow{"Twice", R"({"id":"a","id":"b"})",
-                   "line 17, column 11: the key \"id\" is given twice"},
-        RefusalRow{"NoObject", "[]", "line 17, column 1: expected an object, found an array"},
-        RefusalRow{"Nothing", "",
-                   "line 17, column 1: expected a value, found the end of the document"},
-        RefusalRow{
+        RefusedFactsRow{"Number", R"({"country": 49})",
+                        "line 17, column 13: country: expected a string or null, found a number"},
+        RefusedFactsRow{"UnknownKey", R"({"county": "DE"})",
+                        "line 17, column 2: county: unknown key (did you mean \"country\"?)"},
+        RefusedFactsRow{"OfTheQuestion", R"({"target_version": "1.0"})",
+                        "line 17, column 2: target_version: unknown key"},
+        RefusedFactsRow{"SecondLine", "{\"id\":\"a\",\n\"tags\":{\"Ring\":null}}",
+                        "line 18, column 16: tags.Ring: expected a string, found null"},
+        RefusedFactsRow{"Syntax", R"({"country": "DE",})",
+                        "line 17, column 18: expected a key, found \"}\""},
+        RefusedFactsRow{"Utf8", "{\"id\":\"\xff\"}", "line 17, column 8: not well-formed UTF-8"},
+        RefusedFactsRow{"Twice", R"({"id":"a","id":"b"})",
+                        "line 17, column 11: the key \"id\" is given twice"},
+        RefusedFactsRow{"NoObject", "[]", "line 17, column 1: expected an object, found an array"},
+        RefusedFactsRow{"Nothing", "",
+                        "line 17, column 1: expected a value, found the end of the document"},
+        RefusedFactsRow{
             "Zone", R"({"time_zone":"Nowhere/Land"})",
             "line 17, column 14: time_zone: expected a time zone such as \"Europe/Berlin\" or "
             "\"+01:00\", found \"Nowhere/Land\""},
-        RefusalRow{"NoZone", R"({"time_zone":null})",
-                   "line 17, column 14: time_zone: expected a string, found null"},
-        RefusalRow{"Bucket", R"({"rollout_bucket":4096})",
-                   "line 17, column 19: rollout_bucket: expected a whole number from 0 to 4095, "
-                   "found a number"},
-        RefusalRow{"Fraction", R"({"rollout_bucket":1.0})",
-                   "line 17, column 19: rollout_bucket: expected a whole number from 0 to 4095, "
-                   "found a number"},
-        RefusalRow{"Hash", R"({"sn_hash":"12ab"})",
-                   "line 17, column 12: sn_hash: expected 64 hexadecimal digits, found \"12ab\""},
-        RefusalRow{"HashBesideText", R"({"realm":"a","organisation_bucket":1})",
-                   "line 17, column 36: organisation_bucket: expected \"realm\" or its hash and "
-                   "bucket, found "
-                   "both"},
-        RefusalRow{"TextBesideHash", R"({"rollout_bucket":1,"serial_number":null})",
-                   "line 17, column 37: serial_number: expected \"serial_number\" or its hash and "
-                   "bucket, found "
-                   "both"},
-        RefusalRow{"Firmware", R"({"firmware":null})",
-                   "line 17, column 13: firmware: expected true or false, found null"},
-        RefusalRow{
+        RefusedFactsRow{"NoZone", R"({"time_zone":null})",
+                        "line 17, column 14: time_zone: expected a string, found null"},
+        RefusedFactsRow{
+            "Bucket", R"({"rollout_bucket":4096})",
+            "line 17, column 19: rollout_bucket: expected a whole number from 0 to 4095, "
+            "found a number"},
+        RefusedFactsRow{
+            "Fraction", R"({"rollout_bucket":1.0})",
+            "line 17, column 19: rollout_bucket: expected a whole number from 0 to 4095, "
+            "found a number"},
+        RefusedFactsRow{
+            "Hash", R"({"sn_hash":"12ab"})",
+            "line 17, column 12: sn_hash: expected 64 hexadecimal digits, found \"12ab\""},
+        RefusedFactsRow{
+            "HashBesideText", R"({"realm":"a","organisation_bucket":1})",
+            "line 17, column 36: organisation_bucket: expected \"realm\" or its hash and "
+            "bucket, found "
+            "both"},
+        RefusedFactsRow{
+            "TextBesideHash", R"({"rollout_bucket":1,"serial_number":null})",
+            "line 17, column 37: serial_number: expected \"serial_number\" or its hash and "
+            "bucket, found "
+            "both"},
+        RefusedFactsRow{"Firmware", R"({"firmware":null})",
+                        "line 17, column 13: firmware: expected true or false, found null"},
+        RefusedFactsRow{
             "Items", R"({"installed_items":[["a","1"],["b"]]})",
             "line 17, column 31: installed_items[1]: expected a name and a version, found fewer"},
-        RefusalRow{
+        RefusedFactsRow{
             "ThreeTexts", R"({"installed_items":[["a","1","2"]]})",
             "line 17, column 21: installed_items[0]: expected a name and a version, found more"},
-        RefusalRow{"Ids", R"({"hardware_ids":["a",1]})",
-                   "line 17, column 22: hardware_ids[1]: expected a string, found a number"},
-        RefusalRow{"Hive", R"({"registry":{"HKCR\\a":{}}})",
-                   "line 17, column 24: registry[\"HKCR\\a\"]: expected a key that begins with "
-                   "HKLM\\ or HKCU\\"},
-        RefusalRow{"Value", R"({"registry":{"HKLM\\a":{"b":1}}})",
-                   "line 17, column 29: registry[\"HKLM\\a\"].b: expected a string or null, found "
-                   "a number"}),
+        RefusedFactsRow{"Ids", R"({"hardware_ids":["a",1]})",
+                        "line 17, column 22: hardware_ids[1]: expected a string, found a number"},
+        RefusedFactsRow{
+            "Hive", R"({"registry":{"HKCR\\a":{}}})",
+            "line 17, column 24: registry[\"HKCR\\a\"]: expected a key that begins with "
+            "HKLM\\ or HKCU\\"},
+        RefusedFactsRow{
+            "Value", R"({"registry":{"HKLM\\a":{"b":1}}})",
+            "line 17, column 29: registry[\"HKLM\\a\"].b: expected a string or null, found "
+            "a number"}),
     yox_test::RowName());
 
 TEST(FactsJson, WritesWhatWasRead) { EXPECT_EQ(FactsJson(ReadFacts(kWhole)), kWhole); }

@@ -115,13 +115,13 @@ TEST(FilterListDocuments, TheExamplesAreRead) {
   }
 }
 
-struct RefusalRow {
+struct RefusedFilterRow {
   const char* name;
   const char* document;
   const char* error;
 };
 
-class RefusedFilterDocument : public testing::TestWithParam<RefusalRow> {};
+class RefusedFilterDocument : public testing::TestWithParam<RefusedFilterRow> {};
 
 TEST_P(RefusedFilterDocument, NamesTheFilterAndTheKey) {
   try {
@@ -136,26 +136,29 @@ TEST_P(RefusedFilterDocument, NamesTheFilterAndTheKey) {
 INSTANTIATE_TEST_SUITE_P(
     Rows, RefusedFilterDocument,
     testing::Values(
-        RefusalRow{"Text", R"("filters")", "expected an object or an array, found a string"},
-        RefusalRow{"NoFilters", "{}", "the key \"filters\" is missing"},
-        RefusalRow{"NoList", R"({"filters": {}})", "filters: expected an array, found an object"},
-        RefusalRow{"OtherKeyBeside", R"({"filters": [], "version": 1})", "version: unknown key"},
-        RefusalRow{"FilterIsNoObject", R"({"filters": [{}, "US"]})",
-                   "filters[1]: expected an object, found a string"},
-        RefusalRow{"UnknownKey", R"({"filters": [{}, {}, {"contry": "US"}]})",
-                   "filters[2].contry: unknown key (did you mean \"country\"?)"},
-        RefusalRow{"UnknownKeyInBareArray", R"([{"Country": "US"}])",
-                   "[0].Country: unknown key (did you mean \"country\"?)"},
-        RefusalRow{"Number", R"({"filters": [{"version": 4}]})",
-                   "filters[0].version: expected a string, found a number"},
-        RefusalRow{"Boolean", R"({"filters": [{"value": true}]})",
-                   "filters[0].value: expected a string, found true"},
-        RefusalRow{"List", R"([{"country": ["US"]}])",
-                   "[0].country: expected a string, found an array"},
-        RefusalRow{"Null", R"([{"country": null}])", "[0].country: expected a string, found null"},
-        RefusalRow{"KeyTwice", R"([{"country": "US", "country": "CA"}])",
-                   "the key \"country\" is given twice"},
-        RefusalRow{"NoJson", "country=US", "expected a value, found \"country\""}),
+        RefusedFilterRow{"Text", R"("filters")", "expected an object or an array, found a string"},
+        RefusedFilterRow{"NoFilters", "{}", "the key \"filters\" is missing"},
+        RefusedFilterRow{"NoList", R"({"filters": {}})",
+                         "filters: expected an array, found an object"},
+        RefusedFilterRow{"OtherKeyBeside", R"({"filters": [], "version": 1})",
+                         "version: unknown key"},
+        RefusedFilterRow{"FilterIsNoObject", R"({"filters": [{}, "US"]})",
+                         "filters[1]: expected an object, found a string"},
+        RefusedFilterRow{"UnknownKey", R"({"filters": [{}, {}, {"contry": "US"}]})",
+                         "filters[2].contry: unknown key (did you mean \"country\"?)"},
+        RefusedFilterRow{"UnknownKeyInBareArray", R"([{"Country": "US"}])",
+                         "[0].Country: unknown key (did you mean \"country\"?)"},
+        RefusedFilterRow{"Number", R"({"filters": [{"version": 4}]})",
+                         "filters[0].version: expected a string, found a number"},
+        RefusedFilterRow{"Boolean", R"({"filters": [{"value": true}]})",
+                         "filters[0].value: expected a string, found true"},
+        RefusedFilterRow{"List", R"([{"country": ["US"]}])",
+                         "[0].country: expected a string, found an array"},
+        RefusedFilterRow{"Null", R"([{"country": null}])",
+                         "[0].country: expected a string, found null"},
+        RefusedFilterRow{"KeyTwice", R"([{"country": "US", "country": "CA"}])",
+                         "the key \"country\" is given twice"},
+        RefusedFilterRow{"NoJson", "country=US", "expected a value, found \"country\""}),
     yox_test::RowName());
 
 }  // namespace

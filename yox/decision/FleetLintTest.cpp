@@ -77,7 +77,7 @@ TEST_P(FleetLintRows, FindWhatNoDeviceHas) {
             GetParam().found);
 }
 
-const FleetRow kRows[] = {
+const FleetRow kFleetRows[] = {
     {"WhatDevicesHaveIsRight", R"({"country": "de, SE", "mfr": "Contoso*", "tag": "ring|Beta"})",
      ""},
     {"ASlip", R"({"mfr": "Contosso Ltd."})",
@@ -136,7 +136,7 @@ const FleetRow kRows[] = {
     {"AnUnknownKeyWithAValue", R"({"tag": "Team|beta"})", "[0] Team|beta"},
 };
 
-INSTANTIATE_TEST_SUITE_P(Rows, FleetLintRows, testing::ValuesIn(kRows), RowName());
+INSTANTIATE_TEST_SUITE_P(Rows, FleetLintRows, testing::ValuesIn(kFleetRows), RowName());
 
 class OddFleetRows : public testing::TestWithParam<FleetRow> {};
 

@@ -13,15 +13,19 @@
 #include "yox/decision/FilterDocument.h"
 #include "yox/decision/Funnel.h"
 #include "yox/decision/PreparedDevice.h"
+#include "yox/decision/TestMoments.h"
+
+#include "tests/support/Random.h"
 
 namespace yox::decision {
 namespace {
 
 using Known = Given<WString>;
+using yox_test::Random;
 
-const Question kQuestion{.now = 1772361000};
+const Question kQuestion{.now = yox_test::kMorning};
 
-FactsRecord Device(WStringView country, WStringView os_version) {
+FactsRecord DeviceOf(WStringView country, WStringView os_version) {
   FactsRecord record;
   record.text(FilterField::country) = Known::Known(WString(country));
   record.text(FilterField::os_version) = Known::Known(WString(os_version));
@@ -34,23 +38,6 @@ Verdict Add(Funnel& funnel, const ApplicabilityFilter& list, const FactsRecord& 
   return funnel.Add(*list.snapshot(), facts);
 }
 
-// The same numbers on every system.
-class Random {
- public:
-  explicit Random(std::uint64_t seed) : state_(seed) {}
-  std::size_t Below(std::size_t limit) {
-    state_ = state_ * 6364136223846793005U + 1442695040888963407U;
-    return static_cast<std::size_t>(state_ >> 33) % limit;
-  }
-  template <class Choices>
-  const auto& OneOf(const Choices& choices) {
-    return std::data(choices)[Below(std::size(choices))];
-  }
-
- private:
-  std::uint64_t state_;
-};
-
 FactsRecord RandomDevice(Random& random) {
   constexpr WStringView kCountries[] = {"DE"_wv, "US"_wv, "CA"_wv};
   constexpr WStringView kVersions[] = {"1.0"_wv, "2.0"_wv, "3.0"_wv};
@@ -58,7 +45,7 @@ FactsRecord RandomDevice(Random& random) {
   FactsRecord record;
   const auto give = [&](FilterField field, const auto& choices) {
     if (random.Below(4) == 0) return;  // unknown
-    record.text(field) = Known::Known(WString(random.OneOf(choices)));
+    record.text(field) = Known::Known(WString(random.Pick(choices)));
   };
   give(FilterField::country, kCountries);
   give(FilterField::os_version, kVersions);
@@ -78,7 +65,7 @@ ApplicabilityFilter RandomList(Random& random) {
   ApplicabilityFilter::List filters(1 + random.Below(4));
   for (Filter& filter : filters) {
     const auto set = [&](FilterField field, const auto& choices) {
-      if (random.Below(2) == 0) filter.Set(field, WString(random.OneOf(choices)));
+      if (random.Below(2) == 0) filter.Set(field, WString(random.Pick(choices)));
     };
     set(FilterField::country, kCountries);
     set(FilterField::os_version, kVersions);
@@ -197,9 +184,9 @@ TEST(FunnelTest, WritesTheCountsAsJson) {
   const auto list = ReadFilterDocument(
       R"([{"country": "US,CA", "os_version": ">=10.0"}, {"tag": "Ring|1", "value": "false"}])");
   Funnel funnel;
-  Add(funnel, list, Device("US"_wv, "10.0"_wv));
-  Add(funnel, list, Device("US"_wv, "9.0"_wv));
-  FactsRecord german = Device("DE"_wv, "9.0"_wv);
+  Add(funnel, list, DeviceOf("US"_wv, "10.0"_wv));
+  Add(funnel, list, DeviceOf("US"_wv, "9.0"_wv));
+  FactsRecord german = DeviceOf("DE"_wv, "9.0"_wv);
   german.tags.emplace();
   Add(funnel, list, german);
   FactsRecord unknown;
@@ -216,7 +203,7 @@ TEST(FunnelTest, WritesTheCountsAsJson) {
 
 TEST(FunnelTest, AnEmptyListAppliesToAll) {
   Funnel funnel;
-  Add(funnel, ApplicabilityFilter(), Device("US"_wv, "1.0"_wv));
+  Add(funnel, ApplicabilityFilter(), DeviceOf("US"_wv, "1.0"_wv));
   EXPECT_EQ(funnel.applies(), 1U);
   EXPECT_TRUE(funnel.filters().empty());
 }

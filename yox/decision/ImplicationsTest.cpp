@@ -8,13 +8,13 @@
 #include "yox/decision/Implications.h"
 
 #include "tests/support/Rows.h"
+#include "tests/support/Text.h"
 
 namespace yox::decision {
 namespace {
 
 using YOX::String;
-
-std::string Utf8(WStringView text) { return String::UTF16ToUTF8(text); }
+using yox_test::Utf8;
 
 // What is true of requirements by trying all values. The values are such that an exception to a
 // relation is among them, if there is one.

@@ -15,14 +15,16 @@
 #include "yox/decision/PreparedDevice.h"
 #include "yox/decision/TextArena.h"
 
+#include "tests/support/Text.h"
+
 namespace yox::decision {
 namespace {
+
+using yox_test::Wide;
 
 std::string Draw(std::mt19937& random, const std::vector<std::string>& texts) {
   return texts[std::uniform_int_distribution<std::size_t>(0, texts.size() - 1)(random)];
 }
-
-WString Wide(const std::string& text) { return String::UTF8ToUTF16(text); }
 
 // What a filter of one criterion asks for.
 const std::vector<std::string> kPatterns = {

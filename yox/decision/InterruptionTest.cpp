@@ -24,10 +24,10 @@ namespace {
 constexpr const char* kListWithMistake = R"([{"country":"DE"},{"country":5}])";
 constexpr const char* kList = R"([{"country":"DE","date_function":"2026-03-01|4|linear"},{}])";
 
-PreparedDevice Device() { return PreparedDevice(ReadFacts(R"({"country":"FR"})")); }
+PreparedDevice FrenchDevice() { return PreparedDevice(ReadFacts(R"({"country":"FR"})")); }
 
 Explanation ExplanationOf(const ApplicabilityFilter& list) {
-  const PreparedDevice device = Device();
+  const PreparedDevice device = FrenchDevice();
   const Question question;
   PreparedFacts facts(device, question);
   return Explain(*list.snapshot(), facts);
@@ -35,26 +35,26 @@ Explanation ExplanationOf(const ApplicabilityFilter& list) {
 
 void DecideDays(const ApplicabilityFilter& list) {
   const RolloutDays days(*list.snapshot(), {20513, 20520}, {});
-  const PreparedDevice device = Device();
+  const PreparedDevice device = FrenchDevice();
   const Question question;
   PreparedFacts facts(device, question);
   days.ForEachDay(*list.snapshot(), facts, [](std::size_t, Truth) {});
 }
 
-struct Given {
+struct Inputs {
   ApplicabilityFilter list = ReadFilterDocument(kList);
   Explanation explanation = ExplanationOf(list);
 };
 
 struct WorkRow {
   const char* name;
-  std::function<void(const Given&)> work;
+  std::function<void(const Inputs&)> work;
 };
 
 class InterruptedWork : public ::testing::TestWithParam<WorkRow> {};
 
 TEST_P(InterruptedWork, EndsWhenTheFlagIsSetAndOnlyThen) {
-  const Given given;
+  const Inputs given;
   const auto work = [&] { GetParam().work(given); };
   const volatile std::sig_atomic_t is_set = 1;
   const volatile std::sig_atomic_t is_not_set = 0;
@@ -73,15 +73,15 @@ TEST_P(InterruptedWork, EndsWhenTheFlagIsSetAndOnlyThen) {
 INSTANTIATE_TEST_SUITE_P(
     Rows, InterruptedWork,
     ::testing::Values(WorkRow{"Compiling",
-                              [](const Given& given) {
+                              [](const Inputs& given) {
                                 const CompiledList compiled(given.list.filters());
                               }},
-                      WorkRow{"Explaining", [](const Given& given) { ExplanationOf(given.list); }},
+                      WorkRow{"Explaining", [](const Inputs& given) { ExplanationOf(given.list); }},
                       WorkRow{"WritingAnExplanation",
-                              [](const Given& given) { ExplanationJson(given.explanation); }},
-                      WorkRow{"Days", [](const Given& given) { DecideDays(given.list); }},
+                              [](const Inputs& given) { ExplanationJson(given.explanation); }},
+                      WorkRow{"Days", [](const Inputs& given) { DecideDays(given.list); }},
                       WorkRow{"Linting",
-                              [](const Given& given) {
+                              [](const Inputs& given) {
                                 Lint(given.list, {2026, 3, 1});
                               }}),
     yox_test::RowName());

@@ -9,6 +9,7 @@
 #include "yox/base/String.h"
 #include "yox/decision/Filter.h"
 #include "yox/decision/Lint.h"
+#include "yox/decision/TestMoments.h"
 
 #include "tests/support/Rows.h"
 
@@ -16,8 +17,7 @@ namespace yox::decision {
 namespace {
 
 using YOX::String;
-
-constexpr LocalDate kToday{2026, 3, 1};
+using yox_test::kToday;
 
 struct CriterionRow {
   const char* name;
@@ -70,7 +70,7 @@ TEST_P(LintedCriterion, HasTheseFindingsDetailsAndFixes) {
   EXPECT_EQ(Described(FindingsIn(field, text), text), GetParam().found);
 }
 
-const CriterionRow kRows[] = {
+const CriterionRow kCriterionRows[] = {
     // Whole numbers, and what comes after them.
     {"PlusSign", "tag", "A|>+5", ""},
     {"BlanksBesideANumber", "tag", "A|> 5 ", ""},
@@ -422,7 +422,8 @@ const CriterionRow kRows[] = {
     {"OrdinaryLetters", "mfr", "Gr\u00f6\u00dfe,\u2603", ""},
 };
 
-INSTANTIATE_TEST_SUITE_P(Rows, LintedCriterion, testing::ValuesIn(kRows), yox_test::RowName());
+INSTANTIATE_TEST_SUITE_P(Rows, LintedCriterion, testing::ValuesIn(kCriterionRows),
+                         yox_test::RowName());
 
 // `count` blank alternatives after a good one.
 std::vector<LintFinding> FindingsInBlanks(std::size_t count) {

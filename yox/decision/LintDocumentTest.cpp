@@ -8,13 +8,14 @@
 
 #include "yox/decision/Filter.h"
 #include "yox/decision/Lint.h"
+#include "yox/decision/TestMoments.h"
 
 #include "tests/support/Rows.h"
 
 namespace yox::decision {
 namespace {
 
-constexpr LocalDate kToday{2026, 3, 1};
+using yox_test::kToday;
 
 std::string Shown(const DocumentPlace& place) {
   return std::to_string(place.line) + ":" + std::to_string(place.column);

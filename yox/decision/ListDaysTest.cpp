@@ -37,13 +37,13 @@ bool AppliesOn(const CompiledList& list, std::int64_t day) {
   return Decide(list, facts).applies == Truth::kTrue;
 }
 
-struct Case {
+struct DaysRow {
   const char* name;
   FilterField field;
   const char* text;
 };
 
-class DaysOfChangeOf : public testing::TestWithParam<Case> {};
+class DaysOfChangeOf : public testing::TestWithParam<DaysRow> {};
 
 TEST_P(DaysOfChangeOf, HaveEveryDayOnWhichAVerdictChanges) {
   const auto list = ListOf(GetParam().field, GetParam().text);
@@ -63,7 +63,7 @@ TEST_P(DaysOfChangeOf, HaveEveryDayOnWhichAVerdictChanges) {
 
 INSTANTIATE_TEST_SUITE_P(
     Rows, DaysOfChangeOf,
-    testing::ValuesIn(std::vector<Case>{
+    testing::ValuesIn(std::vector<DaysRow>{
         {"Range", FilterField::date_range, "2026-03-01|2026-03-31"},
         {"OpenEnd", FilterField::date_range, "2026-03-01|*"},
         {"OpenStart", FilterField::date_range, "*|2026-12-31"},

@@ -11,14 +11,14 @@
 namespace yox::decision {
 namespace {
 
-struct Case {
+struct WordsRow {
   const char* name;
   FilterField field;
   const char* text;
   const char* words;
 };
 
-class WordsOfACriterion : public testing::TestWithParam<Case> {};
+class WordsOfACriterion : public testing::TestWithParam<WordsRow> {};
 
 TEST_P(WordsOfACriterion, SayWhatItRequires) {
   Filter filter;
@@ -30,7 +30,7 @@ TEST_P(WordsOfACriterion, SayWhatItRequires) {
 
 INSTANTIATE_TEST_SUITE_P(
     Rows, WordsOfACriterion,
-    testing::ValuesIn(std::vector<Case>{
+    testing::ValuesIn(std::vector<WordsRow>{
         {"Alternatives", FilterField::country, "US, CA", "the country is US or CA"},
         {"Negated", FilterField::country, "!US,!CA", "the country is not US or is not CA"},
         {"Mixed", FilterField::model, "F*,*G,*H*",

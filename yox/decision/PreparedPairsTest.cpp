@@ -12,12 +12,13 @@
 #include "yox/decision/Filter.h"
 #include "yox/decision/PreparedDevice.h"
 
+#include "tests/support/Text.h"
+
 namespace yox::decision {
 namespace {
 
 using YOX::String;
-
-WString Wide(const std::string& text) { return String::UTF8ToUTF16(text); }
+using yox_test::Wide;
 
 // A term "KEY|VALUE" of a compiled list.
 class Term {

@@ -10,15 +10,19 @@
 #include "yox/decision/Filter.h"
 #include "yox/decision/FilterDocument.h"
 #include "yox/decision/PreparedDevice.h"
+#include "yox/decision/TestMoments.h"
+
+#include "tests/support/Random.h"
 
 // What unknown facts do to a verdict, against brute force: every device that agrees with the known
 // facts is tried.
 namespace yox::decision {
 namespace {
 
-using Known = Given<WString>;
+using yox_test::kMorning;
 
-constexpr std::int64_t kMorning = 1772361000;  // 2026-03-01T10:30:00Z
+using Known = Given<WString>;
+using yox_test::Random;
 
 // A fact that is left unknown, or takes one of a few values. Number 0 leaves it unknown.
 struct Domain {
@@ -83,14 +87,14 @@ const std::vector<Domain>& Domains() {
 }
 
 // Each field with what it may require, some of it decided without the fact.
-struct Row {
+struct FieldRow {
   FilterField field;
   std::size_t domain;
   std::vector<const char*> texts;
 };
 
-const std::vector<Row>& Rows() {
-  static const std::vector<Row> rows = {
+const std::vector<FieldRow>& FieldRows() {
+  static const std::vector<FieldRow> rows = {
       {FilterField::country, 0, {"DE", "!DE", "*", "US,DE", "!*", "F*"}},
       {FilterField::sku, 1, {"A*", "!A-1", "B", "*", "!*"}},
       {FilterField::os_version, 2, {">1.0", "<=1.0", "new", "2.0", ">=0.0"}},
@@ -106,19 +110,6 @@ const std::vector<Row>& Rows() {
   };
   return rows;
 }
-
-// The same numbers on every system.
-class Random {
- public:
-  explicit Random(std::uint64_t seed) : state_(seed) {}
-  std::size_t Below(std::size_t limit) {
-    state_ = state_ * 6364136223846793005U + 1442695040888963407U;
-    return static_cast<std::size_t>(state_ >> 33) % limit;
-  }
-
- private:
-  std::uint64_t state_;
-};
 
 using Choice = std::vector<int>;  // by domain; 0 is unknown
 
@@ -155,7 +146,7 @@ Truth ByDefinition(const std::vector<Filter>& filters, const Choice& choice) {
   for (const Filter& filter : filters) {
     if (filter.IsSet(FilterField::default_)) return verdict(filter.default_() == "true"_w);
     Truth all = Truth::kTrue;
-    for (const Row& row : Rows()) {
+    for (const FieldRow& row : FieldRows()) {
       if (!filter.IsSet(row.field)) continue;
       const Truth truth = CriterionOn(filter, row.field, choice);
       if (truth == Truth::kFalse || all == Truth::kTrue) all = truth;
@@ -191,7 +182,7 @@ class Undetermined : public testing::Test {
     for (std::size_t i = random_.Below(4) + 1; i > 0; --i) {
       Filter& filter = filters_.emplace_back();
       for (std::size_t k = random_.Below(3) + 1; k > 0; --k) {
-        const Row& row = Rows()[random_.Below(Rows().size())];
+        const FieldRow& row = FieldRows()[random_.Below(FieldRows().size())];
         filter.Set(row.field, String::UTF8ToUTF16(row.texts[random_.Below(row.texts.size())]));
         asked_[row.domain] = true;
         if (row.field == FilterField::date_function) asked_[4] = true;
