@@ -30,19 +30,9 @@ using yox::WString;
 using yox::platform::ScopedPlatform;
 using yox::platform::SimulatedDevice;
 using yox_test::AnyEvaluator;
+using yox_test::At;
 using yox_test::CapturedLog;
 using yox_test::TestEvaluator;
-
-// A device at a moment of its local time.
-struct At {
-  explicit At(const std::string& now, const std::string& zone = "UTC")
-      : device(yox::platform::ReadDeviceProfile(R"({"clock": {"now": ")" + now +
-                                                R"(", "time_zone": ")" + zone + R"("}})")),
-        installed(device) {}
-
-  SimulatedDevice device;
-  ScopedPlatform installed;
-};
 
 struct RangeCase {
   const char* name;

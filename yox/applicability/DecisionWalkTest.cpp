@@ -51,7 +51,7 @@ struct Answer {
 };
 
 // A device in the US whose client is version 4.2.10.0.
-Answer Decide(const std::vector<Settings>& filters, WString reason = {}) {
+Answer DecideWalk(const std::vector<Settings>& filters, WString reason = {}) {
   const auto record = MakeRecord();
   record->set_os_region("US"_w);
   record->set_os_version("10.0.22631.4460"_w);
@@ -72,13 +72,13 @@ struct WalkCase {
 class Walk : public testing::TestWithParam<WalkCase> {};
 
 TEST_P(Walk, DecidesWithItsReason) {
-  const Answer answer = Decide(GetParam().filters);
+  const Answer answer = DecideWalk(GetParam().filters);
   EXPECT_EQ(answer.applies, GetParam().applies);
   EXPECT_EQ(answer.reason, GetParam().reason);
 }
 
 TEST_P(Walk, DecidesTheSameWithoutAReason) {
-  const Answer answer = Decide(GetParam().filters, ApplicabilityEvaluator::discard_reason_);
+  const Answer answer = DecideWalk(GetParam().filters, ApplicabilityEvaluator::discard_reason_);
   EXPECT_EQ(answer.applies, GetParam().applies);
   EXPECT_EQ(answer.reason, "discard_reason"_w);
 }
@@ -165,15 +165,15 @@ INSTANTIATE_TEST_SUITE_P(
     yox_test::RowName());
 
 TEST(DecisionWalkTest, AReasonLosesWhatItHeld) {
-  EXPECT_EQ(Decide({{}}, "something else"_w).reason, "Filter [0]: true; "_w);
-  EXPECT_EQ(Decide({}, "something else"_w).reason, ""_w);
+  EXPECT_EQ(DecideWalk({{}}, "something else"_w).reason, "Filter [0]: true; "_w);
+  EXPECT_EQ(DecideWalk({}, "something else"_w).reason, ""_w);
 }
 
 TEST(DecisionWalkTest, TheSentinelIsComparedByContent) {
   WString own = "discard_"_w;
   own += "reason"_w;
-  EXPECT_EQ(Decide({{{Field::country, "DE"_w}}}, own).reason, "discard_reason"_w);
-  EXPECT_EQ(Decide({{}}, "Discard_reason"_w).reason, "Filter [0]: true; "_w);
+  EXPECT_EQ(DecideWalk({{{Field::country, "DE"_w}}}, own).reason, "discard_reason"_w);
+  EXPECT_EQ(DecideWalk({{}}, "Discard_reason"_w).reason, "Filter [0]: true; "_w);
 }
 
 TEST(DecisionWalkTest, ANullRecordIsRefusedBeforeTheReasonIsTouched) {

@@ -41,7 +41,7 @@ using yox::platform::SimulatedDevice;
 using yox::platform::WaitHandle;
 
 constexpr std::int64_t kRealHalfMinute = 30'000;
-constexpr const char* kProfile = R"({
+constexpr const char* kLivingProfile = R"({
   "clock": {"now": "2026-03-01T12:00:00"}, "os": {"architecture": 9},
   "user": {"sid": "S-1-5-21-1-2-3-1001"}, "first_run_date": "2025-01-10"})";
 const WString kUninstall = "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall"_w;
@@ -94,7 +94,8 @@ class Listener {
 // A device with its record, and the host's stop handle.
 class EvaluatorLifeTest : public testing::Test {
  protected:
-  explicit EvaluatorLifeTest(const char* profile = kProfile) : device_(ReadDeviceProfile(profile)) {
+  explicit EvaluatorLifeTest(const char* profile = kLivingProfile)
+      : device_(ReadDeviceProfile(profile)) {
     MachineInformation::Publish();
     for (const WString& key : {kUninstall, yox::Persona::kIntentRegistryPath}) {
       EXPECT_EQ(device_.registry().CreateKey({HKEY_CURRENT_USER, key, {}, {}}),
@@ -606,7 +607,7 @@ TEST(EvaluatorHandles, MayBeSetAndReadByThreadsAtOnce) {
 
 // The second waits for the first, which is about to create the instance.
 TEST(EvaluatorSingletonTest, TwoFirstCallsCreateOne) {
-  SimulatedDevice device(ReadDeviceProfile(kProfile));
+  SimulatedDevice device(ReadDeviceProfile(kLivingProfile));
   const yox::platform::ScopedPlatform installed(device);
   Event stop;
   yox_test::AwaitedLog log;
@@ -627,7 +628,7 @@ TEST(EvaluatorSingletonTest, TwoFirstCallsCreateOne) {
 
 // Others may ask for the instance while it starts, and get the one that is starting.
 TEST(EvaluatorSingletonTest, IsPublishedBeforeItStarts) {
-  SimulatedDevice device(ReadDeviceProfile(kProfile));
+  SimulatedDevice device(ReadDeviceProfile(kLivingProfile));
   const yox::platform::ScopedPlatform installed(device);
   Event stop;
   yox_test::AwaitedLog log;
@@ -646,7 +647,7 @@ TEST(EvaluatorSingletonTest, IsPublishedBeforeItStarts) {
 }
 
 TEST(EvaluatorSingletonTest, OpensItsLogStartsOnceAndStaysAfterItsEnd) {
-  SimulatedDevice device(ReadDeviceProfile(kProfile));
+  SimulatedDevice device(ReadDeviceProfile(kLivingProfile));
   const yox::platform::ScopedPlatform installed(device);
   Event stop;
   yox_test::AwaitedLog log;

@@ -63,9 +63,9 @@ constexpr const char* kWhole = R"({
 // One that has none.
 constexpr const char* kBare = R"({"clock": {"now": "2026-03-14T12:00:00"}})";
 
-class Bench {
+class ExplainingDevice {
  public:
-  explicit Bench(const char* profile)
+  explicit ExplainingDevice(const char* profile)
       : device_(ReadDeviceProfile(profile)), installed_(device_), record(MakeRecord()) {
     if (profile != kWhole) return;
     record->set_os_region("DE"_w);
@@ -122,7 +122,7 @@ class ExplainedFacts : public testing::TestWithParam<FactRow> {
     return filter.toStyledString();
   }
   static void Expect(const char* profile, Result result, const std::string& facts) {
-    const Explanation explanation = Bench(profile).Explain(Document());
+    const Explanation explanation = ExplainingDevice(profile).Explain(Document());
     ASSERT_EQ(explanation.filters.size(), 1U);
     ASSERT_EQ(explanation.filters[0].criteria.size(), 1U);
     const ExplainedCriterion& criterion = explanation.filters[0].criteria[0];
@@ -262,7 +262,7 @@ TEST(ExplanationTest, HashesAreToldAndMissingWithoutWhatIsHashed) {
   for (const char* field : {"org_hash", "sn_hash"}) {
     const std::string document = "[{\"" + std::string(field) + "\": \"none\"}]";
     const auto fact_of = [&](const char* profile) {
-      return Bench(profile).Explain(document).filters[0].criteria[0].facts[0];
+      return ExplainingDevice(profile).Explain(document).filters[0].criteria[0].facts[0];
     };
     const ExplainedFact whole = fact_of(kWhole);
     EXPECT_EQ(whole.result, Result::kDiffers);
@@ -275,7 +275,7 @@ TEST(ExplanationTest, HashesAreToldAndMissingWithoutWhatIsHashed) {
 }
 
 TEST(ExplanationTest, OfManyTermsTheFirstAreKeptAndTheOthersCounted) {
-  Bench bench(kWhole);
+  ExplainingDevice bench(kWhole);
   std::string terms;
   for (int i = 0; i < 299; ++i) terms += "none,";
   const auto explained = [&](const std::string& field, const std::string& last) {
@@ -296,7 +296,8 @@ TEST(ExplanationTest, OfManyTermsTheFirstAreKeptAndTheOthersCounted) {
 TEST(ExplanationTest, ARegistryValueThatIsTooLongDiffers) {
   const std::string profile = R"({"registry": {"HKLM\\A": {"b": {"type": "REG_BINARY", "data": ")" +
                               std::string(2 * 4097, '0') + R"("}}}})";
-  const Explanation explanation = Bench(profile.c_str()).Explain(R"([{"registry": "HKLM\\A:b|"}])");
+  const Explanation explanation =
+      ExplainingDevice(profile.c_str()).Explain(R"([{"registry": "HKLM\\A:b|"}])");
   EXPECT_EQ(Words(explanation.filters[0].criteria[0].facts[0]),
             "HKLM\\A:b| /  / registry / longer than 4096 bytes / differs");
 }
@@ -307,7 +308,7 @@ TEST(ExplanationTest, EveryCriterionTellsWhereItsValueComesFrom) {
     EXPECT_FALSE(criterion.source.empty()) << criterion.name();
     const std::string document = "[{\"" + std::string(criterion.name()) + "\": \"x\"}]";
     for (const char* profile : {kWhole, kBare}) {
-      const Explanation explanation = Bench(profile).Explain(document);
+      const Explanation explanation = ExplainingDevice(profile).Explain(document);
       ASSERT_EQ(explanation.filters[0].criteria.size(), 1U) << criterion.name();
       for (const ExplainedFact& fact : explanation.filters[0].criteria[0].facts) {
         EXPECT_FALSE(fact.source.empty()) << criterion.name();
@@ -324,7 +325,7 @@ constexpr const char* kFiveFilters = R"([
   {"default": "true"}])";
 
 TEST(ExplanationTest, FiltersBehindTheDecidingOneAreNotReachedAndToldAllTheSame) {
-  const Explanation explanation = Bench(kWhole).Explain(kFiveFilters);
+  const Explanation explanation = ExplainingDevice(kWhole).Explain(kFiveFilters);
   EXPECT_FALSE(explanation.applies);
   EXPECT_EQ(explanation.decided_by, 2U);
   EXPECT_EQ(explanation.reason,
@@ -344,8 +345,8 @@ TEST(ExplanationTest, FiltersBehindTheDecidingOneAreNotReachedAndToldAllTheSame)
 }
 
 TEST(ExplanationTest, ADefaultDecidesUnseen) {
-  const Explanation explanation =
-      Bench(kWhole).Explain(R"([{"country": "US"}, {"default": "yes", "country": "US"}, {}])");
+  const Explanation explanation = ExplainingDevice(kWhole).Explain(
+      R"([{"country": "US"}, {"default": "yes", "country": "US"}, {}])");
   EXPECT_FALSE(explanation.applies);
   EXPECT_EQ(explanation.decided_by, 1U);
   EXPECT_EQ(explanation.filters[1].outcome, Outcome::kDefault);
@@ -354,8 +355,8 @@ TEST(ExplanationTest, ADefaultDecidesUnseen) {
 }
 
 TEST(ExplanationTest, WithoutADecisiveFilterNoneDecided) {
-  EXPECT_EQ(Bench(kWhole).Explain(R"([{"country": "US"}])").decided_by, std::nullopt);
-  const Explanation empty = Bench(kWhole).Explain("[]");
+  EXPECT_EQ(ExplainingDevice(kWhole).Explain(R"([{"country": "US"}])").decided_by, std::nullopt);
+  const Explanation empty = ExplainingDevice(kWhole).Explain("[]");
   EXPECT_TRUE(empty.applies);
   EXPECT_EQ(empty.decided_by, std::nullopt);
   EXPECT_EQ(empty.nearest_miss, std::nullopt);
@@ -363,7 +364,7 @@ TEST(ExplanationTest, WithoutADecisiveFilterNoneDecided) {
 
 TEST(ExplanationTest, TheNearestMissIsTheFilterThatWouldHaveTurnedTheAnswerWithTheFewestFailures) {
   const auto nearest = [](const char* document) {
-    return Bench(kWhole).Explain(document).nearest_miss;
+    return ExplainingDevice(kWhole).Explain(document).nearest_miss;
   };
   EXPECT_EQ(nearest(R"([{"country": "US", "mfr": "X"}, {"country": "US"}, {"mfr": "X"}])"), 1U);
   EXPECT_EQ(nearest(R"([{"country": "US", "value": "false"}, {"country": "US", "mfr": "X"}])"), 1U);
@@ -379,7 +380,7 @@ TEST(ExplanationTest, ExplainingLeavesLogThrottleAndTextsAlone) {
       {"date_function": "2026|1|x"}, {"target_version": "2.0"}, {"version": "4.3"}, {"os": "X"}])";
   const ApplicabilityFilter list = ReadFilterDocument(document);
   const auto decide = [&](bool explain_before) {
-    Bench bench(kWhole);
+    ExplainingDevice bench(kWhole);
     bench.client_version = " 4.2 "_w;
     WString target = " 1.0 "_w;
     bench.target = &target;
@@ -408,7 +409,7 @@ TEST(ExplanationTest, ExplainingLeavesLogThrottleAndTextsAlone) {
 
 // What is fetched once and kept for later decisions says so; the list decides what that is.
 TEST(ExplanationTest, LogsWhatItStartsAndNoMore) {
-  Bench bench(kBare);
+  ExplainingDevice bench(kBare);
   const auto logged = [&](const char* document) {
     const CapturedLog log;
     bench.Explain(document);
@@ -424,14 +425,14 @@ TEST(ExplanationTest, LogsWhatItStartsAndNoMore) {
 }
 
 TEST(ExplanationTest, AMissingRecordIsRefused) {
-  Bench bench(kBare);
+  ExplainingDevice bench(kBare);
   bench.record = nullptr;
   EXPECT_THROW(bench.Explain("[]"), std::invalid_argument);
   EXPECT_THROW(bench.Trace("[]"), std::invalid_argument);
 }
 
 TEST(ExplanationTest, ManyThreadsMayExplainAndDecideAtOnce) {
-  Bench bench(kWhole);
+  ExplainingDevice bench(kWhole);
   const ApplicabilityFilter list = ReadFilterDocument(kFiveFilters);
   const auto explain = [&] {
     for (int i = 0; i < 50; ++i) {
@@ -447,17 +448,17 @@ TEST(ExplanationTest, ManyThreadsMayExplainAndDecideAtOnce) {
 }
 
 TEST(DecisionTraceTest, TellsTheFirstFailingCriterionOfEachFilterPassed) {
-  const DecisionTrace trace = Bench(kWhole).Trace(kFiveFilters);
+  const DecisionTrace trace = ExplainingDevice(kWhole).Trace(kFiveFilters);
   EXPECT_FALSE(trace.applies);
   EXPECT_EQ(trace.decided_by, 2U);
   EXPECT_EQ(trace.failed, (std::vector{FilterField::country, FilterField::mfr}));
-  EXPECT_EQ(trace.reason, Bench(kWhole).Explain(kFiveFilters).reason);
-  EXPECT_EQ(Bench(kWhole).Trace(R"([{"target_version": "1"}])").failed,
+  EXPECT_EQ(trace.reason, ExplainingDevice(kWhole).Explain(kFiveFilters).reason);
+  EXPECT_EQ(ExplainingDevice(kWhole).Trace(R"([{"target_version": "1"}])").failed,
             std::vector{FilterField::target_version});
 }
 
 TEST(DecisionTraceTest, TheCriterionThatFlippedIsToldInBothDirections) {
-  Bench bench(kWhole);
+  ExplainingDevice bench(kWhole);
   const DecisionTrace before = bench.Trace(kFiveFilters);
   EXPECT_EQ(FlippedBy(before, before), std::nullopt);
 

@@ -38,7 +38,7 @@ using yox_test::TestEvaluator;
 using Field = FilterField;
 using Pairs = ApplicabilityEvaluator::Pairs;
 
-constexpr const char* kProfile = R"({
+constexpr const char* kDecidingProfile = R"({
   "clock": {"now": "2026-03-15T12:00:00"},
   "firmware": {"sku": "FALCON14-16-512"},
   "os": {"architecture": 9},
@@ -60,10 +60,10 @@ std::shared_ptr<MachineInformation> ExampleRecord() {
   return record;
 }
 
-// The device of kProfile, unless a profile is given, with an evaluator of its own.
-class Bench {
+// The device of kDecidingProfile, unless a profile is given, with an evaluator of its own.
+class DecidingDevice {
  public:
-  explicit Bench(const char* profile = kProfile)
+  explicit DecidingDevice(const char* profile = kDecidingProfile)
       : device_(ReadDeviceProfile(profile)), installed_(device_) {}
 
   bool Decide(const Filter& filter, WString* reason = nullptr, WString* target = nullptr,
@@ -98,7 +98,7 @@ struct CriterionCase {
   WString holds;
   WString fails;
   std::string message;
-  const char* profile = kProfile;
+  const char* profile = kDecidingProfile;
 
   std::string name() const {
     return std::string(kFilterFieldNames[static_cast<std::size_t>(field)]);
@@ -169,7 +169,7 @@ int FailureLines(const CapturedLog& log) {
 class CriterionTest : public testing::TestWithParam<CriterionCase> {};
 
 TEST_P(CriterionTest, HoldsWithoutAWord) {
-  Bench bench(GetParam().profile);
+  DecidingDevice bench(GetParam().profile);
   Filter filter;
   filter.Set(GetParam().field, GetParam().holds);
   WString target = "2.0"_w;
@@ -181,7 +181,7 @@ TEST_P(CriterionTest, HoldsWithoutAWord) {
 }
 
 TEST_P(CriterionTest, FailsWithItsWordAndItsLine) {
-  Bench bench(GetParam().profile);
+  DecidingDevice bench(GetParam().profile);
   Filter filter;
   filter.Set(GetParam().field, GetParam().fails);
   WString target = "2.0"_w;
@@ -195,7 +195,7 @@ TEST_P(CriterionTest, FailsWithItsWordAndItsLine) {
 }
 
 TEST_P(CriterionTest, AFailureIsLoggedOnceWhileNothingChanges) {
-  Bench bench(GetParam().profile);
+  DecidingDevice bench(GetParam().profile);
   Filter filter;
   filter.Set(GetParam().field, GetParam().fails);
   WString target = "2.0"_w;
@@ -211,7 +211,7 @@ TEST_P(CriterionTest, AlternatingTextsAreLoggedByTheFormOfTheThrottle) {
       Field::enclosure, Field::family,     Field::mfr,        Field::model,
       Field::os,        Field::os_bitness, Field::os_version, Field::os_description,
       Field::sku,       Field::sn_hash};
-  Bench bench(GetParam().profile);
+  DecidingDevice bench(GetParam().profile);
   WString target = "2.0"_w;
   const CapturedLog log;
   const WString other = GetParam().fails + ","_w + GetParam().fails;
@@ -224,7 +224,7 @@ TEST_P(CriterionTest, AlternatingTextsAreLoggedByTheFormOfTheThrottle) {
 }
 
 TEST_P(CriterionTest, ABlankTextIsNotSet) {
-  Bench bench(GetParam().profile);
+  DecidingDevice bench(GetParam().profile);
   Filter filter;
   filter.Set(GetParam().field, " \t"_w);
   EXPECT_TRUE(bench.Decide(filter));
@@ -253,7 +253,7 @@ TEST(FilterDispatchTest, CriteriaAreEvaluatedInTheirOrder) {
   EXPECT_EQ(order, expected);
 
   // All fail; each time the first is named and then taken away.
-  Bench bench;
+  DecidingDevice bench;
   Filter filter;
   for (const Criterion& criterion : kCriteria) filter.Set(criterion.field, "!*"_w);
   filter.set_os_version("0.0"_w);
@@ -274,7 +274,7 @@ TEST(FilterDispatchTest, CriteriaAreEvaluatedInTheirOrder) {
 }
 
 TEST(FilterDispatchTest, TheOsIsAlwaysWindows) {
-  Bench bench;
+  DecidingDevice bench;
   EXPECT_TRUE(bench.Decide(Field::os, "Windows"_w));
   WString reason;
   Filter filter;
@@ -284,12 +284,12 @@ TEST(FilterDispatchTest, TheOsIsAlwaysWindows) {
 }
 
 TEST(FilterDispatchTest, WithoutAnOrganisationNoSubscriptionHolds) {
-  Bench bench;
+  DecidingDevice bench;
   EXPECT_FALSE(bench.Decide(Field::device_subscription, "*"_w));
 }
 
 TEST(FilterDispatchTest, WithoutAnOrganisationTheHashIsThatOfTheEmptyText) {
-  Bench bench;
+  DecidingDevice bench;
   EXPECT_TRUE(bench.Decide(Field::org_hash, String::UTF8ToUTF16(RealmHash())));
   EXPECT_TRUE(bench.Decide(Field::org_hash, String::UTF8ToUTF16(RealmHash().substr(0, 3)) + "*"_w));
   const CapturedLog log;
@@ -300,7 +300,7 @@ TEST(FilterDispatchTest, WithoutAnOrganisationTheHashIsThatOfTheEmptyText) {
 }
 
 TEST(FilterDispatchTest, ASerialNumberHashIsHeldWithItsPrefix) {
-  Bench bench;
+  DecidingDevice bench;
   const WString hash = AnyEvaluator().GetHashedSaltedString("C0FFEE12"_w);
   EXPECT_TRUE(bench.Decide(Field::sn_hash, "zzz*,"_w + hash.substr(0, 4) + "*"_w));
   EXPECT_TRUE(bench.Decide(Field::sn_hash, hash));
@@ -309,7 +309,7 @@ TEST(FilterDispatchTest, ASerialNumberHashIsHeldWithItsPrefix) {
 }
 
 TEST(FilterDispatchTest, WithoutFirmwareASkuIsNotAsked) {
-  Bench bench(R"({})");
+  DecidingDevice bench(R"({})");
   Filter filter;
   filter.set_sku("anything"_w);
   WString reason;
@@ -330,7 +330,7 @@ class Bitness : public testing::TestWithParam<BitnessCase> {
 TEST_P(Bitness, IsTheArchitecturesText) {
   const std::string profile =
       R"({"os": {"architecture": )" + std::to_string(GetParam().architecture) + "}}";
-  Bench bench(profile.c_str());
+  DecidingDevice bench(profile.c_str());
   for (const WString& text : {"32"_w, "64"_w, "ARM64"_w, "not supported"_w}) {
     EXPECT_EQ(bench.Decide(Field::os_bitness, text), text == GetParam().text);
   }
@@ -345,7 +345,7 @@ INSTANTIATE_TEST_SUITE_P(, Bitness,
                          yox_test::RowName());
 
 TEST(FilterDispatchTest, AMissingTargetVersionIsLoggedOnce) {
-  Bench bench;
+  DecidingDevice bench;
   Filter filter;
   filter.set_target_version(">=1.0"_w);
   const CapturedLog log;
@@ -362,7 +362,7 @@ TEST(FilterDispatchTest, AMissingTargetVersionIsLoggedOnce) {
 }
 
 TEST(FilterDispatchTest, ADynamicLineIsWrittenAgainWhenTheValueChanges) {
-  Bench bench;
+  DecidingDevice bench;
   const CapturedLog log;
   EXPECT_FALSE(bench.Decide(Field::country, "US"_w));
   EXPECT_FALSE(bench.Decide(Field::country, "US"_w));
@@ -394,7 +394,7 @@ TEST(FilterDispatchTest, AnotherOrganisationIsLoggedAgainInTheSameWords) {
 }
 
 TEST(FilterDispatchTest, AStaticLineIsWrittenAgainWhenTheMessageChanges) {
-  Bench bench;
+  DecidingDevice bench;
   const CapturedLog log;
   for (const WString& text : {"A"_w, "A"_w, "B"_w, "A"_w}) {
     EXPECT_FALSE(bench.Decide(Field::enclosure, text));
@@ -408,7 +408,7 @@ TEST(FilterDispatchTest, AStaticLineIsWrittenAgainWhenTheMessageChanges) {
 }
 
 TEST(FilterDispatchTest, ALogThatIsOpenedLaterStillTells) {
-  Bench bench;
+  DecidingDevice bench;
   EXPECT_FALSE(bench.Decide(Field::country, "US"_w));
   const CapturedLog log;
   EXPECT_FALSE(bench.Decide(Field::country, "US"_w));
@@ -420,13 +420,13 @@ TEST(FilterDispatchTest, TheManufacturerIsAskedThroughItsVirtualAccessor) {
    public:
     WString device_manufacturer() const override { return "Fabrikam"_w; }
   };
-  Bench bench;
+  DecidingDevice bench;
   bench.record = std::make_shared<Renamed>();
   EXPECT_TRUE(bench.Decide(Field::mfr, "Fabrikam"_w));
 }
 
 TEST(FilterDispatchTest, EachOfTheCallersTagsIsSeen) {
-  Bench bench;
+  DecidingDevice bench;
   Filter filter;
   filter.set_tag("Ring|2, !Missing, Level|>=10"_w);
   EXPECT_TRUE(bench.Decide(filter, nullptr, nullptr, {{"Ring"_w, "2"_w}, {"Level"_w, "12"_w}}));
@@ -435,7 +435,7 @@ TEST(FilterDispatchTest, EachOfTheCallersTagsIsSeen) {
 }
 
 TEST(FilterDispatchTest, AnInstalledItemIsFoundByEitherName) {
-  Bench bench;
+  DecidingDevice bench;
   EXPECT_TRUE(bench.Decide(Field::installed_items, "{1234}|7.1.0"_w));
   EXPECT_TRUE(bench.Decide(Field::installed_items, "contoso editor|<8.0"_w));
   EXPECT_TRUE(bench.Decide(Field::installed_items, "Missing,Contoso.Notes|2.0.1.0"_w));
@@ -444,7 +444,7 @@ TEST(FilterDispatchTest, AnInstalledItemIsFoundByEitherName) {
 
 // A device is asked on day 50 of 100, then gets another serial number.
 TEST(FilterDispatchTest, ARolloutFollowsTheSerialNumber) {
-  Bench bench(R"({"clock": {"now": "2026-02-19T12:00:00"}})");
+  DecidingDevice bench(R"({"clock": {"now": "2026-02-19T12:00:00"}})");
   const auto bucket = [](const WString& serial) {
     return yox::decision::RolloutBucket(AnyEvaluator().GetHashedSaltedString(serial));
   };
@@ -473,7 +473,7 @@ TEST(FilterDispatchTest, ARolloutByTenantFollowsTheRealmAndNotTheSerialNumber) {
     const std::string profile =
         R"({"clock": {"now": "2026-02-19T12:00:00"}, "organisation": {"realm": ")" +
         String::UTF16ToUTF8(realm) + R"("}})";
-    Bench bench(profile.c_str());
+    DecidingDevice bench(profile.c_str());
     bench.record->set_serial_number(is_in ? late : early);
     EXPECT_EQ(bench.Decide(Field::date_function, "2026-01-01|100|linear|tenant"_w), is_in);
     EXPECT_EQ(bench.Decide(Field::date_function, "2026-01-01|100|linear|TENANT|x"_w), is_in);
@@ -483,7 +483,7 @@ TEST(FilterDispatchTest, ARolloutByTenantFollowsTheRealmAndNotTheSerialNumber) {
 
 // A record that is assigned has another serial number, as one whose number is set.
 TEST(FilterDispatchTest, ARolloutFollowsARecordThatIsAssigned) {
-  Bench bench(R"({"clock": {"now": "2026-02-19T12:00:00"}})");
+  DecidingDevice bench(R"({"clock": {"now": "2026-02-19T12:00:00"}})");
   const auto bucket = [](const WString& serial) {
     return yox::decision::RolloutBucket(AnyEvaluator().GetHashedSaltedString(serial));
   };

@@ -27,7 +27,7 @@ using yox_test::TestEvaluator;
 
 const std::string kLog =
     "ApplicabilityEvaluator D ApplicabilityEvaluator::EvaluateHardwareIdFilter ";
-const std::string kStarted = kLog + "PnP device tracker started successfully\n";
+const std::string kTrackerStarted = kLog + "PnP device tracker started successfully\n";
 
 std::string Exact(const std::string& result) {
   return kLog + "Hardware ID exact match result: " + result + "\n";
@@ -53,7 +53,7 @@ TEST_F(HardwareIdFilterTest, LogsAnExactMatchToTheLetter) {
   CapturedLog log;
   EXPECT_TRUE(Evaluate("PCI\\VEN_8086&DEV_7D45"_w));
   EXPECT_EQ(log.Text(), kLog + "Evaluating hardware ID filter: PCI\\VEN_8086&DEV_7D45\n" +
-                            kStarted + Exact("MATCH"));
+                            kTrackerStarted + Exact("MATCH"));
 }
 
 TEST_F(HardwareIdFilterTest, LowerCaseAndForwardSlashesFindTheId) {
@@ -74,14 +74,14 @@ TEST_F(HardwareIdFilterTest, TheSecondAlternativeMatchesBehindTheFirst) {
   EXPECT_EQ(log.Text(), kLog +
                             "Evaluating hardware ID filter: PCI\\VEN_10DE, PCI\\VEN_8086&DEV_7D45, "
                             "PCI\\NEVER\n" +
-                            kStarted + Exact("NO_MATCH") + Exact("MATCH"));
+                            kTrackerStarted + Exact("NO_MATCH") + Exact("MATCH"));
 }
 
 TEST_F(HardwareIdFilterTest, APrefixFailsTheExactPassAndHoldsInTheWildcardPass) {
   CapturedLog log;
   EXPECT_TRUE(Evaluate("pci/ven_8086&dev_7d45&subsys*"_w));
   EXPECT_EQ(log.Text(), kLog + "Evaluating hardware ID filter: pci/ven_8086&dev_7d45&subsys*\n" +
-                            kStarted + Exact("NO_MATCH") + kLog +
+                            kTrackerStarted + Exact("NO_MATCH") + kLog +
                             "Checking 2 device IDs against wildcard requirement\n" + kLog +
                             "Hardware ID filter matched: Required=PCI\\VEN_8086&DEV_7D45&SUBSYS*, "
                             "Found=PCI\\VEN_8086&DEV_7D45&SUBSYS_00001043&REV_08\n");
@@ -91,7 +91,7 @@ TEST_F(HardwareIdFilterTest, NothingMatchingLogsEachAlternativeAndTheResult) {
   CapturedLog log;
   EXPECT_FALSE(Evaluate("PCI\\VEN_10DE*,USB\\VID_1050"_w));
   EXPECT_EQ(log.Text(), kLog + "Evaluating hardware ID filter: PCI\\VEN_10DE*,USB\\VID_1050\n" +
-                            kStarted + Exact("NO_MATCH") + Exact("NO_MATCH") + kLog +
+                            kTrackerStarted + Exact("NO_MATCH") + Exact("NO_MATCH") + kLog +
                             "Checking 2 device IDs against wildcard requirement\n" + kLog +
                             "Hardware ID filter result: NO_MATCH\n");
 }

@@ -16,19 +16,19 @@ using testing::IsEmpty;
 using yox::WString;
 
 // A repository that records what its callbacks receive.
-struct Observed {
+struct ObservedRepository {
   HardwareIdRepository repository;
   std::vector<WString> added;
   std::vector<WString> removed;
 
-  Observed() {
+  ObservedRepository() {
     repository.SetOnAdded([this](const WString& id) { added.push_back(id); });
     repository.SetOnRemoved([this](const WString& id) { removed.push_back(id); });
   }
 };
 
 TEST(HardwareIdRepositoryTest, StaysPresentWhileOneOfTwoClaimsIsLeft) {
-  Observed observed;
+  ObservedRepository observed;
   observed.repository.Add("PCI\\A"_w);
   observed.repository.Add("PCI\\A"_w);
   observed.repository.Remove("PCI\\A"_w);
@@ -39,7 +39,7 @@ TEST(HardwareIdRepositoryTest, StaysPresentWhileOneOfTwoClaimsIsLeft) {
 }
 
 TEST(HardwareIdRepositoryTest, GoesWithItsLastClaim) {
-  Observed observed;
+  ObservedRepository observed;
   observed.repository.Add("PCI\\A"_w);
   observed.repository.Add("PCI\\A"_w);
   observed.repository.Remove("PCI\\A"_w);
@@ -50,7 +50,7 @@ TEST(HardwareIdRepositoryTest, GoesWithItsLastClaim) {
 }
 
 TEST(HardwareIdRepositoryTest, RemovingAnUnknownIdChangesNothing) {
-  Observed observed;
+  ObservedRepository observed;
   observed.repository.Add("PCI\\A"_w);
   observed.repository.Remove("PCI\\B"_w);
   EXPECT_THAT(observed.repository.Snapshot(), ElementsAre("PCI\\A"_w));
@@ -75,7 +75,7 @@ TEST(HardwareIdRepositoryTest, RemovingTheMiddleOfThreeLeavesTheOtherTwo) {
 }
 
 TEST(HardwareIdRepositoryTest, ClearRunsNoCallback) {
-  Observed observed;
+  ObservedRepository observed;
   observed.repository.Add("A"_w);
   observed.repository.Add("B"_w);
   observed.repository.Clear();
@@ -92,7 +92,7 @@ TEST(HardwareIdRepositoryTest, IdsAreComparedAsStored) {
 }
 
 TEST(HardwareIdRepositoryTest, AnEmptyCallbackIsNoCallback) {
-  Observed observed;
+  ObservedRepository observed;
   observed.repository.SetOnAdded({});
   observed.repository.SetOnRemoved({});
   observed.repository.Add("A"_w);

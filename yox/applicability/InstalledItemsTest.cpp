@@ -23,7 +23,7 @@ using yox::WString;
 using yox::platform::ApplicationSource;
 
 // Records what it was asked for, in order.
-class Observed final : public yox::platform::Applications {
+class ObservedApplications final : public yox::platform::Applications {
  public:
   ByKey Installed(ApplicationSource source) override {
     asked += "mu3"[static_cast<int>(source)];
@@ -55,7 +55,7 @@ class InstalledItemsTest : public testing::Test {
   }
 
   yox::platform::SimulatedDevice device_;
-  Observed applications_;
+  ObservedApplications applications_;
   yox_test::SubstitutedPlatform platform_{device_};
   yox::platform::ScopedPlatform installed_{platform_};
   yox_test::TestEvaluator evaluator_;

@@ -115,13 +115,13 @@ TEST(ListTestDevice, WithoutChangesIsThatOfTheProfile) {
   EXPECT_THROW(DeviceOfCase(test.cases[2], profile), yox::DocumentError);
 }
 
-struct RefusalRow {
+struct ListRefusalRow {
   const char* name;
   const char* document;
   const char* error;
 };
 
-class RefusedListTest : public testing::TestWithParam<RefusalRow> {};
+class RefusedListTest : public testing::TestWithParam<ListRefusalRow> {};
 
 TEST_P(RefusedListTest, NamesThePlace) {
   try {
@@ -135,29 +135,30 @@ TEST_P(RefusedListTest, NamesThePlace) {
 
 INSTANTIATE_TEST_SUITE_P(
     Rows, RefusedListTest,
-    testing::Values(RefusalRow{"NoObject", "[]", "expected an object, found an array"},
-                    RefusalRow{"NoCases", "{}", "there are no cases"},
-                    RefusalRow{"EmptyCases", R"({"cases": []})", "there are no cases"},
-                    RefusalRow{"UnknownKey", R"({"cases": [{"applies": true, "profil": ""}]})",
-                               "cases[0].profil: unknown key (did you mean \"profile\"?)"},
-                    RefusalRow{"NoAnswer", R"({"cases": [{"applies": true}, {}]})",
-                               "cases[1]: the key \"applies\" is missing"},
-                    RefusalRow{"AnswerIsNoAnswer", R"({"cases": [{"applies": "yes"}]})",
-                               "cases[0].applies: expected true, false or null, found a string"},
-                    RefusalRow{"FactsAndProfile",
-                               R"({"cases": [{"applies": true, "facts": {}, "profile": "a"}]})",
-                               "cases[0]: expected \"facts\" or a profile with its changes, found "
-                               "both"},
-                    RefusalRow{"Facts", R"({"cases": [{"applies": true, "facts": []}]})",
-                               "cases[0].facts: expected a string or an object, found an array"},
-                    RefusalRow{"NoIndex", R"({"cases": [{"applies": true, "decided_by": -1}]})",
-                               "cases[0].decided_by: expected a whole number from 0 to 4294967295"},
-                    RefusalRow{"Tags", R"({"cases": [{"applies": true, "tags": {"a": 1}}]})",
-                               "cases[0].tags.a: expected a string, found a number"},
-                    RefusalRow{"Changes", R"({"cases": [{"applies": true, "changes": []}]})",
-                               "cases[0].changes: expected an object, found an array"},
-                    RefusalRow{"KeyTwice", R"({"cases": [], "cases": []})",
-                               "the key \"cases\" is given twice"}),
+    testing::Values(
+        ListRefusalRow{"NoObject", "[]", "expected an object, found an array"},
+        ListRefusalRow{"NoCases", "{}", "there are no cases"},
+        ListRefusalRow{"EmptyCases", R"({"cases": []})", "there are no cases"},
+        ListRefusalRow{"UnknownKey", R"({"cases": [{"applies": true, "profil": ""}]})",
+                       "cases[0].profil: unknown key (did you mean \"profile\"?)"},
+        ListRefusalRow{"NoAnswer", R"({"cases": [{"applies": true}, {}]})",
+                       "cases[1]: the key \"applies\" is missing"},
+        ListRefusalRow{"AnswerIsNoAnswer", R"({"cases": [{"applies": "yes"}]})",
+                       "cases[0].applies: expected true, false or null, found a string"},
+        ListRefusalRow{"FactsAndProfile",
+                       R"({"cases": [{"applies": true, "facts": {}, "profile": "a"}]})",
+                       "cases[0]: expected \"facts\" or a profile with its changes, found "
+                       "both"},
+        ListRefusalRow{"Facts", R"({"cases": [{"applies": true, "facts": []}]})",
+                       "cases[0].facts: expected a string or an object, found an array"},
+        ListRefusalRow{"NoIndex", R"({"cases": [{"applies": true, "decided_by": -1}]})",
+                       "cases[0].decided_by: expected a whole number from 0 to 4294967295"},
+        ListRefusalRow{"Tags", R"({"cases": [{"applies": true, "tags": {"a": 1}}]})",
+                       "cases[0].tags.a: expected a string, found a number"},
+        ListRefusalRow{"Changes", R"({"cases": [{"applies": true, "changes": []}]})",
+                       "cases[0].changes: expected an object, found an array"},
+        ListRefusalRow{"KeyTwice", R"({"cases": [], "cases": []})",
+                       "the key \"cases\" is given twice"}),
     yox_test::RowName());
 
 struct DeviceRefusalRow {

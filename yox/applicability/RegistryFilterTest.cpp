@@ -266,16 +266,16 @@ TEST(RegistryFilterSeamTest, TheLookUpCanBeReplaced) {
               testing::ElementsAre("anything"_w, " n "_w, "d:|"_w, "x"_w, "y"_w, ""_w));
 }
 
-struct TextRow {
+struct ValueTextRow {
   const char* name;
   std::uint32_t type;
   std::vector<std::uint8_t> data;
   const char* text;
 };
-class ConvertedValue : public testing::TestWithParam<TextRow> {};
+class ConvertedValue : public testing::TestWithParam<ValueTextRow> {};
 
 TEST_P(ConvertedValue, HasItsText) {
-  const TextRow& row = GetParam();
+  const ValueTextRow& row = GetParam();
   yox_test::TestEvaluator evaluator;
   const WString text = evaluator.ConvertRegValueToString(
       row.data.data(), row.type, static_cast<std::uint32_t>(row.data.size()));
@@ -285,20 +285,21 @@ TEST_P(ConvertedValue, HasItsText) {
 INSTANTIATE_TEST_SUITE_P(
     Rows, ConvertedValue,
     testing::Values(
-        TextRow{"Text", 1, {'a', 0, 0xe9, 0, 0, 0}, "aé"},
-        TextRow{"TextWithoutTerminator", 1, {'a', 0, 'b', 0}, "ab"},
-        TextRow{"TextUpToTheTerminator", 2, {'a', 0, 0, 0, 'b', 0}, "a"},
-        TextRow{"TextOfOddSize", 1, {'a', 0, 'b'}, "ab"}, TextRow{"TextOfNothing", 7, {}, ""},
-        TextRow{"Bytes", 3, {1, 171}, "01 ab"}, TextRow{"OneByte", 3, {0xF0}, "f0"},
-        TextRow{"NoBytes", 3, {}, ""}, TextRow{"Dword", 4, {10, 0, 0, 0}, "10"},
-        TextRow{"LargestDword", 4, {255, 255, 255, 255}, "4294967295"},
-        TextRow{"ShortDword", 4, {1, 1}, "257"}, TextRow{"LongDword", 4, {1, 0, 0, 0, 9}, "1"},
-        TextRow{"EmptyDword", 4, {}, "0"},
-        TextRow{"Qword", 11, {255, 255, 255, 255, 255, 255, 255, 255}, "18446744073709551615"},
-        TextRow{"ShortQword", 11, {0, 1}, "256"},
-        TextRow{"None", 0, {1}, "[Unsupported Value Type]"},
-        TextRow{"BigEndian", 5, {0, 0, 0, 1}, "[Unsupported Value Type]"},
-        TextRow{"Unknown", 4711, {}, "[Unsupported Value Type]"}),
+        ValueTextRow{"Text", 1, {'a', 0, 0xe9, 0, 0, 0}, "aé"},
+        ValueTextRow{"TextWithoutTerminator", 1, {'a', 0, 'b', 0}, "ab"},
+        ValueTextRow{"TextUpToTheTerminator", 2, {'a', 0, 0, 0, 'b', 0}, "a"},
+        ValueTextRow{"TextOfOddSize", 1, {'a', 0, 'b'}, "ab"},
+        ValueTextRow{"TextOfNothing", 7, {}, ""}, ValueTextRow{"Bytes", 3, {1, 171}, "01 ab"},
+        ValueTextRow{"OneByte", 3, {0xF0}, "f0"}, ValueTextRow{"NoBytes", 3, {}, ""},
+        ValueTextRow{"Dword", 4, {10, 0, 0, 0}, "10"},
+        ValueTextRow{"LargestDword", 4, {255, 255, 255, 255}, "4294967295"},
+        ValueTextRow{"ShortDword", 4, {1, 1}, "257"},
+        ValueTextRow{"LongDword", 4, {1, 0, 0, 0, 9}, "1"}, ValueTextRow{"EmptyDword", 4, {}, "0"},
+        ValueTextRow{"Qword", 11, {255, 255, 255, 255, 255, 255, 255, 255}, "18446744073709551615"},
+        ValueTextRow{"ShortQword", 11, {0, 1}, "256"},
+        ValueTextRow{"None", 0, {1}, "[Unsupported Value Type]"},
+        ValueTextRow{"BigEndian", 5, {0, 0, 0, 1}, "[Unsupported Value Type]"},
+        ValueTextRow{"Unknown", 4711, {}, "[Unsupported Value Type]"}),
     yox_test::RowName());
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <array>
 #include <string>
 
+#include "yox/applicability/TestClock.h"
 #include "yox/applicability/TestEvaluator.h"
 #include "yox/base/String.h"
 #include "yox/decision/Dates.h"
@@ -24,17 +25,7 @@ using yox::decision::Calendar;
 using yox::decision::RolloutForecast;
 using yox::platform::ScopedPlatform;
 using yox::platform::SimulatedDevice;
-
-// A device at a moment of its local time.
-struct At {
-  explicit At(const std::string& now, const std::string& zone = "UTC")
-      : device(yox::platform::ReadDeviceProfile(R"({"clock": {"now": ")" + now +
-                                                R"(", "time_zone": ")" + zone + R"("}})")),
-        installed(device) {}
-
-  SimulatedDevice device;
-  ScopedPlatform installed;
-};
+using yox_test::At;
 
 Calendar ThisCalendar() { return Calendar::Of(yox::platform::Platform::Get().clock()); }
 
@@ -137,13 +128,13 @@ TEST(RolloutForecastTest, GivesTheSharesOfTheBuckets) {
   EXPECT_EQ(forecast.DaysUntil(yox::platform::Platform::Get().clock().Now() + 43200), 0.5);
 }
 
-struct RefusalRow {
+struct ForecastRefusalRow {
   const char* name;
   WString function;
   const char* error;
 };
 
-class RefusedForecast : public testing::TestWithParam<RefusalRow> {};
+class RefusedForecast : public testing::TestWithParam<ForecastRefusalRow> {};
 
 TEST_P(RefusedForecast, SaysWhatIsWrong) {
   try {
@@ -156,17 +147,20 @@ TEST_P(RefusedForecast, SaysWhatIsWrong) {
 
 INSTANTIATE_TEST_SUITE_P(
     Rows, RefusedForecast,
-    testing::Values(
-        RefusalRow{"Empty", ""_w, "expected START|DAYS|GROWTH, found \"\""},
-        RefusalRow{"TwoPieces", "2026-01-05|9"_w,
-                   "expected START|DAYS|GROWTH, found \"2026-01-05|9\""},
-        RefusalRow{"NoDate", "soon|9|linear"_w, "expected a first day YYYY-MM-DD, found \"soon\""},
-        RefusalRow{"NoCalendar", "-2147483648-1-1|9|linear"_w,
-                   "expected a first day YYYY-MM-DD, found \"-2147483648-1-1\""},
-        RefusalRow{"NoDays", "2026-01-05|x|linear"_w, "expected a number of days, found \"x\""},
-        RefusalRow{"ZeroDays", "2026-01-05|0|linear"_w, "expected a number of days, found \"0\""},
-        RefusalRow{"TooManyDays", "2026-01-05|36526|linear"_w,
-                   "expected at most 36525 days, found \"36526\""}),
+    testing::Values(ForecastRefusalRow{"Empty", ""_w, "expected START|DAYS|GROWTH, found \"\""},
+                    ForecastRefusalRow{"TwoPieces", "2026-01-05|9"_w,
+                                       "expected START|DAYS|GROWTH, found \"2026-01-05|9\""},
+                    ForecastRefusalRow{"NoDate", "soon|9|linear"_w,
+                                       "expected a first day YYYY-MM-DD, found \"soon\""},
+                    ForecastRefusalRow{
+                        "NoCalendar", "-2147483648-1-1|9|linear"_w,
+                        "expected a first day YYYY-MM-DD, found \"-2147483648-1-1\""},
+                    ForecastRefusalRow{"NoDays", "2026-01-05|x|linear"_w,
+                                       "expected a number of days, found \"x\""},
+                    ForecastRefusalRow{"ZeroDays", "2026-01-05|0|linear"_w,
+                                       "expected a number of days, found \"0\""},
+                    ForecastRefusalRow{"TooManyDays", "2026-01-05|36526|linear"_w,
+                                       "expected at most 36525 days, found \"36526\""}),
     yox_test::RowName());
 
 }  // namespace

@@ -19,7 +19,7 @@ using yox::decision::FactsJson;
 using yox::platform::ReadDeviceProfile;
 
 // A device with something of every kind.
-constexpr const char* kWhole = R"({
+constexpr const char* kWholeProfile = R"({
   "clock": {"now": "2026-03-14T12:00:00", "time_zone": "Europe/Zurich"},
   "firmware": {"manufacturer": "Contoso", "family": "Falcon", "model_number": "FA14",
                "enclosure_type": "Notebook", "sku": "FALCON14", "serial_number": "C0FFEE12"},
@@ -42,7 +42,7 @@ std::string FactsOfProfile(const char* profile) {
 
 TEST(FactsOfAProfile, AreAllThatItSays) {
   EXPECT_EQ(
-      FactsOfProfile(kWhole),
+      FactsOfProfile(kWholeProfile),
       R"({"time_zone":"Europe/Zurich","country":"CH","language":"fr-CH","enclosure":"Notebook",)"
       R"("family":"Falcon","mfr":"Contoso","model":"FA14","sku":"FALCON14","os":"Windows",)"
       R"("os_bitness":"64","os_description":"Contoso OS Pro","os_version":"10.0.22631",)"
@@ -56,7 +56,7 @@ TEST(FactsOfAProfile, AreAllThatItSays) {
 }
 
 TEST(FactsOfAProfile, AreNotThoseOfTheOneBefore) {
-  FactsOfProfile(kWhole);
+  FactsOfProfile(kWholeProfile);
   EXPECT_EQ(FactsOfProfile(R"({"clock": {"time_zone": "+02:00"}})"),
             R"({"time_zone":"+02:00","country":null,"language":null,"firmware":false,)"
             R"("enclosure":null,"family":null,"mfr":null,"model":null,"sku":null,"os":"Windows",)"
@@ -68,7 +68,7 @@ TEST(FactsOfAProfile, AreNotThoseOfTheOneBefore) {
 }
 
 TEST(FactsOfAProfile, HaveTheBucketsOfTheDeviceAndOfItsOrganisation) {
-  const auto facts = FactsOf(ReadDeviceProfile(kWhole), {});
+  const auto facts = FactsOf(ReadDeviceProfile(kWholeProfile), {});
   const auto bucket_of = [](const char* text) {
     return yox::decision::RolloutBucket(
         yox::decision::SaltedHashOf(YOX::String::UTF8ToUTF16(text)));
@@ -78,7 +78,7 @@ TEST(FactsOfAProfile, HaveTheBucketsOfTheDeviceAndOfItsOrganisation) {
 }
 
 TEST(FactsOfAProfile, HaveNoHardwareIdsWhereDevicesCannotBeFollowed) {
-  const SimulatedProcess process(ReadDeviceProfile(kWhole));
+  const SimulatedProcess process(ReadDeviceProfile(kWholeProfile));
   static_cast<yox::platform::SimulatedDevice&>(yox::platform::Platform::Get())
       .device_tree()
       .AcceptRegistrations(false);

@@ -30,7 +30,7 @@ namespace yox_test {
 namespace {
 
 // Decides a case as `yoxctl test` does.
-Explanation Decide(const ApplicabilityFilter& list, const ListTestCase& test) {
+Explanation DecideCase(const ApplicabilityFilter& list, const ListTestCase& test) {
   const SimulatedProcess process(DeviceOfCase(test, "{}"));
   ApplicabilityEvaluator::Pairs tags;
   for (const auto& [key, value] : test.tags) tags.emplace_back(key, value);
@@ -66,7 +66,7 @@ TEST_P(Suggestion, ReachesEachFilterAndBothSidesOfEachCriterion) {
   std::set<CoverageGoal> reached;
   const std::string document = WriteCases(suggested.cases);
   for (const ListTestCase& test : ReadListTest(document).cases) {
-    const Explanation found = Decide(list, test);
+    const Explanation found = DecideCase(list, test);
     EXPECT_EQ(found.applies, *test.applies == yox::decision::Truth::kTrue) << document;
     if (test.decided_by) {
       EXPECT_EQ(found.decided_by, std::size_t{*test.decided_by}) << document;
@@ -123,7 +123,8 @@ TEST(SuggestCasesTest, OfTheExamplesPasses) {
     const auto suggested = SuggestCases(list);
     EXPECT_TRUE(suggested.open.empty()) << name;
     for (const ListTestCase& test : suggested.cases) {
-      EXPECT_EQ(Decide(list, test).decided_by.value_or(99), test.decided_by.value_or(99)) << name;
+      EXPECT_EQ(DecideCase(list, test).decided_by.value_or(99), test.decided_by.value_or(99))
+          << name;
     }
   }
 }

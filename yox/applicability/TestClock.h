@@ -1,8 +1,12 @@
 #pragma once
 
 #include <stdexcept>
+#include <string>
 
+#include "yox/platform/Platform.h"
 #include "yox/platform/clock/Clock.h"
+#include "yox/platform/simulated/DeviceProfileReader.h"
+#include "yox/platform/simulated/SimulatedDevice.h"
 
 namespace yox_test {
 
@@ -14,6 +18,17 @@ class FailingClock final : public yox::platform::Clock {
   std::int32_t UtcOffset(std::int64_t) const override { return 0; }
   std::optional<std::int64_t> StartOfLocalDay(int, int, int) const override { return 0; }
   std::int64_t SteadyMilliseconds() const override { return 0; }
+};
+
+// A device at a moment of its local time.
+struct At {
+  explicit At(const std::string& now, const std::string& zone = "UTC")
+      : device(yox::platform::ReadDeviceProfile(R"({"clock": {"now": ")" + now +
+                                                R"(", "time_zone": ")" + zone + R"("}})")),
+        installed(device) {}
+
+  yox::platform::SimulatedDevice device;
+  yox::platform::ScopedPlatform installed;
 };
 
 }  // namespace yox_test
