@@ -7,6 +7,8 @@
 
 #include "yox/base/NearestWord.h"
 
+#include "tests/support/Rows.h"
+
 namespace {
 
 using yox::DidYouMean;
@@ -19,8 +21,6 @@ struct DistanceRow {
   std::string_view to;
   std::size_t distance;
 };
-
-void PrintTo(const DistanceRow& row, std::ostream* out) { *out << row.name; }
 
 class EditDistanceRows : public testing::TestWithParam<DistanceRow> {};
 
@@ -49,7 +49,7 @@ constexpr DistanceRow kDistances[] = {
 };
 
 INSTANTIATE_TEST_SUITE_P(Rows, EditDistanceRows, testing::ValuesIn(kDistances),
-                         [](const auto& row) { return std::string(row.param.name); });
+                         yox_test::RowName());
 
 constexpr std::array<std::string_view, 5> kWords = {"show", "set", "get", "export", "import"};
 
