@@ -38,7 +38,7 @@ using yox::facts::FactsLine;
 using yox::facts::LineFacts;
 
 // Of a registry value that is missing, a document does not say whether its key is there.
-std::string Words(Explanation explanation) {
+std::string ComparableJson(Explanation explanation) {
   for (auto& filter : explanation.filters) {
     for (auto& criterion : filter.criteria) {
       for (auto& fact : criterion.facts) {
@@ -110,11 +110,12 @@ TEST(FactsProperties, ADocumentDecidesAndExplainsAsItsDevice) {
         ASSERT_EQ(Decision(*compiled, line_facts), Decision(applies, reason)) << context;
 
         target = question.target_version.value_or(WString());
-        const std::string explanation = Words(evaluator->Explain(list, given, question.extra_tags));
+        const std::string explanation =
+            ComparableJson(evaluator->Explain(list, given, question.extra_tags));
         PreparedFacts again(prepared, question);
-        ASSERT_EQ(Words(Explain(*compiled, again)), explanation) << context;
+        ASSERT_EQ(ComparableJson(Explain(*compiled, again)), explanation) << context;
         LineFacts line_again(line, question);
-        ASSERT_EQ(Words(Explain(*compiled, line_again)), explanation) << context;
+        ASSERT_EQ(ComparableJson(Explain(*compiled, line_again)), explanation) << context;
       }
     }
   }

@@ -23,6 +23,7 @@
 
 #include "tests/support/Generators.h"
 #include "tests/support/TestRecord.h"
+#include "tests/support/Text.h"
 
 // A prepared device decides as the running evaluator does on a device of the same facts, reasons
 // and explanations included, tried on generated ones.
@@ -46,9 +47,7 @@ using yox::platform::ScopedPlatform;
 using yox::platform::SimulatedDevice;
 using namespace yox::literals;
 
-WString Wide(const std::string& text) { return String::UTF8ToUTF16(text); }
-
-std::vector<WString> Wide(const std::vector<std::string>& texts) {
+std::vector<WString> WideAll(const std::vector<std::string>& texts) {
   std::vector<WString> wide;
   for (const std::string& text : texts) wide.push_back(Wide(text));
   return wide;
@@ -75,9 +74,9 @@ FactsRecord FactsOf(const GeneratedDevice& device) {
   facts.SetSerialNumber(Given<WString>::Known(Wide(device.serial_number)));
   facts.SetRealm(device.has_organisation ? Given<WString>::Known(Wide(device.realm))
                                          : Given<WString>::Missing());
-  facts.device_subscriptions = device.has_organisation
-                                   ? Given<std::vector<WString>>::Known(Wide(device.subscriptions))
-                                   : Given<std::vector<WString>>::Missing();
+  facts.device_subscriptions =
+      device.has_organisation ? Given<std::vector<WString>>::Known(WideAll(device.subscriptions))
+                              : Given<std::vector<WString>>::Missing();
   facts.time_zone = yox::TimeZone();
   facts.tags = ToPairs(device.tags);
   facts.installed_items.emplace();
@@ -87,7 +86,7 @@ FactsRecord FactsOf(const GeneratedDevice& device) {
     facts.installed_items->emplace_back(Wide(application.key), Wide(application.version));
     facts.installed_items->emplace_back(Wide(application.name), Wide(application.version));
   }
-  facts.hardware_ids = Wide(device.hardware_ids);
+  facts.hardware_ids = WideAll(device.hardware_ids);
   // The generated lists ask for three values.
   for (const char* const name : {"Channel", "Level", "Owner"}) {
     auto& value = facts.registry.emplace_back();
@@ -101,7 +100,7 @@ FactsRecord FactsOf(const GeneratedDevice& device) {
   return facts;
 }
 
-std::string Words(const Explanation& explanation) {
+std::string ComparableText(const Explanation& explanation) {
   std::string words = String::UTF16ToUTF8(explanation.reason);
   for (const auto& filter : explanation.filters) {
     words += "\nfilter " + std::to_string(static_cast<int>(filter.outcome));
@@ -173,7 +172,7 @@ TEST(PreparedDeviceProperties, DecidesAndExplainsAsTheRunningEvaluatorDoes) {
           question.target_version ? &*question.target_version : nullptr, question.extra_tags);
       PreparedFacts again(prepared, question);
       const Explanation ours = Explain(*compiled, again);
-      ASSERT_EQ(Words(ours), Words(theirs)) << context;
+      ASSERT_EQ(ComparableText(ours), ComparableText(theirs)) << context;
       ASSERT_EQ(ours.decided_by, theirs.decided_by) << context;
       ASSERT_EQ(ours.nearest_miss, theirs.nearest_miss) << context;
     }

@@ -37,6 +37,8 @@
 #include "yox/tags/Persona.h"
 #include "yox/tags/PersonaTagRegistryMonitor.h"
 
+#include "tests/support/Text.h"
+
 namespace {
 
 using namespace yox::literals;
@@ -49,6 +51,7 @@ using yox::platform::RegistryStatus;
 using yox::platform::RegistryValue;
 using yox::platform::ScopedPlatform;
 using yox::platform::SimulatedDevice;
+using yox_test::Wide;
 
 constexpr const char* kProfile = R"({
   "clock": {"now": "2026-03-01T12:00:00", "time_zone": "UTC"}, "os": {"architecture": 9},
@@ -57,8 +60,6 @@ constexpr const char* kProfile = R"({
 const WString kUninstall = "SOFTWARE\\Microsoft\\Windows\\CurrentVersion\\Uninstall"_w;
 const RegistryKey kTags{HKEY_LOCAL_MACHINE, "SOFTWARE\\Tervan\\YOX\\Applicability\\Tags"_w, {}, {}};
 const RegistryKey kInstalled{HKEY_LOCAL_MACHINE, kUninstall, {}, {}};
-
-WString Wide(const std::string& text) { return String::UTF8ToUTF16(text); }
 
 #if defined(YOX_MEASURES_MEMORY)
 constexpr int kRounds = 1000;
