@@ -1,16 +1,15 @@
 #include <gtest/gtest.h>
 
 #include "host/yoxd/Inbox.h"
+#include "host/yoxd/tests/Message.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace yoxd {
 namespace {
 
-constexpr const char* kFile = "inbox.jsonl";
+using yoxd_test::Message;
 
-Received Message(int identifier, const std::string& payload) {
-  return {"topic", payload, false, identifier};
-}
+constexpr const char* kFile = "inbox.jsonl";
 
 class InboxTest : public testing::Test {
  protected:

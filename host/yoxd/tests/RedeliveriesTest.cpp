@@ -1,13 +1,12 @@
 #include <gtest/gtest.h>
 
 #include "host/yoxd/Redeliveries.h"
+#include "host/yoxd/tests/Message.h"
 
 namespace yoxd {
 namespace {
 
-Received Message(int identifier, const std::string& payload) {
-  return {"topic", payload, false, identifier};
-}
+using yoxd_test::Message;
 
 TEST(RedeliveriesTest, AMessageOfTheFormerConnectionIsRepeatedOnce) {
   Redeliveries redeliveries;
