@@ -20,6 +20,7 @@
 #include "yox/platform/registry/linux/DatabaseError.h"
 #include "yox/platform/registry/linux/LinuxRegistry.h"
 #include "yox/platform/registry/linux/RegistryStore.h"
+#include "yox/platform/registry/linux/TestKey.h"
 
 #include "tests/support/CapturedLog.h"
 #include "tests/support/FileMode.h"
@@ -55,7 +56,6 @@ using yox::platform::RegistryWatch;
 
 constexpr uid_t kNobody = 65534;
 constexpr std::uintmax_t kReserve = 256 * 1024;
-const RegistryKey kTestKey{HKEY_LOCAL_MACHINE, "SOFTWARE\\Contoso"_w, {}, {}};
 const WString kName = "Name"_w;
 
 LinuxRegistry BrieflyWaitingStoreIn(const fs::path& folder) {
@@ -389,7 +389,7 @@ TEST_F(ReadOnlyFolderTest, AStoreThatNobodyHasOpenIsReadAndNotWritten) {
   EXPECT_THAT(failures.texts(),
               ElementsAre(HasSubstr("cannot be written: permission denied"),
                           HasSubstr("cannot be opened for writing: permission denied")));
-  EXPECT_EQ(registry.Track({&kKey, 1})->Generation(), std::nullopt);
+  EXPECT_EQ(registry.Track({&kTestKey, 1})->Generation(), std::nullopt);
 }
 
 TEST_F(ReadOnlyFolderTest, WhatChangedWhileItWasReadIsNotTrusted) {

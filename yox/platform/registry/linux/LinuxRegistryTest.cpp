@@ -22,6 +22,7 @@
 #include "yox/platform/registry/linux/Database.h"
 #include "yox/platform/registry/linux/LinuxRegistry.h"
 #include "yox/platform/registry/linux/RegistryStore.h"
+#include "yox/platform/registry/linux/TestKey.h"
 
 #include "tests/support/Latch.h"
 #include "tests/support/TemporaryFolder.h"
@@ -48,8 +49,6 @@ using yox::platform::RegistryValue;
 using yox::platform::RegistryWatch;
 using yox::platform::StoredChange;
 
-const RegistryKey kKey{HKEY_LOCAL_MACHINE, "SOFTWARE\\Contoso"_w, {}, {}};
-
 LinuxRegistry StoreIn(const fs::path& folder, unsigned user = 1000) {
   return {[folder] { return folder; }, LinuxRegistry::UserIdentifier(user)};
 }
@@ -64,8 +63,8 @@ TEST(LinuxRegistryTest, AStoreThatNobodyWroteToReadsAsEmptyAndIsNotCreated) {
   EXPECT_EQ(registry.SubKeys({HKEY_LOCAL_MACHINE, {}, {}, {}}, names), RegistryStatus::kOk);
   EXPECT_THAT(names, ElementsAre());
   RegistryValue value;
-  EXPECT_EQ(registry.Get(kKey, "Name"_w, value), RegistryStatus::kNotFound);
-  EXPECT_FALSE(registry.Exists(kKey));
+  EXPECT_EQ(registry.Get(kTestKey, "Name"_w, value), RegistryStatus::kNotFound);
+  EXPECT_FALSE(registry.Exists(kTestKey));
   EXPECT_FALSE(fs::exists(folder.path() / "state"));
 }
 
@@ -73,13 +72,13 @@ TEST(LinuxRegistryTest, WhatOneWroteTheNextReads) {
   const TemporaryFolder folder;
   {
     LinuxRegistry registry = StoreIn(folder.path());
-    ASSERT_EQ(registry.CreateKey(kKey), RegistryStatus::kOk);
-    ASSERT_EQ(registry.SetValue(kKey, "Name"_w, RegistryValue::Text("kept"_w)),
+    ASSERT_EQ(registry.CreateKey(kTestKey), RegistryStatus::kOk);
+    ASSERT_EQ(registry.SetValue(kTestKey, "Name"_w, RegistryValue::Text("kept"_w)),
               RegistryStatus::kOk);
   }
   LinuxRegistry registry = StoreIn(folder.path());
   RegistryValue value;
-  ASSERT_EQ(registry.Get(kKey, "name"_w, value), RegistryStatus::kOk);
+  ASSERT_EQ(registry.Get(kTestKey, "name"_w, value), RegistryStatus::kOk);
   EXPECT_EQ(value, RegistryValue::Text("kept"_w));
 }
 
@@ -95,7 +94,7 @@ TEST(LinuxRegistryTest, ThreadsReadAndWriteAtOnceOverFewConnections) {
   constexpr int kRounds = 25;
   const TemporaryFolder folder;
   LinuxRegistry registry = StoreIn(folder.path());
-  ASSERT_EQ(registry.CreateKey(kKey), RegistryStatus::kOk);
+  ASSERT_EQ(registry.CreateKey(kTestKey), RegistryStatus::kOk);
   std::atomic<int> right{0};
   std::vector<std::thread> threads;
   for (int t = 0; t < kThreads; ++t) {
@@ -103,8 +102,8 @@ TEST(LinuxRegistryTest, ThreadsReadAndWriteAtOnceOverFewConnections) {
       for (std::uint32_t round = 0; round < kRounds; ++round) {
         RegistryValue value;
         right +=
-            registry.SetValue(kKey, name, RegistryValue::Dword(round)) == RegistryStatus::kOk &&
-            registry.Get(kKey, name, value) == RegistryStatus::kOk &&
+            registry.SetValue(kTestKey, name, RegistryValue::Dword(round)) == RegistryStatus::kOk &&
+            registry.Get(kTestKey, name, value) == RegistryStatus::kOk &&
             value == RegistryValue::Dword(round);
       }
     });
@@ -118,8 +117,8 @@ TEST(LinuxRegistryTest, TheEndClosesEveryFile) {
   const TemporaryFolder folder;
   {
     LinuxRegistry registry = StoreIn(folder.path());
-    ASSERT_EQ(registry.CreateKey(kKey), RegistryStatus::kOk);
-    EXPECT_TRUE(registry.Exists(kKey));
+    ASSERT_EQ(registry.CreateKey(kTestKey), RegistryStatus::kOk);
+    EXPECT_TRUE(registry.Exists(kTestKey));
   }
   EXPECT_EQ(OpenDescriptorsOf(fs::canonical(folder.path()) / "registry.db"), 0);
 }
@@ -134,36 +133,37 @@ TEST(LinuxRegistryTest, AConnectionIsKeptForLaterOperations) {
       },
       {}, std::chrono::milliseconds(1));
   for (std::uint32_t round = 0; round < 5; ++round) {
-    ASSERT_EQ(registry.CreateKey(kKey), RegistryStatus::kOk);
-    ASSERT_EQ(registry.SetValue(kKey, "Name"_w, RegistryValue::Dword(round)), RegistryStatus::kOk);
-    ASSERT_TRUE(registry.Exists(kKey));
+    ASSERT_EQ(registry.CreateKey(kTestKey), RegistryStatus::kOk);
+    ASSERT_EQ(registry.SetValue(kTestKey, "Name"_w, RegistryValue::Dword(round)),
+              RegistryStatus::kOk);
+    ASSERT_TRUE(registry.Exists(kTestKey));
   }
   EXPECT_EQ(opened, 1);
   Database other = Open(folder.path());
   other.Run("BEGIN IMMEDIATE");
-  EXPECT_EQ(registry.DeleteKey(kKey), RegistryStatus::kFailed);
+  EXPECT_EQ(registry.DeleteKey(kTestKey), RegistryStatus::kFailed);
   other.Run("COMMIT");
   const int after_failure = opened;
-  EXPECT_TRUE(registry.Exists(kKey));
+  EXPECT_TRUE(registry.Exists(kTestKey));
   EXPECT_EQ(opened, after_failure + 1) << "the connection may have a transaction open";
 }
 
 TEST(LinuxRegistryTest, SixteenConnectionsAreKept) {
   const TemporaryFolder folder;
-  ASSERT_EQ(StoreIn(folder.path()).CreateKey(kKey), RegistryStatus::kOk);
+  ASSERT_EQ(StoreIn(folder.path()).CreateKey(kTestKey), RegistryStatus::kOk);
   int depth = 0;
   LinuxRegistry* self = nullptr;
   LinuxRegistry registry(
       [&] {
         // One more operation before this one has its connection.
         if (++depth < 20) {
-          EXPECT_TRUE(self->Exists(kKey));
+          EXPECT_TRUE(self->Exists(kTestKey));
         }
         return folder.path();
       },
       {});
   self = &registry;
-  EXPECT_TRUE(registry.Exists(kKey));
+  EXPECT_TRUE(registry.Exists(kTestKey));
   EXPECT_EQ(depth, 20);
   EXPECT_EQ(OpenDescriptorsOf(fs::canonical(folder.path()) / CommitCounter::kFile), 16);
 }
@@ -172,10 +172,10 @@ TEST(LinuxRegistryTest, SixteenConnectionsAreKept) {
 TEST(LinuxRegistryTest, TwoWritersTakeTurns) {
   const TemporaryFolder folder;
   LinuxRegistry first = StoreIn(folder.path()), second = StoreIn(folder.path());
-  ASSERT_EQ(first.CreateKey(kKey), RegistryStatus::kOk);
+  ASSERT_EQ(first.CreateKey(kTestKey), RegistryStatus::kOk);
   for (std::uint32_t round = 0; round < 3; ++round) {
     for (LinuxRegistry* const registry : {&first, &second}) {
-      RegistryKey key = kKey;
+      RegistryKey key = kTestKey;
       key.path += "\\Sub"_w;
       ASSERT_EQ(registry->CreateKey(key), RegistryStatus::kOk);
       ASSERT_EQ(registry->SetValue(key, "Name"_w, RegistryValue::Dword(round)),
@@ -186,30 +186,30 @@ TEST(LinuxRegistryTest, TwoWritersTakeTurns) {
                 RegistryStatus::kOk);
     }
     for (LinuxRegistry* const registry : {&first, &second}) {
-      ASSERT_EQ(registry->SetValue(kKey, "Mine"_w, RegistryValue::Dword(round)),
+      ASSERT_EQ(registry->SetValue(kTestKey, "Mine"_w, RegistryValue::Dword(round)),
                 RegistryStatus::kOk);
-      ASSERT_EQ(registry->DeleteValue(kKey, "Mine"_w), RegistryStatus::kOk);
+      ASSERT_EQ(registry->DeleteValue(kTestKey, "Mine"_w), RegistryStatus::kOk);
       RegistryValue value;
-      ASSERT_EQ(registry->Get(kKey, "Mine"_w, value), RegistryStatus::kNotFound);
+      ASSERT_EQ(registry->Get(kTestKey, "Mine"_w, value), RegistryStatus::kNotFound);
     }
-    ASSERT_EQ(first.DeleteKey(kKey), RegistryStatus::kOk);
-    ASSERT_EQ(second.CreateKey(kKey), RegistryStatus::kOk);
-    ASSERT_EQ(first.DeleteKey(kKey), RegistryStatus::kOk);
-    ASSERT_FALSE(second.Exists(kKey));
-    ASSERT_EQ(second.CreateKey(kKey), RegistryStatus::kOk);
+    ASSERT_EQ(first.DeleteKey(kTestKey), RegistryStatus::kOk);
+    ASSERT_EQ(second.CreateKey(kTestKey), RegistryStatus::kOk);
+    ASSERT_EQ(first.DeleteKey(kTestKey), RegistryStatus::kOk);
+    ASSERT_FALSE(second.Exists(kTestKey));
+    ASSERT_EQ(second.CreateKey(kTestKey), RegistryStatus::kOk);
   }
 }
 
 TEST(LinuxRegistryTest, WritersOfOneProcessWaitForEachOtherWithoutAnEnd) {
   const TemporaryFolder folder;
   LinuxRegistry registry([&] { return folder.path(); }, {}, std::chrono::milliseconds(0));
-  ASSERT_EQ(registry.CreateKey(kKey), RegistryStatus::kOk);
+  ASSERT_EQ(registry.CreateKey(kTestKey), RegistryStatus::kOk);
   const auto write = [&registry](const WString& name) {
     for (std::uint32_t round = 0; round < 20; ++round) {
       std::vector<RegistryEdit> edits;
       for (std::uint32_t i = 0; i < 200; ++i) {
         edits.push_back(
-            {RegistryAction::kSetValue, kKey, name, RegistryValue::Dword(200 * round + i)});
+            {RegistryAction::kSetValue, kTestKey, name, RegistryValue::Dword(200 * round + i)});
       }
       EXPECT_EQ(registry.Apply(edits), RegistryStatus::kOk);
     }
@@ -223,7 +223,7 @@ TEST(LinuxRegistryTest, ARootHasValuesAndKeysToo) {
   const TemporaryFolder folder;
   LinuxRegistry registry = StoreIn(folder.path());
   const RegistryKey root{HKEY_LOCAL_MACHINE, {}, {}, {}};
-  ASSERT_EQ(registry.CreateKey(kKey), RegistryStatus::kOk);
+  ASSERT_EQ(registry.CreateKey(kTestKey), RegistryStatus::kOk);
   ASSERT_EQ(registry.SetValue(root, "Name"_w, RegistryValue::Dword(1)), RegistryStatus::kOk);
   std::vector<RegistryEntry> values;
   EXPECT_EQ(registry.Values(root, values, 10), RegistryStatus::kOk);
@@ -237,37 +237,37 @@ TEST(LinuxRegistryTest, ARootHasValuesAndKeysToo) {
 TEST(LinuxRegistryTest, WhatWasReadIsRememberedUntilACommit) {
   const TemporaryFolder folder;
   LinuxRegistry registry = StoreIn(folder.path());
-  ASSERT_EQ(registry.CreateKey(kKey), RegistryStatus::kOk);
-  ASSERT_EQ(registry.SetValue(kKey, "Name"_w, RegistryValue::Dword(1)), RegistryStatus::kOk);
+  ASSERT_EQ(registry.CreateKey(kTestKey), RegistryStatus::kOk);
+  ASSERT_EQ(registry.SetValue(kTestKey, "Name"_w, RegistryValue::Dword(1)), RegistryStatus::kOk);
   RegistryValue value;
-  ASSERT_EQ(registry.Get(kKey, "Name"_w, value), RegistryStatus::kOk);
-  ASSERT_TRUE(registry.Exists(kKey));
+  ASSERT_EQ(registry.Get(kTestKey, "Name"_w, value), RegistryStatus::kOk);
+  ASSERT_TRUE(registry.Exists(kTestKey));
   // Not counted, as no process of this library writes.
   Open(folder.path()).Run("DELETE FROM key; DELETE FROM value");
-  EXPECT_EQ(registry.Get(kKey, "Name"_w, value), RegistryStatus::kOk);
-  EXPECT_TRUE(registry.Exists(kKey));
+  EXPECT_EQ(registry.Get(kTestKey, "Name"_w, value), RegistryStatus::kOk);
+  EXPECT_TRUE(registry.Exists(kTestKey));
   { const CommitCounter::Commit commit{yox::platform::PrivateFolder(folder.path())}; }
-  EXPECT_EQ(registry.Get(kKey, "Name"_w, value), RegistryStatus::kNotFound);
-  EXPECT_FALSE(registry.Exists(kKey));
+  EXPECT_EQ(registry.Get(kTestKey, "Name"_w, value), RegistryStatus::kNotFound);
+  EXPECT_FALSE(registry.Exists(kTestKey));
 }
 
 TEST(LinuxRegistryTest, NamesOfKeyAndValueDoNotRunTogether) {
   const TemporaryFolder folder;
   LinuxRegistry registry = StoreIn(folder.path());
-  RegistryKey longer = kKey;
+  RegistryKey longer = kTestKey;
   longer.path +=
       "\x01"
       "A"_w;
-  ASSERT_EQ(registry.CreateKey(kKey), RegistryStatus::kOk);
+  ASSERT_EQ(registry.CreateKey(kTestKey), RegistryStatus::kOk);
   ASSERT_EQ(registry.CreateKey(longer), RegistryStatus::kOk);
-  ASSERT_EQ(registry.SetValue(kKey,
+  ASSERT_EQ(registry.SetValue(kTestKey,
                               "A\x01"
                               "B"_w,
                               RegistryValue::Dword(1)),
             RegistryStatus::kOk);
   ASSERT_EQ(registry.SetValue(longer, "B"_w, RegistryValue::Dword(2)), RegistryStatus::kOk);
   RegistryValue value;
-  ASSERT_EQ(registry.Get(kKey,
+  ASSERT_EQ(registry.Get(kTestKey,
                          "A\x01"
                          "B"_w,
                          value),
@@ -282,17 +282,18 @@ TEST(LinuxRegistryTest, AReadSeesWhatAnotherHasWrittenHoweverOftenItReadBefore) 
   LinuxRegistry writer = StoreIn(folder.path());
   LinuxRegistry reader = StoreIn(folder.path());
   for (std::uint32_t round = 0; round < 100; ++round) {
-    ASSERT_EQ(writer.CreateKey(kKey), RegistryStatus::kOk);
-    ASSERT_TRUE(reader.Exists(kKey));
+    ASSERT_EQ(writer.CreateKey(kTestKey), RegistryStatus::kOk);
+    ASSERT_TRUE(reader.Exists(kTestKey));
     RegistryValue value;
-    ASSERT_EQ(reader.Get(kKey, "Name"_w, value), RegistryStatus::kNotFound);
-    ASSERT_EQ(writer.SetValue(kKey, "Name"_w, RegistryValue::Dword(round)), RegistryStatus::kOk);
+    ASSERT_EQ(reader.Get(kTestKey, "Name"_w, value), RegistryStatus::kNotFound);
+    ASSERT_EQ(writer.SetValue(kTestKey, "Name"_w, RegistryValue::Dword(round)),
+              RegistryStatus::kOk);
     for (int again = 0; again < 2; ++again) {
-      ASSERT_EQ(reader.Get(kKey, "Name"_w, value), RegistryStatus::kOk);
+      ASSERT_EQ(reader.Get(kTestKey, "Name"_w, value), RegistryStatus::kOk);
       ASSERT_EQ(value, RegistryValue::Dword(round));
     }
-    ASSERT_EQ(writer.DeleteKey(kKey), RegistryStatus::kOk);
-    ASSERT_FALSE(reader.Exists(kKey));
+    ASSERT_EQ(writer.DeleteKey(kTestKey), RegistryStatus::kOk);
+    ASSERT_FALSE(reader.Exists(kTestKey));
   }
 }
 
@@ -301,14 +302,14 @@ TEST(LinuxRegistryTest, MoreCanBeReadThanIsRemembered) {
   const auto name = [](std::uint32_t i) { return String::UTF8ToUTF16(std::to_string(i)); };
   const TemporaryFolder folder;
   LinuxRegistry registry = StoreIn(folder.path());
-  std::vector<RegistryEdit> edits{{RegistryAction::kCreateKey, kKey, {}, {}}};
+  std::vector<RegistryEdit> edits{{RegistryAction::kCreateKey, kTestKey, {}, {}}};
   for (std::uint32_t i = 0; i < kValues; ++i) {
-    edits.push_back({RegistryAction::kSetValue, kKey, name(i), RegistryValue::Dword(i)});
+    edits.push_back({RegistryAction::kSetValue, kTestKey, name(i), RegistryValue::Dword(i)});
   }
   ASSERT_EQ(registry.Apply(edits), RegistryStatus::kOk);
   for (std::uint32_t i = 0; i < 2 * kValues; ++i) {
     RegistryValue value;
-    ASSERT_EQ(registry.Get(kKey, name(i % kValues), value), RegistryStatus::kOk);
+    ASSERT_EQ(registry.Get(kTestKey, name(i % kValues), value), RegistryStatus::kOk);
     ASSERT_EQ(value, RegistryValue::Dword(i % kValues));
   }
 }
@@ -329,14 +330,14 @@ TEST(LinuxRegistryTest, TheSystemsOwnHiveBelongsToItsAccount) {
 
 TEST(LinuxRegistryTest, AStoreOpenToOthersIsClosedToThem) {
   const TemporaryFolder folder;
-  ASSERT_EQ(StoreIn(folder.path()).CreateKey(kKey), RegistryStatus::kOk);
+  ASSERT_EQ(StoreIn(folder.path()).CreateKey(kTestKey), RegistryStatus::kOk);
   const fs::path file = folder.path() / "registry.db";
   for (const fs::perms others :
        {fs::perms::group_read, fs::perms::group_write, fs::perms::group_exec,
         fs::perms::others_read, fs::perms::others_write, fs::perms::others_exec,
         fs::perms::group_all | fs::perms::others_all}) {
     fs::permissions(file, fs::perms::owner_all | others);
-    ASSERT_EQ(StoreIn(folder.path()).CreateKey(kKey), RegistryStatus::kOk);
+    ASSERT_EQ(StoreIn(folder.path()).CreateKey(kTestKey), RegistryStatus::kOk);
     EXPECT_EQ(fs::status(file).permissions(), fs::perms::owner_all);
   }
 }
@@ -345,16 +346,16 @@ TEST(LinuxRegistryTest, AStoreWhoseMakerWasKilledEarlyIsMadeByTheNext) {
   const TemporaryFolder folder;
   std::ofstream(folder.path() / "registry.db").close();
   LinuxRegistry registry = StoreIn(folder.path());
-  EXPECT_FALSE(registry.Exists(kKey));
-  ASSERT_EQ(registry.CreateKey(kKey), RegistryStatus::kOk);
-  EXPECT_TRUE(registry.Exists(kKey));
+  EXPECT_FALSE(registry.Exists(kTestKey));
+  ASSERT_EQ(registry.CreateKey(kTestKey), RegistryStatus::kOk);
+  EXPECT_TRUE(registry.Exists(kTestKey));
 }
 
 // As many edits of values that the key does not have yet.
 std::vector<RegistryEdit> NewValues(std::uint32_t count, std::uint32_t first = 0) {
   std::vector<RegistryEdit> edits;
   for (std::uint32_t i = first; i < first + count; ++i) {
-    edits.push_back({RegistryAction::kSetValue, kKey, String::UTF8ToUTF16(std::to_string(i)),
+    edits.push_back({RegistryAction::kSetValue, kTestKey, String::UTF8ToUTF16(std::to_string(i)),
                      RegistryValue::Dword(i)});
   }
   return edits;
@@ -363,13 +364,13 @@ std::vector<RegistryEdit> NewValues(std::uint32_t count, std::uint32_t first = 0
 TEST(LinuxRegistryTest, AWatchThatMissesTooMuchSaysSo) {
   const TemporaryFolder folder;
   LinuxRegistry registry = StoreIn(folder.path());
-  ASSERT_EQ(registry.CreateKey(kKey), RegistryStatus::kOk);
+  ASSERT_EQ(registry.CreateKey(kTestKey), RegistryStatus::kOk);
   RegistryReports reports;
   std::unique_ptr<RegistryWatch> watch;
-  ASSERT_EQ(registry.Watch(kKey, reports.Callback(), watch), RegistryStatus::kOk);
+  ASSERT_EQ(registry.Watch(kTestKey, reports.Callback(), watch), RegistryStatus::kOk);
   ASSERT_EQ(registry.Apply(NewValues(10'001)), RegistryStatus::kOk);
   EXPECT_TRUE(reports.WaitFor("lost"));
-  ASSERT_EQ(registry.SetValue(kKey, "Then"_w, RegistryValue::Dword(1)), RegistryStatus::kOk);
+  ASSERT_EQ(registry.SetValue(kTestKey, "Then"_w, RegistryValue::Dword(1)), RegistryStatus::kOk);
   EXPECT_TRUE(reports.WaitFor("set :Then"));
   EXPECT_THAT(reports.All(), ElementsAre("lost", "set :Then"));
 }
@@ -381,7 +382,7 @@ std::vector<StoredChange> ChangesSince(const fs::path& folder, std::int64_t seen
 TEST(LinuxRegistryTest, TheLatestTenThousandChangesAreRecorded) {
   const TemporaryFolder folder;
   LinuxRegistry registry = StoreIn(folder.path());
-  ASSERT_EQ(registry.CreateKey(kKey), RegistryStatus::kOk);  // changes 1 to 3
+  ASSERT_EQ(registry.CreateKey(kTestKey), RegistryStatus::kOk);  // changes 1 to 3
   EXPECT_EQ(ChangesSince(folder.path(), 3).size(), 0U);
   ASSERT_EQ(registry.Apply(NewValues(10'000)), RegistryStatus::kOk);
   const auto of_one_transaction = ChangesSince(folder.path(), 3);
@@ -420,13 +421,13 @@ std::ptrdiff_t ThreadsOfThisProcess() {
 TEST(LinuxRegistryTest, AllWatchesShareOneThread) {
   const TemporaryFolder folder;
   LinuxRegistry registry = StoreIn(folder.path());
-  ASSERT_EQ(registry.CreateKey(kKey), RegistryStatus::kOk);
+  ASSERT_EQ(registry.CreateKey(kTestKey), RegistryStatus::kOk);
   std::thread([] {}).join();  // with the first one, ThreadSanitizer starts a thread of its own
   const std::ptrdiff_t before = ThreadsOfThisProcess();
   std::array<std::unique_ptr<RegistryWatch>, 3> watches;
   for (auto& watch : watches) {
     ASSERT_EQ(registry.Watch(
-                  kKey, [](const auto&) {}, watch),
+                  kTestKey, [](const auto&) {}, watch),
               RegistryStatus::kOk);
   }
   EXPECT_EQ(ThreadsOfThisProcess(), before + 1);
@@ -435,7 +436,7 @@ TEST(LinuxRegistryTest, AllWatchesShareOneThread) {
 TEST(LinuxRegistryTest, AWatchIsToldOnlyWhatCameAfterIt) {
   const TemporaryFolder folder;
   LinuxRegistry registry = StoreIn(folder.path());
-  ASSERT_EQ(registry.CreateKey(kKey), RegistryStatus::kOk);
+  ASSERT_EQ(registry.CreateKey(kTestKey), RegistryStatus::kOk);
   Latch called, go_on;
   RegistryReports reports;
   std::unique_ptr<RegistryWatch> late, former;
@@ -443,14 +444,14 @@ TEST(LinuxRegistryTest, AWatchIsToldOnlyWhatCameAfterIt) {
     called.CountDown();
     EXPECT_TRUE(go_on.Wait());
   };
-  ASSERT_EQ(registry.Watch(kKey, changed, former), RegistryStatus::kOk);
-  ASSERT_EQ(registry.SetValue(kKey, "One"_w, RegistryValue::Dword(1)), RegistryStatus::kOk);
+  ASSERT_EQ(registry.Watch(kTestKey, changed, former), RegistryStatus::kOk);
+  ASSERT_EQ(registry.SetValue(kTestKey, "One"_w, RegistryValue::Dword(1)), RegistryStatus::kOk);
   EXPECT_TRUE(called.Wait());
   // The thread is in the call: that it reads for the former watch alone.
-  ASSERT_EQ(registry.SetValue(kKey, "Two"_w, RegistryValue::Dword(1)), RegistryStatus::kOk);
-  ASSERT_EQ(registry.Watch(kKey, reports.Callback(), late), RegistryStatus::kOk);
+  ASSERT_EQ(registry.SetValue(kTestKey, "Two"_w, RegistryValue::Dword(1)), RegistryStatus::kOk);
+  ASSERT_EQ(registry.Watch(kTestKey, reports.Callback(), late), RegistryStatus::kOk);
   go_on.CountDown();
-  ASSERT_EQ(registry.SetValue(kKey, "Three"_w, RegistryValue::Dword(1)), RegistryStatus::kOk);
+  ASSERT_EQ(registry.SetValue(kTestKey, "Three"_w, RegistryValue::Dword(1)), RegistryStatus::kOk);
   EXPECT_TRUE(reports.WaitFor("set :Three"));
   EXPECT_THAT(reports.All(), ElementsAre("set :Three"));
 }
@@ -458,20 +459,20 @@ TEST(LinuxRegistryTest, AWatchIsToldOnlyWhatCameAfterIt) {
 TEST(LinuxRegistryTest, AKeyThatIsDeletedMeanwhileIsNotWatched) {
   const TemporaryFolder folder;
   LinuxRegistry other = StoreIn(folder.path());
-  ASSERT_EQ(other.CreateKey(kKey), RegistryStatus::kOk);
+  ASSERT_EQ(other.CreateKey(kTestKey), RegistryStatus::kOk);
   int asked = 0;
   LinuxRegistry registry(
       [&] {
         // First for the connection that finds the key, then for the thread that watches.
         if (++asked == 2) {
-          EXPECT_EQ(other.DeleteKey(kKey), RegistryStatus::kOk);
+          EXPECT_EQ(other.DeleteKey(kTestKey), RegistryStatus::kOk);
         }
         return folder.path();
       },
       {});
   std::unique_ptr<RegistryWatch> watch;
   EXPECT_EQ(registry.Watch(
-                kKey, [](const auto&) {}, watch),
+                kTestKey, [](const auto&) {}, watch),
             RegistryStatus::kNotFound);
   EXPECT_EQ(watch, nullptr);
   EXPECT_EQ(asked, 2);
@@ -481,14 +482,14 @@ TEST(LinuxRegistryTest, AHundredThousandValuesInOneKeyEnumerate) {
   const TemporaryFolder folder;
   LinuxRegistry registry = StoreIn(folder.path());
   constexpr std::uint32_t kCount = 100'000;
-  std::vector<RegistryEdit> edits{{RegistryAction::kCreateKey, kKey, {}, {}}};
+  std::vector<RegistryEdit> edits{{RegistryAction::kCreateKey, kTestKey, {}, {}}};
   for (std::uint32_t i = 0; i < kCount; ++i) {
-    edits.push_back({RegistryAction::kSetValue, kKey, String::UTF8ToUTF16(std::to_string(i)),
+    edits.push_back({RegistryAction::kSetValue, kTestKey, String::UTF8ToUTF16(std::to_string(i)),
                      RegistryValue::Dword(i)});
   }
   ASSERT_EQ(registry.Apply(edits), RegistryStatus::kOk);
   std::vector<RegistryEntry> values;
-  ASSERT_EQ(registry.Values(kKey, values, 16383), RegistryStatus::kOk);
+  ASSERT_EQ(registry.Values(kTestKey, values, 16383), RegistryStatus::kOk);
   ASSERT_EQ(values.size(), kCount);
   std::vector<bool> seen(kCount);
   for (const RegistryEntry& entry : values) {
@@ -557,7 +558,7 @@ void AwaitWord(int input) {
 }
 
 RegistryKey Numbered(std::size_t number) {
-  RegistryKey key = kKey;
+  RegistryKey key = kTestKey;
   key.path += "\\"_w + String::UTF8ToUTF16(std::to_string(number));
   return key;
 }
@@ -575,18 +576,18 @@ TEST(LinuxRegistryProcessTest, AWatchSeesWhatAnotherProcessWrites) {
   ChildProcess writer([&](int input, int) {
     AwaitWord(input);
     LinuxRegistry registry = StoreIn(folder.path());
-    const auto status = registry.SetValue(kKey, "Name"_w, RegistryValue::Text("written"_w));
+    const auto status = registry.SetValue(kTestKey, "Name"_w, RegistryValue::Text("written"_w));
     _exit(status == RegistryStatus::kOk ? 0 : 2);
   });
   LinuxRegistry registry = StoreIn(folder.path());
-  ASSERT_EQ(registry.CreateKey(kKey), RegistryStatus::kOk);
+  ASSERT_EQ(registry.CreateKey(kTestKey), RegistryStatus::kOk);
   RegistryReports reports;
   std::unique_ptr<RegistryWatch> watch;
-  ASSERT_EQ(registry.Watch(kKey, reports.Callback(), watch), RegistryStatus::kOk);
+  ASSERT_EQ(registry.Watch(kTestKey, reports.Callback(), watch), RegistryStatus::kOk);
   writer.Tell();
   EXPECT_TRUE(reports.WaitFor("set :Name"));
   RegistryValue value;
-  EXPECT_EQ(registry.Get(kKey, "Name"_w, value), RegistryStatus::kOk);
+  EXPECT_EQ(registry.Get(kTestKey, "Name"_w, value), RegistryStatus::kOk);
   EXPECT_EQ(value, RegistryValue::Text("written"_w));
   EXPECT_EQ(writer.End(), 0);
 }
@@ -598,14 +599,14 @@ TEST(LinuxRegistryProcessTest, ATrackerSeesWhatAnotherProcessWrites) {
     LinuxRegistry registry = StoreIn(folder.path());
     for (std::uint32_t number = 1; number <= kWrites; ++number) {
       AwaitWord(input);
-      const auto status = registry.SetValue(kKey, "Name"_w, RegistryValue::Dword(number));
+      const auto status = registry.SetValue(kTestKey, "Name"_w, RegistryValue::Dword(number));
       if (status != RegistryStatus::kOk || write(output, "!", 1) != 1) _exit(2);
     }
     _exit(0);
   });
   LinuxRegistry registry = StoreIn(folder.path());
-  ASSERT_EQ(registry.CreateKey(kKey), RegistryStatus::kOk);
-  const auto tracker = registry.Track({&kKey, 1});
+  ASSERT_EQ(registry.CreateKey(kTestKey), RegistryStatus::kOk);
+  const auto tracker = registry.Track({&kTestKey, 1});
   auto last = tracker->Generation();
   ASSERT_TRUE(last);
   for (std::uint32_t number = 1; number <= kWrites; ++number) {
@@ -616,7 +617,7 @@ TEST(LinuxRegistryProcessTest, ATrackerSeesWhatAnotherProcessWrites) {
     const auto next = tracker->Generation();
     EXPECT_TRUE(next);
     EXPECT_NE(next, last);
-    EXPECT_EQ(DwordOf(registry, kKey, "Name"_w), number);
+    EXPECT_EQ(DwordOf(registry, kTestKey, "Name"_w), number);
     last = next;
   }
   EXPECT_EQ(writer.End(), 0);
@@ -632,8 +633,8 @@ TEST(LinuxRegistryProcessTest, SeveralProcessesWriteAtOnceAndNothingIsLost) {
       LinuxRegistry registry = StoreIn(folder.path());
       for (std::uint32_t n = 0; n < kWrites; ++n) {
         const WString name = String::UTF8ToUTF16(std::to_string(i * kWrites + n));
-        if (registry.CreateKey(kKey) != RegistryStatus::kOk ||
-            registry.SetValue(kKey, name, RegistryValue::Dword(n)) != RegistryStatus::kOk) {
+        if (registry.CreateKey(kTestKey) != RegistryStatus::kOk ||
+            registry.SetValue(kTestKey, name, RegistryValue::Dword(n)) != RegistryStatus::kOk) {
           _exit(2);
         }
       }
@@ -644,7 +645,7 @@ TEST(LinuxRegistryProcessTest, SeveralProcessesWriteAtOnceAndNothingIsLost) {
   for (const auto& writer : writers) EXPECT_EQ(writer->End(), 0);
   LinuxRegistry registry = StoreIn(folder.path());
   std::vector<RegistryEntry> values;
-  ASSERT_EQ(registry.Values(kKey, values, 16383), RegistryStatus::kOk);
+  ASSERT_EQ(registry.Values(kTestKey, values, 16383), RegistryStatus::kOk);
   EXPECT_EQ(values.size(), kProcesses * kWrites);
 }
 
@@ -667,7 +668,7 @@ TEST(LinuxRegistryProcessTest, AThousandKilledWritersLoseNothingAndTearNothing) 
     LinuxRegistry registry = StoreIn(folder.path());
     std::unique_ptr<RegistryWatch> watch;
     const auto status = registry.Watch(
-        kKey,
+        kTestKey,
         [&](const auto&) {
           for (std::uint32_t i = 0; i < kWriters; ++i) {
             const Report report{i, DwordOf(registry, Numbered(i), "First"_w)};

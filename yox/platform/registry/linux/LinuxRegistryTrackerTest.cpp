@@ -9,6 +9,7 @@
 #include "yox/platform/registry/linux/CommitCounter.h"
 #include "yox/platform/registry/linux/Database.h"
 #include "yox/platform/registry/linux/LinuxRegistry.h"
+#include "yox/platform/registry/linux/TestKey.h"
 
 #include "tests/support/FileSizeLimit.h"
 #include "tests/support/TemporaryFolder.h"
@@ -28,17 +29,16 @@ using yox::platform::RegistryStatus;
 using yox::platform::RegistryTracker;
 using yox::platform::RegistryValue;
 
-const RegistryKey kKey{HKEY_LOCAL_MACHINE, "SOFTWARE\\Contoso"_w, {}, {}};
-
 class LinuxRegistryTrackerTest : public testing::Test {
  protected:
   static void Write(Registry& registry, std::uint32_t number) {
-    ASSERT_EQ(registry.CreateKey(kKey), RegistryStatus::kOk);
-    ASSERT_EQ(registry.SetValue(kKey, "Name"_w, RegistryValue::Dword(number)), RegistryStatus::kOk);
+    ASSERT_EQ(registry.CreateKey(kTestKey), RegistryStatus::kOk);
+    ASSERT_EQ(registry.SetValue(kTestKey, "Name"_w, RegistryValue::Dword(number)),
+              RegistryStatus::kOk);
   }
   std::uint32_t Read() {
     RegistryValue value;
-    EXPECT_EQ(registry_.Get(kKey, "Name"_w, value), RegistryStatus::kOk);
+    EXPECT_EQ(registry_.Get(kTestKey, "Name"_w, value), RegistryStatus::kOk);
     return value.AsDword().value_or(0);
   }
 
@@ -47,7 +47,7 @@ class LinuxRegistryTrackerTest : public testing::Test {
   std::atomic<const fs::path*> place_{&folder_};
   LinuxRegistry registry_{[this] { return *place_.load(); }, {}};
   LinuxRegistry other_{[this] { return folder_; }, {}};
-  const std::unique_ptr<RegistryTracker> tracker_ = registry_.Track({&kKey, 1});
+  const std::unique_ptr<RegistryTracker> tracker_ = registry_.Track({&kTestKey, 1});
 };
 
 TEST_F(LinuxRegistryTrackerTest, AStoreThatNobodyWroteToHasNoGenerationAndIsNotCreated) {
@@ -106,7 +106,7 @@ TEST_F(LinuxRegistryTrackerTest, AnotherFolderIsAnotherGeneration) {
   {
     // A failure closes the connection.
     const FileSizeLimit full(0);
-    EXPECT_NE(registry_.SetValue(kKey, "Name"_w, RegistryValue::Dword(9)), RegistryStatus::kOk);
+    EXPECT_NE(registry_.SetValue(kTestKey, "Name"_w, RegistryValue::Dword(9)), RegistryStatus::kOk);
   }
   const auto moved = tracker_->Generation();
   EXPECT_NE(moved, first);
