@@ -43,6 +43,35 @@ endif()
 # The preset release does without, so that every source includes what it uses.
 option(YOX_PRECOMPILE "Precompile the headers that most sources include" OFF)
 
+# Halves what compiling the tests costs. The presets with sanitizers and the programs yox_tests_COMPONENT do without,
+# so that every test includes what it uses.
+option(YOX_BATCH_TESTS "Compile the tests of a component as one source" OFF)
+
+# yox_batch(VARIABLE NAME SOURCES...): sets the variable to one source, NAME.cpp, that includes the others; without
+# YOX_BATCH_TESTS to the sources themselves.
+#
+# What is in a batch shares its anonymous namespaces: a name that is at the top of one test can be in no other of its
+# component. It includes paths that begin at the checkout, so that compiler caches find it wherever the checkout is.
+function(yox_batch variable name)
+  if(NOT YOX_BATCH_TESTS)
+    set(${variable} ${ARGN} PARENT_SCOPE)
+    return()
+  endif()
+  set(content "")
+  foreach(source IN LISTS ARGN)
+    cmake_path(ABSOLUTE_PATH source)
+    cmake_path(RELATIVE_PATH source BASE_DIRECTORY ${PROJECT_SOURCE_DIR})
+    string(APPEND content "#include \"${source}\"\n")
+  endforeach()
+  set(batch ${CMAKE_CURRENT_BINARY_DIR}/batches/${name}.cpp)
+  file(CONFIGURE OUTPUT ${batch} CONTENT "${content}")
+  if(NOT MSVC)
+    # A local name of one test may be a global one of another.
+    set_source_files_properties(${batch} PROPERTIES COMPILE_OPTIONS -Wno-shadow)
+  endif()
+  set(${variable} ${batch} PARENT_SCOPE)
+endfunction()
+
 find_program(YOX_CCACHE ccache)
 if(YOX_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   # What a source includes is known from the compiler's list of dependencies: nothing is preprocessed twice.
