@@ -159,7 +159,7 @@ void CompiledList::AddInline(const Step& step) {
       }
     } else if (step.alternatives.pattern_count != 0) {
       compiled.kind = kPatterns;
-    } else if (step.alternatives.texts.slot_mask != 0) {
+    } else if (!step.alternatives.texts.empty()) {
       compiled.kind = kTexts;
       compiled.texts = step.alternatives.texts;
     }

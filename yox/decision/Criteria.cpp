@@ -121,13 +121,11 @@ Truth EvaluateText(const Evaluation& evaluation, const Step& step) {
     }
     if (is_skipped) return Truth::kTrue;
   }
-  const TextAlternatives& alternatives = evaluation.list.alternatives();
-  if (step.alternatives.texts.slot_mask != 0 &&
-      alternatives.HasText(step.alternatives.texts, fact.text, fact.Fingerprint())) {
-    return Truth::kTrue;
-  }
-  return TruthOf(step.alternatives.pattern_count != 0 &&
-                 alternatives.AnyPatternMatches(step.alternatives, fact.text, fact.is_folded));
+  const TextAlternatives::Set& set = step.alternatives;
+  if (!set.texts.empty() && set.texts.Has(fact.text, fact.Fingerprint())) return Truth::kTrue;
+  return TruthOf(
+      set.pattern_count != 0 &&
+      evaluation.list.alternatives().AnyPatternMatches(set, fact.text, fact.is_folded));
 }
 
 Truth EvaluateVersion(const Evaluation& evaluation, const Step& step) {

@@ -18,13 +18,9 @@ using Step = CompiledList::Step;
 // What MatchesInline cannot tell.
 constexpr Truth kEvaluateInFull = Truth::kUnknown;
 
-// Returns false if the text is unknown or has not been folded.
-[[gnu::always_inline]] inline bool GetActual(DeviceFacts& facts, FilterField field,
-                                             FoldedView& actual) {
-  if (const FoldedView* const ready = facts.Ready(field)) [[likely]] {
-    actual = *ready;
-    return true;
-  }
+// Whether a fact that was not ready is known and folded; returns it in `actual`. In a function of
+// its own, as what is rare is: the registers are for the rest.
+[[gnu::noinline]] bool FetchActual(DeviceFacts& facts, FilterField field, FoldedView& actual) {
   TextFact& fact = facts.Text(field);
   if (!fact.IsKnownAndFolded()) return false;
   actual = {fact.text, fact.Fingerprint()};
@@ -42,8 +38,7 @@ inline bool IsText(const InlineStep& step, const FoldedView& actual) {
 inline bool PatternsMatch(const CompiledList& list, const InlineStep& step,
                           const FoldedView& actual) {
   const TextAlternatives::Set& set = list.StepOf(step).alternatives;
-  return (set.texts.slot_mask != 0 &&
-          list.alternatives().HasText(set.texts, actual.text, actual.fingerprint)) ||
+  return (!set.texts.empty() && set.texts.Has(actual.text, actual.fingerprint)) ||
          list.alternatives().AnyPatternMatches(set, actual.text, true);
 }
 
@@ -73,12 +68,16 @@ template <InlineStep::Kind kKind>
   if (facts.extra_tags().empty()) {
     if (is_text && !tags.prepared->FirstMayBe(step.tag.name, step.tag.value)) return Truth::kFalse;
     const KeyValueTerm& term = list.TermOf(step);
-    const PairView* const pair = tags.prepared->FirstNamed(term.key);
-    return pair == nullptr ? Truth::kFalse : ValueMatches(step, term, pair->value);
+    const PreparedPairs::Folded* const tag = tags.prepared->FirstNamed(term.key);
+    if (tag == nullptr) return Truth::kFalse;
+    const TextPattern& value = *std::get_if<TextPattern>(&term.value);
+    if (!is_text) return TruthOf(value.MatchesFolded(tag->value()));
+    return TruthOf(tag->value_size == value.text.size() &&
+                   SameUnits(tag->value().data(), value.text.data(), value.text.size()));
   }
   if (!tags.prepared->empty()) return AnyTagMatches(list, step, facts);
   const KeyValueTerm& term = list.TermOf(step);
-  const auto* const pair = FindFirst(facts.extra_tags(), term.key);
+  const auto* const pair = FindNamed(facts.extra_tags(), term.key);
   if (pair == nullptr || (is_text && pair->value_fingerprint() != step.tag.value)) {
     return Truth::kFalse;
   }
@@ -90,23 +89,32 @@ template <InlineStep::Kind kKind>
 template <class Matches>
 [[gnu::always_inline]] inline Truth ActualMatches(DeviceFacts& facts, FilterField field,
                                                   Matches matches) {
-  FoldedView actual;
-  if (!GetActual(facts, field, actual)) [[unlikely]]
-    return kEvaluateInFull;
-  return TruthOf(matches(actual));
+  FoldedView fetched;
+  const FoldedView* actual = facts.Ready(field);
+  if (actual == nullptr) [[unlikely]] {
+    if (!FetchActual(facts, field, fetched)) return kEvaluateInFull;
+    actual = &fetched;
+  }
+  return TruthOf(matches(*actual));
 }
 
-// One switch, without a test before it: which kind is next is what the processor predicts worst.
+// Which kind is next is what the processor predicts worst: the most frequent ones first, each with
+// a branch of its own.
 [[gnu::always_inline]] inline Truth MatchesInline(const CompiledList& list, const InlineStep& step,
                                                   DeviceFacts& facts) {
+  if (step.kind == InlineStep::Kind::kTexts) {
+    return ActualMatches(facts, step.field, [&](const FoldedView& actual) {
+      return step.texts.Has(actual.text, actual.fingerprint);
+    });
+  }
+  if (step.kind == InlineStep::Kind::kTag) {
+    return TagMatches<InlineStep::Kind::kTag>(list, step, facts);
+  }
+  if (step.kind >= InlineStep::Kind::kDefault) return kEvaluateInFull;
   switch (step.kind) {
     case InlineStep::Kind::kText:
       return ActualMatches(facts, step.field, [&](const FoldedView& actual) {
         return IsText(step, actual) != step.negated;
-      });
-    case InlineStep::Kind::kTexts:
-      return ActualMatches(facts, step.field, [&](const FoldedView& actual) {
-        return list.alternatives().HasText(step.texts, actual.text, actual.fingerprint);
       });
     case InlineStep::Kind::kPatterns:
       return ActualMatches(facts, step.field, [&](const FoldedView& actual) {
@@ -135,10 +143,10 @@ template <class Matches>
                                        : InlineStep::kEqual;
       return TruthOf((accepted & step.orders) != 0);
     }
-    case InlineStep::Kind::kTag:
-      return TagMatches<InlineStep::Kind::kTag>(list, step, facts);
     case InlineStep::Kind::kTagMatch:
       return TagMatches<InlineStep::Kind::kTagMatch>(list, step, facts);
+    case InlineStep::Kind::kTexts:  // above, as the last three
+    case InlineStep::Kind::kTag:
     case InlineStep::Kind::kInFull:
     case InlineStep::Kind::kDefault:
     case InlineStep::Kind::kMatched:
@@ -313,12 +321,18 @@ Verdict Decide(const CompiledList& list, DeviceFacts& facts, Observer* observer)
 }
 
 Truth Applies(const CompiledList& list, DeviceFacts& facts, Observer* observer) {
+  const auto end = [&](Outcome outcome, Place place) {
+    const bool is_open = outcome.decided_by == Outcome::kOpen;
+    return is_open ? GoOn(place, list, facts, observer).applies : outcome.applies;
+  };
   Place place{0, list.inline_steps()};
+  if (observer != nullptr) {
+    const Outcome outcome = Walk(place, list, facts, observer);
+    return end(outcome, place);
+  }
   // Most decisions of a fleet come this way: without a call.
-  const Outcome outcome = observer == nullptr ? WalkFrom<false>(place, list, facts, nullptr)
-                                              : Walk(place, list, facts, observer);
-  if (outcome.decided_by == Outcome::kOpen) return GoOn(place, list, facts, observer).applies;
-  return outcome.applies;
+  const Outcome outcome = WalkFrom<false>(place, list, facts, nullptr);
+  return end(outcome, place);
 }
 
 }  // namespace yox::decision

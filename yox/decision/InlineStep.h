@@ -17,7 +17,7 @@ namespace yox::decision {
 // The steps of a list are one program: a step that is true is followed by the next one, and one
 // that is false by the first of the next filter. A filter begins with kDefault, if it has one, and
 // ends with kMatched; the list ends with kEndOfList.
-struct InlineStep {
+struct alignas(32) InlineStep {
   enum class Kind : std::uint8_t {
     kInFull,
     kText,      // the field's text is the text

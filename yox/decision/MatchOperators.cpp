@@ -216,9 +216,8 @@ const Pairs::value_type* FindPattern(const Pairs& pairs, const TextPattern& name
 }
 
 // Returns the first pair from `at` on whose name has the fingerprint, or `end`.
-[[gnu::noinline]] const Pairs::value_type* FindFingerprint(const Pairs::value_type* at,
-                                                           const Pairs::value_type* end,
-                                                           std::uint64_t name) {
+[[gnu::always_inline]] inline const Pairs::value_type* FindFingerprint(
+    const Pairs::value_type* at, const Pairs::value_type* end, std::uint64_t name) {
   const auto may_be = [name](const auto& pair) { return pair.key_fingerprint() == name; };
   // Four for each look at the end.
   for (; end - at >= 4; at += 4) {
@@ -234,7 +233,10 @@ const Pairs::value_type* FindPattern(const Pairs& pairs, const TextPattern& name
 }  // namespace
 
 const Pairs::value_type* FindFirst(const Pairs& pairs, const TextPattern& name) {
-  if (!name.IsText()) return FindPattern(pairs, name);
+  return name.IsText() ? FindNamed(pairs, name) : FindPattern(pairs, name);
+}
+
+const Pairs::value_type* FindNamed(const Pairs& pairs, const TextPattern& name) {
   const auto* const end = pairs.data() + pairs.size();
   for (const auto* at = pairs.data();; ++at) {
     at = FindFingerprint(at, end, name.fingerprint);

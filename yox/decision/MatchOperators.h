@@ -201,6 +201,8 @@ using Pairs = std::vector<KeyValuePair<WString, WString>>;
 
 // Returns the first pair whose name a pattern of a compiled list matches, or null.
 const Pairs::value_type* FindFirst(const Pairs& pairs, const TextPattern& name);
+// The same for a name that is a text alone.
+const Pairs::value_type* FindNamed(const Pairs& pairs, const TextPattern& name);
 std::optional<PairView> FirstOf(const Pairs& pairs, const TextPattern& name);
 
 // Linear search in a list of pairs, for KeyValueTerm::TryMatch.

@@ -63,6 +63,14 @@ PreparedPairs::PreparedPairs(const Pairs& pairs, TextArena& arena)
       slot_mask_(slots_.size() - 1),
       firsts_(slots_.size(), kNone) {
   entries_.reserve(pairs.size());
+  folded_.reserve(pairs.size());
+  for (const auto& pair : pairs) {
+    const WStringView name = String::Trimmed(pair.key());
+    const WStringView value = String::Trimmed(pair.value());
+    const WStringView both = arena.KeepFolded(WString(name).append(value));
+    folded_.push_back({both.data(), static_cast<std::uint32_t>(name.size()),
+                       static_cast<std::uint32_t>(value.size())});
+  }
   for (const auto& pair : pairs) {
     const WStringView key = arena.Keep(pair.key());
     entries_.push_back({{key, arena.Keep(pair.value())}});
@@ -74,45 +82,34 @@ PreparedPairs::PreparedPairs(const Pairs& pairs, TextArena& arena)
 }
 
 void PreparedPairs::Add(std::uint32_t entry, std::uint64_t name, std::uint64_t value) {
-  const auto text_of = [&](std::uint32_t i) { return String::Trimmed(entries_[i].pair.key); };
-  const std::uint32_t part = PartOf(name);
+  const Part part = PartOf(name);
   for (std::uint64_t i = PlaceOf(name);; ++i) {
     Slot& slot = slots_[i & slot_mask_];
     std::uint32_t& first = firsts_[i & slot_mask_];
-    if (slot.name == part && !String::CaseInsesitiveEqual(text_of(first), text_of(entry))) {
+    if (slot.name == part && folded_[first].name() != folded_[entry].name()) {
       is_ambiguous_ = true;
       continue;
     }
     if (slot.name != part && slot.name != 0) continue;
     entries_[entry].next = std::exchange(first, entry);
-    slot = {part, static_cast<std::uint32_t>(value)};
+    slot = {part, PartOf(value)};
     return;
-  }
-}
-
-std::uint32_t PreparedPairs::Find(const TextPattern& name) const {
-  const std::uint32_t part = PartOf(name.fingerprint);
-  for (std::uint64_t i = PlaceOf(name.fingerprint);; ++i) {
-    const Slot& slot = slots_[i & slot_mask_];
-    if (slot.name == 0) return kNone;
-    if (slot.name != part) continue;
-    const std::uint32_t first = firsts_[i & slot_mask_];
-    const WStringView key = String::Trimmed(entries_[first].pair.key);
-    if (key.size() == name.text.size() && EqualsFolded(key.data(), name.text)) return first;
   }
 }
 
 std::optional<PairView> PreparedPairs::First(const TextPattern& name, const Pairs& except) const {
   if (name.IsText()) {
-    for (std::uint32_t i = Find(name); i != kNone; i = entries_[i].next) {
+    const Folded* const first = FirstNamed(name);
+    if (first == nullptr) return std::nullopt;
+    for (auto i = static_cast<std::uint32_t>(first - folded_.data()); i != kNone;
+         i = entries_[i].next) {
       if (!IsAmong(except, entries_[i].pair.key)) return entries_[i].pair;
     }
     return std::nullopt;
   }
-  for (const Entry& entry : entries_) {
-    if (name.MatchesUnfolded(String::Trimmed(entry.pair.key)) && !IsAmong(except, entry.pair.key)) {
-      return entry.pair;
-    }
+  for (std::size_t i = 0; i < entries_.size(); ++i) {
+    const PairView& pair = entries_[i].pair;
+    if (name.MatchesFolded(folded_[i].name()) && !IsAmong(except, pair.key)) return pair;
   }
   return std::nullopt;
 }

@@ -26,21 +26,41 @@ class PreparedPairs final : public PairSource {
  public:
   PreparedPairs(const Pairs& pairs, TextArena& arena);
 
+  // Name and value of a pair in the form in which they are compared: trimmed, the letter case
+  // folded. They are side by side, as are those of all pairs: a device whose pairs are searched
+  // again and again takes few lines of the cache.
+  struct Folded {
+    const WChar* units;
+    std::uint32_t name_size;
+    std::uint32_t value_size;
+
+    WStringView name() const { return {units, name_size}; }
+    WStringView value() const { return {units + name_size, value_size}; }
+  };
+
   bool empty() const { return entries_.empty(); }
   std::optional<PairView> First(const TextPattern& name, const Pairs& except) const override;
   // Returns the first pair that has the name, which must be a text alone; null if there is none.
-  const PairView* FirstNamed(const TextPattern& name) const {
-    const std::uint32_t found = Find(name);
-    return found == kNone ? nullptr : &entries_[found].pair;
+  const Folded* FirstNamed(const TextPattern& name) const {
+    const Part part = PartOf(name.fingerprint);
+    for (std::uint64_t i = PlaceOf(name.fingerprint);; ++i) {
+      const Part found = slots_[i & slot_mask_].name;
+      if (found == 0) return nullptr;
+      if (found != part) continue;
+      const Folded& first = folded_[firsts_[i & slot_mask_]];
+      if (first.name_size == name.text.size() &&
+          SameUnits(first.units, name.text.data(), name.text.size())) {
+        return &first;
+      }
+    }
   }
   // Returns false if the first pair that has the name has another value, or if there is none, and
   // rarely otherwise. Takes the fingerprints: of most pairs no text has to be read.
   bool FirstMayBe(std::uint64_t name, std::uint64_t value) const {
-    const std::uint32_t part = PartOf(name);
+    const Part part = PartOf(name);
     for (std::uint64_t i = PlaceOf(name);; ++i) {
       const Slot& slot = slots_[i & slot_mask_];
-      if (slot.name == part)
-        return slot.value == static_cast<std::uint32_t>(value) || is_ambiguous_;
+      if (slot.name == part) return slot.value == PartOf(value) || is_ambiguous_;
       if (slot.name == 0) return false;
     }
   }
@@ -53,22 +73,22 @@ class PreparedPairs final : public PairSource {
     std::uint32_t next = kNone;  // the next entry of an equal folded name
   };
   // Parts of the fingerprints of a name, 0 if the slot is empty, and of the first value it has.
+  // Short ones: most devices of a fleet are not in the cache.
+  using Part = std::uint16_t;
   struct Slot {
-    std::uint32_t name = 0;
-    std::uint32_t value = 0;
+    Part name = 0;
+    Part value = 0;
   };
 
-  // Of a name's fingerprint: the part in its slot, never 0, and the part that numbers the slot.
-  static std::uint32_t PartOf(std::uint64_t fingerprint) {
-    return static_cast<std::uint32_t>(fingerprint) | 1;
-  }
+  // Of a fingerprint: the part in a slot, never 0, and of a name's the part that numbers the slot.
+  // The higher bits: the lowest ones depend on few units of the text.
+  static Part PartOf(std::uint64_t fingerprint) { return static_cast<Part>(fingerprint >> 48 | 1); }
   static std::uint64_t PlaceOf(std::uint64_t fingerprint) { return fingerprint >> 32; }
 
-  // Returns kNone if no pair has the name.
-  std::uint32_t Find(const TextPattern& name) const;
   void Add(std::uint32_t entry, std::uint64_t name, std::uint64_t value);
 
   std::vector<Entry> entries_;
+  std::vector<Folded> folded_;  // of the same pairs
   // A hash table with linear probing of 2^n slots, at most a third of them full: in most look-ups
   // the first slot is the last.
   std::vector<Slot> slots_;

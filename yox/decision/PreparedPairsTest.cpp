@@ -107,8 +107,8 @@ TEST(PreparedPairs, KnowWhetherTheFirstPairHasAValue) {
         const auto& of = *std::get_if<TextPattern>(&(*term).value);
         const std::string first = FirstByLooking(pairs, (*term).key, {});
         const bool is = first.ends_with("= Value" + std::to_string(value) + " ");
-        const PairView* const named = prepared.FirstNamed((*term).key);
-        EXPECT_EQ(named != nullptr && of.Is(named->value), is)
+        const PreparedPairs::Folded* const named = prepared.FirstNamed((*term).key);
+        EXPECT_EQ(named != nullptr && named->value() == of.text, is)
             << size << " " << name << " " << value;
         // Exact, unless two names look alike.
         EXPECT_EQ(prepared.FirstMayBe((*term).key.fingerprint, of.fingerprint), is)

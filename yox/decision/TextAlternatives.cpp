@@ -29,8 +29,7 @@ std::uint8_t BestShift(std::span<const TextPattern* const> texts, std::size_t si
 
 TextAlternatives::Set TextAlternatives::Add(std::span<const TextPattern> alternatives) {
   std::vector<const TextPattern*> texts;
-  Set set{{static_cast<std::uint32_t>(slots_.size())},
-          static_cast<std::uint32_t>(patterns_.size())};
+  Set set{{}, static_cast<std::uint32_t>(patterns_.size())};
   Table& table = set.texts;
   for (const TextPattern& pattern : alternatives) {
     if (pattern.IsText()) {
@@ -42,20 +41,19 @@ TextAlternatives::Set TextAlternatives::Add(std::span<const TextPattern> alterna
   }
   if (texts.empty()) return set;
   const std::size_t size = std::bit_ceil(2 * texts.size());
+  std::vector<Slot>& slots = tables_.emplace_back(size);
+  table.slots = slots.data();
   table.slot_mask = static_cast<std::uint32_t>(size - 1);
   table.shift = BestShift(texts, size);
-  slots_.resize(slots_.size() + size);
-  texts_.resize(slots_.size());
   for (const TextPattern* text : texts) {
-    if (HasText(table, text->text, text->fingerprint)) continue;
+    if (table.Has(text->text, text->fingerprint)) continue;
     for (std::uint64_t i = text->fingerprint >> table.shift;; ++i) {
-      const std::size_t slot = table.first_slot + (i & table.slot_mask);
-      if (texts_[slot].empty()) {
-        slots_[slot] = text->fingerprint & ~kContinues;
-        texts_[slot] = text->text;
+      Slot& slot = slots[i & table.slot_mask];
+      if (slot.text.empty()) {
+        slot = {text->fingerprint & ~kContinues, text->text};
         break;
       }
-      slots_[slot] |= kContinues;
+      slot.key |= kContinues;
     }
   }
   return set;

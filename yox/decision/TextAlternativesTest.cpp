@@ -53,7 +53,7 @@ TEST(TextAlternativesTest, ATextIsFoundAmongAnyNumber) {
     alternatives.Add(patterns);
     const auto set = alternatives.Add(patterns);  // not the first of its object
     const auto has = [&](const WString& text) {
-      return alternatives.HasText(set.texts, text, Fingerprint(text));
+      return set.texts.Has(text, Fingerprint(text));
     };
     for (const TextPattern& pattern : patterns) {
       EXPECT_TRUE(has(WString(pattern.text)));
