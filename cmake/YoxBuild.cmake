@@ -43,8 +43,8 @@ endif()
 # The preset release does without, so that every source includes what it uses.
 option(YOX_PRECOMPILE "Precompile the headers that most sources include" OFF)
 
-# Halves what compiling the tests costs. The presets with sanitizers and the programs yox_tests_COMPONENT do without,
-# so that every test includes what it uses.
+# Halves what compiling the tests costs. The presets with sanitizers do without, so that every test includes what it
+# uses.
 option(YOX_BATCH_TESTS "Compile the tests of a component as one source" OFF)
 
 # yox_batch(VARIABLE NAME SOURCES...): sets the variable to one source, NAME.cpp, that includes the others; without

@@ -4,7 +4,7 @@
 #   yox_component(foundation
 #     PUBLIC_HEADERS Version.h ...      installed
 #     SOURCES Version.cpp ...
-#     TESTS VersionTest.cpp ...         compiled into the program yox_tests
+#     TESTS VersionTest.cpp ...         compiled into the program yox_tests_foundation
 #     COMPONENTS clientbase ...         of lower layers
 #     LINK JsonCpp::JsonCpp ...)        libraries that the sources use
 #

@@ -1,4 +1,4 @@
-// The bus under everything at once. YOX_SOAK_RECORDS=1000000 yox_tests
+// The bus under everything at once. YOX_SOAK_RECORDS=1000000 yox_tests_notifications
 // --gtest_filter='BusSoakTest.*' makes it a long run.
 //
 // Nothing here depends on how quickly threads get to run. A subscriber loses a record only when the
