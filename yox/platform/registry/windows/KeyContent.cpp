@@ -40,7 +40,8 @@ LSTATUS ForEachValue(const ValueCalls& calls, std::size_t longest_name,
   const LSTATUS error = calls.query_info(count, longest_data);
   if (error != ERROR_SUCCESS) return error;
   WString name(longest_name + 1, L'\0');
-  std::vector<BYTE> data(longest_data);
+  // Never empty: without a buffer the call succeeds, and returns the size alone.
+  std::vector<BYTE> data(longest_data + std::size_t{1});
   for (DWORD index = 0;; ++index) {
     auto size = static_cast<DWORD>(name.size());
     auto data_size = static_cast<DWORD>(data.size());

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <cstdint>
+#include <optional>
 #include <string>
 
 #include "yox/platform/registry/windows/KeyContent.h"
@@ -78,6 +80,32 @@ TEST(WindowsValuesTest, AFailureThatNeverEndsEndsTheList) {
   const auto ignore = [](const WString&, const RegistryValue&) {};
   EXPECT_EQ(ForEachValue(calls, 10, ignore), ERROR_SUCCESS);
   EXPECT_LE(asked, 5U);
+}
+
+// Without a buffer RegEnumValueW succeeds and returns the size alone.
+TEST(WindowsValuesTest, AnEmptyValueThatGrowsMeanwhileIsReadAgain) {
+  const ValueCalls calls{
+      [](DWORD& count, DWORD& longest) {
+        count = 1;
+        longest = 0;
+        return LSTATUS{ERROR_SUCCESS};
+      },
+      [](DWORD index, WCHAR* name, DWORD* size, DWORD*, BYTE* data, DWORD* data_size) {
+        if (index != 0) return LSTATUS{ERROR_NO_MORE_ITEMS};
+        name[0] = L'a';
+        *size = 1;
+        if (data_size == nullptr) return LSTATUS{ERROR_SUCCESS};
+        *data_size = 4;
+        return LSTATUS{data == nullptr ? ERROR_SUCCESS : ERROR_MORE_DATA};
+      },
+      [](const WString&, RegistryValue& value) {
+        value = RegistryValue::Dword(7);
+        return LSTATUS{ERROR_SUCCESS};
+      }};
+  std::optional<std::uint32_t> number;
+  const auto add = [&](const WString&, const RegistryValue& value) { number = value.AsDword(); };
+  EXPECT_EQ(ForEachValue(calls, 10, add), ERROR_SUCCESS);
+  EXPECT_EQ(number, 7U);
 }
 
 }  // namespace
