@@ -181,7 +181,7 @@ struct PlatformTracker {
 
 }  // namespace
 
-std::optional<std::uint64_t> yox::device::ManagementGeneration() {
+std::uint64_t yox::device::ManagementGeneration() {
   // Never destroyed.
   static auto& current = *new Published<PlatformTracker>(std::make_shared<PlatformTracker>());
   {

@@ -2,7 +2,6 @@
 
 #include <array>
 #include <cstdint>
-#include <optional>
 #include <span>
 
 #include "yox/base/Export.h"
@@ -29,8 +28,8 @@ struct ManagementState {
 ManagementState QueryManagement();
 
 // A number that differs from every earlier one of this platform once the registry may have changed
-// what QueryManagement reads there. std::nullopt: that is not known. See RegistryTracker.
-std::optional<std::uint64_t> ManagementGeneration();
+// what QueryManagement reads there; 0 when that is not known. See RegistryTracker.
+std::uint64_t ManagementGeneration();
 
 // The signals in the order in which IsDeviceManaged queries them.
 YOX_API std::span<const ManagementSignal> ManagementSignals();

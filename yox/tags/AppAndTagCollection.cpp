@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <optional>
 #include <utility>
 
 #include "yox/base/Log.h"
@@ -76,7 +75,7 @@ class StateOfTag {
         registry_(yox::device::ManagementGeneration()) {}
 
   // Whether a later state can be compared with it.
-  bool IsKnown() const { return registry_.has_value(); }
+  bool IsKnown() const { return registry_ != 0; }
   // The same, if it lasts until a moment of the steady clock, in nanoseconds.
   StateOfTag Until(std::int64_t moment) const {
     StateOfTag limited = *this;
@@ -107,7 +106,7 @@ class StateOfTag {
 
   std::uint64_t list_ = 0;
   std::uint64_t platform_ = 0;
-  std::optional<std::uint64_t> registry_ = std::nullopt;
+  std::uint64_t registry_ = 0;
   std::int64_t until_ = INT64_MIN;
   std::int64_t looked_ = 0;  // at the steady clock last, by the coarse one
 };

@@ -399,7 +399,7 @@ TEST(AppAndTagCollectionSingletonTest, ARegistryThatTracksNothingIsReadByEveryCa
   yox::platform::SimulatedDevice device;
   yox_test::FailingCall calls;
   yox_test::failing::Registry registry(device.registry(), calls);
-  ASSERT_EQ(registry.Track({})->Generation(), std::nullopt);
+  ASSERT_EQ(registry.Track({})->Generation(), 0U);
   yox_test::SubstitutedPlatform platform(device);
   platform.Set(registry);
   const yox::platform::ScopedPlatform installed(platform);

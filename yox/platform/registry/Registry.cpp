@@ -48,7 +48,7 @@ WString NextText(std::span<const std::uint8_t> data, std::size_t& offset) {
 
 class UnknownTracker final : public RegistryTracker {
  public:
-  std::optional<std::uint64_t> Generation() override { return std::nullopt; }
+  std::uint64_t Generation() override { return 0; }
 };
 
 }  // namespace

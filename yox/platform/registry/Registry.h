@@ -130,10 +130,11 @@ class YOX_API RegistryTracker {
   // of its values has changed, was created or was deleted, by whichever process; perhaps also after
   // changes elsewhere. Values that were read between two calls that returned the same number are
   // those that the registry has at the second call. Costs a load on a simulated device, a system
-  // call on Linux.
+  // call elsewhere.
   //
-  // Returns std::nullopt when it cannot say, for example during a change.
-  virtual std::optional<std::uint64_t> Generation() = 0;
+  // Returns 0 when it cannot say, for example during a change. (Not an optional: one that a call
+  // returns costs as much as the rest.)
+  virtual std::uint64_t Generation() = 0;
 };
 
 // The registry of this device. All operations may be called from any thread, and see what other
@@ -182,7 +183,7 @@ class YOX_API Registry {
                                std::unique_ptr<RegistryWatch>& watch) = 0;
 
   // Tracks keys, which need not exist, below the roots. Never returns null; the tracker's numbers
-  // may always be std::nullopt.
+  // may always be 0.
   virtual std::unique_ptr<RegistryTracker> Track(std::span<const RegistryKey> keys);
 
   // Returns whether the key exists and can be opened for reading.

@@ -50,7 +50,7 @@ class YOX_LOCAL SimulatedRegistry::SimulatedTracker final : public RegistryTrack
  public:
   explicit SimulatedTracker(const SimulatedRegistry& registry) : registry_(registry) {}
 
-  std::optional<std::uint64_t> Generation() override {
+  std::uint64_t Generation() override {
     return registry_.generation_.load(std::memory_order_acquire);
   }
 

@@ -55,7 +55,7 @@ class YOX_API SimulatedRegistry final : public Registry {
   bool read_only_ YOX_GUARDED_BY(mutex_) = false;
   // Written with the lock, after a change and before the unlock: a reader that finds the new number
   // finds the change, and one that has seen the change finds the new number.
-  std::atomic<std::uint64_t> generation_{0};
+  std::atomic<std::uint64_t> generation_{1};
 };
 
 }  // namespace yox::platform

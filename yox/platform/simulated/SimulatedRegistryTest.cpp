@@ -123,8 +123,8 @@ TEST(SimulatedRegistryTest, EveryChangeGivesItAnotherGeneration) {
   SimulatedRegistry registry;
   const RegistryKey key{HKEY_LOCAL_MACHINE, "SOFTWARE"_w, {}, {}};
   const auto tracker = registry.Track({});
-  std::set<std::uint64_t> seen{tracker->Generation().value()};
-  const auto is_new = [&] { return seen.insert(tracker->Generation().value()).second; };
+  std::set<std::uint64_t> seen{tracker->Generation()};
+  const auto is_new = [&] { return seen.insert(tracker->Generation()).second; };
   EXPECT_FALSE(is_new());
   registry.CreateKey(key);
   EXPECT_TRUE(is_new());

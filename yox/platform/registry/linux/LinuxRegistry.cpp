@@ -112,7 +112,7 @@ class LinuxRegistry::LinuxWatch final : public RegistryWatch {
 class LinuxRegistry::LinuxTracker final : public RegistryTracker {
  public:
   explicit LinuxTracker(LinuxRegistry& registry) : registry_(registry) {}
-  std::optional<std::uint64_t> Generation() override { return registry_.Generation(); }
+  std::uint64_t Generation() override { return registry_.Generation(); }
 
  private:
   LinuxRegistry& registry_;
@@ -305,7 +305,7 @@ std::unique_ptr<RegistryTracker> LinuxRegistry::Track(std::span<const RegistryKe
   return std::make_unique<LinuxTracker>(*this);
 }
 
-std::optional<std::uint64_t> LinuxRegistry::Generation() {
+std::uint64_t LinuxRegistry::Generation() {
   {
     const Published<Settled>::Lease last(settled_);
     if (last->counter != nullptr && last->connections == connections_ &&
@@ -316,23 +316,23 @@ std::optional<std::uint64_t> LinuxRegistry::Generation() {
   return Settle();
 }
 
-std::optional<std::uint64_t> LinuxRegistry::Settle() try {
+std::uint64_t LinuxRegistry::Settle() try {
   Session session(*this);
   RegistryStore* const store = session.ForReading();
-  if (store == nullptr || !store->IsReusable()) return std::nullopt;
+  if (store == nullptr || !store->IsReusable()) return 0;
   const MutexLock lock(settling_);
   auto next = std::make_shared<Settled>();
   next->connections = connections_;
   next->counter = store->commits();
   const std::optional<std::uint64_t> commits = next->counter->Count();
   // Asked after the number was read: see CommitCounter.
-  if (!commits || next->counter->IsCommitting()) return std::nullopt;
+  if (!commits || next->counter->IsCommitting()) return 0;
   next->commits = *commits;
   next->generation = settled_.Get()->generation + 1;
   settled_.Set(next);
   return next->generation;
 } catch (const std::exception&) {
-  return std::nullopt;  // Get reports the failure
+  return 0;  // Get reports the failure
 }
 
 }  // namespace yox::platform

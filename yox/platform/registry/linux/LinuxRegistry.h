@@ -6,7 +6,6 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <vector>
 
 #include "yox/base/Published.h"
@@ -76,8 +75,8 @@ class LinuxRegistry final : public Registry {
   RegistryStatus Find(Session& session, const RegistryKey& key, Place& place);
   RegistryStatus Write(Session& session, std::span<const RegistryEdit> edits);
   std::shared_ptr<RegistryWatcher> SharedWatcher();
-  std::optional<std::uint64_t> Generation();
-  std::optional<std::uint64_t> Settle();
+  std::uint64_t Generation();
+  std::uint64_t Settle();
 
   const std::function<std::filesystem::path()> folder_;
   const std::chrono::milliseconds patience_;

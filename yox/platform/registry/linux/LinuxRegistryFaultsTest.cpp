@@ -389,7 +389,7 @@ TEST_F(ReadOnlyFolderTest, AStoreThatNobodyHasOpenIsReadAndNotWritten) {
   EXPECT_THAT(failures.texts(),
               ElementsAre(HasSubstr("cannot be written: permission denied"),
                           HasSubstr("cannot be opened for writing: permission denied")));
-  EXPECT_EQ(registry.Track({&kTestKey, 1})->Generation(), std::nullopt);
+  EXPECT_EQ(registry.Track({&kTestKey, 1})->Generation(), 0U);
 }
 
 TEST_F(ReadOnlyFolderTest, WhatChangedWhileItWasReadIsNotTrusted) {

@@ -1,8 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdint>
 #include <filesystem>
-#include <optional>
+#include <memory>
 #include <thread>
 #include <vector>
 
@@ -51,7 +52,7 @@ class LinuxRegistryTrackerTest : public testing::Test {
 };
 
 TEST_F(LinuxRegistryTrackerTest, AStoreThatNobodyWroteToHasNoGenerationAndIsNotCreated) {
-  EXPECT_EQ(tracker_->Generation(), std::nullopt);
+  EXPECT_EQ(tracker_->Generation(), 0U);
   EXPECT_FALSE(fs::exists(folder_));
   Write(other_, 1);
   const auto first = tracker_->Generation();
@@ -69,10 +70,10 @@ TEST_F(LinuxRegistryTrackerTest, ACommitUnderWayHasNoGeneration) {
   EXPECT_EQ(tracker_->Generation(), before) << "not committed yet";
   {
     const CommitCounter::Commit commit{PrivateFolder(folder_)};
-    EXPECT_EQ(tracker_->Generation(), std::nullopt) << "it may be committed at any moment";
+    EXPECT_EQ(tracker_->Generation(), 0U) << "it may be committed at any moment";
     EXPECT_EQ(Read(), 1U);
     writer.Run("COMMIT");
-    EXPECT_EQ(tracker_->Generation(), std::nullopt);
+    EXPECT_EQ(tracker_->Generation(), 0U);
   }
   const auto after = tracker_->Generation();
   EXPECT_TRUE(after);
@@ -86,7 +87,7 @@ TEST_F(LinuxRegistryTrackerTest, ACommitCountThatIsLostHasNoGeneration) {
   ASSERT_TRUE(before);
   for (const std::uintmax_t size : {0U, 1U, 7U}) {
     fs::resize_file(folder_ / CommitCounter::kFile, size);
-    EXPECT_EQ(tracker_->Generation(), std::nullopt) << size;
+    EXPECT_EQ(tracker_->Generation(), 0U) << size;
   }
   Write(other_, 2);
   const auto after = tracker_->Generation();
@@ -121,14 +122,14 @@ TEST_F(LinuxRegistryTrackerTest, ThreadsThatOpenFurtherConnectionsDoNotHideAChan
   std::atomic<std::uint32_t> written{0};
   std::atomic<int> late{0};
   const auto read = [&] {
-    std::optional<std::uint64_t> kept;
+    std::uint64_t kept = 0;
     std::uint32_t number = 0;
     while (number < kLast) {
       const std::uint32_t expected = written;
       const auto now = tracker_->Generation();
-      if (!now || now != kept) {
+      if (now == 0 || now != kept) {
         number = Read();
-        kept = tracker_->Generation() == now ? now : std::nullopt;
+        kept = tracker_->Generation() == now ? now : 0;
       }
       late += number < expected;
       if (late != 0) break;

@@ -4,6 +4,8 @@
 
 #include <utility>
 
+#include "yox/platform/registry/Registry.h"
+
 namespace yox::platform {
 
 // Owns an opened key and closes it at its end. One thread at a time.
@@ -26,5 +28,8 @@ class OpenedKey {
  private:
   HKEY key_ = nullptr;
 };
+
+// Opens an existing key; returns an error number of Win32. From any thread.
+LSTATUS OpenKey(const RegistryKey& key, REGSAM access, OpenedKey& opened);
 
 }  // namespace yox::platform

@@ -8,6 +8,7 @@
 #include "yox/platform/registry/RegistryPaths.h"
 #include "yox/platform/registry/windows/KeyContent.h"
 #include "yox/platform/registry/windows/OpenedKey.h"
+#include "yox/platform/registry/windows/WindowsRegistryTracker.h"
 #include "yox/platform/registry/windows/WindowsRegistryWatch.h"
 
 namespace yox::platform {
@@ -43,13 +44,6 @@ LSTATUS Resolve(const RegistryKey& key, Place& place) {
   }
   if (place.path.ends_with(L'\\')) place.path.pop_back();
   return ERROR_SUCCESS;
-}
-
-LSTATUS OpenKey(const RegistryKey& key, REGSAM access, OpenedKey& opened) {
-  Place place;
-  const LSTATUS error = Resolve(key, place);
-  if (error != ERROR_SUCCESS) return error;
-  return RegOpenKeyExW(place.root, place.path.c_str(), 0, access | place.view, opened.out());
 }
 
 LSTATUS CreateKey(const RegistryKey& key) {
@@ -100,6 +94,13 @@ LSTATUS Do(const RegistryEdit& edit) {
 }
 
 }  // namespace
+
+LSTATUS OpenKey(const RegistryKey& key, REGSAM access, OpenedKey& opened) {
+  Place place;
+  const LSTATUS error = Resolve(key, place);
+  if (error != ERROR_SUCCESS) return error;
+  return RegOpenKeyExW(place.root, place.path.c_str(), 0, access | place.view, opened.out());
+}
 
 RegistryStatus WindowsRegistry::StatusOf(const char* operation, long error) {
   switch (error) {
@@ -185,6 +186,11 @@ RegistryStatus WindowsRegistry::Watch(const RegistryKey& key, Changed changed,
   if (made->error() != ERROR_SUCCESS) return StatusOf(kOperation, made->error());
   watch = std::move(made);
   return RegistryStatus::kOk;
+}
+
+std::unique_ptr<RegistryTracker> WindowsRegistry::Track(std::span<const RegistryKey> keys) {
+  return std::make_unique<WindowsRegistryTracker>(
+      std::vector<RegistryKey>(keys.begin(), keys.end()));
 }
 
 }  // namespace yox::platform

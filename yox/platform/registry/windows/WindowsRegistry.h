@@ -16,6 +16,7 @@ class WindowsRegistry final : public Registry {
   RegistryStatus Apply(std::span<const RegistryEdit> edits) override;
   RegistryStatus Watch(const RegistryKey& key, Changed changed,
                        std::unique_ptr<RegistryWatch>& watch) override;
+  std::unique_ptr<RegistryTracker> Track(std::span<const RegistryKey> keys) override;
 
  private:
   // Translates an error number of Win32; reports one that is about the registry itself.

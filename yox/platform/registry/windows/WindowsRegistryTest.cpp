@@ -4,17 +4,22 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <thread>
+#include <utility>
 
 #include "yox/platform/registry/windows/KeyContent.h"
+#include "yox/platform/registry/windows/WindowsRegistry.h"
 
 namespace yox_test {
 namespace {
 
 using yox::WString;
 using yox::platform::ForEachValue;
+using yox::platform::RegistryKey;
 using yox::platform::RegistryType;
 using yox::platform::RegistryValue;
 using yox::platform::ValueCalls;
+using yox::platform::WindowsRegistry;
 
 // A key with one-letter names and no data, of which some values cannot be enumerated or read.
 struct FailingValues {
@@ -106,6 +111,64 @@ TEST(WindowsValuesTest, AnEmptyValueThatGrowsMeanwhileIsReadAgain) {
   const auto add = [&](const WString&, const RegistryValue& value) { number = value.AsDword(); };
   EXPECT_EQ(ForEachValue(calls, 10, add), ERROR_SUCCESS);
   EXPECT_EQ(number, 7U);
+}
+
+TEST(WindowsRegistryTrackerTest, ChangesByTheSystemsFunctionsAreSeenAtOnce) {
+  const WString own = L"SOFTWARE\\YoxTest-tracker-" + std::to_wstring(GetCurrentProcessId());
+  HKEY root = nullptr;
+  ASSERT_EQ(RegCreateKeyW(HKEY_CURRENT_USER, (own + L"\\Root").c_str(), &root), ERROR_SUCCESS);
+  RegCloseKey(root);
+  ASSERT_EQ(RegOpenKeyW(HKEY_CURRENT_USER, own.c_str(), &root), ERROR_SUCCESS);
+  WindowsRegistry registry;
+  const RegistryKey key{root, L"Root\\A\\B\\C", {}, {}};
+  const auto tracker = registry.Track({&key, 1});
+  auto last = tracker->Generation();
+  ASSERT_TRUE(last);
+  // Whether the number is another one since the last call, and stays so.
+  const auto has_changed = [&] {
+    const auto former = std::exchange(last, tracker->Generation());
+    EXPECT_TRUE(last);
+    EXPECT_EQ(tracker->Generation(), last);
+    return last != former;
+  };
+  HKEY opened = nullptr;
+  const auto create = [&](const WCHAR* path) {
+    return RegCreateKeyExW(root, path, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &opened, nullptr);
+  };
+  EXPECT_FALSE(has_changed());
+  ASSERT_EQ(create(L"Root\\A"), ERROR_SUCCESS);
+  RegCloseKey(opened);
+  EXPECT_TRUE(has_changed()) << "a key above it was created";
+  ASSERT_EQ(create(L"Root\\A\\B\\C"), ERROR_SUCCESS);
+  EXPECT_TRUE(has_changed());
+  for (DWORD number = 0; number < 50; ++number) {
+    RegSetValueExW(opened, L"Name", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&number),
+                   sizeof number);
+    EXPECT_TRUE(has_changed()) << number;
+  }
+  // By a thread that ends: its end is no change, and leaves the tracker as it is.
+  std::thread([&] {
+    RegSetValueExW(opened, L"Name", 0, REG_SZ, nullptr, 0);
+    EXPECT_TRUE(has_changed());
+  }).join();
+  EXPECT_FALSE(has_changed());
+  RegDeleteValueW(opened, L"Name");
+  EXPECT_TRUE(has_changed());
+  RegCloseKey(opened);
+  EXPECT_FALSE(has_changed());
+  ASSERT_EQ(RegDeleteKeyW(root, L"Root\\A\\B\\C"), ERROR_SUCCESS);
+  EXPECT_TRUE(has_changed());
+  ASSERT_EQ(RegDeleteTreeW(root, L"Root\\A"), ERROR_SUCCESS);
+  EXPECT_TRUE(has_changed());
+  EXPECT_FALSE(has_changed());
+  RegCloseKey(root);
+  EXPECT_EQ(RegDeleteTreeW(HKEY_CURRENT_USER, own.c_str()), ERROR_SUCCESS);
+}
+
+TEST(WindowsRegistryTrackerTest, AKeyWithoutItsHiveHasNoGeneration) {
+  WindowsRegistry registry;
+  const RegistryKey key{HKEY_USERS, L"S-1-5-21-0-0-0-9999\\Software", {}, {}};
+  EXPECT_EQ(registry.Track({&key, 1})->Generation(), 0U);
 }
 
 }  // namespace
