@@ -193,17 +193,15 @@ const WString& ApplicabilityEvaluator::RunningDevice::Realm() {
   return *own().realm;
 }
 
-// The versions that decisions of the thread parsed last: those of the device and of its client are
-// the same in most decisions, and comparing texts is cheaper than parsing one.
-VersionText ApplicabilityEvaluator::RunningDevice::LastParsed(FilterField field,
-                                                              const WString& text) {
+// The version that decisions of the thread parsed last: that of the client is the same in most
+// decisions, and comparing texts is cheaper than parsing one.
+VersionText ApplicabilityEvaluator::RunningDevice::LastParsed(const WString& text) {
   struct Parsed {
     std::array<yox::WChar, 32> units{};
     std::size_t size = 0;
     VersionText version = VersionText(WStringView());
   };
-  constinit static thread_local std::array<Parsed, 2> last;  // the system's, and others
-  Parsed& known = last[field == FilterField::os_version ? 0 : 1];
+  constinit static thread_local Parsed known;
   if (known.size != text.size() || !yox::SameUnits(known.units.data(), text.data(), text.size())) {
     if (text.size() > known.units.size()) return VersionText(text);
     std::ranges::copy(text, known.units.begin());
@@ -217,13 +215,16 @@ VersionText ApplicabilityEvaluator::RunningDevice::LastParsed(FilterField field,
 }
 
 VersionFact ApplicabilityEvaluator::RunningDevice::FetchVersion(FilterField field) {
-  if (field == FilterField::target_version && target_version_ == nullptr) {
-    return {Knowledge::kMissing};
+  switch (field) {
+    case FilterField::os_version:
+      return {Knowledge::kKnown,
+              VersionText(machine_.View(Text::os_version), machine_.OsVersion())};
+    case FilterField::target_version:
+      if (target_version_ == nullptr) return {Knowledge::kMissing};
+      return {Knowledge::kKnown, LastParsed(*target_version_)};
+    default:
+      return {Knowledge::kKnown, LastParsed(client_version_)};
   }
-  const WString& text = field == FilterField::target_version ? *target_version_
-                        : field == FilterField::version      ? client_version_
-                                                             : machine_.View(Text::os_version);
-  return {Knowledge::kKnown, LastParsed(field, text)};
 }
 
 void ApplicabilityEvaluator::RunningDevice::VersionWasTrimmed(FilterField field) {

@@ -80,8 +80,7 @@ class YOX_LOCAL ApplicabilityEvaluator::RunningDevice final : public yox::decisi
   TextFact Sku();
   TextFact SerialNumberHash();
 
-  static yox::decision::VersionText LastParsed(yox::decision::FilterField field,
-                                               const yox::WString& text);
+  static yox::decision::VersionText LastParsed(const yox::WString& text);
   const yox::WString& Realm();
   // Drops the facts that are views of texts that this object does not own.
   void ForgetViews();

@@ -102,13 +102,13 @@ class alignas(64) CompiledList {
 
   // What most decisions use, in one line of the cache.
   std::vector<InlineStep> inline_steps_;
+  std::vector<Step> steps_;
   std::vector<KeyValueTerm> terms_;
 
   const std::uint64_t id_;
   const std::vector<Filter> filters_;
   TextArena arena_;
   std::vector<Program> programs_;
-  std::vector<Step> steps_;
   std::vector<TextPattern> texts_;
   TextAlternatives alternatives_;
   std::vector<VersionRequirement> versions_;

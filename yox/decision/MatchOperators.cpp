@@ -83,13 +83,7 @@ bool TextPattern::Matches(WStringView actual) const {
 }
 
 const Version* VersionText::Parsed() {
-  if (state_ == State::kUnread) {
-    const std::optional<Version> version = Version::FromView(text_);
-    state_ = version ? State::kGood : State::kBad;
-    version_ = version.value_or(Version());
-    is_plain_ = version && text_.size() == String::Trimmed(text_).size();
-    ordered_ = OrderedVersion(version_);
-  }
+  if (state_ == State::kUnread) Keep(Version::FromView(text_));
   return state_ == State::kGood ? &version_ : nullptr;
 }
 
@@ -216,8 +210,9 @@ const Pairs::value_type* FindPattern(const Pairs& pairs, const TextPattern& name
 }
 
 // Returns the first pair from `at` on whose name has the fingerprint, or `end`.
-[[gnu::always_inline]] inline const Pairs::value_type* FindFingerprint(
-    const Pairs::value_type* at, const Pairs::value_type* end, std::uint64_t name) {
+[[gnu::always_inline]] inline const Pairs::value_type* FindFingerprint(const Pairs::value_type* at,
+                                                                       const Pairs::value_type* end,
+                                                                       std::uint64_t name) {
   const auto may_be = [name](const auto& pair) { return pair.key_fingerprint() == name; };
   // Four for each look at the end.
   for (; end - at >= 4; at += 4) {

@@ -104,6 +104,8 @@ struct OrderedVersion {
 class VersionText {
  public:
   constexpr explicit VersionText(WStringView text) : text_(text) {}
+  // For a text that has been read already: the version that it is, if it is one.
+  VersionText(WStringView text, const std::optional<Version>& read) : text_(text) { Keep(read); }
 
   WStringView text() const { return text_; }
   // The same text somewhere else, or without white space around it.
@@ -118,6 +120,13 @@ class VersionText {
 
  private:
   enum class State : std::uint8_t { kUnread, kGood, kBad };
+
+  void Keep(const std::optional<Version>& read) {
+    state_ = read ? State::kGood : State::kBad;
+    version_ = read.value_or(Version());
+    is_plain_ = read && text_.size() == String::Trimmed(text_).size();
+    ordered_ = OrderedVersion(version_);
+  }
 
   WStringView text_;
   State state_ = State::kUnread;

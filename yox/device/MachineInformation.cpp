@@ -49,6 +49,7 @@ MachineInformation& MachineInformation::operator=(const MachineInformation& othe
   if (this == &other) return *this;
   texts_ = other.texts_;
   folded_ = other.folded_;
+  os_version_as_version_ = other.os_version_as_version_;
   device_extension_keyvalue(other.device_extension_keyvalue());
   List names = other.gpu_names();
   {
@@ -90,6 +91,7 @@ void MachineInformation::Set(Text text, const WString& value) {
   yox::FoldedText folded(value);
   if (&texts_[index] != &value) texts_[index] = value;
   folded_.Set(index, std::move(folded));
+  if (text == Text::os_version) os_version_as_version_ = Version::FromView(View(text));
 }
 
 // Out of line, so that every class without a getter of its own has the same address for it.

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <new>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,6 +14,7 @@
 #include "yox/base/FoldedText.h"
 #include "yox/base/ThreadSafety.h"
 #include "yox/base/WString.h"
+#include "yox/foundation/Version.h"
 
 // The record's texts, in their order. A row has the member's name, its position in the cache file
 // (0 if it is not there; position 6 is the flag os_is_s_mode), and the group and source under which
@@ -111,6 +113,8 @@ class YOX_API MachineInformation {
 
   // Returns the same text in the form in which it is compared with others; computed when it is set.
   const yox::FoldedView& Folded(Text text) const { return folded_[static_cast<std::size_t>(text)]; }
+  // Returns os_version as a version, if it is one; computed when it is set.
+  const std::optional<Version>& OsVersion() const { return os_version_as_version_; }
   // Whether a class of the host overrides the getter of the manufacturer; true if that is not to be
   // known, as with most compilers.
   bool MayOverrideManufacturer() const;
@@ -185,6 +189,7 @@ class YOX_API MachineInformation {
 
   std::array<yox::WString, static_cast<std::size_t>(Text::kCount)> texts_;
   yox::FoldedTexts<static_cast<std::size_t>(Text::kCount)> folded_;  // of them
+  std::optional<Version> os_version_as_version_;
   mutable yox::Mutex lists_mutex_;
   List device_extension_keyvalue_ YOX_GUARDED_BY(lists_mutex_);
   List gpu_names_ YOX_GUARDED_BY(lists_mutex_);

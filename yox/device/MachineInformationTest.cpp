@@ -143,6 +143,21 @@ TEST(MachineInformationTest, TheFormForComparisonFollowsItsText) {
   EXPECT_TRUE(folded(record, "linux"));
 }
 
+TEST(MachineInformationTest, TheVersionFollowsItsText) {
+  TestRecord record;
+  EXPECT_EQ(record.OsVersion(), std::nullopt);
+  record.set_os_version("10.0.22631.4460"_w);
+  EXPECT_EQ(record.OsVersion(), Version(10, 0, 22631, 4460));
+  TestRecord copy(record);
+  record.set_os_name("12.5"_w);
+  EXPECT_EQ(record.OsVersion(), Version(10, 0, 22631, 4460));
+  record.set_os_version("no version"_w);
+  EXPECT_EQ(record.OsVersion(), std::nullopt);
+  EXPECT_EQ(copy.OsVersion(), Version(10, 0, 22631, 4460));
+  copy = record;
+  EXPECT_EQ(copy.OsVersion(), std::nullopt);
+}
+
 // Run under ThreadSanitizer, this finds a list that is not guarded.
 TEST(MachineInformationTest, ListsMayBeReadWhileTheRecordIsAssigned) {
   const yox_test::InstalledDevice device(
