@@ -123,9 +123,8 @@ Truth EvaluateText(const Evaluation& evaluation, const Step& step) {
   }
   const TextAlternatives::Set& set = step.alternatives;
   if (!set.texts.empty() && set.texts.Has(fact.text, fact.Fingerprint())) return Truth::kTrue;
-  return TruthOf(
-      set.pattern_count != 0 &&
-      evaluation.list.alternatives().AnyPatternMatches(set, fact.text, fact.is_folded));
+  return TruthOf(set.pattern_count != 0 &&
+                 evaluation.list.alternatives().AnyPatternMatches(set, fact.text, fact.is_folded));
 }
 
 Truth EvaluateVersion(const Evaluation& evaluation, const Step& step) {

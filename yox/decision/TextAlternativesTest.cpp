@@ -52,9 +52,7 @@ TEST(TextAlternativesTest, ATextIsFoundAmongAnyNumber) {
     TextAlternatives alternatives;
     alternatives.Add(patterns);
     const auto set = alternatives.Add(patterns);  // not the first of its object
-    const auto has = [&](const WString& text) {
-      return set.texts.Has(text, Fingerprint(text));
-    };
+    const auto has = [&](const WString& text) { return set.texts.Has(text, Fingerprint(text)); };
     for (const TextPattern& pattern : patterns) {
       EXPECT_TRUE(has(WString(pattern.text)));
       EXPECT_TRUE(has(String::ToUpper(pattern.text)));
