@@ -21,9 +21,9 @@
 #include "yox/platform/simulated/SimulatedDevice.h"
 #include "yox/tags/AppAndTagCollection.h"
 
+#include "tests/support/Encodings.h"
 #include "tests/support/Generators.h"
 #include "tests/support/TestRecord.h"
-#include "tests/support/Text.h"
 
 // A prepared device decides as the running evaluator does on a device of the same facts, reasons
 // and explanations included, tried on generated ones.

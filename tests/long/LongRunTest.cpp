@@ -37,7 +37,7 @@
 #include "yox/tags/Persona.h"
 #include "yox/tags/PersonaTagRegistryMonitor.h"
 
-#include "tests/support/Text.h"
+#include "tests/support/Encodings.h"
 
 namespace {
 

@@ -10,8 +10,8 @@
 #include "yox/decision/PreparedDevice.h"
 #include "yox/decision/TestMoments.h"
 
+#include "tests/support/Encodings.h"
 #include "tests/support/Rows.h"
-#include "tests/support/Text.h"
 
 namespace yox::decision {
 namespace {

@@ -7,8 +7,8 @@
 #include "yox/base/String.h"
 #include "yox/decision/Implications.h"
 
+#include "tests/support/Encodings.h"
 #include "tests/support/Rows.h"
-#include "tests/support/Text.h"
 
 namespace yox::decision {
 namespace {

@@ -15,7 +15,7 @@
 #include "yox/decision/PreparedDevice.h"
 #include "yox/decision/TextArena.h"
 
-#include "tests/support/Text.h"
+#include "tests/support/Encodings.h"
 
 namespace yox::decision {
 namespace {

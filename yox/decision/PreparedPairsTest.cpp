@@ -12,7 +12,7 @@
 #include "yox/decision/Filter.h"
 #include "yox/decision/PreparedDevice.h"
 
-#include "tests/support/Text.h"
+#include "tests/support/Encodings.h"
 
 namespace yox::decision {
 namespace {

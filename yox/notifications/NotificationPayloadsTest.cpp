@@ -6,8 +6,8 @@
 #include "yox/base/String.h"
 #include "yox/notifications/YOXNotificationData.h"
 
+#include "tests/support/Encodings.h"
 #include "tests/support/Rows.h"
-#include "tests/support/Text.h"
 
 namespace {
 

@@ -30,10 +30,10 @@
 
 #include "tests/support/AwaitedLog.h"
 #include "tests/support/CapturedLog.h"
+#include "tests/support/Encodings.h"
 #include "tests/support/Latch.h"
 #include "tests/support/PrivateMember.h"
 #include "tests/support/Rows.h"
-#include "tests/support/Text.h"
 
 namespace {
 
