@@ -5,10 +5,13 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "yox/base/String.h"
 #include "yox/decision/CompiledList.h"
+#include "yox/decision/Decide.h"
+#include "yox/decision/FactsRecord.h"
 #include "yox/decision/Filter.h"
 #include "yox/decision/PreparedDevice.h"
 
@@ -120,6 +123,31 @@ TEST(PreparedPairs, KnowWhetherTheFirstPairHasAValue) {
     EXPECT_EQ(prepared.FirstNamed((*other).key), nullptr);
     EXPECT_FALSE(prepared.FirstMayBe((*other).key.fingerprint, value.fingerprint));
   }
+}
+
+TEST(PreparedPairs, ValuesThatLookAlikeAreToldApart) {
+  // Two of one size, with fingerprints that are the same in the part that is compared first.
+  std::unordered_map<std::uint64_t, std::string> values;
+  std::string one;
+  std::string other;
+  for (int i = 10'000; one.empty(); ++i) {
+    other = "value " + std::to_string(i);
+    const auto [known, is_new] = values.try_emplace(Fingerprint(Wide(other)) >> 49, other);
+    if (!is_new) one = known->second;
+  }
+  ASSERT_EQ(one.size(), other.size());
+  FactsRecord record;
+  record.tags = Pairs{{"Ring"_w, Wide(one)}};
+  const PreparedDevice device(record);
+  const Question question;
+  PreparedFacts facts(device, question);
+  const auto decide = [&](const std::string& value) {
+    Filter filter;
+    filter.set_tag(Wide("ring|" + value));
+    return Applies(*ApplicabilityFilter({filter}).snapshot(), facts);
+  };
+  EXPECT_EQ(decide(one), Truth::kTrue);
+  EXPECT_EQ(decide(other), Truth::kFalse);
 }
 
 }  // namespace
