@@ -210,7 +210,8 @@ class Device:
         self.target_version = target_version
         tags = [(name, value["data"]) for name, value in registry.get(TAGS, {}).items() if value["type"] == "REG_SZ"]
         # Of what makes a device managed, generated profiles have the organisation alone.
-        tags.append(("Device.Usage.IsManagedDevice", "true" if organisation else "false"))
+        managed = ("Device.Usage.IsManagedDevice", "true" if organisation else "false")
+        tags = [managed if tag[0] == managed[0] else tag for tag in tags] + [managed]
         for name, value in extra_tags:
             tags = [tag for tag in tags if tag[0] != name] + [(name, value)]
         today = datetime.date.fromisoformat(profile["clock"]["now"][:10])
