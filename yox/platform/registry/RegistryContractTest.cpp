@@ -8,6 +8,7 @@
 #include "yox/base/ThreadSafety.h"
 #include "yox/platform/registry/RegistryContract.h"
 #include "yox/platform/registry/RegistryPaths.h"
+#include "yox/platform/registry/TestTracking.h"
 
 #include "tests/support/Latch.h"
 
@@ -736,35 +737,19 @@ TEST_P(RegistryTrackerContract, EveryKeyCounts) {
 }
 
 TEST_P(RegistryTrackerContract, AChangeIsSeenAtOnceByEveryThread) {
-  constexpr std::uint32_t kLast = 300;
   const RegistryKey key = Key("Sub"_w);
   const auto tracker = registry_->Track({&key, 1});
-  std::atomic<std::uint32_t> written{0};
-  std::atomic<int> late{0};
-  const auto read = [&] {
-    std::uint64_t kept = 0;
-    std::uint32_t number = 0;
-    while (number < kLast) {
-      const std::uint32_t expected = written;
-      const auto now = tracker->Generation();
-      if (now == 0 || now != kept) {
-        RegistryValue value;
-        if (registry_->Get(key, "Name"_w, value) == kOk) number = value.AsDword().value_or(0);
-        kept = tracker->Generation() == now ? now : 0;
-      }
-      late += number < expected;
-      if (late != 0) break;
-    }
+  const auto read = [&]() -> std::uint32_t {
+    RegistryValue value;
+    return registry_->Get(key, "Name"_w, value) == kOk ? value.AsDword().value_or(0) : 0;
   };
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 3; ++i) threads.emplace_back(read);
-  EXPECT_EQ(under_test_->other().CreateKey(key), kOk);
-  for (std::uint32_t number = 1; number <= kLast; ++number) {
+  const auto write = [&](std::uint32_t number) {
+    if (number == 1) {
+      EXPECT_EQ(under_test_->other().CreateKey(key), kOk);
+    }
     EXPECT_EQ(under_test_->other().SetValue(key, "Name"_w, RegistryValue::Dword(number)), kOk);
-    written = number;
-  }
-  for (std::thread& thread : threads) thread.join();
-  EXPECT_EQ(late, 0);
+  };
+  EXPECT_EQ(CountLateReads(*tracker, 3, 300, read, write), 0);
 }
 
 TEST_P(RegistryTrackerContract, ItMayOutliveItsRegistry) {
