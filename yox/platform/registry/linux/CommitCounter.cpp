@@ -4,6 +4,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <bit>
 #include <cerrno>
 #include <system_error>
 
@@ -15,7 +16,22 @@ using Number = std::uint64_t;
 std::optional<Number> Read(const FileDescriptor& file) {
   Number number = 0;
   const bool whole = pread(file.number(), &number, sizeof number, 0) == ssize_t{sizeof number};
-  return whole ? std::optional(number) : std::nullopt;
+  return whole && number != 0 ? std::optional(number) : std::nullopt;
+}
+
+// Writes the bytes in which the next number differs from the former, which is the file's: the most
+// significant first, and each by itself. A process that reads the memory of the file meanwhile, or
+// after this one was killed, finds the former number or one that no commit had before. (A single
+// write of eight bytes may become visible in any order.)
+bool Increase(const FileDescriptor& file, Number former, Number next) {
+  constexpr bool kIsLittle = std::endian::native == std::endian::little;
+  for (int byte = sizeof(Number) - 1; byte >= 0; --byte) {
+    const auto value = static_cast<unsigned char>(next >> (8 * byte));
+    if (value == static_cast<unsigned char>(former >> (8 * byte))) continue;
+    const off_t offset = kIsLittle ? byte : off_t{sizeof(Number)} - 1 - byte;
+    if (pwrite(file.number(), &value, 1, offset) != 1) return false;
+  }
+  return true;
 }
 
 // A number that no process has seen before, also when the file lost its own: later than any count
@@ -57,8 +73,10 @@ CommitCounter::Commit::Commit(const PrivateFolder& folder) : file_(folder.OpenFi
   struct flock lock = WholeFile(F_RDLCK);
   const bool locked = fcntl(file_.number(), F_OFD_SETLK, &lock) == 0;
   const std::optional<Number> former = Read(file_);
-  const Number next = former ? *former + 1 : First();
-  if (!locked || pwrite(file_.number(), &next, sizeof next, 0) != ssize_t{sizeof next}) {
+  const Number first = First();
+  const bool written = former ? Increase(file_, *former, *former + 1)
+                              : pwrite(file_.number(), &first, sizeof first, 0) == sizeof first;
+  if (!locked || !written) {
     throw std::system_error(errno, std::generic_category(), (folder.path() / kFile).native());
   }
 }

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "yox/platform/files/linux/FileDescriptor.h"
+#include "yox/platform/files/linux/MappedNumber.h"
 #include "yox/platform/files/linux/PrivateFolder.h"
 
 namespace yox::platform {
@@ -19,8 +20,8 @@ namespace yox::platform {
 // one changes the number before it changes the database. A reader that finds the same number again
 // later need not ask for the lock again.
 //
-// The number is read with pread and not from shared memory: the kernel ends a process that reads a
-// mapping of a file that another process has truncated (SIGBUS). Safe from any thread.
+// The number is never 0, which is what a file reads as that was truncated and extended. A file
+// whose number was lost gets one that no process has seen before. Safe from any thread.
 class CommitCounter {
  public:
   static constexpr const char* kFile = "registry.changed";
@@ -28,8 +29,11 @@ class CommitCounter {
   // Opens the file for reading, if it exists.
   explicit CommitCounter(const PrivateFolder& folder);
 
-  // Returns std::nullopt when the file is missing or shorter than a number.
+  // Returns std::nullopt when the file is missing or has no number. Costs a system call.
   std::optional<std::uint64_t> Count() const;
+  // Returns the same number as shared memory, which costs a load; it may turn 0 for good when the
+  // file is truncated, and always is 0 where files cannot be mapped.
+  MappedNumber Map() const { return MappedNumber(file_.number()); }
   // Whether some process is between the increment and the end of its commit.
   bool IsCommitting() const;
 

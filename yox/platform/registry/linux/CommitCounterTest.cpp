@@ -4,9 +4,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <optional>
@@ -95,6 +97,44 @@ TEST_F(CommitCounterTest, ACountThatWasLostStartsWithANumberNobodyHasSeen) {
     EXPECT_EQ(counter.Count(), std::nullopt) << size;
     Commit();
     EXPECT_GT(counter.Count(), before) << size;
+  }
+}
+
+TEST_F(CommitCounterTest, ACountOfZerosIsLost) {
+  Commit();
+  const CommitCounter counter(folder_);
+  const auto before = counter.Count();
+  fs::resize_file(file(), 0);
+  fs::resize_file(file(), 8);
+  EXPECT_EQ(counter.Count(), std::nullopt);
+  Commit();
+  EXPECT_GT(counter.Count(), before);
+}
+
+TEST_F(CommitCounterTest, NoCountIsSeenTwiceWhileItIsWritten) {
+  constexpr std::uint64_t kBeforeCarries = 0x1122334455FFFFFF;
+  for (int round = 0; round < 100; ++round) {
+    std::ofstream(file(), std::ios::binary)
+        .write(reinterpret_cast<const char*>(&kBeforeCarries), sizeof kBeforeCarries);
+    const CommitCounter counter(folder_);
+    const auto mapped = counter.Map();
+    std::atomic<bool> is_reading{false};
+    std::uint64_t least = UINT64_MAX;
+    std::thread reader([&] {
+      const auto count = [&] {
+        const std::uint64_t number = mapped.Load();
+        return number != 0 ? number : counter.Count().value_or(0);  // where it cannot be mapped
+      };
+      std::uint64_t last = 0;
+      while ((last = count()) != kBeforeCarries + 1) {
+        least = std::min(least, last);
+        is_reading = true;
+      }
+    });
+    while (!is_reading) std::this_thread::yield();
+    Commit();
+    reader.join();
+    ASSERT_EQ(least, kBeforeCarries);
   }
 }
 
