@@ -308,9 +308,10 @@ std::unique_ptr<RegistryTracker> LinuxRegistry::Track(std::span<const RegistryKe
 std::uint64_t LinuxRegistry::Generation() {
   {
     const Published<Settled>::Lease last(settled_);
-    if (last->counter != nullptr && last->connections == connections_ &&
-        last->counter->Count() == last->commits) {
-      return last->generation;
+    if (last->counter != nullptr && last->connections == connections_) {
+      const std::uint64_t commits = last->mapped.Load();
+      if (commits == last->commits || (commits == 0 && last->counter->Count() == last->commits))
+        return last->generation;
     }
   }
   return Settle();
@@ -321,16 +322,18 @@ std::uint64_t LinuxRegistry::Settle() try {
   RegistryStore* const store = session.ForReading();
   if (store == nullptr || !store->IsReusable()) return 0;
   const MutexLock lock(settling_);
-  auto next = std::make_shared<Settled>();
-  next->connections = connections_;
-  next->counter = store->commits();
-  const std::optional<std::uint64_t> commits = next->counter->Count();
+  const std::uint64_t connections = connections_;
+  const std::shared_ptr<const CommitCounter>& counter = store->commits();
+  const std::optional<std::uint64_t> commits = counter->Count();
   // Asked after the number was read: see CommitCounter.
-  if (!commits || next->counter->IsCommitting()) return 0;
-  next->commits = *commits;
-  next->generation = settled_.Get()->generation + 1;
-  settled_.Set(next);
-  return next->generation;
+  if (!commits || counter->IsCommitting()) return 0;
+  const std::uint64_t generation = settled_.Get()->generation + 1;
+  settled_.Set(Published<Settled>::Pointer(new Settled{.counter = counter,
+                                                       .mapped = counter->Map(),
+                                                       .commits = *commits,
+                                                       .connections = connections,
+                                                       .generation = generation}));
+  return generation;
 } catch (const std::exception&) {
   return 0;  // Get reports the failure
 }

@@ -10,6 +10,7 @@
 
 #include "yox/base/Published.h"
 #include "yox/base/ThreadSafety.h"
+#include "yox/platform/files/linux/MappedNumber.h"
 #include "yox/platform/registry/Registry.h"
 #include "yox/platform/registry/RegistryPaths.h"
 
@@ -58,8 +59,9 @@ class LinuxRegistry final : public Registry {
   // A state without a commit under way.
   struct Settled {
     std::shared_ptr<const CommitCounter> counter;  // null in the first one
-    std::uint64_t commits = 0;
-    std::uint64_t connections = 0;  // connections_ at that time
+    MappedNumber mapped;                           // the counter's number
+    std::uint64_t commits = 0;                     // what it was
+    std::uint64_t connections = 0;                 // connections_ at that time
     std::uint64_t generation = 0;
   };
   struct Operation;

@@ -1,10 +1,19 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <string>
 
+#include "yox/platform/files/linux/FileDescriptor.h"
+#include "yox/platform/files/linux/MappedNumber.h"
 #include "yox/platform/registry/TestTracking.h"
 #include "yox/platform/registry/linux/CommitCounter.h"
 #include "yox/platform/registry/linux/Database.h"
@@ -21,7 +30,9 @@ namespace fs = std::filesystem;
 using namespace yox::literals;
 using yox::platform::CommitCounter;
 using yox::platform::Database;
+using yox::platform::FileDescriptor;
 using yox::platform::LinuxRegistry;
+using yox::platform::MappedNumber;
 using yox::platform::PrivateFolder;
 using yox::platform::Registry;
 using yox::platform::RegistryKey;
@@ -40,6 +51,26 @@ class LinuxRegistryTrackerTest : public testing::Test {
     RegistryValue value;
     EXPECT_EQ(registry_.Get(kTestKey, "Name"_w, value), RegistryStatus::kOk);
     return value.AsDword().value_or(0);
+  }
+
+  // Whether a file on its file system can be mapped.
+  static bool IsMapped(const fs::path& file) {
+    const FileDescriptor opened(open(file.c_str(), O_RDONLY | O_CLOEXEC));
+    return MappedNumber(opened.number()).Load() != 0;
+  }
+  // Which system calls a query takes: "none" or "some". In a copy of this process, which the kernel
+  // ends at any other call than write and exit.
+  std::string CallsOfGeneration() {
+    const auto expected = tracker_->Generation();
+    const pid_t child = fork();
+    if (child == 0) {
+      prctl(PR_SET_SECCOMP, SECCOMP_MODE_STRICT);
+      const bool is_same = tracker_->Generation() == expected;
+      syscall(SYS_exit, is_same ? 0 : 1);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    return status == 0 ? "none" : "some";
   }
 
   const TemporaryFolder temporary_;
@@ -92,6 +123,43 @@ TEST_F(LinuxRegistryTrackerTest, ACommitCountThatIsLostHasNoGeneration) {
   const auto after = tracker_->Generation();
   EXPECT_TRUE(after);
   EXPECT_NE(after, before);
+}
+
+TEST_F(LinuxRegistryTrackerTest, ACommitCountThatWasLostIsMappedAgain) {
+  const fs::path count = folder_ / CommitCounter::kFile;
+  Write(other_, 1);
+  ASSERT_TRUE(tracker_->Generation());
+  fs::resize_file(count, 0);
+  EXPECT_EQ(tracker_->Generation(), 0U);
+  for (std::uint32_t number = 2; number < 5; ++number) {
+    Write(other_, number);
+    const auto now = tracker_->Generation();
+    EXPECT_TRUE(now);
+    EXPECT_EQ(tracker_->Generation(), now);
+    EXPECT_EQ(Read(), number);
+  }
+  EXPECT_EQ(CallsOfGeneration(), IsMapped(count) ? "none" : "some");
+}
+
+TEST_F(LinuxRegistryTrackerTest, TruncatingTheCommitCountHidesNoChangeAndEndsNoProcess) {
+  const fs::path count = folder_ / CommitCounter::kFile;
+  Write(other_, 0);
+  const auto read = [&] { return Read(); };
+  for (const std::uintmax_t size : {0U, 1U, 7U}) {
+    const auto write = [&](std::uint32_t number) {
+      fs::resize_file(count, size);
+      Write(other_, number);
+    };
+    EXPECT_EQ(CountLateReads(*tracker_, 3, 50, read, write), 0) << size;
+    Write(other_, 0);
+  }
+}
+
+TEST_F(LinuxRegistryTrackerTest, AnUnchangedRegistryCostsNoSystemCall) {
+  Write(other_, 1);
+  if (!IsMapped(folder_ / CommitCounter::kFile)) GTEST_SKIP() << "a file system that is not mapped";
+  ASSERT_TRUE(tracker_->Generation());
+  EXPECT_EQ(CallsOfGeneration(), "none");
 }
 
 TEST_F(LinuxRegistryTrackerTest, AnotherFolderIsAnotherGeneration) {
