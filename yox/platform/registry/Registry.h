@@ -129,8 +129,8 @@ class YOX_API RegistryTracker {
   // Returns a number that differs from every earlier one of this object once a tracked key or one
   // of its values has changed, was created or was deleted, by whichever process; perhaps also after
   // changes elsewhere. Values that were read between two calls that returned the same number are
-  // those that the registry has at the second call. Costs a load on a simulated device, a system
-  // call elsewhere.
+  // those that the registry has at the second call. Costs a few loads on a simulated device and, on
+  // a local file system, on Linux; a system call elsewhere.
   //
   // Returns 0 when it cannot say, for example during a change. (Not an optional: one that a call
   // returns costs as much as the rest.)

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/mman.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -64,6 +65,20 @@ TEST_F(BusErrorsTest, ASignalThatIsSentEndsTheProcess) {
       {
         LostPageUnder(Plain(SIG_DFL));
         raise(SIGBUS);
+      },
+      testing::KilledBySignal(SIGBUS), "");
+}
+
+TEST_F(BusErrorsTest, ASignalThatIsSentWithTheAddressOfAPageEndsTheProcess) {
+  EXPECT_EXIT(
+      {
+        volatile char* const page = LostPageUnder(Plain(SIG_DFL));
+        siginfo_t info{};
+        info.si_code = SI_QUEUE;
+        info.si_addr = const_cast<char*>(page);
+        if (BusErrors::AddPage(info.si_addr)) {
+          syscall(SYS_rt_sigqueueinfo, getpid(), SIGBUS, &info);
+        }
       },
       testing::KilledBySignal(SIGBUS), "");
 }

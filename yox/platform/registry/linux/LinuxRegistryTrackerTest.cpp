@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <linux/seccomp.h>
+#include <signal.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -11,6 +12,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <thread>
 
 #include "yox/platform/files/linux/FileDescriptor.h"
 #include "yox/platform/files/linux/MappedNumber.h"
@@ -160,6 +162,23 @@ TEST_F(LinuxRegistryTrackerTest, AnUnchangedRegistryCostsNoSystemCall) {
   if (!IsMapped(folder_ / CommitCounter::kFile)) GTEST_SKIP() << "a file system that is not mapped";
   ASSERT_TRUE(tracker_->Generation());
   EXPECT_EQ(CallsOfGeneration(), "none");
+}
+
+TEST_F(LinuxRegistryTrackerTest, AThreadThatBlocksSignalsHasTheSameGeneration) {
+  Write(other_, 1);
+  const auto first = tracker_->Generation();
+  std::thread([&] {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, nullptr);
+    EXPECT_EQ(tracker_->Generation(), first);
+    fs::resize_file(folder_ / CommitCounter::kFile, 0);
+    EXPECT_EQ(tracker_->Generation(), 0U);
+    Write(other_, 2);
+    const auto next = tracker_->Generation();
+    EXPECT_NE(next, first);
+    EXPECT_EQ(tracker_->Generation(), next);
+  }).join();
 }
 
 TEST_F(LinuxRegistryTrackerTest, AnotherFolderIsAnotherGeneration) {
