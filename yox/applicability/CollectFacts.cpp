@@ -75,7 +75,7 @@ FactsRecord ApplicabilityEvaluator::RunningDevice::Collect(
   record.SetTimeZone(YOX::String::UTF16ToUTF8(Platform::Get().clock().ZoneName()));
 
   Tags();
-  record.tags = stored_tags_ ? stored_tags_->shared->pairs : Pairs();
+  record.tags = tags_in_use_ ? tags_in_use_->shared->pairs : Pairs();
 
   InstalledItems();
   const Items& items = own().items;

@@ -50,11 +50,6 @@ using yox::platform::Platform;
 
 namespace {
 
-const MachineInformation& Given(const MachineInformation* machine) {
-  if (machine == nullptr) throw std::invalid_argument("machineInformation");
-  return *machine;
-}
-
 const Clock& TheClock() { return Platform::Get().clock(); }
 
 // The text that `fetch` gives, fetched once.
@@ -67,7 +62,7 @@ WStringView Kept(std::optional<WString>& text, Fetch fetch) {
 }  // namespace
 
 // Where each text comes from, by field: a text of the record, which may be one of the firmware, or
-// a function.
+// a function. With both, the function decides whether it is the text of the record.
 struct ApplicabilityEvaluator::RunningDevice::Source {
   using Fetch = TextFact (RunningDevice::*)();
 
@@ -88,7 +83,8 @@ struct ApplicabilityEvaluator::RunningDevice::Sources {
     of(FilterField::enclosure) = {Text::device_enclosuretype, true};
     of(FilterField::family) = {Text::device_family, true};
     of(FilterField::language) = {Text::os_language};
-    of(FilterField::mfr).fetch = &RunningDevice::Manufacturer;
+    // The record's own getter would return a copy of the record's text.
+    of(FilterField::mfr) = {Text::device_manufacturer, true, &RunningDevice::Manufacturer};
     of(FilterField::model) = {Text::device_model, true};
     of(FilterField::org_hash).fetch = &RunningDevice::OrganisationHash;
     of(FilterField::os).fetch = &RunningDevice::OperatingSystem;
@@ -98,33 +94,29 @@ struct ApplicabilityEvaluator::RunningDevice::Sources {
     of(FilterField::sn_hash).fetch = &RunningDevice::SerialNumberHash;
     return sources;
   }();
-  // The texts that the record has in the form in which they are compared.
-  static constexpr auto kReady = [] {
-    yox::decision::ReadyPlaces places = yox::decision::kNothingReady;
-    for (std::size_t i = 0; i < places.size(); ++i) {
-      const Source& source = kByField[i];
-      if (source.fetch != nullptr || source.text == Text::kCount) continue;
-      places[i] = static_cast<std::uint8_t>(source.text);
-    }
-    return places;
-  }();
 };
 
-ApplicabilityEvaluator::RunningDevice::RunningDevice(ApplicabilityEvaluator& evaluator,
-                                                     const MachineInformation* machine,
-                                                     const WString& client_version,
-                                                     AppAndTagCollection* tags,
-                                                     const WString* target_version,
-                                                     const Pairs& extra_tags, Purpose purpose)
-    : DeviceFacts(extra_tags),
-      evaluator_(evaluator),
-      machine_(Given(machine)),
-      client_version_(client_version),
-      tags_(tags),
-      target_version_(target_version),
-      purpose_(purpose) {
-  if (purpose == Purpose::kDecide) SetReady(&machine_.Folded(Text{}), Sources::kReady);
+constexpr std::array<yox::decision::ReadyPlaces, 2>
+    ApplicabilityEvaluator::RunningDevice::kReadyPlaces = [] {
+      std::array<yox::decision::ReadyPlaces, 2> places{yox::decision::kNothingReady,
+                                                       yox::decision::kNothingReady};
+      for (std::size_t i = 0; i < kFilterFieldCount; ++i) {
+        const Source& source = Sources::kByField[i];
+        if (source.text != Text::kCount) places[0][i] = static_cast<std::uint8_t>(source.text);
+      }
+      places[1] = places[0];
+      places[0][static_cast<std::size_t>(FilterField::mfr)] = yox::decision::kNotReady;
+      return places;
+    }();
+
+const MachineInformation& ApplicabilityEvaluator::RunningDevice::NotGiven() {
+  throw std::invalid_argument("machineInformation");
 }
+
+ApplicabilityEvaluator::RunningDevice::Own::Own() = default;
+ApplicabilityEvaluator::RunningDevice::Own::~Own() = default;
+ApplicabilityEvaluator::RunningDevice::TagsInUse::TagsInUse() = default;
+ApplicabilityEvaluator::RunningDevice::TagsInUse::~TagsInUse() = default;
 
 ApplicabilityEvaluator::RunningDevice::Own& ApplicabilityEvaluator::RunningDevice::own() {
   if (!own_) own_.emplace();
@@ -150,7 +142,6 @@ Knowledge ApplicabilityEvaluator::RunningDevice::KnowledgeOfFirmware() const {
   return is_missing ? Knowledge::kMissing : Knowledge::kKnown;
 }
 
-// The record's own getter would return a copy of the record's text.
 TextFact ApplicabilityEvaluator::RunningDevice::Manufacturer() {
   if (!machine_.MayOverrideManufacturer()) return OfRecord(Text::device_manufacturer, true);
   return TextFact::Of(Kept(manufacturer_, [&] { return machine_.device_manufacturer(); }),
@@ -193,23 +184,35 @@ const WString& ApplicabilityEvaluator::RunningDevice::Realm() {
   return *own().realm;
 }
 
-// The version that decisions of the thread parsed last: that of the client is the same in most
-// decisions, and comparing texts is cheaper than parsing one.
+namespace {
+
+struct ParsedVersion {
+  std::array<yox::WChar, 32> units{};
+  std::size_t size = 0;
+  VersionText version = VersionText(WStringView());
+};
+
+// The version that decisions of the thread parsed last. In a function of its own: a compiler looks
+// up the address of a thread-local object at each use of it.
+[[gnu::noinline]] ParsedVersion& LastOfThread() {
+  constinit static thread_local ParsedVersion last;
+  return last;
+}
+
+}  // namespace
+
+// The version of the client is the same in most decisions, and comparing texts is cheaper than
+// parsing one.
 VersionText ApplicabilityEvaluator::RunningDevice::LastParsed(const WString& text) {
-  struct Parsed {
-    std::array<yox::WChar, 32> units{};
-    std::size_t size = 0;
-    VersionText version = VersionText(WStringView());
-  };
-  constinit static thread_local Parsed known;
-  if (known.size != text.size() || !yox::SameUnits(known.units.data(), text.data(), text.size())) {
-    if (text.size() > known.units.size()) return VersionText(text);
-    std::ranges::copy(text, known.units.begin());
-    known.size = text.size();
-    known.version = VersionText(text);
-    known.version.Parsed();
+  ParsedVersion& last = LastOfThread();
+  if (last.size != text.size() || !yox::SameUnits(last.units.data(), text.data(), text.size())) {
+    if (text.size() > last.units.size()) return VersionText(text);
+    std::ranges::copy(text, last.units.begin());
+    last.size = text.size();
+    last.version = VersionText(text);
+    last.version.Parsed();
   }
-  VersionText version = known.version;
+  VersionText version = last.version;
   version.set_text(text);
   return version;
 }
@@ -243,20 +246,22 @@ TextsFact ApplicabilityEvaluator::RunningDevice::FetchSubscriptions() {
 }
 
 PairsFact ApplicabilityEvaluator::RunningDevice::FetchTags() {
-  static const auto* const none = new IndexedPairs(Pairs());
-  if (tags_ == nullptr) return {Knowledge::kKnown, &none->index, &none->index};
-  StoredTags& stored = stored_tags_.emplace();
+  static const PreparedPairs& none = (new IndexedPairs(Pairs()))->index;
+  const PreparedPairs& tags = tags_ == nullptr ? none : StoredTags();
+  return {Knowledge::kKnown, &tags, &tags};
+}
+
+const PreparedPairs& ApplicabilityEvaluator::RunningDevice::StoredTags() {
+  TagsInUse& in_use = tags_in_use_.emplace();
   const std::uint64_t generation = tags_->Generation();  // before the tags: they may change
   if (uses_kept_tags_) {
-    stored.kept.emplace(*evaluator_.kept_tags_);
-    if (const PreparedPairs* const kept = stored.kept->Get(generation)) {
-      return {Knowledge::kKnown, kept, kept};
-    }
-    stored.kept.reset();
+    in_use.kept.emplace(*evaluator_.kept_tags_);
+    if (const PreparedPairs* const kept = in_use.kept->Get(generation)) return *kept;
+    in_use.kept.reset();
   }
-  stored.shared = evaluator_.Indexed(AppAndTagCollection::Shared(tags_));
-  if (uses_kept_tags_) evaluator_.kept_tags_->Keep(stored.shared, generation);
-  return {Knowledge::kKnown, &stored.shared->index, &stored.shared->index};
+  in_use.shared = evaluator_.Indexed(AppAndTagCollection::Shared(tags_));
+  if (uses_kept_tags_) evaluator_.kept_tags_->Keep(in_use.shared, generation);
+  return in_use.shared->index;
 }
 
 std::optional<PairView> ApplicabilityEvaluator::RunningDevice::Items::First(

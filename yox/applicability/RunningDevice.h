@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <memory>
 #include <optional>
 #include <span>
@@ -28,7 +29,18 @@ class YOX_LOCAL ApplicabilityEvaluator::RunningDevice final : public yox::decisi
   RunningDevice(ApplicabilityEvaluator& evaluator, const MachineInformation* machine,
                 const yox::WString& client_version, AppAndTagCollection* tags,
                 const yox::WString* target_version, const Pairs& extra_tags,
-                Purpose purpose = Purpose::kDecide);
+                Purpose purpose = Purpose::kDecide)
+      : DeviceFacts(extra_tags),
+        evaluator_(evaluator),
+        machine_(machine != nullptr ? *machine : NotGiven()),
+        client_version_(client_version),
+        tags_(tags),
+        target_version_(target_version),
+        purpose_(purpose) {
+    if (purpose == Purpose::kExplain) return;
+    const bool is_plain = !machine_.MayOverrideManufacturer();
+    SetReady(&machine_.Folded(Text{}), kReadyPlaces[is_plain ? 1 : 0]);
+  }
 
   // From now on the tags, which must be those of the process's collection, are taken from the
   // evaluator as long as they have not changed.
@@ -52,6 +64,10 @@ class YOX_LOCAL ApplicabilityEvaluator::RunningDevice final : public yox::decisi
 
   struct Source;
   struct Sources;
+
+  // The texts that the record has in the form in which they are compared: without and with the
+  // manufacturer.
+  static const std::array<yox::decision::ReadyPlaces, 2> kReadyPlaces;
 
   // Installed applications, then those of the store.
   struct Items final : yox::decision::PairSource {
@@ -80,6 +96,8 @@ class YOX_LOCAL ApplicabilityEvaluator::RunningDevice final : public yox::decisi
   TextFact Sku();
   TextFact SerialNumberHash();
 
+  [[noreturn]] static const MachineInformation& NotGiven();
+  const yox::decision::PreparedPairs& StoredTags();
   static yox::decision::VersionText LastParsed(const yox::WString& text);
   const yox::WString& Realm();
   // Drops the facts that are views of texts that this object does not own.
@@ -95,6 +113,9 @@ class YOX_LOCAL ApplicabilityEvaluator::RunningDevice final : public yox::decisi
   // The texts that facts are views of, unless they belong to the record or the caller. Created on
   // demand: most decisions need none.
   struct Own {
+    Own();
+    ~Own();  // not inline: most decisions have nothing to destroy
+
     std::optional<yox::WString> sku;
     std::optional<yox::WString> realm;
     bool has_organisation;  // set with the realm
@@ -109,11 +130,14 @@ class YOX_LOCAL ApplicabilityEvaluator::RunningDevice final : public yox::decisi
 
   std::optional<yox::WString> manufacturer_;
   // The stored tags, leased from the evaluator or shared with it.
-  struct StoredTags {
+  struct TagsInUse {
+    TagsInUse();
+    ~TagsInUse();
+
     std::optional<yox::applicability::KeptTags::Lease> kept;
     std::shared_ptr<const IndexedPairs> shared;
   };
   bool uses_kept_tags_ = false;
-  std::optional<StoredTags> stored_tags_;
+  std::optional<TagsInUse> tags_in_use_;
   std::optional<Own> own_;
 };

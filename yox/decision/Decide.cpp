@@ -18,15 +18,6 @@ using Step = CompiledList::Step;
 // What MatchesInline cannot tell.
 constexpr Truth kEvaluateInFull = Truth::kUnknown;
 
-// Whether a fact that was not ready is known and folded; returns it in `actual`. In a function of
-// its own, as what is rare is: the registers are for the rest.
-[[gnu::noinline]] bool FetchActual(DeviceFacts& facts, FilterField field, FoldedView& actual) {
-  TextFact& fact = facts.Text(field);
-  if (!fact.IsKnownAndFolded()) return false;
-  actual = {fact.text, fact.Fingerprint()};
-  return true;
-}
-
 inline bool IsText(const InlineStep& step, const FoldedView& actual) {
   const WStringView required = step.Text();
   const unsigned may_be = static_cast<unsigned>(actual.fingerprint == step.text.key) &
@@ -40,6 +31,44 @@ inline bool PatternsMatch(const CompiledList& list, const InlineStep& step,
   const TextAlternatives::Set& set = list.StepOf(step).alternatives;
   return (!set.texts.empty() && set.texts.Has(actual.text, actual.fingerprint)) ||
          list.alternatives().AnyPatternMatches(set, actual.text, true);
+}
+
+// Whether a text in the form in which it is compared matches a step of the kind.
+[[gnu::always_inline]] inline bool TextMatches(InlineStep::Kind kind, const CompiledList& list,
+                                               const InlineStep& step, const FoldedView& actual) {
+  switch (kind) {
+    case InlineStep::Kind::kText:
+      return IsText(step, actual) != step.negated;
+    case InlineStep::Kind::kTexts:
+      return step.texts.Has(actual.text, actual.fingerprint);
+    case InlineStep::Kind::kPatterns:
+      return PatternsMatch(list, step, actual);
+    case InlineStep::Kind::kStart:
+      return StartsWithUnits(actual.text, step.Text(), step.text.key) != step.negated;
+    case InlineStep::Kind::kEnd:
+      return EndsWithUnits(actual.text, step.Text(), step.text.key) != step.negated;
+    case InlineStep::Kind::kMiddle:
+      return ContainsUnits(actual.text, step.Text()) != step.negated;
+    default:
+      return false;
+  }
+}
+
+// Whether the field's text matches, if it is known and has been folded. In a function of its own,
+// as what is rare is: the registers are for the rest.
+[[gnu::noinline]] Truth FetchedMatches(const CompiledList& list, const InlineStep& step,
+                                       DeviceFacts& facts) {
+  TextFact& fact = facts.Text(step.field);
+  if (!fact.IsKnownAndFolded()) return kEvaluateInFull;
+  return TruthOf(TextMatches(step.kind, list, step, {fact.text, fact.Fingerprint()}));
+}
+
+template <InlineStep::Kind kKind>
+[[gnu::always_inline]] inline Truth ActualMatches(const CompiledList& list, const InlineStep& step,
+                                                  DeviceFacts& facts) {
+  if (!facts.IsReady(step.field)) [[unlikely]]
+    return FetchedMatches(list, step, facts);
+  return TruthOf(TextMatches(kKind, list, step, facts.Ready(step.field)));
 }
 
 // Whether the text of a pair matches the value of a term.
@@ -84,55 +113,26 @@ template <InlineStep::Kind kKind>
   return ValueMatches(step, term, pair->value());
 }
 
-// Whether the field's text, if it is known and has been folded, is one that `matches` returns true
-// for.
-template <class Matches>
-[[gnu::always_inline]] inline Truth ActualMatches(DeviceFacts& facts, FilterField field,
-                                                  Matches matches) {
-  FoldedView fetched;
-  const FoldedView* actual = facts.Ready(field);
-  if (actual == nullptr) [[unlikely]] {
-    if (!FetchActual(facts, field, fetched)) return kEvaluateInFull;
-    actual = &fetched;
-  }
-  return TruthOf(matches(*actual));
-}
-
 // Which kind is next is what the processor predicts worst: the most frequent ones first, each with
 // a branch of its own.
 [[gnu::always_inline]] inline Truth MatchesInline(const CompiledList& list, const InlineStep& step,
                                                   DeviceFacts& facts) {
-  if (step.kind == InlineStep::Kind::kTexts) {
-    return ActualMatches(facts, step.field, [&](const FoldedView& actual) {
-      return step.texts.Has(actual.text, actual.fingerprint);
-    });
-  }
-  if (step.kind == InlineStep::Kind::kTag) {
-    return TagMatches<InlineStep::Kind::kTag>(list, step, facts);
-  }
-  if (step.kind >= InlineStep::Kind::kDefault) return kEvaluateInFull;
+  using Kind = InlineStep::Kind;
+  if (step.kind == Kind::kTexts) return ActualMatches<Kind::kTexts>(list, step, facts);
+  if (step.kind == Kind::kTag) return TagMatches<Kind::kTag>(list, step, facts);
+  if (step.kind >= Kind::kDefault) return kEvaluateInFull;
   switch (step.kind) {
-    case InlineStep::Kind::kText:
-      return ActualMatches(facts, step.field, [&](const FoldedView& actual) {
-        return IsText(step, actual) != step.negated;
-      });
-    case InlineStep::Kind::kPatterns:
-      return ActualMatches(facts, step.field, [&](const FoldedView& actual) {
-        return PatternsMatch(list, step, actual);
-      });
-    case InlineStep::Kind::kStart:
-      return ActualMatches(facts, step.field, [&](const FoldedView& actual) {
-        return StartsWithUnits(actual.text, step.Text(), step.text.key) != step.negated;
-      });
-    case InlineStep::Kind::kEnd:
-      return ActualMatches(facts, step.field, [&](const FoldedView& actual) {
-        return EndsWithUnits(actual.text, step.Text(), step.text.key) != step.negated;
-      });
-    case InlineStep::Kind::kMiddle:
-      return ActualMatches(facts, step.field, [&](const FoldedView& actual) {
-        return ContainsUnits(actual.text, step.Text()) != step.negated;
-      });
-    case InlineStep::Kind::kVersion: {
+    case Kind::kText:
+      return ActualMatches<Kind::kText>(list, step, facts);
+    case Kind::kPatterns:
+      return ActualMatches<Kind::kPatterns>(list, step, facts);
+    case Kind::kStart:
+      return ActualMatches<Kind::kStart>(list, step, facts);
+    case Kind::kEnd:
+      return ActualMatches<Kind::kEnd>(list, step, facts);
+    case Kind::kMiddle:
+      return ActualMatches<Kind::kMiddle>(list, step, facts);
+    case Kind::kVersion: {
       VersionFact& fact = facts.Version(step.field);
       if (fact.knowledge != Knowledge::kKnown) return kEvaluateInFull;
       const OrderedVersion* const version = fact.text.Plain();
@@ -143,14 +143,14 @@ template <class Matches>
                                        : InlineStep::kEqual;
       return TruthOf((accepted & step.orders) != 0);
     }
-    case InlineStep::Kind::kTagMatch:
-      return TagMatches<InlineStep::Kind::kTagMatch>(list, step, facts);
-    case InlineStep::Kind::kTexts:  // above, as the last three
-    case InlineStep::Kind::kTag:
-    case InlineStep::Kind::kInFull:
-    case InlineStep::Kind::kDefault:
-    case InlineStep::Kind::kMatched:
-    case InlineStep::Kind::kEndOfList:
+    case Kind::kTagMatch:
+      return TagMatches<Kind::kTagMatch>(list, step, facts);
+    case Kind::kTexts:  // above, as the last three
+    case Kind::kTag:
+    case Kind::kInFull:
+    case Kind::kDefault:
+    case Kind::kMatched:
+    case Kind::kEndOfList:
       break;
   }
   return kEvaluateInFull;

@@ -131,11 +131,13 @@ class YOX_API DeviceFacts {
     return Fetched(Bit(field), slots_.of.texts[static_cast<std::size_t>(field)],
                    [&] { return FetchText(field); });
   }
-  // Returns the same text in the form in which it is compared, if it is known and in that form
-  // already; otherwise null. Costs no call.
-  const FoldedView* Ready(FilterField field) const {
-    const std::uint8_t place = ready_places_[static_cast<std::size_t>(field)];
-    return place == kNotReady ? nullptr : ready_texts_ + place;
+  // Whether the same text is known and in the form in which it is compared already.
+  bool IsReady(FilterField field) const {
+    return ready_places_[static_cast<std::size_t>(field)] != kNotReady;
+  }
+  // Returns it in that form; it must be ready. Costs no call.
+  const FoldedView& Ready(FilterField field) const {
+    return ready_texts_[ready_places_[static_cast<std::size_t>(field)]];
   }
   // Returns the fact for os_version, version or target_version. Criteria store the parsed version
   // in it.
@@ -189,7 +191,7 @@ class YOX_API DeviceFacts {
   virtual std::int64_t FetchNow() = 0;
   virtual LocalDays FetchToday();
 
-  // From now on Ready returns these texts, which must be those of known facts; both arguments must
+  // From now on these texts are ready, which must be those of known facts; both arguments must
   // outlive the object. The texts may change.
   void SetReady(const FoldedView* texts, const ReadyPlaces& places) {
     ready_texts_ = texts;
