@@ -414,6 +414,22 @@ TEST(DecisionWalkTest, AVersionThatHasChangedIsParsedAgain) {
   }
 }
 
+// More than are remembered, and fewer.
+TEST(DecisionWalkTest, AVersionOfAnyLengthIsRead) {
+  const auto record = MakeRecord();
+  TestEvaluator evaluator;
+  const ApplicabilityFilter list = MakeList({{{Field::version, ">=2.0"_w}}});
+  for (std::size_t zeros = 0; zeros < 80; ++zeros) {
+    for (const WString& version : {"1.0"_w, "2.0"_w, "1.9"_w}) {
+      WString reason;
+      EXPECT_EQ(evaluator.EvaluateApplicability(record, WString(zeros, u'0') + version, list,
+                                                nullptr, nullptr, {}, reason),
+                version == "2.0"_w)
+          << zeros << " " << String::UTF16ToUTF8(version);
+    }
+  }
+}
+
 // The thread remembers the last versions by their texts, and not where these were.
 TEST(DecisionWalkTest, AVersionIsReadFromTheTextOfThisDecision) {
   const auto record = MakeRecord();
