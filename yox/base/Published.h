@@ -60,7 +60,8 @@ class Published {
     // it to the next lease or the next object; so the way out needs no fence.
     struct Cleaning {
       ~Cleaning() {
-        if (published.has_retired_.load(std::memory_order_relaxed)) published.FreeRetired();
+        if (published.has_retired_.load(std::memory_order_relaxed)) [[unlikely]]
+          published.FreeRetired();
       }
       const Published& published;
     };
@@ -71,7 +72,8 @@ class Published {
   };
 
  private:
-  void FreeRetired() const {
+  // Not inlined: a lease would keep registers for it.
+  [[gnu::noinline]] void FreeRetired() const {
     std::vector<Pointer> unused;  // freed without the lock
     const MutexLock lock(mutex_);
     if (HazardMark::IsInUse(this)) return;
