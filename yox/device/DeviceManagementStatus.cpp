@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "yox/base/Log.h"
-#include "yox/base/Published.h"
 #include "yox/base/String.h"
 #include "yox/base/ThreadSafety.h"
 #include "yox/clientbase/CRegUtil.h"
@@ -175,23 +174,19 @@ ManagementState ManagementService() {
 // Tracks the keys of Policy and Organisation on one platform.
 struct PlatformTracker {
   std::uint64_t platform = Platform::Generation();
-  std::unique_ptr<yox::platform::RegistryTracker> tracker = Platform::Get().registry().Track(
+  std::shared_ptr<yox::platform::RegistryTracker> tracker = Platform::Get().registry().Track(
       std::array{RegistryKey{HKEY_LOCAL_MACHINE, PolicyPath(), {}, {}}, YOX::EpUrlProvider::Key()});
 };
 
 }  // namespace
 
-std::uint64_t yox::device::ManagementGeneration() {
+std::shared_ptr<yox::platform::RegistryTracker> yox::device::ManagementTracker() {
+  static yox::Mutex mutex;
   // Never destroyed.
-  static auto& current = *new Published<PlatformTracker>(std::make_shared<PlatformTracker>());
-  {
-    const Published<PlatformTracker>::Lease lease(current);
-    if (lease->platform == Platform::Generation()) [[likely]]
-      return lease->tracker->Generation();
-  }
-  const auto next = std::make_shared<PlatformTracker>();
-  current.Set(next);
-  return next->tracker->Generation();
+  static PlatformTracker& current YOX_GUARDED_BY(mutex) = *new PlatformTracker;
+  const yox::MutexLock lock(mutex);
+  if (current.platform != Platform::Generation()) current = {};
+  return current.tracker;
 }
 
 ManagementState yox::device::QueryManagement() {

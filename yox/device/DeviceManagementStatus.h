@@ -2,10 +2,15 @@
 
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <span>
 
 #include "yox/base/Export.h"
 #include "yox/base/WString.h"
+
+namespace yox::platform {
+class RegistryTracker;
+}
 
 namespace yox::device {
 
@@ -19,17 +24,17 @@ struct ManagementSignal {
 // Whether an organisation manages the device, and until when that is known to be so.
 struct ManagementState {
   bool is_managed = false;
-  // In nanoseconds of the platform's steady clock, provided that neither the platform nor
-  // ManagementGeneration changes before. INT64_MIN: the next call has to query again.
+  // In nanoseconds of the platform's steady clock, provided that neither the platform nor the
+  // number of ManagementTracker changes before. INT64_MIN: the next call has to query again.
   std::int64_t known_until = INT64_MIN;
 };
 
 // The same as IsDeviceManaged, for callers that keep the result.
 ManagementState QueryManagement();
 
-// A number that differs from every earlier one of this platform once the registry may have changed
-// what QueryManagement reads there; 0 when that is not known. See RegistryTracker.
-std::uint64_t ManagementGeneration();
+// Returns the tracker of what QueryManagement reads in the registry of the platform in use. All
+// callers share it until another platform is installed. Never null.
+std::shared_ptr<platform::RegistryTracker> ManagementTracker();
 
 // The signals in the order in which IsDeviceManaged queries them.
 YOX_API std::span<const ManagementSignal> ManagementSignals();

@@ -6,6 +6,7 @@
 
 #include "yox/base/Log.h"
 #include "yox/base/String.h"
+#include "yox/base/ThreadSlot.h"
 #include "yox/clientbase/CRegUtil.h"
 #include "yox/clientbase/DateTimeUtility.h"
 #include "yox/device/DeviceManagementStatus.h"
@@ -67,12 +68,12 @@ const AppAndTagCollection::List& ManagementTags(bool is_managed) {
 // What the management tag depends on, and the list that has it.
 class StateOfTag {
  public:
-  constexpr StateOfTag() = default;
+  StateOfTag() = default;
   // The state at this moment, with a list of that generation.
   explicit StateOfTag(std::uint64_t list)
       : list_(list),
-        platform_(Platform::Generation()),
-        registry_(yox::device::ManagementGeneration()) {}
+        tracker_(yox::device::ManagementTracker()),
+        registry_(tracker_->Generation()) {}
 
   // Whether a later state can be compared with it.
   bool IsKnown() const { return registry_ != 0; }
@@ -80,15 +81,15 @@ class StateOfTag {
   StateOfTag Until(std::int64_t moment) const {
     StateOfTag limited = *this;
     limited.until_ = moment;
-    limited.looked_ = Platform::Get().clock().CoarseMilliseconds();
+    limited.clock_ = &Platform::Get().clock();
+    limited.looked_ = limited.clock_->CoarseMilliseconds();
     return limited;
   }
   // Whether this state has lasted until now, with a list of that generation; or until up to a
   // second ago.
   bool IsStill(std::uint64_t list) {
-    if (until_ == INT64_MIN || list_ != list || platform_ != Platform::Generation()) return false;
-    return yox::device::ManagementGeneration() == registry_ &&
-           (until_ == INT64_MAX || !HasEnded(Platform::Get().clock()));
+    return clock_ != nullptr && list_ == list && platform_ == Platform::Generation() &&
+           tracker_->Generation() == registry_ && (until_ == INT64_MAX || !HasEnded());
   }
   friend bool operator==(const StateOfTag& left, const StateOfTag& right) {
     return left.list_ == right.list_ && left.platform_ == right.platform_ &&
@@ -97,18 +98,28 @@ class StateOfTag {
 
  private:
   // Looks at the steady clock once a second: that costs as much as a decision.
-  bool HasEnded(const yox::platform::Clock& clock) {
-    const std::int64_t coarse = clock.CoarseMilliseconds();
+  bool HasEnded() {
+    const std::int64_t coarse = clock_->CoarseMilliseconds();
     if (coarse - looked_ < 1000) return false;
     looked_ = coarse;
-    return clock.SteadyNanoseconds() >= until_;
+    return clock_->SteadyNanoseconds() >= until_;
   }
 
   std::uint64_t list_ = 0;
-  std::uint64_t platform_ = 0;
+  std::uint64_t platform_ = Platform::Generation();
+  std::shared_ptr<yox::platform::RegistryTracker> tracker_;
   std::uint64_t registry_ = 0;
-  std::int64_t until_ = INT64_MIN;
+  const yox::platform::Clock* clock_ = nullptr;  // the platform's; null until `until_` is set
+  std::int64_t until_ = 0;
   std::int64_t looked_ = 0;  // at the steady clock last, by the coarse one
+};
+
+// The calling thread's last state.
+struct ThreadsState;
+constinit thread_local ThreadsState* t_state = nullptr;
+struct ThreadsState {
+  ~ThreadsState() { t_state = nullptr; }
+  StateOfTag last;
 };
 
 }  // namespace
@@ -125,14 +136,16 @@ AppAndTagCollection::~AppAndTagCollection() = default;
 
 AppAndTagCollection* AppAndTagCollection::GetInstance() {
   static AppAndTagCollection instance;
-  constinit static thread_local StateOfTag last;
   const std::uint64_t list = instance.tags_.Generation();
-  if (last.IsStill(list)) [[likely]]
+  if (t_state != nullptr && t_state->last.IsStill(list)) [[likely]]
     return &instance;
   const StateOfTag now(list);
   // Kept if all of it is of one moment, in which the list had the tag already.
   const std::int64_t until = instance.UpdateManagement();
-  if (now.IsKnown() && StateOfTag(instance.tags_.Generation()) == now) last = now.Until(until);
+  if (now.IsKnown() && StateOfTag(instance.tags_.Generation()) == now) {
+    t_state = &yox::ThreadOwned<ThreadsState>();
+    t_state->last = now.Until(until);
+  }
   return &instance;
 }
 
