@@ -82,7 +82,7 @@ class StateOfTag {
     StateOfTag limited = *this;
     limited.until_ = moment;
     limited.clock_ = &Platform::Get().clock();
-    limited.looked_ = limited.clock_->CoarseMilliseconds();
+    limited.looked_ = limited.clock_->Tick();
     return limited;
   }
   // Whether this state has lasted until now, with a list of that generation; or until up to a
@@ -99,9 +99,9 @@ class StateOfTag {
  private:
   // Looks at the steady clock once a second: that costs as much as a decision.
   bool HasEnded() {
-    const std::int64_t coarse = clock_->CoarseMilliseconds();
-    if (coarse - looked_ < 1000) return false;
-    looked_ = coarse;
+    const std::int64_t tick = clock_->Tick();
+    if (tick == looked_) return false;
+    looked_ = tick;
     return clock_->SteadyNanoseconds() >= until_;
   }
 
@@ -111,7 +111,7 @@ class StateOfTag {
   std::uint64_t registry_ = 0;
   const yox::platform::Clock* clock_ = nullptr;  // the platform's; null until `until_` is set
   std::int64_t until_ = 0;
-  std::int64_t looked_ = 0;  // at the steady clock last, by the coarse one
+  std::int64_t looked_ = 0;  // at the steady clock in this tick
 };
 
 // The calling thread's last state.

@@ -46,10 +46,9 @@ class Clock {
   virtual std::int64_t SteadyMilliseconds() const = 0;
   // The same in nanoseconds, as finely as the clock counts.
   virtual std::int64_t SteadyNanoseconds() const { return SteadyMilliseconds() * 1'000'000; }
-  // Milliseconds since some moment, without the time that the device slept on some systems, and up
-  // to 20 behind. Costs an eighth of SteadyMilliseconds: for finding out that some time has passed
-  // since an earlier call. Never goes back.
-  virtual std::int64_t CoarseMilliseconds() const { return SteadyMilliseconds(); }
+  // A number that is another one a second later, and otherwise says nothing about the time: for
+  // looking at the time about once a second. Costs a tenth of SteadyMilliseconds.
+  virtual std::int64_t Tick() const { return SteadyMilliseconds(); }
   std::int64_t UptimeSeconds() const { return SteadyMilliseconds() / 1000; }
 
   // Whether time passes only when a test moves this clock. A wait with a time limit then sets an

@@ -54,8 +54,8 @@ std::int64_t SimulatedClock::SteadyMilliseconds() const {
   return Base(real_.SteadyMilliseconds()) + steady_milliseconds_;
 }
 
-std::int64_t SimulatedClock::CoarseMilliseconds() const {
-  return Base(real_.CoarseMilliseconds()) + steady_milliseconds_;
+std::int64_t SimulatedClock::Tick() const {
+  return (follows_ ? real_.Tick() : 0) + steady_milliseconds_;
 }
 
 void SimulatedClock::AdvanceMilliseconds(std::int64_t milliseconds) {

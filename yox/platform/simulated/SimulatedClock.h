@@ -28,7 +28,7 @@ class YOX_API SimulatedClock final : public Clock {
   std::optional<std::int64_t> StartOfLocalDay(int year, int month, int day) const override;
   WString ZoneName() const override;
   std::int64_t SteadyMilliseconds() const override;
-  std::int64_t CoarseMilliseconds() const override;
+  std::int64_t Tick() const override;
   // True if the profile named a time.
   bool MovedByHand() const override { return !follows_; }
   std::unique_ptr<Alarm> RingAt(std::int64_t moment, std::function<void()> ring) override;

@@ -78,10 +78,6 @@ std::int64_t LinuxClock::SteadyNanoseconds() const {
   return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
 }
 
-std::int64_t LinuxClock::CoarseMilliseconds() const {
-  timespec time{};
-  clock_gettime(CLOCK_MONOTONIC_COARSE, &time);
-  return std::int64_t{time.tv_sec} * 1000 + time.tv_nsec / 1'000'000;
-}
+std::int64_t LinuxClock::Tick() const { return time(nullptr); }
 
 }  // namespace yox::platform

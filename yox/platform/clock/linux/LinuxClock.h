@@ -14,7 +14,7 @@ class LinuxClock final : public Clock {
   WString ZoneName() const override;
   std::int64_t SteadyMilliseconds() const override;
   std::int64_t SteadyNanoseconds() const override;
-  std::int64_t CoarseMilliseconds() const override;
+  std::int64_t Tick() const override;
 };
 
 }  // namespace yox::platform

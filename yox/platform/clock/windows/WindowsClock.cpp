@@ -77,8 +77,6 @@ std::int64_t WindowsClock::SteadyNanoseconds() const {
   return seconds * kNanoseconds + rest * kNanoseconds / frequency.QuadPart;
 }
 
-std::int64_t WindowsClock::CoarseMilliseconds() const {
-  return static_cast<std::int64_t>(GetTickCount64());
-}
+std::int64_t WindowsClock::Tick() const { return static_cast<std::int64_t>(GetTickCount64()); }
 
 }  // namespace yox::platform

@@ -13,7 +13,7 @@ class WindowsClock final : public Clock {
   std::optional<std::int64_t> StartOfLocalDay(int year, int month, int day) const override;
   std::int64_t SteadyMilliseconds() const override;
   std::int64_t SteadyNanoseconds() const override;
-  std::int64_t CoarseMilliseconds() const override;
+  std::int64_t Tick() const override;
 };
 
 }  // namespace yox::platform
