@@ -61,12 +61,14 @@ bool LogMissingTargetVersion(LogThrottler& throttler) {
   return false;
 }
 
-// The device's value as far as the throttle or the message depends on it.
+// Whether the throttle or the message depends on the device's value.
+bool HasActual(const Criterion& criterion) {
+  return criterion.end == decision::MessageEnd::kActual ||
+         criterion.throttling == Throttling::kDynamic;
+}
 WStringView ActualFor(const decision::Failure& failure) {
-  const Criterion& criterion = CriterionOf(failure.step);
-  const bool counts = criterion.end == decision::MessageEnd::kActual ||
-                      criterion.throttling == Throttling::kDynamic;
-  return counts ? ActualOf(failure.facts, failure.step) : WStringView();
+  return HasActual(CriterionOf(failure.step)) ? ActualOf(failure.facts, failure.step)
+                                              : WStringView();
 }
 
 }  // namespace
@@ -82,15 +84,17 @@ class DroppedLines {
     std::uint64_t list{};
     const decision::CompiledList::Step* step = nullptr;  // none yet
     bool is_unnamed{};
+    bool has_actual{};  // the throttle or the message depends on the device's value
     WString actual;
 
     bool Is(const LogThrottler& asked, std::uint64_t now, const decision::CompiledList& in,
             const decision::Failure& failure) const {
       return step == &failure.step && list == in.id() && generation == now && throttler == &asked &&
-             is_unnamed == failure.is_unnamed && IsActual(ActualFor(failure));
+             is_unnamed == failure.is_unnamed && (!has_actual || IsActual(failure));
     }
 
-    bool IsActual(WStringView value) const {
+    bool IsActual(const decision::Failure& failure) const {
+      const WStringView value = ActualOf(failure.facts, failure.step);
       return actual.size() == value.size() && SameUnits(actual.data(), value.data(), value.size());
     }
   };
@@ -191,10 +195,18 @@ void DecisionLog::FilterPassed(std::size_t filter, const decision::Failure& fail
   const std::uint64_t generation = LogThrottler::Generation();
   if (dropped_ == nullptr) dropped_ = &yox::ThreadOwned<DroppedLines>();
   DroppedLines::Line& line = dropped_->At(failure.step);
-  if (line.Is(throttler_, generation, list_, failure)) return;
+  if (!line.Is(throttler_, generation, list_, failure)) WriteFailure(failure, generation);
+}
+
+void DecisionLog::WriteFailure(const decision::Failure& failure, std::uint64_t generation) {
   if (!LogFailure(failure, throttler_)) return;
-  line = {&throttler_,   generation,         list_.id(),
-          &failure.step, failure.is_unnamed, WString(ActualFor(failure))};
+  dropped_->At(failure.step) = {&throttler_,
+                                generation,
+                                list_.id(),
+                                &failure.step,
+                                failure.is_unnamed,
+                                HasActual(CriterionOf(failure.step)),
+                                WString(ActualFor(failure))};
 }
 
 void DecisionLog::FilterDecided(std::size_t filter, const decision::CompiledList::Program& program,

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <exception>
 #include <optional>
 
@@ -47,6 +48,9 @@ class DecisionLog final : public decision::Observer {
   void DateRangeFailed(const std::exception& exception) override;
 
  private:
+  // `generation` is that of the throttle before it is asked.
+  [[gnu::noinline]] void WriteFailure(const decision::Failure& failure, std::uint64_t generation);
+
   const decision::CompiledList& list_;
   std::optional<decision::ReasonText> reason_;
   LogThrottler& throttler_;

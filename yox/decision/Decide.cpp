@@ -302,6 +302,26 @@ template <bool kIsObserved>
   return Verdict{Truth::kUnknown, {}, NeedsOf(list, facts)};
 }
 
+Truth EndOf(Outcome outcome, Place place, const CompiledList& list, DeviceFacts& facts,
+            Observer* observer) {
+  const bool is_open = outcome.decided_by == Outcome::kOpen;
+  return is_open ? GoOn(place, list, facts, observer).applies : outcome.applies;
+}
+
+// Most decisions of a fleet come this way: without a call.
+[[gnu::noinline]] Truth AppliesAlone(const CompiledList& list, DeviceFacts& facts) {
+  Place place{0, list.inline_steps()};
+  const Outcome outcome = WalkFrom<false>(place, list, facts, nullptr);
+  return EndOf(outcome, place, list, facts, nullptr);
+}
+
+[[gnu::noinline]] Truth AppliesSeen(const CompiledList& list, DeviceFacts& facts,
+                                    Observer& observer) {
+  Place place{0, list.inline_steps()};
+  const Outcome outcome = Walk(place, list, facts, &observer);
+  return EndOf(outcome, place, list, facts, &observer);
+}
+
 }  // namespace
 
 FilterMatch MatchFilter(const CompiledList& list, const Program& program, DeviceFacts& facts,
@@ -321,18 +341,7 @@ Verdict Decide(const CompiledList& list, DeviceFacts& facts, Observer* observer)
 }
 
 Truth Applies(const CompiledList& list, DeviceFacts& facts, Observer* observer) {
-  const auto end = [&](Outcome outcome, Place place) {
-    const bool is_open = outcome.decided_by == Outcome::kOpen;
-    return is_open ? GoOn(place, list, facts, observer).applies : outcome.applies;
-  };
-  Place place{0, list.inline_steps()};
-  if (observer != nullptr) {
-    const Outcome outcome = Walk(place, list, facts, observer);
-    return end(outcome, place);
-  }
-  // Most decisions of a fleet come this way: without a call.
-  const Outcome outcome = WalkFrom<false>(place, list, facts, nullptr);
-  return end(outcome, place);
+  return observer == nullptr ? AppliesAlone(list, facts) : AppliesSeen(list, facts, *observer);
 }
 
 }  // namespace yox::decision
