@@ -3,7 +3,6 @@
 #include <dlfcn.h>
 #include <link.h>
 #include <signal.h>
-#include <sys/mman.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -11,6 +10,8 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdint>
+
+#include "yox/platform/files/linux/MapPage.h"
 
 namespace yox::platform {
 namespace {
@@ -26,22 +27,13 @@ constinit struct sigaction g_former {};
 // Whether the former handler was called, which counts if it wanted one signal only.
 constinit std::atomic<bool> g_former_called{false};
 
-// mmap, whose offset is 0 in any unit. Not by the C library: there, ThreadSanitizer takes it for a
-// write to the page.
-#ifdef SYS_mmap2
-constexpr long kMmap = SYS_mmap2;
-#else
-constexpr long kMmap = SYS_mmap;
-#endif
-
 // Puts a page of zeros in the place of the page that could not be read, if it is one of ours.
 bool ReplacePage(const siginfo_t& fault) {
   if (fault.si_code <= 0) return false;  // a process has sent the signal
   const Address page = reinterpret_cast<Address>(fault.si_addr) / g_page_size * g_page_size;
   for (const std::atomic<Address>& known : g_pages) {
     if (known.load(std::memory_order_acquire) != page) continue;
-    return syscall(kMmap, page, g_page_size, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1,
-                   0) != -1;
+    return MapPage(reinterpret_cast<void*>(page), -1) != nullptr;
   }
   return false;
 }
@@ -95,13 +87,6 @@ bool InstallHandler() {
   return sigaction(SIGBUS, &handler, nullptr) == 0;
 }
 
-bool IsHandlerInstalled() {
-  static const bool was_installed = InstallHandler();
-  struct sigaction current {};
-  return was_installed && sigaction(SIGBUS, nullptr, &current) == 0 &&
-         current.sa_sigaction == Handle;
-}
-
 bool Replace(Address from, Address to) {
   for (std::atomic<Address>& page : g_pages) {
     Address expected = from;
@@ -115,10 +100,17 @@ bool Replace(Address from, Address to) {
 constinit thread_local BusErrors::Handling BusErrors::t_handling_ = Handling::kUnknown;
 
 bool BusErrors::AddPage(void* page) {
-  return IsHandlerInstalled() && Replace(0, reinterpret_cast<Address>(page));
+  return IsHandlerInPlace() && Replace(0, reinterpret_cast<Address>(page));
 }
 
 void BusErrors::RemovePage(void* page) { Replace(reinterpret_cast<Address>(page), 0); }
+
+bool BusErrors::IsHandlerInPlace() {
+  static const bool was_installed = InstallHandler();
+  struct sigaction current {};
+  return was_installed && sigaction(SIGBUS, nullptr, &current) == 0 &&
+         current.sa_sigaction == Handle;
+}
 
 void BusErrors::LookUpHandling() {
   sigset_t blocked;

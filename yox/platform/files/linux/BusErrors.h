@@ -14,11 +14,13 @@ namespace yox::platform {
 class BusErrors {
  public:
   // Adds a page, which begins at `page` and is mapped until it is removed. Returns false, and does
-  // not protect the page, when there are too many of them, or when another handler of SIGBUS has
-  // taken the place of this one.
+  // not protect the page, when there are too many of them, or when the handler is not in place.
   static bool AddPage(void* page);
   // Removes a page that was added. No thread may be reading it.
   static void RemovePage(void* page);
+
+  // Installs the handler if it never was. Returns whether it is in place, and not another one.
+  static bool IsHandlerInPlace();
 
   // Returns whether the calling thread may read the pages. A thread that blocks SIGBUS may not:
   // the kernel ends the process without calling a handler. Looked up once for each thread, at its

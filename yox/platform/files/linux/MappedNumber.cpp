@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <array>
 
+#include "yox/platform/files/linux/MapPage.h"
+
 namespace yox::platform {
 namespace {
 
@@ -32,21 +34,27 @@ bool IsCoherent(int file) {
 
 }  // namespace
 
-MappedNumber::MappedNumber(int file) {
-  if (!IsCoherent(file)) return;
-  void* const page = mmap(nullptr, sizeof(Number), PROT_READ, MAP_SHARED, file, 0);
-  if (page == MAP_FAILED) return;
-  if (BusErrors::AddPage(page)) {
-    number_ = static_cast<Number*>(page);
-  } else {
-    munmap(page, sizeof(Number));
+void MappedNumber::Map(int file) {
+  const bool may_map = IsCoherent(file) && BusErrors::IsHandlerInPlace();
+  Number* number = number_;
+  if (number == nullptr) {
+    void* const page = may_map ? MapPage(nullptr, -1) : nullptr;
+    if (page == nullptr) return;
+    if (!BusErrors::AddPage(page)) {
+      munmap(page, sizeof(Number));
+      return;
+    }
+    number = static_cast<Number*>(page);
   }
+  if (!may_map || MapPage(number, file) == nullptr) MapPage(number, -1);
+  number_ = number;
 }
 
 MappedNumber::~MappedNumber() {
-  if (number_ == nullptr) return;
-  BusErrors::RemovePage(number_);
-  munmap(number_, sizeof(Number));
+  Number* const number = number_;
+  if (number == nullptr) return;
+  BusErrors::RemovePage(number);
+  munmap(number, sizeof(Number));
 }
 
 }  // namespace yox::platform

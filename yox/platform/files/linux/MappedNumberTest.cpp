@@ -98,6 +98,20 @@ TEST(MappedNumberTest, IsZeroAfterTheFileWasEmpty) {
   EXPECT_EQ(MappedNumber(number.number()).Load(), kNumber);
 }
 
+TEST(MappedNumberTest, ShowsNoFileUnderALaterHandler) {
+  const NumberFile number;
+  MappedNumber mapped(number.number());
+  struct sigaction former {};
+  struct sigaction later {};
+  later.sa_handler = SIG_DFL;
+  sigaction(SIGBUS, &later, &former);
+  mapped.Map(number.number());
+  EXPECT_EQ(mapped.Load(), 0U);
+  sigaction(SIGBUS, &former, nullptr);
+  mapped.Map(number.number());
+  EXPECT_EQ(mapped.Load(), kNumber);
+}
+
 TEST(MappedNumberTest, HasZerosForTheBytesThatWereCutOff) {
   const NumberFile number;
   const MappedNumber mapped(number.number());
@@ -137,6 +151,31 @@ TEST(MappedNumberTest, MayBeTruncatedWhileThreadsLoadIt) {
     number.Truncate(0);
     for (std::thread& thread : threads) thread.join();
   }
+}
+
+TEST(MappedNumberTest, ShowsAnotherFileWhileThreadsLoadIt) {
+  const NumberFile first, second;
+  WriteNumber(second.file(), 2);
+  MappedNumber mapped(first.number());
+  std::atomic<bool> is_over{false};
+  std::atomic<int> wrong{0};
+  std::thread reader([&] {
+    while (!is_over) {
+      const std::uint64_t number = mapped.Load();
+      if (number != kNumber && number != 2 && number != 0) ++wrong;
+    }
+  });
+  for (int round = 0; round < 2000; ++round) {
+    mapped.Map(second.number());
+    EXPECT_EQ(mapped.Load(), 2U);
+    mapped.Map(first.number());
+    EXPECT_EQ(mapped.Load(), kNumber);
+    mapped.Map(-1);
+    EXPECT_EQ(mapped.Load(), 0U);
+  }
+  is_over = true;
+  reader.join();
+  EXPECT_EQ(wrong, 0);
 }
 
 TEST(MappedNumberTest, IsUnmappedAtItsEnd) {
