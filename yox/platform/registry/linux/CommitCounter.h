@@ -31,9 +31,9 @@ class CommitCounter {
 
   // Returns std::nullopt when the file is missing or has no number. Costs a system call.
   std::optional<std::uint64_t> Count() const;
-  // Returns the same number as shared memory, which costs a load; it may turn 0 for good when the
-  // file is truncated, and always is 0 where files cannot be mapped.
-  MappedNumber Map() const { return MappedNumber(file_.number()); }
+  // Maps the same number, which then costs a load; it may turn 0 for good when the file is
+  // truncated, and always is 0 where files cannot be mapped.
+  void MapTo(MappedNumber& memory) const { memory.Map(file_.number()); }
   // Whether some process is between the increment and the end of its commit.
   bool IsCommitting() const;
 

@@ -25,6 +25,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using yox::platform::CommitCounter;
+using yox::platform::MappedNumber;
 using yox::platform::PrivateFolder;
 
 class CommitCounterTest : public testing::Test {
@@ -117,7 +118,8 @@ TEST_F(CommitCounterTest, NoCountIsSeenTwiceWhileItIsWritten) {
     std::ofstream(file(), std::ios::binary)
         .write(reinterpret_cast<const char*>(&kBeforeCarries), sizeof kBeforeCarries);
     const CommitCounter counter(folder_);
-    const auto mapped = counter.Map();
+    MappedNumber mapped;
+    counter.MapTo(mapped);
     std::atomic<bool> is_reading{false};
     std::uint64_t least = UINT64_MAX;
     std::thread reader([&] {

@@ -306,12 +306,23 @@ std::unique_ptr<RegistryTracker> LinuxRegistry::Track(std::span<const RegistryKe
 }
 
 std::uint64_t LinuxRegistry::Generation() {
+  const std::uint64_t generation = memory_generation_.load(std::memory_order_acquire);
+  const std::uint64_t commits = memory_.Load();
+  if (commits == 0) return GenerationByCall();
+  const bool is_same = memory_commits_.load(std::memory_order_relaxed) == commits &&
+                       memory_connections_.load(std::memory_order_relaxed) == connections_;
+  std::atomic_thread_fence(std::memory_order_acquire);
+  const bool is_whole = memory_generation_.load(std::memory_order_relaxed) == generation;
+  return is_same && is_whole && generation != 0 ? generation : Settle();
+}
+
+// Where the count is not in memory.
+std::uint64_t LinuxRegistry::GenerationByCall() {
   {
     const Published<Settled>::Lease last(settled_);
-    if (last->counter != nullptr && last->connections == connections_) {
-      const std::uint64_t commits = last->mapped.Load();
-      if (commits == last->commits || (commits == 0 && last->counter->Count() == last->commits))
-        return last->generation;
+    if (last->counter != nullptr && last->connections == connections_ &&
+        last->counter->Count() == last->commits) {
+      return last->generation;
     }
   }
   return Settle();
@@ -322,18 +333,22 @@ std::uint64_t LinuxRegistry::Settle() try {
   RegistryStore* const store = session.ForReading();
   if (store == nullptr || !store->IsReusable()) return 0;
   const MutexLock lock(settling_);
-  const std::uint64_t connections = connections_;
-  const std::shared_ptr<const CommitCounter>& counter = store->commits();
-  const std::optional<std::uint64_t> commits = counter->Count();
+  auto next = std::make_shared<Settled>();
+  next->connections = connections_;
+  next->counter = store->commits();
+  const std::optional<std::uint64_t> commits = next->counter->Count();
   // Asked after the number was read: see CommitCounter.
-  if (!commits || counter->IsCommitting()) return 0;
-  const std::uint64_t generation = settled_.Get()->generation + 1;
-  settled_.Set(Published<Settled>::Pointer(new Settled{.counter = counter,
-                                                       .mapped = counter->Map(),
-                                                       .commits = *commits,
-                                                       .connections = connections,
-                                                       .generation = generation}));
-  return generation;
+  if (!commits || next->counter->IsCommitting()) return 0;
+  next->commits = *commits;
+  next->generation = settled_.Get()->generation + 1;
+  settled_.Set(next);
+  memory_generation_.store(0, std::memory_order_relaxed);
+  std::atomic_thread_fence(std::memory_order_release);
+  next->counter->MapTo(memory_);
+  memory_commits_.store(next->commits, std::memory_order_relaxed);
+  memory_connections_.store(next->connections, std::memory_order_relaxed);
+  memory_generation_.store(next->generation, std::memory_order_release);
+  return next->generation;
 } catch (const std::exception&) {
   return 0;  // Get reports the failure
 }

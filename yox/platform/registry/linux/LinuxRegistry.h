@@ -59,8 +59,7 @@ class LinuxRegistry final : public Registry {
   // A state without a commit under way.
   struct Settled {
     std::shared_ptr<const CommitCounter> counter;  // null in the first one
-    MappedNumber mapped;                           // the counter's number
-    std::uint64_t commits = 0;                     // what it was
+    std::uint64_t commits = 0;                     // its number
     std::uint64_t connections = 0;                 // connections_ at that time
     std::uint64_t generation = 0;
   };
@@ -78,6 +77,7 @@ class LinuxRegistry final : public Registry {
   RegistryStatus Write(Session& session, std::span<const RegistryEdit> edits);
   std::shared_ptr<RegistryWatcher> SharedWatcher();
   std::uint64_t Generation();
+  std::uint64_t GenerationByCall();
   std::uint64_t Settle();
 
   const std::function<std::filesystem::path()> folder_;
@@ -96,6 +96,12 @@ class LinuxRegistry final : public Registry {
   std::weak_ptr<RegistryWatcher> watcher_ YOX_GUARDED_BY(mutex_);
   yox::Mutex settling_;
   Published<Settled> settled_{std::make_shared<Settled>()};
+  // The same without the counter, for a look that takes no lease: a seqlock, whose number is the
+  // generation, 0 while the others are written. The memory shows the counter's number.
+  MappedNumber memory_;
+  std::atomic<std::uint64_t> memory_commits_ = 0;
+  std::atomic<std::uint64_t> memory_connections_ = 0;
+  std::atomic<std::uint64_t> memory_generation_ = 0;
 };
 
 }  // namespace yox::platform
