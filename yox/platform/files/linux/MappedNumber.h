@@ -28,8 +28,8 @@ class MappedNumber {
   void Map(int file);
 
   // Returns the number, in this processor's byte order. Bytes beyond the end of the file are 0;
-  // once the file was read while it was empty, the number is 0 until Map is called. Also returns 0 on
-  // a thread that cannot survive that, see BusErrors; a thread must not block SIGBUS later.
+  // once the file was read while it was empty, the number is 0 until Map is called. Also returns 0
+  // on a thread that cannot survive that, see BusErrors; a thread must not block SIGBUS later.
   //
   // What this thread has read before the call was read before the number. Safe from any thread.
   std::uint64_t Load() const {
