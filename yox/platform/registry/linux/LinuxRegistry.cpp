@@ -306,17 +306,12 @@ std::unique_ptr<RegistryTracker> LinuxRegistry::Track(std::span<const RegistryKe
 }
 
 std::uint64_t LinuxRegistry::Generation() {
-  const std::uint64_t generation = memory_generation_.load(std::memory_order_acquire);
-  const std::uint64_t commits = memory_.Load();
-  if (commits == 0) return GenerationByCall();
-  const bool is_same = memory_commits_.load(std::memory_order_relaxed) == commits &&
-                       memory_connections_.load(std::memory_order_relaxed) == connections_;
-  std::atomic_thread_fence(std::memory_order_acquire);
-  const bool is_whole = memory_generation_.load(std::memory_order_relaxed) == generation;
-  return is_same && is_whole && generation != 0 ? generation : Settle();
+  const std::uint64_t generation =
+      generation_.Get(connections_, [this] { return commits_.Load(); });
+  return generation != 0 ? generation : GenerationByCall();
 }
 
-// Where the count is not in memory.
+// Where the count is not in memory, or another one.
 std::uint64_t LinuxRegistry::GenerationByCall() {
   {
     const Published<Settled>::Lease last(settled_);
@@ -342,12 +337,8 @@ std::uint64_t LinuxRegistry::Settle() try {
   next->commits = *commits;
   next->generation = settled_.Get()->generation + 1;
   settled_.Set(next);
-  memory_generation_.store(0, std::memory_order_relaxed);
-  std::atomic_thread_fence(std::memory_order_release);
-  next->counter->MapTo(memory_);
-  memory_commits_.store(next->commits, std::memory_order_relaxed);
-  memory_connections_.store(next->connections, std::memory_order_relaxed);
-  memory_generation_.store(next->generation, std::memory_order_release);
+  generation_.Set(next->generation, next->connections, next->commits,
+                  [&] { next->counter->MapTo(commits_); });
   return next->generation;
 } catch (const std::exception&) {
   return 0;  // Get reports the failure

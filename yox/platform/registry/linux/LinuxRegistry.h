@@ -13,6 +13,7 @@
 #include "yox/platform/files/linux/MappedNumber.h"
 #include "yox/platform/registry/Registry.h"
 #include "yox/platform/registry/RegistryPaths.h"
+#include "yox/platform/registry/linux/CountedGeneration.h"
 
 namespace yox::platform {
 
@@ -96,12 +97,9 @@ class LinuxRegistry final : public Registry {
   std::weak_ptr<RegistryWatcher> watcher_ YOX_GUARDED_BY(mutex_);
   yox::Mutex settling_;
   Published<Settled> settled_{std::make_shared<Settled>()};
-  // The same without the counter, for a look that takes no lease: a seqlock, whose number is the
-  // generation, 0 while the others are written. The memory shows the counter's number.
-  MappedNumber memory_;
-  std::atomic<std::uint64_t> memory_commits_ = 0;
-  std::atomic<std::uint64_t> memory_connections_ = 0;
-  std::atomic<std::uint64_t> memory_generation_ = 0;
+  // The same for a look that takes no lease, with the counter's number in memory.
+  CountedGeneration generation_;
+  MappedNumber commits_;
 };
 
 }  // namespace yox::platform

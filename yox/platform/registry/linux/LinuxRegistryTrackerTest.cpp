@@ -13,6 +13,7 @@
 #include <memory>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "yox/platform/files/linux/FileDescriptor.h"
 #include "yox/platform/files/linux/MappedNumber.h"
@@ -162,6 +163,35 @@ TEST_F(LinuxRegistryTrackerTest, AnUnchangedRegistryCostsNoSystemCall) {
   if (!IsMapped(folder_ / CommitCounter::kFile)) GTEST_SKIP() << "a file system that is not mapped";
   ASSERT_TRUE(tracker_->Generation());
   EXPECT_EQ(CallsOfGeneration(), "none");
+}
+
+// Commits follow each other so fast that threads look at the count while others settle the next
+// generation.
+TEST_F(LinuxRegistryTrackerTest, ACommitIsNeverWithinOneGeneration) {
+  constexpr int kCommits = 5000;
+  Write(other_, 1);
+  const PrivateFolder folder(folder_);
+  std::atomic<int> begun{0}, ended{0}, wrong{0};
+  const auto look = [&] {
+    std::uint64_t kept = 0;
+    int begun_by_then = 0;
+    while (ended < kCommits) {
+      const int ended_before = ended;
+      const std::uint64_t now = tracker_->Generation();
+      if (now != 0 && now == kept && ended_before > begun_by_then) ++wrong;
+      if (now != kept) begun_by_then = begun;
+      kept = now;
+    }
+  };
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 3; ++i) threads.emplace_back(look);
+  for (int i = 0; i < kCommits; ++i) {
+    ++begun;
+    { const CommitCounter::Commit commit(folder); }
+    ++ended;
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(wrong, 0);
 }
 
 TEST_F(LinuxRegistryTrackerTest, AThreadThatBlocksSignalsHasTheSameGeneration) {
