@@ -21,9 +21,9 @@ struct LocalMoment {
 inline std::int64_t MinuteOf(std::int64_t moment) { return moment / 60 - (moment % 60 < 0); }
 
 // Time zones change their offset on whole minutes, so a day and an offset are valid for their
-// minute. `convert(moment)` returns a LocalMoment; one is remembered.
+// minute. `convert(moment)` returns a LocalMoment; one is remembered, until the thread's next call.
 template <class Convert>
-LocalMoment CachedLocalMoment(std::int64_t now, std::int64_t moment, Convert convert) {
+const LocalMoment& CachedLocalMoment(std::int64_t now, std::int64_t moment, Convert convert) {
   struct Entry {
     std::int64_t computed = INT64_MIN;
     std::int64_t minute = INT64_MIN;
