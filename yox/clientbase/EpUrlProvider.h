@@ -13,7 +13,8 @@ namespace YOX {
 
 // The organisation that this device belongs to, as the client's service has written it to the
 // registry: the values "Realm" (REG_SZ) and "Subscriptions" (REG_MULTI_SZ) of the key
-// HKEY_LOCAL_MACHINE\SOFTWARE\Tervan\YOX\Organisation. Read at every call. Safe from any thread.
+// HKEY_LOCAL_MACHINE\SOFTWARE\Tervan\YOX\Organisation. Each call sees what any process has written
+// before. Safe from any thread.
 class YOX_API EpUrlProvider {
  public:
   // Returns null if the key does not exist. The object lives until the process ends.

@@ -13,7 +13,7 @@
 #include "yox/clientbase/OperatingSystemAgent.h"
 #include "yox/platform/Platform.h"
 #include "yox/platform/clock/Clock.h"
-#include "yox/platform/registry/Registry.h"
+#include "yox/platform/registry/SharedTracker.h"
 #include "yox/platform/system/JoinState.h"
 #include "yox/platform/system/Services.h"
 
@@ -171,22 +171,13 @@ ManagementState ManagementService() {
       []() -> std::optional<bool> { return Platform::Get().services().IsRunning("ccmexec"_wv); });
 }
 
-// Tracks the keys of Policy and Organisation on one platform.
-struct PlatformTracker {
-  std::uint64_t platform = Platform::Generation();
-  std::shared_ptr<yox::platform::RegistryTracker> tracker = Platform::Get().registry().Track(
-      std::array{RegistryKey{HKEY_LOCAL_MACHINE, PolicyPath(), {}, {}}, YOX::EpUrlProvider::Key()});
-};
-
 }  // namespace
 
 std::shared_ptr<yox::platform::RegistryTracker> yox::device::ManagementTracker() {
-  static yox::Mutex mutex;
-  // Never destroyed.
-  static PlatformTracker& current YOX_GUARDED_BY(mutex) = *new PlatformTracker;
-  const yox::MutexLock lock(mutex);
-  if (current.platform != Platform::Generation()) current = {};
-  return current.tracker;
+  // Of Policy and Organisation. Never destroyed.
+  static auto& tracker = *new yox::platform::SharedTracker(
+      {{HKEY_LOCAL_MACHINE, PolicyPath(), {}, {}}, YOX::EpUrlProvider::Key()});
+  return tracker.Get();
 }
 
 ManagementState yox::device::QueryManagement() {
