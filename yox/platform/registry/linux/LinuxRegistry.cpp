@@ -314,10 +314,10 @@ std::uint64_t LinuxRegistry::Generation() {
 // Where the count is not in memory, or another one.
 std::uint64_t LinuxRegistry::GenerationByCall() {
   {
-    const Published<Settled>::Lease last(settled_);
-    if (last->counter != nullptr && last->connections == connections_ &&
-        last->counter->Count() == last->commits) {
-      return last->generation;
+    const MutexLock lock(settling_);
+    if (settled_.counter != nullptr && settled_.connections == connections_ &&
+        settled_.counter->Count() == settled_.commits) {
+      return settled_.generation;
     }
   }
   return Settle();
@@ -328,18 +328,18 @@ std::uint64_t LinuxRegistry::Settle() try {
   RegistryStore* const store = session.ForReading();
   if (store == nullptr || !store->IsReusable()) return 0;
   const MutexLock lock(settling_);
-  auto next = std::make_shared<Settled>();
-  next->connections = connections_;
-  next->counter = store->commits();
-  const std::optional<std::uint64_t> commits = next->counter->Count();
+  Settled next;
+  next.connections = connections_;
+  next.counter = store->commits();
+  const std::optional<std::uint64_t> commits = next.counter->Count();
   // Asked after the number was read: see CommitCounter.
-  if (!commits || next->counter->IsCommitting()) return 0;
-  next->commits = *commits;
-  next->generation = settled_.Get()->generation + 1;
-  settled_.Set(next);
-  generation_.Set(next->generation, next->connections, next->commits,
-                  [&] { next->counter->MapTo(commits_); });
-  return next->generation;
+  if (!commits || next.counter->IsCommitting()) return 0;
+  next.commits = *commits;
+  next.generation = settled_.generation + 1;
+  settled_ = next;
+  generation_.Set(next.generation, next.connections, next.commits,
+                  [&] { next.counter->MapTo(commits_); });
+  return next.generation;
 } catch (const std::exception&) {
   return 0;  // Get reports the failure
 }

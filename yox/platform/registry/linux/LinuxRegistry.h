@@ -8,7 +8,6 @@
 #include <memory>
 #include <vector>
 
-#include "yox/base/Published.h"
 #include "yox/base/ThreadSafety.h"
 #include "yox/platform/files/linux/MappedNumber.h"
 #include "yox/platform/registry/Registry.h"
@@ -59,7 +58,7 @@ class LinuxRegistry final : public Registry {
  private:
   // A state without a commit under way.
   struct Settled {
-    std::shared_ptr<const CommitCounter> counter;  // null in the first one
+    std::shared_ptr<const CommitCounter> counter;  // null at first
     std::uint64_t commits = 0;                     // its number
     std::uint64_t connections = 0;                 // connections_ at that time
     std::uint64_t generation = 0;
@@ -96,8 +95,8 @@ class LinuxRegistry final : public Registry {
   // Exists as long as a watch does.
   std::weak_ptr<RegistryWatcher> watcher_ YOX_GUARDED_BY(mutex_);
   yox::Mutex settling_;
-  Published<Settled> settled_{std::make_shared<Settled>()};
-  // The same for a look that takes no lease, with the counter's number in memory.
+  Settled settled_ YOX_GUARDED_BY(settling_);
+  // The same for a look without the lock, with the counter's number in memory.
   CountedGeneration generation_;
   MappedNumber commits_;
 };
