@@ -76,6 +76,7 @@ struct ApplicabilityEvaluator::RunningDevice::Source {
 struct ApplicabilityEvaluator::RunningDevice::Sources {
   static constexpr auto kByField = [] {
     std::array<Source, kFilterFieldCount> sources{};
+    sources.fill(Source{});  // GCC 12 for Windows makes all members of the elements of {} zero
     const auto of = [&](FilterField field) -> Source& {
       return sources[static_cast<std::size_t>(field)];
     };
@@ -96,18 +97,20 @@ struct ApplicabilityEvaluator::RunningDevice::Sources {
   }();
 };
 
-constexpr std::array<yox::decision::ReadyPlaces, 2>
-    ApplicabilityEvaluator::RunningDevice::kReadyPlaces = [] {
-      std::array<yox::decision::ReadyPlaces, 2> places{yox::decision::kNothingReady,
-                                                       yox::decision::kNothingReady};
-      for (std::size_t i = 0; i < kFilterFieldCount; ++i) {
+constexpr yox::decision::ReadyPlaces ApplicabilityEvaluator::RunningDevice::kReadyWithManufacturer =
+    [] {
+      yox::decision::ReadyPlaces places = yox::decision::kNothingReady;
+      for (std::size_t i = 0; i < places.size(); ++i) {
         const Source& source = Sources::kByField[i];
-        if (source.text != Text::kCount) places[0][i] = static_cast<std::uint8_t>(source.text);
+        if (source.text != Text::kCount) places[i] = static_cast<std::uint8_t>(source.text);
       }
-      places[1] = places[0];
-      places[0][static_cast<std::size_t>(FilterField::mfr)] = yox::decision::kNotReady;
       return places;
     }();
+constexpr yox::decision::ReadyPlaces ApplicabilityEvaluator::RunningDevice::kReady = [] {
+  yox::decision::ReadyPlaces places = kReadyWithManufacturer;
+  places[static_cast<std::size_t>(FilterField::mfr)] = yox::decision::kNotReady;
+  return places;
+}();
 
 const MachineInformation& ApplicabilityEvaluator::RunningDevice::NotGiven() {
   throw std::invalid_argument("machineInformation");

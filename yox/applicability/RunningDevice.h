@@ -1,6 +1,5 @@
 #pragma once
 
-#include <array>
 #include <memory>
 #include <optional>
 #include <span>
@@ -38,8 +37,8 @@ class YOX_LOCAL ApplicabilityEvaluator::RunningDevice final : public yox::decisi
         target_version_(target_version),
         purpose_(purpose) {
     if (purpose == Purpose::kExplain) return;
-    const bool is_plain = !machine_.MayOverrideManufacturer();
-    SetReady(&machine_.Folded(Text{}), kReadyPlaces[is_plain ? 1 : 0]);
+    SetReady(&machine_.Folded(Text{}),
+             machine_.MayOverrideManufacturer() ? kReady : kReadyWithManufacturer);
   }
 
   // From now on the tags, which must be those of the process's collection, are taken from the
@@ -65,9 +64,9 @@ class YOX_LOCAL ApplicabilityEvaluator::RunningDevice final : public yox::decisi
   struct Source;
   struct Sources;
 
-  // The texts that the record has in the form in which they are compared: without and with the
-  // manufacturer.
-  static const std::array<yox::decision::ReadyPlaces, 2> kReadyPlaces;
+  // The texts that the record has in the form in which they are compared.
+  static const yox::decision::ReadyPlaces kReady;
+  static const yox::decision::ReadyPlaces kReadyWithManufacturer;
 
   // Installed applications, then those of the store.
   struct Items final : yox::decision::PairSource {
