@@ -3,6 +3,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <array>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -13,11 +14,14 @@
 #include "yox/base/Log.h"
 #include "yox/base/String.h"
 #include "yox/device/MachineInformation.h"
+#include "yox/platform/Platform.h"
+#include "yox/platform/registry/Registry.h"
 
 #include "bench/AllocationCounter.h"
 #include "bench/DecisionByHand.h"
 #include "bench/Ratios.h"
 #include "tests/support/Generators.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace {
 
@@ -177,6 +181,12 @@ BENCHMARK(ByHand);
 }  // namespace
 
 int main(int argc, char** argv) {
+  // On Linux a registry that a process has written to, as a service has: without one, a decision
+  // on the organisation looks for it in the file system each time.
+  const yox_test::TemporaryFolder state;
+  setenv("YOX_STATE_DIR", state.path().c_str(), 1);
+  yox::platform::Platform::Native().registry().CreateKey(
+      {HKEY_CURRENT_USER, String::UTF8ToUTF16("Software"), {}, {}});
   CheckThatBothAgree();
   return yox_bench::RunWithRatios(
       argc, argv,
