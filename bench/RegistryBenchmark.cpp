@@ -66,10 +66,8 @@ void LookUp(benchmark::State& state, Registry& registry, std::uint32_t count, st
 }  // namespace
 
 int main(int argc, char** argv) {
-#ifndef _WIN32
   const yox_test::TemporaryFolder folder;
-  setenv("YOX_STATE_DIR", folder.path().c_str(), 1);
-#endif
+  setenv("YOX_STATE_DIR", folder.path().c_str(), 1);  // of Linux
   Registry& native = yox::platform::Platform::Native().registry();
   yox::platform::SimulatedRegistry simulated;
   const auto add = [](const std::string& name, Registry& registry, std::uint32_t count,
